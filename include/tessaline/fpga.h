@@ -1,0 +1,58 @@
+/**
+ * @file
+ * Word access to the FPGA's registers.
+ *
+ * Every access is one transaction of its own: open /dev/mem, map the block, one
+ * aligned 32-bit load or store, close, unmap. A process-wide mutex serialises
+ * the transactions, so a single word is never torn; a read-modify-write made of
+ * two calls is not atomic.
+ */
+#ifndef TESSALINE_FPGA_H
+#define TESSALINE_FPGA_H
+
+#include <pthread.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+#pragma GCC visibility push(default)
+
+/**
+ * The lock around every register access. RegisterHardwareInit() initialises it;
+ * it is usable (with default attributes) before that too.
+ */
+extern pthread_mutex_t fpga_contol;
+
+/**
+ * Reads one register.
+ *
+ * @param block_base  physical address of a register block (page aligned)
+ * @param index       word index within the block, below 32 (byte offset / 4)
+ * @return the register's value; 0xFFFFFFFF when /dev/mem cannot be opened, which
+ *         is told on the standard output ("open(/dev/mem) failed.") and is final:
+ *         the lock stays taken and every later access of the process blocks.
+ *
+ * Threads: any.
+ */
+unsigned int fpga_read_addr(unsigned int block_base, unsigned int index);
+
+/**
+ * Writes one register.
+ *
+ * @param block_base  physical address of a register block (page aligned)
+ * @param index       word index within the block, below 32
+ * @param value       the 32-bit word
+ * @return 0; 0xFFFFFFFF when /dev/mem cannot be opened, as fpga_read_addr().
+ *
+ * Threads: any.
+ */
+unsigned int fpga_write_addr(unsigned int block_base, unsigned int index, unsigned int value);
+
+#pragma GCC visibility pop
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

@@ -1,0 +1,119 @@
+/**
+ * @file
+ * The logger of libtessaline.
+ *
+ * One process-wide logger. The library reports through it; an application may
+ * use it for lines of its own, change how much reaches the standard error
+ * stream, and attach sinks.
+ *
+ * No allocation, no thread, no lock of its own: when several threads log, their
+ * lines can interleave unless a lock hook is set. Setting the level, the quiet
+ * flag or the hook, and adding sinks, is not synchronised with running log_log()
+ * calls: do it before starting threads.
+ */
+#ifndef TESSALINE_LOG_H
+#define TESSALINE_LOG_H
+
+#include <stdarg.h>
+#include <stdbool.h>
+#include <stdio.h>
+#include <time.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+#pragma GCC visibility push(default)
+
+/** Levels, lowest first. Messages of the library use all but WARN and FATAL. */
+enum { LOG_TRACE, LOG_DEBUG, LOG_INFO, LOG_WARN, LOG_ERROR, LOG_FATAL };
+
+/** One message, as a sink receives it. Valid only during the sink's call. */
+typedef struct {
+  va_list ap;       /**< the arguments, already started */
+  const char* fmt;  /**< printf format */
+  const char* file; /**< source file of the message, relative to the source tree */
+  struct tm* time;  /**< local time of the message */
+  void* udata;      /**< what the sink was added with */
+  int line;         /**< source line of the message */
+  int level;        /**< LOG_TRACE .. LOG_FATAL */
+} log_Event;
+
+/** A sink: called once per message at or above its level, on the logging thread. */
+typedef void (*log_LogFn)(log_Event* ev);
+
+/** A lock hook: called with true before a message's first output, false after its last. */
+typedef void (*log_LockFn)(bool lock, void* udata);
+
+/**
+ * Logs one message.
+ *
+ * @param level  LOG_TRACE (0) .. LOG_FATAL (5)
+ * @param file   source file named in the line
+ * @param line   source line named in the line
+ * @param fmt    printf format, with its arguments after it
+ *
+ * Writes "HH:MM:SS LEVEL file:line: message" and a newline to the standard error
+ * stream when not quiet and level is at least the one of log_set_level(), then
+ * calls every sink whose own level is at most this one, in the order added.
+ *
+ * Threads: any; see the lock hook.
+ */
+void log_log(int level, const char* file, int line, const char* fmt, ...)
+#if defined(__GNUC__)
+    __attribute__((format(printf, 4, 5)))
+#endif
+    ;
+
+/**
+ * Sets the lowest level written to the standard error stream.
+ *
+ * @param level  LOG_TRACE .. LOG_FATAL; not checked, so 6 silences the stream.
+ *               LOG_TRACE when never set; GetLibVersion() sets LOG_ERROR.
+ */
+void log_set_level(int level);
+
+/** Stops (true) or resumes (false) output to the standard error stream. Sinks still run. */
+void log_set_quiet(bool enable);
+
+/**
+ * Sets the lock hook, called exactly twice for every message, also for one that
+ * nobody receives.
+ *
+ * @param fn     the hook; NULL removes it
+ * @param udata  handed to the hook
+ */
+void log_set_lock(log_LockFn fn, void* udata);
+
+/**
+ * Adds a sink. Sinks cannot be removed.
+ *
+ * @param fn     the sink
+ * @param udata  handed to it in log_Event::udata
+ * @param level  lowest level it receives
+ * @return 0, or -1 when 32 sinks are taken (nothing is changed).
+ */
+int log_add_callback(log_LogFn fn, void* udata, int level);
+
+/**
+ * Adds a file as a sink: "YYYY-MM-DD HH:MM:SS LEVEL file:line: message", one line
+ * a message, flushed after each. The file stays the caller's and must stay open.
+ *
+ * @return as log_add_callback()
+ */
+int log_add_fp(FILE* fp, int level);
+
+/**
+ * The name of a level: "TRACE", "DEBUG", "INFO", "WARN", "ERROR", "FATAL".
+ *
+ * @param level  LOG_TRACE .. LOG_FATAL; any other value gives "?".
+ */
+const char* log_level_string(int level);
+
+#pragma GCC visibility pop
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

@@ -1,0 +1,73 @@
+#include "tessaline/fpga.h"
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <cstdio>
+
+#include "function/SignalMask.h"
+#include "log/Log.h"
+
+namespace {
+
+using VeltranoSDK::SigintBlocked;
+
+constexpr unsigned int kFailed = 0xFFFFFFFFu;
+constexpr std::size_t kMappedBytes = 255;
+constexpr unsigned int kWordsInMapping = kMappedBytes / sizeof(std::uint32_t);
+
+// Maps the block for the length of one access. A word outside the mapping or an
+// unmappable block reads as all ones, like an address nothing answers on.
+template <typename Access>
+unsigned int Transact(unsigned int block_base, unsigned int index, Access access) {
+  // The SIGINT handler itself writes registers: were it to run on a thread that
+  // holds the lock, it would wait for ever.
+  const SigintBlocked no_handler_here;
+  pthread_mutex_lock(&fpga_contol);
+
+  const int fd = open("/dev/mem", O_RDWR | O_NONBLOCK);
+  if (fd < 0) {
+    // The lock stays taken: a board whose registers were once out of reach is
+    // in no known state, and nothing may touch it until the process restarts.
+    printf("open(/dev/mem) failed.");
+    fflush(stdout);
+    return kFailed;
+  }
+  void* block = mmap(nullptr, kMappedBytes, PROT_READ | PROT_WRITE, MAP_SHARED, fd,
+                     static_cast<off_t>(block_base));
+  unsigned int result = kFailed;
+  if (block != MAP_FAILED && index < kWordsInMapping) {
+    result = access(static_cast<volatile std::uint32_t*>(block) + index);
+  }
+  close(fd);
+  if (block != MAP_FAILED) munmap(block, kMappedBytes);
+  pthread_mutex_unlock(&fpga_contol);
+  return result;
+}
+
+unsigned long ByteAddress(unsigned int block_base, unsigned int index) {
+  return static_cast<unsigned long>(block_base) + 4ul * index;
+}
+
+}  // namespace
+
+extern "C" {
+
+pthread_mutex_t fpga_contol = PTHREAD_MUTEX_INITIALIZER;
+
+unsigned int fpga_read_addr(unsigned int block_base, unsigned int index) {
+  VeltranoSDK::LogTrace("fpga_read_addr: %lx", ByteAddress(block_base, index));
+  return Transact(block_base, index, [](volatile std::uint32_t* word) { return *word; });
+}
+
+unsigned int fpga_write_addr(unsigned int block_base, unsigned int index, unsigned int value) {
+  VeltranoSDK::LogTrace("fpga_write_addr: %lx", ByteAddress(block_base, index));
+  return Transact(block_base, index, [value](volatile std::uint32_t* word) {
+    *word = value;
+    return 0u;
+  });
+}
+
+}  // extern "C"

@@ -1,0 +1,54 @@
+#pragma once
+
+#include "tessaline/log.h"
+
+namespace VeltranoSDK {
+
+// True when a message of this level would be seen by anybody: a loop over
+// thousands of strips asks once instead of formatting for nobody.
+bool SomebodyListens(int level);
+
+// A format that remembers where it was written.
+struct Message {
+  const char* format;
+  const char* file;
+  int line;
+
+  // NOLINTNEXTLINE(google-explicit-constructor): a literal is meant to become one
+  Message(const char* text, const char* source = __builtin_FILE(),
+          int source_line = __builtin_LINE())
+      : format(text), file(source), line(source_line) {}
+};
+
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-security"
+
+template <typename... Args>
+void LogDebug(Message message, Args... args) {
+  log_log(LOG_DEBUG, message.file, message.line, message.format, args...);
+}
+
+template <typename... Args>
+void LogInfo(Message message, Args... args) {
+  log_log(LOG_INFO, message.file, message.line, message.format, args...);
+}
+
+template <typename... Args>
+void LogError(Message message, Args... args) {
+  log_log(LOG_ERROR, message.file, message.line, message.format, args...);
+}
+
+template <typename... Args>
+void LogTrace(Message message, Args... args) {
+  log_log(LOG_TRACE, message.file, message.line, message.format, args...);
+}
+
+#pragma GCC diagnostic pop
+
+// The entry line of nearly every function: Trace(__func__).
+inline void Trace(const char* function, const char* file = __builtin_FILE(),
+                  int line = __builtin_LINE()) {
+  log_log(LOG_TRACE, file, line, "%s", function);
+}
+
+}  // namespace VeltranoSDK

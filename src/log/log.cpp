@@ -1,0 +1,124 @@
+#include "tessaline/log.h"
+
+#include <array>
+#include <cstddef>
+
+#include "log/Log.h"
+
+namespace {
+
+constexpr std::array<const char*, 6> kLevelNames{"TRACE", "DEBUG", "INFO",
+                                                 "WARN",  "ERROR", "FATAL"};
+constexpr std::size_t kMaxSinks = 32;
+
+struct Sink {
+  log_LogFn fn;
+  void* udata;
+  int level;
+};
+
+struct Logger {
+  void* udata;
+  log_LockFn lock;
+  int level;
+  bool quiet;
+  std::array<Sink, kMaxSinks> callbacks;
+};
+
+// Zero at load time: everything from TRACE up goes to the standard error stream.
+constinit Logger logger{};
+
+// Two time formats, one printer: "<time> <level padded to 5> <file>:<line>: ".
+template <std::size_t kTimeSize>
+void WriteLine(FILE* out, const char* time_format, log_Event* ev) {
+  std::array<char, kTimeSize> time_text;
+  time_text[strftime(time_text.data(), time_text.size(), time_format, ev->time)] = '\0';
+  fprintf(out, "%s %-5s %s:%d: ", time_text.data(), log_level_string(ev->level), ev->file,
+          ev->line);
+  vfprintf(out, ev->fmt, ev->ap);
+  fputc('\n', out);
+  fflush(out);
+}
+
+void file_callback(log_Event* ev) {
+  WriteLine<64>(static_cast<FILE*>(ev->udata), "%Y-%m-%d %H:%M:%S", ev);
+}
+
+// The broken-down time lives in the caller's frame: messages of several threads
+// must not share localtime's static record.
+void TakeTime(log_Event* ev, struct tm* storage) {
+  const time_t now = time(nullptr);
+  ev->time = localtime_r(&now, storage);
+}
+
+bool ReachesStandardError(int level) { return !logger.quiet && level >= logger.level; }
+
+}  // namespace
+
+namespace VeltranoSDK {
+
+bool SomebodyListens(int level) {
+  return ReachesStandardError(level) || logger.lock != nullptr ||
+         logger.callbacks[0].fn != nullptr;
+}
+
+}  // namespace VeltranoSDK
+
+extern "C" {
+
+void log_log(int level, const char* file, int line, const char* fmt, ...) {
+  log_Event ev{};
+  ev.fmt = fmt;
+  ev.file = file;
+  ev.line = line;
+  ev.level = level;
+  struct tm broken_down;
+
+  if (logger.lock != nullptr) logger.lock(true, logger.udata);
+
+  if (ReachesStandardError(level)) {
+    TakeTime(&ev, &broken_down);
+    va_start(ev.ap, fmt);
+    WriteLine<16>(stderr, "%H:%M:%S", &ev);
+    va_end(ev.ap);
+  }
+
+  for (const Sink& sink : logger.callbacks) {
+    if (sink.fn == nullptr) break;
+    if (sink.level > level) continue;
+    if (ev.time == nullptr) TakeTime(&ev, &broken_down);
+    ev.udata = sink.udata;
+    va_start(ev.ap, fmt);
+    sink.fn(&ev);
+    va_end(ev.ap);
+  }
+
+  if (logger.lock != nullptr) logger.lock(false, logger.udata);
+}
+
+void log_set_level(int level) { logger.level = level; }
+
+void log_set_quiet(bool enable) { logger.quiet = enable; }
+
+void log_set_lock(log_LockFn fn, void* udata) {
+  logger.lock = fn;
+  logger.udata = udata;
+}
+
+int log_add_callback(log_LogFn fn, void* udata, int level) {
+  for (Sink& sink : logger.callbacks) {
+    if (sink.fn != nullptr) continue;
+    sink = {fn, udata, level};
+    return 0;
+  }
+  return -1;
+}
+
+int log_add_fp(FILE* fp, int level) { return log_add_callback(file_callback, fp, level); }
+
+const char* log_level_string(int level) {
+  const auto index = static_cast<std::size_t>(level);
+  return index < kLevelNames.size() ? kLevelNames[index] : "?";
+}
+
+}  // extern "C"
