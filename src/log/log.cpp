@@ -58,8 +58,7 @@ bool ReachesStandardError(int level) { return !logger.quiet && level >= logger.l
 namespace VeltranoSDK {
 
 bool SomebodyListens(int level) {
-  return ReachesStandardError(level) || logger.lock != nullptr ||
-         logger.callbacks[0].fn != nullptr;
+  return ReachesStandardError(level) || logger.lock != nullptr || logger.callbacks[0].fn != nullptr;
 }
 
 }  // namespace VeltranoSDK

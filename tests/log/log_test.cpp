@@ -1,14 +1,14 @@
 // The logger as an application meets it: what reaches the standard error stream,
 // the sinks, the lock hook. Each test is a process of its own (see CMake), since
 // sinks cannot be removed.
+#include "tessaline/log.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
 #include <string>
 #include <vector>
-
-#include "tessaline/log.h"
 
 namespace {
 
@@ -55,8 +55,9 @@ TEST(Logger, QuietKeepsSinksAndTheLockHook) {
   static std::vector<bool> locks;
   ASSERT_EQ(log_add_callback(Remember, tag, LOG_TRACE), 0);
   log_set_quiet(true);
-  log_set_lock([](bool lock, void* udata) { static_cast<std::vector<bool>*>(udata)->push_back(lock); },
-               &locks);
+  log_set_lock(
+      [](bool lock, void* udata) { static_cast<std::vector<bool>*>(udata)->push_back(lock); },
+      &locks);
   CaptureStderr();
   log_log(LOG_FATAL, "a", 1, "x");
   EXPECT_EQ(GetCapturedStderr(), "");

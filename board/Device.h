@@ -1,0 +1,52 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace board {
+
+// One open file description of a device. Every operation returns what the system
+// call would, or the negative errno. Calls come from any thread, with the
+// caller's cancellation switched off; only Wait (see Doorbell.h) lets it through.
+class OpenFile {
+ public:
+  OpenFile() = default;
+  virtual ~OpenFile() = default;  // the close
+  OpenFile(const OpenFile&) = delete;
+  OpenFile& operator=(const OpenFile&) = delete;
+
+  virtual ssize_t Read(void* buffer, std::size_t size);         // default: EINVAL
+  virtual ssize_t Write(const void* buffer, std::size_t size);  // default: EINVAL
+  virtual int Ioctl(unsigned long request, void* argument);     // default: ENOTTY
+  // The address to hand out, or the negative errno as a pointer value; default: ENODEV.
+  virtual std::intptr_t Mmap(void* hint, std::size_t length, int protection, int flags,
+                             off_t offset);
+  // Which of `events` hold now (POLLIN, POLLOUT...); default: readable and writable.
+  virtual short Ready(short events);
+};
+
+using OpenResult = std::pair<std::shared_ptr<OpenFile>, int>;  // file, or null and errno
+
+// One device of the board: claims paths, opens them.
+class Device {
+ public:
+  Device() = default;
+  virtual ~Device() = default;
+  Device(const Device&) = delete;
+  Device& operator=(const Device&) = delete;
+
+  // As transcript and faults name it: "video0", "i2c-1", "gpio".
+  virtual std::string Name() const = 0;
+  virtual bool Claims(const std::string& path) const = 0;
+  virtual OpenResult Open(const std::string& path, int flags) = 0;
+};
+
+// The printable name of an ioctl request, "VIDIOC_DQBUF"; "ioctl" when unknown.
+std::string IoctlName(unsigned long request);
+
+}  // namespace board

@@ -1,0 +1,198 @@
+/**
+ * @file
+ * Control interface of the virtual board, libtessaline-board.so.
+ *
+ * The virtual board stands where the C library's file calls go: load it with
+ * LD_PRELOAD or link a program with it, and the device nodes of one sensor board
+ * exist for that process. This header is for programs that want to look at the
+ * board from the other side: tests, and people who plant faults.
+ *
+ * Without a call into this interface the board is set up by the environment:
+ *   TESSALINE_BOARD             model code; without it nothing is interposed
+ *   TESSALINE_BOARD_SLEEP       factor on every sleep of the process, 0 skips them (1)
+ *   TESSALINE_BOARD_PACE        "real" (default), or "free": triggers come as fast
+ *                               as buffers come back
+ *   TESSALINE_BOARD_STRIPS      strips per strip buffer (10)
+ *   TESSALINE_BOARD_TRANSCRIPT  file that receives the transcript at process exit;
+ *                               JSON lines when its name ends in ".json"
+ *
+ * Threads: every function may be called from any thread.
+ */
+#ifndef TESSALINE_BOARD_H
+#define TESSALINE_BOARD_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+#pragma GCC visibility push(default)
+
+/* --- The board as a whole ------------------------------------------------------------- */
+
+/**
+ * Plugs in the board of a product and powers it up: registers, chips, counters
+ * and frame streams at their reset values, faults and transcript empty.
+ *
+ * @param model  model code; its first three characters choose the board
+ * @return 0, or -1 for a model no board is known for (nothing changes).
+ */
+int tessaline_board_select(const char* model);
+
+/** Unplugs the board: its device nodes are gone. Open descriptors fail with ENODEV. */
+void tessaline_board_unplug(void);
+
+/**
+ * Scales the sleeps of the process (usleep, nanosleep, sleep, relative
+ * clock_nanosleep). They are in the transcript with the length asked for.
+ *
+ * @param factor  1 sleeps as asked, 0 not at all. Time the process did not sleep
+ *                is added to the board's clock, so its counters run on as if it had.
+ */
+void tessaline_board_set_sleep_factor(double factor);
+
+enum tessaline_board_pace {
+  TESSALINE_BOARD_REAL_TIME, /**< a trigger per trigger spacing; no free buffer: lost */
+  TESSALINE_BOARD_FREE_RUN   /**< a trigger whenever a buffer is free; none is lost */
+};
+/** How the timed triggers come. */
+void tessaline_board_set_pace(enum tessaline_board_pace pace);
+
+/** Strips the FPGA packs into one strip buffer (1 .. what fits); fewer after 10 ms. */
+void tessaline_board_set_strips_per_buffer(unsigned strips);
+
+/* --- Transcript ------------------------------------------------------------------------ */
+
+enum tessaline_board_format { TESSALINE_BOARD_TEXT, TESSALINE_BOARD_JSON_LINES };
+
+/**
+ * Everything that crossed the system-call surface since power-up or the last
+ * clear, in order. Text: one line an event, "<device> <operation> <details>",
+ * for example "fpga write IMAGE_BLOCK_1 TRI_SPACING = 0x00030d40" or
+ * "sleep 1000"; without times and threads, so that two runs compare equal.
+ * JSON lines carry time and thread too.
+ *
+ * @return text for the caller to free()
+ */
+char* tessaline_board_transcript(enum tessaline_board_format format);
+
+/** Empties the transcript. */
+void tessaline_board_transcript_clear(void);
+
+/** Stops (0) or resumes (1) recording, for long runs. */
+void tessaline_board_transcript_enable(int enable);
+
+/* --- FPGA registers -------------------------------------------------------------------- */
+
+/**
+ * A register as the FPGA holds it, without a line in the transcript.
+ *
+ * @param block   VeltranoSDK::fpga::Block as a number
+ * @param offset  byte offset in the block, a multiple of 4 below 0x100
+ */
+uint32_t tessaline_board_register_get(unsigned block, uint32_t offset);
+
+/** Sets a register from the FPGA's side: no side effect, no transcript line. */
+void tessaline_board_register_set(unsigned block, uint32_t offset, uint32_t value);
+
+/* --- Faults ---------------------------------------------------------------------------- */
+
+/**
+ * Makes calls fail.
+ *
+ * @param device     device as the transcript names it ("fpga", "i2c-0", "video1",
+ *                   "gpio", ...), or "*"
+ * @param operation  "open", "read", "write", "mmap", "poll", an ioctl's name
+ *                   ("VIDIOC_DQBUF", "I2C_RDWR"), or "*"
+ * @param skip       so many matching calls succeed first
+ * @param count      then so many fail; 0: all
+ * @param error      errno of the failure
+ */
+void tessaline_board_fault(const char* device, const char* operation, unsigned skip, unsigned count,
+                           int error);
+
+enum tessaline_board_frame_fault {
+  TESSALINE_BOARD_FRAME_LOST,      /**< the frame never arrives, its id is used up */
+  TESSALINE_BOARD_FRAME_LATE,      /**< it arrives 100 ms late */
+  TESSALINE_BOARD_FRAME_TRUNCATED, /**< only its first half is written */
+  TESSALINE_BOARD_FRAME_CORRUPT    /**< strips: the last strip's point count is beyond
+                                        the buffer; images: the header is all ones */
+};
+
+/** Makes frames go wrong: stream 0 images, 1 strip buffers; skip and count as above. */
+void tessaline_board_frame_fault(int stream, enum tessaline_board_frame_fault kind, unsigned skip,
+                                 unsigned count);
+
+/** Forgets all faults. */
+void tessaline_board_clear_faults(void);
+
+/* --- Chips ----------------------------------------------------------------------------- */
+
+/**
+ * A chip's register or memory byte, from the chip's own side.
+ *
+ * @param chip     "sensor", "pot", "da", "eeprom"
+ * @param address  register address; the EEPROM has 512 bytes
+ * @return the value, or -1 when the board has no such chip or address
+ */
+int tessaline_board_chip_get(const char* chip, unsigned address);
+
+/** Sets it. @return 0, or -1 as above */
+int tessaline_board_chip_set(const char* chip, unsigned address, unsigned value);
+
+/** A chip that is absent (0) answers nothing on its bus. @return 0, or -1: no such chip */
+int tessaline_board_chip_present(const char* chip, int present);
+
+/** Level of a GPIO line: 0 or 1; -1 when it is not exported as an output. */
+int tessaline_board_gpio_level(unsigned line);
+
+/** Raw value the temperature file returns. */
+void tessaline_board_set_temperature_raw(unsigned raw);
+
+/** Seconds until the armed watchdog would bite; negative when it has; -1000 not armed. */
+double tessaline_board_watchdog_left(void);
+
+/* --- Inputs ---------------------------------------------------------------------------- */
+
+/** Drives the external trigger input. A rising edge triggers in trigger mode 2, and
+ *  raises the external-trigger interrupt when enabled. */
+void tessaline_board_external_trigger(int level);
+
+/** The DA converter's value has been taken over: raises the DA interrupt when enabled. */
+void tessaline_board_da_arrived(void);
+
+/** Interrupts raised on /dev/uio<index> (0, 1) since power-up. */
+unsigned tessaline_board_interrupts(unsigned index);
+
+/* --- Streams and scene: the truth a result can be compared with ------------------------- */
+
+struct tessaline_board_stream_stats {
+  uint64_t frames;    /**< images, or strips, the FPGA produced */
+  uint64_t delivered; /**< of these, written into a buffer */
+  uint64_t lost;      /**< no buffer was queued */
+  uint64_t buffers;   /**< buffers handed to the driver's done queue */
+};
+/** stream 0: images, 1: strips. */
+void tessaline_board_stream_stats(int stream, struct tessaline_board_stream_stats* out);
+
+/** Height of the scene in mm at (x across, y along the movement), both in mm. */
+double tessaline_board_scene_height(double x_mm, double y_mm);
+
+/** Row of the laser line on the full sensor for a height, in pixels; see docs. */
+double tessaline_board_scene_row(double height_mm);
+
+/** Where a full-sensor column looks across the scene, in mm. */
+double tessaline_board_scene_x(double column);
+
+/** Encoder counts per mm of movement. */
+double tessaline_board_scene_counts_per_mm(void);
+
+#pragma GCC visibility pop
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif
