@@ -1,0 +1,21 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "tessaline/board.h"
+
+namespace board {
+
+// The ordered record of what crossed the system-call surface.
+// Adds one event: the device's name and what happened, without time or thread
+// (those are taken here). Cheap when recording is off, but the text is the
+// caller's work: ask Recording() before building a long one.
+void Record(std::string_view device, std::string text);
+bool Recording();
+
+std::string TranscriptText(tessaline_board_format format);
+void ClearTranscript();
+void EnableTranscript(bool enable);
+
+}  // namespace board
