@@ -24,21 +24,16 @@ class Doorbell {
   std::atomic<std::uint32_t> count_{0};
 };
 
-// While a thread is inside the board its cancellation is off. The outermost
-// scope remembers what the caller had; Doorbell::Wait puts that back for the
-// length of the wait.
-class InsideBoard {
- public:
-  // cancellation_point: the call is one (read, poll, usleep), so that a wait in
-  // it ends at once when the caller's cancellation is enabled. An ioctl is none:
-  // only a caller with asynchronous cancellation is ended in it.
-  explicit InsideBoard(bool cancellation_point);
-  ~InsideBoard();
-  InsideBoard(const InsideBoard&) = delete;
-  InsideBoard& operator=(const InsideBoard&) = delete;
-
- private:
-  bool outermost_;
-};
+// While a thread is inside the board its cancellation is off. The outermost call
+// remembers what the caller had; Doorbell::Wait puts that back for the length of
+// the wait. Two plain functions and no scope object: a caller whose cancellation
+// is asynchronous may be ended just before EnterBoard has run, and a frame with
+// destructors cannot be unwound from there.
+//
+// cancellation_point: the call is one (read, poll, usleep), so that a wait in it
+// ends at once when the caller's cancellation is enabled. An ioctl is none: only a
+// caller with asynchronous cancellation is ended in it.
+void EnterBoard(bool cancellation_point);
+void LeaveBoard();
 
 }  // namespace board

@@ -14,6 +14,9 @@ namespace board {
 void Record(std::string_view device, std::string text);
 bool Recording();
 
+// "ENODEV", for the end of a failed event: "... failed: ENODEV".
+std::string ErrnoName(int error);
+
 std::string TranscriptText(tessaline_board_format format);
 void ClearTranscript();
 void EnableTranscript(bool enable);

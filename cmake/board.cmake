@@ -1,0 +1,17 @@
+# The virtual board: for LD_PRELOAD and for linking into tests. Its symbols are
+# bound at load time: a thread may be cancelled in the first call it makes, which
+# must not be inside the dynamic linker.
+find_package(fmt REQUIRED)
+find_package(nlohmann_json REQUIRED)
+
+file(GLOB_RECURSE TESSALINE_BOARD_SOURCES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/board/*.cpp)
+add_library(tessaline-board SHARED ${TESSALINE_BOARD_SOURCES})
+set_target_properties(tessaline-board PROPERTIES
+  VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
+target_include_directories(tessaline-board
+  PUBLIC ${CMAKE_SOURCE_DIR}/board/include ${CMAKE_SOURCE_DIR}/include
+  PRIVATE ${CMAKE_SOURCE_DIR}/board)
+target_compile_options(tessaline-board PRIVATE -fvisibility=hidden -fvisibility-inlines-hidden)
+target_link_options(tessaline-board PRIVATE -Wl,-z,now)
+target_link_libraries(tessaline-board PRIVATE tessaline_options fmt::fmt
+  nlohmann_json::nlohmann_json Threads::Threads ${CMAKE_DL_LIBS})

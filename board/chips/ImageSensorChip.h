@@ -14,6 +14,8 @@ struct SensorState {
   bool flip_horizontal;
   bool flip_vertical;
   double gain;               // linear factor
+  double line_time_us;       // unit of the FPGA's exposure registers
+  unsigned frame_lines;      // lines of one frame period: bounds the frame rate
 };
 
 class ImageSensorChip {

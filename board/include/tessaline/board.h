@@ -60,7 +60,7 @@ enum tessaline_board_pace {
 /** How the timed triggers come. */
 void tessaline_board_set_pace(enum tessaline_board_pace pace);
 
-/** Strips the FPGA packs into one strip buffer (1 .. what fits); fewer after 10 ms. */
+/** Strips the FPGA packs into one strip buffer (1 .. what fits); fewer after 50 ms. */
 void tessaline_board_set_strips_per_buffer(unsigned strips);
 
 /* --- Transcript ------------------------------------------------------------------------ */
@@ -156,8 +156,8 @@ double tessaline_board_watchdog_left(void);
 
 /* --- Inputs ---------------------------------------------------------------------------- */
 
-/** Drives the external trigger input. A rising edge triggers in trigger mode 2, and
- *  raises the external-trigger interrupt when enabled. */
+/** Drives the external trigger input. A rising edge triggers in trigger mode 2; either
+ *  edge raises the external-trigger interrupt when it is enabled. */
 void tessaline_board_external_trigger(int level);
 
 /** The DA converter's value has been taken over: raises the DA interrupt when enabled. */

@@ -1,0 +1,209 @@
+#include "Board.h"
+
+#include <pthread.h>
+
+#include <atomic>
+#include <mutex>
+
+#include "BoardProfile.h"
+#include "Clock.h"
+#include "Faults.h"
+#include "Transcript.h"
+#include "chips/Ad5175.h"
+#include "chips/DaConverter.h"
+#include "chips/Eeprom.h"
+#include "chips/Imx273.h"
+#include "chips/Tpl0401.h"
+#include "devices/I2cBus.h"
+#include "devices/Memory.h"
+#include "devices/UDmaBuf.h"
+
+namespace board {
+namespace {
+
+namespace fpga = VeltranoSDK::fpga;
+
+std::atomic<bool> plugged_in{false};
+
+struct Slot {
+  std::mutex mutex;
+  std::shared_ptr<Board> board;
+};
+
+// Never destroyed: threads may be inside a device call until the process is gone.
+Slot& TheSlot() {
+  static Slot* slot = new Slot;
+  return *slot;
+}
+
+const BoardProfile* FindProfile(const std::string& model) {
+  for (const BoardProfile& profile : kBoardProfiles) {
+    if (model.starts_with(profile.family)) return &profile;
+  }
+  return nullptr;
+}
+
+// Over a fork the slot and the frame generator are held, so that the child finds
+// both at rest.
+std::shared_ptr<Board> board_at_fork;
+
+void BeforeFork() {
+  TheSlot().mutex.lock();
+  board_at_fork = TheSlot().board;
+  if (board_at_fork != nullptr) board_at_fork->engine().LockForFork();
+}
+
+void AfterFork(bool child) {
+  if (board_at_fork != nullptr) board_at_fork->engine().UnlockAfterFork(child);
+  board_at_fork = nullptr;
+  TheSlot().mutex.unlock();
+}
+
+void HandleForks() {
+  static std::once_flag once;
+  std::call_once(once, [] {
+    pthread_atfork(
+        BeforeFork, [] { AfterFork(false); }, [] { AfterFork(true); });
+  });
+}
+
+void Replace(std::shared_ptr<Board> board) {
+  std::shared_ptr<Board> before;
+  {
+    const std::lock_guard lock(TheSlot().mutex);
+    before = std::move(TheSlot().board);
+    TheSlot().board = std::move(board);
+    plugged_in = TheSlot().board != nullptr;
+  }
+}
+
+}  // namespace
+
+bool Board::PluggedIn() { return plugged_in; }
+
+std::shared_ptr<Board> Board::Current() {
+  const std::lock_guard lock(TheSlot().mutex);
+  return TheSlot().board;
+}
+
+bool Board::PlugIn(const std::string& model) {
+  const BoardProfile* profile = FindProfile(model);
+  if (profile == nullptr) return false;
+  HandleForks();
+  Unplug();
+  RestartClock();
+  ClearFaults();
+  ClearTranscript();
+  EnableTranscript(true);
+  const bool arm_rebuild = model.find("arm_rebuild") != std::string::npos;
+  Replace(std::shared_ptr<Board>(new Board(*profile, arm_rebuild)));
+  return true;
+}
+
+void Board::Unplug() {
+  const std::shared_ptr<Board> board = Current();
+  if (board == nullptr) return;
+  Replace(nullptr);
+  // Files still open keep the object alive; nobody shall wait in it any more.
+  for (VideoNode* video : board->video_) video->Buffers().Unplug();
+}
+
+template <typename Kind, typename... Args>
+Kind* Board::Add(Args&&... args) {
+  auto device = std::make_unique<Kind>(std::forward<Args>(args)...);
+  Kind* plain = device.get();
+  devices_.push_back(std::move(device));
+  return plain;
+}
+
+Board::Board(const BoardProfile& profile, bool arm_rebuild)
+    : profile_(profile), fpga_(std::make_shared<FpgaModel>(profile.fpga_version)) {
+  Add<Memory>(fpga_, profile.regions);
+  for (unsigned i = 0; i < 2; ++i) {
+    video_[i] = Add<VideoNode>(i);
+    uio_[i] = Add<Uio>(i);
+  }
+  I2cBus* i2c[] = {Add<I2cBus>(0u), Add<I2cBus>(1u)};
+  gpio_ = Add<Gpio>(std::vector<unsigned>(profile.gpio.begin(), profile.gpio.end()));
+  temperature_ = Add<IioTemperature>(
+      std::vector<std::string>{std::string(profile.temperature_file)}, profile.temperature_raw);
+  watchdog_ = Add<Watchdog>();
+  Add<UDmaBuf>();
+
+  const auto attach = [&](unsigned bus, const char* name, std::shared_ptr<I2cChip> chip) {
+    i2c[bus]->Attach(chip);
+    chips_.emplace_back(name, std::move(chip));
+  };
+  if (profile.sensor == SensorKind::kImx273) {
+    const auto sensor = std::make_shared<Imx273>();
+    sensor_ = sensor;
+    attach(profile.sensor_bus, "sensor", sensor);
+  }
+  if (profile.pot == PotKind::kAd5175) {
+    const auto pot = std::make_shared<Ad5175>();
+    laser_power_ = pot;
+    attach(profile.laser_bus, "pot", pot);
+  } else {
+    const auto pot = std::make_shared<Tpl0401>();
+    laser_power_ = pot;
+    attach(profile.laser_bus, "pot", pot);
+  }
+  attach(profile.laser_bus, "da", std::make_shared<DaConverter>());
+  attach(0, "eeprom", std::make_shared<Eeprom>());
+
+  engine_ = std::make_unique<FrameEngine>(
+      EngineWiring{fpga_, sensor_, [this] { return LaserPower(); }, &video_[0]->Buffers(),
+                   &video_[1]->Buffers(), arm_rebuild});
+  fpga_->signals.software_trigger = [this] { engine_->SoftwareTrigger(); };
+  fpga_->signals.frame_id_reset = [this] { engine_->ResetFrameId(); };
+  fpga_->signals.settings_changed = [this] { engine_->Wake(); };
+  fpga_->signals.sensor_reset = [this] {
+    if (sensor_ != nullptr) sensor_->Reset();
+  };
+}
+
+Board::~Board() {
+  engine_.reset();  // before the devices its thread works on
+}
+
+Device* Board::Find(const std::string& path) const {
+  for (const auto& device : devices_) {
+    if (device->Claims(path)) return device.get();
+  }
+  return nullptr;
+}
+
+ChipAccess* Board::chip(const std::string& name) {
+  for (const auto& [known, chip] : chips_) {
+    if (known == name) return chip.get();
+  }
+  return nullptr;
+}
+
+// The line source needs both of its enable lines.
+double Board::LaserPower() const {
+  const bool on = gpio_->Level(profile_.gpio[0]) == 1 && gpio_->Level(profile_.gpio[1]) == 1;
+  return on ? laser_power_->Power() : 0;
+}
+
+void Board::DriveExternalTrigger(bool level) {
+  const bool before = fpga_->Get(fpga::kExternalTriggerLevel) != 0;
+  if (before == level) return;
+  fpga_->Set(fpga::EXT_TRIGGER_LEVEL, level ? 1 : 0);
+  if (level) {
+    const std::uint32_t low = fpga_->Value(fpga::Block::kImage1, fpga::TIMER_COUNTER_L.offset);
+    const std::uint32_t high = fpga_->Value(fpga::Block::kImage1, fpga::TIMER_COUNTER_H.offset);
+    fpga_->Set(fpga::XTRIG_START_L, low);
+    fpga_->Set(fpga::XTRIG_START_H, high);
+    engine_->ExternalEdge();
+  } else {
+    engine_->Wake();  // a gate may have closed
+  }
+  if (fpga_->Get(fpga::kExternalTriggerIrqEnable) != 0) uio_[0]->Raise();
+}
+
+void Board::ReportDaArrived() {
+  if (fpga_->Get(fpga::kDaIrqEnable) != 0) uio_[1]->Raise();
+}
+
+}  // namespace board

@@ -1,0 +1,73 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "Device.h"
+#include "chips/I2cChip.h"
+#include "chips/ImageSensorChip.h"
+#include "chips/LaserPowerChip.h"
+#include "devices/Gpio.h"
+#include "devices/IioTemperature.h"
+#include "devices/Uio.h"
+#include "devices/VideoNode.h"
+#include "devices/Watchdog.h"
+#include "model/FpgaModel.h"
+#include "model/FrameEngine.h"
+
+namespace board {
+
+struct BoardProfile;
+
+// The board that is plugged in: its FPGA, chips and device nodes, wired together.
+class Board {
+ public:
+  // Null when none is plugged in. The first is quicker and takes no lock.
+  static bool PluggedIn();
+  static std::shared_ptr<Board> Current();
+  // False for a model no board is known for; the current one then stays.
+  static bool PlugIn(const std::string& model);
+  static void Unplug();
+
+  ~Board();
+  Board(const Board&) = delete;
+  Board& operator=(const Board&) = delete;
+
+  // The device behind a path, or null.
+  Device* Find(const std::string& path) const;
+
+  FpgaModel& fpga() { return *fpga_; }
+  FrameEngine& engine() { return *engine_; }
+  Gpio& gpio() { return *gpio_; }
+  Watchdog& watchdog() { return *watchdog_; }
+  IioTemperature& temperature() { return *temperature_; }
+  Uio& uio(unsigned index) { return *uio_[index]; }
+  ImageSensorChip* sensor() { return sensor_.get(); }
+  // "sensor", "pot", "da", "eeprom"; null: the board has none.
+  ChipAccess* chip(const std::string& name);
+
+  void DriveExternalTrigger(bool level);
+  void ReportDaArrived();
+
+ private:
+  explicit Board(const BoardProfile& profile, bool arm_rebuild);
+  template <typename Kind, typename... Args>
+  Kind* Add(Args&&... args);
+  double LaserPower() const;
+
+  const BoardProfile& profile_;
+  std::shared_ptr<FpgaModel> fpga_;
+  std::vector<std::unique_ptr<Device>> devices_;
+  std::vector<std::pair<std::string, std::shared_ptr<ChipAccess>>> chips_;
+  std::shared_ptr<ImageSensorChip> sensor_;
+  std::shared_ptr<LaserPowerChip> laser_power_;
+  Gpio* gpio_ = nullptr;
+  Watchdog* watchdog_ = nullptr;
+  IioTemperature* temperature_ = nullptr;
+  Uio* uio_[2] = {};
+  VideoNode* video_[2] = {};
+  std::unique_ptr<FrameEngine> engine_;
+};
+
+}  // namespace board

@@ -1,0 +1,206 @@
+// The C control interface and the set-up from the environment.
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "Board.h"
+#include "Clock.h"
+#include "Faults.h"
+#include "Transcript.h"
+#include "model/Scene.h"
+#include "tessaline/board.h"
+
+namespace {
+
+using board::Board;
+namespace fpga = VeltranoSDK::fpga;
+
+// The answer of the board that is plugged in, or `otherwise`.
+template <typename Result, typename Ask>
+Result AskBoard(Result otherwise, Ask ask) {
+  const std::shared_ptr<Board> board = Board::Current();
+  return board == nullptr ? otherwise : static_cast<Result>(ask(*board));
+}
+
+template <typename Tell>
+void TellBoard(Tell tell) {
+  if (const std::shared_ptr<Board> board = Board::Current(); board != nullptr) tell(*board);
+}
+
+bool IsRegister(unsigned block, uint32_t offset) {
+  return block < fpga::kBlockCount && offset % 4 == 0 && offset / 4 < board::kRegistersPerBlock;
+}
+
+const char* Environment(const char* name) {
+  const char* value = std::getenv(name);
+  return value != nullptr && *value != '\0' ? value : nullptr;
+}
+
+__attribute__((constructor)) void SetUpFromEnvironment() {
+  const char* model = Environment("TESSALINE_BOARD");
+  if (model == nullptr) return;
+  if (tessaline_board_select(model) != 0) {
+    std::fprintf(stderr, "TESSALINE_BOARD: no board is known for model \"%s\"\n", model);
+    return;
+  }
+  if (const char* factor = Environment("TESSALINE_BOARD_SLEEP")) {
+    tessaline_board_set_sleep_factor(std::strtod(factor, nullptr));
+  }
+  if (const char* pace = Environment("TESSALINE_BOARD_PACE")) {
+    tessaline_board_set_pace(std::strcmp(pace, "free") == 0 ? TESSALINE_BOARD_FREE_RUN
+                                                            : TESSALINE_BOARD_REAL_TIME);
+  }
+  if (const char* strips = Environment("TESSALINE_BOARD_STRIPS")) {
+    tessaline_board_set_strips_per_buffer(static_cast<unsigned>(std::strtoul(strips, nullptr, 10)));
+  }
+  // Nobody would read it.
+  if (Environment("TESSALINE_BOARD_TRANSCRIPT") == nullptr) tessaline_board_transcript_enable(0);
+}
+
+__attribute__((destructor)) void WriteTranscript() {
+  const char* name = Environment("TESSALINE_BOARD_TRANSCRIPT");
+  if (name == nullptr || Environment("TESSALINE_BOARD") == nullptr) return;
+  const bool json = std::string_view(name).ends_with(".json");
+  const std::string text =
+      board::TranscriptText(json ? TESSALINE_BOARD_JSON_LINES : TESSALINE_BOARD_TEXT);
+  FILE* out = std::fopen(name, "w");
+  if (out == nullptr) {
+    std::perror(name);
+    return;
+  }
+  std::fwrite(text.data(), 1, text.size(), out);
+  std::fclose(out);
+}
+
+}  // namespace
+
+extern "C" {
+
+int tessaline_board_select(const char* model) {
+  return model != nullptr && Board::PlugIn(model) ? 0 : -1;
+}
+
+void tessaline_board_unplug(void) { Board::Unplug(); }
+
+void tessaline_board_set_sleep_factor(double factor) { board::SetSleepFactor(factor); }
+
+void tessaline_board_set_pace(enum tessaline_board_pace pace) {
+  TellBoard([=](Board& board) { board.engine().SetPace(pace); });
+}
+
+void tessaline_board_set_strips_per_buffer(unsigned strips) {
+  TellBoard([=](Board& board) { board.engine().SetStripsPerBuffer(strips); });
+}
+
+char* tessaline_board_transcript(enum tessaline_board_format format) {
+  return strdup(board::TranscriptText(format).c_str());
+}
+
+void tessaline_board_transcript_clear(void) { board::ClearTranscript(); }
+
+void tessaline_board_transcript_enable(int enable) { board::EnableTranscript(enable != 0); }
+
+uint32_t tessaline_board_register_get(unsigned block, uint32_t offset) {
+  if (!IsRegister(block, offset)) return 0xFFFFFFFFu;
+  return AskBoard(0xFFFFFFFFu, [=](Board& board) {
+    return board.fpga().Value(static_cast<fpga::Block>(block), offset);
+  });
+}
+
+void tessaline_board_register_set(unsigned block, uint32_t offset, uint32_t value) {
+  if (!IsRegister(block, offset)) return;
+  TellBoard([=](Board& board) {
+    board.fpga().Set({static_cast<fpga::Block>(block), offset, {}}, value);
+    board.engine().Wake();
+  });
+}
+
+void tessaline_board_fault(const char* device, const char* operation, unsigned skip, unsigned count,
+                           int error) {
+  board::PlantFault(device, operation, skip, count, error);
+}
+
+void tessaline_board_frame_fault(int stream, enum tessaline_board_frame_fault kind, unsigned skip,
+                                 unsigned count) {
+  board::PlantFrameFault(stream, kind, skip, count);
+}
+
+void tessaline_board_clear_faults(void) { board::ClearFaults(); }
+
+int tessaline_board_chip_get(const char* chip, unsigned address) {
+  return AskBoard(-1, [=](Board& board) {
+    const board::ChipAccess* found = board.chip(chip);
+    return found == nullptr ? -1 : found->Peek(address);
+  });
+}
+
+int tessaline_board_chip_set(const char* chip, unsigned address, unsigned value) {
+  return AskBoard(-1, [=](Board& board) {
+    board::ChipAccess* found = board.chip(chip);
+    return found != nullptr && found->Poke(address, value) ? 0 : -1;
+  });
+}
+
+int tessaline_board_chip_present(const char* chip, int present) {
+  return AskBoard(-1, [=](Board& board) {
+    board::ChipAccess* found = board.chip(chip);
+    if (found == nullptr) return -1;
+    found->SetPresent(present != 0);
+    return 0;
+  });
+}
+
+int tessaline_board_gpio_level(unsigned line) {
+  return AskBoard(-1, [=](Board& board) { return board.gpio().Level(line); });
+}
+
+void tessaline_board_set_temperature_raw(unsigned raw) {
+  TellBoard([=](Board& board) { board.temperature().SetRaw(raw); });
+}
+
+double tessaline_board_watchdog_left(void) {
+  return AskBoard(board::Watchdog::kNotArmed, [](Board& board) { return board.watchdog().Left(); });
+}
+
+void tessaline_board_external_trigger(int level) {
+  TellBoard([=](Board& board) { board.DriveExternalTrigger(level != 0); });
+}
+
+void tessaline_board_da_arrived(void) {
+  TellBoard([](Board& board) { board.ReportDaArrived(); });
+}
+
+unsigned tessaline_board_interrupts(unsigned index) {
+  if (index > 1) return 0;
+  return AskBoard(0u, [=](Board& board) { return board.uio(index).Raised(); });
+}
+
+void tessaline_board_stream_stats(int stream, struct tessaline_board_stream_stats* out) {
+  *out = {};
+  TellBoard([=](Board& board) { *out = board.engine().Stats(stream); });
+}
+
+double tessaline_board_scene_height(double x_mm, double y_mm) {
+  return board::scene::Height(x_mm, y_mm);
+}
+
+double tessaline_board_scene_row(double height_mm) {
+  return AskBoard(-1.0, [=](Board& board) {
+    return board.sensor() == nullptr
+               ? -1.0
+               : board::scene::Row(height_mm, board.sensor()->State().full_height);
+  });
+}
+
+double tessaline_board_scene_x(double column) {
+  return AskBoard(0.0, [=](Board& board) {
+    return board.sensor() == nullptr ? 0.0
+                                     : board::scene::X(column, board.sensor()->State().full_width);
+  });
+}
+
+double tessaline_board_scene_counts_per_mm(void) { return board::scene::kCountsPerMm; }
+
+}  // extern "C"

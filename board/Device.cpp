@@ -1,0 +1,62 @@
+#include "Device.h"
+
+#include <errno.h>
+#include <linux/i2c-dev.h>
+#include <linux/i2c.h>
+#include <linux/videodev2.h>
+#include <linux/watchdog.h>
+#include <poll.h>
+
+#include <array>
+#include <string_view>
+
+namespace board {
+namespace {
+
+struct NamedRequest {
+  unsigned long request;
+  std::string_view name;
+};
+
+constexpr std::array kRequests{
+    NamedRequest{VIDIOC_QUERYCAP, "VIDIOC_QUERYCAP"},
+    NamedRequest{VIDIOC_ENUM_FMT, "VIDIOC_ENUM_FMT"},
+    NamedRequest{VIDIOC_G_FMT, "VIDIOC_G_FMT"},
+    NamedRequest{VIDIOC_S_FMT, "VIDIOC_S_FMT"},
+    NamedRequest{VIDIOC_TRY_FMT, "VIDIOC_TRY_FMT"},
+    NamedRequest{VIDIOC_REQBUFS, "VIDIOC_REQBUFS"},
+    NamedRequest{VIDIOC_QUERYBUF, "VIDIOC_QUERYBUF"},
+    NamedRequest{VIDIOC_QBUF, "VIDIOC_QBUF"},
+    NamedRequest{VIDIOC_DQBUF, "VIDIOC_DQBUF"},
+    NamedRequest{VIDIOC_STREAMON, "VIDIOC_STREAMON"},
+    NamedRequest{VIDIOC_STREAMOFF, "VIDIOC_STREAMOFF"},
+    NamedRequest{I2C_RDWR, "I2C_RDWR"},
+    NamedRequest{I2C_RETRIES, "I2C_RETRIES"},
+    NamedRequest{I2C_TIMEOUT, "I2C_TIMEOUT"},
+    NamedRequest{I2C_SLAVE, "I2C_SLAVE"},
+    NamedRequest{I2C_FUNCS, "I2C_FUNCS"},
+    NamedRequest{WDIOC_SETTIMEOUT, "WDIOC_SETTIMEOUT"},
+    NamedRequest{WDIOC_GETTIMEOUT, "WDIOC_GETTIMEOUT"},
+    NamedRequest{WDIOC_KEEPALIVE, "WDIOC_KEEPALIVE"},
+    NamedRequest{WDIOC_GETSUPPORT, "WDIOC_GETSUPPORT"},
+    NamedRequest{WDIOC_GETTIMELEFT, "WDIOC_GETTIMELEFT"},
+};
+
+}  // namespace
+
+ssize_t OpenFile::Read(void*, std::size_t) { return -EINVAL; }
+ssize_t OpenFile::Write(const void*, std::size_t) { return -EINVAL; }
+int OpenFile::Ioctl(unsigned long, void*) { return -ENOTTY; }
+std::intptr_t OpenFile::Mmap(void*, std::size_t, int, int, off_t) { return -ENODEV; }
+short OpenFile::Ready(short events) {
+  return static_cast<short>(events & (POLLIN | POLLRDNORM | POLLOUT | POLLWRNORM));
+}
+
+std::string IoctlName(unsigned long request) {
+  for (const NamedRequest& known : kRequests) {
+    if (known.request == request) return std::string(known.name);
+  }
+  return "ioctl";
+}
+
+}  // namespace board

@@ -1,0 +1,75 @@
+#include "RealCalls.h"
+
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+namespace board::real {
+namespace {
+
+// Looked up at the first use: a sanitizer's runtime calls through here before any
+// constructor of ours has run.
+template <typename Function>
+Function Next(const char* name) {
+  return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
+}
+
+}  // namespace
+
+// Those that wrap exactly one system call and are used before the dynamic linker
+// can be asked go straight to the kernel.
+int Open(int directory, const char* path, int flags, mode_t mode) {
+  return static_cast<int>(syscall(SYS_openat, directory, path, flags, mode));
+}
+
+int Ioctl(int fd, unsigned long request, void* argument) {
+  return static_cast<int>(syscall(SYS_ioctl, fd, request, argument));
+}
+
+void* Mmap(void* hint, std::size_t length, int protection, int flags, int fd, off_t offset) {
+  return reinterpret_cast<void*>(syscall(SYS_mmap, hint, length, protection, flags, fd, offset));
+}
+
+int Munmap(void* address, std::size_t length) {
+  return static_cast<int>(syscall(SYS_munmap, address, length));
+}
+
+// These are cancellation points and stay so.
+ssize_t Read(int fd, void* buffer, std::size_t size) {
+  static const auto next = Next<ssize_t (*)(int, void*, std::size_t)>("read");
+  return next(fd, buffer, size);
+}
+
+ssize_t Write(int fd, const void* buffer, std::size_t size) {
+  static const auto next = Next<ssize_t (*)(int, const void*, std::size_t)>("write");
+  return next(fd, buffer, size);
+}
+
+int Close(int fd) {
+  static const auto next = Next<int (*)(int)>("close");
+  return next(fd);
+}
+
+int Poll(pollfd* fds, nfds_t count, int timeout) {
+  static const auto next = Next<int (*)(pollfd*, nfds_t, int)>("poll");
+  return next(fds, count, timeout);
+}
+
+int Nanosleep(const timespec* request, timespec* remaining) {
+  static const auto next = Next<int (*)(const timespec*, timespec*)>("nanosleep");
+  return next(request, remaining);
+}
+
+int ClockNanosleep(clockid_t clock, int flags, const timespec* request, timespec* remaining) {
+  static const auto next =
+      Next<int (*)(clockid_t, int, const timespec*, timespec*)>("clock_nanosleep");
+  return next(clock, flags, request, remaining);
+}
+
+FILE* Fopen(const char* path, const char* mode) {
+  static const auto next = Next<FILE* (*)(const char*, const char*)>("fopen");
+  return next(path, mode);
+}
+
+}  // namespace board::real

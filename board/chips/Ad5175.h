@@ -1,0 +1,36 @@
+#pragma once
+
+#include <cstdint>
+#include <mutex>
+
+#include "chips/I2cChip.h"
+#include "chips/LaserPowerChip.h"
+
+namespace board {
+
+// Analog Devices AD5175, a potentiometer of 1024 positions at address 0x2F: 16-bit
+// frames of a 4-bit command and 10 bits of data. The non-volatile wiper memory
+// is not modelled: power-up and software reset go to mid-scale.
+class Ad5175 : public I2cChip, public LaserPowerChip {
+ public:
+  Ad5175() = default;
+
+  bool Acknowledges(std::uint8_t address) const override;
+  bool Message(const I2cMessage& message) override;
+
+  // Address 0: wiper, 1: control register.
+  int Peek(unsigned address) const override;
+  bool Poke(unsigned address, unsigned value) override;
+
+  double Power() const override;
+
+ private:
+  void Execute(std::uint16_t frame);
+
+  mutable std::mutex mutex_;
+  std::uint16_t wiper_ = 512;
+  std::uint16_t control_ = 0;
+  std::uint16_t read_back_ = 0;
+};
+
+}  // namespace board

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <cstdint>
+#include <mutex>
+
+#include "chips/I2cChip.h"
+
+namespace board {
+
+// The 12-bit DA converter at address 0x60. A write is any number of byte pairs:
+// two zero bits, two power-down bits, the value with its upper nibble first. A
+// read returns the pair in force.
+class DaConverter : public I2cChip {
+ public:
+  DaConverter() = default;
+
+  bool Acknowledges(std::uint8_t address) const override;
+  bool Message(const I2cMessage& message) override;
+
+  // Address 0: the value, 1: the power-down bits.
+  int Peek(unsigned address) const override;
+  bool Poke(unsigned address, unsigned value) override;
+
+  // Output as a part of the reference, 0 .. 1; 0 when powered down.
+  double Level() const;
+
+ private:
+  mutable std::mutex mutex_;
+  std::uint16_t value_ = 0;
+  std::uint8_t power_down_ = 0;
+};
+
+}  // namespace board

@@ -1,0 +1,13 @@
+#pragma once
+
+#include "chips/SonySensor.h"
+
+namespace board {
+
+// Sony IMX273, 1456 x 1088 pixels, monochrome, at address 0x36.
+class Imx273 : public SonySensor {
+ public:
+  Imx273();
+};
+
+}  // namespace board

@@ -1,0 +1,12 @@
+#pragma once
+
+namespace board {
+
+// The potentiometer that sets the laser's optical power, whatever chip it is.
+class LaserPowerChip {
+ public:
+  virtual ~LaserPowerChip() = default;
+  virtual double Power() const = 0;  // 0 (dark) .. 1 (the most the wiper allows)
+};
+
+}  // namespace board

@@ -1,0 +1,56 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <mutex>
+#include <span>
+#include <vector>
+
+#include "chips/I2cChip.h"
+#include "chips/ImageSensorChip.h"
+
+namespace board {
+
+struct SensorRegisterValue {
+  std::uint16_t address;
+  std::uint8_t value;
+};
+
+// What distinguishes one sensor of the family from another.
+struct SonySensorModel {
+  std::uint8_t i2c_address;
+  unsigned full_width;
+  unsigned full_height;
+  std::span<const SensorRegisterValue> power_up;  // registers that do not start at 0
+  unsigned (*subsampling)(std::uint8_t readout_mode);
+};
+
+// A Sony global-shutter sensor on I2C: 8-bit registers at 16-bit addresses, which
+// count up within a transfer.
+class SonySensor : public I2cChip, public ImageSensorChip {
+ public:
+  explicit SonySensor(const SonySensorModel& model);
+
+  bool Acknowledges(std::uint8_t address) const override;
+  bool Message(const I2cMessage& message) override;
+
+  // Setting the temperature code (0x301E, 0x301F) also sets the temperature that
+  // the next latch takes.
+  int Peek(unsigned address) const override;
+  bool Poke(unsigned address, unsigned value) override;
+
+  SensorState State() const override;
+  void Reset() override;
+
+ private:
+  void WriteRegister(std::uint16_t address, std::uint8_t value);
+  unsigned Pair(std::uint16_t low_address, unsigned mask) const;
+
+  const SonySensorModel model_;
+  mutable std::mutex mutex_;
+  std::vector<std::uint8_t> registers_;
+  std::uint16_t pointer_ = 0;
+  std::array<std::uint8_t, 2> temperature_;
+};
+
+}  // namespace board

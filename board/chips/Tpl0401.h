@@ -1,0 +1,32 @@
+#pragma once
+
+#include <cstdint>
+#include <mutex>
+
+#include "chips/I2cChip.h"
+#include "chips/LaserPowerChip.h"
+
+namespace board {
+
+// Texas Instruments TPL0401B, a potentiometer of 128 positions at address 0x3E:
+// one register, 0, of 7 bits. It sits the other way round in the laser's supply,
+// so code 0 is full power.
+class Tpl0401 : public I2cChip, public LaserPowerChip {
+ public:
+  Tpl0401() = default;
+
+  bool Acknowledges(std::uint8_t address) const override;
+  bool Message(const I2cMessage& message) override;
+
+  int Peek(unsigned address) const override;
+  bool Poke(unsigned address, unsigned value) override;
+
+  double Power() const override;
+
+ private:
+  mutable std::mutex mutex_;
+  std::uint8_t wiper_ = 64;
+  std::uint8_t selected_ = 0;
+};
+
+}  // namespace board

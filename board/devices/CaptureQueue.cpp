@@ -1,0 +1,320 @@
+#include "devices/CaptureQueue.h"
+
+#include <errno.h>
+#include <poll.h>
+#include <sys/mman.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <algorithm>
+
+#include "RealCalls.h"
+
+namespace board {
+namespace {
+
+constexpr unsigned kMinWidth = 16, kMinHeight = 1, kMaxSide = 16384;
+constexpr unsigned kFirstWidth = 640, kFirstHeight = 480;  // before anybody sets a format
+constexpr unsigned kMaxBuffers = 32;
+constexpr std::size_t kPageBytes = 4096;
+
+std::size_t PageAligned(std::size_t bytes) { return (bytes + kPageBytes - 1) & ~(kPageBytes - 1); }
+
+timeval MonotonicTime() {
+  timespec now{};
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  return {now.tv_sec, now.tv_nsec / 1000};
+}
+
+// Whether all pages of a user's buffer exist.
+bool IsMapped(std::uint8_t* address, std::size_t length) {
+  const auto first = reinterpret_cast<std::uintptr_t>(address) & ~(kPageBytes - 1);
+  const auto end = reinterpret_cast<std::uintptr_t>(address) + length;
+  if (address == nullptr || end < first) return false;
+  return msync(reinterpret_cast<void*>(first), end - first, MS_ASYNC) == 0;
+}
+
+}  // namespace
+
+CaptureQueue::CaptureQueue() : width_(kFirstWidth), height_(kFirstHeight) {}
+
+CaptureQueue::~CaptureQueue() { FreeBuffers(); }
+
+int CaptureQueue::TryFormat(v4l2_format* format) {
+  if (format->type != V4L2_BUF_TYPE_VIDEO_CAPTURE) return -EINVAL;
+  v4l2_pix_format& pix = format->fmt.pix;
+  pix.width = std::clamp(pix.width, kMinWidth, kMaxSide);
+  pix.height = std::clamp(pix.height, kMinHeight, kMaxSide);
+  pix.pixelformat = V4L2_PIX_FMT_GREY;
+  pix.field = V4L2_FIELD_NONE;
+  pix.bytesperline = pix.width;
+  pix.sizeimage = pix.width * pix.height;
+  pix.colorspace = V4L2_COLORSPACE_RAW;
+  return 0;
+}
+
+int CaptureQueue::SetFormat(v4l2_format* format) {
+  const std::lock_guard lock(mutex_);
+  if (unplugged_) return -ENODEV;
+  if (const int error = TryFormat(format); error != 0) return error;
+  // Buffers have the size of the format they were made for.
+  if (!buffers_.empty()) return -EBUSY;
+  width_ = format->fmt.pix.width;
+  height_ = format->fmt.pix.height;
+  return 0;
+}
+
+int CaptureQueue::GetFormat(v4l2_format* format) const {
+  const std::lock_guard lock(mutex_);
+  if (format->type != V4L2_BUF_TYPE_VIDEO_CAPTURE) return -EINVAL;
+  format->fmt.pix.width = width_;
+  format->fmt.pix.height = height_;
+  return TryFormat(format);
+}
+
+int CaptureQueue::Request(v4l2_requestbuffers* request, Owner owner) {
+  std::unique_lock lock(mutex_);
+  if (unplugged_) return -ENODEV;
+  const bool known_memory =
+      request->memory == V4L2_MEMORY_MMAP || request->memory == V4L2_MEMORY_USERPTR;
+  if (request->type != V4L2_BUF_TYPE_VIDEO_CAPTURE || !known_memory) return -EINVAL;
+  if (owner_ != nullptr && owner_ != owner) return -EBUSY;
+  if (streaming_) return -EBUSY;
+  StopLocked(lock);
+  FreeBuffers();
+  owner_ = nullptr;
+  request->capabilities = V4L2_BUF_CAP_SUPPORTS_MMAP | V4L2_BUF_CAP_SUPPORTS_USERPTR;
+  if (request->count == 0) return 0;
+  request->count = std::min(request->count, kMaxBuffers);
+  memory_type_ = request->memory;
+  buffer_bytes_ = SizeImage();
+  buffer_width_ = width_;
+  buffer_height_ = height_;
+  if (!Allocate(request->count)) {
+    FreeBuffers();
+    return -ENOMEM;
+  }
+  owner_ = owner;
+  return 0;
+}
+
+bool CaptureQueue::Allocate(unsigned count) {
+  buffers_.resize(count);
+  if (memory_type_ != V4L2_MEMORY_MMAP) return true;
+  for (Buffer& buffer : buffers_) {
+    buffer.memory_fd = memfd_create("board-frame", MFD_CLOEXEC);
+    if (buffer.memory_fd < 0) return false;
+    if (ftruncate(buffer.memory_fd, static_cast<off_t>(PageAligned(buffer_bytes_))) != 0) {
+      return false;
+    }
+    void* address = real::Mmap(nullptr, PageAligned(buffer_bytes_), PROT_READ | PROT_WRITE,
+                               MAP_SHARED, buffer.memory_fd, 0);
+    if (address == MAP_FAILED) return false;
+    buffer.memory = static_cast<std::uint8_t*>(address);
+  }
+  return true;
+}
+
+void CaptureQueue::FreeBuffers() {
+  for (Buffer& buffer : buffers_) {
+    if (buffer.memory_fd < 0) continue;
+    if (buffer.memory != nullptr) real::Munmap(buffer.memory, PageAligned(buffer_bytes_));
+    real::Close(buffer.memory_fd);
+  }
+  buffers_.clear();
+  queued_.clear();
+  done_.clear();
+}
+
+std::size_t CaptureQueue::PageOffset(unsigned index) const {
+  return index * PageAligned(buffer_bytes_);
+}
+
+void CaptureQueue::Describe(unsigned index, v4l2_buffer* out) const {
+  const Buffer& buffer = buffers_[index];
+  *out = {};
+  out->index = index;
+  out->type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
+  out->memory = memory_type_;
+  out->field = V4L2_FIELD_NONE;
+  out->bytesused = static_cast<unsigned>(buffer.bytes_used);
+  out->length = static_cast<unsigned>(buffer_bytes_);
+  out->sequence = buffer.sequence;
+  out->timestamp = buffer.time;
+  out->flags = V4L2_BUF_FLAG_TIMESTAMP_MONOTONIC;
+  if (buffer.state == State::kQueued || buffer.state == State::kFilling) {
+    out->flags |= V4L2_BUF_FLAG_QUEUED;
+  }
+  if (buffer.state == State::kDone) out->flags |= V4L2_BUF_FLAG_DONE;
+  if (memory_type_ == V4L2_MEMORY_MMAP) {
+    out->m.offset = static_cast<unsigned>(PageOffset(index));
+  } else {
+    out->m.userptr = reinterpret_cast<unsigned long>(buffer.memory);
+  }
+}
+
+int CaptureQueue::Query(v4l2_buffer* buffer) const {
+  const std::lock_guard lock(mutex_);
+  if (unplugged_) return -ENODEV;
+  if (buffer->type != V4L2_BUF_TYPE_VIDEO_CAPTURE || buffer->index >= buffers_.size()) {
+    return -EINVAL;
+  }
+  Describe(buffer->index, buffer);
+  return 0;
+}
+
+int CaptureQueue::CheckBuffer(const v4l2_buffer& buffer, Owner owner) const {
+  if (unplugged_) return -ENODEV;
+  if (buffer.type != V4L2_BUF_TYPE_VIDEO_CAPTURE) return -EINVAL;
+  if (owner_ != nullptr && owner_ != owner) return -EBUSY;
+  if (buffers_.empty() || buffer.memory != memory_type_) return -EINVAL;
+  return 0;
+}
+
+int CaptureQueue::Queue(v4l2_buffer* request, Owner owner) {
+  {
+    const std::lock_guard lock(mutex_);
+    if (const int error = CheckBuffer(*request, owner); error != 0) return error;
+    if (request->index >= buffers_.size()) return -EINVAL;
+    Buffer& buffer = buffers_[request->index];
+    if (buffer.state != State::kDequeued) return -EINVAL;
+    if (memory_type_ == V4L2_MEMORY_USERPTR) {
+      auto* memory = reinterpret_cast<std::uint8_t*>(request->m.userptr);
+      if (request->length < buffer_bytes_) return -EINVAL;
+      if (!IsMapped(memory, buffer_bytes_)) return -EFAULT;
+      buffer.memory = memory;
+    }
+    buffer.state = State::kQueued;
+    buffer.bytes_used = 0;
+    queued_.push_back(request->index);
+    Describe(request->index, request);
+  }
+  listener_();
+  return 0;
+}
+
+int CaptureQueue::Dequeue(v4l2_buffer* request, Owner owner) {
+  const std::lock_guard lock(mutex_);
+  if (const int error = CheckBuffer(*request, owner); error != 0) return error;
+  if (!streaming_) return -EINVAL;
+  if (done_.empty()) return -EAGAIN;
+  const unsigned index = done_.front();
+  done_.pop_front();
+  buffers_[index].state = State::kDequeued;
+  Describe(index, request);
+  return 0;
+}
+
+int CaptureQueue::StreamOn(unsigned type, Owner owner) {
+  {
+    const std::lock_guard lock(mutex_);
+    if (unplugged_) return -ENODEV;
+    if (type != V4L2_BUF_TYPE_VIDEO_CAPTURE) return -EINVAL;
+    if (owner_ != nullptr && owner_ != owner) return -EBUSY;
+    if (buffers_.empty()) return -EINVAL;
+    streaming_ = true;
+  }
+  listener_();
+  return 0;
+}
+
+int CaptureQueue::StreamOff(unsigned type, Owner owner) {
+  std::unique_lock lock(mutex_);
+  if (unplugged_) return -ENODEV;
+  if (type != V4L2_BUF_TYPE_VIDEO_CAPTURE) return -EINVAL;
+  if (owner_ != nullptr && owner_ != owner) return -EBUSY;
+  StopLocked(lock);
+  return 0;
+}
+
+// All buffers return to software; one that is being filled is waited for.
+void CaptureQueue::StopLocked(std::unique_lock<std::mutex>& lock) {
+  streaming_ = false;
+  queued_.clear();
+  done_.clear();
+  const auto filling = [this] {
+    return std::any_of(buffers_.begin(), buffers_.end(),
+                       [](const Buffer& buffer) { return buffer.state == State::kFilling; });
+  };
+  fill_ended_.wait(lock, [&] { return !filling(); });
+  done_.clear();
+  for (Buffer& buffer : buffers_) buffer.state = State::kDequeued;
+  filled_.Ring();
+}
+
+std::intptr_t CaptureQueue::Map(void* hint, std::size_t length, int protection, int flags,
+                                off_t offset) {
+  const std::lock_guard lock(mutex_);
+  if (unplugged_) return -ENODEV;
+  if (memory_type_ != V4L2_MEMORY_MMAP) return -EINVAL;
+  for (unsigned index = 0; index < buffers_.size(); ++index) {
+    if (offset != static_cast<off_t>(PageOffset(index))) continue;
+    if (PageAligned(length) > PageAligned(buffer_bytes_) || (flags & MAP_SHARED) == 0) {
+      return -EINVAL;
+    }
+    void* address = real::Mmap(hint, length, protection, flags, buffers_[index].memory_fd, 0);
+    return address == MAP_FAILED ? -errno : reinterpret_cast<std::intptr_t>(address);
+  }
+  return -EINVAL;
+}
+
+void CaptureQueue::Closed(Owner owner) {
+  std::unique_lock lock(mutex_);
+  if (owner_ != owner) return;
+  StopLocked(lock);
+  FreeBuffers();
+  owner_ = nullptr;
+}
+
+short CaptureQueue::Ready() const {
+  const std::lock_guard lock(mutex_);
+  if (unplugged_ || !streaming_) return POLLERR;
+  return done_.empty() ? 0 : POLLIN | POLLRDNORM;
+}
+
+bool CaptureQueue::Streaming() const {
+  const std::lock_guard lock(mutex_);
+  return streaming_;
+}
+
+std::size_t CaptureQueue::FormatBytes() const {
+  const std::lock_guard lock(mutex_);
+  return buffers_.empty() ? SizeImage() : buffer_bytes_;
+}
+
+bool CaptureQueue::HasFree() const {
+  const std::lock_guard lock(mutex_);
+  return streaming_ && !queued_.empty();
+}
+
+std::optional<CaptureQueue::Fill> CaptureQueue::Begin() {
+  const std::lock_guard lock(mutex_);
+  if (!streaming_ || queued_.empty()) return std::nullopt;
+  const unsigned index = queued_.front();
+  queued_.pop_front();
+  buffers_[index].state = State::kFilling;
+  return Fill{index, {buffers_[index].memory, buffer_bytes_}, buffer_width_, buffer_height_};
+}
+
+void CaptureQueue::Finish(const Fill& fill, std::size_t bytes_used, std::uint32_t sequence) {
+  {
+    const std::lock_guard lock(mutex_);
+    Buffer& buffer = buffers_[fill.index];
+    buffer.state = State::kDone;
+    buffer.bytes_used = bytes_used;
+    buffer.sequence = sequence;
+    buffer.time = MonotonicTime();
+    done_.push_back(fill.index);
+    fill_ended_.notify_all();
+  }
+  filled_.Ring();
+}
+
+void CaptureQueue::Unplug() {
+  std::unique_lock lock(mutex_);
+  StopLocked(lock);
+  unplugged_ = true;
+  filled_.Ring();
+}
+
+}  // namespace board

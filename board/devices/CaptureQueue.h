@@ -1,0 +1,102 @@
+#pragma once
+
+#include <linux/videodev2.h>
+#include <sys/types.h>
+
+#include <condition_variable>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <mutex>
+#include <optional>
+#include <span>
+#include <vector>
+
+#include "Doorbell.h"
+
+namespace board {
+
+// The buffers of one capture device and their way round: queued by software,
+// filled by the FPGA, dequeued by software. Refuses what the kernel's buffer
+// queue refuses. Results are 0 or the negative errno.
+class CaptureQueue {
+ public:
+  CaptureQueue();
+  ~CaptureQueue();
+  CaptureQueue(const CaptureQueue&) = delete;
+  CaptureQueue& operator=(const CaptureQueue&) = delete;
+
+  // Software's side. `owner` tells open files apart: the one that requested the
+  // buffers has the stream.
+  using Owner = const void*;
+  static int TryFormat(v4l2_format* format);
+  int SetFormat(v4l2_format* format);
+  int GetFormat(v4l2_format* format) const;
+  int Request(v4l2_requestbuffers* request, Owner owner);
+  int Query(v4l2_buffer* buffer) const;
+  int Queue(v4l2_buffer* buffer, Owner owner);
+  int Dequeue(v4l2_buffer* buffer, Owner owner);  // -EAGAIN: none is filled yet
+  int StreamOn(unsigned type, Owner owner);
+  int StreamOff(unsigned type, Owner owner);
+  // The address, or the negative errno.
+  std::intptr_t Map(void* hint, std::size_t length, int protection, int flags, off_t offset);
+  void Closed(Owner owner);               // its stream ends, its buffers are freed
+  short Ready() const;                    // poll
+  Doorbell& Filled() { return filled_; }  // rung when Dequeue may find something
+
+  // The FPGA's side.
+  struct Fill {
+    unsigned index;
+    std::span<std::uint8_t> memory;
+    unsigned width;  // of the format the buffers were made for
+    unsigned height;
+  };
+  // Called, with nothing locked, after a buffer was queued or the stream started.
+  void SetListener(std::function<void()> listener) { listener_ = std::move(listener); }
+  bool Streaming() const;
+  std::size_t FormatBytes() const;  // of the buffers there are
+  bool HasFree() const;
+  // The longest-queued buffer, which is the FPGA's until it is given back by Finish.
+  std::optional<Fill> Begin();
+  void Finish(const Fill& fill, std::size_t bytes_used, std::uint32_t sequence);
+
+  // The board is unplugged: everything fails with ENODEV, blocked calls return.
+  void Unplug();
+
+ private:
+  enum class State { kDequeued, kQueued, kFilling, kDone };
+  struct Buffer {
+    State state = State::kDequeued;
+    int memory_fd = -1;              // MMAP
+    std::uint8_t* memory = nullptr;  // the board's own mapping, or the user's pointer
+    std::size_t bytes_used = 0;
+    std::uint32_t sequence = 0;
+    timeval time{};
+  };
+
+  std::size_t SizeImage() const { return std::size_t{width_} * height_; }
+  std::size_t PageOffset(unsigned index) const;
+  bool Allocate(unsigned count);
+  void FreeBuffers();
+  void StopLocked(std::unique_lock<std::mutex>& lock);
+  void Describe(unsigned index, v4l2_buffer* buffer) const;
+  int CheckBuffer(const v4l2_buffer& buffer, Owner owner) const;
+
+  mutable std::mutex mutex_;
+  std::condition_variable fill_ended_;
+  Doorbell filled_;
+  std::function<void()> listener_ = [] {};
+  bool unplugged_ = false;
+  bool streaming_ = false;
+  Owner owner_ = nullptr;
+  unsigned memory_type_ = 0;
+  unsigned width_, height_;                        // the format in force
+  unsigned buffer_width_ = 0, buffer_height_ = 0;  // what the buffers were made for
+  std::size_t buffer_bytes_ = 0;
+  std::vector<Buffer> buffers_;
+  std::deque<unsigned> queued_;
+  std::deque<unsigned> done_;
+};
+
+}  // namespace board

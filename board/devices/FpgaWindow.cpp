@@ -1,0 +1,182 @@
+#include "devices/FpgaWindow.h"
+
+#include <errno.h>
+#include <fmt/format.h>
+#include <signal.h>
+#include <sys/mman.h>
+#include <ucontext.h>
+
+#include <array>
+#include <atomic>
+#include <cstdint>
+#include <mutex>
+
+#include "RealCalls.h"
+#include "Transcript.h"
+#include "model/FpgaModel.h"
+
+namespace board {
+namespace {
+
+using VeltranoSDK::fpga::Block;
+
+constexpr std::size_t kPageBytes = 4096;
+constexpr std::size_t kMaxWindows = 64;
+
+enum class Touch : int { kNone, kRead, kWritten };
+
+struct Window {
+  std::atomic<std::uintptr_t> base{0};  // 0: free, 1: being set up
+  FpgaModel* fpga = nullptr;
+  Block block{};
+  std::atomic<Touch> touch{Touch::kNone};
+  std::size_t read_offset = 0;
+  std::size_t write_offset = 0;
+  std::array<std::uint32_t, kRegistersPerBlock> shown{};  // what the page was filled with
+
+  std::atomic<std::uint32_t>* Words() const {
+    return reinterpret_cast<std::atomic<std::uint32_t>*>(base.load());
+  }
+};
+
+// The signal handler walks these: no allocation, no lock.
+constinit std::array<Window, kMaxWindows> windows{};
+struct sigaction previous_handler;
+
+Window* Find(std::uintptr_t address) {
+  if (address == 0) return nullptr;
+  const std::uintptr_t page = address & ~(kPageBytes - 1);
+  for (Window& window : windows) {
+    if (window.base.load(std::memory_order_acquire) == page) return &window;
+  }
+  return nullptr;
+}
+
+void Protect(const Window& window, int protection) {
+  mprotect(reinterpret_cast<void*>(window.base.load()), kPageBytes, protection);
+}
+
+// A PROT_NONE page cannot be filled either: it is opened for the fill and, for a
+// read, made read-only right after. The one thread that touched it is in here.
+void ShowLiveValues(Window& window) {
+  Protect(window, PROT_READ | PROT_WRITE);
+  for (std::size_t i = 0; i < kRegistersPerBlock; ++i) {
+    window.shown[i] = window.fpga->Value(window.block, static_cast<std::uint32_t>(4 * i));
+    window.Words()[i].store(window.shown[i], std::memory_order_relaxed);
+  }
+  Protect(window, PROT_READ);
+}
+
+bool HandleTouch(std::uintptr_t address) {
+  Window* window = Find(address);
+  if (window == nullptr) return false;
+  const std::size_t offset = address & (kPageBytes - 1) & ~std::size_t{3};
+  switch (window->touch.load()) {
+    case Touch::kNone:
+      window->read_offset = offset;
+      window->touch = Touch::kRead;
+      ShowLiveValues(*window);
+      return true;
+    case Touch::kRead:
+      window->write_offset = offset;
+      window->touch = Touch::kWritten;
+      Protect(*window, PROT_READ | PROT_WRITE);
+      return true;
+    case Touch::kWritten:
+      return false;
+  }
+  return false;
+}
+
+void OnSegmentationFault(int number, siginfo_t* info, void* context) {
+  if (HandleTouch(reinterpret_cast<std::uintptr_t>(info->si_addr))) return;
+  // Somebody else's fault.
+  if ((previous_handler.sa_flags & SA_SIGINFO) != 0) {
+    previous_handler.sa_sigaction(number, info, context);
+  } else if (previous_handler.sa_handler != SIG_DFL && previous_handler.sa_handler != SIG_IGN) {
+    previous_handler.sa_handler(number);
+  } else {
+    // Back to the default; the faulting instruction runs again and ends the process.
+    signal(number, SIG_DFL);
+  }
+}
+
+void InstallHandler() {
+  static std::once_flag once;
+  std::call_once(once, [] {
+    struct sigaction action {};
+    action.sa_sigaction = OnSegmentationFault;
+    action.sa_flags = SA_SIGINFO | SA_ONSTACK | SA_NODEFER;
+    sigemptyset(&action.sa_mask);
+    sigaction(SIGSEGV, &action, &previous_handler);
+  });
+}
+
+Window* Reserve() {
+  for (Window& window : windows) {
+    std::uintptr_t free = 0;
+    if (window.base.compare_exchange_strong(free, 1)) return &window;
+  }
+  return nullptr;
+}
+
+void RecordAccess(const char* kind, Block block, std::size_t offset, std::uint32_t value) {
+  if (!Recording()) return;
+  const auto byte = static_cast<std::uint32_t>(offset);
+  const auto* reg = VeltranoSDK::fpga::FindRegister(block, byte);
+  const std::string name = reg != nullptr ? std::string(reg->name) : fmt::format("0x{:02x}", byte);
+  Record("fpga", fmt::format("{} {} {} = 0x{:08x}", kind, VeltranoSDK::fpga::Info(block).name, name,
+                             value));
+}
+
+}  // namespace
+
+std::ptrdiff_t OpenFpgaWindow(FpgaModel* fpga, Block block, std::size_t length) {
+  if (length == 0 || length > kPageBytes) return -EINVAL;
+  InstallHandler();
+  Window* window = Reserve();
+  if (window == nullptr) return -ENOMEM;
+  void* page = real::Mmap(nullptr, kPageBytes, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  if (page == MAP_FAILED) {
+    window->base = 0;
+    return -ENOMEM;
+  }
+  window->fpga = fpga;
+  window->block = block;
+  window->touch = Touch::kNone;
+  window->base.store(reinterpret_cast<std::uintptr_t>(page), std::memory_order_release);
+  return static_cast<std::ptrdiff_t>(reinterpret_cast<std::uintptr_t>(page));
+}
+
+bool IsFpgaWindow(const void* address) {
+  return Find(reinterpret_cast<std::uintptr_t>(address)) != nullptr;
+}
+
+int CloseFpgaWindow(void* address) {
+  Window& window = *Find(reinterpret_cast<std::uintptr_t>(address));
+  FpgaModel& fpga = *window.fpga;
+  const Block block = window.block;
+  const Touch touch = window.touch;
+  const std::size_t read_offset = window.read_offset;
+  const std::size_t write_offset = window.write_offset;
+  const std::array<std::uint32_t, kRegistersPerBlock> shown = window.shown;
+  std::array<std::uint32_t, kRegistersPerBlock> now = shown;
+  if (touch == Touch::kWritten) {
+    for (std::size_t i = 0; i < kRegistersPerBlock; ++i) now[i] = window.Words()[i];
+  }
+  real::Munmap(reinterpret_cast<void*>(window.base.load()), kPageBytes);
+  window.base.store(0, std::memory_order_release);
+
+  if (touch == Touch::kRead && read_offset / 4 < shown.size()) {
+    RecordAccess("read", block, read_offset, shown[read_offset / 4]);
+  }
+  if (touch != Touch::kWritten) return 0;
+  for (std::size_t i = 0; i < now.size(); ++i) {
+    if (4 * i != write_offset && now[i] == shown[i]) continue;
+    RecordAccess("write", block, 4 * i, now[i]);
+    fpga.Write(block, static_cast<std::uint32_t>(4 * i), now[i]);
+  }
+  return 0;
+}
+
+}  // namespace board

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "devices/OpenCount.h"
+
+namespace board {
+
+// The lines a board has, in the sysfs interface below /sys/class/gpio. All are
+// inputs at low level until software says otherwise.
+class Gpio : public CountedDevice {
+ public:
+  explicit Gpio(const std::vector<unsigned>& lines);
+
+  // Electrical level of an exported output; -1 for every other line.
+  int Level(unsigned line) const;
+
+  std::string Name() const override;
+  bool Claims(const std::string& path) const override;
+  OpenResult Open(const std::string& path, int flags) override;
+
+ private:
+  struct Lines;
+
+  std::shared_ptr<Lines> lines_;
+};
+
+}  // namespace board

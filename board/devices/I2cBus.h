@@ -1,0 +1,31 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "chips/I2cChip.h"
+#include "devices/OpenCount.h"
+
+namespace board {
+
+// An I2C adapter with the chips on it, as i2c-dev shows it: "/dev/i2c-0".
+class I2cBus : public CountedDevice {
+ public:
+  explicit I2cBus(unsigned number);
+
+  // Before the first transfer. Where two chips acknowledge one address, the
+  // earlier one wins.
+  void Attach(std::shared_ptr<I2cChip> chip);
+
+  std::string Name() const override;
+  bool Claims(const std::string& path) const override;
+  OpenResult Open(const std::string& path, int flags) override;
+
+ private:
+  struct Adapter;
+  class File;
+
+  std::shared_ptr<Adapter> adapter_;
+};
+
+}  // namespace board

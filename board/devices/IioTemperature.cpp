@@ -1,0 +1,33 @@
+#include "devices/IioTemperature.h"
+
+#include <algorithm>
+#include <string_view>
+#include <utility>
+
+#include "devices/SysfsFile.h"
+
+namespace board {
+namespace {
+
+constexpr std::string_view kName = "iio";
+
+}  // namespace
+
+IioTemperature::IioTemperature(std::vector<std::string> paths, unsigned raw)
+    : paths_(std::move(paths)), raw_(std::make_shared<std::atomic<unsigned>>(raw)) {}
+
+std::string IioTemperature::Name() const { return std::string(kName); }
+
+bool IioTemperature::Claims(const std::string& path) const {
+  return std::ranges::find(paths_, path) != paths_.end();
+}
+
+OpenResult IioTemperature::Open(const std::string& path, int flags) {
+  SysfsAttribute attribute{.device = Name(),
+                           .label = path.substr(path.rfind('/') + 1),
+                           .show = [raw = raw_] { return std::to_string(*raw) + '\n'; },
+                           .store = nullptr};
+  return OpenSysfs(std::move(attribute), flags, CountOpen());
+}
+
+}  // namespace board

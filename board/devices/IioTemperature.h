@@ -1,0 +1,29 @@
+#pragma once
+
+#include <atomic>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "devices/OpenCount.h"
+
+namespace board {
+
+// The raw on-chip temperature of the system monitor's IIO driver.
+class IioTemperature : public CountedDevice {
+ public:
+  // The files that return the value: one on a board, more where links lead to it.
+  IioTemperature(std::vector<std::string> paths, unsigned raw);
+
+  void SetRaw(unsigned raw) { *raw_ = raw; }
+
+  std::string Name() const override;
+  bool Claims(const std::string& path) const override;
+  OpenResult Open(const std::string& path, int flags) override;
+
+ private:
+  const std::vector<std::string> paths_;
+  std::shared_ptr<std::atomic<unsigned>> raw_;
+};
+
+}  // namespace board

@@ -1,0 +1,30 @@
+#pragma once
+
+#include "Device.h"
+#include "tessaline/register_map.h"
+
+namespace board {
+
+class FpgaModel;
+
+// /dev/mem: the FPGA's register blocks where the board family has them, and the
+// processor's RAM below 1 GiB, which a reserved capture area may lie in. Other
+// addresses cannot be mapped.
+class Memory : public Device {
+ public:
+  Memory(std::shared_ptr<FpgaModel> fpga, VeltranoSDK::fpga::RegionBases bases);
+  ~Memory() override;
+
+  std::string Name() const override { return "fpga"; }
+  bool Claims(const std::string& path) const override { return path == "/dev/mem"; }
+  OpenResult Open(const std::string& path, int flags) override;
+
+  std::intptr_t Map(void* hint, std::size_t length, int protection, int flags, off_t offset);
+
+ private:
+  std::shared_ptr<FpgaModel> fpga_;
+  VeltranoSDK::fpga::RegionBases bases_;
+  int ram_ = -1;
+};
+
+}  // namespace board

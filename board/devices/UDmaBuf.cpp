@@ -1,0 +1,156 @@
+#include "devices/UDmaBuf.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <array>
+#include <mutex>
+#include <string_view>
+#include <utility>
+
+#include "RealCalls.h"
+#include "devices/Outcome.h"
+#include "devices/SysfsFile.h"
+
+namespace board {
+namespace {
+
+constexpr std::string_view kName = "udmabuf0";
+constexpr std::string_view kDevice = "/dev/udmabuf0";
+constexpr std::string_view kFolder = "/sys/class/u-dma-buf/udmabuf0/";
+
+std::string Hex16(std::uint64_t value) {
+  constexpr std::string_view kDigits = "0123456789abcdef";
+  std::string text = "0x";
+  for (int shift = 60; shift >= 0; shift -= 4) text += kDigits[value >> shift & 0xF];
+  return text;
+}
+
+struct SyncSettings {
+  std::uint64_t offset = 0;
+  std::uint64_t size = UDmaBuf::kBytes;
+  std::uint64_t direction = 0;  // 0 both, 1 to the device, 2 from it
+  std::uint64_t mode = 1;
+};
+
+// An attribute that keeps a number.
+struct Setting {
+  std::string_view name;
+  std::uint64_t SyncSettings::*value;
+  std::uint64_t maximum;
+};
+
+constexpr std::array kSettings{
+    Setting{"sync_offset", &SyncSettings::offset, UINT64_MAX},
+    Setting{"sync_size", &SyncSettings::size, UINT64_MAX},
+    Setting{"sync_direction", &SyncSettings::direction, 2},
+    Setting{"sync_mode", &SyncSettings::mode, 7},
+};
+
+constexpr std::array<std::string_view, 2> kSyncs{"sync_for_cpu", "sync_for_device"};
+
+int RangeError(const SyncSettings& settings) {
+  const bool inside =
+      settings.offset <= UDmaBuf::kBytes && settings.size <= UDmaBuf::kBytes - settings.offset;
+  return inside ? 0 : -EINVAL;
+}
+
+// Its pages come into being when they are touched. -1 where there is no such
+// memory: mappings then fail.
+int CreateMemory() {
+  const int descriptor = memfd_create("udmabuf0", MFD_CLOEXEC);
+  if (ftruncate(descriptor, static_cast<off_t>(UDmaBuf::kBytes)) == 0) return descriptor;
+  real::Close(descriptor);
+  return -1;
+}
+
+}  // namespace
+
+struct UDmaBuf::Buffer {
+  Buffer() = default;
+  ~Buffer() { real::Close(descriptor); }
+  Buffer(const Buffer&) = delete;
+  Buffer& operator=(const Buffer&) = delete;
+
+  const int descriptor = CreateMemory();
+  std::mutex mutex;
+  SyncSettings settings;
+};
+
+class UDmaBuf::File : public OpenFile {
+ public:
+  File(std::shared_ptr<Buffer> buffer, OpenToken token)
+      : buffer_(std::move(buffer)), token_(std::move(token)) {}
+
+  std::intptr_t Mmap(void* hint, std::size_t length, int protection, int flags,
+                     off_t offset) override {
+    const std::intptr_t result = Map(hint, length, protection, flags, offset);
+    RecordAs(kName, [=] {
+      const long error = result < 0 && result > -4096 ? result : 0;
+      return "mmap " + std::to_string(length) + " at " + std::to_string(offset) + Outcome(error);
+    });
+    return result;
+  }
+
+ private:
+  std::intptr_t Map(void* hint, std::size_t length, int protection, int flags, off_t offset) const {
+    const auto start = static_cast<std::uint64_t>(offset);
+    if (start > kBytes || length > kBytes - start) return -EINVAL;
+    void* address = real::Mmap(hint, length, protection, flags, buffer_->descriptor, offset);
+    return address == MAP_FAILED ? -errno : reinterpret_cast<std::intptr_t>(address);
+  }
+
+  const std::shared_ptr<Buffer> buffer_;
+  const OpenToken token_;
+};
+
+UDmaBuf::UDmaBuf() : buffer_(std::make_shared<Buffer>()) {}
+
+std::string UDmaBuf::Name() const { return std::string(kName); }
+
+bool UDmaBuf::Claims(const std::string& path) const {
+  return path == kDevice || path.starts_with(kFolder);
+}
+
+OpenResult UDmaBuf::Open(const std::string& path, int flags) {
+  if (path != kDevice) return OpenAttribute(path.substr(kFolder.size()), flags);
+  return {std::make_shared<File>(buffer_, CountOpen()), 0};
+}
+
+OpenResult UDmaBuf::OpenAttribute(const std::string& name, int flags) {
+  SysfsAttribute attribute{.device = Name(), .label = name, .show = nullptr, .store = nullptr};
+  for (const Setting& setting : kSettings) {
+    if (setting.name != name) continue;
+    attribute.show = [buffer = buffer_, setting] {
+      const std::lock_guard lock(buffer->mutex);
+      return std::to_string(buffer->settings.*setting.value) + '\n';
+    };
+    attribute.store = [buffer = buffer_, setting](std::string_view text) {
+      const auto value = ParseNumber(text);
+      if (!value || *value < 0 || static_cast<std::uint64_t>(*value) > setting.maximum) {
+        return -EINVAL;
+      }
+      const std::lock_guard lock(buffer->mutex);
+      buffer->settings.*setting.value = static_cast<std::uint64_t>(*value);
+      return 0;
+    };
+  }
+  for (const std::string_view sync : kSyncs) {
+    if (sync != name) continue;
+    attribute.show = [] { return std::string("0\n"); };
+    attribute.store = [buffer = buffer_](std::string_view text) {
+      const auto value = ParseNumber(text);
+      if (!value || *value < 0) return -EINVAL;
+      const std::lock_guard lock(buffer->mutex);
+      return *value == 0 ? 0 : RangeError(buffer->settings);
+    };
+  }
+  if (name == "size") attribute.show = [] { return std::to_string(kBytes) + '\n'; };
+  if (name == "phys_addr") attribute.show = [] { return Hex16(kPhysicalAddress) + '\n'; };
+  if (!attribute.show) return {nullptr, ENOENT};
+  return OpenSysfs(std::move(attribute), flags, CountOpen());
+}
+
+}  // namespace board

@@ -1,0 +1,147 @@
+#include "devices/Uio.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <poll.h>
+
+#include <atomic>
+#include <cstring>
+#include <mutex>
+#include <utility>
+
+#include "Doorbell.h"
+#include "devices/Outcome.h"
+
+namespace board {
+
+class Uio::Interrupt {
+ public:
+  explicit Interrupt(unsigned number) : name("uio" + std::to_string(number)) {}
+
+  void Raise() {
+    {
+      const std::lock_guard lock(mutex_);
+      ++raised_;
+      if (!enabled_) {
+        pending_ = true;
+        return;
+      }
+      Deliver();
+    }
+    bell_.Ring();
+  }
+
+  void Enable(bool enable) {
+    {
+      const std::lock_guard lock(mutex_);
+      enabled_ = enable;
+      if (!enabled_ || !pending_) return;
+      pending_ = false;
+      Deliver();
+    }
+    bell_.Ring();
+  }
+
+  void Unplug() {
+    gone_ = true;
+    bell_.Ring();
+  }
+
+  unsigned Raised() const {
+    const std::lock_guard lock(mutex_);
+    return raised_;
+  }
+
+  std::uint32_t Count() const {
+    const std::lock_guard lock(mutex_);
+    return count_;
+  }
+
+  bool Gone() const { return gone_; }
+
+  // Waits until the count differs from `last`; returns 0 or the negative errno.
+  // The thread may end in here.
+  int WaitForOther(std::uint32_t last, bool nonblocking) {
+    for (;;) {
+      const std::uint32_t rings = bell_.Count();
+      if (gone_) return -EIO;
+      if (Count() != last) return 0;
+      if (nonblocking) return -EAGAIN;
+      bell_.Wait(rings);
+    }
+  }
+
+  const std::string name;
+
+ private:
+  void Deliver() {
+    ++count_;
+    enabled_ = false;
+  }
+
+  mutable std::mutex mutex_;
+  bool enabled_ = true;
+  bool pending_ = false;
+  std::uint32_t count_ = 0;  // delivered to the driver's handler
+  unsigned raised_ = 0;
+  std::atomic<bool> gone_{false};
+  Doorbell bell_;
+};
+
+class Uio::File : public OpenFile {
+ public:
+  File(std::shared_ptr<Interrupt> interrupt, bool nonblocking, OpenToken token)
+      : interrupt_(std::move(interrupt)),
+        nonblocking_(nonblocking),
+        token_(std::move(token)),
+        seen_(interrupt_->Count()) {}
+
+  ssize_t Read(void* buffer, std::size_t size) override {
+    if (size != sizeof(std::uint32_t)) return -EINVAL;
+    if (const int error = interrupt_->WaitForOther(seen_, nonblocking_); error != 0) return error;
+    const std::uint32_t count = interrupt_->Count();
+    seen_ = count;
+    std::memcpy(buffer, &count, sizeof(count));
+    RecordAs(interrupt_->name, [=] { return "read = " + std::to_string(count); });
+    return sizeof(count);
+  }
+
+  ssize_t Write(const void* buffer, std::size_t size) override {
+    if (size != sizeof(std::int32_t)) return -EINVAL;
+    std::int32_t enable = 0;
+    std::memcpy(&enable, buffer, sizeof(enable));
+    RecordAs(interrupt_->name, [=] { return "write " + std::to_string(enable); });
+    interrupt_->Enable(enable != 0);
+    return sizeof(enable);
+  }
+
+  short Ready(short events) override {
+    if (interrupt_->Gone()) return POLLERR | POLLHUP;
+    const bool fired = interrupt_->Count() != seen_;
+    return static_cast<short>(fired ? events & (POLLIN | POLLRDNORM) : 0);
+  }
+
+ private:
+  const std::shared_ptr<Interrupt> interrupt_;
+  const bool nonblocking_;
+  const OpenToken token_;
+  std::atomic<std::uint32_t> seen_;  // the count the last read returned
+};
+
+Uio::Uio(unsigned number) : interrupt_(std::make_shared<Interrupt>(number)) {}
+
+void Uio::Unplug() { interrupt_->Unplug(); }
+
+void Uio::Raise() { interrupt_->Raise(); }
+
+unsigned Uio::Raised() const { return interrupt_->Raised(); }
+
+std::string Uio::Name() const { return interrupt_->name; }
+
+bool Uio::Claims(const std::string& path) const { return path == "/dev/" + interrupt_->name; }
+
+OpenResult Uio::Open(const std::string&, int flags) {
+  return {std::make_shared<File>(interrupt_, (flags & O_NONBLOCK) != 0, CountOpen()), 0};
+}
+
+}  // namespace board

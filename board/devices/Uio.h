@@ -1,0 +1,35 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "devices/OpenCount.h"
+
+namespace board {
+
+// One interrupt of the FPGA as the generic UIO driver shows it: "/dev/uio0". An
+// interrupt masks itself until software writes 1; one that comes while masked
+// stays pending, and further ones merge with it.
+class Uio : public CountedDevice {
+ public:
+  explicit Uio(unsigned number);
+
+  // Ends the blocked reads with EIO: the board is pulled out under them.
+  void Unplug();
+
+  // The FPGA's interrupt line.
+  void Raise();
+  unsigned Raised() const;  // how often, since power-up
+
+  std::string Name() const override;
+  bool Claims(const std::string& path) const override;
+  OpenResult Open(const std::string& path, int flags) override;
+
+ private:
+  class Interrupt;
+  class File;
+
+  std::shared_ptr<Interrupt> interrupt_;
+};
+
+}  // namespace board

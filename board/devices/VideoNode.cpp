@@ -1,0 +1,167 @@
+#include "devices/VideoNode.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <poll.h>
+
+#include <cstring>
+
+#include "devices/Outcome.h"
+
+namespace board {
+namespace {
+
+constexpr unsigned kDriverVersion = 0x050f00;
+
+template <std::size_t kSize>
+void PutText(__u8 (&field)[kSize], const std::string& text) {
+  std::memcpy(field, text.c_str(), std::min(text.size() + 1, kSize));
+}
+
+class VideoFile : public OpenFile {
+ public:
+  VideoFile(std::string name, CaptureQueue* queue, bool nonblocking)
+      : name_(std::move(name)), queue_(queue), nonblocking_(nonblocking) {}
+  ~VideoFile() override { queue_->Closed(this); }
+
+  int Ioctl(unsigned long request, void* argument) override {
+    if (argument == nullptr && IoctlName(request).starts_with("VIDIOC_")) return -EFAULT;
+    switch (request) {
+      case VIDIOC_QUERYCAP:
+        return Capabilities(static_cast<v4l2_capability*>(argument));
+      case VIDIOC_ENUM_FMT:
+        return EnumerateFormat(static_cast<v4l2_fmtdesc*>(argument));
+      case VIDIOC_G_FMT:
+      case VIDIOC_TRY_FMT:
+      case VIDIOC_S_FMT:
+        return Format(request, static_cast<v4l2_format*>(argument));
+      case VIDIOC_REQBUFS:
+        return Request(static_cast<v4l2_requestbuffers*>(argument));
+      case VIDIOC_QUERYBUF:
+        return Query(static_cast<v4l2_buffer*>(argument));
+      case VIDIOC_QBUF:
+        return Queue(static_cast<v4l2_buffer*>(argument));
+      case VIDIOC_DQBUF:
+        return Dequeue(static_cast<v4l2_buffer*>(argument));
+      case VIDIOC_STREAMON:
+      case VIDIOC_STREAMOFF:
+        return Stream(request, *static_cast<unsigned*>(argument));
+      default:
+        Record(name_, fmt::format("ioctl 0x{:08x} failed: ENOTTY", request));
+        return -ENOTTY;
+    }
+  }
+
+  std::intptr_t Mmap(void* hint, std::size_t length, int protection, int flags,
+                     off_t offset) override {
+    const std::intptr_t address = queue_->Map(hint, length, protection, flags, offset);
+    RecordAs(name_, [&] {
+      return fmt::format("mmap {} bytes at {}{}", length, offset, Outcome(address));
+    });
+    return address;
+  }
+
+  short Ready(short events) override {
+    const short now = queue_->Ready();
+    return static_cast<short>(now & (events | POLLERR));
+  }
+
+ private:
+  int Capabilities(v4l2_capability* out) {
+    *out = {};
+    PutText(out->driver, "tessaline-board");
+    PutText(out->card, name_ == "video0" ? "image stream" : "strip stream");
+    PutText(out->bus_info, "platform:" + name_);
+    out->version = kDriverVersion;
+    out->device_caps = V4L2_CAP_VIDEO_CAPTURE | V4L2_CAP_STREAMING;
+    out->capabilities = out->device_caps | V4L2_CAP_DEVICE_CAPS;
+    Record(name_, "VIDIOC_QUERYCAP");
+    return 0;
+  }
+
+  int EnumerateFormat(v4l2_fmtdesc* out) {
+    if (out->index != 0 || out->type != V4L2_BUF_TYPE_VIDEO_CAPTURE) return -EINVAL;
+    PutText(out->description, "8-bit Greyscale");
+    out->pixelformat = V4L2_PIX_FMT_GREY;
+    return 0;
+  }
+
+  int Format(unsigned long request, v4l2_format* format) {
+    const unsigned width = format->fmt.pix.width;
+    const unsigned height = format->fmt.pix.height;
+    const unsigned code = format->fmt.pix.pixelformat;
+    const int result = request == VIDIOC_G_FMT     ? queue_->GetFormat(format)
+                       : request == VIDIOC_TRY_FMT ? CaptureQueue::TryFormat(format)
+                                                   : queue_->SetFormat(format);
+    RecordAs(name_, [&] {
+      const std::string name(reinterpret_cast<const char*>(&code), sizeof code);
+      return request == VIDIOC_G_FMT ? "VIDIOC_G_FMT" + Outcome(result)
+                                     : fmt::format("{} {}x{} {}{}", IoctlName(request), width,
+                                                   height, name, Outcome(result));
+    });
+    return result;
+  }
+
+  int Request(v4l2_requestbuffers* request) {
+    const unsigned asked = request->count;
+    const int result = queue_->Request(request, this);
+    RecordAs(name_, [&] {
+      return fmt::format("VIDIOC_REQBUFS {} {} -> {}{}",
+                         request->memory == V4L2_MEMORY_USERPTR ? "USERPTR" : "MMAP", asked,
+                         result == 0 ? request->count : 0, Outcome(result));
+    });
+    return result;
+  }
+
+  int Query(v4l2_buffer* buffer) {
+    const unsigned index = buffer->index;
+    const int result = queue_->Query(buffer);
+    RecordAs(name_, [&] { return fmt::format("VIDIOC_QUERYBUF {}{}", index, Outcome(result)); });
+    return result;
+  }
+
+  int Queue(v4l2_buffer* buffer) {
+    const unsigned index = buffer->index;
+    const int result = queue_->Queue(buffer, this);
+    RecordAs(name_, [&] { return fmt::format("VIDIOC_QBUF {}{}", index, Outcome(result)); });
+    return result;
+  }
+
+  int Dequeue(v4l2_buffer* buffer) {
+    int result = 0;
+    for (;;) {
+      const std::uint32_t seen = queue_->Filled().Count();
+      result = queue_->Dequeue(buffer, this);
+      if (result != -EAGAIN || nonblocking_) break;
+      queue_->Filled().Wait(seen);
+    }
+    RecordAs(name_, [&] {
+      return result != 0 ? "VIDIOC_DQBUF" + Outcome(result)
+                         : fmt::format("VIDIOC_DQBUF -> {}, {} bytes, sequence {}", buffer->index,
+                                       buffer->bytesused, buffer->sequence);
+    });
+    return result;
+  }
+
+  int Stream(unsigned long request, unsigned type) {
+    const int result =
+        request == VIDIOC_STREAMON ? queue_->StreamOn(type, this) : queue_->StreamOff(type, this);
+    RecordAs(name_, [&] { return IoctlName(request) + Outcome(result); });
+    return result;
+  }
+
+  std::string name_;
+  CaptureQueue* queue_;
+  bool nonblocking_;
+};
+
+}  // namespace
+
+VideoNode::VideoNode(unsigned number) : name_("video" + std::to_string(number)) {}
+
+OpenResult VideoNode::Open(const std::string&, int flags) {
+  return {std::make_shared<VideoFile>(name_, &queue_, (flags & O_NONBLOCK) != 0), 0};
+}
+
+}  // namespace board

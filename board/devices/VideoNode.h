@@ -1,0 +1,27 @@
+#pragma once
+
+#include <string>
+
+#include "Device.h"
+#include "devices/CaptureQueue.h"
+
+namespace board {
+
+// One V4L2 capture device, "/dev/video0": 8-bit grey frames.
+class VideoNode : public Device {
+ public:
+  explicit VideoNode(unsigned number);
+  ~VideoNode() override { queue_.Unplug(); }
+
+  std::string Name() const override { return name_; }
+  bool Claims(const std::string& path) const override { return path == "/dev/" + name_; }
+  OpenResult Open(const std::string& path, int flags) override;
+
+  CaptureQueue& Buffers() { return queue_; }
+
+ private:
+  std::string name_;
+  CaptureQueue queue_;
+};
+
+}  // namespace board

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "devices/OpenCount.h"
+
+namespace board {
+
+// The processor's watchdog timer: /dev/watchdog and /dev/watchdog0. It counts the
+// board's time. A bite resets nothing; it is remembered, and no feeding undoes it.
+class Watchdog : public CountedDevice {
+ public:
+  static constexpr double kNotArmed = -1000;
+
+  Watchdog();
+
+  // Seconds until it bites; negative since it has; kNotArmed.
+  double Left() const;
+
+  std::string Name() const override;
+  bool Claims(const std::string& path) const override;
+  OpenResult Open(const std::string& path, int flags) override;
+
+ private:
+  class Timer;
+  class File;
+
+  std::shared_ptr<Timer> timer_;
+};
+
+}  // namespace board

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <cstdint>
+
+#include "chips/ImageSensorChip.h"
+
+namespace board {
+
+// One exposure of the sensor: all that a frame shows follows from it.
+struct Exposure {
+  std::uint64_t frame_id;
+  std::uint64_t time_stamp;     // FPGA timer ticks
+  std::uint64_t encoder_stamp;  // encoder counts
+  double belt_y;                // mm under the laser line
+  double light;                 // grey value of the line on a perfectly white surface; 0: laser off
+  SensorState sensor;
+  unsigned width;  // pixels read out, as the FPGA counts them
+  unsigned height;
+};
+
+// The laser line as one column of the frame sees it. Across the line the light
+// falls off as a Gaussian with this many pixels of standard deviation.
+inline constexpr double kLineSigma = 1.8;
+
+struct LinePoint {
+  double row;   // in the frame, sub-pixel; may lie outside of it
+  double peak;  // grey value, at most 255; 0: no light
+};
+
+LinePoint LineAt(const Exposure& exposure, unsigned column);
+
+}  // namespace board

@@ -1,0 +1,131 @@
+#include "model/FpgaModel.h"
+
+#include "Clock.h"
+#include "model/Scene.h"
+
+namespace board {
+namespace {
+
+namespace fpga = VeltranoSDK::fpga;
+using fpga::Block;
+using fpga::Register;
+
+struct ResetValue {
+  Register reg;
+  std::uint32_t value;
+};
+
+// The board's own choice of power-up values; registers that are not named start
+// at 0. An exposure of 100 sensor lines and a threshold of 30 show the scene's
+// line well without any setting.
+constexpr std::array kPowerUp{
+    ResetValue{fpga::EXP_TIME_1, 100},
+    ResetValue{fpga::EXP_TIME_2, 100},
+    ResetValue{fpga::EXP_TIME_3, 100},
+    ResetValue{fpga::EXP_TIME_4, 100},
+    ResetValue{fpga::EXP_TIME_5, 100},
+    ResetValue{fpga::EXPOSURE_NUM, 1},
+    ResetValue{fpga::RIS_THRESHOLD, 30},
+    ResetValue{fpga::STRIP_WIDTH_MIN, 1},
+    ResetValue{fpga::STRIP_WIDTH_MAX, 128},
+    ResetValue{fpga::ENCODER_FREQ, static_cast<std::uint32_t>(scene::kCountsPerSecond)},
+};
+
+// Written by the FPGA only; what software writes there is lost.
+constexpr std::array kReadOnly{
+    fpga::FPGA_VERSION,      fpga::XTRIG_LOST_STA,        fpga::TIMER_COUNTER_L,
+    fpga::TIMER_COUNTER_H,   fpga::XTRIG_START_L,         fpga::XTRIG_START_H,
+    fpga::ENCODER_COUNTER_L, fpga::ENCODER_COUNTER_H,     fpga::ENCODER_FREQ,
+    fpga::STRIP_DELAY,       fpga::DO1_LOST_STA,          fpga::DO2_LOST_STA,
+    fpga::EXT_TRIGGER_LEVEL, fpga::COMM_VERIFY_ERROR_STA, fpga::CALLBACK_LOST_NUM,
+};
+
+bool IsReadOnly(const Register& reg) {
+  for (const Register& known : kReadOnly) {
+    if (known == reg) return true;
+  }
+  return false;
+}
+
+std::uint64_t TimerTicks() {
+  return static_cast<std::uint64_t>(NowNs()) / fpga::kNanosecondsPerTick;
+}
+
+bool Rises(const fpga::Field& bit, std::uint32_t before, std::uint32_t after) {
+  return bit.Of(before) == 0 && bit.Of(after) != 0;
+}
+
+constexpr std::size_t SwitchIndex(Block block) { return block == Block::kImage2 ? 0 : 1; }
+
+}  // namespace
+
+FpgaModel::FpgaModel(std::uint32_t version) {
+  for (const ResetValue& reset : kPowerUp) Set(reset.reg, reset.value);
+  Set(fpga::FPGA_VERSION, version);
+  for (auto& ports : committed_) {
+    for (Word& port : ports) port = fpga::kStreamSwitchPortOff;
+  }
+}
+
+const FpgaModel::Word& FpgaModel::Cell(const Register& reg) const {
+  // Two names of one block.
+  const Block block = reg.block == Block::kRebuild6B ? Block::kRebuild6 : reg.block;
+  return words_[static_cast<std::size_t>(block)][reg.Index() % kRegistersPerBlock];
+}
+
+FpgaModel::Word& FpgaModel::Cell(const Register& reg) {
+  return const_cast<Word&>(static_cast<const FpgaModel*>(this)->Cell(reg));
+}
+
+std::uint32_t FpgaModel::Value(Block block, std::uint32_t offset) const {
+  const Register reg{block, offset, {}};
+  if (reg == fpga::TIMER_COUNTER_L) return static_cast<std::uint32_t>(TimerTicks());
+  if (reg == fpga::TIMER_COUNTER_H) return static_cast<std::uint32_t>(TimerTicks() >> 32);
+  if (reg == fpga::ENCODER_COUNTER_L) {
+    return static_cast<std::uint32_t>(scene::EncoderCount(NowNs()));
+  }
+  if (reg == fpga::ENCODER_COUNTER_H) {
+    return static_cast<std::uint32_t>(scene::EncoderCount(NowNs()) >> 32);
+  }
+  return Get(reg);
+}
+
+void FpgaModel::Write(Block block, std::uint32_t offset, std::uint32_t value) {
+  const Register reg{block, offset, {}};
+  if (IsReadOnly(reg)) return;
+  const std::uint32_t before = Cell(reg).exchange(value);
+
+  const bool is_switch = block == Block::kImage2 || block == Block::kImage4;
+  if (reg == fpga::TRIGGER_CTRL && Rises(fpga::kSoftwareTrigger, before, value)) {
+    signals.software_trigger();
+  } else if (reg == fpga::CMOS_WORK_MODE && Rises(fpga::kCmosReset, value, before)) {
+    signals.sensor_reset();  // active low
+  } else if (reg == fpga::FRAME_ID_RESET && value != 0) {
+    signals.frame_id_reset();
+  } else if (reg == fpga::CALLBACK_LOST_RESET && value != 0) {
+    Set(fpga::CALLBACK_LOST_NUM, 0);
+  } else if (reg == fpga::LASER_CTRL && Rises(fpga::kTriggerLostReset, before, value)) {
+    Set(fpga::XTRIG_LOST_STA, 0);
+  } else if (is_switch && offset == 0 && (value & fpga::kStreamSwitchCommit) != 0) {
+    CommitSwitch(block);
+  }
+  signals.settings_changed();
+}
+
+void FpgaModel::CommitSwitch(Block block) {
+  auto& ports = committed_[SwitchIndex(block)];
+  for (std::size_t i = 0; i < ports.size(); ++i) ports[i] = Get(fpga::StreamSwitchPort(block, i));
+}
+
+// The first switch hands the sensor's data to the extraction (port 0) or past it
+// (port 1); the second takes one of the two to memory. Only when both agree does
+// a frame arrive.
+Route FpgaModel::CommittedRoute() const {
+  const auto& source = committed_[SwitchIndex(Block::kImage2)];
+  const auto& sink = committed_[SwitchIndex(Block::kImage4)];
+  if (source[1] == 0 && sink[0] == 1) return Route::kImages;
+  if (source[0] == 0 && sink[0] == 0) return Route::kStrips;
+  return Route::kNone;
+}
+
+}  // namespace board

@@ -1,0 +1,60 @@
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <cstdint>
+#include <functional>
+
+#include "tessaline/register_map.h"
+
+namespace board {
+
+inline constexpr std::size_t kRegistersPerBlock = 64;
+
+// Where the committed stream switches send a frame.
+enum class Route { kNone, kImages, kStrips };
+
+// What the FPGA tells the rest of the board when software writes a register.
+struct FpgaSignals {
+  std::function<void()> software_trigger = [] {};
+  std::function<void()> frame_id_reset = [] {};
+  std::function<void()> sensor_reset = [] {};
+  std::function<void()> settings_changed = [] {};  // after every write
+};
+
+// The FPGA's registers: what software reads, and what its writes set off. All
+// methods may be called from any thread; Value also from a signal handler.
+class FpgaModel {
+ public:
+  explicit FpgaModel(std::uint32_t version);
+
+  // To be set before the first write.
+  FpgaSignals signals;
+
+  // As software reads it at this moment.
+  std::uint32_t Value(VeltranoSDK::fpga::Block block, std::uint32_t offset) const;
+  // As software writes it, with all consequences.
+  void Write(VeltranoSDK::fpga::Block block, std::uint32_t offset, std::uint32_t value);
+
+  // The stored word, from the FPGA's own side.
+  std::uint32_t Get(const VeltranoSDK::fpga::Register& reg) const { return Cell(reg).load(); }
+  std::uint32_t Get(const VeltranoSDK::fpga::Field& field) const {
+    return field.Of(Get(field.reg));
+  }
+  void Set(const VeltranoSDK::fpga::Register& reg, std::uint32_t value) { Cell(reg) = value; }
+  void Add(const VeltranoSDK::fpga::Register& reg, std::uint32_t amount) { Cell(reg) += amount; }
+
+  Route CommittedRoute() const;
+
+ private:
+  using Word = std::atomic<std::uint32_t>;
+  const Word& Cell(const VeltranoSDK::fpga::Register& reg) const;
+  Word& Cell(const VeltranoSDK::fpga::Register& reg);
+  void CommitSwitch(VeltranoSDK::fpga::Block block);
+
+  std::array<std::array<Word, kRegistersPerBlock>, VeltranoSDK::fpga::kBlockCount> words_{};
+  // The first two ports of each switch as last committed: the only ones wired up.
+  std::array<std::array<Word, 2>, 2> committed_{};
+};
+
+}  // namespace board

@@ -1,0 +1,334 @@
+#include "model/FrameEngine.h"
+
+#include <time.h>
+
+#include <algorithm>
+
+#include "Clock.h"
+#include "Faults.h"
+#include "RealCalls.h"
+#include "model/Scene.h"
+
+namespace board {
+namespace {
+
+namespace fpga = VeltranoSDK::fpga;
+
+constexpr std::int64_t kNsPerMs = 1'000'000;
+constexpr std::int64_t kFlushAfterNs = 50 * kNsPerMs;
+constexpr std::int64_t kLateNs = 100 * kNsPerMs;
+// A machine that is this far behind does not catch up: those triggers are lost.
+constexpr std::int64_t kHopelessNs = 250 * kNsPerMs;
+constexpr std::int64_t kNever = -1;
+
+enum TimerMode : unsigned { kTimer = 0, kEncoder = 1, kExternal = 2, kTimerDefault = 3 };
+constexpr std::uint32_t kBothTimings = fpga::kTimingFirst.Mask() | fpga::kTimingSecond.Mask();
+
+// With the laser at half power, a white surface reaches this grey value per
+// microsecond of exposure.
+constexpr double kGreyPerMicrosecond = 1.1;
+
+std::int64_t RealNs() {
+  timespec now{};
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  return now.tv_sec * std::int64_t{1'000'000'000} + now.tv_nsec;
+}
+
+void ReallySleep(std::int64_t nanoseconds) {
+  const timespec request{nanoseconds / 1'000'000'000, nanoseconds % 1'000'000'000};
+  real::Nanosleep(&request, nullptr);
+}
+
+// The shorter of two waits, where negative is for ever.
+std::int64_t Sooner(std::int64_t a, std::int64_t b) {
+  if (a < 0) return b;
+  if (b < 0) return a;
+  return std::min(a, b);
+}
+
+}  // namespace
+
+FrameEngine::FrameEngine(EngineWiring wiring) : wiring_(std::move(wiring)) {
+  wiring_.images->SetListener([this] { Attend(); });
+  wiring_.strips->SetListener([this] { Attend(); });
+}
+
+FrameEngine::~FrameEngine() {
+  stop_ = true;
+  bell_.Ring();
+  const std::lock_guard lock(start_mutex_);
+  if (running_) pthread_join(thread_, nullptr);
+}
+
+void FrameEngine::EnsureRunning() {
+  const std::lock_guard lock(start_mutex_);
+  if (running_) return;
+  sigset_t all;
+  sigset_t before;
+  sigfillset(&all);  // signals are for the application's threads
+  pthread_sigmask(SIG_SETMASK, &all, &before);
+  running_ = pthread_create(&thread_, nullptr, Main, this) == 0;
+  pthread_sigmask(SIG_SETMASK, &before, nullptr);
+}
+
+void FrameEngine::UnlockAfterFork(bool child) {
+  // The thread did not come along; the next stream or trigger starts another.
+  if (child) running_ = false;
+  mutex_.unlock();
+}
+
+void* FrameEngine::Main(void* self) {
+  auto* engine = static_cast<FrameEngine*>(self);
+  while (!engine->stop_) {
+    const std::uint32_t seen = engine->bell_.Count();
+    const std::int64_t wait = engine->Work();
+    if (!engine->stop_ && wait != 0) engine->bell_.Wait(seen, wait);
+  }
+  return nullptr;
+}
+
+void FrameEngine::Attend() {
+  if (wiring_.images->Streaming() || wiring_.strips->Streaming()) EnsureRunning();
+  bell_.Ring();
+}
+
+void FrameEngine::SoftwareTrigger() {
+  ++software_triggers_;
+  Attend();
+}
+
+void FrameEngine::ExternalEdge() {
+  ++external_edges_;
+  Attend();
+}
+
+void FrameEngine::SetPace(tessaline_board_pace pace) {
+  pace_ = pace;
+  bell_.Ring();
+}
+
+void FrameEngine::SetStripsPerBuffer(unsigned strips) { strips_per_buffer_ = std::max(1u, strips); }
+
+struct tessaline_board_stream_stats FrameEngine::Stats(int stream) const {
+  const Counters& counters = stream == 0 ? image_counters_ : strip_counters_;
+  return {counters.frames, counters.delivered, counters.lost, counters.buffers};
+}
+
+bool FrameEngine::Armed(const SensorState& sensor) const {
+  const FpgaModel& fpga = *wiring_.fpga;
+  return fpga.Get(fpga::kGlobalControl) != 0 && sensor.streaming &&
+         (fpga.Get(fpga::CMOS_TIMING_CTRL) & kBothTimings) == kBothTimings &&
+         fpga.Get(fpga::kCmosReset) != 0;
+}
+
+std::int64_t FrameEngine::SpacingNs() const {
+  const FpgaModel& fpga = *wiring_.fpga;
+  const double spacing = fpga.Get(fpga::TRI_SPACING);
+  switch (fpga.Get(fpga::kTriggerMode)) {
+    case kTimer:
+    case kTimerDefault:
+      return static_cast<std::int64_t>(spacing * fpga::kNanosecondsPerTick);
+    case kEncoder:
+      return static_cast<std::int64_t>(spacing / scene::kCountsPerSecond * 1e9);
+    default:
+      return 0;
+  }
+}
+
+// Door control lets timed triggers through only while the external input is high.
+bool FrameEngine::GateOpen() const {
+  const FpgaModel& fpga = *wiring_.fpga;
+  return fpga.Get(fpga::kDoorControl) == 0 || fpga.Get(fpga::kTriggerMode) >= kExternal ||
+         fpga.Get(fpga::kExternalTriggerLevel) != 0;
+}
+
+std::int64_t FrameEngine::Work() {
+  const std::lock_guard lock(mutex_);
+  if (wiring_.sensor == nullptr) return kNever;
+  const unsigned edges = external_edges_.exchange(0);
+  std::int64_t wait = kNever;
+  if (!Armed(wiring_.sensor->State())) {
+    software_triggers_ = 0;
+    next_due_ns_ = -1;
+  } else {
+    if (wiring_.fpga->Get(fpga::kTriggerMode) == kExternal) {
+      for (unsigned i = 0; i < edges; ++i) Trigger(NowNs());
+    }
+    if (software_triggers_ > 0) {
+      // A software trigger waits until the sensor has read out the frame before.
+      const std::int64_t early = sensor_ready_ns_ - NowNs();
+      if (early > 0 && pace_ == TESSALINE_BOARD_REAL_TIME) {
+        wait = early;
+      } else {
+        if (early > 0) AdvanceNs(early);
+        --software_triggers_;
+        Trigger(NowNs());
+        if (software_triggers_ > 0) return 0;
+      }
+    }
+    wait = Sooner(wait, TimedTriggers(NowNs()));
+  }
+  if (pending_.Empty()) return wait;
+  const std::int64_t until_flush = pending_since_ns_ + kFlushAfterNs - RealNs();
+  if (until_flush <= 0) {
+    FlushStrips();
+    return wait;
+  }
+  return Sooner(wait, until_flush);
+}
+
+std::int64_t FrameEngine::TimedTriggers(std::int64_t now) {
+  const std::int64_t spacing = SpacingNs();
+  if (spacing <= 0 || !GateOpen()) {
+    next_due_ns_ = -1;
+    return kNever;
+  }
+  if (next_due_ns_ < 0) next_due_ns_ = now;
+  if (pace_ == TESSALINE_BOARD_FREE_RUN) {
+    const Route route = wiring_.fpga->CommittedRoute();
+    const CaptureQueue& target = route == Route::kImages ? *wiring_.images : *wiring_.strips;
+    if (route == Route::kNone || !target.HasFree()) return kNever;
+    if (next_due_ns_ > now) AdvanceNs(next_due_ns_ - now);
+    Trigger(next_due_ns_);
+    next_due_ns_ += spacing;
+    return 0;
+  }
+  if (now - next_due_ns_ > kHopelessNs) {
+    const std::int64_t missed = (now - next_due_ns_) / spacing;
+    wiring_.fpga->Add(fpga::XTRIG_LOST_STA, static_cast<std::uint32_t>(missed));
+    next_due_ns_ += missed * spacing;
+  }
+  if (next_due_ns_ > now) return next_due_ns_ - now;
+  Trigger(next_due_ns_);
+  next_due_ns_ += spacing;
+  return 0;
+}
+
+void FrameEngine::Trigger(std::int64_t time_ns) {
+  FpgaModel& fpga = *wiring_.fpga;
+  // The sensor still reads out the frame before.
+  if (time_ns < sensor_ready_ns_) {
+    fpga.Add(fpga::XTRIG_LOST_STA, 1);
+    return;
+  }
+  const Exposure exposure = Expose(time_ns);
+  switch (fpga.CommittedRoute()) {
+    case Route::kImages:
+      return SendImage(exposure);
+    case Route::kStrips:
+      return AddStrip(exposure);
+    case Route::kNone:
+      return;
+  }
+}
+
+Exposure FrameEngine::Expose(std::int64_t time_ns) {
+  const FpgaModel& fpga = *wiring_.fpga;
+  const SensorState sensor = wiring_.sensor->State();
+  const std::uint64_t id = ++frame_id_;
+  sensor_ready_ns_ =
+      time_ns + static_cast<std::int64_t>(sensor.frame_lines * sensor.line_time_us * 1000);
+
+  // With several exposures per cycle the slots take turns.
+  const unsigned slots = std::clamp(fpga.Get(fpga::kExposureCount), 1u, 5u);
+  fpga::Register slot = fpga::EXP_TIME_1;
+  slot.offset += 4 * static_cast<std::uint32_t>((id - 1) % slots);
+  const double microseconds = fpga.Get(slot) * sensor.line_time_us;
+
+  Exposure exposure{};
+  exposure.frame_id = id;
+  exposure.time_stamp = static_cast<std::uint64_t>(time_ns) / fpga::kNanosecondsPerTick;
+  exposure.encoder_stamp = scene::EncoderCount(time_ns);
+  exposure.belt_y = scene::BeltPosition(time_ns);
+  exposure.light = 2 * wiring_.laser_power() * kGreyPerMicrosecond * microseconds * sensor.gain;
+  exposure.sensor = sensor;
+  exposure.width = fpga.Get(fpga::STRIP_IMAGE_WIDTH);
+  exposure.height = fpga.Get(fpga::STRIP_IMAGE_HEIGHT);
+  // A height of 0 is a region switched off: the sensor reads out everything.
+  if (exposure.width == 0) exposure.width = sensor.full_width / sensor.subsampling;
+  if (exposure.height == 0) exposure.height = sensor.full_height / sensor.subsampling;
+  return exposure;
+}
+
+void FrameEngine::SendImage(const Exposure& exposure) {
+  ++image_counters_.frames;
+  const FrameFault fault = FrameFaultFor(0);
+  const auto fill = fault == FrameFault::kLost ? std::nullopt : wiring_.images->Begin();
+  if (!fill) {
+    ++image_counters_.lost;
+    return;
+  }
+  std::size_t used =
+      image_.Write(exposure, std::size_t{fill->width} * (fill->height - 1), fill->memory);
+  if (fault == FrameFault::kLate) ReallySleep(kLateNs);
+  if (fault == FrameFault::kTruncated) {
+    used /= 2;
+    std::fill(fill->memory.begin() + static_cast<std::ptrdiff_t>(used), fill->memory.end(), 0);
+  } else if (fault == FrameFault::kCorrupt && used >= 32) {
+    std::fill_n(fill->memory.begin() + static_cast<std::ptrdiff_t>(used - 32), 32, 0xFF);
+  }
+  wiring_.images->Finish(*fill, used, image_sequence_++);
+  ++image_counters_.delivered;
+  ++image_counters_.buffers;
+}
+
+StripSettings FrameEngine::CurrentStripSettings() const {
+  const FpgaModel& fpga = *wiring_.fpga;
+  StripSettings settings{8, static_cast<double>(fpga.Get(fpga::RIS_THRESHOLD)),
+                         fpga.Get(fpga::STRIP_WIDTH_MIN), fpga.Get(fpga::STRIP_WIDTH_MAX), false};
+  if (wiring_.variable_points) {
+    constexpr unsigned kBytes[] = {2, 4, 8};  // normal, brightness, continuous
+    settings.bytes_per_point = kBytes[std::min(fpga.Get(fpga::BR_CONT_MODE_A), 2u)];
+  }
+  if (fpga.Get(fpga::STRIP_WRIMEM_STRATEGY) == 1) {
+    settings.bytes_per_point = 4;
+    settings.narrow_count = true;
+  }
+  return settings;
+}
+
+void FrameEngine::AddStrip(const Exposure& exposure) {
+  ++strip_counters_.frames;
+  const StripSettings settings = CurrentStripSettings();
+  const std::size_t room = wiring_.strips->FormatBytes();
+  if (!pending_.Empty() &&
+      (!(pending_.Settings() == settings) || !pending_.Fits(exposure.width, room))) {
+    FlushStrips();
+  }
+  if (pending_.Empty()) {
+    pending_.Start(settings);
+    pending_since_ns_ = RealNs();
+  }
+  pending_.Append(exposure);
+  if (pending_.Count() >= strips_per_buffer_) FlushStrips();
+}
+
+void FrameEngine::LoseStrips(std::uint32_t strips) {
+  strip_counters_.lost += strips;
+  wiring_.fpga->Add(fpga::CALLBACK_LOST_NUM, strips);
+}
+
+void FrameEngine::FlushStrips() {
+  const std::uint32_t strips = pending_.Count();
+  const FrameFault fault = FrameFaultFor(1);
+  if (fault == FrameFault::kCorrupt) pending_.CorruptLastStrip();
+  const auto fill = fault == FrameFault::kLost ? std::nullopt : wiring_.strips->Begin();
+  if (!fill) {
+    LoseStrips(strips);
+  } else {
+    if (fault == FrameFault::kLate) ReallySleep(kLateNs);
+    std::size_t used = fill->memory.size();
+    if (!pending_.Deliver(fill->memory)) used = 0;
+    if (fault == FrameFault::kTruncated) {
+      // The count never got there, so nothing of the buffer counts.
+      used = pending_.Bytes() / 2;
+      std::fill(fill->memory.begin() + static_cast<std::ptrdiff_t>(used), fill->memory.end(), 0);
+    }
+    wiring_.strips->Finish(*fill, used, strip_sequence_++);
+    strip_counters_.delivered += strips;
+    ++strip_counters_.buffers;
+  }
+  pending_.Start(pending_.Settings());
+}
+
+}  // namespace board

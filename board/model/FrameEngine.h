@@ -1,0 +1,104 @@
+#pragma once
+
+#include <pthread.h>
+#include <signal.h>
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+
+#include "Doorbell.h"
+#include "chips/ImageSensorChip.h"
+#include "devices/CaptureQueue.h"
+#include "model/FpgaModel.h"
+#include "model/ImageFrame.h"
+#include "model/StripBuffer.h"
+#include "tessaline/board.h"
+
+namespace board {
+
+// What the frame generator is connected to.
+struct EngineWiring {
+  std::shared_ptr<FpgaModel> fpga;
+  std::shared_ptr<ImageSensorChip> sensor;  // null: no frames
+  std::function<double()> laser_power;      // 0 (off) .. 1
+  CaptureQueue* images;
+  CaptureQueue* strips;
+  bool variable_points;  // bytes per point follow BR_CONT_MODE; else always 8
+};
+
+// The FPGA at work: turns triggers into exposures and these into image frames or
+// strips, in a thread of its own that starts with the first stream.
+class FrameEngine {
+ public:
+  explicit FrameEngine(EngineWiring wiring);
+  ~FrameEngine();
+  FrameEngine(const FrameEngine&) = delete;
+  FrameEngine& operator=(const FrameEngine&) = delete;
+
+  // Starts the thread if a stream is on and it does not run yet, and wakes it.
+  void Attend();
+  void Wake() { bell_.Ring(); }
+
+  // These only leave a note for the thread.
+  void SoftwareTrigger();
+  void ExternalEdge();
+  void ResetFrameId() { frame_id_ = 0; }
+
+  void SetPace(tessaline_board_pace pace);
+  void SetStripsPerBuffer(unsigned strips);
+  struct tessaline_board_stream_stats Stats(int stream) const;
+
+  // fork(): while locked, the thread is asleep and holds nothing.
+  void LockForFork() { mutex_.lock(); }
+  void UnlockAfterFork(bool child);
+
+ private:
+  struct Counters {
+    std::atomic<std::uint64_t> frames{0}, delivered{0}, lost{0}, buffers{0};
+  };
+
+  void EnsureRunning();
+  static void* Main(void* self);
+  // Does what is due; nanoseconds until there is more to do, negative: not before
+  // somebody rings.
+  std::int64_t Work();
+  std::int64_t TimedTriggers(std::int64_t now);
+  bool Armed(const SensorState& sensor) const;
+  std::int64_t SpacingNs() const;
+  bool GateOpen() const;
+  void Trigger(std::int64_t time_ns);
+  Exposure Expose(std::int64_t time_ns);
+  void SendImage(const Exposure& exposure);
+  void AddStrip(const Exposure& exposure);
+  void FlushStrips();
+  StripSettings CurrentStripSettings() const;
+  void LoseStrips(std::uint32_t strips);
+
+  EngineWiring wiring_;
+  ImageFrame image_;
+  Doorbell bell_;
+  std::mutex mutex_;  // held while the thread does anything
+  std::mutex start_mutex_;
+  bool running_ = false;
+  pthread_t thread_{};
+  std::atomic<bool> stop_{false};
+
+  std::atomic<unsigned> software_triggers_{0};
+  std::atomic<unsigned> external_edges_{0};
+  std::atomic<std::uint64_t> frame_id_{0};
+  std::atomic<tessaline_board_pace> pace_{TESSALINE_BOARD_REAL_TIME};
+  std::atomic<unsigned> strips_per_buffer_{10};
+  Counters image_counters_, strip_counters_;
+
+  // The thread's own.
+  std::int64_t next_due_ns_ = -1;  // negative: the next trigger comes at once
+  std::int64_t sensor_ready_ns_ = 0;
+  StripBuffer pending_;
+  std::int64_t pending_since_ns_ = 0;  // real time, not the board's
+  std::uint32_t image_sequence_ = 0, strip_sequence_ = 0;
+};
+
+}  // namespace board

@@ -1,0 +1,71 @@
+#include "model/ImageFrame.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstring>
+#include <random>
+
+namespace board {
+namespace {
+
+constexpr std::size_t kPlanes = 4;
+constexpr std::size_t kBlockBytes = 16;
+constexpr std::size_t kHeaderBytes = 32;
+constexpr std::size_t kNoiseBytes = 1 << 18;
+constexpr int kLineReach = 6;  // pixels to both sides of its middle
+
+std::size_t PlaceOf(std::size_t pixel, std::size_t quarter) {
+  const std::size_t block = pixel / kBlockBytes;
+  return block % kPlanes * quarter + block / kPlanes * kBlockBytes + pixel % kBlockBytes;
+}
+
+}  // namespace
+
+ImageFrame::ImageFrame() : dark_(kNoiseBytes) {
+  std::mt19937 random(1);
+  std::normal_distribution<double> noise(7.0, 1.6);
+  for (std::uint8_t& pixel : dark_) {
+    pixel = static_cast<std::uint8_t>(std::clamp(noise(random), 0.0, 255.0));
+  }
+}
+
+std::size_t ImageFrame::Write(const Exposure& exposure, std::size_t full_pixels,
+                              std::span<std::uint8_t> buffer) const {
+  const std::size_t pixels = std::size_t{exposure.width} * exposure.height;
+  const std::size_t quarter = full_pixels / kPlanes;
+  const std::size_t plane_bytes = pixels / kPlanes;
+  if (pixels > full_pixels || 3 * quarter + plane_bytes + kHeaderBytes > buffer.size()) return 0;
+
+  std::size_t noise = exposure.frame_id * 4099 % (kNoiseBytes / 2);
+  for (std::size_t plane = 0; plane < kPlanes; ++plane) {
+    for (std::size_t done = 0; done < plane_bytes;) {
+      const std::size_t chunk = std::min(plane_bytes - done, kNoiseBytes / 2);
+      std::memcpy(&buffer[plane * quarter + done], &dark_[noise], chunk);
+      noise = (noise + 7919) % (kNoiseBytes / 2);
+      done += chunk;
+    }
+  }
+
+  for (unsigned column = 0; column < exposure.width; ++column) {
+    const LinePoint point = LineAt(exposure, column);
+    if (point.peak <= 0) continue;
+    const int middle = static_cast<int>(std::lround(point.row));
+    for (int row = middle - kLineReach; row <= middle + kLineReach; ++row) {
+      if (row < 0 || row >= static_cast<int>(exposure.height)) continue;
+      const double away = (row - point.row) / kLineSigma;
+      const double light = point.peak * std::exp(-0.5 * away * away);
+      const std::size_t pixel = static_cast<std::size_t>(row) * exposure.width + column;
+      if (pixel / (kPlanes * kBlockBytes) * kBlockBytes + kBlockBytes > plane_bytes) continue;
+      std::uint8_t& grey = buffer[PlaceOf(pixel, quarter)];
+      grey = static_cast<std::uint8_t>(std::min(255.0, grey + light));
+    }
+  }
+
+  const std::array<std::uint64_t, 4> header{exposure.frame_id, exposure.time_stamp,
+                                            exposure.encoder_stamp, 0};
+  std::memcpy(&buffer[3 * quarter + plane_bytes], header.data(), sizeof header);
+  return 3 * quarter + plane_bytes + kHeaderBytes;
+}
+
+}  // namespace board
