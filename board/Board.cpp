@@ -105,7 +105,7 @@ void Board::Unplug() {
   if (board == nullptr) return;
   Replace(nullptr);
   // Files still open keep the object alive; nobody shall wait in it any more.
-  for (VideoNode* video : board->video_) video->Buffers().Unplug();
+  for (const auto& device : board->devices_) device->Unplug();
 }
 
 template <typename Kind, typename... Args>

@@ -44,6 +44,8 @@ class Device {
   virtual std::string Name() const = 0;
   virtual bool Claims(const std::string& path) const = 0;
   virtual OpenResult Open(const std::string& path, int flags) = 0;
+  // The board is gone: calls that wait in the device's files return.
+  virtual void Unplug() {}
 };
 
 // The printable name of an ioctl request, "VIDIOC_DQBUF"; "ioctl" when unknown.

@@ -64,7 +64,7 @@ class Uio::Interrupt {
   int WaitForOther(std::uint32_t last, bool nonblocking) {
     for (;;) {
       const std::uint32_t rings = bell_.Count();
-      if (gone_) return -EIO;
+      if (gone_) return -ENODEV;
       if (Count() != last) return 0;
       if (nonblocking) return -EAGAIN;
       bell_.Wait(rings);

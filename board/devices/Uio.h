@@ -14,8 +14,8 @@ class Uio : public CountedDevice {
  public:
   explicit Uio(unsigned number);
 
-  // Ends the blocked reads with EIO: the board is pulled out under them.
-  void Unplug();
+  // Ends the blocked reads with ENODEV: the board is pulled out under them.
+  void Unplug() override;
 
   // The FPGA's interrupt line.
   void Raise();

@@ -11,11 +11,11 @@ namespace board {
 class VideoNode : public Device {
  public:
   explicit VideoNode(unsigned number);
-  ~VideoNode() override { queue_.Unplug(); }
 
   std::string Name() const override { return name_; }
   bool Claims(const std::string& path) const override { return path == "/dev/" + name_; }
   OpenResult Open(const std::string& path, int flags) override;
+  void Unplug() override { queue_.Unplug(); }
 
   CaptureQueue& Buffers() { return queue_; }
 

@@ -7,6 +7,7 @@
 #include "Clock.h"
 #include "Faults.h"
 #include "RealCalls.h"
+#include "model/ImageFrame.h"
 #include "model/Scene.h"
 
 namespace board {
@@ -259,7 +260,7 @@ void FrameEngine::SendImage(const Exposure& exposure) {
     return;
   }
   std::size_t used =
-      image_.Write(exposure, std::size_t{fill->width} * (fill->height - 1), fill->memory);
+      WriteImage(exposure, std::size_t{fill->width} * (fill->height - 1), fill->memory);
   if (fault == FrameFault::kLate) ReallySleep(kLateNs);
   if (fault == FrameFault::kTruncated) {
     used /= 2;

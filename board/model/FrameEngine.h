@@ -13,7 +13,6 @@
 #include "chips/ImageSensorChip.h"
 #include "devices/CaptureQueue.h"
 #include "model/FpgaModel.h"
-#include "model/ImageFrame.h"
 #include "model/StripBuffer.h"
 #include "tessaline/board.h"
 
@@ -78,7 +77,6 @@ class FrameEngine {
   void LoseStrips(std::uint32_t strips);
 
   EngineWiring wiring_;
-  ImageFrame image_;
   Doorbell bell_;
   std::mutex mutex_;  // held while the thread does anything
   std::mutex start_mutex_;

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstring>
 #include <random>
+#include <vector>
 
 namespace board {
 namespace {
@@ -20,18 +21,24 @@ std::size_t PlaceOf(std::size_t pixel, std::size_t quarter) {
   return block % kPlanes * quarter + block / kPlanes * kBlockBytes + pixel % kBlockBytes;
 }
 
-}  // namespace
-
-ImageFrame::ImageFrame() : dark_(kNoiseBytes) {
-  std::mt19937 random(1);
-  std::normal_distribution<double> noise(7.0, 1.6);
-  for (std::uint8_t& pixel : dark_) {
-    pixel = static_cast<std::uint8_t>(std::clamp(noise(random), 0.0, 255.0));
-  }
+// A dark frame's noise, to copy from.
+const std::vector<std::uint8_t>& Dark() {
+  static const auto* const noise = [] {
+    auto* pixels = new std::vector<std::uint8_t>(kNoiseBytes);
+    std::mt19937 random(1);
+    std::normal_distribution<double> grey(7.0, 1.6);
+    for (std::uint8_t& pixel : *pixels) {
+      pixel = static_cast<std::uint8_t>(std::clamp(grey(random), 0.0, 255.0));
+    }
+    return pixels;
+  }();
+  return *noise;
 }
 
-std::size_t ImageFrame::Write(const Exposure& exposure, std::size_t full_pixels,
-                              std::span<std::uint8_t> buffer) const {
+}  // namespace
+
+std::size_t WriteImage(const Exposure& exposure, std::size_t full_pixels,
+                       std::span<std::uint8_t> buffer) {
   const std::size_t pixels = std::size_t{exposure.width} * exposure.height;
   const std::size_t quarter = full_pixels / kPlanes;
   const std::size_t plane_bytes = pixels / kPlanes;
@@ -41,7 +48,7 @@ std::size_t ImageFrame::Write(const Exposure& exposure, std::size_t full_pixels,
   for (std::size_t plane = 0; plane < kPlanes; ++plane) {
     for (std::size_t done = 0; done < plane_bytes;) {
       const std::size_t chunk = std::min(plane_bytes - done, kNoiseBytes / 2);
-      std::memcpy(&buffer[plane * quarter + done], &dark_[noise], chunk);
+      std::memcpy(&buffer[plane * quarter + done], &Dark()[noise], chunk);
       noise = (noise + 7919) % (kNoiseBytes / 2);
       done += chunk;
     }

@@ -1,0 +1,391 @@
+// The frame generator, seen by a plain capture program that programs the FPGA and
+// the sensor itself.
+
+#include <gmock/gmock.h>
+
+#include <cmath>
+#include <cstring>
+#include <map>
+
+#include "board/VideoClient.h"
+#include "support/BoardFixture.h"
+
+namespace {
+
+using namespace tessaline_test;  // NOLINT(google-build-using-namespace)
+using board_test::VideoClient;
+
+constexpr unsigned kWidth = 1456;
+constexpr unsigned kHeight = 1088;
+constexpr unsigned kPad = 0x300D;  // readout mode
+constexpr std::uint32_t kStreaming = 5;
+
+struct Header {
+  std::uint64_t frame_id, time_stamp, encoder_stamp, points;
+};
+
+struct Point {
+  std::uint16_t column;
+  std::uint8_t peak, width;
+  std::uint32_t row;
+};
+
+Header HeaderAt(std::span<const std::uint8_t> bytes, std::size_t at) {
+  Header header{};
+  std::memcpy(&header, &bytes[at], sizeof header);
+  return header;
+}
+
+std::uint32_t CountIn(std::span<const std::uint8_t> buffer) {
+  std::uint32_t count = 0;
+  std::memcpy(&count, &buffer[buffer.size() - 8], sizeof count);
+  return count;
+}
+
+class Frames : public BoardFixture {
+ protected:
+  Frames() : BoardFixture("K3610") {}
+
+  void SetUp() override {
+    BoardFixture::SetUp();
+    tessaline_board_transcript_enable(0);
+    SwitchLaserOn();
+    tessaline_board_chip_set("sensor", 0x3000, 0);
+    Set(fpga::CMOS_WORK_MODE, 3);
+    Set(fpga::CMOS_TIMING_CTRL, kStreaming);
+    Set(fpga::STRIP_IMAGE_WIDTH, kWidth);
+    Set(fpga::STRIP_IMAGE_HEIGHT, kHeight);
+    Set(fpga::TRI_SPACING, 200000);
+    tessaline_board_set_pace(TESSALINE_BOARD_FREE_RUN);
+  }
+
+  static void SwitchLaserOn() {
+    for (const char* line : {"907", "934"}) {
+      WriteFile("/sys/class/gpio/export", line);
+      const std::string base = std::string("/sys/class/gpio/gpio") + line;
+      WriteFile(base + "/direction", "out");
+      WriteFile(base + "/value", "1");
+    }
+  }
+
+  static void WriteFile(const std::string& path, std::string_view text) {
+    const int fd = open(path.c_str(), O_WRONLY);
+    ASSERT_GE(fd, 0) << path;
+    EXPECT_EQ(write(fd, text.data(), text.size()), static_cast<ssize_t>(text.size()));
+    close(fd);
+  }
+
+  // Side effects are wanted here, so these go the way of software.
+  static void Write(const fpga::Register& reg, std::uint32_t value) {
+    const int fd = open("/dev/mem", O_RDWR);
+    void* block = mmap(nullptr, 255, PROT_READ | PROT_WRITE, MAP_SHARED, fd,
+                       fpga::BaseAddress(reg.block, fpga::kZynqRegions));
+    static_cast<volatile std::uint32_t*>(block)[reg.Index()] = value;
+    munmap(block, 255);
+    close(fd);
+  }
+
+  static void RouteTo(bool images) {
+    using fpga::Block;
+    Write(fpga::StreamSwitchPort(Block::kImage2, 0), images ? fpga::kStreamSwitchPortOff : 0);
+    Write(fpga::StreamSwitchPort(Block::kImage2, 1), images ? 0 : fpga::kStreamSwitchPortOff);
+    Write(fpga::StreamSwitchPort(Block::kImage4, 0), images ? 1 : 0);
+    Write(fpga::StreamSwitchControl(Block::kImage2), fpga::kStreamSwitchCommit);
+    Write(fpga::StreamSwitchControl(Block::kImage4), fpga::kStreamSwitchCommit);
+  }
+
+  static void TriggerOn(std::uint32_t mode = 0) {
+    Write(fpga::TRIGGER_CTRL, fpga::kGlobalControl.Mask() | mode);
+  }
+
+  static struct tessaline_board_stream_stats Stats(int stream) {
+    struct tessaline_board_stream_stats stats {};
+    tessaline_board_stream_stats(stream, &stats);
+    return stats;
+  }
+};
+
+TEST_F(Frames, StripsCarryTheSceneWithinAHundredthOfAPixel) {
+  RouteTo(false);
+  VideoClient client("/dev/video1");
+  client.Start(1024, 640, 4);
+  TriggerOn();
+  unsigned objects = 0;
+  for (int buffer = 0; buffer < 60; ++buffer) {
+    const auto bytes = client.Dequeue();
+    ASSERT_FALSE(bytes.empty());
+    std::size_t at = 0;
+    for (std::uint32_t strip = 0; strip < CountIn(bytes); ++strip) {
+      const Header header = HeaderAt(bytes, at);
+      at += sizeof header;
+      ASSERT_EQ(header.points, kWidth);  // every column sees the line
+      const double y = static_cast<double>(header.time_stamp) * 20e-9 * 50;  // belt: 50 mm/s
+      for (std::uint64_t i = 0; i < header.points; ++i, at += sizeof(Point)) {
+        Point point{};
+        std::memcpy(&point, &bytes[at], sizeof point);
+        ASSERT_EQ(point.column, i);
+        const double z = tessaline_board_scene_height(tessaline_board_scene_x(point.column), y);
+        ASSERT_NEAR(point.row / 65536.0, tessaline_board_scene_row(z), 0.01)
+            << "column " << i << " of frame " << header.frame_id;
+        objects += z > 1;
+      }
+      EXPECT_NEAR(static_cast<double>(header.encoder_stamp),
+                  y * tessaline_board_scene_counts_per_mm(), 1.0);
+    }
+    client.Requeue();
+  }
+  EXPECT_GT(objects, 10000u) << "the belt was empty all the time";
+}
+
+TEST_F(Frames, IdsAreConsecutiveAndStampsOneSpacingApart) {
+  RouteTo(false);
+  VideoClient client("/dev/video1");
+  client.Start(1024, 640, 4);
+  TriggerOn();
+  std::uint64_t id = 0;
+  std::uint64_t stamp = 0;
+  for (int buffer = 0; buffer < 5; ++buffer) {
+    const auto bytes = client.Dequeue();
+    std::size_t at = 0;
+    for (std::uint32_t strip = 0; strip < CountIn(bytes); ++strip) {
+      const Header header = HeaderAt(bytes, at);
+      EXPECT_EQ(header.frame_id, id + 1);
+      if (id > 0) {
+        EXPECT_EQ(header.time_stamp, stamp + 200000);
+      }
+      id = header.frame_id;
+      stamp = header.time_stamp;
+      at += sizeof header + 8 * header.points;
+    }
+    client.Requeue();
+  }
+  EXPECT_GE(id, 50u);
+}
+
+TEST_F(Frames, ImagesLieInFourPlanesWithTheHeaderBehindTheLast) {
+  RouteTo(true);
+  VideoClient client("/dev/video0");
+  client.Start(kWidth, kHeight + 1, 2);
+  TriggerOn();
+  const auto bytes = client.Dequeue();
+  ASSERT_FALSE(bytes.empty());
+  const std::size_t quarter = std::size_t{kWidth} * kHeight / 4;
+  const Header header = HeaderAt(bytes, 4 * quarter);
+  EXPECT_EQ(header.frame_id, 1u);
+  const double y = static_cast<double>(header.time_stamp) * 20e-9 * 50;
+  // The brightest pixel of a column is where the line is.
+  for (unsigned column = 0; column < kWidth; column += 13) {
+    unsigned brightest = 0;
+    unsigned best = 0;
+    for (unsigned row = 0; row < kHeight; ++row) {
+      const std::size_t pixel = std::size_t{row} * kWidth + column;
+      const std::size_t block = pixel / 16;
+      const unsigned grey = bytes[block % 4 * quarter + block / 4 * 16 + pixel % 16];
+      if (grey > best) {
+        best = grey;
+        brightest = row;
+      }
+    }
+    const double z = tessaline_board_scene_height(tessaline_board_scene_x(column), y);
+    EXPECT_NEAR(brightest, tessaline_board_scene_row(z), 2.0) << "column " << column;
+    EXPECT_GT(best, 60u);
+  }
+}
+
+TEST_F(Frames, WithoutTheLaserThereIsNoLine) {
+  WriteFile("/sys/class/gpio/gpio934/value", "0");
+  RouteTo(false);
+  VideoClient client("/dev/video1");
+  client.Start(1024, 640, 2);
+  TriggerOn();
+  const auto bytes = client.Dequeue();
+  ASSERT_GT(CountIn(bytes), 0u);
+  EXPECT_EQ(HeaderAt(bytes, 0).points, 0u);
+}
+
+TEST_F(Frames, ExposureDecidesWhetherDarkSurfacesReachTheThreshold) {
+  Set(fpga::EXP_TIME_1, 20);
+  Set(fpga::RIS_THRESHOLD, 50);
+  RouteTo(false);
+  VideoClient client("/dev/video1");
+  client.Start(1024, 640, 4);
+  TriggerOn();
+  EXPECT_EQ(HeaderAt(client.Dequeue(), 0).points, 0u);
+  client.Requeue();
+  Set(fpga::EXP_TIME_1, 200);
+  std::uint64_t points = 0;
+  for (int i = 0; i < 10 && points == 0; ++i) {
+    points = HeaderAt(client.Dequeue(), 0).points;
+    client.Requeue();
+  }
+  EXPECT_EQ(points, kWidth);
+}
+
+TEST_F(Frames, ACroppedSensorSeesTheSameLineElsewhere) {
+  constexpr unsigned kLeft = 256, kTop = 400, kCropWidth = 640, kCropHeight = 512;
+  const std::map<unsigned, unsigned> crop{{0x3300, 3},
+                                          {0x3310, kLeft & 0xFF},
+                                          {0x3311, kLeft >> 8},
+                                          {0x3312, kTop & 0xFF},
+                                          {0x3313, kTop >> 8},
+                                          {0x3314, kCropWidth & 0xFF},
+                                          {0x3315, kCropWidth >> 8},
+                                          {0x3316, kCropHeight & 0xFF},
+                                          {0x3317, kCropHeight >> 8}};
+  for (const auto& [reg, value] : crop) {
+    ASSERT_EQ(tessaline_board_chip_set("sensor", reg, value), 0);
+  }
+  Set(fpga::STRIP_IMAGE_WIDTH, kCropWidth);
+  Set(fpga::STRIP_IMAGE_HEIGHT, kCropHeight);
+  RouteTo(false);
+  VideoClient client("/dev/video1");
+  client.Start(1024, 640, 2);
+  TriggerOn();
+  const auto bytes = client.Dequeue();
+  const Header header = HeaderAt(bytes, 0);
+  ASSERT_EQ(header.points, kCropWidth);
+  Point point{};
+  std::memcpy(&point, &bytes[sizeof header + 100 * sizeof point], sizeof point);
+  const double y = static_cast<double>(header.time_stamp) * 20e-9 * 50;
+  const double z = tessaline_board_scene_height(tessaline_board_scene_x(kLeft + 100), y);
+  EXPECT_NEAR(point.row / 65536.0, tessaline_board_scene_row(z) - kTop, 0.01);
+}
+
+TEST_F(Frames, ReducedReadoutHalvesTheFrame) {
+  ASSERT_EQ(tessaline_board_chip_set("sensor", kPad, 0x11), 0);
+  Set(fpga::STRIP_IMAGE_WIDTH, kWidth / 2);
+  Set(fpga::STRIP_IMAGE_HEIGHT, kHeight / 2);
+  RouteTo(false);
+  VideoClient client("/dev/video1");
+  client.Start(1024, 640, 2);
+  TriggerOn();
+  const auto bytes = client.Dequeue();
+  const Header header = HeaderAt(bytes, 0);
+  ASSERT_EQ(header.points, kWidth / 2);
+  Point point{};
+  std::memcpy(&point, &bytes[sizeof header + 100 * sizeof point], sizeof point);
+  const double y = static_cast<double>(header.time_stamp) * 20e-9 * 50;
+  const double z = tessaline_board_scene_height(tessaline_board_scene_x(200), y);
+  EXPECT_NEAR(point.row / 65536.0, tessaline_board_scene_row(z) / 2, 0.01);
+}
+
+TEST_F(Frames, NothingArrivesWhileAnythingIsMissing) {
+  RouteTo(false);
+  VideoClient client("/dev/video1", O_RDWR | O_NONBLOCK);
+  client.Start(1024, 640, 2);
+  const auto arrived = [&client] {
+    for (int i = 0; i < 100; ++i) {
+      if (!client.Dequeue().empty()) return true;
+      const timespec pause{0, 1'000'000};
+      nanosleep(&pause, nullptr);
+    }
+    return false;
+  };
+  tessaline_board_set_sleep_factor(1);
+  EXPECT_FALSE(arrived()) << "global control is off";
+  Set(fpga::CMOS_TIMING_CTRL, 4);
+  TriggerOn();
+  EXPECT_FALSE(arrived()) << "the sensor timing is off";
+  tessaline_board_chip_set("sensor", 0x3000, 1);
+  Set(fpga::CMOS_TIMING_CTRL, kStreaming);
+  EXPECT_FALSE(arrived()) << "the sensor is in standby";
+  tessaline_board_chip_set("sensor", 0x3000, 0);
+  Set(fpga::TRI_SPACING, 200001);
+  EXPECT_TRUE(arrived());
+}
+
+TEST_F(Frames, ASoftwareTriggerMakesOneFrame) {
+  tessaline_board_set_pace(TESSALINE_BOARD_REAL_TIME);
+  tessaline_board_set_strips_per_buffer(1);
+  RouteTo(false);
+  VideoClient client("/dev/video1");
+  client.Start(1024, 640, 4);
+  TriggerOn(2);  // external: nothing comes by itself
+  for (std::uint64_t id = 1; id <= 3; ++id) {
+    Write(fpga::TRIGGER_CTRL, fpga::kGlobalControl.Mask() | 2 | fpga::kSoftwareTrigger.Mask());
+    Write(fpga::TRIGGER_CTRL, fpga::kGlobalControl.Mask() | 2);
+    const auto bytes = client.Dequeue();
+    EXPECT_EQ(CountIn(bytes), 1u);
+    EXPECT_EQ(HeaderAt(bytes, 0).frame_id, id);
+  }
+  EXPECT_EQ(Stats(1).frames, 3u);
+}
+
+TEST_F(Frames, TheExternalInputTriggersInModeTwo) {
+  tessaline_board_set_strips_per_buffer(1);
+  RouteTo(false);
+  VideoClient client("/dev/video1");
+  client.Start(1024, 640, 4);
+  TriggerOn(2);
+  tessaline_board_external_trigger(1);
+  EXPECT_EQ(CountIn(client.Dequeue()), 1u);
+  tessaline_board_external_trigger(0);
+  EXPECT_EQ(Stats(1).frames, 1u) << "the falling edge triggers nothing";
+}
+
+TEST_F(Frames, ResettingTheFrameIdStartsAtOneAgain) {
+  tessaline_board_set_strips_per_buffer(1);
+  RouteTo(false);
+  VideoClient client("/dev/video1");
+  client.Start(1024, 640, 4);
+  TriggerOn();
+  for (int i = 0; i < 8; ++i) {
+    client.Dequeue();
+    client.Requeue();
+  }
+  Write(fpga::FRAME_ID_RESET, 1);
+  std::uint64_t lowest = ~0ull;
+  for (int i = 0; i < 8; ++i) {
+    lowest = std::min(lowest, HeaderAt(client.Dequeue(), 0).frame_id);
+    client.Requeue();
+  }
+  EXPECT_EQ(lowest, 1u);
+}
+
+TEST_F(Frames, WithoutABufferStripsAreLostAndCounted) {
+  tessaline_board_set_pace(TESSALINE_BOARD_REAL_TIME);
+  tessaline_board_set_sleep_factor(1);
+  tessaline_board_set_strips_per_buffer(1);
+  RouteTo(false);
+  VideoClient client("/dev/video1");
+  client.Start(1024, 640, 2);
+  TriggerOn();
+  while (Stats(1).lost < 5) usleep(1000);
+  EXPECT_GE(Get(fpga::CALLBACK_LOST_NUM), 5u);
+  EXPECT_EQ(Stats(1).delivered, 2u);
+  Write(fpga::TRIGGER_CTRL, 0);
+  Write(fpga::CALLBACK_LOST_RESET, 1);
+  EXPECT_LE(Get(fpga::CALLBACK_LOST_NUM), 1u);
+}
+
+TEST_F(Frames, TriggersFasterThanTheSensorAreLost) {
+  Set(fpga::TRI_SPACING, 100000);  // 2 ms; a full frame takes 3.6 ms
+  tessaline_board_set_strips_per_buffer(4);
+  RouteTo(false);
+  VideoClient client("/dev/video1");
+  client.Start(1024, 640, 4);
+  TriggerOn();
+  client.Dequeue();
+  EXPECT_GE(Get(fpga::XTRIG_LOST_STA), 3u);
+}
+
+TEST_F(Frames, CanGoWrongOnPurpose) {
+  tessaline_board_set_strips_per_buffer(2);
+  RouteTo(false);
+  VideoClient client("/dev/video1");
+  client.Start(1024, 640, 8);
+  tessaline_board_frame_fault(1, TESSALINE_BOARD_FRAME_LOST, 1, 1);
+  tessaline_board_frame_fault(1, TESSALINE_BOARD_FRAME_CORRUPT, 1, 1);
+  tessaline_board_frame_fault(1, TESSALINE_BOARD_FRAME_TRUNCATED, 1, 1);
+  TriggerOn();
+  EXPECT_EQ(HeaderAt(client.Dequeue(), 0).frame_id, 1u);
+  auto bytes = client.Dequeue();  // 3 and 4 are lost
+  EXPECT_EQ(HeaderAt(bytes, 0).frame_id, 5u);
+  EXPECT_GT(HeaderAt(bytes, 32 + 8 * HeaderAt(bytes, 0).points).points, bytes.size());
+  bytes = client.Dequeue();
+  EXPECT_EQ(HeaderAt(bytes, 0).frame_id, 7u);
+  EXPECT_EQ(CountIn(bytes), 0u);
+  EXPECT_EQ(Stats(1).lost, 2u);
+}
+
+}  // namespace
