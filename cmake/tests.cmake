@@ -1,13 +1,33 @@
 find_package(GTest REQUIRED)
 include(GoogleTest)
 
-# One program a source file. A program linked with the whole library as objects
-# can reach its inner classes; the object code is that of libtessaline.so.
-function(tessaline_test name)
-  add_executable(${name} ${ARGN})
-  target_link_libraries(${name} PRIVATE tessaline_options GTest::gmock GTest::gtest_main)
+# One program a source file, named after folder and file; every test case runs in
+# a process of its own, because the library's singletons live as long as one.
+function(tessaline_test folder)
+  cmake_parse_arguments(ARG "" "" "LIBRARIES" ${ARGN})
+  file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/tests/${folder}/*_test.cpp)
+  foreach(source ${sources})
+    cmake_path(GET source STEM stem)
+    string(TOLOWER "${folder}_${stem}" name)
+    add_executable(${name} ${source})
+    target_include_directories(${name} PRIVATE ${CMAKE_SOURCE_DIR}/tests)
+    target_link_libraries(${name} PRIVATE tessaline_options ${ARG_LIBRARIES}
+      GTest::gmock GTest::gtest_main)
+    gtest_discover_tests(${name} TEST_PREFIX "${folder}/" DISCOVERY_TIMEOUT 60
+      PROPERTIES LABELS ${folder} TIMEOUT 120)
+  endforeach()
 endfunction()
 
-tessaline_test(log_test tests/log/log_test.cpp)
-target_link_libraries(log_test PRIVATE tessaline)
-gtest_discover_tests(log_test)
+# Through the exported interface, as an application.
+tessaline_test(log LIBRARIES tessaline)
+tessaline_test(api LIBRARIES tessaline tessaline-board)
+
+# A program linked with the library's objects reaches its inner classes; the
+# object code is that of libtessaline.so.
+tessaline_test(function LIBRARIES tessaline_objects tessaline-board)
+tessaline_test(Devices LIBRARIES tessaline_objects tessaline-board)
+tessaline_test(Runnable LIBRARIES tessaline_objects tessaline-board)
+tessaline_test(SeriesLogic LIBRARIES tessaline_objects tessaline-board)
+
+# The board by itself.
+tessaline_test(board LIBRARIES tessaline-board)

@@ -1,0 +1,171 @@
+#include "Devices/FpgaLogic.h"
+
+#include <unistd.h>
+
+#include <cstdio>
+
+#include "DeviceManager.h"
+#include "Devices/CmosSensor.h"
+#include "Devices/FpgaRegister.h"
+#include "SeriesLogic/SeriesLogic.h"
+#include "SeriesLogic/SeriesLogicFactory.h"
+#include "log/Log.h"
+#include "tessaline/fpga.h"
+
+namespace VeltranoSDK {
+
+FpgaLogic::FpgaLogic() {
+  const auto series = SeriesLogicFactory::GetSeriesLogicInstance();
+  const auto regions = series ? series->fpga_register() : nullptr;
+  if (!regions) {
+    LogError("FpgaLogic: no product series is selected, no FPGA register can be reached");
+    return;
+  }
+  const fpga::RegionBases bases{regions->GetImageBaseAddress(), regions->GetRebuildBaseAddress()};
+  for (std::size_t i = 0; i < block_bases_.size(); ++i) {
+    block_bases_[i] = fpga::BaseAddress(static_cast<fpga::Block>(i), bases);
+  }
+}
+
+// --- Access ---------------------------------------------------------------------------------
+
+// A base of 0 is no register block but the start of the main memory.
+
+unsigned int FpgaLogic::Read(const fpga::Register& reg) const {
+  const unsigned int base = block_bases_[static_cast<std::size_t>(reg.block)];
+  return base == 0 ? kFailed : fpga_read_addr(base, reg.Index());
+}
+
+unsigned int FpgaLogic::Write(const fpga::Register& reg, unsigned int value) {
+  const unsigned int base = block_bases_[static_cast<std::size_t>(reg.block)];
+  return base == 0 ? kFailed : fpga_write_addr(base, reg.Index(), value);
+}
+
+std::uint64_t FpgaLogic::Read(const fpga::Register& low, const fpga::Register& high) const {
+  const std::uint64_t low_word = Read(low);
+  return std::uint64_t{Read(high)} << 32 | low_word;
+}
+
+bool FpgaLogic::WriteOrTell(const fpga::Register& reg, unsigned int value, const char* text) {
+  if (Write(reg, value) != kFailed) return true;
+  puts(text);
+  return false;
+}
+
+unsigned int FpgaLogic::Update(const fpga::Field& field, unsigned int value) {
+  return Write(field.reg, field.In(Read(field.reg), value));
+}
+
+unsigned int FpgaLogic::Merge(const fpga::Field& field, unsigned int value, unsigned int kept) {
+  return Write(field.reg, (Read(field.reg) & kept & ~field.Mask()) | value << field.shift);
+}
+
+void FpgaLogic::Pulse(const fpga::Field& field) {
+  const unsigned int raised = Read(field.reg) | field.Mask();
+  Write(field.reg, raised);
+  usleep(1);
+  Write(field.reg, raised & ~field.Mask());
+}
+
+void FpgaLogic::PulseWord(const fpga::Register& reg) {
+  Write(reg, 1);
+  usleep(1);
+  Write(reg, 0);
+  usleep(1);
+}
+
+std::shared_ptr<CmosSensor> FpgaLogic::Sensor() const {
+  auto sensor = DeviceManagerHolder::Instance()->cmos_sensor_;
+  if (!sensor) LogError("FpgaLogic: the device manager holds no image sensor");
+  return sensor;
+}
+
+// --- Sensor timing, laser, versions ---------------------------------------------------------
+
+bool FpgaLogic::SetTRow(unsigned int row_time) {
+  Trace(__func__);
+  Merge(fpga::kTRow, row_time);
+  return true;
+}
+
+bool FpgaLogic::SetTGes(unsigned int global_exposure_shift) {
+  Trace(__func__);
+  Merge(fpga::kTGes, global_exposure_shift);
+  return true;
+}
+
+bool FpgaLogic::SetCmosSensorWorkMode(CameraSensorMode mode) {
+  Trace(__func__);
+  // The read belongs to the access sequence; what it returns does not matter.
+  Read(fpga::CMOS_WORK_MODE);
+  Write(fpga::CMOS_WORK_MODE, mode | fpga::kCmosWork.Mask());
+  return true;
+}
+
+bool FpgaLogic::SetCmosTimingControl(STATE first, STATE second) {
+  Trace(__func__);
+  Write(fpga::CMOS_TIMING_CTRL, unsigned{first} << fpga::kTimingFirst.shift |
+                                    unsigned{second} << fpga::kTimingSecond.shift);
+  return true;
+}
+
+bool FpgaLogic::CameraReset() {
+  Trace(__func__);
+  constexpr useconds_t kSettle = 50'000;
+  constexpr useconds_t kE2vPowerUp = 5'000'000;
+
+  const auto sensor = Sensor();
+  if (!sensor) return false;
+  if (sensor->model() == kE2vFlash4k) usleep(kE2vPowerUp);
+
+  const unsigned int released = Read(fpga::CMOS_WORK_MODE) | fpga::kCmosReset.Mask();
+  const unsigned int held = released & ~fpga::kCmosReset.Mask();
+  Write(fpga::CMOS_WORK_MODE, released);
+  usleep(kSettle);
+  // This sensor gets the first edge only.
+  if (sensor->model() == kGSPRINT6502BSI) return true;
+  Write(fpga::CMOS_WORK_MODE, held);
+  usleep(kSettle);
+  Write(fpga::CMOS_WORK_MODE, released);
+  usleep(kSettle);
+  return true;
+}
+
+unsigned int FpgaLogic::GetCmosMaxDrive() const {
+  Trace(__func__);
+  const auto sensor = Sensor();
+  if (!sensor) return kFailed;
+  const auto [width, height] = sensor->resolution();
+  return width << 16 | height;
+}
+
+bool FpgaLogic::SetLaserMode(LaserMode mode) {
+  Trace(__func__);
+  // Everything but the two known bits is cleared on purpose.
+  constexpr unsigned int kKept = fpga::kLaserMode.Mask() | fpga::kTriggerLostReset.Mask();
+  Merge(fpga::kLaserMode, mode & 1u, kKept);
+  return true;
+}
+
+unsigned int FpgaLogic::GetLaserMode() const {
+  Trace(__func__);
+  return Read(fpga::kLaserMode);
+}
+
+bool FpgaLogic::SetLaserOffsetTime(unsigned int microseconds) {
+  Trace(__func__);
+  Write(fpga::LASER_OFFSET_TIME, microseconds * fpga::kTicksPerMicrosecond);
+  return true;
+}
+
+unsigned int FpgaLogic::GetFPGASeries() const {
+  Trace(__func__);
+  return Read(fpga::kFpgaSeries);
+}
+
+unsigned int FpgaLogic::GetFPGAVersion() const {
+  Trace(__func__);
+  return Read(fpga::kFpgaVersion);
+}
+
+}  // namespace VeltranoSDK

@@ -1,0 +1,61 @@
+#pragma once
+
+// Argument types of the FPGA's controls. The values are those the register fields
+// take; the underlying type is fixed, so an application's out-of-range number
+// arrives unchanged and is judged by the method that receives it.
+
+namespace VeltranoSDK {
+
+enum STATE : unsigned int { kOff, kOn };
+
+enum DigitalOutputChannel : unsigned int {
+  kDigitalOutput1,
+  kDigitalOutput2,
+  kDaOutput,  // has a delay standard only
+};
+
+// The event that fires a digital output; which one each number stands for is
+// decided in the FPGA.
+enum DigitalOutputEvent : unsigned int {
+  kOutputEvent0,
+  kOutputEvent1,
+  kOutputEvent2,
+  kOutputEvent3,
+};
+
+enum DigitalOutputMode : unsigned int { kOutputMode0, kOutputMode1 };
+
+// The trigger source.
+enum TriggerMode : unsigned int {
+  kTimerTrigger,
+  kEncoderTrigger,
+  kExternalTrigger,
+  kSoftwareOnlyTrigger,
+};
+
+// The same type selects what a delay counts.
+inline constexpr TriggerMode kDelayInMicroseconds{0};
+inline constexpr TriggerMode kDelayInCounts{1};
+
+enum ReverseMode : unsigned int {
+  kReverseMode0,
+  kReverseMode1,
+  kReverseWithDistance,
+  kReverseMode3,
+};
+
+enum LaserMode : unsigned int { kLaserMode0, kLaserMode1 };
+
+enum CameraSensorMode : unsigned int {};
+
+// Exposure slots; slot i is programmed into EXP_TIME_<i + 1>.
+enum ExposureIndex : unsigned int { kExposure1, kExposure2, kExposure3, kExposure4, kExposure5 };
+
+// The two data paths: extracted laser lines, or the camera's images.
+enum CollectMode : unsigned int { kCollectLaserLine, kCollectImage };
+
+// Handed to the FPGA unchanged.
+enum SampleStrategy : unsigned int {};
+enum StripSelectMode : unsigned int {};
+
+}  // namespace VeltranoSDK

@@ -1,0 +1,65 @@
+#include "Devices/I2cDev.h"
+
+#include <fcntl.h>
+#include <linux/i2c-dev.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdio>
+#include <utility>
+
+namespace VeltranoSDK {
+
+namespace {
+
+constexpr unsigned long kAdapterRetries = 10;
+
+}  // namespace
+
+I2cDev::I2cDev(std::string path, std::uint8_t address)
+    : path_(std::move(path)), address_(address) {}
+
+I2cDev::~I2cDev() {
+  if (fd_ >= 0) Close();
+}
+
+bool I2cDev::Open() {
+  if (fd_ >= 0) Close();
+  fd_ = open(path_.c_str(), O_RDWR);
+  if (fd_ < 0) {
+    perror("I2cDev::Open() Unable to open i2c control file");
+    return false;
+  }
+  return true;
+}
+
+int I2cDev::Close() { return close(std::exchange(fd_, -1)); }
+
+bool I2cDev::I2cRdWr(std::vector<std::uint8_t> write, std::vector<std::uint8_t>& read) {
+  std::vector<std::uint8_t> received(read.size());
+  std::array messages{MessageOf(write, 0), MessageOf(received, I2C_M_RD)};
+  if (!Transfer(messages)) return false;
+  read = std::move(received);
+  return true;
+}
+
+bool I2cDev::I2cRdWr(std::vector<std::uint8_t> write) {
+  std::array messages{MessageOf(write, 0)};
+  return Transfer(messages);
+}
+
+bool I2cDev::Transfer(std::span<i2c_msg> messages) {
+  if (!Open()) return false;
+  i2c_rdwr_ioctl_data request{messages.data(), static_cast<std::uint32_t>(messages.size())};
+  const bool done =
+      ioctl(fd_, I2C_RETRIES, kAdapterRetries) >= 0 && ioctl(fd_, I2C_RDWR, &request) >= 0;
+  Close();
+  return done;
+}
+
+i2c_msg I2cDev::MessageOf(std::vector<std::uint8_t>& bytes, unsigned short flags) const {
+  return {address_, flags, static_cast<std::uint16_t>(bytes.size()), bytes.data()};
+}
+
+}  // namespace VeltranoSDK

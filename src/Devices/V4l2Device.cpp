@@ -1,0 +1,217 @@
+#include "Devices/V4l2Device.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <string.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <algorithm>
+
+#include "function/CancellationScope.h"
+
+namespace VeltranoSDK::DevFOps {
+
+V4l2Device::V4l2Device(v4l2_memory memory, Message flavour_here)
+    : memory_(memory), flavour_(flavour_here) {}
+
+bool V4l2Device::PrepareMemory(unsigned int) { return true; }
+
+void V4l2Device::AfterDequeue(unsigned int, std::size_t) {}
+
+void V4l2Device::BeforeQueue(unsigned int, std::size_t) {}
+
+bool V4l2Device::Open(std::string path) {
+  Enter(__func__);
+  if (fd_ >= 0) Close();
+  fd_ = open(path.c_str(), O_RDWR);
+  if (fd_ < 0) {
+    LogError(Tell("v4l2 open file failed: %s"), strerror(errno));
+    return false;
+  }
+  v4l2_capability capability{};
+  if (ioctl(fd_, VIDIOC_QUERYCAP, &capability) < 0) {
+    LogError(Tell("v4l2 VIDIOC_QUERYCAP failed"));
+    Close();
+    return false;
+  }
+  if ((capability.capabilities & V4L2_CAP_VIDEO_CAPTURE) == 0) {
+    LogError(Tell("Device is not a video capture device!"));
+    Close();
+    return false;
+  }
+  return true;
+}
+
+bool V4l2Device::SetFmt(unsigned int width, unsigned int height) {
+  Enter(__func__);
+  v4l2_format format{};
+  format.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
+  format.fmt.pix.width = width;
+  format.fmt.pix.height = height;
+  format.fmt.pix.pixelformat = V4L2_PIX_FMT_GREY;
+  format.fmt.pix.field = V4L2_FIELD_NONE;
+  if (ioctl(fd_, VIDIOC_TRY_FMT, &format) < 0) {
+    LogError(Tell("v4l2 VIDIOC_TRY_FMT failed: %s, width%d, height%d"), strerror(errno), width,
+             height);
+    return false;
+  }
+  if (ioctl(fd_, VIDIOC_S_FMT, &format) < 0) {
+    LogError(Tell("v4l2 VIDIOC_S_FMT failed: %s, width%d, height%d"), strerror(errno), width,
+             height);
+    return false;
+  }
+  return true;
+}
+
+bool V4l2Device::ReqBufs(unsigned int count) {
+  Enter(__func__);
+  if (!PrepareMemory(count)) return false;
+  v4l2_requestbuffers request{};
+  request.count = count;
+  request.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
+  request.memory = memory_;
+  if (ioctl(fd_, VIDIOC_REQBUFS, &request) < 0) {
+    LogError(Tell("v4l2 VIDIOC_REQBUFS failed: %s"), strerror(errno));
+    return false;
+  }
+  // A driver may grant fewer, and one that needs more for itself grants more.
+  buffers_.assign(std::max(count, request.count), Buffer{});
+  for (unsigned int index = 0; index < request.count; ++index) {
+    if (!SetUpBuffer(index)) return false;
+  }
+  return true;
+}
+
+v4l2_buffer V4l2Device::Descriptor(unsigned int index) const {
+  v4l2_buffer descriptor{};
+  descriptor.index = index;
+  descriptor.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
+  descriptor.memory = memory_;
+  return descriptor;
+}
+
+bool V4l2Device::SetUpBuffer(unsigned int index) {
+  v4l2_buffer descriptor = Descriptor(index);
+  if (ioctl(fd_, VIDIOC_QUERYBUF, &descriptor) < 0) {
+    LogError(Tell("v4l2 VIDIOC_QUERYBUF failed: %s"), strerror(errno));
+    return false;
+  }
+  return Provide(descriptor, buffers_[index]) && Queue(descriptor);
+}
+
+std::byte* V4l2Device::DqBuf() {
+  Enter(__func__);
+  const Buffer* buffer = Dequeue();
+  if (buffer == nullptr) return nullptr;
+  AfterDequeue(current_.index, buffer->size);
+  return buffer->data;
+}
+
+std::byte* V4l2Device::DqBuf(unsigned int& index) {
+  Enter(__func__);
+  Buffer* buffer = Dequeue();
+  if (buffer == nullptr) return nullptr;
+  buffer->taken = current_;
+  buffer->is_taken = true;
+  index = current_.index;
+  return buffer->data;
+}
+
+V4l2Device::Buffer* V4l2Device::Dequeue() {
+  has_current_ = false;
+  current_ = Descriptor(0);
+  int result;
+  int error;
+  {
+    const CancellationScope may_end_here;
+    result = CancellableIoctl(fd_, VIDIOC_DQBUF, &current_);
+    error = errno;
+  }
+  if (result == 0 && (current_.index >= buffers_.size() || !buffers_[current_.index].data)) {
+    result = -1;  // a buffer nobody gave the driver
+    error = EBADSLT;
+  }
+  if (result < 0) {
+    LogError(Tell("v4l2 VIDIOC_DQBUF failed: %s"), strerror(error));
+    return nullptr;
+  }
+  has_current_ = true;
+  return &buffers_[current_.index];
+}
+
+bool V4l2Device::QBuf() {
+  Enter(__func__);
+  if (!has_current_) {
+    LogError(Tell("v4l2 VIDIOC_QBUF failed: %s"), strerror(EINVAL));
+    return false;
+  }
+  has_current_ = false;
+  BeforeQueue(current_.index, buffers_[current_.index].size);
+  return Queue(current_);
+}
+
+bool V4l2Device::QBuf(unsigned int index) {
+  Enter(__func__);
+  if (index >= buffers_.size() || !buffers_[index].is_taken) {
+    LogError(Tell("v4l2 VIDIOC_QBUF failed: %s"), strerror(EINVAL));
+    return false;
+  }
+  Buffer& buffer = buffers_[index];
+  if (buffer.size >= kCompletionMarkerBytes) {
+    memset(buffer.data + buffer.size - kCompletionMarkerBytes, 0, kCompletionMarkerBytes);
+  }
+  if (!Queue(buffer.taken)) return false;
+  buffer.is_taken = false;
+  return true;
+}
+
+bool V4l2Device::Queue(v4l2_buffer& descriptor) {
+  if (ioctl(fd_, VIDIOC_QBUF, &descriptor) < 0) {
+    LogError(Tell("v4l2 VIDIOC_QBUF failed: %s"), strerror(errno));
+    return false;
+  }
+  return true;
+}
+
+bool V4l2Device::StreamOn() {
+  Enter(__func__);
+  return Switch(VIDIOC_STREAMON);
+}
+
+bool V4l2Device::StreamOff() {
+  Enter(__func__);
+  return Switch(VIDIOC_STREAMOFF);
+}
+
+// One text for both directions.
+bool V4l2Device::Switch(unsigned long request) {
+  int type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
+  if (ioctl(fd_, request, &type) < 0) {
+    LogError(Tell("v4l2 VIDIOC_STREAMON failed: %s"), strerror(errno));
+    return false;
+  }
+  return true;
+}
+
+bool V4l2Device::Close() {
+  Enter(__func__);
+  ReleaseMemory();
+  // Keeps its capacity: the SIGINT handler comes here, and should not need the heap.
+  buffers_.clear();
+  has_current_ = false;
+  if (fd_ >= 0) close(fd_);
+  fd_ = -1;
+  return true;
+}
+
+unsigned int V4l2Device::Index() {
+  Enter(__func__);
+  return current_.index;
+}
+
+std::size_t V4l2Device::BufferSize() {
+  return current_.index < buffers_.size() ? buffers_[current_.index].size : 0;
+}
+
+}  // namespace VeltranoSDK::DevFOps

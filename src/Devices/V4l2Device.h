@@ -1,0 +1,74 @@
+#pragma once
+
+#include <linux/videodev2.h>
+
+#include <vector>
+
+#include "Devices/Relaxed.h"
+#include "Devices/V4l2Base.h"
+#include "log/Log.h"
+
+namespace VeltranoSDK::DevFOps {
+
+// What every flavour of capture device does in the same way. A flavour says where
+// the buffers live, and what happens to their cache lines. It reports under its
+// own source file: flavour_here is a Message written there.
+class V4l2Device : public V4l2Base {
+ public:
+  bool Open(std::string path) override;
+  bool SetFmt(unsigned int width, unsigned int height) override;
+  bool ReqBufs(unsigned int count) override;
+  std::byte* DqBuf() override;
+  std::byte* DqBuf(unsigned int& index) override;
+  bool QBuf() override;
+  bool QBuf(unsigned int index) override;
+  bool StreamOn() override;
+  bool StreamOff() override;
+  bool Close() override;
+  unsigned int Index() override;
+  std::size_t BufferSize() override;
+
+ protected:
+  struct Buffer {
+    std::byte* data = nullptr;  // null: not granted by the driver
+    std::size_t size = 0;
+    v4l2_buffer taken{};  // as DqBuf(index) got it
+    bool is_taken = false;
+  };
+
+  V4l2Device(v4l2_memory memory, Message flavour_here);
+
+  // Makes the memory of so many buffers, where that is not the driver's business.
+  virtual bool PrepareMemory(unsigned int count);
+  // Gives a buffer of the driver its memory: fills in data and size, and the
+  // descriptor where the driver must know.
+  virtual bool Provide(v4l2_buffer& descriptor, Buffer& buffer) = 0;
+  virtual void ReleaseMemory() = 0;
+
+  // Around DqBuf() and QBuf() without an index.
+  virtual void AfterDequeue(unsigned int index, std::size_t size);
+  virtual void BeforeQueue(unsigned int index, std::size_t size);
+
+  int fd() const { return fd_; }
+  std::vector<Buffer>& buffers() { return buffers_; }
+
+  // A message of this flavour.
+  Message Tell(const char* format) const { return {format, flavour_.file, flavour_.line}; }
+  void Enter(const char* function) const { Trace(function, flavour_.file, flavour_.line); }
+
+ private:
+  v4l2_buffer Descriptor(unsigned int index) const;
+  bool SetUpBuffer(unsigned int index);
+  Buffer* Dequeue();
+  bool Queue(v4l2_buffer& descriptor);
+  bool Switch(unsigned long request);
+
+  const v4l2_memory memory_;
+  const Message flavour_;
+  Relaxed<int> fd_ = -1;
+  std::vector<Buffer> buffers_;
+  v4l2_buffer current_{};
+  bool has_current_ = false;
+};
+
+}  // namespace VeltranoSDK::DevFOps

@@ -1,0 +1,208 @@
+#include "Runnable/CaptureStripStream.h"
+
+#include <string.h>
+
+#include <utility>
+
+#include "DeviceManager.h"
+#include "Devices/CmosSensor.h"
+#include "Devices/V4l2Base.h"
+#include "Runnable/StripWalk.h"
+#include "SeriesLogic/SeriesLogic.h"
+#include "SeriesLogic/SeriesLogicFactory.h"
+#include "SeriesLogic/StripParseProtocol.h"
+#include "function/SignalMask.h"
+#include "log/Log.h"
+
+namespace VeltranoSDK {
+
+namespace {
+
+// Long enough for a thread that is cancelled outside a callback, short enough for
+// somebody who has pressed Ctrl-C.
+constexpr unsigned kGoneMs = 1000;
+
+constexpr unsigned int kNarrowCountMode = 1;
+constexpr unsigned int kNarrowCountBytes = 4;
+constexpr unsigned int kNarrowPointBytes = 4;
+
+void LogStrip(unsigned int index, const StripHeader& strip) {
+  LogDebug("strip_index:%d, frameId: %lld, timeStamp: %lld, encoderstamp: %lld, pointCount: %lld ",
+           index, static_cast<long long>(strip.frame_id), static_cast<long long>(strip.time_stamp),
+           static_cast<long long>(strip.encoder_stamp), static_cast<long long>(strip.point_count));
+}
+
+}  // namespace
+
+// Where in a buffer of this moment's settings the count lies, and what a point is.
+struct CaptureStripStream::Layout {
+  std::size_t buffer_bytes;
+  std::size_t count_at;  // the strips lie below it
+  unsigned int bytes_per_point;
+};
+
+bool CaptureStripStream::RegisterStripBufCallback(StripBufCallback callback) {
+  Trace(__func__);
+  ReplaceCallback(strip_callback_, std::move(callback));
+  return true;
+}
+
+bool CaptureStripStream::ResetStripReleaseCount() {
+  Trace(__func__);
+  strip_release_count_ = 0;
+  return true;
+}
+
+bool CaptureStripStream::ResetCallbackLostCount() {
+  Trace(__func__);
+  callback_lost_count_ = 0;
+  return true;
+}
+
+bool CaptureStripStream::ResetLastFrameId() {
+  Trace(__func__);
+  last_frame_id_ = 0;
+  return true;
+}
+
+bool CaptureStripStream::StripBufClear() {
+  Trace(__func__);
+  ResetLastFrameId();
+  const auto device = Device();
+  if (!device) return false;
+  device->ClearBuf();
+  return true;
+}
+
+bool CaptureStripStream::QV4l2Buf(unsigned int index) {
+  Trace(__func__);
+  const auto device = Device();
+  return device && device->QBuf(index);
+}
+
+bool CaptureStripStream::ReleaseResource() {
+  Trace(__func__);
+  const auto device = Device();
+  if (!device) return false;
+  const bool gone = WaitUntilGone(kGoneMs);
+  device->StreamOff();
+  if (gone) {
+    device->Close();
+  } else {
+    LogError("the strip thread is still at work, its buffers stay mapped");
+  }
+  return true;
+}
+
+void CaptureStripStream::SetWriteMemMode(unsigned int mode) {
+  Trace(__func__);
+  write_mem_mode_ = mode;
+}
+
+void CaptureStripStream::SetMinTimeStamp(std::uint64_t time_stamp) {
+  Trace(__func__);
+  min_time_stamp_ = time_stamp;
+}
+
+void CaptureStripStream::SetTimeStampHold(bool hold) {
+  Trace(__func__);
+  time_stamp_hold_ = hold;
+}
+
+void CaptureStripStream::SetDevice(std::shared_ptr<DevFOps::V4l2Base> device) {
+  const SigintBlocked no_handler_here;
+  const std::lock_guard lock(device_mutex_);
+  device_.swap(device);
+}
+
+std::shared_ptr<DevFOps::V4l2Base> CaptureStripStream::Device() const {
+  std::shared_ptr<DevFOps::V4l2Base> device;
+  {
+    const SigintBlocked no_handler_here;
+    const std::lock_guard lock(device_mutex_);
+    device = device_;
+  }
+  if (!device) LogError("the strip device is not open");
+  return device;
+}
+
+bool CaptureStripStream::BeforeRun() {
+  Trace(__func__);
+  if (device_) device_->Close();  // of an earlier start
+  const bool ready = SetUp();
+  if (ready) {
+    LogInfo("initialize v4l2 succeffully");
+  } else {
+    LogError("initialize v4l2 error!");
+  }
+  return ready;
+}
+
+bool CaptureStripStream::SetUp() {
+  series_logic_ = SeriesLogicFactory::GetSeriesLogicInstance();
+  sensor_ = DeviceManagerHolder::Instance()->cmos_sensor_;
+  SetDevice(DeviceManagerHolder::Instance()->v4l2_buf_);
+  if (!series_logic_ || !sensor_ || !device_) {
+    LogError("no product is selected: there is no strip device");
+    return false;
+  }
+  const unsigned int width = sensor_->GetStripWidth();
+  const unsigned int height = sensor_->GetStripHeight();
+  return device_->Open(device_path_) && device_->SetFmt(width, height) &&
+         device_->ReqBufs(buffer_count_) && device_->StreamOn();
+}
+
+void CaptureStripStream::LoopRun() {
+  Trace(__func__);
+  std::byte* buffer = device_ && sensor_ && series_logic_ ? device_->DqBuf() : nullptr;
+  if (buffer == nullptr) {
+    backoff_.Wait();
+    return;
+  }
+  backoff_.Reset();
+  HandOver(buffer);
+  device_->QBuf();
+}
+
+CaptureStripStream::Layout CaptureStripStream::CurrentLayout() const {
+  const auto protocol = series_logic_->strip_parse_protocol();
+  const bool narrow = write_mem_mode_ == kNarrowCountMode;
+  const std::size_t size = sensor_->GetStripBufferSize();
+  const std::size_t count_bytes = narrow ? kNarrowCountBytes : protocol->StripCountNumberOfBytes();
+  return {size, size - count_bytes, narrow ? kNarrowPointBytes : protocol->DataNumberOfBytes()};
+}
+
+void CaptureStripStream::HandOver(std::byte* buffer) {
+  const Layout layout = CurrentLayout();
+  const std::size_t mapped = device_->BufferSize();
+  StripWalk walk;
+  if (layout.buffer_bytes > mapped || layout.buffer_bytes < DevFOps::kCompletionMarkerBytes) {
+    LogError("a strip buffer of %zu bytes does not lie in the %zu mapped ones", layout.buffer_bytes,
+             mapped);
+  } else {
+    std::uint32_t count;
+    memcpy(&count, buffer + layout.count_at, sizeof count);
+    walk = WalkStrips(buffer, layout.count_at, count, layout.bytes_per_point,
+                      SomebodyListens(LOG_DEBUG) ? LogStrip : nullptr);
+    if (!walk.complete) {
+      LogError("strip %u of %u does not fit into the buffer: byte %u of %zu", walk.strips + 1,
+               count, walk.bytes, layout.count_at);
+    }
+  }
+  if (walk.strips > 0) last_frame_id_ = walk.last_frame_id;
+
+  Deliver([&] {
+    if (const auto callback = strip_callback_.Get()) {
+      (*callback)(walk.strips, walk.bytes, buffer);
+    } else {
+      strip_release_count_ += walk.strips;
+    }
+  });
+
+  if (layout.buffer_bytes <= mapped && layout.buffer_bytes >= DevFOps::kCompletionMarkerBytes) {
+    memset(buffer + layout.buffer_bytes - DevFOps::kCompletionMarkerBytes, 0,
+           DevFOps::kCompletionMarkerBytes);
+  }
+}
+
+}  // namespace VeltranoSDK

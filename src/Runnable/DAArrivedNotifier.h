@@ -1,0 +1,26 @@
+#pragma once
+
+#include <functional>
+
+#include "Runnable/CallbackSlot.h"
+#include "Runnable/UioNotifier.h"
+
+namespace VeltranoSDK {
+
+// Reports that the hardware has taken over the laser power value.
+class DAArrivedNotifier final : public UioNotifier {
+ public:
+  DAArrivedNotifier();
+
+  // For all notifiers of the process. An interrupt without a callback ends the
+  // process (std::bad_function_call): register before the notification is
+  // switched on.
+  static bool RegisterDAArrivedCallback(std::function<void()> callback);
+
+ private:
+  void LoopRun() override;
+
+  static Utility::CallbackSlot<void()>& da_arrived_callback_;
+};
+
+}  // namespace VeltranoSDK

@@ -1,0 +1,40 @@
+#include "Runnable/ExternalTriggerGuard.h"
+
+#include <utility>
+
+#include "DeviceManager.h"
+#include "Devices/FpgaLogic.h"
+#include "log/Log.h"
+
+namespace VeltranoSDK {
+
+// Never destroyed: a pulse may still come while the process is leaving.
+Utility::CallbackSlot<void(unsigned int)>& ExternalTriggerGuard::pulse_signal_callback_ =
+    *new Utility::CallbackSlot<void(unsigned int)>;
+
+ExternalTriggerGuard::ExternalTriggerGuard() : UioNotifier("/dev/uio0") {}
+
+bool ExternalTriggerGuard::RegisterPulseSignalCallback(std::function<void(unsigned int)> callback) {
+  Trace(__func__);
+  pulse_signal_callback_.Replace(std::move(callback));
+  return true;
+}
+
+void ExternalTriggerGuard::LoopRun() {
+  Trace(__func__);
+  WaitForInterrupt();
+  if (const auto fpga = DeviceManagerHolder::Instance()->fpga_logic_) {
+    const unsigned int level = fpga->GetExternalTriggerLevel();
+    Deliver([level] { pulse_signal_callback_(level); });
+  } else {
+    LogError("no product is selected: there is no external trigger to read");
+  }
+  UnmaskInterrupt();
+}
+
+void ExternalTriggerGuard::AfterRun() {
+  Trace(__func__);
+  CloseDevice();
+}
+
+}  // namespace VeltranoSDK

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+namespace VeltranoSDK {
+
+// An image as the FPGA writes it: four planes, a quarter of the full frame apart,
+// of which plane k carries the 16-byte blocks k, k + 4, k + 8... of the image,
+// and behind the last plane a header.
+struct ImageFrame {
+  std::uint64_t full_pixels;   // of the sensor: the planes' distance times four
+  std::uint64_t image_pixels;  // of the region of interest
+};
+
+inline constexpr std::size_t kImageHeaderBytes = 32;
+
+// Memory of ReorderImage from image to image: it grows with the first ones.
+class ReorderScratch {
+ public:
+  // Room for plane pieces that are about to be overwritten, and none in use.
+  void Begin(std::size_t pieces);
+  // Where the copy of a piece is; null when it was never saved.
+  const std::byte* Saved(std::size_t piece) const;
+  void Save(std::size_t piece, const std::byte* data, std::size_t size);
+  void Release(std::size_t piece);
+
+  static constexpr std::size_t kPieceBytes = 1024;
+
+ private:
+  static constexpr std::uint32_t kNowhere = 0xFFFFFFFF;
+
+  std::vector<std::uint32_t> slot_of_piece_;
+  std::vector<std::uint32_t> free_slots_;  // the last one released is the next used: still cached
+  std::vector<std::byte> slots_;
+};
+
+// Puts an image into natural pixel order, in place: the pixels from offset 0, the
+// header right behind them. Pixels beyond the last whole group of 64 become zero.
+// False, and the buffer is as it was, when the image does not fit into its size.
+bool ReorderImage(std::byte* buffer, std::size_t size, const ImageFrame& frame,
+                  ReorderScratch& scratch);
+
+}  // namespace VeltranoSDK

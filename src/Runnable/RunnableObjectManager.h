@@ -1,0 +1,29 @@
+#pragma once
+
+#include <memory>
+
+#include "Runnable/CaptureStripStream.h"
+#include "Runnable/CaptureVideoStream.h"
+#include "Runnable/DAArrivedNotifier.h"
+#include "Runnable/ExternalTriggerGuard.h"
+#include "Runnable/WatchDogThread.h"
+#include "SingletonHolder.h"
+
+namespace VeltranoSDK {
+
+// Owner of the threads. Released in reverse order.
+class RunnableObjectManager {
+ public:
+  RunnableObjectManager();
+
+  std::shared_ptr<CaptureVideoStream> video_;
+  std::shared_ptr<CaptureStripStream> strip_;
+  std::shared_ptr<WatchDogThread> watchdog_;
+  // Null while the notification is switched off.
+  std::shared_ptr<DAArrivedNotifier> da_notifier_;
+  std::shared_ptr<ExternalTriggerGuard> trigger_guard_;
+};
+
+using RunnableObjectManagerHolder = Foundation::SingletonHolder<RunnableObjectManager>;
+
+}  // namespace VeltranoSDK

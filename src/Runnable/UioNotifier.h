@@ -1,0 +1,36 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "Runnable/Runnable.h"
+
+namespace VeltranoSDK {
+
+// A thread that waits for one FPGA interrupt on its UIO device.
+//
+// When the device cannot be opened every wait returns at once, and every pass
+// reports an interrupt.
+class UioNotifier : public Utility::Runnable {
+ protected:
+  explicit UioNotifier(std::string device_path);
+  ~UioNotifier();
+
+  bool BeforeRun() override;
+
+  // Blocks until the interrupt has fired; it stays masked until it is unmasked.
+  // This is where a cancelled thread ends.
+  void WaitForInterrupt();
+  void UnmaskInterrupt();
+
+  void CloseDevice();
+
+ private:
+  bool InterruptIsLeftMasked() const;
+
+  const std::string device_path_;
+  int fd_ = -1;
+  std::uint32_t interrupt_count_ = 0;  // not 0: taken and not unmasked yet
+};
+
+}  // namespace VeltranoSDK

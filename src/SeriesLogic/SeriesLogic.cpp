@@ -1,0 +1,70 @@
+#include "SeriesLogic/SeriesLogic.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "Devices/CmosSensorFactory.h"
+#include "Devices/DigitalPOTFactory.h"
+#include "Devices/FpgaLogicFactory.h"
+#include "Devices/FpgaRegister.h"
+#include "Devices/V4l2BufFactory.h"
+#include "Devices/XSysMonTemperatureOnChipFactory.h"
+#include "SeriesLogic/StripParseProtocol.h"
+#include "log/Log.h"
+
+namespace VeltranoSDK {
+
+SeriesLogic::SeriesLogic(std::shared_ptr<FpgaRegister> fpga_register, SeriesNumber series_number,
+                         const BoardDescription& board)
+    : strip_parse_protocol_(std::make_shared<StripParseProtocol>()),
+      fpga_register_(std::move(fpga_register)),
+      series_number_(series_number),
+      da_chip_i2c_dev_(board.da_chip_i2c_dev),
+      digital_pot_i2c_dev_(board.digital_pot_i2c_dev),
+      sensor_bus_dev_(board.sensor_bus_dev) {
+  std::copy(board.gpio_lines.begin(), board.gpio_lines.end(), gpio_lines_.begin());
+}
+
+SeriesLogic::~SeriesLogic() = default;
+
+float SeriesLogic::GetRisingEdgeThresholdCoeff() { return 1.0F; }
+
+std::shared_ptr<FpgaLogic> SeriesLogic::CreateFpgaLogic() {
+  Trace(__func__);
+  return FpgaLogicFactory::CreateFpgaLogicBySeries(series_number_);
+}
+
+std::shared_ptr<CmosSensor> SeriesLogic::CreateCmosSensor() {
+  Trace(__func__);
+  return CmosSensorFactory::CreateCmosSensorBySeries(series_number_);
+}
+
+std::shared_ptr<DevFOps::V4l2Base> SeriesLogic::CreateV4l2Buf() {
+  Trace(__func__);
+  return V4l2BufFactory::CreateV4l2BufBySeries(series_number_);
+}
+
+std::shared_ptr<XSysMonTemperatureOnChip> SeriesLogic::CreateXSysMonTemperatureOnChip() {
+  Trace(__func__);
+  return XSysMonTemperatureOnChipFactory::CreateXSysMonTemperatureOnChipBySeries(series_number_);
+}
+
+std::shared_ptr<DigitalPOT> SeriesLogic::CreateDigitalPOT() {
+  Trace(__func__);
+  return DigitalPOTFactory::CreateDigitalPOTBySeries(series_number_);
+}
+
+void SeriesLogic::Notify(Notification notification) {
+  const std::lock_guard lock(mutex_);
+  const auto entry = notification_callbacks_.find(notification);
+  if (entry == notification_callbacks_.end()) return;
+  for (const auto& callback : entry->second) callback();
+}
+
+void SeriesLogic::RegisterNotificationCallback(Notification notification,
+                                               std::function<void()> callback) {
+  const std::lock_guard lock(mutex_);
+  notification_callbacks_[notification].push_back(std::move(callback));
+}
+
+}  // namespace VeltranoSDK

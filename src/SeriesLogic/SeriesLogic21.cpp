@@ -1,0 +1,15 @@
+#include "SeriesLogic/SeriesLogic21.h"
+
+#include "Devices/FpgaRegister.h"
+#include "SeriesLogic/LostCallbacks.h"
+
+namespace VeltranoSDK {
+
+SeriesLogic21::SeriesLogic21()
+    : SeriesLogic(std::make_shared<FpgaRegisterZynq>(), kSeries21, kZynqI2cSensorBoard) {}
+
+unsigned int SeriesLogic21::GetCallbackLostCount() { return StripThreadLostCount(); }
+
+bool SeriesLogic21::ResetCallbackLostCount() { return ResetStripThreadLostCount(); }
+
+}  // namespace VeltranoSDK

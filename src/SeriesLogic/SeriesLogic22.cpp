@@ -1,0 +1,17 @@
+#include "SeriesLogic/SeriesLogic22.h"
+
+#include "Devices/FpgaRegister.h"
+#include "SeriesLogic/LostCallbacks.h"
+
+namespace VeltranoSDK {
+
+SeriesLogic22::SeriesLogic22()
+    : SeriesLogic(std::make_shared<FpgaRegisterZynq>(), kSeries22, kZynqI2cSensorBoard) {}
+
+float SeriesLogic22::GetRisingEdgeThresholdCoeff() { return 0.5F; }
+
+unsigned int SeriesLogic22::GetCallbackLostCount() { return StripThreadLostCount(); }
+
+bool SeriesLogic22::ResetCallbackLostCount() { return ResetStripThreadLostCount(); }
+
+}  // namespace VeltranoSDK

@@ -1,0 +1,10 @@
+#pragma once
+
+#include "SeriesLogic/SeriesLogic22.h"
+
+namespace VeltranoSDK {
+
+// IMX252 read out over 16 channels.
+class SeriesLogic22ch16 : public SeriesLogic22 {};
+
+}  // namespace VeltranoSDK

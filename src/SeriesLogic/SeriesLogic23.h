@@ -1,0 +1,40 @@
+#pragma once
+
+#include <utility>
+
+#include "Devices/CmosSensorTypes.h"
+#include "SeriesLogic/SeriesLogic.h"
+
+namespace VeltranoSDK {
+
+// GMAX2509, read out as 4200 x 2048.
+class SeriesLogic23 : public SeriesLogic {
+ public:
+  SeriesLogic23();
+  float GetRisingEdgeThresholdCoeff() override;
+  unsigned int GetCallbackLostCount() override;
+  bool ResetCallbackLostCount() override;
+
+  // The drive mode in which the sensor covers its full field.
+  virtual ReadoutDriveMode GetDefaultCmosReadoutDriveMode();
+  // Where a region of interest starts on the sensor, whose rows count from the
+  // other end: (x, first row). Unsigned arithmetic, it wraps beyond the limit.
+  virtual std::pair<unsigned int, unsigned int> CalStartPoint(unsigned int x, unsigned int y,
+                                                              unsigned int width,
+                                                              unsigned int height);
+  // What FpgaLogic::SetPLDriveMode takes while the sensor runs subsampled.
+  virtual ReadoutDriveMode GetSubsamplingPLDriveMode();
+
+  // Size of the sensor as this product uses it.
+  unsigned int limit_a() const { return limit_a_; }
+  unsigned int limit_b() const { return limit_b_; }
+
+ protected:
+  SeriesLogic23(unsigned int limit_a, unsigned int limit_b);
+
+ private:
+  unsigned int limit_a_;
+  unsigned int limit_b_;
+};
+
+}  // namespace VeltranoSDK

@@ -1,0 +1,76 @@
+#include "SeriesLogic/SeriesLogic24.h"
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+
+#include "DeviceManager.h"
+#include "Devices/FpgaLogic.h"
+#include "Devices/FpgaRegister.h"
+#include "SeriesLogic/ExposureDelta.h"
+#include "SeriesLogic/LostCallbacks.h"
+#include "SeriesLogic/OnFpga.h"
+
+namespace VeltranoSDK {
+
+namespace {
+
+constexpr int kBaseThreshold = 10;
+
+struct Default {
+  unsigned int (FpgaLogic::*set)(unsigned int);
+  unsigned int value;
+};
+
+// In this order. The pipeline's filters start switched off.
+constexpr std::array kImageProcessingDefaults{
+    Default{&FpgaLogic::SetObOffset, 0},           Default{&FpgaLogic::SetBriThresMax, 0},
+    Default{&FpgaLogic::SetBriThresMin, 0},        Default{&FpgaLogic::SetEnhanceEnable, 0},
+    Default{&FpgaLogic::SetEnhanceThresMax, 0},    Default{&FpgaLogic::SetEnhanceThresMin, 0},
+    Default{&FpgaLogic::SetEnhanceThresNum, 0},    Default{&FpgaLogic::SetEnhanceGain, 0},
+    Default{&FpgaLogic::SetMedianFilterEnable, 0}, Default{&FpgaLogic::SetErosionFilterEnable, 0},
+    Default{&FpgaLogic::SetErosionThresMax, 10},   Default{&FpgaLogic::SetErosionThresMin, 0},
+    Default{&FpgaLogic::SetErosionThresNum, 8},    Default{&FpgaLogic::SetErosionFilterStrategy, 0},
+};
+
+// Models whose sensor is mounted upright; all others need the image flipped.
+constexpr std::array<std::string_view, 2> kUprightModels{"K3910", "K3920"};
+
+bool ImageIsUpright() {
+  const auto name = DeviceManagerHolder::Instance()->model_.substr(0, 5);
+  return std::find(kUprightModels.begin(), kUprightModels.end(), name) != kUprightModels.end();
+}
+
+void SetImageProcessingDefaults(FpgaLogic& fpga) {
+  fpga.SetBaseThreshold(kBaseThreshold);
+  for (const auto& [set, value] : kImageProcessingDefaults) (fpga.*set)(value);
+  fpga.SetImgFlippingEnable(ImageIsUpright() ? 0 : 1);
+}
+
+// This FPGA numbers the strip data modes 1 and 2 the other way round than the
+// application does.
+void SwapStripDataMode(FpgaLogic& fpga) {
+  const unsigned int mode = fpga.GetStripDataMode();
+  if (mode == 1 || mode == 2) fpga.SetStripDataMode(static_cast<StripSelectMode>(3 - mode));
+}
+
+}  // namespace
+
+SeriesLogic24::SeriesLogic24()
+    : SeriesLogic(std::make_shared<FpgaRegisterZynq>(), kSeries24, kZynqSpiSensorBoard) {
+  RegisterNotificationCallback(kExposureConfigured, [] {
+    OnFpga("SeriesLogic24", [](FpgaLogic& fpga) { fpga.SetExposureNumDelta(kWideExposureDelta); });
+  });
+  RegisterNotificationCallback(kStripDataModeChanged,
+                               [] { OnFpga("SeriesLogic24", SwapStripDataMode); });
+  RegisterNotificationCallback(kStartupFinished,
+                               [] { OnFpga("SeriesLogic24", SetImageProcessingDefaults); });
+}
+
+float SeriesLogic24::GetRisingEdgeThresholdCoeff() { return 0.5F; }
+
+unsigned int SeriesLogic24::GetCallbackLostCount() { return FpgaLostCount(); }
+
+bool SeriesLogic24::ResetCallbackLostCount() { return ResetFpgaLostCount(); }
+
+}  // namespace VeltranoSDK

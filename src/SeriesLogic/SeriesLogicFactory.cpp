@@ -1,0 +1,57 @@
+#include "SeriesLogic/SeriesLogicFactory.h"
+
+#include "SeriesLogic/SeriesLogic21.h"
+#include "SeriesLogic/SeriesLogic22.h"
+#include "SeriesLogic/SeriesLogic22ch16.h"
+#include "SeriesLogic/SeriesLogic22ch16Arm.h"
+#include "SeriesLogic/SeriesLogic23.h"
+#include "SeriesLogic/SeriesLogic2320.h"
+#include "SeriesLogic/SeriesLogic24.h"
+#include "SeriesLogic/SeriesLogic24ArmRebuild.h"
+#include "SeriesLogic/SeriesLogic25.h"
+#include "SeriesLogic/SeriesLogicArmRebuild.h"
+
+namespace VeltranoSDK {
+
+namespace {
+
+std::shared_ptr<SeriesLogic> Create(SeriesNumber series) {
+  switch (series) {
+    case kSeries21:
+      return std::make_shared<SeriesLogic21>();
+    case kSeries22:
+      return std::make_shared<SeriesLogic22>();
+    case kSeries22ch16:
+      return std::make_shared<SeriesLogic22ch16>();
+    case kSeries22ch16Arm:
+      return std::make_shared<SeriesLogic22ch16Arm>();
+    case kSeries23:
+      return std::make_shared<SeriesLogic23>();
+    case kSeries2320:
+      return std::make_shared<SeriesLogic2320>();
+    case kSeries24:
+      return std::make_shared<SeriesLogic24>();
+    case kSeries24ArmRebuild:
+      return std::make_shared<SeriesLogic24ArmRebuild>();
+    case kSeries25:
+      return std::make_shared<SeriesLogic25>();
+    case kSeries25ArmRebuild:
+      return std::make_shared<SeriesLogicArmRebuild>();
+    case kSeriesUnknown:
+      break;
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+std::shared_ptr<SeriesLogic> SeriesLogicFactory::series_logic_;
+
+bool SeriesLogicFactory::InitSeriesLogicBySeries(SeriesNumber series) {
+  if (series_logic_ == nullptr) series_logic_ = Create(series);
+  return series_logic_ != nullptr;
+}
+
+std::shared_ptr<SeriesLogic> SeriesLogicFactory::GetSeriesLogicInstance() { return series_logic_; }
+
+}  // namespace VeltranoSDK

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <memory>
+
+#include "SeriesLogic/SeriesNumber.h"
+
+namespace VeltranoSDK {
+
+class SeriesLogic;
+
+// Holds the process's one series logic.
+class SeriesLogicFactory {
+ public:
+  // Creates the series logic. The first success is final: later calls return true
+  // and change nothing. False for a number no class exists for.
+  static bool InitSeriesLogicBySeries(SeriesNumber series);
+
+  // Empty before the first success.
+  static std::shared_ptr<SeriesLogic> GetSeriesLogicInstance();
+
+ private:
+  static std::shared_ptr<SeriesLogic> series_logic_;
+};
+
+}  // namespace VeltranoSDK

@@ -1,0 +1,30 @@
+#pragma once
+
+namespace VeltranoSDK {
+
+// A library thread works with cancellation disabled, so that no register access,
+// log line or callback is ever torn in the middle. Where it blocks, it opens this
+// scope: there, and only there, pthread_cancel ends it (a request that came
+// earlier ends it on entry). Nothing on the way out may be noexcept, and nothing
+// may catch everything: the end of a thread is an unwinding of its stack.
+class CancellationScope {
+ public:
+  CancellationScope();
+  ~CancellationScope();
+  CancellationScope(const CancellationScope&) = delete;
+  CancellationScope& operator=(const CancellationScope&) = delete;
+
+ private:
+  int before_;
+};
+
+// ioctl, where the thread can be cancelled while it is blocked in the driver. The
+// C library's ioctl is no cancellation point. To be called within a
+// CancellationScope; outside one it is an ioctl like any other.
+int CancellableIoctl(int fd, unsigned long request, void* argument);
+
+// The first cancellation of a process loads the unwinder and allocates, which
+// must not happen inside the SIGINT handler: load it before.
+void PrepareCancellation();
+
+}  // namespace VeltranoSDK

@@ -1,0 +1,75 @@
+#pragma once
+
+#include <gmock/gmock.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "../support/BoardFixture.h"
+#include "DeviceManager.h"
+#include "SeriesLogic/SeriesLogicFactory.h"
+#include "tessaline/log.h"
+
+namespace VeltranoSDK {
+
+using Lines = std::vector<std::string>;
+
+// A board with its device objects as start-up makes them, before anything is
+// programmed. One series a process: the series logic is final.
+class DeviceTest : public tessaline_test::BoardFixture {
+ protected:
+  explicit DeviceTest(const char* model = "K3610", SeriesNumber series = kSeries21)
+      : BoardFixture(model), board_model_(model), series_(series) {}
+
+  void SetUp() override {
+    BoardFixture::SetUp();
+    log_set_level(LOG_ERROR);
+    ASSERT_TRUE(SeriesLogicFactory::InitSeriesLogicBySeries(series_));
+    BuildDevices();
+  }
+
+  // The board after another power-up, without faults, and device objects to match.
+  void PowerUp() {
+    tessaline_board_clear_faults();
+    ASSERT_EQ(tessaline_board_select(board_model_), 0);
+    BuildDevices();
+  }
+
+  static DeviceManager& devices() { return *DeviceManagerHolder::Instance(); }
+
+  // What a call puts on the standard output, or on the standard error stream.
+  template <typename Call>
+  std::string Printed(Call call) {
+    BoardFixture::Printed();
+    call();
+    return BoardFixture::Printed();
+  }
+
+  template <typename Call>
+  static std::string PrintedAsError(Call call) {
+    ::testing::internal::CaptureStderr();
+    call();
+    return ::testing::internal::GetCapturedStderr();
+  }
+
+  // The events of one device, without its name.
+  static Lines EventsOf(const std::string& device) {
+    Lines events;
+    for (const std::string& event : Events()) {
+      if (event.starts_with(device + ' ')) events.push_back(event.substr(device.size() + 1));
+    }
+    return events;
+  }
+
+ private:
+  void BuildDevices() {
+    ASSERT_TRUE(devices().Init());
+    tessaline_board_transcript_clear();
+  }
+
+  const char* board_model_;
+  SeriesNumber series_;
+};
+
+}  // namespace VeltranoSDK

@@ -1,0 +1,112 @@
+#pragma once
+
+#include <cerrno>
+#include <cstdio>
+#include <map>
+#include <string>
+
+#include "DeviceTest.h"
+
+namespace VeltranoSDK {
+
+// A board with a Sony sensor, and the sensor's programming as its authors speak of
+// it: "3000 = 01" for a register write, "3012 ?" for a read, "failed" for an access
+// that failed, "TRI_SPACING = 0x00000005" for a write to the FPGA, "sleep 100".
+class SonySensorTest : public DeviceTest {
+ protected:
+  using DeviceTest::DeviceTest;
+
+  // So often an access is tried before it counts as failed.
+  static constexpr unsigned kTries = 10;
+
+  // What belongs to the bus itself (retries, the pause after each access) is left out.
+  static Lines Programming() {
+    Lines steps;
+    const std::string fpga = "fpga write ";
+    for (const std::string& event : Events()) {
+      if (const std::string access = AccessOf(event); !access.empty()) {
+        steps.push_back(access);
+      } else if (event.starts_with(fpga)) {
+        steps.push_back(event.substr(event.find(' ', fpga.size()) + 1));
+      } else if (event.starts_with("sleep ") && event != "sleep 500") {
+        steps.push_back(event);
+      }
+    }
+    return steps;
+  }
+
+  // Only what went over the sensor's bus.
+  static Lines Accesses() {
+    Lines accesses;
+    for (const std::string& event : Events()) {
+      if (const std::string access = AccessOf(event); !access.empty()) accesses.push_back(access);
+    }
+    return accesses;
+  }
+
+  static int Chip(unsigned address) { return tessaline_board_chip_get("sensor", address); }
+  static void SetChip(unsigned address, unsigned value) {
+    ASSERT_EQ(tessaline_board_chip_set("sensor", address, value), 0);
+  }
+
+  // Lets so many accesses through, then fails all tries of the next one.
+  static void FailAccess(unsigned index) {
+    tessaline_board_clear_faults();
+    tessaline_board_fault("i2c-0", "I2C_RDWR", index, kTries, EIO);
+  }
+
+  static std::string Wrote(unsigned address, unsigned value) {
+    char text[16];
+    snprintf(text, sizeof text, "%04X = %02X", address, value);
+    return text;
+  }
+
+  static std::string Name(unsigned address) {
+    char text[8];
+    snprintf(text, sizeof text, "%04X", address);
+    return text;
+  }
+
+  // Repeats an operation once per register write it makes, with that write failing:
+  // it must print text(register, how often it was written before), return false, and
+  // leave the bus alone from there on.
+  template <typename Operation, typename Text>
+  void FailEveryWrite(Operation operation, Text text) {
+    Printed([&] { ASSERT_TRUE(operation()); });
+    const Lines accesses = Accesses();
+    ASSERT_FALSE(accesses.empty());
+    std::map<std::string, int> seen;
+    for (unsigned i = 0; i < accesses.size(); ++i) {
+      if (accesses[i].ends_with('?')) continue;
+      const std::string name = accesses[i].substr(0, 4);
+      const std::string expected = text(name, seen[name]++);
+      PowerUp();
+      FailAccess(i);
+      bool done = true;
+      EXPECT_EQ(Printed([&] { done = operation(); }), expected) << "at " << accesses[i];
+      EXPECT_FALSE(done) << "at " << accesses[i];
+      EXPECT_EQ(Accesses().size(), i + kTries) << "goes on after " << accesses[i];
+    }
+  }
+
+ private:
+  static std::string AccessOf(const std::string& event) {
+    unsigned high = 0;
+    unsigned low = 0;
+    unsigned value = 0;
+    char text[16];
+    if (event.starts_with("i2c-0 ") && event.find(" failed: ") != std::string::npos)
+      return "failed";
+    if (sscanf(event.c_str(), "i2c-0 write 0x%*x: %x %x %x", &high, &low, &value) == 3) {
+      snprintf(text, sizeof text, "%02X%02X = %02X", high, low, value);
+      return text;
+    }
+    if (sscanf(event.c_str(), "i2c-0 read 0x%*x: %x %x", &high, &low) == 2) {
+      snprintf(text, sizeof text, "%02X%02X ?", high, low);
+      return text;
+    }
+    return {};
+  }
+};
+
+}  // namespace VeltranoSDK

@@ -1,0 +1,272 @@
+// Trigger, encoder and synchronisation controls, register by register.
+#include "FpgaLogicFixture.h"
+
+namespace tessaline_test {
+namespace {
+
+using namespace VeltranoSDK;
+using namespace VeltranoSDK::fpga;
+
+const std::vector<Rule> kTriggerRules{
+    {.name = "SetTriModeReplacesTwoBits",
+     .given = {{TRIGGER_CTRL, 0xFFFFFFFF}},
+     .call = [](auto& f) { return f.SetTriMode(TriggerMode{2}); },
+     .steps = {Read(TRIGGER_CTRL, 0xFFFFFFFF), Wrote(TRIGGER_CTRL, 0xFFFFFFFE)}},
+    {.name = "SetTriModeDropsWhatIsAboveTwoBits",
+     .call = [](auto& f) { return f.SetTriMode(TriggerMode{7}); },
+     .steps = {Read(TRIGGER_CTRL, 0), Wrote(TRIGGER_CTRL, 3)}},
+    {.name = "GetTriMode",
+     .given = {{TRIGGER_CTRL, 0xFFFFFFFD}},
+     .call = [](auto& f) { return f.GetTriMode(); },
+     .result = 1,
+     .steps = {Read(TRIGGER_CTRL, 0xFFFFFFFD)}},
+    {.name = "ControlSoftwareTriggerPulses",
+     .given = {{TRIGGER_CTRL, 0x80000043}},
+     .call = [](auto& f) { return f.ControlSoftwareTrigger(); },
+     .steps = {Read(TRIGGER_CTRL, 0x80000043), Wrote(TRIGGER_CTRL, 0x8000004B), Slept(1),
+               Wrote(TRIGGER_CTRL, 0x80000043)}},
+    {.name = "ControlSoftwareTriggerEndsAPulseLeftOver",
+     .given = {{TRIGGER_CTRL, 0x8}},
+     .call = [](auto& f) { return f.ControlSoftwareTrigger(); },
+     .steps = {Read(TRIGGER_CTRL, 0x8), Wrote(TRIGGER_CTRL, 0x8), Slept(1),
+               Wrote(TRIGGER_CTRL, 0)}},
+    {.name = "SetTriSpacingInMicroseconds",
+     .call = [](auto& f) { return f.SetTriSpacing(4000); },
+     .steps = {Read(TRIGGER_CTRL, 0), Wrote(TRI_SPACING, 200000)}},
+    {.name = "SetTriSpacingIsAtLeastTwoMicroseconds",
+     .call = [](auto& f) { return f.SetTriSpacing(1); },
+     .steps = {Read(TRIGGER_CTRL, 0), Wrote(TRI_SPACING, 100)}},
+    {.name = "SetTriSpacingCountsPulsesInModeOne",
+     .given = {{TRIGGER_CTRL, 1}},
+     .call = [](auto& f) { return f.SetTriSpacing(1); },
+     .steps = {Read(TRIGGER_CTRL, 1), Wrote(TRI_SPACING, 1)}},
+    {.name = "SetTriSpacingInModeThreeIsMicroseconds",
+     .given = {{TRIGGER_CTRL, 3}},
+     .call = [](auto& f) { return f.SetTriSpacing(0); },
+     .steps = {Read(TRIGGER_CTRL, 3), Wrote(TRI_SPACING, 100)}},
+    {.name = "GetTriSpacingIsRaw",
+     .given = {{TRI_SPACING, 200000}},
+     .call = [](auto& f) { return f.GetTriSpacing(); },
+     .result = 200000,
+     .steps = {Read(TRI_SPACING, 200000)}},
+    {.name = "SetDoorControlEnInModeOne",
+     .given = {{TRIGGER_CTRL, 1}},
+     .call = [](auto& f) { return f.SetDoorControlEn(kOn); },
+     .steps = {Read(TRIGGER_CTRL, 1), Read(TRIGGER_CTRL, 1), Wrote(TRIGGER_CTRL, 5)}},
+    {.name = "SetDoorControlEnIsRefusedInModeTwo",
+     .given = {{TRIGGER_CTRL, 2}},
+     .call = [](auto& f) { return f.SetDoorControlEn(kOn); },
+     .result = 0,
+     .steps = {Read(TRIGGER_CTRL, 2)},
+     .printed = "SetDoorControlEn TriMode invalid parameter!\n"},
+    {.name = "GetDoorControlEnInModeZero",
+     .given = {{TRIGGER_CTRL, 4}},
+     .call = [](auto& f) { return f.GetDoorControlEn(); },
+     .result = 1,
+     .steps = {Read(TRIGGER_CTRL, 4), Read(TRIGGER_CTRL, 4)}},
+    {.name = "GetDoorControlEnIsRefusedInModeThree",
+     .given = {{TRIGGER_CTRL, 7}},
+     .call = [](auto& f) { return f.GetDoorControlEn(); },
+     .result = kAllOnes,
+     .steps = {Read(TRIGGER_CTRL, 7)},
+     .printed = "GetDoorControlEn TriMode invalid parameter!\n"},
+    {.name = "SetDelayEnTakesBitZeroOfItsValue",
+     .call = [](auto& f) { return f.SetDelayEn(STATE{3}); },
+     .steps = {Read(TRIGGER_CTRL, 0), Wrote(TRIGGER_CTRL, 0x10)}},
+    {.name = "GetDelayEn",
+     .given = {{TRIGGER_CTRL, 0xEF}},
+     .call = [](auto& f) { return f.GetDelayEn(); },
+     .result = 0,
+     .steps = {Read(TRIGGER_CTRL, 0xEF)}},
+    {.name = "SetTriDelayStandard",
+     .given = {{TRIGGER_CTRL, 0x43}},
+     .call = [](auto& f) { return f.SetTriDelayStandard(kDelayInCounts); },
+     .steps = {Read(TRIGGER_CTRL, 0x43), Wrote(TRIGGER_CTRL, 0x63)}},
+    {.name = "SetTriDelayStandardTakesBitZeroOfItsValue",
+     .given = {{TRIGGER_CTRL, 0x20}},
+     .call = [](auto& f) { return f.SetTriDelayStandard(TriggerMode{2}); },
+     .steps = {Read(TRIGGER_CTRL, 0x20), Wrote(TRIGGER_CTRL, 0)}},
+    {.name = "GetTriDelayStandard",
+     .given = {{TRIGGER_CTRL, 0x20}},
+     .call = [](auto& f) { return f.GetTriDelayStandard(); },
+     .result = 1,
+     .steps = {Read(TRIGGER_CTRL, 0x20)}},
+    {.name = "SetTriDelayInMicroseconds",
+     .call = [](auto& f) { return f.SetTriDelay(7); },
+     .steps = {Read(TRIGGER_CTRL, 0), Wrote(TRI_DELAY, 350)}},
+    {.name = "SetTriDelayInCounts",
+     .given = {{TRIGGER_CTRL, 0x20}},
+     .call = [](auto& f) { return f.SetTriDelay(7); },
+     .steps = {Read(TRIGGER_CTRL, 0x20), Wrote(TRI_DELAY, 7)}},
+    {.name = "GetTriDelayRoundsDownToMicroseconds",
+     .given = {{TRI_DELAY, 399}},
+     .call = [](auto& f) { return f.GetTriDelay(); },
+     .result = 7,
+     .steps = {Read(TRI_DELAY, 399), Read(TRIGGER_CTRL, 0)}},
+    {.name = "GetTriDelayInCounts",
+     .given = {{TRIGGER_CTRL, 0x20}, {TRI_DELAY, 399}},
+     .call = [](auto& f) { return f.GetTriDelay(); },
+     .result = 399,
+     .steps = {Read(TRI_DELAY, 399), Read(TRIGGER_CTRL, 0x20)}},
+    {.name = "SetGlobalControl",
+     .given = {{TRIGGER_CTRL, 3}},
+     .call = [](auto& f) { return f.SetGlobalControl(kOn); },
+     .steps = {Read(TRIGGER_CTRL, 3), Wrote(TRIGGER_CTRL, 0x43)}},
+    {.name = "GetGlobalControl",
+     .given = {{TRIGGER_CTRL, 0x43}},
+     .call = [](auto& f) { return f.GetGlobalControl(); },
+     .result = 1,
+     .steps = {Read(TRIGGER_CTRL, 0x43)}},
+    {.name = "IntSignalOperLeavesMasterModeFirst",
+     .given = {{MASTER_CTRL, 0x1F}, {TRIGGER_CTRL, 0x43}},
+     .call = [](auto& f) { return f.IntSignalOper(); },
+     .steps = {Wrote(MASTER_CTRL, 0), Wrote(TRIGGER_CTRL, 0)}},
+};
+
+const std::vector<Rule> kEncoderRules{
+    {.name = "SetReverseModeReplacesTwoBits",
+     .given = {{REVERSE_CTRL, 0xFFFFFFFF}},
+     .call = [](auto& f) { return f.SetReverseMode(ReverseMode{1}); },
+     .steps = {Read(REVERSE_CTRL, 0xFFFFFFFF), Wrote(REVERSE_CTRL, 0xFFFFFFFD)}},
+    {.name = "GetReverseMode",
+     .given = {{REVERSE_CTRL, 0xFFE}},
+     .call = [](auto& f) { return f.GetReverseMode(); },
+     .result = 2,
+     .steps = {Read(REVERSE_CTRL, 0xFFE)}},
+    {.name = "SetReverseDistanceHasTenBits",
+     .given = {{REVERSE_CTRL, 0xFFFFF002}},
+     .call = [](auto& f) { return f.SetReverseDistance(0x401); },
+     .steps = {Read(REVERSE_CTRL, 0xFFFFF002), Read(REVERSE_CTRL, 0xFFFFF002),
+               Wrote(REVERSE_CTRL, 0xFFFFF006)}},
+    {.name = "SetReverseDistanceNeedsModeTwo",
+     .given = {{REVERSE_CTRL, 3}},
+     .call = [](auto& f) { return f.SetReverseDistance(5); },
+     .result = 0,
+     .steps = {Read(REVERSE_CTRL, 3)},
+     .printed = "SetReverseDistance ReverseMode invalid parameter!\n"},
+    {.name = "GetReverseDistance",
+     .given = {{REVERSE_CTRL, 0xFFFFFFFE}},
+     .call =
+         [](auto& f) {
+           const auto [known, distance] = f.GetReverseDistance();
+           return known ? distance : kAllOnes;
+         },
+     .result = 0x3FF,
+     .steps = {Read(REVERSE_CTRL, 0xFFFFFFFE), Read(REVERSE_CTRL, 0xFFFFFFFE)}},
+    {.name = "GetReverseDistanceNeedsModeTwo",
+     .given = {{REVERSE_CTRL, 0xFFFFFFFD}},
+     .call =
+         [](auto& f) {
+           return f.GetReverseDistance() == std::pair<bool, unsigned int>{false, 0};
+         },
+     .steps = {Read(REVERSE_CTRL, 0xFFFFFFFD)},
+     .printed = "GetReverseDistance ReverseMode invalid parameter!\n"},
+    {.name = "GetEncoderFreq",
+     .given = {{ENCODER_FREQ, 12345}},
+     .call = [](auto& f) { return f.GetEncoderFreq(); },
+     .result = 12345,
+     .steps = {Read(ENCODER_FREQ, 12345)}},
+};
+
+const std::vector<Rule> kExternalTriggerRules{
+    {.name = "GetXtrigStartJoinsLowAndHigh",
+     .given = {{XTRIG_START_L, 0x89ABCDEF}, {XTRIG_START_H, 0x01234567}},
+     .call = [](auto& f) { return f.GetXtrigStart(); },
+     .result = 0x0123456789ABCDEF,
+     .steps = {Read(XTRIG_START_L, 0x89ABCDEF), Read(XTRIG_START_H, 0x01234567)}},
+    {.name = "GetXtrigLostSta",
+     .given = {{XTRIG_LOST_STA, 0xFFFFFFFE}},
+     .call = [](auto& f) { return f.GetXtrigLostSta(); },
+     .result = 0xFFFFFFFE,
+     .steps = {Read(XTRIG_LOST_STA, 0xFFFFFFFE)}},
+    {.name = "TriggerLostResetPulses",
+     .given = {{LASER_CTRL, 0xF2}},
+     .call = [](auto& f) { return f.TriggerLostReset(); },
+     .steps = {Read(LASER_CTRL, 0xF2), Wrote(LASER_CTRL, 0xF3), Slept(1), Wrote(LASER_CTRL, 0xF2)}},
+    {.name = "GetExternalTriggerLevelIsBitZero",
+     .given = {{EXT_TRIGGER_LEVEL, 0xFFFFFFFE}},
+     .call = [](auto& f) { return f.GetExternalTriggerLevel(); },
+     .result = 0,
+     .steps = {Read(EXT_TRIGGER_LEVEL, 0xFFFFFFFE)}},
+    {.name = "ExternalTriggerIrqCtrlClearsTheUpperHalf",
+     .given = {{IRQ_CTRL, 0xFFFFFFFF}},
+     .call = [](auto& f) { return f.ExternalTriggerIrqCtrl(kOff); },
+     .steps = {Read(IRQ_CTRL, 0xFFFFFFFF), Wrote(IRQ_CTRL, 0xFFFB)}},
+    {.name = "ExternalTriggerIrqCtrlDoesNotMaskItsValue",
+     .call = [](auto& f) { return f.ExternalTriggerIrqCtrl(STATE{3}); },
+     .steps = {Read(IRQ_CTRL, 0), Wrote(IRQ_CTRL, 0xC)}},
+    {.name = "DaIrqCtrlClearsTheUpperHalf",
+     .given = {{IRQ_CTRL, 0xFFFF0006}},
+     .call = [](auto& f) { return f.DaIrqCtrl(kOn); },
+     .steps = {Read(IRQ_CTRL, 0xFFFF0006), Wrote(IRQ_CTRL, 7)}},
+    {.name = "DaIrqCtrlDoesNotMaskItsValue",
+     .call = [](auto& f) { return f.DaIrqCtrl(STATE{6}); },
+     .steps = {Read(IRQ_CTRL, 0), Wrote(IRQ_CTRL, 6)}},
+    {.name = "SetExtinWidthInMicroseconds",
+     .call = [](auto& f) { return f.SetExtinWidth(10); },
+     .steps = {Wrote(EXTIN_WIDTH, 500)}},
+    {.name = "SetExtinWidthIsComputedIn64Bits",
+     .call = [](auto& f) { return f.SetExtinWidth(0xFFFFFFFF); },
+     .steps = {Wrote(EXTIN_WIDTH, 0xFFFFFFCE)}},
+    {.name = "GetExtinWidthIsRaw",
+     .given = {{EXTIN_WIDTH, 500}},
+     .call = [](auto& f) { return f.GetExtinWidth(); },
+     .result = 500,
+     .steps = {Read(EXTIN_WIDTH, 500)}},
+};
+
+const std::vector<Rule> kMasterRules{
+    {.name = "SetMasterStateKeepsTheIdAlone",
+     .given = {{MASTER_CTRL, 0xFFFFFFEA}},
+     .call = [](auto& f) { return f.SetMasterState(kOn); },
+     .steps = {Read(MASTER_CTRL, 0xFFFFFFEA), Wrote(MASTER_CTRL, 0x1A)}},
+    {.name = "SetMasterStateTakesBitZeroOfItsValue",
+     .given = {{MASTER_CTRL, 0x15}},
+     .call = [](auto& f) { return f.SetMasterState(STATE{2}); },
+     .steps = {Read(MASTER_CTRL, 0x15), Wrote(MASTER_CTRL, 0x5)}},
+    {.name = "GetMasterState",
+     .given = {{MASTER_CTRL, 0x10}},
+     .call = [](auto& f) { return f.GetMasterState(); },
+     .result = 1,
+     .steps = {Read(MASTER_CTRL, 0x10)}},
+    {.name = "SetMasterConctrolIDKeepsTheStateAlone",
+     .given = {{MASTER_CTRL, 0xFFFFFFF0}},
+     .call = [](auto& f) { return f.SetMasterConctrolID(0x1F); },
+     .steps = {Read(MASTER_CTRL, 0xFFFFFFF0), Wrote(MASTER_CTRL, 0x1F)}},
+    {.name = "SetMasterConctrolIDDoesNotRaiseTheState",
+     .call = [](auto& f) { return f.SetMasterConctrolID(0x1F); },
+     .steps = {Read(MASTER_CTRL, 0), Wrote(MASTER_CTRL, 0xF)}},
+    {.name = "GetMasterConctrolID",
+     .given = {{MASTER_CTRL, 0xFA}},
+     .call = [](auto& f) { return f.GetMasterConctrolID(); },
+     .result = 0xA,
+     .steps = {Read(MASTER_CTRL, 0xFA)}},
+};
+
+TEST_P(FpgaRule, Holds) { Check(GetParam()); }
+INSTANTIATE_TEST_SUITE_P(Trigger, FpgaRule, ::testing::ValuesIn(kTriggerRules), FpgaRule::Name);
+INSTANTIATE_TEST_SUITE_P(Encoder, FpgaRule, ::testing::ValuesIn(kEncoderRules), FpgaRule::Name);
+INSTANTIATE_TEST_SUITE_P(ExternalTrigger, FpgaRule, ::testing::ValuesIn(kExternalTriggerRules),
+                         FpgaRule::Name);
+INSTANTIATE_TEST_SUITE_P(Master, FpgaRule, ::testing::ValuesIn(kMasterRules), FpgaRule::Name);
+
+// The board's counters run, so what a read returned is taken from the transcript.
+void ExpectJoined(const std::vector<std::string>& accesses, std::uint64_t counter,
+                  const Register& low, const Register& high) {
+  const auto low_word = static_cast<std::uint32_t>(counter);
+  const auto high_word = static_cast<std::uint32_t>(counter >> 32);
+  EXPECT_THAT(accesses, ::testing::ElementsAre(Read(low, low_word), Read(high, high_word)));
+}
+
+TEST_F(ZynqFpga, TimerCounterReadsLowThenHigh) {
+  const std::uint64_t counter = logic().GetTimerCounter();
+  ExpectJoined(Accesses(), counter, TIMER_COUNTER_L, TIMER_COUNTER_H);
+}
+
+TEST_F(ZynqFpga, EncoderCounterReadsLowThenHigh) {
+  const std::uint64_t counter = logic().GetEncoderCounter();
+  ExpectJoined(Accesses(), counter, ENCODER_COUNTER_L, ENCODER_COUNTER_H);
+}
+
+}  // namespace
+}  // namespace tessaline_test
