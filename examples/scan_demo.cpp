@@ -1,0 +1,257 @@
+// Scans what passes under the sensor: a few camera images first, then some hundred
+// laser-line profiles, and writes one camera image and the height map as PNG.
+//
+//   scan_demo [MODEL [PROFILES [DIRECTORY]]]        (K3610, 600, the current one)
+//
+// Runs on a sensor as it is, and on the virtual board:
+//   TESSALINE_BOARD=K3610 LD_PRELOAD=libtessaline-board.so scan_demo
+
+#include <tessaline/tessaline.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "Png.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr unsigned kImages = 60;
+constexpr unsigned kTriggerMicroseconds = 4000;
+constexpr unsigned kExposureMicroseconds = 320;
+constexpr float kLaserPercent = 50;
+constexpr unsigned kGreen = 2;
+
+// How rows of the laser line become heights. A real sensor is calibrated; this is
+// the virtual board's geometry: the belt at 3/4 of the image height, 20 mm above
+// it at 1/4.
+double HeightOf(double row, unsigned image_height) { return (0.75 - row / image_height) * 40.0; }
+
+struct StripHeader {
+  std::uint64_t frame_id, time_stamp, encoder_stamp, points;
+};
+
+// A point of 8 bytes, as this sensor's FPGA writes it.
+struct StripPoint {
+  std::uint16_t column;
+  std::uint8_t peak, width;
+  std::uint32_t row;  // 1/65536 pixels
+};
+
+struct Profile {
+  std::uint64_t frame_id, encoder_stamp;
+  std::vector<StripPoint> points;
+};
+
+// What the two handlers leave for the main thread. They run on the library's
+// threads and must be quick: the buffer they are given goes back to the driver.
+struct Results {
+  std::mutex mutex;
+  unsigned images = 0;
+  std::uint64_t last_image_id = 0;
+  Picture most_telling;  // the image in which the line bends most
+  unsigned bend = 0;
+  std::vector<Profile> profiles;
+} results;
+
+// Difference between the highest and the lowest row of the line, in pixels.
+unsigned Bend(unsigned width, unsigned height, const std::uint8_t* pixels) {
+  unsigned top = height;
+  unsigned bottom = 0;
+  for (unsigned x = 0; x < width; x += 16) {
+    unsigned brightest = 0;
+    for (unsigned y = 1; y < height; ++y) {
+      if (pixels[y * width + x] > pixels[brightest * width + x]) brightest = y;
+    }
+    top = std::min(top, brightest);
+    bottom = std::max(bottom, brightest);
+  }
+  return bottom - top;
+}
+
+void OnImage(unsigned int width, unsigned int height, void* data) {
+  const auto* pixels = static_cast<const std::uint8_t*>(data);
+  const std::size_t bytes = std::size_t{width} * height;
+  const unsigned bend = Bend(width, height, pixels);
+  const std::lock_guard lock(results.mutex);
+  ++results.images;
+  std::memcpy(&results.last_image_id, pixels + bytes, sizeof results.last_image_id);
+  if (results.most_telling.bytes.empty() || bend > results.bend) {
+    results.bend = bend;
+    results.most_telling = Picture(width, height, 1);
+    std::memcpy(results.most_telling.bytes.data(), pixels, bytes);
+  }
+}
+
+void OnStrips(unsigned int strips, unsigned int /*bytes*/, void* data) {
+  const auto* at = static_cast<const std::uint8_t*>(data);
+  const std::lock_guard lock(results.mutex);
+  for (unsigned i = 0; i < strips; ++i) {
+    StripHeader header{};
+    std::memcpy(&header, at, sizeof header);
+    at += sizeof header;
+    Profile profile{header.frame_id, header.encoder_stamp, {}};
+    profile.points.resize(header.points);
+    std::memcpy(profile.points.data(), at, header.points * sizeof(StripPoint));
+    at += header.points * sizeof(StripPoint);
+    results.profiles.push_back(std::move(profile));
+  }
+}
+
+unsigned Images() {
+  const std::lock_guard lock(results.mutex);
+  return results.images;
+}
+
+unsigned Profiles() {
+  const std::lock_guard lock(results.mutex);
+  return static_cast<unsigned>(results.profiles.size());
+}
+
+// Triggers until `count()` has reached `wanted`, showing how it goes. Returns the
+// rate per second; negative when nothing came any more.
+template <typename Count>
+double Acquire(const char* what, unsigned wanted, Count count) {
+  constexpr auto kPatience = std::chrono::seconds(5);
+  const auto start = Clock::now();
+  auto last_arrival = start;
+  unsigned seen = 0;
+  SetGlobalControl(1);
+  while (seen < wanted) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    const unsigned now = count();
+    if (now != seen) last_arrival = Clock::now();
+    if (Clock::now() - last_arrival > kPatience) break;
+    seen = now;
+    std::printf("\r  %s %4u of %u ", what, std::min(seen, wanted), wanted);
+    std::fflush(stdout);
+  }
+  const double seconds = std::chrono::duration<double>(Clock::now() - start).count();
+  SetGlobalControl(0);
+  std::printf("\n");
+  return seen < wanted ? -1 : seen / seconds;
+}
+
+// Blue (low) over green and yellow to red (high).
+void Colour(double t, double brightness, std::uint8_t* rgb) {
+  const double stops[3] = {1.5 - std::abs(4 * t - 3), 1.5 - std::abs(4 * t - 2),
+                           1.5 - std::abs(4 * t - 1)};
+  for (int i = 0; i < 3; ++i) {
+    const double level = std::clamp(stops[i], 0.0, 1.0) * std::clamp(brightness, 0.0, 1.0);
+    rgb[i] = static_cast<std::uint8_t>(std::lround(255 * level));
+  }
+}
+
+// One profile after the other from top to bottom, 0.1 mm a pixel on the virtual
+// board. The colour is the height; light from the side shows edges and curvature,
+// and the brightness of the laser line what is printed on the surface.
+Picture HeightMap(const std::vector<Profile>& profiles, unsigned width, unsigned height) {
+  constexpr unsigned kColumnsPerPixel = 2;
+  constexpr unsigned kPixelsPerProfile = 2;
+  constexpr double kMaxHeight = 12;
+  constexpr double kUnknown = -1000;
+  Picture map(width / kColumnsPerPixel, static_cast<unsigned>(profiles.size()) * kPixelsPerProfile,
+              3);
+  std::vector<double> heights(width);
+  std::vector<double> light(width);
+  std::vector<double> before;
+  for (unsigned line = 0; line < profiles.size(); ++line) {
+    std::fill(heights.begin(), heights.end(), kUnknown);
+    for (const StripPoint& point : profiles[line].points) {
+      if (point.column >= width) continue;
+      heights[point.column] = HeightOf(point.row / 65536.0, height);
+      light[point.column] = 0.5 + 0.4 * point.peak / 255;
+    }
+    if (before.empty()) before = heights;
+    for (unsigned x = 0; x + 1 < map.width; ++x) {
+      const unsigned column = x * kColumnsPerPixel;
+      const double z = heights[column];
+      if (z == kUnknown) continue;
+      const double slope = (heights[column + kColumnsPerPixel] - z) + (z - before[column]);
+      const double brightness = light[column] + std::clamp(slope, -0.4, 0.4);
+      for (unsigned y = 0; y < kPixelsPerProfile; ++y) {
+        Colour(std::clamp(z / kMaxHeight, 0.0, 1.0) * 0.9 + 0.05, brightness,
+               map.At(x, line * kPixelsPerProfile + y));
+      }
+    }
+    before = heights;
+  }
+  return map;
+}
+
+int Run(const char* model, unsigned wanted, const std::string& directory) {
+  std::printf("libtessaline interface %d, model %s\n", GetLibVersion(model), model);
+  RegisterEventHandler(TESSALINE_EVENT_IMAGE, reinterpret_cast<tessaline_event_handler>(OnImage));
+  RegisterEventHandler(TESSALINE_EVENT_STRIP, reinterpret_cast<tessaline_event_handler>(OnStrips));
+  if (RegisterHardwareInit() != 0) {
+    std::fprintf(stderr, "scan_demo: the sensor did not start; see the messages above\n");
+    return EXIT_FAILURE;
+  }
+  const unsigned width = GetImageWidth();
+  const unsigned height = GetImageHeight();
+  std::printf("started: %u x %u pixels, CPU %.1f degrees C\n", width, height,
+              static_cast<double>(GetCpuTemp()));
+
+  LedControl(kGreen);
+  SetLaserPower(kLaserPercent);
+  SetExposureTime(1, kExposureMicroseconds);
+  SetTriMode(0);
+  SetTriSpacing(kTriggerMicroseconds);
+  OpenLaser();
+
+  std::printf("camera images (collect mode 1)\n");
+  SetCollectMode(1);
+  const double image_rate = Acquire("images", kImages, Images);
+  std::printf("laser-line profiles (collect mode 0)\n");
+  SetCollectMode(0);
+  ResetFrameID();
+  ResetCallbackLostNum();
+  const double profile_rate = Acquire("profiles", wanted, Profiles);
+  CloseLaser();
+  LedControl(0);
+  if (image_rate < 0 || profile_rate < 0) {
+    std::fprintf(stderr, "scan_demo: no more frames came\n");
+    return EXIT_FAILURE;
+  }
+
+  const std::lock_guard lock(results.mutex);
+  std::printf("images    %6.1f per second, last frame id %llu\n", image_rate,
+              static_cast<unsigned long long>(results.last_image_id));
+  std::printf("profiles  %6.1f per second, frame ids %llu to %llu, %u lost\n", profile_rate,
+              static_cast<unsigned long long>(results.profiles.front().frame_id),
+              static_cast<unsigned long long>(results.profiles.back().frame_id),
+              GetCallbackLostNum());
+  std::printf("encoder   %llu to %llu counts; CPU %.1f degrees C\n",
+              static_cast<unsigned long long>(results.profiles.front().encoder_stamp),
+              static_cast<unsigned long long>(results.profiles.back().encoder_stamp),
+              static_cast<double>(GetCpuTemp()));
+
+  results.profiles.resize(wanted);
+  const std::string image_name = directory + "/camera_image.png";
+  const std::string map_name = directory + "/height_map.png";
+  if (!WritePng(results.most_telling, image_name.c_str()) ||
+      !WritePng(HeightMap(results.profiles, width, height), map_name.c_str())) {
+    return EXIT_FAILURE;
+  }
+  std::printf("wrote %s and %s\n", image_name.c_str(), map_name.c_str());
+  return EXIT_SUCCESS;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const char* model = argc > 1 ? argv[1] : "K3610";
+  const unsigned wanted =
+      argc > 2 ? static_cast<unsigned>(std::strtoul(argv[2], nullptr, 10)) : 600;
+  return Run(model, std::max(1u, wanted), argc > 3 ? argv[3] : ".");
+}
