@@ -66,7 +66,10 @@ int OpenDevice(const char* path, int flags) {
   const std::string name = device->Name();
   if (const int error = PlantedFault(name, "open"); error != 0) return -error;
   auto [file, error] = device->Open(path, flags);
-  if (file == nullptr) return -error;
+  if (file == nullptr) {
+    Record(name, "open " + std::string(path) + " failed: " + ErrnoName(error));
+    return -error;
+  }
   return Install({board, std::move(file), name}, flags);
 }
 

@@ -151,7 +151,10 @@ int ResetStripReleaseNum(void) {
 }
 
 int QV4l2Buf(unsigned int index) {
-  return Forward<int>(__func__, kStrip, &CaptureStripStream::QV4l2Buf, index);
+  const Entry entry(__func__);
+  // Without the buffers' owner the strip thread has no device either.
+  if (Fetch(entry, &DeviceManager::v4l2_buf_) == nullptr) return Failure<int>();
+  return Forward<int>(entry, kStrip, &CaptureStripStream::QV4l2Buf, index);
 }
 
 }  // extern "C"

@@ -51,7 +51,7 @@ bool IsReadOnly(unsigned address) {
 
 SonySensor::SonySensor(const SonySensorModel& model)
     : model_(model), registers_(kAddressSpace), temperature_(kWarm) {
-  Reset();
+  PowerUp();
 }
 
 bool SonySensor::Acknowledges(std::uint8_t address) const {
@@ -123,6 +123,10 @@ SensorState SonySensor::State() const {
 
 void SonySensor::Reset() {
   const std::lock_guard lock(mutex_);
+  PowerUp();
+}
+
+void SonySensor::PowerUp() {
   registers_.assign(kAddressSpace, 0);
   for (const auto& [address, value] : model_.power_up) registers_[address] = value;
   pointer_ = 0;

@@ -43,6 +43,7 @@ class SonySensor : public I2cChip, public ImageSensorChip {
   void Reset() override;
 
  private:
+  void PowerUp();
   void WriteRegister(std::uint16_t address, std::uint8_t value);
   unsigned Pair(std::uint16_t low_address, unsigned mask) const;
 

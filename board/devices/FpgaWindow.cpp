@@ -23,10 +23,14 @@ using VeltranoSDK::fpga::Block;
 constexpr std::size_t kPageBytes = 4096;
 constexpr std::size_t kMaxWindows = 64;
 
+// Values of a window's base that are no address.
+constexpr std::uintptr_t kFree = 0;
+constexpr std::uintptr_t kBeingSetUp = 1;
+
 enum class Touch : int { kNone, kRead, kWritten };
 
 struct Window {
-  std::atomic<std::uintptr_t> base{0};  // 0: free, 1: being set up
+  std::atomic<std::uintptr_t> base{kFree};
   FpgaModel* fpga = nullptr;
   Block block{};
   std::atomic<Touch> touch{Touch::kNone};
@@ -44,8 +48,8 @@ constinit std::array<Window, kMaxWindows> windows{};
 struct sigaction previous_handler;
 
 Window* Find(std::uintptr_t address) {
-  if (address == 0) return nullptr;
   const std::uintptr_t page = address & ~(kPageBytes - 1);
+  if (page == 0) return nullptr;
   for (Window& window : windows) {
     if (window.base.load(std::memory_order_acquire) == page) return &window;
   }
@@ -114,8 +118,8 @@ void InstallHandler() {
 
 Window* Reserve() {
   for (Window& window : windows) {
-    std::uintptr_t free = 0;
-    if (window.base.compare_exchange_strong(free, 1)) return &window;
+    std::uintptr_t free = kFree;
+    if (window.base.compare_exchange_strong(free, kBeingSetUp)) return &window;
   }
   return nullptr;
 }
@@ -138,7 +142,7 @@ std::ptrdiff_t OpenFpgaWindow(FpgaModel* fpga, Block block, std::size_t length) 
   if (window == nullptr) return -ENOMEM;
   void* page = real::Mmap(nullptr, kPageBytes, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
   if (page == MAP_FAILED) {
-    window->base = 0;
+    window->base = kFree;
     return -ENOMEM;
   }
   window->fpga = fpga;
@@ -164,8 +168,10 @@ int CloseFpgaWindow(void* address) {
   if (touch == Touch::kWritten) {
     for (std::size_t i = 0; i < kRegistersPerBlock; ++i) now[i] = window.Words()[i];
   }
-  real::Munmap(reinterpret_cast<void*>(window.base.load()), kPageBytes);
-  window.base.store(0, std::memory_order_release);
+  // Nobody may find this slot any more when the address is free for the next mapping.
+  void* const page = reinterpret_cast<void*>(window.base.exchange(kBeingSetUp));
+  real::Munmap(page, kPageBytes);
+  window.base.store(kFree, std::memory_order_release);
 
   if (touch == Touch::kRead && read_offset / 4 < shown.size()) {
     RecordAccess("read", block, read_offset, shown[read_offset / 4]);

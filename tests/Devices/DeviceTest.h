@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "../support/BoardFixture.h"
+#include "support/BoardFixture.h"
 #include "DeviceManager.h"
 #include "SeriesLogic/SeriesLogicFactory.h"
 #include "tessaline/log.h"
@@ -14,6 +14,19 @@
 namespace VeltranoSDK {
 
 using Lines = std::vector<std::string>;
+
+// How the transcript tells a transaction on an I2C bus, bytes in hexadecimal:
+// I2cWrite(0x36, "30 0b 5a"), I2cRead(0x36, "30 0b", "c3").
+inline std::string I2cClient(unsigned address) {
+  constexpr char kDigits[] = "0123456789abcdef";
+  return std::string("0x") + kDigits[address >> 4 & 0xF] + kDigits[address & 0xF] + ' ';
+}
+inline std::string I2cWrite(unsigned address, const std::string& bytes) {
+  return "I2C_RDWR w " + I2cClient(address) + bytes;
+}
+inline std::string I2cRead(unsigned address, const std::string& bytes, const std::string& read) {
+  return I2cWrite(address, bytes) + "; r " + I2cClient(address) + read;
+}
 
 // A board with its device objects as start-up makes them, before anything is
 // programmed. One series a process: the series logic is final.

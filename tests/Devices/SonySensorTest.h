@@ -72,6 +72,7 @@ class SonySensorTest : public DeviceTest {
   // leave the bus alone from there on.
   template <typename Operation, typename Text>
   void FailEveryWrite(Operation operation, Text text) {
+    PowerUp();
     Printed([&] { ASSERT_TRUE(operation()); });
     const Lines accesses = Accesses();
     ASSERT_FALSE(accesses.empty());
@@ -94,18 +95,12 @@ class SonySensorTest : public DeviceTest {
     unsigned high = 0;
     unsigned low = 0;
     unsigned value = 0;
-    char text[16];
-    if (event.starts_with("i2c-0 ") && event.find(" failed: ") != std::string::npos)
-      return "failed";
-    if (sscanf(event.c_str(), "i2c-0 write 0x%*x: %x %x %x", &high, &low, &value) == 3) {
-      snprintf(text, sizeof text, "%02X%02X = %02X", high, low, value);
-      return text;
-    }
-    if (sscanf(event.c_str(), "i2c-0 read 0x%*x: %x %x", &high, &low) == 2) {
-      snprintf(text, sizeof text, "%02X%02X ?", high, low);
-      return text;
-    }
-    return {};
+    char reads = 0;
+    if (event == "i2c-0 I2C_RDWR failed: EIO") return "failed";
+    constexpr char kFormat[] = "i2c-0 I2C_RDWR w 0x%*2x %2x %2x%c %x";
+    if (sscanf(event.c_str(), kFormat, &high, &low, &reads, &value) < 3) return {};
+    const unsigned address = high << 8 | low;
+    return reads == ';' ? Name(address) + " ?" : Wrote(address, value);
   }
 };
 

@@ -16,8 +16,8 @@ using ::testing::ElementsAreArray;
 using ::testing::IsEmpty;
 
 Lines LineSteps(const std::string& line, const std::string& value) {
-  return {"write export = " + line, "write gpio" + line + "/direction = out",
-          "write gpio" + line + "/value = " + value};
+  return {"write export " + line, "write gpio" + line + "/direction out",
+          "write gpio" + line + "/value " + value};
 }
 
 Lines operator+(Lines first, const Lines& second) {
@@ -160,7 +160,7 @@ TEST_F(GpioLines, AStateThatIsNoneLeavesTheLevel) {
   ASSERT_TRUE(devices().range_led_->SetR(kOn));
   tessaline_board_transcript_clear();
   EXPECT_TRUE(devices().range_led_->SetR(STATE(2)));
-  EXPECT_THAT(GpioSteps(), ElementsAre("write export = 961", "write gpio961/direction = out"));
+  EXPECT_THAT(GpioSteps(), ElementsAre("write export 961", "write gpio961/direction out"));
 }
 
 TEST_F(GpioLines, ConstructionSwitchesTheLightsOff) {

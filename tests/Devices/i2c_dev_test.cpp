@@ -23,7 +23,7 @@ class I2c : public DeviceTest {
 
 TEST_F(I2c, WriteIsOneMessage) {
   EXPECT_TRUE(sensor_.I2cRdWr({0x30, 0x0B, 0x5A}));
-  EXPECT_THAT(EventsOf("i2c-0"), ElementsAre("I2C_RETRIES 10", "write 0x36: 30 0b 5a"));
+  EXPECT_THAT(EventsOf("i2c-0"), ElementsAre("I2C_RETRIES 10", I2cWrite(kSensor, "30 0b 5a")));
   EXPECT_EQ(tessaline_board_chip_get("sensor", 0x300B), 0x5A);
 }
 
@@ -33,7 +33,7 @@ TEST_F(I2c, ReadFollowsTheWriteInOneTransaction) {
   std::vector<std::uint8_t> read(2);
   EXPECT_TRUE(sensor_.I2cRdWr({0x30, 0x0B}, read));
   EXPECT_THAT(read, ElementsAre(0xC3, 0x04));
-  EXPECT_THAT(EventsOf("i2c-0"), ElementsAre("I2C_RETRIES 10", "read 0x36: 30 0b -> c3 04"));
+  EXPECT_THAT(EventsOf("i2c-0"), ElementsAre("I2C_RETRIES 10", I2cRead(kSensor, "30 0b", "c3 04")));
 }
 
 TEST_F(I2c, FailedReadLeavesTheCallersBytes) {
@@ -107,14 +107,14 @@ class ImxBus : public DeviceTest {
 TEST_F(ImxBus, WritesBigEndianAddressAndPauses) {
   ImxSensorI2cInterface bus(kSensor);
   EXPECT_TRUE(bus.Write(0x331C, 0x5A));
-  EXPECT_THAT(BusAndPauses(), ElementsAre("i2c-0 write 0x36: 33 1c 5a", "sleep 500"));
+  EXPECT_THAT(BusAndPauses(), ElementsAre("i2c-0 " + I2cWrite(kSensor, "33 1c 5a"), "sleep 500"));
 }
 
 TEST_F(ImxBus, ReadsOneByteAndPauses) {
   tessaline_board_chip_set("sensor", 0x331C, 0xA5);
   ImxSensorI2cInterface bus(kSensor);
   EXPECT_EQ(bus.Read(0x331C), 0xA5);
-  EXPECT_THAT(BusAndPauses(), ElementsAre("i2c-0 read 0x36: 33 1c -> a5", "sleep 500"));
+  EXPECT_THAT(BusAndPauses(), ElementsAre("i2c-0 " + I2cRead(kSensor, "33 1c", "a5"), "sleep 500"));
 }
 
 TEST_F(ImxBus, TriesTenTimesWithAPauseAfterEach) {

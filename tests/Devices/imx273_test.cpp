@@ -5,6 +5,7 @@
 #include <bit>
 
 #include "SonySensorTest.h"
+#include "tessaline/tessaline.h"
 
 namespace VeltranoSDK {
 namespace {
@@ -678,6 +679,39 @@ TEST_F(Imx273, FailedFrameLinesSpeakOfTheDriveMode) {
     EXPECT_EQ(Printed([&] { EXPECT_FALSE(sensor().SetROI(0, 0, 100, row.height)); }),
               std::string("entern setroi!\n") + row.printed);
   }
+}
+
+// --- With the capture threads running ------------------------------------------------------
+
+class RunningImx273 : public Imx273 {
+ protected:
+  void SetUp() override {
+    Imx273::SetUp();
+    Printed([] { ASSERT_EQ(RegisterHardwareInit(), 0); });
+    tessaline_board_transcript_clear();
+  }
+
+  // Sizes the video device is asked for, "640x480".
+  static Lines FormatsAsked() {
+    const std::string request = "VIDIOC_TRY_FMT ";
+    Lines sizes;
+    for (const std::string& event : EventsOf("video0")) {
+      if (!event.starts_with(request)) continue;
+      sizes.push_back(
+          event.substr(request.size(), event.find(' ', request.size()) - request.size()));
+    }
+    return sizes;
+  }
+};
+
+TEST_F(RunningImx273, VideoFormatFollowsRegionAndMode) {
+  Printed([] {
+    sensor().SetROI(0, 0, 640, 480);
+    sensor().SetROI(0, 0, 640, 0);
+    sensor().SetReadoutDriveMode(kDriveMode22);
+    sensor().SetReadoutDriveMode(kDriveMode00);
+  });
+  EXPECT_THAT(FormatsAsked(), ElementsAre("640x480", "640x0", "728x544", "1456x1088"));
 }
 
 }  // namespace

@@ -42,7 +42,7 @@ TEST_F(Temperature, ZynqConvertsTheRawValue) {
   tessaline_board_set_temperature_raw(2500);
   ZynqTemp sensor;
   EXPECT_FLOAT_EQ(sensor.GetTemp(), static_cast<float>(2500 * 503.975 / 4096 - 273.15));
-  EXPECT_THAT(told, ElementsAre("TRACE GetTemp succuffully. temperature 34.451904\n"));
+  EXPECT_THAT(told, ElementsAre("TRACE GetTemp succuffully. temperature 34.451927\n"));
 }
 
 TEST_F(Temperature, ZynqWithoutDeviceConvertsZero) {

@@ -1,12 +1,12 @@
 // The in-place reorder of an image against the plain way of doing it: gather into
 // a zeroed work area, copy the result back.
-#include "Runnable/ImageReorder.h"
-
 #include <gtest/gtest.h>
 
 #include <cstring>
 #include <random>
 #include <vector>
+
+#include "Runnable/ImageReorder.h"
 
 namespace {
 
@@ -66,12 +66,11 @@ TEST_P(ImageReorder, DoesWhatThePlainWayDoes) {
   for (unsigned seed = 0; seed < 3; ++seed) ExpectTheSame(GetParam(), seed, scratch);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Sensors, ImageReorder,
-    testing::Values(Size{1456, 1088, 1456, 1088}, Size{1456, 1088, 728, 544},
-                    Size{2064, 1544, 2064, 1544}, Size{4200, 1024, 4200, 1024},
-                    Size{4096, 1080, 4096, 1080}, Size{2048, 1152, 2048, 1152},
-                    Size{2048, 1088, 2048, 1088}));
+INSTANTIATE_TEST_SUITE_P(Sensors, ImageReorder,
+                         testing::Values(Size{1456, 1088, 1456, 1088}, Size{1456, 1088, 728, 544},
+                                         Size{2064, 1544, 2064, 1544}, Size{4200, 1024, 4200, 1024},
+                                         Size{4096, 1080, 4096, 1080}, Size{2048, 1152, 2048, 1152},
+                                         Size{2048, 1088, 2048, 1088}));
 
 INSTANTIATE_TEST_SUITE_P(Regions, ImageReorder,
                          testing::Values(Size{2048, 1088, 2048, 16}, Size{2048, 1088, 100, 3},
@@ -121,10 +120,10 @@ TEST_P(ImageReorderMisfit, IsRefusedAndLeavesTheBufferAlone) {
 
 INSTANTIATE_TEST_SUITE_P(Misfits, ImageReorderMisfit,
                          testing::Values(Misfit{0, {0, 0}}, Misfit{31, {0, 0}},
-                                         Misfit{4096 + 31, {4096, 4096}},   // header cut off
-                                         Misfit{4096 + 64, {4096, 4160}},   // more than the frame
-                                         Misfit{4096, {1u << 20, 64}},      // planes too far apart
-                                         Misfit{4096, {4096, ~0ull}},
-                                         Misfit{4096, {~0ull, 64}}, Misfit{4096, {~0ull, ~0ull}}));
+                                         Misfit{4096 + 31, {4096, 4096}},  // header cut off
+                                         Misfit{4096 + 64, {4096, 4160}},  // more than the frame
+                                         Misfit{4096, {1u << 20, 64}},     // planes too far apart
+                                         Misfit{4096, {4096, ~0ull}}, Misfit{4096, {~0ull, 64}},
+                                         Misfit{4096, {~0ull, ~0ull}}));
 
 }  // namespace

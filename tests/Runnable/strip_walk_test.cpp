@@ -1,13 +1,13 @@
 // The walk over a buffer of packed strips, which is input from hardware: whole
 // strips are counted exactly, and nothing beyond the buffer is believed.
-#include "Runnable/StripWalk.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cstring>
 #include <random>
 #include <vector>
+
+#include "Runnable/StripWalk.h"
 
 namespace {
 
@@ -29,7 +29,7 @@ class Buffer {
     return WalkStrips(bytes_.data(), bytes_.size(), count, bytes_per_point);
   }
   std::size_t size() const { return bytes_.size(); }
-  void Resize(std::size_t size) { bytes_.resize(size); }
+  void CutOffLastByte() { bytes_.pop_back(); }
 
  private:
   std::vector<std::byte> bytes_;
@@ -89,7 +89,7 @@ TEST(StripWalk, StopsAtAHeaderThatIsCutOff) {
   Buffer buffer;
   buffer.Append(Strip(1, 2), 16);
   buffer.Append(Strip(2, 0), 0);
-  buffer.Resize(buffer.size() - 1);
+  buffer.CutOffLastByte();
   const StripWalk walk = buffer.Walk(2, 8);
   EXPECT_EQ(walk.strips, 1u);
   EXPECT_EQ(walk.last_frame_id, 1u);
@@ -111,9 +111,8 @@ TEST_P(PointCountBeyondTheBuffer, EndsTheWalk) {
 
 // Among them counts whose length in bytes wraps around to something that fits.
 INSTANTIATE_TEST_SUITE_P(Counts, PointCountBeyondTheBuffer,
-                         testing::Values(5, 1u << 20, 0x2000000000000000ull,
-                                         0x2000000000000004ull, 0xFFFFFFFFFFFFFFFFull,
-                                         0x1FFFFFFFFFFFFFFCull));
+                         testing::Values(5, 1u << 20, 0x2000000000000000ull, 0x2000000000000004ull,
+                                         0xFFFFFFFFFFFFFFFFull, 0x1FFFFFFFFFFFFFFCull));
 
 TEST(StripWalk, TellsAVisitorOfEveryWholeStrip) {
   static std::vector<std::uint64_t> seen;

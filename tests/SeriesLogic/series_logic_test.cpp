@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <ostream>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -82,6 +83,8 @@ struct Series {
   float threshold_coefficient;
   unsigned int bytes_per_point;
 };
+
+void PrintTo(const Series& series, std::ostream* out) { *out << series.name; }
 
 template <typename Logic>
 std::shared_ptr<SeriesLogic> Make() {

@@ -140,6 +140,7 @@ struct K4010Series : SeriesBoard {
 };
 
 TEST_F(K4010Series, WidensTheExposureDelta) {
+  Set(fpga::EXPOSURE_NUM, 0);
   series().Notify(kExposureConfigured);
   EXPECT_THAT(Writes(), ElementsAre(Wrote(fpga::EXPOSURE_NUM, kWideDelta)));
 }

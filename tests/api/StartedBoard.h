@@ -1,0 +1,23 @@
+#pragma once
+
+#include "support/BoardFixture.h"
+#include "tessaline/tessaline.h"
+
+namespace tessaline_test {
+
+// A K3610 board after start-up, with an empty transcript. Nothing triggers: the
+// trigger mode is 3 and the acquisition is stopped.
+class StartedBoard : public BoardFixture {
+ protected:
+  StartedBoard() : BoardFixture("K3610") {}
+
+  void SetUp() override {
+    BoardFixture::SetUp();
+    ASSERT_EQ(GetLibVersion("K3610"), 41915);
+    log_set_quiet(true);
+    ASSERT_EQ(RegisterHardwareInit(), 0);
+    tessaline_board_transcript_clear();
+  }
+};
+
+}  // namespace tessaline_test

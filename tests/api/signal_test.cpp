@@ -1,0 +1,189 @@
+// SIGINT: what it does to the process and to the devices. Each case starts the
+// device in a process of its own and interrupts that.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <functional>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "support/BoardFixture.h"
+#include "tessaline/board.h"
+#include "tessaline/signal_handler.h"
+#include "tessaline/tessaline.h"
+
+namespace {
+
+using tessaline_test::Wrote;
+
+namespace fpga = VeltranoSDK::fpga;
+
+struct Outcome {
+  int status = -1;                  // as waitpid reports it
+  std::vector<std::string> events;  // the board's transcript at exit
+};
+
+int report_pipe = -1;
+
+void ReportTranscript() {
+  char* text = tessaline_board_transcript(TESSALINE_BOARD_TEXT);
+  for (const char* rest = text; *rest != '\0';) {
+    const ssize_t written = write(report_pipe, rest, strlen(rest));
+    if (written <= 0) break;
+    rest += written;
+  }
+  free(text);
+}
+
+void PlugIn() {
+  tessaline_board_select("K3610");
+  tessaline_board_set_sleep_factor(0);
+  log_set_quiet(true);
+  GetLibVersion("K3610");
+}
+
+void StartUp() {
+  PlugIn();
+  if (RegisterHardwareInit() != 0) _exit(99);
+  tessaline_board_transcript_clear();
+}
+
+// Runs the work in a child; 42 when it comes back from it.
+Outcome InAChild(const std::function<void()>& work) {
+  int ends[2];
+  EXPECT_EQ(pipe(ends), 0);
+  const pid_t child = fork();
+  if (child == 0) {
+    close(ends[0]);
+    report_pipe = ends[1];
+    atexit(ReportTranscript);
+    alarm(60);  // a handler that hangs ends as a failure
+    work();
+    _exit(42);
+  }
+  close(ends[1]);
+  std::string text;
+  char chunk[4096];
+  for (ssize_t got; (got = read(ends[0], chunk, sizeof chunk)) > 0;) {
+    text.append(chunk, static_cast<std::size_t>(got));
+  }
+  close(ends[0]);
+  Outcome outcome;
+  waitpid(child, &outcome.status, 0);
+  std::istringstream lines(text);
+  for (std::string line; std::getline(lines, line);) outcome.events.push_back(line);
+  return outcome;
+}
+
+void ExpectExit(const Outcome& outcome, int status) {
+  ASSERT_TRUE(WIFEXITED(outcome.status)) << "signal " << WTERMSIG(outcome.status);
+  EXPECT_EQ(WEXITSTATUS(outcome.status), status);
+}
+
+TEST(Sigint, EndsTheProcessWithStatusZero) {
+  ExpectExit(InAChild([] {
+               StartUp();
+               kill(getpid(), SIGINT);
+               pause();
+             }),
+             0);
+}
+
+TEST(Sigint, StopsTheFpgaThenReleasesImagesThenStrips) {
+  const Outcome outcome = InAChild([] {
+    StartUp();
+    kill(getpid(), SIGINT);
+    pause();
+  });
+  const auto& events = outcome.events;
+  const auto at = [&](const std::string& line) {
+    const auto found = std::find(events.begin(), events.end(), line);
+    EXPECT_NE(found, events.end()) << line;
+    return found - events.begin();
+  };
+  const auto master = at("fpga " + Wrote(fpga::MASTER_CTRL, 0));
+  const auto trigger = at("fpga " + Wrote(fpga::TRIGGER_CTRL, 0));
+  const auto images = at("video0 VIDIOC_STREAMOFF");
+  const auto strips = at("video1 VIDIOC_STREAMOFF");
+  EXPECT_LT(master, trigger);
+  EXPECT_LT(trigger, images);
+  EXPECT_LT(images, strips);
+}
+
+TEST(Sigint, EndsTheProcessWhileFramesArrive) {
+  ExpectExit(InAChild([] {
+               StartUp();
+               tessaline_board_set_pace(TESSALINE_BOARD_FREE_RUN);
+               RegisterEventHandler(
+                   TESSALINE_EVENT_STRIP,
+                   reinterpret_cast<tessaline_event_handler>(+[](unsigned, unsigned, void*) {}));
+               SetCollectMode(0);
+               SetTriMode(0);
+               SetGlobalControl(1);
+               std::this_thread::sleep_for(std::chrono::milliseconds(100));
+               kill(getpid(), SIGINT);
+               pause();
+             }),
+             0);
+}
+
+// The handler takes the locks of the interrupted code.
+TEST(Sigint, EndsTheProcessInTheMiddleOfRegisterAccesses) {
+  for (int round = 0; round < 10; ++round) {
+    ExpectExit(InAChild([round] {
+                 StartUp();
+                 std::thread([round] {
+                   std::this_thread::sleep_for(std::chrono::milliseconds(5 + round));
+                   kill(getpid(), SIGINT);
+                 }).detach();
+                 for (unsigned int i = 0;; ++i) SetTriSpacing(i);
+               }),
+               0);
+  }
+}
+
+TEST(Sigint, HasItsDefaultActionBeforeStartUp) {
+  const Outcome outcome = InAChild([] {
+    PlugIn();
+    kill(getpid(), SIGINT);
+    pause();
+  });
+  ASSERT_TRUE(WIFSIGNALED(outcome.status));
+  EXPECT_EQ(WTERMSIG(outcome.status), SIGINT);
+}
+
+TEST(Sigint, IsHandledWithSigquitBlockedAndNoFlags) {
+  ExpectExit(InAChild([] {
+               StartUp();
+               struct sigaction action {};
+               sigaction(SIGINT, nullptr, &action);
+               constexpr int kRestorer = 0x04000000;  // set by the C library itself
+               const bool as_installed = sigismember(&action.sa_mask, SIGQUIT) == 1 &&
+                                         sigismember(&action.sa_mask, SIGTERM) == 0 &&
+                                         sigismember(&action.sa_mask, SIGINT) == 0 &&
+                                         (action.sa_flags & ~kRestorer) == 0;
+               _exit(as_installed ? 7 : 8);
+             }),
+             7);
+}
+
+TEST(Sigint, PassesWithoutEffectOnceTheIdleHandlerIsInstalled) {
+  ExpectExit(InAChild([] {
+               StartUp();
+               if (VeltranoSDK::SignalHandler::install() != 0) _exit(98);
+               kill(getpid(), SIGINT);
+               _exit(SetTriMode(1) == 0 ? 7 : 8);
+             }),
+             7);
+}
+
+}  // namespace

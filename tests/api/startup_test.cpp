@@ -1,0 +1,267 @@
+// Start-up as an application does it, and the delivery of events after it.
+#include <dlfcn.h>
+#include <errno.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <pthread.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <thread>
+
+#include "api/StartedBoard.h"
+#include "support/LoggedErrors.h"
+
+namespace {
+
+using std::chrono::milliseconds;
+using tessaline_test::BoardFixture;
+using tessaline_test::LoggedErrors;
+using tessaline_test::Read;
+using tessaline_test::Slept;
+using tessaline_test::StartedBoard;
+using tessaline_test::Wrote;
+using ::testing::Contains;
+using ::testing::Each;
+using ::testing::ElementsAre;
+using ::testing::ElementsAreArray;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::StartsWith;
+
+namespace fpga = VeltranoSDK::fpga;
+
+using Lines = std::vector<std::string>;
+
+std::atomic<bool> mutex_init_fails = false;
+
+template <typename Condition>
+bool Eventually(Condition condition) {
+  for (int i = 0; i < 2000 && !condition(); ++i) std::this_thread::sleep_for(milliseconds(1));
+  return condition();
+}
+
+class Startup : public BoardFixture {
+ protected:
+  Startup() : BoardFixture("K3610") {}
+};
+
+Lines LightsOff() {
+  Lines lines;
+  for (const char* line : {"961", "962", "963", "969"}) {
+    lines.push_back(std::string("gpio write export ") + line);
+    lines.push_back(std::string("gpio write gpio") + line + "/direction out");
+    lines.push_back(std::string("gpio write gpio") + line + "/value 0");
+  }
+  return lines;
+}
+
+void Route(Lines& lines, fpga::Block block, std::size_t open_port, std::uint32_t source) {
+  for (std::size_t port = 0; port < fpga::kStreamSwitchPorts; ++port) {
+    lines.push_back(Wrote(fpga::StreamSwitchPort(block, port),
+                          port == open_port ? source : fpga::kStreamSwitchPortOff));
+  }
+}
+
+// Everything before the sensor is spoken to.
+Lines FpgaConfiguration() {
+  Lines lines;
+  Route(lines, fpga::Block::kImage2, 1, 0);
+  lines.push_back(Wrote(fpga::COLLECT_MODE, 1));
+  lines.push_back(Wrote(fpga::StreamSwitchControl(fpga::Block::kImage2), 2));
+  Route(lines, fpga::Block::kImage4, 0, 1);
+  lines.push_back(Wrote(fpga::StreamSwitchControl(fpga::Block::kImage4), 2));
+  const Lines rest{Read(fpga::EXPOSURE_NUM, 1),
+                   Wrote(fpga::EXPOSURE_NUM, 1),
+                   Read(fpga::EXPOSURE_NUM, 1),
+                   Wrote(fpga::EXPOSURE_NUM, 6000u << 3 | 1),
+                   Read(fpga::CMOS_WORK_MODE, 0),
+                   Wrote(fpga::CMOS_WORK_MODE, 1),
+                   Slept(50000),
+                   Wrote(fpga::CMOS_WORK_MODE, 0),
+                   Slept(50000),
+                   Wrote(fpga::CMOS_WORK_MODE, 1),
+                   Slept(50000),
+                   Read(fpga::CMOS_WORK_MODE, 1),
+                   Wrote(fpga::CMOS_WORK_MODE, 3),
+                   Slept(1000),
+                   Read(fpga::TRIGGER_CTRL, 0),
+                   Wrote(fpga::TRIGGER_CTRL, 3),
+                   Read(fpga::TRIGGER_CTRL, 3),
+                   Wrote(fpga::TRI_SPACING, 200000),
+                   Read(fpga::TRIGGER_CTRL, 3),
+                   Wrote(fpga::TRIGGER_CTRL, 3)};
+  lines.insert(lines.end(), rest.begin(), rest.end());
+  return lines;
+}
+
+TEST_F(Startup, SwitchesTheLightsOffThenConfiguresTheFpgaThenTheSensor) {
+  GetLibVersion("K3610");
+  log_set_quiet(true);
+  ASSERT_EQ(RegisterHardwareInit(), 0);
+
+  Lines expected = LightsOff();
+  for (const std::string& line : FpgaConfiguration()) {
+    expected.push_back(line.starts_with("sleep") ? line : "fpga " + line);
+  }
+  Lines before_sensor = Events();
+  before_sensor.erase(
+      std::find_if(before_sensor.begin(), before_sensor.end(),
+                   [](const std::string& line) { return line.starts_with("i2c-0 "); }),
+      before_sensor.end());
+  EXPECT_THAT(before_sensor, ElementsAreArray(expected));
+}
+
+TEST_F(Startup, SetsTheLaserModeBetweenSensorAndCapture) {
+  Set(fpga::LASER_CTRL, 0xFFFFFFFF);
+  GetLibVersion("K3610");
+  log_set_quiet(true);
+  ASSERT_EQ(RegisterHardwareInit(), 0);
+
+  const Lines events = Events();
+  const auto laser = std::find(events.begin(), events.end(), "fpga " + Wrote(fpga::LASER_CTRL, 1));
+  ASSERT_NE(laser, events.end());
+  EXPECT_THAT(Lines(events.begin(), laser), Each(Not(StartsWith("video"))));
+  EXPECT_THAT(Lines(laser, events.end()), Each(Not(StartsWith("i2c-0"))));
+  EXPECT_THAT(Lines(laser, events.end()), Contains("video0 VIDIOC_STREAMON"));
+  EXPECT_THAT(Lines(laser, events.end()), Contains("video1 VIDIOC_STREAMON"));
+}
+
+TEST_F(Startup, WithoutAModelIsOneErrorAndCanBeDoneAgain) {
+  const LoggedErrors errors;
+  EXPECT_EQ(RegisterHardwareInit(), -1);
+  EXPECT_THAT(errors.lines(), ElementsAre(HasSubstr("RegisterHardwareInit: ")));
+  EXPECT_THAT(Events(), IsEmpty());
+
+  GetLibVersion("K3610");
+  EXPECT_EQ(RegisterHardwareInit(), 0);
+  EXPECT_EQ(GetTriSpacing(), 200000u);
+}
+
+TEST_F(Startup, WithAnUnknownModelIsOneError) {
+  GetLibVersion("K9999");
+  const LoggedErrors errors;
+  EXPECT_EQ(RegisterHardwareInit(), -1);
+  EXPECT_THAT(errors.lines(), ElementsAre(HasSubstr("RegisterHardwareInit: ")));
+  EXPECT_THAT(Events(), IsEmpty());
+}
+
+TEST_F(StartedBoard, IsNotStartedASecondTime) {
+  const LoggedErrors errors;
+  EXPECT_EQ(RegisterHardwareInit(), -1);
+  EXPECT_THAT(errors.lines(), ElementsAre(HasSubstr("RegisterHardwareInit: ")));
+  EXPECT_THAT(Events(), IsEmpty());
+  EXPECT_EQ(SetTriSpacing(10), 0);
+}
+
+TEST_F(Startup, EndsWhenTheRegisterLockCannotBeMade) {
+  GetLibVersion("K3610");
+  mutex_init_fails = true;
+  EXPECT_EQ(RegisterHardwareInit(), -1);
+  EXPECT_EQ(Printed(), "fpga_contol mutex init failed!\n");
+  EXPECT_THAT(Events(), IsEmpty());
+  EXPECT_EQ(SetTriSpacing(10), -1);
+}
+
+TEST_F(Startup, ReturnsAlthoughACaptureDeviceFails) {
+  tessaline_board_fault("video1", "open", 0, 0, EACCES);
+  GetLibVersion("K3610");
+  const LoggedErrors errors;
+  EXPECT_EQ(RegisterHardwareInit(), 0);
+  EXPECT_THAT(errors.lines(), Contains(HasSubstr("v4l2 open file failed: Permission denied")));
+  EXPECT_THAT(errors.lines(),
+              Contains(StartsWith("Runnable/CaptureStripStream.cpp: initialize v4l2 error!")));
+}
+
+// --- Events ------------------------------------------------------------------------------
+
+struct Frame {
+  std::atomic<unsigned int> calls, first, second;
+  void Arrived(unsigned int a, unsigned int b) {
+    first = a;
+    second = b;
+    ++calls;
+  }
+};
+Frame image, strips;
+
+void OnImage(unsigned int width, unsigned int height, void*) { image.Arrived(width, height); }
+void OnStrips(unsigned int count, unsigned int bytes, void*) { strips.Arrived(count, bytes); }
+
+template <typename Handler>
+tessaline_event_handler Generic(Handler handler) {
+  return reinterpret_cast<tessaline_event_handler>(handler);
+}
+
+TEST_F(StartedBoard, DeliversAnImagePerTrigger) {
+  RegisterEventHandler(TESSALINE_EVENT_IMAGE, Generic(OnImage));
+  RegisterEventHandler(TESSALINE_EVENT_STRIP, Generic(OnStrips));
+  SetGlobalControl(1);
+  TricontrolSWTrigger();
+  EXPECT_TRUE(Eventually([] { return image.calls == 1; }));
+  EXPECT_EQ(image.first, 1456u);
+  EXPECT_EQ(image.second, 1088u);
+  EXPECT_EQ(strips.calls, 0u);
+}
+
+TEST_F(StartedBoard, DeliversStripsInCollectModeZero) {
+  RegisterEventHandler(TESSALINE_EVENT_IMAGE, Generic(OnImage));
+  RegisterEventHandler(TESSALINE_EVENT_STRIP, Generic(OnStrips));
+  tessaline_board_set_strips_per_buffer(1);
+  SetCollectMode(0);
+  SetGlobalControl(1);
+  TricontrolSWTrigger();
+  EXPECT_TRUE(Eventually([] { return strips.calls == 1; }));
+  EXPECT_EQ(strips.first, 1u);
+  EXPECT_GE(strips.second, 32u);
+  EXPECT_EQ(image.calls, 0u);
+}
+
+TEST_F(StartedBoard, CountsStripsNobodyTakes) {
+  RegisterEventHandler(TESSALINE_EVENT_STRIP, Generic(OnStrips));
+  RegisterEventHandler(TESSALINE_EVENT_STRIP, nullptr);
+  tessaline_board_set_strips_per_buffer(1);
+  SetCollectMode(0);
+  SetGlobalControl(1);
+  TricontrolSWTrigger();
+  EXPECT_TRUE(Eventually([] { return GetStripReleaseNum() == 1; }));
+  EXPECT_EQ(strips.calls, 0u);
+  EXPECT_EQ(ResetStripReleaseNum(), 0);
+  EXPECT_EQ(GetStripReleaseNum(), 0u);
+}
+
+TEST_F(StartedBoard, IgnoresAHandlerOfNoEvent) {
+  for (const int type : {-1, 4, 7}) RegisterEventHandler(type, Generic(OnImage));
+  SetGlobalControl(1);
+  TricontrolSWTrigger();
+  std::this_thread::sleep_for(milliseconds(100));
+  EXPECT_EQ(image.calls, 0u);
+}
+
+TEST_F(StartedBoard, DropsImagesFromBeforeTheStop) {
+  RegisterEventHandler(TESSALINE_EVENT_IMAGE, Generic(OnImage));
+  SetGlobalControl(1);
+  // The line lies far ahead: everything up to there is old.
+  Set(fpga::TIMER_COUNTER_H, 0x1000);
+  SetGlobalControl(0);
+  Set(fpga::TIMER_COUNTER_H, 0);
+  SetGlobalControl(1);
+  TricontrolSWTrigger();
+  std::this_thread::sleep_for(milliseconds(100));
+  EXPECT_EQ(image.calls, 0u);
+}
+
+}  // namespace
+
+// Stands before the C library's for the whole program, to fail for the one lock.
+extern "C" int pthread_mutex_init(pthread_mutex_t* mutex, const pthread_mutexattr_t* attributes)
+#if defined(__GLIBC__)
+    __THROW
+#endif
+{
+  static const auto real = reinterpret_cast<int (*)(pthread_mutex_t*, const pthread_mutexattr_t*)>(
+      dlsym(RTLD_NEXT, "pthread_mutex_init"));
+  if (mutex == &fpga_contol && mutex_init_fails) return ENOMEM;
+  return real(mutex, attributes);
+}

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <dirent.h>
+#include <time.h>
+
+#include <chrono>
+
+namespace tessaline_test {
+
+// Real time, whatever the board does with sleeps: it leaves those until a point
+// in time alone.
+inline void ReallyWait(std::chrono::milliseconds time) {
+  timespec until{};
+  clock_gettime(CLOCK_MONOTONIC, &until);
+  until.tv_nsec += static_cast<long>(time.count() % 1000) * 1'000'000;
+  until.tv_sec += time.count() / 1000 + until.tv_nsec / 1'000'000'000;
+  until.tv_nsec %= 1'000'000'000;
+  clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &until, nullptr);
+}
+
+// Waits for what another thread is about to do; false when it does not.
+template <typename Condition>
+bool Eventually(Condition condition,
+                std::chrono::milliseconds patience = std::chrono::seconds(20)) {
+  const auto until = std::chrono::steady_clock::now() + patience;
+  while (!condition()) {
+    if (std::chrono::steady_clock::now() > until) return false;
+    ReallyWait(std::chrono::milliseconds(1));
+  }
+  return true;
+}
+
+inline int OpenDescriptors() {
+  int count = 0;
+  DIR* directory = opendir("/proc/self/fd");
+  while (readdir(directory) != nullptr) ++count;
+  closedir(directory);
+  return count - 3;  // ".", "..", and the directory itself
+}
+
+}  // namespace tessaline_test
