@@ -11,6 +11,8 @@ function(tessaline_test folder)
     string(TOLOWER "${folder}_${stem}" name)
     add_executable(${name} ${source})
     target_include_directories(${name} PRIVATE ${CMAKE_SOURCE_DIR}/tests)
+    target_compile_definitions(${name} PRIVATE
+      TESSALINE_GOLDEN_DIR="${CMAKE_SOURCE_DIR}/tests/golden")
     target_link_libraries(${name} PRIVATE tessaline_options ${ARG_LIBRARIES}
       GTest::gmock GTest::gtest_main)
     gtest_discover_tests(${name} TEST_PREFIX "${folder}/" DISCOVERY_TIMEOUT 60

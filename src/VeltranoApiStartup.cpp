@@ -34,7 +34,8 @@ constexpr unsigned int kExposuresPerCycle = 1;
 constexpr unsigned int kExposureDelta = 6000;
 constexpr unsigned int kSensorWorkMode = 1;
 constexpr unsigned int kSensorSettle = 1000;  // microseconds
-constexpr unsigned int kTriggerSpacing = 4000;
+constexpr unsigned int kTriggerModeAtStart = 3;
+constexpr unsigned int kTriggerSpacing = 4000;  // microseconds
 constexpr unsigned int kLaserModeAtStart = 0;
 constexpr std::uint8_t kCaptureThreads = 2;
 constexpr unsigned int kPollInterval = 10;  // microseconds
@@ -52,7 +53,7 @@ void ConfigureFpga(FpgaLogic& fpga, SeriesLogic& series) {
   fpga.CameraReset();
   fpga.SetCmosSensorWorkMode(static_cast<CameraSensorMode>(kSensorWorkMode));
   usleep(kSensorSettle);
-  fpga.SetTriMode(kSoftwareOnlyTrigger);
+  fpga.SetTriMode(static_cast<TriggerMode>(kTriggerModeAtStart));
   fpga.SetTriSpacing(kTriggerSpacing);
   fpga.SetGlobalControl(kOff);
   series.Notify(kTriggerConfigured);

@@ -21,8 +21,9 @@ extern "C" {
 /**
  * Selects what triggers a frame.
  *
- * @param mode  0 timer, 1 encoder pulses, 2 external input, 3 software only; the
- *              low two bits count. 3 after start-up.
+ * @param mode  0 timer, 1 encoder pulses, 2 external input, 3 timer too, the mode
+ *              after start-up; the low two bits count. TricontrolSWTrigger() works in
+ *              every mode.
  * @return 0, or -1 before start-up.
  *
  * Register: IMAGE_BLOCK_1 TRIGGER_CTRL bits 0-1. Threads: any.

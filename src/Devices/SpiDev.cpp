@@ -13,7 +13,7 @@ namespace VeltranoSDK::DevFOps {
 
 SpiDev::~SpiDev() { Close(); }
 
-bool SpiDev::Open(std::string name) {
+bool SpiDev::Open(const std::string& name) {
   if (fd_ != 0) {
     puts("SpiDev::Open is up");
     return false;

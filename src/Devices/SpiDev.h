@@ -16,7 +16,7 @@ class SpiDev {
   SpiDev(const SpiDev&) = delete;
   SpiDev& operator=(const SpiDev&) = delete;
 
-  bool Open(std::string name);
+  bool Open(const std::string& name);
   bool Close();
 
   // Each option is set and read back; the first refusal ends it, with the options

@@ -103,11 +103,13 @@ TEST_F(GpioLines, EveryOpenThatFailsHasItsTextAndEndsTheOperation) {
 }
 
 TEST_F(GpioLines, SetRgbReportAsTheirOwnStep) {
-  bool (RangeLed::*const setters[])(STATE){&RangeLed::SetR, &RangeLed::SetG, &RangeLed::SetB};
+  bool (*const setters[])(RangeLed&){[](RangeLed& led) { return led.SetR(kOn); },
+                                     [](RangeLed& led) { return led.SetG(kOn); },
+                                     [](RangeLed& led) { return led.SetB(kOn); }};
   for (unsigned color = 0; color < 3; ++color) {
     for (unsigned step = 0; step < 3; ++step) {
       FailOpen(step);
-      EXPECT_EQ(Printed([&] { EXPECT_FALSE((*devices().range_led_.*setters[color])(kOn)); }),
+      EXPECT_EQ(Printed([&] { EXPECT_FALSE(setters[color](*devices().range_led_)); }),
                 kRangeLedTexts[color * 3 + step]);
     }
   }

@@ -1,12 +1,13 @@
 #pragma once
 
 #include "support/BoardFixture.h"
+#include "support/Waiting.h"
 #include "tessaline/tessaline.h"
 
 namespace tessaline_test {
 
-// A K3610 board after start-up, with an empty transcript. Nothing triggers: the
-// trigger mode is 3 and the acquisition is stopped.
+// A K3610 board after start-up, with nothing printed and an empty transcript. The
+// acquisition is stopped: no frames come.
 class StartedBoard : public BoardFixture {
  protected:
   StartedBoard() : BoardFixture("K3610") {}
@@ -17,6 +18,7 @@ class StartedBoard : public BoardFixture {
     log_set_quiet(true);
     ASSERT_EQ(RegisterHardwareInit(), 0);
     tessaline_board_transcript_clear();
+    Printed();
   }
 };
 

@@ -16,13 +16,15 @@
 #include <thread>
 #include <vector>
 
-#include "support/BoardFixture.h"
+#include "api/StartedBoard.h"
 #include "tessaline/board.h"
 #include "tessaline/signal_handler.h"
 #include "tessaline/tessaline.h"
 
 namespace {
 
+using std::chrono::milliseconds;
+using tessaline_test::ReallyWait;
 using tessaline_test::Wrote;
 
 namespace fpga = VeltranoSDK::fpga;
@@ -129,7 +131,7 @@ TEST(Sigint, EndsTheProcessWhileFramesArrive) {
                SetCollectMode(0);
                SetTriMode(0);
                SetGlobalControl(1);
-               std::this_thread::sleep_for(std::chrono::milliseconds(100));
+               ReallyWait(milliseconds(100));
                kill(getpid(), SIGINT);
                pause();
              }),
@@ -142,7 +144,7 @@ TEST(Sigint, EndsTheProcessInTheMiddleOfRegisterAccesses) {
     ExpectExit(InAChild([round] {
                  StartUp();
                  std::thread([round] {
-                   std::this_thread::sleep_for(std::chrono::milliseconds(5 + round));
+                   ReallyWait(milliseconds(5 + round));
                    kill(getpid(), SIGINT);
                  }).detach();
                  for (unsigned int i = 0;; ++i) SetTriSpacing(i);

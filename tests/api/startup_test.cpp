@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <thread>
 
 #include "api/StartedBoard.h"
 #include "support/LoggedErrors.h"
@@ -17,8 +16,10 @@ namespace {
 
 using std::chrono::milliseconds;
 using tessaline_test::BoardFixture;
+using tessaline_test::Eventually;
 using tessaline_test::LoggedErrors;
 using tessaline_test::Read;
+using tessaline_test::ReallyWait;
 using tessaline_test::Slept;
 using tessaline_test::StartedBoard;
 using tessaline_test::Wrote;
@@ -35,12 +36,6 @@ namespace fpga = VeltranoSDK::fpga;
 using Lines = std::vector<std::string>;
 
 std::atomic<bool> mutex_init_fails = false;
-
-template <typename Condition>
-bool Eventually(Condition condition) {
-  for (int i = 0; i < 2000 && !condition(); ++i) std::this_thread::sleep_for(milliseconds(1));
-  return condition();
-}
 
 class Startup : public BoardFixture {
  protected:
@@ -194,12 +189,20 @@ tessaline_event_handler Generic(Handler handler) {
   return reinterpret_cast<tessaline_event_handler>(handler);
 }
 
-TEST_F(StartedBoard, DeliversAnImagePerTrigger) {
-  RegisterEventHandler(TESSALINE_EVENT_IMAGE, Generic(OnImage));
-  RegisterEventHandler(TESSALINE_EVENT_STRIP, Generic(OnStrips));
+// In external mode with a silent input, the software alone triggers.
+void TriggerOnce() {
+  SetTriMode(2);
   SetGlobalControl(1);
   TricontrolSWTrigger();
+}
+
+TEST_F(StartedBoard, DeliversOneImagePerTrigger) {
+  RegisterEventHandler(TESSALINE_EVENT_IMAGE, Generic(OnImage));
+  RegisterEventHandler(TESSALINE_EVENT_STRIP, Generic(OnStrips));
+  TriggerOnce();
   EXPECT_TRUE(Eventually([] { return image.calls == 1; }));
+  ReallyWait(milliseconds(50));
+  EXPECT_EQ(image.calls, 1u);
   EXPECT_EQ(image.first, 1456u);
   EXPECT_EQ(image.second, 1088u);
   EXPECT_EQ(strips.calls, 0u);
@@ -210,8 +213,7 @@ TEST_F(StartedBoard, DeliversStripsInCollectModeZero) {
   RegisterEventHandler(TESSALINE_EVENT_STRIP, Generic(OnStrips));
   tessaline_board_set_strips_per_buffer(1);
   SetCollectMode(0);
-  SetGlobalControl(1);
-  TricontrolSWTrigger();
+  TriggerOnce();
   EXPECT_TRUE(Eventually([] { return strips.calls == 1; }));
   EXPECT_EQ(strips.first, 1u);
   EXPECT_GE(strips.second, 32u);
@@ -223,8 +225,7 @@ TEST_F(StartedBoard, CountsStripsNobodyTakes) {
   RegisterEventHandler(TESSALINE_EVENT_STRIP, nullptr);
   tessaline_board_set_strips_per_buffer(1);
   SetCollectMode(0);
-  SetGlobalControl(1);
-  TricontrolSWTrigger();
+  TriggerOnce();
   EXPECT_TRUE(Eventually([] { return GetStripReleaseNum() == 1; }));
   EXPECT_EQ(strips.calls, 0u);
   EXPECT_EQ(ResetStripReleaseNum(), 0);
@@ -233,23 +234,21 @@ TEST_F(StartedBoard, CountsStripsNobodyTakes) {
 
 TEST_F(StartedBoard, IgnoresAHandlerOfNoEvent) {
   for (const int type : {-1, 4, 7}) RegisterEventHandler(type, Generic(OnImage));
-  SetGlobalControl(1);
-  TricontrolSWTrigger();
-  std::this_thread::sleep_for(milliseconds(100));
+  TriggerOnce();
+  ReallyWait(milliseconds(100));
   EXPECT_EQ(image.calls, 0u);
 }
 
+// An image on its way while the acquisition stops.
 TEST_F(StartedBoard, DropsImagesFromBeforeTheStop) {
   RegisterEventHandler(TESSALINE_EVENT_IMAGE, Generic(OnImage));
-  SetGlobalControl(1);
-  // The line lies far ahead: everything up to there is old.
-  Set(fpga::TIMER_COUNTER_H, 0x1000);
+  tessaline_board_frame_fault(0, TESSALINE_BOARD_FRAME_LATE, 0, 1);
+  TriggerOnce();
   SetGlobalControl(0);
-  Set(fpga::TIMER_COUNTER_H, 0);
-  SetGlobalControl(1);
-  TricontrolSWTrigger();
-  std::this_thread::sleep_for(milliseconds(100));
-  EXPECT_EQ(image.calls, 0u);
+  TriggerOnce();
+  EXPECT_TRUE(Eventually([] { return image.calls == 1; }));
+  ReallyWait(milliseconds(200));
+  EXPECT_EQ(image.calls, 1u);
 }
 
 }  // namespace

@@ -10,30 +10,34 @@
 namespace tessaline_test {
 
 // The ERROR messages of the process from construction on, "file: message" each.
-// One a process: sinks cannot be removed.
 class LoggedErrors {
  public:
   LoggedErrors() {
     log_set_quiet(true);
-    log_add_callback(&Remember, this, LOG_ERROR);
+    log_add_callback(&Remember, &kept_, LOG_ERROR);
   }
 
   std::vector<std::string> lines() const {
-    const std::lock_guard lock(mutex_);
-    return lines_;
+    const std::lock_guard lock(kept_.mutex);
+    return kept_.lines;
   }
 
  private:
+  struct Kept {
+    std::mutex mutex;
+    std::vector<std::string> lines;
+  };
+
   static void Remember(log_Event* ev) {
-    auto* self = static_cast<LoggedErrors*>(ev->udata);
+    auto* kept = static_cast<Kept*>(ev->udata);
     char text[512];
     vsnprintf(text, sizeof text, ev->fmt, ev->ap);
-    const std::lock_guard lock(self->mutex_);
-    self->lines_.push_back(std::string(ev->file) + ": " + text);
+    const std::lock_guard lock(kept->mutex);
+    kept->lines.push_back(std::string(ev->file) + ": " + text);
   }
 
-  mutable std::mutex mutex_;
-  std::vector<std::string> lines_;
+  // Sinks cannot be removed, and threads may log to the very end: never destroyed.
+  Kept& kept_ = *new Kept;
 };
 
 }  // namespace tessaline_test

@@ -1,0 +1,477 @@
+// The three flavours of capture device against the virtual board: what they ask
+// of the driver, what they hand out, and what they say when it refuses.
+#include <errno.h>
+#include <gmock/gmock.h>
+#include <sys/mman.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cstring>
+#include <memory>
+#include <typeinfo>
+
+#include "Devices/ReservedMemory.h"
+#include "Devices/UdmaBuf.h"
+#include "Devices/V4l2BufFactory.h"
+#include "Devices/V4l2Fd.h"
+#include "Devices/V4l2FdUserPtr.h"
+#include "Devices/V4l2FdUserPtrSync.h"
+#include "Runnable/Runnable.h"
+#include "support/BoardFixture.h"
+#include "support/FrameSource.h"
+#include "support/LoggedLines.h"
+#include "support/Waiting.h"
+
+namespace {
+
+using namespace VeltranoSDK;           // NOLINT(google-build-using-namespace)
+using namespace VeltranoSDK::DevFOps;  // NOLINT(google-build-using-namespace)
+using namespace tessaline_test;        // NOLINT(google-build-using-namespace)
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::SizeIs;
+using Lines = std::vector<std::string>;
+
+constexpr unsigned kWidth = 1024;
+constexpr unsigned kHeight = 640;
+constexpr std::size_t kBytes = std::size_t{kWidth} * kHeight;
+
+enum class Flavour { kFd, kUserPtr, kUserPtrSync };
+
+struct FlavourCase {
+  Flavour flavour;
+  const char* file;
+};
+
+void PrintTo(const FlavourCase& flavour, std::ostream* out) { *out << flavour.file; }
+
+// 0 where the bytes are all zero.
+std::size_t NonZero(const std::byte* data, std::size_t size) {
+  return size - static_cast<std::size_t>(std::count(data, data + size, std::byte{0}));
+}
+
+Lines EventsOf(const Lines& events, std::string_view device) {
+  Lines found;
+  for (const std::string& event : events) {
+    if (event.starts_with(device)) found.push_back(event);
+  }
+  return found;
+}
+
+class V4l2 : public BoardFixture {
+ protected:
+  V4l2() : BoardFixture("K3610") {}
+
+  void SetUp() override {
+    BoardFixture::SetUp();
+    FrameSource::Prepare();
+    FrameSource::Route(FrameSource::kStrips);
+    tessaline_board_transcript_clear();
+  }
+
+  // Before its memory is gone, the FPGA must let go of it.
+  void TearDown() override {
+    for (const auto& device : devices_) {
+      device->StreamOff();
+      device->Close();
+    }
+    BoardFixture::TearDown();
+  }
+
+  template <typename Device>
+  Device& Add() {
+    auto device = std::make_unique<Device>();
+    Device& plain = *device;
+    devices_.push_back(std::move(device));
+    return plain;
+  }
+
+  static void Start(V4l2Base& device, unsigned count = 4) {
+    ASSERT_TRUE(device.Open("/dev/video1"));
+    ASSERT_TRUE(device.SetFmt(kWidth, kHeight));
+    ASSERT_TRUE(device.ReqBufs(count));
+    ASSERT_TRUE(device.StreamOn());
+  }
+
+  LoggedLines log{LOG_ERROR};
+
+ private:
+  std::vector<std::unique_ptr<V4l2Base>> devices_;
+};
+
+class V4l2Flavour : public V4l2, public testing::WithParamInterface<FlavourCase> {
+ protected:
+  std::string Logged(const std::string& text) const {
+    return std::string("ERROR Devices/") + GetParam().file + ": " + text;
+  }
+
+  V4l2Base* const device = Make();
+
+ private:
+  V4l2Base* Make() {
+    switch (GetParam().flavour) {
+      case Flavour::kUserPtr:
+        return &Add<V4l2FdUserPtr>();
+      case Flavour::kUserPtrSync:
+        return &Add<V4l2FdUserPtrSync>();
+      default:
+        return &Add<V4l2Fd>();
+    }
+  }
+};
+
+INSTANTIATE_TEST_SUITE_P(Flavours, V4l2Flavour,
+                         testing::Values(FlavourCase{Flavour::kFd, "V4l2Fd.cpp"},
+                                         FlavourCase{Flavour::kUserPtr, "V4l2FdUserPtr.cpp"},
+                                         FlavourCase{Flavour::kUserPtrSync,
+                                                     "V4l2FdUserPtrSync.cpp"}));
+
+TEST_P(V4l2Flavour, SetsTheStreamUpInTheDriversOrder) {
+  Start(*device, 2);
+  const std::string memory = GetParam().flavour == Flavour::kFd ? "MMAP" : "USERPTR";
+  Lines expected{"video1 open", "video1 VIDIOC_QUERYCAP", "video1 VIDIOC_TRY_FMT 1024x640 GREY",
+                 "video1 VIDIOC_S_FMT 1024x640 GREY",
+                 "video1 VIDIOC_REQBUFS " + memory + " 2 -> 2"};
+  for (const std::string index : {"0", "1"}) {
+    expected.push_back("video1 VIDIOC_QUERYBUF " + index);
+    if (GetParam().flavour == Flavour::kFd) expected.push_back("video1 mmap");
+    expected.push_back("video1 VIDIOC_QBUF " + index);
+  }
+  expected.push_back("video1 VIDIOC_STREAMON");
+  Lines events = EventsOf(Events(), "video1 ");
+  for (std::string& event : events) {
+    for (const char* longer : {"video1 open", "video1 mmap"}) {
+      if (event.starts_with(longer)) event = longer;  // the rest is the board's way of telling
+    }
+  }
+  EXPECT_EQ(events, expected);
+  EXPECT_THAT(log.Take(), IsEmpty());
+}
+
+TEST_P(V4l2Flavour, HandsOutWhatTheFpgaWrote) {
+  Start(*device);
+  FrameSource::Trigger(true);
+  std::uint64_t last_id = 0;
+  for (int buffer = 0; buffer < 40; ++buffer) {
+    const std::byte* data = device->DqBuf();
+    ASSERT_NE(data, nullptr);
+    ASSERT_GE(device->BufferSize(), kBytes);
+    std::uint64_t id, count;
+    memcpy(&id, data, sizeof id);
+    memcpy(&count, data + kBytes - 8, sizeof count);
+    EXPECT_EQ(count, 10u);
+    EXPECT_GT(id, last_id);
+    EXPECT_LT(device->Index(), 4u);
+    last_id = id;
+    ASSERT_TRUE(device->QBuf());
+  }
+  EXPECT_THAT(log.Take(), IsEmpty());
+}
+
+TEST_P(V4l2Flavour, ClearsTheMarkerOfABufferGivenBackByIndex) {
+  Start(*device);
+  FrameSource::Trigger(true);
+  unsigned index = 99;
+  std::byte* data = device->DqBuf(index);
+  ASSERT_NE(data, nullptr);
+  EXPECT_EQ(index, device->Index());
+  FrameSource::Trigger(false);
+  const std::size_t marker = device->BufferSize() - 8;
+  memset(data + marker - 8, 0xFF, 16);
+  EXPECT_TRUE(device->QBuf(index));
+  EXPECT_EQ(NonZero(data + marker, 8), 0u);
+  EXPECT_EQ(NonZero(data + marker - 8, 8), 8u);
+}
+
+TEST_P(V4l2Flavour, LeavesTheMarkerOfABufferGivenBackWithoutIndex) {
+  Start(*device);
+  FrameSource::Trigger(true);
+  std::byte* data = device->DqBuf();
+  ASSERT_NE(data, nullptr);
+  FrameSource::Trigger(false);
+  memset(data + device->BufferSize() - 8, 0xFF, 8);
+  EXPECT_TRUE(device->QBuf());
+  EXPECT_EQ(NonZero(data + device->BufferSize() - 8, 8), 8u);
+}
+
+TEST_P(V4l2Flavour, RefusesABufferItDoesNotHave) {
+  const Lines refused{Logged("v4l2 VIDIOC_QBUF failed: Invalid argument")};
+  EXPECT_FALSE(device->QBuf());
+  EXPECT_EQ(log.Take(), refused);
+  EXPECT_FALSE(device->QBuf(0));
+  EXPECT_EQ(log.Take(), refused);
+  Start(*device);
+  EXPECT_FALSE(device->QBuf(3)) << "that one is the driver's";
+  EXPECT_EQ(log.Take(), refused);
+  EXPECT_FALSE(device->QBuf(4));
+  EXPECT_FALSE(device->QBuf(0xFFFFFFFF));
+  EXPECT_FALSE(device->QBuf());
+  log.Take();
+
+  FrameSource::Trigger(true);
+  unsigned index = 0;
+  ASSERT_NE(device->DqBuf(index), nullptr);
+  EXPECT_TRUE(device->QBuf(index));
+  EXPECT_FALSE(device->QBuf(index)) << "given back twice";
+  ASSERT_NE(device->DqBuf(), nullptr);
+  EXPECT_TRUE(device->QBuf());
+  EXPECT_FALSE(device->QBuf()) << "given back twice";
+}
+
+TEST_P(V4l2Flavour, ZeroesAllBuffers) {
+  Start(*device);
+  FrameSource::Trigger(true);
+  std::byte* data = device->DqBuf();
+  ASSERT_NE(data, nullptr);
+  FrameSource::Trigger(false);
+  EXPECT_NE(NonZero(data, device->BufferSize()), 0u);
+  device->ClearBuf();
+  EXPECT_EQ(NonZero(data, device->BufferSize()), 0u);
+}
+
+TEST_P(V4l2Flavour, SaysWhyItCannotOpen) {
+  tessaline_board_fault("video1", "open", 0, 1, EACCES);
+  EXPECT_FALSE(device->Open("/dev/video1"));
+  EXPECT_THAT(log.Take(), ElementsAre(Logged("v4l2 open file failed: Permission denied")));
+  tessaline_board_fault("video1", "VIDIOC_QUERYCAP", 0, 1, ENOTTY);
+  EXPECT_FALSE(device->Open("/dev/video1"));
+  EXPECT_THAT(log.Take(), ElementsAre(Logged("v4l2 VIDIOC_QUERYCAP failed")));
+  EXPECT_TRUE(device->Close());
+  EXPECT_TRUE(device->Close());
+}
+
+TEST_P(V4l2Flavour, SaysWhyItCannotDoWithoutADevice) {
+  EXPECT_FALSE(device->SetFmt(100, 200));
+  EXPECT_EQ(device->DqBuf(), nullptr);
+  EXPECT_FALSE(device->StreamOn());
+  EXPECT_FALSE(device->StreamOff());
+  device->ClearBuf();
+  EXPECT_EQ(device->BufferSize(), 0u);
+  EXPECT_THAT(
+      log.Take(),
+      ElementsAre(Logged("v4l2 VIDIOC_TRY_FMT failed: Bad file descriptor, width100, height200"),
+                  Logged("v4l2 VIDIOC_DQBUF failed: Bad file descriptor"),
+                  Logged("v4l2 VIDIOC_STREAMON failed: Bad file descriptor"),
+                  Logged("v4l2 VIDIOC_STREAMON failed: Bad file descriptor")));
+}
+
+TEST_P(V4l2Flavour, SaysWhichRequestTheDriverRefused) {
+  ASSERT_TRUE(device->Open("/dev/video1"));
+  tessaline_board_fault("video1", "VIDIOC_TRY_FMT", 0, 1, EIO);
+  EXPECT_FALSE(device->SetFmt(kWidth, kHeight));
+  tessaline_board_fault("video1", "VIDIOC_S_FMT", 0, 1, EBUSY);
+  EXPECT_FALSE(device->SetFmt(kWidth, kHeight));
+  EXPECT_TRUE(device->SetFmt(kWidth, kHeight));
+  tessaline_board_fault("video1", "VIDIOC_REQBUFS", 0, 1, ENOMEM);
+  EXPECT_FALSE(device->ReqBufs(4));
+  tessaline_board_fault("video1", "VIDIOC_QUERYBUF", 2, 1, EINVAL);
+  EXPECT_FALSE(device->ReqBufs(4));
+  tessaline_board_fault("video1", "VIDIOC_QBUF", 1, 1, EIO);
+  EXPECT_FALSE(device->ReqBufs(4));
+  tessaline_board_fault("video1", "VIDIOC_STREAMON", 0, 1, EPIPE);
+  EXPECT_FALSE(device->StreamOn());
+  tessaline_board_fault("video1", "VIDIOC_STREAMOFF", 0, 1, EIO);
+  EXPECT_FALSE(device->StreamOff());
+  EXPECT_THAT(
+      log.Take(),
+      ElementsAre(Logged("v4l2 VIDIOC_TRY_FMT failed: Input/output error, width1024, height640"),
+                  Logged("v4l2 VIDIOC_S_FMT failed: Device or resource busy, width1024, height640"),
+                  Logged("v4l2 VIDIOC_REQBUFS failed: Cannot allocate memory"),
+                  Logged("v4l2 VIDIOC_QUERYBUF failed: Invalid argument"),
+                  Logged("v4l2 VIDIOC_QBUF failed: Input/output error"),
+                  Logged("v4l2 VIDIOC_STREAMON failed: Broken pipe"),
+                  Logged("v4l2 VIDIOC_STREAMON failed: Input/output error")));
+  EXPECT_TRUE(device->Close());
+}
+
+TEST_P(V4l2Flavour, AFailedDequeueHandsOutNothing) {
+  Start(*device);
+  FrameSource::Trigger(true);
+  ASSERT_NE(device->DqBuf(), nullptr);
+  ASSERT_TRUE(device->QBuf());
+  tessaline_board_fault("video1", "VIDIOC_DQBUF", 0, 2, EIO);
+  EXPECT_EQ(device->DqBuf(), nullptr);
+  unsigned index = 77;
+  EXPECT_EQ(device->DqBuf(index), nullptr);
+  EXPECT_EQ(index, 77u);
+  EXPECT_FALSE(device->QBuf()) << "there is no buffer to give back";
+  EXPECT_NE(device->DqBuf(), nullptr);
+}
+
+TEST_P(V4l2Flavour, LeaksNeitherDescriptorsNorMappings) {
+  const int before = OpenDescriptors();
+  for (int round = 0; round < 20; ++round) {
+    Start(*device);
+    ASSERT_TRUE(device->StreamOff());
+    ASSERT_TRUE(device->Close());
+    ASSERT_EQ(OpenDescriptors(), before);
+  }
+}
+
+TEST_P(V4l2Flavour, AThreadBlockedInTheDriverCanBeCancelled) {
+  class Dequeuer final : public Utility::Runnable {
+   public:
+    explicit Dequeuer(V4l2Base& device) : device_(device) {}
+    std::atomic<int> dequeued{0};
+
+   private:
+    void LoopRun() override {
+      if (device_.DqBuf() == nullptr) return;
+      ++dequeued;
+      device_.QBuf();
+    }
+    V4l2Base& device_;
+  };
+
+  Start(*device);
+  for (int round = 0; round < 20; ++round) {
+    const auto dequeuer = std::make_shared<Dequeuer>(*device);
+    dequeuer->Start();
+    dequeuer->Detach();
+    if (round % 2 == 0) {  // blocked for ever, or in the middle of the stream
+      ReallyWait(std::chrono::milliseconds(2));
+    } else {
+      FrameSource::Trigger(true);
+      ASSERT_TRUE(Eventually([&] { return dequeuer->dequeued > 3; }));
+    }
+    dequeuer->Cancel();
+    ASSERT_TRUE(dequeuer->WaitUntilGone(10000));
+    FrameSource::Trigger(false);
+  }
+  ASSERT_TRUE(device->StreamOff());
+  ASSERT_TRUE(device->Close());
+}
+
+TEST_F(V4l2, UserBuffersLieOneAfterAnotherWithASpareBehind) {
+  auto& device = Add<V4l2FdUserPtr>();
+  ASSERT_TRUE(device.Open("/dev/video1"));
+  ASSERT_TRUE(device.SetFmt(2048, 1088));
+  ASSERT_TRUE(device.ReqBufs(4));
+  const std::size_t frame = 2048 * 1088;
+  EXPECT_THAT(EventsOf(Events(), "udmabuf0 mmap"),
+              ElementsAre("udmabuf0 mmap " + std::to_string(5 * frame) + " at 0"));
+  ASSERT_TRUE(device.StreamOn());
+  FrameSource::Trigger(true);
+  std::array<std::byte*, 4> data{};
+  for (int i = 0; i < 4; ++i) {
+    unsigned index = 0;
+    std::byte* buffer = device.DqBuf(index);
+    ASSERT_NE(buffer, nullptr);
+    data.at(index) = buffer;
+    EXPECT_EQ(device.BufferSize(), frame);
+  }
+  for (std::size_t i = 1; i < 4; ++i) EXPECT_EQ(data[i], data[0] + i * frame);
+}
+
+TEST_F(V4l2, OnlyTheSynchronisingFlavourSynchronises) {
+  auto& device = Add<V4l2FdUserPtrSync>();
+  Start(device);
+  FrameSource::Trigger(true);
+  const auto syncs = [] {
+    Lines found;
+    for (const std::string& event : Events()) {
+      if (event.find("sync_") != std::string::npos && event.find("write") != std::string::npos) {
+        found.push_back(event.substr(event.find("sync_")));
+      }
+    }
+    return found;
+  };
+  tessaline_board_transcript_clear();
+  unsigned index = 0;
+  ASSERT_NE(device.DqBuf(index), nullptr);
+  ASSERT_TRUE(device.QBuf(index));
+  EXPECT_THAT(syncs(), IsEmpty());
+
+  ASSERT_NE(device.DqBuf(), nullptr);
+  EXPECT_THAT(syncs(), SizeIs(5));
+  ASSERT_TRUE(device.QBuf());
+  EXPECT_THAT(syncs(), SizeIs(10));
+}
+
+TEST_F(V4l2, WithoutADmaAreaNothingIsGivenToTheDriver) {
+  auto& device = Add<V4l2FdUserPtr>();
+  ASSERT_TRUE(device.Open("/dev/video1"));
+  ASSERT_TRUE(device.SetFmt(kWidth, kHeight));
+  tessaline_board_fault("udmabuf0", "mmap", 0, 1, ENOMEM);
+  EXPECT_FALSE(device.ReqBufs(4));
+  EXPECT_THAT(log.Take(), ElementsAre("ERROR Devices/UdmaBuf.cpp: UdmaBuf mmap failed!"));
+  EXPECT_THAT(EventsOf(Events(), "video1 VIDIOC_QBUF"), IsEmpty());
+  device.ClearBuf();
+  EXPECT_TRUE(device.Close());
+}
+
+TEST_F(V4l2, MmapRefusalIsTold) {
+  auto& device = Add<V4l2Fd>();
+  ASSERT_TRUE(device.Open("/dev/video1"));
+  ASSERT_TRUE(device.SetFmt(kWidth, kHeight));
+  tessaline_board_fault("video1", "mmap", 1, 1, ENOMEM);
+  EXPECT_FALSE(device.ReqBufs(4));
+  EXPECT_THAT(log.Take(), ElementsAre("ERROR Devices/V4l2Fd.cpp: v4l2 mmap failed!"));
+  device.ClearBuf();
+  EXPECT_TRUE(device.Close());
+}
+
+TEST_F(V4l2, TheFactoryChoosesByFamily) {
+  for (int series = -1; series <= 11; ++series) {
+    const auto device = V4l2BufFactory::CreateV4l2BufBySeries(static_cast<SeriesNumber>(series));
+    ASSERT_NE(device, nullptr);
+    const V4l2Base& made = *device;
+    if (series == kSeries24) {
+      EXPECT_EQ(typeid(made), typeid(V4l2FdUserPtrSync));
+    } else if (series == kSeries25) {
+      EXPECT_EQ(typeid(made), typeid(V4l2FdUserPtr));
+    } else {
+      EXPECT_EQ(typeid(made), typeid(V4l2Fd));
+    }
+  }
+}
+
+TEST_F(V4l2, ADmaAreaSaysWhatItLacksAndGoesOn) {
+  tessaline_board_unplug();
+  UdmaBuf area(0, 4096);
+  EXPECT_FALSE(area.IsMapped());
+  area.ClearBuf();
+  area.Sync(8, 0, UdmaBuf::kToDevice);
+  area.SetSyncMode(3);
+  const std::string from = "ERROR Devices/UdmaBuf.cpp: ";
+  EXPECT_THAT(log.Take(),
+              ElementsAre(from + "UdmaBuf mmap!", from + "UdmaBuf mmap failed!",
+                          from + "sync_offset open failed!", from + "sync_size open failed!",
+                          from + "sync_direction open failed!", from + "sync_for_cpu open failed!",
+                          from + "sync_for_device open failed!", from + "SetSyncMode failed!"));
+}
+
+TEST_F(V4l2, ADmaAreaIsZeroAndSynchronisesInOrder) {
+  {
+    UdmaBuf dirty(0, 4096);
+    memset(dirty.GetMappAddr(), 0xAA, 4096);
+  }
+  UdmaBuf area(0, 4096);
+  ASSERT_TRUE(area.IsMapped());
+  auto* data = static_cast<std::byte*>(area.GetMappAddr());
+  EXPECT_EQ(NonZero(data, 4096), 0u);
+  tessaline_board_transcript_clear();
+  area.Sync(8, 4088, UdmaBuf::kToDevice);
+  area.Sync(4096, 0, UdmaBuf::kFromDevice);
+  area.SetSyncMode(7);
+  Lines seen;
+  for (const std::string& event : Events()) {
+    const std::size_t at = event.find("sync_");
+    if (at != std::string::npos) seen.push_back(event);
+  }
+  EXPECT_GE(seen.size(), 11u);
+}
+
+TEST_F(V4l2, ReservedMemoryMapsAPhysicalRange) {
+  ReservedMemory range(fpga::kZynqRegions.image, 4096);
+  EXPECT_NE(range.GetMappAddr(), MAP_FAILED);
+  tessaline_board_fault("*", "open", 0, 1, EACCES);
+  ReservedMemory denied(fpga::kZynqRegions.image, 4096);
+  EXPECT_EQ(denied.GetMappAddr(), MAP_FAILED);
+  EXPECT_THAT(log.Take(),
+              ElementsAre("ERROR Devices/ReservedMemory.cpp: ReservedMemory mmap!",
+                          "ERROR Devices/ReservedMemory.cpp: ReservedMemory mmap failed!"));
+}
+
+}  // namespace
