@@ -2,9 +2,7 @@
 // dequeue loop on the same virtual device. Each measurement is a process of its
 // own, because a device has one owner and the library starts once.
 
-#include <dlfcn.h>
 #include <fcntl.h>
-#include <link.h>
 #include <linux/videodev2.h>
 #include <sys/ioctl.h>
 #include <sys/mman.h>
@@ -20,13 +18,12 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <new>
 #include <string>
 #include <string_view>
 #include <thread>
 #include <vector>
 
-extern "C" void* __libc_malloc(std::size_t);
+#include "support/LibraryAllocations.h"
 
 namespace {
 
@@ -37,45 +34,7 @@ constexpr auto kWarmUp = std::chrono::milliseconds(500);
 constexpr auto kMeasured = std::chrono::seconds(2);
 constexpr int kRounds = 3;
 
-// Where the library's code lies: the virtual board allocates too, on the same
-// thread, and must not be counted.
-std::uintptr_t library_begin = 0;
-std::uintptr_t library_end = 0;
-std::atomic<std::uint64_t> library_allocations{0};
 std::atomic<std::uint64_t> frames{0};
-
-void CountAllocation(void* caller) {
-  const auto address = reinterpret_cast<std::uintptr_t>(caller);
-  if (address >= library_begin && address < library_end) ++library_allocations;
-}
-
-int FindLibrary(dl_phdr_info* info, std::size_t, void*) {
-  if (std::string_view(info->dlpi_name).find("libtessaline.so") == std::string_view::npos) return 0;
-  for (int i = 0; i < info->dlpi_phnum; ++i) {
-    if (info->dlpi_phdr[i].p_type != PT_LOAD || (info->dlpi_phdr[i].p_flags & PF_X) == 0) continue;
-    library_begin = info->dlpi_addr + info->dlpi_phdr[i].p_vaddr;
-    library_end = library_begin + info->dlpi_phdr[i].p_memsz;
-  }
-  return 1;
-}
-
-}  // namespace
-
-#pragma GCC visibility push(default)
-void* operator new(std::size_t size) {
-  CountAllocation(__builtin_return_address(0));
-  if (void* memory = __libc_malloc(size)) return memory;
-  throw std::bad_alloc();
-}
-void operator delete(void* memory) noexcept { free(memory); }
-void operator delete(void* memory, std::size_t) noexcept { free(memory); }
-extern "C" void* malloc(std::size_t size) {
-  CountAllocation(__builtin_return_address(0));
-  return __libc_malloc(size);
-}
-#pragma GCC visibility pop
-
-namespace {
 
 struct Measurement {
   double frames_per_second;
@@ -96,11 +55,11 @@ Measurement Measure() {
   std::this_thread::sleep_for(kWarmUp);
   const auto start = Clock::now();
   const std::uint64_t first = frames;
-  const std::uint64_t allocations = library_allocations;
+  const std::uint64_t allocations = LibraryAllocations();
   std::this_thread::sleep_for(kMeasured);
   const auto delivered = static_cast<double>(frames - first);
   const double seconds = std::chrono::duration<double>(Clock::now() - start).count();
-  return {delivered / seconds, static_cast<double>(library_allocations - allocations) / delivered};
+  return {delivered / seconds, static_cast<double>(LibraryAllocations() - allocations) / delivered};
 }
 
 void OnImage(unsigned, unsigned, void*) { ++frames; }
@@ -198,6 +157,7 @@ Measurement Bare(bool images) {
 Measurement InOwnProcess(Measurement (*measure)(bool), bool images) {
   int ends[2];
   if (pipe(ends) != 0) std::exit(1);
+  std::fflush(stdout);
   const pid_t child = fork();
   if (child == 0) {
     std::freopen("/dev/null", "w", stdout);
@@ -239,8 +199,7 @@ void Compare(const char* what, bool images) {
 }  // namespace
 
 int main() {
-  dl_iterate_phdr(FindLibrary, nullptr);
-  if (library_begin == 0) {
+  if (!FindLibraryCode()) {
     std::fprintf(stderr, "libtessaline.so is not loaded\n");
     return 1;
   }

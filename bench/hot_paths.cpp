@@ -202,8 +202,7 @@ template <typename Function, typename... Args>
 benchmark::internal::Benchmark* Register(const std::string& name, Function function, Args... args) {
   return benchmark::RegisterBenchmark(name.c_str(),
                                       [=](benchmark::State& state) { function(state, args...); })
-      ->Repetitions(kRepetitions)
-      ->UseRealTime();
+      ->Repetitions(kRepetitions);
 }
 
 }  // namespace

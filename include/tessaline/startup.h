@@ -39,8 +39,8 @@ extern "C" {
  * | K4010 .. K4040, other K40...   | 25     | e2v Flash 4K   |                           |
  * | K40... with arm_rebuild        | 25     | e2v Flash 4K   | see below                 |
  *
- * arm_rebuild: points are reconstructed by the processor, and strips carry 2, 4
- * or 8 bytes a point; see SetBrFlag() and SetContinuousFlag().
+ * arm_rebuild: the processor reconstructs the points, and strips carry 2 bytes a
+ * point; on series 24 and 25 more with SetBrFlag() and SetContinuousFlag().
  *
  * The first code of a known series is final for the process; a later one only
  * changes the stored model text. A code of no known series, when none is selected

@@ -30,7 +30,6 @@ using namespace VeltranoSDK::DevFOps;  // NOLINT(google-build-using-namespace)
 using namespace tessaline_test;        // NOLINT(google-build-using-namespace)
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using ::testing::SizeIs;
 using Lines = std::vector<std::string>;
 
 constexpr unsigned kWidth = 1024;
@@ -57,6 +56,15 @@ Lines EventsOf(const Lines& events, std::string_view device) {
     if (event.starts_with(device)) found.push_back(event);
   }
   return found;
+}
+
+// What was written to the DMA area's attribute files: "sync_size 8".
+Lines Attributes(const Lines& events) {
+  Lines written;
+  for (const std::string& event : EventsOf(events, "udmabuf0 write ")) {
+    written.push_back(event.substr(event.find("sync_")));
+  }
+  return written;
 }
 
 class V4l2 : public BoardFixture {
@@ -130,7 +138,7 @@ INSTANTIATE_TEST_SUITE_P(Flavours, V4l2Flavour,
 TEST_P(V4l2Flavour, SetsTheStreamUpInTheDriversOrder) {
   Start(*device, 2);
   const std::string memory = GetParam().flavour == Flavour::kFd ? "MMAP" : "USERPTR";
-  Lines expected{"video1 open", "video1 VIDIOC_QUERYCAP", "video1 VIDIOC_TRY_FMT 1024x640 GREY",
+  Lines expected{"video1 VIDIOC_QUERYCAP", "video1 VIDIOC_TRY_FMT 1024x640 GREY",
                  "video1 VIDIOC_S_FMT 1024x640 GREY",
                  "video1 VIDIOC_REQBUFS " + memory + " 2 -> 2"};
   for (const std::string index : {"0", "1"}) {
@@ -141,9 +149,7 @@ TEST_P(V4l2Flavour, SetsTheStreamUpInTheDriversOrder) {
   expected.push_back("video1 VIDIOC_STREAMON");
   Lines events = EventsOf(Events(), "video1 ");
   for (std::string& event : events) {
-    for (const char* longer : {"video1 open", "video1 mmap"}) {
-      if (event.starts_with(longer)) event = longer;  // the rest is the board's way of telling
-    }
+    if (event.starts_with("video1 mmap")) event = "video1 mmap";
   }
   EXPECT_EQ(events, expected);
   EXPECT_THAT(log.Take(), IsEmpty());
@@ -160,7 +166,8 @@ TEST_P(V4l2Flavour, HandsOutWhatTheFpgaWrote) {
     std::uint64_t id, count;
     memcpy(&id, data, sizeof id);
     memcpy(&count, data + kBytes - 8, sizeof count);
-    EXPECT_EQ(count, 10u);
+    EXPECT_GE(count, 1u);
+    EXPECT_LE(count, 10u);
     EXPECT_GT(id, last_id);
     EXPECT_LT(device->Index(), 4u);
     last_id = id;
@@ -368,25 +375,23 @@ TEST_F(V4l2, OnlyTheSynchronisingFlavourSynchronises) {
   auto& device = Add<V4l2FdUserPtrSync>();
   Start(device);
   FrameSource::Trigger(true);
-  const auto syncs = [] {
-    Lines found;
-    for (const std::string& event : Events()) {
-      if (event.find("sync_") != std::string::npos && event.find("write") != std::string::npos) {
-        found.push_back(event.substr(event.find("sync_")));
-      }
-    }
-    return found;
-  };
   tessaline_board_transcript_clear();
   unsigned index = 0;
   ASSERT_NE(device.DqBuf(index), nullptr);
   ASSERT_TRUE(device.QBuf(index));
-  EXPECT_THAT(syncs(), IsEmpty());
+  EXPECT_THAT(Attributes(Events()), IsEmpty());
 
+  // The whole buffer to the processor, the marker back to the device.
   ASSERT_NE(device.DqBuf(), nullptr);
-  EXPECT_THAT(syncs(), SizeIs(5));
+  const std::size_t at = kBytes * device.Index();
+  EXPECT_EQ(Attributes(Events()),
+            (Lines{"sync_offset " + std::to_string(at), "sync_size " + std::to_string(kBytes),
+                   "sync_direction 2", "sync_for_cpu 1", "sync_for_device 0"}));
+  tessaline_board_transcript_clear();
   ASSERT_TRUE(device.QBuf());
-  EXPECT_THAT(syncs(), SizeIs(10));
+  EXPECT_EQ(Attributes(Events()),
+            (Lines{"sync_offset " + std::to_string(at + kBytes - 8), "sync_size 8",
+                   "sync_direction 1", "sync_for_cpu 0", "sync_for_device 1"}));
 }
 
 TEST_F(V4l2, WithoutADmaAreaNothingIsGivenToTheDriver) {
@@ -455,12 +460,10 @@ TEST_F(V4l2, ADmaAreaIsZeroAndSynchronisesInOrder) {
   area.Sync(8, 4088, UdmaBuf::kToDevice);
   area.Sync(4096, 0, UdmaBuf::kFromDevice);
   area.SetSyncMode(7);
-  Lines seen;
-  for (const std::string& event : Events()) {
-    const std::size_t at = event.find("sync_");
-    if (at != std::string::npos) seen.push_back(event);
-  }
-  EXPECT_GE(seen.size(), 11u);
+  EXPECT_EQ(Attributes(Events()),
+            (Lines{"sync_offset 4088", "sync_size 8", "sync_direction 1", "sync_for_cpu 0",
+                   "sync_for_device 1", "sync_offset 0", "sync_size 4096", "sync_direction 2",
+                   "sync_for_cpu 1", "sync_for_device 0", "sync_mode 7"}));
 }
 
 TEST_F(V4l2, ReservedMemoryMapsAPhysicalRange) {

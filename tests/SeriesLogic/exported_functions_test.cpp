@@ -1,0 +1,203 @@
+// What the exported functions ask of the series logic and tell it.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "DeviceManager.h"
+#include "Runnable/RunnableObjectManager.h"
+#include "SeriesLogic/SeriesLogic.h"
+#include "SeriesLogic/SeriesLogicFactory.h"
+#include "SeriesLogic/StripParseProtocol.h"
+#include "support/BoardFixture.h"
+#include "support/Waiting.h"
+#include "tessaline/tessaline.h"
+
+namespace VeltranoSDK {
+namespace {
+
+using tessaline_test::BoardFixture;
+using tessaline_test::Eventually;
+using tessaline_test::Wrote;
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::Not;
+using ::testing::StartsWith;
+
+std::shared_ptr<SeriesLogic> Series() { return SeriesLogicFactory::GetSeriesLogicInstance(); }
+
+// A series logic that says what it was notified of, and when.
+class WatchedSeries : public BoardFixture {
+ protected:
+  explicit WatchedSeries(const char* model) : BoardFixture(model), model_(model) {}
+
+  void SetUp() override {
+    BoardFixture::SetUp();
+    GetLibVersion(model_);
+    log_set_quiet(true);
+    for (int n = kCollectModeChanged; n <= kStripDataModeChanged; ++n) {
+      Series()->RegisterNotificationCallback(static_cast<Notification>(n), [this, n] {
+        notified_.push_back(n);
+        events_so_far_.push_back(Events());
+      });
+    }
+  }
+
+  void BuildDevices() {
+    ASSERT_TRUE(DeviceManagerHolder::Instance()->Init());
+    tessaline_board_transcript_clear();
+  }
+
+  std::vector<int> notified_;
+  std::vector<std::vector<std::string>> events_so_far_;
+
+ private:
+  const char* model_;
+};
+
+struct K3610 : WatchedSeries {
+  K3610() : WatchedSeries("K3610") {}
+};
+
+TEST_F(K3610, StartUpNotifiesBetweenItsSteps) {
+  ASSERT_EQ(RegisterHardwareInit(), 0);
+  ASSERT_THAT(notified_, ElementsAre(kExposureConfigured, kTriggerConfigured, kSensorInitialized,
+                                     kStartupFinished));
+  const auto is_sensor = StartsWith("i2c-0 ");
+  const auto laser = StartsWith("fpga write IMAGE_BLOCK_0 LASER_CTRL");
+  const auto reset = StartsWith("fpga write IMAGE_BLOCK_0 CMOS_WORK_MODE");
+
+  const auto& exposure = events_so_far_[0];
+  EXPECT_EQ(exposure.back(), "fpga " + Wrote(fpga::EXPOSURE_NUM, 6000u << 3 | 1));
+  EXPECT_THAT(exposure, Not(Contains(reset)));
+
+  const auto& trigger = events_so_far_[1];
+  EXPECT_EQ(trigger.back(), "fpga " + Wrote(fpga::TRIGGER_CTRL, 3));
+  EXPECT_THAT(trigger, Contains(reset));
+  EXPECT_THAT(trigger, Not(Contains(is_sensor)));
+
+  const auto& sensor = events_so_far_[2];
+  EXPECT_THAT(sensor, Contains(is_sensor));
+  EXPECT_THAT(sensor, Not(Contains(laser)));
+
+  const auto& finished = events_so_far_[3];
+  EXPECT_THAT(finished, Contains(laser));
+  EXPECT_THAT(finished, Contains("video0 VIDIOC_STREAMON"));
+  EXPECT_THAT(finished, Contains("video1 VIDIOC_STREAMON"));
+}
+
+TEST_F(K3610, CollectModesAreNotifiedOnceAccepted) {
+  BuildDevices();
+  EXPECT_EQ(SetCollectMode(0), 0);
+  EXPECT_THAT(notified_, ElementsAre(kCollectModeChanged));
+  EXPECT_EQ(SetCollectMode(1), 0);
+  EXPECT_THAT(notified_,
+              ElementsAre(kCollectModeChanged, kCollectModeChanged, kExposureConfigured));
+  notified_.clear();
+  EXPECT_EQ(SetCollectMode(2), -1);
+  EXPECT_THAT(notified_, IsEmpty());
+}
+
+TEST_F(K3610, StripDataModesAreNotified) {
+  BuildDevices();
+  EXPECT_EQ(SetStripDataMode(2), 0);
+  EXPECT_THAT(notified_, ElementsAre(kStripDataModeChanged));
+  EXPECT_EQ(GetStripDataMode(), 2u);
+}
+
+TEST_F(K3610, ResetFrameIdForgetsTheLastFrame) {
+  ASSERT_EQ(RegisterHardwareInit(), 0);
+  const auto strip = RunnableObjectManagerHolder::Instance()->strip_;
+  tessaline_board_set_strips_per_buffer(1);
+  SetCollectMode(0);
+  SetTriMode(2);
+  SetGlobalControl(1);
+  TricontrolSWTrigger();
+  ASSERT_TRUE(Eventually([&] { return strip->LastFrameId() != 0; }));
+  SetGlobalControl(0);
+  EXPECT_EQ(ResetFrameID(), 0);
+  EXPECT_EQ(strip->LastFrameId(), 0u);
+}
+
+std::atomic<unsigned> bytes_of_points = 0;
+
+// One strip per buffer: bytes per point from the header's point count.
+void OnStrips(unsigned int count, unsigned int bytes, void* data) {
+  std::uint64_t points = 0;
+  memcpy(&points, static_cast<char*>(data) + 24, sizeof points);
+  if (count == 1 && points != 0) bytes_of_points = (bytes - 32) / static_cast<unsigned>(points);
+}
+
+TEST_F(K3610, WriteStrategyOneMakesPointsFourBytes) {
+  RegisterEventHandler(TESSALINE_EVENT_STRIP, reinterpret_cast<tessaline_event_handler>(OnStrips));
+  ASSERT_EQ(RegisterHardwareInit(), 0);
+  tessaline_board_set_strips_per_buffer(1);
+  OpenLaser();
+  SetLaserPower(50);
+  SetExposureTime(1, 500);
+  SetCollectMode(0);
+  SetTriMode(2);
+  SetGlobalControl(1);
+  TricontrolSWTrigger();
+  EXPECT_TRUE(Eventually([] { return bytes_of_points == 8; }));
+  EXPECT_EQ(SetStripWriteMemMode(1), 0);
+  TricontrolSWTrigger();
+  EXPECT_TRUE(Eventually([] { return bytes_of_points == 4; }));
+}
+
+struct K3920 : WatchedSeries {
+  explicit K3920(const char* model = "K3920") : WatchedSeries(model) {}
+};
+
+TEST_F(K3920, TheThresholdIsHalvedAndRoundedDown) {
+  BuildDevices();
+  EXPECT_EQ(SetRisThresholdValue(101), 0);
+  EXPECT_EQ(SetRisThresholdValue(1), 0);
+  EXPECT_EQ(SetRisThresholdValue(600), 0);
+  EXPECT_THAT(Writes(), ElementsAre(Wrote(fpga::RIS_THRESHOLD, 50), Wrote(fpga::RIS_THRESHOLD, 0),
+                                    Wrote(fpga::RIS_THRESHOLD, 255)));
+}
+
+TEST_F(K3920, StripDataModesOneAndTwoAreExchanged) {
+  BuildDevices();
+  EXPECT_EQ(SetStripDataMode(1), 0);
+  EXPECT_EQ(GetStripDataMode(), 2u);
+  EXPECT_EQ(SetStripDataMode(2), 0);
+  EXPECT_EQ(GetStripDataMode(), 1u);
+  EXPECT_EQ(SetStripDataMode(3), 0);
+  EXPECT_EQ(GetStripDataMode(), 3u);
+}
+
+TEST_F(K3920, ImagesGetTheWideExposureDeltaAgain) {
+  BuildDevices();
+  SetCollectMode(0);
+  EXPECT_EQ(Get(fpga::EXPOSURE_NUM), 9u);
+  SetCollectMode(1);
+  EXPECT_EQ(Get(fpga::EXPOSURE_NUM), 80'000'001u);
+}
+
+struct K3920Arm : K3920 {
+  K3920Arm() : K3920("K3920arm_rebuild") {}
+};
+
+TEST_F(K3920Arm, FlagsChangeTheLayoutOfPoints) {
+  BuildDevices();
+  const auto layout = Series()->strip_parse_protocol();
+  SetBrFlag(1);
+  EXPECT_EQ(layout->DataNumberOfBytes(), 4u);
+  SetContinuousFlag(1);
+  EXPECT_EQ(layout->DataNumberOfBytes(), 8u);
+  EXPECT_EQ(Get(fpga::BR_CONT_MODE_A), 2u);
+  SetContinuousFlag(0);
+  EXPECT_EQ(layout->DataNumberOfBytes(), 4u);
+  SetBrFlag(0);
+  EXPECT_EQ(layout->DataNumberOfBytes(), 2u);
+  EXPECT_EQ(Get(fpga::BR_CONT_MODE_B), 0u);
+}
+
+}  // namespace
+}  // namespace VeltranoSDK
