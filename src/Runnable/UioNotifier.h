@@ -1,6 +1,6 @@
 #pragma once
 
-#include <cstdint>
+#include <atomic>
 #include <string>
 
 #include "Runnable/Runnable.h"
@@ -12,6 +12,11 @@ namespace VeltranoSDK {
 // When the device cannot be opened every wait returns at once, and every pass
 // reports an interrupt.
 class UioNotifier : public Utility::Runnable {
+ public:
+  // Returns when the device is open: an interrupt that comes from then on is
+  // reported.
+  bool Start();
+
  protected:
   explicit UioNotifier(std::string device_path);
   ~UioNotifier();
@@ -26,11 +31,9 @@ class UioNotifier : public Utility::Runnable {
   void CloseDevice();
 
  private:
-  bool InterruptIsLeftMasked() const;
-
   const std::string device_path_;
   int fd_ = -1;
-  std::uint32_t interrupt_count_ = 0;  // not 0: taken and not unmasked yet
+  std::atomic<bool> ready_{false};
 };
 
 }  // namespace VeltranoSDK

@@ -347,7 +347,9 @@ TEST_F(StripThread, CanBeCancelledAndStartedAgainAndAgain) {
     strip->Cancel();
     ASSERT_TRUE(strip->WaitUntilGone(5000));
     FrameSource::Trigger(false);
-    if (round % 2 == 0) ASSERT_TRUE(strip->ReleaseResource());
+    if (round % 2 == 0) {
+      ASSERT_TRUE(strip->ReleaseResource());
+    }
   }
 }
 

@@ -1,6 +1,11 @@
 #pragma once
 
+#include <cstddef>
+#include <string>
+#include <vector>
+
 #include "support/BoardFixture.h"
+#include "support/LoggedErrors.h"
 #include "support/Waiting.h"
 #include "tessaline/tessaline.h"
 
@@ -15,11 +20,22 @@ class StartedBoard : public BoardFixture {
   void SetUp() override {
     BoardFixture::SetUp();
     ASSERT_EQ(GetLibVersion("K3610"), 41915);
-    log_set_quiet(true);
     ASSERT_EQ(RegisterHardwareInit(), 0);
     tessaline_board_transcript_clear();
     Printed();
+    errors_at_start_ = errors_.lines().size();
   }
+
+  // ERROR messages since start-up.
+  std::vector<std::string> Errors() const {
+    auto lines = errors_.lines();
+    lines.erase(lines.begin(), lines.begin() + static_cast<std::ptrdiff_t>(errors_at_start_));
+    return lines;
+  }
+
+ private:
+  const LoggedErrors errors_;  // sinks are added before there are threads that log
+  std::size_t errors_at_start_ = 0;
 };
 
 }  // namespace tessaline_test

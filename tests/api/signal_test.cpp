@@ -91,7 +91,22 @@ void ExpectExit(const Outcome& outcome, int status) {
   EXPECT_EQ(WEXITSTATUS(outcome.status), status);
 }
 
-TEST(Sigint, EndsTheProcessWithStatusZero) {
+// The thread sanitizer runs handlers with every signal blocked, SIGSEGV too, by
+// which the virtual board sees register accesses.
+#if defined(__SANITIZE_THREAD__)
+constexpr bool kHandlerReachesTheBoard = false;
+#else
+constexpr bool kHandlerReachesTheBoard = true;
+#endif
+
+class HandledSigint : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    if (!kHandlerReachesTheBoard) GTEST_SKIP() << "no registers in a signal handler";
+  }
+};
+
+TEST_F(HandledSigint, EndsTheProcessWithStatusZero) {
   ExpectExit(InAChild([] {
                StartUp();
                kill(getpid(), SIGINT);
@@ -100,7 +115,7 @@ TEST(Sigint, EndsTheProcessWithStatusZero) {
              0);
 }
 
-TEST(Sigint, StopsTheFpgaThenReleasesImagesThenStrips) {
+TEST_F(HandledSigint, StopsTheFpgaThenReleasesImagesThenStrips) {
   const Outcome outcome = InAChild([] {
     StartUp();
     kill(getpid(), SIGINT);
@@ -121,7 +136,7 @@ TEST(Sigint, StopsTheFpgaThenReleasesImagesThenStrips) {
   EXPECT_LT(images, strips);
 }
 
-TEST(Sigint, EndsTheProcessWhileFramesArrive) {
+TEST_F(HandledSigint, EndsTheProcessWhileFramesArrive) {
   ExpectExit(InAChild([] {
                StartUp();
                tessaline_board_set_pace(TESSALINE_BOARD_FREE_RUN);
@@ -139,7 +154,7 @@ TEST(Sigint, EndsTheProcessWhileFramesArrive) {
 }
 
 // The handler takes the locks of the interrupted code.
-TEST(Sigint, EndsTheProcessInTheMiddleOfRegisterAccesses) {
+TEST_F(HandledSigint, EndsTheProcessInTheMiddleOfRegisterAccesses) {
   for (int round = 0; round < 10; ++round) {
     ExpectExit(InAChild([round] {
                  StartUp();

@@ -143,9 +143,8 @@ TEST_F(Startup, WithAnUnknownModelIsOneError) {
 }
 
 TEST_F(StartedBoard, IsNotStartedASecondTime) {
-  const LoggedErrors errors;
   EXPECT_EQ(RegisterHardwareInit(), -1);
-  EXPECT_THAT(errors.lines(), ElementsAre(HasSubstr("RegisterHardwareInit: ")));
+  EXPECT_THAT(Errors(), ElementsAre(HasSubstr("RegisterHardwareInit: ")));
   EXPECT_THAT(Events(), IsEmpty());
   EXPECT_EQ(SetTriSpacing(10), 0);
 }
