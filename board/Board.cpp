@@ -173,6 +173,16 @@ Device* Board::Find(const std::string& path) const {
   return nullptr;
 }
 
+int Board::OpenFiles(const std::string& name) const {
+  for (const auto& device : devices_) {
+    if (device->Name() != name) continue;
+    if (const auto* counted = dynamic_cast<const CountedDevice*>(device.get())) {
+      return static_cast<int>(counted->OpenFiles());
+    }
+  }
+  return -1;
+}
+
 ChipAccess* Board::chip(const std::string& name) {
   for (const auto& [known, chip] : chips_) {
     if (known == name) return chip.get();

@@ -37,6 +37,9 @@ class Board {
   // The device behind a path, or null.
   Device* Find(const std::string& path) const;
 
+  // Open files of a device by name; -1: no such device, or it does not count.
+  int OpenFiles(const std::string& device) const;
+
   FpgaModel& fpga() { return *fpga_; }
   FrameEngine& engine() { return *engine_; }
   Gpio& gpio() { return *gpio_; }

@@ -129,6 +129,10 @@ void tessaline_board_frame_fault(int stream, enum tessaline_board_frame_fault ki
 
 void tessaline_board_clear_faults(void) { board::ClearFaults(); }
 
+int tessaline_board_open_files(const char* device) {
+  return AskBoard(-1, [=](Board& board) { return board.OpenFiles(device); });
+}
+
 int tessaline_board_chip_get(const char* chip, unsigned address) {
   return AskBoard(-1, [=](Board& board) {
     const board::ChipAccess* found = board.chip(chip);

@@ -1,29 +1,26 @@
 #pragma once
 
-#include <poll.h>
-
 #include <algorithm>
-
-#include "function/CancellationScope.h"
+#include <chrono>
 
 namespace VeltranoSDK::Utility {
 
-// The pause of a pass that found nothing to do because its device fails: short
-// the first time, longer while the failure lasts. The thread can be cancelled in it.
+// How long a pass rests that found nothing to do because its device fails: short
+// the first time, longer while the failure lasts.
 class Backoff {
  public:
-  void Wait() {
-    const CancellationScope may_end_here;
-    poll(nullptr, 0, pause_ms_);
-    pause_ms_ = std::min(2 * pause_ms_, kLongestMs);
+  std::chrono::milliseconds Next() {
+    const auto now = next_;
+    next_ = std::min(2 * next_, kLongest);
+    return now;
   }
-  void Reset() { pause_ms_ = kShortestMs; }
+  void Reset() { next_ = kShortest; }
 
  private:
-  static constexpr int kShortestMs = 10;
-  static constexpr int kLongestMs = 1000;
+  static constexpr std::chrono::milliseconds kShortest{10};
+  static constexpr std::chrono::milliseconds kLongest{1000};
 
-  int pause_ms_ = kShortestMs;
+  std::chrono::milliseconds next_ = kShortest;
 };
 
 }  // namespace VeltranoSDK::Utility

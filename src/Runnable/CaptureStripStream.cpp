@@ -156,7 +156,7 @@ void CaptureStripStream::LoopRun() {
   Trace(__func__);
   std::byte* buffer = device_ && sensor_ && series_logic_ ? device_->DqBuf() : nullptr;
   if (buffer == nullptr) {
-    backoff_.Wait();
+    Rest(backoff_.Next());
     return;
   }
   backoff_.Reset();

@@ -98,7 +98,7 @@ void CaptureVideoStream::LoopRun() {
   Trace(__func__);
   std::byte* buffer = device_.DqBuf();
   if (buffer == nullptr) {
-    backoff_.Wait();
+    Rest(backoff_.Next());
     return;
   }
   backoff_.Reset();

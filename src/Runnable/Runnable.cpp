@@ -3,7 +3,6 @@
 #include <pthread.h>
 #include <stdio.h>
 
-#include <chrono>
 #include <condition_variable>
 #include <mutex>
 
@@ -27,6 +26,7 @@ struct Runnable::Life {
   std::mutex mutex;
   std::condition_variable changed;
   bool present = false;
+  bool cancelled = false;
   pthread_t worker{};
 
   bool IsWorker() const { return present && pthread_equal(worker, pthread_self()); }
@@ -75,6 +75,7 @@ bool Runnable::Start() {
   thread_ = std::thread(Work, life_, weak_from_this().lock(), this);
   life_->worker = thread_.native_handle();
   life_->present = true;
+  life_->cancelled = false;
   return true;
 }
 
@@ -110,7 +111,11 @@ bool Runnable::Cancel() {
   {
     const SigintBlocked no_handler_here;
     const std::lock_guard lock(life_->mutex);
-    if (life_->present) result = pthread_cancel(life_->worker);
+    if (life_->present) {
+      life_->cancelled = true;
+      life_->changed.notify_all();
+      result = pthread_cancel(life_->worker);
+    }
   }
   if (result < 0) {
     puts("Runnable::Cancel pthread_cancel error!");
@@ -126,6 +131,11 @@ bool Runnable::WaitUntilGone(unsigned milliseconds) {
   if (life_->IsWorker()) return false;
   return life_->changed.wait_for(lock, std::chrono::milliseconds(milliseconds),
                                  [this] { return !life_->present; });
+}
+
+void Runnable::Rest(std::chrono::milliseconds time) {
+  std::unique_lock lock(life_->mutex);
+  life_->changed.wait_for(lock, time, [this] { return life_->cancelled; });
 }
 
 void Runnable::RegisterBeforeRunFinishFunc(std::function<void()> hook) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <thread>
@@ -60,6 +61,9 @@ class Runnable : public std::enable_shared_from_this<Runnable> {
   virtual bool BeforeRun();
   virtual void LoopRun() = 0;
   virtual void AfterRun();
+
+  // A pause of the worker, cut short when it is cancelled.
+  void Rest(std::chrono::milliseconds time);
 
   // Calls the application, unless the worker was cancelled meanwhile.
   template <typename Call>

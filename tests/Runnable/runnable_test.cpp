@@ -181,6 +181,19 @@ TEST_F(RunnableTest, CancelEndsAWorkerThatNeverBlocks) {
   EXPECT_TRUE(spinner->WaitUntilGone(5000));
 }
 
+TEST_F(RunnableTest, CancelCutsARestShort) {
+  class Sleeper final : public Runnable {
+    void LoopRun() override { Rest(std::chrono::hours(1)); }
+  };
+  const auto sleeper = std::make_shared<Sleeper>();
+  for (int round = 0; round < 20; ++round) {
+    sleeper->Start();
+    sleeper->Detach();
+    sleeper->Cancel();
+    ASSERT_TRUE(sleeper->WaitUntilGone(5000));
+  }
+}
+
 TEST_F(RunnableTest, ADetachedWorkerCanNotBeStopped) {
   reader->Start();
   reader->Detach();

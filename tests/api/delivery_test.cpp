@@ -6,6 +6,8 @@
 #include <linux/videodev2.h>
 #include <sys/ioctl.h>
 #include <sys/mman.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <cstdarg>
@@ -40,7 +42,7 @@ Tap& TheTap() {
   return *tap;
 }
 
-std::atomic<bool> tapping{false};
+volatile bool tapping = false;
 
 const Watched* Find(int fd, unsigned index) {
   const auto device = TheTap().buffers.find(fd);
@@ -84,11 +86,17 @@ extern "C" int ioctl(int fd, unsigned long request, ...) noexcept(false) {
   return result;
 }
 
-extern "C" void* mmap(void* hint, size_t length, int protection, int flags, int fd, off_t offset) {
+// Before the first test it must be callable without anything being set up: a
+// sanitizer's runtime maps its memory through it.
+extern "C" __attribute__((no_sanitize("thread", "address", "undefined"))) void* mmap(
+    void* hint, size_t length, int protection, int flags, int fd, off_t offset) {
+  if (!tapping) {
+    return reinterpret_cast<void*>(syscall(SYS_mmap, hint, length, protection, flags, fd, offset));
+  }
   static const auto next =
       reinterpret_cast<void* (*)(void*, size_t, int, int, int, off_t)>(dlsym(RTLD_NEXT, "mmap"));
   void* address = next(hint, length, protection, flags, fd, offset);
-  if (tapping && fd >= 0 && length > 4096 && address != MAP_FAILED) {
+  if (fd >= 0 && length > 4096 && address != MAP_FAILED) {
     const std::lock_guard lock(TheTap().mutex);
     auto& device = TheTap().buffers[fd];
     device[static_cast<unsigned>(device.size())] = {static_cast<std::uint8_t*>(address), length};
@@ -110,8 +118,9 @@ struct Frame {
   bool in_place;
 };
 
-std::mutex frames_mutex;
-std::vector<Frame> frames;
+// Never destroyed: the threads deliver until the process is gone.
+std::mutex& frames_mutex = *new std::mutex;
+std::vector<Frame>& frames = *new std::vector<Frame>;
 
 std::size_t Frames() {
   const std::lock_guard lock(frames_mutex);

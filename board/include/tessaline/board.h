@@ -128,6 +128,14 @@ void tessaline_board_frame_fault(int stream, enum tessaline_board_frame_fault ki
 /** Forgets all faults. */
 void tessaline_board_clear_faults(void);
 
+/**
+ * Open files of a device at this moment, to find descriptors that were left open.
+ *
+ * @param device  as the transcript names it: "i2c-0", "gpio", "iio", "uio0", ...
+ * @return -1 when the board has no such device or does not count (fpga, video)
+ */
+int tessaline_board_open_files(const char* device);
+
 /* --- Chips ----------------------------------------------------------------------------- */
 
 /**
