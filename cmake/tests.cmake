@@ -1,6 +1,11 @@
 find_package(GTest REQUIRED)
 include(GoogleTest)
 
+# The test framework's headers, compiled once for all test programs.
+add_executable(tessaline_test_headers ${CMAKE_SOURCE_DIR}/tests/support/precompiled.cpp)
+target_link_libraries(tessaline_test_headers PRIVATE tessaline_options GTest::gmock)
+target_precompile_headers(tessaline_test_headers PRIVATE <gmock/gmock.h> <gtest/gtest.h>)
+
 # One program a source file, named after folder and file; every test case runs in
 # a process of its own, because the library's singletons live as long as one.
 function(tessaline_test folder)
@@ -15,8 +20,7 @@ function(tessaline_test folder)
     string(TOLOWER "${folder}_${stem}" name)
     add_executable(${name} ${source})
     target_include_directories(${name} PRIVATE ${CMAKE_SOURCE_DIR}/tests)
-    target_compile_definitions(${name} PRIVATE
-      TESSALINE_GOLDEN_DIR="${CMAKE_SOURCE_DIR}/tests/golden")
+    target_precompile_headers(${name} REUSE_FROM tessaline_test_headers)
     target_link_libraries(${name} PRIVATE tessaline_options ${ARG_LIBRARIES}
       GTest::gmock GTest::gtest_main)
     gtest_discover_tests(${name} TEST_PREFIX "${folder}/" DISCOVERY_TIMEOUT 60

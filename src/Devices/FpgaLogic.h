@@ -258,6 +258,8 @@ class FpgaLogic {
   void Pulse(const fpga::Field& field);
   void PulseWord(const fpga::Register& reg);
 
+  unsigned int StoredExposureTime(ExposureIndex index) const;
+
   bool SwitchOffPorts(fpga::Block stream_switch, std::size_t first);
   bool CommitSwitch(fpga::Block stream_switch);
   unsigned int WriteBrContMode();

@@ -49,6 +49,10 @@ bool FpgaLogic::SetExpTime(ExposureIndex index, unsigned int time, float unit) {
 
 unsigned int FpgaLogic::GetExpTime(ExposureIndex index) const {
   Trace(__func__);
+  return StoredExposureTime(index);
+}
+
+unsigned int FpgaLogic::StoredExposureTime(ExposureIndex index) const {
   const std::lock_guard lock(exposure_times_mutex_);
   const auto found = exposure_times_.find(index);
   return found == exposure_times_.end() ? 0 : found->second;
@@ -103,7 +107,7 @@ unsigned int FpgaLogic::GetHDREnable() const {
 
 unsigned int FpgaLogic::SetHDRParam(double first, double second, double /*third*/) {
   Trace(__func__);
-  const unsigned int exposure = GetExpTime(kExposure1);
+  const unsigned int exposure = StoredExposureTime(kExposure1);
   const auto ticks = [exposure](double fraction) {
     return ToUnsigned(exposure * fraction * fpga::kTicksPerMicrosecond);
   };

@@ -26,17 +26,13 @@ I2cDev::~I2cDev() {
 
 bool I2cDev::Open() {
   if (fd_ >= 0) Close();
-  fd_ = open(path_.c_str(), O_RDWR);
-  if (fd_ < 0) {
-    perror("I2cDev::Open() Unable to open i2c control file");
-    return false;
-  }
-  return true;
+  fd_ = OpenBus();
+  return fd_ >= 0;
 }
 
 int I2cDev::Close() { return close(std::exchange(fd_, -1)); }
 
-bool I2cDev::I2cRdWr(std::vector<std::uint8_t> write, std::vector<std::uint8_t>& read) {
+bool I2cDev::I2cRdWr(std::vector<std::uint8_t> write, std::vector<std::uint8_t>& read) const {
   std::vector<std::uint8_t> received(read.size());
   std::array messages{MessageOf(write, 0), MessageOf(received, I2C_M_RD)};
   if (!Transfer(messages)) return false;
@@ -44,17 +40,24 @@ bool I2cDev::I2cRdWr(std::vector<std::uint8_t> write, std::vector<std::uint8_t>&
   return true;
 }
 
-bool I2cDev::I2cRdWr(std::vector<std::uint8_t> write) {
+bool I2cDev::I2cRdWr(std::vector<std::uint8_t> write) const {
   std::array messages{MessageOf(write, 0)};
   return Transfer(messages);
 }
 
-bool I2cDev::Transfer(std::span<i2c_msg> messages) {
-  if (!Open()) return false;
+int I2cDev::OpenBus() const {
+  const int fd = open(path_.c_str(), O_RDWR);
+  if (fd < 0) perror("I2cDev::Open() Unable to open i2c control file");
+  return fd;
+}
+
+bool I2cDev::Transfer(std::span<i2c_msg> messages) const {
+  const int fd = OpenBus();
+  if (fd < 0) return false;
   i2c_rdwr_ioctl_data request{messages.data(), static_cast<std::uint32_t>(messages.size())};
   const bool done =
-      ioctl(fd_, I2C_RETRIES, kAdapterRetries) >= 0 && ioctl(fd_, I2C_RDWR, &request) >= 0;
-  Close();
+      ioctl(fd, I2C_RETRIES, kAdapterRetries) >= 0 && ioctl(fd, I2C_RDWR, &request) >= 0;
+  close(fd);
   return done;
 }
 

@@ -37,8 +37,16 @@ void LogStrip(unsigned int index, const StripHeader& strip) {
 // Where in a buffer of this moment's settings the count lies, and what a point is.
 struct CaptureStripStream::Layout {
   std::size_t buffer_bytes;
-  std::size_t count_at;  // the strips lie below it
+  std::size_t count_bytes;
   unsigned int bytes_per_point;
+
+  // The strips lie below it.
+  std::size_t CountAt() const { return buffer_bytes - count_bytes; }
+  std::size_t MarkerAt() const { return buffer_bytes - DevFOps::kCompletionMarkerBytes; }
+  bool LiesIn(std::size_t mapped) const {
+    return buffer_bytes <= mapped && buffer_bytes >= DevFOps::kCompletionMarkerBytes &&
+           buffer_bytes >= count_bytes;
+  }
 };
 
 bool CaptureStripStream::RegisterStripBufCallback(StripBufCallback callback) {
@@ -166,28 +174,20 @@ void CaptureStripStream::LoopRun() {
 
 CaptureStripStream::Layout CaptureStripStream::CurrentLayout() const {
   const auto protocol = series_logic_->strip_parse_protocol();
-  const bool narrow = write_mem_mode_ == kNarrowCountMode;
   const std::size_t size = sensor_->GetStripBufferSize();
-  const std::size_t count_bytes = narrow ? kNarrowCountBytes : protocol->StripCountNumberOfBytes();
-  return {size, size - count_bytes, narrow ? kNarrowPointBytes : protocol->DataNumberOfBytes()};
+  if (write_mem_mode_ == kNarrowCountMode) return {size, kNarrowCountBytes, kNarrowPointBytes};
+  return {size, protocol->StripCountNumberOfBytes(), protocol->DataNumberOfBytes()};
 }
 
 void CaptureStripStream::HandOver(std::byte* buffer) {
   const Layout layout = CurrentLayout();
-  const std::size_t mapped = device_->BufferSize();
+  const bool readable = layout.LiesIn(device_->BufferSize());
   StripWalk walk;
-  if (layout.buffer_bytes > mapped || layout.buffer_bytes < DevFOps::kCompletionMarkerBytes) {
-    LogError("a strip buffer of %zu bytes does not lie in the %zu mapped ones", layout.buffer_bytes,
-             mapped);
+  if (readable) {
+    walk = Walk(buffer, layout);
   } else {
-    std::uint32_t count;
-    memcpy(&count, buffer + layout.count_at, sizeof count);
-    walk = WalkStrips(buffer, layout.count_at, count, layout.bytes_per_point,
-                      SomebodyListens(LOG_DEBUG) ? LogStrip : nullptr);
-    if (!walk.complete) {
-      LogError("strip %u of %u does not fit into the buffer: byte %u of %zu", walk.strips + 1,
-               count, walk.bytes, layout.count_at);
-    }
+    LogError("a strip buffer of %zu bytes does not lie in the %zu mapped ones", layout.buffer_bytes,
+             device_->BufferSize());
   }
   if (walk.strips > 0) last_frame_id_ = walk.last_frame_id;
 
@@ -199,10 +199,19 @@ void CaptureStripStream::HandOver(std::byte* buffer) {
     }
   });
 
-  if (layout.buffer_bytes <= mapped && layout.buffer_bytes >= DevFOps::kCompletionMarkerBytes) {
-    memset(buffer + layout.buffer_bytes - DevFOps::kCompletionMarkerBytes, 0,
-           DevFOps::kCompletionMarkerBytes);
+  if (readable) memset(buffer + layout.MarkerAt(), 0, DevFOps::kCompletionMarkerBytes);
+}
+
+StripWalk CaptureStripStream::Walk(const std::byte* buffer, const Layout& layout) {
+  std::uint32_t count;
+  memcpy(&count, buffer + layout.CountAt(), sizeof count);
+  const StripWalk walk = WalkStrips(buffer, layout.CountAt(), count, layout.bytes_per_point,
+                                    SomebodyListens(LOG_DEBUG) ? LogStrip : nullptr);
+  if (!walk.complete) {
+    LogError("strip %u of %u does not fit into the buffer: byte %u of %zu", walk.strips + 1, count,
+             walk.bytes, layout.CountAt());
   }
+  return walk;
 }
 
 }  // namespace VeltranoSDK

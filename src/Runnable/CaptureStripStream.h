@@ -20,6 +20,7 @@ class V4l2Base;
 }
 class CmosSensor;
 class SeriesLogic;
+struct StripWalk;
 
 // The strip thread: takes each buffer of packed strips, walks their headers, hands
 // the buffer to the application in place and gives it back to the driver.
@@ -61,6 +62,7 @@ class CaptureStripStream final : public Utility::Runnable {
   bool SetUp();
   Layout CurrentLayout() const;
   void HandOver(std::byte* buffer);
+  static StripWalk Walk(const std::byte* buffer, const Layout& layout);
 
   void SetDevice(std::shared_ptr<DevFOps::V4l2Base> device);
   std::shared_ptr<DevFOps::V4l2Base> Device() const;  // null and an ERROR line before start-up

@@ -1,11 +1,14 @@
 #include "tessaline/fpga.h"
 
+#include <errno.h>
 #include <fcntl.h>
 #include <sys/mman.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <cstdint>
 #include <cstdio>
+#include <optional>
 
 #include "function/SignalMask.h"
 #include "log/Log.h"
@@ -18,14 +21,38 @@ constexpr unsigned int kFailed = 0xFFFFFFFFu;
 constexpr std::size_t kMappedBytes = 255;
 constexpr unsigned int kWordsInMapping = kMappedBytes / sizeof(std::uint32_t);
 
+// The longest an interrupt waits for a thread that waits for the lock.
+constexpr long kSliceNs = 20'000'000;
+
+timespec EndOfSlice() {
+  constexpr long kNsPerSecond = 1'000'000'000;
+  timespec end{};
+  clock_gettime(CLOCK_REALTIME, &end);
+  end.tv_nsec += kSliceNs;
+  end.tv_sec += end.tv_nsec / kNsPerSecond;
+  end.tv_nsec %= kNsPerSecond;
+  return end;
+}
+
+// The SIGINT handler itself writes registers: were it to run on a thread that holds
+// the lock, it would wait for ever. So the lock is held with SIGINT blocked. It is
+// not waited for like that: after a failed open it is never free again, and an
+// interrupt must still reach a process whose only thread waits here.
+void LockRegisters(std::optional<SigintBlocked>& no_handler_here) {
+  timespec until;
+  do {
+    no_handler_here.reset();  // a SIGINT of the last slice is delivered here
+    no_handler_here.emplace();
+    until = EndOfSlice();
+  } while (pthread_mutex_timedlock(&fpga_contol, &until) == ETIMEDOUT);
+}
+
 // Maps the block for the length of one access. A word outside the mapping or an
 // unmappable block reads as all ones, like an address nothing answers on.
 template <typename Access>
 unsigned int Transact(unsigned int block_base, unsigned int index, Access access) {
-  // The SIGINT handler itself writes registers: were it to run on a thread that
-  // holds the lock, it would wait for ever.
-  const SigintBlocked no_handler_here;
-  pthread_mutex_lock(&fpga_contol);
+  std::optional<SigintBlocked> no_handler_here;
+  LockRegisters(no_handler_here);
 
   const int fd = open("/dev/mem", O_RDWR | O_NONBLOCK);
   if (fd < 0) {

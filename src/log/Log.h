@@ -4,8 +4,8 @@
 
 namespace VeltranoSDK {
 
-// True when a message of this level would be seen by anybody: a loop over
-// thousands of strips asks once instead of formatting for nobody.
+// True when a message of this level would be seen by anybody, be it the lock hook
+// alone: a loop over thousands of strips asks once instead of formatting for nobody.
 bool SomebodyListens(int level);
 
 // A format that remembers where it was written.

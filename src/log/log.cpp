@@ -1,8 +1,10 @@
 #include "tessaline/log.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 
+#include "function/SignalMask.h"
 #include "log/Log.h"
 
 namespace {
@@ -53,12 +55,19 @@ void TakeTime(log_Event* ev, struct tm* storage) {
 
 bool ReachesStandardError(int level) { return !logger.quiet && level >= logger.level; }
 
+bool ReachesASink(int level) {
+  // Free entries are at the end.
+  return std::any_of(logger.callbacks.begin(), logger.callbacks.end(), [level](const Sink& sink) {
+    return sink.fn != nullptr && sink.level <= level;
+  });
+}
+
 }  // namespace
 
 namespace VeltranoSDK {
 
 bool SomebodyListens(int level) {
-  return ReachesStandardError(level) || logger.lock != nullptr || logger.callbacks[0].fn != nullptr;
+  return ReachesStandardError(level) || logger.lock != nullptr || ReachesASink(level);
 }
 
 }  // namespace VeltranoSDK
@@ -66,6 +75,11 @@ bool SomebodyListens(int level) {
 extern "C" {
 
 void log_log(int level, const char* file, int line, const char* fmt, ...) {
+  if (!VeltranoSDK::SomebodyListens(level)) return;
+  // The SIGINT handler logs too: it must not find its own thread holding the lock
+  // of the hook, or the one the C library takes to convert the time.
+  const VeltranoSDK::SigintBlocked no_handler_here;
+
   log_Event ev{};
   ev.fmt = fmt;
   ev.file = file;

@@ -6,14 +6,19 @@
 #include <string>
 #include <vector>
 
-#include "support/BoardFixture.h"
 #include "DeviceManager.h"
 #include "SeriesLogic/SeriesLogicFactory.h"
+#include "support/BoardFixture.h"
 #include "tessaline/log.h"
 
 namespace VeltranoSDK {
 
 using Lines = std::vector<std::string>;
+
+inline Lines operator+(Lines first, const Lines& second) {
+  first.insert(first.end(), second.begin(), second.end());
+  return first;
+}
 
 // How the transcript tells a transaction on an I2C bus, bytes in hexadecimal:
 // I2cWrite(0x36, "30 0b 5a"), I2cRead(0x36, "30 0b", "c3").

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <map>
@@ -18,6 +19,7 @@ class SonySensorTest : public DeviceTest {
 
   // So often an access is tried before it counts as failed.
   static constexpr unsigned kTries = 10;
+  inline static const Lines kFailed = Lines(kTries, "failed");
 
   // What belongs to the bus itself (retries, the pause after each access) is left out.
   static Lines Programming() {
@@ -67,27 +69,43 @@ class SonySensorTest : public DeviceTest {
     return text;
   }
 
+  // The place of an access among Accesses(), for FailAccess on the next run.
+  static unsigned IndexOf(const std::string& access) {
+    const Lines accesses = Accesses();
+    const auto found = std::ranges::find(accesses, access);
+    EXPECT_NE(found, accesses.end()) << access;
+    return static_cast<unsigned>(found - accesses.begin());
+  }
+
   // Repeats an operation once per register write it makes, with that write failing:
   // it must print text(register, how often it was written before), return false, and
-  // leave the bus alone from there on.
+  // up to there have done what it always does, and from there on nothing at all.
   template <typename Operation, typename Text>
   void FailEveryWrite(Operation operation, Text text) {
     PowerUp();
     Printed([&] { ASSERT_TRUE(operation()); });
+    const Lines steps = Programming();
     const Lines accesses = Accesses();
     ASSERT_FALSE(accesses.empty());
     std::map<std::string, int> seen;
-    for (unsigned i = 0; i < accesses.size(); ++i) {
-      if (accesses[i].ends_with('?')) continue;
-      const std::string name = accesses[i].substr(0, 4);
-      const std::string expected = text(name, seen[name]++);
-      PowerUp();
-      FailAccess(i);
-      bool done = true;
-      EXPECT_EQ(Printed([&] { done = operation(); }), expected) << "at " << accesses[i];
-      EXPECT_FALSE(done) << "at " << accesses[i];
-      EXPECT_EQ(Accesses().size(), i + kTries) << "goes on after " << accesses[i];
+    Lines expected;  // the steps ahead of the failure
+    unsigned access = 0;
+    for (const std::string& step : steps) {
+      const bool on_the_bus = access < accesses.size() && step == accesses[access];
+      if (on_the_bus && !step.ends_with('?')) {
+        const std::string name = step.substr(0, 4);
+        const std::string told = text(name, seen[name]++);
+        PowerUp();
+        FailAccess(access);
+        bool done = true;
+        EXPECT_EQ(Printed([&] { done = operation(); }), told) << "at " << step;
+        EXPECT_FALSE(done) << "at " << step;
+        EXPECT_EQ(Programming(), expected + kFailed) << "at " << step;
+      }
+      if (on_the_bus) ++access;
+      expected.push_back(step);
     }
+    EXPECT_EQ(access, accesses.size());
   }
 
  private:

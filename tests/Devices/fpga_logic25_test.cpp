@@ -34,6 +34,20 @@ TEST_F(ZynqMpFpga, SetTGesSpillsIntoTheRowTime) {
   EXPECT_THAT(Accesses(), ElementsAre(Read(SENSOR_TIMING, 0), Wrote(SENSOR_TIMING, 0x10001)));
 }
 
+TEST_F(ZynqMpFpga, TheTimingFieldsMeetInTheMiddle) {
+  Set(SENSOR_TIMING, 0);
+  logic().SetTRow(0xFFFFFFFF);
+  EXPECT_EQ(Get(SENSOR_TIMING), 0xFFFF0000u);
+  Set(SENSOR_TIMING, 0xFFFFFFFF);
+  logic().SetTRow(0);
+  EXPECT_EQ(Get(SENSOR_TIMING), 0x0000FFFFu);
+  Set(SENSOR_TIMING, 0);
+  logic().SetTGes(0xFFFFFFFF);
+  EXPECT_EQ(Get(SENSOR_TIMING), 0xFFFFFFFFu);
+  logic().SetTGes(0);
+  EXPECT_EQ(Get(SENSOR_TIMING), 0xFFFF0000u);
+}
+
 TEST_F(ZynqMpFpga, EveryBlockIsReached) {
   EXPECT_TRUE(logic().SetLaserOffsetTime(1));
   EXPECT_TRUE(logic().SetTriSpacing(4000));

@@ -57,6 +57,17 @@ const std::vector<Rule> kEnableRules{
     {.name = "RoutesImages",
      .call = [](auto& f) { return f.EnableCollectModeSignal(); },
      .steps = Enabling(kWholeEnabling)},
+    {.name = "StopsAtTheFirstPort",
+     .call = [](auto& f) { return f.EnableCollectModeSignal(); },
+     .result = 0,
+     .printed = "SetEnableSignal error\n",
+     .failing_access = 0},
+    {.name = "StopsAtTheSecondPort",
+     .call = [](auto& f) { return f.EnableCollectModeSignal(); },
+     .result = 0,
+     .steps = Enabling(1),
+     .printed = "SetEnableSignal error\n",
+     .failing_access = 1},
     {.name = "StopsAtAPortOfTheFirstSwitch",
      .call = [](auto& f) { return f.EnableCollectModeSignal(); },
      .result = 0,
@@ -106,10 +117,36 @@ const std::vector<Rule> kCollectRules{
      .steps = {Port(kSensorSwitch, 0, 0), Port(kSensorSwitch, 1, kOffPort), Wrote(COLLECT_MODE, 0),
                Port(kMemorySwitch, 0, 0), Read(EXPOSURE_NUM, 0xBB83), Wrote(EXPOSURE_NUM, 0xB),
                Commit(kSensorSwitch), Commit(kMemorySwitch), Slept(1000)}},
+    {.name = "KeepsTheThreeBitsOfTheExposureCount",
+     .given = {{EXPOSURE_NUM, 0xFFFFFFF7}},
+     .call = [](auto& f) { return f.SetCollectMode(kCollectLaserLine); },
+     .steps = {Port(kSensorSwitch, 0, 0), Port(kSensorSwitch, 1, kOffPort), Wrote(COLLECT_MODE, 0),
+               Port(kMemorySwitch, 0, 0), Read(EXPOSURE_NUM, 0xFFFFFFF7), Wrote(EXPOSURE_NUM, 0xF),
+               Commit(kSensorSwitch), Commit(kMemorySwitch), Slept(1000)}},
     {.name = "AnotherModeIsRefused",
      .call = [](auto& f) { return f.SetCollectMode(CollectMode{2}); },
      .result = 0,
      .printed = "SetCollectMode error mode error\n"},
+    {.name = "StopsAtTheFirstPort",
+     .given = {{EXPOSURE_NUM, 0xB}},
+     .call = SetImages(),
+     .result = 0,
+     .printed = "SetCollectMode error\n",
+     .failing_access = 0},
+    {.name = "StopsAtTheMode",
+     .given = {{EXPOSURE_NUM, 0xB}},
+     .call = SetImages(),
+     .result = 0,
+     .steps = ImageSteps(2),
+     .printed = "SetCollectMode error\n",
+     .failing_access = 2},
+    {.name = "StopsAtThePortOfTheSecondSwitch",
+     .given = {{EXPOSURE_NUM, 0xB}},
+     .call = SetImages(),
+     .result = 0,
+     .steps = ImageSteps(3),
+     .printed = "SetCollectMode error\n",
+     .failing_access = 3},
     {.name = "StopsAtThePorts",
      .given = {{EXPOSURE_NUM, 0xB}},
      .call = SetImages(),
@@ -221,6 +258,38 @@ TEST_F(ZynqFpga, TheCollectModeStaysWhenItIsRefusedOrWrittenAlone) {
   EXPECT_FALSE(logic().SetCollectMode(CollectMode{2}));
   EXPECT_TRUE(logic().SetCollectMode2(kCollectLaserLine));
   EXPECT_EQ(logic().collect_mode(), kCollectImage);
+}
+
+// What SetExpNum goes by: it must not run ahead of the routing, nor lag behind.
+class FailingRouting : public ZynqFpga {
+ protected:
+  static void FailAccess(unsigned int number) {
+    tessaline_board_clear_faults();
+    tessaline_board_fault("fpga", "mmap", number, 1, EIO);
+  }
+};
+
+TEST_F(FailingRouting, LeavesTheCollectModeWhenEnablingFails) {
+  ASSERT_TRUE(logic().SetCollectMode(kCollectLaserLine));
+  for (unsigned int access = 0; access < kWholeEnabling; ++access) {
+    FailAccess(access);
+    EXPECT_FALSE(logic().EnableCollectModeSignal()) << access;
+    EXPECT_EQ(logic().collect_mode(), kCollectLaserLine) << access;
+  }
+}
+
+TEST_F(FailingRouting, ChangesTheCollectModeOnceTheExposuresAreWritten) {
+  constexpr unsigned int kExposuresWritten = 6;  // the accesses until then
+  constexpr unsigned int kAccesses = 8;
+  for (unsigned int access = 0; access < kAccesses; ++access) {
+    tessaline_board_clear_faults();
+    ASSERT_TRUE(logic().SetCollectMode(kCollectImage));
+    FailAccess(access);
+    EXPECT_FALSE(logic().SetCollectMode(kCollectLaserLine)) << access;
+    EXPECT_EQ(logic().collect_mode(),
+              access < kExposuresWritten ? kCollectImage : kCollectLaserLine)
+        << access;
+  }
 }
 
 }  // namespace

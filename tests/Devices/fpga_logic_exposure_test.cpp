@@ -1,5 +1,6 @@
 // Exposure times, exposure count and high dynamic range, register by register.
 #include "FpgaLogicFixture.h"
+#include "support/LoggedErrors.h"
 
 namespace tessaline_test {
 namespace {
@@ -30,6 +31,13 @@ const std::vector<Rule> kExposureTimeRules{
     {.name = "SetExpTimeHasNoSlotBeforeTheFirst",
      .call = [](auto& f) { return f.SetExpTime(ExposureIndex{0xFFFFFFFF}, 100, 10.0f); },
      .result = 0},
+    {.name = "SetExpTimeRemembersNoTimeOfASixthSlot",
+     .call =
+         [](auto& f) {
+           f.SetExpTime(ExposureIndex{5}, 100, 10.0f);
+           return f.GetExpTime(ExposureIndex{5});
+         },
+     .result = 0},
     {.name = "GetExpTimeIsTheTimeSetAndReadsNothing",
      .call =
          [](auto& f) {
@@ -54,6 +62,22 @@ const std::vector<Rule> kExposureTimeRules{
 };
 
 const std::vector<Rule> kExposureNumRules{
+    {.name = "SetExposureNumHasThreeBits",
+     .given = {{EXPOSURE_NUM, 0xFFFFFFFF}},
+     .call = [](auto& f) { return f.SetExposureNum(1); },
+     .steps = {Read(EXPOSURE_NUM, 0xFFFFFFFF), Wrote(EXPOSURE_NUM, 0xFFFFFFF9)}},
+    {.name = "SetExposureNumOfZeros",
+     .given = {{EXPOSURE_NUM, 0}},
+     .call = [](auto& f) { return f.SetExposureNum(5); },
+     .steps = {Read(EXPOSURE_NUM, 0), Wrote(EXPOSURE_NUM, 5)}},
+    {.name = "SetExpNumHasThreeBits",
+     .given = {{EXPOSURE_NUM, 0xFFFFFFFF}},
+     .call = [](auto& f) { return f.SetExpNum(1); },
+     .steps = {Read(EXPOSURE_NUM, 0xFFFFFFFF), Wrote(EXPOSURE_NUM, 0xFFFFFFF9)}},
+    {.name = "SetExpNumTakesFive",
+     .given = {{EXPOSURE_NUM, 0}},
+     .call = [](auto& f) { return f.SetExpNum(5); },
+     .steps = {Read(EXPOSURE_NUM, 0), Wrote(EXPOSURE_NUM, 5)}},
     {.name = "SetExposureNumKeepsTheDelta",
      .given = {{EXPOSURE_NUM, 0xFFFFFFFF}},
      .call = [](auto& f) { return f.SetExposureNum(5); },
@@ -108,6 +132,11 @@ const std::vector<Rule> kHdrRules{
      .result = kAllOnes,
      .steps = {Read(HDR_CTRL, 0)},
      .failing_access = 1},
+    {.name = "GetHDREnableOn",
+     .given = {{HDR_CTRL, 1}},
+     .call = [](auto& f) { return f.GetHDREnable(); },
+     .result = 1,
+     .steps = {Read(HDR_CTRL, 1)}},
     {.name = "GetHDREnable",
      .given = {{HDR_CTRL, 0xFFFFFFFE}},
      .call = [](auto& f) { return f.GetHDREnable(); },
@@ -134,6 +163,33 @@ const std::vector<Rule> kHdrRules{
      .steps = {Wrote(EXP_TIME_1, 1), Read(HDR_CTRL, 0), Wrote(HDR_CTRL, 49u << 1),
                Wrote(HDR_SEG2, 0), Wrote(HDR_SEG3, 1), Wrote(HDR_GAP, 50),
                Wrote(HDR_TOTAL, 0xFFFFFFCE)}},
+    {.name = "SetHDRParamComputesInDoublePrecision",
+     // 16777217 is no float, and the second segment ends in .99999997.
+     .call =
+         [](auto& f) {
+           f.SetExpTime(kExposure1, 16777217, 1.0f);
+           return f.SetHDRParam(1.0, 0.3, 0);
+         },
+     .result = 0,
+     .steps = {Wrote(EXP_TIME_1, 16777216), Read(HDR_CTRL, 0), Wrote(HDR_CTRL, 838860850u << 1),
+               Wrote(HDR_SEG2, 251658254), Wrote(HDR_SEG3, 0u - 251658254u), Wrote(HDR_GAP, 50),
+               Wrote(HDR_TOTAL, 838860750)}},
+    {.name = "SetHDRParamTakesTheFractionOfTheTimeNotOfTheTicks",
+     // 10 x 0.83 x 50 in this order is just below 415.
+     .call =
+         [](auto& f) {
+           f.SetExpTime(kExposure1, 10, 1.0f);
+           return f.SetHDRParam(0.83, 0, 0);
+         },
+     .result = 0,
+     .steps = {Wrote(EXP_TIME_1, 10), Read(HDR_CTRL, 0), Wrote(HDR_CTRL, 414u << 1),
+               Wrote(HDR_SEG2, 0), Wrote(HDR_SEG3, 86), Wrote(HDR_GAP, 50), Wrote(HDR_TOTAL, 400)}},
+    {.name = "SetHDRParamKeepsTheEnableAlone",
+     .given = {{HDR_CTRL, 0xFFFFFFFE}},
+     .call = [](auto& f) { return f.SetHDRParam(0, 0, 0); },
+     .result = 0,
+     .steps = {Read(HDR_CTRL, 0xFFFFFFFE), Wrote(HDR_CTRL, 0), Wrote(HDR_SEG2, 0),
+               Wrote(HDR_SEG3, 0), Wrote(HDR_GAP, 50), Wrote(HDR_TOTAL, 0xFFFFFF9C)}},
     {.name = "SetHDRParamWithoutAnExposureWrapsAround",
      .call = [](auto& f) { return f.SetHDRParam(0.5, 0.25, 0); },
      .result = 0,
@@ -153,6 +209,14 @@ INSTANTIATE_TEST_SUITE_P(ExposureTime, FpgaRule, ::testing::ValuesIn(kExposureTi
 INSTANTIATE_TEST_SUITE_P(ExposureNum, FpgaRule, ::testing::ValuesIn(kExposureNumRules),
                          FpgaRule::Name);
 INSTANTIATE_TEST_SUITE_P(Hdr, FpgaRule, ::testing::ValuesIn(kHdrRules), FpgaRule::Name);
+
+TEST_F(ZynqFpga, AnExposureSlotThatDoesNotExistIsAnError) {
+  const LoggedErrors errors;
+  logic().SetExpTime(ExposureIndex{5}, 100, 10.0f);
+  EXPECT_THAT(errors.lines(),
+              ::testing::ElementsAre("Devices/FpgaLogicExposure.cpp: SetExpTime: there is no "
+                                     "exposure slot 5, slots are 0 to 4"));
+}
 
 TEST_F(ZynqFpga, SetExpNumPutsTheDeltaToOneForLaserLines) {
   ASSERT_TRUE(logic().SetCollectMode(kCollectLaserLine));

@@ -1,5 +1,6 @@
 // Image size, readout and region of interest, for every sensor that matters.
 #include "FpgaLogicFixture.h"
+#include "support/LoggedErrors.h"
 
 namespace tessaline_test {
 namespace {
@@ -15,6 +16,18 @@ const std::vector<Rule> kSizeRules{
      .call = [](auto& f) { return f.SetImageSize(1000, 10); },
      .steps = {Wrote(STRIP_IMAGE_WIDTH, 1120), Wrote(STRIP_IMAGE_HEIGHT, 10)},
      .sensor = kGMAX2509},
+    {.name = "SetImageSizeTakesThePixelsOfTheE2vFlash4k",
+     .call = [](auto& f) { return f.SetImageSize(1000, 10); },
+     .steps = {Wrote(STRIP_IMAGE_WIDTH, 1000), Wrote(STRIP_IMAGE_HEIGHT, 10)},
+     .sensor = kE2vFlash4k},
+    {.name = "SetImageSizeTakesThePixelsOfTheGsprint6502",
+     .call = [](auto& f) { return f.SetImageSize(1000, 10); },
+     .steps = {Wrote(STRIP_IMAGE_WIDTH, 1000), Wrote(STRIP_IMAGE_HEIGHT, 10)},
+     .sensor = kGSPRINT6502BSI},
+    {.name = "SetImageSizeTakesThePixelsOfTheImx252",
+     .call = [](auto& f) { return f.SetImageSize(1000, 10); },
+     .steps = {Wrote(STRIP_IMAGE_WIDTH, 1000), Wrote(STRIP_IMAGE_HEIGHT, 10)},
+     .sensor = kIMX252},
     {.name = "SetImageSizeTellsAFailedWidth",
      .call = [](auto& f) { return f.SetImageSize(1, 2); },
      .result = 0,
@@ -31,6 +44,24 @@ const std::vector<Rule> kSizeRules{
      .call = [](auto& f) { return f.GetImageWidth(); },
      .result = 1120,
      .steps = {Read(STRIP_IMAGE_WIDTH, 1120)}},
+    {.name = "GetImageWidthOfTheE2vFlash4kIsTheRegister",
+     .given = {{STRIP_IMAGE_WIDTH, 1120}},
+     .call = [](auto& f) { return f.GetImageWidth(); },
+     .result = 1120,
+     .steps = {Read(STRIP_IMAGE_WIDTH, 1120)},
+     .sensor = kE2vFlash4k},
+    {.name = "GetImageWidthOfTheGsprint6502IsTheRegister",
+     .given = {{STRIP_IMAGE_WIDTH, 1120}},
+     .call = [](auto& f) { return f.GetImageWidth(); },
+     .result = 1120,
+     .steps = {Read(STRIP_IMAGE_WIDTH, 1120)},
+     .sensor = kGSPRINT6502BSI},
+    {.name = "GetImageWidthOfTheImx252IsTheRegister",
+     .given = {{STRIP_IMAGE_WIDTH, 1120}},
+     .call = [](auto& f) { return f.GetImageWidth(); },
+     .result = 1120,
+     .steps = {Read(STRIP_IMAGE_WIDTH, 1120)},
+     .sensor = kIMX252},
     {.name = "GetImageWidthOfTheGmax2509IsInPixels",
      .given = {{STRIP_IMAGE_WIDTH, 1121}},
      .call = [](auto& f) { return f.GetImageWidth(); },
@@ -48,7 +79,13 @@ const std::vector<Rule> kSizeRules{
 };
 
 const std::vector<Rule> kReadoutRules{
-    {.name = "SonySensorsNeedNoBlockCount",
+    {.name = "TheImx273NeedsNoBlockCount",
+     .given = {{ISP_CTRL, 0xFFFFFFFF}},
+     .call = [](auto& f) { return f.SetImageReadoutParam(1456, 1088, kDriveMode11); },
+     .steps = {Wrote(ISP_WIDTH, 0), Wrote(ISP_HEIGHT, 0), Read(ISP_CTRL, 0xFFFFFFFF),
+               Wrote(ISP_CTRL, 0xFE)},
+     .sensor = kIMX273},
+    {.name = "TheImx252NeedsNoBlockCount",
      .given = {{ISP_CTRL, 0xFFFFFFFF}},
      .call = [](auto& f) { return f.SetImageReadoutParam(2064, 1544, kDriveMode00); },
      .steps = {Wrote(ISP_WIDTH, 0), Wrote(ISP_HEIGHT, 0), Read(ISP_CTRL, 0xFFFFFFFF),
@@ -75,6 +112,14 @@ const std::vector<Rule> kRoiRules{
      .given = {{ROI_OFFSET, 0xFEABCDEF}},
      .call = [](auto& f) { return f.SetPLDriveMode(kDriveMode00); },
      .steps = {Read(ROI_OFFSET, 0xFEABCDEF), Wrote(ROI_OFFSET, 0x00ABCDEF)}},
+    {.name = "FullReadoutKeepsTheWholeOffset",
+     .given = {{ROI_OFFSET, 0xFFFFFFFF}},
+     .call = [](auto& f) { return f.SetPLDriveMode(kDriveMode00); },
+     .steps = {Read(ROI_OFFSET, 0xFFFFFFFF), Wrote(ROI_OFFSET, 0x01FFFFFF)}},
+    {.name = "HalfReadoutClearsTheWholeOffset",
+     .given = {{ROI_OFFSET, 0xFFFFFFFF}},
+     .call = [](auto& f) { return f.SetPLDriveMode(kDriveMode11); },
+     .steps = {Read(ROI_OFFSET, 0xFFFFFFFF), Wrote(ROI_OFFSET, 0x06000000)}},
     {.name = "HalfReadoutClearsTheOffset",
      .given = {{ROI_OFFSET, 0x00ABCDEF}},
      .call = [](auto& f) { return f.SetPLDriveMode(kDriveMode11); },
@@ -111,6 +156,7 @@ INSTANTIATE_TEST_SUITE_P(RegionOfInterest, FpgaRule, ::testing::ValuesIn(kRoiRul
                          FpgaRule::Name);
 
 TEST_F(ZynqFpga, WithoutASensorNothingIsTouched) {
+  const LoggedErrors errors;
   DeviceManagerHolder::Instance()->cmos_sensor_.reset();
   EXPECT_FALSE(logic().SetImageSize(1, 2));
   EXPECT_EQ(logic().GetImageWidth(), kAllOnes);
@@ -119,6 +165,11 @@ TEST_F(ZynqFpga, WithoutASensorNothingIsTouched) {
   EXPECT_FALSE(logic().CameraReset());
   EXPECT_FALSE(logic().SetExpDelay());
   EXPECT_THAT(Steps(), ::testing::IsEmpty());
+  constexpr std::size_t kCalls = 6;
+  EXPECT_EQ(
+      errors.lines(),
+      std::vector<std::string>(
+          kCalls, "Devices/FpgaLogic.cpp: FpgaLogic: the device manager holds no image sensor"));
 }
 
 }  // namespace

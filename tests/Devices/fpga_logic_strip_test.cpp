@@ -2,6 +2,7 @@
 #include <array>
 
 #include "FpgaLogicFixture.h"
+#include "support/LoggedErrors.h"
 
 namespace tessaline_test {
 namespace {
@@ -83,6 +84,16 @@ const std::vector<Rule> kFilterRules{
      .steps = {Wrote(IMG_FILTER_WIDTH, 5), Wrote(IMG_FILTER_HEIGHT, 0xFFFF),
                Read(IMG_FILTER_THRS, 0xFFFF000A), Wrote(IMG_FILTER_THRS, 0xA), Slept(1000),
                Wrote(IMG_FILTER_THRS, 0x1000A)}},
+    {.name = "SetImageFilterSizeKeepsTheWholeThreshold",
+     .given = {{IMG_FILTER_THRS, 0xFFFFFFFF}},
+     .call = [](auto& f) { return f.SetImageFilterSize(0xFFFF, 0); },
+     .steps = {Wrote(IMG_FILTER_WIDTH, 0xFFFF), Wrote(IMG_FILTER_HEIGHT, 0),
+               Read(IMG_FILTER_THRS, 0xFFFFFFFF), Wrote(IMG_FILTER_THRS, 0xFFFF), Slept(1000),
+               Wrote(IMG_FILTER_THRS, 0x1FFFF)}},
+    {.name = "SetImageFilterThrsHasSixteenBits",
+     .call = [](auto& f) { return f.SetImageFilterThrs(0xFFFF); },
+     .steps = {Wrote(IMG_FILTER_THRS, 0xFFFF), Read(IMG_FILTER_THRS, 0xFFFF),
+               Wrote(IMG_FILTER_THRS, 0xFFFF), Slept(1000), Wrote(IMG_FILTER_THRS, 0x1FFFF)}},
     {.name = "SetImageFilterSizeTellsAFailedWidth",
      .call = [](auto& f) { return f.SetImageFilterSize(5, 6); },
      .result = 0,
@@ -280,9 +291,13 @@ TEST_F(StripRebuild, LosesTheSignPlaceOfPositiveNumbers) {
 }
 
 TEST_F(StripRebuild, WithoutCoefficientsTouchesNothing) {
+  const LoggedErrors errors;
   EXPECT_FALSE(logic().SetStripRebuildValue(nullptr));
   EXPECT_EQ(Printed(), "");
   EXPECT_THAT(Steps(), ::testing::IsEmpty());
+  EXPECT_THAT(errors.lines(),
+              ::testing::ElementsAre("Devices/FpgaLogicStrip.cpp: SetStripRebuildValue: no "
+                                     "coefficients given"));
 }
 
 }  // namespace

@@ -1,11 +1,11 @@
-// FpgaLogic on a Zynq-7000 board: sensor and laser controls, where the registers
-// lie, what is logged, and which class a series gets.
+// FpgaLogic on a Zynq-7000 board: sensor and laser controls, the register regions of
+// the families, and which class a series gets.
 #include <map>
 
 #include "Devices/FpgaLogic25.h"
 #include "Devices/FpgaRegister.h"
 #include "FpgaLogicFixture.h"
-#include "tessaline/log.h"
+#include "support/LoggedErrors.h"
 
 namespace tessaline_test {
 namespace {
@@ -19,9 +19,13 @@ TEST(FpgaLogicWithoutASeries, ReachesNoRegister) {
   if (SeriesLogicFactory::GetSeriesLogicInstance() != nullptr) {
     GTEST_SKIP() << "a series is selected already in this process";
   }
+  const LoggedErrors errors;
   FpgaLogic logic;
   EXPECT_EQ(logic.GetTriSpacing(), kAllOnes);
   EXPECT_FALSE(logic.SetExposureNum(1));
+  EXPECT_THAT(errors.lines(),
+              ::testing::ElementsAre("Devices/FpgaLogic.cpp: FpgaLogic: no product series is "
+                                     "selected, no FPGA register can be reached"));
 }
 
 const std::vector<Rule> kSensorRules{
@@ -29,6 +33,15 @@ const std::vector<Rule> kSensorRules{
      .given = {{CMOS_WORK_MODE, 0xFF}},
      .call = [](auto& f) { return f.SetCmosSensorWorkMode(CameraSensorMode{1}); },
      .steps = {Read(CMOS_WORK_MODE, 0xFF), Wrote(CMOS_WORK_MODE, 3)}},
+    {.name = "SetCmosSensorWorkModeForcesBitOneAlone",
+     .call = [](auto& f) { return f.SetCmosSensorWorkMode(CameraSensorMode{0}); },
+     .steps = {Read(CMOS_WORK_MODE, 0), Wrote(CMOS_WORK_MODE, 2)}},
+    {.name = "SetCmosSensorWorkModeDoesNotMask",
+     .call = [](auto& f) { return f.SetCmosSensorWorkMode(CameraSensorMode{0xFFFFFFFD}); },
+     .steps = {Read(CMOS_WORK_MODE, 0), Wrote(CMOS_WORK_MODE, 0xFFFFFFFF)}},
+    {.name = "SetCmosTimingControlFirst",
+     .call = [](auto& f) { return f.SetCmosTimingControl(kOn, kOff); },
+     .steps = {Wrote(CMOS_TIMING_CTRL, 1)}},
     {.name = "SetCmosTimingControl",
      .given = {{CMOS_TIMING_CTRL, 0xFF}},
      .call = [](auto& f) { return f.SetCmosTimingControl(kOff, kOn); },
@@ -52,6 +65,13 @@ const std::vector<Rule> kSensorRules{
      .call = [](auto& f) { return f.CameraReset(); },
      .steps = {Read(CMOS_WORK_MODE, 6), Wrote(CMOS_WORK_MODE, 7), Slept(50000),
                Wrote(CMOS_WORK_MODE, 6), Slept(50000), Wrote(CMOS_WORK_MODE, 7), Slept(50000)}},
+    {.name = "CameraResetMovesBitZeroAlone",
+     .given = {{CMOS_WORK_MODE, 0xFFFFFFFF}},
+     .call = [](auto& f) { return f.CameraReset(); },
+     .steps = {Read(CMOS_WORK_MODE, 0xFFFFFFFF), Wrote(CMOS_WORK_MODE, 0xFFFFFFFF), Slept(50000),
+               Wrote(CMOS_WORK_MODE, 0xFFFFFFFE), Slept(50000), Wrote(CMOS_WORK_MODE, 0xFFFFFFFF),
+               Slept(50000)},
+     .sensor = kGMAX2509},
     {.name = "CameraResetWaitsForTheE2vFlash4k",
      .given = {{CMOS_WORK_MODE, 0x3}},
      .call = [](auto& f) { return f.CameraReset(); },
@@ -103,60 +123,6 @@ TEST(FpgaRegister, HasTheRegionsOfTheBoardFamily) {
   const FpgaRegisterZynqMp zynqmp;
   EXPECT_EQ(zynqmp.GetImageBaseAddress(), 0xA0000000u);
   EXPECT_EQ(zynqmp.GetRebuildBaseAddress(), 0xB0000000u);
-}
-
-std::vector<std::string> logged;
-
-void Remember(log_Event* event) {
-  char text[128];
-  vsnprintf(text, sizeof text, event->fmt, event->ap);
-  logged.emplace_back(text);
-}
-
-class Logged : public ZynqFpga {
- protected:
-  void SetUp() override {
-    ZynqFpga::SetUp();
-    log_set_quiet(true);
-    static const int added = log_add_callback(Remember, nullptr, LOG_TRACE);
-    ASSERT_EQ(added, 0);
-    logged.clear();
-  }
-};
-
-TEST_F(Logged, EveryBlockIsAccessedAtItsAddress) {
-  logic().GetLaserMode();
-  logic().GetPolarity();
-  logic().GetStripDelay();
-  logic().GetReverseMode();
-  logic().SetStripWriteMemMode(SampleStrategy{});
-  logic().GetRisThresholdValue();
-  logic().GetCallbackLostNum();
-  logic().SetObOffset(0);
-  logic().SetStripSelectorImgWidth(0);
-  std::erase_if(logged, [](const std::string& line) { return !line.starts_with("fpga_"); });
-  EXPECT_THAT(logged,
-              ::testing::ElementsAre("fpga_read_addr: 43c00028", "fpga_read_addr: 43c10000",
-                                     "fpga_read_addr: 43c20008", "fpga_read_addr: 43c3001c",
-                                     "fpga_write_addr: 83c00040", "fpga_write_addr: 83c50064",
-                                     "fpga_read_addr: 83c10000", "fpga_read_addr: 83c2000c",
-                                     "fpga_write_addr: 83c40018", "fpga_write_addr: 83c60010"));
-}
-
-TEST_F(Logged, MethodsLogTheirName) {
-  logic().SetTriSpacing(4000);
-  EXPECT_THAT(logged,
-              ::testing::ElementsAre("SetTriSpacing", "GetTriMode", "fpga_read_addr: 43c10004",
-                                     "fpga_write_addr: 43c10008"));
-}
-
-TEST_F(Logged, SomeMethodsLogNothing) {
-  logic().SetBaseThreshold(1);
-  logic().SetCollectMode2(kCollectImage);
-  logic().SetEnhanceGain(1);
-  EXPECT_THAT(logged,
-              ::testing::ElementsAre("fpga_write_addr: 83c10014", "fpga_write_addr: 83c40000",
-                                     "fpga_read_addr: 83c40020", "fpga_write_addr: 83c40020"));
 }
 
 // --- Which class --------------------------------------------------------------------------

@@ -20,11 +20,6 @@ Lines LineSteps(const std::string& line, const std::string& value) {
           "write gpio" + line + "/value " + value};
 }
 
-Lines operator+(Lines first, const Lines& second) {
-  first.insert(first.end(), second.begin(), second.end());
-  return first;
-}
-
 class GpioLines : public DeviceTest {
  protected:
   using DeviceTest::DeviceTest;
@@ -98,6 +93,19 @@ TEST_F(GpioLines, EveryOpenThatFailsHasItsTextAndEndsTheOperation) {
       EXPECT_EQ(Printed([&] { EXPECT_FALSE(row.run(devices())); }), row.printed[i])
           << row.operation;
       EXPECT_EQ(EventsOf("gpio").size(), i + 1) << row.operation;
+    }
+  }
+}
+
+TEST_F(GpioLines, NoFileIsLeftOpen) {
+  for (const Failures& row : kFailures) {
+    for (unsigned i = 0; i < row.printed.size(); ++i) {
+      FailOpen(i);
+      Printed([&] { row.run(devices()); });
+      tessaline_board_clear_faults();
+      tessaline_board_fault("gpio", "write", i, 1, EIO);
+      Printed([&] { row.run(devices()); });
+      EXPECT_EQ(tessaline_board_open_files("gpio"), 0) << row.operation;
     }
   }
 }

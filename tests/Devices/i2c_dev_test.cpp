@@ -1,5 +1,7 @@
 // The I2C wrapper and, on top of it, the register bus of the Sony sensors.
+#include <atomic>
 #include <cerrno>
+#include <thread>
 
 #include "DeviceTest.h"
 #include "Devices/I2cDev.h"
@@ -72,23 +74,58 @@ TEST_F(I2c, RefusedRetryCountEndsTheTransaction) {
   EXPECT_TRUE(sensor_.I2cRdWr({0x30, 0x0B, 0x5A}));
 }
 
-TEST_F(I2c, NoTransactionLeavesADescriptorBehind) {
-  const int before = dup(0);
-  close(before);
+TEST_F(I2c, NoTransactionLeavesTheBusOpen) {
   EXPECT_TRUE(sensor_.I2cRdWr({0x30, 0x0B, 0x5A}));
-  tessaline_board_fault("i2c-0", "I2C_RDWR", 0, 1, EIO);
-  EXPECT_FALSE(sensor_.I2cRdWr({0x30, 0x0B, 0x5A}));
-  tessaline_board_fault("i2c-0", "I2C_RETRIES", 0, 1, EIO);
-  EXPECT_FALSE(sensor_.I2cRdWr({0x30, 0x0B, 0x5A}));
-  const int after = dup(0);
-  close(after);
-  EXPECT_EQ(after, before);
+  EXPECT_EQ(tessaline_board_open_files("i2c-0"), 0);
+  for (const char* const step : {"I2C_RDWR", "I2C_RETRIES"}) {
+    tessaline_board_fault("i2c-0", step, 0, 1, EIO);
+    EXPECT_FALSE(sensor_.I2cRdWr({0x30, 0x0B, 0x5A}));
+    EXPECT_EQ(tessaline_board_open_files("i2c-0"), 0) << step;
+  }
 }
 
 TEST_F(I2c, OpenAndCloseByHand) {
   EXPECT_TRUE(sensor_.Open());
+  EXPECT_EQ(tessaline_board_open_files("i2c-0"), 1);
   EXPECT_EQ(sensor_.Close(), 0);
+  EXPECT_EQ(tessaline_board_open_files("i2c-0"), 0);
   EXPECT_EQ(sensor_.Close(), -1);
+}
+
+TEST_F(I2c, ASecondOpenReplacesTheFirst) {
+  EXPECT_TRUE(sensor_.Open());
+  EXPECT_TRUE(sensor_.Open());
+  EXPECT_EQ(tessaline_board_open_files("i2c-0"), 1);
+}
+
+TEST_F(I2c, TheObjectsEndClosesWhatOpenOpened) {
+  { ASSERT_TRUE(I2cDev("/dev/i2c-0", kSensor).Open()); }
+  EXPECT_EQ(tessaline_board_open_files("i2c-0"), 0);
+}
+
+TEST_F(I2c, ATransactionLeavesAloneWhatOpenOpened) {
+  ASSERT_TRUE(sensor_.Open());
+  EXPECT_TRUE(sensor_.I2cRdWr({0x30, 0x0B, 0x5A}));
+  EXPECT_EQ(tessaline_board_open_files("i2c-0"), 1);
+  EXPECT_EQ(sensor_.Close(), 0);
+}
+
+TEST_F(I2c, TwoThreadsOnOneClientDoNotDisturbEachOther) {
+  constexpr int kRounds = 2000;
+  std::atomic<int> failures{0};
+  const auto use = [&](std::uint8_t reg) {
+    std::vector<std::uint8_t> read(1);
+    for (int i = 0; i < kRounds; ++i) {
+      const auto value = static_cast<std::uint8_t>(i);
+      const bool done = sensor_.I2cRdWr({0x30, reg, value}) && sensor_.I2cRdWr({0x30, reg}, read);
+      if (!done || read.front() != value) ++failures;
+    }
+  };
+  std::thread other(use, 0x0B);
+  use(0x0C);
+  other.join();
+  EXPECT_EQ(failures, 0);
+  EXPECT_EQ(tessaline_board_open_files("i2c-0"), 0);
 }
 
 // --- Register bus of the Sony sensors ------------------------------------------------------

@@ -51,8 +51,17 @@ struct Position {
 
 TEST_F(Ad5175, PositionsInSteps) {
   constexpr Position kRows[]{
-      {0, "04 00"},    {1, "04 0a"},        {97.7f, "07 e7"}, {97.8f, "07 e8"}, {100, "07 e8"},
-      {1e6f, "07 e8"}, {INFINITY, "07 e8"}, {-5, "04 00"},    {NAN, "04 00"},
+      {0, "04 00"},
+      {1, "04 0a"},
+      {97.7f, "07 e7"},
+      {97.8f, "07 e8"},
+      {100, "07 e8"},
+      {1e6f, "07 e8"},
+      {INFINITY, "07 e8"},
+      {-5, "04 00"},
+      {NAN, "04 00"},
+      // The product with the highest step is a float: in double it would stay below 733.
+      {71.652f, "06 dd"},
   };
   for (const Position& row : kRows) {
     tessaline_board_transcript_clear();
@@ -98,7 +107,13 @@ class Tpl0401 : public LaserPower {
 
 TEST_F(Tpl0401, RunsAgainstThePower) {
   constexpr Position kRows[]{
-      {0, "00 7f"}, {50, "00 40"}, {100, "00 00"}, {150, "00 00"}, {-10, "00 7f"},
+      {0, "00 7f"},
+      {50, "00 40"},
+      {100, "00 00"},
+      {150, "00 00"},
+      {-10, "00 7f"},
+      // Step 65540: its low 16 bits count.
+      {51607, "00 7b"},
   };
   for (const Position& row : kRows) {
     tessaline_board_transcript_clear();

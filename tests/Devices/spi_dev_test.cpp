@@ -1,4 +1,7 @@
 // The SPI wrapper. What needs a device runs on a K3910, whose sensor is on SPI.
+#include <linux/spi/spidev.h>
+#include <sys/ioctl.h>
+
 #include <array>
 #include <cerrno>
 
@@ -14,6 +17,7 @@ using ::testing::IsEmpty;
 
 constexpr char kPath[] = "/dev/spidev1.0";
 constexpr std::uint32_t kSpeed = 10'000'000;
+constexpr std::uint8_t kBits = 16;
 
 class Spi : public tessaline_test::BoardFixture {
  protected:
@@ -39,38 +43,59 @@ class Spi : public tessaline_test::BoardFixture {
 
 struct Step {
   const char* request;
+  const char* value;
   const char* printed;
 };
+// Mode 3, least significant bit first, kBits, kSpeed.
 constexpr Step kSteps[]{
-    {"SPI_IOC_WR_MODE", "SpiDev::SetOpt wr_mode\n"},
-    {"SPI_IOC_RD_MODE", "SpiDev::SetOpt rd_mode\n"},
-    {"SPI_IOC_WR_LSB_FIRST", "SpiDev::SetOpt wr_lsb_fist\n"},
-    {"SPI_IOC_RD_LSB_FIRST", "SpiDev::SetOpt rd_lsb_fist\n"},
-    {"SPI_IOC_WR_BITS_PER_WORD", "SpiDev::SetOpt wr bits_per_word\n"},
-    {"SPI_IOC_RD_BITS_PER_WORD", "SpiDev::SetOpt rd bits_per_word\n"},
-    {"SPI_IOC_WR_MAX_SPEED_HZ", "SpiDev::SetOpt wr max_speed_hz\n"},
-    {"SPI_IOC_RD_MAX_SPEED_HZ", "SpiDev::SetOpt rd max_speed_hz\n"},
+    {"SPI_IOC_WR_MODE", "3", "SpiDev::SetOpt wr_mode\n"},
+    {"SPI_IOC_RD_MODE", "3", "SpiDev::SetOpt rd_mode\n"},
+    {"SPI_IOC_WR_LSB_FIRST", "1", "SpiDev::SetOpt wr_lsb_fist\n"},
+    {"SPI_IOC_RD_LSB_FIRST", "1", "SpiDev::SetOpt rd_lsb_fist\n"},
+    {"SPI_IOC_WR_BITS_PER_WORD", "16", "SpiDev::SetOpt wr bits_per_word\n"},
+    {"SPI_IOC_RD_BITS_PER_WORD", "16", "SpiDev::SetOpt rd bits_per_word\n"},
+    {"SPI_IOC_WR_MAX_SPEED_HZ", "10000000", "SpiDev::SetOpt wr max_speed_hz\n"},
+    {"SPI_IOC_RD_MAX_SPEED_HZ", "10000000", "SpiDev::SetOpt rd max_speed_hz\n"},
 };
 
 TEST_F(Spi, OptionsAreSetAndReadBackInOrder) {
   ASSERT_TRUE(device_.Open(kPath));
   tessaline_board_transcript_clear();
-  EXPECT_TRUE(device_.SetOpt(SpiDev::kMode0, false, 8, kSpeed));
+  EXPECT_TRUE(device_.SetOpt(SpiDev::kMode3, true, kBits, kSpeed));
   const Lines events = BusEvents();
   ASSERT_EQ(events.size(), std::size(kSteps));
   for (std::size_t i = 0; i < events.size(); ++i) {
-    EXPECT_NE(events[i].find(kSteps[i].request), std::string::npos) << events[i];
+    EXPECT_EQ(events[i], std::string("spidev1.0 ") + kSteps[i].request + ' ' + kSteps[i].value);
   }
+  EXPECT_EQ(Printed(), "");
+}
+
+// Asked of the driver past the wrapper.
+TEST_F(Spi, OptionsBeforeTheRefusedOneStayInEffect) {
+  ASSERT_TRUE(device_.Open(kPath));
+  tessaline_board_fault("spidev1.0", "SPI_IOC_WR_MAX_SPEED_HZ", 0, 1, EINVAL);
+  EXPECT_FALSE(device_.SetOpt(SpiDev::kMode3, true, kBits, kSpeed));
+  const int fd = open(kPath, O_RDWR);
+  std::uint8_t mode = 0;
+  std::uint8_t lsb_first = 0;
+  std::uint8_t bits = 0;
+  EXPECT_EQ(ioctl(fd, SPI_IOC_RD_MODE, &mode), 0);
+  EXPECT_EQ(ioctl(fd, SPI_IOC_RD_LSB_FIRST, &lsb_first), 0);
+  EXPECT_EQ(ioctl(fd, SPI_IOC_RD_BITS_PER_WORD, &bits), 0);
+  close(fd);
+  EXPECT_EQ(mode & SPI_MODE_3, SPI_MODE_3);
+  EXPECT_EQ(lsb_first, 1);
+  EXPECT_EQ(bits, kBits);
 }
 
 TEST_F(Spi, TheFirstRefusedOptionIsToldAndEndsIt) {
   ASSERT_TRUE(device_.Open(kPath));
   for (std::size_t i = 0; i < std::size(kSteps); ++i) {
     tessaline_board_clear_faults();
-    tessaline_board_fault("spidev1.0", "*", i, 1, EINVAL);
+    tessaline_board_fault("spidev1.0", kSteps[i].request, 0, 1, EINVAL);
     tessaline_board_transcript_clear();
     Printed();
-    EXPECT_FALSE(device_.SetOpt(SpiDev::kMode0, false, 8, kSpeed));
+    EXPECT_FALSE(device_.SetOpt(SpiDev::kMode3, true, kBits, kSpeed));
     EXPECT_EQ(Printed(), kSteps[i].printed);
     EXPECT_EQ(BusEvents().size(), i + 1);
   }
@@ -80,16 +105,22 @@ TEST_F(Spi, ASecondOpenKeepsTheFirst) {
   ASSERT_TRUE(device_.Open(kPath));
   EXPECT_FALSE(device_.Open(kPath));
   EXPECT_EQ(Printed(), "SpiDev::Open is up\n");
-  EXPECT_TRUE(device_.SetOpt(SpiDev::kMode0, false, 8, kSpeed));
+  EXPECT_EQ(tessaline_board_open_files("spidev1.0"), 1);
+  EXPECT_TRUE(device_.SetOpt(SpiDev::kMode3, true, kBits, kSpeed));
 }
 
+// The sensor's frames: address with bit 15 for a write, then the value.
 TEST_F(Spi, TransfersAndWrites) {
   ASSERT_TRUE(device_.Open(kPath));
   ASSERT_TRUE(device_.SetOpt(SpiDev::kMode0, false, 8, kSpeed));
-  std::array<std::uint8_t, 3> tx{0x00, 0x00, 0x00};
+  std::array<std::uint8_t, 3> write_frame{0x80, 0x12, 0x5A};
+  EXPECT_TRUE(device_.DoWrite(write_frame.data(), write_frame.size()));
+  EXPECT_EQ(tessaline_board_chip_get("sensor", 0x0012), 0x5A);
+  ASSERT_EQ(tessaline_board_chip_set("sensor", 0x0012, 0xC3), 0);
+  std::array<std::uint8_t, 3> tx{0x00, 0x12, 0x00};
   std::array<std::uint8_t, 3> rx{};
   EXPECT_TRUE(device_.DoMsg(tx.data(), rx.data(), tx.size()));
-  EXPECT_TRUE(device_.DoWrite(tx.data(), tx.size()));
+  EXPECT_EQ(rx[2], 0xC3);
   EXPECT_EQ(Printed(), "");
 }
 
@@ -99,7 +130,7 @@ TEST_F(Spi, FailedTransfersAreTold) {
   tessaline_board_fault("spidev1.0", "*", 0, 1, EIO);
   EXPECT_FALSE(device_.DoMsg(&byte, &byte, 1));
   EXPECT_EQ(Printed(), "SpiDev::DoMsg error\n");
-  tessaline_board_fault("spidev1.0", "*", 0, 1, EIO);
+  tessaline_board_fault("spidev1.0", "write", 0, 1, EIO);
   EXPECT_FALSE(device_.DoWrite(&byte, 1));
   EXPECT_EQ(Printed(), "SpiDev::DoWrite error\n");
 }
@@ -110,8 +141,66 @@ class NoSpi : public tessaline_test::BoardFixture {
  protected:
   NoSpi() : BoardFixture("K3610") {}
 
+  // An ordinary file takes what is written to it, and keeps it to be looked at.
+  class File {
+   public:
+    File() : fd_(mkstemp(path_)) {}
+    ~File() {
+      unlink(path_);
+      close(fd_);
+    }
+    const char* path() const { return path_; }
+    std::string Content() const {
+      char content[16];
+      const ssize_t size = pread(fd_, content, sizeof content, 0);
+      return size < 0 ? "unreadable" : std::string(content, static_cast<std::size_t>(size));
+    }
+
+   private:
+    char path_[32] = "/tmp/tessaline-spi-XXXXXX";
+    int fd_;
+  };
+
+  static bool WriteText(SpiDev& device, std::string text) {
+    return device.DoWrite(reinterpret_cast<std::uint8_t*>(text.data()),
+                          static_cast<std::uint32_t>(text.size()));
+  }
+
   SpiDev device_;
 };
+
+TEST_F(NoSpi, ASecondOpenIsRefusedAndKeepsTheFirst) {
+  const File first;
+  const File second;
+  ASSERT_TRUE(device_.Open(first.path()));
+  EXPECT_FALSE(device_.Open(second.path()));
+  EXPECT_EQ(Printed(), "SpiDev::Open is up\n");
+  EXPECT_TRUE(WriteText(device_, "abc"));
+  EXPECT_EQ(first.Content(), "abc");
+  EXPECT_EQ(second.Content(), "");
+}
+
+TEST_F(NoSpi, WritesTheBytesAsTheyAre) {
+  const File file;
+  ASSERT_TRUE(device_.Open(file.path()));
+  const std::string bytes("\x42\x00\xff", 3);
+  EXPECT_TRUE(WriteText(device_, bytes));
+  EXPECT_EQ(file.Content(), bytes);
+  EXPECT_EQ(Printed(), "");
+}
+
+TEST_F(NoSpi, AFailedWriteIsTold) {
+  ASSERT_TRUE(device_.Open("/dev/full"));
+  EXPECT_FALSE(WriteText(device_, "abc"));
+  EXPECT_EQ(Printed(), "SpiDev::DoWrite error\n");
+}
+
+TEST_F(NoSpi, AFailedTransferIsTold) {
+  ASSERT_TRUE(device_.Open("/dev/null"));
+  std::uint8_t byte = 0;
+  EXPECT_FALSE(device_.DoMsg(&byte, &byte, 1));
+  EXPECT_EQ(Printed(), "SpiDev::DoMsg error\n");
+}
 
 TEST_F(NoSpi, AFailedOpenIsToldByName) {
   EXPECT_FALSE(device_.Open("/dev/spidev7.3"));

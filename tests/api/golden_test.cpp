@@ -2,6 +2,7 @@
 // with a file. A change of one access, its value, its place or a pause shows here.
 
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <string>
@@ -41,7 +42,8 @@ TEST_F(Golden, StartUpOfK3610) {
   ASSERT_EQ(RegisterHardwareInit(), 0);
   const std::string actual = InSections(Events());
 
-  const std::string name = std::string(TESSALINE_GOLDEN_DIR) + "/startup_K3610.txt";
+  const auto tests = std::filesystem::path(__FILE__).parent_path().parent_path();
+  const std::string name = tests / "golden" / "startup_K3610.txt";
   if (std::getenv("TESSALINE_ACCEPT_GOLDEN") != nullptr) {
     std::ofstream(name) << actual;
     FAIL() << "wrote " << name << "; look at the difference, then run without accepting";

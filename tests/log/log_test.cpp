@@ -5,7 +5,9 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <stdlib.h>
+#include <time.h>
 
 #include <string>
 #include <vector>
@@ -85,6 +87,25 @@ TEST(Logger, TakesThirtyTwoSinks) {
   EXPECT_EQ(received.size(), 32u);
 }
 
+TEST(Logger, TakesNoFileWhenAllSinksAreTaken) {
+  for (int i = 0; i < 32; ++i) ASSERT_EQ(log_add_fp(stdout, LOG_FATAL), 0);
+  EXPECT_EQ(log_add_fp(stdout, LOG_FATAL), -1);
+}
+
+TEST(Logger, HoldsTheLockFromBeforeTheFirstSinkUntilAfterTheLast) {
+  static std::vector<std::string> steps;
+  static char one[] = "one", two[] = "two";
+  const log_LogFn note = [](log_Event* ev) {
+    steps.emplace_back(static_cast<const char*>(ev->udata));
+  };
+  log_set_quiet(true);
+  log_set_lock([](bool lock, void*) { steps.emplace_back(lock ? "lock" : "unlock"); }, nullptr);
+  log_add_callback(note, one, LOG_TRACE);
+  log_add_callback(note, two, LOG_TRACE);
+  log_log(LOG_INFO, "a", 1, "x");
+  EXPECT_THAT(steps, ElementsAre("lock", "one", "two", "unlock"));
+}
+
 TEST(Logger, SkipsASinkOfHigherLevelAndGoesOn) {
   static char high[] = "high", low[] = "low";
   log_set_quiet(true);
@@ -117,6 +138,132 @@ TEST(Logger, FileSinkCarriesTheDate) {
   free(text);
 }
 
+// --- The time of a message ----------------------------------------------------------------
+
+// The clock of the program, see the end of this file.
+struct Clock {
+  time_t stands_at = 0;
+  int readings = 0;
+  void (*at_reading)() = nullptr;
+} the_clock;
+
+// 2023-11-14 22:13:20 in Greenwich, the next day five and a half hours to the east.
+class LoggerInAnotherTimeZone : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    setenv("TZ", "XST-05:30", 1);
+    tzset();
+    the_clock = {1'700'000'000};
+  }
+  void TearDown() override { the_clock = {}; }
+};
+
+TEST_F(LoggerInAnotherTimeZone, PrintsTheLocalTime) {
+  CaptureStderr();
+  log_log(LOG_INFO, "a", 1, "x");
+  EXPECT_EQ(GetCapturedStderr(), "03:43:20 INFO  a:1: x\n");
+}
+
+TEST_F(LoggerInAnotherTimeZone, WritesTheLocalDateToAFile) {
+  char* text = nullptr;
+  size_t size = 0;
+  FILE* file = open_memstream(&text, &size);
+  log_set_quiet(true);
+  log_add_fp(file, LOG_TRACE);
+  log_log(LOG_INFO, "a", 1, "x");
+  EXPECT_EQ(std::string(text, size), "2023-11-15 03:43:20 INFO  a:1: x\n");
+  fclose(file);
+  free(text);
+}
+
+TEST_F(LoggerInAnotherTimeZone, HandsTheLocalTimeToASink) {
+  static struct tm received_time;
+  log_set_quiet(true);
+  log_add_callback([](log_Event* ev) { received_time = *ev->time; }, nullptr, LOG_TRACE);
+  log_log(LOG_INFO, "a", 1, "x");
+  EXPECT_EQ(received_time.tm_mday, 15);
+  EXPECT_EQ(received_time.tm_hour, 3);
+  EXPECT_EQ(received_time.tm_min, 43);
+  EXPECT_EQ(received_time.tm_sec, 20);
+}
+
+TEST_F(LoggerInAnotherTimeZone, TakesTheTimeOnceAMessage) {
+  static char one[] = "1", two[] = "2";
+  log_add_callback(Remember, one, LOG_TRACE);
+  log_add_callback(Remember, two, LOG_TRACE);
+  CaptureStderr();
+  log_log(LOG_INFO, "a", 1, "to three");
+  GetCapturedStderr();
+  EXPECT_EQ(the_clock.readings, 1);
+  log_set_quiet(true);
+  log_log(LOG_INFO, "a", 1, "to two");
+  EXPECT_EQ(the_clock.readings, 2);
+}
+
+TEST_F(LoggerInAnotherTimeZone, TakesNoTimeForAMessageNobodyReceives) {
+  static char tag[] = "s";
+  log_set_level(LOG_ERROR);
+  log_add_callback(Remember, tag, LOG_WARN);
+  log_set_lock([](bool, void*) {}, nullptr);
+  log_log(LOG_INFO, "a", 1, "x");
+  EXPECT_EQ(the_clock.readings, 0);
+}
+
+// --- An interrupt in the middle of a message ----------------------------------------------
+
+// A handler may log, and must not find the locks of its own thread's message taken.
+class InterruptedLogger : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    signal(SIGINT, [](int) { interrupted = 1; });
+    interrupted = 0;
+    seen_within = 0;
+  }
+  void TearDown() override {
+    signal(SIGINT, SIG_DFL);
+    the_clock = {};
+  }
+
+  static void Interrupt() {
+    raise(SIGINT);
+    if (interrupted != 0) seen_within = 1;
+  }
+
+  static void ExpectHandledAfterTheMessage() {
+    EXPECT_EQ(seen_within, 0);
+    EXPECT_EQ(interrupted, 1);
+  }
+
+  static inline volatile sig_atomic_t interrupted;
+  static inline volatile sig_atomic_t seen_within;
+};
+
+TEST_F(InterruptedLogger, FinishesWhatTheLockHookBegan) {
+  log_set_quiet(true);
+  log_set_lock(
+      [](bool lock, void*) {
+        if (lock) Interrupt();
+      },
+      nullptr);
+  log_log(LOG_INFO, "a", 1, "x");
+  ExpectHandledAfterTheMessage();
+}
+
+TEST_F(InterruptedLogger, FinishesTheSinks) {
+  log_set_quiet(true);
+  log_add_callback([](log_Event*) { Interrupt(); }, nullptr, LOG_TRACE);
+  log_log(LOG_INFO, "a", 1, "x");
+  ExpectHandledAfterTheMessage();
+}
+
+TEST_F(InterruptedLogger, FinishesTheLineOfTheStandardErrorStream) {
+  the_clock.at_reading = Interrupt;
+  CaptureStderr();
+  log_log(LOG_INFO, "a", 1, "x");
+  EXPECT_THAT(GetCapturedStderr(), MatchesRegex("[0-9:]+ INFO  a:1: x\n"));
+  ExpectHandledAfterTheMessage();
+}
+
 TEST(Logger, NamesTheLevels) {
   const std::vector<std::string> names{"TRACE", "DEBUG", "INFO", "WARN", "ERROR", "FATAL"};
   for (int level = 0; level < 6; ++level) EXPECT_EQ(log_level_string(level), names[level]);
@@ -125,3 +272,18 @@ TEST(Logger, NamesTheLevels) {
 }
 
 }  // namespace
+
+// In front of the C library's, for the whole program.
+extern "C" time_t time(time_t* out)
+#if defined(__GLIBC__)
+    __THROW
+#endif
+{
+  timespec now{};
+  clock_gettime(CLOCK_REALTIME, &now);
+  ++the_clock.readings;
+  if (the_clock.at_reading != nullptr) the_clock.at_reading();
+  const time_t result = the_clock.stands_at != 0 ? the_clock.stands_at : now.tv_sec;
+  if (out != nullptr) *out = result;
+  return result;
+}
