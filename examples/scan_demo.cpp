@@ -62,7 +62,9 @@ struct Results {
   Picture most_telling;  // the image in which the line bends most
   unsigned bend = 0;
   std::vector<Profile> profiles;
-} results;
+};
+// Never destroyed: the library's threads run until the process is gone.
+Results& results = *new Results;
 
 // Difference between the highest and the lowest row of the line, in pixels.
 unsigned Bend(unsigned width, unsigned height, const std::uint8_t* pixels) {
@@ -93,14 +95,17 @@ void OnImage(unsigned int width, unsigned int height, void* data) {
   }
 }
 
-void OnStrips(unsigned int strips, unsigned int /*bytes*/, void* data) {
+void OnStrips(unsigned int strips, unsigned int bytes, void* data) {
   const auto* at = static_cast<const std::uint8_t*>(data);
+  const auto* const end = at + bytes;
   const std::lock_guard lock(results.mutex);
   for (unsigned i = 0; i < strips; ++i) {
     StripHeader header{};
     std::memcpy(&header, at, sizeof header);
     at += sizeof header;
     Profile profile{header.frame_id, header.encoder_stamp, {}};
+    // Another product's points may be shorter than ours.
+    if (header.points * sizeof(StripPoint) > static_cast<std::size_t>(end - at)) return;
     profile.points.resize(header.points);
     std::memcpy(profile.points.data(), at, header.points * sizeof(StripPoint));
     at += header.points * sizeof(StripPoint);

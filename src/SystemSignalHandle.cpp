@@ -1,5 +1,8 @@
 #include "SystemSignalHandle.h"
 
+#include <unistd.h>
+
+#include <atomic>
 #include <cstdlib>
 
 #include "DeviceManager.h"
@@ -7,40 +10,31 @@
 #include "Runnable/CaptureStripStream.h"
 #include "Runnable/CaptureVideoStream.h"
 #include "Runnable/RunnableObjectManager.h"
-#include "log/Log.h"
+#include "function/RegisterReach.h"
 
 namespace VeltranoSDK {
 
 namespace {
 
-constexpr unsigned int kPatience = 1000;  // milliseconds for a cancelled thread to go
-
-// A thread that is still there may hold a buffer: then its device is left to the
-// end of the process, which is near.
-template <typename Stream>
-void Release(Stream& stream, bool thread_gone) {
-  if (thread_gone) {
-    stream.ReleaseResource();
-  } else {
-    LogError("a capture thread does not end, its device is not released");
-  }
-}
+std::atomic_flag shutting_down = ATOMIC_FLAG_INIT;
 
 }  // namespace
 
 void SystemSignalHandle(int /*signal*/) {
+  // A second interrupt may reach another thread; the first one ends the process.
+  while (shutting_down.test_and_set()) pause();
+
   const auto video = RunnableObjectManagerHolder::Instance()->video_;
   const auto strip = RunnableObjectManagerHolder::Instance()->strip_;
   const auto fpga = DeviceManagerHolder::Instance()->fpga_logic_;
 
-  // The FPGA first, so that no further frames are produced.
-  if (fpga != nullptr) fpga->IntSignalOper();
+  // The FPGA first, so that no further frames are produced. Registers that were
+  // once out of reach block every access for ever, and Ctrl-C must still end it.
+  if (fpga != nullptr && !RegistersOutOfReach()) fpga->IntSignalOper();
   video->Cancel();
   strip->Cancel();
-  const bool video_gone = video->WaitUntilGone(kPatience);
-  const bool strip_gone = strip->WaitUntilGone(kPatience);
-  Release(*video, video_gone);
-  Release(*strip, strip_gone);
+  video->ReleaseResource();
+  strip->ReleaseResource();
   exit(0);
 }
 

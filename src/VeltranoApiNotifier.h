@@ -1,27 +1,12 @@
 #pragma once
 
 #include <cstdio>
-#include <latch>
 #include <memory>
 
 #include "Devices/FpgaLogic.h"
 #include "VeltranoApiCall.h"
 
 namespace VeltranoSDK::api {
-
-// Starts a notifier's thread; returns when its device is open. An interrupt that
-// came earlier would be missed, and be the last one: it masks itself when it fires
-// until somebody answers it.
-template <typename Notifier>
-std::shared_ptr<Notifier> StartNotifier() {
-  const auto open = std::make_shared<std::latch>(1);
-  auto notifier = std::make_shared<Notifier>();
-  notifier->RegisterBeforeRunFinishFunc([open] { open->count_down(); });
-  notifier->Start();
-  notifier->Detach();
-  open->wait();
-  return notifier;
-}
 
 // Switches an interrupt notifier: the thread first, then the interrupt in the
 // FPGA. On while on is -2, off while off is 0, both told on the standard output.
@@ -35,7 +20,10 @@ int SwitchNotifier(const Entry& entry, std::shared_ptr<Notifier> RunnableObjectM
       return -2;
     }
     return Call<int>(entry, kFpga, [&](FpgaLogic& fpga) {
-      slot = StartNotifier<Notifier>();
+      // In its slot before it starts: a handler may switch it off again at once.
+      const auto notifier = slot = std::make_shared<Notifier>();
+      notifier->Start();
+      notifier->Detach();
       return (fpga.*enable_interrupt)(kOn);
     });
   }

@@ -22,9 +22,9 @@ extern "C" {
 
 int OpenLaser(void) {
   return Call<int>(__func__, kLaser, [](Laser& laser) {
-    const bool open = laser.Open();
+    if (!laser.Open()) return false;
     usleep(kLaserSettle);
-    return open;
+    return true;
   });
 }
 

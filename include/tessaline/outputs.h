@@ -204,9 +204,9 @@ int DAWrite(unsigned int value);
  *
  * Register the handler first: an interrupt without one ends the process. After
  * switching off, no further call of the handler begins; a call in progress is
- * waited for.
+ * waited for, at most 3 seconds.
  *
- * Register: IMAGE_BLOCK_3 IRQ_CTRL bit 0. Threads: one.
+ * Register: IMAGE_BLOCK_3 IRQ_CTRL bit 0; bits 16 to 31 are cleared. Threads: one.
  */
 int SetDADelayState(unsigned int state);
 

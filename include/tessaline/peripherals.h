@@ -19,8 +19,9 @@ extern "C" {
 /* --- Laser ------------------------------------------------------------------------------ */
 
 /**
- * Switches the laser on: both enable lines, then a pause of 50 ms for the light to
- * become steady.
+ * Switches the laser on: both enable lines and, when that succeeded, a pause of 50 ms
+ * for the light to become steady. It stays on until CloseLaser(), also after the
+ * process has ended.
  *
  * @return 0; -1 when a line cannot be driven (told on the standard output), and
  *         before start-up.

@@ -67,8 +67,9 @@ int SetCmosGain(unsigned int gain);
 /**
  * Selects the sensing mode of the sensors that have one.
  *
- * @param mode  e2v Flash 4K: the sensor's mode. GSPRINT6502BSI: 0 plain, anything
- *              else high dynamic range, in sensor and FPGA. Without effect on the others.
+ * @param mode  e2v Flash 4K: the sensor's mode. GSPRINT6502BSI: 0 plain, 1 high
+ *              dynamic range; the sensor takes any other value as 1, the FPGA its
+ *              bit 0. Without effect on the others.
  * @return 0, or -1 before start-up.
  *
  * Register: IMAGE_BLOCK_0 HDR_CTRL bit 0. Threads: one.
@@ -134,7 +135,9 @@ unsigned int GetDriveMode(void);
  * @param x, y           first column and row
  * @param width, height  size in pixels; which steps and limits hold depends on the sensor
  * @return 0; -1 when the sensor refuses (told on the standard output) or cannot be
- *         programmed, and before start-up. The region is recorded even then.
+ *         programmed, and before start-up. The region is recorded even then. The
+ *         IMX273 returns 0 also when its crop registers could not be written; its
+ *         text on the standard output tells.
  *
  * Images delivered from the next one on have the new size. Threads: one.
  */
@@ -144,8 +147,9 @@ int SetROI1(unsigned int x, unsigned int y, unsigned int width, unsigned int hei
  * Selects the direction in which the sensor is read.
  *
  * @param direction  0 normal, 1 rows reversed, 2 columns reversed, 3 both
- * @return 0; -1 for a direction the sensor does not know, when it cannot be
- *         programmed, and before start-up.
+ * @return 0; -1 for a direction the e2v Flash 4K does not know, when the sensor
+ *         cannot be programmed, and before start-up. The Sony sensors take any value
+ *         as it is: keep to 0 to 3.
  *
  * Threads: one. The encoder's reverse mode is SetReverseMode_io().
  */
@@ -171,10 +175,11 @@ unsigned int GetCmosMaxDrive(void);
 unsigned int TransferMaxFrameValue(void);
 
 /**
- * Asks the sensor for its temperature, to see whether it answers.
+ * Asks the sensor for its temperature. The code itself is not returned.
  *
- * @return 0 when the sensor reports a temperature code other than 0, else -1; also
- *         -1 before start-up. The code itself is not returned.
+ * @return -1 when the sensor reports code 0 (a sensor without a thermometer), and
+ *         before start-up; else 0. Also 0 when the sensor does not answer: that is
+ *         told on the standard output.
  *
  * Threads: one.
  */

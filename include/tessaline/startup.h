@@ -67,7 +67,8 @@ enum tessaline_event {
  * Images: (width, height, pixels); width x height bytes, one a pixel, followed by
  * 32 bytes of header: frame id, time stamp, encoder stamp (three little-endian
  * 64-bit numbers) and 8 bytes that have no meaning. Images whose time stamp is
- * not beyond that of the last SetGlobalControl(0) do not arrive.
+ * not beyond that of the last SetGlobalControl(0) do not arrive, nor do those with
+ * time stamp 0.
  *
  * Strips: (strip count, bytes of all strips, first strip). Each strip is 32 bytes
  * of header - frame id, time stamp, encoder stamp, point count, as above - and its
@@ -115,14 +116,20 @@ void RegisterEventHandler(int type, tessaline_event_handler callback);
  * trigger spacing 4000, global control off, laser mode 0, sensor reading all
  * pixels.
  *
- * @return 0. -1 when no model is selected, when the selected product's sensor is
- *         not supported, or when the device is already started (each told by one
- *         ERROR in the log, and nothing else is done); -1 also when the register
- *         lock cannot be initialised ("fpga_contol mutex init failed!" on the
- *         standard output).
+ * @return 0, also when the sensor could not be initialised (told on the standard
+ *         output). -1 when no model is selected or the device is already started (one
+ *         ERROR in the log, nothing else is done); when there is no driver for the
+ *         selected product's sensor (one ERROR; the lights were switched off, nothing
+ *         else of the hardware is touched); and when the register lock cannot be
+ *         initialised ("fpga_contol mutex init failed!" on the standard output).
  *
  * A capture device that cannot be set up does not fail the call: the log says so,
  * and its callback stays silent.
+ *
+ * Neither exit() nor SIGINT switches the laser off: call CloseLaser() for that. When
+ * the FPGA's registers were once out of reach (see fpga_read_addr()), SIGINT ends the
+ * process without stopping the FPGA. It waits for a handler in progress, up to some
+ * seconds.
  *
  * Threads: from one thread, once, before anything else touches the FPGA.
  */

@@ -196,7 +196,7 @@ void SetContinuousFlag(unsigned int flag);
 /* --- Counters and buffers --------------------------------------------------------------- */
 
 /**
- * Starts the frame ids at 0 again and zeroes the strip and image buffers.
+ * Restarts the frame ids (the next frame has the first id again) and zeroes the strip and image buffers.
  *
  * @return 0, or -1 before start-up.
  *
@@ -238,7 +238,9 @@ int ResetStripReleaseNum(void);
  * @return 0; -1 when the driver refuses, and before start-up.
  *
  * The strip thread returns every buffer by itself when the handler comes back: an
- * application that receives strips through the handler does not need this.
+ * application that receives strips through the handler does not need this. No
+ * exported function dequeues by index, so in an ordinary application the result is
+ * always -1 and nothing is touched.
  *
  * Device: /dev/video1. Threads: one.
  */

@@ -242,9 +242,9 @@ int SetLasTriPolarity(unsigned int polarity);
  *
  * Register the handler first: an interrupt without one ends the process. After
  * switching off, no further call of the handler begins; a call in progress is
- * waited for.
+ * waited for, at most 3 seconds.
  *
- * Register: IMAGE_BLOCK_3 IRQ_CTRL bit 2. Threads: one.
+ * Register: IMAGE_BLOCK_3 IRQ_CTRL bit 2; bits 16 to 31 are cleared. Threads: one.
  */
 int SetExtTriggerState(unsigned int state);
 

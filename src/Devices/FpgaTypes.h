@@ -30,7 +30,7 @@ enum TriggerMode : unsigned int {
   kTimerTrigger,
   kEncoderTrigger,
   kExternalTrigger,
-  kSoftwareOnlyTrigger,
+  kTimerTriggerAtStart,
 };
 
 // The same type selects what a delay counts.

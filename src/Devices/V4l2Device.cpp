@@ -9,6 +9,7 @@
 #include <algorithm>
 
 #include "function/CancellationScope.h"
+#include "function/SignalMask.h"
 
 namespace VeltranoSDK::DevFOps {
 
@@ -153,6 +154,8 @@ bool V4l2Device::QBuf() {
 
 bool V4l2Device::QBuf(unsigned int index) {
   Enter(__func__);
+  const SigintBlocked no_handler_here;
+  const std::lock_guard lock(memory_mutex_);
   if (index >= buffers_.size() || !buffers_[index].is_taken) {
     LogError(Tell("v4l2 VIDIOC_QBUF failed: %s"), strerror(EINVAL));
     return false;
@@ -194,8 +197,17 @@ bool V4l2Device::Switch(unsigned long request) {
   return true;
 }
 
+void V4l2Device::ClearBuf() {
+  Enter(__func__);
+  const SigintBlocked no_handler_here;
+  const std::lock_guard lock(memory_mutex_);
+  ClearMemory();
+}
+
 bool V4l2Device::Close() {
   Enter(__func__);
+  const SigintBlocked no_handler_here;
+  const std::lock_guard lock(memory_mutex_);
   ReleaseMemory();
   // Keeps its capacity: the SIGINT handler comes here, and should not need the heap.
   buffers_.clear();

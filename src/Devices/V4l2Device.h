@@ -25,6 +25,7 @@ class V4l2Device : public V4l2Base {
   bool StreamOn() override;
   bool StreamOff() override;
   bool Close() override;
+  void ClearBuf() override;
   unsigned int Index() override;
   std::size_t BufferSize() override;
 
@@ -44,6 +45,7 @@ class V4l2Device : public V4l2Base {
   // descriptor where the driver must know.
   virtual bool Provide(v4l2_buffer& descriptor, Buffer& buffer) = 0;
   virtual void ReleaseMemory() = 0;
+  virtual void ClearMemory() = 0;
 
   // Around DqBuf() and QBuf() without an index.
   virtual void AfterDequeue(unsigned int index, std::size_t size);
@@ -62,6 +64,10 @@ class V4l2Device : public V4l2Base {
   Buffer* Dequeue();
   bool Queue(v4l2_buffer& descriptor);
   bool Switch(unsigned long request);
+
+  // Held while the buffers are touched from outside the capture thread, so that the
+  // SIGINT handler does not unmap them under somebody's hands.
+  std::mutex memory_mutex_;
 
   const v4l2_memory memory_;
   const Message flavour_;

@@ -25,8 +25,7 @@ void V4l2Fd::ReleaseMemory() {
   }
 }
 
-void V4l2Fd::ClearBuf() {
-  Enter(__func__);
+void V4l2Fd::ClearMemory() {
   for (Buffer& buffer : buffers()) {
     if (buffer.data != nullptr) memset(buffer.data, 0, buffer.size);
   }

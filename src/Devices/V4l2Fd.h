@@ -9,11 +9,10 @@ class V4l2Fd final : public V4l2Device {
  public:
   V4l2Fd();
 
-  void ClearBuf() override;
-
  private:
   bool Provide(v4l2_buffer& descriptor, Buffer& buffer) override;
   void ReleaseMemory() override;
+  void ClearMemory() override;
 };
 
 }  // namespace VeltranoSDK::DevFOps

@@ -34,8 +34,7 @@ bool V4l2FdUserPtr::Provide(v4l2_buffer& descriptor, Buffer& buffer) {
 
 void V4l2FdUserPtr::ReleaseMemory() { udma_buf_.reset(); }
 
-void V4l2FdUserPtr::ClearBuf() {
-  Enter(__func__);
+void V4l2FdUserPtr::ClearMemory() {
   if (udma_buf_) udma_buf_->ClearBuf();
 }
 

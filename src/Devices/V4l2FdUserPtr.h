@@ -17,7 +17,6 @@ class V4l2FdUserPtr : public V4l2Device {
   V4l2FdUserPtr();
 
   bool SetFmt(unsigned int width, unsigned int height) override;
-  void ClearBuf() override;
 
  protected:
   explicit V4l2FdUserPtr(Message flavour_here);
@@ -28,6 +27,7 @@ class V4l2FdUserPtr : public V4l2Device {
   bool PrepareMemory(unsigned int count) override;
   bool Provide(v4l2_buffer& descriptor, Buffer& buffer) override;
   void ReleaseMemory() override;
+  void ClearMemory() override;
 
   std::shared_ptr<UdmaBuf> udma_buf_;
   std::size_t frame_size_ = 0;   // of the format last set

@@ -6,10 +6,12 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstdint>
 #include <cstdio>
 #include <optional>
 
+#include "function/RegisterReach.h"
 #include "function/SignalMask.h"
 #include "log/Log.h"
 
@@ -20,6 +22,8 @@ using VeltranoSDK::SigintBlocked;
 constexpr unsigned int kFailed = 0xFFFFFFFFu;
 constexpr std::size_t kMappedBytes = 255;
 constexpr unsigned int kWordsInMapping = kMappedBytes / sizeof(std::uint32_t);
+
+std::atomic<bool> out_of_reach{false};
 
 // The longest an interrupt waits for a thread that waits for the lock.
 constexpr long kSliceNs = 20'000'000;
@@ -58,6 +62,7 @@ unsigned int Transact(unsigned int block_base, unsigned int index, Access access
   if (fd < 0) {
     // The lock stays taken: a board whose registers were once out of reach is
     // in no known state, and nothing may touch it until the process restarts.
+    out_of_reach = true;
     printf("open(/dev/mem) failed.");
     fflush(stdout);
     return kFailed;
@@ -79,6 +84,12 @@ unsigned long ByteAddress(unsigned int block_base, unsigned int index) {
 }
 
 }  // namespace
+
+namespace VeltranoSDK {
+
+bool RegistersOutOfReach() { return out_of_reach; }
+
+}  // namespace VeltranoSDK
 
 extern "C" {
 

@@ -1,4 +1,5 @@
 // What the exported functions ask of the series logic and tell it.
+#include <errno.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -100,6 +101,43 @@ TEST_F(K3610, CollectModesAreNotifiedOnceAccepted) {
   notified_.clear();
   EXPECT_EQ(SetCollectMode(2), -1);
   EXPECT_THAT(notified_, IsEmpty());
+}
+
+// So that an access fails once and the next is a good one again.
+void FailAccess(unsigned int index) {
+  tessaline_board_clear_faults();
+  tessaline_board_fault("fpga", "mmap", index, 1, ENOMEM);
+}
+
+TEST_F(K3610, NothingIsNotifiedOfAModeTheFpgaDidNotTake) {
+  BuildDevices();
+  for (unsigned int access = 0; access < 8; ++access) {
+    FailAccess(access);
+    EXPECT_EQ(SetCollectMode(access % 2), -1) << access;
+  }
+  FailAccess(0);
+  EXPECT_EQ(SetStripDataMode(1), -1);
+  EXPECT_THAT(notified_, IsEmpty());
+  FailAccess(1);
+  EXPECT_EQ(SetStripDataMode(1), 0);
+  EXPECT_THAT(notified_, ElementsAre(kStripDataModeChanged));
+}
+
+TEST_F(K3610, AFailedSensorIsNotifiedLikeAReadyOne) {
+  tessaline_board_chip_present("sensor", 0);
+  ASSERT_EQ(RegisterHardwareInit(), 0);
+  EXPECT_THAT(notified_, ElementsAre(kExposureConfigured, kTriggerConfigured, kSensorInitialized,
+                                     kStartupFinished));
+}
+
+TEST_F(K3610, BothThreadsHoldTheTimeStampsOfAMaster) {
+  BuildDevices();
+  const auto* runnables = RunnableObjectManagerHolder::Instance();
+  for (const unsigned int state : {1u, 0u, 2u, 0u}) {
+    EXPECT_EQ(SetMasterState(state), 0);
+    EXPECT_EQ(runnables->strip_->TimeStampHold(), state != 0) << state;
+    EXPECT_EQ(runnables->video_->TimeStampHold(), state != 0) << state;
+  }
 }
 
 TEST_F(K3610, StripDataModesAreNotified) {

@@ -46,7 +46,14 @@ TEST(Notifications, RunInTheOrderOfRegistrationEveryTime) {
 
 TEST(Notifications, ThatNobodyRegisteredForDoNothing) {
   SeriesLogic21 series;
-  for (int n = -1; n <= 6; ++n) series.Notify(static_cast<Notification>(n));
+  int calls = 0;
+  series.RegisterNotificationCallback(kSensorInitialized, [&] { ++calls; });
+  for (int n = -1; n <= 6; ++n) {
+    if (n != kSensorInitialized) series.Notify(static_cast<Notification>(n));
+  }
+  EXPECT_EQ(calls, 0);
+  series.Notify(kSensorInitialized);
+  EXPECT_EQ(calls, 1);
 }
 
 TEST(Notifications, RaiseAtAnEmptyCallbackAndCanBeUsedAfterwards) {

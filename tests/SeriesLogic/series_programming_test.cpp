@@ -59,7 +59,7 @@ TEST_F(K3610Series, CountsLostCallbacksInTheStripThread) {
 }
 
 struct K3820Series : SeriesBoard {
-  K3820Series() : SeriesBoard("K3820") {}
+  explicit K3820Series(const char* model = "K3820") : SeriesBoard(model) {}
 };
 
 TEST_F(K3820Series, SetsTheImageFilterOnceTheSensorIsReady) {
@@ -75,6 +75,24 @@ TEST_F(K3820Series, CountsLostCallbacksInTheFpga) {
   EXPECT_FALSE(series().ResetCallbackLostCount());
   EXPECT_THAT(Writes(), ElementsAre(Wrote(fpga::CALLBACK_LOST_RESET, 1),
                                     Wrote(fpga::CALLBACK_LOST_RESET, 0)));
+}
+
+// Reads half the rows, and is programmed like the others.
+struct K3810Series : K3820Series {
+  K3810Series() : K3820Series("K3810") {}
+};
+
+TEST_F(K3810Series, InheritsAllOfIt) {
+  for (int n = kCollectModeChanged; n <= kStripDataModeChanged; ++n) {
+    if (n != kSensorInitialized) series().Notify(static_cast<Notification>(n));
+  }
+  EXPECT_THAT(Accesses(), IsEmpty());
+  series().Notify(kSensorInitialized);
+  EXPECT_THAT(Writes(),
+              ElementsAre(Wrote(fpga::IMG_FILTER_THRS, 10), Wrote(fpga::IMG_FILTER_THRS, 10),
+                          Wrote(fpga::IMG_FILTER_THRS, 0x1000A)));
+  Set(fpga::CALLBACK_LOST_NUM, 7);
+  EXPECT_EQ(series().GetCallbackLostCount(), 7u);
 }
 
 struct K3920Series : SeriesBoard {
@@ -136,13 +154,29 @@ TEST_F(K3930Series, HasItsImageFlipped) {
 }
 
 struct K4010Series : SeriesBoard {
-  K4010Series() : SeriesBoard("K4010") {}
+  explicit K4010Series(const char* model = "K4010") : SeriesBoard(model) {}
 };
 
 TEST_F(K4010Series, WidensTheExposureDelta) {
   Set(fpga::EXPOSURE_NUM, 0);
   series().Notify(kExposureConfigured);
   EXPECT_THAT(Writes(), ElementsAre(Wrote(fpga::EXPOSURE_NUM, kWideDelta)));
+}
+
+struct K4010ArmSeries : K4010Series {
+  K4010ArmSeries() : K4010Series("K4010arm_rebuild") {}
+};
+
+TEST_F(K4010ArmSeries, InheritsAllOfIt) {
+  for (int n = kCollectModeChanged; n <= kStripDataModeChanged; ++n) {
+    if (n != kExposureConfigured) series().Notify(static_cast<Notification>(n));
+  }
+  EXPECT_THAT(Accesses(), IsEmpty());
+  Set(fpga::EXPOSURE_NUM, 6000u << 3 | 1);
+  series().Notify(kExposureConfigured);
+  EXPECT_THAT(Writes(), ElementsAre(Wrote(fpga::EXPOSURE_NUM, kWideDelta | 1)));
+  Set(fpga::CALLBACK_LOST_NUM, 7);
+  EXPECT_EQ(series().GetCallbackLostCount(), 7u);
 }
 
 TEST(SeriesProgramming, WithoutAnFpgaIsAnErrorAndNoCrash) {
@@ -156,21 +190,6 @@ TEST(SeriesProgramming, WithoutAnFpgaIsAnErrorAndNoCrash) {
   EXPECT_THAT(errors.lines(),
               ElementsAre(HasSubstr("SeriesLogic24"), HasSubstr("SeriesLogic24"),
                           HasSubstr("FpgaLostCount"), HasSubstr("ResetFpgaLostCount")));
-}
-
-TEST(DeviceManager, WithoutASeriesBuildsNothing) {
-  DeviceManager devices;
-  EXPECT_FALSE(devices.Init());
-  EXPECT_EQ(devices.fpga_logic_, nullptr);
-  EXPECT_EQ(devices.cmos_sensor_, nullptr);
-  EXPECT_EQ(devices.v4l2_buf_, nullptr);
-  EXPECT_EQ(devices.temperature_, nullptr);
-  EXPECT_EQ(devices.digital_pot_, nullptr);
-  EXPECT_EQ(devices.da_chip_, nullptr);
-  EXPECT_EQ(devices.laser_, nullptr);
-  EXPECT_EQ(devices.range_led_, nullptr);
-  EXPECT_EQ(devices.laser_led_, nullptr);
-  EXPECT_EQ(devices.model_, "");
 }
 
 }  // namespace

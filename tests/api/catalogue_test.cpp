@@ -4,14 +4,16 @@
 #include <gtest/gtest.h>
 
 #include <array>
-#include <atomic>
 #include <cstring>
+#include <string>
+#include <vector>
 
+#include "api/HeldImages.h"
 #include "api/StartedBoard.h"
 
 namespace {
 
-using tessaline_test::Eventually;
+using tessaline_test::HeldImages;
 using tessaline_test::Read;
 using tessaline_test::Slept;
 using tessaline_test::StartedBoard;
@@ -25,7 +27,18 @@ using ::testing::Not;
 
 namespace fpga = VeltranoSDK::fpga;
 
-class Catalogue : public StartedBoard {};
+class Catalogue : public StartedBoard {
+ protected:
+  // A sensor register and the high byte behind it.
+  static int ChipWord(unsigned address) {
+    return tessaline_board_chip_get("sensor", address) |
+           tessaline_board_chip_get("sensor", address + 1) << 8;
+  }
+  static void SetTemperatureCode(unsigned code) {
+    ASSERT_EQ(tessaline_board_chip_set("sensor", 0x301E, code & 0xFF), 0);
+    ASSERT_EQ(tessaline_board_chip_set("sensor", 0x301F, code >> 8), 0);
+  }
+};
 
 // --- Acquisition -------------------------------------------------------------------------
 
@@ -58,20 +71,20 @@ TEST_F(Catalogue, GlobalControlOfAnotherValueIsOnlyHandedOn) {
   EXPECT_THAT(Accesses(), ElementsAre(Read(fpga::TRIGGER_CTRL, 3), Wrote(fpga::TRIGGER_CTRL, 3)));
 }
 
-std::atomic<unsigned> images = 0;
-void OnImage(unsigned int, unsigned int, void*) { ++images; }
-
-// The late image is older than the stop; a master takes it all the same.
+// The second image is older than the stop; a master takes it all the same.
 TEST_F(Catalogue, AMasterDeliversImagesFromBeforeTheStop) {
-  RegisterEventHandler(TESSALINE_EVENT_IMAGE, reinterpret_cast<tessaline_event_handler>(OnImage));
   EXPECT_EQ(SetMasterState(2), 0);
   EXPECT_THAT(Writes(), ElementsAre(Wrote(fpga::MASTER_CTRL, 0)));
-  tessaline_board_frame_fault(0, TESSALINE_BOARD_FRAME_LATE, 0, 1);
-  SetTriMode(2);
-  SetGlobalControl(1);
-  TricontrolSWTrigger();
-  SetGlobalControl(0);
-  EXPECT_TRUE(Eventually([] { return images == 1; }));
+  HeldImages::StopBetweenTwo();
+  EXPECT_THAT(HeldImages::Delivered(2), ElementsAre(1u, 2u));
+}
+
+TEST_F(Catalogue, AFormerMasterDropsThemAgain) {
+  EXPECT_EQ(SetMasterState(1), 0);
+  EXPECT_EQ(SetMasterState(0), 0);
+  HeldImages::StopBetweenTwo();
+  HeldImages::TriggerOnce();
+  EXPECT_THAT(HeldImages::Delivered(2), ElementsAre(1u, 3u));
 }
 
 TEST_F(Catalogue, MasterStateKeepsTheIdAndClearsTheRest) {
@@ -130,9 +143,42 @@ TEST_F(Catalogue, CoefficientsAreCutToTheirRegistersAndHandedBack) {
   EXPECT_THAT(Printed(), HasSubstr("SetStripRebuildValue 8388607 5 0 0 "));
 }
 
+// The driver has it already, or never had it: it is not asked.
 TEST_F(Catalogue, ABufferNobodyTookCannotBeReturned) {
-  EXPECT_EQ(QV4l2Buf(1000), -1);
-  EXPECT_THAT(Errors(), Not(IsEmpty()));
+  for (const unsigned int index : {0u, 17u, 18u, 1000u}) EXPECT_EQ(QV4l2Buf(index), -1) << index;
+  EXPECT_EQ(Errors().size(), 4u);
+  EXPECT_THAT(Events(), IsEmpty());
+}
+
+// A block that cannot be mapped once; the access after it is a good one again.
+void FailAccess(unsigned int index) {
+  tessaline_board_clear_faults();
+  tessaline_board_fault("fpga", "mmap", index, 1, ENOMEM);
+}
+
+TEST_F(Catalogue, CollectModeFailsWithAnyOfItsAccesses) {
+  constexpr unsigned int kAccesses = 8;
+  for (unsigned int access = 0; access < kAccesses; ++access) {
+    FailAccess(access);
+    EXPECT_EQ(SetCollectMode(0), -1) << access;
+    EXPECT_THAT(Printed(), HasSubstr(" error\n")) << access;
+  }
+  FailAccess(kAccesses);
+  EXPECT_EQ(SetCollectMode(0), 0);
+  EXPECT_EQ(Printed(), "");
+}
+
+TEST_F(Catalogue, StripModesFailWithTheirWrites) {
+  FailAccess(0);
+  EXPECT_EQ(SetStripDataMode(1), -1);
+  for (const unsigned int access : {0u, 1u}) {
+    FailAccess(access);
+    EXPECT_EQ(SetStripWriteMemMode(1), -1) << access;
+    EXPECT_EQ(Printed(),
+              "SetStripWriteMemMode fpga_write_addr STRIP_WRIMEM_STRATEGY_WIDTH error\n");
+  }
+  FailAccess(2);
+  EXPECT_EQ(SetStripWriteMemMode(1), 0);
 }
 
 // --- Sensor ------------------------------------------------------------------------------
@@ -154,13 +200,68 @@ TEST_F(Catalogue, ThereAreFiveExposures) {
   EXPECT_EQ(Errors().size(), 2u);
 }
 
+// A line takes 3.205387 microseconds, in the reduced mode 2.936027.
+TEST_F(Catalogue, ExposuresLastWholeLines) {
+  EXPECT_EQ(SetExposureTime(1, 1000), 0);
+  EXPECT_EQ(Get(fpga::EXP_TIME_1), 312u);
+  EXPECT_EQ(SetDriveMode(0x11), 0);
+  EXPECT_EQ(SetExposureTime(2, 1000), 0);
+  EXPECT_EQ(Get(fpga::EXP_TIME_2), 341u);
+}
+
+TEST_F(Catalogue, GainIsInTenthsOfADecibel) {
+  EXPECT_EQ(SetCmosGain(30), 1);
+  EXPECT_EQ(tessaline_board_chip_get("sensor", 0x3204), 300 & 0xFF);
+  EXPECT_EQ(tessaline_board_chip_get("sensor", 0x3205) & 1, 1);
+  EXPECT_THAT(Events(), Contains("i2c-0 I2C_RDWR w 0x36 32 04 2c"));
+  EXPECT_EQ(SetCmosGain(2), 1);
+  EXPECT_EQ(tessaline_board_chip_get("sensor", 0x3204), 20);
+  EXPECT_EQ(tessaline_board_chip_get("sensor", 0x3205) & 1, 0);
+  EXPECT_THAT(Events(), Contains("i2c-0 I2C_RDWR w 0x36 32 04 14"));
+}
+
 TEST_F(Catalogue, GainHasItsOwnResults) {
   EXPECT_EQ(SetCmosGain(2), 1);
   tessaline_board_chip_present("sensor", 0);
   EXPECT_EQ(SetCmosGain(2), 0);
 }
 
-TEST_F(Catalogue, SensorTemperatureTellsOnlyWhetherThereIsOne) { EXPECT_EQ(GetSensorTemp(), 0); }
+TEST_F(Catalogue, SensorTemperatureTellsOnlyWhetherThereIsOne) {
+  EXPECT_EQ(GetSensorTemp(), 0);
+  SetTemperatureCode(1);
+  EXPECT_EQ(GetSensorTemp(), 0);
+  SetTemperatureCode(0);
+  EXPECT_EQ(GetSensorTemp(), -1);
+}
+
+// A bus that fails reads as all ones.
+TEST_F(Catalogue, ASensorThatDoesNotAnswerHasATemperatureToo) {
+  tessaline_board_chip_present("sensor", 0);
+  EXPECT_EQ(GetSensorTemp(), 0);
+}
+
+TEST_F(Catalogue, MaximumFrameValueFollowsTheDriveMode) {
+  EXPECT_EQ(TransferMaxFrameValue(), 0x00EE2A11u);
+  EXPECT_EQ(SetDriveMode(0x11), 0);
+  EXPECT_EQ(TransferMaxFrameValue(), 0x00DA2A11u);
+}
+
+TEST_F(Catalogue, RegionGoesToTheSensorColumnsFirst) {
+  EXPECT_EQ(SetROI1(0x80, 0x100, 1000, 601), 0);
+  EXPECT_EQ(ChipWord(0x3310) & 0x1FFF, 0x80);
+  EXPECT_EQ(ChipWord(0x3312) & 0x0FFF, 0x100);
+  EXPECT_EQ(Get(fpga::STRIP_IMAGE_WIDTH), 1000u);
+  EXPECT_EQ(Get(fpga::STRIP_IMAGE_HEIGHT), 601u);
+}
+
+TEST_F(Catalogue, DirectionGoesToTheSensor) {
+  for (const unsigned int direction : {1u, 2u, 3u, 0u}) {
+    EXPECT_EQ(SetReverseMode(direction), 0);
+    EXPECT_EQ(tessaline_board_chip_get("sensor", 0x300E) & 3, static_cast<int>(direction));
+  }
+  tessaline_board_chip_present("sensor", 0);
+  EXPECT_EQ(SetReverseMode(1), -1);
+}
 
 TEST_F(Catalogue, RegionAndModeAreRecorded) {
   EXPECT_EQ(SetROI1(0, 0, 1456, 544), 0);
@@ -206,6 +307,17 @@ TEST_F(Catalogue, ALaserThatCannotBeSwitchedIsAFailure) {
   EXPECT_EQ(LedControl(1), -1);
 }
 
+// Without light there is nothing to wait for.
+TEST_F(Catalogue, ALaserThatStaysDarkIsNotWaitedFor) {
+  for (const unsigned int line_files : {0u, 3u}) {  // the first line fails, or the second
+    tessaline_board_clear_faults();
+    tessaline_board_transcript_clear();
+    tessaline_board_fault("gpio", "write", line_files, 0, EIO);
+    EXPECT_EQ(OpenLaser(), -1);
+    EXPECT_THAT(Steps(), IsEmpty());
+  }
+}
+
 TEST_F(Catalogue, StatusLightMixesItsColours) {
   EXPECT_EQ(LedControl(5), 0);
   EXPECT_EQ(tessaline_board_gpio_level(961), 1);
@@ -236,10 +348,18 @@ TEST_F(Catalogue, ProcessorTemperatureIsInDegrees) {
 // --- Traces ------------------------------------------------------------------------------
 
 std::string traced;
+std::vector<std::string> capture_calls;  // by other threads than the two at work
 void Remember(log_Event* ev) {
   char text[128];
   vsnprintf(text, sizeof text, ev->fmt, ev->ap);
-  if (strncmp(ev->file, "VeltranoApi", 11) == 0) traced += std::string(text) + ";";
+  const std::string file(ev->file);
+  if (file.starts_with("VeltranoApi")) traced += std::string(text) + ";";
+  for (const char* stream : {"Strip", "Video"}) {
+    const bool setter = strncmp(text, "Set", 3) == 0 || strstr(text, "BufClear") != nullptr;
+    if (setter && file == std::string("Runnable/Capture") + stream + "Stream.cpp") {
+      capture_calls.push_back(std::string(stream) + ": " + text);
+    }
+  }
 }
 
 class TracedCatalogue : public Catalogue {
@@ -248,6 +368,7 @@ class TracedCatalogue : public Catalogue {
     log_add_callback(Remember, nullptr, LOG_TRACE);
     Catalogue::SetUp();
     traced.clear();
+    capture_calls.clear();
   }
 };
 
@@ -263,6 +384,32 @@ TEST_F(TracedCatalogue, EveryCallIsTracedOnceByName) {
   EXPECT_EQ(traced,
             "SetTriMode;GetEncoderCounter;SetCollectMode;SetExposureTime;SetSensingMode;"
             "SetExtTriggerState;Temp18b20Read;QV4l2Buf;");
+}
+
+// What is the strip thread's concern too goes there first.
+TEST_F(TracedCatalogue, AStopGivesBothThreadsItsTime) {
+  SetGlobalControl(1);
+  EXPECT_THAT(capture_calls, IsEmpty());
+  SetGlobalControl(0);
+  EXPECT_THAT(capture_calls, ElementsAre("Strip: SetMinTimeStamp", "Video: SetMinTimeStamp"));
+}
+
+TEST_F(TracedCatalogue, AMasterTellsBothThreads) {
+  SetMasterState(1);
+  EXPECT_THAT(capture_calls, ElementsAre("Strip: SetTimeStampHold", "Video: SetTimeStampHold"));
+}
+
+TEST_F(TracedCatalogue, ResetFrameIdClearsStripsThenImages) {
+  ResetFrameID();
+  EXPECT_THAT(capture_calls, ElementsAre("Strip: StripBufClear", "Video: VideoBufClear"));
+}
+
+TEST_F(TracedCatalogue, TheStripThreadLearnsOfAWriteStrategyThatWasAccepted) {
+  FailAccess(1);
+  SetStripWriteMemMode(1);
+  EXPECT_THAT(capture_calls, IsEmpty());
+  SetStripWriteMemMode(1);
+  EXPECT_THAT(capture_calls, ElementsAre("Strip: SetWriteMemMode"));
 }
 
 }  // namespace

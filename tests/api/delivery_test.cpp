@@ -3,12 +3,14 @@
 // a copy of every buffer as it leaves the driver.
 
 #include <dlfcn.h>
+#include <gmock/gmock.h>
 #include <linux/videodev2.h>
 #include <sys/ioctl.h>
 #include <sys/mman.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstdarg>
 #include <cstring>
@@ -273,6 +275,27 @@ TEST_F(Delivery, ACorruptStripIsOneErrorAndWhatWasWholeArrives) {
     EXPECT_NE(std::string(line).find("does not fit into the buffer"), std::string::npos) << line;
   }
   EXPECT_EQ(errors, 1);
+}
+
+TEST_F(Delivery, ResettingTheFrameIdZeroesTheBuffersOfBothDevices) {
+  const std::lock_guard lock(TheTap().mutex);
+  std::vector<std::size_t> counts;
+  for (const auto& [fd, buffers] : TheTap().buffers) {
+    counts.push_back(buffers.size());
+    for (const auto& [index, buffer] : buffers) std::memset(buffer.address, 0xA5, buffer.length);
+  }
+  EXPECT_THAT(counts, ::testing::UnorderedElementsAre(10u, 18u));
+
+  EXPECT_EQ(ResetFrameID(), 0);
+  for (const auto& [fd, buffers] : TheTap().buffers) {
+    for (const auto& [index, buffer] : buffers) {
+      const std::uint8_t* end = buffer.address + buffer.length;
+      EXPECT_EQ(std::find_if(buffer.address, buffer.address + buffer.length,
+                             [](std::uint8_t byte) { return byte != 0; }),
+                end)
+          << "buffer " << index << " of " << buffers.size();
+    }
+  }
 }
 
 }  // namespace

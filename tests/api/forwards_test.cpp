@@ -1,5 +1,6 @@
 // Every function that hands one number to one control: what it writes, what it
 // returns, and what a getter makes of a register.
+#include <errno.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -319,6 +320,47 @@ TEST_P(SetterOf, WritesItsRegister) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Api, SetterOf, ::testing::ValuesIn(kSetters),
+                         [](const auto& row) { return std::string(row.param.name); });
+
+// Image processing tells a failed write by the result alone.
+struct ImageProcessing {
+  const char* name;
+  int (*set)(unsigned int);
+};
+
+void PrintTo(const ImageProcessing& row, std::ostream* out) { *out << row.name; }
+
+const ImageProcessing kImageProcessing[] = {
+    {"SetBinEnable", SetBinEnable},
+    {"SetHotpixelEnable", SetHotpixelEnable},
+    {"SetObOffset", SetObOffset},
+    {"SetBriThresMax", SetBriThresMax},
+    {"SetBriThresMin", SetBriThresMin},
+    {"SetEnhanceEnable", SetEnhanceEnable},
+    {"SetEnhanceThresMax", SetEnhanceThresMax},
+    {"SetEnhanceThresMin", SetEnhanceThresMin},
+    {"SetEnhanceThresNum", SetEnhanceThresNum},
+    {"SetEnhanceGain", SetEnhanceGain},
+    {"SetMedianFilterEnable", SetMedianFilterEnable},
+    {"SetErosionFilterEnable", SetErosionFilterEnable},
+    {"SetErosionThresMax", SetErosionThresMax},
+    {"SetErosionThresMin", SetErosionThresMin},
+    {"SetErosionThresNum", SetErosionThresNum},
+    {"SetErosionFilterStrategy", SetErosionFilterStrategy},
+};
+
+class ImageProcessingOf : public StartedBoard,
+                          public ::testing::WithParamInterface<ImageProcessing> {};
+
+TEST_P(ImageProcessingOf, FailsWithItsWrite) {
+  tessaline_board_fault("fpga", "mmap", 0, 0, ENOMEM);
+  EXPECT_EQ(GetParam().set(1), -1);
+  EXPECT_EQ(Printed(), "");
+  tessaline_board_clear_faults();
+  EXPECT_EQ(GetParam().set(1), 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(Api, ImageProcessingOf, ::testing::ValuesIn(kImageProcessing),
                          [](const auto& row) { return std::string(row.param.name); });
 
 // --- Getters -----------------------------------------------------------------------------

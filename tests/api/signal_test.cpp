@@ -1,16 +1,20 @@
 // SIGINT: what it does to the process and to the devices. Each case starts the
 // device in a process of its own and interrupts that.
+#include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <pthread.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <functional>
+#include <iterator>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -24,8 +28,12 @@
 namespace {
 
 using std::chrono::milliseconds;
+using tessaline_test::Eventually;
 using tessaline_test::ReallyWait;
 using tessaline_test::Wrote;
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::Not;
 
 namespace fpga = VeltranoSDK::fpga;
 
@@ -36,15 +44,31 @@ struct Outcome {
 
 int report_pipe = -1;
 
-void ReportTranscript() {
-  char* text = tessaline_board_transcript(TESSALINE_BOARD_TEXT);
+void Report(const char* text) {
   for (const char* rest = text; *rest != '\0';) {
     const ssize_t written = write(report_pipe, rest, strlen(rest));
     if (written <= 0) break;
     rest += written;
   }
+}
+
+void ReportTranscript() {
+  char* text = tessaline_board_transcript(TESSALINE_BOARD_TEXT);
+  Report(text);
   free(text);
 }
+
+pthread_t image_thread{};
+pthread_t strip_thread{};
+std::atomic<bool> in_handler = false;
+void (*during_image)() = [] {};
+
+void OnImage(unsigned, unsigned, void*) {
+  image_thread = pthread_self();
+  in_handler = true;
+  during_image();
+}
+void OnStrips(unsigned, unsigned, void*) { strip_thread = pthread_self(); }
 
 void PlugIn() {
   tessaline_board_select("K3610");
@@ -57,6 +81,15 @@ void StartUp() {
   PlugIn();
   if (RegisterHardwareInit() != 0) _exit(99);
   tessaline_board_transcript_clear();
+}
+
+// Up to the moment when an image is being handled.
+void HandleAnImage() {
+  RegisterEventHandler(TESSALINE_EVENT_IMAGE, reinterpret_cast<tessaline_event_handler>(OnImage));
+  SetTriMode(2);
+  SetGlobalControl(1);
+  TricontrolSWTrigger();
+  Eventually([] { return in_handler.load(); });
 }
 
 // Runs the work in a child; 42 when it comes back from it.
@@ -136,6 +169,76 @@ TEST_F(HandledSigint, StopsTheFpgaThenReleasesImagesThenStrips) {
   EXPECT_LT(images, strips);
 }
 
+TEST_F(HandledSigint, CancelsImagesThenStrips) {
+  const Outcome outcome = InAChild([] {
+    StartUp();
+    HandleAnImage();
+    RegisterEventHandler(TESSALINE_EVENT_STRIP,
+                         reinterpret_cast<tessaline_event_handler>(OnStrips));
+    tessaline_board_set_strips_per_buffer(1);
+    SetCollectMode(0);
+    TricontrolSWTrigger();
+    Eventually([] { return strip_thread != pthread_t{}; });
+    kill(getpid(), SIGINT);
+    pause();
+  });
+  ExpectExit(outcome, 0);
+  std::vector<std::string> cancelled;
+  std::copy_if(outcome.events.begin(), outcome.events.end(), std::back_inserter(cancelled),
+               [](const std::string& line) { return line.starts_with("cancel "); });
+  EXPECT_THAT(cancelled, ElementsAre("cancel images", "cancel strips"));
+}
+
+TEST_F(HandledSigint, LetsAHandlerFinishFirst) {
+  const Outcome outcome = InAChild([] {
+    StartUp();
+    during_image = [] {
+      ReallyWait(milliseconds(300));
+      usleep(777);
+    };
+    HandleAnImage();
+    kill(getpid(), SIGINT);
+    pause();
+  });
+  ExpectExit(outcome, 0);
+  const auto& events = outcome.events;
+  const auto finished = std::find(events.begin(), events.end(), tessaline_test::Slept(777));
+  ASSERT_NE(finished, events.end());
+  EXPECT_NE(std::find(finished, events.end(), "video0 VIDIOC_STREAMOFF"), events.end());
+}
+
+TEST_F(HandledSigint, DoesNotTakeTheBufferFromAHandlerThatStays) {
+  const Outcome outcome = InAChild([] {
+    StartUp();
+    during_image = [] { ReallyWait(std::chrono::minutes(5)); };
+    HandleAnImage();
+    kill(getpid(), SIGINT);
+    pause();
+  });
+  ExpectExit(outcome, 0);
+  EXPECT_THAT(outcome.events, Not(Contains("video0 VIDIOC_STREAMOFF")));
+  EXPECT_THAT(outcome.events, Contains("video1 VIDIOC_STREAMOFF"));
+}
+
+// The second comes while the first is being handled, and waits for its end.
+TEST_F(HandledSigint, EndsTheProcessOnceWhenItComesTwice) {
+  const Outcome outcome = InAChild([] {
+    StartUp();
+    during_image = [] {
+      ReallyWait(milliseconds(100));
+      kill(getpid(), SIGINT);
+      ReallyWait(milliseconds(100));
+    };
+    HandleAnImage();
+    kill(getpid(), SIGINT);
+    pause();
+  });
+  ExpectExit(outcome, 0);
+  for (const char* event : {"video0 VIDIOC_STREAMOFF", "video1 VIDIOC_STREAMOFF"}) {
+    EXPECT_EQ(std::count(outcome.events.begin(), outcome.events.end(), event), 1) << event;
+  }
+}
+
 TEST_F(HandledSigint, EndsTheProcessWhileFramesArrive) {
   ExpectExit(InAChild([] {
                StartUp();
@@ -204,3 +307,11 @@ TEST(Sigint, PassesWithoutEffectOnceTheIdleHandlerIsInstalled) {
 }
 
 }  // namespace
+
+// Stands before the C library's for the whole program, to tell whose turn it is.
+extern "C" int pthread_cancel(pthread_t thread) {
+  static const auto real = reinterpret_cast<int (*)(pthread_t)>(dlsym(RTLD_NEXT, "pthread_cancel"));
+  if (report_pipe >= 0 && thread == image_thread) Report("cancel images\n");
+  if (report_pipe >= 0 && thread == strip_thread) Report("cancel strips\n");
+  return real(thread);
+}

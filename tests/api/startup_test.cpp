@@ -9,6 +9,7 @@
 #include <atomic>
 #include <chrono>
 
+#include "api/HeldImages.h"
 #include "api/StartedBoard.h"
 #include "support/LoggedErrors.h"
 
@@ -17,6 +18,7 @@ namespace {
 using std::chrono::milliseconds;
 using tessaline_test::BoardFixture;
 using tessaline_test::Eventually;
+using tessaline_test::HeldImages;
 using tessaline_test::LoggedErrors;
 using tessaline_test::Read;
 using tessaline_test::ReallyWait;
@@ -158,15 +160,58 @@ TEST_F(Startup, EndsWhenTheRegisterLockCannotBeMade) {
   EXPECT_EQ(SetTriSpacing(10), -1);
 }
 
-TEST_F(Startup, ReturnsAlthoughACaptureDeviceFails) {
-  tessaline_board_fault("video1", "open", 0, 0, EACCES);
+struct Capture {
+  const char* device;
+  const char* stream;
+};
+class StartupWithout : public Startup, public ::testing::WithParamInterface<Capture> {};
+
+TEST_P(StartupWithout, ACaptureDeviceReturnsAllTheSame) {
+  const auto [device, stream] = GetParam();
+  tessaline_board_fault(device, "open", 0, 0, EACCES);
   GetLibVersion("K3610");
   const LoggedErrors errors;
   EXPECT_EQ(RegisterHardwareInit(), 0);
   EXPECT_THAT(errors.lines(), Contains(HasSubstr("v4l2 open file failed: Permission denied")));
-  EXPECT_THAT(errors.lines(),
-              Contains(StartsWith("Runnable/CaptureStripStream.cpp: initialize v4l2 error!")));
+  EXPECT_THAT(errors.lines(), Contains(StartsWith(std::string("Runnable/Capture") + stream +
+                                                  "Stream.cpp: initialize v4l2 error!")));
+  const std::string other = std::string(device) == "video0" ? "video1" : "video0";
+  EXPECT_THAT(Events(), Contains(other + " VIDIOC_STREAMON"));
+  EXPECT_EQ(SetTriSpacing(10), 0);
 }
+
+INSTANTIATE_TEST_SUITE_P(Api, StartupWithout,
+                         ::testing::Values(Capture{"video0", "Video"}, Capture{"video1", "Strip"}),
+                         [](const auto& row) { return std::string(row.param.stream); });
+
+// A dark sensor is told, and everything else started.
+TEST_F(Startup, GoesOnWithoutTheSensor) {
+  tessaline_board_chip_present("sensor", 0);
+  Set(fpga::LASER_CTRL, 0xFFFFFFFF);
+  GetLibVersion("K3610");
+  log_set_quiet(true);
+  EXPECT_EQ(RegisterHardwareInit(), 0);
+  EXPECT_EQ(Printed(), "init error 0x3000\n");
+  EXPECT_THAT(Events(), Contains("fpga " + Wrote(fpga::LASER_CTRL, 1)));
+  EXPECT_THAT(Events(), Contains("video0 VIDIOC_STREAMON"));
+  EXPECT_THAT(Events(), Contains("video1 VIDIOC_STREAMON"));
+}
+
+class StartupOf : public Startup, public ::testing::WithParamInterface<const char*> {};
+
+TEST_P(StartupOf, AnUnsupportedProductIsOneError) {
+  GetLibVersion(GetParam());
+  const LoggedErrors errors;
+  EXPECT_EQ(RegisterHardwareInit(), -1);
+  EXPECT_THAT(errors.lines(), ElementsAre(HasSubstr("RegisterHardwareInit: ")));
+  EXPECT_THAT(Steps(), IsEmpty());
+  EXPECT_THAT(Events(), Each(StartsWith("gpio ")));
+}
+
+INSTANTIATE_TEST_SUITE_P(Api, StartupOf,
+                         ::testing::Values("K3710", "K3710ch16", "K3810", "K3820", "K3920",
+                                           "K3920arm_rebuild", "K4010", "K4010arm_rebuild"),
+                         [](const auto& row) { return std::string(row.param); });
 
 // --- Events ------------------------------------------------------------------------------
 
@@ -182,6 +227,11 @@ Frame image, strips;
 
 void OnImage(unsigned int width, unsigned int height, void*) { image.Arrived(width, height); }
 void OnStrips(unsigned int count, unsigned int bytes, void*) { strips.Arrived(count, bytes); }
+
+std::atomic<unsigned int> triggers, arrivals, nothings;
+void OnTrigger(unsigned int) { ++triggers; }
+void OnArrived() { ++arrivals; }
+void OnNothing() { ++nothings; }
 
 template <typename Handler>
 tessaline_event_handler Generic(Handler handler) {
@@ -231,23 +281,52 @@ TEST_F(StartedBoard, CountsStripsNobodyTakes) {
   EXPECT_EQ(GetStripReleaseNum(), 0u);
 }
 
+// Every event arrives, and those registered for it are called.
 TEST_F(StartedBoard, IgnoresAHandlerOfNoEvent) {
-  for (const int type : {-1, 4, 7}) RegisterEventHandler(type, Generic(OnImage));
-  TriggerOnce();
-  ReallyWait(milliseconds(100));
-  EXPECT_EQ(image.calls, 0u);
-}
-
-// An image on its way while the acquisition stops.
-TEST_F(StartedBoard, DropsImagesFromBeforeTheStop) {
   RegisterEventHandler(TESSALINE_EVENT_IMAGE, Generic(OnImage));
-  tessaline_board_frame_fault(0, TESSALINE_BOARD_FRAME_LATE, 0, 1);
-  TriggerOnce();
-  SetGlobalControl(0);
+  RegisterEventHandler(TESSALINE_EVENT_STRIP, Generic(OnStrips));
+  RegisterEventHandler(TESSALINE_EVENT_EXTERNAL_TRIGGER, Generic(OnTrigger));
+  RegisterEventHandler(TESSALINE_EVENT_DA_ARRIVED, OnArrived);
+  for (const int type : {-1, 4, 5, 7, 1000}) RegisterEventHandler(type, OnNothing);
+
   TriggerOnce();
   EXPECT_TRUE(Eventually([] { return image.calls == 1; }));
-  ReallyWait(milliseconds(200));
-  EXPECT_EQ(image.calls, 1u);
+  tessaline_board_set_strips_per_buffer(1);
+  SetCollectMode(0);
+  TricontrolSWTrigger();
+  EXPECT_TRUE(Eventually([] { return strips.calls == 1; }));
+  EXPECT_EQ(SetExtTriggerState(1), 0);
+  tessaline_board_external_trigger(1);
+  EXPECT_TRUE(Eventually([] { return triggers == 1; }));
+  EXPECT_EQ(SetDADelayState(1), 0);
+  tessaline_board_da_arrived();
+  EXPECT_TRUE(Eventually([] { return arrivals == 1; }));
+  EXPECT_EQ(nothings, 0u);
+}
+
+TEST_F(StartedBoard, WithoutAHandlerImagesGoBackToTheDriver) {
+  RegisterEventHandler(TESSALINE_EVENT_IMAGE, Generic(OnImage));
+  RegisterEventHandler(TESSALINE_EVENT_IMAGE, nullptr);
+  TriggerOnce();
+  const auto requeued = [] {
+    const Lines events = Events();
+    return std::ranges::count_if(
+        events, [](const std::string& line) { return line.starts_with("video0 VIDIOC_QBUF"); });
+  };
+  EXPECT_TRUE(Eventually([&] { return requeued() == 1; }));
+  EXPECT_EQ(image.calls, 0u);
+  EXPECT_THAT(Errors(), IsEmpty());
+
+  RegisterEventHandler(TESSALINE_EVENT_IMAGE, Generic(OnImage));
+  TricontrolSWTrigger();
+  EXPECT_TRUE(Eventually([] { return image.calls == 1; }));
+}
+
+// The second image is made before the stop and would be handled after it.
+TEST_F(StartedBoard, DropsImagesFromBeforeTheStop) {
+  HeldImages::StopBetweenTwo();
+  HeldImages::TriggerOnce();
+  EXPECT_THAT(HeldImages::Delivered(2), ElementsAre(1u, 3u));
 }
 
 }  // namespace
