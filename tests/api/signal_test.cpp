@@ -1,6 +1,7 @@
 // SIGINT: what it does to the process and to the devices. Each case starts the
 // device in a process of its own and interrupts that.
 #include <dlfcn.h>
+#include <errno.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
@@ -61,9 +62,11 @@ void ReportTranscript() {
 pthread_t image_thread{};
 pthread_t strip_thread{};
 std::atomic<bool> in_handler = false;
+const volatile char* image_pixels = nullptr;
 void (*during_image)() = [] {};
 
-void OnImage(unsigned, unsigned, void*) {
+void OnImage(unsigned, unsigned, void* pixels) {
+  image_pixels = static_cast<char*>(pixels);
   image_thread = pthread_self();
   in_handler = true;
   during_image();
@@ -207,36 +210,76 @@ TEST_F(HandledSigint, LetsAHandlerFinishFirst) {
   EXPECT_NE(std::find(finished, events.end(), "video0 VIDIOC_STREAMOFF"), events.end());
 }
 
-TEST_F(HandledSigint, DoesNotTakeTheBufferFromAHandlerThatStays) {
+// Its image stays readable to the end of the process.
+TEST_F(HandledSigint, LeavesTheBufferToAHandlerThatStays) {
   const Outcome outcome = InAChild([] {
     StartUp();
-    during_image = [] { ReallyWait(std::chrono::minutes(5)); };
-    HandleAnImage();
-    kill(getpid(), SIGINT);
-    pause();
-  });
-  ExpectExit(outcome, 0);
-  EXPECT_THAT(outcome.events, Not(Contains("video0 VIDIOC_STREAMOFF")));
-  EXPECT_THAT(outcome.events, Contains("video1 VIDIOC_STREAMOFF"));
-}
-
-// The second comes while the first is being handled, and waits for its end.
-TEST_F(HandledSigint, EndsTheProcessOnceWhenItComesTwice) {
-  const Outcome outcome = InAChild([] {
-    StartUp();
+    log_add_callback(
+        [](log_Event* ev) { Report((std::string("error ") + ev->fmt + "\n").c_str()); }, nullptr,
+        LOG_ERROR);
+    atexit([] { ReallyWait(milliseconds(50)); });
     during_image = [] {
-      ReallyWait(milliseconds(100));
-      kill(getpid(), SIGINT);
-      ReallyWait(milliseconds(100));
+      for (;;) {
+        [[maybe_unused]] const volatile char pixel = *image_pixels;
+        ReallyWait(milliseconds(1));
+      }
     };
     HandleAnImage();
     kill(getpid(), SIGINT);
     pause();
   });
   ExpectExit(outcome, 0);
-  for (const char* event : {"video0 VIDIOC_STREAMOFF", "video1 VIDIOC_STREAMOFF"}) {
+  EXPECT_THAT(outcome.events,
+              Contains("error the image thread is still at work, its buffers stay mapped"));
+  EXPECT_THAT(outcome.events, Contains("video1 VIDIOC_STREAMOFF"));
+}
+
+// The second comes while the first is being handled, to the thread that handles it
+// or to another one of the application's.
+void InterruptTwice(bool another_thread) {
+  const Outcome outcome = InAChild([another_thread] {
+    StartUp();
+    static pthread_t second;
+    second = pthread_self();
+    if (another_thread) {
+      std::thread idle([] {
+        for (;;) pause();
+      });
+      second = idle.native_handle();
+      idle.detach();
+    }
+    during_image = [] {
+      ReallyWait(milliseconds(100));
+      pthread_kill(second, SIGINT);
+      ReallyWait(milliseconds(100));
+    };
+    HandleAnImage();
+    pthread_kill(pthread_self(), SIGINT);
+    pause();
+  });
+  ExpectExit(outcome, 0);
+  const std::string stop = "fpga " + Wrote(fpga::MASTER_CTRL, 0);
+  for (const char* event : {stop.c_str(), "video0 VIDIOC_STREAMOFF", "video1 VIDIOC_STREAMOFF"}) {
     EXPECT_EQ(std::count(outcome.events.begin(), outcome.events.end(), event), 1) << event;
   }
+}
+
+TEST_F(HandledSigint, EndsTheProcessOnceWhenItComesTwice) { InterruptTwice(false); }
+
+TEST_F(HandledSigint, EndsTheProcessOnceWhenItComesToTwoThreads) { InterruptTwice(true); }
+
+// Register accesses wait for ever once the registers were out of reach.
+TEST_F(HandledSigint, EndsTheProcessWhoseRegistersAreOutOfReach) {
+  ExpectExit(InAChild([] {
+               StartUp();
+               tessaline_board_fault("fpga", "open", 0, 1, EACCES);
+               std::thread([] {
+                 ReallyWait(milliseconds(50));
+                 kill(getpid(), SIGINT);
+               }).detach();
+               SetTriMode(1);
+             }),
+             0);
 }
 
 TEST_F(HandledSigint, EndsTheProcessWhileFramesArrive) {

@@ -248,7 +248,8 @@ Outcome InAChild(const std::function<void()>& work) {
     dup2(ends[1], STDOUT_FILENO);
     close(ends[0]);
     close(ends[1]);
-    alarm(20);  // a child that hangs ends as a failure
+    alarm(20);                // a child that hangs ends as a failure
+    signal(SIGINT, SIG_DFL);  // whatever shell started the tests
     log_set_quiet(true);
     tessaline_board_select("K3610");
     work();
