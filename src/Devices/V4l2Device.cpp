@@ -67,6 +67,8 @@ bool V4l2Device::SetFmt(unsigned int width, unsigned int height) {
 
 bool V4l2Device::ReqBufs(unsigned int count) {
   Enter(__func__);
+  const SigintBlocked no_handler_here;
+  const std::lock_guard lock(memory_mutex_);
   if (!PrepareMemory(count)) return false;
   v4l2_requestbuffers request{};
   request.count = count;
@@ -147,9 +149,12 @@ bool V4l2Device::QBuf() {
     LogError(Tell("v4l2 VIDIOC_QBUF failed: %s"), strerror(EINVAL));
     return false;
   }
+  Buffer& buffer = buffers_[current_.index];
+  BeforeQueue(current_.index, buffer.size);
+  if (!Queue(current_)) return false;
   has_current_ = false;
-  BeforeQueue(current_.index, buffers_[current_.index].size);
-  return Queue(current_);
+  buffer.is_taken = false;
+  return true;
 }
 
 bool V4l2Device::QBuf(unsigned int index) {
@@ -166,6 +171,7 @@ bool V4l2Device::QBuf(unsigned int index) {
   }
   if (!Queue(buffer.taken)) return false;
   buffer.is_taken = false;
+  if (current_.index == index) has_current_ = false;
   return true;
 }
 

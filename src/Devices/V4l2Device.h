@@ -2,6 +2,7 @@
 
 #include <linux/videodev2.h>
 
+#include <mutex>
 #include <vector>
 
 #include "Devices/Relaxed.h"

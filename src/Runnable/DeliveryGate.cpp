@@ -25,13 +25,18 @@ bool DeliveryGate::WaitForDelivery() {
 
 bool DeliveryGate::WaitForDelivery(std::unique_lock<std::mutex>& lock) {
   if (inside_ == std::this_thread::get_id()) return true;
-  return left_.wait_for(lock, kPatience, [this] { return inside_ == std::thread::id(); });
+  // The next delivery may begin before this thread gets to look.
+  const std::uint64_t noted = deliveries_;
+  return left_.wait_for(lock, kPatience, [this, noted] {
+    return inside_ == std::thread::id() || deliveries_ != noted;
+  });
 }
 
 bool DeliveryGate::Enter() {
   const std::lock_guard lock(mutex_);
   if (!open_) return false;
   inside_ = std::this_thread::get_id();
+  ++deliveries_;
   return true;
 }
 

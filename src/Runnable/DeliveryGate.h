@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <cstdint>
 #include <mutex>
 #include <thread>
 #include <utility>
@@ -49,6 +50,7 @@ class DeliveryGate {
   std::condition_variable left_;
   bool open_ = true;
   std::thread::id inside_;  // nobody: the default id
+  std::uint64_t deliveries_ = 0;
 };
 
 }  // namespace VeltranoSDK::Utility

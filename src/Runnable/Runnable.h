@@ -8,6 +8,7 @@
 
 #include "Runnable/CallbackSlot.h"
 #include "Runnable/DeliveryGate.h"
+#include "log/Log.h"
 
 namespace VeltranoSDK::Utility {
 
@@ -71,11 +72,12 @@ class Runnable : public std::enable_shared_from_this<Runnable> {
     return gate_.Pass(std::forward<Call>(call));
   }
 
-  // Replaces a callback; when this returns the old one is not running any more.
+  // Replaces a callback; when this returns the old one is not running any more, or
+  // an ERROR says that it does not return.
   template <typename Signature>
   void ReplaceCallback(CallbackSlot<Signature>& slot, std::function<Signature> callback) {
     slot.Replace(std::move(callback));
-    gate_.WaitForDelivery();
+    if (!gate_.WaitForDelivery()) LogError("a callback of the application does not return");
   }
 
  private:

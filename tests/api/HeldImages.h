@@ -21,6 +21,7 @@ class HeldImages {
     {
       const std::lock_guard held(gate_);
       TriggerOnce();
+      ASSERT_TRUE(Eventually([] { return Arrived().size() == 1; }));
       TriggerOnce();
       SetGlobalControl(0);
     }
@@ -37,16 +38,17 @@ class HeldImages {
 
   // The frame ids, once so many have arrived and no more do.
   static std::vector<std::uint64_t> Delivered(std::size_t expected) {
-    const auto ids = [] {
-      const std::lock_guard lock(mutex_);
-      return ids_;
-    };
-    Eventually([&] { return ids().size() >= expected; });
+    Eventually([&] { return Arrived().size() >= expected; });
     ReallyWait(std::chrono::milliseconds(50));
-    return ids();
+    return Arrived();
   }
 
  private:
+  static std::vector<std::uint64_t> Arrived() {
+    const std::lock_guard lock(mutex_);
+    return ids_;
+  }
+
   static std::uint64_t Produced() {
     struct tessaline_board_stream_stats stats {};
     tessaline_board_stream_stats(0, &stats);
