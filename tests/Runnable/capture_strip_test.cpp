@@ -127,7 +127,8 @@ TEST_F(StripThread, DeliversEveryStripOnceAndInOrder) {
     EXPECT_EQ(got.last_id, got.first_id + got.strips - 1);
     next = got.last_id + 1;
   }
-  EXPECT_EQ(strip->LastFrameId(), received.back().last_id);
+  // One more buffer may have been walked when the delivery ended.
+  EXPECT_GE(strip->LastFrameId(), received.back().last_id);
   EXPECT_EQ(strip->StripReleaseCount(), 0u);
   EXPECT_EQ(strip->CallbackLostCount(), 0u);
   EXPECT_EQ(Lost(), 0u);
