@@ -2,6 +2,7 @@
 
 #include <errno.h>
 #include <fcntl.h>
+#include <limits.h>
 #include <string.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -12,6 +13,13 @@
 #include "function/SignalMask.h"
 
 namespace VeltranoSDK::DevFOps {
+
+namespace {
+
+// As index of a descriptor: the driver has not put a buffer there yet.
+constexpr unsigned int kNoBuffer = UINT_MAX;
+
+}  // namespace
 
 V4l2Device::V4l2Device(v4l2_memory memory, Message flavour_here)
     : memory_(memory), flavour_(flavour_here) {}
@@ -121,15 +129,36 @@ std::byte* V4l2Device::DqBuf(unsigned int& index) {
   return buffer->data;
 }
 
+// A cancellation can end the thread when the driver has handed a buffer out and
+// nobody has noted it. The driver would miss that buffer for the rest of the stream.
+class V4l2Device::ReturnUnlessNoted {
+ public:
+  explicit ReturnUnlessNoted(V4l2Device& device) : device_(device) {}
+  ~ReturnUnlessNoted() {
+    if (!noted_ && device_.current_.index != kNoBuffer) device_.Queue(device_.current_);
+  }
+  ReturnUnlessNoted(const ReturnUnlessNoted&) = delete;
+  ReturnUnlessNoted& operator=(const ReturnUnlessNoted&) = delete;
+  void Noted() { noted_ = true; }
+
+ private:
+  V4l2Device& device_;
+  bool noted_ = false;
+};
+
 V4l2Device::Buffer* V4l2Device::Dequeue() {
   has_current_ = false;
-  current_ = Descriptor(0);
+  current_ = Descriptor(kNoBuffer);
   int result;
   int error;
   {
-    const CancellationScope may_end_here;
-    result = CancellableIoctl(fd_, VIDIOC_DQBUF, &current_);
-    error = errno;
+    ReturnUnlessNoted buffer(*this);
+    {
+      const CancellationScope may_end_here;
+      result = CancellableIoctl(fd_, VIDIOC_DQBUF, &current_);
+      error = errno;
+    }
+    buffer.Noted();
   }
   if (result == 0 && (current_.index >= buffers_.size() || !buffers_[current_.index].data)) {
     result = -1;  // a buffer nobody gave the driver

@@ -60,6 +60,7 @@ class V4l2Device : public V4l2Base {
   void Enter(const char* function) const { Trace(function, flavour_.file, flavour_.line); }
 
  private:
+  class ReturnUnlessNoted;
   v4l2_buffer Descriptor(unsigned int index) const;
   bool SetUpBuffer(unsigned int index);
   Buffer* Dequeue();

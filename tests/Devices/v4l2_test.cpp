@@ -9,6 +9,7 @@
 #include <atomic>
 #include <cstring>
 #include <memory>
+#include <set>
 #include <typeinfo>
 
 #include "Devices/ReservedMemory.h"
@@ -308,7 +309,7 @@ TEST_P(V4l2Flavour, AFailedDequeueHandsOutNothing) {
 
 TEST_P(V4l2Flavour, LeaksNeitherDescriptorsNorMappings) {
   const int before = OpenDescriptors();
-  for (int round = 0; round < 20; ++round) {
+  for (int round = 0; round < 60; ++round) {
     Start(*device);
     ASSERT_TRUE(device->StreamOff());
     ASSERT_TRUE(device->Close());
@@ -332,7 +333,7 @@ TEST_P(V4l2Flavour, AThreadBlockedInTheDriverCanBeCancelled) {
   };
 
   Start(*device);
-  for (int round = 0; round < 20; ++round) {
+  for (int round = 0; round < 60; ++round) {
     const auto dequeuer = std::make_shared<Dequeuer>(*device);
     dequeuer->Start();
     dequeuer->Detach();
@@ -346,6 +347,17 @@ TEST_P(V4l2Flavour, AThreadBlockedInTheDriverCanBeCancelled) {
     ASSERT_TRUE(dequeuer->WaitUntilGone(10000));
     FrameSource::Trigger(false);
   }
+
+  // None of the four buffers went lost with a thread that had just been given it.
+  FrameSource::Trigger(true);
+  std::set<unsigned int> seen;
+  for (int i = 0; i < 8; ++i) {
+    unsigned int index = 0;
+    ASSERT_NE(device->DqBuf(index), nullptr);
+    seen.insert(index);
+    ASSERT_TRUE(device->QBuf(index));
+  }
+  EXPECT_EQ(seen.size(), 4U);
   ASSERT_TRUE(device->StreamOff());
   ASSERT_TRUE(device->Close());
 }
