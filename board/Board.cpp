@@ -11,11 +11,16 @@
 #include "Transcript.h"
 #include "chips/Ad5175.h"
 #include "chips/DaConverter.h"
+#include "chips/E2vFlash4k.h"
 #include "chips/Eeprom.h"
+#include "chips/Gmax2509.h"
+#include "chips/Gsprint6502.h"
+#include "chips/Imx252.h"
 #include "chips/Imx273.h"
 #include "chips/Tpl0401.h"
 #include "devices/I2cBus.h"
 #include "devices/Memory.h"
+#include "devices/SpiBus.h"
 #include "devices/UDmaBuf.h"
 
 namespace board {
@@ -41,6 +46,29 @@ const BoardProfile* FindProfile(const std::string& model) {
     if (model.starts_with(profile.family)) return &profile;
   }
   return nullptr;
+}
+
+bool Contains(const std::string& model, std::string_view word) {
+  return model.find(word) != std::string::npos;
+}
+
+// One product is the model code alone, without any suffix.
+unsigned GmaxRows(const std::string& model) {
+  return model == "K3810" ? Gmax2509::kArrayRows / 2 : Gmax2509::kArrayRows;
+}
+
+// Boards that leave the reconstruction to the processor send shorter points.
+PointLayout PointsOf(const BoardProfile& profile, const std::string& model) {
+  if (!Contains(model, "arm_rebuild")) return PointLayout::kFull;
+  switch (profile.sensor) {
+    case SensorKind::kImx252:
+      return Contains(model, "ch16") ? PointLayout::kShort : PointLayout::kFull;
+    case SensorKind::kGsprint6502:
+    case SensorKind::kE2vFlash4k:
+      return PointLayout::kByMode;
+    default:
+      return PointLayout::kFull;
+  }
 }
 
 // Over a fork the slot and the frame generator are held, so that the child finds
@@ -95,8 +123,7 @@ bool Board::PlugIn(const std::string& model) {
   ClearFaults();
   ClearTranscript();
   EnableTranscript(true);
-  const bool arm_rebuild = model.find("arm_rebuild") != std::string::npos;
-  Replace(std::shared_ptr<Board>(new Board(*profile, arm_rebuild)));
+  Replace(std::shared_ptr<Board>(new Board(*profile, model)));
   return true;
 }
 
@@ -116,7 +143,7 @@ Kind* Board::Add(Args&&... args) {
   return plain;
 }
 
-Board::Board(const BoardProfile& profile, bool arm_rebuild)
+Board::Board(const BoardProfile& profile, const std::string& model)
     : profile_(profile), fpga_(std::make_shared<FpgaModel>(profile.fpga_version)) {
   Add<Memory>(fpga_, profile.regions);
   for (unsigned i = 0; i < 2; ++i) {
@@ -134,10 +161,31 @@ Board::Board(const BoardProfile& profile, bool arm_rebuild)
     i2c[bus]->Attach(chip);
     chips_.emplace_back(name, std::move(chip));
   };
-  if (profile.sensor == SensorKind::kImx273) {
-    const auto sensor = std::make_shared<Imx273>();
+  const auto fit_i2c_sensor = [&](auto sensor) {
     sensor_ = sensor;
     attach(profile.sensor_bus, "sensor", sensor);
+  };
+  const auto fit_spi_sensor = [&](auto sensor) {
+    sensor_ = sensor;
+    Add<SpiBus>(profile.sensor_bus, 0u, sensor);
+    chips_.emplace_back("sensor", sensor);
+  };
+  switch (profile.sensor) {
+    case SensorKind::kImx273:
+      fit_i2c_sensor(std::make_shared<Imx273>());
+      break;
+    case SensorKind::kImx252:
+      fit_i2c_sensor(std::make_shared<Imx252>());
+      break;
+    case SensorKind::kGmax2509:
+      fit_spi_sensor(std::make_shared<Gmax2509>(GmaxRows(model)));
+      break;
+    case SensorKind::kGsprint6502:
+      fit_spi_sensor(std::make_shared<Gsprint6502>());
+      break;
+    case SensorKind::kE2vFlash4k:
+      fit_spi_sensor(std::make_shared<E2vFlash4k>());
+      break;
   }
   if (profile.pot == PotKind::kAd5175) {
     const auto pot = std::make_shared<Ad5175>();
@@ -153,8 +201,9 @@ Board::Board(const BoardProfile& profile, bool arm_rebuild)
 
   engine_ = std::make_unique<FrameEngine>(
       EngineWiring{fpga_, sensor_, [this] { return LaserPower(); }, &video_[0]->Buffers(),
-                   &video_[1]->Buffers(), arm_rebuild});
+                   &video_[1]->Buffers(), PointsOf(profile, model)});
   fpga_->signals.software_trigger = [this] { engine_->SoftwareTrigger(); };
+  fpga_->signals.acquisition_stop = [this] { engine_->ForgetTriggers(); };
   fpga_->signals.frame_id_reset = [this] { engine_->ResetFrameId(); };
   fpga_->signals.settings_changed = [this] { engine_->Wake(); };
   fpga_->signals.sensor_reset = [this] {

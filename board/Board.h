@@ -54,7 +54,7 @@ class Board {
   void ReportDaArrived();
 
  private:
-  explicit Board(const BoardProfile& profile, bool arm_rebuild);
+  Board(const BoardProfile& profile, const std::string& model);
   template <typename Kind, typename... Args>
   Kind* Add(Args&&... args);
   double LaserPower() const;

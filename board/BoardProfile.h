@@ -7,7 +7,7 @@
 
 namespace board {
 
-enum class SensorKind { kNone, kImx273 };
+enum class SensorKind { kImx273, kImx252, kGmax2509, kGsprint6502, kE2vFlash4k };
 enum class PotKind { kAd5175, kTpl0401 };
 
 // What distinguishes the boards of the product families.
@@ -15,7 +15,7 @@ struct BoardProfile {
   std::string_view family;  // first characters of the model code
   VeltranoSDK::fpga::RegionBases regions;
   SensorKind sensor;
-  unsigned sensor_bus;  // /dev/i2c-<n>
+  unsigned sensor_bus;  // /dev/i2c-<n> or /dev/spidev<n>.0
   PotKind pot;
   unsigned laser_bus;            // of potentiometer and DA converter
   std::array<unsigned, 6> gpio;  // laser 1, laser 2, red, green, blue, laser LED
@@ -44,7 +44,7 @@ inline constexpr std::array<BoardProfile, 5> kBoardProfiles{{
      0x0015'0100},
     {"K37",
      VeltranoSDK::fpga::kZynqRegions,
-     SensorKind::kNone,
+     SensorKind::kImx252,
      0,
      PotKind::kAd5175,
      1,
@@ -54,8 +54,8 @@ inline constexpr std::array<BoardProfile, 5> kBoardProfiles{{
      0x0016'0100},
     {"K38",
      VeltranoSDK::fpga::kZynqRegions,
-     SensorKind::kNone,
-     0,
+     SensorKind::kGmax2509,
+     1,
      PotKind::kAd5175,
      0,
      {921, 934, 965, 964, 966, 969},
@@ -64,8 +64,8 @@ inline constexpr std::array<BoardProfile, 5> kBoardProfiles{{
      0x0017'0100},
     {"K39",
      VeltranoSDK::fpga::kZynqRegions,
-     SensorKind::kNone,
-     0,
+     SensorKind::kGsprint6502,
+     1,
      PotKind::kTpl0401,
      0,
      {921, 934, 965, 964, 966, 969},
@@ -74,7 +74,7 @@ inline constexpr std::array<BoardProfile, 5> kBoardProfiles{{
      0x0018'0100},
     {"K40",
      VeltranoSDK::fpga::kZynqMpRegions,
-     SensorKind::kNone,
+     SensorKind::kE2vFlash4k,
      0,
      PotKind::kTpl0401,
      0,

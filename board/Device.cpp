@@ -3,6 +3,7 @@
 #include <errno.h>
 #include <linux/i2c-dev.h>
 #include <linux/i2c.h>
+#include <linux/spi/spidev.h>
 #include <linux/videodev2.h>
 #include <linux/watchdog.h>
 #include <poll.h>
@@ -35,12 +36,28 @@ constexpr std::array kRequests{
     NamedRequest{I2C_TIMEOUT, "I2C_TIMEOUT"},
     NamedRequest{I2C_SLAVE, "I2C_SLAVE"},
     NamedRequest{I2C_FUNCS, "I2C_FUNCS"},
+    NamedRequest{SPI_IOC_RD_MODE, "SPI_IOC_RD_MODE"},
+    NamedRequest{SPI_IOC_WR_MODE, "SPI_IOC_WR_MODE"},
+    NamedRequest{SPI_IOC_RD_MODE32, "SPI_IOC_RD_MODE32"},
+    NamedRequest{SPI_IOC_WR_MODE32, "SPI_IOC_WR_MODE32"},
+    NamedRequest{SPI_IOC_RD_LSB_FIRST, "SPI_IOC_RD_LSB_FIRST"},
+    NamedRequest{SPI_IOC_WR_LSB_FIRST, "SPI_IOC_WR_LSB_FIRST"},
+    NamedRequest{SPI_IOC_RD_BITS_PER_WORD, "SPI_IOC_RD_BITS_PER_WORD"},
+    NamedRequest{SPI_IOC_WR_BITS_PER_WORD, "SPI_IOC_WR_BITS_PER_WORD"},
+    NamedRequest{SPI_IOC_RD_MAX_SPEED_HZ, "SPI_IOC_RD_MAX_SPEED_HZ"},
+    NamedRequest{SPI_IOC_WR_MAX_SPEED_HZ, "SPI_IOC_WR_MAX_SPEED_HZ"},
     NamedRequest{WDIOC_SETTIMEOUT, "WDIOC_SETTIMEOUT"},
     NamedRequest{WDIOC_GETTIMEOUT, "WDIOC_GETTIMEOUT"},
     NamedRequest{WDIOC_KEEPALIVE, "WDIOC_KEEPALIVE"},
     NamedRequest{WDIOC_GETSUPPORT, "WDIOC_GETSUPPORT"},
     NamedRequest{WDIOC_GETTIMELEFT, "WDIOC_GETTIMELEFT"},
 };
+
+// The request carries its length, so messages have no one number.
+bool IsSpiMessage(unsigned long request) {
+  return (request & ~(static_cast<unsigned long>(_IOC_SIZEMASK) << _IOC_SIZESHIFT)) ==
+         _IOC(_IOC_WRITE, SPI_IOC_MAGIC, 0, 0);
+}
 
 }  // namespace
 
@@ -56,7 +73,7 @@ std::string IoctlName(unsigned long request) {
   for (const NamedRequest& known : kRequests) {
     if (known.request == request) return std::string(known.name);
   }
-  return "ioctl";
+  return IsSpiMessage(request) ? "SPI_IOC_MESSAGE" : "ioctl";
 }
 
 }  // namespace board

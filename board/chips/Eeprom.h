@@ -13,11 +13,11 @@ namespace board {
 // A serial EEPROM of 512 bytes that answers at 0x50 for its first and at 0x51 for
 // its second half, with one byte of word address. Writes wrap within their
 // 16-byte page and are carried out at the stop condition; the chip then answers
-// nothing for 5 ms. Reads count through both halves.
+// nothing for 10 ms, the longest it may take. Reads count through both halves.
 class Eeprom : public I2cChip {
  public:
   static constexpr std::size_t kBytes = 512;
-  static constexpr std::int64_t kWriteCycleNs = 5'000'000;
+  static constexpr std::int64_t kWriteCycleNs = 10'000'000;
 
   Eeprom();  // erased: all 0xFF
 

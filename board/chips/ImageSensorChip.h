@@ -2,20 +2,32 @@
 
 namespace board {
 
+// What the FPGA does with the sensor's lines on their way, and how it counts them.
+struct FpgaLines {
+  unsigned block_pixels = 1;  // pixels of a block of columns
+  unsigned block_units = 1;   // what STRIP_IMAGE_WIDTH counts for it
+  bool crops = false;         // leaves out ISP_WIDTH blocks on the left; else the sensor crops
+  bool halves = false;        // leaves out every other column when ISP_CTRL says so
+};
+
 // What the frame generator has to know of the image sensor at the moment of an
 // exposure, whatever chip it is.
 struct SensorState {
-  bool streaming;            // out of standby
-  unsigned full_width;
+  bool streaming;       // out of standby
+  unsigned full_width;  // pixels
   unsigned full_height;
-  unsigned crop_x;           // first column and row read out, in full-sensor pixels
+  unsigned crop_x;  // first column and row read out, in full-sensor pixels
   unsigned crop_y;
-  unsigned subsampling;      // 1, or 2: every other pixel in both directions
+  unsigned column_step;  // 1, or 2: every other column
+  unsigned row_step;
   bool flip_horizontal;
   bool flip_vertical;
-  double gain;               // linear factor
-  double line_time_us;       // unit of the FPGA's exposure registers
-  unsigned frame_lines;      // lines of one frame period: bounds the frame rate
+  bool hdr;                 // high dynamic range: bright pixels are compressed
+  double gain;              // linear factor
+  double exposure_unit_us;  // of the FPGA's exposure registers
+  double line_time_us;
+  unsigned frame_lines;  // lines of one frame period: bounds the frame rate
+  FpgaLines fpga;
 };
 
 class ImageSensorChip {

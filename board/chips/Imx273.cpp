@@ -24,12 +24,12 @@ constexpr std::array kPowerUp{
 };
 
 // 0x11 and 0x22 read out every other pixel in both directions.
-unsigned Subsampling(std::uint8_t readout_mode) {
-  return readout_mode == 0x11 || readout_mode == 0x22 ? 2 : 1;
+ReadoutSteps Steps(std::uint8_t readout_mode) {
+  return readout_mode == 0x11 || readout_mode == 0x22 ? ReadoutSteps{2, 2} : ReadoutSteps{1, 1};
 }
 
 }  // namespace
 
-Imx273::Imx273() : SonySensor({0x36, kWidth, kHeight, kPowerUp, Subsampling}) {}
+Imx273::Imx273() : SonySensor({0x36, kWidth, kHeight, kPowerUp, Steps}) {}
 
 }  // namespace board

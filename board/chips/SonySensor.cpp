@@ -102,7 +102,7 @@ unsigned SonySensor::Pair(std::uint16_t low_address, unsigned mask) const {
 
 SensorState SonySensor::State() const {
   const std::lock_guard lock(mutex_);
-  const unsigned subsampling = model_.subsampling(registers_[kReadoutMode]);
+  const ReadoutSteps steps = model_.steps(registers_[kReadoutMode]);
   const std::uint8_t crop = registers_[kCropEnable];
   const std::uint8_t flip = registers_[kFlip];
   SensorState state{};
@@ -110,13 +110,15 @@ SensorState SonySensor::State() const {
   state.full_width = model_.full_width;
   state.full_height = model_.full_height;
   // Crop registers count the pixels that come out, so a subsampled one spans two.
-  state.crop_x = (crop & kCropXBit) != 0 ? Pair(kCropX, kCropXMask) * subsampling : 0;
-  state.crop_y = (crop & kCropYBit) != 0 ? Pair(kCropY, kCropYMask) * subsampling : 0;
-  state.subsampling = subsampling;
+  state.crop_x = (crop & kCropXBit) != 0 ? Pair(kCropX, kCropXMask) * steps.columns : 0;
+  state.crop_y = (crop & kCropYBit) != 0 ? Pair(kCropY, kCropYMask) * steps.rows : 0;
+  state.column_step = steps.columns;
+  state.row_step = steps.rows;
   state.flip_horizontal = (flip & kFlipHorizontalBit) != 0;
   state.flip_vertical = (flip & kFlipVerticalBit) != 0;
   state.gain = std::pow(10.0, Pair(kGain, kGainMask) / 200.0);
   state.line_time_us = Pair(kLineClocks, kLineClocksMask) / kLineClockMHz;
+  state.exposure_unit_us = state.line_time_us;
   state.frame_lines = Pair(kFrameLines, kFrameLinesMask);
   return state;
 }

@@ -8,12 +8,14 @@
 
 #include "chips/I2cChip.h"
 #include "chips/ImageSensorChip.h"
+#include "chips/SensorRegisterValue.h"
 
 namespace board {
 
-struct SensorRegisterValue {
-  std::uint16_t address;
-  std::uint8_t value;
+// Which columns and rows are read out: every one (1) or every other one (2).
+struct ReadoutSteps {
+  unsigned columns;
+  unsigned rows;
 };
 
 // What distinguishes one sensor of the family from another.
@@ -22,7 +24,7 @@ struct SonySensorModel {
   unsigned full_width;
   unsigned full_height;
   std::span<const SensorRegisterValue> power_up;  // registers that do not start at 0
-  unsigned (*subsampling)(std::uint8_t readout_mode);
+  ReadoutSteps (*steps)(std::uint8_t readout_mode);
 };
 
 // A Sony global-shutter sensor on I2C: 8-bit registers at 16-bit addresses, which

@@ -98,6 +98,8 @@ void FpgaModel::Write(Block block, std::uint32_t offset, std::uint32_t value) {
   const bool is_switch = block == Block::kImage2 || block == Block::kImage4;
   if (reg == fpga::TRIGGER_CTRL && Rises(fpga::kSoftwareTrigger, before, value)) {
     signals.software_trigger();
+  } else if (reg == fpga::TRIGGER_CTRL && Rises(fpga::kGlobalControl, value, before)) {
+    signals.acquisition_stop();
   } else if (reg == fpga::CMOS_WORK_MODE && Rises(fpga::kCmosReset, value, before)) {
     signals.sensor_reset();  // active low
   } else if (reg == fpga::FRAME_ID_RESET && value != 0) {

@@ -17,6 +17,7 @@ enum class Route { kNone, kImages, kStrips };
 // What the FPGA tells the rest of the board when software writes a register.
 struct FpgaSignals {
   std::function<void()> software_trigger = [] {};
+  std::function<void()> acquisition_stop = [] {};
   std::function<void()> frame_id_reset = [] {};
   std::function<void()> sensor_reset = [] {};
   std::function<void()> settings_changed = [] {};  // after every write

@@ -23,6 +23,7 @@ constexpr std::int64_t kHopelessNs = 250 * kNsPerMs;
 constexpr std::int64_t kNever = -1;
 
 enum TimerMode : unsigned { kTimer = 0, kEncoder = 1, kExternal = 2, kTimerDefault = 3 };
+constexpr std::uint32_t kHalfReadout = 2;  // of ISP_CTRL
 constexpr std::uint32_t kBothTimings = fpga::kTimingFirst.Mask() | fpga::kTimingSecond.Mask();
 
 // With the laser at half power, a white surface reaches this grey value per
@@ -155,14 +156,15 @@ std::int64_t FrameEngine::Work() {
     if (wiring_.fpga->Get(fpga::kTriggerMode) == kExternal) {
       for (unsigned i = 0; i < edges; ++i) Trigger(NowNs());
     }
-    if (software_triggers_ > 0) {
+    if (unsigned waiting = software_triggers_; waiting > 0) {
       // A software trigger waits until the sensor has read out the frame before.
       const std::int64_t early = sensor_ready_ns_ - NowNs();
       if (early > 0 && pace_ == TESSALINE_BOARD_REAL_TIME) {
         wait = early;
       } else {
         if (early > 0) AdvanceNs(early);
-        --software_triggers_;
+        // Forgotten in this very moment: it comes too late for that.
+        software_triggers_.compare_exchange_strong(waiting, waiting - 1);
         Trigger(NowNs());
         if (software_triggers_ > 0) return 0;
       }
@@ -223,9 +225,22 @@ void FrameEngine::Trigger(std::int64_t time_ns) {
   }
 }
 
+// The sensor's frame as the extraction gets it: of some sensors the FPGA itself
+// leaves columns out.
+SensorState FrameEngine::AsReceived(SensorState sensor) const {
+  const FpgaModel& fpga = *wiring_.fpga;
+  if (sensor.fpga.crops) {
+    sensor.crop_x += fpga.Get(fpga::ISP_WIDTH) * sensor.fpga.block_pixels * sensor.column_step;
+  }
+  if (sensor.fpga.halves && fpga.Get(fpga::kIspReadoutMode) == kHalfReadout) {
+    sensor.column_step *= 2;
+  }
+  return sensor;
+}
+
 Exposure FrameEngine::Expose(std::int64_t time_ns) {
   const FpgaModel& fpga = *wiring_.fpga;
-  const SensorState sensor = wiring_.sensor->State();
+  const SensorState sensor = AsReceived(wiring_.sensor->State());
   const std::uint64_t id = ++frame_id_;
   sensor_ready_ns_ =
       time_ns + static_cast<std::int64_t>(sensor.frame_lines * sensor.line_time_us * 1000);
@@ -234,7 +249,7 @@ Exposure FrameEngine::Expose(std::int64_t time_ns) {
   const unsigned slots = std::clamp(fpga.Get(fpga::kExposureCount), 1u, 5u);
   fpga::Register slot = fpga::EXP_TIME_1;
   slot.offset += 4 * static_cast<std::uint32_t>((id - 1) % slots);
-  const double microseconds = fpga.Get(slot) * sensor.line_time_us;
+  const double microseconds = fpga.Get(slot) * sensor.exposure_unit_us;
 
   Exposure exposure{};
   exposure.frame_id = id;
@@ -243,11 +258,12 @@ Exposure FrameEngine::Expose(std::int64_t time_ns) {
   exposure.belt_y = scene::BeltPosition(time_ns);
   exposure.light = 2 * wiring_.laser_power() * kGreyPerMicrosecond * microseconds * sensor.gain;
   exposure.sensor = sensor;
-  exposure.width = fpga.Get(fpga::STRIP_IMAGE_WIDTH);
+  exposure.width =
+      fpga.Get(fpga::STRIP_IMAGE_WIDTH) / sensor.fpga.block_units * sensor.fpga.block_pixels;
   exposure.height = fpga.Get(fpga::STRIP_IMAGE_HEIGHT);
   // A height of 0 is a region switched off: the sensor reads out everything.
-  if (exposure.width == 0) exposure.width = sensor.full_width / sensor.subsampling;
-  if (exposure.height == 0) exposure.height = sensor.full_height / sensor.subsampling;
+  if (exposure.width == 0) exposure.width = sensor.full_width / sensor.column_step;
+  if (exposure.height == 0) exposure.height = sensor.full_height / sensor.row_step;
   return exposure;
 }
 
@@ -277,7 +293,9 @@ StripSettings FrameEngine::CurrentStripSettings() const {
   const FpgaModel& fpga = *wiring_.fpga;
   StripSettings settings{8, static_cast<double>(fpga.Get(fpga::RIS_THRESHOLD)),
                          fpga.Get(fpga::STRIP_WIDTH_MIN), fpga.Get(fpga::STRIP_WIDTH_MAX), false};
-  if (wiring_.variable_points) {
+  if (wiring_.points == PointLayout::kShort) {
+    settings.bytes_per_point = 2;
+  } else if (wiring_.points == PointLayout::kByMode) {
     constexpr unsigned kBytes[] = {2, 4, 8};  // normal, brightness, continuous
     settings.bytes_per_point = kBytes[std::min(fpga.Get(fpga::BR_CONT_MODE_A), 2u)];
   }

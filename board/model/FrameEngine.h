@@ -18,6 +18,13 @@
 
 namespace board {
 
+// How strips carry their points.
+enum class PointLayout {
+  kFull,   // 8 bytes
+  kShort,  // 2 bytes
+  kByMode  // 2, 4 or 8 bytes, as BR_CONT_MODE says
+};
+
 // What the frame generator is connected to.
 struct EngineWiring {
   std::shared_ptr<FpgaModel> fpga;
@@ -25,7 +32,7 @@ struct EngineWiring {
   std::function<double()> laser_power;      // 0 (off) .. 1
   CaptureQueue* images;
   CaptureQueue* strips;
-  bool variable_points;  // bytes per point follow BR_CONT_MODE; else always 8
+  PointLayout points;
 };
 
 // The FPGA at work: turns triggers into exposures and these into image frames or
@@ -43,6 +50,7 @@ class FrameEngine {
 
   // These only leave a note for the thread.
   void SoftwareTrigger();
+  void ForgetTriggers() { software_triggers_ = 0; }
   void ExternalEdge();
   void ResetFrameId() { frame_id_ = 0; }
 
@@ -69,6 +77,7 @@ class FrameEngine {
   std::int64_t SpacingNs() const;
   bool GateOpen() const;
   void Trigger(std::int64_t time_ns);
+  SensorState AsReceived(SensorState sensor) const;
   Exposure Expose(std::int64_t time_ns);
   void SendImage(const Exposure& exposure);
   void AddStrip(const Exposure& exposure);

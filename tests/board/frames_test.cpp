@@ -3,105 +3,28 @@
 
 #include <gmock/gmock.h>
 
-#include <cmath>
-#include <cstring>
 #include <map>
 
-#include "board/VideoClient.h"
-#include "support/BoardFixture.h"
+#include "FramesFixture.h"
 
 namespace {
 
-using namespace tessaline_test;  // NOLINT(google-build-using-namespace)
-using board_test::VideoClient;
+using namespace board_test;  // NOLINT(google-build-using-namespace)
 
 constexpr unsigned kWidth = 1456;
 constexpr unsigned kHeight = 1088;
 constexpr unsigned kPad = 0x300D;  // readout mode
 constexpr std::uint32_t kStreaming = 5;
 
-struct Header {
-  std::uint64_t frame_id, time_stamp, encoder_stamp, points;
-};
-
-struct Point {
-  std::uint16_t column;
-  std::uint8_t peak, width;
-  std::uint32_t row;
-};
-
-Header HeaderAt(std::span<const std::uint8_t> bytes, std::size_t at) {
-  Header header{};
-  std::memcpy(&header, &bytes[at], sizeof header);
-  return header;
-}
-
-std::uint32_t CountIn(std::span<const std::uint8_t> buffer) {
-  std::uint32_t count = 0;
-  std::memcpy(&count, &buffer[buffer.size() - 8], sizeof count);
-  return count;
-}
-
-class Frames : public BoardFixture {
+class Frames : public FramesFixture {
  protected:
-  Frames() : BoardFixture("K3610") {}
+  Frames() : FramesFixture("K3610", {"907", "934"}, fpga::kZynqRegions) {}
 
   void SetUp() override {
-    BoardFixture::SetUp();
-    tessaline_board_transcript_enable(0);
-    SwitchLaserOn();
+    FramesFixture::SetUp();
     tessaline_board_chip_set("sensor", 0x3000, 0);
-    Set(fpga::CMOS_WORK_MODE, 3);
-    Set(fpga::CMOS_TIMING_CTRL, kStreaming);
     Set(fpga::STRIP_IMAGE_WIDTH, kWidth);
     Set(fpga::STRIP_IMAGE_HEIGHT, kHeight);
-    Set(fpga::TRI_SPACING, 200000);
-    tessaline_board_set_pace(TESSALINE_BOARD_FREE_RUN);
-  }
-
-  static void SwitchLaserOn() {
-    for (const char* line : {"907", "934"}) {
-      WriteFile("/sys/class/gpio/export", line);
-      const std::string base = std::string("/sys/class/gpio/gpio") + line;
-      WriteFile(base + "/direction", "out");
-      WriteFile(base + "/value", "1");
-    }
-  }
-
-  static void WriteFile(const std::string& path, std::string_view text) {
-    const int fd = open(path.c_str(), O_WRONLY);
-    ASSERT_GE(fd, 0) << path;
-    EXPECT_EQ(write(fd, text.data(), text.size()), static_cast<ssize_t>(text.size()));
-    close(fd);
-  }
-
-  // Side effects are wanted here, so these go the way of software.
-  static void Write(const fpga::Register& reg, std::uint32_t value) {
-    const int fd = open("/dev/mem", O_RDWR);
-    void* block = mmap(nullptr, 255, PROT_READ | PROT_WRITE, MAP_SHARED, fd,
-                       fpga::BaseAddress(reg.block, fpga::kZynqRegions));
-    static_cast<volatile std::uint32_t*>(block)[reg.Index()] = value;
-    munmap(block, 255);
-    close(fd);
-  }
-
-  static void RouteTo(bool images) {
-    using fpga::Block;
-    Write(fpga::StreamSwitchPort(Block::kImage2, 0), images ? fpga::kStreamSwitchPortOff : 0);
-    Write(fpga::StreamSwitchPort(Block::kImage2, 1), images ? 0 : fpga::kStreamSwitchPortOff);
-    Write(fpga::StreamSwitchPort(Block::kImage4, 0), images ? 1 : 0);
-    Write(fpga::StreamSwitchControl(Block::kImage2), fpga::kStreamSwitchCommit);
-    Write(fpga::StreamSwitchControl(Block::kImage4), fpga::kStreamSwitchCommit);
-  }
-
-  static void TriggerOn(std::uint32_t mode = 0) {
-    Write(fpga::TRIGGER_CTRL, fpga::kGlobalControl.Mask() | mode);
-  }
-
-  static struct tessaline_board_stream_stats Stats(int stream) {
-    struct tessaline_board_stream_stats stats {};
-    tessaline_board_stream_stats(stream, &stats);
-    return stats;
   }
 };
 
@@ -116,13 +39,12 @@ TEST_F(Frames, StripsCarryTheSceneWithinAHundredthOfAPixel) {
     ASSERT_FALSE(bytes.empty());
     std::size_t at = 0;
     for (std::uint32_t strip = 0; strip < CountIn(bytes); ++strip) {
-      const Header header = HeaderAt(bytes, at);
+      const StripHeader header = HeaderAt(bytes, at);
       at += sizeof header;
       ASSERT_EQ(header.points, kWidth);  // every column sees the line
-      const double y = static_cast<double>(header.time_stamp) * 20e-9 * 50;  // belt: 50 mm/s
-      for (std::uint64_t i = 0; i < header.points; ++i, at += sizeof(Point)) {
-        Point point{};
-        std::memcpy(&point, &bytes[at], sizeof point);
+      const double y = BeltPosition(header.time_stamp);
+      for (std::uint64_t i = 0; i < header.points; ++i, at += sizeof(StripPoint)) {
+        const StripPoint point = PointAt(bytes, at);
         ASSERT_EQ(point.column, i);
         const double z = tessaline_board_scene_height(tessaline_board_scene_x(point.column), y);
         ASSERT_NEAR(point.row / 65536.0, tessaline_board_scene_row(z), 0.01)
@@ -148,7 +70,7 @@ TEST_F(Frames, IdsAreConsecutiveAndStampsOneSpacingApart) {
     const auto bytes = client.Dequeue();
     std::size_t at = 0;
     for (std::uint32_t strip = 0; strip < CountIn(bytes); ++strip) {
-      const Header header = HeaderAt(bytes, at);
+      const StripHeader header = HeaderAt(bytes, at);
       EXPECT_EQ(header.frame_id, id + 1);
       if (id > 0) {
         EXPECT_EQ(header.time_stamp, stamp + 200000);
@@ -170,9 +92,9 @@ TEST_F(Frames, ImagesLieInFourPlanesWithTheHeaderBehindTheLast) {
   const auto bytes = client.Dequeue();
   ASSERT_FALSE(bytes.empty());
   const std::size_t quarter = std::size_t{kWidth} * kHeight / 4;
-  const Header header = HeaderAt(bytes, 4 * quarter);
+  const StripHeader header = HeaderAt(bytes, 4 * quarter);
   EXPECT_EQ(header.frame_id, 1u);
-  const double y = static_cast<double>(header.time_stamp) * 20e-9 * 50;
+  const double y = BeltPosition(header.time_stamp);
   // The brightest pixel of a column is where the line is.
   for (unsigned column = 0; column < kWidth; column += 13) {
     unsigned brightest = 0;
@@ -242,11 +164,10 @@ TEST_F(Frames, ACroppedSensorSeesTheSameLineElsewhere) {
   client.Start(1024, 640, 2);
   TriggerOn();
   const auto bytes = client.Dequeue();
-  const Header header = HeaderAt(bytes, 0);
+  const StripHeader header = HeaderAt(bytes, 0);
   ASSERT_EQ(header.points, kCropWidth);
-  Point point{};
-  std::memcpy(&point, &bytes[sizeof header + 100 * sizeof point], sizeof point);
-  const double y = static_cast<double>(header.time_stamp) * 20e-9 * 50;
+  const StripPoint point = PointAt(bytes, sizeof header + 100 * sizeof(StripPoint));
+  const double y = BeltPosition(header.time_stamp);
   const double z = tessaline_board_scene_height(tessaline_board_scene_x(kLeft + 100), y);
   EXPECT_NEAR(point.row / 65536.0, tessaline_board_scene_row(z) - kTop, 0.01);
 }
@@ -260,11 +181,10 @@ TEST_F(Frames, ReducedReadoutHalvesTheFrame) {
   client.Start(1024, 640, 2);
   TriggerOn();
   const auto bytes = client.Dequeue();
-  const Header header = HeaderAt(bytes, 0);
+  const StripHeader header = HeaderAt(bytes, 0);
   ASSERT_EQ(header.points, kWidth / 2);
-  Point point{};
-  std::memcpy(&point, &bytes[sizeof header + 100 * sizeof point], sizeof point);
-  const double y = static_cast<double>(header.time_stamp) * 20e-9 * 50;
+  const StripPoint point = PointAt(bytes, sizeof header + 100 * sizeof(StripPoint));
+  const double y = BeltPosition(header.time_stamp);
   const double z = tessaline_board_scene_height(tessaline_board_scene_x(200), y);
   EXPECT_NEAR(point.row / 65536.0, tessaline_board_scene_row(z) / 2, 0.01);
 }
@@ -309,6 +229,30 @@ TEST_F(Frames, ASoftwareTriggerMakesOneFrame) {
     EXPECT_EQ(HeaderAt(bytes, 0).frame_id, id);
   }
   EXPECT_EQ(Stats(1).frames, 3u);
+}
+
+TEST_F(Frames, StoppingForgetsTheTriggersThatStillWait) {
+  constexpr std::uint32_t kOn = fpga::kGlobalControl.Mask() | 2;
+  tessaline_board_set_pace(TESSALINE_BOARD_REAL_TIME);
+  tessaline_board_set_strips_per_buffer(1);
+  RouteTo(false);
+  VideoClient client("/dev/video1");
+  client.Start(1024, 640, 16);
+  for (int round = 0; round < 10; ++round) {
+    TriggerOn(2);
+    for (int i = 0; i < 10; ++i) {  // far more than the sensor reads out meanwhile
+      Write(fpga::TRIGGER_CTRL, kOn | fpga::kSoftwareTrigger.Mask());
+      Write(fpga::TRIGGER_CTRL, kOn);
+    }
+    Write(fpga::TRIGGER_CTRL, 2);
+  }
+  // One that was being taken up at the stop may still come.
+  EXPECT_LT(Stats(1).frames, 100u);
+  const std::uint64_t frames = Stats(1).frames;
+  TriggerOn(2);
+  tessaline_board_set_sleep_factor(1);
+  usleep(100'000);
+  EXPECT_LE(Stats(1).frames, frames + 1);
 }
 
 TEST_F(Frames, TheExternalInputTriggersInModeTwo) {

@@ -36,7 +36,8 @@ extern "C" {
  * Plugs in the board of a product and powers it up: registers, chips, counters
  * and frame streams at their reset values, faults and transcript empty.
  *
- * @param model  model code; its first three characters choose the board
+ * @param model  model code; its first three characters choose the board, the rest
+ *               may choose a variant ("K3810", "...arm_rebuild", "...ch16...")
  * @return 0, or -1 for a model no board is known for (nothing changes).
  */
 int tessaline_board_select(const char* model);
@@ -102,10 +103,10 @@ void tessaline_board_register_set(unsigned block, uint32_t offset, uint32_t valu
 /**
  * Makes calls fail.
  *
- * @param device     device as the transcript names it ("fpga", "i2c-0", "video1",
+ * @param device     device as the transcript names it ("fpga", "i2c-0", "spi1.0", "video1",
  *                   "gpio", ...), or "*"
  * @param operation  "open", "read", "write", "mmap", "poll", an ioctl's name
- *                   ("VIDIOC_DQBUF", "I2C_RDWR"), or "*"
+ *                   ("VIDIOC_DQBUF", "I2C_RDWR", "SPI_IOC_MESSAGE"), or "*"
  * @param skip       so many matching calls succeed first
  * @param count      then so many fail; 0: all
  * @param error      errno of the failure
@@ -142,7 +143,8 @@ int tessaline_board_open_files(const char* device);
  * A chip's register or memory byte, from the chip's own side.
  *
  * @param chip     "sensor", "pot", "da", "eeprom"
- * @param address  register address; the EEPROM has 512 bytes
+ * @param address  register address; the EEPROM has 512 bytes, the K40's sensor counts
+ *                 page x 0x10000 + register
  * @return the value, or -1 when the board has no such chip or address
  */
 int tessaline_board_chip_get(const char* chip, unsigned address);
@@ -150,7 +152,8 @@ int tessaline_board_chip_get(const char* chip, unsigned address);
 /** Sets it. @return 0, or -1 as above */
 int tessaline_board_chip_set(const char* chip, unsigned address, unsigned value);
 
-/** A chip that is absent (0) answers nothing on its bus. @return 0, or -1: no such chip */
+/** A chip that is absent (0) answers nothing on its bus: on I2C that is an error, on SPI
+ *  it reads 0. @return 0, or -1: no such chip */
 int tessaline_board_chip_present(const char* chip, int present);
 
 /** Level of a GPIO line: 0 or 1; -1 when it is not exported as an output. */

@@ -1,0 +1,244 @@
+#include "chips/E2vFlash4k.h"
+
+#include <array>
+
+namespace board {
+namespace {
+
+constexpr unsigned kWidth = 4096;
+constexpr unsigned kHeight = 1080;
+
+// The first byte on the wire.
+enum Command : std::uint8_t {
+  kRead = 0x02,
+  kWrite = 0x42,
+  kSelectPage = 0x60,
+  kUpdateRegisters = 0x81,
+  kUpdateArea = 0x82,
+  kStop = 0x88,
+  kStart = 0x90,
+  kConfigureSlices = 0xBB,
+};
+constexpr std::size_t kAddressEnd = 3;  // of command and address
+constexpr std::size_t kReadDataAt = 4;  // a byte for the chip to think comes between
+constexpr std::size_t kSliceCommandBytes = 5;
+
+constexpr unsigned kPageStep = 0x10000;
+constexpr unsigned kPages = 0x100;
+
+// Page 0.
+constexpr unsigned kStatus = 0x0000;
+constexpr unsigned kIdentificationHigh = 0x0001;
+constexpr unsigned kIdentificationLow = 0x0002;
+constexpr unsigned kPllEnable = 0x0008;
+constexpr unsigned kLineLength = 0x0021;
+constexpr unsigned kRowOrder = 0x0023;
+constexpr unsigned kAreaY = 0x0024;
+constexpr unsigned kAreaHeight = 0x0025;
+constexpr unsigned kReducedReadout = 0x0031;
+constexpr unsigned kAreaX = 0x0034;
+constexpr unsigned kAreaWidth = 0x0035;
+constexpr unsigned kSliceEnable = 0x0063;
+constexpr unsigned kOutputEnable = 0x012F;
+
+// Of the status.
+constexpr unsigned kAreaUpdateBusy = 0x01;
+constexpr unsigned kRegisterUpdateBusy = 0x10;
+constexpr unsigned kPllsLocked = 0x60;
+constexpr unsigned kSlicesReady = 0x80;
+
+constexpr unsigned kBothPlls = 0x03;
+constexpr unsigned kSliceBit = 0x01;
+constexpr unsigned kOutputBit = 0x01;
+constexpr unsigned kReducedBit = 0x01;
+constexpr unsigned kFlipVerticalBit = 0x04;
+
+constexpr unsigned kColumnUnit = 64;
+constexpr unsigned kRowUnit = 8;
+
+// Looks at the status that come too early.
+constexpr unsigned kLockLooks = 3;
+constexpr unsigned kSliceLooks = 2;
+constexpr unsigned kUpdateLooks = 2;
+
+// A clock of 15 MHz; sixteen outputs share a line, whose register holds its length
+// less one.
+constexpr double kExposureUnitUs = 1.0 / 15;
+constexpr double kLineClocksPerUs = 15 * 16;
+constexpr unsigned kFrameOverheadLines = 16;
+
+struct PowerUpValue {
+  unsigned address;
+  std::uint16_t value;
+};
+constexpr std::array kPowerUp{
+    PowerUpValue{kIdentificationHigh, 0x2030},
+    PowerUpValue{kIdentificationLow, 0x25F9},
+    PowerUpValue{kLineLength, 383},
+    PowerUpValue{kAreaHeight, kHeight / kRowUnit - 1},
+    PowerUpValue{kAreaWidth, kWidth / kColumnUnit - 1},
+};
+
+bool IsReadOnly(unsigned address) {
+  return address == kStatus || address == kIdentificationHigh || address == kIdentificationLow;
+}
+
+unsigned BigEndian(std::span<const std::uint8_t> bytes) { return bytes[0] << 8 | bytes[1]; }
+
+}  // namespace
+
+E2vFlash4k::E2vFlash4k() { PowerUp(); }
+
+void E2vFlash4k::Transfer(std::span<const std::uint8_t> in, std::span<std::uint8_t> out) {
+  if (in.empty()) return;
+  const std::lock_guard lock(mutex_);
+  switch (in[0]) {
+    case kRead:
+      return Read(in, out);
+    case kWrite:
+      return Write(in);
+    case kSelectPage:
+      if (in.size() > 1) page_ = in[1];
+      return;
+    case kUpdateRegisters:
+      return register_update_.Begin(kUpdateLooks);
+    case kUpdateArea:
+      UpdateArea();
+      return area_update_.Begin(kUpdateLooks);
+    case kStop:
+      stopped_ = true;
+      return;
+    case kStart:
+      stopped_ = false;
+      return;
+    case kConfigureSlices:
+      slices_addressed_ = slices_addressed_ || in.size() == kSliceCommandBytes;
+      return;
+    default:
+      return;
+  }
+}
+
+// Addresses count up within a transfer.
+void E2vFlash4k::Read(std::span<const std::uint8_t> in, std::span<std::uint8_t> out) {
+  if (in.size() < kAddressEnd) return;
+  unsigned address = BigEndian(in.subspan(1));
+  for (std::size_t i = kReadDataAt; i + 1 < in.size(); i += 2, ++address) {
+    const unsigned value = ReadRegister(page_ * kPageStep + address % kPageStep);
+    out[i] = static_cast<std::uint8_t>(value >> 8);
+    out[i + 1] = static_cast<std::uint8_t>(value);
+  }
+}
+
+void E2vFlash4k::Write(std::span<const std::uint8_t> in) {
+  if (in.size() < kAddressEnd) return;
+  unsigned address = BigEndian(in.subspan(1));
+  for (std::size_t i = kAddressEnd; i + 1 < in.size(); i += 2, ++address) {
+    WriteRegister(page_ * kPageStep + address % kPageStep,
+                  static_cast<std::uint16_t>(BigEndian(in.subspan(i))));
+  }
+}
+
+unsigned E2vFlash4k::Register(unsigned address) const {
+  const auto found = registers_.find(address);
+  return found == registers_.end() ? 0 : found->second;
+}
+
+unsigned E2vFlash4k::ReadRegister(unsigned address) {
+  if (address != kStatus) return Register(address);
+  for (Settling* condition : {&pll_, &slices_, &register_update_, &area_update_}) {
+    condition->Look();
+  }
+  return Status();
+}
+
+unsigned E2vFlash4k::Status() const {
+  if (held_status_) return *held_status_;
+  return (area_update_.Pending() ? kAreaUpdateBusy : 0) |
+         (register_update_.Pending() ? kRegisterUpdateBusy : 0) |
+         (pll_.Settled() ? kPllsLocked : 0) | (slices_.Settled() ? kSlicesReady : 0);
+}
+
+// What is on already stays on: only the edge starts anything.
+void E2vFlash4k::WriteRegister(unsigned address, std::uint16_t value) {
+  if (IsReadOnly(address)) return;
+  const unsigned before = Register(address);
+  registers_[address] = value;
+  if (address == kPllEnable) {
+    const bool on = (value & kBothPlls) == kBothPlls;
+    if (!on) pll_.Cancel();
+    if (on && (before & kBothPlls) != kBothPlls) pll_.Begin(kLockLooks);
+  } else if (address == kSliceEnable) {
+    const bool on = (value & kSliceBit) != 0;
+    if (!on) slices_.Cancel();
+    // Slices nobody has given an address, or without a clock, never come up.
+    if (on && (before & kSliceBit) == 0 && slices_addressed_ && pll_.Settled()) {
+      slices_.Begin(kSliceLooks);
+    }
+  }
+}
+
+void E2vFlash4k::UpdateArea() {
+  area_x_ = Register(kAreaX) * kColumnUnit;
+  area_y_ = Register(kAreaY) * kRowUnit;
+  area_height_ = (Register(kAreaHeight) + 1) * kRowUnit;
+}
+
+int E2vFlash4k::Peek(unsigned address) const {
+  if (address >= kPages * kPageStep) return -1;
+  const std::lock_guard lock(mutex_);
+  return static_cast<int>(address == kStatus ? Status() : Register(address));
+}
+
+bool E2vFlash4k::Poke(unsigned address, unsigned value) {
+  if (address >= kPages * kPageStep) return false;
+  const std::lock_guard lock(mutex_);
+  const auto word = static_cast<std::uint16_t>(value);
+  if (address == kStatus) {
+    held_status_ = value < kOwnStatus ? std::optional(word) : std::nullopt;
+  } else if (IsReadOnly(address)) {
+    registers_[address] = word;
+  } else {
+    WriteRegister(address, word);
+  }
+  return true;
+}
+
+SensorState E2vFlash4k::State() const {
+  const std::lock_guard lock(mutex_);
+  const unsigned step = (Register(kReducedReadout) & kReducedBit) != 0 ? 2 : 1;
+  SensorState state{};
+  state.streaming = pll_.Settled() && slices_.Settled() &&
+                    (Register(kOutputEnable) & kOutputBit) != 0 && !stopped_;
+  state.full_width = kWidth;
+  state.full_height = kHeight;
+  state.crop_x = area_x_ * step;
+  state.crop_y = area_y_ * step;
+  state.column_step = step;
+  state.row_step = step;
+  state.flip_vertical = (Register(kRowOrder) & kFlipVerticalBit) != 0;
+  state.gain = 1;
+  state.exposure_unit_us = kExposureUnitUs;
+  state.line_time_us = (Register(kLineLength) + 1) / kLineClocksPerUs;
+  state.frame_lines = area_height_ + kFrameOverheadLines;
+  return state;
+}
+
+void E2vFlash4k::Reset() {
+  const std::lock_guard lock(mutex_);
+  PowerUp();
+}
+
+void E2vFlash4k::PowerUp() {
+  registers_.clear();
+  for (const auto& [address, value] : kPowerUp) registers_[address] = value;
+  page_ = 0;
+  slices_addressed_ = false;
+  stopped_ = false;
+  for (Settling* condition : {&pll_, &slices_, &register_update_, &area_update_}) {
+    condition->Cancel();
+  }
+  UpdateArea();
+}
+
+}  // namespace board

@@ -1,0 +1,153 @@
+#include "chips/Gmax2509.h"
+
+#include <algorithm>
+#include <span>
+
+#include "chips/SensorRegisterValue.h"
+
+namespace board {
+namespace {
+
+constexpr unsigned kColumns = 4200;
+constexpr std::size_t kFrameBytes = 3;
+
+constexpr std::uint8_t kControl = 0x00;
+constexpr std::uint8_t kReadout = 0x01;
+constexpr std::uint8_t kRowSubsampling = 0x12;
+constexpr std::uint8_t kFirstRow = 0x13;
+constexpr std::uint8_t kRowCount = 0x15;
+constexpr std::uint8_t kLineTime = 0xA0;
+constexpr std::uint8_t kGain = 0xB5;
+constexpr std::uint8_t kTemperature = 0xC0;
+constexpr std::uint8_t kProgramming = 0xD0;
+constexpr std::uint8_t kRowOrder = 0xDE;
+
+constexpr std::uint8_t kStreamBit = 0x02;
+constexpr std::uint8_t kFlipHorizontalBit = 0x10;
+constexpr std::uint8_t kGainBits = 0x3F;
+constexpr std::uint8_t kProgrammingBit = 0x40;
+constexpr std::uint8_t kRowsForwardBit = 0x40;
+
+// Dark rows in front of the picture: so many lie before its first row, and more
+// before the one that a flipped readout begins with.
+constexpr unsigned kDarkRows = 4;
+constexpr unsigned kDarkRowsFlipped = 24;
+
+constexpr unsigned kMaxGain = 5;
+constexpr unsigned kFrameOverheadLines = 21;
+constexpr double kLineClockMHz = 96;
+constexpr double kExposureClocks = 152;
+
+constexpr std::array kPowerUp{
+    SensorRegisterValue{kFirstRow, kDarkRows},
+    SensorRegisterValue{kRowCount, Gmax2509::kArrayRows & 0xFF},
+    SensorRegisterValue{kRowCount + 1, Gmax2509::kArrayRows >> 8},
+    SensorRegisterValue{kLineTime, static_cast<std::uint8_t>(kExposureClocks)},
+    SensorRegisterValue{kGain, 0x41},
+    SensorRegisterValue{kRowOrder, kRowsForwardBit},
+};
+
+constexpr std::array<std::uint8_t, 2> kWarm{0x00, 0x0C};
+
+bool IsTemperature(unsigned address) {
+  return address == kTemperature || address == kTemperature + 1;
+}
+
+// The frame, first bit on the wire first: direction, eight bits of address, data.
+struct Frame {
+  explicit Frame(std::span<const std::uint8_t> in)
+      : writes((in[0] & 0x80) != 0),
+        address(static_cast<std::uint8_t>(in[0] << 1 | in[1] >> 7)),
+        value(static_cast<std::uint8_t>(in[1] << 1 | in[2] >> 7)) {}
+
+  // The chip needs a clock to turn round: its data start a bit later.
+  static void Answer(std::uint8_t value, std::span<std::uint8_t> out) {
+    out[1] = value >> 2;
+    out[2] = static_cast<std::uint8_t>(value << 6);
+  }
+
+  bool writes;
+  std::uint8_t address;
+  std::uint8_t value;
+};
+
+}  // namespace
+
+Gmax2509::Gmax2509(unsigned product_rows) : product_rows_(product_rows) {
+  std::ranges::copy(kWarm, &registers_[kTemperature]);
+  PowerUp();
+}
+
+void Gmax2509::Transfer(std::span<const std::uint8_t> in, std::span<std::uint8_t> out) {
+  // A frame cut short does nothing, and what follows a whole one neither.
+  if (in.size() < kFrameBytes) return;
+  const Frame frame(in);
+  const std::lock_guard lock(mutex_);
+  if (!frame.writes) {
+    Frame::Answer(registers_[frame.address], out);
+  } else if (!IsTemperature(frame.address)) {
+    registers_[frame.address] = frame.value;
+  }
+}
+
+int Gmax2509::Peek(unsigned address) const {
+  if (address >= registers_.size()) return -1;
+  const std::lock_guard lock(mutex_);
+  return registers_[address];
+}
+
+bool Gmax2509::Poke(unsigned address, unsigned value) {
+  if (address >= registers_.size()) return false;
+  const std::lock_guard lock(mutex_);
+  registers_[address] = static_cast<std::uint8_t>(value);
+  return true;
+}
+
+unsigned Gmax2509::Pair(std::uint8_t low_address) const {
+  return registers_[low_address] | static_cast<unsigned>(registers_[low_address + 1]) << 8;
+}
+
+// Of the picture, in rows of the array. The flipped readout begins with the
+// picture wherever among the dark rows it is told to begin.
+unsigned Gmax2509::FirstRow() const {
+  const bool flipped = (registers_[kRowOrder] & kRowsForwardBit) == 0;
+  const unsigned first = Pair(kFirstRow);
+  return first <= (flipped ? kDarkRowsFlipped : kDarkRows) ? 0 : first - kDarkRows;
+}
+
+SensorState Gmax2509::State() const {
+  const std::lock_guard lock(mutex_);
+  const unsigned pitch = kArrayRows / product_rows_;
+  const unsigned row_step = (registers_[kRowSubsampling] & 1) != 0 ? 2 : 1;
+  SensorState state{};
+  state.streaming =
+      (registers_[kControl] & kStreamBit) != 0 && (registers_[kProgramming] & kProgrammingBit) == 0;
+  state.full_width = kColumns;
+  state.full_height = product_rows_;
+  state.crop_y = FirstRow() / pitch;
+  state.column_step = 1;
+  state.row_step = std::max(1u, row_step / pitch);
+  state.flip_horizontal = (registers_[kReadout] & kFlipHorizontalBit) != 0;
+  state.flip_vertical = (registers_[kRowOrder] & kRowsForwardBit) == 0;
+  state.gain = std::clamp<unsigned>(registers_[kGain] & kGainBits, 1, kMaxGain);
+  state.exposure_unit_us = kExposureClocks / kLineClockMHz;
+  state.line_time_us = Pair(kLineTime) / kLineClockMHz;
+  state.frame_lines = Pair(kRowCount) + kFrameOverheadLines;
+  state.fpga = {.block_pixels = 28, .block_units = 32, .crops = true, .halves = true};
+  return state;
+}
+
+void Gmax2509::Reset() {
+  const std::lock_guard lock(mutex_);
+  PowerUp();
+}
+
+// The temperature is no setting: it stays.
+void Gmax2509::PowerUp() {
+  const std::array warmth{registers_[kTemperature], registers_[kTemperature + 1]};
+  registers_.fill(0);
+  std::ranges::copy(warmth, &registers_[kTemperature]);
+  for (const auto& [address, value] : kPowerUp) registers_[address] = value;
+}
+
+}  // namespace board

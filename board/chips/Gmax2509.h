@@ -1,0 +1,39 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <mutex>
+
+#include "chips/ImageSensorChip.h"
+#include "chips/SpiChip.h"
+
+namespace board {
+
+// GMAX2509, 4200 columns: 8-bit registers at 8-bit addresses in frames of 24 bits
+// that are not byte aligned. A read's data come one bit later than a write's.
+class Gmax2509 : public SpiChip, public ImageSensorChip {
+ public:
+  // The array has 2048 rows. A product of 1024 rows skips every other one all the
+  // time; State() counts the product's rows then.
+  static constexpr unsigned kArrayRows = 2048;
+  explicit Gmax2509(unsigned product_rows);
+
+  void Transfer(std::span<const std::uint8_t> in, std::span<std::uint8_t> out) override;
+
+  int Peek(unsigned address) const override;
+  bool Poke(unsigned address, unsigned value) override;
+
+  SensorState State() const override;
+  void Reset() override;
+
+ private:
+  void PowerUp();
+  unsigned Pair(std::uint8_t low_address) const;
+  unsigned FirstRow() const;
+
+  const unsigned product_rows_;
+  mutable std::mutex mutex_;
+  std::array<std::uint8_t, 0x100> registers_{};
+};
+
+}  // namespace board

@@ -1,0 +1,130 @@
+#include "chips/Gsprint6502.h"
+
+#include <algorithm>
+#include <array>
+
+#include "chips/SensorRegisterValue.h"
+
+namespace board {
+namespace {
+
+constexpr unsigned kWidth = 2048;
+constexpr unsigned kHeight = 1152;
+constexpr std::size_t kAddressSpace = 0x8000;
+constexpr unsigned kAddressMask = kAddressSpace - 1;
+
+constexpr std::uint16_t kStream = 0x0000;
+constexpr std::uint16_t kHdr = 0x0003;
+constexpr std::uint16_t kLineTime = 0x0080;
+constexpr std::uint16_t kGain = 0x00A0;
+constexpr std::uint16_t kSubsampling = 0x0110;
+constexpr std::uint16_t kRowCount = 0x0130;
+constexpr std::uint16_t kFirstRow = 0x0140;
+constexpr std::uint16_t kPower = 0x1C00;
+constexpr std::uint16_t kSerialOutput = 0x2400;
+constexpr std::uint16_t kTemperature = 0x2500;
+
+constexpr std::uint8_t kWriteBit = 0x80;  // of the first byte on the wire
+constexpr std::uint8_t kStreamBit = 0x01;
+constexpr std::uint8_t kHdrBits = 0x03;
+constexpr std::uint8_t kGainBits = 0x0F;
+constexpr std::uint8_t kSubsamplingBit = 0x01;
+constexpr std::uint8_t kPowerBit = 0x01;
+constexpr std::uint8_t kSerialBit = 0x10;
+
+constexpr unsigned kLineTimeMask = 0x3FFF;
+constexpr unsigned kRowMask = 0x07FF;
+
+constexpr unsigned kDarkRows = 4;  // before the first row of the picture
+constexpr unsigned kFrameOverheadLines = 10;
+constexpr double kExposureUnitUs = 17.0 / 15;
+constexpr unsigned kFastLineClocks = 72;  // a line of two rows then takes one exposure unit
+
+constexpr std::array kPowerUp{
+    SensorRegisterValue{kLineTime, kFastLineClocks},
+    SensorRegisterValue{kGain, 1},
+    SensorRegisterValue{kRowCount, kHeight & 0xFF},
+    SensorRegisterValue{kRowCount + 1, kHeight >> 8},
+    SensorRegisterValue{kFirstRow, kDarkRows},
+};
+
+constexpr std::array<std::uint8_t, 2> kWarm{0x00, 0x0C};
+
+bool IsTemperature(unsigned address) {
+  return address == kTemperature || address == kTemperature + 1;
+}
+
+}  // namespace
+
+Gsprint6502::Gsprint6502() : registers_(kAddressSpace) {
+  std::ranges::copy(kWarm, &registers_[kTemperature]);
+  PowerUp();
+}
+
+void Gsprint6502::Transfer(std::span<const std::uint8_t> in, std::span<std::uint8_t> out) {
+  if (in.size() < 2) return;
+  const bool writes = (in[0] & kWriteBit) != 0;
+  unsigned address = (in[0] << 8 | in[1]) & kAddressMask;
+  const std::lock_guard lock(mutex_);
+  for (std::size_t i = 2; i < in.size(); ++i, address = (address + 1) & kAddressMask) {
+    if (!writes) {
+      out[i] = registers_[address];
+    } else if (!IsTemperature(address)) {
+      registers_[address] = in[i];
+    }
+  }
+}
+
+int Gsprint6502::Peek(unsigned address) const {
+  if (address >= kAddressSpace) return -1;
+  const std::lock_guard lock(mutex_);
+  return registers_[address];
+}
+
+bool Gsprint6502::Poke(unsigned address, unsigned value) {
+  if (address >= kAddressSpace) return false;
+  const std::lock_guard lock(mutex_);
+  registers_[address] = static_cast<std::uint8_t>(value);
+  return true;
+}
+
+unsigned Gsprint6502::Pair(std::uint16_t low_address, unsigned mask) const {
+  return (registers_[low_address] | static_cast<unsigned>(registers_[low_address + 1]) << 8) & mask;
+}
+
+SensorState Gsprint6502::State() const {
+  const std::lock_guard lock(mutex_);
+  const unsigned step = (registers_[kSubsampling] & kSubsamplingBit) != 0 ? 2 : 1;
+  SensorState state{};
+  state.streaming = (registers_[kStream] & kStreamBit) != 0 &&
+                    (registers_[kSerialOutput] & kSerialBit) != 0 &&
+                    (registers_[kPower] & kPowerBit) != 0;
+  state.full_width = kWidth;
+  state.full_height = kHeight;
+  state.crop_y = std::max(Pair(kFirstRow, kRowMask), kDarkRows) - kDarkRows;
+  state.column_step = step;
+  state.row_step = step;
+  state.hdr = (registers_[kHdr] & kHdrBits) != 0;
+  state.gain = std::max(1, registers_[kGain] & kGainBits);
+  state.exposure_unit_us = kExposureUnitUs;
+  state.line_time_us = Pair(kLineTime, kLineTimeMask) * kExposureUnitUs / kFastLineClocks;
+  // Two rows a line.
+  state.frame_lines = (Pair(kRowCount, kRowMask) / step + kDarkRows) / 2 + kFrameOverheadLines;
+  state.fpga = {.block_pixels = 32, .block_units = 32, .crops = true};
+  return state;
+}
+
+void Gsprint6502::Reset() {
+  const std::lock_guard lock(mutex_);
+  PowerUp();
+}
+
+// The temperature is no setting: it stays.
+void Gsprint6502::PowerUp() {
+  const std::array warmth{registers_[kTemperature], registers_[kTemperature + 1]};
+  std::ranges::fill(registers_, 0);
+  std::ranges::copy(warmth, &registers_[kTemperature]);
+  for (const auto& [address, value] : kPowerUp) registers_[address] = value;
+}
+
+}  // namespace board

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "chips/SpiChip.h"
+#include "devices/OpenCount.h"
+
+namespace board {
+
+// A chip select of an SPI controller with the chip on it, as spidev shows it:
+// "/dev/spidev1.0". Its name is "spi1.0".
+class SpiBus : public CountedDevice {
+ public:
+  SpiBus(unsigned controller, unsigned select, std::shared_ptr<SpiChip> chip);
+
+  std::string Name() const override;
+  bool Claims(const std::string& path) const override;
+  OpenResult Open(const std::string& path, int flags) override;
+
+ private:
+  struct Line;
+  class File;
+
+  std::shared_ptr<Line> line_;
+};
+
+}  // namespace board

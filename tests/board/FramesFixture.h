@@ -1,0 +1,120 @@
+#pragma once
+
+#include <sys/mman.h>
+
+#include <cmath>
+#include <cstring>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "board/VideoClient.h"
+#include "support/BoardFixture.h"
+
+namespace board_test {
+
+namespace fpga = VeltranoSDK::fpga;
+
+// --- A strip, as it lies in the buffer -----------------------------------------------------
+
+struct StripHeader {
+  std::uint64_t frame_id, time_stamp, encoder_stamp, points;
+};
+
+struct StripPoint {
+  std::uint16_t column;
+  std::uint8_t peak, width;
+  std::uint32_t row;
+};
+
+inline StripHeader HeaderAt(std::span<const std::uint8_t> bytes, std::size_t at) {
+  StripHeader header{};
+  std::memcpy(&header, &bytes[at], sizeof header);
+  return header;
+}
+
+inline StripPoint PointAt(std::span<const std::uint8_t> bytes, std::size_t at) {
+  StripPoint point{};
+  std::memcpy(&point, &bytes[at], sizeof point);
+  return point;
+}
+
+inline std::uint32_t CountIn(std::span<const std::uint8_t> buffer) {
+  std::uint32_t count = 0;
+  std::memcpy(&count, &buffer[buffer.size() - 8], sizeof count);
+  return count;
+}
+
+// The belt's position at a time stamp: ticks of 20 ns, 50 mm/s.
+inline double BeltPosition(std::uint64_t time_stamp) {
+  return static_cast<double>(time_stamp) * 20e-9 * 50;
+}
+
+// A board with its laser on and everything armed but the sensor and the trigger,
+// for plain capture programs that program FPGA and sensor themselves.
+class FramesFixture : public tessaline_test::BoardFixture {
+ protected:
+  FramesFixture(const char* model, std::vector<const char*> laser_lines, fpga::RegionBases regions)
+      : BoardFixture(model), laser_lines_(std::move(laser_lines)), regions_(regions) {}
+
+  void SetUp() override {
+    BoardFixture::SetUp();
+    tessaline_board_transcript_enable(0);
+    SwitchLaserOn();
+    Set(fpga::CMOS_WORK_MODE, 3);
+    Set(fpga::CMOS_TIMING_CTRL, fpga::kTimingFirst.Mask() | fpga::kTimingSecond.Mask());
+    Set(fpga::TRI_SPACING, 200000);
+    tessaline_board_set_pace(TESSALINE_BOARD_FREE_RUN);
+  }
+
+  void SwitchLaserOn() const {
+    for (const char* line : laser_lines_) {
+      WriteFile("/sys/class/gpio/export", line);
+      const std::string base = std::string("/sys/class/gpio/gpio") + line;
+      WriteFile(base + "/direction", "out");
+      WriteFile(base + "/value", "1");
+    }
+  }
+
+  static void WriteFile(const std::string& path, std::string_view text) {
+    const int fd = open(path.c_str(), O_WRONLY);
+    ASSERT_GE(fd, 0) << path;
+    EXPECT_EQ(write(fd, text.data(), text.size()), static_cast<ssize_t>(text.size()));
+    close(fd);
+  }
+
+  // Side effects are wanted here, so these go the way of software.
+  void Write(const fpga::Register& reg, std::uint32_t value) const {
+    const int fd = open("/dev/mem", O_RDWR);
+    void* block = mmap(nullptr, 255, PROT_READ | PROT_WRITE, MAP_SHARED, fd,
+                       fpga::BaseAddress(reg.block, regions_));
+    static_cast<volatile std::uint32_t*>(block)[reg.Index()] = value;
+    munmap(block, 255);
+    close(fd);
+  }
+
+  void RouteTo(bool images) const {
+    using fpga::Block;
+    Write(fpga::StreamSwitchPort(Block::kImage2, 0), images ? fpga::kStreamSwitchPortOff : 0);
+    Write(fpga::StreamSwitchPort(Block::kImage2, 1), images ? 0 : fpga::kStreamSwitchPortOff);
+    Write(fpga::StreamSwitchPort(Block::kImage4, 0), images ? 1 : 0);
+    Write(fpga::StreamSwitchControl(Block::kImage2), fpga::kStreamSwitchCommit);
+    Write(fpga::StreamSwitchControl(Block::kImage4), fpga::kStreamSwitchCommit);
+  }
+
+  void TriggerOn(std::uint32_t mode = 0) const {
+    Write(fpga::TRIGGER_CTRL, fpga::kGlobalControl.Mask() | mode);
+  }
+
+  static struct tessaline_board_stream_stats Stats(int stream) {
+    struct tessaline_board_stream_stats stats {};
+    tessaline_board_stream_stats(stream, &stats);
+    return stats;
+  }
+
+ private:
+  const std::vector<const char*> laser_lines_;
+  const fpga::RegionBases regions_;
+};
+
+}  // namespace board_test
