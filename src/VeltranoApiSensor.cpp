@@ -1,5 +1,7 @@
 #include "Devices/CmosSensor.h"
+#include "Devices/E2vFlash4k.h"
 #include "Devices/FpgaLogic.h"
+#include "Devices/GSPRINT6502BSI.h"
 #include "VeltranoApiCall.h"
 #include "tessaline/sensor.h"
 
@@ -7,6 +9,12 @@ namespace {
 
 using namespace VeltranoSDK;       // NOLINT(google-build-using-namespace): this file is its C face
 using namespace VeltranoSDK::api;  // NOLINT(google-build-using-namespace)
+
+// The sensor's own driver, when it is that one.
+template <typename Driver>
+Driver* As(CmosSensor& sensor) {
+  return dynamic_cast<Driver*>(&sensor);
+}
 
 }  // namespace
 
@@ -23,6 +31,11 @@ unsigned int GetExposureNum(void) {
 int SetExposureTime(unsigned int index, unsigned int time) {
   const Entry entry(__func__);
   return Call<int>(entry, kSensor, [&](CmosSensor& sensor) {
+    if (auto* const e2v = As<E2vFlash4k>(sensor); e2v != nullptr && e2v->sensing()) {
+      // The sensor times the exposure; the FPGA only starts it.
+      e2v->SetExposureTime(time);
+      time = 1;
+    }
     // Exposures count from 1 here, slots from 0 in the FPGA.
     return Forward<int>(entry, kFpga, &FpgaLogic::SetExpTime, index - 1, time,
                         sensor.GetExposureTimeUnit());
@@ -36,16 +49,24 @@ int SetCmosGain(unsigned int gain) {
 
 int SetSensingMode(unsigned int mode) {
   const Entry entry(__func__);
-  return Call<int>(entry, kSensor, [&](const CmosSensor& sensor) {
-    if (sensor.model() == kGSPRINT6502BSI) {
+  return Call<int>(entry, kSensor, [&](CmosSensor& sensor) {
+    if (auto* const e2v = As<E2vFlash4k>(sensor)) {
+      e2v->SetSensingMode(static_cast<E2vFlash4k::Sensing>(mode));
+    } else if (auto* const gsprint = As<GSPRINT6502BSI>(sensor)) {
       Forward<int>(entry, kFpga, &FpgaLogic::SetHDREnable, mode);
+      gsprint->SetHdr(mode != 0);
     }
     return 0;
   });
 }
 
-int SetHDRParam(unsigned int /*first*/, unsigned short /*second*/) {
-  return Call<int>(__func__, kSensor, [](const CmosSensor&) { return 0; });
+int SetHDRParam(unsigned int first, unsigned short second) {
+  return Call<int>(__func__, kSensor, [&](CmosSensor& sensor) {
+    if (auto* const e2v = As<E2vFlash4k>(sensor)) {
+      e2v->SetHDRParam(static_cast<E2vFlash4k::KPosi>(first), second);
+    }
+    return 0;
+  });
 }
 
 void SetHDRParam24(double first, double second, double third) {

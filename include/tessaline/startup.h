@@ -21,7 +21,7 @@ extern "C" {
 
 /**
  * Selects the product, and silences the log below ERROR on the standard error
- * stream (as log_set_level(LOG_ERROR) does).
+ * stream (as log_set_level(TESSALINE_LOG_ERROR) does).
  *
  * The first three characters of the code choose the series, and a few words
  * anywhere in it a variant (case matters, the order does not):
@@ -80,7 +80,8 @@ enum tessaline_event {
  */
 typedef void (*tessaline_frame_handler)(unsigned int first, unsigned int second, void* data);
 
-/** Receives the level of the trigger input (0 or 1), read after the interrupt, on its own thread. */
+/** Receives the level of the trigger input (0 or 1), read after the interrupt, on its own thread.
+ */
 typedef void (*tessaline_trigger_handler)(unsigned int level);
 
 /** Any handler is handed over as this type; one of TESSALINE_EVENT_DA_ARRIVED is of this type. */
@@ -118,13 +119,18 @@ void RegisterEventHandler(int type, tessaline_event_handler callback);
  *
  * @return 0, also when the sensor could not be initialised (told on the standard
  *         output). -1 when no model is selected or the device is already started (one
- *         ERROR in the log, nothing else is done); when there is no driver for the
- *         selected product's sensor (one ERROR; the lights were switched off, nothing
- *         else of the hardware is touched); and when the register lock cannot be
+ *         ERROR in the log, nothing else is done), and when the register lock cannot be
  *         initialised ("fpga_contol mutex init failed!" on the standard output).
  *
  * A capture device that cannot be set up does not fail the call: the log says so,
  * and its callback stays silent.
+ *
+ * An e2v Flash 4K whose clocks never lock, or that stays busy, holds the call for
+ * ever, with a line on the standard output for every question; a bus that fails
+ * while the clocks are awaited ends it.
+ *
+ * The IMX252 (K37...) tests itself in this call: one to three images are triggered
+ * and reach the image handler, dark ones, as the laser is off.
  *
  * Neither exit() nor SIGINT switches the laser off: call CloseLaser() for that. When
  * the FPGA's registers were once out of reach (see fpga_read_addr()), SIGINT ends the

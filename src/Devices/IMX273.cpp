@@ -6,15 +6,12 @@
 #include <cstdint>
 #include <cstdio>
 #include <iterator>
-#include <memory>
 
-#include "DeviceManager.h"
 #include "Devices/FpgaLogic.h"
+#include "Devices/SensorNeighbours.h"
 #include "Devices/tables/Imx273Tables.h"
 #include "Devices/tables/SonyRegisters.h"
 #include "Devices/tables/SonyTexts.h"
-#include "Runnable/CaptureVideoStream.h"
-#include "Runnable/RunnableObjectManager.h"
 #include "log/Log.h"
 
 namespace VeltranoSDK {
@@ -23,6 +20,7 @@ namespace {
 
 using sony::kCropEnable;
 
+constexpr char kName[] = "IMX273";
 constexpr unsigned char kBusAddress = 0x36;
 constexpr unsigned int kInvalidKind = 0xFFFFFFFD;
 
@@ -47,20 +45,6 @@ constexpr unsigned int kTimingPause = 100;
 constexpr unsigned int kStandbyPause = 1000;
 constexpr unsigned int kFirstFramePause = 100000;
 
-std::shared_ptr<FpgaLogic> Fpga() {
-  auto fpga = DeviceManagerHolder::Instance()->fpga_logic_;
-  if (!fpga) LogError("IMX273: there is no FPGA to keep in step with");
-  return fpga;
-}
-
-void SetVideoFormat(unsigned int width, unsigned int height) {
-  if (const auto video = RunnableObjectManagerHolder::Instance()->video_) {
-    video->SetV4l2Fmt(width, height);
-  } else {
-    LogError("IMX273: there is no image capture thread to keep in step with");
-  }
-}
-
 constexpr std::uint8_t Byte(unsigned int value) { return static_cast<std::uint8_t>(value); }
 
 constexpr bool IsKnown(ReadoutDriveMode mode) {
@@ -79,7 +63,7 @@ IMX273::IMX273() : SonySensor(kIMX273, {kFullWidth, kFullHeight}, kBusAddress, k
 
 bool IMX273::RegisterInitialize(ReadoutDriveMode mode) {
   Trace(__func__);
-  const auto fpga = Fpga();
+  const auto fpga = FpgaBeside(kName);
   if (!fpga) return false;
 
   // Once up and back into standby: only a chip that has run takes its programming.
@@ -234,7 +218,7 @@ bool IMX273::SetROIImpl(unsigned int x, unsigned int y, unsigned int width, unsi
     return false;
   }
 
-  const auto fpga = Fpga();
+  const auto fpga = FpgaBeside(kName);
   if (!fpga) return false;
   return height != 0 ? OpenRegion(*fpga, x, y, width, height) : CloseRegion(*fpga, width);
 }
@@ -268,7 +252,7 @@ bool IMX273::CloseRegion(FpgaLogic& fpga, unsigned int width) {
 void IMX273::FollowRegion(FpgaLogic& fpga, unsigned int width, unsigned int height) {
   fpga.SetImageSize(width, height);
   fpga.SetExpDelay();
-  SetVideoFormat(roi_width_, roi_height_);
+  FitImageFormat(kName, roi_width_, roi_height_);
 }
 
 bool IMX273::SetReadoutDriveModeImpl(ReadoutDriveMode mode) {
@@ -277,7 +261,7 @@ bool IMX273::SetReadoutDriveModeImpl(ReadoutDriveMode mode) {
     puts("SetDriveMode invalid parameter");
     return false;
   }
-  const auto fpga = Fpga();
+  const auto fpga = FpgaBeside(kName);
   if (!fpga) return false;
 
   fpga->SetCmosTimingControl(kOff, kOn);
@@ -299,7 +283,7 @@ bool IMX273::SetReadoutDriveModeImpl(ReadoutDriveMode mode) {
   fpga->SetImageSize(roi_width_, roi_height_);
   fpga->SetExpDelay();
   fpga->SetPLDriveMode(mode);
-  SetVideoFormat(roi_width_, roi_height_);
+  FitImageFormat(kName, roi_width_, roi_height_);
   usleep(kFirstFramePause);
   return true;
 }

@@ -84,6 +84,11 @@ bool SonySensor::EnterStandby(const char* failure) { return Write({sony::kStandb
 
 bool SonySensor::LeaveStandby(FpgaLogic& fpga, const WakeUp& pauses, const char* failure) {
   if (!Write({sony::kStandby, 0}, failure)) return false;
+  StartTiming(fpga, pauses);
+  return true;
+}
+
+void SonySensor::StartTiming(FpgaLogic& fpga, const WakeUp& pauses) {
   usleep(pauses.oscillator);
   usleep(pauses.pll);
   fpga.SetCmosTimingControl(kOff, kOff);
@@ -91,7 +96,6 @@ bool SonySensor::LeaveStandby(FpgaLogic& fpga, const WakeUp& pauses, const char*
   fpga.SetCmosTimingControl(kOff, kOn);
   usleep(pauses.timing_armed);
   fpga.SetCmosTimingControl(kOn, kOn);
-  return true;
 }
 
 }  // namespace VeltranoSDK

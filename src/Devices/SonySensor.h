@@ -41,6 +41,8 @@ class SonySensor : public CmosSensor {
   bool EnterStandby(const char* failure);
   // Starts the chip and then, step by step, the FPGA's timing for it.
   bool LeaveStandby(FpgaLogic& fpga, const WakeUp& pauses, const char* failure);
+  // The second half of that, for a chip that has been started.
+  static void StartTiming(FpgaLogic& fpga, const WakeUp& pauses);
 
   ImxSensorI2cInterface i2c_;
 

@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 
 #include "function/CancellationScope.h"
 #include "function/SignalMask.h"
@@ -18,6 +19,9 @@ namespace {
 
 // As index of a descriptor: the driver has not put a buffer there yet.
 constexpr unsigned int kNoBuffer = UINT_MAX;
+
+// What a handler may take before the buffers are cleared under it.
+constexpr std::chrono::seconds kHandlerTime{1};
 
 }  // namespace
 
@@ -146,8 +150,20 @@ class V4l2Device::ReturnUnlessNoted {
   bool noted_ = false;
 };
 
+void V4l2Device::TakeInHand() {
+  const std::lock_guard lock(memory_mutex_);
+  holder_ = std::this_thread::get_id();
+}
+
+void V4l2Device::LetGo() {
+  const std::lock_guard lock(memory_mutex_);
+  holder_ = {};
+  let_go_.notify_all();
+}
+
 V4l2Device::Buffer* V4l2Device::Dequeue() {
   has_current_ = false;
+  LetGo();
   current_ = Descriptor(kNoBuffer);
   int result;
   int error;
@@ -169,6 +185,7 @@ V4l2Device::Buffer* V4l2Device::Dequeue() {
     return nullptr;
   }
   has_current_ = true;
+  TakeInHand();
   return &buffers_[current_.index];
 }
 
@@ -183,6 +200,7 @@ bool V4l2Device::QBuf() {
   if (!Queue(current_)) return false;
   has_current_ = false;
   buffer.is_taken = false;
+  LetGo();
   return true;
 }
 
@@ -235,7 +253,12 @@ bool V4l2Device::Switch(unsigned long request) {
 void V4l2Device::ClearBuf() {
   Enter(__func__);
   const SigintBlocked no_handler_here;
-  const std::lock_guard lock(memory_mutex_);
+  std::unique_lock lock(memory_mutex_);
+  // The other thread's handler may be reading. One that clears from inside its own
+  // handler knows what it does; one that keeps its buffer is not waited for.
+  let_go_.wait_for(lock, kHandlerTime, [this] {
+    return holder_ == std::thread::id() || holder_ == std::this_thread::get_id();
+  });
   ClearMemory();
 }
 

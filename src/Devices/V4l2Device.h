@@ -2,7 +2,9 @@
 
 #include <linux/videodev2.h>
 
+#include <condition_variable>
 #include <mutex>
+#include <thread>
 #include <vector>
 
 #include "Devices/Relaxed.h"
@@ -64,12 +66,17 @@ class V4l2Device : public V4l2Base {
   v4l2_buffer Descriptor(unsigned int index) const;
   bool SetUpBuffer(unsigned int index);
   Buffer* Dequeue();
+  void TakeInHand();
+  void LetGo();
   bool Queue(v4l2_buffer& descriptor);
   bool Switch(unsigned long request);
 
   // Held while the buffers are touched from outside the capture thread, so that the
   // SIGINT handler does not unmap them under somebody's hands.
   std::mutex memory_mutex_;
+  // Whose hands the buffer last taken is in: nobody's once it went back.
+  std::thread::id holder_;
+  std::condition_variable let_go_;
 
   const v4l2_memory memory_;
   const Message flavour_;

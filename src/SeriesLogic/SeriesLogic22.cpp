@@ -1,12 +1,18 @@
 #include "SeriesLogic/SeriesLogic22.h"
 
 #include "Devices/FpgaRegister.h"
+#include "Devices/IMX252.h"
 #include "SeriesLogic/LostCallbacks.h"
+#include "SeriesLogic/OnSensor.h"
 
 namespace VeltranoSDK {
 
 SeriesLogic22::SeriesLogic22()
-    : SeriesLogic(std::make_shared<FpgaRegisterZynq>(), kSeries22, kZynqI2cSensorBoard) {}
+    : SeriesLogic(std::make_shared<FpgaRegisterZynq>(), kSeries22, kZynqI2cSensorBoard) {
+  RegisterNotificationCallback(kStartupFinished, [] {
+    OnSensor<IMX252>("SeriesLogic22", [](IMX252& sensor) { sensor.PowerOnSelfTest(); });
+  });
+}
 
 float SeriesLogic22::GetRisingEdgeThresholdCoeff() { return 0.5F; }
 

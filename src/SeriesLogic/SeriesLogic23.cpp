@@ -2,8 +2,10 @@
 
 #include "Devices/FpgaLogic.h"
 #include "Devices/FpgaRegister.h"
+#include "Devices/GMAX2509.h"
 #include "SeriesLogic/LostCallbacks.h"
 #include "SeriesLogic/OnFpga.h"
+#include "SeriesLogic/OnSensor.h"
 
 namespace VeltranoSDK {
 
@@ -13,6 +15,19 @@ constexpr unsigned int kSensorWidth = 4200;
 constexpr unsigned int kSensorHeight = 2048;
 constexpr unsigned int kImageFilterThreshold = 10;
 
+// The sensor's line times, in its clocks.
+constexpr unsigned short kImageLineTime = 12464;
+constexpr unsigned short kLaserLineLineTime = 152;
+
+// Images are read out slowly, laser lines as fast as the sensor can.
+void FollowCollectMode(FpgaLogic& fpga) {
+  const CollectMode mode = fpga.collect_mode();
+  if (mode != kCollectImage && mode != kCollectLaserLine) return;
+  OnSensor<GMAX2509>("SeriesLogic23", [mode](GMAX2509& sensor) {
+    sensor.SetLineTime(mode == kCollectImage ? kImageLineTime : kLaserLineLineTime);
+  });
+}
+
 }  // namespace
 
 SeriesLogic23::SeriesLogic23() : SeriesLogic23(kSensorWidth, kSensorHeight) {}
@@ -21,6 +36,10 @@ SeriesLogic23::SeriesLogic23(unsigned int limit_a, unsigned int limit_b)
     : SeriesLogic(std::make_shared<FpgaRegisterZynq>(), kSeries23, kZynqSpiSensorBoard),
       limit_a_(limit_a),
       limit_b_(limit_b) {
+  RegisterNotificationCallback(kCollectModeChanged,
+                               [] { OnFpga("SeriesLogic23", FollowCollectMode); });
+  // Reserved for products of this family with more to do.
+  RegisterNotificationCallback(kCollectModeChanged, [] {});
   RegisterNotificationCallback(kSensorInitialized, [] {
     OnFpga("SeriesLogic23",
            [](FpgaLogic& fpga) { fpga.SetImageFilterThrs(kImageFilterThreshold); });

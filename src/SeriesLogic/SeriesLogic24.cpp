@@ -7,9 +7,11 @@
 #include "DeviceManager.h"
 #include "Devices/FpgaLogic.h"
 #include "Devices/FpgaRegister.h"
+#include "Devices/GSPRINT6502BSI.h"
 #include "SeriesLogic/ExposureDelta.h"
 #include "SeriesLogic/LostCallbacks.h"
 #include "SeriesLogic/OnFpga.h"
+#include "SeriesLogic/OnSensor.h"
 
 namespace VeltranoSDK {
 
@@ -47,6 +49,17 @@ void SetImageProcessingDefaults(FpgaLogic& fpga) {
   fpga.SetImgFlippingEnable(ImageIsUpright() ? 0 : 1);
 }
 
+// Images are read out in slow lines, laser lines in fast ones. High dynamic range
+// counts in line time, so it is set up anew.
+void FollowCollectMode(FpgaLogic& fpga) {
+  const CollectMode mode = fpga.collect_mode();
+  if (mode != kCollectImage && mode != kCollectLaserLine) return;
+  OnSensor<GSPRINT6502BSI>("SeriesLogic24", [&](GSPRINT6502BSI& sensor) {
+    sensor.SetLineTime(mode == kCollectLaserLine);
+    if (fpga.GetHDREnable() != 0) sensor.SetHdr(true);
+  });
+}
+
 // This FPGA numbers the strip data modes 1 and 2 the other way round than the
 // application does.
 void SwapStripDataMode(FpgaLogic& fpga) {
@@ -58,6 +71,8 @@ void SwapStripDataMode(FpgaLogic& fpga) {
 
 SeriesLogic24::SeriesLogic24()
     : SeriesLogic(std::make_shared<FpgaRegisterZynq>(), kSeries24, kZynqSpiSensorBoard) {
+  RegisterNotificationCallback(kCollectModeChanged,
+                               [] { OnFpga("SeriesLogic24", FollowCollectMode); });
   RegisterNotificationCallback(kExposureConfigured, [] {
     OnFpga("SeriesLogic24", [](FpgaLogic& fpga) { fpga.SetExposureNumDelta(kWideExposureDelta); });
   });

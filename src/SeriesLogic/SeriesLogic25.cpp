@@ -1,15 +1,36 @@
 #include "SeriesLogic/SeriesLogic25.h"
 
+#include "Devices/E2vFlash4k.h"
 #include "Devices/FpgaLogic.h"
 #include "Devices/FpgaRegister.h"
 #include "SeriesLogic/ExposureDelta.h"
 #include "SeriesLogic/LostCallbacks.h"
 #include "SeriesLogic/OnFpga.h"
+#include "SeriesLogic/OnSensor.h"
 
 namespace VeltranoSDK {
 
+namespace {
+
+// Clocks between two lines of the sensor.
+constexpr unsigned short kImageBlanking = 256;
+constexpr unsigned short kLaserLineBlanking = 1;
+
+// Images are read out slowly, laser lines as fast as the sensor can.
+void FollowCollectMode(FpgaLogic& fpga) {
+  const CollectMode mode = fpga.collect_mode();
+  if (mode != kCollectImage && mode != kCollectLaserLine) return;
+  OnSensor<E2vFlash4k>("SeriesLogic25", [mode](E2vFlash4k& sensor) {
+    sensor.ModifyHorizontalBlanking(mode == kCollectImage ? kImageBlanking : kLaserLineBlanking);
+  });
+}
+
+}  // namespace
+
 SeriesLogic25::SeriesLogic25()
     : SeriesLogic(std::make_shared<FpgaRegisterZynqMp>(), kSeries25, kZynqMpBoard) {
+  RegisterNotificationCallback(kCollectModeChanged,
+                               [] { OnFpga("SeriesLogic25", FollowCollectMode); });
   RegisterNotificationCallback(kExposureConfigured, [] {
     OnFpga("SeriesLogic25", [](FpgaLogic& fpga) { fpga.SetExposureNumDelta(kWideExposureDelta); });
   });

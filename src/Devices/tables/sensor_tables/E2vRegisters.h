@@ -1,0 +1,14 @@
+#pragma once
+
+// Registers of the e2v Flash 4K that are loaded once the clocks run, page by page
+// in this order.
+
+#include <array>
+
+#include "Devices/tables/E2vTable.h"
+
+namespace VeltranoSDK::e2v {
+
+inline constexpr std::array kRegisters{PagedPlaceholder()};
+
+}  // namespace VeltranoSDK::e2v

@@ -1,0 +1,14 @@
+#pragma once
+
+// What checks the test image of the e2v Flash 4K, while its test pattern is on
+// (0x005F = 1, which the placeholder writes once more).
+
+#include <array>
+
+#include "Devices/tables/E2vTable.h"
+
+namespace VeltranoSDK::e2v {
+
+inline constexpr std::array kTestImageCheck{PagedPlaceholder({0x005F, 1})};
+
+}  // namespace VeltranoSDK::e2v

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <array>
+
+#include "Devices/tables/Gmax2509InitEntry.h"
+#include "Devices/tables/Gmax2509Registers.h"
+
+namespace VeltranoSDK::gmax2509 {
+
+// The row that readout starts with: the driver sets it to this value with every
+// readout mode, so that writing it here changes nothing.
+inline constexpr InitValue kPlaceholderValue{kFirstRowUpright};
+
+inline constexpr std::array kComputedEntries{
+    InitEntry{kRowSubsampling, Computed::kRowSubsampling},
+    InitEntry{kRowCountLow, Computed::kRowCountLow},
+    InitEntry{kRowCountHigh, Computed::kRowCountHigh},
+    InitEntry{kPllDivider, Computed::kPllDivider},
+    InitEntry{kPllMultiplier, Computed::kPllMultiplier},
+    InitEntry{kLineTimeLow, Computed::kLineTimeLow},
+    InitEntry{kLineTimeHigh, Computed::kLineTimeHigh},
+    InitEntry{kGainControl, Computed::kGain},
+    // Two registers take Computed::kConfiguration; the maker's documents say which.
+    Placeholder(kFirstRowLow, kPlaceholderValue),
+    Placeholder(kFirstRowLow, kPlaceholderValue),
+};
+
+// Written in this order while the chip is in programming.
+inline constexpr auto kInitTable =
+    Joined(kComputedEntries,
+           Placeholders<kInitEntries - kComputedEntries.size()>(kFirstRowLow, kPlaceholderValue));
+
+}  // namespace VeltranoSDK::gmax2509
