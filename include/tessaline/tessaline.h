@@ -24,6 +24,7 @@
 #ifndef TESSALINE_TESSALINE_H
 #define TESSALINE_TESSALINE_H
 
+#include "tessaline/eeprom.h"
 #include "tessaline/fpga.h"
 #include "tessaline/image_processing.h"
 #include "tessaline/log.h"
@@ -33,5 +34,6 @@
 #include "tessaline/startup.h"
 #include "tessaline/strip.h"
 #include "tessaline/trigger.h"
+#include "tessaline/video.h"
 
 #endif

@@ -1,0 +1,303 @@
+#include "tessaline/video.h"
+
+#include <fcntl.h>
+#include <sys/ioctl.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstddef>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+
+namespace {
+
+// Hosts written in other languages lay the records out by hand.
+static_assert(sizeof(v4l2_buffer) == 88);
+static_assert(sizeof(tessaline_image_buffer) == 176);
+static_assert(offsetof(tessaline_image_buffer, width) == 0);
+static_assert(offsetof(tessaline_image_buffer, height) == 4);
+static_assert(offsetof(tessaline_image_buffer, tag) == 8);
+static_assert(offsetof(tessaline_image_buffer, sequence) == 12);
+static_assert(offsetof(tessaline_image_buffer, reserved_16) == 16);
+static_assert(offsetof(tessaline_image_buffer, address) == 24);
+static_assert(offsetof(tessaline_image_buffer, descriptor) == 32);
+static_assert(offsetof(tessaline_image_buffer, in_use) == 120);
+static_assert(offsetof(tessaline_image_buffer, reserved_124) == 124);
+static_assert(offsetof(tessaline_video_channel, fd) == 0);
+static_assert(offsetof(tessaline_video_channel, width) == 4);
+static_assert(offsetof(tessaline_video_channel, height) == 8);
+static_assert(offsetof(tessaline_video_channel, tag) == 12);
+static_assert(offsetof(tessaline_video_channel, count) == 16);
+static_assert(offsetof(tessaline_video_channel, buffers) == 24);
+
+constexpr int kFailed = -1;
+
+// Reporting can itself set errno, which callers still tell.
+class KeptErrno {
+ public:
+  KeptErrno() = default;
+  ~KeptErrno() { errno = value_; }
+  KeptErrno(const KeptErrno&) = delete;
+  KeptErrno& operator=(const KeptErrno&) = delete;
+
+  int value() const { return value_; }
+
+ private:
+  const int value_ = errno;
+};
+
+// "<what> failed: <reason> (<errno>)" on the standard output.
+void TellReason(const char* what, const char* end) {
+  const KeptErrno error;
+  printf("%s failed: %s (%d)%s", what, strerror(error.value()), error.value(), end);
+}
+
+// The reason on the standard error stream.
+void TellError(const char* what) {
+  const KeptErrno error;
+  perror(what);
+}
+
+int BadAddress(const char* function) {
+  errno = EFAULT;
+  TellError(function);
+  return kFailed;
+}
+
+// A channel that cannot work: the calling line on the standard output, the reason
+// on the standard error stream, and the end.
+[[noreturn]] void ExitFrom(const char* step, const char* file = __builtin_FILE(),
+                           int line = __builtin_LINE()) {
+  {
+    const KeptErrno error;
+    printf("%s(%d) ", file, line);
+    fflush(stdout);
+  }
+  perror(step);
+  exit(-1);
+}
+
+int OpenPath(const char* path) {
+  if (path != nullptr) return open(path, O_RDWR);
+  errno = EFAULT;
+  return kFailed;
+}
+
+v4l2_buffer MappedBuffer(unsigned int index = 0) {
+  v4l2_buffer buffer{};
+  buffer.index = index;
+  buffer.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
+  buffer.memory = V4L2_MEMORY_MMAP;
+  return buffer;
+}
+
+struct Free {
+  void operator()(void* memory) const { free(memory); }
+};
+
+// The buffers of a device, as many as its driver granted. A step towards them that
+// fails ends the process.
+class GrantedBuffers {
+ public:
+  GrantedBuffers(int fd, unsigned int frame_bytes, unsigned int asked) {
+    v4l2_requestbuffers request{};
+    request.count = asked;
+    request.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
+    request.memory = V4L2_MEMORY_MMAP;
+    if (ioctl(fd, VIDIOC_REQBUFS, &request) != 0) Exit("Requesting Buffer");
+    count_ = request.count;
+    records_.reset(
+        static_cast<tessaline_image_buffer*>(calloc(count_, sizeof(tessaline_image_buffer))));
+    // Of no records there need not be an array.
+    if (records_ == nullptr && count_ > 0) Exit("calloc");
+    for (unsigned int index = 0; index < count_; ++index) MapAndQueue(fd, index, frame_bytes);
+  }
+
+  unsigned int count() const { return count_; }
+  tessaline_image_buffer* Release() { return records_.release(); }
+
+ private:
+  void MapAndQueue(int fd, unsigned int index, unsigned int frame_bytes) {
+    v4l2_buffer buffer = MappedBuffer(index);
+    buffer.length = frame_bytes;
+    if (ioctl(fd, VIDIOC_QUERYBUF, &buffer) != 0) Exit("Querying Buffer");
+    tessaline_image_buffer& record = records_.get()[index];
+    record.descriptor.index = index;
+    record.address = mmap(nullptr, buffer.length, PROT_READ | PROT_WRITE, MAP_SHARED, fd,
+                          static_cast<off_t>(buffer.m.offset));
+    if (record.address == MAP_FAILED) Exit("mmap");
+    if (ioctl(fd, VIDIOC_QBUF, &buffer) != 0) Exit("Queue Buffer");
+  }
+
+  [[noreturn]] void Exit(const char* step) {
+    perror(step);
+    records_.reset();
+    exit(1);
+  }
+
+  std::unique_ptr<tessaline_image_buffer, Free> records_;
+  unsigned int count_ = 0;
+};
+
+int SwitchStream(int fd, unsigned long request, const char* name) {
+  int type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
+  const int result = ioctl(fd, request, &type);
+  if (result != 0) TellReason(name, "");
+  return result;
+}
+
+}  // namespace
+
+extern "C" {
+
+// --- Single steps ------------------------------------------------------------------------
+
+int v4l2_open(const char* path) {
+  const int fd = OpenPath(path);
+  if (fd < 0) {
+    const KeptErrno error;
+    printf("v4l2_open failed: %s\n", strerror(error.value()));
+    return kFailed;
+  }
+  v4l2_capability capability{};
+  if (ioctl(fd, VIDIOC_QUERYCAP, &capability) != 0) {
+    const KeptErrno error;
+    perror("Setting Pixel Format");
+    close(fd);
+    return kFailed;
+  }
+  if ((capability.capabilities & V4L2_CAP_VIDEO_CAPTURE) == 0) {
+    printf("Not a capture device");
+    close(fd);
+    errno = ENODEV;
+    return kFailed;
+  }
+  return fd;
+}
+
+int v4l2_setfmt(int fd, unsigned int width, unsigned int height) {
+  v4l2_format format{};
+  format.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
+  format.fmt.pix.width = width;
+  format.fmt.pix.height = height;
+  format.fmt.pix.pixelformat = V4L2_PIX_FMT_GREY;
+  format.fmt.pix.field = V4L2_FIELD_NONE;
+  if (ioctl(fd, VIDIOC_TRY_FMT, &format) != 0) TellReason("VIDIOC_TRY_FMT", "\n");
+  const int result = ioctl(fd, VIDIOC_S_FMT, &format);
+  if (result != 0) TellReason("VIDIOC_S_FMT", "\n");
+  return result;
+}
+
+tessaline_image_buffer* v4l2_reqbufs(int fd, unsigned int width, unsigned int height, unsigned int,
+                                     unsigned int count) {
+  return GrantedBuffers(fd, width * height, count).Release();
+}
+
+int v4l2_streamon(int fd) { return SwitchStream(fd, VIDIOC_STREAMON, "VIDIOC_STREAMON"); }
+
+int v4l2_streamoff(int fd) { return SwitchStream(fd, VIDIOC_STREAMOFF, "VIDIOC_STREAMOFF"); }
+
+int v4l2_qbuf(int fd, v4l2_buffer* buffer) {
+  const int result = ioctl(fd, VIDIOC_QBUF, buffer);
+  if (result != 0) TellReason("VIDIOC_QBUF", "\n");
+  return result;
+}
+
+int v4l2_dqbuf(int fd, v4l2_buffer* buffer) {
+  const int result = ioctl(fd, VIDIOC_DQBUF, buffer);
+  if (result != 0) {
+    TellError("ioctl");
+    TellReason("VIDIOC_DQBUF", "\n");
+  }
+  return result;
+}
+
+int v4l2_close(int fd) {
+  close(fd);
+  return 0;
+}
+
+int v4l2_release(int fd, tessaline_image_buffer* image) {
+  return image == nullptr ? BadAddress(__func__) : v4l2_qbuf(fd, &image->descriptor);
+}
+
+// --- Channels ----------------------------------------------------------------------------
+
+tessaline_video_channel* create_video_channel(const char* device, unsigned int, unsigned int width,
+                                              unsigned int height, unsigned int, unsigned int tag,
+                                              unsigned int count) {
+  auto* channel = static_cast<tessaline_video_channel*>(malloc(sizeof(tessaline_video_channel)));
+  if (channel == nullptr) ExitFrom("malloc");
+  channel->width = width;
+  channel->height = height;
+  channel->tag = tag;
+  channel->fd = v4l2_open(device);
+  if (channel->fd < 0) ExitFrom("v4l2_open");
+  if (v4l2_setfmt(channel->fd, width, height) < 0) ExitFrom("v4l2_setfmt");
+  GrantedBuffers granted(channel->fd, width * height, count);
+  channel->count = granted.count();
+  channel->buffers = granted.Release();
+  if (channel->buffers == nullptr) ExitFrom("v4l2_reqbufs");
+  for (unsigned int index = 0; index < channel->count; ++index) {
+    channel->buffers[index].width = width;
+    channel->buffers[index].height = height;
+    channel->buffers[index].tag = tag;
+  }
+  return channel;
+}
+
+int video_start_capture(tessaline_video_channel* channel) {
+  if (channel == nullptr) return BadAddress(__func__);
+  const int result = v4l2_streamon(channel->fd);
+  if (result < 0) ExitFrom("v4l2_streamon");
+  return result;
+}
+
+int video_stop_capture(tessaline_video_channel* channel) {
+  if (channel == nullptr) return BadAddress(__func__);
+  const int result = v4l2_streamoff(channel->fd);
+  if (result < 0) ExitFrom("v4l2_streamoff");
+  return result;
+}
+
+tessaline_image_buffer* video_request_img_buf(tessaline_video_channel* channel, int* result) {
+  if (channel == nullptr || result == nullptr) {
+    const int failure = BadAddress(__func__);
+    if (result != nullptr) *result = failure;
+    return nullptr;
+  }
+  v4l2_buffer dequeued = MappedBuffer();
+  *result = v4l2_dqbuf(channel->fd, &dequeued);
+  if (dequeued.index >= channel->count) {
+    *result = kFailed;
+    return nullptr;
+  }
+  tessaline_image_buffer& record = channel->buffers[dequeued.index];
+  record.descriptor = dequeued;
+  record.sequence = dequeued.sequence;
+  record.in_use = 1;
+  return &record;
+}
+
+int video_release_img_buf(tessaline_video_channel* channel, tessaline_image_buffer* image) {
+  if (channel == nullptr || image == nullptr) return BadAddress(__func__);
+  return v4l2_qbuf(channel->fd, &image->descriptor);
+}
+
+int close_video_channel(tessaline_video_channel* channel) {
+  if (channel == nullptr) return BadAddress(__func__);
+  // The size asked for, whatever the driver made of it: the records do not keep that.
+  const std::size_t frame_bytes = static_cast<std::size_t>(channel->width) * channel->height;
+  for (unsigned int index = 0; index < channel->count; ++index) {
+    munmap(channel->buffers[index].address, frame_bytes);
+  }
+  free(channel->buffers);
+  v4l2_close(channel->fd);
+  free(channel);
+  return 0;
+}
+
+}  // extern "C"
