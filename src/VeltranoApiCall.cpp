@@ -10,7 +10,7 @@ Entry::Entry(const char* function, const char* file, int line)
 }
 
 void Entry::Error(const char* what) const {
-  log_log(LOG_ERROR, file_, line_, "%s: %s", function_, what);
+  log_log(TESSALINE_LOG_ERROR, file_, line_, "%s: %s", function_, what);
 }
 
 }  // namespace VeltranoSDK::api

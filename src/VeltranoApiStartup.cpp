@@ -85,7 +85,7 @@ void InstallSigintHandler() {
 extern "C" {
 
 int GetLibVersion(const char* model) {
-  log_set_level(LOG_ERROR);
+  log_set_level(TESSALINE_LOG_ERROR);
   const api::Entry entry(__func__);
   if (model == nullptr) throw std::logic_error("basic_string::_M_construct null not valid");
 
@@ -141,10 +141,6 @@ int RegisterHardwareInit(void) {
   const auto series = SeriesLogicFactory::GetSeriesLogicInstance();
   const auto fpga = DeviceManagerHolder::Instance()->fpga_logic_;
   const auto sensor = DeviceManagerHolder::Instance()->cmos_sensor_;
-  if (fpga == nullptr || sensor == nullptr) {
-    entry.Error("no driver for the devices of this product");
-    return -1;
-  }
   const auto video = RunnableObjectManagerHolder::Instance()->video_;
   const auto strip = RunnableObjectManagerHolder::Instance()->strip_;
 

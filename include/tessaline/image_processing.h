@@ -5,7 +5,8 @@
  * Every function writes one field of one register and returns 0; -1 when the
  * register cannot be written, and before start-up. Values are grey values of 8
  * bits or counts; one that does not fit its field spills into the next, so keep to
- * the ranges given. "Threads: any" holds throughout, as explained in tessaline.h.
+ * the ranges given (only where bit 0 is said to count, the others are dropped).
+ * "Threads: any" holds throughout, as explained in tessaline.h.
  *
  * Series 24 starts with all filters off, erosion threshold 10 and count 8; on the
  * other series the pipeline is as the FPGA starts.
@@ -24,7 +25,7 @@ extern "C" {
 /**
  * Switches binning.
  *
- * @param enable  0 or 1
+ * @param enable  0 off, 1 on; bit 0 counts
  * @return 0 or -1
  *
  * Register: REBUILD_BLOCK_4 ISP_CTRL bit 2; bits 8-31 are cleared.
@@ -34,7 +35,7 @@ int SetBinEnable(unsigned int enable);
 /**
  * Switches the correction of hot pixels.
  *
- * @param enable  0 or 1
+ * @param enable  0 off, 1 on; bit 0 counts
  * @return 0 or -1
  *
  * Register: REBUILD_BLOCK_4 ISP_CTRL bit 3; bits 8-31 are cleared.
@@ -128,7 +129,7 @@ int SetEnhanceGain(unsigned int gain);
 /**
  * Switches the median filter.
  *
- * @param enable  0 or 1
+ * @param enable  0 off, 1 on; bit 0 counts
  * @return 0 or -1
  *
  * Register: REBUILD_BLOCK_4 MEDIAN_CTRL bit 0.

@@ -26,7 +26,14 @@ extern "C" {
 #pragma GCC visibility push(default)
 
 /** Levels, lowest first. Messages of the library use all but WARN and FATAL. */
-enum { LOG_TRACE, LOG_DEBUG, LOG_INFO, LOG_WARN, LOG_ERROR, LOG_FATAL };
+enum {
+  TESSALINE_LOG_TRACE,
+  TESSALINE_LOG_DEBUG,
+  TESSALINE_LOG_INFO,
+  TESSALINE_LOG_WARN,
+  TESSALINE_LOG_ERROR,
+  TESSALINE_LOG_FATAL
+};
 
 /** One message, as a sink receives it. Valid only during the sink's call. */
 typedef struct {
@@ -36,7 +43,7 @@ typedef struct {
   struct tm* time;  /**< local time of the message */
   void* udata;      /**< what the sink was added with */
   int line;         /**< source line of the message */
-  int level;        /**< LOG_TRACE .. LOG_FATAL */
+  int level;        /**< TESSALINE_LOG_TRACE .. TESSALINE_LOG_FATAL */
 } log_Event;
 
 /** A sink: called once per message at or above its level, on the logging thread. */
@@ -48,7 +55,7 @@ typedef void (*log_LockFn)(bool lock, void* udata);
 /**
  * Logs one message.
  *
- * @param level  LOG_TRACE (0) .. LOG_FATAL (5)
+ * @param level  TESSALINE_LOG_TRACE (0) .. TESSALINE_LOG_FATAL (5)
  * @param file   source file named in the line
  * @param line   source line named in the line
  * @param fmt    printf format, with its arguments after it
@@ -68,8 +75,8 @@ void log_log(int level, const char* file, int line, const char* fmt, ...)
 /**
  * Sets the lowest level written to the standard error stream.
  *
- * @param level  LOG_TRACE .. LOG_FATAL; not checked, so 6 silences the stream.
- *               LOG_TRACE when never set; GetLibVersion() sets LOG_ERROR.
+ * @param level  TESSALINE_LOG_TRACE .. TESSALINE_LOG_FATAL; not checked, so 6 silences the stream.
+ *               TESSALINE_LOG_TRACE when never set; GetLibVersion() sets TESSALINE_LOG_ERROR.
  */
 void log_set_level(int level);
 
@@ -106,7 +113,7 @@ int log_add_fp(FILE* fp, int level);
 /**
  * The name of a level: "TRACE", "DEBUG", "INFO", "WARN", "ERROR", "FATAL".
  *
- * @param level  LOG_TRACE .. LOG_FATAL; any other value gives "?".
+ * @param level  TESSALINE_LOG_TRACE .. TESSALINE_LOG_FATAL; any other value gives "?".
  */
 const char* log_level_string(int level);
 

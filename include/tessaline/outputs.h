@@ -33,7 +33,13 @@ extern "C" {
  */
 int SetOutWidth(unsigned int channel, unsigned int width);
 
-/** @return the width; all ones for another channel than 0 and 1, and before start-up. Threads: any. */
+/**
+ * @param channel  0 or 1
+ * @return the width; all ones for another channel ("GetOutWidth invalid parameter!"),
+ *         and before start-up.
+ *
+ * Register: IMAGE_BLOCK_3 DO1_CTRL or DO2_CTRL bits 0-20. Threads: any.
+ */
 unsigned int GetOutWidth(unsigned int channel);
 
 /**
@@ -50,8 +56,11 @@ int SetOutEvent(unsigned int channel, unsigned int event);
 /**
  * The event cannot be read back.
  *
- * @return 0 for channels 0 and 1, whatever was set; all ones for another channel
- *         ("GetOutEvent invalid parameter!"), and before start-up. Threads: any.
+ * @param channel  0 or 1
+ * @return 0, whatever was set; all ones for another channel ("GetOutEvent invalid
+ *         parameter!"), and before start-up.
+ *
+ * Register: IMAGE_BLOCK_3 DO1_CTRL or DO2_CTRL, read and not made use of. Threads: any.
  */
 unsigned int GetOutEvent(unsigned int channel);
 
@@ -69,8 +78,11 @@ int SetOutMode(unsigned int channel, unsigned int mode);
 /**
  * The mode cannot be read back.
  *
- * @return 0 for channels 0 and 1, whatever was set; all ones for another channel
- *         ("GetOutMode invalid parameter!"), and before start-up. Threads: any.
+ * @param channel  0 or 1
+ * @return 0, whatever was set; all ones for another channel ("GetOutMode invalid
+ *         parameter!"), and before start-up.
+ *
+ * Register: IMAGE_BLOCK_3 DO1_CTRL or DO2_CTRL, read and not made use of. Threads: any.
  */
 unsigned int GetOutMode(unsigned int channel);
 
@@ -146,7 +158,13 @@ int SetExtTriDelayStandard(unsigned int channel, unsigned int standard);
  */
 int SetOutDelayEn(unsigned int channel, unsigned int state);
 
-/** @return 0 or 1; all ones for another channel than 0 and 1, and before start-up. Threads: any. */
+/**
+ * @param channel  0 or 1
+ * @return 0 off, 1 on; all ones for another channel ("GetOutDelayEn invalid
+ *         parameter!"), and before start-up.
+ *
+ * Register: IMAGE_BLOCK_3 DO1_CTRL or DO2_CTRL bit 24. Threads: any.
+ */
 unsigned int GetOutDelayEn(unsigned int channel);
 
 /**
@@ -154,7 +172,7 @@ unsigned int GetOutDelayEn(unsigned int channel);
  *
  * @param channel  0 or 1
  * @param delay    microseconds or encoder pulses, by SetExtTriDelayStandard(). The
- *                 FPGA receives microseconds x 50.
+ *                 FPGA receives microseconds x 50, in 64 bits.
  * @return 0; -1 for another channel ("SetOutDelay invalid parameter!"), and before start-up.
  *
  * Registers: IMAGE_BLOCK_3 DO1_DELAY_L, then DO1_DELAY_H; or DO2_DELAY_L, _H.
@@ -163,9 +181,13 @@ unsigned int GetOutDelayEn(unsigned int channel);
 int SetOutDelay(unsigned int channel, uint64_t delay);
 
 /**
+ * @param channel  0 or 1
  * @return the delay in the unit of the channel's standard (microseconds are rounded
  *         down); all ones for another channel ("GetOutDelay invalid parameter!"), and
- *         before start-up. Threads: any.
+ *         before start-up.
+ *
+ * Registers: IMAGE_BLOCK_3 DO1_DELAY_L, then DO1_DELAY_H; or DO2_DELAY_L, _H.
+ * Threads: any.
  */
 uint64_t GetOutDelay(unsigned int channel);
 
@@ -173,7 +195,7 @@ uint64_t GetOutDelay(unsigned int channel);
  * Sets the delay of the DA output.
  *
  * @param delay  microseconds or encoder pulses, by SetExtTriDelayStandard(2, ...).
- *               The register receives microseconds x 50.
+ *               The register receives microseconds x 50 (32 bits: at most 85899345 us).
  * @return 0, or -1 before start-up.
  *
  * Register: IMAGE_BLOCK_3 DA_OUTPUT_DELAY. Threads: any.

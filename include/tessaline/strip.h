@@ -37,7 +37,10 @@ extern "C" {
  */
 int SetCollectMode(unsigned int mode);
 
-/** @return the mode last set; all ones before start-up. Threads: any. */
+/**
+ * @return the mode last set, which the library remembers: no register is read; all
+ *         ones before start-up. Threads: any.
+ */
 unsigned int GetCollectMode(void);
 
 /**
@@ -53,7 +56,9 @@ int SetStripDataMode(unsigned int mode);
 
 /**
  * @return the mode as the FPGA holds it: on series 24, 2 after SetStripDataMode(1);
- *         all ones before start-up. Threads: any.
+ *         all ones before start-up.
+ *
+ * Register: REBUILD_BLOCK_4 STRIP_DATA_MODE. Threads: any.
  */
 unsigned int GetStripDataMode(void);
 
@@ -84,7 +89,11 @@ int SetStripWriteMemMode(unsigned int strategy);
  */
 int SetRisThresholdValue(unsigned int threshold);
 
-/** @return the FPGA's value, not scaled back; all ones before start-up. Threads: any. */
+/**
+ * @return the FPGA's value, not scaled back; all ones before start-up.
+ *
+ * Register: REBUILD_BLOCK_1 RIS_THRESHOLD. Threads: any.
+ */
 unsigned int GetRisThresholdValue(void);
 
 /**
@@ -97,7 +106,11 @@ unsigned int GetRisThresholdValue(void);
  */
 int SetStripWidthMin(unsigned int width);
 
-/** @return the smallest width in pixels; all ones before start-up. Threads: any. */
+/**
+ * @return the smallest width in pixels; all ones before start-up.
+ *
+ * Register: REBUILD_BLOCK_1 STRIP_WIDTH_MIN. Threads: any.
+ */
 unsigned int GetStripWidthMin(void);
 
 /**
@@ -110,7 +123,11 @@ unsigned int GetStripWidthMin(void);
  */
 int SetStripWidthMax(unsigned int width);
 
-/** @return the largest width in pixels; all ones before start-up. Threads: any. */
+/**
+ * @return the largest width in pixels; all ones before start-up.
+ *
+ * Register: REBUILD_BLOCK_1 STRIP_WIDTH_MAX. Threads: any.
+ */
 unsigned int GetStripWidthMax(void);
 
 /* --- Reconstruction --------------------------------------------------------------------- */
@@ -196,7 +213,8 @@ void SetContinuousFlag(unsigned int flag);
 /* --- Counters and buffers --------------------------------------------------------------- */
 
 /**
- * Restarts the frame ids (the next frame has the first id again) and zeroes the strip and image buffers.
+ * Restarts the frame ids (the next frame has the first id again) and zeroes the strip and image
+ * buffers.
  *
  * @return 0, or -1 before start-up.
  *

@@ -100,7 +100,11 @@ unsigned int GetDoorControlEn(void);
  */
 int SetTriDelayStandard(unsigned int standard);
 
-/** @return 0 microseconds, 1 encoder pulses; all ones before start-up. Threads: any. */
+/**
+ * @return 0 microseconds, 1 encoder pulses; all ones before start-up.
+ *
+ * Register: IMAGE_BLOCK_1 TRIGGER_CTRL bit 5. Threads: any.
+ */
 unsigned int GetTriDelayStandard(void);
 
 /**
@@ -117,7 +121,7 @@ int SetDelayEn(unsigned int state);
  * Sets the delay between trigger and exposure. SetDelayEn() switches it on.
  *
  * @param delay  microseconds or encoder pulses, by SetTriDelayStandard(). The
- *               register receives microseconds x 50.
+ *               register receives microseconds x 50 (32 bits: at most 85899345 us).
  * @return 0, or -1 before start-up.
  *
  * Register: IMAGE_BLOCK_3 TRI_DELAY. Threads: any.
@@ -146,7 +150,11 @@ unsigned int GetTriDelay(void);
  */
 int SetReverseMode_io(unsigned int mode);
 
-/** @return the reverse mode, 0 to 3; all ones before start-up. Threads: any. */
+/**
+ * @return the reverse mode, 0 to 3; all ones before start-up.
+ *
+ * Register: IMAGE_BLOCK_3 REVERSE_CTRL bits 0-1. Threads: any.
+ */
 unsigned int GetReverseMode_io(void);
 
 /**
@@ -264,7 +272,11 @@ int SetExtTriggerState(unsigned int state);
  */
 int SetGlobalControl(unsigned int state);
 
-/** @return 1 running, 0 stopped; all ones before start-up. Threads: any. */
+/**
+ * @return 1 running, 0 stopped; all ones before start-up.
+ *
+ * Register: IMAGE_BLOCK_1 TRIGGER_CTRL bit 6. Threads: any.
+ */
 unsigned int GetGlobalControl(void);
 
 /**
@@ -279,7 +291,11 @@ unsigned int GetGlobalControl(void);
  */
 int SetMasterState(unsigned int state);
 
-/** @return 1 master, 0 not; all ones before start-up. Threads: any. */
+/**
+ * @return 1 master, 0 not; all ones before start-up.
+ *
+ * Register: IMAGE_BLOCK_1 MASTER_CTRL bit 4. Threads: any.
+ */
 unsigned int GetMasterState(void);
 
 /**
@@ -292,7 +308,11 @@ unsigned int GetMasterState(void);
  */
 int SetMasterConctrolID(unsigned int id);
 
-/** @return the number, 0 to 15; all ones before start-up. Threads: any. */
+/**
+ * @return the number, 0 to 15; all ones before start-up.
+ *
+ * Register: IMAGE_BLOCK_1 MASTER_CTRL bits 0-3. Threads: any.
+ */
 unsigned int GetMasterConctrolID(void);
 
 #pragma GCC visibility pop

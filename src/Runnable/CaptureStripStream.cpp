@@ -206,7 +206,7 @@ StripWalk CaptureStripStream::Walk(const std::byte* buffer, const Layout& layout
   std::uint32_t count;
   memcpy(&count, buffer + layout.CountAt(), sizeof count);
   const StripWalk walk = WalkStrips(buffer, layout.CountAt(), count, layout.bytes_per_point,
-                                    SomebodyListens(LOG_DEBUG) ? LogStrip : nullptr);
+                                    SomebodyListens(TESSALINE_LOG_DEBUG) ? LogStrip : nullptr);
   if (!walk.complete) {
     LogError("strip %u of %u does not fit into the buffer: byte %u of %zu", walk.strips + 1, count,
              walk.bytes, layout.CountAt());

@@ -25,22 +25,22 @@ struct Message {
 
 template <typename... Args>
 void LogDebug(Message message, Args... args) {
-  log_log(LOG_DEBUG, message.file, message.line, message.format, args...);
+  log_log(TESSALINE_LOG_DEBUG, message.file, message.line, message.format, args...);
 }
 
 template <typename... Args>
 void LogInfo(Message message, Args... args) {
-  log_log(LOG_INFO, message.file, message.line, message.format, args...);
+  log_log(TESSALINE_LOG_INFO, message.file, message.line, message.format, args...);
 }
 
 template <typename... Args>
 void LogError(Message message, Args... args) {
-  log_log(LOG_ERROR, message.file, message.line, message.format, args...);
+  log_log(TESSALINE_LOG_ERROR, message.file, message.line, message.format, args...);
 }
 
 template <typename... Args>
 void LogTrace(Message message, Args... args) {
-  log_log(LOG_TRACE, message.file, message.line, message.format, args...);
+  log_log(TESSALINE_LOG_TRACE, message.file, message.line, message.format, args...);
 }
 
 #pragma GCC diagnostic pop
@@ -48,7 +48,7 @@ void LogTrace(Message message, Args... args) {
 // The entry line of nearly every function: Trace(__func__).
 inline void Trace(const char* function, const char* file = __builtin_FILE(),
                   int line = __builtin_LINE()) {
-  log_log(LOG_TRACE, file, line, "%s", function);
+  log_log(TESSALINE_LOG_TRACE, file, line, "%s", function);
 }
 
 }  // namespace VeltranoSDK
