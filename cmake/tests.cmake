@@ -25,19 +25,59 @@ function(tessaline_test folder)
       GTest::gmock GTest::gtest_main)
     gtest_discover_tests(${name} TEST_PREFIX "${folder}/" DISCOVERY_TIMEOUT 60
       PROPERTIES LABELS ${folder} TIMEOUT 120)
+    if(tessaline IN_LIST ARG_LIBRARIES)
+      set_property(GLOBAL APPEND PROPERTY TESSALINE_APPLICATIONS $<TARGET_FILE:${name}>)
+    endif()
   endforeach()
 endfunction()
 
 # Through the exported interface, as an application.
 tessaline_test(log LIBRARIES tessaline)
 tessaline_test(api LIBRARIES tessaline tessaline-board)
+tessaline_test(function LIBRARIES tessaline tessaline-board)
+tessaline_test(image LIBRARIES tessaline tessaline-board)
 
 # A program linked with the library's objects reaches its inner classes; the
 # object code is that of libtessaline.so.
-tessaline_test(function LIBRARIES tessaline_objects tessaline-board)
 tessaline_test(Devices LIBRARIES tessaline_objects tessaline-board)
 tessaline_test(Runnable LIBRARIES tessaline_objects tessaline-board)
 tessaline_test(SeriesLogic LIBRARIES tessaline_objects tessaline-board)
 
 # The board by itself.
 tessaline_test(board LIBRARIES tessaline-board)
+
+# A C application, without any board.
+add_executable(api_headers ${CMAKE_SOURCE_DIR}/tests/api/headers.c)
+target_link_libraries(api_headers PRIVATE tessaline_options tessaline)
+add_test(NAME api/Headers.AreC COMMAND api_headers)
+set_tests_properties(api/Headers.AreC PROPERTIES LABELS api TIMEOUT 60)
+
+# Every public header compiles by itself, as C11 where it is C, and as C++20.
+set(cxx_headers register_map signal_handler)
+file(GLOB public_headers CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/include/tessaline/*.h)
+add_library(api_each_header OBJECT)
+foreach(header ${public_headers})
+  cmake_path(GET header STEM stem)
+  set(languages c cpp)
+  if(stem IN_LIST cxx_headers)
+    set(languages cpp)
+  endif()
+  foreach(language ${languages})
+    set(source ${CMAKE_BINARY_DIR}/each_header/${stem}.${language})
+    file(CONFIGURE OUTPUT ${source}
+      CONTENT "#include \"tessaline/${stem}.h\"\nextern int only_the_header;\n")
+    target_sources(api_each_header PRIVATE ${source})
+  endforeach()
+endforeach()
+target_link_libraries(api_each_header PRIVATE tessaline_options)
+set_target_properties(api_headers api_each_header PROPERTIES C_EXTENSIONS OFF)
+target_include_directories(api_each_header PRIVATE ${CMAKE_SOURCE_DIR}/include)
+
+# The programs above, which see the exported interface alone, call all of it.
+get_property(applications GLOBAL PROPERTY TESSALINE_APPLICATIONS)
+add_test(NAME api/Exports.AreAllCalled
+  COMMAND ${CMAKE_SOURCE_DIR}/tests/api/uncalled_exports.sh ${CMAKE_NM}
+    ${CMAKE_SOURCE_DIR}/tests/exports.txt ${applications})
+set_tests_properties(api/Exports.AreAllCalled PROPERTIES LABELS api TIMEOUT 60)
+
+include(cmake/sensor_tables_tests.cmake)

@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
+#include <cstdio>
 #include <memory>
 #include <string>
 #include <vector>
@@ -19,6 +21,14 @@ inline Lines operator+(Lines first, const Lines& second) {
   first.insert(first.end(), second.begin(), second.end());
   return first;
 }
+
+// How a sensor's programming tells a write to the FPGA: "TRI_SPACING = 0x00000005".
+inline std::string Fpga(const fpga::Register& reg, unsigned value) {
+  char text[16];
+  snprintf(text, sizeof text, " = 0x%08x", value);
+  return std::string(reg.name) + text;
+}
+inline std::string Timing(unsigned value) { return Fpga(fpga::CMOS_TIMING_CTRL, value); }
 
 // How the transcript tells a transaction on an I2C bus, bytes in hexadecimal:
 // I2cWrite(0x36, "30 0b 5a"), I2cRead(0x36, "30 0b", "c3").
@@ -42,7 +52,7 @@ class DeviceTest : public tessaline_test::BoardFixture {
 
   void SetUp() override {
     BoardFixture::SetUp();
-    log_set_level(LOG_ERROR);
+    log_set_level(TESSALINE_LOG_ERROR);
     ASSERT_TRUE(SeriesLogicFactory::InitSeriesLogicBySeries(series_));
     BuildDevices();
   }
@@ -78,6 +88,32 @@ class DeviceTest : public tessaline_test::BoardFixture {
       if (event.starts_with(device + ' ')) events.push_back(event.substr(device.size() + 1));
     }
     return events;
+  }
+
+  // Sizes that the image device was asked for, "640x480".
+  static Lines FormatsAsked() {
+    const std::string request = "VIDIOC_TRY_FMT ";
+    Lines sizes;
+    for (const std::string& event : EventsOf("video0")) {
+      if (!event.starts_with(request)) continue;
+      sizes.push_back(
+          event.substr(request.size(), event.find(' ', request.size()) - request.size()));
+    }
+    return sizes;
+  }
+
+  // Which of these steps came, in the order they came in: registers written, ioctls,
+  // "sleep 100".
+  static Lines OrderOf(const Lines& steps) {
+    Lines order;
+    for (const std::string& event : Events()) {
+      if (event.starts_with("fpga read ")) continue;
+      const auto step = std::ranges::find_if(steps, [&](const std::string& name) {
+        return event == name || event.find(' ' + name + ' ') != std::string::npos;
+      });
+      if (step != steps.end()) order.push_back(*step);
+    }
+    return order;
   }
 
  private:

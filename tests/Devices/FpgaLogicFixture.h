@@ -52,7 +52,7 @@ class FpgaLogicFixture : public BoardFixture {
 
   void SetUp() override {
     BoardFixture::SetUp();
-    log_set_level(LOG_ERROR);
+    log_set_level(TESSALINE_LOG_ERROR);
     ASSERT_TRUE(VeltranoSDK::SeriesLogicFactory::InitSeriesLogicBySeries(series_));
     logic_ = VeltranoSDK::FpgaLogicFactory::CreateFpgaLogicBySeries(series_);
     CarrySensor(VeltranoSDK::kIMX273);

@@ -2,6 +2,8 @@
 #include "DeviceTest.h"
 #include "Devices/CmosSensor.h"
 #include "Devices/CmosSensorFactory.h"
+#include "support/LoggedLines.h"
+#include "tessaline/tessaline.h"
 
 namespace VeltranoSDK {
 namespace {
@@ -94,12 +96,106 @@ TEST(CmosSensor, RecordsTheDirectionBeforeTheDriverRefusesIt) {
   EXPECT_THAT(sensor.asked, ElementsAre("direction 3 recorded 3"));
 }
 
+TEST(CmosSensor, SettingsAreTraced) {
+  const tessaline_test::LoggedLines logged(TESSALINE_LOG_TRACE);
+  log_set_level(TESSALINE_LOG_TRACE);
+  Refusing sensor;
+  sensor.SetROI(0, 0, 1, 1);
+  sensor.SetReadoutDriveMode(kDriveMode00);
+  sensor.SetReadoutDriveDirection(kNormal);
+  EXPECT_THAT(logged.Take(), ElementsAre("TRACE Devices/CmosSensor.cpp: SetROI",
+                                         "TRACE Devices/CmosSensor.cpp: SetReadoutDriveMode",
+                                         "TRACE Devices/CmosSensor.cpp: SetReadoutDriveDirection"));
+}
+
+class Sony : public DeviceTest {};
+
+TEST_F(Sony, WhatBothSensorsDoAlikeIsTraced) {
+  const tessaline_test::LoggedLines logged(TESSALINE_LOG_TRACE);
+  log_set_level(TESSALINE_LOG_TRACE);
+  CmosSensor& sensor = *devices().cmos_sensor_;
+  Printed([&] {
+    sensor.SetGain(1);
+    sensor.GetSensorTemp();
+    sensor.GetSensorVer(0);
+    sensor.SetReadoutDriveDirection(kNormal);
+  });
+  Lines lines = logged.Take();
+  std::erase_if(lines, [](const std::string& line) {
+    return line.find("Devices/SonySensor.cpp") == std::string::npos;
+  });
+  EXPECT_THAT(lines, ElementsAre("TRACE Devices/SonySensor.cpp: SetGain",
+                                 "TRACE Devices/SonySensor.cpp: GetSensorTemp",
+                                 "TRACE Devices/SonySensor.cpp: GetSensorVer",
+                                 "TRACE Devices/SonySensor.cpp: SetReadoutDriveDirectionImpl"));
+}
+
+// The exported functions' arguments, on the sensor with the most of them.
+class E2vThroughExports : public DeviceTest {
+ protected:
+  E2vThroughExports() : DeviceTest("K4010", kSeries25) {}
+
+  void SetUp() override {
+    DeviceTest::SetUp();
+    log_set_quiet(true);  // there is no image device that could follow
+  }
+
+  // What the sensor counts for 100 microseconds.
+  int StepsOf100Microseconds() {
+    Printed([] { EXPECT_EQ(SetExposureTime(1, 100), 0); });
+    return tessaline_board_chip_get("sensor", 0x0097);
+  }
+};
+
+TEST_F(E2vThroughExports, TheExposureStepFollowsPositionAndFactor) {
+  Printed([] { EXPECT_EQ(SetSensingMode(1), 0); });
+  EXPECT_EQ(StepsOf100Microseconds(), 584 - 1);  // 99.286 us in steps of 0.17
+  EXPECT_EQ(SetHDRParam(1, 20), 0);
+  EXPECT_EQ(StepsOf100Microseconds(), 292 - 1);  // 0.34
+  EXPECT_EQ(SetHDRParam(2, 20), 0);
+  EXPECT_EQ(StepsOf100Microseconds(), 14 - 1);  // 6.8
+  EXPECT_EQ(SetHDRParam(0, 1), 0);
+  EXPECT_EQ(StepsOf100Microseconds(), 1168 - 1) << "a factor below 5 is 5";
+}
+
+TEST_F(E2vThroughExports, HalvedReadoutFailsAndARegionOfValidSizeWorks) {
+  EXPECT_THAT(Printed([] { EXPECT_EQ(SetDriveMode(0x11), -1); }),
+              ::testing::EndsWith("E2vFlash4k::SetReadoutDriveModeImpl SetROI failed!\n"));
+  EXPECT_EQ(tessaline_board_chip_get("sensor", 0x0031) & 1, 1) << "halved already";
+  EXPECT_EQ(GetDriveMode(), 0x11u);
+  EXPECT_EQ(GetImageWidth(), 2048u);
+  EXPECT_EQ(GetImageHeight(), 540u);
+  Printed([] { EXPECT_EQ(SetROI1(0, 0, 2048, 536), 0); });
+  EXPECT_EQ(GetImageHeight(), 536u);
+  EXPECT_EQ(Get(fpga::STRIP_IMAGE_HEIGHT), 536u);
+}
+
+// The whole image does not fit behind an offset, which stays on record.
+TEST_F(E2vThroughExports, EveryPixelNeedsARegionWithoutOffset) {
+  Printed([] {
+    EXPECT_EQ(SetROI1(64, 8, 128, 16), 0);
+    EXPECT_EQ(SetDriveMode(0), -1);
+    EXPECT_EQ(SetROI1(0, 0, 4096, 1080), 0);
+    EXPECT_EQ(SetDriveMode(0), 0);
+  });
+}
+
 class SensorFactory : public DeviceTest {};
 
-TEST_F(SensorFactory, SeriesZeroHasTheImx273) {
-  const auto sensor = CmosSensorFactory::CreateCmosSensorBySeries(kSeries21);
-  ASSERT_NE(sensor, nullptr);
-  EXPECT_EQ(sensor->model(), kIMX273);
+TEST_F(SensorFactory, EveryFamilyHasItsSensor) {
+  const tessaline_test::LoggedErrors errors;  // a sensor of another board looks in vain for it
+  struct Row {
+    int series;
+    CmosSensorModel model;
+  };
+  constexpr Row kRows[]{{0, kIMX273},   {1, kIMX252},         {4, kGMAX2509},
+                        {5, kGMAX2509}, {6, kGSPRINT6502BSI}, {8, kE2vFlash4k}};
+  for (const Row& row : kRows) {
+    const auto sensor =
+        CmosSensorFactory::CreateCmosSensorBySeries(static_cast<SeriesNumber>(row.series));
+    ASSERT_NE(sensor, nullptr) << row.series;
+    EXPECT_EQ(sensor->model(), row.model) << row.series;
+  }
 }
 
 TEST_F(SensorFactory, VariantsAndUnknownSeriesHaveNone) {
@@ -111,7 +207,7 @@ TEST_F(SensorFactory, VariantsAndUnknownSeriesHaveNone) {
 }
 
 TEST_F(SensorFactory, TracesTheSeries) {
-  log_set_level(LOG_TRACE);
+  log_set_level(TESSALINE_LOG_TRACE);
   EXPECT_THAT(
       PrintedAsError(
           [] { CmosSensorFactory::CreateCmosSensorBySeries(static_cast<SeriesNumber>(9)); }),

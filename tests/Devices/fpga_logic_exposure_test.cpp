@@ -1,6 +1,6 @@
 // Exposure times, exposure count and high dynamic range, register by register.
 #include "FpgaLogicFixture.h"
-#include "support/LoggedErrors.h"
+#include "support/LoggedLines.h"
 
 namespace tessaline_test {
 namespace {

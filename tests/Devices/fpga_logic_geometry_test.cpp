@@ -1,6 +1,6 @@
 // Image size, readout and region of interest, for every sensor that matters.
 #include "FpgaLogicFixture.h"
-#include "support/LoggedErrors.h"
+#include "support/LoggedLines.h"
 
 namespace tessaline_test {
 namespace {

@@ -225,10 +225,10 @@ void TouchEveryBlock(FpgaLogic& f) {
 
 // The addresses of the accesses, in the order of the calls.
 std::vector<std::string> Addresses(const std::function<void()>& calls) {
-  const LoggedLines lines(LOG_TRACE);
+  const LoggedLines lines(TESSALINE_LOG_TRACE);
   calls();
   std::vector<std::string> addresses;
-  for (const std::string& line : LoggedLines::Take()) {
+  for (const std::string& line : lines.Take()) {
     const std::size_t at = line.find("_addr: ");
     if (at != std::string::npos) addresses.push_back(line.substr(at + 7));
   }

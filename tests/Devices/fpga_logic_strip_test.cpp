@@ -2,7 +2,7 @@
 #include <array>
 
 #include "FpgaLogicFixture.h"
-#include "support/LoggedErrors.h"
+#include "support/LoggedLines.h"
 
 namespace tessaline_test {
 namespace {

@@ -5,7 +5,7 @@
 #include "Devices/FpgaLogic25.h"
 #include "Devices/FpgaRegister.h"
 #include "FpgaLogicFixture.h"
-#include "support/LoggedErrors.h"
+#include "support/LoggedLines.h"
 
 namespace tessaline_test {
 namespace {

@@ -177,10 +177,10 @@ class Tracing : public ZynqFpga {
  protected:
   // What a call logs, without the lines of the register access: "TRACE SetTriMode".
   static Names Lines(FpgaLogic& logic, const Traced& method) {
-    const LoggedLines lines(LOG_TRACE);
+    const LoggedLines lines(TESSALINE_LOG_TRACE);
     method.call(logic);
     Names kept;
-    for (const std::string& line : LoggedLines::Take()) {
+    for (const std::string& line : lines.Take()) {
       const std::size_t level_end = line.find(' ');
       const std::string text = line.substr(line.find(": ") + 2);
       if (!text.starts_with("fpga_")) kept.push_back(line.substr(0, level_end + 1) + text);
@@ -208,9 +208,9 @@ TEST_F(Tracing, ImageProcessingAndTwoMoreLogNothing) {
 }
 
 TEST_F(Tracing, TheFactoryLogsItsName) {
-  const LoggedLines lines(LOG_TRACE);
+  const LoggedLines lines(TESSALINE_LOG_TRACE);
   FpgaLogicFactory::CreateFpgaLogicBySeries(kSeries21);
-  const Names logged = LoggedLines::Take();
+  const Names logged = lines.Take();
   ASSERT_FALSE(logged.empty());
   EXPECT_EQ(logged[0], "TRACE Devices/FpgaLogicFactory.cpp: CreateFpgaLogicBySeries");
 }

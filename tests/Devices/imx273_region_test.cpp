@@ -345,28 +345,8 @@ class RunningImx273 : public Imx273 {
     tessaline_board_transcript_clear();
   }
 
-  // Sizes the video device is asked for, "640x480".
-  static Lines FormatsAsked() {
-    const std::string request = "VIDIOC_TRY_FMT ";
-    Lines sizes;
-    for (const std::string& event : EventsOf("video0")) {
-      if (!event.starts_with(request)) continue;
-      sizes.push_back(
-          event.substr(request.size(), event.find(' ', request.size()) - request.size()));
-    }
-    return sizes;
-  }
-
-  // The steps around the format, in the order they came.
   static Lines StepsAroundTheFormat() {
-    Lines steps;
-    for (const std::string& event : Events()) {
-      for (const char* const step : {"EXP_DELAY", "ROI_OFFSET", "VIDIOC_TRY_FMT", "sleep 100000"}) {
-        const bool read = event.starts_with("fpga read");
-        if (!read && event.find(step) != std::string::npos) steps.push_back(step);
-      }
-    }
-    return steps;
+    return OrderOf({"EXP_DELAY", "ROI_OFFSET", "VIDIOC_TRY_FMT", "sleep 100000"});
   }
 };
 

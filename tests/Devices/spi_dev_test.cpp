@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cerrno>
+#include <utility>
 
 #include "DeviceTest.h"
 #include "Devices/SpiDev.h"
@@ -12,12 +13,12 @@ namespace VeltranoSDK {
 namespace {
 
 using DevFOps::SpiDev;
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
+using ::testing::StartsWith;
 
 constexpr char kPath[] = "/dev/spidev1.0";
+constexpr char kBus[] = "spi1.0";  // of the transcript
 constexpr std::uint32_t kSpeed = 10'000'000;
-constexpr std::uint8_t kBits = 16;
+constexpr std::uint8_t kBits = 8;
 
 class Spi : public tessaline_test::BoardFixture {
  protected:
@@ -25,18 +26,19 @@ class Spi : public tessaline_test::BoardFixture {
 
   void SetUp() override {
     BoardFixture::SetUp();
-    const int fd = open(kPath, O_RDWR);
-    if (fd < 0) GTEST_SKIP() << "the virtual K3910 has no " << kPath;
-    close(fd);
+    ASSERT_TRUE(device_.Open(kPath));
+    tessaline_board_transcript_clear();
   }
 
   static Lines BusEvents() {
     Lines events;
     for (const std::string& event : Events()) {
-      if (event.starts_with("spi")) events.push_back(event);
+      if (event.starts_with(kBus)) events.push_back(event);
     }
     return events;
   }
+
+  static std::string Event(const std::string& what) { return kBus + (' ' + what); }
 
   SpiDev device_;
 };
@@ -46,73 +48,100 @@ struct Step {
   const char* value;
   const char* printed;
 };
-// Mode 3, least significant bit first, kBits, kSpeed.
+// Mode 3, most significant bit first, kBits, kSpeed.
 constexpr Step kSteps[]{
     {"SPI_IOC_WR_MODE", "3", "SpiDev::SetOpt wr_mode\n"},
     {"SPI_IOC_RD_MODE", "3", "SpiDev::SetOpt rd_mode\n"},
-    {"SPI_IOC_WR_LSB_FIRST", "1", "SpiDev::SetOpt wr_lsb_fist\n"},
-    {"SPI_IOC_RD_LSB_FIRST", "1", "SpiDev::SetOpt rd_lsb_fist\n"},
-    {"SPI_IOC_WR_BITS_PER_WORD", "16", "SpiDev::SetOpt wr bits_per_word\n"},
-    {"SPI_IOC_RD_BITS_PER_WORD", "16", "SpiDev::SetOpt rd bits_per_word\n"},
+    {"SPI_IOC_WR_LSB_FIRST", "0", "SpiDev::SetOpt wr_lsb_fist\n"},
+    {"SPI_IOC_RD_LSB_FIRST", "0", "SpiDev::SetOpt rd_lsb_fist\n"},
+    {"SPI_IOC_WR_BITS_PER_WORD", "8", "SpiDev::SetOpt wr bits_per_word\n"},
+    {"SPI_IOC_RD_BITS_PER_WORD", "8", "SpiDev::SetOpt rd bits_per_word\n"},
     {"SPI_IOC_WR_MAX_SPEED_HZ", "10000000", "SpiDev::SetOpt wr max_speed_hz\n"},
     {"SPI_IOC_RD_MAX_SPEED_HZ", "10000000", "SpiDev::SetOpt rd max_speed_hz\n"},
 };
 
 TEST_F(Spi, OptionsAreSetAndReadBackInOrder) {
-  ASSERT_TRUE(device_.Open(kPath));
-  tessaline_board_transcript_clear();
-  EXPECT_TRUE(device_.SetOpt(SpiDev::kMode3, true, kBits, kSpeed));
-  const Lines events = BusEvents();
-  ASSERT_EQ(events.size(), std::size(kSteps));
-  for (std::size_t i = 0; i < events.size(); ++i) {
-    EXPECT_EQ(events[i], std::string("spidev1.0 ") + kSteps[i].request + ' ' + kSteps[i].value);
+  EXPECT_TRUE(device_.SetOpt(SpiDev::kMode3, false, kBits, kSpeed));
+  Lines expected;
+  for (const auto& [request, value, printed] : kSteps) {
+    expected.push_back(Event(request + (' ' + std::string(value))));
   }
+  EXPECT_EQ(BusEvents(), expected);
   EXPECT_EQ(Printed(), "");
+}
+
+TEST_F(Spi, EveryModeIsItsPolarityAndPhase) {
+  const std::pair<SpiDev::SpiMode, std::uint8_t> rows[]{{SpiDev::kMode0, SPI_MODE_0},
+                                                        {SpiDev::kMode1, SPI_MODE_1},
+                                                        {SpiDev::kMode2, SPI_MODE_2},
+                                                        {SpiDev::kMode3, SPI_MODE_3}};
+  for (const auto& [mode, bits] : rows) {
+    tessaline_board_transcript_clear();
+    EXPECT_TRUE(device_.SetOpt(mode, false, kBits, kSpeed));
+    EXPECT_EQ(BusEvents().front(), Event("SPI_IOC_WR_MODE " + std::to_string(bits)));
+  }
+}
+
+// The bus shifts bytes, most significant bit first, and needs a clock.
+TEST_F(Spi, WhatTheBusCannotDoIsRefused) {
+  EXPECT_FALSE(device_.SetOpt(SpiDev::kMode0, true, kBits, kSpeed));
+  EXPECT_EQ(Printed(), "SpiDev::SetOpt wr_lsb_fist\n");
+  EXPECT_THAT(BusEvents().back(), StartsWith(Event("SPI_IOC_WR_LSB_FIRST 1 ")));
+  EXPECT_FALSE(device_.SetOpt(SpiDev::kMode0, false, 16, kSpeed));
+  EXPECT_EQ(Printed(), "SpiDev::SetOpt wr bits_per_word\n");
+  EXPECT_THAT(BusEvents().back(), StartsWith(Event("SPI_IOC_WR_BITS_PER_WORD 16 ")));
+  EXPECT_FALSE(device_.SetOpt(SpiDev::kMode0, false, kBits, 0));
+  EXPECT_EQ(Printed(), "SpiDev::SetOpt wr max_speed_hz\n");
+  EXPECT_THAT(BusEvents().back(), StartsWith(Event("SPI_IOC_WR_MAX_SPEED_HZ 0 ")));
 }
 
 // Asked of the driver past the wrapper.
 TEST_F(Spi, OptionsBeforeTheRefusedOneStayInEffect) {
-  ASSERT_TRUE(device_.Open(kPath));
-  tessaline_board_fault("spidev1.0", "SPI_IOC_WR_MAX_SPEED_HZ", 0, 1, EINVAL);
-  EXPECT_FALSE(device_.SetOpt(SpiDev::kMode3, true, kBits, kSpeed));
+  ASSERT_TRUE(device_.SetOpt(SpiDev::kMode0, false, kBits, kSpeed));
+  EXPECT_FALSE(device_.SetOpt(SpiDev::kMode3, false, kBits, 0));
   const int fd = open(kPath, O_RDWR);
   std::uint8_t mode = 0;
-  std::uint8_t lsb_first = 0;
-  std::uint8_t bits = 0;
+  std::uint32_t speed = 0;
   EXPECT_EQ(ioctl(fd, SPI_IOC_RD_MODE, &mode), 0);
-  EXPECT_EQ(ioctl(fd, SPI_IOC_RD_LSB_FIRST, &lsb_first), 0);
-  EXPECT_EQ(ioctl(fd, SPI_IOC_RD_BITS_PER_WORD, &bits), 0);
+  EXPECT_EQ(ioctl(fd, SPI_IOC_RD_MAX_SPEED_HZ, &speed), 0);
   close(fd);
-  EXPECT_EQ(mode & SPI_MODE_3, SPI_MODE_3);
-  EXPECT_EQ(lsb_first, 1);
-  EXPECT_EQ(bits, kBits);
+  EXPECT_EQ(mode, SPI_MODE_3);
+  EXPECT_EQ(speed, kSpeed);
 }
 
 TEST_F(Spi, TheFirstRefusedOptionIsToldAndEndsIt) {
-  ASSERT_TRUE(device_.Open(kPath));
   for (std::size_t i = 0; i < std::size(kSteps); ++i) {
     tessaline_board_clear_faults();
-    tessaline_board_fault("spidev1.0", kSteps[i].request, 0, 1, EINVAL);
+    tessaline_board_fault(kBus, kSteps[i].request, 0, 1, EINVAL);
     tessaline_board_transcript_clear();
     Printed();
-    EXPECT_FALSE(device_.SetOpt(SpiDev::kMode3, true, kBits, kSpeed));
+    EXPECT_FALSE(device_.SetOpt(SpiDev::kMode3, false, kBits, kSpeed));
     EXPECT_EQ(Printed(), kSteps[i].printed);
     EXPECT_EQ(BusEvents().size(), i + 1);
   }
 }
 
 TEST_F(Spi, ASecondOpenKeepsTheFirst) {
-  ASSERT_TRUE(device_.Open(kPath));
   EXPECT_FALSE(device_.Open(kPath));
   EXPECT_EQ(Printed(), "SpiDev::Open is up\n");
-  EXPECT_EQ(tessaline_board_open_files("spidev1.0"), 1);
-  EXPECT_TRUE(device_.SetOpt(SpiDev::kMode3, true, kBits, kSpeed));
+  EXPECT_EQ(tessaline_board_open_files(kBus), 1);
+  EXPECT_TRUE(device_.SetOpt(SpiDev::kMode3, false, kBits, kSpeed));
+}
+
+TEST_F(Spi, CloseAndTheObjectsEndCloseTheDevice) {
+  EXPECT_TRUE(device_.Close());
+  EXPECT_EQ(tessaline_board_open_files(kBus), 0);
+  {
+    SpiDev other;
+    ASSERT_TRUE(other.Open(kPath));
+    EXPECT_EQ(tessaline_board_open_files(kBus), 1);
+  }
+  EXPECT_EQ(tessaline_board_open_files(kBus), 0);
 }
 
 // The sensor's frames: address with bit 15 for a write, then the value.
 TEST_F(Spi, TransfersAndWrites) {
-  ASSERT_TRUE(device_.Open(kPath));
-  ASSERT_TRUE(device_.SetOpt(SpiDev::kMode0, false, 8, kSpeed));
+  ASSERT_TRUE(device_.SetOpt(SpiDev::kMode0, false, kBits, kSpeed));
   std::array<std::uint8_t, 3> write_frame{0x80, 0x12, 0x5A};
   EXPECT_TRUE(device_.DoWrite(write_frame.data(), write_frame.size()));
   EXPECT_EQ(tessaline_board_chip_get("sensor", 0x0012), 0x5A);
@@ -125,14 +154,20 @@ TEST_F(Spi, TransfersAndWrites) {
 }
 
 TEST_F(Spi, FailedTransfersAreTold) {
-  ASSERT_TRUE(device_.Open(kPath));
   std::uint8_t byte = 0;
-  tessaline_board_fault("spidev1.0", "*", 0, 1, EIO);
+  tessaline_board_fault(kBus, "*", 0, 1, EIO);
   EXPECT_FALSE(device_.DoMsg(&byte, &byte, 1));
   EXPECT_EQ(Printed(), "SpiDev::DoMsg error\n");
-  tessaline_board_fault("spidev1.0", "write", 0, 1, EIO);
+  tessaline_board_fault(kBus, "write", 0, 1, EIO);
   EXPECT_FALSE(device_.DoWrite(&byte, 1));
   EXPECT_EQ(Printed(), "SpiDev::DoWrite error\n");
+}
+
+TEST_F(Spi, ATransferOfNothingIsAFailedOne) {
+  std::uint8_t byte = 0;
+  EXPECT_TRUE(device_.DoMsg(&byte, &byte, 1));
+  EXPECT_FALSE(device_.DoMsg(&byte, &byte, 0));
+  EXPECT_EQ(Printed(), "SpiDev::DoMsg error\n");
 }
 
 // --- Without a bus -------------------------------------------------------------------------
@@ -213,7 +248,11 @@ TEST_F(NoSpi, AFailedOpenCanBeRepeated) {
 }
 
 TEST_F(NoSpi, CloseIsAlwaysTrue) {
+  const int input = open("/dev/null", O_RDONLY);
+  dup2(input, STDIN_FILENO);
   EXPECT_TRUE(device_.Close());
+  EXPECT_NE(fcntl(STDIN_FILENO, F_GETFD), -1);
+  close(input);
   ASSERT_TRUE(device_.Open("/dev/null"));
   EXPECT_TRUE(device_.Close());
   EXPECT_TRUE(device_.Close());

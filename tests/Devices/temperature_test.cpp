@@ -26,7 +26,7 @@ class Temperature : public DeviceTest {
 
   // The logger's sinks cannot be removed: one for the whole process.
   static void SetUpTestSuite() {
-    static const bool once = (log_add_callback(Remember, nullptr, LOG_TRACE), true);
+    static const bool once = (log_add_callback(Remember, nullptr, TESSALINE_LOG_TRACE), true);
     static_cast<void>(once);
   }
 

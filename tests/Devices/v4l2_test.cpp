@@ -10,6 +10,7 @@
 #include <cstring>
 #include <memory>
 #include <set>
+#include <thread>
 #include <typeinfo>
 
 #include "Devices/ReservedMemory.h"
@@ -103,7 +104,7 @@ class V4l2 : public BoardFixture {
     ASSERT_TRUE(device.StreamOn());
   }
 
-  LoggedLines log{LOG_ERROR};
+  LoggedLines log{TESSALINE_LOG_ERROR};
 
  private:
   std::vector<std::unique_ptr<V4l2Base>> devices_;
@@ -235,6 +236,39 @@ TEST_P(V4l2Flavour, ZeroesAllBuffers) {
   device->StreamOff();  // nobody else writes from here on
   EXPECT_NE(NonZero(data, device->BufferSize()), 0u);
   device->ClearBuf();
+  EXPECT_EQ(NonZero(data, device->BufferSize()), 0u);
+}
+
+// A handler in the middle of its frame keeps it; a clearing from elsewhere waits.
+TEST_P(V4l2Flavour, ClearingLeavesTheFrameInHandAlone) {
+  Start(*device);
+  FrameSource::Trigger(true);
+  std::byte* data = device->DqBuf();
+  ASSERT_NE(data, nullptr);
+  device->StreamOff();
+  const std::size_t size = device->BufferSize();
+  const std::size_t before = NonZero(data, size);
+  ASSERT_NE(before, 0u);
+  std::atomic<bool> cleared{false};
+  std::thread other([&] {
+    device->ClearBuf();
+    cleared = true;
+  });
+  ReallyWait(std::chrono::milliseconds(50));
+  EXPECT_FALSE(cleared);
+  EXPECT_EQ(NonZero(data, size), before);
+  device->QBuf();
+  other.join();
+  EXPECT_EQ(NonZero(data, size), 0u);
+}
+
+TEST_P(V4l2Flavour, ClearingDoesNotWaitForEver) {
+  Start(*device);
+  FrameSource::Trigger(true);
+  std::byte* data = device->DqBuf();
+  ASSERT_NE(data, nullptr);
+  device->StreamOff();
+  std::thread([&] { device->ClearBuf(); }).join();
   EXPECT_EQ(NonZero(data, device->BufferSize()), 0u);
 }
 

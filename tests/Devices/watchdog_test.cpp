@@ -72,7 +72,7 @@ TEST_F(Watchdog, TheObjectsEndDoesNotDisarm) {
 }
 
 TEST_F(Watchdog, StartIsToldAtInfo) {
-  log_set_level(LOG_INFO);
+  log_set_level(TESSALINE_LOG_INFO);
   WatchdogTimer timer;
   EXPECT_THAT(PrintedAsError([&] { timer.Start(); }),
               ::testing::EndsWith(": enable watchdog timer\n"));

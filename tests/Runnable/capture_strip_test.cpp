@@ -99,7 +99,7 @@ class StripThread : public BoardFixture {
     return static_cast<unsigned>(stats.lost);
   }
 
-  LoggedLines log{LOG_INFO};
+  LoggedLines log{TESSALINE_LOG_INFO};
   std::shared_ptr<CaptureStripStream> strip = std::make_shared<CaptureStripStream>();
   std::atomic<bool> set_up{false};
   std::mutex mutex;
@@ -216,7 +216,7 @@ TEST_F(StripThread, NarrowModeHasFourBytesAPointAndANarrowCount) {
 }
 
 TEST_F(StripThread, TellsOfEveryStripAtDebugLevel) {
-  LoggedLines debug(LOG_DEBUG);
+  const LoggedLines debug(TESSALINE_LOG_DEBUG);
   Collect();
   StartThread();
   FrameSource::Trigger(true);
@@ -224,7 +224,7 @@ TEST_F(StripThread, TellsOfEveryStripAtDebugLevel) {
   strip->Cancel();
   const std::string id = std::to_string(received[0].first_id);
   EXPECT_THAT(
-      LoggedLines::Take(),
+      debug.Take(),
       Contains(StartsWith("DEBUG Runnable/CaptureStripStream.cpp: strip_index:1, frameId: " + id +
                           ", timeStamp: ")));
 }

@@ -101,7 +101,7 @@ class ImageThread : public BoardFixture {
     return received.size();
   }
 
-  LoggedLines log{LOG_INFO};
+  LoggedLines log{TESSALINE_LOG_INFO};
   std::shared_ptr<CaptureVideoStream> video = std::make_shared<CaptureVideoStream>();
   std::shared_ptr<StillSensor> sensor;
   std::atomic<bool> set_up{false};
@@ -198,16 +198,16 @@ TEST_F(ImageThread, DropsImagesUpToTheTimeSet) {
 }
 
 TEST_F(ImageThread, NeverDeliversTimeZeroButTellsOfIt) {
-  LoggedLines debug(LOG_DEBUG);
+  const LoggedLines debug(TESSALINE_LOG_DEBUG);
   Collect();
   video->SetMinTimeStamp(~0ull);
   StartThread();
   FrameSource::Trigger(true);
-  ASSERT_TRUE(Eventually([] { return LoggedLines::Count() > 20; }));
+  ASSERT_TRUE(Eventually([&] { return debug.Count() > 20; }));
   video->Cancel();
   EXPECT_EQ(Images(), 0u);
   EXPECT_THAT(
-      LoggedLines::Take(),
+      debug.Take(),
       Contains(StartsWith("DEBUG Runnable/CaptureVideoStream.cpp: frameId: 1, timeStamp: ")));
 }
 

@@ -56,7 +56,7 @@ class Notifier : public BoardFixture {
     return count;
   }
 
-  LoggedLines log{LOG_ERROR};
+  LoggedLines log{TESSALINE_LOG_ERROR};
 };
 
 TEST_F(Notifier, ReportsTheLevelReadAfterTheInterrupt) {
@@ -234,6 +234,17 @@ TEST_F(NotifierDeathTest, AnInterruptWithoutACallbackEndsTheProcess) {
         DAArrivedNotifier::RegisterDAArrivedCallback({});
         auto notifier = SwitchOn<DAArrivedNotifier>();
         tessaline_board_da_arrived();
+        ReallyWait(milliseconds(5000));
+      },
+      "bad_function_call");
+}
+
+TEST_F(NotifierDeathTest, APulseWithoutACallbackEndsTheProcess) {
+  EXPECT_DEATH(
+      {
+        ExternalTriggerGuard::RegisterPulseSignalCallback({});
+        auto guard = SwitchOn<ExternalTriggerGuard>();
+        tessaline_board_external_trigger(1);
         ReallyWait(milliseconds(5000));
       },
       "bad_function_call");

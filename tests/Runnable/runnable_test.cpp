@@ -75,7 +75,7 @@ class PipeReader final : public Runnable {
 
 class RunnableTest : public ::testing::Test {
  protected:
-  void SetUp() override { log_set_level(LOG_ERROR); }
+  void SetUp() override { log_set_level(TESSALINE_LOG_ERROR); }
 
   std::shared_ptr<PipeReader> reader = std::make_shared<PipeReader>();
 };

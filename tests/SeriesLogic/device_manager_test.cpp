@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <barrier>
@@ -9,6 +10,7 @@
 #include <memory>
 #include <ostream>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <typeinfo>
 #include <vector>
@@ -16,7 +18,11 @@
 #include "DeviceManager.h"
 #include "Devices/AD5175DigiPOT.h"
 #include "Devices/DaChip.h"
+#include "Devices/E2vFlash4k.h"
 #include "Devices/FpgaLogic25.h"
+#include "Devices/GMAX2509.h"
+#include "Devices/GSPRINT6502BSI.h"
+#include "Devices/IMX252.h"
 #include "Devices/IMX273.h"
 #include "Devices/Laser.h"
 #include "Devices/LaserLed.h"
@@ -37,7 +43,13 @@
 namespace VeltranoSDK {
 namespace {
 
+using ::testing::AllOf;
 using ::testing::Each;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::Not;
+using ::testing::StartsWith;
 
 // --- The devices of a product --------------------------------------------------------------
 
@@ -48,31 +60,32 @@ struct Product {
   const std::type_info& strip_buffers;
   const std::type_info& potentiometer;
   const std::type_info& temperature;
-  bool has_sensor = false;
+  const std::type_info& sensor;
 };
 
 void PrintTo(const Product& product, std::ostream* out) { *out << product.model; }
 
 const Product kProducts[] = {
     {"K3610", typeid(FpgaLogic), typeid(DevFOps::V4l2Fd), typeid(AD5175DigiPOT), typeid(ZynqTemp),
-     true},
-    {"K3710", typeid(FpgaLogic), typeid(DevFOps::V4l2Fd), typeid(AD5175DigiPOT), typeid(ZynqTemp)},
+     typeid(IMX273)},
+    {"K3710", typeid(FpgaLogic), typeid(DevFOps::V4l2Fd), typeid(AD5175DigiPOT), typeid(ZynqTemp),
+     typeid(IMX252)},
     {"K3710ch16", typeid(FpgaLogic), typeid(DevFOps::V4l2Fd), typeid(AD5175DigiPOT),
-     typeid(ZynqTemp)},
+     typeid(ZynqTemp), typeid(IMX252)},
     {"K3710ch16arm_rebuild", typeid(FpgaLogic), typeid(DevFOps::V4l2Fd), typeid(AD5175DigiPOT),
-     typeid(ZynqTemp)},
-    {"K3820", typeid(FpgaLogic25), typeid(DevFOps::V4l2Fd), typeid(AD5175DigiPOT),
-     typeid(ZynqTemp)},
-    {"K3810", typeid(FpgaLogic25), typeid(DevFOps::V4l2Fd), typeid(AD5175DigiPOT),
-     typeid(ZynqTemp)},
+     typeid(ZynqTemp), typeid(IMX252)},
+    {"K3820", typeid(FpgaLogic25), typeid(DevFOps::V4l2Fd), typeid(AD5175DigiPOT), typeid(ZynqTemp),
+     typeid(GMAX2509)},
+    {"K3810", typeid(FpgaLogic25), typeid(DevFOps::V4l2Fd), typeid(AD5175DigiPOT), typeid(ZynqTemp),
+     typeid(GMAX2509)},
     {"K3920", typeid(FpgaLogic25), typeid(DevFOps::V4l2FdUserPtrSync), typeid(TPL0401B),
-     typeid(ZynqTemp)},
+     typeid(ZynqTemp), typeid(GSPRINT6502BSI)},
     {"K3920arm_rebuild", typeid(FpgaLogic25), typeid(DevFOps::V4l2FdUserPtrSync), typeid(TPL0401B),
-     typeid(ZynqTemp)},
+     typeid(ZynqTemp), typeid(GSPRINT6502BSI)},
     {"K4010", typeid(FpgaLogic25), typeid(DevFOps::V4l2FdUserPtr), typeid(TPL0401B),
-     typeid(ZynqmpTemp)},
+     typeid(ZynqmpTemp), typeid(E2vFlash4k)},
     {"K4010arm_rebuild", typeid(FpgaLogic25), typeid(DevFOps::V4l2FdUserPtr), typeid(TPL0401B),
-     typeid(ZynqmpTemp)},
+     typeid(ZynqmpTemp), typeid(E2vFlash4k)},
 };
 
 class DevicesOf : public tessaline_test::BoardFixture,
@@ -99,9 +112,7 @@ TEST_P(DevicesOf, AreMadeByItsSeries) {
   ExpectIs(series->CreateV4l2Buf(), GetParam().strip_buffers);
   ExpectIs(series->CreateDigitalPOT(), GetParam().potentiometer);
   ExpectIs(series->CreateXSysMonTemperatureOnChip(), GetParam().temperature);
-  const auto sensor = series->CreateCmosSensor();
-  EXPECT_EQ(dynamic_cast<IMX273*>(sensor.get()) != nullptr, GetParam().has_sensor);
-  EXPECT_EQ(sensor != nullptr, GetParam().has_sensor);
+  ExpectIs(series->CreateCmosSensor(), GetParam().sensor);
 }
 
 TEST_P(DevicesOf, AreAllInTheManagerAfterInit) {
@@ -111,7 +122,7 @@ TEST_P(DevicesOf, AreAllInTheManagerAfterInit) {
   ExpectIs(devices.v4l2_buf_, GetParam().strip_buffers);
   ExpectIs(devices.digital_pot_, GetParam().potentiometer);
   ExpectIs(devices.temperature_, GetParam().temperature);
-  EXPECT_EQ(devices.cmos_sensor_ != nullptr, GetParam().has_sensor);
+  ExpectIs(devices.cmos_sensor_, GetParam().sensor);
   ExpectIs(devices.da_chip_, typeid(DaChip));
   ExpectIs(devices.laser_, typeid(Laser));
   ExpectIs(devices.range_led_, typeid(RangeLed));
@@ -121,6 +132,93 @@ TEST_P(DevicesOf, AreAllInTheManagerAfterInit) {
 
 INSTANTIATE_TEST_SUITE_P(DeviceManager, DevicesOf, ::testing::ValuesIn(kProducts),
                          [](const auto& row) { return std::string(row.param.model); });
+
+// The board of every family, as its devices meet it.
+struct Wiring {
+  std::string_view family;
+  unsigned int fpga_series;
+  const char* sensor_bus;
+  const char* laser_bus;           // of potentiometer and DA converter
+  std::vector<std::string> lines;  // laser 1, laser 2, red, green, blue, laser LED
+};
+
+const Wiring kWirings[] = {
+    {"K36", 21, "i2c-0 ", "i2c-1 ", {"907", "934", "961", "962", "963", "969"}},
+    {"K37", 22, "i2c-0 ", "i2c-1 ", {"907", "934", "961", "962", "963", "969"}},
+    {"K38", 23, "spi1.0 ", "i2c-0 ", {"921", "934", "965", "964", "966", "969"}},
+    {"K39", 24, "spi1.0 ", "i2c-0 ", {"921", "934", "965", "964", "966", "969"}},
+    {"K40", 25, "spi0.0 ", "i2c-0 ", {"363", "364", "417", "416", "418", "0"}},
+};
+
+class WiringOf : public DevicesOf {
+ protected:
+  void SetUp() override {
+    DevicesOf::SetUp();
+    ASSERT_TRUE(devices_.Init());
+  }
+
+  static const Wiring& wiring() {
+    return *std::ranges::find_if(kWirings, [](const Wiring& row) {
+      return std::string_view(GetParam().model).starts_with(row.family);
+    });
+  }
+
+  // The devices that a call speaks to, without the sleeps between.
+  template <typename Call>
+  static std::vector<std::string> EventsOf(Call call) {
+    tessaline_board_transcript_clear();
+    call();
+    auto events = Events();
+    std::erase_if(events, [](const std::string& line) { return line.starts_with("sleep "); });
+    return events;
+  }
+
+  // The level each line is given, one after the other.
+  template <typename Call>
+  static std::vector<std::string> LevelsOf(Call call) {
+    auto events = EventsOf(call);
+    std::erase_if(events,
+                  [](const std::string& line) { return line.find("/value ") == line.npos; });
+    return events;
+  }
+
+  static std::string Level(std::size_t line, int level) {
+    return "gpio write gpio" + wiring().lines[line] + "/value " + std::to_string(level);
+  }
+
+  DeviceManager& devices_ = *DeviceManagerHolder::Instance();
+};
+
+INSTANTIATE_TEST_SUITE_P(DeviceManager, WiringOf, ::testing::ValuesIn(kProducts),
+                         [](const auto& row) { return std::string(row.param.model); });
+
+TEST_P(WiringOf, FpgaAndThermometerAnswer) {
+  EXPECT_EQ(devices_.fpga_logic_->GetFPGASeries(), wiring().fpga_series);
+  EXPECT_NEAR(devices_.temperature_->GetTemp(), 40, 1);
+}
+
+TEST_P(WiringOf, ChipsAreOnTheirBuses) {
+  EXPECT_THAT(EventsOf([&] { devices_.cmos_sensor_->SetGain(1); }),
+              AllOf(Not(IsEmpty()), Each(StartsWith(wiring().sensor_bus))));
+  const auto laser_bus = AllOf(StartsWith(wiring().laser_bus), Not(HasSubstr("failed")));
+  EXPECT_THAT(EventsOf([&] { EXPECT_TRUE(devices_.digital_pot_->SetPosition(50)); }),
+              AllOf(Not(IsEmpty()), Each(laser_bus)));
+  EXPECT_THAT(EventsOf([&] { EXPECT_TRUE(devices_.da_chip_->Write(5)); }),
+              AllOf(Not(IsEmpty()), Each(laser_bus)));
+}
+
+TEST_P(WiringOf, LinesDriveLaserAndLights) {
+  EXPECT_THAT(LevelsOf([&] { EXPECT_TRUE(devices_.laser_->Open()); }),
+              ElementsAre(Level(0, 1), Level(1, 1)));
+  EXPECT_THAT(LevelsOf([&] {
+                EXPECT_TRUE(devices_.range_led_->SetR(kOn));
+                EXPECT_TRUE(devices_.range_led_->SetG(kOn));
+                EXPECT_TRUE(devices_.range_led_->SetB(kOn));
+              }),
+              ElementsAre(Level(2, 1), Level(3, 1), Level(4, 1)));
+  EXPECT_THAT(LevelsOf([&] { EXPECT_TRUE(devices_.laser_led_->Open()); }),
+              ElementsAre(Level(5, 1)));
+}
 
 TEST(DeviceManager, WithoutASeriesBuildsNothing) {
   DeviceManager devices;

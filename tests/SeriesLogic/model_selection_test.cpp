@@ -156,10 +156,10 @@ TEST(ModelSelection, NullModelRaises) {
 TEST(ModelSelection, SilencesTheLogBelowError) {
   CaptureStderr();
   GetLibVersion("K3610");
-  log_log(LOG_WARN, "a", 1, "not seen");
+  log_log(TESSALINE_LOG_WARN, "a", 1, "not seen");
   EXPECT_EQ(GetCapturedStderr(), "");
   CaptureStderr();
-  log_log(LOG_ERROR, "a", 1, "seen");
+  log_log(TESSALINE_LOG_ERROR, "a", 1, "seen");
   EXPECT_THAT(GetCapturedStderr(), ::testing::HasSubstr("seen"));
 }
 

@@ -2,21 +2,30 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <array>
+#include <ostream>
+#include <string>
+#include <vector>
+
 #include "DeviceManager.h"
 #include "Devices/FpgaLogic.h"
 #include "SeriesLogic/SeriesLogic.h"
 #include "SeriesLogic/SeriesLogicFactory.h"
+#include "SeriesLogic/StripParseProtocol.h"
 #include "support/BoardFixture.h"
-#include "support/LoggedErrors.h"
-#include "tessaline/startup.h"
+#include "support/LoggedLines.h"
+#include "tessaline/tessaline.h"
 
 namespace VeltranoSDK {
 namespace {
 
 using tessaline_test::BoardFixture;
 using tessaline_test::LoggedErrors;
+using tessaline_test::Read;
+using tessaline_test::Slept;
 using tessaline_test::Wrote;
 using ::testing::ElementsAre;
+using ::testing::ElementsAreArray;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 
@@ -33,6 +42,14 @@ class SeriesBoard : public BoardFixture {
   }
 
   static SeriesLogic& series() { return *SeriesLogicFactory::GetSeriesLogicInstance(); }
+
+  // The FPGA's registers as a series writes them after a change of the collect mode.
+  static std::vector<std::string> WritesIn(CollectMode mode) {
+    DeviceManagerHolder::Instance()->fpga_logic_->SetCollectMode(mode);
+    tessaline_board_transcript_clear();
+    series().Notify(kCollectModeChanged);
+    return Writes();
+  }
 
   static constexpr std::uint32_t kWideDelta = 80'000'000;  // 10000000 behind three bits
 
@@ -51,16 +68,21 @@ TEST_F(K3610Series, AddsNothing) {
   EXPECT_THAT(Events(), IsEmpty());
 }
 
-TEST_F(K3610Series, CountsLostCallbacksInTheStripThread) {
-  Set(fpga::CALLBACK_LOST_NUM, 7);
-  EXPECT_EQ(series().GetCallbackLostCount(), 0u);
-  EXPECT_TRUE(series().ResetCallbackLostCount());
-  EXPECT_THAT(Accesses(), IsEmpty());
-}
-
 struct K3820Series : SeriesBoard {
   explicit K3820Series(const char* model = "K3820") : SeriesBoard(model) {}
+
+  // As the sensor has it, which needs its initialisation anew.
+  int LineTimeIn(CollectMode mode) {
+    EXPECT_EQ(WritesIn(mode).front(), Wrote(fpga::CMOS_TIMING_CTRL, 0));
+    EXPECT_EQ(Printed(), "2509 init successful\n");
+    return tessaline_board_chip_get("sensor", 0xA0) | tessaline_board_chip_get("sensor", 0xA1) << 8;
+  }
 };
+
+TEST_F(K3820Series, HasSlowLinesForImagesAndFastOnesForLaserLines) {
+  EXPECT_EQ(LineTimeIn(kCollectImage), 12464);
+  EXPECT_EQ(LineTimeIn(kCollectLaserLine), 152);
+}
 
 TEST_F(K3820Series, SetsTheImageFilterOnceTheSensorIsReady) {
   series().Notify(kSensorInitialized);
@@ -69,30 +91,20 @@ TEST_F(K3820Series, SetsTheImageFilterOnceTheSensorIsReady) {
                           Wrote(fpga::IMG_FILTER_THRS, 0x1000A)));
 }
 
-TEST_F(K3820Series, CountsLostCallbacksInTheFpga) {
-  Set(fpga::CALLBACK_LOST_NUM, 7);
-  EXPECT_EQ(series().GetCallbackLostCount(), 7u);
-  EXPECT_FALSE(series().ResetCallbackLostCount());
-  EXPECT_THAT(Writes(), ElementsAre(Wrote(fpga::CALLBACK_LOST_RESET, 1),
-                                    Wrote(fpga::CALLBACK_LOST_RESET, 0)));
-}
-
 // Reads half the rows, and is programmed like the others.
 struct K3810Series : K3820Series {
   K3810Series() : K3820Series("K3810") {}
 };
 
 TEST_F(K3810Series, InheritsAllOfIt) {
-  for (int n = kCollectModeChanged; n <= kStripDataModeChanged; ++n) {
-    if (n != kSensorInitialized) series().Notify(static_cast<Notification>(n));
-  }
-  EXPECT_THAT(Accesses(), IsEmpty());
   series().Notify(kSensorInitialized);
   EXPECT_THAT(Writes(),
               ElementsAre(Wrote(fpga::IMG_FILTER_THRS, 10), Wrote(fpga::IMG_FILTER_THRS, 10),
                           Wrote(fpga::IMG_FILTER_THRS, 0x1000A)));
   Set(fpga::CALLBACK_LOST_NUM, 7);
   EXPECT_EQ(series().GetCallbackLostCount(), 7u);
+  EXPECT_EQ(LineTimeIn(kCollectImage), 12464);
+  EXPECT_EQ(LineTimeIn(kCollectLaserLine), 152);
 }
 
 struct K3920Series : SeriesBoard {
@@ -113,6 +125,14 @@ TEST_F(K3920Series, ExchangesStripDataModesOneAndTwo) {
   }
   EXPECT_THAT(Writes(),
               ElementsAre(Wrote(fpga::STRIP_DATA_MODE, 2), Wrote(fpga::STRIP_DATA_MODE, 1)));
+}
+
+// The mode of its lines is a register of the sensor.
+TEST_F(K3920Series, HasSlowLinesForImagesAndFastOnesForLaserLines) {
+  EXPECT_THAT(WritesIn(kCollectImage), ElementsAre(Wrote(fpga::SENSOR_TIMING, 0x14)));
+  EXPECT_EQ(tessaline_board_chip_get("sensor", 0x0080), 0x68);
+  EXPECT_THAT(WritesIn(kCollectLaserLine), ElementsAre(Wrote(fpga::SENSOR_TIMING, 0x04)));
+  EXPECT_EQ(tessaline_board_chip_get("sensor", 0x0080), 0x48);
 }
 
 TEST_F(K3920Series, StartsWithTheImageProcessingDefaults) {
@@ -155,7 +175,17 @@ TEST_F(K3930Series, HasItsImageFlipped) {
 
 struct K4010Series : SeriesBoard {
   explicit K4010Series(const char* model = "K4010") : SeriesBoard(model) {}
+
+  inline static const std::vector<std::string> kImageBlanking{Wrote(fpga::LASER_OFFSET_TIME, 0x4B0),
+                                                              Wrote(fpga::EXP_DELAY, 0x688C)};
+  inline static const std::vector<std::string> kLaserLineBlanking{
+      Wrote(fpga::LASER_OFFSET_TIME, 0x190), Wrote(fpga::EXP_DELAY, 0x2330)};
 };
+
+TEST_F(K4010Series, HasLongPausesBetweenLinesForImagesAndShortOnesForLaserLines) {
+  EXPECT_THAT(WritesIn(kCollectImage), ElementsAreArray(kImageBlanking));
+  EXPECT_THAT(WritesIn(kCollectLaserLine), ElementsAreArray(kLaserLineBlanking));
+}
 
 TEST_F(K4010Series, WidensTheExposureDelta) {
   Set(fpga::EXPOSURE_NUM, 0);
@@ -168,15 +198,74 @@ struct K4010ArmSeries : K4010Series {
 };
 
 TEST_F(K4010ArmSeries, InheritsAllOfIt) {
-  for (int n = kCollectModeChanged; n <= kStripDataModeChanged; ++n) {
-    if (n != kExposureConfigured) series().Notify(static_cast<Notification>(n));
-  }
-  EXPECT_THAT(Accesses(), IsEmpty());
   Set(fpga::EXPOSURE_NUM, 6000u << 3 | 1);
   series().Notify(kExposureConfigured);
   EXPECT_THAT(Writes(), ElementsAre(Wrote(fpga::EXPOSURE_NUM, kWideDelta | 1)));
   Set(fpga::CALLBACK_LOST_NUM, 7);
   EXPECT_EQ(series().GetCallbackLostCount(), 7u);
+  EXPECT_THAT(WritesIn(kCollectImage), ElementsAreArray(kImageBlanking));
+  EXPECT_THAT(WritesIn(kCollectLaserLine), ElementsAreArray(kLaserLineBlanking));
+}
+
+// --- What exported functions ask of the series -------------------------------------------
+
+struct Answers {
+  const char* model;
+  bool strip_thread_counts;             // lost callbacks; otherwise the FPGA does
+  std::uint32_t threshold;              // that the FPGA gets for 101
+  std::array<unsigned, 3> point_bytes;  // plain, with brightness, continuous
+};
+
+void PrintTo(const Answers& answers, std::ostream* out) { *out << answers.model; }
+
+constexpr Answers kAnswers[]{
+    {"K3610", true, 101, {8, 8, 8}},    {"K3710", true, 50, {8, 8, 8}},
+    {"K3710ch16", true, 50, {8, 8, 8}}, {"K3710ch16arm_rebuild", true, 50, {2, 2, 2}},
+    {"K3820", false, 50, {8, 8, 8}},    {"K3810", false, 50, {8, 8, 8}},
+    {"K3920", false, 50, {8, 8, 8}},    {"K3920arm_rebuild", false, 50, {2, 4, 8}},
+    {"K4010", false, 50, {8, 8, 8}},    {"K4010arm_rebuild", false, 50, {2, 4, 8}},
+};
+
+class AnswersOf : public SeriesBoard, public ::testing::WithParamInterface<Answers> {
+ protected:
+  AnswersOf() : SeriesBoard(GetParam().model) {}
+};
+
+INSTANTIATE_TEST_SUITE_P(Series, AnswersOf, ::testing::ValuesIn(kAnswers),
+                         [](const auto& row) { return std::string(row.param.model); });
+
+TEST_P(AnswersOf, LostCallbacksAreCountedInOnePlace) {
+  Set(fpga::CALLBACK_LOST_NUM, 7);
+  if (GetParam().strip_thread_counts) {
+    EXPECT_EQ(series().GetCallbackLostCount(), 0u);
+    EXPECT_TRUE(series().ResetCallbackLostCount());
+    EXPECT_THAT(Events(), IsEmpty());
+  } else {
+    EXPECT_EQ(series().GetCallbackLostCount(), 7u);
+    EXPECT_FALSE(series().ResetCallbackLostCount());
+    EXPECT_THAT(Steps(),
+                ElementsAre(Read(fpga::CALLBACK_LOST_NUM, 7), Wrote(fpga::CALLBACK_LOST_RESET, 1),
+                            Slept(1), Wrote(fpga::CALLBACK_LOST_RESET, 0), Slept(1)));
+  }
+}
+
+TEST_P(AnswersOf, TheThresholdIsScaledAndRoundedDown) {
+  EXPECT_EQ(SetRisThresholdValue(101), 0);
+  EXPECT_THAT(Writes(), ElementsAre(Wrote(fpga::RIS_THRESHOLD, GetParam().threshold)));
+}
+
+TEST_P(AnswersOf, PointsGrowWithTheFlagsWhereTheProcessorReconstructs) {
+  const auto layout = series().strip_parse_protocol();
+  const auto [plain, with_brightness, continuous] = GetParam().point_bytes;
+  EXPECT_EQ(layout->DataNumberOfBytes(), plain);
+  SetBrFlag(1);
+  EXPECT_EQ(layout->DataNumberOfBytes(), with_brightness);
+  SetContinuousFlag(1);
+  EXPECT_EQ(layout->DataNumberOfBytes(), continuous);
+  SetBrFlag(0);
+  EXPECT_EQ(layout->DataNumberOfBytes(), continuous);
+  SetContinuousFlag(0);
+  EXPECT_EQ(layout->DataNumberOfBytes(), plain);
 }
 
 TEST(SeriesProgramming, WithoutAnFpgaIsAnErrorAndNoCrash) {

@@ -5,21 +5,21 @@
 #include <vector>
 
 #include "support/BoardFixture.h"
-#include "support/LoggedErrors.h"
+#include "support/LoggedLines.h"
 #include "support/Waiting.h"
 #include "tessaline/tessaline.h"
 
 namespace tessaline_test {
 
-// A K3610 board after start-up, with nothing printed and an empty transcript. The
-// acquisition is stopped: no frames come.
+// A board, K3610 if not said otherwise, after start-up, with nothing printed and an empty
+// transcript. The acquisition is stopped: no frames come.
 class StartedBoard : public BoardFixture {
  protected:
-  StartedBoard() : BoardFixture("K3610") {}
+  explicit StartedBoard(const char* model = "K3610") : BoardFixture(model), model_(model) {}
 
   void SetUp() override {
     BoardFixture::SetUp();
-    ASSERT_EQ(GetLibVersion("K3610"), 41915);
+    ASSERT_EQ(GetLibVersion(model_), 41915);
     ASSERT_EQ(RegisterHardwareInit(), 0);
     tessaline_board_transcript_clear();
     Printed();
@@ -34,6 +34,7 @@ class StartedBoard : public BoardFixture {
   }
 
  private:
+  const char* model_;
   const LoggedErrors errors_;  // sinks are added before there are threads that log
   std::size_t errors_at_start_ = 0;
 };

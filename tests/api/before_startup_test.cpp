@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "support/LoggedErrors.h"
+#include "support/LoggedLines.h"
 #include "tessaline/tessaline.h"
 
 namespace {
@@ -174,7 +174,7 @@ std::vector<std::string> traces;
 
 // Every entry of an exported function, "LEVEL text".
 void KeepTrace(log_Event* ev) {
-  if (ev->level >= LOG_ERROR || !std::string(ev->file).starts_with("VeltranoApi")) return;
+  if (ev->level >= TESSALINE_LOG_ERROR || !std::string(ev->file).starts_with("VeltranoApi")) return;
   char text[128];
   vsnprintf(text, sizeof text, ev->fmt, ev->ap);
   traces.push_back(std::string(log_level_string(ev->level)) + ' ' + text);
@@ -184,7 +184,7 @@ class Traced : public ::testing::TestWithParam<Call> {};
 
 TEST_P(Traced, LeavesItsNameOnceAtLevelTrace) {
   log_set_quiet(true);
-  ASSERT_EQ(log_add_callback(KeepTrace, nullptr, LOG_TRACE), 0);
+  ASSERT_EQ(log_add_callback(KeepTrace, nullptr, TESSALINE_LOG_TRACE), 0);
   EXPECT_TRUE(GetParam().result_is_right());
   EXPECT_THAT(traces, ElementsAre(std::string("TRACE ") + GetParam().name));
 }

@@ -69,6 +69,9 @@ TEST_F(Catalogue, StopWithoutAStartDoesNotWait) {
 TEST_F(Catalogue, GlobalControlOfAnotherValueIsOnlyHandedOn) {
   EXPECT_EQ(SetGlobalControl(2), 0);
   EXPECT_THAT(Accesses(), ElementsAre(Read(fpga::TRIGGER_CTRL, 3), Wrote(fpga::TRIGGER_CTRL, 3)));
+  // It is no start either: nothing is waited for at the stop.
+  EXPECT_EQ(SetGlobalControl(0), 0);
+  EXPECT_THAT(Steps(), Not(Contains(Slept(1'000'000))));
 }
 
 // The second image is older than the stop; a master takes it all the same.
@@ -365,7 +368,7 @@ void Remember(log_Event* ev) {
 class TracedCatalogue : public Catalogue {
  protected:
   void SetUp() override {
-    log_add_callback(Remember, nullptr, LOG_TRACE);
+    log_add_callback(Remember, nullptr, TESSALINE_LOG_TRACE);
     Catalogue::SetUp();
     traced.clear();
     capture_calls.clear();

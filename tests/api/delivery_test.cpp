@@ -262,7 +262,7 @@ TEST_F(Delivery, InWriteMemoryModeOneTheCountIsNarrowAndPointsHaveFourBytes) {
 
 TEST_F(Delivery, ACorruptStripIsOneErrorAndWhatWasWholeArrives) {
   FILE* log = std::tmpfile();
-  ASSERT_EQ(log_add_fp(log, LOG_ERROR), 0);
+  ASSERT_EQ(log_add_fp(log, TESSALINE_LOG_ERROR), 0);
   tessaline_board_frame_fault(1, TESSALINE_BOARD_FRAME_CORRUPT, 0, 1);
   Collect(0, 3);
   const std::lock_guard lock(frames_mutex);

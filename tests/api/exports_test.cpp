@@ -48,9 +48,14 @@ TEST(Exports, AreExactlyTheListedOnes) {
   EXPECT_THAT(ExportedSymbols(), ::testing::ElementsAreArray(listed));
 }
 
+// Applications derive from it, too: constructor and destructor have a second symbol
+// for that.
+class OwnHandler : public VeltranoSDK::SignalHandler {};
+
 // Keeps the class's symbols honest: they must link from outside.
 TEST(Exports, IncludeTheSignalHandlerClass) {
   const VeltranoSDK::SignalHandler handler;
+  const OwnHandler own;
   VeltranoSDK::SignalHandler::handleSignal(2);
   EXPECT_EQ(VeltranoSDK::SignalHandler::install(), 0);
 }

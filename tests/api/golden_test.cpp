@@ -1,5 +1,6 @@
-// The whole start-up of a product as it crosses the system-call surface, compared
-// with a file. A change of one access, its value, its place or a pause shows here.
+// The whole start-up of a product of every series as it crosses the system-call
+// surface, compared with a file. A change of one access, its value, its place or a
+// pause shows here.
 
 #include <cstdlib>
 #include <filesystem>
@@ -7,43 +8,68 @@
 #include <sstream>
 #include <string>
 
+#include "api/SelfTestImage.h"
 #include "support/BoardFixture.h"
 #include "tessaline/tessaline.h"
 
 namespace {
 
 using tessaline_test::BoardFixture;
+using tessaline_test::SelfTestImage;
 
-class Golden : public BoardFixture {
- protected:
-  Golden() : BoardFixture("K3610") {}
-};
+void OnImage(unsigned, unsigned, void*) { SelfTestImage::Handled(); }
 
 // Three threads are at work. The starting thread's events are in order among
-// themselves, and so are those of each capture device; they are compared apart.
-// How often the starting thread polls for the other two is nobody's business.
-std::string InSections(const std::vector<std::string>& events) {
-  std::string main;
-  std::string video[2];
-  for (const std::string& event : events) {
-    if (event == tessaline_test::Slept(10)) continue;
-    std::string& section = event.starts_with("video0 ")   ? video[0]
-                           : event.starts_with("video1 ") ? video[1]
-                                                          : main;
-    section += event + '\n';
+// themselves, and so are those of each capture thread; they are compared apart. How
+// often the starting thread polls for the other two is nobody's business, nor how many
+// images the self-test sees.
+class Sections {
+ public:
+  void Add(const std::string& event) {
+    if (event == tessaline_test::Slept(10)) return;
+    if (event.starts_with("video0 ")) {
+      const bool frame = event.find("_DQBUF") != std::string::npos ||
+                         (images_streaming_ && event.find("_QBUF") != std::string::npos);
+      if (!frame) image_thread_ += event + '\n';
+      if (event.find("_STREAMON") != std::string::npos) images_streaming_ = true;
+    } else if (event.starts_with("video1 ") || event.starts_with("udmabuf0 ")) {
+      strip_thread_ += event + '\n';
+    } else {
+      starting_thread_ += event + '\n';
+    }
   }
-  return "# starting thread\n" + main + "# image thread\n" + video[0] + "# strip thread\n" +
-         video[1];
-}
 
-TEST_F(Golden, StartUpOfK3610) {
-  ASSERT_EQ(GetLibVersion("K3610"), 41915);
-  log_set_quiet(true);
-  ASSERT_EQ(RegisterHardwareInit(), 0);
-  const std::string actual = InSections(Events());
+  std::string Text() const {
+    return "# starting thread\n" + starting_thread_ + "# image thread\n" + image_thread_ +
+           "# strip thread\n" + strip_thread_;
+  }
 
+ private:
+  std::string starting_thread_, image_thread_, strip_thread_;
+  bool images_streaming_ = false;
+};
+
+class Golden : public BoardFixture, public ::testing::WithParamInterface<const char*> {
+ protected:
+  Golden() : BoardFixture(GetParam()) {}
+
+  static std::string StartUp() {
+    const std::string model = GetParam();
+    EXPECT_EQ(GetLibVersion(model.c_str()), 41915);
+    log_set_quiet(true);
+    RegisterEventHandler(TESSALINE_EVENT_IMAGE, reinterpret_cast<tessaline_event_handler>(OnImage));
+    const SelfTestImage tried_out(model);
+    EXPECT_EQ(RegisterHardwareInit(), 0);
+    Sections sections;
+    for (const std::string& event : Events()) sections.Add(event);
+    return sections.Text();
+  }
+};
+
+TEST_P(Golden, StartUp) {
+  const std::string actual = StartUp();
   const auto tests = std::filesystem::path(__FILE__).parent_path().parent_path();
-  const std::string name = tests / "golden" / "startup_K3610.txt";
+  const std::string name = tests / "golden" / ("startup_" + std::string(GetParam()) + ".txt");
   if (std::getenv("TESSALINE_ACCEPT_GOLDEN") != nullptr) {
     std::ofstream(name) << actual;
     FAIL() << "wrote " << name << "; look at the difference, then run without accepting";
@@ -54,5 +80,11 @@ TEST_F(Golden, StartUpOfK3610) {
   expected << file.rdbuf();
   EXPECT_EQ(actual, expected.str());
 }
+
+INSTANTIATE_TEST_SUITE_P(Api, Golden,
+                         ::testing::Values("K3610", "K3710", "K3710ch16", "K3710ch16arm_rebuild",
+                                           "K3810", "K3820", "K3920", "K3920arm_rebuild", "K4010",
+                                           "K4010arm_rebuild"),
+                         [](const auto& row) { return std::string(row.param); });
 
 }  // namespace

@@ -216,7 +216,7 @@ TEST_F(HandledSigint, LeavesTheBufferToAHandlerThatStays) {
     StartUp();
     log_add_callback(
         [](log_Event* ev) { Report((std::string("error ") + ev->fmt + "\n").c_str()); }, nullptr,
-        LOG_ERROR);
+        TESSALINE_LOG_ERROR);
     atexit([] { ReallyWait(milliseconds(50)); });
     during_image = [] {
       for (;;) {

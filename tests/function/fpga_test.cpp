@@ -138,7 +138,7 @@ TEST_F(FpgaAccess, LogsTheByteAddressBeforeTheAccess) {
         vsnprintf(text, sizeof text, event->fmt, event->ap);
         logged.push_back({text, event->level, LockIsTaken(), Get(fpga::TRI_SPACING)});
       },
-      nullptr, LOG_TRACE);
+      nullptr, TESSALINE_LOG_TRACE);
   fpga_write_addr(kImageBlock1, kTriSpacing, 7);
   fpga_read_addr(0x83C50000, 21);
   ASSERT_EQ(logged.size(), 2u);
@@ -146,7 +146,7 @@ TEST_F(FpgaAccess, LogsTheByteAddressBeforeTheAccess) {
   EXPECT_EQ(logged[0].spacing, 0u);
   EXPECT_EQ(logged[1].text, "fpga_read_addr: 83c50054");
   for (const Line& line : logged) {
-    EXPECT_EQ(line.level, LOG_TRACE);
+    EXPECT_EQ(line.level, TESSALINE_LOG_TRACE);
     EXPECT_FALSE(line.lock_taken);
   }
 }

@@ -31,23 +31,23 @@ void Remember(log_Event* ev) {
 
 TEST(Logger, PrintsEverythingFromTraceUpWhenNeverConfigured) {
   CaptureStderr();
-  log_log(LOG_TRACE, "Devices/Some.cpp", 12, "%s", "Hello");
+  log_log(TESSALINE_LOG_TRACE, "Devices/Some.cpp", 12, "%s", "Hello");
   EXPECT_THAT(GetCapturedStderr(),
               MatchesRegex("[0-9][0-9]:[0-9][0-9]:[0-9][0-9] TRACE Devices/Some.cpp:12: Hello\n"));
 }
 
 TEST(Logger, PadsTheLevelToFiveColumns) {
   CaptureStderr();
-  log_log(LOG_INFO, "a", 1, "x");
+  log_log(TESSALINE_LOG_INFO, "a", 1, "x");
   EXPECT_THAT(GetCapturedStderr(), MatchesRegex("[0-9:]+ INFO  a:1: x\n"));
 }
 
 TEST(Logger, LevelFourSilencesTraceButNotItsSinks) {
   static char tag[] = "sink";
-  ASSERT_EQ(log_add_callback(Remember, tag, LOG_TRACE), 0);
-  log_set_level(LOG_ERROR);
+  ASSERT_EQ(log_add_callback(Remember, tag, TESSALINE_LOG_TRACE), 0);
+  log_set_level(TESSALINE_LOG_ERROR);
   CaptureStderr();
-  log_log(LOG_TRACE, "a", 1, "quiet");
+  log_log(TESSALINE_LOG_TRACE, "a", 1, "quiet");
   EXPECT_EQ(GetCapturedStderr(), "");
   EXPECT_THAT(received, ElementsAre("TRACE a:1 quiet sink"));
 }
@@ -55,13 +55,13 @@ TEST(Logger, LevelFourSilencesTraceButNotItsSinks) {
 TEST(Logger, QuietKeepsSinksAndTheLockHook) {
   static char tag[] = "sink";
   static std::vector<bool> locks;
-  ASSERT_EQ(log_add_callback(Remember, tag, LOG_TRACE), 0);
+  ASSERT_EQ(log_add_callback(Remember, tag, TESSALINE_LOG_TRACE), 0);
   log_set_quiet(true);
   log_set_lock(
       [](bool lock, void* udata) { static_cast<std::vector<bool>*>(udata)->push_back(lock); },
       &locks);
   CaptureStderr();
-  log_log(LOG_FATAL, "a", 1, "x");
+  log_log(TESSALINE_LOG_FATAL, "a", 1, "x");
   EXPECT_EQ(GetCapturedStderr(), "");
   EXPECT_EQ(received.size(), 1u);
   EXPECT_THAT(locks, ElementsAre(true, false));
@@ -69,27 +69,27 @@ TEST(Logger, QuietKeepsSinksAndTheLockHook) {
 
 TEST(Logger, CallsTheLockHookTwiceForAMessageNobodyReceives) {
   static int calls = 0;
-  log_set_level(LOG_ERROR);
+  log_set_level(TESSALINE_LOG_ERROR);
   log_set_lock([](bool, void*) { ++calls; }, nullptr);
-  log_log(LOG_TRACE, "a", 1, "x");
+  log_log(TESSALINE_LOG_TRACE, "a", 1, "x");
   EXPECT_EQ(calls, 2);
   log_set_lock(nullptr, nullptr);
-  log_log(LOG_TRACE, "a", 1, "x");
+  log_log(TESSALINE_LOG_TRACE, "a", 1, "x");
   EXPECT_EQ(calls, 2);
 }
 
 TEST(Logger, TakesThirtyTwoSinks) {
   static char tag[] = "s";
-  for (int i = 0; i < 32; ++i) EXPECT_EQ(log_add_callback(Remember, tag, LOG_TRACE), 0);
-  EXPECT_EQ(log_add_callback(Remember, tag, LOG_TRACE), -1);
+  for (int i = 0; i < 32; ++i) EXPECT_EQ(log_add_callback(Remember, tag, TESSALINE_LOG_TRACE), 0);
+  EXPECT_EQ(log_add_callback(Remember, tag, TESSALINE_LOG_TRACE), -1);
   log_set_quiet(true);
-  log_log(LOG_ERROR, "a", 1, "x");
+  log_log(TESSALINE_LOG_ERROR, "a", 1, "x");
   EXPECT_EQ(received.size(), 32u);
 }
 
 TEST(Logger, TakesNoFileWhenAllSinksAreTaken) {
-  for (int i = 0; i < 32; ++i) ASSERT_EQ(log_add_fp(stdout, LOG_FATAL), 0);
-  EXPECT_EQ(log_add_fp(stdout, LOG_FATAL), -1);
+  for (int i = 0; i < 32; ++i) ASSERT_EQ(log_add_fp(stdout, TESSALINE_LOG_FATAL), 0);
+  EXPECT_EQ(log_add_fp(stdout, TESSALINE_LOG_FATAL), -1);
 }
 
 TEST(Logger, HoldsTheLockFromBeforeTheFirstSinkUntilAfterTheLast) {
@@ -100,27 +100,27 @@ TEST(Logger, HoldsTheLockFromBeforeTheFirstSinkUntilAfterTheLast) {
   };
   log_set_quiet(true);
   log_set_lock([](bool lock, void*) { steps.emplace_back(lock ? "lock" : "unlock"); }, nullptr);
-  log_add_callback(note, one, LOG_TRACE);
-  log_add_callback(note, two, LOG_TRACE);
-  log_log(LOG_INFO, "a", 1, "x");
+  log_add_callback(note, one, TESSALINE_LOG_TRACE);
+  log_add_callback(note, two, TESSALINE_LOG_TRACE);
+  log_log(TESSALINE_LOG_INFO, "a", 1, "x");
   EXPECT_THAT(steps, ElementsAre("lock", "one", "two", "unlock"));
 }
 
 TEST(Logger, SkipsASinkOfHigherLevelAndGoesOn) {
   static char high[] = "high", low[] = "low";
   log_set_quiet(true);
-  log_add_callback(Remember, high, LOG_WARN);
-  log_add_callback(Remember, low, LOG_TRACE);
-  log_log(LOG_INFO, "a", 1, "x");
+  log_add_callback(Remember, high, TESSALINE_LOG_WARN);
+  log_add_callback(Remember, low, TESSALINE_LOG_TRACE);
+  log_log(TESSALINE_LOG_INFO, "a", 1, "x");
   EXPECT_THAT(received, ElementsAre("INFO a:1 x low"));
 }
 
 TEST(Logger, GivesEachSinkItsOwnArguments) {
   static char one[] = "1", two[] = "2";
   log_set_quiet(true);
-  log_add_callback(Remember, one, LOG_TRACE);
-  log_add_callback(Remember, two, LOG_TRACE);
-  log_log(LOG_INFO, "a", 1, "%d %s", 7, "seven");
+  log_add_callback(Remember, one, TESSALINE_LOG_TRACE);
+  log_add_callback(Remember, two, TESSALINE_LOG_TRACE);
+  log_log(TESSALINE_LOG_INFO, "a", 1, "%d %s", 7, "seven");
   EXPECT_THAT(received, ElementsAre("INFO a:1 7 seven 1", "INFO a:1 7 seven 2"));
 }
 
@@ -129,9 +129,9 @@ TEST(Logger, FileSinkCarriesTheDate) {
   size_t size = 0;
   FILE* file = open_memstream(&text, &size);
   log_set_quiet(true);
-  ASSERT_EQ(log_add_fp(file, LOG_DEBUG), 0);
-  log_log(LOG_TRACE, "a", 1, "too low");
-  log_log(LOG_WARN, "b", 2, "%d", 3);
+  ASSERT_EQ(log_add_fp(file, TESSALINE_LOG_DEBUG), 0);
+  log_log(TESSALINE_LOG_TRACE, "a", 1, "too low");
+  log_log(TESSALINE_LOG_WARN, "b", 2, "%d", 3);
   EXPECT_THAT(std::string(text, size),
               MatchesRegex("[0-9]+-[0-9][0-9]-[0-9][0-9] [0-9:]+ WARN  b:2: 3\n"));
   fclose(file);
@@ -160,7 +160,7 @@ class LoggerInAnotherTimeZone : public ::testing::Test {
 
 TEST_F(LoggerInAnotherTimeZone, PrintsTheLocalTime) {
   CaptureStderr();
-  log_log(LOG_INFO, "a", 1, "x");
+  log_log(TESSALINE_LOG_INFO, "a", 1, "x");
   EXPECT_EQ(GetCapturedStderr(), "03:43:20 INFO  a:1: x\n");
 }
 
@@ -169,8 +169,8 @@ TEST_F(LoggerInAnotherTimeZone, WritesTheLocalDateToAFile) {
   size_t size = 0;
   FILE* file = open_memstream(&text, &size);
   log_set_quiet(true);
-  log_add_fp(file, LOG_TRACE);
-  log_log(LOG_INFO, "a", 1, "x");
+  log_add_fp(file, TESSALINE_LOG_TRACE);
+  log_log(TESSALINE_LOG_INFO, "a", 1, "x");
   EXPECT_EQ(std::string(text, size), "2023-11-15 03:43:20 INFO  a:1: x\n");
   fclose(file);
   free(text);
@@ -179,8 +179,8 @@ TEST_F(LoggerInAnotherTimeZone, WritesTheLocalDateToAFile) {
 TEST_F(LoggerInAnotherTimeZone, HandsTheLocalTimeToASink) {
   static struct tm received_time;
   log_set_quiet(true);
-  log_add_callback([](log_Event* ev) { received_time = *ev->time; }, nullptr, LOG_TRACE);
-  log_log(LOG_INFO, "a", 1, "x");
+  log_add_callback([](log_Event* ev) { received_time = *ev->time; }, nullptr, TESSALINE_LOG_TRACE);
+  log_log(TESSALINE_LOG_INFO, "a", 1, "x");
   EXPECT_EQ(received_time.tm_mday, 15);
   EXPECT_EQ(received_time.tm_hour, 3);
   EXPECT_EQ(received_time.tm_min, 43);
@@ -189,23 +189,23 @@ TEST_F(LoggerInAnotherTimeZone, HandsTheLocalTimeToASink) {
 
 TEST_F(LoggerInAnotherTimeZone, TakesTheTimeOnceAMessage) {
   static char one[] = "1", two[] = "2";
-  log_add_callback(Remember, one, LOG_TRACE);
-  log_add_callback(Remember, two, LOG_TRACE);
+  log_add_callback(Remember, one, TESSALINE_LOG_TRACE);
+  log_add_callback(Remember, two, TESSALINE_LOG_TRACE);
   CaptureStderr();
-  log_log(LOG_INFO, "a", 1, "to three");
+  log_log(TESSALINE_LOG_INFO, "a", 1, "to three");
   GetCapturedStderr();
   EXPECT_EQ(the_clock.readings, 1);
   log_set_quiet(true);
-  log_log(LOG_INFO, "a", 1, "to two");
+  log_log(TESSALINE_LOG_INFO, "a", 1, "to two");
   EXPECT_EQ(the_clock.readings, 2);
 }
 
 TEST_F(LoggerInAnotherTimeZone, TakesNoTimeForAMessageNobodyReceives) {
   static char tag[] = "s";
-  log_set_level(LOG_ERROR);
-  log_add_callback(Remember, tag, LOG_WARN);
+  log_set_level(TESSALINE_LOG_ERROR);
+  log_add_callback(Remember, tag, TESSALINE_LOG_WARN);
   log_set_lock([](bool, void*) {}, nullptr);
-  log_log(LOG_INFO, "a", 1, "x");
+  log_log(TESSALINE_LOG_INFO, "a", 1, "x");
   EXPECT_EQ(the_clock.readings, 0);
 }
 
@@ -245,21 +245,21 @@ TEST_F(InterruptedLogger, FinishesWhatTheLockHookBegan) {
         if (lock) Interrupt();
       },
       nullptr);
-  log_log(LOG_INFO, "a", 1, "x");
+  log_log(TESSALINE_LOG_INFO, "a", 1, "x");
   ExpectHandledAfterTheMessage();
 }
 
 TEST_F(InterruptedLogger, FinishesTheSinks) {
   log_set_quiet(true);
-  log_add_callback([](log_Event*) { Interrupt(); }, nullptr, LOG_TRACE);
-  log_log(LOG_INFO, "a", 1, "x");
+  log_add_callback([](log_Event*) { Interrupt(); }, nullptr, TESSALINE_LOG_TRACE);
+  log_log(TESSALINE_LOG_INFO, "a", 1, "x");
   ExpectHandledAfterTheMessage();
 }
 
 TEST_F(InterruptedLogger, FinishesTheLineOfTheStandardErrorStream) {
   the_clock.at_reading = Interrupt;
   CaptureStderr();
-  log_log(LOG_INFO, "a", 1, "x");
+  log_log(TESSALINE_LOG_INFO, "a", 1, "x");
   EXPECT_THAT(GetCapturedStderr(), MatchesRegex("[0-9:]+ INFO  a:1: x\n"));
   ExpectHandledAfterTheMessage();
 }

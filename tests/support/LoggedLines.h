@@ -1,5 +1,7 @@
 #pragma once
 
+#include <algorithm>
+#include <cstdio>
 #include <mutex>
 #include <string>
 #include <utility>
@@ -9,55 +11,92 @@
 
 namespace tessaline_test {
 
-// What the library logs from the given level up, as "LEVEL file: text".
+// What the library logs from the given level up while this lives, as "LEVEL file: text".
 class LoggedLines {
  public:
-  explicit LoggedLines(int level = LOG_INFO) {
+  explicit LoggedLines(int level = TESSALINE_LOG_INFO) : level_(level), sink_(SinkFor(level)) {
     log_set_quiet(true);
-    Store& store = TheStore();
-    const std::lock_guard lock(store.mutex);
-    store.lines.clear();
-    store.level = level;
+    const std::lock_guard lock(sink_.mutex);
+    sink_.listeners.push_back(this);
+  }
+  ~LoggedLines() {
+    const std::lock_guard lock(sink_.mutex);
+    std::erase(sink_.listeners, this);
+  }
+  LoggedLines(const LoggedLines&) = delete;
+  LoggedLines& operator=(const LoggedLines&) = delete;
+
+  std::vector<std::string> lines() const {
+    const std::lock_guard lock(sink_.mutex);
+    return lines_;
   }
 
-  static std::vector<std::string> Take() {
-    Store& store = TheStore();
-    const std::lock_guard lock(store.mutex);
-    return std::exchange(store.lines, {});
+  // The lines since the last call.
+  std::vector<std::string> Take() const {
+    const std::lock_guard lock(sink_.mutex);
+    return std::exchange(lines_, {});
   }
 
-  static std::size_t Count() {
-    Store& store = TheStore();
-    const std::lock_guard lock(store.mutex);
-    return store.lines.size();
+  std::size_t Count() const {
+    const std::lock_guard lock(sink_.mutex);
+    return lines_.size();
   }
 
  private:
-  struct Store {
+  // The logger's sinks cannot be removed, and threads may log to the very end: those
+  // of the process are never destroyed.
+  struct Sink {
     std::mutex mutex;
-    std::vector<std::string> lines;
-    int level = LOG_FATAL;
+    std::vector<LoggedLines*> listeners;
   };
 
-  // Sinks cannot be removed, so there is one for the process, never destroyed.
-  static Store& TheStore() {
-    static Store* const store = [] {
-      auto* const made = new Store;
-      log_add_callback(Receive, made, LOG_TRACE);
+  template <int kLevel>
+  static Sink& SinkFrom() {
+    static Sink* const sink = [] {
+      auto* const made = new Sink;
+      log_add_callback(Receive, made, kLevel);
       return made;
     }();
-    return *store;
+    return *sink;
+  }
+
+  // A process in which only errors are awaited goes without the lines below.
+  static Sink& SinkFor(int level) {
+    return level < TESSALINE_LOG_ERROR ? SinkFrom<TESSALINE_LOG_TRACE>()
+                                       : SinkFrom<TESSALINE_LOG_ERROR>();
   }
 
   static void Receive(log_Event* event) {
-    auto* const store = static_cast<Store*>(event->udata);
-    char text[512];
-    vsnprintf(text, sizeof text, event->fmt, event->ap);
-    const std::lock_guard lock(store->mutex);
-    if (event->level < store->level) return;
-    store->lines.push_back(std::string(log_level_string(event->level)) + ' ' + event->file + ": " +
-                           text);
+    auto* const sink = static_cast<Sink*>(event->udata);
+    const std::lock_guard lock(sink->mutex);
+    for (const LoggedLines* listener : sink->listeners) {
+      if (event->level < listener->level_) continue;
+      char text[512];
+      va_list arguments;
+      va_copy(arguments, event->ap);
+      vsnprintf(text, sizeof text, event->fmt, arguments);
+      va_end(arguments);
+      listener->lines_.push_back(std::string(log_level_string(event->level)) + ' ' + event->file +
+                                 ": " + text);
+    }
   }
+
+  const int level_;
+  Sink& sink_;
+  mutable std::vector<std::string> lines_;
+};
+
+// The same for errors alone, as "file: text".
+class LoggedErrors {
+ public:
+  std::vector<std::string> lines() const {
+    auto lines = logged_.lines();
+    for (std::string& line : lines) line.erase(0, line.find(' ') + 1);
+    return lines;
+  }
+
+ private:
+  LoggedLines logged_{TESSALINE_LOG_ERROR};
 };
 
 }  // namespace tessaline_test

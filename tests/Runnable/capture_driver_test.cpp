@@ -1,0 +1,239 @@
+// The capture threads with drivers that grant other numbers of buffers than they are
+// asked for, or cannot capture at all, and settings that change while a thread waits
+// in its driver.
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstring>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "DeviceManager.h"
+#include "Devices/CmosSensor.h"
+#include "Devices/UdmaBuf.h"
+#include "Runnable/CaptureStripStream.h"
+#include "Runnable/CaptureVideoStream.h"
+#include "SeriesLogic/SeriesLogicFactory.h"
+#include "support/BoardFixture.h"
+#include "support/ChangedDriver.h"
+#include "support/FrameSource.h"
+#include "support/LoggedLines.h"
+#include "support/Waiting.h"
+
+namespace {
+
+using namespace VeltranoSDK;     // NOLINT(google-build-using-namespace)
+using namespace tessaline_test;  // NOLINT(google-build-using-namespace)
+using std::chrono::milliseconds;
+using ::testing::ElementsAre;
+
+class CaptureDriver : public BoardFixture {
+ protected:
+  CaptureDriver() : BoardFixture("K3610") {}
+
+  void SetUp() override {
+    BoardFixture::SetUp();
+    ASSERT_TRUE(SeriesLogicFactory::InitSeriesLogicBySeries(kSeries21));
+    ASSERT_TRUE(DeviceManagerHolder::Instance()->Init());
+    FrameSource::Prepare();
+    log.Take();
+    tessaline_board_transcript_clear();
+  }
+
+  void TearDown() override {
+    FrameSource::Trigger(false);
+    for (Utility::Runnable* thread : {static_cast<Utility::Runnable*>(video.get()),
+                                      static_cast<Utility::Runnable*>(strip.get())}) {
+      thread->Cancel();
+    }
+    video->ReleaseResource();
+    strip->ReleaseResource();
+    changed_driver = nullptr;
+    BoardFixture::TearDown();
+  }
+
+  // Returns when its device is set up, successfully or not.
+  static void Run(Utility::Runnable& thread) {
+    const auto set_up = std::make_shared<std::atomic<bool>>(false);
+    thread.RegisterBeforeRunFinishFunc([set_up] { *set_up = true; });
+    thread.Start();
+    thread.Detach();
+    ASSERT_TRUE(Eventually([&] { return set_up->load(); }));
+  }
+
+  static std::size_t EventCount(const std::string& event) {
+    std::size_t count = 0;
+    for (const std::string& seen : Events()) count += seen.starts_with(event);
+    return count;
+  }
+
+  const LoggedLines log{TESSALINE_LOG_INFO};
+  std::shared_ptr<CaptureVideoStream> video = std::make_shared<CaptureVideoStream>();
+  std::shared_ptr<CaptureStripStream> strip = std::make_shared<CaptureStripStream>();
+  std::atomic<int> waiting{0};  // times a thread went to wait for a buffer
+};
+
+// --- Buffers -----------------------------------------------------------------------------
+
+TEST_F(CaptureDriver, ThatGrantsFewerBuffersIsCapturedWithThose) {
+  GrantBuffers(2);
+  FrameSource::Route(FrameSource::kImages);
+  std::atomic<int> images{0};
+  video->RegisterImageBufCallback([&](unsigned, unsigned, void*) { ++images; });
+  Run(*video);
+  EXPECT_EQ(EventCount("video0 VIDIOC_QBUF"), 2u);
+  tessaline_board_transcript_enable(0);
+  FrameSource::Trigger(true);
+  EXPECT_TRUE(Eventually([&] { return images >= 10; }));
+}
+
+TEST_F(CaptureDriver, ThatGrantsFewerStripBuffersIsCapturedWithThose) {
+  GrantBuffers(2);
+  FrameSource::Route(FrameSource::kStrips);
+  std::atomic<int> buffers{0};
+  strip->RegisterStripBufCallback([&](unsigned, unsigned, void*) { ++buffers; });
+  Run(*strip);
+  EXPECT_EQ(EventCount("video1 VIDIOC_QBUF"), 2u);
+  tessaline_board_transcript_enable(0);
+  FrameSource::Trigger(true);
+  EXPECT_TRUE(Eventually([&] { return buffers >= 10; }));
+}
+
+// Set-up is over, the thread has nothing to hand out, and lives.
+TEST_F(CaptureDriver, ThatGrantsNoBuffersIsNoDevice) {
+  GrantBuffers(0);
+  std::atomic<int> calls{0};
+  video->RegisterImageBufCallback([&](unsigned, unsigned, void*) { ++calls; });
+  strip->RegisterStripBufCallback([&](unsigned, unsigned, void*) { ++calls; });
+  Run(*video);
+  Run(*strip);
+  EXPECT_EQ(EventCount("video0 VIDIOC_QBUF"), 0u);
+  EXPECT_EQ(EventCount("video1 VIDIOC_QBUF"), 0u);
+  FrameSource::Route(FrameSource::kImages);
+  FrameSource::Trigger(true);
+  ReallyWait(milliseconds(50));
+  EXPECT_EQ(calls, 0);
+  EXPECT_TRUE(video->VideoBufClear());
+  EXPECT_TRUE(strip->StripBufClear());
+  EXPECT_TRUE(video->Cancel());
+  EXPECT_TRUE(strip->Cancel());
+}
+
+TEST_F(CaptureDriver, ThatCannotCaptureIsTold) {
+  RefuseToCapture();
+  const int before = OpenDescriptors();
+  Run(*video);
+  Run(*strip);
+  const auto told = log.Take();
+  const auto times = [&told](const std::string& line) {
+    return std::count(told.begin(), told.end(), line);
+  };
+  EXPECT_EQ(times("ERROR Devices/V4l2Fd.cpp: Device is not a video capture device!"), 2);
+  EXPECT_EQ(times("ERROR Runnable/CaptureVideoStream.cpp: initialize v4l2 error!"), 1);
+  EXPECT_EQ(times("ERROR Runnable/CaptureStripStream.cpp: initialize v4l2 error!"), 1);
+  EXPECT_EQ(OpenDescriptors(), before);
+}
+
+TEST_F(CaptureDriver, TheDmaAreaTellsThatItIsMapped) {
+  const UdmaBuf area(0, 4096);
+  EXPECT_THAT(log.Take(), ElementsAre("INFO Devices/UdmaBuf.cpp: UdmaBuf mmap succuffully!"));
+}
+
+// --- Settings while a thread waits -------------------------------------------------------
+
+struct Image {
+  std::uint64_t id, time_stamp;
+};
+
+class SteadyImages : public CaptureDriver {
+ protected:
+  // The first `count` images; `at` is called on the capture thread with each.
+  std::vector<Image> Collect(std::size_t count, std::function<void(const Image&)> at) {
+    FrameSource::Route(FrameSource::kImages);
+    video->RegisterImageBufCallback([=, this](unsigned width, unsigned height, void* data) {
+      Image image;
+      const auto* header = static_cast<const std::byte*>(data) + std::size_t{width} * height;
+      memcpy(&image.id, header, sizeof image.id);
+      memcpy(&image.time_stamp, header + 8, sizeof image.time_stamp);
+      at(image);
+      const std::lock_guard lock(mutex);
+      images.push_back(image);
+    });
+    tessaline_board_transcript_enable(0);
+    Run(*video);
+    FrameSource::Trigger(true);
+    EXPECT_TRUE(Eventually([&] {
+      const std::lock_guard lock(mutex);
+      return images.size() >= count;
+    }));
+    video->Cancel();
+    images.resize(count);
+    return images;
+  }
+
+  std::mutex mutex;
+  std::vector<Image> images;
+};
+
+// Images follow each other at the trigger's period.
+constexpr std::uint64_t kPeriod = 200000;
+
+TEST_F(SteadyImages, TheOneOfTheTimeSetIsNotDelivered) {
+  const auto got = Collect(4, [this](const Image& image) {
+    if (image.id == 2) video->SetMinTimeStamp(image.time_stamp + kPeriod);
+  });
+  EXPECT_EQ(got[1].time_stamp - got[0].time_stamp, kPeriod);
+  EXPECT_EQ(got[1].id, 2u);
+  EXPECT_EQ(got[2].id, 4u);
+  EXPECT_EQ(got[2].time_stamp - got[1].time_stamp, 2 * kPeriod);
+}
+
+TEST_F(SteadyImages, TheOneJustAfterTheTimeSetIsDelivered) {
+  const auto got = Collect(4, [this](const Image& image) {
+    if (image.id == 2) video->SetMinTimeStamp(image.time_stamp + kPeriod - 1);
+  });
+  EXPECT_EQ(got[2].id, 3u);
+}
+
+// The thread is in the dequeue when the mode changes: the buffer that comes is read in
+// the new one.
+TEST_F(CaptureDriver, AWriteModeSetDuringTheDequeueCountsForTheBufferThatComes) {
+  FrameSource::Route(FrameSource::kStrips);
+  struct Strips {
+    unsigned count, bytes;
+    std::uint64_t points;
+  };
+  std::mutex mutex;
+  std::vector<Strips> received;
+  strip->RegisterStripBufCallback([&](unsigned count, unsigned bytes, void* data) {
+    std::uint64_t header[4];
+    memcpy(header, data, sizeof header);
+    const std::lock_guard lock(mutex);
+    received.push_back({count, bytes, header[3]});
+  });
+  changed_driver = [this](Ioctl call, int fd, unsigned long request, void* argument) {
+    if (request == VIDIOC_DQBUF) ++waiting;
+    return call(fd, request, argument);
+  };
+  tessaline_board_set_strips_per_buffer(1);
+  Run(*strip);
+  ASSERT_TRUE(Eventually([&] { return waiting == 1; }));
+  ReallyWait(milliseconds(20));  // and now it is
+
+  Set(fpga::STRIP_WRIMEM_STRATEGY, 1);
+  strip->SetWriteMemMode(1);
+  FrameSource::Trigger(true);
+  ASSERT_TRUE(Eventually([&] {
+    const std::lock_guard lock(mutex);
+    return !received.empty();
+  }));
+  strip->Cancel();
+  EXPECT_EQ(received[0].count, 1u);
+  EXPECT_EQ(received[0].bytes, 32 + 4 * received[0].points);
+}
+
+}  // namespace

@@ -1,0 +1,60 @@
+#pragma once
+
+// Start-up of an IMX252 product ends with a self-test: the sensor is triggered, and an
+// image has to come within 10 ms. Here exactly one comes, and the pause lasts until it
+// has been handled, however slow the machine is. To be included by one file of a
+// program: it stands before the board's usleep.
+
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <string>
+
+#include "support/Waiting.h"
+#include "tessaline/board.h"
+
+namespace tessaline_test {
+
+class SelfTestImage {
+ public:
+  // Before start-up, with an image handler registered that calls Handled().
+  explicit SelfTestImage(const std::string& model) : needed_(model.starts_with("K37")) {
+    if (!needed_) return;
+    tessaline_board_frame_fault(0, TESSALINE_BOARD_FRAME_LOST, 1, 0);
+    awaited_ = true;
+  }
+  ~SelfTestImage() {
+    if (!needed_) return;
+    awaited_ = false;
+    tessaline_board_clear_faults();
+  }
+  SelfTestImage(const SelfTestImage&) = delete;
+  SelfTestImage& operator=(const SelfTestImage&) = delete;
+
+  // At the end of the handler.
+  static void Handled() { handled_ = true; }
+
+  static void AfterPause(useconds_t microseconds) {
+    constexpr useconds_t kPause = 10'000;
+    if (!awaited_ || microseconds != kPause) return;
+    EXPECT_TRUE(Eventually([] { return handled_.load(); })) << "no image for the self-test";
+  }
+
+ private:
+  static inline std::atomic<bool> awaited_ = false;
+  static inline std::atomic<bool> handled_ = false;
+  const bool needed_;
+};
+
+}  // namespace tessaline_test
+
+#pragma GCC visibility push(default)
+extern "C" int usleep(useconds_t microseconds) {
+  static const auto next = reinterpret_cast<int (*)(useconds_t)>(dlsym(RTLD_NEXT, "usleep"));
+  const int result = next(microseconds);
+  tessaline_test::SelfTestImage::AfterPause(microseconds);
+  return result;
+}
+#pragma GCC visibility pop

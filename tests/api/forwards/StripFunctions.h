@@ -1,0 +1,146 @@
+#pragma once
+
+// Laser-line extraction, reconstruction and acquisition.
+
+#include "api/forwards/Calling.h"
+
+namespace tessaline_test {
+
+inline const std::vector<ForwardedFunction> kStripFunctions{
+    {"SetCollectMode",
+     {Calling(SetCollectMode, 2).Fails("SetCollectMode error mode error\n"),
+      Calling(SetCollectMode, kAllOnes).Fails("SetCollectMode error mode error\n"),
+      Calling(SetCollectMode, 0).LosesAll().Fails("SetCollectMode error\n")}},
+    // Does not ask the FPGA.
+    {"GetCollectMode", {Calling(GetCollectMode).Returns(1)}},
+    {"SetStripDataMode",
+     {Calling(SetStripDataMode, 0).Writes(STRIP_DATA_MODE, 0),
+      Calling(SetStripDataMode, 1).Writes(STRIP_DATA_MODE, 1),
+      Calling(SetStripDataMode, kAllOnes).Writes(STRIP_DATA_MODE, kAllOnes),
+      Calling(SetStripDataMode, 1).LosesAll().Fails()}},
+    {"GetStripDataMode",
+     {Calling(GetStripDataMode).Reads(STRIP_DATA_MODE, 0).Returns(0),
+      Calling(GetStripDataMode).Reads(STRIP_DATA_MODE, kAllOnes).Returns(kAllOnes)}},
+    {"SetStripWriteMemMode",
+     {Calling(SetStripWriteMemMode, 0)
+          .Writes(STRIP_WRIMEM_STRATEGY, 0)
+          .Writes(STRIP_WRIMEM_STRATEGY_WIDTH, 0),
+      Calling(SetStripWriteMemMode, kAllOnes)
+          .Writes(STRIP_WRIMEM_STRATEGY, kAllOnes)
+          .Writes(STRIP_WRIMEM_STRATEGY_WIDTH, kAllOnes),
+      Calling(SetStripWriteMemMode, 1)
+          .LosesAccess(0)
+          .Fails("SetStripWriteMemMode fpga_write_addr STRIP_WRIMEM_STRATEGY_WIDTH error\n"),
+      Calling(SetStripWriteMemMode, 1)
+          .Writes(STRIP_WRIMEM_STRATEGY, 1)
+          .LosesAccess(1)
+          .Fails("SetStripWriteMemMode fpga_write_addr STRIP_WRIMEM_STRATEGY_WIDTH error\n")}},
+    {"SetRisThresholdValue",
+     {Calling(SetRisThresholdValue, 0).Writes(RIS_THRESHOLD, 0),
+      Calling(SetRisThresholdValue, 255).Writes(RIS_THRESHOLD, 255),
+      Calling(SetRisThresholdValue, 256).Writes(RIS_THRESHOLD, 255),
+      Calling(SetRisThresholdValue, kAllOnes).Writes(RIS_THRESHOLD, 255),
+      Calling(SetRisThresholdValue, 1).LosesAll().Fails("SetRisThresholdValue error\n")}},
+    {"GetRisThresholdValue",
+     {Calling(GetRisThresholdValue).Reads(RIS_THRESHOLD, 31).Returns(31),
+      Calling(GetRisThresholdValue).Reads(RIS_THRESHOLD, kAllOnes).Returns(kAllOnes)}},
+    {"SetStripWidthMin",
+     {Calling(SetStripWidthMin, 0).Writes(STRIP_WIDTH_MIN, 1),
+      Calling(SetStripWidthMin, 1).Writes(STRIP_WIDTH_MIN, 1),
+      Calling(SetStripWidthMin, 128).Writes(STRIP_WIDTH_MIN, 128),
+      Calling(SetStripWidthMin, 129).Writes(STRIP_WIDTH_MIN, 128),
+      Calling(SetStripWidthMin, kAllOnes).Writes(STRIP_WIDTH_MIN, 128),
+      Calling(SetStripWidthMin, 1).LosesAll().Fails("SetStripWidthMin error\n")}},
+    {"GetStripWidthMin",
+     {Calling(GetStripWidthMin).Reads(STRIP_WIDTH_MIN, 3).Returns(3),
+      Calling(GetStripWidthMin).Reads(STRIP_WIDTH_MIN, kAllOnes).Returns(kAllOnes)}},
+    {"SetStripWidthMax",
+     {Calling(SetStripWidthMax, 0).Writes(STRIP_WIDTH_MAX, 1),
+      Calling(SetStripWidthMax, 1).Writes(STRIP_WIDTH_MAX, 1),
+      Calling(SetStripWidthMax, 128).Writes(STRIP_WIDTH_MAX, 128),
+      Calling(SetStripWidthMax, 129).Writes(STRIP_WIDTH_MAX, 128),
+      Calling(SetStripWidthMax, kAllOnes).Writes(STRIP_WIDTH_MAX, 128),
+      Calling(SetStripWidthMax, 1).LosesAll().Fails("SetStripWidthMax error\n")}},
+    {"GetStripWidthMax",
+     {Calling(GetStripWidthMax).Reads(STRIP_WIDTH_MAX, 33).Returns(33),
+      Calling(GetStripWidthMax).Reads(STRIP_WIDTH_MAX, kAllOnes).Returns(kAllOnes)}},
+    {"SetMeasuringRange",
+     {Calling(SetMeasuringRange, 0, 0x3FFFFFF)
+          .Writes(MEASURING_RANGE_START, 0)
+          .Writes(MEASURING_RANGE_END, 0x3FFFFFF),
+      Calling(SetMeasuringRange, kAllOnes, 0x4000000)
+          .Writes(MEASURING_RANGE_START, 0x3FFFFFF)
+          .Writes(MEASURING_RANGE_END, 0),
+      Calling(SetMeasuringRange, 1, 2).LosesAll()}},
+    {"SetRoiOffset",
+     {Calling(SetRoiOffset, 0, 0).Changes(ROI_OFFSET, kAllOnes, 0xFE000000),
+      Calling(SetRoiOffset, 0xFFF, 0).Changes(ROI_OFFSET, 0, 0xFFF),
+      Calling(SetRoiOffset, 0, 0x1FFF).Changes(ROI_OFFSET, 0, 0x1FFF000),
+      Calling(SetRoiOffset, 0x1000, 0x2000).Changes(ROI_OFFSET, kAllOnes, 0xFE000000),
+      Calling(SetRoiOffset, kAllOnes, kAllOnes).Changes(ROI_OFFSET, 0x02000000, 0x03FFFFFF),
+      Calling(SetRoiOffset, 1, 1).LosesAll()}},
+    // The last two failures are told in the words of the second and third.
+    {"SetSampleLightLineParam",
+     {Calling(SetSampleLightLineParam, -1, INT32_MIN, INT32_MAX, 4, 5)
+          .Writes(RECONSTRUCTION_START_X, kAllOnes)
+          .Writes(RECONSTRUCTION_STEP_X, 0x80000000)
+          .Writes(RECONSTRUCTION_CNT_X, 0x7FFFFFFF)
+          .Writes(SAMPLE_LINE_PARAM_4, 4)
+          .Writes(SAMPLE_LINE_PARAM_5, 5),
+      Calling(SetSampleLightLineParam, 1, 2, 3, 4, 5)
+          .LosesAccess(0)
+          .Fails("SetSampleLightLineParam fpga_write_addr RECONSTRUCTION_START_X error\n"),
+      Calling(SetSampleLightLineParam, 1, 2, 3, 4, 5)
+          .Writes(RECONSTRUCTION_START_X, 1)
+          .LosesAccess(1)
+          .Fails("SetSampleLightLineParam fpga_write_addr RECONSTRUCTION_STEP_X error\n"),
+      Calling(SetSampleLightLineParam, 1, 2, 3, 4, 5)
+          .Writes(RECONSTRUCTION_START_X, 1)
+          .Writes(RECONSTRUCTION_STEP_X, 2)
+          .LosesAccess(2)
+          .Fails("SetSampleLightLineParam fpga_write_addr RECONSTRUCTION_CNT_X error\n"),
+      Calling(SetSampleLightLineParam, 1, 2, 3, 4, 5)
+          .Writes(RECONSTRUCTION_START_X, 1)
+          .Writes(RECONSTRUCTION_STEP_X, 2)
+          .Writes(RECONSTRUCTION_CNT_X, 3)
+          .LosesAccess(3)
+          .Fails("SetSampleLightLineParam fpga_write_addr RECONSTRUCTION_STEP_X error\n"),
+      Calling(SetSampleLightLineParam, 1, 2, 3, 4, 5)
+          .Writes(RECONSTRUCTION_START_X, 1)
+          .Writes(RECONSTRUCTION_STEP_X, 2)
+          .Writes(RECONSTRUCTION_CNT_X, 3)
+          .Writes(SAMPLE_LINE_PARAM_4, 4)
+          .LosesAccess(4)
+          .Fails("SetSampleLightLineParam fpga_write_addr RECONSTRUCTION_CNT_X error\n")}},
+    // The one flag after the other: the continuous one prevails.
+    {"SetBrFlag",
+     {Calling(SetBrFlag, 0).Writes(BR_CONT_MODE_A, 0).Writes(BR_CONT_MODE_B, 0),
+      Calling(SetBrFlag, 1).Writes(BR_CONT_MODE_A, 1).Writes(BR_CONT_MODE_B, 1),
+      Calling(SetBrFlag, kAllOnes).Writes(BR_CONT_MODE_A, 1).Writes(BR_CONT_MODE_B, 1),
+      Calling(SetContinuousFlag, 1).Writes(BR_CONT_MODE_A, 2).Writes(BR_CONT_MODE_B, 2),
+      Calling(SetBrFlag, 1).Writes(BR_CONT_MODE_A, 2).Writes(BR_CONT_MODE_B, 2)}},
+    {"SetContinuousFlag",
+     {Calling(SetContinuousFlag, 0).Writes(BR_CONT_MODE_A, 0).Writes(BR_CONT_MODE_B, 0),
+      Calling(SetContinuousFlag, 1).Writes(BR_CONT_MODE_A, 2).Writes(BR_CONT_MODE_B, 2),
+      Calling(SetContinuousFlag, kAllOnes).Writes(BR_CONT_MODE_A, 2).Writes(BR_CONT_MODE_B, 2),
+      Calling(SetBrFlag, 1).Writes(BR_CONT_MODE_A, 2).Writes(BR_CONT_MODE_B, 2),
+      Calling(SetContinuousFlag, 0).Writes(BR_CONT_MODE_A, 1).Writes(BR_CONT_MODE_B, 1)}},
+    {"ResetFrameID",
+     {Calling(ResetFrameID).Writes(FRAME_ID_RESET, 1).Sleeps(1).Writes(FRAME_ID_RESET, 0).Sleeps(1),
+      Calling(ResetFrameID).Sleeps(1).Sleeps(1).LosesAll()}},
+    {"GetCallbackLostNum",
+     {Calling(GetCallbackLostNum).Reads(CALLBACK_LOST_NUM, 0).Returns(0),
+      Calling(GetCallbackLostNum).Reads(CALLBACK_LOST_NUM, kAllOnes).Returns(kAllOnes)}},
+    // Done, and yet a failure.
+    {"ResetCallbackLostNum",
+     {Calling(ResetCallbackLostNum)
+          .Writes(CALLBACK_LOST_RESET, 1)
+          .Sleeps(1)
+          .Writes(CALLBACK_LOST_RESET, 0)
+          .Sleeps(1)
+          .Fails()}},
+    {"GetStripReleaseNum", {Calling(GetStripReleaseNum).Returns(0)}},
+    {"ResetStripReleaseNum", {Calling(ResetStripReleaseNum).Returns(0)}},
+};
+
+}  // namespace tessaline_test

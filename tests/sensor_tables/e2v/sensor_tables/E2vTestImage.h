@@ -1,0 +1,13 @@
+#pragma once
+
+// One register. Made up for the tests.
+
+#include <array>
+
+#include "Devices/tables/E2vTable.h"
+
+namespace VeltranoSDK::e2v {
+
+inline constexpr std::array kTestImageCheck{PagedEntry{0, 0x0350, 0x8888}};
+
+}  // namespace VeltranoSDK::e2v
