@@ -130,7 +130,7 @@ void WriteRegister(const fpga::Register& reg, std::uint32_t value) {
 
 Measurement Bare(bool images) {
   PlugIn();
-  log_set_level(LOG_ERROR);
+  log_set_level(TESSALINE_LOG_ERROR);
   for (const char* line : {"907", "934"}) {
     const std::string base = std::string("/sys/class/gpio/gpio") + line;
     WriteText("/sys/class/gpio/export", line);

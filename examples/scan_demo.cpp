@@ -1,13 +1,14 @@
 // Scans what passes under the sensor: a few camera images first, then some hundred
 // laser-line profiles, and writes one camera image and the height map as PNG.
 //
-//   scan_demo [MODEL [PROFILES [DIRECTORY]]]        (K3610, 600, the current one)
+//   scan_demo --model K3610 --profiles 600 --output DIRECTORY
 //
 // Runs on a sensor as it is, and on the virtual board:
-//   TESSALINE_BOARD=K3610 LD_PRELOAD=libtessaline-board.so scan_demo
+//   TESSALINE_BOARD=K3610 LD_PRELOAD=libtessaline-board.so scan_demo --model K3610
 
 #include <tessaline/tessaline.h>
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <atomic>
 #include <chrono>
@@ -21,6 +22,7 @@
 #include <vector>
 
 #include "Png.h"
+#include "Strips.h"
 
 namespace {
 
@@ -37,22 +39,6 @@ constexpr unsigned kGreen = 2;
 // it at 1/4.
 double HeightOf(double row, unsigned image_height) { return (0.75 - row / image_height) * 40.0; }
 
-struct StripHeader {
-  std::uint64_t frame_id, time_stamp, encoder_stamp, points;
-};
-
-// A point of 8 bytes, as this sensor's FPGA writes it.
-struct StripPoint {
-  std::uint16_t column;
-  std::uint8_t peak, width;
-  std::uint32_t row;  // 1/65536 pixels
-};
-
-struct Profile {
-  std::uint64_t frame_id, encoder_stamp;
-  std::vector<StripPoint> points;
-};
-
 // What the two handlers leave for the main thread. They run on the library's
 // threads and must be quick: the buffer they are given goes back to the driver.
 struct Results {
@@ -61,13 +47,18 @@ struct Results {
   std::uint64_t last_image_id = 0;
   Picture most_telling;  // the image in which the line bends most
   unsigned bend = 0;
-  std::vector<Profile> profiles;
+  std::vector<Profile> profiles;  // the first `wanted`
+  unsigned profiles_seen = 0;
+  unsigned wanted = 0;
+  std::size_t point_bytes = 0;
 };
 // Never destroyed: the library's threads run until the process is gone.
 Results& results = *new Results;
 
-// Difference between the highest and the lowest row of the line, in pixels.
+// Difference between the highest and the lowest row of the line, in pixels; 0 when
+// there is no line across the whole image, as in images from before the laser was on.
 unsigned Bend(unsigned width, unsigned height, const std::uint8_t* pixels) {
+  constexpr std::uint8_t kLineAtLeast = 60;
   unsigned top = height;
   unsigned bottom = 0;
   for (unsigned x = 0; x < width; x += 16) {
@@ -75,6 +66,7 @@ unsigned Bend(unsigned width, unsigned height, const std::uint8_t* pixels) {
     for (unsigned y = 1; y < height; ++y) {
       if (pixels[y * width + x] > pixels[brightest * width + x]) brightest = y;
     }
+    if (pixels[brightest * width + x] < kLineAtLeast) return 0;
     top = std::min(top, brightest);
     bottom = std::max(bottom, brightest);
   }
@@ -96,20 +88,11 @@ void OnImage(unsigned int width, unsigned int height, void* data) {
 }
 
 void OnStrips(unsigned int strips, unsigned int bytes, void* data) {
-  const auto* at = static_cast<const std::uint8_t*>(data);
-  const auto* const end = at + bytes;
+  auto profiles = ReadStrips(strips, bytes, data, results.point_bytes);
   const std::lock_guard lock(results.mutex);
-  for (unsigned i = 0; i < strips; ++i) {
-    StripHeader header{};
-    std::memcpy(&header, at, sizeof header);
-    at += sizeof header;
-    Profile profile{header.frame_id, header.encoder_stamp, {}};
-    // Another product's points may be shorter than ours.
-    if (header.points * sizeof(StripPoint) > static_cast<std::size_t>(end - at)) return;
-    profile.points.resize(header.points);
-    std::memcpy(profile.points.data(), at, header.points * sizeof(StripPoint));
-    at += header.points * sizeof(StripPoint);
-    results.profiles.push_back(std::move(profile));
+  results.profiles_seen += static_cast<unsigned>(profiles.size());
+  for (auto& profile : profiles) {
+    if (results.profiles.size() < results.wanted) results.profiles.push_back(std::move(profile));
   }
 }
 
@@ -120,7 +103,7 @@ unsigned Images() {
 
 unsigned Profiles() {
   const std::lock_guard lock(results.mutex);
-  return static_cast<unsigned>(results.profiles.size());
+  return results.profiles_seen;
 }
 
 // Triggers until `count()` has reached `wanted`, showing how it goes. Returns the
@@ -157,36 +140,39 @@ void Colour(double t, double brightness, std::uint8_t* rgb) {
   }
 }
 
-// One profile after the other from top to bottom, 0.1 mm a pixel on the virtual
-// board. The colour is the height; light from the side shows edges and curvature,
-// and the brightness of the laser line what is printed on the surface.
+// Seen from above, 0.1 mm a pixel: profiles from top to bottom, each as far down as
+// the belt had moved. The colour is the height; light from the side shows edges and
+// curvature, and the brightness of the laser line what is printed on the surface.
 Picture HeightMap(const std::vector<Profile>& profiles, unsigned width, unsigned height) {
-  constexpr unsigned kColumnsPerPixel = 2;
-  constexpr unsigned kPixelsPerProfile = 2;
+  constexpr unsigned kMapWidth = 728;
+  constexpr unsigned kCountsPerPixel = 10;
   constexpr double kMaxHeight = 12;
   constexpr double kUnknown = -1000;
-  Picture map(width / kColumnsPerPixel, static_cast<unsigned>(profiles.size()) * kPixelsPerProfile,
-              3);
-  std::vector<double> heights(width);
-  std::vector<double> light(width);
+  const std::uint64_t start = profiles.front().encoder_stamp;
+  const auto row_of = [&](const Profile& profile) {
+    return static_cast<unsigned>((profile.encoder_stamp - start) / kCountsPerPixel);
+  };
+  Picture map(kMapWidth, row_of(profiles.back()) + 1, 3);
+  std::vector<double> heights(kMapWidth + 1);
+  std::vector<double> light(kMapWidth + 1);
   std::vector<double> before;
-  for (unsigned line = 0; line < profiles.size(); ++line) {
+  for (std::size_t i = 0; i < profiles.size(); ++i) {
     std::fill(heights.begin(), heights.end(), kUnknown);
-    for (const StripPoint& point : profiles[line].points) {
+    for (const Point& point : profiles[i].points) {
       if (point.column >= width) continue;
-      heights[point.column] = HeightOf(point.row / 65536.0, height);
-      light[point.column] = 0.5 + 0.4 * point.peak / 255;
+      const unsigned x = point.column * kMapWidth / width;
+      heights[x] = HeightOf(point.row, height);
+      light[x] = 0.5 + 0.4 * point.peak / 255;
     }
     if (before.empty()) before = heights;
-    for (unsigned x = 0; x + 1 < map.width; ++x) {
-      const unsigned column = x * kColumnsPerPixel;
-      const double z = heights[column];
+    const unsigned end = i + 1 < profiles.size() ? row_of(profiles[i + 1]) : map.height;
+    for (unsigned x = 0; x < kMapWidth; ++x) {
+      const double z = heights[x];
       if (z == kUnknown) continue;
-      const double slope = (heights[column + kColumnsPerPixel] - z) + (z - before[column]);
-      const double brightness = light[column] + std::clamp(slope, -0.4, 0.4);
-      for (unsigned y = 0; y < kPixelsPerProfile; ++y) {
-        Colour(std::clamp(z / kMaxHeight, 0.0, 1.0) * 0.9 + 0.05, brightness,
-               map.At(x, line * kPixelsPerProfile + y));
+      const double slope = (heights[x + 1] - z) + (z - before[x]);
+      const double brightness = light[x] + std::clamp(slope, -0.4, 0.4);
+      for (unsigned y = row_of(profiles[i]); y < std::min(end, map.height); ++y) {
+        Colour(std::clamp(z / kMaxHeight, 0.0, 1.0) * 0.9 + 0.05, brightness, map.At(x, y));
       }
     }
     before = heights;
@@ -194,14 +180,17 @@ Picture HeightMap(const std::vector<Profile>& profiles, unsigned width, unsigned
   return map;
 }
 
-int Run(const char* model, unsigned wanted, const std::string& directory) {
-  std::printf("libtessaline interface %d, model %s\n", GetLibVersion(model), model);
+int Run(const std::string& model, const std::string& directory) {
+  std::printf("libtessaline interface %d, model %s\n", GetLibVersion(model.c_str()), model.c_str());
   RegisterEventHandler(TESSALINE_EVENT_IMAGE, reinterpret_cast<tessaline_event_handler>(OnImage));
   RegisterEventHandler(TESSALINE_EVENT_STRIP, reinterpret_cast<tessaline_event_handler>(OnStrips));
   if (RegisterHardwareInit() != 0) {
     std::fprintf(stderr, "scan_demo: the sensor did not start; see the messages above\n");
     return EXIT_FAILURE;
   }
+  // Some products start with a part of their rows.
+  const unsigned full_size = GetCmosMaxDrive();
+  SetROI1(0, 0, full_size >> 16, full_size & 0xFFFF);
   const unsigned width = GetImageWidth();
   const unsigned height = GetImageHeight();
   std::printf("started: %u x %u pixels, CPU %.1f degrees C\n", width, height,
@@ -221,7 +210,7 @@ int Run(const char* model, unsigned wanted, const std::string& directory) {
   SetCollectMode(0);
   ResetFrameID();
   ResetCallbackLostNum();
-  const double profile_rate = Acquire("profiles", wanted, Profiles);
+  const double profile_rate = Acquire("profiles", results.wanted, Profiles);
   CloseLaser();
   LedControl(0);
   if (image_rate < 0 || profile_rate < 0) {
@@ -241,7 +230,6 @@ int Run(const char* model, unsigned wanted, const std::string& directory) {
               static_cast<unsigned long long>(results.profiles.back().encoder_stamp),
               static_cast<double>(GetCpuTemp()));
 
-  results.profiles.resize(wanted);
   const std::string image_name = directory + "/camera_image.png";
   const std::string map_name = directory + "/height_map.png";
   if (!WritePng(results.most_telling, image_name.c_str()) ||
@@ -255,8 +243,18 @@ int Run(const char* model, unsigned wanted, const std::string& directory) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  const char* model = argc > 1 ? argv[1] : "K3610";
-  const unsigned wanted =
-      argc > 2 ? static_cast<unsigned>(std::strtoul(argv[2], nullptr, 10)) : 600;
-  return Run(model, std::max(1u, wanted), argc > 3 ? argv[3] : ".");
+  CLI::App app("Scans what passes under the sensor and draws it.", "scan_demo");
+  std::string model = "K3610";
+  std::string directory = ".";
+  results.wanted = 600;
+  app.add_option("--model", model, "model code of the product")->capture_default_str();
+  app.add_option("--profiles", results.wanted, "number of laser-line profiles")
+      ->check(CLI::PositiveNumber)
+      ->capture_default_str();
+  app.add_option("--output", directory, "directory for the pictures")
+      ->check(CLI::ExistingDirectory)
+      ->capture_default_str();
+  CLI11_PARSE(app, argc, argv);
+  results.point_bytes = PointBytes(model);
+  return Run(model, directory);
 }
