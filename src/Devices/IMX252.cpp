@@ -34,7 +34,6 @@ constexpr unsigned int kUsedHeight = 1536;
 
 constexpr unsigned int kLinesBesideRegion = 38;
 constexpr unsigned int kReadoutLatencyLines = 41;
-constexpr unsigned int kTGes = 16;
 
 // Microseconds a line takes: the step of the exposure.
 constexpr float kFullLineTime = std::bit_cast<float>(0x40859A4Au);     // 4.175084
@@ -47,8 +46,6 @@ constexpr std::uint8_t kCropBothLines = 0x03;
 constexpr std::uint8_t kRowsReduced = 0x02;
 
 // Microseconds, as all pauses are.
-constexpr unsigned int kTimingPause = 200;
-constexpr unsigned int kStandbyPause = 2000;
 constexpr unsigned int kStartPause = 1000;
 constexpr unsigned int kSwitchPause = 100;
 constexpr unsigned int kSwitchStep = 1000;
@@ -65,14 +62,7 @@ bool IMX252::RegisterInitialize(ReadoutDriveMode mode) {
   const auto fpga = FpgaBeside(kName);
   if (!fpga) return false;
 
-  // Once up and back into standby: only a chip that has run takes its programming.
-  if (!LeaveStandby(*fpga, kPowerUpPauses, sony::kInitFailed)) return false;
-  fpga->SetTGes(kTGes);
-  fpga->SetCmosTimingControl(kOff, kOn);
-  usleep(kTimingPause);
-  if (!EnterStandby(sony::kInitFailed)) return false;
-  usleep(kStandbyPause);
-  fpga->SetLasTriPolarity(1);
+  if (!RunOnce(*fpga, kPowerUp)) return false;
   if (!Write({kPowerUpControl, kPowerUpValue}, sony::kInitFailed)) return false;
   if (ch16_mode_ == 0) Set8ChReg();
   if (!WriteFixedSettings()) return false;
@@ -98,7 +88,7 @@ bool IMX252::RegisterInitialize(ReadoutDriveMode mode) {
 
   if (!Write({sony::kStandby, 0}, sony::kInitFailed)) return false;
   usleep(kStartPause);
-  StartTiming(*fpga, kPowerUpPauses);
+  StartTiming(*fpga, kPowerUp.wake_up);
   usleep(kFirstFramePause);
   if (!Write({sony::kTemperatureLatch, 1}, sony::kInitFailed)) return false;
   puts("252 init successful");

@@ -49,7 +49,8 @@ class IMX252 : public SonySensor {
   bool SetReadoutDriveModeImpl(ReadoutDriveMode mode) override;
 
  private:
-  static constexpr WakeUp kPowerUpPauses{2000, 2500, 200, 3000};
+  static constexpr PowerUp kPowerUp{
+      .wake_up = {2000, 2500, 200, 3000}, .t_ges = 16, .after_timing = 200, .after_standby = 2000};
   static constexpr WakeUp kSwitchPauses{2000, 2500, 1000, 3000};
 
   bool Has16Channels() const { return ch16_mode_ == 1; }

@@ -32,7 +32,6 @@ constexpr unsigned int kReducedHeight = kFullHeight / 2;
 constexpr unsigned int kLinesBesideRegion = 42;
 constexpr unsigned int kReadoutLatencyLines = 45;
 
-constexpr unsigned int kTGes = 20;
 constexpr unsigned int kFullRowTime = 237;
 constexpr unsigned int kReducedRowTime = 217;
 
@@ -42,7 +41,6 @@ constexpr float kReducedLineTime = std::bit_cast<float>(0x403BE7DEu);  // 2.9360
 
 // Microseconds, as all pauses are.
 constexpr unsigned int kTimingPause = 100;
-constexpr unsigned int kStandbyPause = 1000;
 constexpr unsigned int kFirstFramePause = 100000;
 
 constexpr std::uint8_t Byte(unsigned int value) { return static_cast<std::uint8_t>(value); }
@@ -66,14 +64,7 @@ bool IMX273::RegisterInitialize(ReadoutDriveMode mode) {
   const auto fpga = FpgaBeside(kName);
   if (!fpga) return false;
 
-  // Once up and back into standby: only a chip that has run takes its programming.
-  if (!LeaveStandby(*fpga, kPauses, sony::kInitFailed)) return false;
-  fpga->SetTGes(kTGes);
-  fpga->SetCmosTimingControl(kOff, kOn);
-  usleep(kTimingPause);
-  if (!EnterStandby(sony::kInitFailed)) return false;
-  usleep(kStandbyPause);
-  fpga->SetLasTriPolarity(1);
+  if (!RunOnce(*fpga, kPowerUp)) return false;
 
   if (!WriteAll(imx273::kFixedSettings, sony::kInitFailed)) return false;
   if (mode == kDriveMode00) {

@@ -43,6 +43,8 @@ class IMX273 : public SonySensor {
 
  private:
   static constexpr WakeUp kPauses{2000, 1500, 100, 2000};
+  static constexpr PowerUp kPowerUp{
+      .wake_up = kPauses, .t_ges = 20, .after_timing = 100, .after_standby = 1000};
 
   bool OpenRegion(FpgaLogic& fpga, unsigned int x, unsigned int y, unsigned int width,
                   unsigned int height);

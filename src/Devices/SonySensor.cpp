@@ -88,6 +88,17 @@ bool SonySensor::LeaveStandby(FpgaLogic& fpga, const WakeUp& pauses, const char*
   return true;
 }
 
+bool SonySensor::RunOnce(FpgaLogic& fpga, const PowerUp& start) {
+  if (!LeaveStandby(fpga, start.wake_up, sony::kInitFailed)) return false;
+  fpga.SetTGes(start.t_ges);
+  fpga.SetCmosTimingControl(kOff, kOn);
+  usleep(start.after_timing);
+  if (!EnterStandby(sony::kInitFailed)) return false;
+  usleep(start.after_standby);
+  fpga.SetLasTriPolarity(1);
+  return true;
+}
+
 void SonySensor::StartTiming(FpgaLogic& fpga, const WakeUp& pauses) {
   usleep(pauses.oscillator);
   usleep(pauses.pll);

@@ -29,6 +29,14 @@ class SonySensor : public CmosSensor {
     unsigned int timing_armed;
   };
 
+  // And for its first time after power-up.
+  struct PowerUp {
+    WakeUp wake_up;
+    unsigned int t_ges;
+    unsigned int after_timing;
+    unsigned int after_standby;
+  };
+
   SonySensor(CmosSensorModel model, std::pair<unsigned int, unsigned int> resolution,
              unsigned char bus_address, unsigned int invalid_kind_result);
 
@@ -41,7 +49,9 @@ class SonySensor : public CmosSensor {
   bool EnterStandby(const char* failure);
   // Starts the chip and then, step by step, the FPGA's timing for it.
   bool LeaveStandby(FpgaLogic& fpga, const WakeUp& pauses, const char* failure);
-  // The second half of that, for a chip that has been started.
+  // Once up and back into standby: only a chip that has run takes its programming.
+  bool RunOnce(FpgaLogic& fpga, const PowerUp& start);
+  // The second half of LeaveStandby, for a chip that has been started.
   static void StartTiming(FpgaLogic& fpga, const WakeUp& pauses);
 
   ImxSensorI2cInterface i2c_;

@@ -5,8 +5,8 @@
 #include <memory>
 #include <string>
 
-#include "DeviceTest.h"
 #include "Devices/E2vFlash4k.h"
+#include "SensorTest.h"
 
 namespace VeltranoSDK {
 
@@ -17,77 +17,7 @@ inline const Lines kUpdates{"update registers", "0000 ?", "0000 ?", "0000 ?",
 // A list nobody has supplied yet.
 inline const Lines kPlaceholderList{"page 0", "005F = 0000", "page 0"};
 
-// A K4010 board, and its sensor's programming as its authors speak of it:
-// "0021 = 017F" for a register, "0023 ?" for a read, "page 3", "slices 6 3 2 1",
-// "update registers", "update ROI", "failed" for an access that failed,
-// "EXP_DELAY = 0x00000005" for a write to the FPGA, "sleep 1000".
-class E2vSensorTest : public DeviceTest {
- protected:
-  E2vSensorTest() : DeviceTest("K4010", kSeries25) {}
-
-  static constexpr char kBus[] = "spi0.0";
-
-  static E2vFlash4k& sensor() { return dynamic_cast<E2vFlash4k&>(*devices().cmos_sensor_); }
-
-  static Lines Programming() {
-    Lines steps;
-    const std::string fpga = "fpga write ";
-    for (const std::string& event : Events()) {
-      if (const std::string access = AccessOf(event); !access.empty()) {
-        steps.push_back(access);
-      } else if (event.starts_with(fpga)) {
-        steps.push_back(event.substr(event.find(' ', fpga.size()) + 1));
-      } else if (event.starts_with("sleep ")) {
-        steps.push_back(event);
-      }
-    }
-    return steps;
-  }
-
-  // Only what went over the sensor's bus.
-  static Lines Accesses() {
-    Lines accesses;
-    for (const std::string& event : Events()) {
-      if (const std::string access = AccessOf(event); !access.empty()) accesses.push_back(access);
-    }
-    return accesses;
-  }
-
-  static int Chip(unsigned address) { return tessaline_board_chip_get("sensor", address); }
-  static void SetChip(unsigned address, unsigned value) {
-    ASSERT_EQ(tessaline_board_chip_set("sensor", address, value), 0);
-  }
-
-  // The sensor times the exposure; nothing of the way there is kept.
-  void EnterSensing() {
-    Printed([&] { ASSERT_TRUE(sensor().SetSensingMode(E2vFlash4k::kSensingSensor)); });
-    tessaline_board_transcript_clear();
-  }
-
-  // Lets so many writes, or reads, through; then one fails, or all of the rest.
-  static void FailWrite(unsigned skip, unsigned count = 1) {
-    tessaline_board_clear_faults();
-    tessaline_board_fault(kBus, "write", skip, count, EIO);
-  }
-  static void FailRead(unsigned skip, unsigned count = 1) {
-    tessaline_board_clear_faults();
-    tessaline_board_fault(kBus, "SPI_IOC_MESSAGE", skip, count, EIO);
-  }
-
-  // What a call prints, without what the bus wrapper and the polls say.
-  template <typename Call>
-  std::string Told(Call call) {
-    std::istringstream lines(Printed(call));
-    std::string told;
-    for (std::string line; std::getline(lines, line);) {
-      const bool poll = line.starts_with("- warnning: ") || line.ends_with(" value pass!! ") ||
-                        line.find(" e2v_spi_.Read(0x0000) = ") != line.npos;
-      if (!poll && !line.starts_with("SpiDev::")) told += line + '\n';
-    }
-    return told;
-  }
-
- private:
+struct E2vBus {
   static std::string AccessOf(const std::string& event) {
     if (!event.starts_with("spi0.0 ")) return {};
     const std::string what = event.substr(7);
@@ -118,6 +48,50 @@ class E2vSensorTest : public DeviceTest {
         return what;
     }
     return text;
+  }
+
+  static bool IsItsOwnPause(const std::string&) { return false; }
+};
+
+// A K4010 board, and its sensor's programming as its authors speak of it:
+// "0021 = 017F" for a register, "0023 ?" for a read, "page 3", "slices 6 3 2 1",
+// "update registers", "update ROI", "failed" for an access that failed,
+// "EXP_DELAY = 0x00000005" for a write to the FPGA, "sleep 1000".
+class E2vSensorTest : public SensorTest<E2vBus> {
+ protected:
+  E2vSensorTest() : SensorTest("K4010", kSeries25) {}
+
+  static constexpr char kBus[] = "spi0.0";
+
+  static E2vFlash4k& sensor() { return dynamic_cast<E2vFlash4k&>(*devices().cmos_sensor_); }
+
+  // The sensor times the exposure; nothing of the way there is kept.
+  void EnterSensing() {
+    Printed([&] { ASSERT_TRUE(sensor().SetSensingMode(E2vFlash4k::kSensingSensor)); });
+    tessaline_board_transcript_clear();
+  }
+
+  // Lets so many writes, or reads, through; then one fails, or all of the rest.
+  static void FailWrite(unsigned skip, unsigned count = 1) {
+    tessaline_board_clear_faults();
+    tessaline_board_fault(kBus, "write", skip, count, EIO);
+  }
+  static void FailRead(unsigned skip, unsigned count = 1) {
+    tessaline_board_clear_faults();
+    tessaline_board_fault(kBus, "SPI_IOC_MESSAGE", skip, count, EIO);
+  }
+
+  // What a call prints, without what the bus wrapper and the polls say.
+  template <typename Call>
+  std::string Told(Call call) {
+    std::istringstream lines(Printed(call));
+    std::string told;
+    for (std::string line; std::getline(lines, line);) {
+      const bool poll = line.starts_with("- warnning: ") || line.ends_with(" value pass!! ") ||
+                        line.find(" e2v_spi_.Read(0x0000) = ") != line.npos;
+      if (!poll && !line.starts_with("SpiDev::")) told += line + '\n';
+    }
+    return told;
   }
 };
 

@@ -3,8 +3,8 @@
 #include <cstdio>
 #include <string>
 
-#include "DeviceTest.h"
 #include "Devices/GMAX2509.h"
+#include "SensorTest.h"
 
 namespace VeltranoSDK {
 
@@ -15,46 +15,7 @@ inline std::string Byte(unsigned address, unsigned value) {
   return text;
 }
 
-// The sensor's programming as its authors speak of it: "A0 = F0" for a register
-// write, "A0 ?" for a read, "T_ROW = 0x..." for a write to the FPGA, "sleep 100". What
-// belongs to the bus and to a pulse itself is left out.
-class Gmax : public DeviceTest {
- protected:
-  explicit Gmax(const char* model = "K3820", SeriesNumber series = kSeries23)
-      : DeviceTest(model, series) {}
-
-  static GMAX2509& sensor() { return dynamic_cast<GMAX2509&>(*devices().cmos_sensor_); }
-
-  static Lines Programming() {
-    Lines steps;
-    const std::string fpga = "fpga write ";
-    for (const std::string& event : Events()) {
-      if (const std::string access = AccessOf(event); !access.empty()) {
-        steps.push_back(access);
-      } else if (event.starts_with(fpga)) {
-        steps.push_back(event.substr(event.find(' ', fpga.size()) + 1));
-      } else if (event.starts_with("sleep ") && event != "sleep 10" && event != "sleep 1") {
-        steps.push_back(event);
-      }
-    }
-    return steps;
-  }
-
-  // Only what went over the sensor's bus.
-  static Lines Accesses() {
-    Lines accesses;
-    for (const std::string& event : Events()) {
-      if (const std::string access = AccessOf(event); !access.empty()) accesses.push_back(access);
-    }
-    return accesses;
-  }
-
-  static int Chip(unsigned address) { return tessaline_board_chip_get("sensor", address); }
-  static void SetChip(unsigned address, unsigned value) {
-    ASSERT_EQ(tessaline_board_chip_set("sensor", address, value), 0);
-  }
-
- private:
+struct GmaxBus {
   static std::string AccessOf(const std::string& event) {
     unsigned a = 0;
     unsigned b = 0;
@@ -67,6 +28,21 @@ class Gmax : public DeviceTest {
     }
     return {};
   }
+
+  static bool IsItsOwnPause(const std::string& event) {
+    return event == "sleep 10" || event == "sleep 1";
+  }
+};
+
+// The sensor's programming as its authors speak of it: "A0 = F0" for a register
+// write, "A0 ?" for a read, "T_ROW = 0x..." for a write to the FPGA, "sleep 100". What
+// belongs to the bus and to a pulse itself is left out.
+class Gmax : public SensorTest<GmaxBus> {
+ protected:
+  explicit Gmax(const char* model = "K3820", SeriesNumber series = kSeries23)
+      : SensorTest(model, series) {}
+
+  static GMAX2509& sensor() { return dynamic_cast<GMAX2509&>(*devices().cmos_sensor_); }
 };
 
 }  // namespace VeltranoSDK

@@ -6,57 +6,11 @@
 #include <map>
 #include <string>
 
-#include "DeviceTest.h"
+#include "SensorTest.h"
 
 namespace VeltranoSDK {
 
-// A board with a Sony sensor, and the sensor's programming as its authors speak of
-// it: "3000 = 01" for a register write, "3012 ?" for a read, "failed" for an access
-// that failed, "TRI_SPACING = 0x00000005" for a write to the FPGA, "sleep 100".
-class SonySensorTest : public DeviceTest {
- protected:
-  using DeviceTest::DeviceTest;
-
-  // So often an access is tried before it counts as failed.
-  static constexpr unsigned kTries = 10;
-  inline static const Lines kFailed = Lines(kTries, "failed");
-
-  // What belongs to the bus itself (retries, the pause after each access) is left out.
-  static Lines Programming() {
-    Lines steps;
-    const std::string fpga = "fpga write ";
-    for (const std::string& event : Events()) {
-      if (const std::string access = AccessOf(event); !access.empty()) {
-        steps.push_back(access);
-      } else if (event.starts_with(fpga)) {
-        steps.push_back(event.substr(event.find(' ', fpga.size()) + 1));
-      } else if (event.starts_with("sleep ") && event != "sleep 500") {
-        steps.push_back(event);
-      }
-    }
-    return steps;
-  }
-
-  // Only what went over the sensor's bus.
-  static Lines Accesses() {
-    Lines accesses;
-    for (const std::string& event : Events()) {
-      if (const std::string access = AccessOf(event); !access.empty()) accesses.push_back(access);
-    }
-    return accesses;
-  }
-
-  static int Chip(unsigned address) { return tessaline_board_chip_get("sensor", address); }
-  static void SetChip(unsigned address, unsigned value) {
-    ASSERT_EQ(tessaline_board_chip_set("sensor", address, value), 0);
-  }
-
-  // Lets so many accesses through, then fails all tries of the next one.
-  static void FailAccess(unsigned index) {
-    tessaline_board_clear_faults();
-    tessaline_board_fault("i2c-0", "I2C_RDWR", index, kTries, EIO);
-  }
-
+struct SonyBus {
   static std::string Wrote(unsigned address, unsigned value) {
     char text[16];
     snprintf(text, sizeof text, "%04X = %02X", address, value);
@@ -67,6 +21,43 @@ class SonySensorTest : public DeviceTest {
     char text[8];
     snprintf(text, sizeof text, "%04X", address);
     return text;
+  }
+
+  static std::string AccessOf(const std::string& event) {
+    unsigned high = 0;
+    unsigned low = 0;
+    unsigned value = 0;
+    char reads = 0;
+    if (event == "i2c-0 I2C_RDWR failed: EIO") return "failed";
+    constexpr char kFormat[] = "i2c-0 I2C_RDWR w 0x%*2x %2x %2x%c %x";
+    if (sscanf(event.c_str(), kFormat, &high, &low, &reads, &value) < 3) return {};
+    const unsigned address = high << 8 | low;
+    return reads == ';' ? Name(address) + " ?" : Wrote(address, value);
+  }
+
+  static bool IsItsOwnPause(const std::string& event) { return event == "sleep 500"; }
+};
+
+// A board with a Sony sensor, and the sensor's programming as its authors speak of
+// it: "3000 = 01" for a register write, "3012 ?" for a read, "failed" for an access
+// that failed, "TRI_SPACING = 0x00000005" for a write to the FPGA, "sleep 100".
+class SonySensorTest : public SensorTest<SonyBus> {
+ protected:
+  using SensorTest::SensorTest;
+
+  static std::string Wrote(unsigned address, unsigned value) {
+    return SonyBus::Wrote(address, value);
+  }
+  static std::string Name(unsigned address) { return SonyBus::Name(address); }
+
+  // So often an access is tried before it counts as failed.
+  static constexpr unsigned kTries = 10;
+  inline static const Lines kFailed = Lines(kTries, "failed");
+
+  // Lets so many accesses through, then fails all tries of the next one.
+  static void FailAccess(unsigned index) {
+    tessaline_board_clear_faults();
+    tessaline_board_fault("i2c-0", "I2C_RDWR", index, kTries, EIO);
   }
 
   // The place of an access among Accesses(), for FailAccess on the next run.
@@ -106,19 +97,6 @@ class SonySensorTest : public DeviceTest {
       expected.push_back(step);
     }
     EXPECT_EQ(access, accesses.size());
-  }
-
- private:
-  static std::string AccessOf(const std::string& event) {
-    unsigned high = 0;
-    unsigned low = 0;
-    unsigned value = 0;
-    char reads = 0;
-    if (event == "i2c-0 I2C_RDWR failed: EIO") return "failed";
-    constexpr char kFormat[] = "i2c-0 I2C_RDWR w 0x%*2x %2x %2x%c %x";
-    if (sscanf(event.c_str(), kFormat, &high, &low, &reads, &value) < 3) return {};
-    const unsigned address = high << 8 | low;
-    return reads == ';' ? Name(address) + " ?" : Wrote(address, value);
   }
 };
 
