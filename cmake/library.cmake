@@ -27,6 +27,11 @@ target_include_directories(tessaline_objects PUBLIC ${TESSALINE_SENSOR_TABLES}
   ${CMAKE_SOURCE_DIR}/include ${CMAKE_SOURCE_DIR}/src ${CMAKE_SOURCE_DIR}/src/Devices/tables)
 target_compile_options(tessaline_objects PRIVATE -fvisibility=hidden -fvisibility-inlines-hidden)
 target_link_libraries(tessaline_objects PUBLIC tessaline_options)
+# The sanitizers check more, in ways of their own.
+if(NOT TESSALINE_SANITIZED)
+  target_compile_options(tessaline_objects PRIVATE -fstack-protector-strong
+    $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE> $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=2>)
+endif()
 
 set(TESSALINE_EXPORTS ${CMAKE_SOURCE_DIR}/src/libtessaline.map)
 add_library(tessaline SHARED $<TARGET_OBJECTS:tessaline_objects>)
@@ -37,6 +42,6 @@ target_include_directories(tessaline INTERFACE
   $<BUILD_INTERFACE:${CMAKE_SOURCE_DIR}/include> $<INSTALL_INTERFACE:include>)
 target_link_options(tessaline PRIVATE -Wl,--version-script=${TESSALINE_EXPORTS})
 if(NOT TESSALINE_SANITIZED)
-  target_link_options(tessaline PRIVATE -Wl,-z,defs)
+  target_link_options(tessaline PRIVATE -Wl,-z,defs -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack)
 endif()
 target_link_libraries(tessaline PRIVATE Threads::Threads)
