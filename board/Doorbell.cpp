@@ -9,6 +9,8 @@
 
 #include <climits>
 
+#include "RealCalls.h"
+
 namespace board {
 namespace {
 
@@ -42,6 +44,10 @@ __attribute__((noinline)) long WaitAsTheCallerWould(std::atomic<std::uint32_t>* 
                                   FUTEX_WAIT_PRIVATE, seen, timeout, nullptr, 0);
   const int error = errno;
   if (endable) {
+    pthread_setcanceltype(PTHREAD_CANCEL_DEFERRED, &ignored);
+    // A cancellation that saw the thread open to it may be on its way as a signal, and
+    // could end it in any later call. The C library's own blocking calls wait for it.
+    real::Poll(nullptr, 0, 0);
     pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &ignored);
     pthread_setcanceltype(caller.cancel_type, &ignored);
   }

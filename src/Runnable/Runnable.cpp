@@ -27,6 +27,7 @@ struct Runnable::Life {
   std::condition_variable changed;
   bool present = false;
   bool cancelled = false;
+  CancellationRequest request;
   pthread_t worker{};
 
   bool IsWorker() const { return present && pthread_equal(worker, pthread_self()); }
@@ -72,6 +73,7 @@ bool Runnable::Start() {
   const SigintBlocked no_handler_here;
   // A worker that is done at once waits here until its handle is known.
   const std::lock_guard lock(life_->mutex);
+  life_->request.Reset();
   thread_ = std::thread(Work, life_, weak_from_this().lock(), this);
   life_->worker = thread_.native_handle();
   life_->present = true;
@@ -114,7 +116,7 @@ bool Runnable::Cancel() {
     if (life_->present) {
       life_->cancelled = true;
       life_->changed.notify_all();
-      result = pthread_cancel(life_->worker);
+      result = life_->request.Make(life_->worker);
     }
   }
   if (result < 0) {
@@ -150,6 +152,7 @@ void Runnable::RegisterAfterRunFinishFunc(std::function<void()> hook) {
 
 void Runnable::Work(std::shared_ptr<Life> life, std::shared_ptr<Runnable> self, Runnable* object) {
   pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);
+  AnswerTo(life->request);
   const Departure signs_off_last(*life);
   const std::shared_ptr<Runnable> owner = std::move(self);
   object->ThreadRun();

@@ -1,5 +1,9 @@
 #pragma once
 
+#include <pthread.h>
+
+#include <mutex>
+
 namespace VeltranoSDK {
 
 // A library thread works with cancellation disabled, so that no register access,
@@ -17,6 +21,25 @@ class CancellationScope {
  private:
   int before_;
 };
+
+// What a thread that may be cancelled and the one that cancels it share.
+class CancellationRequest {
+ public:
+  // For a new thread.
+  void Reset();
+  // pthread_cancel on the thread that answers to it; its result.
+  int Make(pthread_t thread);
+  // Waits for a request that is just being made.
+  bool Made() const;
+
+ private:
+  mutable std::mutex mutex_;
+  bool made_ = false;
+};
+
+// From now on the calling thread is cancelled by this request alone. The request
+// must outlive the thread.
+void AnswerTo(const CancellationRequest& request);
 
 // ioctl, where the thread can be cancelled while it is blocked in the driver. The
 // C library's ioctl is no cancellation point. To be called within a
