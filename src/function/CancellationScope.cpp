@@ -3,7 +3,6 @@
 #include <errno.h>
 #include <execinfo.h>
 #include <pthread.h>
-#include <sched.h>
 #include <sys/ioctl.h>
 
 namespace VeltranoSDK {
@@ -42,10 +41,7 @@ bool MayEndHere() {
 // goes no further.
 void EndIfCancelled() {
   if (answers_to == nullptr || !answers_to->Made() || !MayEndHere()) return;
-  for (;;) {
-    pthread_testcancel();
-    sched_yield();
-  }
+  for (;;) pthread_testcancel();
 }
 
 }  // namespace
