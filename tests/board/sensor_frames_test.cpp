@@ -38,15 +38,20 @@ class SensorFrames : public FramesFixture {
     Set(fpga::STRIP_IMAGE_HEIGHT, height);
   }
 
-  // The first strip buffer of a new stream, with one strip in it.
-  std::vector<std::uint8_t> FirstStrip() {
+  // A strip buffer of a new stream, with one strip in it, taken with the sensor as it
+  // is now: what comes first may be left over from before.
+  std::vector<std::uint8_t> FreshStrip() {
     tessaline_board_set_strips_per_buffer(1);
     RouteTo(false);
     VideoClient client("/dev/video1");
     client.Start(1024, 640, 2);
     TriggerOn();
+    client.Dequeue();
+    client.Requeue();
     const auto bytes = client.Dequeue();
-    return {bytes.begin(), bytes.end()};
+    const std::vector<std::uint8_t> strip(bytes.begin(), bytes.end());
+    Write(fpga::TRIGGER_CTRL, 0);
+    return strip;
   }
 
   static bool IsStraight(std::span<const std::uint8_t> bytes) {
@@ -65,12 +70,11 @@ class SensorFrames : public FramesFixture {
     constexpr int kTwoRounds = 12;
     for (int i = 0; i < kTwoRounds; ++i) {
       usleep(kTwentyMillimetres);  // moves the belt; takes no time
-      auto bytes = FirstStrip();
+      auto bytes = FreshStrip();
       if (!IsStraight(bytes)) return bytes;
-      Write(fpga::TRIGGER_CTRL, 0);
     }
     ADD_FAILURE() << "no object came by";
-    return FirstStrip();
+    return FreshStrip();
   }
 
   // Every column that sees the line has it where the scene says.
@@ -142,7 +146,7 @@ class SensorFrames : public FramesFixture {
 
   // The brightest point of the first strip.
   unsigned Brightest() {
-    const auto bytes = FirstStrip();
+    const auto bytes = FreshStrip();
     const StripHeader header = HeaderAt(bytes, 0);
     unsigned brightest = 0;
     for (std::uint64_t i = 0; i < header.points; ++i) {
@@ -506,7 +510,7 @@ class FullPoints : public Imx252Frames {
 
 TEST_F(ShortPoints, HaveTwoBytesWhateverTheFlags) {
   Set(fpga::BR_CONT_MODE_A, 2);
-  const auto bytes = FirstStrip();
+  const auto bytes = FreshStrip();
   const StripHeader header = HeaderAt(bytes, 0);
   ASSERT_EQ(header.points, 2064u);
   const double y = BeltPosition(header.time_stamp);
