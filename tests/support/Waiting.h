@@ -38,4 +38,10 @@ inline int OpenDescriptors() {
   return count - 3;  // ".", "..", and the directory itself
 }
 
+// Whether no more descriptors are open than before. A thread that is just being
+// created opens some for a moment.
+inline bool NoDescriptorsAreLeft(int before) {
+  return Eventually([before] { return OpenDescriptors() == before; });
+}
+
 }  // namespace tessaline_test
