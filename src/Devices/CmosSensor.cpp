@@ -44,4 +44,19 @@ bool CmosSensor::SetReadoutDriveDirection(ReadoutDriveDirection direction) {
   return SetReadoutDriveDirectionImpl(direction);
 }
 
+bool CmosSensor::InitializeKeepingReadout() {
+  const unsigned int x = roi_x_;
+  const unsigned int y = roi_y_;
+  const unsigned int height = roi_height_;
+  const unsigned int width = roi_width_;
+  const ReadoutDriveMode mode = read_out_drive_mode_;
+  const ReadoutDriveDirection direction = read_out_drive_direction_;
+
+  bool done = RegisterInitialize(kDriveMode00);
+  done &= SetReadoutDriveDirection(direction);
+  done &= SetReadoutDriveMode(mode);
+  done &= SetROI(x, y, width, height);
+  return done;
+}
+
 }  // namespace VeltranoSDK

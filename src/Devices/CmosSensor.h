@@ -64,6 +64,11 @@ class CmosSensor {
   ReadoutDriveDirection read_out_drive_direction() const { return read_out_drive_direction_; }
 
  protected:
+  // Programs the chip from the start and puts back direction, mode and region of
+  // interest as they were recorded before. Every step is taken, whatever became of
+  // the one before; false when one of them failed.
+  bool InitializeKeepingReadout();
+
   virtual bool SetROIImpl(unsigned int x, unsigned int y, unsigned int width,
                           unsigned int height) = 0;
   virtual bool SetReadoutDriveModeImpl(ReadoutDriveMode mode) = 0;

@@ -3,7 +3,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cstdio>
 
 #include "Devices/FpgaLogic.h"
@@ -219,25 +218,10 @@ bool GMAX2509::ResetAndInitialize() {
   const auto fpga = FpgaBeside(kName);
   if (!fpga) return false;
   fpga->CameraReset();
-
-  const unsigned int x = roi_x_;
-  const unsigned int y = roi_y_;
-  const unsigned int height = roi_height_;
-  const unsigned int width = roi_width_;
-  const ReadoutDriveMode mode = read_out_drive_mode_;
-  const ReadoutDriveDirection direction = read_out_drive_direction_;
-
-  // Every step is taken, whatever became of the one before.
-  const std::array done{
-      RegisterInitialize(kDriveMode00),
-      SetReadoutDriveDirection(direction),
-      SetReadoutDriveMode(mode),
-      SetROI(x, y, width, height),
-  };
+  const bool done = InitializeKeepingReadout();
   SetGain(gain_);
-  if (std::find(done.begin(), done.end(), false) == done.end()) return true;
-  puts("GMAX2509::ResetAndInitialize() error.");
-  return false;
+  if (!done) puts("GMAX2509::ResetAndInitialize() error.");
+  return done;
 }
 
 bool GMAX2509::SetROIImpl(unsigned int x, unsigned int y, unsigned int width, unsigned int height) {

@@ -95,18 +95,7 @@ bool GSPRINT6502BSI::ResetAndInitialize() {
   const auto fpga = FpgaBeside(kName);
   if (!fpga) return false;
   fpga->CameraReset();
-
-  const unsigned int x = roi_x_;
-  const unsigned int y = roi_y_;
-  const unsigned int height = roi_height_;
-  const unsigned int width = roi_width_;
-  const ReadoutDriveMode mode = read_out_drive_mode_;
-  const ReadoutDriveDirection direction = read_out_drive_direction_;
-
-  bool done = RegisterInitialize(kDriveMode00);
-  done &= SetReadoutDriveDirection(direction);
-  done &= SetReadoutDriveMode(mode);
-  done &= SetROI(x, y, width, height);
+  bool done = InitializeKeepingReadout();
   done &= SetGain(gain_);
   if (!done) puts("GSPRINT6502BSI::ResetAndInitialize() error.");
   return done;
