@@ -81,3 +81,8 @@ add_test(NAME api/Exports.AreAllCalled
 set_tests_properties(api/Exports.AreAllCalled PROPERTIES LABELS api TIMEOUT 60)
 
 include(cmake/sensor_tables_tests.cmake)
+
+# A sanitizer's run-time library would have to come before everything the pages preload.
+if(NOT TESSALINE_SANITIZED)
+  include(${CMAKE_SOURCE_DIR}/cmake/docs_tests.cmake)
+endif()

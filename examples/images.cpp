@@ -1,0 +1,71 @@
+// Camera images, one for each software trigger: the brightest row of each, and when it was exposed.
+#include <tessaline/tessaline.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <mutex>
+#include <queue>
+
+namespace {
+
+struct Image {
+  std::uint64_t frame_id, time_stamp;
+  unsigned int width, height, brightest_row;
+};
+
+// What the capture thread hands to the main thread.
+std::mutex mutex;
+std::condition_variable arrived;
+std::queue<Image> images;
+
+// On the capture thread: look at the pixels here, they are the driver's memory.
+void OnImage(unsigned int width, unsigned int height, void* data) {
+  const auto* pixels = static_cast<const unsigned char*>(data);
+  const std::size_t size = std::size_t{width} * height;
+  Image image{0, 0, width, height, 0};
+  std::memcpy(&image.frame_id, pixels + size, 8);
+  std::memcpy(&image.time_stamp, pixels + size + 8, 8);
+  const auto brightest = std::max_element(pixels, pixels + size) - pixels;
+  image.brightest_row = static_cast<unsigned int>(static_cast<std::size_t>(brightest) / width);
+  {
+    const std::lock_guard lock(mutex);
+    images.push(image);
+  }
+  arrived.notify_one();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  GetLibVersion(argc > 1 ? argv[1] : "K3610");
+  RegisterEventHandler(TESSALINE_EVENT_IMAGE, reinterpret_cast<tessaline_event_handler>(OnImage));
+  if (RegisterHardwareInit() != 0) return 1;
+
+  SetCollectMode(1);  // images
+  SetTriMode(2);      // by the external input, which stays quiet here, and by software
+  OpenLaser();
+  SetGlobalControl(1);
+  int missing = 0;
+  for (int n = 0; n < 5; ++n) {
+    TricontrolSWTrigger();
+    std::unique_lock lock(mutex);
+    if (!arrived.wait_for(lock, std::chrono::seconds(2), [] { return !images.empty(); })) {
+      std::puts("no image within two seconds");
+      ++missing;
+      continue;
+    }
+    const Image image = images.front();
+    images.pop();
+    std::printf("frame %llu: %u x %u, brightest in row %u, exposed %.3f s after power-up\n",
+                static_cast<unsigned long long>(image.frame_id), image.width, image.height,
+                image.brightest_row, static_cast<double>(image.time_stamp) * 20e-9);
+  }
+  SetGlobalControl(0);
+  CloseLaser();
+  return missing != 0;
+}

@@ -1,0 +1,58 @@
+/* Laser lines for five seconds: how many, from which frame to which, and the mean number of points.
+ * The smallest complete application. */
+#include <inttypes.h>
+#include <stdatomic.h>
+#include <stdio.h>
+#include <string.h>
+#include <tessaline/tessaline.h>
+#include <unistd.h>
+
+/* 8 bytes a point on every product but those with arm_rebuild in the model code. */
+enum { kHeaderBytes = 32, kBytesPerPoint = 8 };
+
+static atomic_ullong strips_seen, points_seen, first_id, last_id;
+
+static uint64_t number_at(const unsigned char* bytes) {
+  uint64_t number;
+  memcpy(&number, bytes, sizeof number);
+  return number;
+}
+
+/* On the library's capture thread. The memory goes back to the driver on return: copy what is
+ * needed later. */
+static void on_strips(unsigned int strips, unsigned int bytes, void* data) {
+  const unsigned char* strip = data;
+  (void)bytes;
+  for (unsigned int i = 0; i < strips; ++i) {
+    const uint64_t id = number_at(strip), points = number_at(strip + 24);
+    if (atomic_fetch_add(&strips_seen, 1) == 0) atomic_store(&first_id, id);
+    atomic_store(&last_id, id);
+    atomic_fetch_add(&points_seen, points);
+    strip += kHeaderBytes + kBytesPerPoint * points;
+  }
+}
+
+int main(int argc, char** argv) {
+  const char* model = argc > 1 ? argv[1] : "K3610";
+  GetLibVersion(model);
+  RegisterEventHandler(TESSALINE_EVENT_STRIP, (tessaline_event_handler)on_strips);
+  if (RegisterHardwareInit() != 0) {
+    fprintf(stderr, "%s cannot be started\n", model);
+    return 1;
+  }
+
+  ResetFrameID();
+  SetCollectMode(0);   /* laser lines; 1: images */
+  SetTriMode(0);       /* by the timer, ... */
+  SetTriSpacing(4000); /* ... every 4000 microseconds */
+  if (OpenLaser() != 0) fprintf(stderr, "the laser stays dark\n");
+  SetGlobalControl(1);
+  sleep(5);
+  SetGlobalControl(0);
+  CloseLaser(); /* nothing else switches it off */
+
+  const unsigned long long strips = atomic_load(&strips_seen);
+  printf("%llu strips, frames %llu to %llu, %llu points each\n", strips, atomic_load(&first_id),
+         atomic_load(&last_id), strips ? atomic_load(&points_seen) / strips : 0);
+  return strips == 0;
+}
