@@ -24,6 +24,7 @@
 #ifndef TESSALINE_TESSALINE_H
 #define TESSALINE_TESSALINE_H
 
+#include "tessaline/capture_statistics.h"
 #include "tessaline/eeprom.h"
 #include "tessaline/fpga.h"
 #include "tessaline/image_processing.h"

@@ -76,6 +76,7 @@ bool CaptureStripStream::ResetLastFrameId() {
 bool CaptureStripStream::StripBufClear() {
   Trace(__func__);
   ResetLastFrameId();
+  statistics_.ExpectOtherIds();
   const auto device = Device();
   if (!device) return false;
   device->ClearBuf();
@@ -164,11 +165,13 @@ void CaptureStripStream::LoopRun() {
   Trace(__func__);
   std::byte* buffer = device_ && sensor_ && series_logic_ ? device_->DqBuf() : nullptr;
   if (buffer == nullptr) {
+    statistics_.DequeueFailed();
     Rest(backoff_.Next());
     return;
   }
   backoff_.Reset();
-  HandOver(buffer);
+  statistics_.Dequeued();
+  statistics_.Done(HandOver(buffer));
   device_->QBuf();
 }
 
@@ -179,7 +182,7 @@ CaptureStripStream::Layout CaptureStripStream::CurrentLayout() const {
   return {size, protocol->StripCountNumberOfBytes(), protocol->DataNumberOfBytes()};
 }
 
-void CaptureStripStream::HandOver(std::byte* buffer) {
+Fate CaptureStripStream::HandOver(std::byte* buffer) {
   const Layout layout = CurrentLayout();
   const bool readable = layout.LiesIn(device_->BufferSize());
   StripWalk walk;
@@ -191,22 +194,31 @@ void CaptureStripStream::HandOver(std::byte* buffer) {
   }
   if (walk.strips > 0) last_frame_id_ = walk.last_frame_id;
 
+  Fate fate = Fate::kSuppressed;  // when the thread is being ended
   Deliver([&] {
     if (const auto callback = strip_callback_.Get()) {
-      (*callback)(walk.strips, walk.bytes, buffer);
+      statistics_.Time([&] { (*callback)(walk.strips, walk.bytes, buffer); });
+      fate = Fate::kDelivered;
     } else {
       strip_release_count_ += walk.strips;
+      fate = Fate::kReleased;
     }
   });
 
-  if (readable) memset(buffer + layout.MarkerAt(), 0, DevFOps::kCompletionMarkerBytes);
+  if (!readable) return Fate::kMalformed;
+  memset(buffer + layout.MarkerAt(), 0, DevFOps::kCompletionMarkerBytes);
+  return walk.complete ? fate : Fate::kMalformed;
 }
 
 StripWalk CaptureStripStream::Walk(const std::byte* buffer, const Layout& layout) {
   std::uint32_t count;
   memcpy(&count, buffer + layout.CountAt(), sizeof count);
+  const bool logged = SomebodyListens(TESSALINE_LOG_DEBUG);
   const StripWalk walk = WalkStrips(buffer, layout.CountAt(), count, layout.bytes_per_point,
-                                    SomebodyListens(TESSALINE_LOG_DEBUG) ? LogStrip : nullptr);
+                                    [&](unsigned int index, const StripHeader& strip) {
+                                      statistics_.SawId(strip.frame_id);
+                                      if (logged) LogStrip(index, strip);
+                                    });
   if (!walk.complete) {
     LogError("strip %u of %u does not fit into the buffer: byte %u of %zu", walk.strips + 1, count,
              walk.bytes, layout.CountAt());

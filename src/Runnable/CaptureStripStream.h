@@ -11,6 +11,7 @@
 #include "Devices/Relaxed.h"
 #include "Runnable/Backoff.h"
 #include "Runnable/CallbackSlot.h"
+#include "Runnable/CaptureStatistics.h"
 #include "Runnable/Runnable.h"
 
 namespace VeltranoSDK {
@@ -53,6 +54,9 @@ class CaptureStripStream final : public Utility::Runnable {
   std::uint64_t CallbackLostCount() const { return callback_lost_count_; }
   std::uint64_t LastFrameId() const { return last_frame_id_; }
 
+  // What became of the buffers.
+  CaptureStatistics& statistics() { return statistics_; }
+
  private:
   struct Layout;
 
@@ -61,8 +65,8 @@ class CaptureStripStream final : public Utility::Runnable {
 
   bool SetUp();
   Layout CurrentLayout() const;
-  void HandOver(std::byte* buffer);
-  static StripWalk Walk(const std::byte* buffer, const Layout& layout);
+  Fate HandOver(std::byte* buffer);
+  StripWalk Walk(const std::byte* buffer, const Layout& layout);
 
   void SetDevice(std::shared_ptr<DevFOps::V4l2Base> device);
   std::shared_ptr<DevFOps::V4l2Base> Device() const;  // null and an ERROR line before start-up
@@ -81,6 +85,7 @@ class CaptureStripStream final : public Utility::Runnable {
   Relaxed<bool> time_stamp_hold_ = false;
   mutable std::mutex device_mutex_;  // device_ is the worker's; others read it under this
   Utility::Backoff backoff_;
+  CaptureStatistics statistics_;
 };
 
 }  // namespace VeltranoSDK

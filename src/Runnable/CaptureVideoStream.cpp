@@ -23,6 +23,9 @@ struct ImageHeader {
 };
 static_assert(sizeof(ImageHeader) == kImageHeaderBytes);
 
+// All ones: a bus that nobody drove, not a count.
+constexpr std::uint64_t kNoFrameId = ~std::uint64_t{0};
+
 std::shared_ptr<CmosSensor> Sensor() {
   auto sensor = DeviceManagerHolder::Instance()->cmos_sensor_;
   if (!sensor) LogError("no product is selected: there is no image sensor");
@@ -46,6 +49,7 @@ bool CaptureVideoStream::RegisterCmos252SelfTestSuccessfullyCallback(
 
 bool CaptureVideoStream::VideoBufClear() {
   Trace(__func__);
+  statistics_.ExpectOtherIds();
   device_.ClearBuf();
   return true;
 }
@@ -98,14 +102,18 @@ void CaptureVideoStream::LoopRun() {
   Trace(__func__);
   std::byte* buffer = device_.DqBuf();
   if (buffer == nullptr) {
+    statistics_.DequeueFailed();
     Rest(backoff_.Next());
     return;
   }
   backoff_.Reset();
+  statistics_.Dequeued();
+  Fate fate = Fate::kMalformed;  // nobody knows its size
   if (const auto sensor = Sensor()) {
     if (sensor->model() == kIMX252) ReportSelfTest();
-    HandOver(buffer, *sensor);
+    fate = HandOver(buffer, *sensor);
   }
+  statistics_.Done(fate);
   device_.QBuf();
 }
 
@@ -118,7 +126,7 @@ void CaptureVideoStream::ReportSelfTest() {
   self_test_reported_ = true;
 }
 
-void CaptureVideoStream::HandOver(std::byte* buffer, const CmosSensor& sensor) {
+Fate CaptureVideoStream::HandOver(std::byte* buffer, const CmosSensor& sensor) {
   const auto [full_width, full_height] = sensor.resolution();
   const unsigned int width = sensor.roi_width();
   const unsigned int height = sensor.roi_height();
@@ -129,7 +137,7 @@ void CaptureVideoStream::HandOver(std::byte* buffer, const CmosSensor& sensor) {
   const std::size_t size = std::min(frame_bytes, device_.BufferSize());
   if (!ReorderImage(buffer, size, frame, scratch_)) {
     LogError("an image of %u x %u does not fit into a frame of %zu bytes", width, height, size);
-    return;
+    return Fate::kMalformed;
   }
 
   ImageHeader header;
@@ -137,10 +145,18 @@ void CaptureVideoStream::HandOver(std::byte* buffer, const CmosSensor& sensor) {
   LogDebug("frameId: %lld, timeStamp: %lld, encoderStamp: %lld \n",
            static_cast<long long>(header.frame_id), static_cast<long long>(header.time_stamp),
            static_cast<long long>(header.encoder_stamp));
-  if (header.time_stamp <= min_time_stamp_) return;
-  Deliver([&] {
-    if (const auto callback = image_callback_.Get()) (*callback)(width, height, buffer);
-  });
+  const bool written = header.frame_id != kNoFrameId;
+  if (written) statistics_.SawId(header.frame_id);
+
+  Fate fate = Fate::kSuppressed;
+  if (header.time_stamp > min_time_stamp_) {
+    Deliver([&] {
+      const auto callback = image_callback_.Get();
+      if (callback) statistics_.Time([&] { (*callback)(width, height, buffer); });
+      fate = callback ? Fate::kDelivered : Fate::kReleased;
+    });
+  }
+  return written ? fate : Fate::kMalformed;
 }
 
 }  // namespace VeltranoSDK

@@ -9,6 +9,7 @@
 #include "Devices/V4l2Fd.h"
 #include "Runnable/Backoff.h"
 #include "Runnable/CallbackSlot.h"
+#include "Runnable/CaptureStatistics.h"
 #include "Runnable/ImageReorder.h"
 #include "Runnable/Runnable.h"
 
@@ -40,13 +41,16 @@ class CaptureVideoStream final : public Utility::Runnable {
   void SetTimeStampHold(bool hold);
   bool TimeStampHold() const { return time_stamp_hold_; }
 
+  // What became of the images.
+  CaptureStatistics& statistics() { return statistics_; }
+
  private:
   bool BeforeRun() override;
   void LoopRun() override;
 
   bool SetUp(const CmosSensor& sensor);
   void ReportSelfTest();
-  void HandOver(std::byte* buffer, const CmosSensor& sensor);
+  Fate HandOver(std::byte* buffer, const CmosSensor& sensor);
 
   Utility::CallbackSlot<void(unsigned int, unsigned int, void*)> image_callback_;
   DevFOps::V4l2Fd device_;
@@ -58,6 +62,7 @@ class CaptureVideoStream final : public Utility::Runnable {
   Relaxed<bool> time_stamp_hold_ = false;
   ReorderScratch scratch_;
   Utility::Backoff backoff_;
+  CaptureStatistics statistics_;
 };
 
 }  // namespace VeltranoSDK

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string.h>
+
 #include <cstddef>
 #include <cstdint>
 
@@ -21,12 +23,37 @@ struct StripWalk {
   bool complete = true;             // false: the next one does not fit into the buffer
 };
 
-// Told of every whole strip, counted from 1.
-using StripVisitor = void (*)(unsigned int index, const StripHeader& strip);
+struct VisitNoStrip {
+  void operator()(unsigned int /*index*/, const StripHeader& /*strip*/) const {}
+};
 
 // Walks `count` strips packed into the first `size` bytes. Neither the count nor
-// any point count is believed beyond the size.
+// any point count is believed beyond the size. The visitor is told of every whole
+// strip, counted from 1.
+template <typename Visitor = VisitNoStrip>
 StripWalk WalkStrips(const std::byte* buffer, std::size_t size, std::uint32_t count,
-                     std::uint32_t bytes_per_point, StripVisitor visit = nullptr);
+                     std::uint32_t bytes_per_point, Visitor visit = {}) {
+  StripWalk walk;
+  std::size_t offset = 0;
+  while (walk.strips < count) {
+    StripHeader strip;
+    std::uint64_t points_bytes;
+    walk.complete = false;
+    if (size - offset < sizeof strip) break;
+    // Points of 2 bytes put the next header on any even address.
+    memcpy(&strip, buffer + offset, sizeof strip);
+    if (__builtin_mul_overflow(strip.point_count, std::uint64_t{bytes_per_point}, &points_bytes) ||
+        points_bytes > size - offset - sizeof strip) {
+      break;
+    }
+    walk.complete = true;
+    offset += sizeof strip + points_bytes;
+    ++walk.strips;
+    walk.last_frame_id = strip.frame_id;
+    visit(walk.strips, strip);
+  }
+  walk.bytes = static_cast<std::uint32_t>(offset);
+  return walk;
+}
 
 }  // namespace VeltranoSDK

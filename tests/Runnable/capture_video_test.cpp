@@ -236,6 +236,39 @@ TEST_F(ImageThread, RefusesARegionLargerThanTheFrame) {
   sensor->SetROI(0, 0, kWidth, kHeight);
   ASSERT_TRUE(Eventually([this] { return Images() >= 3; }));
   EXPECT_THAT(log.Take(), Contains(HasSubstr("an image of 5000 x 5000 does not fit")));
+  EXPECT_GT(video->statistics().Snapshot().malformed, 0u);
+}
+
+// The self-test's callback comes before the image's.
+TEST_F(ImageThread, CountsTheImageOfAThreadThatIsBeingEndedAsSuppressed) {
+  UseSensor(kIMX252);
+  std::atomic<bool> ended{false};
+  video->RegisterCmos252SelfTestSuccessfullyCallback([&] { ended = video->Cancel(); });
+  Collect();
+  StartThread();
+  FrameSource::Trigger(true);
+  ASSERT_TRUE(Eventually([&] { return ended.load(); }));
+  ASSERT_TRUE(video->WaitUntilGone(20000));
+  const CaptureStatistics::Counts counts = video->statistics().Snapshot();
+  EXPECT_EQ(counts.dequeued, 1u);
+  EXPECT_EQ(counts.suppressed, 1u);
+  EXPECT_EQ(Images(), 0u);
+}
+
+// They are the process's, not the thread's.
+TEST_F(ImageThread, KeepsItsCountsFromStartToStart) {
+  Collect();
+  StartThread();
+  FrameSource::Trigger(true);
+  ASSERT_TRUE(Eventually([this] { return Images() >= 3; }));
+  video->Cancel();
+  ASSERT_TRUE(video->WaitUntilGone(20000));
+  video->ReleaseResource();
+  const std::uint64_t before = video->statistics().Snapshot().delivered;
+  EXPECT_EQ(before, Images());
+  set_up = false;
+  StartThread();
+  ASSERT_TRUE(Eventually([&] { return video->statistics().Snapshot().delivered >= before + 3; }));
 }
 
 TEST_F(ImageThread, ReportsTheSelfTestOfAnImx252Once) {

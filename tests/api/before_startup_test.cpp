@@ -168,6 +168,15 @@ const Call kWithoutDevice[] = {
     {"RegisterEventHandler", [] { return RegisterEventHandler(7, nullptr), true; }},
     {"ResetStripReleaseNum", [] { return ResetStripReleaseNum() == 0; }},
     {"Temp18b20Read", [] { return Temp18b20Read() == 0; }},
+    {"TessalineGetCaptureStatistics",
+     [] {
+       tessaline_capture_statistics statistics{};
+       statistics.dequeued = 1;
+       return TessalineGetCaptureStatistics(TESSALINE_STREAM_IMAGES, &statistics) == 0 &&
+              statistics.dequeued == 0;
+     }},
+    {"TessalineResetCaptureStatistics",
+     [] { return TessalineResetCaptureStatistics(TESSALINE_STREAM_STRIPS) == 0; }},
 };
 
 std::vector<std::string> traces;

@@ -19,6 +19,9 @@ _Static_assert(offsetof(log_Event, udata) == offsetof(log_Event, time) + sizeof(
 _Static_assert(offsetof(log_Event, line) == offsetof(log_Event, udata) + sizeof(void*), "line");
 _Static_assert(offsetof(log_Event, level) == offsetof(log_Event, line) + sizeof(int), "level");
 
+/* Fourteen numbers without a gap, for hosts in other languages. */
+_Static_assert(sizeof(struct tessaline_capture_statistics) == 14 * 8, "no other record");
+
 static void OnStrips(unsigned int strips, unsigned int bytes, void* data) {
   (void)strips;
   (void)bytes;
@@ -36,6 +39,7 @@ static void Expect(int holds, const char* what) {
 /* What each header's functions answer before start-up. */
 int main(void) {
   unsigned char settings[16];
+  struct tessaline_capture_statistics statistics;
   log_set_quiet(true);
   RegisterEventHandler(TESSALINE_EVENT_STRIP, (tessaline_event_handler)OnStrips);
   Expect(GetLibVersion("K3610") == 41915, "startup.h");
@@ -45,6 +49,8 @@ int main(void) {
   Expect(SetTriSpacing(1000) == -1, "trigger.h");
   Expect(SetOutPolarity(0, 1) == -1, "outputs.h");
   Expect(SetExposureNum(1) == -1, "sensor.h");
+  Expect(TessalineGetCaptureStatistics(TESSALINE_STREAM_STRIPS, &statistics) == 0,
+         "capture_statistics.h");
   Expect(GetStripWidthMax() == 0xFFFFFFFF, "strip.h");
   Expect(SetBinEnable(1) == -1, "image_processing.h");
   Expect(GetDigitalPOTResolution() == 0xFFFFFFFF, "peripherals.h");

@@ -85,6 +85,10 @@ static_assert(kAllAre<int(float), decltype(SetLaserPower)>);
 static_assert(kAllAre<float(), decltype(GetCpuTemp)>);
 static_assert(kAllAre<std::int64_t(), decltype(Temp18b20Read)>);
 
+static_assert(
+    kAllAre<int(U, tessaline_capture_statistics*), decltype(TessalineGetCaptureStatistics)>);
+static_assert(kAllAre<int(U), decltype(TessalineResetCaptureStatistics)>);
+
 // --- Registers and logger
 
 static_assert(kAllAre<U(U, U), decltype(fpga_read_addr)>);

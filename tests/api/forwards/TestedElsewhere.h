@@ -22,6 +22,8 @@ inline const std::vector<TestFile> kTestedElsewhere{
      {"CloseLaser", "DAWrite", "GetCpuTemp", "GetSensorTemp", "LedControl", "OpenLaser",
       "SetCmosGain", "SetDriveMode", "SetLaserPower", "SetROI1", "SetReverseMode",
       "SetStripRebuildValue"}},
+    {"api/capture_statistics_test.cpp",
+     {"TessalineGetCaptureStatistics", "TessalineResetCaptureStatistics"}},
     {"api/exports_test.cpp",
      {"VeltranoSDK::SignalHandler::SignalHandler", "VeltranoSDK::SignalHandler::~SignalHandler",
       "VeltranoSDK::SignalHandler::handleSignal", "VeltranoSDK::SignalHandler::install"}},

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <cstdint>
+
+namespace VeltranoSDK {
+
+// Follows the FPGA's frame ids, which count up by one, and counts what is left out.
+class FrameIds {
+ public:
+  struct Counts {
+    std::uint64_t seen;
+    std::uint64_t gaps;
+    std::uint64_t missing;
+    std::uint64_t out_of_order;
+  };
+
+  void Follow(std::uint64_t id) {
+    ++counts_.seen;
+    const std::uint64_t step = id - last_;
+    if (!known_ || (step >= 1 && step <= kFarthest)) {
+      if (known_ && step > 1) {
+        ++counts_.gaps;
+        counts_.missing += step - 1;
+      }
+      last_ = id;
+      known_ = true;
+      strayed_ = false;
+    } else {
+      Stray(id);
+    }
+  }
+
+  // Whatever comes next is the first.
+  void Restart() { known_ = false; }
+
+  void ClearCounts() { counts_ = {}; }
+  const Counts& counts() const { return counts_; }
+
+ private:
+  // An id that is further ahead is rubbish: so many frames take months.
+  static constexpr std::uint64_t kFarthest = std::uint64_t{1} << 32;
+
+  // A single one is an old frame; two in a row are a count that began anew.
+  void Stray(std::uint64_t id) {
+    ++counts_.out_of_order;
+    if (strayed_ && id - stray_ == 1) last_ = id;
+    strayed_ = true;
+    stray_ = id;
+  }
+
+  Counts counts_{};
+  std::uint64_t last_ = 0;
+  std::uint64_t stray_ = 0;
+  bool known_ = false;
+  bool strayed_ = false;
+};
+
+}  // namespace VeltranoSDK
