@@ -81,7 +81,7 @@ class CaptureStatistics : public tessaline_test::StartedBoard {
     for (unsigned i = 0; i < frames; ++i) {
       const std::uint64_t before = Counted(stream).dequeued;
       Expose(stream);
-      ASSERT_TRUE(Eventually([=] { return Counted(stream).dequeued == before + 1; }));
+      ASSERT_TRUE(Eventually([=] { return Counted(stream).dequeued > before; }));
     }
   }
 
@@ -231,14 +231,15 @@ TEST_P(OfBothStreams, AgreeWithTheBoardAboutWhatASlowHandlerCosts) {
   ASSERT_TRUE(Eventually([] { return Counted(stream()).ids_missing > 20; }));
   ASSERT_EQ(SetGlobalControl(0), 0);
   ASSERT_EQ(SetTriMode(2), 0);
-  ASSERT_TRUE(Eventually([] { return Counted(stream()).ids_seen == Board(stream()).delivered; }));
   handling = DoNothing;
+  const auto all_taken = [] { return Counted(stream()).dequeued == Board(stream()).buffers; };
+  ASSERT_TRUE(Eventually(all_taken));
   ASSERT_EQ(SetGlobalControl(1), 0);
-  Capture(stream(), 1);  // what was lost last shows with what comes next
+  Capture(stream(), 3);  // what was lost last shows with what comes next
+  ASSERT_TRUE(Eventually(all_taken));
   const Statistics s = Counted(stream());
   EXPECT_EQ(s.ids_seen, Board(stream()).delivered);
   EXPECT_EQ(s.ids_missing, Board(stream()).lost);
-  EXPECT_EQ(s.dequeued, Board(stream()).buffers);
   EXPECT_TRUE(EachFrameHasOneFate(s));
 }
 
