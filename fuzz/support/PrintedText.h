@@ -1,0 +1,38 @@
+#pragma once
+
+#include <stdio.h>
+
+#include <array>
+#include <string_view>
+
+namespace tessaline_fuzz {
+
+// What the code under test writes to the standard streams, in memory.
+class PrintedText {
+ public:
+  PrintedText() {
+    setvbuf(stream_, nullptr, _IONBF, 0);  // a buffer would be allocated in the middle of the run
+    stdout = stderr = stream_;
+  }
+  ~PrintedText() {
+    Restore();
+    fclose(stream_);
+  }
+  PrintedText(const PrintedText&) = delete;
+  PrintedText& operator=(const PrintedText&) = delete;
+
+  // From now on the streams are the process's again.
+  void Restore() {
+    stdout = output_;
+    stderr = error_;
+  }
+  std::string_view Text() const { return text_.data(); }
+
+ private:
+  std::array<char, 1 << 16> text_{};
+  FILE* const stream_ = fmemopen(text_.data(), text_.size(), "w");
+  FILE* const output_ = stdout;
+  FILE* const error_ = stderr;
+};
+
+}  // namespace tessaline_fuzz

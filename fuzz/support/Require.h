@@ -1,0 +1,18 @@
+#pragma once
+
+#include <stdio.h>
+#include <stdlib.h>
+#include <unistd.h>
+
+namespace tessaline_fuzz {
+
+// Ends the run as a finding. Not an assert: the build has NDEBUG.
+inline void Require(bool holds, const char* what, const char* file = __builtin_FILE(),
+                    int line = __builtin_LINE()) {
+  if (holds) return;
+  // Past the streams, which a target may have replaced.
+  dprintf(STDERR_FILENO, "%s:%d: does not hold: %s\n", file, line, what);
+  abort();
+}
+
+}  // namespace tessaline_fuzz

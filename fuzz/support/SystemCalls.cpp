@@ -1,0 +1,101 @@
+#include "support/SystemCalls.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <stdarg.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <atomic>
+
+#include "support/Require.h"
+
+namespace tessaline_fuzz {
+
+namespace {
+
+std::atomic<SystemCalls*> current = nullptr;
+
+SystemCalls* Current(int fd) {
+  return fd >= SystemCalls::kFirstDescriptor ? current.load() : nullptr;
+}
+
+}  // namespace
+
+SystemCalls::SystemCalls() {
+  Require(current == nullptr, "one stand-in at a time");
+  current = this;
+}
+
+SystemCalls::~SystemCalls() { current = nullptr; }
+
+}  // namespace tessaline_fuzz
+
+using tessaline_fuzz::Current;
+using tessaline_fuzz::current;
+
+// The linker's names (--wrap): "__wrap_" receives what the program calls, "__real_"
+// is the C library's.
+extern "C" {
+
+// An allocation may fail, as on a small board. Freed blocks need not be remembered
+// for long: no input runs longer than some milliseconds.
+const char* __asan_default_options() {
+  return "allocator_may_return_null=1:max_allocation_size_mb=256:quarantine_size_mb=16:"
+         "detect_stack_use_after_return=1";
+}
+
+// NOLINTBEGIN(bugprone-reserved-identifier)
+int __real_open(const char* path, int flags, ...);
+int __real_close(int fd);
+int __real_ioctl(int fd, unsigned long request, ...);
+void* __real_mmap(void* address, size_t length, int protection, int flags, int fd, off_t offset);
+int __real_munmap(void* address, size_t length);
+ssize_t __real_write(int fd, const void* data, size_t size);
+int __real_usleep(useconds_t time);
+[[noreturn]] void __real_exit(int status);
+
+int __wrap_open(const char* path, int flags, ...) {
+  if (current != nullptr) return current.load()->Open(path);
+  va_list arguments;
+  va_start(arguments, flags);
+  const int mode = va_arg(arguments, int);
+  va_end(arguments);
+  return __real_open(path, flags, mode);
+}
+
+int __wrap_close(int fd) { return Current(fd) ? Current(fd)->Close(fd) : __real_close(fd); }
+
+int __wrap_ioctl(int fd, unsigned long request, ...) {
+  va_list arguments;
+  va_start(arguments, request);
+  void* argument = va_arg(arguments, void*);
+  va_end(arguments);
+  return Current(fd) ? Current(fd)->Ioctl(fd, request, argument)
+                     : __real_ioctl(fd, request, argument);
+}
+
+void* __wrap_mmap(void* address, size_t length, int protection, int flags, int fd, off_t offset) {
+  return Current(fd) ? Current(fd)->Map(length, fd, offset)
+                     : __real_mmap(address, length, protection, flags, fd, offset);
+}
+
+int __wrap_munmap(void* address, size_t length) {
+  return current != nullptr ? current.load()->Unmap(address, length)
+                            : __real_munmap(address, length);
+}
+
+ssize_t __wrap_write(int fd, const void* data, size_t size) {
+  return Current(fd) ? Current(fd)->Write(fd, data, size) : __real_write(fd, data, size);
+}
+
+// Nobody waits for a chip here.
+int __wrap_usleep(useconds_t time) { return current != nullptr ? 0 : __real_usleep(time); }
+
+void __wrap_exit(int status) {
+  if (tessaline_fuzz::on_exit_to != nullptr) longjmp(*tessaline_fuzz::on_exit_to, 1);
+  __real_exit(status);
+}
+// NOLINTEND(bugprone-reserved-identifier)
+
+}  // extern "C"

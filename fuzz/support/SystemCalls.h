@@ -1,0 +1,47 @@
+#pragma once
+
+#include <setjmp.h>
+#include <sys/types.h>
+
+#include <cstddef>
+#include <utility>
+
+namespace tessaline_fuzz {
+
+// Stands in for the kernel while it lives: the program is linked such that what the
+// library asks of the kernel comes here first. One at a time. Every open() is
+// answered here; the other calls where the descriptor or the mapping is of here.
+class SystemCalls {
+ public:
+  static constexpr int kFirstDescriptor = 1 << 20;  // of ours: no real one is as high
+
+  SystemCalls();
+  virtual ~SystemCalls();
+  SystemCalls(const SystemCalls&) = delete;
+  SystemCalls& operator=(const SystemCalls&) = delete;
+
+  // As the C library's: -1 or MAP_FAILED, and errno.
+  virtual int Open(const char* path) = 0;
+  virtual int Close(int fd) = 0;
+  virtual int Ioctl(int fd, unsigned long request, void* argument) = 0;
+  virtual void* Map(std::size_t length, int fd, off_t offset) = 0;
+  virtual int Unmap(void* address, std::size_t length) = 0;
+  virtual ssize_t Write(int fd, const void* data, std::size_t size) = 0;
+};
+
+// Where a call of exit() goes instead of ending the fuzzer.
+inline jmp_buf* on_exit_to = nullptr;
+
+// Calls; false when that called exit(). Then the stack is left as a process's is
+// when it ends: nothing on it is destroyed.
+template <typename Call>
+bool Returns(Call&& call) {
+  jmp_buf here;
+  on_exit_to = &here;
+  const bool returned = setjmp(here) == 0;
+  if (returned) std::forward<Call>(call)();
+  on_exit_to = nullptr;
+  return returned;
+}
+
+}  // namespace tessaline_fuzz

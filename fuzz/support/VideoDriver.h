@@ -1,0 +1,67 @@
+#pragma once
+
+#include <fuzzer/FuzzedDataProvider.h>
+#include <linux/videodev2.h>
+
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "support/SystemCalls.h"
+
+namespace tessaline_fuzz {
+
+// Capture devices and the DMA area, whose answers are what the input says: sane ones,
+// errors, and whatever a broken driver might write into the record. Mapped memory is
+// a heap block of exactly the mapped length, so that the address sanitizer watches
+// its ends. Calls that no correct program makes are findings: closing what is not
+// open, unmapping what is not mapped or another length of it.
+class VideoDriver final : public SystemCalls {
+ public:
+  explicit VideoDriver(FuzzedDataProvider& answers) : answers_(answers) {}
+
+  // Every unmapping is to be of this length, whatever was mapped.
+  void ExpectUnmapLength(std::size_t length) { unmap_length_ = length; }
+
+  std::size_t Descriptors() const { return open_.size(); }
+  std::size_t Mappings() const { return mappings_.size(); }
+  // The whole range is mapped.
+  bool Maps(const void* address, std::size_t length) const;
+
+  int Open(const char* path) override;
+  int Close(int fd) override;
+  int Ioctl(int fd, unsigned long request, void* argument) override;
+  void* Map(std::size_t length, int fd, off_t offset) override;
+  int Unmap(void* address, std::size_t length) override;
+  ssize_t Write(int fd, const void* data, std::size_t size) override;
+
+ private:
+  enum Answer { kSane, kBent, kWild, kScribbled };
+
+  int Fail();
+  bool Fails();
+  Answer NextAnswer();
+  template <typename Record>
+  void Scribble(Record& record);
+
+  void SetFormat(v4l2_format& format);
+  int Grant(v4l2_requestbuffers& request);
+  void Describe(v4l2_buffer& buffer);
+  int Queue(v4l2_buffer& buffer);
+  int Dequeue(v4l2_buffer& buffer);
+
+  FuzzedDataProvider& answers_;
+  std::map<int, std::string> open_;
+  std::map<std::byte*, std::pair<std::size_t, std::unique_ptr<std::byte[]>>> mappings_;
+  std::optional<std::size_t> unmap_length_;
+  std::vector<__u32> queued_;
+  __u32 frame_bytes_ = 0;
+  __u32 granted_ = 0;
+  __u32 memory_ = 0;
+  std::size_t sync_offset_ = 0;
+  int next_ = kFirstDescriptor;
+};
+
+}  // namespace tessaline_fuzz
