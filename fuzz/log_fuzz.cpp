@@ -30,11 +30,8 @@ struct Memory {
     stream = fmemopen(text.data(), text.size(), "w");
     setvbuf(stream, nullptr, _IONBF, 0);
   }
-  void Clear() {
-    rewind(stream);
-    text[0] = '\0';
-  }
-  std::string_view Text() const { return text.data(); }
+  void Clear() { rewind(stream); }
+  std::string_view Text() const { return {text.data(), static_cast<std::size_t>(ftell(stream))}; }
 };
 
 Memory error_stream;
