@@ -28,8 +28,6 @@ constexpr std::chrono::seconds kHandlerTime{1};
 V4l2Device::V4l2Device(v4l2_memory memory, Message flavour_here)
     : memory_(memory), flavour_(flavour_here) {}
 
-bool V4l2Device::PrepareMemory(unsigned int) { return true; }
-
 void V4l2Device::AfterDequeue(unsigned int, std::size_t) {}
 
 void V4l2Device::BeforeQueue(unsigned int, std::size_t) {}
@@ -81,7 +79,11 @@ bool V4l2Device::ReqBufs(unsigned int count) {
   Enter(__func__);
   const SigintBlocked no_handler_here;
   const std::lock_guard lock(memory_mutex_);
-  if (!PrepareMemory(count)) return false;
+  const bool prepared = PrepareMemory(count);
+  // Those of an earlier request are gone, however this one ends.
+  buffers_.clear();
+  has_current_ = false;
+  if (!prepared) return false;
   v4l2_requestbuffers request{};
   request.count = count;
   request.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
@@ -90,7 +92,12 @@ bool V4l2Device::ReqBufs(unsigned int count) {
     LogError(Tell("v4l2 VIDIOC_REQBUFS failed: %s"), strerror(errno));
     return false;
   }
-  // A driver may grant fewer, and one that needs more for itself grants more.
+  // A driver may grant fewer, and one that needs more for itself grants more, but none
+  // has more than this: the number is not to be believed.
+  if (request.count > std::max<unsigned int>(count, VIDEO_MAX_FRAME)) {
+    LogError(Tell("v4l2 VIDIOC_REQBUFS failed: %s"), strerror(EOVERFLOW));
+    return false;
+  }
   buffers_.assign(std::max(count, request.count), Buffer{});
   for (unsigned int index = 0; index < request.count; ++index) {
     if (!SetUpBuffer(index)) return false;

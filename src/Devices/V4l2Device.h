@@ -42,8 +42,9 @@ class V4l2Device : public V4l2Base {
 
   V4l2Device(v4l2_memory memory, Message flavour_here);
 
-  // Makes the memory of so many buffers, where that is not the driver's business.
-  virtual bool PrepareMemory(unsigned int count);
+  // Makes the memory of so many buffers, where that is not the driver's business, and
+  // lets go of an earlier request's.
+  virtual bool PrepareMemory(unsigned int count) = 0;
   // Gives a buffer of the driver its memory: fills in data and size, and the
   // descriptor where the driver must know.
   virtual bool Provide(v4l2_buffer& descriptor, Buffer& buffer) = 0;

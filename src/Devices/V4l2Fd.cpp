@@ -7,6 +7,12 @@ namespace VeltranoSDK::DevFOps {
 
 V4l2Fd::V4l2Fd() : V4l2Device(V4L2_MEMORY_MMAP, "V4l2Fd") {}
 
+// The memory is the driver's business; only what an earlier request mapped has to go.
+bool V4l2Fd::PrepareMemory(unsigned int) {
+  ReleaseMemory();
+  return true;
+}
+
 bool V4l2Fd::Provide(v4l2_buffer& descriptor, Buffer& buffer) {
   void* address = mmap(nullptr, descriptor.length, PROT_READ | PROT_WRITE, MAP_SHARED, fd(),
                        descriptor.m.offset);

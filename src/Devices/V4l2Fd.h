@@ -10,6 +10,7 @@ class V4l2Fd final : public V4l2Device {
   V4l2Fd();
 
  private:
+  bool PrepareMemory(unsigned int count) override;
   bool Provide(v4l2_buffer& descriptor, Buffer& buffer) override;
   void ReleaseMemory() override;
   void ClearMemory() override;
