@@ -7,41 +7,15 @@
 
 #include "Runnable/StripWalk.h"
 #include "support/Require.h"
+#include "support/StripReference.h"
 
 namespace {
 
 using tessaline_fuzz::Require;
+using tessaline_fuzz::StripReference;
 using namespace VeltranoSDK;  // NOLINT(google-build-using-namespace)
 
 std::vector<StripHeader> visited;
-
-std::uint64_t LittleEndian(const std::vector<std::uint8_t>& bytes, std::size_t at) {
-  std::uint64_t value = 0;
-  for (int i = 7; i >= 0; --i) value = value << 8 | bytes[at + i];
-  return value;
-}
-
-struct Reference {
-  std::vector<StripHeader> strips;
-  std::size_t bytes = 0;
-  bool complete = true;
-};
-
-Reference Walk(const std::vector<std::uint8_t>& bytes, std::uint32_t count, std::uint32_t point) {
-  Reference result;
-  for (std::uint32_t i = 0; i < count; ++i) {
-    const std::size_t left = bytes.size() - result.bytes;
-    if (left < 32) return result.complete = false, result;
-    StripHeader strip{LittleEndian(bytes, result.bytes), LittleEndian(bytes, result.bytes + 8),
-                      LittleEndian(bytes, result.bytes + 16),
-                      LittleEndian(bytes, result.bytes + 24)};
-    const auto needed = static_cast<unsigned __int128>(strip.point_count) * point + 32;
-    if (needed > left) return result.complete = false, result;
-    result.strips.push_back(strip);
-    result.bytes += static_cast<std::size_t>(needed);
-  }
-  return result;
-}
 
 bool Same(const StripHeader& a, const StripHeader& b) {
   return a.frame_id == b.frame_id && a.time_stamp == b.time_stamp &&
@@ -64,7 +38,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   std::byte* const buffer = block.get() + shifted;
   std::copy(bytes.begin(), bytes.end(), reinterpret_cast<std::uint8_t*>(buffer));
 
-  const Reference expected = Walk(bytes, count, point);
+  const StripReference expected(bytes.data(), bytes.size(), count, point);
   visited.clear();
   const StripWalk walk =
       WalkStrips(buffer, bytes.size(), count, point, [](unsigned index, const StripHeader& strip) {
@@ -74,7 +48,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   Require(walk.strips == expected.strips.size(), "as many strips");
   Require(walk.bytes == expected.bytes, "as many bytes");
   Require(walk.complete == expected.complete, "a strip that does not fit is told");
-  Require(walk.last_frame_id == (walk.strips ? expected.strips.back().frame_id : 0), "last frame");
+  Require(walk.last_frame_id == expected.LastFrame(), "last frame");
   Require(std::equal(visited.begin(), visited.end(), expected.strips.begin(), expected.strips.end(),
                      Same),
           "the visitor gets every whole strip");
