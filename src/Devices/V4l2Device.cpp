@@ -119,6 +119,7 @@ bool V4l2Device::SetUpBuffer(unsigned int index) {
     LogError(Tell("v4l2 VIDIOC_QUERYBUF failed: %s"), strerror(errno));
     return false;
   }
+  descriptor.index = index;  // whatever the driver made of it
   return Provide(descriptor, buffers_[index]) && Queue(descriptor);
 }
 
@@ -229,7 +230,7 @@ bool V4l2Device::QBuf(unsigned int index) {
   return true;
 }
 
-bool V4l2Device::Queue(v4l2_buffer& descriptor) {
+bool V4l2Device::Queue(v4l2_buffer descriptor) {
   if (ioctl(fd_, VIDIOC_QBUF, &descriptor) < 0) {
     LogError(Tell("v4l2 VIDIOC_QBUF failed: %s"), strerror(errno));
     return false;

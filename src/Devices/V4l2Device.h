@@ -69,7 +69,7 @@ class V4l2Device : public V4l2Base {
   Buffer* Dequeue();
   void TakeInHand();
   void LetGo();
-  bool Queue(v4l2_buffer& descriptor);
+  bool Queue(v4l2_buffer descriptor);  // a copy: the driver writes into it
   bool Switch(unsigned long request);
 
   // Held while the buffers are touched from outside the capture thread, so that the
