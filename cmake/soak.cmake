@@ -1,0 +1,23 @@
+# What only shows after a long time or in a rare moment. The short forms are tests; the
+# long ones are scripts/sigint-storm and scripts/soak.
+find_package(CLI11 REQUIRED)
+
+add_executable(interrupted_application
+  ${CMAKE_SOURCE_DIR}/tests/reliability/interrupted_application.cpp)
+target_link_libraries(interrupted_application PRIVATE tessaline tessaline-board ${CMAKE_DL_LIBS})
+
+add_executable(sigint_storm ${CMAKE_SOURCE_DIR}/tests/reliability/sigint_storm.cpp
+  ${CMAKE_SOURCE_DIR}/tests/reliability/InterruptedRun.cpp
+  ${CMAKE_SOURCE_DIR}/tests/reliability/ShutdownOrder.cpp)
+target_link_libraries(sigint_storm PRIVATE CLI11::CLI11 nlohmann_json::nlohmann_json)
+add_dependencies(sigint_storm interrupted_application)
+
+foreach(program interrupted_application sigint_storm)
+  target_include_directories(${program} PRIVATE ${CMAKE_SOURCE_DIR}/tests)
+  target_link_libraries(${program} PRIVATE tessaline_options)
+endforeach()
+
+add_test(NAME reliability/SigintStorm.EndsInOrder
+  COMMAND sigint_storm 60 --within 100 --application $<TARGET_FILE:interrupted_application>)
+set_tests_properties(reliability/SigintStorm.EndsInOrder PROPERTIES
+  LABELS reliability TIMEOUT 600 SKIP_RETURN_CODE 77)

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <chrono>
+#include <string>
+#include <vector>
+
+namespace tessaline_test {
+
+struct Interruption {
+  std::string model;
+  std::string activity;
+  std::chrono::microseconds after;  // the application has begun its activity
+};
+
+struct InterruptedEnd {
+  double seconds = 0;  // from the signal to the end of the process
+  std::vector<std::string> complaints;
+};
+
+// Runs the application in a process of its own, on a virtual board of its own,
+// interrupts it, and looks at how it ends. Its output and the board's transcript are
+// left in the directory: output.txt, transcript.json.
+class InterruptedRun {
+ public:
+  // The requirement; whoever needs longer is waited for a while all the same.
+  static constexpr double kMostSeconds = 2;
+
+  InterruptedRun(std::string application, std::string directory)
+      : application_(std::move(application)), directory_(std::move(directory)) {}
+
+  InterruptedEnd Run(const Interruption& interruption) const;
+
+ private:
+  std::string Path(const char* name) const { return directory_ + "/" + name; }
+  int Spawn(const Interruption& interruption, int ready) const;
+  [[noreturn]] void Execute(const Interruption& interruption, int ready) const;
+  void JudgeOutput(std::vector<std::string>& complaints) const;
+
+  const std::string application_;
+  const std::string directory_;
+};
+
+}  // namespace tessaline_test

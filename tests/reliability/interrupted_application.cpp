@@ -1,0 +1,207 @@
+// The program that sigint_storm interrupts: starts a product, takes one image and one
+// strip buffer, reports, and is busy in one way until SIGINT ends it.
+//
+//   interrupted_application MODEL ACTIVITY
+#include <dlfcn.h>
+#include <pthread.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <string_view>
+#include <thread>
+
+#include "reliability/StormMarks.h"
+#include "support/Waiting.h"
+#include "tessaline/board.h"
+#include "tessaline/tessaline.h"
+
+namespace {
+
+using std::chrono::milliseconds;
+using tessaline_test::Eventually;
+using tessaline_test::ReallyWait;
+namespace mark = tessaline_test::mark;
+
+// One capture thread as its handler sees it.
+struct Capture {
+  std::atomic<bool> known{false};
+  std::atomic<bool> cancelled{false};
+  pthread_t thread{};
+};
+Capture images;
+Capture strips;
+
+std::atomic<bool> busy_handlers{false};
+
+void RegisterTraffic(unsigned i) {
+  SetTriSpacing(4000 + i % 100);
+  SetOutWidth(i % 2, i);
+  GetTriSpacing();
+  GetEncoderCounter();
+  SetRisThresholdValue(20 + i % 40);
+}
+
+// Some milliseconds, never the same.
+void StayInHandler() {
+  static thread_local unsigned visits = 0;
+  ++visits;
+  usleep(mark::kHandlerBegins);
+  RegisterTraffic(visits);
+  ReallyWait(milliseconds(visits * 7 % 20));
+  usleep(mark::kHandlerEnds);
+}
+
+void Handle(Capture& capture) {
+  if (capture.cancelled) usleep(mark::kHandlerAfterCancel);
+  if (!capture.known) {
+    capture.thread = pthread_self();
+    capture.known = true;
+  }
+  if (busy_handlers) StayInHandler();
+}
+
+void OnImage(unsigned, unsigned, void*) { Handle(images); }
+void OnStrips(unsigned, unsigned, void*) { Handle(strips); }
+void OnTrigger(unsigned) { GetEncoderCounter(); }
+void OnArrived() { GetTriSpacing(); }
+
+[[noreturn]] void Fail(const char* what) {
+  std::fprintf(stderr, "interrupted_application: %s\n", what);
+  _exit(EXIT_FAILURE);
+}
+
+void Handler(int event, auto* handler) {
+  RegisterEventHandler(event, reinterpret_cast<tessaline_event_handler>(handler));
+}
+
+void TakeOne(unsigned mode, const Capture& capture) {
+  SetCollectMode(mode);
+  SetGlobalControl(1);
+  TricontrolSWTrigger();
+  if (!Eventually([&] { return capture.known.load(); })) Fail("no frame");
+  SetGlobalControl(0);
+}
+
+void StartUp(const char* model) {
+  GetLibVersion(model);
+  Handler(TESSALINE_EVENT_IMAGE, OnImage);
+  Handler(TESSALINE_EVENT_STRIP, OnStrips);
+  Handler(TESSALINE_EVENT_EXTERNAL_TRIGGER, OnTrigger);
+  Handler(TESSALINE_EVENT_DA_ARRIVED, OnArrived);
+  if (RegisterHardwareInit() != 0) Fail("no start-up");
+  OpenLaser();
+  SetTriMode(2);
+  TakeOne(1, images);
+  TakeOne(0, strips);
+  SetTriMode(0);
+}
+
+// --- The activities; none returns
+
+void BeIdle() {
+  for (;;) pause();
+}
+
+void Stream(unsigned mode) {
+  SetCollectMode(mode);
+  SetGlobalControl(1);
+  BeIdle();
+}
+
+void StreamStrips() { Stream(0); }
+void StreamImages() { Stream(1); }
+
+void AccessRegisters() {
+  const auto traffic = [] {
+    for (unsigned i = 0;; ++i) RegisterTraffic(i);
+  };
+  std::thread(traffic).detach();
+  traffic();
+}
+
+void StreamToBusyHandlers() {
+  busy_handlers = true;
+  SetCollectMode(0);
+  SetGlobalControl(1);
+  for (unsigned mode = 1;; mode ^= 1) {
+    ReallyWait(milliseconds(25));
+    SetCollectMode(mode);
+  }
+}
+
+void SwitchNotifiers() {
+  for (unsigned level = 1;; level ^= 1) {
+    SetExtTriggerState(1);
+    SetDADelayState(1);
+    tessaline_board_external_trigger(static_cast<int>(level));
+    tessaline_board_da_arrived();
+    SetExtTriggerState(0);
+    SetDADelayState(0);
+  }
+}
+
+void ChangeSettings() {
+  SetCollectMode(0);
+  SetGlobalControl(1);
+  for (unsigned i = 0;; ++i) {
+    SetCollectMode(i / 2 % 2);
+    SetLaserPower(static_cast<float>(30 + i % 40));
+    LedControl(i % 8);
+    SetCmosGain(i % 3);
+    DAWrite(i % 4096);
+    GetCpuTemp();
+    SetExposureTime(1, 100 + i % 100);
+  }
+}
+
+struct Activity {
+  std::string_view name;
+  void (*run)();
+};
+constexpr Activity kActivities[] = {
+    {"idle", BeIdle},
+    {"strips", StreamStrips},
+    {"images", StreamImages},
+    {"registers", AccessRegisters},
+    {"handlers", StreamToBusyHandlers},
+    {"notifiers", SwitchNotifiers},
+    {"settings", ChangeSettings},
+};
+
+void ReportReady() {
+  if (write(tessaline_test::kReadyDescriptor, "r", 1) != 1) Fail("nobody listens");
+  close(tessaline_test::kReadyDescriptor);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc != 3) Fail("MODEL ACTIVITY");
+  for (const auto& [name, run] : kActivities) {
+    if (name != argv[2]) continue;
+    StartUp(argv[1]);
+    tessaline_board_set_sleep_factor(1);
+    tessaline_board_transcript_clear();
+    ReportReady();
+    run();
+  }
+  Fail("no such activity");
+}
+
+// Stands before the C library's for the whole program: shows whose turn it is. The
+// thread's handler must not be called from here on.
+extern "C" int pthread_cancel(pthread_t thread) {
+  static const auto real = reinterpret_cast<int (*)(pthread_t)>(dlsym(RTLD_NEXT, "pthread_cancel"));
+  const auto note = [thread](Capture& capture, unsigned microseconds) {
+    if (!capture.known || !pthread_equal(capture.thread, thread)) return;
+    capture.cancelled = true;
+    usleep(microseconds);
+  };
+  note(images, mark::kImagesCancelled);
+  note(strips, mark::kStripsCancelled);
+  return real(thread);
+}

@@ -1,0 +1,124 @@
+// Interrupts an application at random moments, again and again, and checks that it ends
+// in order each time. Prints a table; fails if one run does not end as it should.
+#include <stdlib.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <chrono>
+#include <cstdint>
+#include <cstdio>
+#include <filesystem>
+#include <map>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "reliability/InterruptedRun.h"
+
+namespace {
+
+using tessaline_test::InterruptedEnd;
+using tessaline_test::InterruptedRun;
+using tessaline_test::Interruption;
+
+const std::vector<std::string> kActivities = {"idle",     "strips",    "images",  "registers",
+                                              "handlers", "notifiers", "settings"};
+const std::vector<std::string> kModels = {
+    "K3610", "K3710",           "K3710ch16", "K3710ch16arm_rebuild",
+    "K3810", "K3820",           "K3920",     "K3920arm_rebuild",
+    "K4010", "K4010arm_rebuild"};
+
+struct Options {
+  unsigned runs = 1000;
+  std::uint64_t seed = std::random_device{}();
+  unsigned within_ms = 200;
+  std::string application;
+  std::vector<std::string> activities = kActivities;
+  std::vector<std::string> models = kModels;
+};
+
+struct Row {
+  std::vector<double> seconds;
+  unsigned failures = 0;
+};
+
+double Quantile(std::vector<double> values, double quantile) {
+  if (values.empty()) return 0;
+  std::sort(values.begin(), values.end());
+  const double last = static_cast<double>(values.size() - 1);
+  return values[static_cast<std::size_t>(last * quantile + 0.5)];
+}
+
+void PrintRow(const std::string& name, const Row& row) {
+  const auto ms = [&](double quantile) { return 1000 * Quantile(row.seconds, quantile); };
+  std::printf("%-11s %6zu %8.1f %8.1f %8.1f %9u\n", name.c_str(), row.seconds.size(), ms(0.5),
+              ms(0.99), ms(1), row.failures);
+}
+
+void Report(unsigned run, const Interruption& what, const InterruptedEnd& end) {
+  std::printf("run %u: %s, %s, interrupted after %.1f ms\n", run, what.model.c_str(),
+              what.activity.c_str(), static_cast<double>(what.after.count()) / 1000);
+  for (const std::string& complaint : end.complaints) std::printf("    %s\n", complaint.c_str());
+  std::fflush(stdout);
+}
+
+// What a failed run has left stays; the rest goes.
+bool Storm(const Options& options) {
+  namespace fs = std::filesystem;
+  std::string pattern = (fs::temp_directory_path() / "sigint-storm-XXXXXX").string();
+  const fs::path root = mkdtemp(pattern.data());
+  std::mt19937_64 random(options.seed);
+  std::uniform_int_distribution<unsigned> moment(0, options.within_ms * 1000);
+  std::map<std::string, Row> rows;
+  Row all;
+  for (unsigned run = 0; run < options.runs; ++run) {
+    const Interruption what{options.models[run / options.activities.size() % options.models.size()],
+                            options.activities[run % options.activities.size()],
+                            std::chrono::microseconds(moment(random))};
+    const fs::path directory = root / std::to_string(run);
+    fs::create_directory(directory);
+    const InterruptedEnd end = InterruptedRun(options.application, directory).Run(what);
+    for (Row* row : {&rows[what.activity], &all}) {
+      row->seconds.push_back(end.seconds);
+      if (!end.complaints.empty()) ++row->failures;
+    }
+    if (end.complaints.empty()) {
+      fs::remove_all(directory);
+    } else {
+      Report(run, what, end);
+    }
+  }
+  std::printf("%-11s %6s %8s %8s %8s %9s\n", "activity", "runs", "p50 ms", "p99 ms", "max ms",
+              "failures");
+  for (const std::string& activity : options.activities) PrintRow(activity, rows[activity]);
+  PrintRow("all", all);
+  if (all.failures == 0) {
+    fs::remove_all(root);
+  } else {
+    std::printf("outputs and transcripts of failed runs: %s\n", root.c_str());
+  }
+  return all.failures == 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+#if defined(__SANITIZE_THREAD__)
+  std::printf(
+      "skipped: the thread sanitizer runs signal handlers with SIGSEGV blocked, by which the "
+      "virtual board sees register accesses\n");
+  return 77;
+#endif
+  CLI::App app("Interrupts applications at random moments.", "sigint_storm");
+  Options options;
+  app.add_option("runs", options.runs, "how many")->capture_default_str();
+  app.add_option("--seed", options.seed, "of the random moments (printed)");
+  app.add_option("--within", options.within_ms, "latest moment, ms")->capture_default_str();
+  app.add_option("--application", options.application, "the program to interrupt")->required();
+  app.add_option("--activity", options.activities, "only these")->check(CLI::IsMember(kActivities));
+  app.add_option("--model", options.models, "only these");
+  CLI11_PARSE(app, argc, argv);
+  std::printf("%u runs, seed %llu\n", options.runs, static_cast<unsigned long long>(options.seed));
+  std::fflush(stdout);
+  return Storm(options) ? EXIT_SUCCESS : EXIT_FAILURE;
+}
