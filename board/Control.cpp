@@ -186,6 +186,22 @@ void tessaline_board_stream_stats(int stream, struct tessaline_board_stream_stat
   TellBoard([=](Board& board) { *out = board.engine().Stats(stream); });
 }
 
+void tessaline_board_keep_checksums(int enable) {
+  TellBoard([=](Board& board) { board.engine().Checksums().Keep(enable != 0); });
+}
+
+int tessaline_board_frame_checksum(uint64_t frame_id, uint64_t* checksum) {
+  return AskBoard(-1, [=](Board& board) {
+    const auto found = board.engine().Checksums().Find(frame_id);
+    if (found) *checksum = *found;
+    return found ? 0 : -1;
+  });
+}
+
+uint64_t tessaline_board_checksum(const void* data, size_t bytes) {
+  return board::Checksum({static_cast<const std::uint8_t*>(data), bytes});
+}
+
 double tessaline_board_scene_height(double x_mm, double y_mm) {
   return board::scene::Height(x_mm, y_mm);
 }

@@ -287,6 +287,11 @@ bool CaptureQueue::HasFree() const {
   return streaming_ && !queued_.empty();
 }
 
+bool CaptureQueue::IsShort() const {
+  const std::lock_guard lock(mutex_);
+  return streaming_ && queued_.empty();
+}
+
 std::optional<CaptureQueue::Fill> CaptureQueue::Begin() {
   const std::lock_guard lock(mutex_);
   if (!streaming_ || queued_.empty()) return std::nullopt;

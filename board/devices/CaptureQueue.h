@@ -57,6 +57,7 @@ class CaptureQueue {
   bool Streaming() const;
   std::size_t FormatBytes() const;  // of the buffers there are
   bool HasFree() const;
+  bool IsShort() const;  // streaming, and no buffer is queued
   // The longest-queued buffer, which is the FPGA's until it is given back by Finish.
   std::optional<Fill> Begin();
   void Finish(const Fill& fill, std::size_t bytes_used, std::uint32_t sequence);

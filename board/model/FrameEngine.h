@@ -8,11 +8,13 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <vector>
 
 #include "Doorbell.h"
 #include "chips/ImageSensorChip.h"
 #include "devices/CaptureQueue.h"
 #include "model/FpgaModel.h"
+#include "model/FrameChecksums.h"
 #include "model/StripBuffer.h"
 #include "tessaline/board.h"
 
@@ -57,6 +59,7 @@ class FrameEngine {
   void SetPace(tessaline_board_pace pace);
   void SetStripsPerBuffer(unsigned strips);
   struct tessaline_board_stream_stats Stats(int stream) const;
+  FrameChecksums& Checksums() { return checksums_; }
 
   // fork(): while locked, the thread is asleep and holds nothing.
   void LockForFork() { mutex_.lock(); }
@@ -99,11 +102,13 @@ class FrameEngine {
   std::atomic<tessaline_board_pace> pace_{TESSALINE_BOARD_REAL_TIME};
   std::atomic<unsigned> strips_per_buffer_{10};
   Counters image_counters_, strip_counters_;
+  FrameChecksums checksums_;
 
   // The thread's own.
   std::int64_t next_due_ns_ = -1;  // negative: the next trigger comes at once
   std::int64_t sensor_ready_ns_ = 0;
   StripBuffer pending_;
+  std::vector<std::uint8_t> image_;    // the last one whose checksum was wanted
   std::int64_t pending_since_ns_ = 0;  // real time, not the board's
   std::uint32_t image_sequence_ = 0, strip_sequence_ = 0;
 };

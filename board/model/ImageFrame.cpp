@@ -75,4 +75,16 @@ std::size_t WriteImage(const Exposure& exposure, std::size_t full_pixels,
   return 3 * quarter + plane_bytes + kHeaderBytes;
 }
 
+void TakeImage(const Exposure& exposure, std::size_t full_pixels,
+               std::span<const std::uint8_t> buffer, std::vector<std::uint8_t>& image) {
+  const std::size_t pixels = std::size_t{exposure.width} * exposure.height;
+  const std::size_t quarter = full_pixels / kPlanes;
+  const std::size_t whole_groups = pixels / (kPlanes * kBlockBytes) * (kPlanes * kBlockBytes);
+  image.assign(pixels + kHeaderBytes, 0);
+  for (std::size_t pixel = 0; pixel < whole_groups; pixel += kBlockBytes) {
+    std::memcpy(&image[pixel], &buffer[PlaceOf(pixel, quarter)], kBlockBytes);
+  }
+  std::memcpy(&image[pixels], &buffer[3 * quarter + pixels / kPlanes], kHeaderBytes);
+}
+
 }  // namespace board

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <span>
+#include <vector>
 
 #include "model/Exposure.h"
 
@@ -15,5 +16,9 @@ namespace board {
 // does not fit into the buffer is not written. Returns the bytes used.
 std::size_t WriteImage(const Exposure& exposure, std::size_t full_pixels,
                        std::span<std::uint8_t> buffer);
+
+// What the above has written, as the camera saw it: row after row, the header behind.
+void TakeImage(const Exposure& exposure, std::size_t full_pixels,
+               std::span<const std::uint8_t> buffer, std::vector<std::uint8_t>& image);
 
 }  // namespace board

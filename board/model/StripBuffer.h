@@ -38,6 +38,7 @@ class StripBuffer {
   // Makes the last strip claim more points than any buffer holds.
   void CorruptLastStrip();
   std::size_t Bytes() const { return bytes_.size(); }
+  std::span<const std::uint8_t> LastStrip() const { return std::span(bytes_).subspan(last_strip_); }
 
  private:
   StripSettings settings_{8, 0, 1, 128, false};

@@ -6,6 +6,7 @@
 #include <map>
 
 #include "FramesFixture.h"
+#include "support/Waiting.h"
 
 namespace {
 
@@ -300,6 +301,72 @@ TEST_F(Frames, WithoutABufferStripsAreLostAndCounted) {
   Write(fpga::TRIGGER_CTRL, 0);
   Write(fpga::CALLBACK_LOST_RESET, 1);
   EXPECT_LE(Get(fpga::CALLBACK_LOST_NUM), 1u);
+}
+
+// The strip that does not fit any more, when the buffer it did not fit into was the last.
+TEST_F(Frames, AtFreePaceStripsWaitForABuffer) {
+  tessaline_board_set_strips_per_buffer(1000);
+  RouteTo(false);
+  VideoClient client("/dev/video1");
+  client.Start(1024, 640, 1);
+  TriggerOn();
+  tessaline_test::ReallyWait(std::chrono::milliseconds(200));
+  std::uint64_t id = 0;
+  for (int buffer = 0; buffer < 3; ++buffer) {
+    const auto bytes = client.Dequeue();
+    std::size_t at = 0;
+    for (std::uint32_t strip = 0; strip < CountIn(bytes); ++strip) {
+      const StripHeader header = HeaderAt(bytes, at);
+      EXPECT_EQ(header.frame_id, ++id);
+      at += sizeof header + 8 * header.points;
+    }
+    client.Requeue();
+  }
+  EXPECT_EQ(Stats(1).lost, 0u);
+}
+
+TEST_F(Frames, ChecksumsAreThoseOfTheFramesAsTheyWereExposed) {
+  constexpr unsigned kSmallWidth = 1000;
+  constexpr unsigned kSmallHeight = 700;  // not whole groups of four blocks
+  const auto kept = [](std::uint64_t id) {
+    std::uint64_t checksum = 0;
+    EXPECT_EQ(tessaline_board_frame_checksum(id, &checksum), 0) << "frame " << id;
+    return checksum;
+  };
+  std::uint64_t none = 0;
+  EXPECT_EQ(tessaline_board_frame_checksum(1, &none), -1);
+  tessaline_board_keep_checksums(1);
+  Set(fpga::STRIP_IMAGE_WIDTH, kSmallWidth);
+  Set(fpga::STRIP_IMAGE_HEIGHT, kSmallHeight);
+  RouteTo(true);
+  VideoClient images("/dev/video0");
+  images.Start(kWidth, kHeight + 1, 1);
+  TriggerOn();
+  const auto frame = images.Dequeue();
+  ASSERT_FALSE(frame.empty());
+  constexpr std::size_t kPixels = std::size_t{kSmallWidth} * kSmallHeight;
+  constexpr std::size_t kQuarter = std::size_t{kWidth} * kHeight / 4;
+  std::vector<std::uint8_t> image(kPixels + sizeof(StripHeader), 0);
+  for (std::size_t pixel = 0; pixel < kPixels / 64 * 64; ++pixel) {
+    image[pixel] = frame[pixel / 16 % 4 * kQuarter + pixel / 64 * 16 + pixel % 16];
+  }
+  std::memcpy(&image[kPixels], &frame[3 * kQuarter + kPixels / 4], sizeof(StripHeader));
+  EXPECT_EQ(tessaline_board_checksum(image.data(), image.size()), kept(1));
+  image[kPixels / 2] ^= 1;
+  EXPECT_NE(tessaline_board_checksum(image.data(), image.size()), kept(1));
+
+  RouteTo(false);
+  VideoClient strips("/dev/video1");
+  strips.Start(1024, 640, 1);
+  const auto bytes = strips.Dequeue();
+  ASSERT_GT(CountIn(bytes), 1u);
+  std::size_t at = 0;
+  for (std::uint32_t strip = 0; strip < CountIn(bytes); ++strip) {
+    const StripHeader header = HeaderAt(bytes, at);
+    const std::size_t size = sizeof header + 8 * header.points;
+    EXPECT_EQ(tessaline_board_checksum(&bytes[at], size), kept(header.frame_id));
+    at += size;
+  }
 }
 
 TEST_F(Frames, TriggersFasterThanTheSensorAreLost) {

@@ -188,6 +188,23 @@ struct tessaline_board_stream_stats {
 /** stream 0: images, 1: strips. */
 void tessaline_board_stream_stats(int stream, struct tessaline_board_stream_stats* out);
 
+/**
+ * Keeps (1) checksums of the last 65536 frames as the FPGA produces them, or stops (0).
+ * Frame faults planted are not in them: a frame that goes wrong differs from its own.
+ */
+void tessaline_board_keep_checksums(int enable);
+
+/**
+ * The checksum of a frame, by tessaline_board_checksum(): of an image its pixels in
+ * natural order and the 32 bytes behind them, of a strip its header and points.
+ *
+ * @return 0, or -1: no such frame, or none kept of it (any more)
+ */
+int tessaline_board_frame_checksum(uint64_t frame_id, uint64_t* checksum);
+
+/** The same of any bytes. */
+uint64_t tessaline_board_checksum(const void* data, size_t bytes);
+
 /** Height of the scene in mm at (x across, y along the movement), both in mm. */
 double tessaline_board_scene_height(double x_mm, double y_mm);
 

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <mutex>
+#include <optional>
+#include <span>
+#include <vector>
+
+namespace board {
+
+// Quick, and changed by every wrong, missing or misplaced byte.
+std::uint64_t Checksum(std::span<const std::uint8_t> bytes);
+
+// What the last frames were when the FPGA made them, for whoever wants to know whether
+// they arrived as they were. Off until somebody asks.
+class FrameChecksums {
+ public:
+  void Keep(bool enable);
+  bool Wanted() const { return wanted_.load(std::memory_order_relaxed); }
+  void Note(std::uint64_t frame_id, std::uint64_t checksum);
+  // Nothing: none kept, or too many frames came since.
+  std::optional<std::uint64_t> Find(std::uint64_t frame_id) const;
+
+ private:
+  // More than all buffers of a device hold of the smallest strips.
+  static constexpr std::size_t kKept = 1 << 16;
+
+  struct Frame {
+    std::uint64_t id = 0;  // ids begin at 1
+    std::uint64_t checksum = 0;
+  };
+
+  std::atomic<bool> wanted_{false};
+  mutable std::mutex mutex_;
+  std::vector<Frame> frames_;
+};
+
+}  // namespace board
