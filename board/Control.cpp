@@ -7,6 +7,7 @@
 
 #include "Board.h"
 #include "Clock.h"
+#include "Doorbell.h"
 #include "Faults.h"
 #include "Transcript.h"
 #include "model/Scene.h"
@@ -17,15 +18,25 @@ namespace {
 using board::Board;
 namespace fpga = VeltranoSDK::fpga;
 
+// Nothing here waits: no thread ends in it, and no signal handler runs.
+struct Inside {
+  Inside() { board::EnterBoard(false); }
+  ~Inside() { board::LeaveBoard(); }
+  Inside(const Inside&) = delete;
+  Inside& operator=(const Inside&) = delete;
+};
+
 // The answer of the board that is plugged in, or `otherwise`.
 template <typename Result, typename Ask>
 Result AskBoard(Result otherwise, Ask ask) {
+  const Inside inside;
   const std::shared_ptr<Board> board = Board::Current();
   return board == nullptr ? otherwise : static_cast<Result>(ask(*board));
 }
 
 template <typename Tell>
 void TellBoard(Tell tell) {
+  const Inside inside;
   if (const std::shared_ptr<Board> board = Board::Current(); board != nullptr) tell(*board);
 }
 
@@ -95,10 +106,14 @@ void tessaline_board_set_strips_per_buffer(unsigned strips) {
 }
 
 char* tessaline_board_transcript(enum tessaline_board_format format) {
+  const Inside inside;
   return strdup(board::TranscriptText(format).c_str());
 }
 
-void tessaline_board_transcript_clear(void) { board::ClearTranscript(); }
+void tessaline_board_transcript_clear(void) {
+  const Inside inside;
+  board::ClearTranscript();
+}
 
 void tessaline_board_transcript_enable(int enable) { board::EnableTranscript(enable != 0); }
 

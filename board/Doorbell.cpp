@@ -3,6 +3,7 @@
 #include <errno.h>
 #include <linux/futex.h>
 #include <pthread.h>
+#include <signal.h>
 #include <sys/syscall.h>
 #include <time.h>
 #include <unistd.h>
@@ -21,21 +22,40 @@ struct CallerState {
   int cancel_state = PTHREAD_CANCEL_ENABLE;
   int cancel_type = PTHREAD_CANCEL_DEFERRED;
   bool cancellation_point = false;
+  sigset_t signals{};  // blocked
 };
 thread_local CallerState caller;
+
+// All but those by which the processor reports a mistake, and a register access.
+sigset_t DeferrableSignals() {
+  sigset_t signals;
+  sigfillset(&signals);
+  for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGABRT, SIGSYS}) {
+    sigdelset(&signals, fault);
+  }
+  return signals;
+}
 
 // Through a pointer the compiler cannot see through: it knows that syscall()
 // throws nothing, and would leave out what the unwind of a cancelled thread needs.
 using RawSyscall = long (*)(long, ...);
 RawSyscall volatile raw_syscall = reinterpret_cast<RawSyscall>(&syscall);
 
-// The thread may end inside: no object with a destructor lives in this frame.
+// The thread may end inside: no object with a destructor lives in this frame. Signals
+// come through as in a blocking system call, and what their handlers ask of the board
+// are calls of their own.
 __attribute__((noinline)) long WaitAsTheCallerWould(std::atomic<std::uint32_t>* word,
                                                     std::uint32_t seen, const timespec* timeout) {
+  const CallerState outside = caller;
   const bool endable =
-      caller.cancel_state == PTHREAD_CANCEL_ENABLE &&
-      (caller.cancellation_point || caller.cancel_type == PTHREAD_CANCEL_ASYNCHRONOUS);
+      outside.cancel_state == PTHREAD_CANCEL_ENABLE &&
+      (outside.cancellation_point || outside.cancel_type == PTHREAD_CANCEL_ASYNCHRONOUS);
   int ignored = 0;
+  sigset_t inside{};
+  if (outside.depth > 0) {
+    caller.depth = 0;
+    pthread_sigmask(SIG_SETMASK, &outside.signals, &inside);
+  }
   if (endable) {
     pthread_setcanceltype(PTHREAD_CANCEL_ASYNCHRONOUS, &ignored);
     pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, &ignored);
@@ -49,7 +69,11 @@ __attribute__((noinline)) long WaitAsTheCallerWould(std::atomic<std::uint32_t>* 
     // could end it in any later call. The C library's own blocking calls wait for it.
     real::Poll(nullptr, 0, 0);
     pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &ignored);
-    pthread_setcanceltype(caller.cancel_type, &ignored);
+    pthread_setcanceltype(outside.cancel_type, &ignored);
+  }
+  if (outside.depth > 0) {
+    pthread_sigmask(SIG_SETMASK, &inside, nullptr);
+    caller = outside;
   }
   return result < 0 ? -error : 0;
 }
@@ -76,18 +100,26 @@ void EnterBoard(bool cancellation_point) {
   // Off first: with asynchronous cancellation every further line could be the last.
   int before = 0;
   pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &before);
-  if (caller.depth++ > 0) return;
-  caller.cancel_state = before;
-  pthread_setcanceltype(PTHREAD_CANCEL_DEFERRED, &caller.cancel_type);
-  caller.cancellation_point = cancellation_point;
+  if (caller.depth == 0) {
+    sigset_t signals_before{};
+    const sigset_t signals = DeferrableSignals();
+    pthread_sigmask(SIG_BLOCK, &signals, &signals_before);
+    caller.signals = signals_before;
+    caller.cancel_state = before;
+    pthread_setcanceltype(PTHREAD_CANCEL_DEFERRED, &caller.cancel_type);
+    caller.cancellation_point = cancellation_point;
+  }
+  ++caller.depth;
 }
 
 void LeaveBoard() {
   if (--caller.depth > 0) return;
+  // A handler that runs as soon as its signal is let through makes calls of its own.
+  const CallerState outside = caller;
   int ignored = 0;
-  const int state = caller.cancel_state;
-  pthread_setcanceltype(caller.cancel_type, &ignored);
-  pthread_setcancelstate(state, &ignored);
+  pthread_sigmask(SIG_SETMASK, &outside.signals, nullptr);
+  pthread_setcanceltype(outside.cancel_type, &ignored);
+  pthread_setcancelstate(outside.cancel_state, &ignored);
 }
 
 }  // namespace board

@@ -24,9 +24,10 @@ class Doorbell {
   std::atomic<std::uint32_t> count_{0};
 };
 
-// While a thread is inside the board its cancellation is off. The outermost call
-// remembers what the caller had; Doorbell::Wait puts that back for the length of
-// the wait. Two plain functions and no scope object: a caller whose cancellation
+// While a thread is inside the board its cancellation is off and its signals wait, as
+// they do for a system call: a handler must not find its own thread holding a lock of
+// the board, which it may need itself. The outermost call remembers what the caller
+// had; Doorbell::Wait puts that back for the length of the wait. Two plain functions and no scope object: a caller whose cancellation
 // is asynchronous may be ended just before EnterBoard has run, and a frame with
 // destructors cannot be unwound from there.
 //

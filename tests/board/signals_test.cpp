@@ -1,0 +1,65 @@
+// A signal handler that uses the board, on a thread that uses it all the time.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <string_view>
+
+#include "support/BoardFixture.h"
+
+namespace {
+
+constexpr const char* kExport = "/sys/class/gpio/export";
+constexpr int kEnough = 3000;
+constexpr long kPeriodNs = 100'000;
+constexpr std::string_view kLine = "907";
+
+std::atomic<int> handled = 0;
+std::atomic<int> failed = 0;
+
+// As many of the board's locks as a few calls can take.
+void UseTheBoard() {
+  const int fd = open(kExport, O_WRONLY);
+  // The line is exported already: the board says so, and writes it down.
+  if (fd < 0 || write(fd, kLine.data(), kLine.size()) >= 0) ++failed;
+  if (fd >= 0) close(fd);
+  usleep(1);
+}
+
+void OnSignal(int) {
+  UseTheBoard();
+  ++handled;
+}
+
+class Signals : public tessaline_test::BoardFixture {
+ protected:
+  Signals() : BoardFixture("K3610") {}
+};
+
+TEST_F(Signals, NeverMeetTheBoardInTheMiddleOfACall) {
+  struct sigaction action {};
+  action.sa_handler = OnSignal;
+  action.sa_flags = SA_RESTART;
+  ASSERT_EQ(sigaction(SIGUSR1, &action, nullptr), 0);
+  const int fd = open(kExport, O_WRONLY);
+  ASSERT_EQ(write(fd, kLine.data(), kLine.size()), static_cast<ssize_t>(kLine.size()));
+  close(fd);
+
+  // A timer interrupts at any instruction; another thread would mostly find this one
+  // where it gives way.
+  timer_t timer;
+  sigevent event{};
+  event.sigev_notify = SIGEV_SIGNAL;
+  event.sigev_signo = SIGUSR1;
+  ASSERT_EQ(timer_create(CLOCK_MONOTONIC, &event, &timer), 0);
+  const itimerspec period{{0, kPeriodNs}, {0, kPeriodNs}};
+  ASSERT_EQ(timer_settime(timer, 0, &period, nullptr), 0);
+  while (handled < kEnough) UseTheBoard();
+  timer_delete(timer);
+  EXPECT_EQ(failed, 0);
+}
+
+}  // namespace
