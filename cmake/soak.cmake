@@ -12,7 +12,14 @@ add_executable(sigint_storm ${CMAKE_SOURCE_DIR}/tests/reliability/sigint_storm.c
 target_link_libraries(sigint_storm PRIVATE CLI11::CLI11 nlohmann_json::nlohmann_json)
 add_dependencies(sigint_storm interrupted_application)
 
-foreach(program interrupted_application sigint_storm)
+add_executable(soak ${CMAKE_SOURCE_DIR}/tests/reliability/soak.cpp
+  ${CMAKE_SOURCE_DIR}/tests/reliability/FrameRuns.cpp
+  ${CMAKE_SOURCE_DIR}/tests/reliability/ProcessGauge.cpp
+  ${CMAKE_SOURCE_DIR}/tests/reliability/Soak.cpp
+  ${CMAKE_SOURCE_DIR}/tests/reliability/SoakHandlers.cpp)
+target_link_libraries(soak PRIVATE tessaline tessaline-board CLI11::CLI11)
+
+foreach(program interrupted_application sigint_storm soak)
   target_include_directories(${program} PRIVATE ${CMAKE_SOURCE_DIR}/tests)
   target_link_libraries(${program} PRIVATE tessaline_options)
 endforeach()
@@ -21,3 +28,8 @@ add_test(NAME reliability/SigintStorm.EndsInOrder
   COMMAND sigint_storm 60 --within 100 --application $<TARGET_FILE:interrupted_application>)
 set_tests_properties(reliability/SigintStorm.EndsInOrder PROPERTIES
   LABELS reliability TIMEOUT 600 SKIP_RETURN_CODE 77)
+
+foreach(model K3610 K4010)
+  add_test(NAME reliability/Soak.${model} COMMAND soak --strips 60000 --images 300 --model ${model})
+  set_tests_properties(reliability/Soak.${model} PROPERTIES LABELS reliability TIMEOUT 600)
+endforeach()

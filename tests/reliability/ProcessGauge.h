@@ -1,0 +1,38 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace tessaline_test {
+
+// What this process takes of the machine, looked at now and then.
+class ProcessGauge {
+ public:
+  // The values at this moment are those to compare with.
+  void Start();
+  void Sample();
+
+  // Of descriptors and threads there are as many as at the start, and the memory has
+  // not grown by more than so much; one text for each that has.
+  std::vector<std::string> Complaints(long most_kib_more) const;
+  void Print() const;
+
+ private:
+  struct Quantity {
+    const char* name;
+    long start = 0;
+    long most = 0;
+    long now = 0;
+
+    void Note(long value);
+  };
+
+  void Read();
+
+  Quantity resident_{"resident KiB"};
+  Quantity descriptors_{"descriptors"};
+  Quantity threads_{"threads"};
+  long samples_ = 0;
+};
+
+}  // namespace tessaline_test
