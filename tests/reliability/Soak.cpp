@@ -132,6 +132,8 @@ void Soak::TakeImages(std::uint64_t until) {
   while (SoakHandlers::Images().Frames() < until) {
     ChangeRegion(false);
     SetCollectMode(kImages);
+    const std::uint64_t strips = Produced() + 1;  // one may just be exposed
+    Await("images", [strips] { return SoakHandlers::Images().Last() > strips; });
     for (int pause = 0; pause < 4; ++pause) WatchOver();
     StopAndGo();
     for (int pause = 0; pause < 4; ++pause) WatchOver();
