@@ -148,6 +148,8 @@ std::int64_t FrameEngine::Work() {
   const std::lock_guard lock(mutex_);
   if (wiring_.sensor == nullptr) return kNever;
   const unsigned edges = external_edges_.exchange(0);
+  // It may run again already: what comes now is not to be stamped as due before.
+  if (timer_restarts_.exchange(false)) next_due_ns_ = -1;
   std::int64_t wait = kNever;
   if (!Armed(wiring_.sensor->State())) {
     software_triggers_ = 0;

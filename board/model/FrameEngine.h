@@ -52,7 +52,11 @@ class FrameEngine {
 
   // These only leave a note for the thread.
   void SoftwareTrigger();
-  void ForgetTriggers() { software_triggers_ = 0; }
+  // The acquisition has stopped.
+  void ForgetTriggers() {
+    software_triggers_ = 0;
+    timer_restarts_ = true;
+  }
   void ExternalEdge();
   void ResetFrameId() { frame_id_ = 0; }
 
@@ -98,6 +102,7 @@ class FrameEngine {
 
   std::atomic<unsigned> software_triggers_{0};
   std::atomic<unsigned> external_edges_{0};
+  std::atomic<bool> timer_restarts_{false};
   std::atomic<std::uint64_t> frame_id_{0};
   std::atomic<tessaline_board_pace> pace_{TESSALINE_BOARD_REAL_TIME};
   std::atomic<unsigned> strips_per_buffer_{10};
