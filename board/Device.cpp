@@ -10,6 +10,7 @@
 
 #include <array>
 #include <string_view>
+#include <vector>
 
 namespace board {
 namespace {
@@ -67,6 +68,22 @@ int OpenFile::Ioctl(unsigned long, void*) { return -ENOTTY; }
 std::intptr_t OpenFile::Mmap(void*, std::size_t, int, int, off_t) { return -ENODEV; }
 short OpenFile::Ready(short events) {
   return static_cast<short>(events & (POLLIN | POLLRDNORM | POLLOUT | POLLWRNORM));
+}
+
+int IoctlCutShort(OpenFile& file, unsigned long request, void* argument) {
+  if (request == I2C_RDWR && argument != nullptr) {
+    auto half = *static_cast<const i2c_rdwr_ioctl_data*>(argument);
+    half.nmsgs /= 2;
+    return half.nmsgs == 0 ? 0 : file.Ioctl(request, &half);
+  }
+  if (IsSpiMessage(request) && argument != nullptr) {
+    const auto* const transfers = static_cast<const spi_ioc_transfer*>(argument);
+    std::vector<spi_ioc_transfer> halves(transfers,
+                                         transfers + _IOC_SIZE(request) / sizeof(spi_ioc_transfer));
+    for (spi_ioc_transfer& half : halves) half.len /= 2;
+    return file.Ioctl(request, halves.data());
+  }
+  return file.Ioctl(request, argument);
 }
 
 std::string IoctlName(unsigned long request) {

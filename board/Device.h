@@ -48,6 +48,10 @@ class Device {
   virtual void Unplug() {}
 };
 
+// An ioctl that transfers only half: of the messages (I2C_RDWR), of the bytes of each
+// transfer (SPI_IOC_MESSAGE). Any other is made in full.
+int IoctlCutShort(OpenFile& file, unsigned long request, void* argument);
+
 // The printable name of an ioctl request, "VIDIOC_DQBUF"; "ioctl" when unknown.
 std::string IoctlName(unsigned long request);
 

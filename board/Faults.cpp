@@ -61,18 +61,29 @@ bool Matches(const std::string& pattern, std::string_view name) {
 
 }  // namespace
 
-int PlantedFault(std::string_view device, std::string_view operation) {
-  if (!anything_planted) return 0;
+CallFate PlantedFault(std::string_view device, std::string_view operation) {
+  if (!anything_planted) return {};
   Plan& plan = ThePlan();
   const std::lock_guard lock(plan.mutex);
   for (CallFault& fault : plan.calls) {
-    if (Matches(fault.device, device) && Matches(fault.operation, operation) &&
-        fault.countdown.Strikes()) {
-      Record(device, std::string(operation) + " failed: " + ErrnoName(fault.error));
-      return fault.error;
+    if (!Matches(fault.device, device) || !Matches(fault.operation, operation) ||
+        !fault.countdown.Strikes()) {
+      continue;
+    }
+    const std::string name(operation);
+    switch (fault.error) {
+      case TESSALINE_BOARD_CALLED:
+        Record(device, name + " called");
+        continue;
+      case TESSALINE_BOARD_SHORT:
+        Record(device, name + " cut short");
+        return {.cut_short = true};
+      default:
+        Record(device, name + " failed: " + ErrnoName(fault.error));
+        return {.error = fault.error};
     }
   }
-  return 0;
+  return {};
 }
 
 FrameFault FrameFaultFor(int stream) {

@@ -8,8 +8,13 @@ namespace board {
 
 // The planted failures. Both questions use up one matching call or frame.
 
-// errno that this call shall fail with, or 0. A failure is in the transcript.
-int PlantedFault(std::string_view device, std::string_view operation);
+// What is planted for a call: an errno it shall fail with, or that it does half of
+// what it is asked. Either is in the transcript.
+struct CallFate {
+  int error = 0;
+  bool cut_short = false;
+};
+CallFate PlantedFault(std::string_view device, std::string_view operation);
 
 enum class FrameFault { kNone, kLost, kLate, kTruncated, kCorrupt };
 FrameFault FrameFaultFor(int stream);

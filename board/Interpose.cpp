@@ -13,6 +13,7 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <string>
 #include <tuple>
@@ -64,7 +65,7 @@ int OpenDevice(const char* path, int flags) {
   Device* device = board->Find(path);
   if (device == nullptr) return kNotOurs;
   const std::string name = device->Name();
-  if (const int error = PlantedFault(name, "open"); error != 0) return -error;
+  if (const int error = PlantedFault(name, "open").error; error != 0) return -error;
   auto [file, error] = device->Open(path, flags);
   if (file == nullptr) {
     Record(name, "open " + std::string(path) + " failed: " + ErrnoName(error));
@@ -81,35 +82,40 @@ int OpenAny(int directory, const char* path, int flags, mode_t mode) {
   return real::Open(directory, path, flags, mode);
 }
 
-// Runs a call on the file behind a board descriptor.
+// Runs a call on the file behind a board descriptor. It is told whether it is to be
+// cut short.
 template <typename Call>
 std::int64_t OnFile(int fd, bool cancellation_point, const char* operation, Call call) {
   return InBoard(cancellation_point, [=]() -> std::int64_t {
     const Entry entry = Lookup(fd);
     if (entry.file == nullptr) return -EBADF;
     if (entry.board != Board::Current()) return -ENODEV;
-    if (const int error = PlantedFault(entry.device, operation); error != 0) return -error;
-    return call(*entry.file);
+    const CallFate fate = PlantedFault(entry.device, operation);
+    if (fate.error != 0) return -fate.error;
+    return call(*entry.file, fate.cut_short);
   });
 }
 
 ssize_t ReadAny(int fd, void* buffer, std::size_t size) {
   if (!IsBoardDescriptor(fd)) return real::Read(fd, buffer, size);
-  return AsSystemCall(
-      OnFile(fd, true, "read", [=](OpenFile& file) { return file.Read(buffer, size); }));
+  return AsSystemCall(OnFile(fd, true, "read", [=](OpenFile& file, bool cut_short) {
+    return file.Read(buffer, cut_short ? size / 2 : size);
+  }));
 }
 
 ssize_t WriteAny(int fd, const void* buffer, std::size_t size) {
   if (!IsBoardDescriptor(fd)) return real::Write(fd, buffer, size);
-  return AsSystemCall(
-      OnFile(fd, true, "write", [=](OpenFile& file) { return file.Write(buffer, size); }));
+  return AsSystemCall(OnFile(fd, true, "write", [=](OpenFile& file, bool cut_short) {
+    return file.Write(buffer, cut_short ? size / 2 : size);
+  }));
 }
 
 std::int64_t IoctlOnFile(int fd, unsigned long request, void* argument) {
   return InBoard(false, [=]() -> std::int64_t {
     const std::string name = IoctlName(request);
-    return OnFile(fd, false, name.c_str(),
-                  [=](OpenFile& file) { return file.Ioctl(request, argument); });
+    return OnFile(fd, false, name.c_str(), [=](OpenFile& file, bool cut_short) {
+      return cut_short ? IoctlCutShort(file, request, argument) : file.Ioctl(request, argument);
+    });
   });
 }
 
@@ -117,7 +123,7 @@ void* MmapAny(void* hint, std::size_t length, int protection, int flags, int fd,
   if ((flags & MAP_ANONYMOUS) != 0 || !IsBoardDescriptor(fd)) {
     return real::Mmap(hint, length, protection, flags, fd, offset);
   }
-  const std::int64_t address = OnFile(fd, false, "mmap", [=](OpenFile& file) {
+  const std::int64_t address = OnFile(fd, false, "mmap", [=](OpenFile& file, bool) {
     return file.Mmap(hint, length, protection, flags, offset);
   });
   if (address < 0 && address > -4096) {
@@ -140,7 +146,7 @@ int PollOnce(pollfd* fds, nfds_t count) {
     } else if (const Entry entry = Lookup(fds[i].fd); entry.board != Board::Current()) {
       fds[i].revents = POLLERR | POLLHUP;
     } else if (entry.file != nullptr) {
-      if (const int error = PlantedFault(entry.device, "poll"); error != 0) return -error;
+      if (const int error = PlantedFault(entry.device, "poll").error; error != 0) return -error;
       fds[i].revents = entry.file->Ready(fds[i].events);
     }
     if (fds[i].revents != 0) ++ready;
@@ -193,17 +199,28 @@ std::int64_t Nanoseconds(const timespec& time) {
   return time.tv_sec * kNsPerSecond + time.tv_nsec;
 }
 
+// What is behind a stream of the C library.
+struct Cookie {
+  std::shared_ptr<OpenFile> file;
+  std::string device;
+};
+
 ssize_t CookieRead(void* cookie, char* buffer, std::size_t size) {
-  return AsSystemCall((*static_cast<std::shared_ptr<OpenFile>*>(cookie))->Read(buffer, size));
+  const auto& stream = *static_cast<Cookie*>(cookie);
+  const CallFate fate = PlantedFault(stream.device, "read");
+  if (fate.error != 0) return AsSystemCall<ssize_t>(-fate.error);
+  return AsSystemCall(stream.file->Read(buffer, fate.cut_short ? size / 2 : size));
 }
 
 ssize_t CookieWrite(void* cookie, const char* buffer, std::size_t size) {
-  const ssize_t written = (*static_cast<std::shared_ptr<OpenFile>*>(cookie))->Write(buffer, size);
-  return written < 0 ? 0 : written;
+  const auto& stream = *static_cast<Cookie*>(cookie);
+  const CallFate fate = PlantedFault(stream.device, "write");
+  if (fate.error != 0) return 0;
+  return std::max<ssize_t>(0, stream.file->Write(buffer, fate.cut_short ? size / 2 : size));
 }
 
 int CookieClose(void* cookie) {
-  delete static_cast<std::shared_ptr<OpenFile>*>(cookie);
+  delete static_cast<Cookie*>(cookie);
   return 0;
 }
 
@@ -214,14 +231,14 @@ FILE* OpenStream(const char* path, const char* mode, bool* ours) {
   if (device == nullptr) return nullptr;
   const bool update = mode[0] != '\0' && std::string(mode).find('+') != std::string::npos;
   const int flags = update ? O_RDWR : mode[0] == 'r' ? O_RDONLY : O_WRONLY;
-  int error = PlantedFault(device->Name(), "open");
+  int error = PlantedFault(device->Name(), "open").error;
   std::shared_ptr<OpenFile> file;
   if (error == 0) std::tie(file, error) = device->Open(path, flags);
   if (file == nullptr) {
     errno = error;
     return nullptr;
   }
-  auto* cookie = new std::shared_ptr<OpenFile>(std::move(file));
+  auto* cookie = new Cookie{std::move(file), device->Name()};
   return fopencookie(cookie, mode, {CookieRead, CookieWrite, nullptr, CookieClose});
 }
 

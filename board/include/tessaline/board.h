@@ -100,6 +100,17 @@ void tessaline_board_register_set(unsigned block, uint32_t offset, uint32_t valu
 
 /* --- Faults ---------------------------------------------------------------------------- */
 
+/** In place of an errno. */
+enum tessaline_board_fate {
+  /** The call does half of what it is asked: reads and writes half the bytes, I2C_RDWR
+      half its messages, SPI_IOC_MESSAGE half the bytes of each transfer; any other call is
+      made in full. In the transcript: "<device> <operation> cut short". */
+  TESSALINE_BOARD_SHORT = -1,
+  /** The call is made as ever. In the transcript: "<device> <operation> called"; so every
+      call that can be made to fail can be listed. */
+  TESSALINE_BOARD_CALLED = 0
+};
+
 /**
  * Makes calls fail.
  *
@@ -109,7 +120,7 @@ void tessaline_board_register_set(unsigned block, uint32_t offset, uint32_t valu
  *                   ("VIDIOC_DQBUF", "I2C_RDWR", "SPI_IOC_MESSAGE"), or "*"
  * @param skip       so many matching calls succeed first
  * @param count      then so many fail; 0: all
- * @param error      errno of the failure
+ * @param error      errno of the failure, or one of tessaline_board_fate
  */
 void tessaline_board_fault(const char* device, const char* operation, unsigned skip, unsigned count,
                            int error);

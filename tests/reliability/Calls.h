@@ -1,0 +1,29 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace reliability {
+
+// A call into the board that can fail.
+struct Call {
+  std::string device;
+  std::string operation;
+  unsigned nth = 0;    // from 0, among those of this device and operation
+  std::string during;  // the exported function under way
+};
+
+// The calls of a surveying tour, in order. Of those that take turns (see Calls.cpp) each
+// group has one.
+std::vector<Call> CallsOf(const std::vector<std::string>& events);
+
+struct Failure {
+  Call call;
+  int error = 0;
+};
+
+// Each call with one of the errors it can have, in turn; or with all of them. All
+// errors of an operation come at least once for each exported function that makes it.
+std::vector<Failure> FailuresOf(const std::vector<Call>& calls, bool all_errors);
+
+}  // namespace reliability

@@ -1,0 +1,165 @@
+#include "Judge.h"
+
+#include <errno.h>
+#include <fmt/format.h>
+#include <string.h>
+
+#include <algorithm>
+
+#include "tessaline/board.h"
+
+namespace reliability {
+namespace {
+
+// Whether one of the alternatives, or there being none, satisfies `fits`.
+template <typename Fits>
+bool AnyOf(std::string_view alternatives, Fits fits) {
+  if (alternatives.empty()) return true;
+  for (;;) {
+    const auto bar = alternatives.find('|');
+    if (fits(alternatives.substr(0, bar))) return true;
+    if (bar == alternatives.npos) return false;
+    alternatives.remove_prefix(bar + 1);
+  }
+}
+
+std::string Whole(const std::vector<std::string>& lines) {
+  std::string text;
+  for (const std::string& line : lines) text += line + '\n';
+  return text;
+}
+
+std::size_t Count(std::string_view text, std::string_view sought) {
+  std::size_t count = 0;
+  for (auto at = text.find(sought); at != text.npos; at = text.find(sought, at + 1)) ++count;
+  return count;
+}
+
+std::string Filled(std::string_view text, int error) {
+  const char* const reason = strerror(error == TESSALINE_BOARD_SHORT ? EIO : error);
+  std::string filled(text);
+  for (auto at = filled.find("{}"); at != filled.npos; at = filled.find("{}")) {
+    filled.replace(at, 2, reason);
+  }
+  return filled;
+}
+
+// The text that should be there and is not, or nothing.
+std::string Missing(const Rule& rule, int error, const Outcome& reference, const Outcome& outcome) {
+  const std::string before = Whole(reference.printed);
+  const std::string now = Whole(outcome.printed);
+  for (const std::string_view text : rule.texts) {
+    if (!AnyOf(text, [&](std::string_view one) {
+          const std::string sought = Filled(one, error);
+          return Count(now, sought) > Count(before, sought);
+        })) {
+      return Filled(text, error);
+    }
+  }
+  return {};
+}
+
+// What the exported function returned in which the call failed: the text after "=".
+std::string ResultOf(const Call& call, const Outcome& outcome) {
+  const std::string name = call.during + " = ";
+  for (const std::string& line : outcome.results) {
+    if (line.starts_with(name)) return line.substr(name.size());
+  }
+  return {};
+}
+
+// Where in the transcript the failure is; the end when it did not come.
+auto FailureIn(const Outcome& outcome, const Call& call) {
+  const std::string failed = call.device + ' ' + call.operation + " failed: ";
+  const std::string cut = call.device + ' ' + call.operation + " cut short";
+  return std::ranges::find_if(outcome.events, [&](const std::string& event) {
+    return event.starts_with(failed) || event.starts_with(cut);
+  });
+}
+
+template <typename Event>
+bool RegisterTouchedAfter(Event failure, const Outcome& outcome) {
+  return std::any_of(std::next(failure), outcome.events.end(),
+                     [](const std::string& event) { return event.starts_with("fpga "); });
+}
+
+Judgement Defect(std::string reason) { return {Verdict::kDefect, std::move(reason)}; }
+
+Judgement JudgeHung(const Rule& rule, const std::string& missing, const Call& call,
+                    const Outcome& outcome) {
+  const std::string where = outcome.results.empty() ? "the start" : outcome.results.back();
+  if (rule.effect != Effect::kHangs) return Defect("hangs after " + where);
+  if (!missing.empty()) return Defect("hangs without the text \"" + missing + "\"");
+  const auto failure = FailureIn(outcome, call);
+  if (failure == outcome.events.end()) return Defect("hangs before the call, after " + where);
+  if (RegisterTouchedAfter(failure, outcome)) return Defect("a register was touched after it");
+  return {Verdict::kHung, std::string(rule.why)};
+}
+
+Judgement JudgeReturned(const Rule& rule, const std::string& missing, const Call& call,
+                        const Outcome& reference, const Outcome& outcome) {
+  if (outcome.status != 0) return Defect(fmt::format("exit status {}", outcome.status));
+  if (outcome.results.size() != reference.results.size()) {
+    return Defect(fmt::format("the tour ended after \"{}\"", outcome.results.back()));
+  }
+  if (!missing.empty()) return Defect("the text \"" + missing + "\" is missing");
+  const std::string result = ResultOf(call, outcome);
+  if (!AnyOf(rule.result, [&](std::string_view one) { return result.starts_with(one); })) {
+    return Defect(fmt::format("{} returned {} instead of {}", call.during, result, rule.result));
+  }
+  switch (rule.effect) {
+    case Effect::kTold:
+      return {rule.texts.front().empty() ? Verdict::kResult : Verdict::kText, std::string(rule.why)};
+    case Effect::kRetried:
+      if (outcome.results == reference.results) return {Verdict::kRetried, std::string(rule.why)};
+      return Defect("another result than without it");
+    case Effect::kUnchecked:
+      return {Verdict::kUnchecked, std::string(rule.why)};
+    case Effect::kHangs:
+      break;
+  }
+  // The tour's last access has no other behind it that would wait.
+  if (RegisterTouchedAfter(FailureIn(outcome, call), outcome)) {
+    return Defect("the program went on");
+  }
+  return {Verdict::kText, std::string(rule.why)};
+}
+
+}  // namespace
+
+const Rule* RuleFor(const std::string& model, const Call& call, int error) {
+  const bool cut_short = error == TESSALINE_BOARD_SHORT;
+  const auto* const rule = std::ranges::find_if(kRules, [&](const Rule& one) {
+    const auto begins = [](std::string_view text) {
+      return [text](std::string_view first) { return text.starts_with(first); };
+    };
+    const auto is = [](std::string_view text) {
+      return [text](std::string_view whole) { return text == whole; };
+    };
+    return AnyOf(one.models, begins(model)) && AnyOf(one.device, begins(call.device)) &&
+           AnyOf(one.operation, is(call.operation)) && AnyOf(one.during, is(call.during)) &&
+           (!one.cut_short || cut_short);
+  });
+  return rule == kRules.end() ? nullptr : rule;
+}
+
+Judgement Judge(const std::string& model, const Call& call, int error, const Outcome& reference,
+                const Outcome& outcome) {
+  if (outcome.ending == Ending::kCrashed) {
+    return Defect(fmt::format("died of signal {} after \"{}\"", outcome.status,
+                              outcome.results.empty() ? "the start" : outcome.results.back()));
+  }
+  const Rule* const rule = RuleFor(model, call, error);
+  if (rule == nullptr) return Defect("nobody has said what must become of it");
+  const std::string missing = Missing(*rule, error, reference, outcome);
+  if (outcome.ending == Ending::kHung) return JudgeHung(*rule, missing, call, outcome);
+  if (FailureIn(outcome, call) == outcome.events.end()) {
+    // How often the capture threads come round depends on the moment.
+    const bool depends = call.operation == "VIDIOC_DQBUF" || call.operation == "VIDIOC_QBUF";
+    if (depends) return {Verdict::kNotReached, "the stream was stopped before it came"};
+    return Defect("the call did not come");
+  }
+  return JudgeReturned(*rule, missing, call, reference, outcome);
+}
+
+}  // namespace reliability

@@ -1,0 +1,188 @@
+// Fails every single call into the board in turn, each in a process of its own, and
+// judges what became of it by Rules.h. Exit status 1: not all of it is as it must be.
+//
+//   fault_matrix [--every N] [--jobs N] [--all-errors] [--verbose] [MODEL ...]
+#include <errno.h>
+#include <fmt/format.h>
+#include <string.h>
+
+#include <CLI/CLI.hpp>
+#include <chrono>
+#include <list>
+#include <map>
+#include <memory>
+#include <thread>
+
+#include "Calls.h"
+#include "FaultRun.h"
+#include "Judge.h"
+#include "tessaline/board.h"
+
+namespace {
+
+using namespace reliability;
+
+const std::vector<std::string> kAllModels{
+    "K3610", "K3710", "K3710ch16",        "K3710ch16arm_rebuild", "K3810",
+    "K3820", "K3920", "K3920arm_rebuild", "K4010",                "K4010arm_rebuild"};
+
+constexpr auto kPoll = std::chrono::milliseconds(1);
+constexpr double kLongestTour = 120;  // on a machine under load
+// Nobody but a thread that waits for the register lock is quiet for so long.
+constexpr double kQuietSeconds = 0.3;
+
+struct Options {
+  std::vector<std::string> models;
+  unsigned every = 1;
+  unsigned jobs = 0;
+  bool all_errors = false;
+  bool verbose = false;
+};
+
+struct Case {
+  Failure failure;
+  std::unique_ptr<FaultRun> run;
+};
+
+std::string ErrorName(int error) {
+  return error == TESSALINE_BOARD_SHORT ? "short" : strerrorname_np(error);
+}
+
+using Counts = std::array<unsigned, std::size(kVerdictNames)>;
+
+struct Series {
+  std::string model;
+  std::size_t calls = 0;
+  Counts counts{};
+};
+
+unsigned Cases(const Counts& counts) {
+  unsigned sum = 0;
+  for (const unsigned count : counts) sum += count;
+  return sum;
+}
+
+class Matrix {
+ public:
+  explicit Matrix(const Options& options) : options_(options) {}
+
+  void Run(const std::string& model) {
+    model_ = model;
+    const auto start = std::chrono::steady_clock::now();
+    const auto survey = FaultRun::Survey(model, {kLongestTour, kLongestTour});
+    while (!survey->Ended()) std::this_thread::sleep_for(kPoll);
+    reference_ = survey->Take();
+    const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
+    // With as many at a time, and a few seconds for frames that do not come.
+    patience_ = 8 * took.count() * options_.jobs + 20;
+
+    const auto calls = CallsOf(reference_.events);
+    series_.push_back({model, calls.size(), {}});
+    if (reference_.ending != Ending::kReturned || calls.empty()) {
+      Note({}, {Verdict::kDefect, "the tour fails by itself"});
+      return;
+    }
+    const auto failures = FailuresOf(calls, options_.all_errors);
+    for (std::size_t i = series_.size() % options_.every; i < failures.size(); i += options_.every) {
+      while (running_.size() >= options_.jobs) Collect();
+      Begin(failures[i]);
+    }
+    while (!running_.empty()) Collect();
+  }
+
+  // False when there is a defect.
+  bool Report() const {
+    fmt::print("\n| model | calls | cases |");
+    for (const char* name : kVerdictNames) fmt::print(" {} |", name);
+    fmt::print("\n|---|---|---|");
+    for (std::size_t i = 0; i < std::size(kVerdictNames); ++i) fmt::print("---|");
+    Series all{"all", 0, {}};
+    for (const Series& one : series_) {
+      Print(one);
+      all.calls += one.calls;
+      for (std::size_t i = 0; i < all.counts.size(); ++i) all.counts[i] += one.counts[i];
+    }
+    Print(all);
+    fmt::print("\n\n| cases | call | why it need not be told, or holds the program |\n|---|---|---|\n");
+    for (const auto& [reason, count] : reasons_) {
+      fmt::print("| {} | {} | {} |\n", count, reason.first, reason.second);
+    }
+    return all.counts[static_cast<std::size_t>(Verdict::kDefect)] == 0 && Cases(all.counts) > 0;
+  }
+
+ private:
+  void Begin(const Failure& failure) {
+    const Rule* const rule = RuleFor(model_, failure.call, failure.error);
+    const bool must_hang = rule != nullptr && rule->effect == Effect::kHangs;
+    const FaultRun::Patience patience{patience_, must_hang ? kQuietSeconds : patience_};
+    const Call& call = failure.call;
+    running_.push_back(
+        {failure,
+         std::make_unique<FaultRun>(
+             model_, Fault{call.device, call.operation, call.nth, failure.error}, patience)});
+  }
+
+  void Collect() {
+    std::this_thread::sleep_for(kPoll);
+    running_.remove_if([this](Case& some) {
+      if (!some.run->Ended()) return false;
+      Note(some.failure, Judge(model_, some.failure.call, some.failure.error, reference_,
+                               some.run->Take()));
+      return true;
+    });
+  }
+
+  void Note(const Failure& failure, const Judgement& judgement) {
+    ++series_.back().counts[static_cast<std::size_t>(judgement.verdict)];
+    const Call& call = failure.call;
+    const bool defect = judgement.verdict == Verdict::kDefect;
+    const bool told = judgement.verdict == Verdict::kText || judgement.verdict == Verdict::kResult;
+    if (!told && !defect) {
+      const std::string device = call.device.substr(0, call.device.find_last_not_of("-.0123456789") + 1);
+      ++reasons_[{device + ' ' + call.operation, judgement.reason}];
+    }
+    if (!defect && !options_.verbose) return;
+    fmt::print("{} {} {} #{} {} in {}: {}{}\n", model_, call.device, call.operation, call.nth,
+               ErrorName(failure.error), call.during,
+               defect ? "DEFECT: " : kVerdictNames[static_cast<std::size_t>(judgement.verdict)],
+               defect ? judgement.reason : "");
+    fflush(stdout);
+  }
+
+  static void Print(const Series& one) {
+    fmt::print("\n| {} | {} | {} |", one.model, one.calls, Cases(one.counts));
+    for (const unsigned count : one.counts) fmt::print(" {} |", count);
+  }
+
+  const Options& options_;
+  std::string model_;
+  Outcome reference_;
+  double patience_ = 0;
+  std::list<Case> running_;
+  std::vector<Series> series_;
+  std::map<std::pair<std::string, std::string>, unsigned> reasons_;
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  Options options;
+  // Many of the processes only wait for a lock that is never free again.
+  options.jobs = 3 * std::max(1U, std::thread::hardware_concurrency());
+  CLI::App app("Fails every call into the virtual board in turn.", "fault_matrix");
+  app.add_option("models", options.models, "model codes; without any, all ten series");
+  app.add_option("--every", options.every, "only every so many-th case")
+      ->check(CLI::PositiveNumber)
+      ->capture_default_str();
+  app.add_option("--jobs", options.jobs, "processes at a time")
+      ->check(CLI::PositiveNumber)
+      ->capture_default_str();
+  app.add_flag("--all-errors", options.all_errors, "each call with each error it can have");
+  app.add_flag("--verbose", options.verbose, "a line per case, not only for defects");
+  CLI11_PARSE(app, argc, argv);
+  Matrix matrix(options);
+  for (const std::string& model : options.models.empty() ? kAllModels : options.models) {
+    matrix.Run(model);
+  }
+  return matrix.Report() ? EXIT_SUCCESS : EXIT_FAILURE;
+}
