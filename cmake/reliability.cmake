@@ -1,11 +1,25 @@
-# Not part of the library: what becomes of it when the board fails it.
+# What becomes of an application when the board fails it: see docs/reliability.md.
 find_package(CLI11 REQUIRED)
-find_package(fmt REQUIRED)
 
-add_executable(fault_matrix
-  ${CMAKE_SOURCE_DIR}/tests/reliability/fault_matrix.cpp
-  ${CMAKE_SOURCE_DIR}/tests/reliability/Calls.cpp
-  ${CMAKE_SOURCE_DIR}/tests/reliability/FaultRun.cpp
-  ${CMAKE_SOURCE_DIR}/tests/reliability/Judge.cpp
-  ${CMAKE_SOURCE_DIR}/tests/reliability/Tour.cpp)
-target_link_libraries(fault_matrix PRIVATE tessaline_options tessaline tessaline-board CLI11::CLI11 fmt::fmt)
+set(reliability ${CMAKE_SOURCE_DIR}/tests/reliability)
+add_library(tessaline_judge STATIC ${reliability}/Calls.cpp ${reliability}/Judge.cpp)
+target_include_directories(tessaline_judge PUBLIC ${reliability})
+target_link_libraries(tessaline_judge PUBLIC tessaline_options tessaline-board fmt::fmt)
+
+add_executable(reliability_judge_test ${reliability}/judge_test.cpp)
+target_link_libraries(reliability_judge_test PRIVATE tessaline_judge GTest::gtest_main)
+gtest_discover_tests(reliability_judge_test TEST_PREFIX "reliability/"
+  PROPERTIES LABELS reliability TIMEOUT 60)
+
+add_executable(fault_matrix ${reliability}/fault_matrix.cpp ${reliability}/FaultRun.cpp
+  ${reliability}/Tour.cpp)
+target_link_libraries(fault_matrix PRIVATE tessaline_judge tessaline CLI11::CLI11)
+
+if(CMAKE_CXX_FLAGS MATCHES "sanitize=thread")
+  message(STATUS "No fault matrix: the thread sanitizer does not follow a thread behind a fork")
+else()
+  # A sample, of another part of each series; the whole is scripts/fault-matrix.
+  add_test(NAME reliability/FaultMatrix.Sample COMMAND fault_matrix --every 31)
+  set_tests_properties(reliability/FaultMatrix.Sample PROPERTIES
+    LABELS reliability TIMEOUT 900 PROCESSORS 2)
+endif()

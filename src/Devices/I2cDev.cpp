@@ -55,8 +55,9 @@ bool I2cDev::Transfer(std::span<i2c_msg> messages) const {
   const int fd = OpenBus();
   if (fd < 0) return false;
   i2c_rdwr_ioctl_data request{messages.data(), static_cast<std::uint32_t>(messages.size())};
-  const bool done =
-      ioctl(fd, I2C_RETRIES, kAdapterRetries) >= 0 && ioctl(fd, I2C_RDWR, &request) >= 0;
+  // An adapter that stops early returns how many messages it got through.
+  const bool done = ioctl(fd, I2C_RETRIES, kAdapterRetries) >= 0 &&
+                    ioctl(fd, I2C_RDWR, &request) == static_cast<int>(messages.size());
   close(fd);
   return done;
 }

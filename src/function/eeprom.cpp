@@ -75,7 +75,11 @@ class Transaction {
     }
     ioctl(bus, I2C_TIMEOUT, kBusTimeout);
     ioctl(bus, I2C_RETRIES, kBusRetries);
-    const int result = ioctl(bus, I2C_RDWR, request_.get());
+    int result = ioctl(bus, I2C_RDWR, request_.get());
+    if (result >= 0 && static_cast<__u32>(result) < request_->nmsgs) {
+      errno = EIO;  // the adapter stopped early
+      result = -1;
+    }
     if (result < 0) {
       perror("ioctl");
       puts(failed);

@@ -45,6 +45,16 @@ TEST_F(I2c, FailedReadLeavesTheCallersBytes) {
   EXPECT_THAT(read, ElementsAre(0x77));
 }
 
+TEST_F(I2c, ATransactionThatStopsEarlyHasFailed) {
+  tessaline_board_chip_set("sensor", 0x300B, 0xC3);
+  tessaline_board_fault("i2c-0", "I2C_RDWR", 0, 2, TESSALINE_BOARD_SHORT);
+  std::vector<std::uint8_t> read{0x77};
+  EXPECT_FALSE(sensor_.I2cRdWr({0x30, 0x0B}, read)) << "one message of two";
+  EXPECT_THAT(read, ElementsAre(0x77));
+  EXPECT_FALSE(sensor_.I2cRdWr({0x30, 0x0B, 0x5A})) << "none of one";
+  EXPECT_EQ(tessaline_board_chip_get("sensor", 0x300B), 0xC3);
+}
+
 TEST_F(I2c, NothingIsPrintedForATransferThatFails) {
   I2cDev nobody("/dev/i2c-0", kNobody);
   EXPECT_EQ(PrintedAsError([&] { EXPECT_FALSE(nobody.I2cRdWr({0x00})); }), "");

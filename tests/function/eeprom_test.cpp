@@ -256,16 +256,20 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto& test) { return test.param.name; });
 
 struct BusFailure {
+  const char* name;
   const char* operation;
   int error;
   const char* told;
   bool transfer_tried;
 };
 
-constexpr BusFailure kOpenFails{"open", EACCES, "open eeprom: Permission denied\n", false};
-constexpr BusFailure kTransferFails{"I2C_RDWR", EIO, "ioctl: Input/output error\n", true};
+constexpr BusFailure kOpenFails{"Open", "open", EACCES, "open eeprom: Permission denied\n", false};
+constexpr BusFailure kTransferFails{"Transfer", "I2C_RDWR", EIO, "ioctl: Input/output error\n",
+                                    true};
+constexpr BusFailure kTransferStopsEarly{"ShortTransfer", "I2C_RDWR", TESSALINE_BOARD_SHORT,
+                                         "ioctl: Input/output error\n", true};
 
-void PrintTo(const BusFailure& row, std::ostream* out) { *out << row.operation; }
+void PrintTo(const BusFailure& row, std::ostream* out) { *out << row.name; }
 
 class EepromBusFails : public EepromStore, public ::testing::WithParamInterface<BusFailure> {
  protected:
@@ -339,8 +343,9 @@ TEST_P(EepromBusFails, InEveryPageOfARead) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Calls, EepromBusFails, ::testing::Values(kOpenFails, kTransferFails),
-                         [](const auto& test) { return std::string(test.param.operation); });
+INSTANTIATE_TEST_SUITE_P(Calls, EepromBusFails,
+                         ::testing::Values(kOpenFails, kTransferFails, kTransferStopsEarly),
+                         [](const auto& test) { return std::string(test.param.name); });
 
 TEST_F(EepromStore, BusSettingsThatAreRefusedDoNotMatter) {
   tessaline_board_fault("i2c-0", "I2C_TIMEOUT", 0, 0, EINVAL);

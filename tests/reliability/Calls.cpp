@@ -25,7 +25,8 @@ constexpr int kOpenErrors[] = {ENODEV, EIO, EBUSY, ENOMEM, EAGAIN, EINTR};
 constexpr int kMmapErrors[] = {ENODEV, ENOMEM, EAGAIN};
 constexpr int kReadErrors[] = {EIO, ENODEV, EAGAIN, EINTR, TESSALINE_BOARD_SHORT};
 constexpr int kWriteErrors[] = {EIO, ENODEV, EBUSY, ENOMEM, EAGAIN, EINTR, TESSALINE_BOARD_SHORT};
-constexpr int kTransferErrors[] = {EIO, ENODEV, EBUSY, ENOMEM, EAGAIN, EINTR, TESSALINE_BOARD_SHORT};
+constexpr int kTransferErrors[] = {
+    EIO, ENODEV, EBUSY, ENOMEM, EAGAIN, EINTR, TESSALINE_BOARD_SHORT};
 constexpr int kFormatErrors[] = {EIO, ENODEV, EINTR};
 constexpr int kBufferErrors[] = {ENOMEM, EIO, ENODEV, EINTR};
 constexpr int kDequeueErrors[] = {EIO, ENODEV, EAGAIN, EINTR};
@@ -52,9 +53,9 @@ std::span<const int> ErrorsOf(std::string_view operation) {
 // The settings an SPI access makes before its transfer, all at one place in the code and
 // all told in the same way: of each access only one fails, each in turn.
 constexpr std::array<std::string_view, 8> kSettings{
-    "SPI_IOC_WR_MODE",          "SPI_IOC_RD_MODE",          "SPI_IOC_WR_LSB_FIRST",
-    "SPI_IOC_RD_LSB_FIRST",     "SPI_IOC_WR_BITS_PER_WORD", "SPI_IOC_RD_BITS_PER_WORD",
-    "SPI_IOC_WR_MAX_SPEED_HZ",  "SPI_IOC_RD_MAX_SPEED_HZ"};
+    "SPI_IOC_WR_MODE",         "SPI_IOC_RD_MODE",          "SPI_IOC_WR_LSB_FIRST",
+    "SPI_IOC_RD_LSB_FIRST",    "SPI_IOC_WR_BITS_PER_WORD", "SPI_IOC_RD_BITS_PER_WORD",
+    "SPI_IOC_WR_MAX_SPEED_HZ", "SPI_IOC_RD_MAX_SPEED_HZ"};
 
 bool IsItsTurn(const Call& call) {
   const auto* const at = std::ranges::find(kSettings, call.operation);
@@ -70,18 +71,22 @@ std::vector<Call> CallsOf(const std::vector<std::string>& events) {
   constexpr std::string_view kIn = "in ";
   std::map<std::string, unsigned> seen;
   std::vector<Call> calls;
-  std::size_t unnamed = 0;  // their exported function ends further down
+  std::size_t unnamed = 0;  // the end of their step is further down
+  unsigned step = 0;
   for (const std::string& event : events) {
     if (event.ends_with(kCalled)) {
       const std::string name = event.substr(0, event.size() - kCalled.size());
       const auto blank = name.find(' ');
-      const Call call{name.substr(0, blank), name.substr(blank + 1), seen[name]++, ""};
+      const Call call{name.substr(0, blank), name.substr(blank + 1), step, seen[name]++, ""};
       if (IsItsTurn(call)) calls.push_back(call);
     } else if (event.starts_with(kIn)) {
       const std::string during = event.substr(kIn.size(), event.find(" = ") - kIn.size());
       for (; unnamed < calls.size(); ++unnamed) calls[unnamed].during = during;
+      seen.clear();
+      ++step;
     }
   }
+  calls.resize(unnamed);  // behind the last step nothing is the tour's
   return calls;
 }
 

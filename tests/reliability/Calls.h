@@ -9,8 +9,9 @@ namespace reliability {
 struct Call {
   std::string device;
   std::string operation;
-  unsigned nth = 0;    // from 0, among those of this device and operation
-  std::string during;  // the exported function under way
+  unsigned step = 0;   // of the tour
+  unsigned nth = 0;    // from 0, among those of this device and operation in this step
+  std::string during;  // the exported function of this step
 };
 
 // The calls of a surveying tour, in order. Of those that take turns (see Calls.cpp) each

@@ -59,7 +59,16 @@ constexpr double kQuietShare = 0.1;
 // What of the child is behind its callbacks.
 int results_fd = -1;
 int events_fd = -1;
-bool surveying = false;
+const Fault* planned = nullptr;
+unsigned steps_told = 0;
+
+bool Surveying() { return planned->error == TESSALINE_BOARD_CALLED; }
+
+void PlantWhenDue() {
+  if (steps_told != planned->step) return;
+  tessaline_board_fault(planned->device.c_str(), planned->operation.c_str(), planned->nth,
+                        Surveying() ? 0 : 1, planned->error);
+}
 
 void Append(int fd, const std::string& text) {
   for (std::size_t done = 0; done < text.size();) {
@@ -69,11 +78,22 @@ void Append(int fd, const std::string& text) {
   }
 }
 
+std::string Transcript() {
+  char* const text = tessaline_board_transcript(TESSALINE_BOARD_TEXT);
+  std::string events = text;
+  free(text);
+  return events;
+}
+
 void KeepEvents() {
-  char* const events = tessaline_board_transcript(TESSALINE_BOARD_TEXT);
+  const std::string events = Transcript();
   tessaline_board_transcript_clear();
   Append(events_fd, events);
-  free(events);
+}
+
+bool HasStruck() {
+  return Transcript().find(planned->device + ' ' + planned->operation + " failed: ") !=
+         std::string::npos;
 }
 
 [[noreturn]] void Leave(int status) {
@@ -83,7 +103,9 @@ void KeepEvents() {
 
 void Tell(const std::string& line) {
   Append(results_fd, line + "\n");
-  if (!surveying) return;
+  ++steps_told;
+  PlantWhenDue();
+  if (!Surveying()) return;
   KeepEvents();
   Append(events_fd, "in " + line + "\n");
 }
@@ -111,10 +133,8 @@ void WatchForHangs(FaultRun::Patience patience) {
                      [] { return false; });
       const double busy_now = BusySeconds();
       const std::chrono::duration<double> took = Clock::now() - start;
-      if (busy_now - busy < kQuietShare * patience.quiet_seconds ||
-          took.count() > patience.seconds) {
-        Leave(kHungStatus);
-      }
+      const bool quiet = busy_now - busy < kQuietShare * patience.quiet_seconds;
+      if ((quiet && HasStruck()) || took.count() > patience.seconds) Leave(kHungStatus);
       busy = busy_now;
     }
   }).detach();
@@ -137,19 +157,18 @@ FaultRun::FaultRun(const std::string& model, const Fault& fault, Patience patien
   setvbuf(stdout, nullptr, _IONBF, 0);
   results_fd = results_->fd();
   events_fd = events_->fd();
-  surveying = fault.error == TESSALINE_BOARD_CALLED;
+  planned = &fault;
   tessaline_board_set_sleep_factor(0);
   tessaline_board_set_pace(TESSALINE_BOARD_FREE_RUN);
   if (tessaline_board_select(model.c_str()) != 0) abort();
   WatchForHangs(patience);
-  tessaline_board_fault(fault.device.c_str(), fault.operation.c_str(), fault.nth,
-                        surveying ? 0 : 1, fault.error);
+  PlantWhenDue();
   Tour(model, Tell);
   Leave(EXIT_SUCCESS);
 }
 
 std::unique_ptr<FaultRun> FaultRun::Survey(const std::string& model, Patience patience) {
-  return std::make_unique<FaultRun>(model, Fault{"*", "*", 0, TESSALINE_BOARD_CALLED}, patience);
+  return std::make_unique<FaultRun>(model, Fault{"*", "*", 0, 0, TESSALINE_BOARD_CALLED}, patience);
 }
 
 FaultRun::~FaultRun() {

@@ -11,10 +11,12 @@
 
 namespace reliability {
 
-// One call into the board, the nth (from 0) of its kind, and what becomes of it.
+// One call into the board: the nth (from 0) of its kind once `step` lines of the tour are
+// told. What an earlier step does once more or less often does not move it.
 struct Fault {
   std::string device;
   std::string operation;
+  unsigned step = 0;
   unsigned nth = 0;
   int error = 0;  // an errno or TESSALINE_BOARD_SHORT; TESSALINE_BOARD_CALLED: see Survey
 };
@@ -25,7 +27,7 @@ class FaultRun {
  public:
   struct Patience {
     double seconds;        // a process that takes longer counts as hung
-    double quiet_seconds;  // and one whose caller does nothing for so long
+    double quiet_seconds;  // and one whose caller does nothing for so long after the failure
   };
 
   FaultRun(const std::string& model, const Fault& fault, Patience patience);

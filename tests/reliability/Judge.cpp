@@ -61,11 +61,10 @@ std::string Missing(const Rule& rule, int error, const Outcome& reference, const
 
 // What the exported function returned in which the call failed: the text after "=".
 std::string ResultOf(const Call& call, const Outcome& outcome) {
-  const std::string name = call.during + " = ";
-  for (const std::string& line : outcome.results) {
-    if (line.starts_with(name)) return line.substr(name.size());
-  }
-  return {};
+  constexpr std::string_view kEquals = " = ";
+  const std::string& line = outcome.results.at(call.step);
+  const auto equals = line.find(kEquals);
+  return equals == line.npos ? std::string() : line.substr(equals + kEquals.size());
 }
 
 // Where in the transcript the failure is; the end when it did not come.
@@ -109,7 +108,8 @@ Judgement JudgeReturned(const Rule& rule, const std::string& missing, const Call
   }
   switch (rule.effect) {
     case Effect::kTold:
-      return {rule.texts.front().empty() ? Verdict::kResult : Verdict::kText, std::string(rule.why)};
+      return {rule.texts.front().empty() ? Verdict::kResult : Verdict::kText,
+              std::string(rule.why)};
     case Effect::kRetried:
       if (outcome.results == reference.results) return {Verdict::kRetried, std::string(rule.why)};
       return Defect("another result than without it");

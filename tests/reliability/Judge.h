@@ -9,17 +9,16 @@
 namespace reliability {
 
 enum class Verdict {
-  kText,       // told by the text that belongs to it
-  kResult,     // told by the result alone
-  kRetried,    // made up for
-  kUnchecked,  // nobody looks, by design
-  kHung,       // holds the program for ever, by design
-  kNotReached, // the call did not come this time: a frame more or less
+  kText,        // told by the text that belongs to it
+  kResult,      // told by the result alone
+  kRetried,     // made up for
+  kUnchecked,   // nobody looks, by design
+  kHung,        // holds the program for ever, by design
+  kNotReached,  // the call did not come this time: a frame more or less
   kDefect,
 };
-inline constexpr const char* kVerdictNames[] = {"told by text", "told by result", "retried",
-                                                "unchecked",    "hung",           "not reached",
-                                                "defects"};
+inline constexpr const char* kVerdictNames[] = {
+    "told by text", "told by result", "retried", "unchecked", "hung", "not reached", "defects"};
 
 struct Judgement {
   Verdict verdict;

@@ -73,7 +73,7 @@ class Guide {
 
 // A fault may keep the frames away, so it waits for them only so long.
 void Acquire(Guide& guide, const char* what, Arrivals& arrivals) {
-  constexpr std::chrono::seconds kPatience{1};
+  constexpr std::chrono::seconds kPatience{2};
   constexpr unsigned kEnough = 3;
   arrivals.Forget();
   guide.Call("SetGlobalControl(1)", SetGlobalControl, 1U);

@@ -1,0 +1,178 @@
+// The judge of the fault matrix must know a defect when it sees one.
+#include "Judge.h"
+
+#include <errno.h>
+#include <gtest/gtest.h>
+
+#include <string_view>
+
+#include "Calls.h"
+#include "tessaline/board.h"
+
+namespace reliability {
+namespace {
+
+const std::string kK36 = "K3610";
+
+// A tour of two steps, in the second of which the call of the test fails.
+Outcome Undisturbed() {
+  Outcome outcome;
+  outcome.results = {"RegisterHardwareInit = 0", "OpenLaser = 0"};
+  return outcome;
+}
+
+Call InOpenLaser(const char* device, const char* operation) {
+  return {device, operation, 1, 0, "OpenLaser"};
+}
+
+const Call kLine = InOpenLaser("gpio", "open");
+const Call kRegister = InOpenLaser("fpga", "open");
+
+Outcome LineFailed() {
+  Outcome outcome = Undisturbed();
+  outcome.results.back() = "OpenLaser = -1";
+  outcome.printed = {"error: Laser::Open() open(sysfs_gpio_export_, O_WRONLY)."};
+  outcome.events = {"gpio open failed: EIO"};
+  return outcome;
+}
+
+Outcome RegisterLocked() {
+  Outcome outcome;
+  outcome.ending = Ending::kHung;
+  outcome.results = {"RegisterHardwareInit = 0"};
+  outcome.printed = {"open(/dev/mem) failed."};
+  outcome.events = {"fpga read IMAGE_BLOCK_1 TRI_MODE = 0x00000000", "fpga open failed: EIO"};
+  return outcome;
+}
+
+Judgement JudgeEio(const Call& call, const Outcome& outcome) {
+  return Judge(kK36, call, EIO, Undisturbed(), outcome);
+}
+
+void ExpectDefect(const Judgement& judgement, std::string_view reason) {
+  EXPECT_EQ(judgement.verdict, Verdict::kDefect);
+  EXPECT_NE(judgement.reason.find(reason), std::string::npos) << judgement.reason;
+}
+
+TEST(Judge, TextAndResultTogetherAreRight) {
+  EXPECT_EQ(JudgeEio(kLine, LineFailed()).verdict, Verdict::kText);
+}
+
+TEST(Judge, AMissingTextIsADefect) {
+  Outcome outcome = LineFailed();
+  outcome.printed = {"error: something else"};
+  ExpectDefect(JudgeEio(kLine, outcome), "error: Laser::Open()");
+}
+
+TEST(Judge, ATextThatIsThereWithoutTheFailureDoesNotCount) {
+  Outcome reference = Undisturbed();
+  reference.printed = LineFailed().printed;
+  ExpectDefect(Judge(kK36, kLine, EIO, reference, LineFailed()), "is missing");
+}
+
+TEST(Judge, ASuccessThatWasNoneIsADefect) {
+  Outcome outcome = LineFailed();
+  outcome.results.back() = "OpenLaser = 0";
+  ExpectDefect(JudgeEio(kLine, outcome), "returned 0 instead of -1");
+}
+
+TEST(Judge, TheTextNamesTheErrno) {
+  const Call open{"video0", "open", 0, 0, "RegisterHardwareInit"};
+  Outcome outcome = Undisturbed();
+  outcome.events = {"video0 open failed: EIO"};
+  outcome.printed = {"v4l2 open file failed: Input/output error", "initialize v4l2 error!"};
+  EXPECT_EQ(JudgeEio(open, outcome).verdict, Verdict::kText);
+  outcome.printed.front() = "v4l2 open file failed: Success";
+  ExpectDefect(JudgeEio(open, outcome), "Input/output error");
+}
+
+TEST(Judge, ARetryThatChangesAResultIsADefect) {
+  const Call transfer = InOpenLaser("i2c-0", "I2C_RDWR");
+  Outcome outcome = Undisturbed();
+  outcome.events = {"i2c-0 I2C_RDWR failed: EIO"};
+  EXPECT_EQ(JudgeEio(transfer, outcome).verdict, Verdict::kRetried);
+  outcome.results.back() = "OpenLaser = -1";
+  ExpectDefect(JudgeEio(transfer, outcome), "another result");
+}
+
+TEST(Judge, ACrashIsADefect) {
+  Outcome outcome = LineFailed();
+  outcome.ending = Ending::kCrashed;
+  outcome.status = 11;
+  ExpectDefect(JudgeEio(kLine, outcome), "signal 11");
+}
+
+TEST(Judge, AnExitStatusIsADefect) {
+  Outcome outcome = LineFailed();
+  outcome.status = 1;
+  ExpectDefect(JudgeEio(kLine, outcome), "exit status 1");
+}
+
+TEST(Judge, AHangIsADefect) {
+  Outcome outcome = LineFailed();
+  outcome.ending = Ending::kHung;
+  outcome.results.pop_back();
+  ExpectDefect(JudgeEio(kLine, outcome), "hangs after RegisterHardwareInit");
+}
+
+TEST(Judge, TheRegisterLockHangs) {
+  EXPECT_EQ(JudgeEio(kRegister, RegisterLocked()).verdict, Verdict::kHung);
+}
+
+TEST(Judge, TheRegisterLockMustHang) {
+  Outcome outcome = RegisterLocked();
+  outcome.ending = Ending::kReturned;
+  outcome.results = Undisturbed().results;
+  EXPECT_EQ(JudgeEio(kRegister, outcome).verdict, Verdict::kText) << "no register after it";
+  outcome.events.emplace_back("fpga write IMAGE_BLOCK_1 TRI_MODE = 0x00000000");
+  ExpectDefect(JudgeEio(kRegister, outcome), "went on");
+}
+
+TEST(Judge, TheRegisterLockHoldsEverybodyOff) {
+  Outcome outcome = RegisterLocked();
+  outcome.events.emplace_back("fpga write IMAGE_BLOCK_1 TRI_MODE = 0x00000000");
+  ExpectDefect(JudgeEio(kRegister, outcome), "register was touched");
+}
+
+TEST(Judge, TheRegisterLockIsTold) {
+  Outcome outcome = RegisterLocked();
+  outcome.printed.clear();
+  ExpectDefect(JudgeEio(kRegister, outcome), "open(/dev/mem) failed.");
+}
+
+TEST(Judge, ACallThatDoesNotComeIsADefectUnlessItIsAFrames) {
+  ExpectDefect(JudgeEio(kLine, Undisturbed()), "did not come");
+  EXPECT_EQ(JudgeEio(InOpenLaser("video1", "VIDIOC_DQBUF"), Undisturbed()).verdict,
+            Verdict::kNotReached);
+}
+
+TEST(Judge, ACallWithoutARuleIsADefect) {
+  Outcome outcome = Undisturbed();
+  outcome.events = {"watchdog open failed: EIO"};
+  ExpectDefect(JudgeEio(InOpenLaser("watchdog", "open"), outcome), "nobody has said");
+}
+
+TEST(Calls, AreCountedWithinTheirStep) {
+  const auto calls = CallsOf({"gpio open called", "gpio write called", "gpio write export 907",
+                              "gpio open called", "in GetLibVersion = 1", "gpio open called",
+                              "in OpenLaser = 0", "video0 VIDIOC_DQBUF called"});
+  ASSERT_EQ(calls.size(), 4U);
+  EXPECT_EQ(calls[2].nth, 1U);
+  EXPECT_EQ(calls[2].during, "GetLibVersion");
+  EXPECT_EQ(calls[3].step, 1U);
+  EXPECT_EQ(calls[3].nth, 0U);
+  EXPECT_EQ(calls[3].during, "OpenLaser");
+}
+
+TEST(Failures, HaveEveryErrorOfTheOperationInEveryFunction) {
+  const std::vector<Call> calls(2, InOpenLaser("uio0", "read"));
+  const auto failures = FailuresOf(calls, false);
+  ASSERT_EQ(failures.size(), 5U);
+  EXPECT_EQ(failures[0].error, EIO);
+  EXPECT_EQ(failures[1].error, ENODEV);
+  EXPECT_EQ(failures[4].error, TESSALINE_BOARD_SHORT);
+  EXPECT_EQ(FailuresOf(calls, true).size(), 10U);
+}
+
+}  // namespace
+}  // namespace reliability
