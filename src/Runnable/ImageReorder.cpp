@@ -12,8 +12,8 @@ namespace {
 constexpr std::size_t kPlanes = 4;
 constexpr std::size_t kBlockBytes = 16;
 constexpr std::size_t kGroupBytes = kPlanes * kBlockBytes;
-constexpr std::size_t kPieceBytes = ReorderScratch::kPieceBytes;
-constexpr std::size_t kGroupsPerPiece = kPieceBytes / kBlockBytes;
+constexpr std::size_t kChunkBytes = ReorderScratch::kChunkBytes;
+static_assert(ReorderScratch::kOverlapBytes >= kBlockBytes && kChunkBytes % kGroupBytes == 0);
 
 using Sources = std::array<const std::byte*, kPlanes>;
 
@@ -28,8 +28,8 @@ Block BlockAt(const std::byte* data) {
 }
 
 // Spelled out, so that a group goes through four vector registers.
-void Merge(std::byte* out, const Sources& planes, std::size_t groups) {
-  for (std::size_t at = 0; at < groups * kBlockBytes; at += kBlockBytes) {
+void Merge(std::byte* out, const Sources& planes, std::size_t plane_bytes) {
+  for (std::size_t at = 0; at < plane_bytes; at += kBlockBytes) {
     const Block block0 = BlockAt(planes[0] + at);
     const Block block1 = BlockAt(planes[1] + at);
     const Block block2 = BlockAt(planes[2] + at);
@@ -42,37 +42,83 @@ void Merge(std::byte* out, const Sources& planes, std::size_t groups) {
   }
 }
 
-}  // namespace
+// Where the planes lie in the buffer. They overlap when a region is larger than
+// the frame.
+struct Planes {
+  std::size_t distance;
+  std::size_t bytes;  // of each: whole blocks
 
-void ReorderScratch::Begin(std::size_t pieces) { slot_of_piece_.assign(pieces, kNowhere); }
+  std::size_t Offset(std::size_t plane, std::size_t at) const { return plane * distance + at; }
 
-const std::byte* ReorderScratch::Saved(std::size_t piece) const {
-  const std::uint32_t slot = slot_of_piece_[piece];
-  return slot == kNowhere ? nullptr : slots_.data() + slot * kPieceBytes;
+  // Whether any of the bytes from `begin` to `end` is still to be merged, when the
+  // first `merged` of every plane are.
+  bool Unread(std::size_t begin, std::size_t end, std::size_t merged) const {
+    for (std::size_t k = 0; k < kPlanes; ++k) {
+      if (std::max(begin, Offset(k, merged)) < std::min(end, Offset(k, bytes))) return true;
+    }
+    return false;
+  }
+};
+
+// Merges what the image has from `out` to `out_end`. Blocks below `out_end` are
+// about to be overwritten or are already: those are taken from their copies.
+void MergeChunk(std::byte* buffer, const Planes& planes, std::size_t out, std::size_t out_end,
+                const ReorderScratch& scratch) {
+  std::size_t at = out / kPlanes;
+  while (at < out_end / kPlanes) {
+    std::size_t run = out_end / kPlanes - at;
+    Sources sources;
+    for (std::size_t k = 0; k < kPlanes; ++k) {
+      const std::size_t from = planes.Offset(k, at);
+      if (from >= out_end) {
+        sources[k] = buffer + from;
+        continue;
+      }
+      const std::size_t in_chunk = from % kChunkBytes;
+      sources[k] = scratch.Saved(from / kChunkBytes) + in_chunk;
+      const std::size_t blocks = (kChunkBytes - in_chunk + kBlockBytes - 1) / kBlockBytes;
+      run = std::min(run, blocks * kBlockBytes);
+    }
+    Merge(buffer + kPlanes * at, sources, run);
+    at += run;
+  }
 }
 
-void ReorderScratch::Save(std::size_t piece, const std::byte* data, std::size_t size) {
+}  // namespace
+
+void ReorderScratch::Begin(std::size_t chunks) {
+  slot_of_chunk_.assign(chunks, kNowhere);
+  free_slots_.clear();
+  for (std::size_t slot = slots_.size() / kSlotBytes; slot > 0; --slot) {
+    free_slots_.push_back(static_cast<std::uint32_t>(slot - 1));
+  }
+}
+
+const std::byte* ReorderScratch::Saved(std::size_t chunk) const {
+  return slots_.data() + slot_of_chunk_[chunk] * kSlotBytes;
+}
+
+void ReorderScratch::Save(std::size_t chunk, const std::byte* data, std::size_t size) {
   if (free_slots_.empty()) {
-    free_slots_.push_back(static_cast<std::uint32_t>(slots_.size() / kPieceBytes));
-    slots_.resize(slots_.size() + kPieceBytes);
+    free_slots_.push_back(static_cast<std::uint32_t>(slots_.size() / kSlotBytes));
+    slots_.resize(slots_.size() + kSlotBytes);
   }
   const std::uint32_t slot = free_slots_.back();
   free_slots_.pop_back();
-  slot_of_piece_[piece] = slot;
-  memcpy(slots_.data() + slot * kPieceBytes, data, size);
+  slot_of_chunk_[chunk] = slot;
+  memcpy(slots_.data() + slot * kSlotBytes, data, size);
 }
 
-void ReorderScratch::Release(std::size_t piece) {
-  const std::uint32_t slot = slot_of_piece_[piece];
-  if (slot == kNowhere) return;
-  slot_of_piece_[piece] = kNowhere;
-  free_slots_.push_back(slot);
+void ReorderScratch::Release(std::size_t chunk) {
+  if (chunk >= slot_of_chunk_.size() || slot_of_chunk_[chunk] == kNowhere) return;
+  free_slots_.push_back(slot_of_chunk_[chunk]);
+  slot_of_chunk_[chunk] = kNowhere;
 }
 
-// The image grows from offset 0 over the planes. Pieces of a plane that are still
-// to be read are saved just before the image reaches them, and their copies are
-// used up soon after: at no time more than about a quarter of the frame is held
-// twice, and that stays in the cache.
+// The image grows from offset 0 over the planes, chunk by chunk. A chunk of the
+// buffer that holds anything still to be read is copied just before the image
+// covers it, and its copy is used up soon after: half of the frame passes through
+// the scratch memory, at no time more than a quarter.
 bool ReorderImage(std::byte* buffer, std::size_t size, const ImageFrame& frame,
                   ReorderScratch& scratch) {
   if (frame.full_pixels / kPlanes > size || frame.image_pixels > size) return false;
@@ -84,37 +130,26 @@ bool ReorderImage(std::byte* buffer, std::size_t size, const ImageFrame& frame,
   std::array<std::byte, kImageHeaderBytes> header;
   memcpy(header.data(), buffer + header_at, header.size());
 
-  const std::size_t groups = image / kGroupBytes;
-  const std::size_t plane_bytes = groups * kBlockBytes;
-  const std::size_t pieces = (plane_bytes + kPieceBytes - 1) / kPieceBytes;
-  std::array<std::size_t, kPlanes> reached{};  // pieces the image has begun to cover
-  scratch.Begin(kPlanes * pieces);
+  const std::size_t end = image / kGroupBytes * kGroupBytes;
+  const Planes planes{quarter, end / kPlanes};
+  scratch.Begin((end + kChunkBytes - 1) / kChunkBytes);
 
-  for (std::size_t piece = 0; piece < pieces; ++piece) {
-    const std::size_t first_group = piece * kGroupsPerPiece;
-    const std::size_t merged = std::min(kGroupsPerPiece, groups - first_group);
-    std::byte* const out = buffer + first_group * kGroupBytes;
-    const std::byte* const out_end = out + merged * kGroupBytes;
-
+  for (std::size_t out = 0; out < end; out += kChunkBytes) {
+    const std::size_t out_end = std::min(out + kChunkBytes, end);
+    if (planes.Unread(out, out_end, out / kPlanes)) {
+      scratch.Save(out / kChunkBytes, buffer + out,
+                   std::min(kChunkBytes + ReorderScratch::kOverlapBytes, size - out));
+    }
+    MergeChunk(buffer, planes, out, out_end, scratch);
     for (std::size_t k = 0; k < kPlanes; ++k) {
-      for (std::size_t& next = reached[k]; next < pieces; ++next) {
-        const std::byte* const data = buffer + k * quarter + next * kPieceBytes;
-        if (data >= out_end) break;
-        if (next < piece) continue;  // merged already
-        scratch.Save(k * pieces + next, data,
-                     std::min(kPieceBytes, plane_bytes - next * kPieceBytes));
+      const std::size_t chunk = planes.Offset(k, out / kPlanes) / kChunkBytes;
+      if (!planes.Unread(chunk * kChunkBytes, (chunk + 1) * kChunkBytes, out_end / kPlanes)) {
+        scratch.Release(chunk);
       }
     }
-    Sources planes;
-    for (std::size_t k = 0; k < kPlanes; ++k) {
-      const std::byte* const saved = scratch.Saved(k * pieces + piece);
-      planes[k] = saved ? saved : buffer + k * quarter + piece * kPieceBytes;
-    }
-    Merge(out, planes, merged);
-    for (std::size_t k = 0; k < kPlanes; ++k) scratch.Release(k * pieces + piece);
   }
 
-  memset(buffer + groups * kGroupBytes, 0, image - groups * kGroupBytes);
+  memset(buffer + end, 0, image - end);
   memcpy(buffer + image, header.data(), header.size());
   return true;
 }

@@ -19,19 +19,28 @@ inline constexpr std::size_t kImageHeaderBytes = 32;
 // Memory of ReorderImage from image to image: it grows with the first ones.
 class ReorderScratch {
  public:
-  // Room for plane pieces that are about to be overwritten, and none in use.
-  void Begin(std::size_t pieces);
-  // Where the copy of a piece is; null when it was never saved.
-  const std::byte* Saved(std::size_t piece) const;
-  void Save(std::size_t piece, const std::byte* data, std::size_t size);
-  void Release(std::size_t piece);
+  // A page: buffers begin on one, so a chunk is read and written without leaving
+  // the page that the prefetcher is at.
+  static constexpr std::size_t kChunkBytes = 4096;
+  // What follows the chunk in its copy, for a block that begins in the chunk.
+  static constexpr std::size_t kOverlapBytes = 16;
 
-  static constexpr std::size_t kPieceBytes = 1024;
+  // Room for so many chunks of a buffer, and no copy of any.
+  void Begin(std::size_t chunks);
+  // The copy of a chunk that was saved and not released.
+  const std::byte* Saved(std::size_t chunk) const;
+  // `size`: the chunk, and the overlap as far as there is memory behind it.
+  void Save(std::size_t chunk, const std::byte* data, std::size_t size);
+  void Release(std::size_t chunk);
+
+  std::size_t Bytes() const { return slots_.size(); }
 
  private:
   static constexpr std::uint32_t kNowhere = 0xFFFFFFFF;
+  static constexpr std::size_t kSlotBytes = kChunkBytes + 64;  // whole cache lines
+  static_assert(kSlotBytes >= kChunkBytes + kOverlapBytes);
 
-  std::vector<std::uint32_t> slot_of_piece_;
+  std::vector<std::uint32_t> slot_of_chunk_;
   std::vector<std::uint32_t> free_slots_;  // the last one released is the next used: still cached
   std::vector<std::byte> slots_;
 };

@@ -103,6 +103,70 @@ TEST(ImageReorder, AgreesForAnySizeWithOneScratch) {
   }
 }
 
+// Every region of every small frame, and of frames of some chunks whose planes lie
+// at every distance from the chunks' borders.
+struct Frames {
+  std::size_t first, last;  // pixels
+  std::size_t smallest_region_of_last;
+};
+
+class EveryRegion : public testing::TestWithParam<Frames> {};
+
+TEST_P(EveryRegion, DoesWhatThePlainWayDoes) {
+  const auto [first, last, smallest] = GetParam();
+  const Bytes noise = Noise(last + 32 + 256, 5);
+  ReorderScratch scratch;
+  Bytes buffer, expected;
+  for (std::size_t full = first; full <= last; ++full) {
+    // Some regions larger than the frame as well, as far as the buffer goes.
+    for (std::size_t region = smallest; region <= full + 64; ++region) {
+      const ImageFrame frame{full, region};
+      buffer.assign(noise.begin(), noise.begin() + full + 256);
+      expected = buffer;
+      ReorderThePlainWay(expected, frame);
+      ASSERT_TRUE(ReorderImage(buffer.data(), buffer.size(), frame, scratch));
+      ASSERT_TRUE(buffer == expected) << region << " pixels of " << full;
+    }
+  }
+}
+
+constexpr std::size_t kChunk = ReorderScratch::kChunkBytes;
+
+INSTANTIATE_TEST_SUITE_P(
+    Frames, EveryRegion,
+    testing::Values(Frames{0, 400, 0}, Frames{4 * kChunk - 1, 4 * kChunk + 1, kChunk - 66},
+                    Frames{4 * kChunk + 64, 4 * kChunk + 64, 0},
+                    Frames{6 * kChunk - 40, 6 * kChunk + 140, 6 * kChunk - 140},
+                    Frames{13 * kChunk + 4 * 1365, 13 * kChunk + 4 * 1382, 13 * kChunk + 5300}));
+
+TEST(ImageReorder, AgreesForARegionLargerThanTheFrame) {
+  ReorderScratch scratch;
+  for (std::size_t full = 20000; full < 60000; full += 997) {
+    for (const std::size_t region : {full + full / 8, full + full / 5, full + full / 3}) {
+      const ImageFrame frame{full, region};
+      Bytes buffer = Noise(2 * full, static_cast<unsigned>(full));
+      Bytes expected = buffer;
+      ReorderThePlainWay(expected, frame);
+      ASSERT_TRUE(ReorderImage(buffer.data(), buffer.size(), frame, scratch));
+      ASSERT_TRUE(buffer == expected) << region << " pixels of " << full;
+    }
+  }
+}
+
+TEST(ImageReorder, HoldsAQuarterOfTheFrameTwice) {
+  const Size size{4096, 1080, 4096, 1080};
+  Bytes buffer = Noise(size.Bytes(), 1);
+  ReorderScratch scratch;
+  std::size_t after_first = 0;
+  for (int image = 0; image < 3; ++image) {
+    ASSERT_TRUE(ReorderImage(buffer.data(), buffer.size(), size.Frame(), scratch));
+    if (image == 0) after_first = scratch.Bytes();
+  }
+  EXPECT_EQ(scratch.Bytes(), after_first);
+  EXPECT_GT(scratch.Bytes(), size.Bytes() / 5);
+  EXPECT_LT(scratch.Bytes(), size.Bytes() * 27 / 100);
+}
+
 struct Misfit {
   std::size_t buffer_bytes;
   ImageFrame frame;
