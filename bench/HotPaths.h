@@ -1,0 +1,13 @@
+#pragma once
+
+#include "Table.h"
+
+namespace bench {
+
+void PrintReorderRows(const Options& options);
+void PrintReorderGrowth(const Options& options);
+
+void PrintStripPassRows(const Options& options);
+void PrintStripPassGrowth(const Options& options);
+
+}  // namespace bench

@@ -1,0 +1,183 @@
+// Image reorder against memcpy of the same frame and against the plain way, over
+// rotating buffers, as the driver's come: by its turn a frame has left the cache.
+
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <functional>
+#include <memory>
+#include <vector>
+
+#include "HotPaths.h"
+#include "Runnable/ImageReorder.h"
+
+namespace bench {
+
+namespace {
+
+struct Size {
+  std::size_t width, height;
+  double goal;
+
+  std::size_t Pixels() const { return width * height; }
+  std::size_t FrameBytes() const { return width * (height + 1); }
+  std::size_t ImageBytes() const { return Pixels() + VeltranoSDK::kImageHeaderBytes; }
+};
+
+constexpr std::size_t kDriverBuffers = 10;
+
+std::size_t CacheBytes() {
+  long bytes = sysconf(_SC_LEVEL3_CACHE_SIZE);
+  if (bytes <= 0) bytes = sysconf(_SC_LEVEL2_CACHE_SIZE);
+  return bytes > 0 ? static_cast<std::size_t>(bytes) : 0;
+}
+
+// As many as the driver has, or more if those were not twice the cache's size.
+std::size_t RingLength(const Size& size, const Options& options) {
+  if (options.quick) return 2;
+  return std::max(kDriverBuffers, 2 * CacheBytes() / size.FrameBytes() + 1);
+}
+
+// Frames that begin on a page, as mapped driver buffers do.
+class Ring {
+ public:
+  Ring(std::size_t length, std::size_t frame_bytes)
+      : length_(length), stride_((frame_bytes + 4095) / 4096 * 4096) {
+    void* memory = mmap(nullptr, length_ * stride_, PROT_READ | PROT_WRITE,
+                        MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (memory == MAP_FAILED) {
+      std::perror("no memory for the frames");
+      std::exit(1);
+    }
+    memory_ = static_cast<std::byte*>(memory);
+    std::uint64_t value = 1;
+    for (std::size_t at = 0; at < length_ * stride_; at += sizeof value) {
+      value = value * 6364136223846793005u + 1442695040888963407u;
+      std::memcpy(memory_ + at, &value, sizeof value);
+    }
+  }
+  ~Ring() { munmap(memory_, length_ * stride_); }
+  Ring(const Ring&) = delete;
+  Ring& operator=(const Ring&) = delete;
+
+  std::byte* Frame(std::size_t turn) const { return memory_ + turn % length_ * stride_; }
+
+ private:
+  std::size_t length_;
+  std::size_t stride_;
+  std::byte* memory_;
+};
+
+// A zeroed work area for every image, copied out to and back from.
+void ReorderThePlainWay(std::byte* frame, const Size& size) {
+  const std::size_t quarter = size.Pixels() / 4;
+  const std::unique_ptr<std::byte[]> work(new std::byte[size.FrameBytes()]());
+  for (std::size_t group = 0; group < size.Pixels() / 64; ++group) {
+    for (std::size_t plane = 0; plane < 4; ++plane) {
+      std::memcpy(&work[64 * group + 16 * plane], frame + plane * quarter + 16 * group, 16);
+    }
+  }
+  std::memcpy(&work[size.Pixels()], frame + 4 * quarter, VeltranoSDK::kImageHeaderBytes);
+  std::memcpy(frame, work.get(), size.ImageBytes());
+}
+
+void Reorder(std::byte* frame, const Size& size, VeltranoSDK::ReorderScratch& scratch) {
+  VeltranoSDK::ReorderImage(frame, size.FrameBytes(), {size.Pixels(), size.Pixels()}, scratch);
+}
+
+void CheckBytes(const Size& size) {
+  const Ring two(2, size.FrameBytes());
+  std::memcpy(two.Frame(0), two.Frame(1), size.FrameBytes());
+  VeltranoSDK::ReorderScratch scratch;
+  Reorder(two.Frame(0), size, scratch);
+  ReorderThePlainWay(two.Frame(1), size);
+  if (std::memcmp(two.Frame(0), two.Frame(1), size.FrameBytes()) != 0) {
+    std::fprintf(stderr, "reorder of %zu x %zu differs from the plain way\n", size.width,
+                 size.height);
+    std::exit(1);
+  }
+}
+
+struct Times {
+  Comparison against_one_copy;        // every frame copied into the same memory
+  Comparison against_rotating_copy;   // into memory that has left the cache, like the frame
+  Comparison plain_against_one_copy;  // "library" is the plain way here
+  Comparison plain_against_rotating_copy;
+};
+
+Times Measure(const Size& size, std::size_t length, int rounds) {
+  constexpr int kUntimed = 2;
+  constexpr int kTimed = 5;
+  const Ring frames(length, size.FrameBytes());
+  const Ring copies(length, size.FrameBytes());
+  const Ring copy(1, size.FrameBytes());
+  VeltranoSDK::ReorderScratch scratch;
+  std::size_t turn = 0;
+
+  enum { kReorder, kOneCopy, kRotatingCopy, kPlain, kWays };
+  const std::function<void(std::byte*)> ways[kWays] = {
+      [&](std::byte* frame) { Reorder(frame, size, scratch); },
+      [&](std::byte* frame) { std::memcpy(copy.Frame(0), frame, size.ImageBytes()); },
+      [&](std::byte* frame) { std::memcpy(copies.Frame(turn), frame, size.ImageBytes()); },
+      [&](std::byte* frame) { ReorderThePlainWay(frame, size); },
+  };
+
+  Times times;
+  for (int round = 0; round < rounds; ++round) {
+    double took[kWays];
+    for (int i = 0; i < kWays; ++i) {
+      const int way = (round + i) % kWays;  // nobody always follows the same one
+      for (int frame = 0; frame < kUntimed; ++frame) ways[way](frames.Frame(++turn));
+      const double start = ThreadNanoseconds();
+      for (int frame = 0; frame < kTimed; ++frame) ways[way](frames.Frame(++turn));
+      took[way] = (ThreadNanoseconds() - start) / kTimed;
+    }
+    times.against_one_copy.AddRound(took[kReorder], took[kOneCopy]);
+    times.against_rotating_copy.AddRound(took[kReorder], took[kRotatingCopy]);
+    times.plain_against_one_copy.AddRound(took[kPlain], took[kOneCopy]);
+    times.plain_against_rotating_copy.AddRound(took[kPlain], took[kRotatingCopy]);
+  }
+  return times;
+}
+
+void PrintRow(const Size& size, const char* against, const Comparison& times,
+              const Comparison& plain) {
+  Row row = CompareTimes("image reorder " + std::to_string(size.width) + " x " +
+                             std::to_string(size.height) + " / " + against,
+                         times, Goal::AtMost(size.goal));
+  row.plain = Number(plain.ratio.Median(), 2);
+  if (times.ratio.Median() > plain.ratio.Median()) row.verdict = "missed";
+  row.Print();
+}
+
+}  // namespace
+
+void PrintReorderRows(const Options& options) {
+  const int rounds = options.quick ? 2 : 150;
+  for (const Size& size : {Size{4096, 1080, 1.2}, Size{4200, 2048, 1.2}, Size{1456, 1088, 1.4}}) {
+    CheckBytes(size);
+    const Times times = Measure(size, RingLength(size, options), rounds);
+    PrintRow(size, "memcpy to one buffer", times.against_one_copy, times.plain_against_one_copy);
+    PrintRow(size, "memcpy to rotating buffers", times.against_rotating_copy,
+             times.plain_against_rotating_copy);
+  }
+}
+
+void PrintReorderGrowth(const Options& options) {
+  const int rounds = options.quick ? 2 : 40;
+  for (std::size_t height = 64; height <= 4096; height += height < 512 ? 64 : height / 8) {
+    const Size size{2048, height, 0};
+    CheckBytes(size);
+    const Times times = Measure(size, RingLength(size, options), rounds);
+    PrintPoint("reorder", static_cast<double>(size.Pixels()) / 1e6, times.against_one_copy,
+               &times.plain_against_one_copy.library);
+    if (options.quick) return;
+  }
+}
+
+}  // namespace bench

@@ -1,0 +1,284 @@
+// One pass of the strip thread, from a dequeued buffer to the next dequeue, against
+// a bare walk of the same headers.
+
+#include <sys/mman.h>
+
+#include <atomic>
+#include <csignal>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "DeviceManager.h"
+#include "Devices/V4l2Base.h"
+#include "HotPaths.h"
+#include "Runnable/CaptureStripStream.h"
+#include "Runnable/StripWalk.h"
+
+namespace bench {
+
+namespace {
+
+using VeltranoSDK::StripHeader;
+
+constexpr std::size_t kBufferBytes = 655360;
+constexpr std::size_t kPointBytes = 8;
+constexpr std::size_t kDriverBuffers = 18;
+
+struct Load {
+  std::uint32_t strips;
+  std::uint32_t points;  // of each
+  std::size_t buffers;
+};
+
+// Buffers full of strips, each beginning on a page.
+class StripBuffers {
+ public:
+  explicit StripBuffers(const Load& load) : load_(load), memory_(Map(load.buffers)) {
+    for (std::size_t i = 0; i < load.buffers; ++i) {
+      std::byte* at = Buffer(i);
+      for (std::uint32_t strip = 0; strip < load.strips; ++strip) {
+        const StripHeader header{strip + 1, strip, strip, load.points};
+        std::memcpy(at, &header, sizeof header);
+        at += sizeof header + kPointBytes * load.points;
+      }
+    }
+  }
+  ~StripBuffers() { munmap(memory_, load_.buffers * kBufferBytes); }
+  StripBuffers(const StripBuffers&) = delete;
+  StripBuffers& operator=(const StripBuffers&) = delete;
+
+  std::byte* Buffer(std::size_t turn) const {
+    return memory_ + turn % load_.buffers * kBufferBytes;
+  }
+
+  // As the FPGA completes it: the library has cleared the count.
+  std::byte* Filled(std::size_t turn) const {
+    PutCount(Buffer(turn), load_.strips);
+    return Buffer(turn);
+  }
+
+  static void PutCount(std::byte* buffer, std::uint64_t count) {
+    std::memcpy(buffer + kBufferBytes - sizeof count, &count, sizeof count);
+  }
+
+ private:
+  static std::byte* Map(std::size_t buffers) {
+    void* memory = mmap(nullptr, buffers * kBufferBytes, PROT_READ | PROT_WRITE,
+                        MAP_PRIVATE | MAP_ANONYMOUS | MAP_POPULATE, -1, 0);
+    if (memory == MAP_FAILED) {
+      std::perror("no memory for the strips");
+      std::exit(1);
+    }
+    return static_cast<std::byte*>(memory);
+  }
+
+  Load load_;
+  std::byte* memory_;
+};
+
+std::uint32_t BareWalk(std::byte* buffer) {
+  std::uint32_t count = 0;
+  std::memcpy(&count, buffer + kBufferBytes - 8, sizeof count);
+  const std::byte* at = buffer;
+  for (std::uint32_t i = 0; i < count; ++i) {
+    StripHeader header;
+    std::memcpy(&header, at, sizeof header);
+    at += sizeof header + kPointBytes * header.point_count;
+  }
+  StripBuffers::PutCount(buffer, 0);
+  return static_cast<std::uint32_t>(at - buffer);
+}
+
+// Takes the place of the capture device, without a kernel or a virtual board in the
+// way. Subclasses say what is dequeued; null once there is no more.
+class BenchDevice : public VeltranoSDK::DevFOps::V4l2Base {
+ public:
+  bool Open(std::string) override { return true; }
+  bool SetFmt(unsigned, unsigned) override { return true; }
+  bool ReqBufs(unsigned) override { return true; }
+  std::byte* DqBuf(unsigned& index) override {
+    index = 0;
+    return DqBuf();
+  }
+  using V4l2Base::DqBuf;
+  bool QBuf() override { return true; }
+  bool QBuf(unsigned) override { return true; }
+  bool StreamOn() override { return true; }
+  bool StreamOff() override { return true; }
+  bool Close() override { return true; }
+  void ClearBuf() override {}
+  unsigned Index() override { return 0; }
+  std::size_t BufferSize() override { return kBufferBytes; }
+
+  bool IsDone() const { return done_; }
+
+ protected:
+  std::byte* Done() {
+    done_ = true;
+    return nullptr;
+  }
+
+ private:
+  std::atomic<bool> done_{false};
+};
+
+// Serves as fast as it is taken. After a batch of passes the same thread walks as
+// many buffers bare: one round.
+class RacingDevice final : public BenchDevice {
+ public:
+  RacingDevice(const Load& load, int rounds)
+      : buffers_(load), rounds_(rounds), passes_(20000 / load.strips + 20) {}
+
+  std::byte* DqBuf() override {
+    if (pass_ == passes_) EndRound();
+    if (times_.ratio.Size() == static_cast<std::size_t>(rounds_)) return Done();
+    if (pass_ == 0) start_ = ThreadNanoseconds();
+    ++pass_;
+    return buffers_.Filled(++turn_);
+  }
+
+  const Comparison& times() const { return times_; }
+
+ private:
+  void EndRound() {
+    const double library = ThreadNanoseconds() - start_;
+    const double start = ThreadNanoseconds();
+    for (std::uint32_t i = 0; i < passes_; ++i) {
+      walked_ = walked_ + BareWalk(buffers_.Filled(++turn_));
+    }
+    const double bare = ThreadNanoseconds() - start;
+    times_.AddRound(library / passes_, bare / passes_);
+    pass_ = 0;
+  }
+
+  const StripBuffers buffers_;
+  const int rounds_;
+  const std::uint32_t passes_;
+  std::uint32_t pass_ = 0;
+  std::size_t turn_ = 0;
+  volatile std::uint32_t walked_ = 0;  // so that nobody leaves the walk out
+  double start_ = 0;
+  Comparison times_;
+};
+
+void OnStrips(unsigned, unsigned, void*) {}
+
+void RunStripThread(const std::shared_ptr<BenchDevice>& device,
+                    VeltranoSDK::CaptureStripStream::StripBufCallback callback) {
+  VeltranoSDK::DeviceManagerHolder::Instance()->v4l2_buf_ = device;
+  const auto thread = std::make_shared<VeltranoSDK::CaptureStripStream>();
+  thread->RegisterStripBufCallback(std::move(callback));
+  thread->Start();
+  while (!device->IsDone()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  thread->Stop();
+}
+
+Comparison Measure(const Load& load, int rounds) {
+  const auto device = std::make_shared<RacingDevice>(load, rounds);
+  RunStripThread(device, OnStrips);
+  return device->times();
+}
+
+// --- Copies: which pages of a buffer a pass touches -----------------------------------------
+
+std::byte* watched = nullptr;
+std::atomic<unsigned> pages_touched{0};
+struct sigaction previous_action;
+constexpr std::size_t kPageBytes = 4096;
+
+void OnFault(int number, siginfo_t* info, void* context) {
+  auto* const address = static_cast<std::byte*>(info->si_addr);
+  if (watched != nullptr && address >= watched && address < watched + kBufferBytes) {
+    ++pages_touched;
+    std::byte* const page =
+        watched + static_cast<std::size_t>(address - watched) / kPageBytes * kPageBytes;
+    mprotect(page, kPageBytes, PROT_READ | PROT_WRITE);
+    return;
+  }
+  previous_action.sa_sigaction(number, info, context);
+}
+
+// Hands out buffers no page of which may be touched unnoticed.
+class WatchedDevice final : public BenchDevice {
+ public:
+  explicit WatchedDevice(const Load& load) : buffers_(load) {}
+
+  std::byte* DqBuf() override {
+    if (turn_ == kDriverBuffers) return Done();
+    std::byte* const buffer = buffers_.Filled(++turn_);
+    mprotect(buffer, kBufferBytes, PROT_NONE);
+    watched = buffer;
+    return buffer;
+  }
+  bool QBuf() override {
+    pages_ = std::max(pages_, pages_touched.exchange(0));
+    return true;
+  }
+
+  unsigned Pages() const { return pages_; }
+
+ private:
+  const StripBuffers buffers_;
+  std::size_t turn_ = 0;
+  unsigned pages_ = 0;
+};
+
+// Three strips of 200 kB each: their headers and the count lie on four of the pages.
+// A copy would touch the other 156 as well.
+void PrintPagesTouched() {
+  constexpr Load kLoad{3, 25000, kDriverBuffers};
+  constexpr unsigned kHeadersAndCount = 4;
+  struct sigaction action {};
+  action.sa_sigaction = OnFault;
+  action.sa_flags = SA_SIGINFO | SA_NODEFER;
+  sigaction(SIGSEGV, &action, &previous_action);
+  const auto device = std::make_shared<WatchedDevice>(kLoad);
+  RunStripThread(device, OnStrips);
+  sigaction(SIGSEGV, &previous_action, nullptr);
+  watched = nullptr;
+
+  Row row = Figure("pages of 160 touched in a buffer of 3 strips", std::to_string(device->Pages()),
+                   std::to_string(kHeadersAndCount));
+  row.goal = Goal::AtMost(kHeadersAndCount).Text();
+  row.verdict = device->Pages() == kHeadersAndCount ? "met" : "missed";
+  row.Print();
+}
+
+constexpr std::uint32_t kManyStrips = 1000;
+
+}  // namespace
+
+void PrintStripPassRows(const Options& options) {
+  const int rounds = options.quick ? 3 : 300;
+  const Goal goal = Goal::AtMost(1.3);
+  CompareTimes("strip pass, 1000 strips / bare walk, one cached buffer",
+               Measure({kManyStrips, 64, 1}, rounds), goal)
+      .Print();
+  CompareTimes("strip pass, 1000 strips / bare walk, 18 buffers",
+               Measure({kManyStrips, 64, kDriverBuffers}, rounds), goal)
+      .Print();
+  CompareTimes("strip pass, 10 strips / bare walk, 18 buffers",
+               Measure({10, 1024, kDriverBuffers}, rounds))
+      .Print();
+  PrintPagesTouched();
+}
+
+void PrintStripPassGrowth(const Options& options) {
+  const int rounds = options.quick ? 3 : 100;
+  for (std::uint32_t strips = 1; strips <= 1200; strips = strips * 5 / 4 + 1) {
+    PrintPoint("strips", strips, Measure({strips, 64, kDriverBuffers}, rounds), nullptr);
+    if (options.quick) break;
+  }
+  for (std::uint32_t points = 1; points <= 1600; points = points * 5 / 4 + 1) {
+    PrintPoint("points", points, Measure({50, points, kDriverBuffers}, rounds), nullptr);
+    if (options.quick) break;
+  }
+}
+
+}  // namespace bench

@@ -1,0 +1,61 @@
+#pragma once
+
+#include <array>
+#include <string>
+
+#include "Samples.h"
+
+namespace bench {
+
+// How long to measure, and what to print.
+struct Options {
+  bool quick = false;   // as little as gives every row; its figures mean nothing
+  bool growth = false;  // series over sizes instead of the table
+};
+
+// A goal for a ratio or a number; without one the figure stands for itself.
+struct Goal {
+  enum class Kind { kNone, kAtMost, kAtLeast };
+  Kind kind = Kind::kNone;
+  double value = 0;
+
+  static Goal AtMost(double value) { return {Kind::kAtMost, value}; }
+  static Goal AtLeast(double value) { return {Kind::kAtLeast, value}; }
+
+  bool IsMet(double value_reached) const;
+  std::string Text() const;
+};
+
+// One row of the table that scripts/bench prints: Markdown, padded so that it is
+// read in a terminal too.
+struct Row {
+  std::string what;
+  std::string library;
+  std::string bare;
+  std::string ratio;
+  std::string plain;
+  std::string goal;
+  std::string verdict;
+
+  void Print() const;
+};
+
+void PrintHeading();
+
+std::string Time(double nanoseconds);
+std::string Number(double value, int digits);
+
+// "1.02 (0.98 .. 1.11)": median, and the tenth and ninetieth of a hundred.
+std::string Spread(const Samples& ratio);
+
+Row CompareTimes(std::string what, const Comparison& times, Goal goal = {});
+Row CompareRates(std::string what, const Comparison& per_second, Goal goal = {});
+Row Figure(std::string what, std::string value, std::string bare = {});
+
+// Reads --quick and --growth; ends the process at anything else.
+Options ReadOptions(int argc, char** argv);
+
+// A point of a growth series: tab-separated, for docs/growth.gnuplot.
+void PrintPoint(const char* series, double x, const Comparison& times, const Samples* plain);
+
+}  // namespace bench
