@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <csignal>
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -87,9 +88,9 @@ std::uint32_t BareWalk(std::byte* buffer) {
   std::memcpy(&count, buffer + kBufferBytes - 8, sizeof count);
   const std::byte* at = buffer;
   for (std::uint32_t i = 0; i < count; ++i) {
-    StripHeader header;
-    std::memcpy(&header, at, sizeof header);
-    at += sizeof header + kPointBytes * header.point_count;
+    std::uint64_t points = 0;
+    std::memcpy(&points, at + offsetof(StripHeader, point_count), sizeof points);
+    at += sizeof(StripHeader) + kPointBytes * points;
   }
   StripBuffers::PutCount(buffer, 0);
   return static_cast<std::uint32_t>(at - buffer);

@@ -7,3 +7,17 @@ target_link_libraries(bench_table PUBLIC tessaline_options)
 add_executable(bench_hot_paths ${CMAKE_SOURCE_DIR}/bench/hot_paths.cpp
   ${CMAKE_SOURCE_DIR}/bench/Reorder.cpp ${CMAKE_SOURCE_DIR}/bench/StripPass.cpp)
 target_link_libraries(bench_hot_paths PRIVATE bench_table tessaline_objects tessaline-board)
+
+set(stripped_library ${CMAKE_BINARY_DIR}/bench/libtessaline.so)
+add_custom_command(OUTPUT ${stripped_library} DEPENDS tessaline
+  COMMAND ${CMAKE_COMMAND} -E make_directory ${CMAKE_BINARY_DIR}/bench
+  COMMAND ${CMAKE_STRIP} -o ${stripped_library} $<TARGET_FILE:tessaline>)
+add_custom_target(bench_stripped_library DEPENDS ${stripped_library})
+
+add_executable(bench_application ${CMAKE_SOURCE_DIR}/bench/application.cpp
+  ${CMAKE_SOURCE_DIR}/bench/Delivery.cpp ${CMAKE_SOURCE_DIR}/bench/Streaming.cpp
+  ${CMAKE_SOURCE_DIR}/bench/Registers.cpp ${CMAKE_SOURCE_DIR}/bench/StartUp.cpp)
+target_link_libraries(bench_application PRIVATE bench_table tessaline tessaline-board ${CMAKE_DL_LIBS})
+target_include_directories(bench_application PRIVATE ${CMAKE_SOURCE_DIR}/tests)
+target_compile_definitions(bench_application PRIVATE STRIPPED_LIBRARY="${stripped_library}")
+add_dependencies(bench_application bench_stripped_library)

@@ -1,0 +1,12 @@
+#pragma once
+
+#include "Table.h"
+
+namespace bench {
+
+void PrintDeliveryRows(const Options& options);
+void PrintRegisterRows(const Options& options);
+void PrintStartUpRows(const Options& options);
+void PrintSizeRow();
+
+}  // namespace bench

@@ -1,0 +1,181 @@
+// Frames delivered, heap allocations and resident memory beside a bare loop of
+// dequeue and queue on the same virtual device, and how long a frame takes from
+// the dequeue to the application.
+
+#include <dlfcn.h>
+#include <linux/videodev2.h>
+#include <sys/ioctl.h>
+
+#include <cstdarg>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "Application.h"
+#include "OwnProcess.h"
+#include "Streaming.h"
+#include "support/LibraryAllocations.h"
+
+namespace {
+
+using bench::Clock;
+
+// When this thread's last dequeue came back.
+thread_local Clock::time_point dequeued;
+
+}  // namespace
+
+// Stands in front of the board's.
+#pragma GCC visibility push(default)
+extern "C" int ioctl(int fd, unsigned long request, ...) noexcept {
+  static const auto next =
+      reinterpret_cast<int (*)(int, unsigned long, void*)>(dlsym(RTLD_NEXT, "ioctl"));
+  va_list arguments;
+  va_start(arguments, request);
+  void* const argument = va_arg(arguments, void*);
+  va_end(arguments);
+  const int result = next(fd, request, argument);
+  if (request == VIDIOC_DQBUF) dequeued = Clock::now();
+  return result;
+}
+#pragma GCC visibility pop
+
+namespace bench {
+
+namespace {
+
+struct Measurement {
+  double frames_per_second;
+  double frames;
+  double allocations;
+  double resident_bytes;
+};
+
+// Without the frame buffers: the driver's memory, on the virtual board shared memory.
+double ResidentBytes() {
+  std::ifstream status("/proc/self/status");
+  double kilobytes = 0;
+  for (std::string line; std::getline(status, line);) {
+    double part = 0;
+    if (std::sscanf(line.c_str(), "RssAnon: %lf", &part) == 1 ||
+        std::sscanf(line.c_str(), "RssFile: %lf", &part) == 1) {
+      kilobytes += part;
+    }
+  }
+  return kilobytes * 1024;
+}
+
+Measurement MeasureStream(const Options& options) {
+  std::this_thread::sleep_for(std::chrono::milliseconds(options.quick ? 50 : 300));
+  const auto start = Clock::now();
+  const std::uint64_t first = frames;
+  const std::uint64_t allocations = LibraryAllocations();
+  std::this_thread::sleep_for(std::chrono::milliseconds(options.quick ? 100 : 700));
+  const auto delivered = static_cast<double>(frames - first);
+  const double seconds = Nanoseconds(Clock::now() - start) / 1e9;
+  return {delivered / seconds, delivered, static_cast<double>(LibraryAllocations() - allocations),
+          ResidentBytes()};
+}
+
+const char* Name(Stream stream) { return stream == Stream::kImages ? "images" : "strips"; }
+
+void CompareStreams(Stream stream, const Options& options) {
+  const int rounds = options.quick ? 1 : 12;
+  Comparison rates;
+  Comparison resident;
+  double frames_counted = 0;
+  double allocations = 0;
+  for (int round = 0; round < rounds; ++round) {
+    const auto through_library = [=] {
+      StreamThroughLibrary(stream, stream == Stream::kImages ? CountImage : CountStrips);
+      return MeasureStream(options);
+    };
+    const auto bare = [=] {
+      StreamBare(stream);
+      return MeasureStream(options);
+    };
+    Measurement library;
+    Measurement loop;
+    if (round % 2 == 0) {
+      library = InOwnProcess(through_library);
+      loop = InOwnProcess(bare);
+    } else {
+      loop = InOwnProcess(bare);
+      library = InOwnProcess(through_library);
+    }
+    rates.AddRound(library.frames_per_second, loop.frames_per_second);
+    resident.AddRound(library.resident_bytes, loop.resident_bytes);
+    frames_counted += library.frames;
+    allocations += library.allocations;
+  }
+  const std::string name = Name(stream);
+  CompareRates(name + " delivered / bare DQBUF and QBUF", rates, Goal::AtLeast(0.98)).Print();
+
+  Row row = Figure("allocations of the library in " + Number(frames_counted, 0) + " " + name,
+                   Number(allocations, 0), "0");
+  row.goal = Goal::AtMost(0).Text();
+  row.verdict = frames_counted > 0 && allocations == 0 ? "met" : "missed";
+  row.Print();
+
+  const auto megabytes = [](double bytes) { return Number(bytes / 1e6, 1) + " MB"; };
+  Figure("resident memory without frame buffers, streaming " + name,
+         megabytes(resident.library.Median()), megabytes(resident.bare.Median()))
+      .Print();
+}
+
+// --- From dequeue to handler ----------------------------------------------------------------
+
+constexpr std::size_t kMostSamples = 200000;
+double latencies[kMostSamples];
+std::atomic<std::size_t> latency_count{0};
+
+void NoteLatency(unsigned, unsigned, void*) {
+  const double waited = Nanoseconds(Clock::now() - dequeued);
+  const std::size_t at = latency_count.load(std::memory_order_relaxed);
+  if (at == kMostSamples) return;
+  latencies[at] = waited;
+  latency_count.store(at + 1, std::memory_order_release);
+}
+
+struct Latency {
+  double p50, p99, p999;
+  std::size_t samples;
+};
+
+Latency MeasureLatency(Stream stream, const Options& options) {
+  StreamThroughLibrary(stream, NoteLatency);
+  std::this_thread::sleep_for(std::chrono::milliseconds(options.quick ? 100 : 200));
+  latency_count = 0;  // a handler at work may keep one sample of before
+  std::this_thread::sleep_for(std::chrono::milliseconds(options.quick ? 300 : 10000));
+  const std::size_t count = latency_count.load(std::memory_order_acquire);
+  Samples samples;
+  for (std::size_t i = 0; i < count; ++i) samples.Add(latencies[i]);
+  return {samples.Median(), samples.Quantile(0.99), samples.Quantile(0.999), count};
+}
+
+void PrintLatency(Stream stream, const Options& options) {
+  const Latency latency = InOwnProcess([=] { return MeasureLatency(stream, options); });
+  const std::string what = std::string(stream == Stream::kImages ? "image 1456 x 1088" : "strips") +
+                           ": dequeue to handler, ";
+  const std::string of = " of " + std::to_string(latency.samples);
+  Figure(what + "p50" + of, Time(latency.p50)).Print();
+  Figure(what + "p99", Time(latency.p99)).Print();
+  Figure(what + "p99.9", Time(latency.p999)).Print();
+}
+
+}  // namespace
+
+void PrintDeliveryRows(const Options& options) {
+  if (!FindLibraryCode()) {
+    std::fprintf(stderr, "libtessaline.so is not loaded\n");
+    std::exit(1);
+  }
+  for (const Stream stream : {Stream::kImages, Stream::kStrips}) CompareStreams(stream, options);
+  for (const Stream stream : {Stream::kImages, Stream::kStrips}) PrintLatency(stream, options);
+}
+
+}  // namespace bench

@@ -1,0 +1,140 @@
+// A register access of the library against its four system calls made bare: on the
+// virtual board, and with a plain file in place of /dev/mem, where the calls are the
+// kernel's own and cost the least that they can.
+
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdarg>
+#include <cstdint>
+#include <cstdlib>
+#include <string_view>
+
+#include "Application.h"
+#include "OwnProcess.h"
+#include "tessaline/board.h"
+#include "tessaline/register_map.h"
+#include "tessaline/tessaline.h"
+
+namespace {
+
+// What is opened for /dev/mem; null: what stands there.
+const char* memory_path = nullptr;
+
+}  // namespace
+
+// Stands in front of the board's.
+#pragma GCC visibility push(default)
+extern "C" int open(const char* path, int flags, ...) {
+  static const auto next =
+      reinterpret_cast<int (*)(const char*, int, ...)>(dlsym(RTLD_NEXT, "open"));
+  mode_t mode = 0;
+  if ((flags & O_CREAT) != 0) {
+    va_list arguments;
+    va_start(arguments, flags);
+    mode = va_arg(arguments, mode_t);
+    va_end(arguments);
+  }
+  if (memory_path != nullptr && std::string_view(path) == "/dev/mem") path = memory_path;
+  return next(path, flags, mode);
+}
+#pragma GCC visibility pop
+
+namespace bench {
+
+namespace {
+
+namespace fpga = VeltranoSDK::fpga;
+
+constexpr std::uint32_t kBlock = fpga::BaseAddress(fpga::Block::kImage1, fpga::kZynqRegions);
+constexpr std::size_t kMappedBytes = 255;
+
+std::uint32_t BareRead() {
+  const int fd = open("/dev/mem", O_RDWR | O_NONBLOCK);
+  void* const block = mmap(nullptr, kMappedBytes, PROT_READ | PROT_WRITE, MAP_SHARED, fd, kBlock);
+  const std::uint32_t value =
+      static_cast<volatile std::uint32_t*>(block)[fpga::TRI_SPACING.Index()];
+  close(fd);
+  munmap(block, kMappedBytes);
+  return value;
+}
+
+std::uint32_t LibraryRead() { return fpga_read_addr(kBlock, fpga::TRI_SPACING.Index()); }
+
+double TimeOf(std::uint32_t (*read)(), int times) {
+  const double start = ThreadNanoseconds();
+  std::uint32_t all = 0;
+  for (int i = 0; i < times; ++i) all |= read();
+  const double took = ThreadNanoseconds() - start;
+  if (all == 0xFFFFFFFFu) std::exit(1);  // nothing answered
+  return took / times;
+}
+
+constexpr int kRounds = 200;
+
+struct Rounds {
+  double library[kRounds];
+  double bare[kRounds];
+};
+
+Rounds Measure(const Options& options) {
+  log_set_level(TESSALINE_LOG_ERROR);
+  const int accesses = options.quick ? 5 : 200;
+  Rounds rounds;
+  TimeOf(LibraryRead, accesses);
+  TimeOf(BareRead, accesses);
+  for (int i = 0; i < kRounds; ++i) {
+    rounds.library[i] = TimeOf(LibraryRead, accesses);
+    rounds.bare[i] = TimeOf(BareRead, accesses);
+  }
+  return rounds;
+}
+
+void PrintRow(const char* what, const Rounds& rounds) {
+  Comparison times;
+  for (int i = 0; i < kRounds; ++i) times.AddRound(rounds.library[i], rounds.bare[i]);
+  CompareTimes(what, times, Goal::AtMost(1.1)).Print();
+}
+
+// Large enough for the block, with one word of memory in it.
+class MemoryFile {
+ public:
+  MemoryFile() {
+    const int fd = mkstemp(path_);
+    constexpr std::uint32_t kValue = 200000;
+    if (fd < 0 || ftruncate(fd, off_t{kBlock} + 4096) != 0 ||
+        pwrite(fd, &kValue, sizeof kValue, off_t{kBlock} + fpga::TRI_SPACING.offset) < 0) {
+      std::perror(path_);
+      std::exit(1);
+    }
+    close(fd);
+  }
+  ~MemoryFile() { unlink(path_); }
+  MemoryFile(const MemoryFile&) = delete;
+  MemoryFile& operator=(const MemoryFile&) = delete;
+
+  const char* path() const { return path_; }
+
+ private:
+  char path_[32] = "/dev/shm/tessaline_mem_XXXXXX";
+};
+
+}  // namespace
+
+void PrintRegisterRows(const Options& options) {
+  PrintRow("register read / its four calls, on the virtual board", InOwnProcess([&] {
+             tessaline_board_select("K3610");
+             tessaline_board_transcript_enable(0);
+             return Measure(options);
+           }));
+  const MemoryFile file;
+  PrintRow("register read / its four calls, the kernel's", InOwnProcess([&] {
+             memory_path = file.path();
+             return Measure(options);
+           }));
+}
+
+}  // namespace bench

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+// Two programs that take frames from the virtual board: an application of the
+// library, and the shortest loop that does without.
+namespace bench {
+
+enum class Stream { kImages, kStrips };
+
+// Images, or strips, that have come.
+inline std::atomic<std::uint64_t> frames{0};
+
+using FrameHandler = void (*)(unsigned, unsigned, void*);
+
+// Counts a call's frames.
+void CountImage(unsigned, unsigned, void*);
+void CountStrips(unsigned strips, unsigned, void*);
+
+// Starts the library on a K3610, with frames coming as fast as they are taken.
+void StreamThroughLibrary(Stream stream, FrameHandler handler);
+
+// Sets the same board up through its registers, and takes every frame on a thread
+// that dequeues and queues.
+void StreamBare(Stream stream);
+
+}  // namespace bench

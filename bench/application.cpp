@@ -1,0 +1,15 @@
+// What an application of the shared library gets, beside the same without it.
+
+#include "Application.h"
+
+#include <cstdio>
+
+int main(int argc, char** argv) {
+  const bench::Options options = bench::ReadOptions(argc, argv);
+  if (options.growth) return 0;
+  bench::PrintRegisterRows(options);
+  bench::PrintDeliveryRows(options);
+  bench::PrintStartUpRows(options);
+  bench::PrintSizeRow();
+  return 0;
+}
