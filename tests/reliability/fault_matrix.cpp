@@ -1,7 +1,7 @@
 // Fails every single call into the board in turn, each in a process of its own, and
 // judges what became of it by Rules.h. Exit status 1: not all of it is as it must be.
 //
-//   fault_matrix [--every N] [--jobs N] [--all-errors] [--verbose] [MODEL ...]
+//   fault_matrix [--every N] [--only DEVICE] [--jobs N] [--all-errors] [--verbose] [MODEL ...]
 #include <errno.h>
 #include <fmt/format.h>
 #include <string.h>
@@ -36,6 +36,7 @@ struct Options {
   std::vector<std::string> models;
   unsigned every = 1;
   unsigned jobs = 0;
+  std::string only;
   bool all_errors = false;
   bool verbose = false;
 };
@@ -78,10 +79,13 @@ class Matrix {
     const auto calls = CallsOf(reference_.events);
     series_.push_back({model, calls.size(), {}});
     if (reference_.ending != Ending::kReturned || calls.empty()) {
-      Note({}, {Verdict::kDefect, "the tour fails by itself"});
+      Note({}, {Verdict::kDefect, "the tour fails by itself"}, "");
       return;
     }
-    const auto failures = FailuresOf(calls, options_.all_errors);
+    auto failures = FailuresOf(calls, options_.all_errors);
+    std::erase_if(failures, [this](const Failure& failure) {
+      return !failure.call.device.starts_with(options_.only);
+    });
     for (std::size_t i = series_.size() % options_.every; i < failures.size();
          i += options_.every) {
       while (running_.size() >= options_.jobs) Collect();
@@ -144,13 +148,15 @@ class Matrix {
     std::this_thread::sleep_for(kPoll);
     running_.remove_if([this](Case& some) {
       if (!some.run->Ended()) return false;
-      Note(some.failure,
-           Judge(model_, some.failure.call, some.failure.error, reference_, some.run->Take()));
+      const Outcome outcome = some.run->Take();
+      const auto& [call, error] = some.failure;
+      Note(some.failure, Judge(model_, call, error, reference_, outcome),
+           call.step < outcome.results.size() ? outcome.results[call.step] : call.during);
       return true;
     });
   }
 
-  void Note(const Failure& failure, const Judgement& judgement) {
+  void Note(const Failure& failure, const Judgement& judgement, const std::string& step) {
     ++series_.back().counts[static_cast<std::size_t>(judgement.verdict)];
     const Call& call = failure.call;
     const bool defect = judgement.verdict == Verdict::kDefect;
@@ -162,7 +168,7 @@ class Matrix {
     }
     if (!defect && !options_.verbose) return;
     fmt::print("{} {} {} #{} {} in {}: {}{}\n", model_, call.device, call.operation, call.nth,
-               ErrorName(failure.error), call.during,
+               ErrorName(failure.error), step,
                defect ? "DEFECT: " : kVerdictNames[static_cast<std::size_t>(judgement.verdict)],
                defect ? judgement.reason : "");
     fflush(stdout);
@@ -196,6 +202,7 @@ int main(int argc, char** argv) {
   app.add_option("--jobs", options.jobs, "processes at a time")
       ->check(CLI::PositiveNumber)
       ->capture_default_str();
+  app.add_option("--only", options.only, "only devices whose names begin so: fpga, i2c, ...");
   app.add_flag("--all-errors", options.all_errors, "each call with each error it can have");
   app.add_flag("--verbose", options.verbose, "a line per case, not only for defects");
   CLI11_PARSE(app, argc, argv);
