@@ -15,10 +15,10 @@ add_executable(fault_matrix ${reliability}/fault_matrix.cpp ${reliability}/Fault
   ${reliability}/Tour.cpp)
 target_link_libraries(fault_matrix PRIVATE tessaline_judge tessaline CLI11::CLI11)
 
-if(CMAKE_CXX_FLAGS MATCHES "sanitize=thread")
-  message(STATUS "No fault matrix: the thread sanitizer does not follow a thread behind a fork")
+if(TESSALINE_SANITIZED)
+  message(STATUS "No fault matrix among the tests: its processes are forked, and many, for a sanitizer")
 else()
-  # A sample, of another part of each series; the whole is scripts/fault-matrix.
+  # A sample, of other calls in each series; the whole is scripts/fault-matrix.
   add_test(NAME reliability/FaultMatrix.Sample COMMAND fault_matrix --every 31)
   set_tests_properties(reliability/FaultMatrix.Sample PROPERTIES
     LABELS reliability TIMEOUT 900 PROCESSORS 2)

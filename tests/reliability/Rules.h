@@ -149,6 +149,15 @@ inline constexpr std::array kRules{
          "an access to the sensor is tried ten times"},
 
     // Sensors on SPI
+    Rule{"K40",
+         "spi",
+         "write",
+         "SetDriveMode|SetReverseMode(0)|SetReverseMode(1)",
+         false,
+         Effect::kTold,
+         {"SpiDev::DoWrite error", "failed!|error!"},
+         "-1",
+         ""},
     Rule{"",
          "spi",
          "SPI_IOC_MESSAGE",
