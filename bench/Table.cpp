@@ -65,9 +65,9 @@ std::string Time(double nanoseconds) {
   return Number(nanoseconds, 0) + " ns";
 }
 
-std::string Spread(const Samples& ratio) {
-  return Number(ratio.Median(), 2) + " (" + Number(ratio.Quantile(0.1), 2) + " .. " +
-         Number(ratio.Quantile(0.9), 2) + ")";
+std::string Spread(const Samples& ratio, int digits) {
+  return Number(ratio.Median(), digits) + " (" + Number(ratio.Quantile(0.1), digits) + " .. " +
+         Number(ratio.Quantile(0.9), digits) + ")";
 }
 
 Row CompareTimes(std::string what, const Comparison& times, Goal goal) {

@@ -46,7 +46,7 @@ std::string Time(double nanoseconds);
 std::string Number(double value, int digits);
 
 // "1.02 (0.98 .. 1.11)": median, and the tenth and ninetieth of a hundred.
-std::string Spread(const Samples& ratio);
+std::string Spread(const Samples& ratio, int digits = 2);
 
 Row CompareTimes(std::string what, const Comparison& times, Goal goal = {});
 Row CompareRates(std::string what, const Comparison& per_second, Goal goal = {});

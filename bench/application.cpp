@@ -6,7 +6,6 @@
 
 int main(int argc, char** argv) {
   const bench::Options options = bench::ReadOptions(argc, argv);
-  if (options.growth) return 0;
   bench::PrintRegisterRows(options);
   bench::PrintDeliveryRows(options);
   bench::PrintStartUpRows(options);

@@ -19,6 +19,7 @@
 #include "SeriesLogic/SeriesLogicFactory.h"
 #include "SystemSignalHandle.h"
 #include "VeltranoApiCall.h"
+#include "function/PromptSleeps.h"
 #include "tessaline/fpga.h"
 #include "tessaline/log.h"
 #include "tessaline/peripherals.h"
@@ -144,14 +145,19 @@ int RegisterHardwareInit(void) {
   const auto video = RunnableObjectManagerHolder::Instance()->video_;
   const auto strip = RunnableObjectManagerHolder::Instance()->strip_;
 
-  ConfigureFpga(*fpga, *series);
-  sensor->RegisterInitialize(kDriveMode00);
-  series->Notify(kSensorInitialized);
-  SetLaserMode(kLaserModeAtStart);
-
+  {
+    const PromptSleeps prompt_sleeps;
+    ConfigureFpga(*fpga, *series);
+    sensor->RegisterInitialize(kDriveMode00);
+    series->Notify(kSensorInitialized);
+    SetLaserMode(kLaserModeAtStart);
+  }
   started = true;
   StartCapture(*video, *strip);
-  series->Notify(kStartupFinished);
+  {
+    const PromptSleeps prompt_sleeps;
+    series->Notify(kStartupFinished);
+  }
   InstallSigintHandler();
   return 0;
 }
