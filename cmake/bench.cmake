@@ -21,3 +21,10 @@ target_link_libraries(bench_application PRIVATE bench_table tessaline tessaline-
 target_include_directories(bench_application PRIVATE ${CMAKE_SOURCE_DIR}/tests)
 target_compile_definitions(bench_application PRIVATE STRIPPED_LIBRARY="${stripped_library}")
 add_dependencies(bench_application bench_stripped_library)
+
+if(TESSALINE_TESTS)
+  add_test(NAME bench/Table.HasEveryRow
+    COMMAND ${CMAKE_SOURCE_DIR}/bench/check_table.sh
+      $<TARGET_FILE:bench_hot_paths> $<TARGET_FILE:bench_application>)
+  set_tests_properties(bench/Table.HasEveryRow PROPERTIES LABELS bench TIMEOUT 120)
+endif()

@@ -1,0 +1,48 @@
+#!/bin/sh
+# Runs the benchmarks for a moment and checks that every row is there with figures
+# that can be: positive times, ratios within reach of a busy machine. No time is
+# judged here. The programs themselves end with an error when a reordered image
+# differs from the plain way's.
+#   check_table.sh BENCH_HOT_PATHS BENCH_APPLICATION
+set -eu
+table=$("$1" --quick && "$2" --quick)
+points=$("$1" --quick --growth)
+printf '%s\n' "$table"
+printf '%s\n' "$table" | awk -F'|' '
+  BEGIN {
+    wanted["image reorder "] = 6
+    wanted["strip pass, "] = 3
+    wanted["pages of 160 touched "] = 1
+    wanted["register read / its four calls, "] = 2
+    wanted[" delivered / bare DQBUF and QBUF"] = 2
+    wanted["allocations of the library in "] = 2
+    wanted["resident memory without frame buffers, "] = 2
+    wanted[": dequeue to handler, "] = 6
+    wanted["start-up of a "] = 5
+    wanted["size of the stripped library"] = 1
+    for (name in wanted) rows += wanted[name]
+  }
+  function complain(text) { print "wrong: " text; failed = 1 }
+  /^\|  / || /^\|--/ { next }
+  {
+    lines++
+    found = 0
+    for (name in wanted) if (index($2, name)) { seen[name]++; found = 1 }
+    if (!found) complain("a row nobody expects:" $2)
+    if ($2 ~ /allocations/) {
+      if ($2 !~ /in [1-9]/ || $3 + 0 != 0) complain($0)
+    } else if ($3 !~ /[0-9] *(ns|us|ms|s|\/s|MB|kB)? *$/ || $3 + 0 <= 0) complain($0)
+    if ($2 ~ /pages/ && $3 + 0 != 4) complain($0)
+    if ($4 ~ /[^ ]/ && $5 ~ /[^ ]/ && ($5 + 0 < 0.001 || $5 + 0 > 1000)) complain($0)
+    if ($2 ~ / \/ / && $5 !~ /[0-9] \([0-9.]+ \.\. [0-9.]+\)/) complain($0)
+  }
+  END {
+    for (name in wanted) if (seen[name] != wanted[name]) complain(seen[name] + 0 " rows of:" name)
+    if (lines != rows) complain(lines " rows, not " rows)
+    exit failed
+  }'
+for series in reorder strips points; do
+  printf '%s\n' "$points" | awk -v series=$series '
+    $1 == series && NF == 8 && $2 > 0 && $3 > 0 && $4 > 0 && $6 > 0 { good = 1 }
+    END { if (!good) print "wrong: no point of " series; exit !good }'
+done
