@@ -24,8 +24,9 @@ foreach(program interrupted_application sigint_storm soak)
   target_link_libraries(${program} PRIVATE tessaline_options)
 endforeach()
 
+# How long it takes is no matter of a test on a machine that others use too.
 add_test(NAME reliability/SigintStorm.EndsInOrder
-  COMMAND sigint_storm 60 --within 100 --application $<TARGET_FILE:interrupted_application>)
+  COMMAND sigint_storm 60 --within 100 --most 15 --application $<TARGET_FILE:interrupted_application>)
 set_tests_properties(reliability/SigintStorm.EndsInOrder PROPERTIES
   LABELS reliability TIMEOUT 600 SKIP_RETURN_CODE 77)
 

@@ -123,7 +123,7 @@ InterruptedEnd InterruptedRun::Run(const Interruption& interruption) const {
   int status = 0;
   waitpid(child, &status, 0);
   if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) end.complaints.push_back(Described(status));
-  if (end.seconds > kMostSeconds) {
+  if (end.seconds > most_seconds_) {
     end.complaints.push_back("took " + std::to_string(end.seconds) + " s");
   }
   JudgeOutput(end.complaints);

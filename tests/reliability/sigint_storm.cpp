@@ -32,6 +32,7 @@ struct Options {
   unsigned runs = 1000;
   std::uint64_t seed = std::random_device{}();
   unsigned within_ms = 200;
+  double most_seconds = 2;
   std::string application;
   std::vector<std::string> activities = kActivities;
   std::vector<std::string> models = kModels;
@@ -77,7 +78,8 @@ bool Storm(const Options& options) {
                             std::chrono::microseconds(moment(random))};
     const fs::path directory = root / std::to_string(run);
     fs::create_directory(directory);
-    const InterruptedEnd end = InterruptedRun(options.application, directory).Run(what);
+    const InterruptedEnd end =
+        InterruptedRun(options.application, directory, options.most_seconds).Run(what);
     for (Row* row : {&rows[what.activity], &all}) {
       row->seconds.push_back(end.seconds);
       if (!end.complaints.empty()) ++row->failures;
@@ -114,6 +116,8 @@ int main(int argc, char** argv) {
   app.add_option("runs", options.runs, "how many")->capture_default_str();
   app.add_option("--seed", options.seed, "of the random moments (printed)");
   app.add_option("--within", options.within_ms, "latest moment, ms")->capture_default_str();
+  app.add_option("--most", options.most_seconds, "longest time to the end, s")
+      ->capture_default_str();
   app.add_option("--application", options.application, "the program to interrupt")->required();
   app.add_option("--activity", options.activities, "only these")->check(CLI::IsMember(kActivities));
   app.add_option("--model", options.models, "only these");
