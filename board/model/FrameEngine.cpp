@@ -196,7 +196,8 @@ std::int64_t FrameEngine::TimedTriggers(std::int64_t now) {
     const CaptureQueue& target = route == Route::kImages ? *wiring_.images : *wiring_.strips;
     if (route == Route::kNone || !target.HasFree()) return kNever;
     if (next_due_ns_ > now) AdvanceNs(next_due_ns_ - now);
-    Trigger(next_due_ns_);
+    // Not where the switches stand a moment later: between two positions they stand nowhere.
+    Trigger(next_due_ns_, route);
     next_due_ns_ += spacing;
     return 0;
   }
@@ -211,7 +212,7 @@ std::int64_t FrameEngine::TimedTriggers(std::int64_t now) {
   return 0;
 }
 
-void FrameEngine::Trigger(std::int64_t time_ns) {
+void FrameEngine::Trigger(std::int64_t time_ns, Route route) {
   FpgaModel& fpga = *wiring_.fpga;
   // The sensor still reads out the frame before.
   if (time_ns < sensor_ready_ns_) {
@@ -219,7 +220,7 @@ void FrameEngine::Trigger(std::int64_t time_ns) {
     return;
   }
   const Exposure exposure = Expose(time_ns);
-  switch (fpga.CommittedRoute()) {
+  switch (route) {
     case Route::kImages:
       return SendImage(exposure);
     case Route::kStrips:

@@ -83,7 +83,8 @@ class FrameEngine {
   bool Armed(const SensorState& sensor) const;
   std::int64_t SpacingNs() const;
   bool GateOpen() const;
-  void Trigger(std::int64_t time_ns);
+  void Trigger(std::int64_t time_ns) { Trigger(time_ns, wiring_.fpga->CommittedRoute()); }
+  void Trigger(std::int64_t time_ns, Route route);
   SensorState AsReceived(SensorState sensor) const;
   Exposure Expose(std::int64_t time_ns);
   void SendImage(const Exposure& exposure);
