@@ -40,6 +40,7 @@ constexpr Region kSmall[] = {
 constexpr Region kLarge[] = {
     {0, 0, 1408, 1080}, {64, 240, 1024, 640}, {0, 0, 512, 512}, {128, 8, 704, 1000}};
 constexpr unsigned kStripsPerBuffer = 1000;
+constexpr unsigned kWarmUpBuffers = 60;  // few of them full, as the region changes meanwhile
 
 struct tessaline_board_stream_stats Stats(int stream) {
   struct tessaline_board_stream_stats stats {};
@@ -146,7 +147,7 @@ void Soak::TakeImages(std::uint64_t until) {
 // Every page of every buffer, every path, once.
 void Soak::WarmUp() {
   for (unsigned lap = 1; lap <= std::size(kLarge); ++lap) {
-    TakeStrips(30 * lap * kStripsPerBuffer);
+    TakeStrips(kWarmUpBuffers * lap * kStripsPerBuffer);
     TakeImages(40 * lap);
   }
 }
