@@ -40,7 +40,8 @@ constexpr Region kSmall[] = {
 constexpr Region kLarge[] = {
     {0, 0, 1408, 1080}, {64, 240, 1024, 640}, {0, 0, 512, 512}, {128, 8, 704, 1000}};
 constexpr unsigned kStripsPerBuffer = 1000;
-constexpr unsigned kWarmUpBuffers = 60;  // few of them full, as the region changes meanwhile
+constexpr unsigned kLargeStrips = 2500;  // all buffers, more than once
+constexpr unsigned kWarmUpBuffers = 30;  // few of them full, as the region changes meanwhile
 
 struct tessaline_board_stream_stats Stats(int stream) {
   struct tessaline_board_stream_stats stats {};
@@ -85,7 +86,8 @@ void Soak::SettleImages() {
 }
 
 void Soak::ChangeRegion(bool small) {
-  const unsigned i = region_changes_++ % 4;
+  unsigned& changes = small ? small_regions_ : large_regions_;
+  const unsigned i = changes++ % 4;
   const Region& region = small ? kSmall[i] : kLarge[i];
   if (SetROI1(region.x, region.y, region.width, region.height) != 0) {
     std::fprintf(stderr, "soak: a region was refused\n");
@@ -149,6 +151,9 @@ void Soak::WarmUp() {
   for (unsigned lap = 1; lap <= std::size(kLarge); ++lap) {
     TakeStrips(kWarmUpBuffers * lap * kStripsPerBuffer);
     TakeImages(40 * lap);
+    // In the large region of the images.
+    const std::uint64_t enough = SoakHandlers::Strips().Frames() + kLargeStrips;
+    Await("large strips", [enough] { return SoakHandlers::Strips().Frames() > enough; });
   }
 }
 
@@ -210,7 +215,8 @@ bool Soak::Report() const {
   std::printf("%llu strips, %llu images, %.1f GB compared, %.1f s\n",
               static_cast<unsigned long long>(strips), static_cast<unsigned long long>(images),
               static_cast<double>(SoakHandlers::Bytes()) / 1e9, seconds_);
-  std::printf("%u changes of the region, %u of the collect mode\n", region_changes_, mode_changes_);
+  std::printf("%u changes of the region, %u of the collect mode\n", small_regions_ + large_regions_,
+              mode_changes_);
   std::printf("%llu frame ids; %zu stops dropped %llu images, all other frames were delivered\n",
               static_cast<unsigned long long>(produced_), stops_.size(),
               static_cast<unsigned long long>(accounted));

@@ -46,7 +46,8 @@ class Soak {
 
   const SoakPlan plan_;
   ProcessGauge gauge_;
-  unsigned region_changes_ = 0;
+  unsigned small_regions_ = 0;  // changes to one of them
+  unsigned large_regions_ = 0;
   unsigned mode_changes_ = 0;
   std::vector<IdRange> stops_;  // in which images may be dropped
   std::uint64_t dropped_ = 0;   // by them
