@@ -69,12 +69,23 @@ double ResidentBytes() {
   return kilobytes * 1024;
 }
 
+// So long, and longer if need be until so many frames have come.
+void WaitForFrames(std::chrono::milliseconds time, std::uint64_t wanted) {
+  const std::uint64_t first = frames;
+  const auto limit = Clock::now() + std::chrono::seconds(20);
+  std::this_thread::sleep_for(time);
+  while (frames - first < wanted && Clock::now() < limit) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+}
+
 Measurement MeasureStream(const Options& options) {
-  std::this_thread::sleep_for(std::chrono::milliseconds(options.quick ? 50 : 300));
+  constexpr std::uint64_t kFewestFrames = 20;  // the first one grows the memory of the next
+  WaitForFrames(std::chrono::milliseconds(options.quick ? 50 : 300), kFewestFrames);
   const auto start = Clock::now();
   const std::uint64_t first = frames;
   const std::uint64_t allocations = LibraryAllocations();
-  std::this_thread::sleep_for(std::chrono::milliseconds(options.quick ? 100 : 700));
+  WaitForFrames(std::chrono::milliseconds(options.quick ? 100 : 700), kFewestFrames);
   const auto delivered = static_cast<double>(frames - first);
   const double seconds = Nanoseconds(Clock::now() - start) / 1e9;
   return {delivered / seconds, delivered, static_cast<double>(LibraryAllocations() - allocations),

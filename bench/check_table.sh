@@ -10,7 +10,7 @@ points=$("$1" --quick --growth)
 printf '%s\n' "$table"
 printf '%s\n' "$table" | awk -F'|' '
   BEGIN {
-    wanted["image reorder "] = 6
+    wanted["image reorder "] = 9
     wanted["strip pass, "] = 3
     wanted["pages of 160 touched "] = 1
     wanted["register read / its four calls, "] = 2
