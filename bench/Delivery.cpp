@@ -94,37 +94,47 @@ Measurement MeasureStream(const Options& options) {
 
 const char* Name(Stream stream) { return stream == Stream::kImages ? "images" : "strips"; }
 
-void CompareStreams(Stream stream, const Options& options) {
-  const int rounds = options.quick ? 1 : 12;
+FrameHandler Counter(Stream stream) { return stream == Stream::kImages ? CountImage : CountStrips; }
+
+void CompareStreams(Stream stream, Pace pace, const Options& options) {
+  const int rounds = options.quick ? 1 : 8;
+  const auto through_library = [=] {
+    StreamThroughLibrary(stream, pace, Counter(stream));
+    return MeasureStream(options);
+  };
+  const auto bare = [=] {
+    StreamBare(stream, pace, Touch::kNothing);
+    return MeasureStream(options);
+  };
+  const auto touching = [=] {
+    StreamBare(stream, pace, Touch::kEveryByte);
+    return MeasureStream(options);
+  };
   Comparison rates;
+  Comparison against_touching;
   Comparison resident;
   double frames_counted = 0;
   double allocations = 0;
+  const bool contended = stream == Stream::kImages && pace == Pace::kFreeRun;
   for (int round = 0; round < rounds; ++round) {
-    const auto through_library = [=] {
-      StreamThroughLibrary(stream, stream == Stream::kImages ? CountImage : CountStrips);
-      return MeasureStream(options);
-    };
-    const auto bare = [=] {
-      StreamBare(stream);
-      return MeasureStream(options);
-    };
-    Measurement library;
-    Measurement loop;
-    if (round % 2 == 0) {
-      library = InOwnProcess(through_library);
-      loop = InOwnProcess(bare);
-    } else {
-      loop = InOwnProcess(bare);
-      library = InOwnProcess(through_library);
-    }
+    const Measurement library = InOwnProcess(through_library);
+    const Measurement loop = InOwnProcess(bare);
     rates.AddRound(library.frames_per_second, loop.frames_per_second);
     resident.AddRound(library.resident_bytes, loop.resident_bytes);
     frames_counted += library.frames;
     allocations += library.allocations;
+    if (contended) {
+      against_touching.AddRound(library.frames_per_second,
+                                InOwnProcess(touching).frames_per_second);
+    }
   }
   const std::string name = Name(stream);
-  CompareRates(name + " delivered / bare DQBUF and QBUF", rates, Goal::AtLeast(0.98)).Print();
+  const std::string how = pace == Pace::kTimed ? ", a trigger every 4 ms" : ", free-running";
+  CompareRates(name + how + " / bare DQBUF and QBUF", rates, Goal::AtLeast(0.98)).Print();
+  if (contended) {
+    CompareRates(name + how + " / bare, inverting them in place", against_touching).Print();
+  }
+  if (pace == Pace::kTimed) return;
 
   Row row = Figure("allocations of the library in " + Number(frames_counted, 0) + " " + name,
                    Number(allocations, 0), "0");
@@ -158,7 +168,7 @@ struct Latency {
 };
 
 Latency MeasureLatency(Stream stream, const Options& options) {
-  StreamThroughLibrary(stream, NoteLatency);
+  StreamThroughLibrary(stream, Pace::kFreeRun, NoteLatency);
   std::this_thread::sleep_for(std::chrono::milliseconds(options.quick ? 100 : 200));
   latency_count = 0;  // a handler at work may keep one sample of before
   std::this_thread::sleep_for(std::chrono::milliseconds(options.quick ? 300 : 10000));
@@ -185,7 +195,9 @@ void PrintDeliveryRows(const Options& options) {
     std::fprintf(stderr, "libtessaline.so is not loaded\n");
     std::exit(1);
   }
-  for (const Stream stream : {Stream::kImages, Stream::kStrips}) CompareStreams(stream, options);
+  for (const Stream stream : {Stream::kImages, Stream::kStrips}) {
+    for (const Pace pace : {Pace::kTimed, Pace::kFreeRun}) CompareStreams(stream, pace, options);
+  }
   for (const Stream stream : {Stream::kImages, Stream::kStrips}) PrintLatency(stream, options);
 }
 

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "HotPaths.h"
+#include "InvertInPlace.h"
 #include "Runnable/ImageReorder.h"
 
 namespace bench {
@@ -90,17 +91,6 @@ void Reorder(std::byte* frame, const Size& size, VeltranoSDK::ReorderScratch& sc
   VeltranoSDK::ReorderImage(frame, size.FrameBytes(), {size.Pixels(), size.Pixels()}, scratch);
 }
 
-// Reads and writes every byte where it is: what any change in place costs at least.
-void InvertInPlace(std::byte* frame, const Size& size) {
-  for (std::size_t at = 0; at + sizeof(std::uint64_t) <= size.ImageBytes();
-       at += sizeof(std::uint64_t)) {
-    std::uint64_t word;
-    std::memcpy(&word, frame + at, sizeof word);
-    word = ~word;
-    std::memcpy(frame + at, &word, sizeof word);
-  }
-}
-
 void CheckBytes(const Size& size) {
   const Ring two(2, size.FrameBytes());
   std::memcpy(two.Frame(0), two.Frame(1), size.FrameBytes());
@@ -137,7 +127,7 @@ Times Measure(const Size& size, std::size_t length, int rounds) {
       [&](std::byte* frame) { Reorder(frame, size, scratch); },
       [&](std::byte* frame) { std::memcpy(copy.Frame(0), frame, size.ImageBytes()); },
       [&](std::byte* frame) { std::memcpy(copies.Frame(turn), frame, size.ImageBytes()); },
-      [&](std::byte* frame) { InvertInPlace(frame, size); },
+      [&](std::byte* frame) { InvertInPlace(frame, size.ImageBytes()); },
       [&](std::byte* frame) { ReorderThePlainWay(frame, size); },
   };
 

@@ -14,6 +14,7 @@
 #include <thread>
 #include <vector>
 
+#include "InvertInPlace.h"
 #include "tessaline/board.h"
 #include "tessaline/register_map.h"
 #include "tessaline/tessaline.h"
@@ -24,13 +25,14 @@ namespace {
 
 namespace fpga = VeltranoSDK::fpga;
 
-void PlugIn() {
+void PlugIn(Pace pace) {
   tessaline_board_select("K3610");
   tessaline_board_transcript_enable(0);
-  tessaline_board_set_pace(TESSALINE_BOARD_FREE_RUN);
+  tessaline_board_set_pace(pace == Pace::kFreeRun ? TESSALINE_BOARD_FREE_RUN
+                                                  : TESSALINE_BOARD_REAL_TIME);
 }
 
-void Take(Stream stream) {
+void Take(Stream stream, Touch touch) {
   const bool images = stream == Stream::kImages;
   const int fd = open(images ? "/dev/video0" : "/dev/video1", O_RDWR);
   v4l2_format format{};
@@ -44,14 +46,14 @@ void Take(Stream stream) {
   request.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
   request.memory = V4L2_MEMORY_MMAP;
   ioctl(fd, VIDIOC_REQBUFS, &request);
-  std::vector<const std::byte*> memory;
+  std::vector<std::byte*> memory;
   for (unsigned i = 0; i < request.count; ++i) {
     v4l2_buffer buffer{};
     buffer.index = i;
     buffer.type = request.type;
     buffer.memory = request.memory;
     ioctl(fd, VIDIOC_QUERYBUF, &buffer);
-    memory.push_back(static_cast<const std::byte*>(
+    memory.push_back(static_cast<std::byte*>(
         mmap(nullptr, buffer.length, PROT_READ | PROT_WRITE, MAP_SHARED, fd, buffer.m.offset)));
     ioctl(fd, VIDIOC_QBUF, &buffer);
   }
@@ -63,6 +65,7 @@ void Take(Stream stream) {
     if (ioctl(fd, VIDIOC_DQBUF, &buffer) != 0) return;
     std::uint32_t count = 1;
     if (!images) std::memcpy(&count, memory[buffer.index] + buffer.length - 8, sizeof count);
+    if (touch == Touch::kEveryByte) InvertInPlace(memory[buffer.index], buffer.length);
     frames += count;
     ioctl(fd, VIDIOC_QBUF, &buffer);
   }
@@ -87,9 +90,9 @@ void SetRegister(const fpga::Register& reg, std::uint32_t value) {
 void CountImage(unsigned, unsigned, void*) { ++frames; }
 void CountStrips(unsigned strips, unsigned, void*) { frames += strips; }
 
-void StreamThroughLibrary(Stream stream, FrameHandler handler) {
+void StreamThroughLibrary(Stream stream, Pace pace, FrameHandler handler) {
   const bool images = stream == Stream::kImages;
-  PlugIn();
+  PlugIn(pace);
   tessaline_board_set_sleep_factor(0);
   GetLibVersion("K3610");
   log_set_quiet(true);
@@ -102,9 +105,9 @@ void StreamThroughLibrary(Stream stream, FrameHandler handler) {
   SetGlobalControl(1);
 }
 
-void StreamBare(Stream stream) {
+void StreamBare(Stream stream, Pace pace, Touch touch) {
   const bool images = stream == Stream::kImages;
-  PlugIn();
+  PlugIn(pace);
   log_set_level(TESSALINE_LOG_ERROR);
   for (const char* line : {"907", "934"}) {
     const std::string base = std::string("/sys/class/gpio/gpio") + line;
@@ -125,7 +128,7 @@ void StreamBare(Stream stream) {
   WriteRegister(fpga::StreamSwitchControl(Block::kImage2), fpga::kStreamSwitchCommit);
   WriteRegister(fpga::StreamSwitchControl(Block::kImage4), fpga::kStreamSwitchCommit);
   WriteRegister(fpga::TRIGGER_CTRL, fpga::kGlobalControl.Mask());
-  std::thread(Take, stream).detach();
+  std::thread(Take, stream, touch).detach();
 }
 
 }  // namespace bench

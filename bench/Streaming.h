@@ -9,6 +9,13 @@ namespace bench {
 
 enum class Stream { kImages, kStrips };
 
+// A trigger every 4 ms, or whenever a buffer is free.
+enum class Pace { kTimed, kFreeRun };
+
+// What the bare loop does with an image: nothing, or what a change in place costs at
+// least, reading and writing every byte.
+enum class Touch { kNothing, kEveryByte };
+
 // Images, or strips, that have come.
 inline std::atomic<std::uint64_t> frames{0};
 
@@ -18,11 +25,11 @@ using FrameHandler = void (*)(unsigned, unsigned, void*);
 void CountImage(unsigned, unsigned, void*);
 void CountStrips(unsigned strips, unsigned, void*);
 
-// Starts the library on a K3610, with frames coming as fast as they are taken.
-void StreamThroughLibrary(Stream stream, FrameHandler handler);
+// Starts the library on a K3610.
+void StreamThroughLibrary(Stream stream, Pace pace, FrameHandler handler);
 
 // Sets the same board up through its registers, and takes every frame on a thread
 // that dequeues and queues.
-void StreamBare(Stream stream);
+void StreamBare(Stream stream, Pace pace, Touch touch);
 
 }  // namespace bench

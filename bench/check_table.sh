@@ -14,7 +14,8 @@ printf '%s\n' "$table" | awk -F'|' '
     wanted["strip pass, "] = 3
     wanted["pages of 160 touched "] = 1
     wanted["register read / its four calls, "] = 2
-    wanted[" delivered / bare DQBUF and QBUF"] = 2
+    wanted[" / bare DQBUF and QBUF"] = 4
+    wanted["inverting them in place"] = 1
     wanted["allocations of the library in "] = 2
     wanted["resident memory without frame buffers, "] = 2
     wanted[": dequeue to handler, "] = 6
