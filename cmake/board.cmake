@@ -9,7 +9,8 @@ add_library(tessaline-board SHARED ${TESSALINE_BOARD_SOURCES})
 set_target_properties(tessaline-board PROPERTIES
   VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
 target_include_directories(tessaline-board
-  PUBLIC ${CMAKE_SOURCE_DIR}/board/include ${CMAKE_SOURCE_DIR}/include
+  PUBLIC $<BUILD_INTERFACE:${CMAKE_SOURCE_DIR}/board/include>
+    $<BUILD_INTERFACE:${CMAKE_SOURCE_DIR}/include> $<INSTALL_INTERFACE:include>
   PRIVATE ${CMAKE_SOURCE_DIR}/board)
 target_compile_options(tessaline-board PRIVATE -fvisibility=hidden -fvisibility-inlines-hidden)
 target_link_options(tessaline-board PRIVATE -Wl,-z,now)

@@ -82,7 +82,9 @@ set_tests_properties(api/Exports.AreAllCalled PROPERTIES LABELS api TIMEOUT 60)
 
 include(cmake/sensor_tables_tests.cmake)
 
-# A sanitizer's run-time library would have to come before everything the pages preload.
+# A sanitizer's run-time library would have to come before everything that is preloaded,
+# and stand beside everything that is installed.
 if(NOT TESSALINE_SANITIZED)
-  include(${CMAKE_SOURCE_DIR}/cmake/docs_tests.cmake)
+  include(cmake/docs_tests.cmake)
+  include(cmake/packaging_tests.cmake)
 endif()

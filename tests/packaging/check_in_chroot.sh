@@ -1,0 +1,36 @@
+#!/bin/sh
+# Installs the packages of a directory in a fresh Debian 12, uses them, removes them, and
+# compares what is left with what was there before. Needs root and the network.
+#   check_in_chroot.sh PACKAGES
+set -eu
+"$(dirname "$0")/../../scripts/setup" debootstrap
+packages=$(readlink -f "$1")
+consumer=$(dirname "$(readlink -f "$0")")/consumer
+root=$(mktemp -d)
+trap 'rm -rf "$root"' EXIT
+debootstrap --variant=minbase bookworm "$root" >"$packages/debootstrap.log"
+mkdir "$root/packages"
+for package in "$packages"/*.deb; do
+  case "$package" in *-dbgsym_*) ;; *) cp "$package" "$root/packages" ;; esac
+done
+cp -r "$consumer" "$root/consumer"
+
+in_root() { chroot "$root" env DEBIAN_FRONTEND=noninteractive LC_ALL=C.UTF-8 sh -euc "$1"; }
+quietly() { in_root "$1" >"$packages/chroot.log" 2>&1 || { tail -20 "$packages/chroot.log"; exit 1; }; }
+files() { (cd "$root" && find etc lib usr var -xdev ! -path 'var/cache/*' ! -path 'var/lib/dpkg/*' \
+  ! -path 'var/lib/apt/*' ! -path 'var/log/*' ! -name ld.so.cache | sort); }
+
+# Everything the packages depend on first, so that only they themselves make a difference.
+quietly 'apt-get update && apt-get install -y --no-install-recommends \
+  gcc g++ libc6-dev pkg-config libfmt9 libpng16-16'
+files >"$packages/before"
+quietly 'apt-get install -y --no-install-recommends /packages/*.deb'
+in_root 'cc -std=gnu11 $(pkg-config --cflags tessaline) /consumer/scan.c $(pkg-config --libs tessaline) -o /tmp/scan
+  tessaline-board run --model K4010 -- /tmp/scan K4010'
+quietly 'apt-get purge -y libtessaline1 libtessaline-dev tessaline-tools tessaline-board'
+files >"$packages/after"
+diff "$packages/before" "$packages/after" || {
+  echo "the packages leave these differences behind"
+  exit 1
+}
+echo "installed, used and removed without a trace"
