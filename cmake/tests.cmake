@@ -86,5 +86,6 @@ include(cmake/sensor_tables_tests.cmake)
 # and stand beside everything that is installed.
 if(NOT TESSALINE_SANITIZED)
   include(cmake/docs_tests.cmake)
+  include(cmake/docs.cmake)
   include(cmake/packaging_tests.cmake)
 endif()

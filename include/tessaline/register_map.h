@@ -32,13 +32,16 @@ enum class Block : std::uint8_t {
   kRebuild6B, /**< a second name of kRebuild6: same offset */
 };
 
+/** Number of names in Block. */
 inline constexpr std::size_t kBlockCount = 12;
+/** Size of a block's address range. */
 inline constexpr std::uint32_t kBlockBytes = 0x10000;
 
+/** Name and place of a block. */
 struct BlockInfo {
-  std::string_view name;
-  bool in_image_region; /**< else in the rebuild region */
-  std::uint32_t offset; /**< from the region's base */
+  std::string_view name; /**< as the virtual board's transcript has it */
+  bool in_image_region;  /**< else in the rebuild region */
+  std::uint32_t offset;  /**< from the region's base */
 };
 
 /** Indexed by Block. There is no block at rebuild base + 0x30000. */
@@ -57,14 +60,17 @@ inline constexpr std::array<BlockInfo, kBlockCount> kBlocks{{
     {"REBUILD_BLOCK_6B", false, 0x60000},
 }};
 
+/** Name and place of a block. */
 constexpr const BlockInfo& Info(Block block) { return kBlocks[static_cast<std::size_t>(block)]; }
 
 /** Physical bases of the two regions, by board family. */
 struct RegionBases {
-  std::uint32_t image;
-  std::uint32_t rebuild;
+  std::uint32_t image;   /**< of the IMAGE blocks */
+  std::uint32_t rebuild; /**< of the REBUILD blocks */
 };
+/** Zynq-7000: series 21 to 24. */
 inline constexpr RegionBases kZynqRegions{0x43C00000, 0x83C00000};
+/** Zynq UltraScale+: series 25. */
 inline constexpr RegionBases kZynqMpRegions{0xA0000000, 0xB0000000};
 
 /** Physical address of a block on a board of the given family. */
@@ -73,12 +79,15 @@ constexpr std::uint32_t BaseAddress(Block block, RegionBases bases) {
   return (info.in_image_region ? bases.image : bases.rebuild) + info.offset;
 }
 
+/** A 32-bit register. Two are equal when they are at the same place. */
 struct Register {
-  Block block;
-  std::uint32_t offset; /**< bytes within the block */
-  std::string_view name;
+  Block block;           /**< the block it lies in */
+  std::uint32_t offset;  /**< bytes within the block */
+  std::string_view name; /**< as the virtual board's transcript has it */
 
+  /** In words, as fpga_read_addr() and fpga_write_addr() count. */
   constexpr std::uint32_t Index() const { return offset / 4; }
+  /** Compares the places. */
   constexpr bool operator==(const Register& other) const {
     return block == other.block && offset == other.offset;
   }
@@ -86,12 +95,14 @@ struct Register {
 
 /** `width` bits of a register, from bit `shift` up. */
 struct Field {
-  Register reg;
-  unsigned shift;
-  unsigned width;
-  std::string_view name;
+  Register reg;          /**< the register it is a part of */
+  unsigned shift;        /**< its lowest bit */
+  unsigned width;        /**< number of bits */
+  std::string_view name; /**< in lower case, unique in its register */
 
+  /** Ones at the field's width, shifted down to bit 0. */
   constexpr std::uint32_t LowMask() const { return width >= 32 ? 0xFFFFFFFFu : (1u << width) - 1u; }
+  /** Ones where the field is. */
   constexpr std::uint32_t Mask() const { return LowMask() << shift; }
   /** The field's value in a register word. */
   constexpr std::uint32_t Of(std::uint32_t word) const { return (word >> shift) & LowMask(); }
@@ -103,6 +114,7 @@ struct Field {
 
 /** The FPGA counts time in ticks of 20 ns: its clock is 50 MHz. */
 inline constexpr std::uint32_t kTicksPerMicrosecond = 50;
+/** The same, the other way round. */
 inline constexpr std::uint32_t kNanosecondsPerTick = 20;
 
 // --- IMAGE_BLOCK_0: image sensor, exposure, HDR --------------------------------------------
@@ -180,10 +192,14 @@ inline constexpr Field kFilterThreshold{IMG_FILTER_THRS, 0, 16, "threshold"};
 inline constexpr Field kFilterStrobe{IMG_FILTER_THRS, 16, 1, "strobe"};
 
 // --- IMAGE_BLOCK_2 and IMAGE_BLOCK_4: the two stream switches ------------------------------
+/** Ports of a stream switch. */
 inline constexpr std::size_t kStreamSwitchPorts = 16;
+/** In a port register: nothing comes out of the port. */
 inline constexpr std::uint32_t kStreamSwitchPortOff = 0x80000000;
+/** In the control register: the ports take over what was written. */
 inline constexpr std::uint32_t kStreamSwitchCommit = 2;
 
+/** Names of the port registers, by port. */
 inline constexpr std::array<std::string_view, kStreamSwitchPorts> kStreamSwitchPortNames{
     "STREAM_SWITCH_PORT_0",  "STREAM_SWITCH_PORT_1",  "STREAM_SWITCH_PORT_2",
     "STREAM_SWITCH_PORT_3",  "STREAM_SWITCH_PORT_4",  "STREAM_SWITCH_PORT_5",
@@ -221,8 +237,16 @@ inline constexpr Register EXT_TRIGGER_LEVEL{Block::kImage3, 0x3C, "EXT_TRIGGER_L
 
 /** Fields of one digital output's control word. */
 struct DigitalOutputFields {
-  Field width, event, mode, delay_enable, software_trigger, fifo_write, enable, delay_standard;
+  Field width;            /**< see SetOutWidth() */
+  Field event;            /**< see SetOutEvent() */
+  Field mode;             /**< see SetOutMode() */
+  Field delay_enable;     /**< see SetOutDelayEn() */
+  Field software_trigger; /**< see OutputSWTrigger() */
+  Field fifo_write;       /**< see WRFifo() */
+  Field enable;           /**< see SetDigitalOutputEnState() */
+  Field delay_standard;   /**< see SetExtTriDelayStandard() */
 };
+/** The fields, in an output's control register. */
 constexpr DigitalOutputFields DigitalOutput(Register control) {
   return {{control, 0, 21, "width"},      {control, 21, 2, "event"},
           {control, 23, 1, "mode"},       {control, 24, 1, "delay_enable"},
@@ -289,7 +313,9 @@ inline constexpr Field kErosionNum{EROSION_CTRL, 17, 4, "num"};
 inline constexpr Field kErosionStrategy{EROSION_CTRL, 21, 2, "strategy"};
 
 // --- REBUILD_BLOCK_5: reconstruction -------------------------------------------------------
+/** Coefficients of the reconstruction. */
 inline constexpr std::size_t kStripRebuildCount = 21;
+/** Names of their registers. */
 inline constexpr std::array<std::string_view, kStripRebuildCount> kStripRebuildNames{
     "STRIP_REBUILD_0",  "STRIP_REBUILD_1",  "STRIP_REBUILD_2",  "STRIP_REBUILD_3",
     "STRIP_REBUILD_4",  "STRIP_REBUILD_5",  "STRIP_REBUILD_6",  "STRIP_REBUILD_7",
@@ -309,6 +335,7 @@ inline constexpr Register ROI_OFFSET{Block::kRebuild5, 0x54, "ROI_OFFSET"};
 inline constexpr Register RECONSTRUCTION_START_X{Block::kRebuild5, 0x58, "RECONSTRUCTION_START_X"};
 inline constexpr Register RECONSTRUCTION_STEP_X{Block::kRebuild5, 0x5C, "RECONSTRUCTION_STEP_X"};
 inline constexpr Register RECONSTRUCTION_CNT_X{Block::kRebuild5, 0x60, "RECONSTRUCTION_CNT_X"};
+/** Register at byte 0x64 of Block::kRebuild5. */
 inline constexpr Register STRIP_WRIMEM_STRATEGY_WIDTH{Block::kRebuild5, 0x64,
                                                       "STRIP_WRIMEM_STRATEGY_WIDTH"};
 inline constexpr Register SAMPLE_LINE_PARAM_4{Block::kRebuild5, 0x68, "SAMPLE_LINE_PARAM_4"};
@@ -320,6 +347,7 @@ inline constexpr Field kRoiOffsetY{ROI_OFFSET, 12, 13, "y"};
 inline constexpr Field kPlDriveMode{ROI_OFFSET, 25, 7, "drive_mode"};
 
 // --- REBUILD_BLOCK_6 -----------------------------------------------------------------------
+/** Register at byte 0x10 of Block::kRebuild6. */
 inline constexpr Register STRIP_SELECTOR_IMAGE_WIDTH{Block::kRebuild6, 0x10,
                                                      "STRIP_SELECTOR_IMAGE_WIDTH"};
 

@@ -13,9 +13,12 @@
 
 namespace VeltranoSDK {
 
+/** Holds nothing; its handler and the installing of it are static. */
 class SignalHandler {
  public:
+  /** Does nothing. */
   SignalHandler();
+  /** Does nothing. */
   ~SignalHandler();
 
   /** Does nothing, for any signal. */

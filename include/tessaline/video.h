@@ -56,15 +56,15 @@ extern "C" {
  * v4l2_reqbufs() or create_video_channel() on.
  */
 typedef struct {
-  uint32_t width;    /**< pixels a row, as asked for; 0 from v4l2_reqbufs() */
-  uint32_t height;   /**< rows, as asked for; 0 from v4l2_reqbufs() */
-  uint32_t tag;      /**< the caller's value, from create_video_channel() */
-  uint32_t sequence; /**< the driver's frame number at the last dequeue */
-  uint8_t reserved_16[8];
+  uint32_t width;                /**< pixels a row, as asked for; 0 from v4l2_reqbufs() */
+  uint32_t height;               /**< rows, as asked for; 0 from v4l2_reqbufs() */
+  uint32_t tag;                  /**< the caller's value, from create_video_channel() */
+  uint32_t sequence;             /**< the driver's frame number at the last dequeue */
+  uint8_t reserved_16[8];        /**< not for use */
   void* address;                 /**< the frame, mapped: one byte a pixel */
   struct v4l2_buffer descriptor; /**< as the last dequeue left it; before: its index alone */
-  uint32_t in_use; /**< 1 once video_request_img_buf() has handed it out; never cleared */
-  uint8_t reserved_124[52];
+  uint32_t in_use;          /**< 1 once video_request_img_buf() has handed it out; never cleared */
+  uint8_t reserved_124[52]; /**< not for use */
 } tessaline_image_buffer;
 
 /** An open device with its buffers. */

@@ -54,6 +54,7 @@ void tessaline_board_unplug(void);
  */
 void tessaline_board_set_sleep_factor(double factor);
 
+/** What timed triggers follow. */
 enum tessaline_board_pace {
   TESSALINE_BOARD_REAL_TIME, /**< a trigger per trigger spacing; no free buffer: lost */
   TESSALINE_BOARD_FREE_RUN   /**< a trigger whenever a buffer is free; none is lost */
@@ -66,7 +67,11 @@ void tessaline_board_set_strips_per_buffer(unsigned strips);
 
 /* --- Transcript ------------------------------------------------------------------------ */
 
-enum tessaline_board_format { TESSALINE_BOARD_TEXT, TESSALINE_BOARD_JSON_LINES };
+/** How a transcript is written. */
+enum tessaline_board_format {
+  TESSALINE_BOARD_TEXT,      /**< a line an event */
+  TESSALINE_BOARD_JSON_LINES /**< an object an event, with time and thread */
+};
 
 /**
  * Everything that crossed the system-call surface since power-up or the last
@@ -125,6 +130,7 @@ enum tessaline_board_fate {
 void tessaline_board_fault(const char* device, const char* operation, unsigned skip, unsigned count,
                            int error);
 
+/** What can go wrong with a frame. */
 enum tessaline_board_frame_fault {
   TESSALINE_BOARD_FRAME_LOST,      /**< the frame never arrives, its id is used up */
   TESSALINE_BOARD_FRAME_LATE,      /**< it arrives 100 ms late */
@@ -185,11 +191,12 @@ void tessaline_board_external_trigger(int level);
 /** The DA converter's value has been taken over: raises the DA interrupt when enabled. */
 void tessaline_board_da_arrived(void);
 
-/** Interrupts raised on /dev/uio<index> (0, 1) since power-up. */
+/** Interrupts raised on /dev/uio0 or /dev/uio1 since power-up. */
 unsigned tessaline_board_interrupts(unsigned index);
 
 /* --- Streams and scene: the truth a result can be compared with ------------------------- */
 
+/** What became of a stream's frames on the board's side, since power-up. */
 struct tessaline_board_stream_stats {
   uint64_t frames;    /**< images, or strips, the FPGA produced */
   uint64_t delivered; /**< of these, written into a buffer */
