@@ -55,6 +55,14 @@ install(FILES ${PACKAGING}/tessaline-board.1
 if(TARGET tessaline-tool)
   install(TARGETS tessaline-tool RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
 endif()
+if(TARGET tessaline-tool-documents)
+  add_custom_target(tessaline-installed-documents ALL)
+  add_dependencies(tessaline-installed-documents tessaline-tool-documents)
+  install(DIRECTORY ${TESSALINE_MAN_PAGES}/
+    DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools FILES_MATCHING PATTERN "*.1")
+  install(FILES ${TESSALINE_COMPLETION}
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT tools)
+endif()
 
 # --- To copy from
 
