@@ -107,7 +107,7 @@ class BenchDevice : public VeltranoSDK::DevFOps::V4l2Base {
     index = 0;
     return DqBuf();
   }
-  using V4l2Base::DqBuf;
+  std::byte* DqBuf() override { return Next(); }
   bool QBuf() override { return true; }
   bool QBuf(unsigned) override { return true; }
   bool StreamOn() override { return true; }
@@ -120,6 +120,7 @@ class BenchDevice : public VeltranoSDK::DevFOps::V4l2Base {
   bool IsDone() const { return done_; }
 
  protected:
+  virtual std::byte* Next() = 0;
   std::byte* Done() {
     done_ = true;
     return nullptr;
@@ -136,7 +137,7 @@ class RacingDevice final : public BenchDevice {
   RacingDevice(const Load& load, int rounds)
       : buffers_(load), rounds_(rounds), passes_(20000 / load.strips + 20) {}
 
-  std::byte* DqBuf() override {
+  std::byte* Next() override {
     if (pass_ == passes_) EndRound();
     if (times_.ratio.Size() == static_cast<std::size_t>(rounds_)) return Done();
     if (pass_ == 0) start_ = ThreadNanoseconds();
@@ -210,7 +211,7 @@ class WatchedDevice final : public BenchDevice {
  public:
   explicit WatchedDevice(const Load& load) : buffers_(load) {}
 
-  std::byte* DqBuf() override {
+  std::byte* Next() override {
     if (turn_ == kDriverBuffers) return Done();
     std::byte* const buffer = buffers_.Filled(++turn_);
     mprotect(buffer, kBufferBytes, PROT_NONE);
