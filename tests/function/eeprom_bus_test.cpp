@@ -86,11 +86,11 @@ TEST_F(EepromBus, ThatDeliversNothingReadsAsZeros) {
   EXPECT_THAT(page_, Each(0));
 }
 
-TEST_F(EepromBus, FailsWithNegativeResultsAlone) {
+TEST_F(EepromBus, FailsWhenTheAdapterStopsEarly) {
   Answer(0);
-  EXPECT_EQ(eeprom_page_read(0, page_, sizeof page_, 0x50), 16);
-  EXPECT_EQ(eeprom_page_write(0, page_, sizeof page_, 0x50), 0);
-  EXPECT_EQ(Printed(), "write byte ioctl ret = 0\n");
+  EXPECT_EQ(eeprom_page_read(0, page_, sizeof page_, 0x50), -1);
+  EXPECT_EQ(eeprom_page_write(0, page_, sizeof page_, 0x50), -1);
+  EXPECT_EQ(Printed(), "page_read error\npage_write error\n");
 }
 
 }  // namespace
