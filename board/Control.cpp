@@ -1,13 +1,18 @@
 // The C control interface and the set-up from the environment.
 
+#include <unistd.h>
+
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
+#include <iterator>
 #include <string>
 
 #include "Board.h"
 #include "Clock.h"
 #include "Doorbell.h"
+#include "FaultPlan.h"
 #include "Faults.h"
 #include "Transcript.h"
 #include "model/Scene.h"
@@ -49,6 +54,23 @@ const char* Environment(const char* name) {
   return value != nullptr && *value != '\0' ? value : nullptr;
 }
 
+// "@FILE" stands for what is in the file. A hunt for faults that were not planted would
+// mislead, so the process ends.
+void PlantFaultsOrEnd(const char* faults) {
+  std::string text = faults;
+  std::string wrong;
+  if (text.front() == '@') {
+    std::ifstream file(text.substr(1));
+    if (!file) wrong = "cannot read " + text.substr(1);
+    text.assign(std::istreambuf_iterator<char>(file), {});
+  }
+  if (wrong.empty()) wrong = board::PlantFaults(text);
+  if (wrong.empty()) return;
+  std::fprintf(stderr, "TESSALINE_BOARD_FAULTS: %s\n", wrong.c_str());
+  constexpr int kUsage = 2;
+  _exit(kUsage);
+}
+
 __attribute__((constructor)) void SetUpFromEnvironment() {
   const char* model = Environment("TESSALINE_BOARD");
   if (model == nullptr) return;
@@ -66,6 +88,7 @@ __attribute__((constructor)) void SetUpFromEnvironment() {
   if (const char* strips = Environment("TESSALINE_BOARD_STRIPS")) {
     tessaline_board_set_strips_per_buffer(static_cast<unsigned>(std::strtoul(strips, nullptr, 10)));
   }
+  if (const char* faults = Environment("TESSALINE_BOARD_FAULTS")) PlantFaultsOrEnd(faults);
   // Nobody would read it.
   if (Environment("TESSALINE_BOARD_TRANSCRIPT") == nullptr) tessaline_board_transcript_enable(0);
 }

@@ -13,6 +13,8 @@
  *   TESSALINE_BOARD_PACE        "real" (default), or "free": triggers come as fast
  *                               as buffers come back
  *   TESSALINE_BOARD_STRIPS      strips per strip buffer (10)
+ *   TESSALINE_BOARD_FAULTS      faults planted at power-up: "call video1 VIDIOC_DQBUF EIO; absent
+ *                               eeprom", or "@FILE"; see docs/virtual-board.md
  *   TESSALINE_BOARD_TRANSCRIPT  file that receives the transcript at process exit;
  *                               JSON lines when its name ends in ".json"
  *
