@@ -1,0 +1,40 @@
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <string>
+#include <vector>
+
+#include "Device.h"
+
+namespace tool {
+
+// Has a started device read the whole sensor: some products start with a part of their
+// rows. False when it refuses.
+bool ReadWholeSensor();
+
+// How frames are to be taken: the options of the sub-commands that take some.
+class Acquisition {
+ public:
+  void Describe(CLI::App& app);
+
+  // Sets a started device up for images or strips. A Failure when it refuses something.
+  void Apply(const Model& model, bool images) const;
+
+  // The calls, for --dry-run.
+  std::vector<std::string> Calls(const Model& model, bool images) const;
+
+  bool laser() const { return laser_ == "on"; }
+
+ private:
+  unsigned Spacing(const Model& model) const;
+
+  unsigned exposure_ = 320;  // microseconds
+  double power_ = 50;        // percent
+  unsigned spacing_ = 0;     // microseconds, or encoder pulses; 0: the model's
+  unsigned gain_ = 0;
+  std::string trigger_ = "timer";
+  std::string laser_ = "on";
+  std::vector<unsigned> region_;
+};
+
+}  // namespace tool

@@ -1,0 +1,110 @@
+#include "Application.h"
+
+#include <algorithm>
+#include <cstdio>
+
+#include "Failure.h"
+#include "LibraryOutput.h"
+#include "VirtualBoard.h"
+#include "doc/Completion.h"
+#include "doc/ManPages.h"
+
+namespace tool {
+namespace {
+
+constexpr const char* kDescription = "Looks at, sets and tests a laser line-profile sensor.";
+constexpr const char* kFooter =
+    "Runs on the sensor itself; with --virtual K3610, or TESSALINE_BOARD=K3610, on the virtual "
+    "board, on any Linux machine.\n\nExamples:\n"
+    "  tessaline check --virtual K3610\n"
+    "  tessaline capture strips -n 600 -o scan.png --virtual K3610\n"
+    "  tessaline reg read TRIGGER_CTRL --virtual K3610\n"
+    "\"tessaline COMMAND --help\" tells about each command.";
+
+// Which sub-command the user is in, as typed: "tessaline reg read".
+std::string NameOf(const CLI::App& app) {
+  std::string name = app.get_name();
+  for (const CLI::App* sub : app.get_subcommands()) name += " " + NameOf(*sub);
+  return name;
+}
+
+void Tell(const std::string& who, const std::string& what, const std::string& next) {
+  fprintf(stderr, "%s: %s%s%s\n", who.c_str(), what.c_str(), next.empty() ? "" : "; ",
+          next.c_str());
+}
+
+}  // namespace
+
+Application::Application() : app_(kDescription, "tessaline"), commands_(MakeCommands()) {
+  app_.footer(kFooter);
+  app_.require_subcommand(0, 1);
+  // For the build of the packages; not in the help.
+  app_.add_option("--write-man-pages", man_)->group("");
+  app_.add_flag("--write-completion", completion_)->group("");
+  AddCommonOptions(app_, common_);
+  for (const auto& command : commands_) command->Describe(app_, common_);
+}
+
+void Application::Parse(const std::function<void()>& parse) {
+  try {
+    parse();
+  } catch (const CLI::Success& wanted) {  // --help
+    app_.exit(wanted);
+    throw;
+  } catch (const CLI::ParseError& error) {
+    throw Failure(ExitCode::kUsage, error.what(), fmt::format("see \"{} --help\"", NameOf(app_)));
+  }
+}
+
+ExitCode Application::Guarded(const std::function<ExitCode()>& run) {
+  try {
+    return run();
+  } catch (const CLI::Success&) {
+    return ExitCode::kOk;
+  } catch (const Failure& failure) {
+    Tell(NameOf(app_), failure.what(), failure.next());
+    return failure.code();
+  }
+}
+
+ExitCode Application::Run(int argc, char** argv) {
+  return Guarded([&] {
+    Parse([&] { app_.parse(argc, argv); });
+    if (!man_.empty()) return WriteManPages(app_, man_);
+    if (completion_) return WriteCompletion(app_);
+    if (common_.virtual_model.empty()) {
+      PlugInBoardOfEnvironment(argv);
+    } else {
+      PlugInVirtualBoard(common_.virtual_model, argv);
+    }
+    LibraryOutput::Instance().Capture(common_.verbose);
+    Session session(common_);
+    return Carry(session);
+  });
+}
+
+ExitCode Application::RunNested(std::vector<std::string> arguments, const CommonOptions& outer) {
+  Application inner;
+  inner.common_ = outer;
+  return inner.Guarded([&] {
+    std::reverse(arguments.begin(), arguments.end());  // as the parser wants them
+    inner.Parse([&] { inner.app_.parse(arguments); });
+    if (inner.common_.model != outer.model || inner.common_.virtual_model != outer.virtual_model) {
+      throw Failure(ExitCode::kUsage, "the model of a trace is given before the sub-command",
+                    "for example \"tessaline trace --virtual K3610 info\"");
+    }
+    inner.common_.json = false;
+    inner.common_.quiet = outer.json;
+    Session session(inner.common_);
+    return inner.Carry(session);
+  });
+}
+
+ExitCode Application::Carry(Session& session) {
+  for (const auto& command : commands_) {
+    if (command->Asked()) return command->Run(session);
+  }
+  throw Failure(ExitCode::kUsage, "a sub-command is required", "see \"tessaline --help\"");
+}
+
+}  // namespace tool

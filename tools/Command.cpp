@@ -1,0 +1,80 @@
+#include "Command.h"
+
+#include "commands/Commands.h"
+
+namespace tool {
+namespace {
+
+std::string TextOf(Touches touches) {
+  switch (touches) {
+    case Touches::kNothing:
+      return "Does not touch the board.";
+    case Touches::kReads:
+      return "Reads only: the board stays as it is.";
+    case Touches::kStarts:
+      return "Starts the device: FPGA and image sensor are set up anew.";
+    case Touches::kSets:
+      return "WRITES REGISTERS: starts the device, which sets up FPGA and image sensor anew, and "
+             "sets it. --dry-run tells what it would do and touches nothing.";
+    case Touches::kLight:
+      return "DRIVES THE LASER and writes registers: mind your eyes. --dry-run tells what it would "
+             "do and touches nothing.";
+    case Touches::kRegisters:
+      return "WRITES REGISTERS as they are. --dry-run tells what it would write and writes "
+             "nothing.";
+    case Touches::kEeprom:
+      return "WRITES THE EEPROM. --dry-run tells what it would write and writes nothing.";
+  }
+  return {};
+}
+
+bool CanBeRehearsed(Touches touches) { return touches >= Touches::kSets; }
+
+std::string Footer(const About& about) {
+  std::string footer = TextOf(about.touches);
+  if (*about.details != '\0') footer += std::string("\n\n") + about.details;
+  if (*about.examples != '\0') footer += std::string("\n\nExamples:\n") + about.examples;
+  return footer;
+}
+
+CLI::App& Add(CLI::App& parent, const About& about) {
+  CLI::App& command = *parent.add_subcommand(about.name, about.summary);
+  command.footer(Footer(about));
+  return command;
+}
+
+}  // namespace
+
+void AddCommonOptions(CLI::App& app, CommonOptions& common) {
+  app.add_option("--model", common.model,
+                 "Model code of the product (or TESSALINE_MODEL); \"tessaline models\" lists them")
+      ->type_name("CODE");
+  app.add_option("--virtual", common.virtual_model, "Run on the virtual board of this model")
+      ->type_name("CODE");
+  app.add_flag("--json", common.json, "Print the result as JSON");
+  app.add_flag("-v,--verbose", common.verbose,
+               "Show on the standard error stream what the library says");
+}
+
+CLI::App& AddCommand(CLI::App& parent, const About& about, CommonOptions& common) {
+  CLI::App& command = Add(parent, about);
+  if (CanBeRehearsed(about.touches)) {
+    command.add_flag("--dry-run", common.dry_run, "Tell what would be done, and do nothing");
+  }
+  AddCommonOptions(command, common);
+  return command;
+}
+
+CLI::App& AddGroup(CLI::App& parent, const About& about) {
+  CLI::App& group = Add(parent, about);
+  group.require_subcommand(1);
+  return group;
+}
+
+std::vector<std::unique_ptr<Command>> MakeCommands() {
+  std::vector<std::unique_ptr<Command>> commands;
+  for (const auto make : kCommandMakers) commands.push_back(make());
+  return commands;
+}
+
+}  // namespace tool

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "ExitCode.h"
+#include "Session.h"
+
+namespace tool {
+
+// What a sub-command does to the board.
+enum class Touches {
+  kNothing,    // does not open the board
+  kReads,      // looks, and changes nothing
+  kStarts,     // starts the device
+  kSets,       // and sets it
+  kLight,      // and drives the laser
+  kRegisters,  // writes registers as they are
+  kEeprom,     // writes the EEPROM
+};
+
+// A sub-command's part of the help that is not about single options.
+struct About {
+  const char* name;
+  const char* summary;
+  Touches touches;
+  const char* details;   // may be empty
+  const char* examples;  // one a line
+};
+
+// One sub-command.
+class Command {
+ public:
+  virtual ~Command() = default;
+  // Describes itself to the parser, below `parent`. Help, manual pages and completion are
+  // made from that.
+  virtual void Describe(CLI::App& parent, CommonOptions& common) = 0;
+  // Whether it is the one on the command line.
+  virtual bool Asked() const = 0;
+  virtual ExitCode Run(Session& session) = 0;
+};
+
+// A parser below `parent`, with the options that every sub-command takes. Those that
+// change something can be rehearsed.
+CLI::App& AddCommand(CLI::App& parent, const About& about, CommonOptions& common);
+
+// The same for one that only holds others.
+CLI::App& AddGroup(CLI::App& parent, const About& about);
+
+// The options that may also stand before the sub-command.
+void AddCommonOptions(CLI::App& app, CommonOptions& common);
+
+// All sub-commands, in the order of the help.
+std::vector<std::unique_ptr<Command>> MakeCommands();
+
+}  // namespace tool

@@ -1,0 +1,103 @@
+#include "Device.h"
+
+#include <cerrno>
+#include <cstring>
+
+#include "Deadline.h"
+#include "Failure.h"
+#include "Interrupt.h"
+#include "Nodes.h"
+#include "tessaline/tessaline.h"
+
+namespace tool {
+namespace {
+
+// The slowest product takes 6 seconds.
+constexpr std::chrono::seconds kStartLimit{20};
+
+Failure CannotOpen(const Node& node, int error) {
+  const bool denied = error == EACCES || error == EPERM;
+  return Failure(denied ? ExitCode::kNoPermission : ExitCode::kUnreachable,
+                 fmt::format("cannot open {} ({}): {}", node.path, node.purpose, strerror(error)),
+                 AdviceFor(node, error));
+}
+
+}  // namespace
+
+Device::~Device() {
+  if (acquiring_) SetGlobalControl(0);
+  if (laser_on_) CloseLaser();
+}
+
+void Device::RequireRegisters() const {
+  const Model& model = session_.model();
+  if (!IsABoard(model.family())) {
+    throw Failure(ExitCode::kUnreachable,
+                  fmt::format("this machine is no {} board: neither {} nor /dev/uio1 is there",
+                              model.code(), model.family().thermometer.file),
+                  fmt::format("run it on the sensor, or try it with --virtual {}", model.code()));
+  }
+  const Node memory = NodesOf(model.family()).front();
+  if (const int error = TryToOpen(memory); error != 0) throw CannotOpen(memory, error);
+  GetLibVersion(std::string(model.code()).c_str());
+}
+
+void Device::RequireNodes() const {
+  for (const Node& node : NodesOf(session_.model().family())) {
+    const int error = TryToOpen(node);
+    if (error == 0) continue;
+    Failure failure = CannotOpen(node, error);
+    throw Failure(failure.code(), failure.what(),
+                  failure.next() + "; \"tessaline check\" looks at everything");
+  }
+}
+
+void Device::Start(tessaline_frame_handler on_image, tessaline_frame_handler on_strips) {
+  RequireRegisters();
+  RequireNodes();
+  Launch(on_image, on_strips);
+}
+
+void Device::Launch(tessaline_frame_handler on_image, tessaline_frame_handler on_strips) {
+  RegisterEventHandler(TESSALINE_EVENT_IMAGE, reinterpret_cast<tessaline_event_handler>(on_image));
+  RegisterEventHandler(TESSALINE_EVENT_STRIP, reinterpret_cast<tessaline_event_handler>(on_strips));
+  // A thread left behind still writes here.
+  static int result = 0;
+  if (!ReturnsInTime(kStartLimit, [] { result = RegisterHardwareInit(); })) {
+    throw Failure(ExitCode::kUnreachable,
+                  fmt::format("the device has not started after {} s", kStartLimit.count()),
+                  "the image sensor does not become ready, or the registers are out of reach: "
+                  "\"tessaline check\" tells which");
+  }
+  if (result != 0) {
+    throw Failure(ExitCode::kUnreachable, "the device cannot be started",
+                  "\"tessaline check\" tells why, --verbose shows what the library says");
+  }
+  CatchInterrupts();  // the start has installed a handler of its own
+  complaints_ = LibraryOutput::Instance().Errors();
+}
+
+void Device::LaserOn() {
+  laser_on_ = true;  // also when one of its two lines only could be driven
+  if (OpenLaser() != 0) {
+    throw Failure(ExitCode::kNegative, "the laser cannot be switched on",
+                  "\"tessaline check\" looks at its lines");
+  }
+}
+
+void Device::LaserOff() {
+  if (laser_on_) CloseLaser();
+  laser_on_ = false;
+}
+
+void Device::StartAcquisition() {
+  acquiring_ = true;
+  SetGlobalControl(1);
+}
+
+void Device::StopAcquisition() {
+  if (acquiring_) SetGlobalControl(0);
+  acquiring_ = false;
+}
+
+}  // namespace tool

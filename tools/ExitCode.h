@@ -1,0 +1,44 @@
+#pragma once
+
+#include <array>
+#include <string_view>
+
+namespace tool {
+
+// What the process tells the one that started it.
+enum class ExitCode : int {
+  kOk = 0,
+  kNegative = 1,
+  kUsage = 2,
+  kUnreachable = 3,
+  kNoPermission = 4,
+  kExists = 5,
+  kFile = 6,
+  kInterrupted = 130,
+};
+
+struct ExitCodeText {
+  ExitCode code;
+  std::string_view text;
+};
+
+// As the manual pages list them.
+inline constexpr std::array kExitCodes{
+    ExitCodeText{ExitCode::kOk, "done"},
+    ExitCodeText{
+        ExitCode::kNegative,
+        "the answer is no: a check failed, two dumps or EEPROM contents differ, the device "
+        "refused a setting, frames were lost with --strict"},
+    ExitCodeText{ExitCode::kUsage,
+                 "the command line is wrong: unknown option, unknown model, value out of range, "
+                 "register outside the map"},
+    ExitCodeText{ExitCode::kUnreachable,
+                 "the device is not there, does not answer, or sends no frames"},
+    ExitCodeText{ExitCode::kNoPermission, "a device node may not be opened"},
+    ExitCodeText{ExitCode::kExists, "an output file exists already; nothing was overwritten"},
+    ExitCodeText{ExitCode::kFile, "a file cannot be read, created or written (disk full)"},
+    ExitCodeText{ExitCode::kInterrupted,
+                 "ended by Ctrl-C before it was done; what was captured until then is complete"},
+};
+
+}  // namespace tool

@@ -1,0 +1,129 @@
+#include "OutputFile.h"
+
+#include <fcntl.h>
+#include <fmt/core.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <utility>
+
+#include "Failure.h"
+
+namespace tool {
+namespace {
+
+constexpr std::size_t kFlushAt = 1 << 18;
+constexpr mode_t kMode = 0666;  // less the umask
+
+Failure Cannot(const char* what, const std::string& path, int error) {
+  const char* next = error == ENOSPC || error == EDQUOT || error == EFBIG
+                         ? "make room, or write elsewhere with -o"
+                     : error == ENOENT ? "make the directory first, or write elsewhere with -o"
+                                       : "write elsewhere with -o";
+  return Failure(ExitCode::kFile, fmt::format("cannot {} {}: {}", what, path, strerror(error)),
+                 next);
+}
+
+bool UserAgreesToOverwrite(const std::string& path) {
+  if (isatty(STDIN_FILENO) == 0 || isatty(STDERR_FILENO) == 0) return false;
+  fprintf(stderr, "%s exists. Overwrite it? [y/N] ", path.c_str());
+  char answer[16] = "";
+  return fgets(answer, sizeof answer, stdin) != nullptr && (answer[0] == 'y' || answer[0] == 'Y');
+}
+
+}  // namespace
+
+OutputFile::OutputFile(std::string path, bool force) : path_(std::move(path)) {
+  signal(SIGXFSZ, SIG_IGN);  // a file that may not grow is told like a full disk
+  const int flags = O_WRONLY | O_CREAT | O_CLOEXEC;
+  fd_ = open(path_.c_str(), flags | (force ? O_TRUNC : O_EXCL), kMode);
+  if (fd_ < 0 && errno == EEXIST) {
+    if (!UserAgreesToOverwrite(path_)) {
+      throw Failure(ExitCode::kExists, fmt::format("{} exists already", path_),
+                    "--force overwrites it");
+    }
+    fd_ = open(path_.c_str(), flags | O_TRUNC, kMode);
+  }
+  if (fd_ < 0) throw Cannot("create", path_, errno);
+}
+
+OutputFile::~OutputFile() {
+  if (fd_ >= 0) close(fd_);
+}
+
+void OutputFile::Append(std::span<const std::uint8_t> bytes) {
+  pending_.insert(pending_.end(), bytes.begin(), bytes.end());
+}
+
+void OutputFile::Append(std::string_view text) {
+  Append({reinterpret_cast<const std::uint8_t*>(text.data()), text.size()});
+}
+
+void OutputFile::EndRecord() {
+  ends_.push_back(pending_.size());
+  if (pending_.size() >= kFlushAt) Flush();
+}
+
+void OutputFile::Flush() {
+  if (failed_) return;
+  std::size_t written = 0;
+  int error = 0;
+  while (written < pending_.size() && error == 0) {
+    const ssize_t count = write(fd_, pending_.data() + written, pending_.size() - written);
+    if (count >= 0) {
+      written += static_cast<std::size_t>(count);
+    } else if (errno != EINTR) {
+      error = errno;
+    }
+  }
+  std::size_t whole = 0;
+  for (const std::size_t end : ends_) {
+    if (end > written) break;
+    whole = end;
+    ++records_;
+  }
+  if (error == 0) whole = written;
+  size_ += static_cast<off_t>(whole);
+  pending_.clear();
+  ends_.clear();
+  if (error == 0) return;
+  failed_ = true;
+  // Gives back room only: where that fails, too, the last record stays cut.
+  [[maybe_unused]] const int cut = ftruncate(fd_, size_);
+  throw Cannot("write", path_, error);
+}
+
+void OutputFile::Rewrite(off_t offset, std::span<const std::uint8_t> bytes) {
+  if (pwrite(fd_, bytes.data(), bytes.size(), offset) != static_cast<ssize_t>(bytes.size())) {
+    throw Cannot("write", path_, errno);
+  }
+}
+
+void OutputFile::Remove() { unlink(path_.c_str()); }
+
+void WriteWholeFile(const std::string& path, bool force, std::span<const std::uint8_t> bytes) {
+  OutputFile file(path, force);
+  try {
+    file.Append(bytes);
+    file.Flush();
+  } catch (const Failure&) {
+    file.Remove();
+    throw;
+  }
+}
+
+std::vector<std::uint8_t> ReadWholeFile(const std::string& path) {
+  errno = 0;
+  std::ifstream file(path, std::ios::binary);
+  if (!file) {
+    throw Failure(ExitCode::kFile, fmt::format("cannot read {}: {}", path, strerror(errno)));
+  }
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+}  // namespace tool

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "Session.h"
+
+namespace tool {
+
+// One call of the library that changes something.
+struct Step {
+  std::string call;    // "SetLaserPower(50)"
+  std::string effect;  // for people
+  std::function<bool()> run;
+};
+
+// What a sub-command is about to do to the device, so that it can be told, done, or told
+// without being done.
+class Plan {
+ public:
+  Plan(const Session& session, std::string title) : session_(session), title_(std::move(title)) {}
+
+  void Add(std::string call, std::string effect, std::function<bool()> run);
+
+  // The steps one after the other on a started device; a Failure at the first that is
+  // refused. With --dry-run they are told only, and nothing is opened.
+  void CarryOut();
+
+ private:
+  void Tell(bool done) const;
+
+  const Session& session_;
+  std::string title_;
+  std::vector<Step> steps_;
+};
+
+}  // namespace tool

@@ -1,0 +1,13 @@
+#pragma once
+
+#include <optional>
+
+#include "Models.h"
+
+namespace tool {
+
+// The processor's temperature in degrees Celsius, from the kernel: the device need not be
+// started. Nothing when the file cannot be read.
+std::optional<double> ProcessorTemperature(const Family& family);
+
+}  // namespace tool

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <cstdint>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "Registers.h"
+#include "tessaline/log.h"
+
+namespace tool {
+
+// Listens to the library's log from its lowest level on, and keeps the accesses to the
+// registers by name, with the functions they were made for.
+//
+// Lives to the end of the process: a sink cannot be taken away.
+class Tracer {
+ public:
+  explicit Tracer(const Model& model) : registers_(model) {}
+  void Listen();
+
+  struct Line {
+    bool access;  // else: the name of a function
+    bool write;   // of an access
+    std::uint32_t address;
+    std::string text;  // "IMAGE_BLOCK_1 TRIGGER_CTRL", or the function's name
+  };
+  // What was heard up to now.
+  std::vector<Line> Lines();
+
+ private:
+  static void Sink(log_Event* event);
+  Line Decode(const std::string& text) const;
+
+  Registers registers_;
+  std::mutex mutex_;
+  std::vector<Line> lines_;
+};
+
+}  // namespace tool

@@ -1,0 +1,22 @@
+#pragma once
+
+#include "OutputFile.h"
+#include "capture/FrameWriter.h"
+
+namespace tool {
+
+// One line a point, with the stamps of its profile.
+class CsvWriter : public FrameWriter {
+ public:
+  explicit CsvWriter(const WriterSettings& settings);
+  void Write(const Frame& frame) override;
+  void Finish() override;
+  std::vector<std::string> Files() const override { return {file_.path()}; }
+  std::size_t Frames() const override { return file_.records(); }
+
+ private:
+  OutputFile file_;
+  Geometry geometry_;
+};
+
+}  // namespace tool

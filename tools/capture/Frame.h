@@ -1,0 +1,31 @@
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+namespace tool {
+
+// One point of the laser line. Column and row count within the region of interest.
+struct Point {
+  unsigned column;
+  double row;
+  std::uint8_t peak;   // grey value; 255 where the product does not tell
+  std::uint8_t width;  // of the line, pixels; 0 where the product does not tell
+};
+
+// What was captured at one trigger: an image, or the points of the laser line.
+struct Frame {
+  std::uint64_t id;
+  std::uint64_t time_stamp;  // ticks of 20 ns
+  std::uint64_t encoder_stamp;
+  std::span<const std::uint8_t> raw;  // as the library handed it out, header included
+
+  std::vector<Point> points;  // of a strip
+
+  unsigned width = 0;  // of an image
+  unsigned height = 0;
+  std::span<const std::uint8_t> pixels;
+};
+
+}  // namespace tool

@@ -1,0 +1,77 @@
+#include "capture/FrameWriter.h"
+
+#include <fmt/core.h>
+
+#include <array>
+#include <filesystem>
+
+#include "Failure.h"
+#include "capture/CsvWriter.h"
+#include "capture/HeightMapWriter.h"
+#include "capture/ImageFilesWriter.h"
+#include "capture/NpyWriter.h"
+#include "capture/PlyWriter.h"
+#include "capture/RawWriter.h"
+
+namespace tool {
+namespace {
+
+struct FormatName {
+  std::string_view name;  // and the ending of its files
+  Format format;
+  bool strips;
+  bool images;
+};
+
+constexpr std::array kFormats{
+    FormatName{"csv", Format::kCsv, true, false}, FormatName{"npy", Format::kNpy, true, true},
+    FormatName{"ply", Format::kPly, true, false}, FormatName{"png", Format::kPng, true, true},
+    FormatName{"pgm", Format::kPgm, false, true}, FormatName{"raw", Format::kRaw, true, true}};
+
+std::string NamesFor(bool images) {
+  std::string names;
+  for (const FormatName& format : kFormats) {
+    if (images ? format.images : format.strips) {
+      names += fmt::format("{}{}", names.empty() ? "" : ", ", format.name);
+    }
+  }
+  return names;
+}
+
+}  // namespace
+
+Format FormatOf(const std::string& path, const std::string& asked, bool images) {
+  std::string name = asked;
+  if (name.empty()) {
+    name = std::filesystem::path(path).extension().string();
+    if (!name.empty()) name.erase(0, 1);
+  }
+  for (const FormatName& format : kFormats) {
+    if (name == format.name && (images ? format.images : format.strips)) return format.format;
+  }
+  throw Failure(
+      ExitCode::kUsage,
+      fmt::format("{} cannot be written as \"{}\"", images ? "images" : "strips", name),
+      fmt::format("end the file's name in, or say with --format, one of {}", NamesFor(images)));
+}
+
+std::unique_ptr<FrameWriter> MakeWriter(Format format, const WriterSettings& settings) {
+  switch (format) {
+    case Format::kCsv:
+      return std::make_unique<CsvWriter>(settings);
+    case Format::kNpy:
+      return std::make_unique<NpyWriter>(settings);
+    case Format::kPly:
+      return std::make_unique<PlyWriter>(settings);
+    case Format::kPng:
+      if (!settings.images) return std::make_unique<HeightMapWriter>(settings);
+      [[fallthrough]];
+    case Format::kPgm:
+      return std::make_unique<ImageFilesWriter>(settings, format);
+    case Format::kRaw:
+      return std::make_unique<RawWriter>(settings);
+  }
+  return nullptr;
+}
+
+}  // namespace tool

@@ -1,0 +1,20 @@
+#include "capture/Geometry.h"
+
+namespace tool {
+
+Geometry VirtualGeometry(const Model& model) {
+  constexpr double kSceneWidth = 72.8;   // mm, across the full sensor
+  constexpr double kHeightOfImage = 40;  // mm, from its first row to its last
+  constexpr double kBeltAt = 0.75;       // of the image's height
+  constexpr double kCountsPerMm = 100;
+  const double width = model.family().width;
+  const double height = model.height();
+  return {.mm_per_column = kSceneWidth / width,
+          .column_at_zero = width / 2,
+          .mm_per_row = kHeightOfImage / height,
+          .row_at_zero = kBeltAt * height,
+          .counts_per_mm = kCountsPerMm,
+          .calibrated = true};
+}
+
+}  // namespace tool

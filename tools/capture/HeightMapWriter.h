@@ -1,0 +1,33 @@
+#pragma once
+
+#include "capture/FrameWriter.h"
+
+namespace tool {
+
+// The surface seen from above, as a PNG picture: profiles from top to bottom, as far apart
+// as the encoder tells. The colour is the height, blue to red; light from the side shows
+// edges, the brightness of the line what is printed on the surface.
+class HeightMapWriter : public FrameWriter {
+ public:
+  explicit HeightMapWriter(const WriterSettings& settings);
+  void Write(const Frame& frame) override;
+  void Finish() override;
+  std::vector<std::string> Files() const override { return {settings_.path}; }
+  std::size_t Frames() const override { return frames_; }
+
+ private:
+  struct Profile {
+    std::uint64_t encoder_stamp;
+    std::vector<float> heights;  // one a pixel across
+    std::vector<std::uint8_t> peaks;
+  };
+  std::vector<std::uint8_t> Draw(unsigned& height) const;
+  std::pair<double, double> Range() const;
+
+  WriterSettings settings_;
+  unsigned width_;  // of the picture
+  std::vector<Profile> profiles_;
+  std::size_t frames_ = 0;
+};
+
+}  // namespace tool

@@ -1,0 +1,25 @@
+#pragma once
+
+#include "capture/FrameWriter.h"
+
+namespace tool {
+
+// A picture file an image: PATH for one, else PATH with the image's number before the
+// ending. Each file is whole or not there.
+class ImageFilesWriter : public FrameWriter {
+ public:
+  ImageFilesWriter(const WriterSettings& settings, Format format);
+  void Write(const Frame& frame) override;
+  void Finish() override {}
+  std::vector<std::string> Files() const override { return files_; }
+  std::size_t Frames() const override { return files_.size(); }
+
+ private:
+  std::string NextPath() const;
+
+  WriterSettings settings_;
+  Format format_;
+  std::vector<std::string> files_;
+};
+
+}  // namespace tool

@@ -1,0 +1,27 @@
+#pragma once
+
+#include "OutputFile.h"
+#include "capture/FrameWriter.h"
+
+namespace tool {
+
+// A NumPy array of records, one a frame: the stamps, and "row" and "peak" by column (not a
+// number and 0 where there is no line), or "pixels".
+class NpyWriter : public FrameWriter {
+ public:
+  explicit NpyWriter(const WriterSettings& settings);
+  void Write(const Frame& frame) override;
+  void Finish() override;
+  std::vector<std::string> Files() const override { return {file_.path()}; }
+  std::size_t Frames() const override { return file_.records(); }
+
+ private:
+  std::string Head(std::size_t frames) const;
+
+  OutputFile file_;
+  bool images_;
+  unsigned width_;
+  unsigned height_;
+};
+
+}  // namespace tool

@@ -1,0 +1,50 @@
+#include "capture/PlyWriter.h"
+
+#include <fmt/core.h>
+
+namespace tool {
+namespace {
+
+constexpr std::size_t kHeadBytes = 320;
+constexpr std::string_view kEnd = "\nend_header\n";
+
+}  // namespace
+
+PlyWriter::PlyWriter(const WriterSettings& settings)
+    : file_(settings.path, settings.force), geometry_(settings.geometry), points_before_{0} {
+  file_.Append(Head(0));
+  file_.Flush();
+}
+
+// The number of points is known at the end; a comment takes up the room it leaves.
+std::string PlyWriter::Head(std::size_t points) const {
+  std::string head = fmt::format(
+      "ply\nformat binary_little_endian 1.0\ncomment unit {}\nelement vertex {}\n"
+      "property float x\nproperty float y\nproperty float z\nproperty uchar intensity\ncomment ",
+      geometry_.calibrated ? "mm" : "pixels, and encoder counts along y", points);
+  head.resize(kHeadBytes - kEnd.size(), '-');
+  return head.append(kEnd);
+}
+
+void PlyWriter::Write(const Frame& frame) {
+  if (!start_) start_ = frame.encoder_stamp;
+  const auto travelled =
+      static_cast<double>(static_cast<std::int64_t>(frame.encoder_stamp - *start_));
+  const auto y = static_cast<float>(geometry_.Y(travelled));
+  for (const Point& point : frame.points) {
+    file_.AppendNumber(static_cast<float>(geometry_.X(point.column)));
+    file_.AppendNumber(y);
+    file_.AppendNumber(static_cast<float>(geometry_.Z(point.row)));
+    file_.AppendNumber(point.peak);
+  }
+  points_before_.push_back(points_before_.back() + frame.points.size());
+  file_.EndRecord();
+}
+
+void PlyWriter::Finish() {
+  file_.Flush();
+  const std::string head = Head(points_before_[file_.records()]);
+  file_.Rewrite(0, {reinterpret_cast<const std::uint8_t*>(head.data()), head.size()});
+}
+
+}  // namespace tool

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <optional>
+
+#include "OutputFile.h"
+#include "capture/FrameWriter.h"
+
+namespace tool {
+
+// A point cloud: x across, y along the movement, z up, and the grey value of the line.
+// Binary, little-endian.
+class PlyWriter : public FrameWriter {
+ public:
+  explicit PlyWriter(const WriterSettings& settings);
+  void Write(const Frame& frame) override;
+  void Finish() override;
+  std::vector<std::string> Files() const override { return {file_.path()}; }
+  std::size_t Frames() const override { return file_.records(); }
+
+ private:
+  std::string Head(std::size_t points) const;
+
+  OutputFile file_;
+  Geometry geometry_;
+  std::optional<std::uint64_t> start_;      // encoder stamp of the first profile
+  std::vector<std::size_t> points_before_;  // of every frame, and the sum behind the last
+};
+
+}  // namespace tool

@@ -1,0 +1,26 @@
+#pragma once
+
+#include "OutputFile.h"
+#include "capture/FrameWriter.h"
+
+namespace tool {
+
+// The bytes as the library handed them out, and beside them PATH.csv: where each frame
+// begins, how long it is, and its stamps.
+class RawWriter : public FrameWriter {
+ public:
+  explicit RawWriter(const WriterSettings& settings);
+  void Write(const Frame& frame) override;
+  void Finish() override;
+  std::vector<std::string> Files() const override { return {file_.path(), index_.path()}; }
+  std::size_t Frames() const override { return lines_done_; }
+
+ private:
+  OutputFile file_;
+  OutputFile index_;
+  std::vector<std::string> lines_;  // of the index; they follow what they speak of
+  std::size_t lines_done_ = 0;
+  std::uint64_t offset_ = 0;
+};
+
+}  // namespace tool

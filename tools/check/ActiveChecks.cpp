@@ -1,0 +1,136 @@
+#include "check/ActiveChecks.h"
+
+#include <array>
+
+#include "Failure.h"
+#include "Gpio.h"
+#include "capture/FrameQueue.h"
+#include "tessaline/tessaline.h"
+
+namespace tool {
+namespace {
+
+struct Step {
+  const char* id;
+  const char* title;
+};
+
+constexpr Step kStart{"start", "device starts"};
+constexpr Step kSensor{"sensor", "image sensor identifies itself"};
+constexpr Step kLaserLines{"gpio.laser", "laser lines can be driven"};
+constexpr Step kLight{"gpio.light", "status light can be driven"};
+constexpr Step kPower{"laser.power", "laser power chip answers"};
+constexpr Step kDa{"da", "DA converter answers"};
+constexpr std::array kAfterStart{kSensor, kLaserLines, kLight, kPower, kDa};
+
+constexpr std::array kFrameSteps{
+    Step{"images.arrive", "images arrive"},     Step{"images.whole", "images are whole"},
+    Step{"images.ids", "image ids continuous"}, Step{"strips.arrive", "strips arrive"},
+    Step{"strips.whole", "strips are whole"},   Step{"strips.ids", "strip ids continuous"},
+    Step{"strips.loss", "no loss at rate"},     Step{"laser.line", "laser line is seen"}};
+
+// What the driver printed when it could not reach its chip.
+bool SensorComplained(std::string& text) {
+  for (const std::string& line : LibraryOutput::Instance().Printed()) {
+    for (const char* sign : {"init error", "Abnormal communication", "Fail", "fail"}) {
+      if (line.find(sign) == std::string::npos) continue;
+      text = line;
+      return true;
+    }
+  }
+  return false;
+}
+
+bool LightFollows(const GpioLines& lines, unsigned colour) {
+  if (LedControl(colour) != 0) return false;
+  const auto is = [](unsigned line, bool level) { return GpioLevel(line) == level; };
+  return is(lines.red, (colour & 1) != 0) && is(lines.green, (colour & 2) != 0) &&
+         is(lines.blue, (colour & 4) != 0);
+}
+
+}  // namespace
+
+bool CheckStart(Device& device, Findings& findings) {
+  try {
+    device.Launch(FrameQueue::OnImage, FrameQueue::OnStrips);
+  } catch (const Failure& failure) {
+    std::string last;
+    const auto printed = LibraryOutput::Instance().Printed();
+    if (!printed.empty()) last = fmt::format("; the library says \"{}\"", printed.back());
+    findings.Fail(
+        kStart.id, kStart.title, failure.what() + last,
+        "the image sensor does not become ready: look at its supply, clock and reset, and "
+        "at its bus");
+    SkipActiveChecks("the device did not start", findings);
+    return false;
+  }
+  findings.Pass(kStart.id, kStart.title, "FPGA and image sensor are set up");
+  return true;
+}
+
+void CheckSensor(const Model& model, Findings& findings) {
+  const Family& family = model.family();
+  const std::string advice = fmt::format(
+      "look at the sensor's supply and reset and its bus {}; is it the {} of this model?",
+      family.sensor_bus, family.sensor);
+  std::string complaint;
+  const bool thermometer = !family.has_sensor_thermometer || GetSensorTemp() == 0;
+  if (SensorComplained(complaint)) {
+    findings.Fail(kSensor.id, kSensor.title, fmt::format("\"{}\"", complaint), advice);
+  } else if (!thermometer) {
+    findings.Fail(kSensor.id, kSensor.title, "its thermometer reads 0: nothing is on the bus",
+                  advice);
+  } else {
+    findings.Pass(kSensor.id, kSensor.title, std::string(family.sensor));
+  }
+}
+
+void CheckLines(const Model& model, Findings& findings) {
+  const GpioLines& lines = model.family().gpio;
+  const std::string advice =
+      "who may write to /sys/class/gpio? Does another program hold the lines (cat "
+      "/sys/kernel/debug/gpio)?";
+  if (CloseLaser() == 0 && GpioLevel(lines.laser1) == false && GpioLevel(lines.laser2) == false) {
+    findings.Pass(kLaserLines.id, kLaserLines.title,
+                  fmt::format("lines {} and {}, both off", lines.laser1, lines.laser2));
+  } else {
+    findings.Fail(kLaserLines.id, kLaserLines.title,
+                  fmt::format("lines {} and {} cannot be exported or do not follow", lines.laser1,
+                              lines.laser2),
+                  advice);
+  }
+  constexpr unsigned kWhite = 7;
+  const bool follows = LightFollows(lines, kWhite) && LightFollows(lines, 0);
+  if (follows) {
+    findings.Pass(kLight.id, kLight.title,
+                  fmt::format("lines {}, {} and {}", lines.red, lines.green, lines.blue));
+  } else {
+    findings.Fail(kLight.id, kLight.title,
+                  fmt::format("lines {}, {} and {} cannot be exported or do not follow", lines.red,
+                              lines.green, lines.blue),
+                  advice);
+  }
+}
+
+void CheckLaserBus(const Model& model, Findings& findings) {
+  const Family& family = model.family();
+  const auto tell = [&](const Step& step, bool answers, std::string_view chip) {
+    if (answers) {
+      findings.Pass(step.id, step.title, fmt::format("{} on {}", chip, family.laser_bus));
+    } else {
+      findings.Fail(step.id, step.title,
+                    fmt::format("{} does not answer on {}", chip, family.laser_bus),
+                    fmt::format("look with \"i2cdetect -y {}\"; is the laser board connected?",
+                                family.laser_bus.back()));
+    }
+  };
+  tell(kPower, SetLaserPower(0) == 0, family.pot);
+  tell(kDa, DAWrite(0) == 0, "DA converter");
+}
+
+void SkipActiveChecks(const std::string& why, Findings& findings) {
+  for (const Step& step : kAfterStart) findings.Skip(step.id, step.title, why);
+  for (const Step& step : kFrameSteps) findings.Skip(step.id, step.title, why);
+}
+
+}  // namespace tool

@@ -1,0 +1,172 @@
+#include <unistd.h>
+
+#include <filesystem>
+
+#include "Acquisition.h"
+#include "Device.h"
+#include "Failure.h"
+#include "capture/Recorder.h"
+#include "commands/Commands.h"
+#include "tessaline/tessaline.h"
+
+namespace tool {
+namespace {
+
+constexpr About kAbout{
+    "capture", "Captures profiles (strips) or images into a file", Touches::kLight,
+    "Formats, by the ending of the file's name or --format. Strips: csv (a line a point), npy (an "
+    "array of records), ply (a point cloud), png (a height map), raw (as the library hands them "
+    "out, with an index in FILE.csv). Images: png and pgm (a file an image, numbered if more than "
+    "one is asked for), npy, raw.\n"
+    "The laser is on while frames are taken, and off afterwards. Ctrl-C and a full disk leave a "
+    "file that holds what was captured until then. Heights in millimetres need the sensor's "
+    "geometry (--mm-per-row and its like); on the virtual board it is known.",
+    "  tessaline capture strips -n 600 -o scan.png --virtual K3610\n"
+    "  tessaline capture strips -t 10 -o scan.ply --spacing 1000 --model K3610\n"
+    "  tessaline capture images -n 1 -o image.png --virtual K3920"};
+
+class CaptureCommand : public Command {
+ public:
+  void Describe(CLI::App& parent, CommonOptions& common) override {
+    app_ = &AddCommand(parent, kAbout, common);
+    app_->add_option("what", what_, "strips or images")
+        ->check(CLI::IsMember({"strips", "images"}))
+        ->type_name("WHAT")
+        ->required();
+    app_->add_option("-o,--output", path_, "File to write")->type_name("FILE")->required();
+    app_->add_option("-n,--count", limits_.frames, "Frames to capture")
+        ->check(CLI::PositiveNumber)
+        ->type_name("COUNT");
+    app_->add_option("-t,--time", limits_.seconds, "Seconds to capture")
+        ->check(CLI::PositiveNumber)
+        ->type_name("SECONDS");
+    app_->add_option("--format", format_, "csv, npy, ply, png, pgm or raw")->type_name("FORMAT");
+    app_->add_flag("--force", force_, "Overwrite files that exist");
+    app_->add_flag("--strict", strict_, "Exit status 1 when a frame was lost or malformed");
+    acquisition_.Describe(*app_);
+    calibration_ = {
+        app_->add_option("--mm-per-column", geometry_.mm_per_column, "Width of a column"),
+        app_->add_option("--column-at-zero", geometry_.column_at_zero, "Column at x = 0"),
+        app_->add_option("--mm-per-row", geometry_.mm_per_row, "Height of a row"),
+        app_->add_option("--row-at-zero", geometry_.row_at_zero, "Row at height 0"),
+        app_->add_option("--counts-per-mm", geometry_.counts_per_mm, "Encoder counts a millimetre")
+            ->check(CLI::PositiveNumber)};
+  }
+  bool Asked() const override { return app_->parsed(); }
+
+  ExitCode Run(Session& session) override {
+    const bool images = what_ == "images";
+    const Format format = FormatOf(path_, format_, images);
+    if (limits_.frames == 0 && limits_.seconds == 0) {
+      throw Failure(ExitCode::kUsage, "neither a number of frames nor a time is given",
+                    "say -n COUNT or -t SECONDS");
+    }
+    const Model& model = session.model();
+    if (session.options().dry_run) return Rehearse(session, images);
+    RefuseToOverwrite();
+
+    Device device(session);
+    device.Start(FrameQueue::OnImage, FrameQueue::OnStrips);
+    acquisition_.Apply(model, images);
+    const auto writer = MakeWriter(format, {.path = path_,
+                                            .force = force_,
+                                            .images = images,
+                                            .single = limits_.frames == 1,
+                                            .width = GetImageWidth(),
+                                            .height = GetImageHeight(),
+                                            .geometry = ChooseGeometry(session)});
+    Recorder recorder(device, *writer, images, model.bytes_per_point());
+    const RecordingResult result = recorder.Run(limits_, acquisition_.laser());
+    const auto files = writer->Files();
+    if (result.frames == 0) {
+      std::error_code ignored;
+      for (const std::string& file : files) std::filesystem::remove(file, ignored);
+    }
+    return Report(session, result, files);
+  }
+
+ private:
+  // Told before the laser is on. On a terminal the question comes later.
+  void RefuseToOverwrite() const {
+    std::error_code ignored;
+    if (!force_ && isatty(STDIN_FILENO) == 0 && std::filesystem::exists(path_, ignored)) {
+      throw Failure(ExitCode::kExists, fmt::format("{} exists already", path_),
+                    "--force overwrites it");
+    }
+  }
+
+  Geometry ChooseGeometry(const Session& session) const {
+    for (const CLI::Option* option : calibration_) {
+      if (option->count() == 0) continue;
+      Geometry geometry = geometry_;
+      geometry.calibrated = true;
+      return geometry;
+    }
+    return session.on_virtual_board() ? VirtualGeometry(session.model()) : geometry_;
+  }
+
+  ExitCode Rehearse(Session& session, bool images) const {
+    const auto calls = acquisition_.Calls(session.model(), images);
+    session.Print("capture {} would call:\n", what_);
+    for (const std::string& call : calls) session.Print("  {}\n", call);
+    session.Print("and write {}.\nNothing was touched (--dry-run).\n", path_);
+    session.Emit({{"dry_run", true}, {"calls", calls}, {"file", path_}});
+    return ExitCode::kOk;
+  }
+
+  ExitCode Report(Session& session, const RecordingResult& result,
+                  const std::vector<std::string>& files) const {
+    const double rate =
+        result.seconds > 0 ? static_cast<double>(result.frames) / result.seconds : 0;
+    if (result.frames > 0) {
+      session.Print("{} {} in {:.1f} s ({:.1f}/s): {}{}\n", result.frames,
+                    what_ == "images" ? "images" : "profiles", result.seconds, rate, files.front(),
+                    files.size() > 1 ? fmt::format(" to {}", files.back()) : "");
+    }
+    session.Print(
+        "missing ids {}, malformed {}, lost by the FPGA {}, lost triggers {}, dropped by "
+        "this tool {}\n",
+        result.missing, result.malformed, result.fpga_lost, result.triggers_lost, result.dropped);
+    session.Emit({{"frames", result.frames},
+                  {"seconds", result.seconds},
+                  {"rate", rate},
+                  {"missing_ids", result.missing},
+                  {"malformed", result.malformed},
+                  {"fpga_lost", result.fpga_lost},
+                  {"triggers_lost", result.triggers_lost},
+                  {"dropped", result.dropped},
+                  {"complete", !result.interrupted && !result.no_more_came && !result.failure},
+                  {"files", result.frames > 0 ? files : std::vector<std::string>()}});
+    if (result.failure) {
+      throw Failure(result.failure->code(),
+                    fmt::format("{}; {} frames are kept", result.failure->what(), result.frames),
+                    result.failure->next());
+    }
+    if (result.interrupted) return ExitCode::kInterrupted;
+    if (result.no_more_came || result.frames == 0) {
+      throw Failure(ExitCode::kUnreachable,
+                    fmt::format("no {}frames came", result.frames == 0 ? "" : "more "),
+                    "does the trigger come (tessaline trigger)? \"tessaline check\" looks at the "
+                    "board");
+    }
+    const bool lost = result.missing + result.malformed > 0;
+    return strict_ && lost ? ExitCode::kNegative : ExitCode::kOk;
+  }
+
+  CLI::App* app_ = nullptr;
+  std::vector<CLI::Option*> calibration_;
+  std::string what_;
+  std::string path_;
+  std::string format_;
+  bool force_ = false;
+  bool strict_ = false;
+  RecordingLimits limits_;
+  Acquisition acquisition_;
+  Geometry geometry_;
+};
+
+}  // namespace
+
+std::unique_ptr<Command> MakeCaptureCommand() { return std::make_unique<CaptureCommand>(); }
+
+}  // namespace tool

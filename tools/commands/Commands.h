@@ -1,0 +1,32 @@
+#pragma once
+
+#include <array>
+#include <memory>
+
+#include "Command.h"
+
+namespace tool {
+
+std::unique_ptr<Command> MakeModelsCommand();
+std::unique_ptr<Command> MakeInfoCommand();
+std::unique_ptr<Command> MakeCheckCommand();
+std::unique_ptr<Command> MakeCaptureCommand();
+std::unique_ptr<Command> MakeWatchCommand();
+std::unique_ptr<Command> MakeRegCommand();
+std::unique_ptr<Command> MakeLaserCommand();
+std::unique_ptr<Command> MakeLedCommand();
+std::unique_ptr<Command> MakePowerCommand();
+std::unique_ptr<Command> MakeExposureCommand();
+std::unique_ptr<Command> MakeRoiCommand();
+std::unique_ptr<Command> MakeTriggerCommand();
+std::unique_ptr<Command> MakeEepromCommand();
+std::unique_ptr<Command> MakeSensorCommand();
+std::unique_ptr<Command> MakeTraceCommand();
+
+inline constexpr std::array kCommandMakers{
+    MakeCheckCommand, MakeCaptureCommand, MakeWatchCommand,  MakeInfoCommand,   MakeModelsCommand,
+    MakeRegCommand,   MakeLaserCommand,   MakeLedCommand,    MakePowerCommand,  MakeExposureCommand,
+    MakeRoiCommand,   MakeTriggerCommand, MakeEepromCommand, MakeSensorCommand, MakeTraceCommand,
+};
+
+}  // namespace tool

@@ -1,0 +1,87 @@
+#include "Device.h"
+#include "Failure.h"
+#include "Gpio.h"
+#include "Interrupt.h"
+#include "Plan.h"
+#include "Registers.h"
+#include "commands/Commands.h"
+#include "tessaline/tessaline.h"
+
+namespace tool {
+namespace {
+
+constexpr About kAbout{
+    "laser", "Switches the laser on or off, or shows its state", Touches::kLight,
+    "\"on\" leaves the laser on, also when the command has ended: switch it off with \"off\". With "
+    "--seconds it goes off by itself, and at Ctrl-C. \"status\" only looks.",
+    "  tessaline laser status --model K3610\n  tessaline laser on --seconds 5 --model K3610\n"
+    "  tessaline laser on --dry-run --model K3610"};
+
+class LaserCommand : public Command {
+ public:
+  void Describe(CLI::App& parent, CommonOptions& common) override {
+    app_ = &AddCommand(parent, kAbout, common);
+    app_->add_option("state", state_, "on, off or status")
+        ->check(CLI::IsMember({"on", "off", "status"}))
+        ->type_name("STATE")
+        ->capture_default_str();
+    app_->add_option("--seconds", seconds_, "Switch off again after so many seconds")
+        ->check(CLI::Range(0.001, 3600.0));
+  }
+  bool Asked() const override { return app_->parsed(); }
+
+  ExitCode Run(Session& session) override {
+    if (state_ == "status") return Show(session);
+    if (seconds_ > 0 && state_ == "off") {
+      throw Failure(ExitCode::kUsage, "--seconds goes with \"on\" only");
+    }
+    Plan plan(session, "laser " + state_);
+    if (state_ == "off") {
+      plan.Add("CloseLaser()", "both laser lines low: off", [] { return CloseLaser() == 0; });
+    } else {
+      plan.Add("OpenLaser()", "both laser lines high: ON", [] { return OpenLaser() == 0; });
+      if (seconds_ > 0) {
+        plan.Add("CloseLaser()", fmt::format("after {} s: off", seconds_), [this] {
+          PauseFor(std::chrono::milliseconds(static_cast<long>(seconds_ * 1000)));
+          return CloseLaser() == 0;
+        });
+      }
+    }
+    plan.CarryOut();
+    if (session.options().dry_run) return ExitCode::kOk;
+    if (state_ == "on" && seconds_ == 0 && !session.on_virtual_board()) {
+      session.Note("The laser stays ON. \"tessaline laser off\" switches it off.");
+    }
+    return Interrupted() ? ExitCode::kInterrupted : ExitCode::kOk;
+  }
+
+ private:
+  static ExitCode Show(Session& session) {
+    Device(session).RequireRegisters();
+    const Model& model = session.model();
+    const auto first = GpioLevel(model.family().gpio.laser1);
+    const auto second = GpioLevel(model.family().gpio.laser2);
+    const Registers registers(model);
+    const unsigned mode = fpga::kLaserMode.Of(registers.Read(fpga::LASER_CTRL));
+    const auto text = [](std::optional<bool> level) {
+      return !level ? "not exported" : *level ? "high" : "low";
+    };
+    const auto json = [](std::optional<bool> level) { return level ? Json(*level) : Json(); };
+    const bool on = first.value_or(false) && second.value_or(false);
+    session.Print("laser       {}\nline {:<6} {}\nline {:<6} {}\nmode        {}\n",
+                  on ? "ON" : "off", model.family().gpio.laser1, text(first),
+                  model.family().gpio.laser2, text(second), mode);
+    session.Emit({{"on", on}, {"line1", json(first)}, {"line2", json(second)}, {"mode", mode}});
+    return ExitCode::kOk;
+  }
+
+  CLI::App* app_ = nullptr;
+  std::string state_ = "status";
+  double seconds_ = 0;
+};
+
+}  // namespace
+
+std::unique_ptr<Command> MakeLaserCommand() { return std::make_unique<LaserCommand>(); }
+
+}  // namespace tool

@@ -1,0 +1,131 @@
+#include "Acquisition.h"
+#include "Device.h"
+#include "Failure.h"
+#include "Interrupt.h"
+#include "capture/FrameQueue.h"
+#include "capture/FrameReader.h"
+#include "commands/Commands.h"
+#include "tessaline/capture_statistics.h"
+#include "watch/Status.h"
+#include "watch/Terminal.h"
+
+namespace tool {
+namespace {
+
+constexpr About kAbout{
+    "watch", "Shows profile, rates, counters and temperatures live", Touches::kLight,
+    "On a terminal a picture that follows its size; otherwise a line an interval, with --json an "
+    "object a line. The laser is on meanwhile. Ctrl-C ends it, or --time.",
+    "  tessaline watch --virtual K3610\n"
+    "  tessaline watch --time 5 --interval 1 --exposure 200 --model K3610"};
+
+class WatchCommand : public Command {
+ public:
+  void Describe(CLI::App& parent, CommonOptions& common) override {
+    app_ = &AddCommand(parent, kAbout, common);
+    app_->add_option("-t,--time", seconds_, "End after so many seconds")
+        ->check(CLI::PositiveNumber)
+        ->type_name("SECONDS");
+    app_->add_option("--interval", interval_,
+                     "Seconds between two looks (0.1, or 1 without terminal)")
+        ->check(CLI::Range(0.01, 3600.0))
+        ->type_name("SECONDS");
+    acquisition_.Describe(*app_);
+  }
+  bool Asked() const override { return app_->parsed(); }
+
+  ExitCode Run(Session& session) override {
+    if (session.options().dry_run) return Rehearse(session);
+    Terminal terminal(fileno(LibraryOutput::Instance().user()));
+    const bool pictures = terminal.present() && !session.json();
+    if (interval_ == 0) interval_ = pictures ? 0.1 : 1;
+
+    Device device(session);
+    device.Start(FrameQueue::OnImage, FrameQueue::OnStrips);
+    acquisition_.Apply(session.model(), /*images=*/false);
+    TessalineResetCaptureStatistics(TESSALINE_STREAM_STRIPS);
+    if (acquisition_.laser()) device.LaserOn();
+    FrameQueue::Instance().Open();
+    device.StartAcquisition();
+    if (pictures) terminal.Enter();
+    Watch(session, terminal, pictures);
+    FrameQueue::Instance().Close();
+    device.LaserOff();
+    device.StopAcquisition();
+    if (status_.profiles == 0) {
+      throw Failure(ExitCode::kUnreachable, "no profiles came",
+                    "does the trigger come (tessaline trigger)? \"tessaline check\" looks at the "
+                    "board");
+    }
+    return ExitCode::kOk;  // Ctrl-C is how it is ended
+  }
+
+ private:
+  using Clock = std::chrono::steady_clock;
+
+  void Watch(Session& session, Terminal& terminal, bool pictures) {
+    const auto start = Clock::now();
+    auto shown = start;
+    std::uint64_t before = 0;
+    while (!Interrupted()) {
+      if (const auto delivery = FrameQueue::Instance().Take(std::chrono::milliseconds(20))) {
+        Use(session.model(), *delivery);
+      }
+      const auto now = Clock::now();
+      const double since = std::chrono::duration<double>(now - shown).count();
+      status_.seconds = std::chrono::duration<double>(now - start).count();
+      const bool end = seconds_ != 0 && status_.seconds >= seconds_;
+      if (since >= interval_ || end) {
+        status_.rate = static_cast<double>(status_.profiles - before) / since;
+        before = status_.profiles;
+        shown = now;
+        Show(session, terminal, pictures);
+      }
+      if (end) return;
+    }
+  }
+
+  void Use(const Model& model, const Delivery& delivery) {
+    if (delivery.is_image) return;
+    ReadStrips(delivery.first, delivery.bytes, model.bytes_per_point(), [this](const Frame& frame) {
+      ++status_.profiles;
+      status_.last_id = frame.id;
+      status_.encoder = frame.encoder_stamp;
+      status_.points = frame.points;
+    });
+  }
+
+  void Show(Session& session, Terminal& terminal, bool pictures) {
+    const Model& model = session.model();
+    status_.LookUp(model.family());
+    if (pictures) {
+      terminal.Show(status_.AsPicture(fmt::format("tessaline {}", model.code()), terminal.columns(),
+                                      terminal.rows()));
+    } else if (session.json()) {
+      session.EmitLine(status_.AsJson());
+    } else {
+      session.Print("{}\n", status_.AsLine());
+    }
+  }
+
+  ExitCode Rehearse(Session& session) const {
+    const auto calls = acquisition_.Calls(session.model(), false);
+    session.Print("watch would call:\n");
+    for (const std::string& call : calls) session.Print("  {}\n", call);
+    session.Print("Nothing was touched (--dry-run).\n");
+    session.Emit({{"dry_run", true}, {"calls", calls}});
+    return ExitCode::kOk;
+  }
+
+  CLI::App* app_ = nullptr;
+  double seconds_ = 0;
+  double interval_ = 0;
+  Acquisition acquisition_;
+  Status status_;
+};
+
+}  // namespace
+
+std::unique_ptr<Command> MakeWatchCommand() { return std::make_unique<WatchCommand>(); }
+
+}  // namespace tool

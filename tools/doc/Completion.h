@@ -1,0 +1,12 @@
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+#include "ExitCode.h"
+
+namespace tool {
+
+// Prints a bash completion for all that the parser knows.
+ExitCode WriteCompletion(const CLI::App& app);
+
+}  // namespace tool
