@@ -1,0 +1,188 @@
+#pragma once
+
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <stdlib.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <nlohmann/json.hpp>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace tessaline_test {
+
+// What a run of the program left behind.
+struct ToolResult {
+  int status = -1;  // exit status; 128 + n when signal n ended it
+  std::string out;
+  std::string err;
+
+  nlohmann::json Json() const { return nlohmann::json::parse(out, nullptr, false); }
+};
+
+// A run of the program "tessaline" as a child process. On the virtual board sleeps are
+// skipped, and triggers come as fast as buffers are free.
+class ToolRun {
+ public:
+  explicit ToolRun(const std::string& arguments) : arguments_(arguments) {
+    // A setting of the machine the tests run on says nothing here.
+    for (const char* name : {"TESSALINE_MODEL", "TESSALINE_BOARD", "TESSALINE_BOARD_FAULTS"}) {
+      environment_[name] = "";
+    }
+    environment_["TESSALINE_BOARD_SLEEP"] = "0";
+    environment_["TESSALINE_BOARD_PACE"] = "free";  // a busy machine loses nothing
+  }
+
+  ToolRun& With(const std::string& name, const std::string& value) {
+    environment_[name] = value;
+    return *this;
+  }
+  ToolRun& In(const std::string& directory) {
+    directory_ = directory;
+    return *this;
+  }
+  // Once there is a file of this name, no file can grow beyond so many bytes any more, which
+  // is told as a full disk is. (The board's memory is a larger file, made before.)
+  ToolRun& LimitWhenThereIs(const std::string& path, std::uint64_t bytes) {
+    largest_file_ = bytes;
+    watched_ = path;
+    return *this;
+  }
+  // Once there is a file of this name and size.
+  ToolRun& SignalWhenFileHas(int signal, const std::string& path, std::uintmax_t bytes) {
+    signal_ = signal;
+    watched_ = path;
+    watched_bytes_ = bytes;
+    return *this;
+  }
+
+  ToolResult Run() const {
+    int out[2];
+    int err[2];
+    if (pipe(out) != 0 || pipe(err) != 0) return {};
+    const pid_t child = fork();
+    if (child == 0) {
+      dup2(open("/dev/null", O_RDONLY), STDIN_FILENO);
+      dup2(out[1], STDOUT_FILENO);
+      dup2(err[1], STDERR_FILENO);
+      for (const int fd : {out[0], out[1], err[0], err[1]}) close(fd);
+      Become();
+    }
+    close(out[1]);
+    close(err[1]);
+    ToolResult result;
+    Gather(child, out[0], err[0], result);
+    close(out[0]);
+    close(err[0]);
+    int status = 0;
+    waitpid(child, &status, 0);
+    result.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    return result;
+  }
+
+  // In a child process: never returns.
+  [[noreturn]] void Become() const {
+    for (const auto& [name, value] : environment_) setenv(name.c_str(), value.c_str(), 1);
+    if (!directory_.empty() && chdir(directory_.c_str()) != 0) _exit(127);
+    std::vector<std::string> words{TESSALINE_TOOL};
+    std::istringstream stream(arguments_);
+    for (std::string word; stream >> word;) words.push_back(word);
+    std::vector<char*> argv;
+    for (std::string& word : words) argv.push_back(word.data());
+    argv.push_back(nullptr);
+    execv(argv[0], argv.data());
+    _exit(127);
+  }
+
+ private:
+  void Gather(pid_t child, int out, int err, ToolResult& result) const {
+    pollfd fds[]{{out, POLLIN, 0}, {err, POLLIN, 0}};
+    std::string* const texts[]{&result.out, &result.err};
+    bool done = false;
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(90);
+    for (int open = 2; open > 0;) {
+      poll(fds, 2, 10);
+      for (int i = 0; i < 2; ++i) {
+        if (fds[i].fd < 0 || fds[i].revents == 0) continue;
+        char chunk[65536];
+        const ssize_t got = read(fds[i].fd, chunk, sizeof chunk);
+        if (got > 0) {
+          texts[i]->append(chunk, static_cast<std::size_t>(got));
+        } else {
+          fds[i].fd = -1;
+          --open;
+        }
+      }
+      if (!done && !watched_.empty() && WatchedFileIsThere()) done = Act(child);
+      if (std::chrono::steady_clock::now() > end) kill(child, SIGKILL);
+    }
+  }
+
+  bool WatchedFileIsThere() const {
+    std::error_code ignored;
+    return std::filesystem::exists(watched_, ignored) &&
+           std::filesystem::file_size(watched_, ignored) >= watched_bytes_;
+  }
+
+  bool Act(pid_t child) const {
+    if (signal_ != 0) return kill(child, signal_) == 0;
+    const rlimit limit{largest_file_, largest_file_};
+    return prlimit(child, RLIMIT_FSIZE, &limit, nullptr) == 0;
+  }
+
+  std::string arguments_;
+  std::map<std::string, std::string> environment_;
+  std::string directory_;
+  std::uint64_t largest_file_ = 0;
+  int signal_ = 0;
+  std::string watched_;
+  std::uintmax_t watched_bytes_ = 0;
+};
+
+inline ToolResult RunTool(const std::string& arguments) { return ToolRun(arguments).Run(); }
+
+// A directory that goes away with the test.
+class Directory {
+ public:
+  Directory() {
+    char path[] = "/tmp/tessaline-tool-XXXXXX";
+    path_ = mkdtemp(path);
+  }
+  ~Directory() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
+  }
+  Directory(const Directory&) = delete;
+  Directory& operator=(const Directory&) = delete;
+  std::string operator/(const std::string& name) const { return path_ + "/" + name; }
+  const std::string& path() const { return path_; }
+
+ private:
+  std::string path_;
+};
+
+inline std::string FileText(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+inline void WriteFile(const std::string& path, const std::string& text) {
+  std::ofstream(path, std::ios::binary) << text;
+}
+
+inline int CountLines(const std::string& text) {
+  return static_cast<int>(std::count(text.begin(), text.end(), '\n'));
+}
+
+}  // namespace tessaline_test

@@ -1,0 +1,223 @@
+// What every sub-command has in common: JSON, rehearsals, errors and exit statuses.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "ToolRun.h"
+
+namespace tessaline_test {
+namespace {
+
+using ::testing::AllOf;
+using ::testing::HasSubstr;
+using ::testing::Not;
+using ::testing::StartsWith;
+
+constexpr int kNegative = 1;
+constexpr int kUsage = 2;
+constexpr int kUnreachable = 3;
+constexpr int kNoPermission = 4;
+
+// --- Results -------------------------------------------------------------------------------
+
+class JsonOf : public ::testing::TestWithParam<const char*> {};
+
+// Start-up and settings make the library print; none of it may get between.
+TEST_P(JsonOf, IsAllThatIsPrinted) {
+  const ToolResult result = RunTool(std::string(GetParam()) + " --json --virtual K3610");
+  EXPECT_EQ(result.status, 0) << result.err;
+  EXPECT_FALSE(result.Json().is_discarded()) << result.out;
+  EXPECT_EQ(result.err, "");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Commands, JsonOf,
+    ::testing::Values("models", "info", "info --start", "reg list TRI",
+                      "reg read TRIGGER_CTRL --start", "reg write EXP_TIME_1 200", "reg dump",
+                      "laser status", "laser on", "laser off", "led cyan", "power 30", "exposure",
+                      "exposure 100 200 --gain 6", "roi", "roi 128 256 1000 700", "trigger",
+                      "trigger --mode encoder --spacing 7", "eeprom dump", "sensor tables"));
+
+TEST(Models, ListsEveryProductWithItsSensor) {
+  const auto models = RunTool("models --json").Json();
+  ASSERT_GE(models.size(), 22u);
+  EXPECT_EQ(models[0]["model"], "K3610");
+  EXPECT_EQ(models[0]["sensor"], "IMX273");
+  const auto one = RunTool("models K4010arm_rebuild --json").Json()[0];
+  EXPECT_EQ(one["series"], 25);
+  EXPECT_EQ(one["strip_buffer_bytes"], 8192 * 2048);
+  EXPECT_EQ(one["bytes_per_point"], 2);
+  EXPECT_EQ(one["sensor_bus"], "/dev/spidev0.0");
+}
+
+TEST(Info, ShowsWhatTheBoardSays) {
+  const auto info = RunTool("info --virtual K3920 --start --json").Json();
+  EXPECT_EQ(info["interface_version"], 41915);
+  EXPECT_EQ(info["fpga"]["series"], 24);
+  EXPECT_NEAR(info["processor_temperature"].get<double>(), 40, 1);
+  EXPECT_EQ(info["sensor_answers"], true);
+  EXPECT_GT(info["counters"]["timer"].get<long>(), 0);
+}
+
+TEST(SensorTables, AreThoseOfTheGuide) {
+  const std::string guide = FileText(TESSALINE_SOURCE "/docs/sensor-tables.md");
+  const auto tables = RunTool("sensor tables --json").Json();
+  ASSERT_FALSE(tables.empty());
+  for (const auto& table : tables) {
+    EXPECT_THAT(guide, HasSubstr("| `" + table["header"].get<std::string>() + "` | `" +
+                                 table["table"].get<std::string>() + "` |"));
+  }
+}
+
+TEST(Verbose, ShowsTheLibrarysTextsOnTheErrorStream) {
+  const ToolResult result = RunTool("led green --virtual K3610 -v --json");
+  EXPECT_THAT(result.err, HasSubstr("library: 273 init successful"));
+  EXPECT_FALSE(result.Json().is_discarded());
+}
+
+TEST(Board, IsTakenFromTheEnvironment) {
+  const ToolResult result = ToolRun("info --json").With("TESSALINE_BOARD", "K4010").Run();
+  EXPECT_EQ(result.Json()["fpga"]["series"], 25) << result.err;
+}
+
+// --- Rehearsals ----------------------------------------------------------------------------
+
+class DryRun : public ::testing::TestWithParam<const char*> {};
+
+TEST_P(DryRun, SaysSoAndWritesNothing) {
+  const Directory directory;
+  const std::string transcript = directory / "transcript.txt";
+  WriteFile(directory / "content.bin", "abc");
+  std::string arguments = GetParam();
+  if (const auto at = arguments.find('@'); at != std::string::npos) {
+    arguments.replace(at, 1, directory.path());
+  }
+  const ToolResult result = ToolRun(arguments + " --dry-run --virtual K3610")
+                                .With("TESSALINE_BOARD_TRANSCRIPT", transcript)
+                                .Run();
+  EXPECT_EQ(result.status, 0) << result.err;
+  EXPECT_THAT(result.out, HasSubstr("--dry-run"));
+  EXPECT_THAT(FileText(transcript), Not(HasSubstr("write")));
+  EXPECT_THAT(FileText(transcript), Not(HasSubstr("I2C_RDWR")));
+}
+
+INSTANTIATE_TEST_SUITE_P(Commands, DryRun,
+                         ::testing::Values("laser on", "led red", "power 10", "exposure 5",
+                                           "roi --full", "trigger --mode timer", "check", "watch",
+                                           "capture strips -n 1 -o @/x.csv",
+                                           "reg write EXP_TIME_1 7",
+                                           "reg write TRIGGER_CTRL.mode 1",
+                                           "eeprom load @/content.bin"));
+
+TEST(Setting, ReachesTheBoard) {
+  const Directory directory;
+  const std::string transcript = directory / "transcript.txt";
+  const ToolResult result = ToolRun("trigger --mode encoder --spacing 7 --virtual K3610")
+                                .With("TESSALINE_BOARD_TRANSCRIPT", transcript)
+                                .Run();
+  EXPECT_EQ(result.status, 0) << result.err;
+  EXPECT_THAT(FileText(transcript), HasSubstr("write IMAGE_BLOCK_1 TRI_SPACING = 0x00000007"));
+}
+
+TEST(Laser, GoesOnOnlyWhenAsked) {
+  const Directory directory;
+  const std::string transcript = directory / "transcript.txt";
+  const auto lines = [&](const std::string& arguments) {
+    ToolRun(arguments + " --virtual K3610").With("TESSALINE_BOARD_TRANSCRIPT", transcript).Run();
+    return FileText(transcript);
+  };
+  EXPECT_THAT(lines("laser on"), HasSubstr("gpio write gpio907/value 1"));
+  const std::string timed = lines("laser on --seconds 0.1");
+  EXPECT_GT(timed.rfind("gpio907/value 0"), timed.find("gpio907/value 1"));
+  EXPECT_THAT(lines("check"), Not(HasSubstr("gpio907/value 1")));
+}
+
+// --- Errors --------------------------------------------------------------------------------
+
+struct Mistake {
+  const char* name;
+  const char* arguments;
+  int status;
+  const char* says;  // and what next
+};
+
+std::ostream& operator<<(std::ostream& out, const Mistake& mistake) { return out << mistake.name; }
+
+class Mistaken : public ::testing::TestWithParam<Mistake> {};
+
+TEST_P(Mistaken, IsToldInOneLine) {
+  const Mistake& mistake = GetParam();
+  const ToolResult result = RunTool(mistake.arguments);
+  EXPECT_EQ(result.status, mistake.status);
+  EXPECT_EQ(result.out, "");
+  EXPECT_EQ(CountLines(result.err), 1) << result.err;
+  EXPECT_THAT(result.err, AllOf(StartsWith("tessaline"), HasSubstr(mistake.says)));
+}
+
+constexpr Mistake kMistakes[]{
+    {"NoCommand", "", kUsage, "tessaline --help"},
+    {"UnknownCommand", "frobnicate", kUsage, "--help"},
+    {"UnknownOption", "info --frob", kUsage, "see \"tessaline info --help\""},
+    {"NoModel", "info", kUsage, "--model CODE"},
+    {"UnknownModel", "info --model X1", kUsage, "\"tessaline models\" lists"},
+    {"UnknownBoard", "info --virtual X1", kUsage, "\"tessaline models\" lists"},
+    {"UnknownModelListed", "models X1", kUsage, "unknown model \"X1\""},
+    {"NoBoard", "info --model K3610", kUnreachable, "--virtual K3610"},
+    {"NoEeprom", "eeprom dump", kUnreachable, "--virtual K3610"},
+    {"OutsideTheMap", "reg read 0x43C1FFF0 --virtual K3610", kUsage, "reg list"},
+    {"NoSuchRegister", "reg read NONSENSE --virtual K3610", kUsage, "reg list"},
+    {"NearlyARegister", "reg read SPACING --virtual K3610", kUsage, "did you mean TRI_SPACING"},
+    {"NoSuchField", "reg read TRIGGER_CTRL.x --virtual K3610", kUsage, "its fields are mode"},
+    {"TwoRegisters", "reg read STREAM_SWITCH_CTRL --virtual K3610", kUsage, "IMAGE_BLOCK_4."},
+    {"TooLargeForTheField", "reg write TRIGGER_CTRL.mode 4 --virtual K3610", kUsage, "at most 3"},
+    {"NoNumber", "reg write EXP_TIME_1 many --virtual K3610", kUsage, "no 32-bit number"},
+    {"TooMuchPower", "power 101 --virtual K3610", kUsage, "range"},
+    {"RegionOfThreeNumbers", "roi 1 2 3 --virtual K3610", kUsage, "four numbers"},
+    {"RefusedRegion", "roi 1 0 1456 1088 --virtual K3610", kNegative, "was refused"},
+    {"NoSuchDump", "reg dump --diff /nonexistent/a /nonexistent/b --model K3610", 6, "cannot read"},
+    {"NoLimit", "capture strips -o /tmp/x.csv --virtual K3610", kUsage, "-n COUNT or -t SECONDS"},
+    {"NoFormat", "capture strips -n 1 -o /tmp/x.jpg --virtual K3610", kUsage, "csv, npy, ply"},
+    {"WrongFormat", "capture images -n 1 -o /tmp/x.ply --virtual K3610", kUsage, "npy, png, pgm"},
+    {"NoDirectory", "capture strips -n 1 -o /nonexistent/x.csv --virtual K3610", 6,
+     "make the directory first"},
+    {"NothingToTrace", "trace --virtual K3610", kUsage, "which sub-command"},
+};
+
+INSTANTIATE_TEST_SUITE_P(Mistakes, Mistaken, ::testing::ValuesIn(kMistakes),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+TEST(Device, ThatMayNotBeOpenedIsTold) {
+  const ToolResult result =
+      ToolRun("info --virtual K3610").With("TESSALINE_BOARD_FAULTS", "call fpga open EACCES").Run();
+  EXPECT_EQ(result.status, kNoPermission);
+  EXPECT_THAT(result.err, AllOf(HasSubstr("/dev/mem"), HasSubstr("run as root")));
+}
+
+TEST(Device, ThatDoesNotStartIsTold) {
+  const ToolResult result = ToolRun("led green --virtual K3610")
+                                .With("TESSALINE_BOARD_FAULTS", "call video1 open ENOENT")
+                                .Run();
+  EXPECT_EQ(result.status, kUnreachable);
+  EXPECT_THAT(result.err, HasSubstr("cannot open /dev/video1 (strips)"));
+}
+
+TEST(Faults, ThatMakeNoSenseEndTheProgram) {
+  const ToolResult result =
+      ToolRun("info --virtual K3610").With("TESSALINE_BOARD_FAULTS", "call fpga").Run();
+  EXPECT_EQ(result.status, 2);
+  EXPECT_THAT(result.err, HasSubstr("call DEVICE OPERATION ERRNO"));
+}
+
+TEST(Faults, ComeFromAFile) {
+  const Directory directory;
+  WriteFile(directory / "faults", "# none of this\nregister FPGA_VERSION 0x00160203\n");
+  const auto info = ToolRun("info --json --virtual K3610")
+                        .With("TESSALINE_BOARD_FAULTS", "@" + (directory / "faults"))
+                        .Run()
+                        .Json();
+  EXPECT_EQ(info["fpga"]["version"], 0x0203);
+}
+
+}  // namespace
+}  // namespace tessaline_test

@@ -1,0 +1,146 @@
+// Registers by name, dumps and how they differ, the EEPROM, and the trace.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "ToolRun.h"
+
+namespace tessaline_test {
+namespace {
+
+using ::testing::AllOf;
+using ::testing::HasSubstr;
+
+constexpr const char* kOnBoard = " --virtual K3610";
+
+TEST(Reg, FindsARegisterByNameAndAddress) {
+  for (const char* name : {"TRI_SPACING", "tri_spacing", "IMAGE_BLOCK_1.TRI_SPACING",
+                           "IMAGE_BLOCK_1+0x08", "0x43C10008", "0x43c10008"}) {
+    const auto read = RunTool(std::string("reg read --start --json ") + name + kOnBoard).Json();
+    ASSERT_EQ(read.size(), 1u) << name;
+    EXPECT_EQ(read[0]["name"], "TRI_SPACING");
+    EXPECT_EQ(read[0]["value"], 4000 * 50);
+  }
+}
+
+TEST(Reg, DecodesFields) {
+  const ToolResult result = RunTool(std::string("reg read TRIGGER_CTRL --start") + kOnBoard);
+  EXPECT_THAT(result.out, HasSubstr("mode 3, door_control 0"));
+  const auto one = RunTool(std::string("reg read TRIGGER_CTRL.mode --json --start") + kOnBoard);
+  EXPECT_EQ(one.Json()[0]["field_value"], 3);
+}
+
+// The word is split in another way there.
+TEST(Reg, DecodesTheTimingOfTheBoardsFamily) {
+  const auto timing = RunTool("reg read SENSOR_TIMING --start --json --virtual K4010").Json();
+  EXPECT_EQ(timing[0]["fields"], (nlohmann::json{{"t_ges", 28}, {"t_row", 7}}));
+  EXPECT_EQ(timing[0]["address"], 0xA000002Cu);
+}
+
+TEST(Reg, WritesAFieldAndLeavesTheOthers) {
+  const auto write =
+      RunTool(std::string("reg write TRIGGER_CTRL.delay_standard 1 --start --json") + kOnBoard);
+  EXPECT_EQ(write.Json()["before"], 3);
+  EXPECT_EQ(write.Json()["after"], 3 | 1 << 5);
+}
+
+TEST(Reg, ListsAllRegistersOfTheMap) {
+  const auto list = RunTool(std::string("reg list --json") + kOnBoard).Json();
+  EXPECT_GT(list.size(), 130u);
+  const ToolResult some = RunTool(std::string("reg list exp_time") + kOnBoard);
+  EXPECT_EQ(CountLines(some.out), 5);
+}
+
+class Dumps : public ::testing::TestWithParam<const char*> {};
+
+TEST_P(Dumps, AreComparedByName) {
+  const Directory directory;
+  const std::string before = directory / "before";
+  const std::string after = directory / "after";
+  const std::string form = GetParam();
+  ASSERT_EQ(RunTool("reg dump -o " + before + form + kOnBoard).status, 0);
+  ASSERT_EQ(ToolRun("reg dump -o " + after + form + kOnBoard)
+                .With("TESSALINE_BOARD_FAULTS", "register TRI_DELAY 17; register POLARITY 4")
+                .Run()
+                .status,
+            0);
+  EXPECT_EQ(RunTool("reg dump --model K3610 --diff " + before + " " + before).status, 0);
+
+  const ToolResult differ = RunTool("reg dump --model K3610 --diff " + before + " " + after);
+  EXPECT_EQ(differ.status, 1);
+  EXPECT_THAT(differ.out, AllOf(HasSubstr("IMAGE_BLOCK_3 TRI_DELAY\n  - 0x00000000  0\n"
+                                          "  + 0x00000011  17\n"),
+                                HasSubstr("laser_trigger 1")));
+}
+
+INSTANTIATE_TEST_SUITE_P(Forms, Dumps, ::testing::Values("", " --json"));
+
+TEST(Reg, RefusesAFileThatIsNoDump) {
+  const Directory directory;
+  WriteFile(directory / "poem", "Roses are red\n");
+  const std::string poem = directory / "poem";
+  const ToolResult result = RunTool("reg dump --model K3610 --diff " + poem + " " + poem);
+  EXPECT_EQ(result.status, 2);
+  EXPECT_THAT(result.err, HasSubstr("is no register dump"));
+}
+
+TEST(Reg, OverwritesNothing) {
+  const Directory directory;
+  WriteFile(directory / "dump", "mine");
+  const std::string arguments = "reg dump -o " + (directory / "dump") + kOnBoard;
+  const ToolResult refused = RunTool(arguments);
+  EXPECT_EQ(refused.status, 5);
+  EXPECT_THAT(refused.err, HasSubstr("--force"));
+  EXPECT_EQ(FileText(directory / "dump"), "mine");
+  EXPECT_EQ(RunTool(arguments + " --force").status, 0);
+  EXPECT_THAT(FileText(directory / "dump"), HasSubstr("TRI_SPACING"));
+}
+
+TEST(Eeprom, LoadsWhatWasDumpedAndVerifies) {
+  const Directory directory;
+  std::string content(512, '\0');
+  for (std::size_t i = 0; i < content.size(); ++i) content[i] = static_cast<char>(i * 7);
+  WriteFile(directory / "content.bin", content);
+  const std::string file = directory / "content.bin";
+  // The board of the command ends with it: what was loaded is compared at once.
+  EXPECT_EQ(RunTool("eeprom load " + file + kOnBoard).status, 0);
+  const auto verify = RunTool("eeprom verify --json " + file + kOnBoard);
+  EXPECT_EQ(verify.status, 1);
+  EXPECT_EQ(verify.Json()["differences"].size(), 510u);  // an erased one holds 0xFF
+  ASSERT_EQ(RunTool("eeprom dump -o " + (directory / "erased.bin") + kOnBoard).status, 0);
+  EXPECT_EQ(FileText(directory / "erased.bin"), std::string(512, '\xFF'));
+  EXPECT_EQ(RunTool("eeprom verify " + (directory / "erased.bin") + kOnBoard).status, 0);
+}
+
+TEST(Eeprom, ThatDoesNotAnswerIsTold) {
+  const ToolResult result = ToolRun(std::string("eeprom dump") + kOnBoard)
+                                .With("TESSALINE_BOARD_FAULTS", "absent eeprom")
+                                .Run();
+  EXPECT_EQ(result.status, 3);
+  EXPECT_EQ(CountLines(result.err), 1) << result.err;
+  EXPECT_THAT(result.err, HasSubstr("i2cdetect"));
+}
+
+TEST(Trace, ShowsTheTrafficByName) {
+  const ToolResult result = RunTool("trace --virtual K3610 trigger --mode encoder --spacing 10");
+  EXPECT_EQ(result.status, 0) << result.err;
+  EXPECT_THAT(result.out, HasSubstr("SetTriMode"));
+  EXPECT_THAT(result.out, HasSubstr("  write  0x43c10008  IMAGE_BLOCK_1 TRI_SPACING\n"));
+}
+
+TEST(Trace, HasOneObjectAsJson) {
+  const ToolResult result = RunTool("trace --summary --json --virtual K3610 info");
+  ASSERT_FALSE(result.Json().is_discarded()) << result.out;
+  EXPECT_GE(result.Json()["reads"], 10);
+  EXPECT_EQ(result.Json()["writes"], 0);
+}
+
+TEST(Trace, HasTheExitStatusOfWhatItTraces) {
+  const ToolResult result = RunTool("trace --virtual K3610 reg read NONSENSE");
+  EXPECT_EQ(result.status, 2);
+  EXPECT_THAT(result.err, HasSubstr("tessaline reg read: \"NONSENSE\""));
+}
+
+}  // namespace
+}  // namespace tessaline_test
