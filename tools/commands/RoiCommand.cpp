@@ -39,8 +39,10 @@ class RoiCommand : public Command {
     if (full_) region_ = {0, 0, model.family().width, model.height()};
     if (region_.size() != kNumbers) Refuse();
     Plan plan(session, "roi");
-    const auto [x, y, width, height] =
-        std::array<unsigned, kNumbers>{region_[0], region_[1], region_[2], region_[3]};
+    const unsigned x = region_[0];
+    const unsigned y = region_[1];
+    const unsigned width = region_[2];
+    const unsigned height = region_[3];
     plan.Add(fmt::format("SetROI1({}, {}, {}, {})", x, y, width, height),
              fmt::format("{} x {} pixels at column {}, row {}", width, height, x, y),
              [=] { return SetROI1(x, y, width, height) == 0; });
