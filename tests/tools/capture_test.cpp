@@ -341,6 +341,7 @@ TEST(CtrlC, SwitchesTheLaserOff) {
       .Run();
   const std::string events = FileText(transcript);
   ASSERT_NE(events.find("gpio907/value 1"), std::string::npos);
+  ASSERT_NE(events.find("gpio907/value 0"), std::string::npos);
   EXPECT_GT(events.rfind("gpio907/value 0"), events.rfind("gpio907/value 1"));
 }
 

@@ -129,6 +129,7 @@ TEST(Laser, GoesOnOnlyWhenAsked) {
   };
   EXPECT_THAT(lines("laser on"), HasSubstr("gpio write gpio907/value 1"));
   const std::string timed = lines("laser on --seconds 0.1");
+  ASSERT_THAT(timed, HasSubstr("gpio write gpio907/value 0"));
   EXPECT_GT(timed.rfind("gpio907/value 0"), timed.find("gpio907/value 1"));
   EXPECT_THAT(lines("check"), Not(HasSubstr("gpio907/value 1")));
 }
