@@ -1,0 +1,2 @@
+extern "C" int kernel_recorder_is_loaded;
+int kernel_recorder_is_loaded = 1;

@@ -1,0 +1,38 @@
+#include "support/Files.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <fstream>
+#include <iterator>
+
+#include "support/Measured.h"
+
+namespace kernel_test {
+
+std::string ReadFile(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+// A driver's attribute tells what it refuses in the result of the one write.
+bool WriteFile(const std::string& path, const std::string& text) {
+  const int fd = open(path.c_str(), O_WRONLY | O_TRUNC);
+  if (fd < 0) return false;
+  const ssize_t written = write(fd, text.data(), text.size());
+  close(fd);
+  return written == static_cast<ssize_t>(text.size());
+}
+
+std::string ReadLine(const std::string& path) {
+  std::string text = ReadFile(path);
+  while (!text.empty() && text.back() == '\n') text.pop_back();
+  return text;
+}
+
+void Measured(const std::string& what, double value, const std::string& unit) {
+  std::printf("measured %s: %.3g %s\n", what.c_str(), value, unit.c_str());
+}
+
+}  // namespace kernel_test

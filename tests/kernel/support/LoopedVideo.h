@@ -1,0 +1,53 @@
+#pragma once
+
+#include <linux/videodev2.h>
+
+#include <atomic>
+#include <cstddef>
+#include <functional>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace kernel_test {
+
+// A video output device of the kernel's test driver whose pixels come in at the
+// capture device of the same number: what stands in for the FPGA. Every frame goes out
+// with the device's own pace, until the object is gone.
+class LoopedVideo {
+ public:
+  using Fill = std::function<void(unsigned frame, std::byte* pixels, unsigned line_bytes)>;
+
+  // `number` 0 feeds /dev/video0, 1 /dev/video1, with frames of which the capturing
+  // side takes the upper left width x height pixels.
+  LoopedVideo(unsigned number, unsigned width, unsigned height);
+  ~LoopedVideo();
+  LoopedVideo(const LoopedVideo&) = delete;
+  LoopedVideo& operator=(const LoopedVideo&) = delete;
+
+  void Start(Fill fill);
+  unsigned Sent() const { return sent_; }
+  double FramesPerSecond() const { return frames_per_second_; }
+
+  // The capture device loses so many of a hundred frames; 100 leaves it silent.
+  static void LosePercent(unsigned number, int percent);
+
+ private:
+  struct Mapped {
+    std::byte* data;
+    std::size_t size;
+  };
+  v4l2_dv_timings ChooseTimings(unsigned width, unsigned height);
+  void SetUpCapture(unsigned number, v4l2_dv_timings timings);
+  void Feed(const Fill& fill);
+
+  int output_ = -1;
+  unsigned line_bytes_ = 0;
+  double frames_per_second_ = 0;
+  std::vector<Mapped> buffers_;
+  std::atomic<bool> running_{false};
+  std::atomic<unsigned> sent_{0};
+  std::thread feeder_;
+};
+
+}  // namespace kernel_test
