@@ -7,7 +7,8 @@ endif()
 set(kernel_checks_support ${CMAKE_SOURCE_DIR}/tests/kernel/support)
 file(GLOB support_sources CONFIGURE_DEPENDS ${kernel_checks_support}/*.cpp)
 add_library(kernel_checks_support OBJECT EXCLUDE_FROM_ALL ${support_sources})
-target_include_directories(kernel_checks_support PUBLIC ${CMAKE_SOURCE_DIR}/tests/kernel)
+target_include_directories(kernel_checks_support PUBLIC ${CMAKE_SOURCE_DIR}/tests/kernel
+  ${CMAKE_SOURCE_DIR}/include)
 target_link_libraries(kernel_checks_support PUBLIC tessaline_options GTest::gmock)
 # The checks' own code need not be fast; the library's file is the one that is shipped.
 set_target_properties(kernel_checks_support PROPERTIES INTERPROCEDURAL_OPTIMIZATION OFF)
@@ -23,10 +24,15 @@ endfunction()
 kernel_checks(api tessaline)
 kernel_checks(inner tessaline_objects)
 
+add_executable(kernel_bite EXCLUDE_FROM_ALL ${CMAKE_SOURCE_DIR}/tests/kernel/bite.cpp)
+target_link_libraries(kernel_bite PRIVATE tessaline_objects)
+set_target_properties(kernel_bite PROPERTIES INTERPROCEDURAL_OPTIMIZATION OFF)
+
 # Writes down what the library asks of the kernel.
 add_library(kernel_recorder SHARED EXCLUDE_FROM_ALL ${CMAKE_SOURCE_DIR}/tests/kernel/recorder/recorder.cpp)
 target_link_libraries(kernel_recorder PRIVATE tessaline_options ${CMAKE_DL_LIBS})
 target_include_directories(kernel_recorder PRIVATE ${CMAKE_SOURCE_DIR}/include)
 set_target_properties(kernel_recorder PROPERTIES INTERPROCEDURAL_OPTIMIZATION OFF)
 
-add_custom_target(kernel_board DEPENDS kernel_api_checks kernel_inner_checks kernel_recorder scan_demo)
+add_custom_target(kernel_board DEPENDS kernel_api_checks kernel_inner_checks kernel_bite
+  kernel_recorder scan_demo)

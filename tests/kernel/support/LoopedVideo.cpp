@@ -8,6 +8,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <climits>
 #include <stdexcept>
 
@@ -27,6 +28,10 @@ constexpr __u32 kOutputScaler = kDriver + 36;
 constexpr int kNoOsd = 2;
 
 constexpr unsigned kOutputBuffers = 4;
+
+// Of the driver's video modes.
+constexpr unsigned kWidest = 4096;
+constexpr unsigned kHighest = 2160;
 
 int Ask(int fd, unsigned long request, void* argument, const char* what) {
   const int result = ioctl(fd, request, argument);
@@ -50,7 +55,8 @@ void Control(int fd, __u32 id, int value) {
 
 LoopedVideo::LoopedVideo(unsigned number, unsigned width, unsigned height) {
   output_ = OpenNode(10 + number);
-  v4l2_dv_timings timings = ChooseTimings(width, height);
+  scaled_ = width > kWidest || height > kHighest;
+  v4l2_dv_timings timings = ChooseTimings(std::min(width, kWidest), std::min(height, kHighest));
   SetUpCapture(number, timings);
   Ask(output_, VIDIOC_S_DV_TIMINGS, &timings, "timings of the output");
   Control(output_, kOutputScaler, 0);
@@ -119,7 +125,7 @@ v4l2_dv_timings LoopedVideo::ChooseTimings(unsigned width, unsigned height) {
 void LoopedVideo::SetUpCapture(unsigned number, v4l2_dv_timings timings) {
   const int capture = OpenNode(number);
   Ask(capture, VIDIOC_S_DV_TIMINGS, &timings, "timings of the capture");
-  Control(capture, kCaptureScaler, 0);
+  Control(capture, kCaptureScaler, scaled_ ? 1 : 0);
   Control(capture, kCaptureCompose, 0);
   Control(capture, kCaptureCrop, 1);
   Control(capture, kLoop, 1);

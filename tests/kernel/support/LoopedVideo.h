@@ -27,6 +27,8 @@ class LoopedVideo {
 
   void Start(Fill fill);
   unsigned Sent() const { return sent_; }
+  // No video mode is so large: the capturing side sees a smaller frame enlarged.
+  bool IsScaled() const { return scaled_; }
   double FramesPerSecond() const { return frames_per_second_; }
 
   // The capture device loses so many of a hundred frames; 100 leaves it silent.
@@ -44,6 +46,7 @@ class LoopedVideo {
   int output_ = -1;
   unsigned line_bytes_ = 0;
   double frames_per_second_ = 0;
+  bool scaled_ = false;
   std::vector<Mapped> buffers_;
   std::atomic<bool> running_{false};
   std::atomic<unsigned> sent_{0};

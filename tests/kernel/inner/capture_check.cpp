@@ -1,0 +1,203 @@
+// Threads blocked in the kernel's VIDIOC_DQBUF, and how they end.
+#include <gtest/gtest.h>
+#include <linux/videodev2.h>
+#include <pthread.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstring>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "DeviceManager.h"
+#include "Devices/UdmaBuf.h"
+#include "Devices/V4l2Fd.h"
+#include "Devices/V4l2FdUserPtr.h"
+#include "Devices/V4l2FdUserPtrSync.h"
+#include "Runnable/RunnableObjectManager.h"
+#include "SystemSignalHandle.h"
+#include "support/Files.h"
+#include "support/FpgaFrames.h"
+#include "support/Measured.h"
+#include "tessaline/tessaline.h"
+
+namespace {
+
+using namespace kernel_test;
+using namespace VeltranoSDK;  // NOLINT(google-build-using-namespace)
+using Clock = std::chrono::steady_clock;
+
+double Since(Clock::time_point start) {
+  return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+// Both devices capture, and nothing comes: whoever dequeues is blocked.
+class Silence {
+ public:
+  Silence() : images_(0, 1456, 1089), strips_(1, 1024, 640) {
+    for (const unsigned number : {0u, 1u}) LoopedVideo::LosePercent(number, 100);
+  }
+
+ private:
+  LoopedVideo images_, strips_;
+};
+
+// Where the kernel says a thread of this process is.
+bool AThreadSleepsIn(pid_t process, const char* name, int count) {
+  int found = 0;
+  const std::string tasks = "/proc/" + std::to_string(process) + "/task/";
+  for (pid_t thread = process; thread < process + 40; ++thread) {
+    found += ReadFile(tasks + std::to_string(thread) + "/wchan").find(name) != std::string::npos;
+  }
+  return found >= count;
+}
+
+constexpr const char* kWaitsForABuffer = "vb2_core_dqbuf";
+
+template <typename Condition>
+bool Soon(Condition condition) {
+  const auto start = Clock::now();
+  while (!condition()) {
+    if (Since(start) > 20) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  return true;
+}
+
+TEST(BlockedInDqbuf, AThreadIsCancelledAHundredTimes) {
+  log_set_quiet(true);
+  const Silence silence;
+  GetLibVersion("K3610");
+  ASSERT_TRUE(DeviceManagerHolder::Instance()->Init());
+  double longest = 0;
+  for (int i = 0; i < 100; ++i) {
+    const auto stream = std::make_shared<CaptureStripStream>();
+    stream->Start();
+    stream->Detach();
+    if (!Soon([] { return AThreadSleepsIn(getpid(), kWaitsForABuffer, 1); })) {
+      FAIL() << "no thread is blocked: " << ReadFile("/proc/self/wchan");
+    }
+    const auto start = Clock::now();
+    ASSERT_TRUE(stream->Cancel());
+    ASSERT_TRUE(stream->WaitUntilGone(20000)) << "round " << i;
+    longest = std::max(longest, Since(start));
+    ASSERT_TRUE(stream->ReleaseResource());
+  }
+  Measured("end of a thread blocked in DQBUF, longest of 100", longest * 1000, "ms");
+  EXPECT_LT(longest, 1.0);
+}
+
+// As RegisterHardwareInit does it, less what it tells the sensor.
+[[noreturn]] void StartCapturing() {
+  GetLibVersion("K3610");
+  DeviceManagerHolder::Instance()->Init();
+  const auto* runnables = RunnableObjectManagerHolder::Instance();
+  runnables->video_->Start();
+  runnables->strip_->Start();
+  runnables->video_->Detach();
+  runnables->strip_->Detach();
+  struct sigaction action {};
+  action.sa_handler = SystemSignalHandle;
+  sigaction(SIGINT, &action, nullptr);
+  for (;;) pause();
+}
+
+TEST(BlockedInDqbuf, SigintEndsTheProcessAHundredTimes) {
+  log_set_quiet(true);
+  const Silence silence;
+  std::vector<double> seconds;
+  for (int i = 0; i < 100; ++i) {
+    const pid_t child = fork();
+    if (child == 0) StartCapturing();
+    ASSERT_TRUE(Soon([=] { return AThreadSleepsIn(child, kWaitsForABuffer, 2); })) << "round " << i;
+    const auto start = Clock::now();
+    kill(child, SIGINT);
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    seconds.push_back(Since(start));
+    ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "status " << status;
+  }
+  std::ranges::sort(seconds);
+  Measured("SIGINT to the end of the process, median of 100", seconds[50] * 1000, "ms");
+  Measured("SIGINT to the end of the process, longest of 100", seconds.back() * 1000, "ms");
+  EXPECT_LT(seconds.back(), 1.0);
+}
+
+template <typename Device>
+class Flavour : public ::testing::Test {};
+using Flavours =
+    ::testing::Types<DevFOps::V4l2Fd, DevFOps::V4l2FdUserPtr, DevFOps::V4l2FdUserPtrSync>;
+TYPED_TEST_SUITE(Flavour, Flavours);
+
+// Strips of 1024 x 640 in memory of the driver and in a DMA area.
+TYPED_TEST(Flavour, CapturesEveryByte) {
+  log_set_quiet(true);
+  constexpr unsigned kStrips = 4, kPoints = 900, kFrames = 60;
+  LoopedVideo video(1, kK3610.strip_width, kK3610.strip_height);
+  frames::SendStrips(video, kK3610, kStrips, kPoints);
+  const auto expected = frames::Strips(kStrips, kPoints);
+  const std::size_t strip_bytes = expected.size() / kStrips;
+  const std::size_t end = std::size_t{kK3610.strip_width} * kK3610.strip_height;
+
+  TypeParam device;
+  ASSERT_TRUE(device.Open("/dev/video1"));
+  ASSERT_TRUE(device.SetFmt(kK3610.strip_width, kK3610.strip_height));
+  ASSERT_TRUE(device.ReqBufs(18));
+  ASSERT_TRUE(device.StreamOn());
+  const auto start = Clock::now();
+  unsigned filled = 0;
+  for (unsigned frame = 0; frame < kFrames; ++frame) {
+    std::byte* data = device.DqBuf();
+    ASSERT_NE(data, nullptr);
+    std::uint64_t count;
+    std::memcpy(&count, data + end - sizeof count, sizeof count);
+    if (count != 0) {
+      ++filled;
+      EXPECT_EQ(count, kStrips);
+      for (unsigned strip = 0; strip < kStrips; ++strip) {
+        const std::size_t at = strip * strip_bytes + sizeof(frames::StripHeader);
+        EXPECT_EQ(std::memcmp(data + at, expected.data() + at,
+                              strip_bytes - sizeof(frames::StripHeader)),
+                  0);
+      }
+    }
+    ASSERT_TRUE(device.QBuf());
+  }
+  Measured("frames of 1024 x 640", kFrames / Since(start), "per second");
+  EXPECT_GT(filled, kFrames / 2);
+  unsigned index = 99;
+  ASSERT_NE(device.DqBuf(index), nullptr);
+  EXPECT_LT(index, 18u);
+  EXPECT_FALSE(device.SetFmt(640, 480)) << "while streaming";
+  EXPECT_TRUE(device.QBuf(index));
+  EXPECT_FALSE(device.QBuf(index)) << "queued already";
+  EXPECT_TRUE(device.StreamOff());
+  EXPECT_TRUE(device.Close());
+}
+
+TEST(DmaArea, IsSynchronisedThroughTheDriversAttributes) {
+  log_set_quiet(true);
+  const std::string attributes = "/sys/class/u-dma-buf/udmabuf0/";
+  UdmaBuf area(0, 4 << 20);
+  ASSERT_TRUE(area.IsMapped());
+  const auto number = [&](const char* name) { return std::stoul(ReadLine(attributes + name)); };
+  const auto for_cpu = number("sync_for_cpu");
+  const auto for_device = number("sync_for_device");
+  area.Sync(4096, 8192, UdmaBuf::kFromDevice);
+  EXPECT_EQ(number("sync_offset"), 8192u);
+  EXPECT_EQ(number("sync_size"), 4096u);
+  EXPECT_EQ(number("sync_direction"), 2u);
+  EXPECT_EQ(number("sync_for_cpu"), for_cpu + 1);
+  EXPECT_EQ(number("sync_for_device"), for_device);
+  area.Sync(8, 4088, UdmaBuf::kToDevice);
+  EXPECT_EQ(number("sync_for_cpu"), for_cpu + 1);
+  EXPECT_EQ(number("sync_for_device"), for_device + 1);
+  area.SetSyncMode(2);
+  EXPECT_EQ(number("sync_mode"), 2u);
+}
+
+}  // namespace

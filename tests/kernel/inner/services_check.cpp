@@ -1,0 +1,94 @@
+// Temperature channel and watchdog.
+#include <errno.h>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <linux/watchdog.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <string>
+#include <thread>
+
+#include "Devices/WatchdogTimer.h"
+#include "Devices/ZynqTemp.h"
+#include "Devices/ZynqmpTemp.h"
+#include "Runnable/WatchDogThread.h"
+#include "support/Files.h"
+#include "tessaline/log.h"
+
+namespace {
+
+using namespace kernel_test;
+using namespace VeltranoSDK;  // NOLINT(google-build-using-namespace)
+
+class Temperature : public ::testing::Test {
+ protected:
+  Temperature() { log_set_quiet(true); }
+  ~Temperature() override { EXPECT_EQ(std::system("rmmod board_adc"), 0); }
+  static void Load(const char* parameters) {
+    ASSERT_EQ(std::system((std::string("modprobe board_adc ") + parameters).c_str()), 0);
+  }
+};
+
+TEST_F(Temperature, Zynq) {
+  Load("zynqmp=0 raw=2500");
+  EXPECT_NEAR(ZynqTemp().GetTemp(), 34.4519, 0.001);
+  WriteFile("/sys/module/board_adc/parameters/raw", "2600");
+  EXPECT_NEAR(ZynqTemp().GetTemp(), 2600 * 503.975 / 4096 - 273.15, 0.001);
+}
+
+TEST_F(Temperature, ZynqMp) {
+  Load("zynqmp=1 raw=40000");
+  EXPECT_NEAR(ZynqmpTemp().GetTemp(), 30.6306, 0.001);
+}
+
+// Of the kernel's software watchdog. A closed descriptor leaves it running, unless the
+// letter V was written to it; the library's is found among the open ones.
+void LetTheWatchdogBeStopped() {
+  for (int fd = 3; fd < 64; ++fd) {
+    char target[32] = {};
+    const std::string link = "/proc/self/fd/" + std::to_string(fd);
+    if (readlink(link.c_str(), target, sizeof target - 1) <= 0) continue;
+    if (std::string(target) != "/dev/watchdog") continue;
+    EXPECT_EQ(write(fd, "V", 1), 1);
+    close(fd);
+  }
+}
+
+class Watchdog : public ::testing::Test {
+ protected:
+  static constexpr const char* kAttributes = "/sys/class/watchdog/watchdog0/";
+  Watchdog() { log_set_quiet(true); }
+  ~Watchdog() override { LetTheWatchdogBeStopped(); }
+  static std::string Attribute(const char* name) { return ReadLine(std::string(kAttributes) + name); }
+};
+
+TEST_F(Watchdog, IsArmedAndFed) {
+  {
+    WatchdogTimer timer(30, 2);
+    ASSERT_TRUE(timer.Start());
+    EXPECT_EQ(Attribute("state"), "active");
+    EXPECT_EQ(Attribute("timeout"), "30");
+    std::this_thread::sleep_for(std::chrono::milliseconds(2500));
+    EXPECT_LE(std::stoi(Attribute("timeleft")), 28);
+    EXPECT_TRUE(timer.Feed());
+    EXPECT_GE(std::stoi(Attribute("timeleft")), 29);
+    WatchdogTimer second(30, 2);
+    EXPECT_FALSE(second.Start());
+    EXPECT_EQ(errno, EBUSY);
+    EXPECT_FALSE(second.Feed());
+  }
+}
+
+TEST_F(Watchdog, ItsThreadFeedsItEveryTwoSeconds) {
+  const auto thread = std::make_shared<WatchDogThread>();
+  thread->Start();
+  thread->Detach();
+  std::this_thread::sleep_for(std::chrono::milliseconds(3500));
+  EXPECT_EQ(Attribute("state"), "active");
+  EXPECT_GE(std::stoi(Attribute("timeleft")), 27);
+  thread->Cancel();
+}
+
+}  // namespace
