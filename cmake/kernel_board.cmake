@@ -22,11 +22,14 @@ endfunction()
 
 # Through the exported interface, and of the inner classes, which no product uses all of.
 kernel_checks(api tessaline)
+target_include_directories(kernel_api_checks PRIVATE ${CMAKE_SOURCE_DIR}/tests)
 kernel_checks(inner tessaline_objects)
 
+add_executable(kernel_start EXCLUDE_FROM_ALL ${CMAKE_SOURCE_DIR}/tests/kernel/start.cpp)
+target_link_libraries(kernel_start PRIVATE tessaline_options tessaline)
 add_executable(kernel_bite EXCLUDE_FROM_ALL ${CMAKE_SOURCE_DIR}/tests/kernel/bite.cpp)
 target_link_libraries(kernel_bite PRIVATE tessaline_objects)
-set_target_properties(kernel_bite PROPERTIES INTERPROCEDURAL_OPTIMIZATION OFF)
+set_target_properties(kernel_start kernel_bite PROPERTIES INTERPROCEDURAL_OPTIMIZATION OFF)
 
 # Writes down what the library asks of the kernel.
 add_library(kernel_recorder SHARED EXCLUDE_FROM_ALL ${CMAKE_SOURCE_DIR}/tests/kernel/recorder/recorder.cpp)
@@ -35,4 +38,4 @@ target_include_directories(kernel_recorder PRIVATE ${CMAKE_SOURCE_DIR}/include)
 set_target_properties(kernel_recorder PROPERTIES INTERPROCEDURAL_OPTIMIZATION OFF)
 
 add_custom_target(kernel_board DEPENDS kernel_api_checks kernel_inner_checks kernel_bite
-  kernel_recorder scan_demo)
+  kernel_start kernel_recorder scan_demo)

@@ -10,6 +10,7 @@
 
 #include "api/SelfTestImage.h"
 #include "support/BoardFixture.h"
+#include "support/StartUpSections.h"
 #include "tessaline/tessaline.h"
 
 namespace {
@@ -18,36 +19,6 @@ using tessaline_test::BoardFixture;
 using tessaline_test::SelfTestImage;
 
 void OnImage(unsigned, unsigned, void*) { SelfTestImage::Handled(); }
-
-// Three threads are at work. The starting thread's events are in order among
-// themselves, and so are those of each capture thread; they are compared apart. How
-// often the starting thread polls for the other two is nobody's business, nor how many
-// images the self-test sees.
-class Sections {
- public:
-  void Add(const std::string& event) {
-    if (event == tessaline_test::Slept(10)) return;
-    if (event.starts_with("video0 ")) {
-      const bool frame = event.find("_DQBUF") != std::string::npos ||
-                         (images_streaming_ && event.find("_QBUF") != std::string::npos);
-      if (!frame) image_thread_ += event + '\n';
-      if (event.find("_STREAMON") != std::string::npos) images_streaming_ = true;
-    } else if (event.starts_with("video1 ") || event.starts_with("udmabuf0 ")) {
-      strip_thread_ += event + '\n';
-    } else {
-      starting_thread_ += event + '\n';
-    }
-  }
-
-  std::string Text() const {
-    return "# starting thread\n" + starting_thread_ + "# image thread\n" + image_thread_ +
-           "# strip thread\n" + strip_thread_;
-  }
-
- private:
-  std::string starting_thread_, image_thread_, strip_thread_;
-  bool images_streaming_ = false;
-};
 
 class Golden : public BoardFixture, public ::testing::WithParamInterface<const char*> {
  protected:
@@ -60,7 +31,7 @@ class Golden : public BoardFixture, public ::testing::WithParamInterface<const c
     RegisterEventHandler(TESSALINE_EVENT_IMAGE, reinterpret_cast<tessaline_event_handler>(OnImage));
     const SelfTestImage tried_out(model);
     EXPECT_EQ(RegisterHardwareInit(), 0);
-    Sections sections;
+    tessaline_test::StartUpSections sections;
     for (const std::string& event : Events()) sections.Add(event);
     return sections.Text();
   }

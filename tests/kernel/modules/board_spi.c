@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-2.0
 // Two SPI buses with an image sensor each, as far as software can tell. Bus 0 has the
 // e2v Flash 4K; bus 1 the GMAX2509 or, with chip=1, the GSPRINT6502BSI. Registers keep
-// what is written; the e2v reports its clock locked and is never busy.
+// what is written; the e2v takes a few looks at its status for whatever it is told to do.
 #include <linux/debugfs.h>
 #include <linux/module.h>
 #include <linux/platform_device.h>
@@ -10,13 +10,19 @@
 
 #define BUSES 2
 #define REGISTER_BYTES 0x10000
+#define LOCK_LOOKS 4
+#define OTHER_LOOKS 3
 
 // Of the first byte.
 enum { E2V_READ = 0x02, E2V_WRITE = 0x42, E2V_PAGE = 0x60, E2V_PAGES = 0x40, E2V_WORDS = 0x200 };
-enum { E2V_STATUS_READY = 0xE0, E2V_IDENTIFICATION_HIGH = 0x2030, E2V_IDENTIFICATION_LOW = 0x25F9 };
+enum { E2V_UPDATE_REGISTERS = 0x81, E2V_UPDATE_AREA = 0x82, E2V_PLL = 0x08, E2V_SLICES = 0x63 };
+enum { E2V_AREA_BUSY = 0x01, E2V_REGISTERS_BUSY = 0x10, E2V_LOCKED = 0x60, E2V_SLICES_READY = 0x80 };
+enum { E2V_IDENTIFICATION_HIGH = 0x2030, E2V_IDENTIFICATION_LOW = 0x25F9 };
 
 static unsigned int chip;
-module_param(chip, uint, 0644);
+static int change_chip(const char *text, const struct kernel_param *parameter);
+static const struct kernel_param_ops chip_operations = {.set = change_chip, .get = param_get_uint};
+module_param_cb(chip, &chip_operations, &chip, 0644);
 MODULE_PARM_DESC(chip, "on bus 1: 0 GMAX2509, 1 GSPRINT6502BSI");
 
 static struct platform_device *parents[BUSES];
@@ -26,6 +32,13 @@ static struct dentry *debug_directory;
 static u8 *registers[BUSES];
 static struct debugfs_blob_wrapper blobs[BUSES];
 static u8 e2v_page;
+
+// What comes true after so many looks at the status; 0 looks: it is not on its way.
+struct settling {
+	unsigned int looks;
+	bool settled;
+};
+static struct settling e2v_pll, e2v_slices, e2v_update, e2v_area;
 static u32 fail_count;
 static u32 transfers;
 
@@ -34,12 +47,51 @@ static u16 *e2v_word(unsigned int address)
 	return (u16 *)registers[0] + (e2v_page % E2V_PAGES) * E2V_WORDS + address % E2V_WORDS;
 }
 
+static void begin(struct settling *condition, unsigned int looks)
+{
+	condition->looks = looks;
+	condition->settled = false;
+}
+
+static void look(struct settling *condition)
+{
+	if (condition->looks > 0 && --condition->looks == 0)
+		condition->settled = true;
+}
+
+static u16 e2v_status(void)
+{
+	look(&e2v_pll);
+	look(&e2v_slices);
+	look(&e2v_update);
+	look(&e2v_area);
+	return (e2v_area.looks ? E2V_AREA_BUSY : 0) | (e2v_update.looks ? E2V_REGISTERS_BUSY : 0) |
+	       (e2v_pll.settled ? E2V_LOCKED : 0) | (e2v_slices.settled ? E2V_SLICES_READY : 0);
+}
+
+static void e2v_write(unsigned int address, u16 value)
+{
+	u16 before = *e2v_word(address);
+
+	*e2v_word(address) = value;
+	if (e2v_page != 0)
+		return;
+	if (address == E2V_PLL && (value & 3) == 3 && (before & 3) != 3)
+		begin(&e2v_pll, LOCK_LOOKS);
+	else if (address == E2V_PLL && (value & 3) != 3)
+		begin(&e2v_pll, 0);
+	else if (address == E2V_SLICES && (value & 1) && !(before & 1))
+		begin(&e2v_slices, OTHER_LOOKS);
+	else if (address == E2V_SLICES && !(value & 1))
+		begin(&e2v_slices, 0);
+}
+
 static u16 e2v_read(unsigned int address)
 {
 	if (e2v_page == 0) {
 		switch (address) {
 		case 0:
-			return E2V_STATUS_READY;
+			return e2v_status();
 		case 1:
 			return E2V_IDENTIFICATION_HIGH;
 		case 2:
@@ -53,21 +105,29 @@ static void e2v(const u8 *tx, u8 *rx, unsigned int length)
 {
 	unsigned int address = length >= 3 ? tx[1] << 8 | tx[2] : 0;
 	unsigned int i;
+	u16 value;
 
 	switch (tx[0]) {
 	case E2V_READ:
 		for (i = 4; i + 1 < length; i += 2, address++) {
-			rx[i] = e2v_read(address) >> 8;
-			rx[i + 1] = e2v_read(address);
+			value = e2v_read(address);
+			rx[i] = value >> 8;
+			rx[i + 1] = value;
 		}
 		break;
 	case E2V_WRITE:
 		for (i = 3; i + 1 < length; i += 2, address++)
-			*e2v_word(address) = tx[i] << 8 | tx[i + 1];
+			e2v_write(address, tx[i] << 8 | tx[i + 1]);
 		break;
 	case E2V_PAGE:
 		if (length > 1)
 			e2v_page = tx[1];
+		break;
+	case E2V_UPDATE_REGISTERS:
+		begin(&e2v_update, OTHER_LOOKS);
+		break;
+	case E2V_UPDATE_AREA:
+		begin(&e2v_area, OTHER_LOOKS);
 		break;
 	}
 }
@@ -127,6 +187,22 @@ static int transfer_one(struct spi_controller *controller, struct spi_device *de
 	if (transfer->rx_buf)
 		memcpy(transfer->rx_buf, answer, transfer->len);
 	kfree(answer);
+	return 0;
+}
+
+// Both buses' chips are new ones then.
+static int change_chip(const char *text, const struct kernel_param *parameter)
+{
+	int i, result = param_set_uint(text, parameter);
+
+	if (result)
+		return result;
+	for (i = 0; i < BUSES; i++)
+		if (registers[i])
+			memset(registers[i], 0, REGISTER_BYTES);
+	e2v_page = 0;
+	begin(&e2v_pll, 0);
+	begin(&e2v_slices, 0);
 	return 0;
 }
 

@@ -1,0 +1,121 @@
+// The start-up of every product on the kernel, compared with what the virtual board wrote
+// down of it (tests/golden). What differs and why is below, and in docs/kernel-board.md.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <regex>
+#include <sstream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "support/Files.h"
+#include "support/StartUpSections.h"
+#include "support/Started.h"
+#include "tessaline/register_map.h"
+
+namespace {
+
+using namespace kernel_test;
+namespace fpga = VeltranoSDK::fpga;
+
+void SetRegister(fpga::Block block, fpga::RegionBases family, unsigned offset, std::uint32_t value) {
+  static const int memory = open("/dev/mem", O_RDWR | O_SYNC);
+  void* page =
+      mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_SHARED, memory, fpga::BaseAddress(block, family));
+  ASSERT_NE(page, MAP_FAILED);
+  static_cast<volatile std::uint32_t*>(page)[offset / 4] = value;
+  munmap(page, 4096);
+}
+
+// The FPGA's power-up values, in memory that has none of its own.
+void PowerUp() {
+  constexpr unsigned kWords = 64;
+  const std::pair<fpga::Register, std::uint32_t> values[] = {
+      {fpga::EXP_TIME_1, 100}, {fpga::EXP_TIME_2, 100},      {fpga::EXP_TIME_3, 100},
+      {fpga::EXP_TIME_4, 100}, {fpga::EXP_TIME_5, 100},      {fpga::EXPOSURE_NUM, 1},
+      {fpga::RIS_THRESHOLD, 30}, {fpga::STRIP_WIDTH_MIN, 1}, {fpga::STRIP_WIDTH_MAX, 128},
+  };
+  for (const auto& family : {fpga::kZynqRegions, fpga::kZynqMpRegions}) {
+    for (unsigned block = 0; block + 1 < fpga::kBlockCount; ++block) {
+      for (unsigned word = 0; word < kWords; ++word) {
+        SetRegister(static_cast<fpga::Block>(block), family, 4 * word, 0);
+      }
+    }
+    for (const auto& [reg, value] : values) SetRegister(reg.block, family, reg.offset, value);
+  }
+}
+
+// What is no matter of the kernel: what the chips on the buses answer, and whether the
+// sensor boards' GPIO numbers above 511 exist. Both sides are put like this.
+std::string Comparable(std::string line) {
+  static const std::regex i2c_answer("(; r 0x[0-9a-f]+)( [0-9a-f]{2})+");
+  static const std::regex spi_answer("( rx)( [0-9a-f]{2})+");
+  line = std::regex_replace(line, i2c_answer, "$1 ..");
+  line = std::regex_replace(line, spi_answer, "$1 ..");
+  return line;
+}
+
+bool IsCompared(const std::string& line, bool has_lines) {
+  return has_lines || !line.starts_with("gpio ");
+}
+
+std::vector<std::string> Lines(const std::string& text, bool has_lines) {
+  std::istringstream stream(text);
+  std::vector<std::string> lines;
+  for (std::string line; std::getline(stream, line);) {
+    if (IsCompared(line, has_lines)) lines.push_back(Comparable(line));
+  }
+  return lines;
+}
+
+std::string Recorded(const char* model) {
+  const std::string file = std::string("/share/transcript_") + model + ".txt";
+  const pid_t child = fork();
+  if (child == 0) {
+    setenv("LD_PRELOAD", "/lib/libkernel_recorder.so", 1);
+    setenv("RECORDER_FILE", file.c_str(), 1);
+    execl("/checks/kernel_start", "kernel_start", model, nullptr);
+    _exit(127);
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+  std::istringstream stream(ReadFile(file));
+  tessaline_test::StartUpSections sections;
+  for (std::string line; std::getline(stream, line);) sections.Add(line);
+  WriteFile(file, sections.Text());
+  return sections.Text();
+}
+
+class Transcript : public ::testing::TestWithParam<Product> {};
+
+TEST_P(Transcript, IsThatOfTheVirtualBoard) {
+  const Product& product = GetParam();
+  const bool has_lines = std::string_view(product.model).starts_with("K40");
+  PowerUp();
+  PutOnSpiBus1(product.model);
+  Frames fed(product);
+  const auto actual = Lines(Recorded(product.model), has_lines);
+  const auto expected =
+      Lines(ReadFile(std::string("/golden/startup_") + product.model + ".txt"), has_lines);
+  ASSERT_FALSE(expected.empty());
+  EXPECT_EQ(actual.size(), expected.size());
+  unsigned differences = 0;
+  for (std::size_t i = 0; i < std::min(actual.size(), expected.size()); ++i) {
+    if (actual[i] == expected[i]) continue;
+    ADD_FAILURE() << "line " << i << "\n    board  " << expected[i] << "\n    kernel " << actual[i];
+    if (++differences == 8) break;
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(StartUp, Transcript,
+                         ::testing::Values(kK3610, kK3710, kK3810, kK3820, kK3920, kK4010),
+                         [](const auto& row) { return std::string(row.param.model); });
+
+}  // namespace
