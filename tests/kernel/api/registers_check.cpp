@@ -41,38 +41,27 @@ class Memory {
   void* page_;
 };
 
-class EveryBlock : public ::testing::TestWithParam<std::uint32_t> {};
+class EveryBlock : public ::testing::TestWithParam<RegionBases> {};
 
 TEST_P(EveryBlock, KeepsWhatIsWritten) {
   log_set_quiet(true);
-  const std::uint32_t base = GetParam();
-  const Memory memory(base);
-  ASSERT_TRUE(memory.IsThere());
-  for (unsigned word = 0; word < 0x20; ++word) {
-    const std::uint32_t value = base ^ (word * 0x01010101u);
-    EXPECT_EQ(fpga_write_addr(base, word, value), 0u);
-    EXPECT_EQ(memory[word], value) << "word " << word;
-    memory[word] = ~value;
-    EXPECT_EQ(fpga_read_addr(base, word), ~value) << "word " << word;
-    memory[word] = 0;
-  }
-}
-
-std::vector<std::uint32_t> Bases() {
-  std::vector<std::uint32_t> bases;
-  for (const RegionBases& family : {kZynqRegions, kZynqMpRegions}) {
-    for (unsigned block = 0; block + 1 < kBlockCount; ++block) {
-      bases.push_back(BaseAddress(static_cast<Block>(block), family));
+  for (unsigned block = 0; block + 1 < kBlockCount; ++block) {
+    const std::uint32_t base = BaseAddress(static_cast<Block>(block), GetParam());
+    const Memory memory(base);
+    ASSERT_TRUE(memory.IsThere());
+    for (unsigned word = 0; word < 0x20; ++word) {
+      const std::uint32_t value = base ^ (word * 0x01010101u);
+      EXPECT_EQ(fpga_write_addr(base, word, value), 0u);
+      EXPECT_EQ(memory[word], value) << std::hex << base << " word " << word;
+      memory[word] = ~value;
+      EXPECT_EQ(fpga_read_addr(base, word), ~value) << std::hex << base << " word " << word;
+      memory[word] = 0;
     }
   }
-  return bases;
 }
 
-INSTANTIATE_TEST_SUITE_P(Registers, EveryBlock, ::testing::ValuesIn(Bases()), [](const auto& row) {
-  char name[16];
-  snprintf(name, sizeof name, "%08X", row.param);
-  return std::string(name);
-});
+INSTANTIATE_TEST_SUITE_P(Registers, EveryBlock, ::testing::Values(kZynqRegions, kZynqMpRegions),
+                         [](const auto& row) { return row.index == 0 ? "Zynq" : "ZynqMp"; });
 
 TEST(Registers, OrdinaryMemoryIsRefused) {
   log_set_quiet(true);
@@ -130,7 +119,7 @@ TEST(Registers, LeaveNoDescriptorAndNoMapping) {
   const int before = mappings();
   const int descriptor = dup(0);
   close(descriptor);
-  for (int i = 0; i < 1000; ++i) fpga_read_addr(kZynqMpRegions.image, 0);
+  for (int i = 0; i < 300; ++i) fpga_read_addr(kZynqMpRegions.image, 0);
   EXPECT_EQ(mappings(), before);
   EXPECT_EQ(dup(0), descriptor);
 }

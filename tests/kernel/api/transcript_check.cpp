@@ -65,11 +65,21 @@ bool IsCompared(const std::string& line, bool has_lines) {
   return has_lines || !line.starts_with("gpio ");
 }
 
-std::vector<std::string> Lines(const std::string& text, bool has_lines) {
+// The IMX252's self-test triggers an image, waits 10 ms for it and tries again when none
+// has come: what follows depends on how fast the machine is. It is the last of the
+// sensor's steps.
+constexpr const char* kSelfTestWaits = "sleep 10000";
+
+std::vector<std::string> Lines(const std::string& text, const Product& product) {
+  const std::string_view model = product.model;
+  const bool has_lines = model.starts_with("K40");
+  bool in_self_test = false;
   std::istringstream stream(text);
   std::vector<std::string> lines;
   for (std::string line; std::getline(stream, line);) {
-    if (IsCompared(line, has_lines)) lines.push_back(Comparable(line));
+    if (line.starts_with("# ")) in_self_test = false;
+    if (IsCompared(line, has_lines) && !in_self_test) lines.push_back(Comparable(line));
+    in_self_test = in_self_test || (model.starts_with("K37") && line == kSelfTestWaits);
   }
   return lines;
 }
@@ -97,13 +107,12 @@ class Transcript : public ::testing::TestWithParam<Product> {};
 
 TEST_P(Transcript, IsThatOfTheVirtualBoard) {
   const Product& product = GetParam();
-  const bool has_lines = std::string_view(product.model).starts_with("K40");
   PowerUp();
   PutOnSpiBus1(product.model);
   Frames fed(product);
-  const auto actual = Lines(Recorded(product.model), has_lines);
+  const auto actual = Lines(Recorded(product.model), product);
   const auto expected =
-      Lines(ReadFile(std::string("/golden/startup_") + product.model + ".txt"), has_lines);
+      Lines(ReadFile(std::string("/golden/startup_") + product.model + ".txt"), product);
   ASSERT_FALSE(expected.empty());
   EXPECT_EQ(actual.size(), expected.size());
   unsigned differences = 0;
