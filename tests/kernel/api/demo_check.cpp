@@ -3,6 +3,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdio>
+
 #include "support/Files.h"
 #include "support/Started.h"
 
@@ -14,6 +16,7 @@ TEST(Demo, ScansAndWritesItsPictures) {
   Frames fed(kK3610);
   const pid_t child = fork();
   if (child == 0) {
+    std::freopen("/share/demo.txt", "w", stdout);
     execl("/checks/scan_demo", "scan_demo", "--model", "K3610", "--profiles", "60", "--output",
           "/share", nullptr);
     _exit(127);

@@ -37,8 +37,8 @@ TEST_P(EepromSize, IsStoredAndReadBack) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Eeprom, EepromSize,
-                         ::testing::Values(1, 15, 16, 17, 32, 240, 255, 256, 257, 271, 272, 273, 300,
-                                           496, 511, 512));
+                         ::testing::Values(1, 15, 16, 17, 32, 240, 255, 256, 257, 271, 272, 273,
+                                           300, 496, 511, 512));
 
 TEST(Eeprom, SizesOutsideAreRefusedWithoutATransfer) {
   unsigned char bytes[513] = {};

@@ -96,8 +96,7 @@ std::vector<double> Fire(const char* number, std::atomic<unsigned>& count,
       ADD_FAILURE() << "interrupt " << i << " was not told";
       break;
     }
-    microseconds.push_back(
-        std::chrono::duration<double, std::micro>(last.load() - start).count());
+    microseconds.push_back(std::chrono::duration<double, std::micro>(last.load() - start).count());
     // The handler has returned, the thread has yet to unmask the interrupt.
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
     EXPECT_EQ(count, before + 1) << "told twice";
@@ -153,7 +152,8 @@ TEST_F(Started, NotifiersBlockedInAReadAreSwitchedOffAHundredTimes) {
 
 TEST_F(Started, LaserPowerReachesTheChip) {
   EXPECT_EQ(SetLaserPower(100), 0);
-  EXPECT_EQ(ReadFile("/sys/kernel/debug/board_i2c/positions").substr(0, 3), std::string("\x3E\0\0", 3));
+  EXPECT_EQ(ReadFile("/sys/kernel/debug/board_i2c/positions").substr(0, 3),
+            std::string("\x3E\0\0", 3));
   EXPECT_EQ(SetLaserPower(0), 0);
   EXPECT_EQ(ReadFile("/sys/kernel/debug/board_i2c/positions").substr(0, 3),
             std::string("\x3E\0\x7F", 3));

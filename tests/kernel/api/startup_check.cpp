@@ -50,7 +50,8 @@ bool IsRight(unsigned count, unsigned bytes, const std::byte* data) {
     frames::StripHeader header;
     std::memcpy(&header, data + i * strip_bytes, sizeof header);
     if (i == 0) first_id = header.frame_id;
-    if (header.frame_id != first_id + i || header.time_stamp != header.frame_id * 1000) return false;
+    if (header.frame_id != first_id + i || header.time_stamp != header.frame_id * 1000)
+      return false;
     if (header.points != Frames::kPoints) return false;
     if (std::memcmp(data + i * strip_bytes + sizeof header,
                     seen.strips.data() + i * strip_bytes + sizeof header,
@@ -73,7 +74,7 @@ void OnStrips(unsigned count, unsigned bytes, void* data) {
 }
 
 template <typename Number>
-Number Get(Number Seen::* member) {
+Number Get(Number Seen::*member) {
   const std::lock_guard lock(seen.mutex);
   return seen.*member;
 }
@@ -99,6 +100,7 @@ TEST_P(EveryBus, StartsAndCaptures) {
   const Product& product = GetParam();
   Frames fed(product);
   ASSERT_EQ(Start(product), 0);
+  fed.Flow();
   EXPECT_EQ(GetCmosMaxDrive(), product.full_width << 16 | product.full_height);
 
   constexpr unsigned kEnough = 20;
@@ -158,8 +160,7 @@ TEST(FormatWhileStreaming, IsRefusedAndHarmless) {
 }
 
 TEST(PlainCapture, IsPixelExact) {
-  Product product = kK3610;
-  product.width = product.full_width;
+  const Product product = kK3610;
   LoopedVideo video(0, product.full_width, product.full_height + 1);
   frames::SendImages(video, product);
   auto* channel =
@@ -176,9 +177,9 @@ TEST(PlainCapture, IsPixelExact) {
     EXPECT_EQ(buffer->tag, 42u);
     const auto* pixels = static_cast<const std::byte*>(buffer->address);
     for (std::size_t block = 0; block < image.size() / 16; ++block) {
-      ASSERT_EQ(std::memcmp(pixels + block % 4 * quarter + block / 4 * 16, image.data() + block * 16,
-                            16),
-                0)
+      ASSERT_EQ(
+          std::memcmp(pixels + block % 4 * quarter + block / 4 * 16, image.data() + block * 16, 16),
+          0)
           << "frame " << i << " block " << block;
     }
     ASSERT_EQ(video_release_img_buf(channel, buffer), 0);

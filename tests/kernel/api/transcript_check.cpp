@@ -24,21 +24,22 @@ namespace {
 using namespace kernel_test;
 namespace fpga = VeltranoSDK::fpga;
 
-void SetRegister(fpga::Block block, fpga::RegionBases family, unsigned offset, std::uint32_t value) {
+void SetRegister(fpga::Block block, fpga::RegionBases family, unsigned offset,
+                 std::uint32_t value) {
   static const int memory = open("/dev/mem", O_RDWR | O_SYNC);
-  void* page =
-      mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_SHARED, memory, fpga::BaseAddress(block, family));
+  void* page = mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_SHARED, memory,
+                    fpga::BaseAddress(block, family));
   ASSERT_NE(page, MAP_FAILED);
   static_cast<volatile std::uint32_t*>(page)[offset / 4] = value;
   munmap(page, 4096);
 }
 
-// The FPGA's power-up values, in memory that has none of its own.
+// The FPGA's power-up values, in memory that has none of its own, and fresh sensors.
 void PowerUp() {
   constexpr unsigned kWords = 64;
   const std::pair<fpga::Register, std::uint32_t> values[] = {
-      {fpga::EXP_TIME_1, 100}, {fpga::EXP_TIME_2, 100},      {fpga::EXP_TIME_3, 100},
-      {fpga::EXP_TIME_4, 100}, {fpga::EXP_TIME_5, 100},      {fpga::EXPOSURE_NUM, 1},
+      {fpga::EXP_TIME_1, 100},   {fpga::EXP_TIME_2, 100},    {fpga::EXP_TIME_3, 100},
+      {fpga::EXP_TIME_4, 100},   {fpga::EXP_TIME_5, 100},    {fpga::EXPOSURE_NUM, 1},
       {fpga::RIS_THRESHOLD, 30}, {fpga::STRIP_WIDTH_MIN, 1}, {fpga::STRIP_WIDTH_MAX, 128},
   };
   for (const auto& family : {fpga::kZynqRegions, fpga::kZynqMpRegions}) {
@@ -49,6 +50,7 @@ void PowerUp() {
     }
     for (const auto& [reg, value] : values) SetRegister(reg.block, family, reg.offset, value);
   }
+  ASSERT_TRUE(WriteFile("/sys/module/board_i2c/parameters/reset", "1"));
 }
 
 // What is no matter of the kernel: what the chips on the buses answer, and whether the

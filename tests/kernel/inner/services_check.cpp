@@ -61,7 +61,9 @@ class Watchdog : public ::testing::Test {
   static constexpr const char* kAttributes = "/sys/class/watchdog/watchdog0/";
   Watchdog() { log_set_quiet(true); }
   ~Watchdog() override { LetTheWatchdogBeStopped(); }
-  static std::string Attribute(const char* name) { return ReadLine(std::string(kAttributes) + name); }
+  static std::string Attribute(const char* name) {
+    return ReadLine(std::string(kAttributes) + name);
+  }
 };
 
 TEST_F(Watchdog, IsArmedAndFed) {

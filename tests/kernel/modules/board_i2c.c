@@ -154,6 +154,17 @@ static const struct i2c_algorithm algorithm = {
 	.functionality = functionality,
 };
 
+// Writing anything to the parameter switches the sensors off and on.
+static int reset_sensors(const char *text, const struct kernel_param *parameter)
+{
+	if (sensor)
+		memset(sensor, 0, SENSOR_BYTES);
+	return 0;
+}
+
+static const struct kernel_param_ops reset_operations = {.set = reset_sensors};
+module_param_cb(reset, &reset_operations, NULL, 0200);
+
 static int __init board_i2c_init(void)
 {
 	int i, result;

@@ -105,7 +105,8 @@ std::string Request(unsigned long request, void* argument) {
   };
   switch (static_cast<std::uint32_t>(request)) {
     case I2C_RETRIES:
-      return number("I2C_RETRIES", static_cast<unsigned>(reinterpret_cast<std::uintptr_t>(argument)));
+      return number("I2C_RETRIES",
+                    static_cast<unsigned>(reinterpret_cast<std::uintptr_t>(argument)));
     case I2C_RDWR:
       return Messages(*static_cast<i2c_rdwr_ioctl_data*>(argument));
     case SPI_IOC_WR_MODE:
@@ -168,7 +169,8 @@ void OnLogLine(log_Event* event) {
 }
 
 __attribute__((constructor)) void Listen() {
-  if (auto* add = reinterpret_cast<decltype(&log_add_callback)>(dlsym(RTLD_DEFAULT, "log_add_callback"))) {
+  if (auto* add =
+          reinterpret_cast<decltype(&log_add_callback)>(dlsym(RTLD_DEFAULT, "log_add_callback"))) {
     add(OnLogLine, nullptr, TESSALINE_LOG_TRACE);
   }
 }
@@ -223,7 +225,8 @@ ssize_t write(int fd, const void* buffer, std::size_t size) {
   const std::string name = Name(fd);
   const ssize_t result = next(fd, buffer, size);
   if (name.starts_with("gpio ")) {
-    Record("gpio", "write " + name.substr(5) + ' ' + std::string(static_cast<const char*>(buffer), size),
+    Record("gpio",
+           "write " + name.substr(5) + ' ' + std::string(static_cast<const char*>(buffer), size),
            result < 0);
   } else if (name.starts_with("spi")) {
     Record(name, "write" + Hex(static_cast<const std::uint8_t*>(buffer), size), result < 0);

@@ -81,8 +81,8 @@ LoopedVideo::LoopedVideo(unsigned number, unsigned width, unsigned height) {
     buffer.type = request.type;
     buffer.memory = request.memory;
     Ask(output_, VIDIOC_QUERYBUF, &buffer, "buffer of the output");
-    void* data = mmap(nullptr, buffer.length, PROT_READ | PROT_WRITE, MAP_SHARED, output_,
-                      buffer.m.offset);
+    void* data =
+        mmap(nullptr, buffer.length, PROT_READ | PROT_WRITE, MAP_SHARED, output_, buffer.m.offset);
     if (data == MAP_FAILED) throw std::runtime_error("mmap of the output");
     buffers_.push_back({static_cast<std::byte*>(data), buffer.length});
   }

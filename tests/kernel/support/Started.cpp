@@ -13,11 +13,12 @@ void PutOnSpiBus1(const std::string& model) {
 Frames::Frames(const Product& product) {
   images_ = std::make_unique<LoopedVideo>(0, product.full_width, product.full_height + 1);
   strips_ = std::make_unique<LoopedVideo>(1, product.strip_width, product.strip_height);
-  const auto dark = [](LoopedVideo& video) {
-    video.Start([](unsigned, std::byte*, unsigned) {});
-  };
+  const auto dark = [](LoopedVideo& video) { video.Start([](unsigned, std::byte*, unsigned) {}); };
   images_->IsScaled() ? dark(*images_) : frames::SendImages(*images_, product);
   strips_->IsScaled() ? dark(*strips_) : frames::SendStrips(*strips_, product, kStrips, kPoints);
+  if (strips_->IsScaled()) LoopedVideo::LosePercent(1, 100);
 }
+
+void Frames::Flow() { LoopedVideo::LosePercent(1, 0); }
 
 }  // namespace kernel_test

@@ -33,6 +33,8 @@ class Frames {
   static constexpr unsigned kPoints = 400;
 
   explicit Frames(const Product& product);
+  // Enlarging is slow work for the driver: such strips come from here on only.
+  void Flow();
   LoopedVideo& images() { return *images_; }
   LoopedVideo& strips() { return *strips_; }
 
