@@ -6,9 +6,16 @@ add_executable(tessaline_test_headers ${CMAKE_SOURCE_DIR}/tests/support/precompi
 target_link_libraries(tessaline_test_headers PRIVATE tessaline_options GTest::gmock)
 target_precompile_headers(tessaline_test_headers PRIVATE <gmock/gmock.h> <gtest/gtest.h>)
 
+set(TESSALINE_TEST_SUBJECTS
+  log api function image Devices Runnable SeriesLogic board sensor_tables tools
+  CACHE STRING "Folders of tests/ whose programs are built")
+
 # One program a source file, named after folder and file; every test case runs in
 # a process of its own, because the library's singletons live as long as one.
 function(tessaline_test folder)
+  if(NOT folder IN_LIST TESSALINE_TEST_SUBJECTS)
+    return()
+  endif()
   cmake_parse_arguments(ARG "" "" "LIBRARIES" ${ARGN})
   file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/tests/${folder}/*_test.cpp)
   if(TESSALINE_SANITIZED)
@@ -80,7 +87,9 @@ add_test(NAME api/Exports.AreAllCalled
     ${CMAKE_SOURCE_DIR}/tests/exports.txt ${applications})
 set_tests_properties(api/Exports.AreAllCalled PROPERTIES LABELS api TIMEOUT 60)
 
-include(cmake/sensor_tables_tests.cmake)
+if(sensor_tables IN_LIST TESSALINE_TEST_SUBJECTS)
+  include(cmake/sensor_tables_tests.cmake)
+endif()
 
 # A sanitizer's run-time library would have to come before everything that is preloaded,
 # and stand beside everything that is installed.

@@ -19,9 +19,6 @@ if(TESSALINE_SANITIZED)
   # loaded in front of it. Without TESSALINE_BOARD it stands aside.
   target_link_libraries(tessaline-tool PRIVATE -Wl,--no-as-needed tessaline-board)
 endif()
-if(CMAKE_CXX_FLAGS MATCHES "sanitize=thread")
-  set_target_properties(tessaline-tool PROPERTIES EXCLUDE_FROM_ALL ON)  # not tested there
-endif()
 target_precompile_headers(tessaline-tool PRIVATE <CLI/CLI.hpp> <nlohmann/json.hpp> <fmt/core.h>)
 
 # Manual pages and completion, made by the program from what its --help shows.
