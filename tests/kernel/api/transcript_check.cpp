@@ -34,7 +34,8 @@ void SetRegister(fpga::Block block, fpga::RegionBases family, unsigned offset,
   munmap(page, 4096);
 }
 
-// The FPGA's power-up values, in memory that has none of its own, and fresh sensors.
+// The FPGA's power-up values, in memory that has none of its own, fresh sensors
+// and no exported lines.
 void PowerUp() {
   constexpr unsigned kWords = 64;
   const std::pair<fpga::Register, std::uint32_t> values[] = {
@@ -51,6 +52,10 @@ void PowerUp() {
     for (const auto& [reg, value] : values) SetRegister(reg.block, family, reg.offset, value);
   }
   ASSERT_TRUE(WriteFile("/sys/module/board_i2c/parameters/reset", "1"));
+  // What an earlier process exported stays so.
+  for (const char* line : {"0", "363", "364", "416", "417", "418"}) {
+    WriteFile("/sys/class/gpio/unexport", line);
+  }
 }
 
 // What is no matter of the kernel: what the chips on the buses answer, and whether the

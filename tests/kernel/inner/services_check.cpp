@@ -66,30 +66,30 @@ class Watchdog : public ::testing::Test {
   }
 };
 
+// The guest itself would be gone, were it not fed.
 TEST_F(Watchdog, IsArmedAndFed) {
-  {
-    WatchdogTimer timer(30, 2);
-    ASSERT_TRUE(timer.Start());
-    EXPECT_EQ(Attribute("state"), "active");
-    EXPECT_EQ(Attribute("timeout"), "30");
-    std::this_thread::sleep_for(std::chrono::milliseconds(2500));
-    EXPECT_LE(std::stoi(Attribute("timeleft")), 28);
+  constexpr int kTimeout = 4;
+  WatchdogTimer timer(kTimeout, 2);
+  ASSERT_TRUE(timer.Start());
+  EXPECT_EQ(Attribute("state"), "active");
+  EXPECT_EQ(Attribute("timeout"), std::to_string(kTimeout));
+  for (int second = 0; second < 2 * kTimeout; ++second) {
+    std::this_thread::sleep_for(std::chrono::seconds(1));
     EXPECT_TRUE(timer.Feed());
-    EXPECT_GE(std::stoi(Attribute("timeleft")), 29);
-    WatchdogTimer second(30, 2);
-    EXPECT_FALSE(second.Start());
-    EXPECT_EQ(errno, EBUSY);
-    EXPECT_FALSE(second.Feed());
   }
+  WatchdogTimer another(30, 2);
+  EXPECT_FALSE(another.Start());
+  EXPECT_EQ(errno, EBUSY);
+  EXPECT_FALSE(another.Feed());
 }
 
-TEST_F(Watchdog, ItsThreadFeedsItEveryTwoSeconds) {
+TEST_F(Watchdog, ItsThreadArmsItForThirtySeconds) {
   const auto thread = std::make_shared<WatchDogThread>();
   thread->Start();
   thread->Detach();
-  std::this_thread::sleep_for(std::chrono::milliseconds(3500));
+  std::this_thread::sleep_for(std::chrono::milliseconds(2500));
   EXPECT_EQ(Attribute("state"), "active");
-  EXPECT_GE(std::stoi(Attribute("timeleft")), 27);
+  EXPECT_EQ(Attribute("timeout"), "30");
   thread->Cancel();
 }
 
