@@ -103,8 +103,10 @@ Judgement JudgeReturned(const Rule& rule, const std::string& missing, const Call
   }
   if (!missing.empty()) return Defect("the text \"" + missing + "\" is missing");
   const std::string result = ResultOf(call, outcome);
-  if (!AnyOf(rule.result, [&](std::string_view one) { return result.starts_with(one); })) {
-    return Defect(fmt::format("{} returned {} instead of {}", call.during, result, rule.result));
+  const std::string expected =
+      rule.result == kSame ? ResultOf(call, reference) : std::string(rule.result);
+  if (!AnyOf(expected, [&](std::string_view one) { return result.starts_with(one); })) {
+    return Defect(fmt::format("{} returned {} instead of {}", call.during, result, expected));
   }
   switch (rule.effect) {
     case Effect::kTold:

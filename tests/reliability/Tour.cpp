@@ -73,7 +73,7 @@ class Guide {
 
 // A fault may keep the frames away, so it waits for them only so long.
 void Acquire(Guide& guide, const char* what, Arrivals& arrivals) {
-  constexpr std::chrono::seconds kPatience{2};
+  constexpr std::chrono::seconds kPatience{10};
   constexpr unsigned kEnough = 3;
   arrivals.Forget();
   guide.Call("SetGlobalControl(1)", SetGlobalControl, 1U);
@@ -196,7 +196,8 @@ void Sensor(Guide& guide) {
   guide.Call("SetFpgaContinuous", SetFpgaContinuous, 0U);
   guide.Call("SetDriveMode", SetDriveMode, 0U);
   guide.Call("GetDriveMode", GetDriveMode);
-  guide.Call("SetROI1", SetROI1, 0U, 0U, width, height / 2);
+  // In steps of eight, which every sensor takes.
+  guide.Call("SetROI1", SetROI1, 0U, 0U, width, height / 16 * 8);
   guide.Call("SetReverseMode(1)", SetReverseMode, 1U);
   guide.Call("SetReverseMode(0)", SetReverseMode, 0U);
   guide.Call("GetImageWidth", GetImageWidth);

@@ -86,6 +86,16 @@ TEST(Judge, TheTextNamesTheErrno) {
   ExpectDefect(JudgeEio(open, outcome), "Input/output error");
 }
 
+TEST(Judge, AResultMayHaveToBeTheSame) {
+  const Call queue = InOpenLaser("video1", "VIDIOC_QBUF");
+  Outcome outcome = Undisturbed();
+  outcome.events = {"video1 VIDIOC_QBUF failed: EIO"};
+  outcome.printed = {"v4l2 VIDIOC_QBUF failed: Input/output error"};
+  EXPECT_EQ(JudgeEio(queue, outcome).verdict, Verdict::kText);
+  outcome.results.back() = "OpenLaser = -1";
+  ExpectDefect(JudgeEio(queue, outcome), "returned -1 instead of 0");
+}
+
 TEST(Judge, ARetryThatChangesAResultIsADefect) {
   const Call transfer = InOpenLaser("i2c-0", "I2C_RDWR");
   Outcome outcome = Undisturbed();
