@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
+#include <sys/prctl.h>
 
 #include <algorithm>
 #include <atomic>
@@ -270,6 +271,24 @@ TEST_F(StartedBoard, DeliversOneImagePerTrigger) {
   EXPECT_EQ(image.first, 1456u);
   EXPECT_EQ(image.second, 1088u);
   EXPECT_EQ(strips.calls, 0u);
+}
+
+std::atomic<int> slack_of_the_capture_thread = 0;
+void NoteTimerSlack(unsigned, unsigned, void*) {
+  slack_of_the_capture_thread = prctl(PR_GET_TIMERSLACK);
+}
+
+// Start-up sleeps more exactly, but that is nobody else's business.
+TEST_F(Startup, LeavesTheTimerSlackOfTheCallerAndOfTheCaptureThreadsAlone) {
+  constexpr int kNanoseconds = 77777;
+  ASSERT_EQ(prctl(PR_SET_TIMERSLACK, static_cast<unsigned long>(kNanoseconds)), 0);
+  GetLibVersion("K3610");
+  RegisterEventHandler(TESSALINE_EVENT_IMAGE, Generic(NoteTimerSlack));
+  ASSERT_EQ(RegisterHardwareInit(), 0);
+  EXPECT_EQ(prctl(PR_GET_TIMERSLACK), kNanoseconds);
+  TriggerOnce();
+  EXPECT_TRUE(Eventually([] { return slack_of_the_capture_thread != 0; }));
+  EXPECT_EQ(slack_of_the_capture_thread, kNanoseconds);
 }
 
 TEST_F(StartedBoard, DeliversStripsInCollectModeZero) {
