@@ -98,7 +98,9 @@ class UDmaBuf::File : public OpenFile {
   std::intptr_t Map(void* hint, std::size_t length, int protection, int flags, off_t offset) const {
     const auto start = static_cast<std::uint64_t>(offset);
     if (start > kBytes || length > kBytes - start) return -EINVAL;
-    void* address = real::Mmap(hint, length, protection, flags, buffer_->descriptor, offset);
+    // The driver maps it as a whole, not page by page as it is touched.
+    void* address =
+        real::Mmap(hint, length, protection, flags | MAP_POPULATE, buffer_->descriptor, offset);
     return address == MAP_FAILED ? -errno : reinterpret_cast<std::intptr_t>(address);
   }
 
