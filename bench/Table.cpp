@@ -19,21 +19,26 @@ void PrintLine(const std::array<std::string, kWidths.size()>& cells) {
   std::fflush(stdout);
 }
 
-Row Compare(std::string what, const Comparison& values, Goal goal, std::string library,
+Row Compare(std::string what, const Comparison& values, Goal goal, int digits, std::string library,
             std::string bare) {
-  Row row{std::move(what), std::move(library), std::move(bare), Spread(values.ratio), {}, {}, {}};
+  Row row{std::move(what),
+          std::move(library),
+          std::move(bare),
+          Spread(values.ratio, digits),
+          {},
+          {},
+          {}};
   row.goal = goal.Text();
   if (goal.kind != Goal::Kind::kNone) {
-    row.verdict = goal.IsMet(values.ratio.Median()) ? "met" : "missed";
+    row.verdict = goal.IsMet(values.ratio.Median(), digits) ? "met" : "missed";
   }
   return row;
 }
 
 }  // namespace
 
-bool Goal::IsMet(double value_reached) const {
-  // As exact as the table shows it.
-  const double shown = std::strtod(Number(value_reached, 2).c_str(), nullptr);
+bool Goal::IsMet(double value_reached, int digits) const {
+  const double shown = std::strtod(Number(value_reached, digits).c_str(), nullptr);
   return kind == Kind::kAtLeast ? shown >= value : shown <= value;
 }
 
@@ -70,13 +75,14 @@ std::string Spread(const Samples& ratio, int digits) {
          Number(ratio.Quantile(0.9), digits) + ")";
 }
 
-Row CompareTimes(std::string what, const Comparison& times, Goal goal) {
-  return Compare(std::move(what), times, goal, Time(times.library.Median()),
+Row CompareTimes(std::string what, const Comparison& times, Goal goal, int digits) {
+  return Compare(std::move(what), times, goal, digits, Time(times.library.Median()),
                  Time(times.bare.Median()));
 }
 
 Row CompareRates(std::string what, const Comparison& per_second, Goal goal) {
-  return Compare(std::move(what), per_second, goal, Number(per_second.library.Median(), 0) + " /s",
+  return Compare(std::move(what), per_second, goal, kRatioDigits,
+                 Number(per_second.library.Median(), 0) + " /s",
                  Number(per_second.bare.Median(), 0) + " /s");
 }
 

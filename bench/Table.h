@@ -22,7 +22,8 @@ struct Goal {
   static Goal AtMost(double value) { return {Kind::kAtMost, value}; }
   static Goal AtLeast(double value) { return {Kind::kAtLeast, value}; }
 
-  bool IsMet(double value_reached) const;
+  // As exact as so many digits show it.
+  bool IsMet(double value_reached, int digits) const;
   std::string Text() const;
 };
 
@@ -46,9 +47,11 @@ std::string Time(double nanoseconds);
 std::string Number(double value, int digits);
 
 // "1.02 (0.98 .. 1.11)": median, and the tenth and ninetieth of a hundred.
-std::string Spread(const Samples& ratio, int digits = 2);
+inline constexpr int kRatioDigits = 2;
+std::string Spread(const Samples& ratio, int digits);
 
-Row CompareTimes(std::string what, const Comparison& times, Goal goal = {});
+Row CompareTimes(std::string what, const Comparison& times, Goal goal = {},
+                 int digits = kRatioDigits);
 Row CompareRates(std::string what, const Comparison& per_second, Goal goal = {});
 Row Figure(std::string what, std::string value, std::string bare = {});
 
