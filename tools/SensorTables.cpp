@@ -2,7 +2,7 @@
 
 // The one file of the tool that looks into the library's sources: at data alone, which is
 // that of the same build.
-#include "Devices/tables/SensorTableList.h"
+#include "Devices/SensorTableList.h"
 
 namespace tool {
 

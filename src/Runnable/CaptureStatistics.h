@@ -43,6 +43,7 @@ class CaptureStatistics {
   void DequeueFailed();
   void Dequeued();  // opens a frame
   void SawId(std::uint64_t id) { ids_.Follow(id); }
+  void SawIds(std::uint64_t first, std::uint64_t count) { ids_.FollowRun(first, count); }
   template <typename Call>
   void Time(Call&& call) {
     const std::uint64_t before = Nanoseconds();

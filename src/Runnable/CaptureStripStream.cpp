@@ -213,12 +213,25 @@ Fate CaptureStripStream::HandOver(std::byte* buffer) {
 StripWalk CaptureStripStream::Walk(const std::byte* buffer, const Layout& layout) {
   std::uint32_t count;
   memcpy(&count, buffer + layout.CountAt(), sizeof count);
-  const bool logged = SomebodyListens(TESSALINE_LOG_DEBUG);
-  const StripWalk walk = WalkStrips(buffer, layout.CountAt(), count, layout.bytes_per_point,
-                                    [&](unsigned int index, const StripHeader& strip) {
-                                      statistics_.SawId(strip.frame_id);
-                                      if (logged) LogStrip(index, strip);
-                                    });
+  const auto walk_over = [&](auto visit) {
+    return WalkStrips(buffer, layout.CountAt(), count, layout.bytes_per_point, visit);
+  };
+
+  // Ids without a gap are looked at in passing; others are worth a second walk.
+  std::uint64_t first;
+  memcpy(&first, buffer, sizeof first);
+  std::uint64_t odd = 0;
+  const StripWalk walk = walk_over([&odd, first](unsigned int index, const StripHeader& strip) {
+    odd |= strip.frame_id ^ (first + index - 1);
+  });
+  if (odd == 0) {
+    statistics_.SawIds(first, walk.strips);
+  } else {
+    walk_over([this](unsigned int /*index*/, const StripHeader& strip) {
+      statistics_.SawId(strip.frame_id);
+    });
+  }
+  if (SomebodyListens(TESSALINE_LOG_DEBUG)) walk_over(LogStrip);
   if (!walk.complete) {
     LogError("strip %u of %u does not fit into the buffer: byte %u of %zu", walk.strips + 1, count,
              walk.bytes, layout.CountAt());

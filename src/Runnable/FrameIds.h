@@ -30,6 +30,17 @@ class FrameIds {
     }
   }
 
+  // `count` ids from `first` on, without a gap. Two of them settle what came before.
+  void FollowRun(std::uint64_t first, std::uint64_t count) {
+    constexpr std::uint64_t kSettled = 2;
+    std::uint64_t told = 0;
+    for (; told < count && told < kSettled; ++told) Follow(first + told);
+    if (told == count) return;
+    counts_.seen += count - told - 1;
+    last_ = first + count - 2;
+    Follow(first + count - 1);
+  }
+
   // Whatever comes next is the first.
   void Restart() { known_ = false; }
 

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <initializer_list>
 #include <ostream>
+#include <random>
 
 #include "Runnable/FrameIds.h"
 
@@ -65,6 +66,24 @@ TEST(FrameIds, AfterAnAnnouncedRestartMayBeAny) {
   ids.Restart();
   for (const std::uint64_t id : {1, 2, 4}) ids.Follow(id);
   EXPECT_EQ(ids.counts(), (Counts{5, 1, 1, 0}));
+}
+
+TEST(FrameIds, ToldInRunsCountAsThoseToldOneByOne) {
+  std::mt19937_64 random(11);
+  FrameIds runs;
+  FrameIds singles;
+  std::uint64_t next = 1;
+  for (int round = 0; round < 5000; ++round) {
+    // Mostly the ids go on; or they leave some out, come again, or begin anew.
+    const std::uint64_t first = random() % 3 != 0 ? next : next - 6 + random() % 12;
+    const std::uint64_t count = random() % 7;
+    runs.FollowRun(first, count);
+    for (std::uint64_t i = 0; i < count; ++i) singles.Follow(first + i);
+    if (count > 0) next = first + count;
+    ASSERT_EQ(runs.counts(), singles.counts()) << "round " << round;
+  }
+  EXPECT_GT(runs.counts().gaps, 0u);
+  EXPECT_GT(runs.counts().out_of_order, 0u);
 }
 
 TEST(FrameIds, GoOnWhereTheyWereWhenTheCountsAreCleared) {

@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-#include "Devices/tables/SensorTableList.h"
+#include "Devices/SensorTableList.h"
 
 namespace {
 

@@ -18,6 +18,9 @@
 
 namespace VeltranoSDK {
 
+// Not beside the folder sensor_tables/: an include in quotes looks there first, and would
+// pass over the tables of an integrator.
+
 // What a register table of this build amounts to.
 struct SensorTableSummary {
   template <typename Table>
