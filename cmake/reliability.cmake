@@ -19,7 +19,7 @@ if(TESSALINE_SANITIZED)
   message(STATUS "No fault matrix among the tests: its processes are forked, and many, for a sanitizer")
 else()
   # A sample, of other calls in each series; the whole is scripts/fault-matrix.
-  add_test(NAME reliability/FaultMatrix.Sample COMMAND fault_matrix --every 31)
+  add_test(NAME reliability/FaultMatrix.Sample COMMAND fault_matrix --every 127)
   set_tests_properties(reliability/FaultMatrix.Sample PROPERTIES
     LABELS reliability TIMEOUT 900 PROCESSORS 2)
 endif()

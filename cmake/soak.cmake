@@ -24,13 +24,21 @@ foreach(program interrupted_application sigint_storm soak)
   target_link_libraries(${program} PRIVATE tessaline_options)
 endforeach()
 
+# The sanitizers make everything slower, so less of it has to do.
+set(storm_runs 60)
+set(soak_models K3610 K4010)
+if(TESSALINE_SANITIZED)
+  set(storm_runs 20)
+  set(soak_models K3610)
+endif()
+
 # How long it takes is no matter of a test on a machine that others use too.
 add_test(NAME reliability/SigintStorm.EndsInOrder
-  COMMAND sigint_storm 60 --within 100 --most 15 --application $<TARGET_FILE:interrupted_application>)
+  COMMAND sigint_storm ${storm_runs} --within 100 --most 15 --application $<TARGET_FILE:interrupted_application>)
 set_tests_properties(reliability/SigintStorm.EndsInOrder PROPERTIES
   LABELS reliability TIMEOUT 600 SKIP_RETURN_CODE 77)
 
-foreach(model K3610 K4010)
+foreach(model ${soak_models})
   add_test(NAME reliability/Soak.${model} COMMAND soak --strips 60000 --images 300 --model ${model})
   set_tests_properties(reliability/Soak.${model} PROPERTIES LABELS reliability TIMEOUT 600)
 endforeach()
