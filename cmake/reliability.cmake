@@ -21,5 +21,5 @@ else()
   # A sample, of other calls in each series; the whole is scripts/fault-matrix.
   add_test(NAME reliability/FaultMatrix.Sample COMMAND fault_matrix --every 127)
   set_tests_properties(reliability/FaultMatrix.Sample PROPERTIES
-    LABELS reliability TIMEOUT 900 PROCESSORS 2)
+    LABELS reliability TIMEOUT 900)
 endif()
