@@ -4,7 +4,7 @@ include(GoogleTest)
 # The test framework's headers, compiled once for all test programs.
 add_executable(tessaline_test_headers ${CMAKE_SOURCE_DIR}/tests/support/precompiled.cpp)
 target_link_libraries(tessaline_test_headers PRIVATE tessaline_options GTest::gmock)
-target_compile_options(tessaline_test_headers PRIVATE ${TESSALINE_QUICK_COMPILE})
+target_compile_options(tessaline_test_headers PRIVATE ${TESSALINE_QUICKEST_COMPILE})
 target_precompile_headers(tessaline_test_headers PRIVATE <gmock/gmock.h> <gtest/gtest.h>)
 
 set(TESSALINE_TEST_SUBJECTS
@@ -27,7 +27,7 @@ function(tessaline_test folder)
     cmake_path(GET source STEM stem)
     string(TOLOWER "${folder}_${stem}" name)
     add_executable(${name} ${source})
-    target_compile_options(${name} PRIVATE ${TESSALINE_QUICK_COMPILE})
+    target_compile_options(${name} PRIVATE ${TESSALINE_QUICKEST_COMPILE})
     target_include_directories(${name} PRIVATE ${CMAKE_SOURCE_DIR}/tests)
     target_precompile_headers(${name} REUSE_FROM tessaline_test_headers)
     target_link_libraries(${name} PRIVATE tessaline_options ${ARG_LIBRARIES}

@@ -13,6 +13,7 @@
 #include "SeriesLogic/SeriesLogicFactory.h"
 #include "support/BoardFixture.h"
 #include "support/LoggedLines.h"
+#include "support/Sanitizers.h"
 #include "support/Waiting.h"
 
 namespace {
@@ -260,9 +261,9 @@ TEST_F(Notifier, TheManagerHasThreeThreadsAndTwoEmptyPlaces) {
 }
 
 TEST_F(Notifier, TheWatchdogIsArmedAndFedWhenSomebodyStartsIt) {
-#ifdef __SANITIZE_THREAD__
-  GTEST_SKIP() << "the thread sanitizer does not see locks that are taken inside a sleep";
-#endif
+  if constexpr (tessaline_test::kThreadSanitizer) {
+    GTEST_SKIP() << "the thread sanitizer does not see locks that are taken inside a sleep";
+  }
   tessaline_board_set_sleep_factor(0.001);
   EXPECT_LT(tessaline_board_watchdog_left(), -900);
   WatchDogThread watchdog;

@@ -8,15 +8,12 @@
 #include <string>
 #include <vector>
 
+#include "support/Sanitizers.h"
 #include "tessaline/startup.h"
 
 namespace {
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool kSanitized = true;
-#else
-constexpr bool kSanitized = false;
-#endif
+constexpr bool kSanitized = tessaline_test::kAddressSanitizer || tessaline_test::kThreadSanitizer;
 
 // What readelf says about the library, by line.
 std::vector<std::string> Readelf(const std::string& options) {

@@ -22,6 +22,7 @@
 #include <vector>
 
 #include "api/StartedBoard.h"
+#include "support/Sanitizers.h"
 #include "tessaline/board.h"
 #include "tessaline/signal_handler.h"
 #include "tessaline/tessaline.h"
@@ -129,11 +130,7 @@ void ExpectExit(const Outcome& outcome, int status) {
 
 // The thread sanitizer runs handlers with every signal blocked, SIGSEGV too, by
 // which the virtual board sees register accesses.
-#if defined(__SANITIZE_THREAD__)
-constexpr bool kHandlerReachesTheBoard = false;
-#else
-constexpr bool kHandlerReachesTheBoard = true;
-#endif
+constexpr bool kHandlerReachesTheBoard = !tessaline_test::kThreadSanitizer;
 
 class HandledSigint : public ::testing::Test {
  protected:

@@ -6,6 +6,7 @@
 #include <cstdlib>
 
 #include "reliability/SoakHandlers.h"
+#include "support/Sanitizers.h"
 #include "support/Waiting.h"
 #include "tessaline/board.h"
 #include "tessaline/tessaline.h"
@@ -205,12 +206,12 @@ bool Soak::Report() const {
   const std::uint64_t images = SoakHandlers::Images().Frames();
   if (strips < plan_.strips || images < plan_.images) complaints.push_back("too few frames");
   if (lost_ != 0) complaints.push_back(std::to_string(lost_) + " frames found no buffer");
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
   // The sanitizers keep what is freed for a while.
-  for (auto& complaint : gauge_.Complaints(kMostKibMore)) {
-    complaints.push_back(std::move(complaint));
+  if constexpr (!kAddressSanitizer && !kThreadSanitizer) {
+    for (auto& complaint : gauge_.Complaints(kMostKibMore)) {
+      complaints.push_back(std::move(complaint));
+    }
   }
-#endif
 
   std::printf("%llu strips, %llu images, %.1f GB compared, %.1f s\n",
               static_cast<unsigned long long>(strips), static_cast<unsigned long long>(images),

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "reliability/InterruptedRun.h"
+#include "support/Sanitizers.h"
 
 namespace {
 
@@ -105,12 +106,12 @@ bool Storm(const Options& options) {
 }  // namespace
 
 int main(int argc, char** argv) {
-#if defined(__SANITIZE_THREAD__)
-  std::printf(
-      "skipped: the thread sanitizer runs signal handlers with SIGSEGV blocked, by which the "
-      "virtual board sees register accesses\n");
-  return 77;
-#endif
+  if constexpr (tessaline_test::kThreadSanitizer) {
+    std::printf(
+        "skipped: the thread sanitizer runs signal handlers with SIGSEGV blocked, by which the "
+        "virtual board sees register accesses\n");
+    return 77;
+  }
   CLI::App app("Interrupts applications at random moments.", "sigint_storm");
   Options options;
   app.add_option("runs", options.runs, "how many")->capture_default_str();
