@@ -89,6 +89,7 @@ TEST_F(CaptureDriver, ThatGrantsFewerBuffersIsCapturedWithThose) {
   tessaline_board_transcript_enable(0);
   FrameSource::Trigger(true);
   EXPECT_TRUE(Eventually([&] { return images >= 10; }));
+  video->Cancel();
 }
 
 TEST_F(CaptureDriver, ThatGrantsFewerStripBuffersIsCapturedWithThose) {
@@ -101,6 +102,7 @@ TEST_F(CaptureDriver, ThatGrantsFewerStripBuffersIsCapturedWithThose) {
   tessaline_board_transcript_enable(0);
   FrameSource::Trigger(true);
   EXPECT_TRUE(Eventually([&] { return buffers >= 10; }));
+  strip->Cancel();
 }
 
 // Set-up is over, the thread has nothing to hand out, and lives.

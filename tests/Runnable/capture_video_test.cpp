@@ -279,6 +279,7 @@ TEST_F(ImageThread, ReportsTheSelfTestOfAnImx252Once) {
   StartThread();
   FrameSource::Trigger(true);
   ASSERT_TRUE(Eventually([this] { return Images() >= 5; }));
+  video->Cancel();
   EXPECT_EQ(reports, 1);
 }
 
@@ -289,6 +290,7 @@ TEST_F(ImageThread, ReportsNoSelfTestOfAnotherSensorNorALateOne) {
   StartThread();
   FrameSource::Trigger(true);
   ASSERT_TRUE(Eventually([this] { return Images() >= 5; }));
+  video->Cancel();
   EXPECT_EQ(reports, 0);
 }
 

@@ -1,4 +1,5 @@
 // A signal handler that uses the board, on a thread that uses it all the time.
+#include <errno.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
@@ -30,8 +31,10 @@ void UseTheBoard() {
 }
 
 void OnSignal(int) {
+  const int error = errno;
   UseTheBoard();
   ++handled;
+  errno = error;
 }
 
 class Signals : public tessaline_test::BoardFixture {
