@@ -92,8 +92,10 @@ void KeepEvents() {
 }
 
 bool HasStruck() {
-  return Transcript().find(planned->device + ' ' + planned->operation + " failed: ") !=
-         std::string::npos;
+  const std::string call = planned->device + ' ' + planned->operation;
+  const std::string seen = Transcript();
+  return seen.find(call + " failed: ") != std::string::npos ||
+         seen.find(call + " cut short") != std::string::npos;
 }
 
 [[noreturn]] void Leave(int status) {

@@ -116,7 +116,10 @@ void Soak::StopAndGo() {
 void Soak::ComeToRest() {
   SettleImages();
   SetTriMode(kExternal);
-  ReallyWait(kLastExposure);
+  for (std::uint64_t before = ~0ull; before != Stats(1).frames;) {
+    before = Stats(1).frames;
+    ReallyWait(kLastExposure);
+  }
   Await("strips on their way",
         [] { return SoakHandlers::Strips().Frames() + Stats(1).lost == Stats(1).frames; });
 }
