@@ -7,8 +7,9 @@ find_package(nlohmann_json REQUIRED)
 
 file(GLOB_RECURSE TESSALINE_TOOL_SOURCES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/tools/*.cpp)
 add_executable(tessaline-tool ${TESSALINE_TOOL_SOURCES})
+# Some files at a time, because each reads the same long headers.
 set_target_properties(tessaline-tool PROPERTIES OUTPUT_NAME tessaline
-  DISABLE_PRECOMPILE_HEADERS OFF)
+  UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 10 DISABLE_PRECOMPILE_HEADERS OFF)
 target_compile_options(tessaline-tool PRIVATE ${TESSALINE_QUICK_COMPILE})
 target_include_directories(tessaline-tool PRIVATE ${CMAKE_SOURCE_DIR}/tools)
 set_source_files_properties(${CMAKE_SOURCE_DIR}/tools/SensorTables.cpp PROPERTIES

@@ -11,7 +11,7 @@ namespace {
 
 constexpr std::string_view kMagic{"\x93NUMPY\x01\x00", 8};
 // Long enough for any number of frames, so that it can be told when that is known.
-constexpr std::size_t kHeadBytes = 256;
+constexpr std::size_t kNpyHeadBytes = 256;
 
 }  // namespace
 
@@ -32,7 +32,7 @@ std::string NpyWriter::Head(std::size_t frames) const {
       "{{'descr': [('frame_id', '<u8'), ('time_stamp', '<u8'), ('encoder_stamp', '<u8'), {}], "
       "'fortran_order': False, 'shape': ({},), }}",
       fields, frames);
-  const std::size_t length = kHeadBytes - kMagic.size() - 2;
+  const std::size_t length = kNpyHeadBytes - kMagic.size() - 2;
   text.resize(length - 1, ' ');
   text += '\n';
   std::string head(kMagic);

@@ -5,7 +5,7 @@
 namespace tool {
 namespace {
 
-constexpr std::size_t kHeadBytes = 320;
+constexpr std::size_t kPlyHeadBytes = 320;
 constexpr std::string_view kEnd = "\nend_header\n";
 
 }  // namespace
@@ -22,7 +22,7 @@ std::string PlyWriter::Head(std::size_t points) const {
       "ply\nformat binary_little_endian 1.0\ncomment unit {}\nelement vertex {}\n"
       "property float x\nproperty float y\nproperty float z\nproperty uchar intensity\ncomment ",
       geometry_.calibrated ? "mm" : "pixels, and encoder counts along y", points);
-  head.resize(kHeadBytes - kEnd.size(), '-');
+  head.resize(kPlyHeadBytes - kEnd.size(), '-');
   return head.append(kEnd);
 }
 

@@ -10,24 +10,27 @@
 namespace tool {
 namespace {
 
-struct Step {
+struct CheckStep {
   const char* id;
   const char* title;
 };
 
-constexpr Step kStart{"start", "device starts"};
-constexpr Step kSensor{"sensor", "image sensor identifies itself"};
-constexpr Step kLaserLines{"gpio.laser", "laser lines can be driven"};
-constexpr Step kLight{"gpio.light", "status light can be driven"};
-constexpr Step kPower{"laser.power", "laser power chip answers"};
-constexpr Step kDa{"da", "DA converter answers"};
+constexpr CheckStep kStart{"start", "device starts"};
+constexpr CheckStep kSensor{"sensor", "image sensor identifies itself"};
+constexpr CheckStep kLaserLines{"gpio.laser", "laser lines can be driven"};
+constexpr CheckStep kLight{"gpio.light", "status light can be driven"};
+constexpr CheckStep kPower{"laser.power", "laser power chip answers"};
+constexpr CheckStep kDa{"da", "DA converter answers"};
 constexpr std::array kAfterStart{kSensor, kLaserLines, kLight, kPower, kDa};
 
-constexpr std::array kFrameSteps{
-    Step{"images.arrive", "images arrive"},     Step{"images.whole", "images are whole"},
-    Step{"images.ids", "image ids continuous"}, Step{"strips.arrive", "strips arrive"},
-    Step{"strips.whole", "strips are whole"},   Step{"strips.ids", "strip ids continuous"},
-    Step{"strips.loss", "no loss at rate"},     Step{"laser.line", "laser line is seen"}};
+constexpr std::array kFrameSteps{CheckStep{"images.arrive", "images arrive"},
+                                 CheckStep{"images.whole", "images are whole"},
+                                 CheckStep{"images.ids", "image ids continuous"},
+                                 CheckStep{"strips.arrive", "strips arrive"},
+                                 CheckStep{"strips.whole", "strips are whole"},
+                                 CheckStep{"strips.ids", "strip ids continuous"},
+                                 CheckStep{"strips.loss", "no loss at rate"},
+                                 CheckStep{"laser.line", "laser line is seen"}};
 
 // What the driver printed when it could not reach its chip.
 bool SensorComplained(std::string& text) {
@@ -114,7 +117,7 @@ void CheckLines(const Model& model, Findings& findings) {
 
 void CheckLaserBus(const Model& model, Findings& findings) {
   const Family& family = model.family();
-  const auto tell = [&](const Step& step, bool answers, std::string_view chip) {
+  const auto tell = [&](const CheckStep& step, bool answers, std::string_view chip) {
     if (answers) {
       findings.Pass(step.id, step.title, fmt::format("{} on {}", chip, family.laser_bus));
     } else {
@@ -129,8 +132,8 @@ void CheckLaserBus(const Model& model, Findings& findings) {
 }
 
 void SkipActiveChecks(const std::string& why, Findings& findings) {
-  for (const Step& step : kAfterStart) findings.Skip(step.id, step.title, why);
-  for (const Step& step : kFrameSteps) findings.Skip(step.id, step.title, why);
+  for (const CheckStep& step : kAfterStart) findings.Skip(step.id, step.title, why);
+  for (const CheckStep& step : kFrameSteps) findings.Skip(step.id, step.title, why);
 }
 
 }  // namespace tool

@@ -17,7 +17,7 @@ constexpr std::chrono::seconds kPatience{3};
 // Images are larger, and some sensors read them out slowly.
 constexpr unsigned kImageSpacing = 40'000;
 constexpr unsigned kExposure = 320;  // microseconds
-constexpr float kPower = 50;         // percent
+constexpr float kLaserPercent = 50;
 
 tessaline_capture_statistics StatisticsOf(bool images) {
   tessaline_capture_statistics statistics{};
@@ -146,7 +146,7 @@ bool FrameChecks::Judge(const Stream& stream, const Seen& seen) {
 unsigned FrameChecks::StripSpacing() const { return 2 * model_.family().spacing; }
 
 bool FrameChecks::LightUp() {
-  SetLaserPower(kPower);
+  SetLaserPower(kLaserPercent);
   try {
     device_.LaserOn();
   } catch (const Failure&) {

@@ -12,7 +12,7 @@
 namespace tool {
 namespace {
 
-constexpr About kAbout{
+constexpr About kCaptureAbout{
     "capture", "Captures profiles (strips) or images into a file", Touches::kLight,
     "Formats, by the ending of the file's name or --format. Strips: csv (a line a point), npy (an "
     "array of records), ply (a point cloud), png (a height map), raw (as the library hands them "
@@ -28,7 +28,7 @@ constexpr About kAbout{
 class CaptureCommand : public Command {
  public:
   void Describe(CLI::App& parent, CommonOptions& common) override {
-    app_ = &AddCommand(parent, kAbout, common);
+    app_ = &AddCommand(parent, kCaptureAbout, common);
     app_->add_option("what", what_, "strips or images")
         ->check(CLI::IsMember({"strips", "images"}))
         ->type_name("WHAT")

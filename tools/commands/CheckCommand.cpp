@@ -11,7 +11,7 @@
 namespace tool {
 namespace {
 
-constexpr About kAbout{
+constexpr About kCheckAbout{
     "check", "Checks a board step by step: run this first", Touches::kLight,
     "Looks at device nodes, FPGA, EEPROM and temperature, starts the device, asks image sensor, "
     "laser power chip and DA converter (whose output becomes 0), drives the status light, and "
@@ -25,7 +25,7 @@ constexpr About kAbout{
 class CheckCommand : public Command {
  public:
   void Describe(CLI::App& parent, CommonOptions& common) override {
-    app_ = &AddCommand(parent, kAbout, common);
+    app_ = &AddCommand(parent, kCheckAbout, common);
     app_->add_flag("--laser", laser_, "Drive the laser, too, and look for its line");
     app_->add_flag("--passive", passive_, "Only the steps that change nothing on the board");
   }

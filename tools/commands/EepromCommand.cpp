@@ -6,10 +6,10 @@
 namespace tool {
 namespace {
 
-constexpr About kAbout{"eeprom", "Dumps, loads and verifies the configuration store",
-                       Touches::kReads,
-                       "512 bytes; what they mean is the application's business. \"load\" WRITES.",
-                       "  tessaline eeprom dump --virtual K3610"};
+constexpr About kEepromAbout{
+    "eeprom", "Dumps, loads and verifies the configuration store", Touches::kReads,
+    "512 bytes; what they mean is the application's business. \"load\" WRITES.",
+    "  tessaline eeprom dump --virtual K3610"};
 constexpr About kDumpAbout{"dump", "Shows the bytes, or writes them to a file", Touches::kReads, "",
                            "  tessaline eeprom dump -o board7.bin"};
 constexpr About kLoadAbout{
@@ -25,7 +25,7 @@ constexpr std::size_t kBytesPerLine = 16;
 class EepromCommand : public Command {
  public:
   void Describe(CLI::App& parent, CommonOptions& common) override {
-    app_ = &AddGroup(parent, kAbout);
+    app_ = &AddGroup(parent, kEepromAbout);
     dump_ = &AddCommand(*app_, kDumpAbout, common);
     dump_->add_option("-o,--output", output_, "File to write, as raw bytes")->type_name("FILE");
     dump_->add_flag("--force", force_, "Overwrite the file if it exists");

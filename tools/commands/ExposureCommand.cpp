@@ -7,7 +7,7 @@
 namespace tool {
 namespace {
 
-constexpr About kAbout{
+constexpr About kExposureAbout{
     "exposure", "Sets or shows the exposure times", Touches::kSets,
     "Without times it only looks, at what the FPGA holds: steps of the image sensor. With up to "
     "five, that many exposures make a cycle.",
@@ -20,7 +20,7 @@ constexpr std::array kTimes{fpga::EXP_TIME_1, fpga::EXP_TIME_2, fpga::EXP_TIME_3
 class ExposureCommand : public Command {
  public:
   void Describe(CLI::App& parent, CommonOptions& common) override {
-    app_ = &AddCommand(parent, kAbout, common);
+    app_ = &AddCommand(parent, kExposureAbout, common);
     app_->add_option("microseconds", times_, "One to five exposure times")
         ->type_name("MICROSECONDS")
         ->check(CLI::Range(1u, 10'000'000u))

@@ -7,7 +7,7 @@
 namespace tool {
 namespace {
 
-constexpr About kAbout{
+constexpr About kInfoAbout{
     "info", "Shows versions, FPGA, sensor, temperatures and counters", Touches::kReads,
     "--start starts the device first, so that the image sensor can be asked, too: FPGA and image "
     "sensor are set up anew then.",
@@ -18,7 +18,7 @@ constexpr unsigned kSeriesShift = 16;
 class InfoCommand : public Command {
  public:
   void Describe(CLI::App& parent, CommonOptions& common) override {
-    app_ = &AddCommand(parent, kAbout, common);
+    app_ = &AddCommand(parent, kInfoAbout, common);
     app_->add_flag("--start", start_, "Start the device first and ask the image sensor");
   }
   bool Asked() const override { return app_->parsed(); }

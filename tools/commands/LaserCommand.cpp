@@ -10,7 +10,7 @@
 namespace tool {
 namespace {
 
-constexpr About kAbout{
+constexpr About kLaserAbout{
     "laser", "Switches the laser on or off, or shows its state", Touches::kLight,
     "\"on\" leaves the laser on, also when the command has ended: switch it off with \"off\". With "
     "--seconds it goes off by itself, and at Ctrl-C. \"status\" only looks.",
@@ -20,7 +20,7 @@ constexpr About kAbout{
 class LaserCommand : public Command {
  public:
   void Describe(CLI::App& parent, CommonOptions& common) override {
-    app_ = &AddCommand(parent, kAbout, common);
+    app_ = &AddCommand(parent, kLaserAbout, common);
     app_->add_option("state", state_, "on, off or status")
         ->check(CLI::IsMember({"on", "off", "status"}))
         ->type_name("STATE")

@@ -8,8 +8,8 @@
 namespace tool {
 namespace {
 
-constexpr About kAbout{"led", "Sets the colour of the status light", Touches::kSets, "",
-                       "  tessaline led green --model K3610\n  tessaline led off --model K3610"};
+constexpr About kLedAbout{"led", "Sets the colour of the status light", Touches::kSets, "",
+                          "  tessaline led green --model K3610\n  tessaline led off --model K3610"};
 
 struct Colour {
   const char* name;
@@ -23,7 +23,7 @@ constexpr std::array kColours{Colour{"off", 0},    Colour{"red", 1},  Colour{"gr
 class LedCommand : public Command {
  public:
   void Describe(CLI::App& parent, CommonOptions& common) override {
-    app_ = &AddCommand(parent, kAbout, common);
+    app_ = &AddCommand(parent, kLedAbout, common);
     std::vector<std::string> names;
     for (const Colour& colour : kColours) names.emplace_back(colour.name);
     app_->add_option("colour", colour_, "off, red, green, yellow, blue, magenta, cyan or white")

@@ -4,7 +4,7 @@
 namespace tool {
 namespace {
 
-constexpr About kAbout{
+constexpr About kModelsAbout{
     "models", "Lists the products: model code, series, sensor, strips, buses", Touches::kNothing,
     "Strip geometry: a strip buffer has width x height bytes; a point of the laser line takes so "
     "many bytes.",
@@ -31,7 +31,7 @@ Json AsJson(const Model& model) {
 class ModelsCommand : public Command {
  public:
   void Describe(CLI::App& parent, CommonOptions& common) override {
-    app_ = &AddCommand(parent, kAbout, common);
+    app_ = &AddCommand(parent, kModelsAbout, common);
     app_->add_option("code", codes_, "Only these model codes")->type_name("CODE");
   }
   bool Asked() const override { return app_->parsed(); }

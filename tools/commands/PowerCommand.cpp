@@ -5,7 +5,7 @@
 namespace tool {
 namespace {
 
-constexpr About kAbout{
+constexpr About kPowerAbout{
     "power", "Sets the optical power of the laser", Touches::kSets,
     "Does not switch the laser on: \"tessaline laser on\" does. The power cannot be read back.",
     "  tessaline power 50 --model K3610"};
@@ -13,7 +13,7 @@ constexpr About kAbout{
 class PowerCommand : public Command {
  public:
   void Describe(CLI::App& parent, CommonOptions& common) override {
-    app_ = &AddCommand(parent, kAbout, common);
+    app_ = &AddCommand(parent, kPowerAbout, common);
     app_->add_option("percent", percent_, "0 to 100 of the potentiometer's travel")
         ->check(CLI::Range(0.0, 100.0))
         ->type_name("PERCENT")

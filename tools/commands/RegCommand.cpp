@@ -10,7 +10,7 @@
 namespace tool {
 namespace {
 
-constexpr About kAbout{
+constexpr About kRegAbout{
     "reg", "Lists, reads, writes and dumps the FPGA's registers", Touches::kReads,
     "A register is named TRIGGER_CTRL, IMAGE_BLOCK_1.TRIGGER_CTRL (where two blocks have one of "
     "that name), 0x43C10004 or IMAGE_BLOCK_1+0x04; a field TRIGGER_CTRL.mode. \"write\" WRITES.",
@@ -42,7 +42,7 @@ void AddStart(CLI::App& app, bool& start) {
 class RegCommand : public Command {
  public:
   void Describe(CLI::App& parent, CommonOptions& common) override {
-    app_ = &AddGroup(parent, kAbout);
+    app_ = &AddGroup(parent, kRegAbout);
     list_ = &AddCommand(*app_, kListAbout, common);
     list_->add_option("part", filter_, "Only names with this in them")->type_name("TEXT");
     read_ = &AddCommand(*app_, kReadAbout, common);

@@ -8,7 +8,7 @@
 namespace tool {
 namespace {
 
-constexpr About kAbout{
+constexpr About kRoiAbout{
     "roi", "Sets or shows the region of interest", Touches::kSets,
     "Without numbers it only looks, at what the FPGA holds. What a sensor takes: IMX273 anything "
     "within 1456 x 1088; IMX252 x from 8, y from 4; GMAX2509 x and width in steps of 28, width "
@@ -24,7 +24,7 @@ constexpr std::size_t kNumbers = 4;
 class RoiCommand : public Command {
  public:
   void Describe(CLI::App& parent, CommonOptions& common) override {
-    app_ = &AddCommand(parent, kAbout, common);
+    app_ = &AddCommand(parent, kRoiAbout, common);
     app_->add_option("region", region_, "x, y, width and height in pixels")
         ->type_name("X Y WIDTH HEIGHT")
         ->expected(0, static_cast<int>(kNumbers));

@@ -5,8 +5,8 @@
 namespace tool {
 namespace {
 
-constexpr About kAbout{"sensor", "Tells about the image sensors' register tables",
-                       Touches::kNothing, "", "  tessaline sensor tables"};
+constexpr About kSensorAbout{"sensor", "Tells about the image sensors' register tables",
+                             Touches::kNothing, "", "  tessaline sensor tables"};
 constexpr About kTablesAbout{
     "tables", "Lists the register tables of this build and their placeholders", Touches::kNothing,
     "A placeholder stands where only the chip maker's documents could say what to write. "
@@ -16,7 +16,7 @@ constexpr About kTablesAbout{
 class SensorCommand : public Command {
  public:
   void Describe(CLI::App& parent, CommonOptions& common) override {
-    app_ = &AddGroup(parent, kAbout);
+    app_ = &AddGroup(parent, kSensorAbout);
     AddCommand(*app_, kTablesAbout, common);
   }
   bool Asked() const override { return app_->parsed(); }

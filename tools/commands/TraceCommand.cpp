@@ -8,7 +8,7 @@
 namespace tool {
 namespace {
 
-constexpr About kAbout{
+constexpr About kTraceAbout{
     "trace", "Runs another sub-command and shows its register traffic by name", Touches::kSets,
     "Listens to the library's log at its lowest level. A line an access, with register and "
     "address, "
@@ -21,7 +21,7 @@ constexpr About kAbout{
 class TraceCommand : public Command {
  public:
   void Describe(CLI::App& parent, CommonOptions& common) override {
-    app_ = &AddCommand(parent, kAbout, common);
+    app_ = &AddCommand(parent, kTraceAbout, common);
     app_->add_flag("--summary", summary_, "Only how often each register was read and written");
     app_->add_flag("--registers", only_registers_, "Leave the names of functions out");
     app_->prefix_command();
@@ -30,7 +30,7 @@ class TraceCommand : public Command {
 
   ExitCode Run(Session& session) override {
     std::vector<std::string> rest = app_->remaining();
-    if (rest.empty() || rest.front() == kAbout.name) {
+    if (rest.empty() || rest.front() == kTraceAbout.name) {
       throw Failure(ExitCode::kUsage, "say which sub-command to trace",
                     "for example \"tessaline trace --virtual K3610 info\"");
     }

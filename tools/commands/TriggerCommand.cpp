@@ -10,7 +10,7 @@
 namespace tool {
 namespace {
 
-constexpr About kAbout{
+constexpr About kTriggerAbout{
     "trigger", "Sets or shows what triggers a frame", Touches::kSets,
     "Without options it only looks. --spacing counts encoder pulses in mode encoder, microseconds "
     "otherwise.",
@@ -24,7 +24,7 @@ constexpr unsigned kEncoder = 1;
 class TriggerCommand : public Command {
  public:
   void Describe(CLI::App& parent, CommonOptions& common) override {
-    app_ = &AddCommand(parent, kAbout, common);
+    app_ = &AddCommand(parent, kTriggerAbout, common);
     mode_option_ =
         app_->add_option("--mode", mode_,
                          "timer, encoder, external, or timer-start (the timer too, as "

@@ -12,7 +12,7 @@
 namespace tool {
 namespace {
 
-constexpr About kAbout{
+constexpr About kWatchAbout{
     "watch", "Shows profile, rates, counters and temperatures live", Touches::kLight,
     "On a terminal a picture that follows its size; otherwise a line an interval, with --json an "
     "object a line. The laser is on meanwhile. Ctrl-C ends it, or --time.",
@@ -22,7 +22,7 @@ constexpr About kAbout{
 class WatchCommand : public Command {
  public:
   void Describe(CLI::App& parent, CommonOptions& common) override {
-    app_ = &AddCommand(parent, kAbout, common);
+    app_ = &AddCommand(parent, kWatchAbout, common);
     app_->add_option("-t,--time", seconds_, "End after so many seconds")
         ->check(CLI::PositiveNumber)
         ->type_name("SECONDS");
