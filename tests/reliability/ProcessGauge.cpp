@@ -56,7 +56,7 @@ std::vector<std::string> ProcessGauge::Complaints(long most_kib_more) const {
                          std::to_string(quantity.start));
   };
   expect(resident_, resident_.most, resident_.start + most_kib_more);
-  // Somebody may just be accessing a register, an I2C bus.
+  // Earlier, somebody may just have been accessing a register, an I2C bus.
   expect(descriptors_, descriptors_.now, descriptors_.start);
   expect(threads_, threads_.most, threads_.start);
   return complaints;

@@ -183,9 +183,9 @@ void Soak::Run() {
   }
   ComeToRest();
   seconds_ = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-  WatchOver();
   over = true;
   traffic.join();
+  WatchOver();
   produced_ = Produced();
   lost_ = Stats(0).lost + Stats(1).lost;
 }
