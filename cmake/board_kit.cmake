@@ -5,8 +5,10 @@ if(TARGET tessaline-tool)
   list(APPEND programs tessaline-tool)
 endif()
 set_target_properties(${programs} PROPERTIES INSTALL_RPATH "$ORIGIN/../lib")
-# Found for the libraries of their libraries as well.
+# Found for the libraries of their libraries as well. The programs need not be fast, and
+# optimising them as a whole takes minutes; the library's file is the one that is shipped.
 if(CMAKE_CROSSCOMPILING)
+  set_target_properties(${programs} PROPERTIES INTERPROCEDURAL_OPTIMIZATION OFF)
   foreach(program ${programs})
     target_link_options(${program} PRIVATE -Wl,--disable-new-dtags)
   endforeach()
@@ -18,5 +20,6 @@ install(DIRECTORY ${CMAKE_SOURCE_DIR}/include/tessaline DESTINATION include
 install(DIRECTORY ${CMAKE_SOURCE_DIR}/examples DESTINATION .
   COMPONENT board-kit EXCLUDE_FROM_ALL)
 file(GLOB kit_pages ${CMAKE_SOURCE_DIR}/docs/on-a-board.md ${CMAKE_SOURCE_DIR}/docs/*-format.md
+  ${CMAKE_SOURCE_DIR}/docs/bring-up.md ${CMAKE_SOURCE_DIR}/docs/tool.md
   ${CMAKE_SOURCE_DIR}/docs/sensor-tables.md)
 install(FILES ${kit_pages} DESTINATION docs COMPONENT board-kit EXCLUDE_FROM_ALL)

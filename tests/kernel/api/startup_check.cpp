@@ -79,6 +79,16 @@ Number Get(Number Seen::*member) {
   return seen.*member;
 }
 
+// At one moment: frames go on coming.
+unsigned WrongBuffers() {
+  const std::lock_guard lock(seen.mutex);
+  return seen.buffers - seen.right_buffers - seen.empty_buffers;
+}
+unsigned WrongImages() {
+  const std::lock_guard lock(seen.mutex);
+  return seen.images - seen.right_images;
+}
+
 int Start(const Product& product) {
   log_set_quiet(true);
   PutOnSpiBus1(product.model);
@@ -116,7 +126,7 @@ TEST_P(EveryBus, StartsAndCaptures) {
   const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
   Measured(std::string("strip buffers of ") + product.model,
            (Get(&Seen::buffers) - strips_before) / took.count(), "per second");
-  EXPECT_EQ(Get(&Seen::buffers), Get(&Seen::right_buffers) + Get(&Seen::empty_buffers));
+  EXPECT_EQ(WrongBuffers(), 0u);
 
   // A frame that the driver had to enlarge is dark: its time stamp is 0, and the
   // library delivers none such.
@@ -130,7 +140,7 @@ TEST_P(EveryBus, StartsAndCaptures) {
   const std::chrono::duration<double> image_time = std::chrono::steady_clock::now() - image_start;
   Measured(std::string("images of ") + product.model,
            (Get(&Seen::images) - images_before) / image_time.count(), "per second");
-  EXPECT_EQ(Get(&Seen::right_images), Get(&Seen::images));
+  EXPECT_EQ(WrongImages(), 0u);
   EXPECT_EQ(Get(&Seen::width), product.width);
   EXPECT_EQ(Get(&Seen::height), product.height);
 }

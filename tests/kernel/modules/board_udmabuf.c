@@ -69,6 +69,9 @@ ATTRIBUTE_GROUPS(board_udmabuf);
 
 static int map(struct file *file, struct vm_area_struct *vma)
 {
+	// As good as written to already: else the first write to each of its pages is a
+	// fault, and clearing the area would take seconds under emulation.
+	vma->vm_page_prot = pte_pgprot(pte_mkdirty(pfn_pte(0, vma->vm_page_prot)));
 	return remap_vmalloc_range(vma, area, vma->vm_pgoff);
 }
 

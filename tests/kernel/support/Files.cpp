@@ -3,11 +3,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <cstdio>
 #include <fstream>
 #include <iterator>
-
-#include "support/Measured.h"
 
 namespace kernel_test {
 
@@ -29,10 +26,6 @@ std::string ReadLine(const std::string& path) {
   std::string text = ReadFile(path);
   while (!text.empty() && text.back() == '\n') text.pop_back();
   return text;
-}
-
-void Measured(const std::string& what, double value, const std::string& unit) {
-  std::printf("measured %s: %.3g %s\n", what.c_str(), value, unit.c_str());
 }
 
 }  // namespace kernel_test

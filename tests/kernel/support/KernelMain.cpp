@@ -17,7 +17,7 @@
 namespace {
 
 using Clock = std::chrono::steady_clock;
-constexpr std::chrono::seconds kPatience{300};
+constexpr std::chrono::seconds kPatience{90};
 
 // Says only what went wrong.
 class Failures : public ::testing::EmptyTestEventListener {

@@ -16,9 +16,14 @@ Frames::Frames(const Product& product) {
   const auto dark = [](LoopedVideo& video) { video.Start([](unsigned, std::byte*, unsigned) {}); };
   images_->IsScaled() ? dark(*images_) : frames::SendImages(*images_, product);
   strips_->IsScaled() ? dark(*strips_) : frames::SendStrips(*strips_, product, kStrips, kPoints);
-  if (strips_->IsScaled()) LoopedVideo::LosePercent(1, 100);
+  Lose(100);
 }
 
-void Frames::Flow() { LoopedVideo::LosePercent(1, 0); }
+void Frames::Flow() { Lose(0); }
+
+void Frames::Lose(int percent) {
+  if (images_->IsScaled()) LoopedVideo::LosePercent(0, percent);
+  if (strips_->IsScaled()) LoopedVideo::LosePercent(1, percent);
+}
 
 }  // namespace kernel_test

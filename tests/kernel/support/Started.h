@@ -33,12 +33,14 @@ class Frames {
   static constexpr unsigned kPoints = 400;
 
   explicit Frames(const Product& product);
-  // Enlarging is slow work for the driver: such strips come from here on only.
+  // Enlarging is slow work for the driver: such frames come from here on only.
   void Flow();
   LoopedVideo& images() { return *images_; }
   LoopedVideo& strips() { return *strips_; }
 
  private:
+  void Lose(int percent);
+
   std::unique_ptr<LoopedVideo> images_, strips_;
 };
 
