@@ -77,38 +77,43 @@ TEST_P(LaserOffAtSignal, BeforeItsTime) {
 INSTANTIATE_TEST_SUITE_P(Signals, LaserOffAtSignal,
                          ::testing::Values(SIGINT, SIGTERM, SIGQUIT, SIGHUP));
 
-// The tool waits for whoever reads, and he does not.
-TEST_F(LaserOff, AtTheSecondCtrlC) {
-  const std::string fifo = directory_ / "fifo";
-  ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
-  const int reader = open(fifo.c_str(), O_RDONLY | O_NONBLOCK);
-  const auto is_full = [reader](const ToolResult&) {
-    int waiting = 0;
-    return ioctl(reader, FIONREAD, &waiting) == 0 && waiting >= 1 << 16;
-  };
-  const ToolResult result = Tool("capture strips -n 100000000 --force --format csv -o " + fifo)
-                                .When(is_full,
+// A file that is somebody's to read.
+class LaserOffAtPipe : public LaserOff {
+ protected:
+  LaserOffAtPipe() : made_(mkfifo(path_.c_str(), 0600) == 0) {}
+  ToolRun EndlessCapture() const {
+    return Tool("capture strips -n 100000000 --force --format csv -o " + path_);
+  }
+  // Bytes that were written and not read.
+  int Waiting() const {
+    int bytes = 0;
+    return ioctl(reader_, FIONREAD, &bytes) == 0 ? bytes : 0;
+  }
+
+  const std::string path_ = directory_ / "pipe";
+  const bool made_;
+  const int reader_ = open(path_.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+};
+
+// The tool waits for the reader, who does nothing: it writes more at a time than a pipe takes.
+TEST_F(LaserOffAtPipe, AtTheSecondCtrlC) {
+  ASSERT_TRUE(made_);
+  const ToolResult result = EndlessCapture()
+                                .When([this](const ToolResult&) { return Waiting() > 1 << 15; },
                                       [](pid_t child) {
                                         kill(child, SIGINT);
                                         kill(child, SIGTERM);  // two of one kind may become one
                                       })
                                 .Run();
-  close(reader);
   EXPECT_GT(result.status, 128);
   EXPECT_TRUE(WentOff());
 }
 
-TEST_F(LaserOff, WhenNobodyReadsTheFile) {
-  const std::string fifo = directory_ / "fifo";
-  ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
-  const int reader = open(fifo.c_str(), O_RDONLY | O_NONBLOCK);
-  const ToolResult result = Tool("capture strips -n 100000000 --force --format csv -o " + fifo)
-                                .When(
-                                    [reader](const ToolResult&) {
-                                      int waiting = 0;
-                                      return ioctl(reader, FIONREAD, &waiting) == 0 && waiting > 0;
-                                    },
-                                    [reader](pid_t) { close(reader); })
+TEST_F(LaserOffAtPipe, WhenItsReaderHasGone) {
+  ASSERT_TRUE(made_);
+  const ToolResult result = EndlessCapture()
+                                .When([this](const ToolResult&) { return Waiting() > 0; },
+                                      [this](pid_t) { close(reader_); })
                                 .Run();
   EXPECT_EQ(result.status, kFile);
   EXPECT_THAT(result.err, HasSubstr("Broken pipe"));
