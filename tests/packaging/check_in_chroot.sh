@@ -9,7 +9,7 @@ packages=$(readlink -f "$1")
 tests=$(dirname "$(readlink -f "$0")")
 guide=$tests/../../docs/first-scan.md
 root=$(mktemp -d)
-trap 'rm -rf "$root"' EXIT
+trap 'umount "$root/proc" 2>/dev/null || true; rm -rf --one-file-system "$root"' EXIT
 debootstrap --variant=minbase bookworm "$root" >"$packages/debootstrap.log"
 mkdir "$root/packages"
 for package in "$packages"/*.deb; do
@@ -19,6 +19,8 @@ cp -r "$tests" "$root/tests"
 # The lines that the guide tells its reader to type, but for those that install.
 awk '/^```sh$/ { typed = 1; next } /^```/ { typed = 0 } typed' "$guide" >"$root/first-scan"
 grep -q 'tessaline capture strips' "$root/first-scan"
+
+mount -t proc proc "$root/proc"  # where a program finds itself
 
 in_root() { chroot "$root" env DEBIAN_FRONTEND=noninteractive LC_ALL=C.UTF-8 sh -euc "$1"; }
 quietly() { in_root "$1" >"$packages/chroot.log" 2>&1 || { tail -20 "$packages/chroot.log"; exit 1; }; }

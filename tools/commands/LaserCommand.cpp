@@ -54,10 +54,11 @@ class LaserCommand : public Command {
     }
     plan.CarryOut();
     if (session.options().dry_run) return ExitCode::kOk;
+    if (Interrupted()) return ExitCode::kInterrupted;
     if (state_ == "on" && seconds_ == 0 && !session.on_virtual_board()) {
       session.Note("The laser stays ON. \"tessaline laser off\" switches it off.");
     }
-    return Interrupted() ? ExitCode::kInterrupted : ExitCode::kOk;
+    return ExitCode::kOk;
   }
 
  private:
