@@ -22,7 +22,11 @@ grep -q 'tessaline capture strips' "$root/first-scan"
 
 mount -t proc proc "$root/proc"  # where a program finds itself
 
-in_root() { chroot "$root" env DEBIAN_FRONTEND=noninteractive LC_ALL=C.UTF-8 sh -euc "$1"; }
+# Nothing of this shell's settings, which speak of what is installed here.
+in_root() {
+  env -i HOME=/root PATH=/usr/sbin:/usr/bin:/sbin:/bin LC_ALL=C.UTF-8 DEBIAN_FRONTEND=noninteractive \
+    http_proxy="${http_proxy:-}" https_proxy="${https_proxy:-}" "$(command -v chroot)" "$root" sh -euc "$1"
+}
 quietly() { in_root "$1" >"$packages/chroot.log" 2>&1 || { tail -20 "$packages/chroot.log"; exit 1; }; }
 files() { (cd "$root" && find etc lib usr var -xdev ! -path 'var/cache/*' ! -path 'var/lib/dpkg/*' \
   ! -path 'var/lib/apt/*' ! -path 'var/log/*' ! -name ld.so.cache | sort); }
