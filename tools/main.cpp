@@ -3,6 +3,6 @@
 
 int main(int argc, char** argv) {
   // The library's threads run to the end of the process.
-  auto* const application = new tool::Application;
+  static auto* const application = new tool::Application;
   tool::EndProcess(static_cast<int>(application->Run(argc, argv)));
 }
