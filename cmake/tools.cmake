@@ -12,6 +12,8 @@ set_target_properties(tessaline-tool PROPERTIES OUTPUT_NAME tessaline
   UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 10 DISABLE_PRECOMPILE_HEADERS OFF)
 target_compile_options(tessaline-tool PRIVATE ${TESSALINE_QUICK_COMPILE})
 target_include_directories(tessaline-tool PRIVATE ${CMAKE_SOURCE_DIR}/tools)
+set_source_files_properties(${CMAKE_SOURCE_DIR}/tools/Application.cpp PROPERTIES
+  COMPILE_DEFINITIONS TESSALINE_VERSION="${PROJECT_VERSION}")
 set_source_files_properties(${CMAKE_SOURCE_DIR}/tools/SensorTables.cpp PROPERTIES
   INCLUDE_DIRECTORIES "${TESSALINE_SENSOR_TABLES};${CMAKE_SOURCE_DIR}/src;${CMAKE_SOURCE_DIR}/src/Devices/tables")
 target_link_libraries(tessaline-tool PRIVATE tessaline_options tessaline

@@ -2,6 +2,7 @@
 
 #include <functional>
 
+#include "Command.h"
 #include "Failure.h"
 #include "tessaline/tessaline.h"
 
@@ -42,7 +43,7 @@ void Acquisition::Describe(CLI::App& app) {
   app.add_option("--gain", gain_, "Analogue gain, in the sensor's own steps; 0 leaves it");
   app.add_option("--power", power_, "Laser power")
       ->type_name("PERCENT")
-      ->check(CLI::Range(0.0, 100.0))
+      ->check(NumberIn(0, 100))
       ->capture_default_str();
   app.add_option("--trigger", trigger_, "timer, encoder or external")
       ->type_name("MODE")
@@ -83,6 +84,18 @@ void Acquisition::Apply(const Model& model, bool images) const {
   ResetFrameID();
   ResetCallbackLostNum();
   TriggerLostReset();
+}
+
+void Acquisition::Rehearse(const Session& session, const std::string& title, bool images,
+                           const std::string& file) const {
+  const auto calls = Calls(session.model(), images);
+  session.Print("{} would call:\n", title);
+  for (const std::string& call : calls) session.Print("  {}\n", call);
+  if (!file.empty()) session.Print("and write {}.\n", file);
+  session.Print("Nothing was touched (--dry-run).\n");
+  Json json{{"dry_run", true}, {"calls", calls}};
+  if (!file.empty()) json["file"] = file;
+  session.Emit(json);
 }
 
 std::vector<std::string> Acquisition::Calls(const Model& model, bool images) const {

@@ -20,12 +20,15 @@ class Acquisition {
   // Sets a started device up for images or strips. A Failure when it refuses something.
   void Apply(const Model& model, bool images) const;
 
-  // The calls, for --dry-run.
-  std::vector<std::string> Calls(const Model& model, bool images) const;
+  // For --dry-run: tells what it would call, and that it would write `file`, if it has a
+  // name.
+  void Rehearse(const Session& session, const std::string& title, bool images,
+                const std::string& file = {}) const;
 
   bool laser() const { return laser_ == "on"; }
 
  private:
+  std::vector<std::string> Calls(const Model& model, bool images) const;
   unsigned Spacing(const Model& model) const;
 
   unsigned exposure_ = 320;  // microseconds

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <new>
 
 #include "Failure.h"
 #include "LibraryOutput.h"
@@ -41,6 +42,7 @@ Application::Application() : app_(kDescription, "tessaline"), commands_(MakeComm
   // For the build of the packages; not in the help.
   app_.add_option("--write-man-pages", man_)->group("");
   app_.add_flag("--write-completion", completion_)->group("");
+  app_.set_version_flag("--version", "tessaline " TESSALINE_VERSION, "Print the version and exit");
   AddCommonOptions(app_, common_);
   for (const auto& command : commands_) command->Describe(app_, common_);
 }
@@ -64,6 +66,9 @@ ExitCode Application::Guarded(const std::function<ExitCode()>& run) {
   } catch (const Failure& failure) {
     Tell(NameOf(app_), failure.what(), failure.next());
     return failure.code();
+  } catch (const std::bad_alloc&) {  // caught, so that what is switched on goes off
+    Tell(NameOf(app_), "there is not enough memory", "capture less at a time");
+    return ExitCode::kFile;
   }
 }
 
@@ -89,10 +94,6 @@ ExitCode Application::RunNested(std::vector<std::string> arguments, const Common
   return inner.Guarded([&] {
     std::reverse(arguments.begin(), arguments.end());  // as the parser wants them
     inner.Parse([&] { inner.app_.parse(arguments); });
-    if (inner.common_.model != outer.model || inner.common_.virtual_model != outer.virtual_model) {
-      throw Failure(ExitCode::kUsage, "the model of a trace is given before the sub-command",
-                    "for example \"tessaline trace --virtual K3610 info\"");
-    }
     inner.common_.json = false;
     inner.common_.quiet = outer.json;
     Session session(inner.common_);

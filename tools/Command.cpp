@@ -11,8 +11,9 @@ std::string TextOf(Touches touches) {
       return "Does not touch the board.";
     case Touches::kReads:
       return "Reads only: the board stays as it is.";
-    case Touches::kStarts:
-      return "Starts the device: FPGA and image sensor are set up anew.";
+    case Touches::kMayStart:
+      return "Reads only: the board stays as it is. But --start WRITES REGISTERS: it sets up FPGA "
+             "and image sensor anew. --dry-run tells what it would do and touches nothing.";
     case Touches::kSets:
       return "WRITES REGISTERS: starts the device, which sets up FPGA and image sensor anew, and "
              "sets it. --dry-run tells what it would do and touches nothing.";
@@ -28,7 +29,7 @@ std::string TextOf(Touches touches) {
   return {};
 }
 
-bool CanBeRehearsed(Touches touches) { return touches >= Touches::kSets; }
+bool CanBeRehearsed(Touches touches) { return touches >= Touches::kMayStart; }
 
 std::string Footer(const About& about) {
   std::string footer = TextOf(about.touches);
@@ -69,6 +70,18 @@ CLI::App& AddGroup(CLI::App& parent, const About& about) {
   CLI::App& group = Add(parent, about);
   group.require_subcommand(1);
   return group;
+}
+
+CLI::Validator NumberIn(double low, double high) {
+  const std::string range = fmt::format("{} - {}", low, high);
+  return CLI::Validator(
+      [=](const std::string& text) {
+        double number = 0;
+        const bool fits =
+            CLI::detail::lexical_cast(text, number) && number >= low && number <= high;
+        return fits ? std::string() : fmt::format("{} is not in the range {}", text, range);
+      },
+      high < kMostSeconds ? fmt::format("in [{}]", range) : "POSITIVE");
 }
 
 std::vector<std::unique_ptr<Command>> MakeCommands() {

@@ -14,7 +14,7 @@ namespace tool {
 enum class Touches {
   kNothing,    // does not open the board
   kReads,      // looks, and changes nothing
-  kStarts,     // starts the device
+  kMayStart,   // looks, and starts the device before if asked to
   kSets,       // and sets it
   kLight,      // and drives the laser
   kRegisters,  // writes registers as they are
@@ -51,6 +51,12 @@ CLI::App& AddGroup(CLI::App& parent, const About& about);
 
 // The options that may also stand before the sub-command.
 void AddCommonOptions(CLI::App& app, CommonOptions& common);
+
+// A number within these limits; unlike the parser's own range, no "nan".
+CLI::Validator NumberIn(double low, double high);
+
+// Longer than anybody waits.
+inline constexpr double kMostSeconds = 1e7;
 
 // All sub-commands, in the order of the help.
 std::vector<std::unique_ptr<Command>> MakeCommands();

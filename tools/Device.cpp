@@ -25,8 +25,8 @@ Failure CannotOpen(const Node& node, int error) {
 }  // namespace
 
 Device::~Device() {
-  if (acquiring_) SetGlobalControl(0);
-  if (laser_on_) CloseLaser();
+  LaserOff();
+  StopAcquisition();
 }
 
 void Device::RequireRegisters() const {
@@ -58,6 +58,23 @@ void Device::Start(tessaline_frame_handler on_image, tessaline_frame_handler on_
   Launch(on_image, on_strips);
 }
 
+bool Device::Open(bool start) {
+  if (!start) {
+    RequireRegisters();
+    return true;
+  }
+  if (!session_.options().dry_run) {
+    Start();
+    return true;
+  }
+  session_.model();
+  session_.Print(
+      "would set up FPGA and image sensor anew (RegisterHardwareInit()), then look.\n"
+      "Nothing was touched (--dry-run).\n");
+  session_.Emit({{"dry_run", true}, {"calls", {"RegisterHardwareInit()"}}});
+  return false;
+}
+
 void Device::Launch(tessaline_frame_handler on_image, tessaline_frame_handler on_strips) {
   RegisterEventHandler(TESSALINE_EVENT_IMAGE, reinterpret_cast<tessaline_event_handler>(on_image));
   RegisterEventHandler(TESSALINE_EVENT_STRIP, reinterpret_cast<tessaline_event_handler>(on_strips));
@@ -73,7 +90,7 @@ void Device::Launch(tessaline_frame_handler on_image, tessaline_frame_handler on
     throw Failure(ExitCode::kUnreachable, "the device cannot be started",
                   "\"tessaline check\" tells why, --verbose shows what the library says");
   }
-  CatchInterrupts();  // the start has installed a handler of its own
+  CatchInterrupts([] { CloseLaser(); });  // the start has installed a handler of its own
   complaints_ = LibraryOutput::Instance().Errors();
 }
 

@@ -29,6 +29,10 @@ class Device {
   // The same without looking at anything before: for who wants to see what comes of it.
   void Launch(tessaline_frame_handler on_image, tessaline_frame_handler on_strips);
 
+  // For who only looks, and starts the device for that if asked to: opens it, or, when it
+  // would be started and this is a rehearsal, only tells so and returns false.
+  bool Open(bool start);
+
   // The laser, until the end of the process or LaserOff().
   void LaserOn();
   void LaserOff();

@@ -36,9 +36,12 @@ inline constexpr std::array kExitCodes{
                  "the device is not there, does not answer, or sends no frames"},
     ExitCodeText{ExitCode::kNoPermission, "a device node may not be opened"},
     ExitCodeText{ExitCode::kExists, "an output file exists already; nothing was overwritten"},
-    ExitCodeText{ExitCode::kFile, "a file cannot be read, created or written (disk full)"},
-    ExitCodeText{ExitCode::kInterrupted,
-                 "ended by Ctrl-C before it was done; what was captured until then is complete"},
+    ExitCodeText{ExitCode::kFile,
+                 "a file cannot be read, created or written (disk full), or memory ran out"},
+    ExitCodeText{
+        ExitCode::kInterrupted,
+        "ended by Ctrl-C, or a signal like it, before it was done; what was captured until then "
+        "is complete"},
 };
 
 }  // namespace tool

@@ -1,42 +1,90 @@
 #include "Interrupt.h"
 
+#include <semaphore.h>
 #include <signal.h>
 #include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
+#include <cstdlib>
+#include <thread>
+#include <utility>
 
 namespace tool {
 namespace {
 
 std::atomic<int> interrupts = 0;
+std::atomic<int> last_signal = 0;
+sem_t impatience;
+
+// Those of who has gone come more than once, and say nothing about patience.
+bool ComesFromAPerson(int signal) { return signal != SIGPIPE && signal != SIGHUP; }
 
 void OnInterrupt(int signal) {
-  if (interrupts.fetch_add(1) > 0) _exit(128 + signal);
+  if (!ComesFromAPerson(signal)) {
+    int none = 0;
+    interrupts.compare_exchange_strong(none, 1);
+    return;
+  }
+  last_signal = signal;
+  switch (interrupts.fetch_add(1)) {
+    case 0:
+      return;
+    case 1:
+      sem_post(&impatience);
+      return;
+    default:
+      _exit(128 + signal);
+  }
+}
+
+void Catch(int signal) {
+  struct sigaction action {};
+  action.sa_handler = OnInterrupt;
+  sigaction(signal, &action, nullptr);
+}
+
+bool IsIgnored(int signal) {
+  struct sigaction action {};
+  sigaction(signal, nullptr, &action);
+  return action.sa_handler == SIG_IGN;
 }
 
 }  // namespace
 
-void CatchInterrupts() {
-  struct sigaction action {};
-  action.sa_handler = OnInterrupt;
-  sigaction(SIGINT, &action, nullptr);
-  sigaction(SIGTERM, &action, nullptr);
+void CatchInterrupts(std::function<void()> last_resort) {
+  sem_init(&impatience, /*pshared=*/0, 0);
+  std::thread([last_resort = std::move(last_resort)] {
+    while (sem_wait(&impatience) != 0) {
+    }
+    last_resort();
+    EndProcess(128 + last_signal);
+  }).detach();
+  for (const int signal : {SIGINT, SIGTERM, SIGQUIT, SIGPIPE}) Catch(signal);
+  if (!IsIgnored(SIGHUP)) Catch(SIGHUP);  // ignored: started with nohup
+}
+
+void EndProcess(int status) {
+  static std::atomic<bool> ending = false;
+  while (ending.exchange(true)) pause();
+  std::exit(status);
 }
 
 bool Interrupted() { return interrupts > 0; }
 
-// Until a point in time: the virtual board scales the other kind of sleep.
+// Until a point in time: the virtual board scales the other kind of sleep. In slices, for a
+// signal that comes just before one, or to another thread.
 bool PauseFor(std::chrono::milliseconds time) {
+  constexpr std::chrono::milliseconds kSlice{50};
   constexpr long kNsPerSecond = 1'000'000'000;
-  timespec until{};
-  clock_gettime(CLOCK_MONOTONIC, &until);
-  const long ns = until.tv_nsec + static_cast<long>(time.count() % 1000) * 1'000'000;
-  until.tv_sec += time.count() / 1000 + ns / kNsPerSecond;
-  until.tv_nsec = ns % kNsPerSecond;
-  while (!Interrupted() &&
-         clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &until, nullptr) == EINTR) {
+  using Clock = std::chrono::steady_clock;
+  const auto end = Clock::now() + time;
+  while (!Interrupted() && Clock::now() < end) {
+    const auto until = std::min(end, Clock::now() + kSlice).time_since_epoch();
+    const auto ns = std::chrono::nanoseconds(until).count();
+    const timespec point{ns / kNsPerSecond, ns % kNsPerSecond};
+    clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &point, nullptr);
   }
   return Interrupted();
 }

@@ -70,7 +70,9 @@ inline constexpr std::array kFamilies{
            .thermometer = kZynqThermometer,
            .regions = VeltranoSDK::fpga::kZynqRegions},
     Family{.prefix = "K37",
-           .codes = "K3710 K3720 K3730 K3740 K3710ch16 K3710ch16arm_rebuild",
+           .codes = "K3710 K3720 K3730 K3740 K3710ch16 K3720ch16 K3730ch16 K3740ch16 "
+                    "K3710ch16arm_rebuild K3720ch16arm_rebuild K3730ch16arm_rebuild "
+                    "K3740ch16arm_rebuild",
            .series = 22,
            .soc = "Zynq-7000",
            .sensor = "IMX252",
@@ -133,7 +135,8 @@ inline constexpr std::array kFamilies{
            .thermometer = kZynqThermometer,
            .regions = VeltranoSDK::fpga::kZynqRegions},
     Family{.prefix = "K40",
-           .codes = "K4010 K4020 K4030 K4040 K4010arm_rebuild",
+           .codes = "K4010 K4020 K4030 K4040 K4010arm_rebuild K4020arm_rebuild "
+                    "K4030arm_rebuild K4040arm_rebuild",
            .series = 25,
            .soc = "Zynq UltraScale+",
            .sensor = "e2v Flash 4K",

@@ -8,8 +8,8 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <fstream>
-#include <iterator>
+#include <filesystem>
+#include <memory>
 #include <utility>
 
 #include "Failure.h"
@@ -18,6 +18,7 @@ namespace tool {
 namespace {
 
 constexpr std::size_t kFlushAt = 1 << 18;
+constexpr std::size_t kLargestRead = 1 << 20;
 constexpr mode_t kMode = 0666;  // less the umask
 
 Failure Cannot(const char* what, const std::string& path, int error) {
@@ -29,6 +30,11 @@ Failure Cannot(const char* what, const std::string& path, int error) {
                  next);
 }
 
+Failure Exists(const std::string& path) {
+  return Failure(ExitCode::kExists, fmt::format("{} exists already", path),
+                 "--force overwrites it");
+}
+
 bool UserAgreesToOverwrite(const std::string& path) {
   if (isatty(STDIN_FILENO) == 0 || isatty(STDERR_FILENO) == 0) return false;
   fprintf(stderr, "%s exists. Overwrite it? [y/N] ", path.c_str());
@@ -38,14 +44,31 @@ bool UserAgreesToOverwrite(const std::string& path) {
 
 }  // namespace
 
+bool MayOverwrite(const std::string& path, bool force) {
+  std::error_code ignored;
+  if (std::filesystem::is_directory(path, ignored)) throw Cannot("write", path, EISDIR);
+  if (!std::filesystem::exists(path, ignored)) {
+    const std::string parent = std::filesystem::path(path).parent_path();
+    if (access(parent.empty() ? "." : parent.c_str(), W_OK) == 0) return force;
+    throw Cannot("create", path, errno);
+  }
+  if (force) return true;
+  if (UserAgreesToOverwrite(path)) return true;
+  throw Exists(path);
+}
+
+void RemoveFile(const std::string& path) {
+  std::error_code ignored;
+  if (std::filesystem::is_regular_file(path, ignored)) unlink(path.c_str());
+}
+
 OutputFile::OutputFile(std::string path, bool force) : path_(std::move(path)) {
   signal(SIGXFSZ, SIG_IGN);  // a file that may not grow is told like a full disk
   const int flags = O_WRONLY | O_CREAT | O_CLOEXEC;
   fd_ = open(path_.c_str(), flags | (force ? O_TRUNC : O_EXCL), kMode);
   if (fd_ < 0 && errno == EEXIST) {
     if (!UserAgreesToOverwrite(path_)) {
-      throw Failure(ExitCode::kExists, fmt::format("{} exists already", path_),
-                    "--force overwrites it");
+      throw Exists(path_);
     }
     fd_ = open(path_.c_str(), flags | O_TRUNC, kMode);
   }
@@ -104,8 +127,6 @@ void OutputFile::Rewrite(off_t offset, std::span<const std::uint8_t> bytes) {
   }
 }
 
-void OutputFile::Remove() { unlink(path_.c_str()); }
-
 void WriteWholeFile(const std::string& path, bool force, std::span<const std::uint8_t> bytes) {
   OutputFile file(path, force);
   try {
@@ -118,12 +139,17 @@ void WriteWholeFile(const std::string& path, bool force, std::span<const std::ui
 }
 
 std::vector<std::uint8_t> ReadWholeFile(const std::string& path) {
-  errno = 0;
-  std::ifstream file(path, std::ios::binary);
-  if (!file) {
-    throw Failure(ExitCode::kFile, fmt::format("cannot read {}: {}", path, strerror(errno)));
-  }
-  return {std::istreambuf_iterator<char>(file), {}};
+  const auto cannot = [&](int error) {
+    return Failure(ExitCode::kFile, fmt::format("cannot read {}: {}", path, strerror(error)),
+                   "give the path of a file that \"-o\" of a \"dump\" wrote");
+  };
+  const std::unique_ptr<FILE, int (*)(FILE*)> file(fopen(path.c_str(), "rb"), fclose);
+  if (file == nullptr) throw cannot(errno);
+  std::vector<std::uint8_t> bytes(kLargestRead);
+  bytes.resize(fread(bytes.data(), 1, bytes.size(), file.get()));
+  if (ferror(file.get()) != 0) throw cannot(errno);
+  if (fgetc(file.get()) != EOF) throw cannot(EFBIG);
+  return bytes;
 }
 
 }  // namespace tool

@@ -11,6 +11,13 @@
 
 namespace tool {
 
+// Whether to overwrite what is at the path: with `force`, or when the user says so, who is
+// asked on a terminal. A Failure when it has to stay, or when no file can be made there for
+// a reason that is plain beforehand.
+bool MayOverwrite(const std::string& path, bool force);
+// Files only: what is written to /dev/full is not taken away.
+void RemoveFile(const std::string& path);
+
 // A file being written, record by record. Whatever happens - a full disk, Ctrl-C - it
 // holds whole records only.
 class OutputFile {
@@ -45,7 +52,7 @@ class OutputFile {
   bool failed() const { return failed_; }
 
   // Takes the file away again: there is nothing of use in it.
-  void Remove();
+  void Remove() { RemoveFile(path_); }
 
  private:
   std::string path_;
@@ -57,7 +64,7 @@ class OutputFile {
   bool failed_ = false;
 };
 
-// A small file as a whole.
+// A small file as a whole: up to a megabyte when read.
 void WriteWholeFile(const std::string& path, bool force, std::span<const std::uint8_t> bytes);
 std::vector<std::uint8_t> ReadWholeFile(const std::string& path);
 

@@ -31,11 +31,16 @@ RegisterDump RegisterDump::Load(const std::string& path) {
   const Json json = Json::parse(text, nullptr, /*allow_exceptions=*/false);
   if (json.is_object() && json.contains("registers")) {
     for (const Json& reg : json["registers"]) {
-      if (!reg.contains("block") || !reg.contains("name") || !reg.contains("value")) {
+      const auto is = [&](const char* member, bool (Json::*of_type)() const) {
+        return reg.is_object() && reg.contains(member) && (reg[member].*of_type)();
+      };
+      if (!is("block", &Json::is_string) || !is("name", &Json::is_string) ||
+          !is("value", &Json::is_number_unsigned) || reg["value"] > 0xFFFFFFFFu) {
         throw NoDump(path);
       }
       dump.entries.push_back({reg["block"], reg["name"], reg["value"]});
     }
+    if (dump.entries.empty()) throw NoDump(path);
     return dump;
   }
   std::istringstream lines(text);

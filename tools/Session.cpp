@@ -1,6 +1,8 @@
 #include "Session.h"
 
+#include <cerrno>
 #include <cstdlib>
+#include <cstring>
 
 #include "Failure.h"
 
@@ -54,9 +56,11 @@ void Session::EmitLine(const Json& json) const {
 
 void Session::Write(const std::string& text) const {
   FILE* const out = LibraryOutput::Instance().user();
-  if (fwrite(text.data(), 1, text.size(), out) != text.size() || fflush(out) != 0) {
-    throw Failure(ExitCode::kFile, "cannot write to the standard output");
-  }
+  if (fwrite(text.data(), 1, text.size(), out) == text.size() && fflush(out) == 0) return;
+  if (errno == EPIPE) return;  // "| head": who reads it has seen enough
+  throw Failure(ExitCode::kFile,
+                fmt::format("cannot write to the standard output: {}", strerror(errno)),
+                "make room, or send it elsewhere");
 }
 
 void Session::WriteNote(const std::string& text) {

@@ -60,7 +60,10 @@ struct tessaline_capture_statistics {
    * that of the last SetGlobalControl(0). Both streams: the thread is being ended.
    */
   uint64_t suppressed;
-  /** Whole, but no handler was registered. GetStripReleaseNum() counts the strips in them. */
+  /**
+   * Whole, but no handler was registered. GetStripReleaseNum() counts the strips in them,
+   * and besides, what this does not, the readable strips of malformed buffers.
+   */
   uint64_t released;
   /**
    * Damaged. Strips: one does not fit into the buffer, or the buffer not into its memory; a

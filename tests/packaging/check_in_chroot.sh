@@ -1,32 +1,47 @@
 #!/bin/sh
-# Installs the packages of a directory in a fresh Debian 12, uses them, removes them, and
-# compares what is left with what was there before. Needs root and the network.
+# Installs the packages of a directory in a fresh Debian 12, uses them - as the guide to the
+# first scan does, and to build applications -, removes them, and compares what is left with
+# what was there before. Needs root and the network.
 #   check_in_chroot.sh PACKAGES
 set -eu
 "$(dirname "$0")/../../scripts/setup" debootstrap
 packages=$(readlink -f "$1")
-consumer=$(dirname "$(readlink -f "$0")")/consumer
+tests=$(dirname "$(readlink -f "$0")")
+guide=$tests/../../docs/first-scan.md
 root=$(mktemp -d)
-trap 'rm -rf "$root"' EXIT
+trap 'umount "$root/proc" 2>/dev/null || true; rm -rf --one-file-system "$root"' EXIT
 debootstrap --variant=minbase bookworm "$root" >"$packages/debootstrap.log"
 mkdir "$root/packages"
 for package in "$packages"/*.deb; do
   case "$package" in *-dbgsym_*) ;; *) cp "$package" "$root/packages" ;; esac
 done
-cp -r "$consumer" "$root/consumer"
+cp -r "$tests" "$root/tests"
+# The lines that the guide tells its reader to type, but for those that install.
+awk '/^```sh$/ { typed = 1; next } /^```/ { typed = 0 } typed' "$guide" >"$root/first-scan"
+grep -q 'tessaline capture strips' "$root/first-scan"
 
-in_root() { chroot "$root" env DEBIAN_FRONTEND=noninteractive LC_ALL=C.UTF-8 sh -euc "$1"; }
+mount -t proc proc "$root/proc"  # where a program finds itself
+
+# Nothing of this shell's settings, which speak of what is installed here.
+in_root() {
+  env -i HOME=/root PATH=/usr/sbin:/usr/bin:/sbin:/bin LC_ALL=C.UTF-8 DEBIAN_FRONTEND=noninteractive \
+    http_proxy="${http_proxy:-}" https_proxy="${https_proxy:-}" "$(command -v chroot)" "$root" sh -euc "$1"
+}
 quietly() { in_root "$1" >"$packages/chroot.log" 2>&1 || { tail -20 "$packages/chroot.log"; exit 1; }; }
 files() { (cd "$root" && find etc lib usr var -xdev ! -path 'var/cache/*' ! -path 'var/lib/dpkg/*' \
   ! -path 'var/lib/apt/*' ! -path 'var/log/*' ! -name ld.so.cache | sort); }
 
 # Everything the packages depend on first, so that only they themselves make a difference.
 quietly 'apt-get update && apt-get install -y --no-install-recommends \
-  gcc g++ libc6-dev pkg-config libfmt9 libpng16-16'
+  cmake gcc g++ libc6-dev make pkg-config libfmt9 libpng16-16'
 files >"$packages/before"
 quietly 'apt-get install -y --no-install-recommends /packages/*.deb'
-in_root 'cc -std=gnu11 $(pkg-config --cflags tessaline) /consumer/scan.c $(pkg-config --libs tessaline) -o /tmp/scan
-  tessaline-board run --model K4010 -- /tmp/scan K4010'
+echo "the first scan"
+in_root 'mkdir /tmp/scan && cd /tmp/scan && sh -eux /first-scan && ls -l'
+echo "applications"
+in_root 'sh /tests/check_consumers.sh /usr /tmp/consumers
+  cc -std=gnu11 $(pkg-config --cflags tessaline) /tests/consumer/scan.c $(pkg-config --libs tessaline) -o /tmp/scan.out
+  tessaline-board run --model K4010 -- /tmp/scan.out K4010'
 quietly 'apt-get purge -y libtessaline1 libtessaline-dev tessaline-tools tessaline-board'
 files >"$packages/after"
 diff "$packages/before" "$packages/after" || {

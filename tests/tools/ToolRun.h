@@ -13,14 +13,26 @@
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <iterator>
 #include <map>
 #include <nlohmann/json.hpp>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace tessaline_test {
+
+// What the program's guide says of its exit status.
+constexpr int kOk = 0;
+constexpr int kNegative = 1;
+constexpr int kUsage = 2;
+constexpr int kUnreachable = 3;
+constexpr int kNoPermission = 4;
+constexpr int kExists = 5;
+constexpr int kFile = 6;
+constexpr int kInterrupted = 130;
 
 // What a run of the program left behind.
 struct ToolResult {
@@ -30,6 +42,10 @@ struct ToolResult {
 
   nlohmann::json Json() const { return nlohmann::json::parse(out, nullptr, false); }
 };
+
+inline int CountLines(const std::string& text) {
+  return static_cast<int>(std::count(text.begin(), text.end(), '\n'));
+}
 
 // A run of the program "tessaline" as a child process. On the virtual board sleeps are
 // skipped, and triggers come as fast as buffers are free.
@@ -55,15 +71,33 @@ class ToolRun {
   // Once there is a file of this name, no file can grow beyond so many bytes any more, which
   // is told as a full disk is. (The board's memory is a larger file, made before.)
   ToolRun& LimitWhenThereIs(const std::string& path, std::uint64_t bytes) {
-    largest_file_ = bytes;
-    watched_ = path;
-    return *this;
+    return When([=](const ToolResult&) { return FileHas(path, 0); },
+                [=](pid_t child) {
+                  const rlimit limit{bytes, bytes};
+                  prlimit(child, RLIMIT_FSIZE, &limit, nullptr);
+                });
   }
   // Once there is a file of this name and size.
   ToolRun& SignalWhenFileHas(int signal, const std::string& path, std::uintmax_t bytes) {
-    signal_ = signal;
-    watched_ = path;
-    watched_bytes_ = bytes;
+    return When([=](const ToolResult&) { return FileHas(path, bytes); },
+                [=](pid_t child) { kill(child, signal); });
+  }
+  // Does something to the process, once, as soon as what it has printed, or anything else,
+  // tells that it is time.
+  ToolRun& When(std::function<bool(const ToolResult&)> condition,
+                std::function<void(pid_t)> action) {
+    condition_ = std::move(condition);
+    action_ = std::move(action);
+    return *this;
+  }
+
+  // Its reader goes away after so many lines.
+  ToolRun& ReadingLines(int lines) {
+    lines_ = lines;
+    return *this;
+  }
+  ToolRun& PrintingTo(const std::string& path) {
+    output_ = path;
     return *this;
   }
 
@@ -74,7 +108,7 @@ class ToolRun {
     const pid_t child = fork();
     if (child == 0) {
       dup2(open("/dev/null", O_RDONLY), STDIN_FILENO);
-      dup2(out[1], STDOUT_FILENO);
+      dup2(output_.empty() ? out[1] : open(output_.c_str(), O_WRONLY), STDOUT_FILENO);
       dup2(err[1], STDERR_FILENO);
       for (const int fd : {out[0], out[1], err[0], err[1]}) close(fd);
       Become();
@@ -83,8 +117,6 @@ class ToolRun {
     close(err[1]);
     ToolResult result;
     Gather(child, out[0], err[0], result);
-    close(out[0]);
-    close(err[0]);
     int status = 0;
     waitpid(child, &status, 0);
     result.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
@@ -93,6 +125,8 @@ class ToolRun {
 
   // In a child process: never returns.
   [[noreturn]] void Become() const {
+    // What the tests were started by may ignore some of them.
+    for (const int number : {SIGHUP, SIGINT, SIGQUIT, SIGPIPE}) signal(number, SIG_DFL);
     for (const auto& [name, value] : environment_) setenv(name.c_str(), value.c_str(), 1);
     if (!directory_.empty() && chdir(directory_.c_str()) != 0) _exit(127);
     std::vector<std::string> words{TESSALINE_TOOL};
@@ -119,35 +153,34 @@ class ToolRun {
         const ssize_t got = read(fds[i].fd, chunk, sizeof chunk);
         if (got > 0) {
           texts[i]->append(chunk, static_cast<std::size_t>(got));
-        } else {
-          fds[i].fd = -1;
-          --open;
         }
+        const bool enough = i == 0 && lines_ > 0 && CountLines(result.out) >= lines_;
+        if (got > 0 && !enough) continue;
+        close(fds[i].fd);
+        fds[i].fd = -1;
+        --open;
       }
-      if (!done && !watched_.empty() && WatchedFileIsThere()) done = Act(child);
+      if (!done && condition_ && condition_(result)) {
+        action_(child);
+        done = true;
+      }
       if (std::chrono::steady_clock::now() > end) kill(child, SIGKILL);
     }
   }
 
-  bool WatchedFileIsThere() const {
+  static bool FileHas(const std::string& path, std::uintmax_t bytes) {
     std::error_code ignored;
-    return std::filesystem::exists(watched_, ignored) &&
-           std::filesystem::file_size(watched_, ignored) >= watched_bytes_;
-  }
-
-  bool Act(pid_t child) const {
-    if (signal_ != 0) return kill(child, signal_) == 0;
-    const rlimit limit{largest_file_, largest_file_};
-    return prlimit(child, RLIMIT_FSIZE, &limit, nullptr) == 0;
+    return std::filesystem::exists(path, ignored) &&
+           std::filesystem::file_size(path, ignored) >= bytes;
   }
 
   std::string arguments_;
   std::map<std::string, std::string> environment_;
   std::string directory_;
-  std::uint64_t largest_file_ = 0;
-  int signal_ = 0;
-  std::string watched_;
-  std::uintmax_t watched_bytes_ = 0;
+  std::string output_;
+  int lines_ = 0;
+  std::function<bool(const ToolResult&)> condition_;
+  std::function<void(pid_t)> action_;
 };
 
 inline ToolResult RunTool(const std::string& arguments) { return ToolRun(arguments).Run(); }
@@ -179,10 +212,6 @@ inline std::string FileText(const std::string& path) {
 
 inline void WriteFile(const std::string& path, const std::string& text) {
   std::ofstream(path, std::ios::binary) << text;
-}
-
-inline int CountLines(const std::string& text) {
-  return static_cast<int>(std::count(text.begin(), text.end(), '\n'));
 }
 
 }  // namespace tessaline_test

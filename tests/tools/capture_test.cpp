@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <png.h>
+#include <pty.h>
 
 #include <cmath>
 #include <cstring>
@@ -15,11 +16,6 @@ namespace {
 
 using ::testing::AllOf;
 using ::testing::HasSubstr;
-
-constexpr int kUnreachable = 3;
-constexpr int kExists = 5;
-constexpr int kFile = 6;
-constexpr int kInterrupted = 130;
 
 constexpr unsigned kWidth = 1456;
 constexpr unsigned kHeight = 1088;
@@ -267,6 +263,57 @@ TEST(Capture, OverwritesNothing) {
   }
 }
 
+// A picture of a series is in the way: told before the laser is on, not behind it.
+TEST(Capture, OverwritesNoPictureOfASeries) {
+  const Directory directory;
+  WriteFile(directory / "image_0002.pgm", "mine");
+  const ToolResult refused = Capture("images -n 3 -o " + (directory / "image.pgm")).Run();
+  EXPECT_EQ(refused.status, kExists);
+  EXPECT_FALSE(std::filesystem::exists(directory / "image_0001.pgm"));
+  EXPECT_EQ(FileText(directory / "image_0002.pgm"), "mine");
+}
+
+// What a user at a terminal, who answers the question, gets.
+ToolResult CaptureAtTerminal(const std::string& file, const char* answer, const char* faults) {
+  ToolResult result;
+  int terminal = -1;
+  const pid_t child = forkpty(&terminal, nullptr, nullptr, nullptr);
+  if (child == 0) {
+    Capture("strips -n 5 -o " + file).With("TESSALINE_BOARD_FAULTS", faults).Become();
+  }
+  bool answered = false;
+  char chunk[4096];
+  for (ssize_t got = 0; (got = read(terminal, chunk, sizeof chunk)) > 0;) {
+    result.out.append(chunk, static_cast<std::size_t>(got));
+    if (answered || result.out.find("[y/N]") == std::string::npos) continue;
+    answered = write(terminal, answer, std::strlen(answer)) > 0;
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  result.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  close(terminal);
+  return result;
+}
+
+TEST(Capture, AsksAtATerminalBeforeItOverwrites) {
+  const Directory directory;
+  for (const char* name : {"scan.csv", "scan.png"}) {
+    const std::string file = directory / name;
+    WriteFile(file, "mine");
+    const ToolResult no = CaptureAtTerminal(file, "n\n", "");
+    EXPECT_EQ(no.status, kExists) << no.out;
+    EXPECT_THAT(no.out, HasSubstr(name + std::string(" exists. Overwrite it? [y/N]")));
+    EXPECT_EQ(FileText(file), "mine");
+    EXPECT_EQ(CaptureAtTerminal(file, "y\n", "").status, 0) << name;
+    EXPECT_NE(FileText(file), "mine");
+  }
+  // A picture is made at the end: without one, the file of before stays.
+  WriteFile(directory / "scan.png", "mine");
+  EXPECT_EQ(CaptureAtTerminal(directory / "scan.png", "y\n", "call video1 VIDIOC_DQBUF EIO").status,
+            kUnreachable);
+  EXPECT_EQ(FileText(directory / "scan.png"), "mine");
+}
+
 // More than fits, whatever was written before the limit came.
 constexpr const char* kEndless = "strips -n 100000000 -o ";
 constexpr std::uint64_t kDiskBytes = 3'000'000;
@@ -331,20 +378,6 @@ TEST(CtrlC, LeavesAReadableFile) {
   EXPECT_EQ(bytes.size(), NpyHead(bytes) + records * kNpyRecord);
 }
 
-TEST(CtrlC, SwitchesTheLaserOff) {
-  const Directory directory;
-  const std::string file = directory / "scan.csv";
-  const std::string transcript = directory / "transcript.txt";
-  Capture("strips -n 100000000 -o " + file)
-      .With("TESSALINE_BOARD_TRANSCRIPT", transcript)
-      .SignalWhenFileHas(SIGTERM, file, 300'000)
-      .Run();
-  const std::string events = FileText(transcript);
-  ASSERT_NE(events.find("gpio907/value 1"), std::string::npos);
-  ASSERT_NE(events.find("gpio907/value 0"), std::string::npos);
-  EXPECT_GT(events.rfind("gpio907/value 0"), events.rfind("gpio907/value 1"));
-}
-
 TEST(Capture, CountsWhatWasLost) {
   const Directory directory;
   const ToolResult result = Capture("strips -n 60 --json --strict -o " + (directory / "scan.csv"))
@@ -352,6 +385,16 @@ TEST(Capture, CountsWhatWasLost) {
                                 .Run();
   EXPECT_EQ(result.status, 1);
   EXPECT_GT(result.Json()["missing_ids"], 0);
+}
+
+TEST(Capture, CountsTriggersThatCameTooEarly) {
+  const Directory directory;
+  const ToolResult result =
+      Capture("strips -n 20 --spacing 100 --json --strict -o " + (directory / "scan.csv"))
+          .With("TESSALINE_BOARD_PACE", "real")
+          .Run();
+  EXPECT_EQ(result.status, 1);
+  EXPECT_GT(result.Json()["triggers_lost"], 0);
 }
 
 TEST(Capture, WithoutFramesLeavesNoFile) {

@@ -43,6 +43,9 @@ TEST(Help, SaysWhatDrivesTheLaserOrWrites) {
   for (const char* command : {"led", "power", "exposure", "roi", "trigger", "reg write"}) {
     EXPECT_THAT(RunTool(std::string(command) + " --help").out, HasSubstr("WRITES REGISTERS"));
   }
+  for (const char* command : {"info", "reg read", "reg dump"}) {
+    EXPECT_THAT(RunTool(std::string(command) + " --help").out, HasSubstr("--start WRITES"));
+  }
   EXPECT_THAT(RunTool("eeprom load --help").out, HasSubstr("WRITES THE EEPROM"));
 }
 
@@ -120,6 +123,10 @@ TEST(Completion, KnowsCommandsOptionsModelsAndRegisters) {
   EXPECT_EQ(Completions(directory, "tessaline capture strips --format p"),
             (Words{"pgm", "png", "ply"}));
   EXPECT_EQ(Completions(directory, "tessaline led ma"), Words{"magenta"});
+  EXPECT_EQ(Completions(directory, "tessaline laser on --sec"), Words{"--seconds"});
+  EXPECT_EQ(Completions(directory, "tessaline capture strips --tri"), Words{"--trigger"});
+  EXPECT_EQ(Completions(directory, "tessaline trace re"), Words{"reg"});
+  EXPECT_EQ(Completions(directory, "tessaline trace --virtual K3610 reg re"), Words{"read"});
 }
 
 }  // namespace

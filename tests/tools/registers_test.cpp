@@ -78,11 +78,28 @@ INSTANTIATE_TEST_SUITE_P(Forms, Dumps, ::testing::Values("", " --json"));
 
 TEST(Reg, RefusesAFileThatIsNoDump) {
   const Directory directory;
-  WriteFile(directory / "poem", "Roses are red\n");
-  const std::string poem = directory / "poem";
-  const ToolResult result = RunTool("reg dump --model K3610 --diff " + poem + " " + poem);
-  EXPECT_EQ(result.status, 2);
-  EXPECT_THAT(result.err, HasSubstr("is no register dump"));
+  const std::string file = directory / "file";
+  for (const char* text :
+       {"Roses are red\n", "", R"({"registers": []})", R"({"registers": [7]})",
+        R"({"registers": [{"block": 1, "name": 2, "value": 3}]})",
+        R"({"registers": [{"block": "BLOCK", "name": "NAME", "value": 4294967296}]})"}) {
+    WriteFile(file, text);
+    const ToolResult result = RunTool("reg dump --model K3610 --diff " + file + " " + file);
+    EXPECT_EQ(result.status, 2) << text;
+    EXPECT_THAT(result.err, HasSubstr("is no register dump")) << text;
+  }
+}
+
+// Nobody wants his devices taken away because they took no data.
+TEST(Reg, LeavesADeviceItCannotWriteTo) {
+  const Directory directory;
+  const std::string full = directory / "full";
+  ASSERT_EQ(symlink("/dev/full", full.c_str()), 0);
+  const ToolResult result = RunTool("reg dump --force -o " + full + kOnBoard);
+  EXPECT_EQ(result.status, 6);
+  EXPECT_EQ(CountLines(result.err), 1) << result.err;
+  EXPECT_THAT(result.err, HasSubstr("No space left on device"));
+  EXPECT_TRUE(std::filesystem::is_symlink(full));
 }
 
 TEST(Reg, OverwritesNothing) {

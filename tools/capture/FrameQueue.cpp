@@ -31,7 +31,7 @@ void FrameQueue::Put(bool is_image, unsigned first, unsigned second, const void*
     return;
   }
   const auto* begin = static_cast<const std::uint8_t*>(data);
-  waiting_.push_back({is_image, first, second, {begin, begin + bytes}, dropped_});
+  waiting_.push_back({is_image, first, second, {begin, begin + bytes}});
   waiting_bytes_ += bytes;
   arrived_.notify_one();
 }
@@ -56,6 +56,11 @@ std::optional<Delivery> FrameQueue::Take(std::chrono::milliseconds patience) {
   waiting_.pop_front();
   waiting_bytes_ -= delivery.bytes.size();
   return delivery;
+}
+
+std::uint64_t FrameQueue::Dropped() {
+  const std::lock_guard lock(mutex_);
+  return dropped_;
 }
 
 }  // namespace tool

@@ -16,7 +16,6 @@ struct Delivery {
   unsigned first;  // width, or the number of strips
   unsigned second;
   std::vector<std::uint8_t> bytes;
-  std::uint64_t dropped_before;  // deliveries that found no room, up to this one
 };
 
 // Between the library's capture threads, whose buffers must go back quickly, and the
@@ -37,6 +36,9 @@ class FrameQueue {
 
   // The next delivery, once there is one; nothing when none came in time.
   std::optional<Delivery> Take(std::chrono::milliseconds patience);
+
+  // Deliveries since Open() for which there was no room.
+  std::uint64_t Dropped();
 
  private:
   FrameQueue() = default;

@@ -2,6 +2,7 @@
 
 #include <fmt/core.h>
 
+#include <algorithm>
 #include <array>
 #include <filesystem>
 
@@ -53,6 +54,20 @@ Format FormatOf(const std::string& path, const std::string& asked, bool images) 
       ExitCode::kUsage,
       fmt::format("{} cannot be written as \"{}\"", images ? "images" : "strips", name),
       fmt::format("end the file's name in, or say with --format, one of {}", NamesFor(images)));
+}
+
+std::vector<std::string> FilesOf(Format format, const WriterSettings& settings,
+                                 std::uint64_t frames) {
+  std::vector<std::string> files{settings.path};
+  if (format == Format::kRaw) files.push_back(RawWriter::IndexOf(settings.path));
+  const bool pictures = settings.images && (format == Format::kPng || format == Format::kPgm);
+  if (!pictures || settings.single) return files;
+  constexpr std::uint64_t kLookedAt = 9999;
+  files.clear();
+  for (std::uint64_t i = 1; i <= (frames == 0 ? kLookedAt : std::min(frames, kLookedAt)); ++i) {
+    files.push_back(ImageFilesWriter::PathOf(settings.path, i));
+  }
+  return files;
 }
 
 std::unique_ptr<FrameWriter> MakeWriter(Format format, const WriterSettings& settings) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
@@ -38,6 +39,10 @@ enum class Format { kCsv, kNpy, kPly, kPng, kPgm, kRaw };
 
 // By the ending of the path; a Failure for one that means nothing, or does not fit.
 Format FormatOf(const std::string& path, const std::string& asked, bool images);
+
+// The files that a writer would make for so many frames, 0 for who can tell.
+std::vector<std::string> FilesOf(Format format, const WriterSettings& settings,
+                                 std::uint64_t frames);
 
 std::unique_ptr<FrameWriter> MakeWriter(Format format, const WriterSettings& settings);
 

@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <filesystem>
 #include <limits>
 
 #include "Failure.h"
@@ -41,15 +40,14 @@ std::array<std::uint8_t, 3> Colour(double t, double brightness) {
 }  // namespace
 
 HeightMapWriter::HeightMapWriter(const WriterSettings& settings)
-    : settings_(settings), width_(PixelsAcross(settings.width)) {
-  std::error_code ignored;
-  if (!settings_.force && std::filesystem::exists(settings_.path, ignored)) {
-    throw Failure(ExitCode::kExists, fmt::format("{} exists already", settings_.path),
-                  "--force overwrites it");
-  }
-}
+    : settings_(settings), width_(PixelsAcross(settings.width)) {}
 
 void HeightMapWriter::Write(const Frame& frame) {
+  if (profiles_.size() == kMostProfiles) {
+    throw Failure(ExitCode::kFile,
+                  fmt::format("a height map takes {} profiles at most", kMostProfiles),
+                  "capture less at a time, or into .npy");
+  }
   Profile profile{frame.encoder_stamp, std::vector<float>(width_, kUnknown),
                   std::vector<std::uint8_t>(width_)};
   for (const Point& point : frame.points) {

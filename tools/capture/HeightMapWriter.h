@@ -9,10 +9,16 @@ namespace tool {
 // edges, the brightness of the line what is printed on the surface.
 class HeightMapWriter : public FrameWriter {
  public:
+  // It is all in memory: 5 KiB a profile, and a sensor has half a GiB. Who gets none of that
+  // is ended in the middle, with the laser on.
+  static constexpr std::size_t kMostProfiles = 40'000;
+
   explicit HeightMapWriter(const WriterSettings& settings);
   void Write(const Frame& frame) override;
   void Finish() override;
-  std::vector<std::string> Files() const override { return {settings_.path}; }
+  std::vector<std::string> Files() const override {
+    return frames_ == 0 ? std::vector<std::string>() : std::vector{settings_.path};
+  }
   std::size_t Frames() const override { return frames_; }
 
  private:

@@ -14,9 +14,9 @@ class ImageFilesWriter : public FrameWriter {
   std::vector<std::string> Files() const override { return files_; }
   std::size_t Frames() const override { return files_.size(); }
 
- private:
-  std::string NextPath() const;
+  static std::string PathOf(const std::string& series, std::size_t number);
 
+ private:
   WriterSettings settings_;
   Format format_;
   std::vector<std::string> files_;

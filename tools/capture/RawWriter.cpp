@@ -10,7 +10,7 @@ namespace {
 // The second file cannot be had: the first is of no use.
 OutputFile MakeIndex(OutputFile& data, const WriterSettings& settings) {
   try {
-    return OutputFile(settings.path + ".csv", settings.force);
+    return OutputFile(RawWriter::IndexOf(settings.path), settings.force);
   } catch (const Failure&) {
     data.Remove();
     throw;

@@ -10,6 +10,7 @@ namespace tool {
 class RawWriter : public FrameWriter {
  public:
   explicit RawWriter(const WriterSettings& settings);
+  static std::string IndexOf(const std::string& path) { return path + ".csv"; }
   void Write(const Frame& frame) override;
   void Finish() override;
   std::vector<std::string> Files() const override { return {file_.path(), index_.path()}; }

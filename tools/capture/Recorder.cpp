@@ -47,6 +47,7 @@ RecordingResult Recorder::Run(const RecordingLimits& limits, bool laser) {
   result_.seconds = std::chrono::duration<double>(Clock::now() - start_).count();
   device_.LaserOff();
   queue.Close();
+  result_.dropped = queue.Dropped();
   tessaline_capture_statistics statistics{};
   TessalineGetCaptureStatistics(Stream(images_), &statistics);
   result_.malformed = statistics.malformed;
@@ -71,7 +72,6 @@ bool Recorder::Complete() const {
 
 void Recorder::Use(const Delivery& delivery) {
   if (delivery.is_image != images_) return;  // left over from the start
-  result_.dropped = delivery.dropped_before;
   if (images_) {
     WriteFrame(ReadImage(delivery.first, delivery.second, delivery.bytes));
     return;

@@ -1,10 +1,8 @@
-#include <unistd.h>
-
-#include <filesystem>
-
 #include "Acquisition.h"
 #include "Device.h"
 #include "Failure.h"
+#include "OutputFile.h"
+#include "capture/HeightMapWriter.h"
 #include "capture/Recorder.h"
 #include "commands/Commands.h"
 #include "tessaline/tessaline.h"
@@ -25,20 +23,22 @@ constexpr About kCaptureAbout{
     "  tessaline capture strips -t 10 -o scan.ply --spacing 1000 --model K3610\n"
     "  tessaline capture images -n 1 -o image.png --virtual K3920"};
 
+constexpr double kMostFrames = 1e15;
+
 class CaptureCommand : public Command {
  public:
   void Describe(CLI::App& parent, CommonOptions& common) override {
     app_ = &AddCommand(parent, kCaptureAbout, common);
-    app_->add_option("what", what_, "strips or images")
+    app_->add_option("strips-or-images", what_, "What to capture")
         ->check(CLI::IsMember({"strips", "images"}))
         ->type_name("WHAT")
         ->required();
     app_->add_option("-o,--output", path_, "File to write")->type_name("FILE")->required();
     app_->add_option("-n,--count", limits_.frames, "Frames to capture")
-        ->check(CLI::PositiveNumber)
+        ->check(NumberIn(1, kMostFrames))
         ->type_name("COUNT");
     app_->add_option("-t,--time", limits_.seconds, "Seconds to capture")
-        ->check(CLI::PositiveNumber)
+        ->check(NumberIn(0.001, kMostSeconds))
         ->type_name("SECONDS");
     app_->add_option("--format", format_, "csv, npy, ply, png, pgm or raw")->type_name("FORMAT");
     app_->add_flag("--force", force_, "Overwrite files that exist");
@@ -50,7 +50,7 @@ class CaptureCommand : public Command {
         app_->add_option("--mm-per-row", geometry_.mm_per_row, "Height of a row"),
         app_->add_option("--row-at-zero", geometry_.row_at_zero, "Row at height 0"),
         app_->add_option("--counts-per-mm", geometry_.counts_per_mm, "Encoder counts a millimetre")
-            ->check(CLI::PositiveNumber)};
+            ->check(NumberIn(1e-6, 1e9))};
   }
   bool Asked() const override { return app_->parsed(); }
 
@@ -61,40 +61,44 @@ class CaptureCommand : public Command {
       throw Failure(ExitCode::kUsage, "neither a number of frames nor a time is given",
                     "say -n COUNT or -t SECONDS");
     }
+    const bool height_map = format == Format::kPng && !images;
+    if (height_map && limits_.frames > HeightMapWriter::kMostProfiles) {
+      throw Failure(
+          ExitCode::kUsage,
+          fmt::format("a height map takes {} profiles at most", HeightMapWriter::kMostProfiles),
+          "capture less at a time, or into .npy");
+    }
     const Model& model = session.model();
-    if (session.options().dry_run) return Rehearse(session, images);
-    RefuseToOverwrite();
+    if (session.options().dry_run) {
+      acquisition_.Rehearse(session, "capture " + what_, images, path_);
+      return ExitCode::kOk;
+    }
+    WriterSettings settings{.path = path_,
+                            .force = force_,
+                            .images = images,
+                            .single = limits_.frames == 1,
+                            .geometry = ChooseGeometry(session)};
+    // Told, or asked, before the laser is on.
+    for (const std::string& file : FilesOf(format, settings, limits_.frames)) {
+      settings.force |= MayOverwrite(file, force_);
+    }
 
     Device device(session);
     device.Start(FrameQueue::OnImage, FrameQueue::OnStrips);
     acquisition_.Apply(model, images);
-    const auto writer = MakeWriter(format, {.path = path_,
-                                            .force = force_,
-                                            .images = images,
-                                            .single = limits_.frames == 1,
-                                            .width = GetImageWidth(),
-                                            .height = GetImageHeight(),
-                                            .geometry = ChooseGeometry(session)});
+    settings.width = GetImageWidth();
+    settings.height = GetImageHeight();
+    const auto writer = MakeWriter(format, settings);
     Recorder recorder(device, *writer, images, model.bytes_per_point());
     const RecordingResult result = recorder.Run(limits_, acquisition_.laser());
     const auto files = writer->Files();
     if (result.frames == 0) {
-      std::error_code ignored;
-      for (const std::string& file : files) std::filesystem::remove(file, ignored);
+      for (const std::string& file : files) RemoveFile(file);
     }
     return Report(session, result, files);
   }
 
  private:
-  // Told before the laser is on. On a terminal the question comes later.
-  void RefuseToOverwrite() const {
-    std::error_code ignored;
-    if (!force_ && isatty(STDIN_FILENO) == 0 && std::filesystem::exists(path_, ignored)) {
-      throw Failure(ExitCode::kExists, fmt::format("{} exists already", path_),
-                    "--force overwrites it");
-    }
-  }
-
   Geometry ChooseGeometry(const Session& session) const {
     for (const CLI::Option* option : calibration_) {
       if (option->count() == 0) continue;
@@ -105,15 +109,6 @@ class CaptureCommand : public Command {
     return session.on_virtual_board() ? VirtualGeometry(session.model()) : geometry_;
   }
 
-  ExitCode Rehearse(Session& session, bool images) const {
-    const auto calls = acquisition_.Calls(session.model(), images);
-    session.Print("capture {} would call:\n", what_);
-    for (const std::string& call : calls) session.Print("  {}\n", call);
-    session.Print("and write {}.\nNothing was touched (--dry-run).\n", path_);
-    session.Emit({{"dry_run", true}, {"calls", calls}, {"file", path_}});
-    return ExitCode::kOk;
-  }
-
   ExitCode Report(Session& session, const RecordingResult& result,
                   const std::vector<std::string>& files) const {
     const double rate =
@@ -121,7 +116,9 @@ class CaptureCommand : public Command {
     if (result.frames > 0) {
       session.Print("{} {} in {:.1f} s ({:.1f}/s): {}{}\n", result.frames,
                     what_ == "images" ? "images" : "profiles", result.seconds, rate, files.front(),
-                    files.size() > 1 ? fmt::format(" to {}", files.back()) : "");
+                    files.size() == 1
+                        ? ""
+                        : fmt::format(" {} {}", files.size() == 2 ? "and" : "to", files.back()));
     }
     session.Print(
         "missing ids {}, malformed {}, lost by the FPGA {}, lost triggers {}, dropped by "
@@ -149,7 +146,9 @@ class CaptureCommand : public Command {
                     "does the trigger come (tessaline trigger)? \"tessaline check\" looks at the "
                     "board");
     }
-    const bool lost = result.missing + result.malformed > 0;
+    const bool lost = result.missing + result.malformed + result.fpga_lost + result.triggers_lost +
+                          result.dropped >
+                      0;
     return strict_ && lost ? ExitCode::kNegative : ExitCode::kOk;
   }
 

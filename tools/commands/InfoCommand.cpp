@@ -8,9 +8,8 @@ namespace tool {
 namespace {
 
 constexpr About kInfoAbout{
-    "info", "Shows versions, FPGA, sensor, temperatures and counters", Touches::kReads,
-    "--start starts the device first, so that the image sensor can be asked, too: FPGA and image "
-    "sensor are set up anew then.",
+    "info", "Shows versions, FPGA, sensor, temperatures and counters", Touches::kMayStart,
+    "With --start the image sensor can be asked, too.",
     "  tessaline info --virtual K3610\n  tessaline info --model K3920 --start --json"};
 
 constexpr unsigned kSeriesShift = 16;
@@ -26,8 +25,7 @@ class InfoCommand : public Command {
   ExitCode Run(Session& session) override {
     const Model& model = session.model();
     Device device(session);
-    device.RequireRegisters();
-    if (start_) device.Start();
+    if (!device.Open(start_)) return ExitCode::kOk;
     const Registers registers(model);
     const auto read = [&](const fpga::Register& reg) { return registers.Read(reg); };
     const auto read64 = [&](const fpga::Register& low, const fpga::Register& high) {

@@ -26,7 +26,7 @@ class LaserCommand : public Command {
         ->type_name("STATE")
         ->capture_default_str();
     app_->add_option("--seconds", seconds_, "Switch off again after so many seconds")
-        ->check(CLI::Range(0.001, 3600.0));
+        ->check(NumberIn(0.001, 3600));
   }
   bool Asked() const override { return app_->parsed(); }
 
@@ -39,9 +39,14 @@ class LaserCommand : public Command {
     if (state_ == "off") {
       plan.Add("CloseLaser()", "both laser lines low: off", [] { return CloseLaser() == 0; });
     } else {
-      plan.Add("OpenLaser()", "both laser lines high: ON", [] { return OpenLaser() == 0; });
+      plan.Add("OpenLaser()", "both laser lines high: ON", [] {
+        if (OpenLaser() == 0 && !Interrupted()) return true;
+        CloseLaser();  // one of the two may be on
+        return Interrupted();
+      });
       if (seconds_ > 0) {
-        plan.Add("CloseLaser()", fmt::format("after {} s: off", seconds_), [this] {
+        plan.Add("CloseLaser()", fmt::format("after {} s: off", seconds_), [this, &session] {
+          session.Note("The laser is ON for {} s; Ctrl-C switches it off before.", seconds_);
           PauseFor(std::chrono::milliseconds(static_cast<long>(seconds_ * 1000)));
           return CloseLaser() == 0;
         });
@@ -49,10 +54,11 @@ class LaserCommand : public Command {
     }
     plan.CarryOut();
     if (session.options().dry_run) return ExitCode::kOk;
+    if (Interrupted()) return ExitCode::kInterrupted;
     if (state_ == "on" && seconds_ == 0 && !session.on_virtual_board()) {
       session.Note("The laser stays ON. \"tessaline laser off\" switches it off.");
     }
-    return Interrupted() ? ExitCode::kInterrupted : ExitCode::kOk;
+    return ExitCode::kOk;
   }
 
  private:

@@ -15,7 +15,7 @@ class PowerCommand : public Command {
   void Describe(CLI::App& parent, CommonOptions& common) override {
     app_ = &AddCommand(parent, kPowerAbout, common);
     app_->add_option("percent", percent_, "0 to 100 of the potentiometer's travel")
-        ->check(CLI::Range(0.0, 100.0))
+        ->check(NumberIn(0, 100))
         ->type_name("PERCENT")
         ->required();
   }

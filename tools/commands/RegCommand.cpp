@@ -19,14 +19,14 @@ constexpr About kRegAbout{
     "  tessaline reg write TRIGGER_CTRL.mode 1 --dry-run --virtual K3610"};
 constexpr About kListAbout{"list", "Lists registers and fields with their addresses",
                            Touches::kNothing, "", "  tessaline reg list EXP --model K3610"};
-constexpr About kReadAbout{"read", "Reads registers and decodes their fields", Touches::kReads, "",
-                           "  tessaline reg read TRIGGER_CTRL TRI_SPACING --model K3610"};
+constexpr About kReadAbout{"read", "Reads registers and decodes their fields", Touches::kMayStart,
+                           "", "  tessaline reg read TRIGGER_CTRL TRI_SPACING --model K3610"};
 constexpr About kWriteAbout{"write", "Writes a register, or one field of it", Touches::kRegisters,
                             "Of a field, the other bits of the register are read and written back.",
                             "  tessaline reg write EXP_TIME_1 200 --model K3610\n"
                             "  tessaline reg write TRIGGER_CTRL.mode 1 --model K3610"};
 constexpr About kDumpAbout{
-    "dump", "Dumps all registers, or shows how dumps differ", Touches::kReads,
+    "dump", "Dumps all registers, or shows how dumps differ", Touches::kMayStart,
     "With --diff and two dumps, these are compared, and the board is not opened. With one, it is "
     "compared with the registers of now. Exit status 1 when they differ.",
     "  tessaline reg dump -o before.txt --model K3610\n"
@@ -76,14 +76,6 @@ class RegCommand : public Command {
   }
 
  private:
-  void Open(Device& device) const {
-    if (start_) {
-      device.Start();
-    } else {
-      device.RequireRegisters();
-    }
-  }
-
   ExitCode List(Session& session, const Registers& registers) const {
     std::string part = filter_;
     std::transform(part.begin(), part.end(), part.begin(),
@@ -115,7 +107,7 @@ class RegCommand : public Command {
 
   ExitCode Read(Session& session, const Registers& registers, const std::vector<Place>& places) {
     Device device(session);
-    Open(device);
+    if (!device.Open(start_)) return ExitCode::kOk;
     Json list = Json::array();
     for (const Place& place : places) {
       const std::uint32_t word = registers.Read(place.reg);
@@ -158,11 +150,7 @@ class RegCommand : public Command {
       return ExitCode::kOk;
     }
     Device device(session);
-    if (rehearsal) {
-      device.RequireRegisters();
-    } else {
-      Open(device);
-    }
+    device.Open(start_ && !rehearsal);
     const std::uint32_t before = registers.Read(place.reg);
     const std::uint32_t word = place.field == nullptr ? value : place.field->In(before, value);
     json["before"] = before;
@@ -198,7 +186,7 @@ class RegCommand : public Command {
     RegisterDump before;
     if (!diff_.empty()) before = RegisterDump::Load(diff_.front());
     Device device(session);
-    Open(device);
+    if (!device.Open(start_)) return ExitCode::kOk;
     const RegisterDump now = RegisterDump::Take(registers);
     if (!diff_.empty()) return Compare(session, registers, before, now);
     if (output_.empty()) {

@@ -30,16 +30,21 @@ class TraceCommand : public Command {
 
   ExitCode Run(Session& session) override {
     std::vector<std::string> rest = app_->remaining();
+    const char* const example = "for example \"tessaline trace --virtual K3610 info\"";
     if (rest.empty() || rest.front() == kTraceAbout.name) {
-      throw Failure(ExitCode::kUsage, "say which sub-command to trace",
-                    "for example \"tessaline trace --virtual K3610 info\"");
+      throw Failure(ExitCode::kUsage, "say which sub-command to trace", example);
+    }
+    for (const std::string& word : rest) {
+      if (!word.starts_with("--model") && !word.starts_with("--virtual")) continue;
+      throw Failure(ExitCode::kUsage, "the model of a trace is given before the sub-command",
+                    example);
     }
     // The library's threads, and its log, use it to the end of the process.
     auto* const tracer = new Tracer(session.model());
     tracer->Listen();
     CommonOptions options = session.options();
     const ExitCode result = Application::RunNested(std::move(rest), options);
-    Show(session, tracer->Lines());
+    if (result != ExitCode::kUsage) Show(session, tracer->Lines());
     return result;
   }
 

@@ -24,18 +24,21 @@ class WatchCommand : public Command {
   void Describe(CLI::App& parent, CommonOptions& common) override {
     app_ = &AddCommand(parent, kWatchAbout, common);
     app_->add_option("-t,--time", seconds_, "End after so many seconds")
-        ->check(CLI::PositiveNumber)
+        ->check(NumberIn(0.001, kMostSeconds))
         ->type_name("SECONDS");
     app_->add_option("--interval", interval_,
                      "Seconds between two looks (0.1, or 1 without terminal)")
-        ->check(CLI::Range(0.01, 3600.0))
+        ->check(NumberIn(0.01, 3600))
         ->type_name("SECONDS");
     acquisition_.Describe(*app_);
   }
   bool Asked() const override { return app_->parsed(); }
 
   ExitCode Run(Session& session) override {
-    if (session.options().dry_run) return Rehearse(session);
+    if (session.options().dry_run) {
+      acquisition_.Rehearse(session, "watch", /*images=*/false);
+      return ExitCode::kOk;
+    }
     Terminal terminal(fileno(LibraryOutput::Instance().user()));
     const bool pictures = terminal.present() && !session.json();
     if (interval_ == 0) interval_ = pictures ? 0.1 : 1;
@@ -52,7 +55,7 @@ class WatchCommand : public Command {
     FrameQueue::Instance().Close();
     device.LaserOff();
     device.StopAcquisition();
-    if (status_.profiles == 0) {
+    if (status_.profiles == 0 && !Interrupted()) {
       throw Failure(ExitCode::kUnreachable, "no profiles came",
                     "does the trigger come (tessaline trigger)? \"tessaline check\" looks at the "
                     "board");
@@ -106,15 +109,6 @@ class WatchCommand : public Command {
     } else {
       session.Print("{}\n", status_.AsLine());
     }
-  }
-
-  ExitCode Rehearse(Session& session) const {
-    const auto calls = acquisition_.Calls(session.model(), false);
-    session.Print("watch would call:\n");
-    for (const std::string& call : calls) session.Print("  {}\n", call);
-    session.Print("Nothing was touched (--dry-run).\n");
-    session.Emit({{"dry_run", true}, {"calls", calls}});
-    return ExitCode::kOk;
   }
 
   CLI::App* app_ = nullptr;

@@ -12,10 +12,22 @@ namespace tool {
 namespace {
 
 constexpr const char* kScript =
-    R"(# bash completion for tessaline; written by "tessaline --write-completion".
+    R"script(# bash completion for tessaline; written by "tessaline --write-completion".
 _tessaline_words() {{
   case "$1" in
 {cases}  esac
+}}
+
+_tessaline_arguments() {{
+  case "$1" in
+{arguments}    " reg read"|" reg write") echo "{registers}" ;;
+    " models") echo "{models}" ;;
+  esac
+}}
+
+_tessaline_files() {{
+  compopt -o filenames 2>/dev/null
+  mapfile -t COMPREPLY < <(compgen -f -- "$1")
 }}
 
 _tessaline() {{
@@ -23,24 +35,24 @@ _tessaline() {{
   COMPREPLY=()
   case "$previous" in
     --model|--virtual) COMPREPLY=($(compgen -W "{models}" -- "$current")); return ;;
-    -o|--output|--diff) COMPREPLY=($(compgen -f -- "$current")); return ;;
+    -o|--output|--diff) _tessaline_files "$current"; return ;;
 {values}  esac
   for word in "${{COMP_WORDS[@]:1:COMP_CWORD-1}}"; do
+    [[ $path != " trace" || " $(_tessaline_words "") " != *" $word "* || $word == -* ]] || path=""
     case " $(_tessaline_words "$path") " in
       *" $word "*) [[ $word == -* ]] || path="$path $word" ;;
     esac
   done
   local words
-  words=$(_tessaline_words "$path")
+  words="$(_tessaline_words "$path") $(_tessaline_arguments "$path")"
   case "$path" in
-    " reg read"|" reg write") words="$words {registers}" ;;
-    " models") words="$words {models}" ;;
-    " eeprom load"|" eeprom verify") COMPREPLY=($(compgen -f -- "$current")) ;;
+    " trace") words="$words $(_tessaline_words "")" ;;
+    " eeprom load"|" eeprom verify") [[ $current == -* ]] || _tessaline_files "$current" ;;
   esac
   COMPREPLY+=($(compgen -W "$words" -- "$current"))
 }}
 complete -F _tessaline tessaline
-)";
+)script";
 
 struct Choice {
   const char* option;
@@ -65,9 +77,6 @@ std::string Cases(const CLI::App& app, const std::string& path) {
   }
   const auto subcommands = app.get_subcommands([](const CLI::App*) { return true; });
   for (const CLI::App* sub : subcommands) words += " " + sub->get_name();
-  for (const Choice& arguments : kArguments) {
-    if (path == arguments.option) words += fmt::format(" {}", arguments.words);
-  }
   std::string cases = fmt::format("    \"{}\") echo \"{}\" ;;\n", path, words.substr(1));
   for (const CLI::App* sub : subcommands) cases += Cases(*sub, path + " " + sub->get_name());
   return cases;
@@ -87,9 +96,14 @@ ExitCode WriteCompletion(const CLI::App& app) {
     values += fmt::format("    {}) COMPREPLY=($(compgen -W \"{}\" -- \"$current\")); return ;;\n",
                           choice.option, choice.words);
   }
+  std::string arguments;
+  for (const Choice& choice : kArguments) {
+    arguments += fmt::format("    \"{}\") echo \"{}\" ;;\n", choice.option, choice.words);
+  }
   const std::string script =
       fmt::format(kScript, fmt::arg("cases", Cases(app, "")), fmt::arg("models", models.substr(1)),
-                  fmt::arg("values", values), fmt::arg("registers", registers.substr(1)));
+                  fmt::arg("arguments", arguments), fmt::arg("values", values),
+                  fmt::arg("registers", registers.substr(1)));
   fputs(script.c_str(), stdout);
   return ExitCode::kOk;
 }

@@ -1,0 +1,177 @@
+// The laser is off when a sub-command has ended, however it ended.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+
+#include <string>
+
+#include "ToolRun.h"
+
+namespace tessaline_test {
+namespace {
+
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+class LaserOff : public ::testing::Test {
+ protected:
+  ToolRun Tool(const std::string& arguments) const {
+    return ToolRun(arguments + " --virtual K3610").With("TESSALINE_BOARD_TRANSCRIPT", transcript_);
+  }
+  // Whether both lines were driven, and both are off since.
+  bool WentOff() const { return LineWentOff("gpio907") && LineWentOff("gpio934"); }
+  bool LineWentOff(const std::string& line) const {
+    const std::string events = FileText(transcript_);
+    const std::size_t on = events.rfind("gpio write " + line + "/value 1");
+    const std::size_t off = events.rfind("gpio write " + line + "/value 0");
+    return on != std::string::npos && off != std::string::npos && off > on;
+  }
+
+  const Directory directory_;
+  const std::string file_ = directory_ / "scan.csv";
+  const std::string transcript_ = directory_ / "transcript.txt";
+};
+
+TEST_F(LaserOff, AfterACapture) {
+  EXPECT_EQ(Tool("capture strips -n 5 -o " + file_).Run().status, kOk);
+  EXPECT_TRUE(WentOff());
+}
+
+TEST_F(LaserOff, AfterACaptureOnAFullDisk) {
+  const ToolResult result =
+      Tool("capture strips -n 100000000 -o " + file_).LimitWhenThereIs(file_, 1'000'000).Run();
+  EXPECT_EQ(result.status, kFile) << result.err;
+  EXPECT_TRUE(WentOff());
+}
+
+TEST_F(LaserOff, AfterACaptureWithoutFrames) {
+  const ToolResult result = Tool("capture strips -n 5 -o " + file_)
+                                .With("TESSALINE_BOARD_FAULTS", "call video1 VIDIOC_DQBUF EIO")
+                                .Run();
+  EXPECT_EQ(result.status, kUnreachable) << result.err;
+  EXPECT_TRUE(WentOff());
+}
+
+class LaserOffAtSignal : public LaserOff, public ::testing::WithParamInterface<int> {};
+
+TEST_P(LaserOffAtSignal, InACapture) {
+  const ToolResult result = Tool("capture strips -n 100000000 -o " + file_)
+                                .SignalWhenFileHas(GetParam(), file_, 300'000)
+                                .Run();
+  EXPECT_EQ(result.status, kInterrupted) << result.err;
+  EXPECT_TRUE(WentOff());
+}
+
+TEST_P(LaserOffAtSignal, BeforeItsTime) {
+  const ToolResult result = Tool("laser on --seconds 3600")
+                                .When([](const ToolResult& now) { return CountLines(now.err) > 0; },
+                                      [](pid_t child) { kill(child, GetParam()); })
+                                .Run();
+  EXPECT_EQ(result.status, kInterrupted);
+  EXPECT_THAT(result.err, HasSubstr("The laser is ON"));
+  EXPECT_TRUE(WentOff());
+}
+
+// A key, kill, another key, a terminal that is closed.
+INSTANTIATE_TEST_SUITE_P(Signals, LaserOffAtSignal,
+                         ::testing::Values(SIGINT, SIGTERM, SIGQUIT, SIGHUP));
+
+// A file that is somebody's to read.
+class LaserOffAtPipe : public LaserOff {
+ protected:
+  LaserOffAtPipe() : made_(mkfifo(path_.c_str(), 0600) == 0) {}
+  ToolRun EndlessCapture() const {
+    return Tool("capture strips -n 100000000 --force --format csv -o " + path_);
+  }
+  // Bytes that were written and not read.
+  int Waiting() const {
+    int bytes = 0;
+    return ioctl(reader_, FIONREAD, &bytes) == 0 ? bytes : 0;
+  }
+
+  const std::string path_ = directory_ / "pipe";
+  const bool made_;
+  const int reader_ = open(path_.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+};
+
+// The tool waits for the reader, who does nothing: it writes more at a time than a pipe takes.
+TEST_F(LaserOffAtPipe, AtTheSecondCtrlC) {
+  ASSERT_TRUE(made_);
+  const ToolResult result = EndlessCapture()
+                                .When([this](const ToolResult&) { return Waiting() > 1 << 15; },
+                                      [](pid_t child) {
+                                        kill(child, SIGINT);
+                                        kill(child, SIGTERM);  // two of one kind may become one
+                                      })
+                                .Run();
+  EXPECT_GT(result.status, 128);
+  EXPECT_TRUE(WentOff());
+}
+
+TEST_F(LaserOffAtPipe, WhenItsReaderHasGone) {
+  ASSERT_TRUE(made_);
+  const ToolResult result = EndlessCapture()
+                                .When([this](const ToolResult&) { return Waiting() > 0; },
+                                      [this](pid_t) { close(reader_); })
+                                .Run();
+  EXPECT_EQ(result.status, kFile);
+  EXPECT_THAT(result.err, HasSubstr("Broken pipe"));
+  EXPECT_TRUE(WentOff());
+}
+
+TEST_F(LaserOff, AfterWatching) {
+  EXPECT_EQ(Tool("watch --time 0.3").Run().status, kOk);
+  EXPECT_TRUE(WentOff());
+}
+
+TEST_F(LaserOff, WhenNobodyWatches) {
+  const ToolResult result = Tool("watch --json --interval 0.05").ReadingLines(1).Run();
+  EXPECT_EQ(result.status, kOk) << result.err;
+  EXPECT_EQ(result.err, "");
+  EXPECT_TRUE(WentOff());
+}
+
+TEST_F(LaserOff, WhenTheViewCannotBeWritten) {
+  const ToolResult result = Tool("watch --json").PrintingTo("/dev/full").Run();
+  EXPECT_EQ(result.status, kFile);
+  EXPECT_THAT(result.err, HasSubstr("No space left on device"));
+  EXPECT_TRUE(WentOff());
+}
+
+TEST_F(LaserOff, AfterTheCheckThatDrivesIt) {
+  EXPECT_EQ(Tool("check --laser").Run().status, kOk);
+  EXPECT_TRUE(WentOff());
+}
+
+TEST_F(LaserOff, AfterTheCheckThatSeesNoStrips) {
+  const ToolResult result =
+      Tool("check --laser").With("TESSALINE_BOARD_FAULTS", "call video1 VIDIOC_DQBUF EIO").Run();
+  EXPECT_EQ(result.status, kNegative);
+  EXPECT_TRUE(WentOff());
+}
+
+TEST_F(LaserOff, AfterItsTime) {
+  EXPECT_EQ(Tool("laser on --seconds 0.1").Run().status, kOk);
+  EXPECT_TRUE(WentOff());
+}
+
+// Its first line is lit already when the second refuses.
+TEST_F(LaserOff, WhenOneLineOnlyCanBeDriven) {
+  const ToolResult result =
+      Tool("laser on").With("TESSALINE_BOARD_FAULTS", "call gpio open EACCES 18 1").Run();
+  EXPECT_EQ(result.status, kNegative);
+  EXPECT_THAT(result.err, HasSubstr("OpenLaser() was refused"));
+  EXPECT_TRUE(LineWentOff("gpio907"));
+  EXPECT_THAT(FileText(transcript_), Not(HasSubstr("gpio934/value 1")));
+}
+
+TEST_F(LaserOff, NeverOnWithoutBeingAsked) {
+  Tool("check").Run();
+  EXPECT_THAT(FileText(transcript_), Not(HasSubstr("gpio907/value 1")));
+  Tool("capture strips -n 5 --laser off -o " + file_).Run();
+  EXPECT_THAT(FileText(transcript_), Not(HasSubstr("gpio907/value 1")));
+}
+
+}  // namespace
+}  // namespace tessaline_test
