@@ -90,6 +90,7 @@ void Device::Launch(tessaline_frame_handler on_image, tessaline_frame_handler on
     throw Failure(ExitCode::kUnreachable, "the device cannot be started",
                   "\"tessaline check\" tells why, --verbose shows what the library says");
   }
+  SetGlobalControl(0);  // a K37.. whose self-test saw no image is still acquiring
   CatchInterrupts([] { CloseLaser(); });  // the start has installed a handler of its own
   complaints_ = LibraryOutput::Instance().Errors();
 }
