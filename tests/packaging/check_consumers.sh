@@ -29,7 +29,7 @@ run() { # DIRECTORY MODEL
 }
 
 echo "== find_package"
-"$cmake" -S "$source" -B with_cmake -DCMAKE_PREFIX_PATH="$prefix" \
+"$cmake" -G Ninja -S "$source" -B with_cmake -DCMAKE_PREFIX_PATH="$prefix" \
   -DCMAKE_FIND_USE_CMAKE_SYSTEM_PATH=OFF -DCMAKE_FIND_USE_PACKAGE_REGISTRY=OFF \
   -DCMAKE_C_COMPILER="$cc" -DCMAKE_CXX_COMPILER="$cxx" >/dev/null
 "$cmake" --build with_cmake
