@@ -66,8 +66,8 @@ endif()
 
 # --- To copy from
 
-install(FILES ${CMAKE_SOURCE_DIR}/examples/scan_demo.cpp
-  DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT development)
+install(DIRECTORY ${CMAKE_SOURCE_DIR}/examples
+  DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)
 install(FILES ${PACKAGING}/60-tessaline.rules ${PACKAGING}/tessaline-application.service
   ${PACKAGING}/tessaline.sysusers
   DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT runtime)

@@ -5,6 +5,9 @@
 //
 // Runs on a sensor as it is, and on the virtual board:
 //   TESSALINE_BOARD=K3610 LD_PRELOAD=libtessaline-board.so scan_demo --model K3610
+//
+// Needs libcli11-dev and libpng-dev:
+//   c++ -std=c++20 scan_demo.cpp -ltessaline -lpng -o scan_demo
 
 #include <tessaline/tessaline.h>
 

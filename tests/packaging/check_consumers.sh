@@ -1,6 +1,6 @@
 #!/bin/sh
 # Builds an application in C and one in C++ from an installed tree, with find_package and
-# with pkg-config, and runs them on the installed virtual board.
+# with pkg-config, and the installed examples; runs them on the installed virtual board.
 #   check_consumers.sh PREFIX WORK     (CC, CXX and CMAKE name other programs)
 set -eu
 prefix=$(readlink -f "$1")
@@ -29,7 +29,7 @@ run() { # DIRECTORY MODEL
 }
 
 echo "== find_package"
-"$cmake" -S "$source" -B with_cmake -DCMAKE_PREFIX_PATH="$prefix" \
+"$cmake" -G Ninja -S "$source" -B with_cmake -DCMAKE_PREFIX_PATH="$prefix" \
   -DCMAKE_FIND_USE_CMAKE_SYSTEM_PATH=OFF -DCMAKE_FIND_USE_PACKAGE_REGISTRY=OFF \
   -DCMAKE_C_COMPILER="$cc" -DCMAKE_CXX_COMPILER="$cxx" >/dev/null
 "$cmake" --build with_cmake
@@ -45,3 +45,16 @@ $cxx -std=c++20 -Wall -Werror $(pkg-config --cflags tessaline tessaline-board) \
   "$source/scan_on_board.cpp" $(pkg-config --libs tessaline tessaline-board) \
   -o with_pkg_config/scan_on_board
 run with_pkg_config K3610
+
+echo "== examples"
+mkdir with_examples
+examples=$(dirname "$(find "$prefix/share/doc" -name scan_demo.cpp)")
+$cc -std=gnu11 -Wall -Werror $(pkg-config --cflags tessaline) "$examples/strips.c" \
+  $(pkg-config --libs tessaline) -o with_examples/strips
+for example in images scan_demo; do
+  $cxx -std=c++20 -Wall -Werror $(pkg-config --cflags tessaline) "$examples/$example.cpp" \
+    $(pkg-config --libs tessaline) -lpng -o with_examples/$example
+done
+"$prefix/bin/tessaline-board" run --model K3610 -- with_examples/scan_demo --model K3610 \
+  --profiles 60 --output with_examples >/dev/null
+ls with_examples/height_map.png with_examples/camera_image.png

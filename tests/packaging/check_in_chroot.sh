@@ -33,7 +33,7 @@ files() { (cd "$root" && find etc lib usr var -xdev ! -path 'var/cache/*' ! -pat
 
 # Everything the packages depend on first, so that only they themselves make a difference.
 quietly 'apt-get update && apt-get install -y --no-install-recommends \
-  cmake gcc g++ libc6-dev make pkg-config libfmt9 libpng16-16'
+  cmake gcc g++ libc6-dev libcli11-dev libpng-dev libfmt9 ninja-build pkg-config'
 files >"$packages/before"
 quietly 'apt-get install -y --no-install-recommends /packages/*.deb'
 echo "the first scan"

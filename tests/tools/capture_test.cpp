@@ -2,13 +2,13 @@
 // capture cannot be completed.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <png.h>
 #include <pty.h>
 
 #include <cmath>
 #include <cstring>
 #include <string>
 
+#include "PngFile.h"
 #include "ToolRun.h"
 
 namespace tessaline_test {
@@ -39,25 +39,6 @@ std::vector<std::string> Split(const std::string& text, char separator) {
   std::istringstream stream(text);
   for (std::string part; std::getline(stream, part, separator);) parts.push_back(part);
   return parts;
-}
-
-struct Picture {
-  unsigned width = 0;
-  unsigned height = 0;
-  std::vector<std::uint8_t> pixels;
-};
-
-Picture ReadPng(const std::string& path, unsigned format) {
-  png_image image{};
-  image.version = PNG_IMAGE_VERSION;
-  Picture picture;
-  if (png_image_begin_read_from_file(&image, path.c_str()) == 0) return picture;
-  image.format = format;
-  picture.width = image.width;
-  picture.height = image.height;
-  picture.pixels.resize(PNG_IMAGE_SIZE(image));
-  png_image_finish_read(&image, nullptr, picture.pixels.data(), 0, nullptr);
-  return picture;
 }
 
 // The number behind "'shape': (" in the head of an array's file.

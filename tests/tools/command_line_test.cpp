@@ -57,8 +57,46 @@ TEST(Info, ShowsWhatTheBoardSays) {
   EXPECT_EQ(info["interface_version"], 41915);
   EXPECT_EQ(info["fpga"]["series"], 24);
   EXPECT_NEAR(info["processor_temperature"].get<double>(), 40, 1);
-  EXPECT_EQ(info["sensor_answers"], true);
+  EXPECT_EQ(info["sensor_thermometer_answers"], true);
+  EXPECT_TRUE(info["board_temperature_18b20"].is_null());
   EXPECT_GT(info["counters"]["timer"].get<long>(), 0);
+  EXPECT_EQ(info["counters"]["triggers_lost"], 0);
+  EXPECT_EQ(info["counters"]["callbacks_lost"], 0);
+}
+
+TEST(Info, TellsTemperaturesAndWhatIsNotAvailable) {
+  struct Case {
+    const char* arguments;
+    const char* faults;
+    std::vector<const char*> told;
+  };
+  const Case cases[]{
+      {"--virtual K3610", "", {"sensor temperature      not asked", "processor temperature   40."}},
+      {"--start --virtual K3610", "", {"sensor temperature      answers"}},
+      {"--start --virtual K4010", "", {"sensor temperature      not available"}},
+      {"--start --virtual K3610",
+       "call iio read EIO",
+       {"processor temperature   not available", "18b20 temperature       not available"}}};
+  for (const Case& one : cases) {
+    const std::string out = ToolRun("info " + std::string(one.arguments))
+                                .With("TESSALINE_BOARD_FAULTS", one.faults)
+                                .Run()
+                                .out;
+    for (const char* line : one.told) EXPECT_THAT(out, HasSubstr(line)) << one.arguments;
+  }
+}
+
+// The K37's start triggers images to see that the sensor sends any.
+TEST(Info, ShowsWhatThisProcessHasCaptured) {
+  const ToolResult text = RunTool("info --start --virtual K3710");
+  EXPECT_THAT(text.out, HasSubstr("\nimages captured         dequeued "));
+  EXPECT_THAT(text.out, HasSubstr("\nstrips captured         none by this process\n"));
+  const auto captured = RunTool("info --start --json --virtual K3710").Json()["captured"];
+  EXPECT_GE(captured["images"]["dequeued"].get<long>(), 1);
+  EXPECT_EQ(captured["images"]["ids_missing"], 0);
+  EXPECT_TRUE(captured["strips"].is_null());
+  const auto looked = RunTool("info --json --virtual K3710").Json()["captured"];
+  EXPECT_TRUE(looked["images"].is_null());
 }
 
 TEST(SensorTables, AreThoseOfTheGuide) {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <regex>
 #include <set>
 #include <string>
 
@@ -11,6 +12,7 @@
 namespace tessaline_test {
 namespace {
 
+using ::testing::AnyOf;
 using ::testing::HasSubstr;
 
 // The sub-commands, as the help lists them.
@@ -67,6 +69,30 @@ TEST(Guide, ShowsCommandsThatWork) {
     ++commands;
   }
   EXPECT_GT(commands, 35);
+}
+
+// What the guide shows with its output ("..." stands for more of it), settings in front included.
+TEST(Guide, ShowsWhatIsPrinted) {
+  const std::regex shown{"    \\$ (?:(\\w+)='([^']*)' )?tessaline (.*)"};
+  std::istringstream guide(FileText(TESSALINE_SOURCE "/docs/tool.md"));
+  int commands = 0;
+  std::string printed;
+  for (std::string line; std::getline(guide, line);) {
+    if (std::smatch command; std::regex_match(line, command, shown)) {
+      ToolRun run(command[3]);
+      if (command[1].matched) run.With(command[1], command[2]);
+      const ToolResult result = run.Run();
+      EXPECT_THAT(result.status, AnyOf(kNegative, kUsage)) << line;  // both show what goes wrong
+      printed = result.out + result.err;
+      ++commands;
+    } else if (!line.starts_with("    ")) {
+      printed.clear();
+    } else if (!printed.empty() && line != "    ...") {
+      EXPECT_THAT(printed, HasSubstr(line.substr(4)));
+    }
+    EXPECT_TRUE(!line.starts_with("    $") || !printed.empty()) << "not run: " << line;
+  }
+  EXPECT_EQ(commands, 2);
 }
 
 TEST(ManPages, AreThereForEverySubCommand) {

@@ -1,7 +1,11 @@
+#include <algorithm>
+#include <array>
+
 #include "Device.h"
 #include "Registers.h"
 #include "Temperature.h"
 #include "commands/Commands.h"
+#include "tessaline/capture_statistics.h"
 #include "tessaline/tessaline.h"
 
 namespace tool {
@@ -9,10 +13,50 @@ namespace {
 
 constexpr About kInfoAbout{
     "info", "Shows versions, FPGA, sensor, temperatures and counters", Touches::kMayStart,
-    "With --start the image sensor can be asked, too.",
+    "With --start the image sensor can be asked, too; some products take images in that.",
     "  tessaline info --virtual K3610\n  tessaline info --model K3920 --start --json"};
 
 constexpr unsigned kSeriesShift = 16;
+constexpr double kUnreadableBelow = -270;  // what the library then returns
+
+// The counters of a stream; those of one group stand on one line.
+struct Counter {
+  unsigned group;
+  const char* name;
+  std::uint64_t tessaline_capture_statistics::*value;
+};
+constexpr std::array kCounters{
+    Counter{0, "dequeued", &tessaline_capture_statistics::dequeued},
+    Counter{0, "delivered", &tessaline_capture_statistics::delivered},
+    Counter{0, "suppressed", &tessaline_capture_statistics::suppressed},
+    Counter{0, "released", &tessaline_capture_statistics::released},
+    Counter{0, "malformed", &tessaline_capture_statistics::malformed},
+    Counter{0, "dequeue_errors", &tessaline_capture_statistics::dequeue_errors},
+    Counter{1, "ids_seen", &tessaline_capture_statistics::ids_seen},
+    Counter{1, "id_gaps", &tessaline_capture_statistics::id_gaps},
+    Counter{1, "ids_missing", &tessaline_capture_statistics::ids_missing},
+    Counter{1, "ids_out_of_order", &tessaline_capture_statistics::ids_out_of_order},
+    Counter{2, "callbacks", &tessaline_capture_statistics::callbacks},
+    Counter{2, "callback_total_ns", &tessaline_capture_statistics::callback_total_ns},
+    Counter{2, "callback_mean_ns", &tessaline_capture_statistics::callback_mean_ns},
+    Counter{2, "callback_max_ns", &tessaline_capture_statistics::callback_max_ns}};
+
+struct Stream {
+  const char* name;
+  unsigned number;
+};
+constexpr std::array kStreams{Stream{"images", TESSALINE_STREAM_IMAGES},
+                              Stream{"strips", TESSALINE_STREAM_STRIPS}};
+
+// Null when this process has taken nothing from the stream.
+Json StatisticsOf(unsigned stream) {
+  tessaline_capture_statistics statistics{};
+  TessalineGetCaptureStatistics(stream, &statistics);
+  if (statistics.dequeued == 0 && statistics.dequeue_errors == 0) return nullptr;
+  Json json;
+  for (const Counter& counter : kCounters) json[counter.name] = statistics.*counter.value;
+  return json;
+}
 
 class InfoCommand : public Command {
  public:
@@ -33,7 +77,7 @@ class InfoCommand : public Command {
       return std::uint64_t{read(high)} << 32 | lower;
     };
     const std::uint32_t fpga_version = read(fpga::FPGA_VERSION);
-    const auto temperature = ProcessorTemperature(model.family());
+    const auto temperature = Processor(model.family());
 
     Json info{
         {"model", model.code()},
@@ -44,22 +88,36 @@ class InfoCommand : public Command {
         {"width", model.family().width},
         {"height", model.height()}};
     info["processor_temperature"] = temperature ? Json(*temperature) : Json(nullptr);
-    if (start_) info["sensor_answers"] = SensorAnswers(model.family());
+    const std::int64_t board_temperature = Temp18b20Read();
+    info["board_temperature_18b20"] =
+        board_temperature != 0 ? Json(board_temperature) : Json(nullptr);
+    if (start_) info["sensor_thermometer_answers"] = SensorAnswers(model.family());
     info["acquisition_running"] = fpga::kGlobalControl.Of(read(fpga::TRIGGER_CTRL)) != 0;
     info["counters"] = {{"timer", read64(fpga::TIMER_COUNTER_L, fpga::TIMER_COUNTER_H)},
                         {"encoder", read64(fpga::ENCODER_COUNTER_L, fpga::ENCODER_COUNTER_H)},
                         {"encoder_frequency", read(fpga::ENCODER_FREQ)},
                         {"triggers_lost", read(fpga::XTRIG_LOST_STA)},
-                        {"strips_lost", read(fpga::CALLBACK_LOST_NUM)},
+                        {"callbacks_lost", read(fpga::CALLBACK_LOST_NUM)},
                         {"output1_lost", read(fpga::DO1_LOST_STA)},
                         {"output2_lost", read(fpga::DO2_LOST_STA)},
                         {"communication_errors", read(fpga::COMM_VERIFY_ERROR_STA)}};
+    for (const Stream& stream : kStreams) {
+      info["captured"][stream.name] = StatisticsOf(stream.number);
+    }
     Show(session, info);
     session.Emit(info);
     return ExitCode::kOk;
   }
 
  private:
+  // The library can tell once it is started; the kernel always.
+  std::optional<double> Processor(const Family& family) const {
+    if (!start_) return ProcessorTemperature(family);
+    const double temperature = GetCpuTemp();
+    return temperature > kUnreadableBelow ? std::optional(temperature) : std::nullopt;
+  }
+
+  // Whether there is a temperature is all that the library tells of it.
   static Json SensorAnswers(const Family& family) {
     if (!family.has_sensor_thermometer) return nullptr;  // nothing to ask it for
     return GetSensorTemp() == 0 && !LibraryOutput::Instance().HasPrinted("Abnormal communication");
@@ -78,16 +136,14 @@ class InfoCommand : public Command {
                              version >> 8, version & 0xFF));
     line("image sensor", fmt::format("{}, {} x {} pixels", info["sensor"].get<std::string>(),
                                      number(info["width"]), number(info["height"])));
-    if (info.contains("sensor_answers")) {
-      const Json& answers = info["sensor_answers"];
-      line("sensor thermometer", answers.is_null() ? "none in this sensor"
-                                 : answers         ? "answers"
-                                                   : "DOES NOT ANSWER");
-    }
+    line("sensor temperature", SensorTemperature(session.model().family(), info));
     const Json& temperature = info["processor_temperature"];
     line("processor temperature", temperature.is_null()
-                                      ? "cannot be read"
+                                      ? "not available"
                                       : fmt::format("{:.1f} degrees C", temperature.get<double>()));
+    const Json& board_temperature = info["board_temperature_18b20"];
+    line("18b20 temperature",
+         board_temperature.is_null() ? "not available" : board_temperature.dump());
     line("acquisition", info["acquisition_running"] ? "running" : "stopped");
     const Json& counters = info["counters"];
     constexpr double kTicksPerSecond = 50e6;
@@ -96,10 +152,39 @@ class InfoCommand : public Command {
     line("encoder", fmt::format("{} counts, {} per second", number(counters["encoder"]),
                                 number(counters["encoder_frequency"])));
     line("triggers lost", number(counters["triggers_lost"]));
-    line("strips lost", number(counters["strips_lost"]));
+    line("callbacks lost", number(counters["callbacks_lost"]));
     line("output events lost", fmt::format("{} and {}", number(counters["output1_lost"]),
                                            number(counters["output2_lost"])));
     line("communication errors", number(counters["communication_errors"]));
+    for (const Stream& stream : kStreams) {
+      ShowCaptured(session, stream.name, info["captured"][stream.name]);
+    }
+  }
+
+  static std::string SensorTemperature(const Family& family, const Json& info) {
+    if (!family.has_sensor_thermometer) return "not available";
+    if (!info.contains("sensor_thermometer_answers")) return "not asked (--start asks)";
+    return info["sensor_thermometer_answers"] ? "answers; the library tells no value"
+                                              : "DOES NOT ANSWER";
+  }
+
+  static void ShowCaptured(Session& session, const std::string& stream, const Json& statistics) {
+    if (statistics.is_null()) {
+      session.Print("{:<24}none by this process\n", stream + " captured");
+      return;
+    }
+    std::array<std::string, kCounters.back().group + 1> lines;
+    for (const Counter& counter : kCounters) {
+      std::string& line = lines[counter.group];
+      std::string name = counter.name;
+      std::replace(name.begin(), name.end(), '_', ' ');
+      line += fmt::format("{}{} {}", line.empty() ? "" : ", ", name,
+                          statistics[counter.name].get<std::uint64_t>());
+    }
+    std::string title = stream + " captured";
+    for (const std::string& line : lines) {
+      session.Print("{:<24}{}\n", std::exchange(title, {}), line);
+    }
   }
 
   CLI::App* app_ = nullptr;
