@@ -43,5 +43,9 @@ target_include_directories(tessaline INTERFACE
 target_link_options(tessaline PRIVATE -Wl,--version-script=${TESSALINE_EXPORTS})
 if(NOT TESSALINE_SANITIZED)
   target_link_options(tessaline PRIVATE -Wl,-z,defs -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack)
+elseif(CMAKE_CXX_COMPILER_ID STREQUAL Clang)
+  # A C program gets the sanitizers' run-time library for C only, by itself.
+  target_link_options(tessaline INTERFACE $<$<LINK_LANGUAGE:C>:-fsanitize-link-c++-runtime>)
+  target_link_libraries(tessaline INTERFACE $<$<LINK_LANGUAGE:C>:stdc++>)
 endif()
 target_link_libraries(tessaline PRIVATE Threads::Threads)
