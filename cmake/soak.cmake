@@ -24,17 +24,27 @@ foreach(program interrupted_application sigint_storm soak)
   target_link_libraries(${program} PRIVATE tessaline_options)
 endforeach()
 
-# The sanitizers make everything slower, so less of it has to do.
+# The sanitizers and the emulation make everything slower, so less of it has to do.
 set(storm_runs 60)
 set(soak_models K3610 K4010)
-if(TESSALINE_SANITIZED)
+if(TESSALINE_SANITIZED OR CMAKE_CROSSCOMPILING)
   set(storm_runs 20)
   set(soak_models K3610)
 endif()
 
+# The storm starts it as a program of its own, which an emulated processor's has to be told.
+set(storm_application $<TARGET_FILE:interrupted_application>)
+if(CMAKE_CROSSCOMPILING)
+  set(storm_application ${CMAKE_BINARY_DIR}/emulated_application)
+  list(JOIN CMAKE_CROSSCOMPILING_EMULATOR " " emulator)
+  file(GENERATE OUTPUT ${storm_application}
+    CONTENT "#!/bin/sh\nexec ${emulator} $<TARGET_FILE:interrupted_application> \"$@\"\n"
+    FILE_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE)
+endif()
+
 # How long it takes is no matter of a test on a machine that others use too.
 add_test(NAME reliability/SigintStorm.EndsInOrder
-  COMMAND sigint_storm ${storm_runs} --within 100 --most 15 --application $<TARGET_FILE:interrupted_application>)
+  COMMAND sigint_storm ${storm_runs} --within 100 --most 15 --application ${storm_application})
 set_tests_properties(reliability/SigintStorm.EndsInOrder PROPERTIES
   LABELS reliability TIMEOUT 600 SKIP_RETURN_CODE 77)
 

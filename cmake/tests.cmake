@@ -94,8 +94,9 @@ if(sensor_tables IN_LIST TESSALINE_TEST_SUBJECTS)
 endif()
 
 # A sanitizer's run-time library would have to come before everything that is preloaded,
-# and stand beside everything that is installed.
-if(NOT TESSALINE_SANITIZED)
+# and stand beside everything that is installed. What an integrator or reader does, he does
+# with the compiler and the programs of his own machine.
+if(NOT TESSALINE_SANITIZED AND NOT CMAKE_CROSSCOMPILING)
   include(cmake/docs_tests.cmake)
   include(cmake/docs.cmake)
   include(cmake/packaging_tests.cmake)

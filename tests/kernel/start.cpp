@@ -1,4 +1,7 @@
-// Starts a product and ends: what is recorded is its start-up.
+// Starts a product and ends: what is recorded is its start-up. With a second argument it
+// captures strips too, and stays until a signal ends it.
+//
+//   kernel_start MODEL [stay]
 #include <unistd.h>
 
 #include <cstdlib>
@@ -7,13 +10,21 @@
 
 namespace {
 
-void OnImage(unsigned, unsigned, void*) {}
+void OnFrame(unsigned, unsigned, void*) {}
+
+void Handler(int event) {
+  RegisterEventHandler(event, reinterpret_cast<tessaline_event_handler>(OnFrame));
+}
 
 }  // namespace
 
-int main(int, char** argv) {
+int main(int argc, char** argv) {
+  const bool stays = argc > 2;
   GetLibVersion(argv[1]);
   log_set_quiet(true);
-  RegisterEventHandler(TESSALINE_EVENT_IMAGE, reinterpret_cast<tessaline_event_handler>(OnImage));
-  _exit(RegisterHardwareInit() == 0 ? EXIT_SUCCESS : EXIT_FAILURE);
+  Handler(TESSALINE_EVENT_IMAGE);
+  if (stays) Handler(TESSALINE_EVENT_STRIP);
+  const bool started = RegisterHardwareInit() == 0;
+  while (started && stays) pause();
+  _exit(started ? EXIT_SUCCESS : EXIT_FAILURE);
 }

@@ -9,7 +9,6 @@
 #include <chrono>
 #include <cstdio>
 #include <cstring>
-#include <filesystem>
 #include <string>
 #include <thread>
 #include <vector>
@@ -24,6 +23,7 @@
 #include "support/Files.h"
 #include "support/FpgaFrames.h"
 #include "support/Measured.h"
+#include "support/Silence.h"
 #include "tessaline/tessaline.h"
 
 namespace {
@@ -35,30 +35,6 @@ using Clock = std::chrono::steady_clock;
 double Since(Clock::time_point start) {
   return std::chrono::duration<double>(Clock::now() - start).count();
 }
-
-// Both devices capture, and nothing comes: whoever dequeues is blocked.
-class Silence {
- public:
-  Silence() : images_(0, 1456, 1089), strips_(1, 1024, 640) {
-    for (const unsigned number : {0u, 1u}) LoopedVideo::LosePercent(number, 100);
-  }
-
- private:
-  LoopedVideo images_, strips_;
-};
-
-// Where the kernel says a thread of this process is.
-bool AThreadSleepsIn(pid_t process, const char* name, int count) {
-  int found = 0;
-  std::error_code gone;
-  const std::string tasks = "/proc/" + std::to_string(process) + "/task";
-  for (const auto& task : std::filesystem::directory_iterator(tasks, gone)) {
-    found += ReadFile(task.path() / "wchan").find(name) != std::string::npos;
-  }
-  return found >= count;
-}
-
-constexpr const char* kWaitsForABuffer = "vb2_core_dqbuf";
 
 template <typename Condition>
 bool Soon(Condition condition) {
@@ -80,8 +56,7 @@ TEST(BlockedInDqbuf, AThreadIsCancelledAHundredTimes) {
     const auto stream = std::make_shared<CaptureStripStream>();
     stream->Start();
     stream->Detach();
-    ASSERT_TRUE(Soon([] { return AThreadSleepsIn(getpid(), kWaitsForABuffer, 1); }))
-        << "round " << i;
+    ASSERT_TRUE(Soon([] { return ThreadsWaitForABuffer(getpid(), 1); })) << "round " << i;
     const auto start = Clock::now();
     ASSERT_TRUE(stream->Cancel());
     ASSERT_TRUE(stream->WaitUntilGone(20000)) << "round " << i;
@@ -114,7 +89,7 @@ TEST(BlockedInDqbuf, SigintEndsTheProcessAHundredTimes) {
   for (int i = 0; i < 100; ++i) {
     const pid_t child = fork();
     if (child == 0) StartCapturing();
-    ASSERT_TRUE(Soon([=] { return AThreadSleepsIn(child, kWaitsForABuffer, 2); })) << "round " << i;
+    ASSERT_TRUE(Soon([=] { return ThreadsWaitForABuffer(child, 2); })) << "round " << i;
     const auto start = Clock::now();
     kill(child, SIGINT);
     int status = 0;

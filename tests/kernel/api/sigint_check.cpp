@@ -1,0 +1,80 @@
+// An application that SIGINT ends while both capture threads are blocked in the kernel.
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "support/Files.h"
+#include "support/Measured.h"
+#include "support/Silence.h"
+#include "support/Started.h"
+
+namespace {
+
+using namespace kernel_test;
+using Clock = std::chrono::steady_clock;
+
+// kernel_start, which stays once it has started.
+class Application {
+ public:
+  Application() : process_(fork()) {
+    if (process_ == 0) {
+      std::freopen("/dev/null", "w", stdout);
+      execl("/checks/kernel_start", "kernel_start", "K3610", "stay", nullptr);
+      _exit(127);
+    }
+  }
+  ~Application() {
+    if (process_ > 0) {
+      kill(process_, SIGKILL);
+      waitpid(process_, nullptr, 0);
+    }
+  }
+  Application(const Application&) = delete;
+  Application& operator=(const Application&) = delete;
+
+  bool IsBlocked() const { return ThreadsWaitForABuffer(process_, 2); }
+
+  // By the kernel's account: the library installs its handler last of all.
+  bool CatchesSigint() const {
+    static const std::string kCaught = "SigCgt:";
+    const std::string status = ReadFile("/proc/" + std::to_string(process_) + "/status");
+    const auto at = status.find(kCaught);
+    return at != std::string::npos &&
+           (std::stoull(status.substr(at + kCaught.size()), nullptr, 16) >> (SIGINT - 1) & 1) != 0;
+  }
+
+  int Interrupt() {
+    kill(process_, SIGINT);
+    int status = 0;
+    waitpid(process_, &status, 0);
+    process_ = -1;
+    return status;
+  }
+
+ private:
+  pid_t process_;
+};
+
+TEST(BlockedApplication, IsEndedBySigintTwentyTimes) {
+  const Silence silence;
+  std::vector<double> seconds;
+  for (int i = 0; i < 20; ++i) {
+    Application application;
+    ASSERT_TRUE(Eventually([&] { return application.CatchesSigint(); })) << "round " << i;
+    ASSERT_TRUE(Eventually([&] { return application.IsBlocked(); })) << "round " << i;
+    const auto start = Clock::now();
+    const int status = application.Interrupt();
+    seconds.push_back(std::chrono::duration<double>(Clock::now() - start).count());
+    ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0)
+        << "round " << i << ", status " << status;
+  }
+  ExpectEachWithinASecond("SIGINT to the end of a started application", seconds);
+}
+
+}  // namespace
