@@ -11,6 +11,12 @@ set(TESSALINE_TEST_SUBJECTS
   log api function image Devices Runnable SeriesLogic board sensor_tables tools
   CACHE STRING "Folders of tests/ whose programs are built")
 
+# Under the emulation of another processor everything takes longer.
+set(test_seconds 120)
+if(CMAKE_CROSSCOMPILING)
+  set(test_seconds 600)
+endif()
+
 # One program a source file, named after folder and file; every test case runs in
 # a process of its own, because the library's singletons live as long as one.
 function(tessaline_test folder)
@@ -33,7 +39,7 @@ function(tessaline_test folder)
     target_link_libraries(${name} PRIVATE tessaline_options ${ARG_LIBRARIES}
       GTest::gmock GTest::gtest_main)
     gtest_discover_tests(${name} TEST_PREFIX "${folder}/" DISCOVERY_TIMEOUT 60
-      PROPERTIES LABELS ${folder} TIMEOUT 120)
+      PROPERTIES LABELS ${folder} TIMEOUT ${test_seconds})
     if(tessaline IN_LIST ARG_LIBRARIES)
       set_property(GLOBAL APPEND PROPERTY TESSALINE_APPLICATIONS $<TARGET_FILE:${name}>)
     endif()
