@@ -16,9 +16,7 @@ using namespace VeltranoSDK::fpga;
 // First in the file and without the fixture: nothing may have selected a series in
 // this process.
 TEST(FpgaLogicWithoutASeries, ReachesNoRegister) {
-  if (SeriesLogicFactory::GetSeriesLogicInstance() != nullptr) {
-    GTEST_SKIP() << "a series is selected already in this process";
-  }
+  ASSERT_EQ(SeriesLogicFactory::GetSeriesLogicInstance(), nullptr);
   const LoggedErrors errors;
   FpgaLogic logic;
   EXPECT_EQ(logic.GetTriSpacing(), kAllOnes);
