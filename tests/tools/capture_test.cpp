@@ -218,6 +218,25 @@ INSTANTIATE_TEST_SUITE_P(Products, CaptureModel,
                          ::testing::Values("K3710ch16arm_rebuild", "K3810", "K3820", "K3920",
                                            "K3920arm_rebuild"));
 
+// A K37.. whose self-test has seen no image goes on acquiring: what it takes before the
+// laser is on must not come into the file.
+TEST(Capture, BeginsWithoutTheAcquisitionOfAFailedSelfTest) {
+  const Directory directory;
+  const ToolResult result = Capture("strips -n 15 -o " + (directory / "scan.csv"), "K3710")
+                                .With("TESSALINE_BOARD_FAULTS", "call video0 VIDIOC_DQBUF EIO")
+                                .With("TESSALINE_BOARD_TRANSCRIPT", directory / "transcript")
+                                .Run();
+  EXPECT_EQ(result.status, 0) << result.err;
+  const std::string transcript = FileText(directory / "transcript");
+  const std::string write = "fpga write IMAGE_BLOCK_1 TRIGGER_CTRL = ";
+  const std::size_t strips = transcript.rfind("fpga write REBUILD_BLOCK_4 COLLECT_MODE = ");
+  const std::size_t last = transcript.rfind(write, strips);
+  ASSERT_NE(strips, std::string::npos);
+  ASSERT_NE(last, std::string::npos);
+  constexpr unsigned long kAcquiring = 0x40;
+  EXPECT_EQ(std::stoul(transcript.substr(last + write.size(), 10), nullptr, 16) & kAcquiring, 0u);
+}
+
 // --- What can go wrong ---------------------------------------------------------------------
 
 TEST(Capture, EndsAfterATime) {
