@@ -7,7 +7,8 @@ namespace reliability {
 // What several rules name, or what is too long to stand in one.
 
 inline constexpr std::string_view kStartUp = "RegisterHardwareInit";
-inline constexpr std::string_view kEepromCalls = "ConfigSave|ConfigRead";
+inline constexpr std::string_view kEepromCalls =
+    "ConfigSave|ConfigRead|eeprom_page_write|eeprom_page_read";
 inline constexpr std::string_view kRangeLed =
     "error: RangeLed::SetR() open(sysfs_gpio_export_, O_WRONLY).\n|"
     "error: RangeLed::SetR() open(sysfs_gpio_pin55_direction_.c_str(), O_WRONLY).\n|"

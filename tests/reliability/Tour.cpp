@@ -9,7 +9,10 @@
 #include <utility>
 
 #include "tessaline/board.h"
+#include "tessaline/register_map.h"
 #include "tessaline/tessaline.h"
+
+namespace fpga = VeltranoSDK::fpga;
 
 namespace reliability {
 namespace {
@@ -77,9 +80,19 @@ void Acquire(Guide& guide, const char* what, Arrivals& arrivals) {
   constexpr unsigned kEnough = 3;
   arrivals.Forget();
   guide.Call("SetGlobalControl(1)", SetGlobalControl, 1U);
+  guide.Call("GetGlobalControl", GetGlobalControl);
   const bool arrived = arrivals.WaitFor(kEnough, kPatience);
   guide.Note(fmt::format("{} {}", what, arrived ? "arrived" : "missing"));
   guide.Call("SetGlobalControl(0)", SetGlobalControl, 0U);
+}
+
+// A register that ignores what is written to it.
+void Registers(Guide& guide, bool is_zynqmp) {
+  constexpr fpga::Register kRegister = fpga::FPGA_VERSION;
+  const std::uint32_t block =
+      BaseAddress(kRegister.block, is_zynqmp ? fpga::kZynqMpRegions : fpga::kZynqRegions);
+  guide.Call("fpga_write_addr", fpga_write_addr, block, kRegister.Index(), 0U);
+  guide.Call("fpga_read_addr", fpga_read_addr, block, kRegister.Index());
 }
 
 void Trigger(Guide& guide) {
@@ -170,6 +183,7 @@ void Strips(Guide& guide) {
   guide.Call("SetStripWidthMax", SetStripWidthMax, 128U);
   guide.Call("GetStripWidthMax", GetStripWidthMax);
   guide.Call("SetStripRebuildValue", SetStripRebuildValue, coefficients.data());
+  guide.Call("SetSampleLightLineParam", SetSampleLightLineParam, 0, 1, 64, 0, 0);
   guide.Call("SetMeasuringRange", SetMeasuringRange, 0U, 1000U);
   guide.Call("SetRoiOffset", SetRoiOffset, 0U, 0U);
   guide.Call("SetBrFlag", SetBrFlag, 0U);
@@ -208,6 +222,9 @@ void Sensor(Guide& guide) {
 }
 
 void Peripherals(Guide& guide) {
+  constexpr unsigned char kStore = 0x51;
+  constexpr unsigned char kPage = 0xF0;
+  constexpr unsigned char kPageBytes = 16;
   static std::array<unsigned char, 100> settings{};
   guide.Call("OpenLaser", OpenLaser);
   guide.Call("SetLaserPower", SetLaserPower, 40.0F);
@@ -218,6 +235,10 @@ void Peripherals(Guide& guide) {
   guide.Call("Temp18b20Read", Temp18b20Read);
   guide.Call("ConfigSave", ConfigSave, settings.data(), static_cast<int>(settings.size()));
   guide.Call("ConfigRead", ConfigRead, settings.data(), static_cast<int>(settings.size()));
+  // In this order: for a while after the write the chip would not answer.
+  guide.Call("eeprom_page_read", eeprom_page_read, kPage, settings.data(), unsigned{kPageBytes},
+             kStore);
+  guide.Call("eeprom_page_write", eeprom_page_write, kPage, settings.data(), kPageBytes, kStore);
   guide.Call("CloseLaser", CloseLaser);
 }
 
@@ -232,6 +253,7 @@ void Tour(const std::string& model, void (*told)(const std::string& line)) {
                        reinterpret_cast<tessaline_event_handler>(OnTrigger));
   RegisterEventHandler(TESSALINE_EVENT_DA_ARRIVED, OnDaArrived);
   guide.Call("RegisterHardwareInit", RegisterHardwareInit);
+  Registers(guide, model.starts_with("K40"));
   Trigger(guide);
   Outputs(guide);
   ImageProcessing(guide);
