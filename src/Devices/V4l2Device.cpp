@@ -11,13 +11,14 @@
 #include <chrono>
 
 #include "function/CancellationScope.h"
+#include "function/InterruptibleWait.h"
 #include "function/SignalMask.h"
 
 namespace VeltranoSDK::DevFOps {
 
 namespace {
 
-// As index of a descriptor: the driver has not put a buffer there yet.
+// As index of a descriptor handed to a driver: it has not put a buffer there yet.
 constexpr unsigned int kNoBuffer = UINT_MAX;
 
 // What a handler may take before the buffers are cleared under it.
@@ -120,12 +121,12 @@ bool V4l2Device::SetUpBuffer(unsigned int index) {
     return false;
   }
   descriptor.index = index;  // whatever the driver made of it
-  return Provide(descriptor, buffers_[index]) && Queue(descriptor);
+  return Provide(descriptor, buffers_[index]) && QueueOrTell(descriptor);
 }
 
 std::byte* V4l2Device::DqBuf() {
   Enter(__func__);
-  const Buffer* buffer = Dequeue();
+  const Buffer* buffer = Dequeue(By::kOrder);
   if (buffer == nullptr) return nullptr;
   AfterDequeue(current_.index, buffer->size);
   return buffer->data;
@@ -133,10 +134,8 @@ std::byte* V4l2Device::DqBuf() {
 
 std::byte* V4l2Device::DqBuf(unsigned int& index) {
   Enter(__func__);
-  Buffer* buffer = Dequeue();
+  const Buffer* buffer = Dequeue(By::kIndex);
   if (buffer == nullptr) return nullptr;
-  buffer->taken = current_;
-  buffer->is_taken = true;
   index = current_.index;
   return buffer->data;
 }
@@ -145,9 +144,10 @@ std::byte* V4l2Device::DqBuf(unsigned int& index) {
 // nobody has noted it. The driver would miss that buffer for the rest of the stream.
 class V4l2Device::ReturnUnlessNoted {
  public:
-  explicit ReturnUnlessNoted(V4l2Device& device) : device_(device) {}
+  ReturnUnlessNoted(V4l2Device& device, const v4l2_buffer& dequeued)
+      : device_(device), dequeued_(dequeued) {}
   ~ReturnUnlessNoted() {
-    if (!noted_ && device_.current_.index != kNoBuffer) device_.Queue(device_.current_);
+    if (!noted_ && dequeued_.index != kNoBuffer) device_.QueueOrTell(dequeued_);
   }
   ReturnUnlessNoted(const ReturnUnlessNoted&) = delete;
   ReturnUnlessNoted& operator=(const ReturnUnlessNoted&) = delete;
@@ -155,87 +155,110 @@ class V4l2Device::ReturnUnlessNoted {
 
  private:
   V4l2Device& device_;
+  const v4l2_buffer& dequeued_;
   bool noted_ = false;
 };
 
-void V4l2Device::TakeInHand() {
-  const std::lock_guard lock(memory_mutex_);
-  holder_ = std::this_thread::get_id();
-}
-
 void V4l2Device::LetGo() {
-  const std::lock_guard lock(memory_mutex_);
   holder_ = {};
   let_go_.notify_all();
 }
 
-V4l2Device::Buffer* V4l2Device::Dequeue() {
-  has_current_ = false;
-  LetGo();
-  current_ = Descriptor(kNoBuffer);
+const V4l2Device::Buffer* V4l2Device::Dequeue(By by) {
+  {
+    const std::lock_guard lock(memory_mutex_);
+    has_current_ = false;
+    current_ = Descriptor(0);
+    LetGo();
+  }
+  v4l2_buffer dequeued = Descriptor(kNoBuffer);
   int result;
   int error;
   {
-    ReturnUnlessNoted buffer(*this);
+    ReturnUnlessNoted buffer(*this, dequeued);
     {
       const CancellationScope may_end_here;
-      result = CancellableIoctl(fd_, VIDIOC_DQBUF, &current_);
+      result = CancellableIoctl(fd_, VIDIOC_DQBUF, &dequeued);
       error = errno;
     }
     buffer.Noted();
   }
-  if (result == 0 && (current_.index >= buffers_.size() || !buffers_[current_.index].data)) {
-    result = -1;  // a buffer nobody gave the driver
-    error = EBADSLT;
+  if (result == 0) {
+    const std::lock_guard lock(memory_mutex_);
+    if (dequeued.index < buffers_.size() && buffers_[dequeued.index].data != nullptr) {
+      Buffer& buffer = buffers_[dequeued.index];
+      if (by == By::kIndex) {
+        buffer.taken = dequeued;
+        buffer.is_taken = true;
+      }
+      current_ = dequeued;
+      has_current_ = true;
+      holder_ = std::this_thread::get_id();
+      return &buffer;
+    }
+    error = EBADSLT;  // a buffer nobody gave the driver
   }
-  if (result < 0) {
-    LogError(Tell("v4l2 VIDIOC_DQBUF failed: %s"), strerror(error));
-    return nullptr;
-  }
-  has_current_ = true;
-  TakeInHand();
-  return &buffers_[current_.index];
+  LogError(Tell("v4l2 VIDIOC_DQBUF failed: %s"), strerror(error));
+  return nullptr;
 }
 
 bool V4l2Device::QBuf() {
   Enter(__func__);
-  if (!has_current_) {
-    LogError(Tell("v4l2 VIDIOC_QBUF failed: %s"), strerror(EINVAL));
-    return false;
+  int error = EINVAL;
+  {
+    const std::lock_guard lock(memory_mutex_);
+    if (has_current_) {
+      Buffer& buffer = buffers_[current_.index];
+      BeforeQueue(current_.index, buffer.size);
+      error = Queue(current_);
+      if (error == 0) {
+        has_current_ = false;
+        buffer.is_taken = false;
+        LetGo();
+        return true;
+      }
+    }
   }
-  Buffer& buffer = buffers_[current_.index];
-  BeforeQueue(current_.index, buffer.size);
-  if (!Queue(current_)) return false;
-  has_current_ = false;
-  buffer.is_taken = false;
-  LetGo();
-  return true;
+  return NotQueued(error);
 }
 
 bool V4l2Device::QBuf(unsigned int index) {
   Enter(__func__);
-  const SigintBlocked no_handler_here;
-  const std::lock_guard lock(memory_mutex_);
-  if (index >= buffers_.size() || !buffers_[index].is_taken) {
-    LogError(Tell("v4l2 VIDIOC_QBUF failed: %s"), strerror(EINVAL));
-    return false;
+  int error = EINVAL;
+  {
+    const SigintBlocked no_handler_here;
+    const std::lock_guard lock(memory_mutex_);
+    if (index < buffers_.size() && buffers_[index].is_taken) {
+      Buffer& buffer = buffers_[index];
+      if (buffer.size >= kCompletionMarkerBytes) {
+        memset(buffer.data + buffer.size - kCompletionMarkerBytes, 0, kCompletionMarkerBytes);
+      }
+      error = Queue(buffer.taken);
+      if (error == 0) {
+        buffer.is_taken = false;
+        if (has_current_ && current_.index == index) {
+          has_current_ = false;
+          LetGo();
+        }
+        return true;
+      }
+    }
   }
-  Buffer& buffer = buffers_[index];
-  if (buffer.size >= kCompletionMarkerBytes) {
-    memset(buffer.data + buffer.size - kCompletionMarkerBytes, 0, kCompletionMarkerBytes);
-  }
-  if (!Queue(buffer.taken)) return false;
-  buffer.is_taken = false;
-  if (current_.index == index) has_current_ = false;
-  return true;
+  return NotQueued(error);
 }
 
-bool V4l2Device::Queue(v4l2_buffer descriptor) {
-  if (ioctl(fd_, VIDIOC_QBUF, &descriptor) < 0) {
-    LogError(Tell("v4l2 VIDIOC_QBUF failed: %s"), strerror(errno));
-    return false;
-  }
-  return true;
+bool V4l2Device::NotQueued(int error) const {
+  LogError(Tell("v4l2 VIDIOC_QBUF failed: %s"), strerror(error));
+  return false;
+}
+
+bool V4l2Device::QueueOrTell(const v4l2_buffer& descriptor) {
+  const int error = Queue(descriptor);
+  return error == 0 || NotQueued(error);
+}
+
+int V4l2Device::Queue(v4l2_buffer descriptor) {
+  return ioctl(fd_, VIDIOC_QBUF, &descriptor) < 0 ? errno : 0;
 }
 
 bool V4l2Device::StreamOn() {
@@ -260,14 +283,12 @@ bool V4l2Device::Switch(unsigned long request) {
 
 void V4l2Device::ClearBuf() {
   Enter(__func__);
-  const SigintBlocked no_handler_here;
-  std::unique_lock lock(memory_mutex_);
   // The other thread's handler may be reading. One that clears from inside its own
   // handler knows what it does; one that keeps its buffer is not waited for.
-  let_go_.wait_for(lock, kHandlerTime, [this] {
-    return holder_ == std::thread::id() || holder_ == std::this_thread::get_id();
-  });
-  ClearMemory();
+  WaitInterruptibly(
+      memory_mutex_, let_go_, kHandlerTime,
+      [this] { return holder_ == std::thread::id() || holder_ == std::this_thread::get_id(); },
+      [this] { ClearMemory(); });
 }
 
 bool V4l2Device::Close() {

@@ -66,14 +66,20 @@ class V4l2Device : public V4l2Base {
   class ReturnUnlessNoted;
   v4l2_buffer Descriptor(unsigned int index) const;
   bool SetUpBuffer(unsigned int index);
-  Buffer* Dequeue();
-  void TakeInHand();
+  enum class By { kOrder, kIndex };
+  const Buffer* Dequeue(By by);
+  // With the lock: the current buffer is in nobody's hands any more.
   void LetGo();
-  bool Queue(v4l2_buffer descriptor);  // a copy: the driver writes into it
+  // An errno or 0. A copy: the driver writes into it.
+  int Queue(v4l2_buffer descriptor);
+  bool QueueOrTell(const v4l2_buffer& descriptor);
+  bool NotQueued(int error) const;  // tells, and is false
   bool Switch(unsigned long request);
 
   // Held while the buffers are touched from outside the capture thread, so that the
-  // SIGINT handler does not unmap them under somebody's hands.
+  // SIGINT handler does not unmap them under somebody's hands; and while it is noted
+  // whose a buffer is: two threads may give buffers back. A running stream logs nothing
+  // under it: a sink may call the library.
   std::mutex memory_mutex_;
   // Whose hands the buffer last taken is in: nobody's once it went back.
   std::thread::id holder_;
