@@ -1,7 +1,10 @@
 #include "tessaline/log.h"
 
+#include <time.h>
+
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cstddef>
 
 #include "function/SignalMask.h"
@@ -13,8 +16,9 @@ constexpr std::array<const char*, 6> kLevelNames{"TRACE", "DEBUG", "INFO",
                                                  "WARN",  "ERROR", "FATAL"};
 constexpr std::size_t kMaxSinks = 32;
 
+// Entries are filled while other threads log: fn last, and it is read first.
 struct Sink {
-  log_LogFn fn;
+  std::atomic<log_LogFn> fn;
   void* udata;
   int level;
 };
@@ -22,8 +26,8 @@ struct Sink {
 struct Logger {
   void* udata;
   log_LockFn lock;
-  int level;
-  bool quiet;
+  std::atomic<int> level;
+  std::atomic<bool> quiet;
   std::array<Sink, kMaxSinks> callbacks;
 };
 
@@ -47,18 +51,23 @@ void file_callback(log_Event* ev) {
 }
 
 // The broken-down time lives in the caller's frame: messages of several threads
-// must not share localtime's static record.
+// must not share localtime's static record. Like localtime it follows a time zone that
+// is changed while the process runs.
 void TakeTime(log_Event* ev, struct tm* storage) {
   const time_t now = time(nullptr);
+  tzset();
   ev->time = localtime_r(&now, storage);
 }
 
-bool ReachesStandardError(int level) { return !logger.quiet && level >= logger.level; }
+bool ReachesStandardError(int level) {
+  return !logger.quiet.load(std::memory_order_relaxed) &&
+         level >= logger.level.load(std::memory_order_relaxed);
+}
 
 bool ReachesASink(int level) {
   // Free entries are at the end.
   return std::any_of(logger.callbacks.begin(), logger.callbacks.end(), [level](const Sink& sink) {
-    return sink.fn != nullptr && sink.level <= level;
+    return sink.fn.load(std::memory_order_acquire) != nullptr && sink.level <= level;
   });
 }
 
@@ -97,21 +106,22 @@ void log_log(int level, const char* file, int line, const char* fmt, ...) {
   }
 
   for (const Sink& sink : logger.callbacks) {
-    if (sink.fn == nullptr) break;
+    const log_LogFn write = sink.fn.load(std::memory_order_acquire);
+    if (write == nullptr) break;
     if (sink.level > level) continue;
     if (ev.time == nullptr) TakeTime(&ev, &broken_down);
     ev.udata = sink.udata;
     va_start(ev.ap, fmt);
-    sink.fn(&ev);
+    write(&ev);
     va_end(ev.ap);
   }
 
   if (logger.lock != nullptr) logger.lock(false, logger.udata);
 }
 
-void log_set_level(int level) { logger.level = level; }
+void log_set_level(int level) { logger.level.store(level, std::memory_order_relaxed); }
 
-void log_set_quiet(bool enable) { logger.quiet = enable; }
+void log_set_quiet(bool enable) { logger.quiet.store(enable, std::memory_order_relaxed); }
 
 void log_set_lock(log_LockFn fn, void* udata) {
   logger.lock = fn;
@@ -120,8 +130,10 @@ void log_set_lock(log_LockFn fn, void* udata) {
 
 int log_add_callback(log_LogFn fn, void* udata, int level) {
   for (Sink& sink : logger.callbacks) {
-    if (sink.fn != nullptr) continue;
-    sink = {fn, udata, level};
+    if (sink.fn.load(std::memory_order_relaxed) != nullptr) continue;
+    sink.udata = udata;
+    sink.level = level;
+    sink.fn.store(fn, std::memory_order_release);
     return 0;
   }
   return -1;
