@@ -134,8 +134,8 @@ void RegisterEventHandler(int type, tessaline_event_handler callback);
  *
  * Neither exit() nor SIGINT switches the laser off: call CloseLaser() for that. When
  * the FPGA's registers were once out of reach (see fpga_read_addr()), SIGINT ends the
- * process without stopping the FPGA. It waits for a handler in progress, up to some
- * seconds.
+ * process without stopping the FPGA. It waits for handlers in progress, 1.5 seconds at
+ * the most: one that waits for something the interrupted thread holds is left behind.
  *
  * Threads: from one thread, once, before anything else touches the FPGA.
  */

@@ -1,5 +1,8 @@
 #include "Runnable/DeliveryGate.h"
 
+#include <optional>
+
+#include "function/InterruptibleWait.h"
 #include "function/SignalMask.h"
 
 namespace VeltranoSDK::Utility {
@@ -10,25 +13,24 @@ void DeliveryGate::Open() {
   open_ = true;
 }
 
-bool DeliveryGate::Close() {
+void DeliveryGate::Shut() {
   const SigintBlocked no_handler_here;
-  std::unique_lock lock(mutex_);
+  const std::lock_guard lock(mutex_);
   open_ = false;
-  return WaitForDelivery(lock);
+}
+
+bool DeliveryGate::Close() {
+  Shut();
+  return WaitForDelivery();
 }
 
 bool DeliveryGate::WaitForDelivery() {
-  const SigintBlocked no_handler_here;
-  std::unique_lock lock(mutex_);
-  return WaitForDelivery(lock);
-}
-
-bool DeliveryGate::WaitForDelivery(std::unique_lock<std::mutex>& lock) {
-  if (inside_ == std::this_thread::get_id()) return true;
   // The next delivery may begin before this thread gets to look.
-  const std::uint64_t noted = deliveries_;
-  return left_.wait_for(lock, kPatience, [this, noted] {
-    return inside_ == std::thread::id() || deliveries_ != noted;
+  std::optional<std::uint64_t> noted;
+  return WaitInterruptibly(mutex_, left_, kPatience, [this, &noted] {
+    if (!noted) noted = deliveries_;
+    return inside_ == std::thread::id() || inside_ == std::this_thread::get_id() ||
+           deliveries_ != noted;
   });
 }
 

@@ -19,6 +19,9 @@ class DeliveryGate {
 
   void Open();
 
+  // No delivery begins any more.
+  void Shut();
+
   // Nothing is delivered from here on. Waits for the delivery in flight, unless
   // this is the thread that delivers it; false when patience ended first.
   bool Close();
@@ -44,7 +47,6 @@ class DeliveryGate {
 
   bool Enter();
   void Leave();
-  bool WaitForDelivery(std::unique_lock<std::mutex>& lock);
 
   std::mutex mutex_;
   std::condition_variable left_;

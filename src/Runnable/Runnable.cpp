@@ -7,6 +7,7 @@
 #include <mutex>
 
 #include "function/CancellationScope.h"
+#include "function/InterruptibleWait.h"
 #include "function/SignalMask.h"
 #include "log/Log.h"
 
@@ -104,6 +105,8 @@ bool Runnable::Detach() {
   return true;
 }
 
+void Runnable::StopDelivering() { gate_.Shut(); }
+
 bool Runnable::Cancel() {
   Trace(__func__);
   if (!gate_.Close()) {
@@ -128,11 +131,13 @@ bool Runnable::Cancel() {
 }
 
 bool Runnable::WaitUntilGone(unsigned milliseconds) {
-  const SigintBlocked no_handler_here;
-  std::unique_lock lock(life_->mutex);
-  if (life_->IsWorker()) return false;
-  return life_->changed.wait_for(lock, std::chrono::milliseconds(milliseconds),
-                                 [this] { return !life_->present; });
+  bool gone = false;
+  WaitInterruptibly(life_->mutex, life_->changed, std::chrono::milliseconds(milliseconds),
+                    [this, &gone] {
+                      gone = !life_->present;
+                      return gone || life_->IsWorker();
+                    });
+  return gone;
 }
 
 void Runnable::Rest(std::chrono::milliseconds time) {

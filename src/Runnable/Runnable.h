@@ -36,6 +36,9 @@ class Runnable : public std::enable_shared_from_this<Runnable> {
 
   bool Detach();
 
+  // No callback begins any more; one may still be running.
+  void StopDelivering();
+
   // Ends the worker at its blocking call; tear-down and its hook do not run. When
   // this returns no callback is delivered any more, and the worker is normally
   // gone. May be called from the worker's own callback, from the SIGINT handler,

@@ -2,8 +2,9 @@
 
 namespace VeltranoSDK {
 
-// Whether /dev/mem could not be opened once. The register lock is then taken for
-// good, and an access would wait for ever. Callable in a signal handler.
-bool RegistersOutOfReach();
+// For the thread that ends the process. Once /dev/mem could not be opened the register
+// lock is taken for good and an access waits for ever; this thread's fail instead.
+// Callable in a signal handler.
+void DoNotWaitForLostRegisters();
 
 }  // namespace VeltranoSDK

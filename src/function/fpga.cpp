@@ -25,6 +25,9 @@ constexpr unsigned int kWordsInMapping = kMappedBytes / sizeof(std::uint32_t);
 
 std::atomic<bool> out_of_reach{false};
 
+// No thread has the id 0.
+std::atomic<pthread_t> does_not_wait{};
+
 // The longest an interrupt waits for a thread that waits for the lock.
 constexpr long kSliceNs = 20'000'000;
 
@@ -41,14 +44,17 @@ timespec EndOfSlice() {
 // The SIGINT handler itself writes registers: were it to run on a thread that holds
 // the lock, it would wait for ever. So the lock is held with SIGINT blocked. It is
 // not waited for like that: after a failed open it is never free again, and an
-// interrupt must still reach a process whose only thread waits here.
-void LockRegisters(std::optional<SigintBlocked>& no_handler_here) {
+// interrupt must still reach a process whose only thread waits here. False for a
+// thread that does not wait for ever.
+bool LockRegisters(std::optional<SigintBlocked>& no_handler_here) {
   timespec until;
   do {
+    if (out_of_reach && pthread_equal(does_not_wait, pthread_self())) return false;
     no_handler_here.reset();  // a SIGINT of the last slice is delivered here
     no_handler_here.emplace();
     until = EndOfSlice();
   } while (pthread_mutex_timedlock(&fpga_contol, &until) == ETIMEDOUT);
+  return true;
 }
 
 // Maps the block for the length of one access. A word outside the mapping or an
@@ -56,7 +62,7 @@ void LockRegisters(std::optional<SigintBlocked>& no_handler_here) {
 template <typename Access>
 unsigned int Transact(unsigned int block_base, unsigned int index, Access access) {
   std::optional<SigintBlocked> no_handler_here;
-  LockRegisters(no_handler_here);
+  if (!LockRegisters(no_handler_here)) return kFailed;
 
   const int fd = open("/dev/mem", O_RDWR | O_NONBLOCK);
   if (fd < 0) {
@@ -87,7 +93,7 @@ unsigned long ByteAddress(unsigned int block_base, unsigned int index) {
 
 namespace VeltranoSDK {
 
-bool RegistersOutOfReach() { return out_of_reach; }
+void DoNotWaitForLostRegisters() { does_not_wait = pthread_self(); }
 
 }  // namespace VeltranoSDK
 

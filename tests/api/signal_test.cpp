@@ -16,6 +16,7 @@
 #include <cstring>
 #include <functional>
 #include <iterator>
+#include <mutex>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -277,6 +278,58 @@ TEST_F(HandledSigint, EndsTheProcessWhoseRegistersAreOutOfReach) {
                SetTriMode(1);
              }),
              0);
+}
+
+TEST_F(HandledSigint, EndsTheProcessThatLosesItsRegistersInTheEnding) {
+  const Outcome outcome = InAChild([] {
+    StartUp();
+    tessaline_board_fault("fpga", "open", 0, 1, EMFILE);
+    raise(SIGINT);
+  });
+  ExpectExit(outcome, 0);
+  EXPECT_THAT(outcome.events, Contains("video1 VIDIOC_STREAMOFF"));
+  EXPECT_THAT(outcome.events, Not(Contains("fpga " + Wrote(fpga::TRIGGER_CTRL, 0))));
+}
+
+// Handlers that want what the interrupted thread holds never return.
+TEST_F(HandledSigint, EndsTheProcessWhoseHandlersWaitForTheInterruptedThread) {
+  const Outcome outcome = InAChild([] {
+    static std::mutex application;
+    static std::atomic<bool> strips_wait;
+    StartUp();
+    tessaline_board_set_pace(TESSALINE_BOARD_FREE_RUN);
+    tessaline_board_set_strips_per_buffer(1);
+    during_image = [] { const std::lock_guard lock(application); };
+    RegisterEventHandler(TESSALINE_EVENT_STRIP,
+                         reinterpret_cast<tessaline_event_handler>(+[](unsigned, unsigned, void*) {
+                           strips_wait = true;
+                           const std::lock_guard lock(application);
+                         }));
+    application.lock();
+    HandleAnImage();
+    SetCollectMode(0);
+    SetTriMode(0);
+    Eventually([] { return strips_wait.load(); });
+    raise(SIGINT);
+  });
+  ExpectExit(outcome, 0);
+  EXPECT_THAT(outcome.events, Contains("video0 VIDIOC_STREAMOFF"));
+  EXPECT_THAT(outcome.events, Contains("video1 VIDIOC_STREAMOFF"));
+}
+
+TEST_F(HandledSigint, EndsTheProcessThatReplacesAHandlerInProgress) {
+  const Outcome outcome = InAChild([] {
+    StartUp();
+    during_image = [] {
+      ReallyWait(milliseconds(50));
+      kill(getpid(), SIGINT);
+      for (;;) pause();
+    };
+    HandleAnImage();
+    RegisterEventHandler(TESSALINE_EVENT_IMAGE, nullptr);
+  });
+  ExpectExit(outcome, 0);
+  EXPECT_THAT(outcome.events, Contains("video1 VIDIOC_STREAMOFF"));
 }
 
 TEST_F(HandledSigint, EndsTheProcessWhileFramesArrive) {
