@@ -99,7 +99,7 @@ void Acquisition::Rehearse(const Session& session, const std::string& title, boo
 }
 
 std::vector<std::string> Acquisition::Calls(const Model& model, bool images) const {
-  std::vector<std::string> calls{"RegisterHardwareInit()"};
+  std::vector<std::string> calls{"RegisterHardwareInit()", "SetGlobalControl(0)"};
   if (region_.size() == kRegionNumbers) {
     calls.push_back(
         fmt::format("SetROI1({}, {}, {}, {})", region_[0], region_[1], region_[2], region_[3]));

@@ -69,9 +69,10 @@ bool Device::Open(bool start) {
   }
   session_.model();
   session_.Print(
-      "would set up FPGA and image sensor anew (RegisterHardwareInit()), then look.\n"
+      "would set up FPGA and image sensor anew (RegisterHardwareInit(), SetGlobalControl(0)), "
+      "then look.\n"
       "Nothing was touched (--dry-run).\n");
-  session_.Emit({{"dry_run", true}, {"calls", {"RegisterHardwareInit()"}}});
+  session_.Emit({{"dry_run", true}, {"calls", {"RegisterHardwareInit()", "SetGlobalControl(0)"}}});
   return false;
 }
 
@@ -90,7 +91,7 @@ void Device::Launch(tessaline_frame_handler on_image, tessaline_frame_handler on
     throw Failure(ExitCode::kUnreachable, "the device cannot be started",
                   "\"tessaline check\" tells why, --verbose shows what the library says");
   }
-  SetGlobalControl(0);  // a K37.. whose self-test saw no image is still acquiring
+  SetGlobalControl(0);                    // a K37.. whose self-test saw no image is still acquiring
   CatchInterrupts([] { CloseLaser(); });  // the start has installed a handler of its own
   complaints_ = LibraryOutput::Instance().Errors();
 }

@@ -36,6 +36,7 @@ void Plan::Tell(bool done) const {
   session_.Print(
       "  {:<34} {}\n", "RegisterHardwareInit()",
       done ? "FPGA and image sensor were set up anew" : "set up FPGA and image sensor anew");
+  session_.Print("  {:<34} {}\n", "SetGlobalControl(0)", "no acquisition");
   for (const Step& step : steps_) {
     session_.Print("  {:<34} {}\n", step.call, step.effect);
     json["steps"].push_back({{"call", step.call}, {"effect", step.effect}});
