@@ -17,6 +17,7 @@
 
 #include "DeviceManager.h"
 #include "Devices/V4l2Base.h"
+#include "Growth.h"
 #include "HotPaths.h"
 #include "Runnable/CaptureStripStream.h"
 #include "Runnable/StripWalk.h"
@@ -273,14 +274,16 @@ void PrintStripPassRows(const Options& options) {
 
 void PrintStripPassGrowth(const Options& options) {
   const int rounds = options.quick ? 3 : 100;
-  for (std::uint32_t strips = 1; strips <= 1200; strips = strips * 5 / 4 + 1) {
-    PrintPoint("strips", strips, Measure({strips, 64, kDriverBuffers}, rounds), nullptr);
-    if (options.quick) break;
-  }
-  for (std::uint32_t points = 1; points <= 1600; points = points * 5 / 4 + 1) {
-    PrintPoint("points", points, Measure({50, points, kDriverBuffers}, rounds), nullptr);
-    if (options.quick) break;
-  }
+  const auto grow = [&](const char* name, std::uint32_t most, auto load) {
+    GrowthSeries series(name);
+    if (options.quick) most = kQuickPoints;
+    for (std::uint32_t size = 1; size <= most; size = size * 5 / 4 + 1) {
+      series.Add(size, Measure(load(size), rounds));
+    }
+    series.PrintLinearity();
+  };
+  grow("strips", 1200, [](std::uint32_t strips) { return Load{strips, 64, kDriverBuffers}; });
+  grow("points", 1600, [](std::uint32_t points) { return Load{50, points, kDriverBuffers}; });
 }
 
 }  // namespace bench

@@ -1,6 +1,7 @@
 # What scripts/bench runs. The first program reaches inner classes, the second is an
 # application of the shared library.
-add_library(bench_table STATIC ${CMAKE_SOURCE_DIR}/bench/Table.cpp)
+add_library(bench_table STATIC ${CMAKE_SOURCE_DIR}/bench/Growth.cpp
+  ${CMAKE_SOURCE_DIR}/bench/Table.cpp)
 target_include_directories(bench_table PUBLIC ${CMAKE_SOURCE_DIR}/bench)
 target_link_libraries(bench_table PUBLIC tessaline_options)
 
@@ -16,9 +17,11 @@ add_custom_target(bench_stripped_library DEPENDS ${stripped_library})
 
 add_executable(bench_application ${CMAKE_SOURCE_DIR}/bench/application.cpp
   ${CMAKE_SOURCE_DIR}/bench/Delivery.cpp ${CMAKE_SOURCE_DIR}/bench/Streaming.cpp
-  ${CMAKE_SOURCE_DIR}/bench/Registers.cpp ${CMAKE_SOURCE_DIR}/bench/StartUp.cpp)
+  ${CMAKE_SOURCE_DIR}/bench/Pauses.cpp ${CMAKE_SOURCE_DIR}/bench/Registers.cpp
+  ${CMAKE_SOURCE_DIR}/bench/StartUp.cpp)
 target_link_libraries(bench_application PRIVATE bench_table tessaline tessaline-board ${CMAKE_DL_LIBS})
-target_include_directories(bench_application PRIVATE ${CMAKE_SOURCE_DIR}/tests)
+target_include_directories(bench_application PRIVATE ${CMAKE_SOURCE_DIR}/src
+  ${CMAKE_SOURCE_DIR}/tests)
 target_compile_definitions(bench_application PRIVATE STRIPPED_LIBRARY="${stripped_library}")
 add_dependencies(bench_application bench_stripped_library)
 
