@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -181,9 +182,12 @@ void PrintStartUpProfile(const Options& options) {
   std::puts(
       "| | wall | pauses | ratio | overslept | waiting for own threads | the rest | processor time "
       "| page faults | pauses | device calls |\n|---|---|---|---|---|---|---|---|---|---|---|");
-  for (const std::string_view model :
-       {"K3610", "K3710", "K3710ch16", "K3710ch16arm_rebuild", "K3810", "K3820", "K3920",
-        "K3920arm_rebuild", "K4010", "K4010arm_rebuild"}) {
+  constexpr std::array kModels{"K3610", "K3710",           "K3710ch16", "K3710ch16arm_rebuild",
+                               "K3810", "K3820",           "K3920",     "K3920arm_rebuild",
+                               "K4010", "K4010arm_rebuild"};
+  constexpr std::size_t kQuickModels = 1;
+  for (std::size_t i = 0; i < (options.quick ? kQuickModels : kModels.size()); ++i) {
+    const std::string_view model = kModels[i];
     const int rounds = options.quick ? 1 : (model.substr(0, kSlowest.size()) == kSlowest ? 3 : 7);
     const Demand demand = InOwnProcess([=] { return MeasureDemand(model.data(), sleep); });
     Samples wall, asked, ratio, overslept, waiting, rest, processor_time, page_faults, pauses;
