@@ -88,7 +88,8 @@ class StripBuffers {
   std::byte* memory_;
 };
 
-std::uint32_t BareWalk(std::byte* buffer) {
+// One copy of it, wherever it is called from.
+[[gnu::noinline]] std::uint32_t BareWalk(std::byte* buffer) {
   std::uint32_t count = 0;
   std::memcpy(&count, buffer + kBufferBytes - 8, sizeof count);
   const std::byte* at = buffer;
