@@ -232,13 +232,15 @@ void PrintDeliveryGrowth(const Options& options) {
     }
     delivered.Add(megapixels, times);
 
-    Comparison waits;
+    Samples p50;
+    Samples p99;
     const std::chrono::milliseconds time(options.quick ? 100 : 1000);
     for (int round = 0; round < rounds; ++round) {
       const Latency of = InOwnProcess([&] { return MeasureLatency(scene, time); });
-      waits.AddRound(of.p50, of.p99);
+      p50.Add(of.p50);
+      p99.Add(of.p99);
     }
-    latency.Add(megapixels, waits);
+    latency.Add(megapixels, p50, p99);
   }
   delivered.PrintLinearity();
   latency.PrintLinearity();

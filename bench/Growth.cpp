@@ -14,9 +14,18 @@ constexpr double kMostBend = 1.2;
 
 void GrowthSeries::Add(double size, const Comparison& times, const Samples* plain) {
   points_.push_back({size, times.library.Median(), times.bare.Median()});
-  std::printf("%s\t%g\t%g\t%g\t%g\t%g\t%g\t%g\n", name_.c_str(), size, points_.back().library,
-              points_.back().bare, plain != nullptr ? plain->Median() : 0.0, times.ratio.Median(),
-              times.ratio.Quantile(0.1), times.ratio.Quantile(0.9));
+  Print(plain != nullptr ? plain->Median() : 0, times.ratio);
+}
+
+void GrowthSeries::Add(double size, const Samples& library, const Samples& worst) {
+  points_.push_back({size, library.Median(), 0});
+  Print(worst.Median(), {});
+}
+
+void GrowthSeries::Print(double plain, const Samples& ratio) const {
+  const Point& point = points_.back();
+  std::printf("%s\t%g\t%g\t%g\t%g\t%g\t%g\t%g\n", name_.c_str(), point.size, point.library,
+              point.bare, plain, ratio.Median(), ratio.Quantile(0.1), ratio.Quantile(0.9));
   std::fflush(stdout);
 }
 
@@ -44,7 +53,7 @@ double GrowthSeries::OffTheLine(double Point::*time) const {
 
 void GrowthSeries::PrintLinearity() const {
   const double library = OffTheLine(&Point::library);
-  const double bare = OffTheLine(&Point::bare);
+  const double bare = points_.back().bare > 0 ? OffTheLine(&Point::bare) : 1;
   const double own = library / std::max(1.0, bare);
   std::printf("# | %-9s | %.2f | %.2f | %.2f | <= %g | %s |\n", name_.c_str(), library, bare, own,
               kMostBend, own <= kMostBend ? "met" : "missed");

@@ -19,6 +19,8 @@ class GrowthSeries {
 
   // Sizes ascend.
   void Add(double size, const Comparison& times, const Samples* plain = nullptr);
+  // With nothing beside it but its own worst.
+  void Add(double size, const Samples& library, const Samples& worst);
 
   // A row behind '#': how far the last quarter of the sizes lies from the straight line
   // through the first half, the library's and the bare way's. 1 is on the line; a knee
@@ -29,6 +31,7 @@ class GrowthSeries {
   struct Point {
     double size, library, bare;
   };
+  void Print(double plain, const Samples& ratio) const;  // the point added last
   double OffTheLine(double Point::*time) const;
 
   std::string name_;

@@ -1,5 +1,6 @@
 # gnuplot -e "points='...'; picture='...'": draws what the programs print with --growth.
-# Columns: series, x, library ns, bare ns, plain way ns, ratio, its p10, its p90.
+# Columns: series, x, library ns, bare ns, plain way ns, ratio, its p10, its p90;
+# of latency p50 and, for the plain way, p99.
 set terminal pngcairo size 1950,900 font "DejaVu Sans,11" background "#ffffff"
 set output picture
 set datafile separator "\t"
@@ -91,6 +92,6 @@ plot only("delivered") using 2:($4 / 1000) with linespoints ls 2 title "bare DQB
 set title "Dequeue to handler"
 set xlabel "pixels per image [million]"
 set ylabel "time [us]"
-plot only("latency") using 2:($4 / 1000) with linespoints ls 3 title "p99", \
+plot only("latency") using 2:($5 / 1000) with linespoints ls 3 title "p99", \
      only("latency") using 2:($3 / 1000) with linespoints ls 1 title "p50"
 unset multiplot
