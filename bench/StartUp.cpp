@@ -152,7 +152,7 @@ void PrintStartUpRows(const Options& options) {
   const bool sleep = !options.quick;
   constexpr int kDigits = 3;
   for (const std::string_view model : {"K3610", "K3710", "K3820", "K3920", "K4010"}) {
-    const int rounds = options.quick ? 1 : (model == kSlowest ? 3 : 15);
+    const int rounds = options.quick ? 1 : (model == kSlowest ? 5 : 15);
     const Demand demand = InOwnProcess([=] { return MeasureDemand(model.data(), sleep); });
     const std::vector<std::function<Run()>> ways{
         [&] {
