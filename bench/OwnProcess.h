@@ -26,7 +26,12 @@ auto InOwnProcess(Function measure) {
   }
   close(ends[1]);
   Result result;
-  const bool read_all = read(ends[0], &result, sizeof result) == sizeof result;
+  std::size_t had = 0;
+  for (ssize_t got = 1; got > 0 && had < sizeof result; had += static_cast<std::size_t>(got)) {
+    got = read(ends[0], reinterpret_cast<char*>(&result) + had, sizeof result - had);
+    if (got < 0) break;
+  }
+  const bool read_all = had == sizeof result;
   close(ends[0]);
   waitpid(child, nullptr, 0);
   if (!read_all) {

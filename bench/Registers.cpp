@@ -10,8 +10,12 @@
 
 #include <cstdarg>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
+#include <functional>
+#include <string>
 #include <string_view>
+#include <vector>
 
 #include "Application.h"
 #include "OwnProcess.h"
@@ -51,23 +55,53 @@ namespace fpga = VeltranoSDK::fpga;
 
 constexpr std::uint32_t kBlock = fpga::BaseAddress(fpga::Block::kImage1, fpga::kZynqRegions);
 constexpr std::size_t kMappedBytes = 255;
+constexpr std::uint32_t kBefore = 100000;  // what the register holds
+constexpr std::uint32_t kWritten = 200000;
 
-std::uint32_t BareRead() {
+// What the library does for an access, and nothing else.
+template <typename Touch>
+std::uint32_t FourCalls(Touch touch) {
   const int fd = open("/dev/mem", O_RDWR | O_NONBLOCK);
   void* const block = mmap(nullptr, kMappedBytes, PROT_READ | PROT_WRITE, MAP_SHARED, fd, kBlock);
-  const std::uint32_t value =
-      static_cast<volatile std::uint32_t*>(block)[fpga::TRI_SPACING.Index()];
+  const std::uint32_t result =
+      touch(static_cast<volatile std::uint32_t*>(block)[fpga::TRI_SPACING.Index()]);
   close(fd);
   munmap(block, kMappedBytes);
-  return value;
+  return result;
+}
+
+std::uint32_t BareRead() {
+  return FourCalls([](volatile std::uint32_t& word) { return word; });
+}
+
+std::uint32_t BareWrite() {
+  return FourCalls([](volatile std::uint32_t& word) {
+    word = kWritten;
+    return 0u;
+  });
 }
 
 std::uint32_t LibraryRead() { return fpga_read_addr(kBlock, fpga::TRI_SPACING.Index()); }
 
-double TimeOf(std::uint32_t (*read)(), int times) {
+std::uint32_t LibraryWrite() {
+  return fpga_write_addr(kBlock, fpga::TRI_SPACING.Index(), kWritten);
+}
+
+using Access = std::uint32_t (*)();
+
+struct Kind {
+  const char* name;
+  Access library, bare;
+  std::uint32_t left_behind;
+};
+
+constexpr Kind kKinds[]{{"register read", LibraryRead, BareRead, kBefore},
+                        {"register write", LibraryWrite, BareWrite, kWritten}};
+
+double TimeOf(Access access, int times) {
   const double start = ThreadNanoseconds();
   std::uint32_t all = 0;
-  for (int i = 0; i < times; ++i) all |= read();
+  for (int i = 0; i < times; ++i) all |= access();
   const double took = ThreadNanoseconds() - start;
   if (all == 0xFFFFFFFFu) std::exit(1);  // nothing answered
   return took / times;
@@ -80,20 +114,27 @@ struct Rounds {
   double bare[kRounds];
 };
 
-Rounds Measure(const Options& options) {
+Rounds Measure(const Kind& kind, const Options& options) {
   log_set_level(TESSALINE_LOG_ERROR);
+  kind.library();
+  if (BareRead() != kind.left_behind) {
+    std::fprintf(stderr, "a %s left another value behind\n", kind.name);
+    std::exit(1);
+  }
   const int accesses = options.quick ? 5 : 200;
+  const std::vector<std::function<double()>> ways{[&] { return TimeOf(kind.library, accesses); },
+                                                  [&] { return TimeOf(kind.bare, accesses); }};
   Rounds rounds;
-  TimeOf(LibraryRead, accesses);
-  TimeOf(BareRead, accesses);
+  InTurn(0, ways);
   for (int i = 0; i < kRounds; ++i) {
-    rounds.library[i] = TimeOf(LibraryRead, accesses);
-    rounds.bare[i] = TimeOf(BareRead, accesses);
+    const std::vector<double> took = InTurn(i, ways);
+    rounds.library[i] = took[0];
+    rounds.bare[i] = took[1];
   }
   return rounds;
 }
 
-void PrintRow(const char* what, const Rounds& rounds) {
+void PrintRow(const std::string& what, const Rounds& rounds) {
   Comparison times;
   for (int i = 0; i < kRounds; ++i) times.AddRound(rounds.library[i], rounds.bare[i]);
   CompareTimes(what, times, Goal::AtMost(1.1)).Print();
@@ -104,9 +145,8 @@ class MemoryFile {
  public:
   MemoryFile() {
     const int fd = mkstemp(path_);
-    constexpr std::uint32_t kValue = 200000;
     if (fd < 0 || ftruncate(fd, off_t{kBlock} + 4096) != 0 ||
-        pwrite(fd, &kValue, sizeof kValue, off_t{kBlock} + fpga::TRI_SPACING.offset) < 0) {
+        pwrite(fd, &kBefore, sizeof kBefore, off_t{kBlock} + fpga::TRI_SPACING.offset) < 0) {
       std::perror(path_);
       std::exit(1);
     }
@@ -125,16 +165,22 @@ class MemoryFile {
 }  // namespace
 
 void PrintRegisterRows(const Options& options) {
-  PrintRow("register read / its four calls, on the virtual board", InOwnProcess([&] {
-             tessaline_board_select("K3610");
-             tessaline_board_transcript_enable(0);
-             return Measure(options);
-           }));
-  const MemoryFile file;
-  PrintRow("register read / its four calls, the kernel's", InOwnProcess([&] {
-             memory_path = file.path();
-             return Measure(options);
-           }));
+  for (const Kind& kind : kKinds) {
+    PrintRow(std::string(kind.name) + " / its four calls, on the virtual board", InOwnProcess([&] {
+               tessaline_board_select("K3610");
+               tessaline_board_transcript_enable(0);
+               tessaline_board_register_set(static_cast<unsigned>(fpga::TRI_SPACING.block),
+                                            fpga::TRI_SPACING.offset, kBefore);
+               return Measure(kind, options);
+             }));
+  }
+  for (const Kind& kind : kKinds) {
+    const MemoryFile file;
+    PrintRow(std::string(kind.name) + " / its four calls, the kernel's", InOwnProcess([&] {
+               memory_path = file.path();
+               return Measure(kind, options);
+             }));
+  }
 }
 
 }  // namespace bench

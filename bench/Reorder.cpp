@@ -13,6 +13,7 @@
 #include <memory>
 #include <vector>
 
+#include "Growth.h"
 #include "HotPaths.h"
 #include "InvertInPlace.h"
 #include "Runnable/ImageReorder.h"
@@ -180,14 +181,16 @@ void PrintReorderRows(const Options& options) {
 
 void PrintReorderGrowth(const Options& options) {
   const int rounds = options.quick ? 2 : 40;
-  for (std::size_t height = 64; height <= 4096; height += height < 512 ? 64 : height / 8) {
+  GrowthSeries series("reorder");
+  const std::size_t highest = options.quick ? kQuickPoints * 64 : 4096;
+  for (std::size_t height = 64; height <= highest; height += height < 512 ? 64 : height / 8) {
     const Size size{2048, height, 0};
     CheckBytes(size);
     const Times times = Measure(size, RingLength(size, options), rounds);
-    PrintPoint("reorder", static_cast<double>(size.Pixels()) / 1e6, times.against_one_copy,
+    series.Add(static_cast<double>(size.Pixels()) / 1e6, times.against_one_copy,
                &times.plain_against_one_copy.library);
-    if (options.quick) return;
   }
+  series.PrintLinearity();
 }
 
 }  // namespace bench

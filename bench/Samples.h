@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstddef>
+#include <functional>
 #include <vector>
 
 namespace bench {
@@ -27,14 +28,18 @@ class Samples {
  public:
   void Add(double sample) { samples_.push_back(sample); }
 
-  // p = 0.5: the median. Of no samples: 0.
+  // p = 0.5: the median. Between two samples in proportion. Of no samples: 0.
   double Quantile(double p) const {
     if (samples_.empty()) return 0;
     std::vector<double> sorted = samples_;
-    const auto at = static_cast<std::size_t>(p * static_cast<double>(sorted.size() - 1) + 0.5);
-    std::nth_element(sorted.begin(), sorted.begin() + static_cast<std::ptrdiff_t>(at),
-                     sorted.end());
-    return sorted[at];
+    const double place = p * static_cast<double>(sorted.size() - 1);
+    const auto below = static_cast<std::size_t>(place);
+    const auto middle = sorted.begin() + static_cast<std::ptrdiff_t>(below);
+    std::nth_element(sorted.begin(), middle, sorted.end());
+    const double low = *middle;
+    if (below + 1 == sorted.size()) return low;
+    const double high = *std::min_element(middle + 1, sorted.end());
+    return low + (place - static_cast<double>(below)) * (high - low);
   }
   double Median() const { return Quantile(0.5); }
   std::size_t Size() const { return samples_.size(); }
@@ -56,5 +61,17 @@ struct Comparison {
     ratio.Add(library_value / bare_value);
   }
 };
+
+// The results of all ways, measured beginning with another one each round: nobody always
+// goes first.
+template <typename Result>
+std::vector<Result> InTurn(int round, const std::vector<std::function<Result()>>& ways) {
+  std::vector<Result> results(ways.size());
+  for (std::size_t i = 0; i < ways.size(); ++i) {
+    const std::size_t way = (static_cast<std::size_t>(round) + i) % ways.size();
+    results[way] = ways[way]();
+  }
+  return results;
+}
 
 }  // namespace bench

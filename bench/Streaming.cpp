@@ -37,8 +37,8 @@ void Take(Stream stream, Touch touch) {
   const int fd = open(images ? "/dev/video0" : "/dev/video1", O_RDWR);
   v4l2_format format{};
   format.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
-  format.fmt.pix.width = images ? 1456 : 1024;
-  format.fmt.pix.height = images ? 1089 : 640;
+  format.fmt.pix.width = images ? kFullColumns : 1024;
+  format.fmt.pix.height = images ? kFullRows + 1 : 640;
   format.fmt.pix.pixelformat = V4L2_PIX_FMT_GREY;
   ioctl(fd, VIDIOC_S_FMT, &format);
   v4l2_requestbuffers request{};
@@ -90,9 +90,9 @@ void SetRegister(const fpga::Register& reg, std::uint32_t value) {
 void CountImage(unsigned, unsigned, void*) { ++frames; }
 void CountStrips(unsigned strips, unsigned, void*) { frames += strips; }
 
-void StreamThroughLibrary(Stream stream, Pace pace, FrameHandler handler) {
-  const bool images = stream == Stream::kImages;
-  PlugIn(pace);
+void StreamThroughLibrary(const Scene& scene, FrameHandler handler) {
+  const bool images = scene.stream == Stream::kImages;
+  PlugIn(scene.pace);
   tessaline_board_set_sleep_factor(0);
   GetLibVersion("K3610");
   log_set_quiet(true);
@@ -101,13 +101,14 @@ void StreamThroughLibrary(Stream stream, Pace pace, FrameHandler handler) {
   if (RegisterHardwareInit() != 0) std::exit(1);
   OpenLaser();
   SetCollectMode(images ? 1 : 0);
+  if (scene.rows != kFullRows && SetROI1(0, 0, kFullColumns, scene.rows) != 0) std::exit(1);
   tessaline_board_set_sleep_factor(1);
   SetGlobalControl(1);
 }
 
-void StreamBare(Stream stream, Pace pace, Touch touch) {
-  const bool images = stream == Stream::kImages;
-  PlugIn(pace);
+void StreamBare(const Scene& scene, Touch touch) {
+  const bool images = scene.stream == Stream::kImages;
+  PlugIn(scene.pace);
   log_set_level(TESSALINE_LOG_ERROR);
   for (const char* line : {"907", "934"}) {
     const std::string base = std::string("/sys/class/gpio/gpio") + line;
@@ -118,8 +119,8 @@ void StreamBare(Stream stream, Pace pace, Touch touch) {
   tessaline_board_chip_set("sensor", 0x3000, 0);
   SetRegister(fpga::CMOS_WORK_MODE, 3);
   SetRegister(fpga::CMOS_TIMING_CTRL, 5);
-  SetRegister(fpga::STRIP_IMAGE_WIDTH, 1456);
-  SetRegister(fpga::STRIP_IMAGE_HEIGHT, 1088);
+  SetRegister(fpga::STRIP_IMAGE_WIDTH, kFullColumns);
+  SetRegister(fpga::STRIP_IMAGE_HEIGHT, scene.rows);
   SetRegister(fpga::TRI_SPACING, 200000);
   using fpga::Block;
   WriteRegister(fpga::StreamSwitchPort(Block::kImage2, 0), images ? fpga::kStreamSwitchPortOff : 0);
@@ -128,7 +129,7 @@ void StreamBare(Stream stream, Pace pace, Touch touch) {
   WriteRegister(fpga::StreamSwitchControl(Block::kImage2), fpga::kStreamSwitchCommit);
   WriteRegister(fpga::StreamSwitchControl(Block::kImage4), fpga::kStreamSwitchCommit);
   WriteRegister(fpga::TRIGGER_CTRL, fpga::kGlobalControl.Mask());
-  std::thread(Take, stream, touch).detach();
+  std::thread(Take, scene.stream, touch).detach();
 }
 
 }  // namespace bench

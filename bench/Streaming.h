@@ -12,6 +12,15 @@ enum class Stream { kImages, kStrips };
 // A trigger every 4 ms, or whenever a buffer is free.
 enum class Pace { kTimed, kFreeRun };
 
+inline constexpr unsigned kFullColumns = 1456;
+inline constexpr unsigned kFullRows = 1088;
+
+struct Scene {
+  Stream stream;
+  Pace pace;
+  unsigned rows = kFullRows;  // of an image
+};
+
 // What the bare loop does with an image: nothing, or what a change in place costs at
 // least, reading and writing every byte.
 enum class Touch { kNothing, kEveryByte };
@@ -26,10 +35,10 @@ void CountImage(unsigned, unsigned, void*);
 void CountStrips(unsigned strips, unsigned, void*);
 
 // Starts the library on a K3610.
-void StreamThroughLibrary(Stream stream, Pace pace, FrameHandler handler);
+void StreamThroughLibrary(const Scene& scene, FrameHandler handler);
 
 // Sets the same board up through its registers, and takes every frame on a thread
 // that dequeues and queues.
-void StreamBare(Stream stream, Pace pace, Touch touch);
+void StreamBare(const Scene& scene, Touch touch);
 
 }  // namespace bench

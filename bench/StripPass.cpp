@@ -3,6 +3,7 @@
 
 #include <sys/mman.h>
 
+#include <algorithm>
 #include <atomic>
 #include <csignal>
 #include <cstddef>
@@ -16,10 +17,11 @@
 #include <vector>
 
 #include "DeviceManager.h"
-#include "Devices/V4l2Base.h"
+#include "Growth.h"
 #include "HotPaths.h"
 #include "Runnable/CaptureStripStream.h"
 #include "Runnable/StripWalk.h"
+#include "StripDevice.h"
 
 namespace bench {
 
@@ -30,6 +32,7 @@ using VeltranoSDK::StripHeader;
 constexpr std::size_t kBufferBytes = 655360;
 constexpr std::size_t kPointBytes = 8;
 constexpr std::size_t kDriverBuffers = 18;
+constexpr std::size_t kCachedBuffers = 4;
 
 struct Load {
   std::uint32_t strips;
@@ -37,14 +40,16 @@ struct Load {
   std::size_t buffers;
 };
 
-// Buffers full of strips, each beginning on a page.
+// Buffers full of strips, each beginning on a page. The frame ids run on from buffer to
+// buffer, and begin anew with the first.
 class StripBuffers {
  public:
   explicit StripBuffers(const Load& load) : load_(load), memory_(Map(load.buffers)) {
     for (std::size_t i = 0; i < load.buffers; ++i) {
       std::byte* at = Buffer(i);
       for (std::uint32_t strip = 0; strip < load.strips; ++strip) {
-        const StripHeader header{strip + 1, strip, strip, load.points};
+        const std::uint64_t before = i * load.strips + strip;
+        const StripHeader header{before + 1, before, before, load.points};
         std::memcpy(at, &header, sizeof header);
         at += sizeof header + kPointBytes * load.points;
       }
@@ -54,9 +59,9 @@ class StripBuffers {
   StripBuffers(const StripBuffers&) = delete;
   StripBuffers& operator=(const StripBuffers&) = delete;
 
-  std::byte* Buffer(std::size_t turn) const {
-    return memory_ + turn % load_.buffers * kBufferBytes;
-  }
+  std::byte* Memory() const { return memory_; }
+  unsigned Place(std::size_t turn) const { return static_cast<unsigned>(turn % load_.buffers); }
+  std::byte* Buffer(std::size_t turn) const { return memory_ + Place(turn) * kBufferBytes; }
 
   // As the FPGA completes it: the library has cleared the count.
   std::byte* Filled(std::size_t turn) const {
@@ -83,7 +88,8 @@ class StripBuffers {
   std::byte* memory_;
 };
 
-std::uint32_t BareWalk(std::byte* buffer) {
+// One copy of it, wherever it is called from.
+[[gnu::noinline]] std::uint32_t BareWalk(std::byte* buffer) {
   std::uint32_t count = 0;
   std::memcpy(&count, buffer + kBufferBytes - 8, sizeof count);
   const std::byte* at = buffer;
@@ -96,89 +102,72 @@ std::uint32_t BareWalk(std::byte* buffer) {
   return static_cast<std::uint32_t>(at - buffer);
 }
 
-// Takes the place of the capture device, without a kernel or a virtual board in the
-// way. Subclasses say what is dequeued; null once there is no more.
-class BenchDevice : public VeltranoSDK::DevFOps::V4l2Base {
- public:
-  bool Open(std::string) override { return true; }
-  bool SetFmt(unsigned, unsigned) override { return true; }
-  bool ReqBufs(unsigned) override { return true; }
-  std::byte* DqBuf(unsigned& index) override {
-    index = 0;
-    return DqBuf();
-  }
-  std::byte* DqBuf() override { return Next(); }
-  bool QBuf() override { return true; }
-  bool QBuf(unsigned) override { return true; }
-  bool StreamOn() override { return true; }
-  bool StreamOff() override { return true; }
-  bool Close() override { return true; }
-  void ClearBuf() override {}
-  unsigned Index() override { return 0; }
-  std::size_t BufferSize() override { return kBufferBytes; }
-
-  bool IsDone() const { return done_; }
-
- protected:
-  virtual std::byte* Next() = 0;
-  std::byte* Done() {
-    done_ = true;
-    return nullptr;
-  }
-
- private:
-  std::atomic<bool> done_{false};
-};
-
-// Serves as fast as it is taken. After a batch of passes the same thread walks as
-// many buffers bare: one round.
-class RacingDevice final : public BenchDevice {
+// Serves as fast as it is taken. Before or after a batch of passes the same thread walks
+// as many buffers bare: one round.
+class RacingDevice final : private StripBuffers, public StripDevice {
  public:
   RacingDevice(const Load& load, int rounds)
-      : buffers_(load), rounds_(rounds), passes_(20000 / load.strips + 20) {}
-
-  std::byte* Next() override {
-    if (pass_ == passes_) EndRound();
-    if (times_.ratio.Size() == static_cast<std::size_t>(rounds_)) return Done();
-    if (pass_ == 0) start_ = ThreadNanoseconds();
-    ++pass_;
-    return buffers_.Filled(++turn_);
-  }
+      : StripBuffers(load),
+        StripDevice(Memory(), static_cast<unsigned>(load.buffers), kBufferBytes),
+        rounds_(static_cast<std::size_t>(rounds)),
+        passes_(20000 / load.strips + 20) {}
 
   const Comparison& times() const { return times_; }
 
  private:
+  bool Next(unsigned& index) override {
+    if (pass_ == passes_) EndRound();
+    if (times_.ratio.Size() == rounds_) return false;
+    if (pass_ == 0) BeginRound();
+    ++pass_;
+    Filled(++turn_);
+    index = Place(turn_);
+    return true;
+  }
+
+  bool BareGoesFirst() const { return times_.ratio.Size() % 2 == 1; }
+
+  void BeginRound() {
+    if (BareGoesFirst()) bare_ = WalkBare();
+    start_ = ThreadNanoseconds();
+  }
+
   void EndRound() {
     const double library = ThreadNanoseconds() - start_;
-    const double start = ThreadNanoseconds();
-    for (std::uint32_t i = 0; i < passes_; ++i) {
-      walked_ = walked_ + BareWalk(buffers_.Filled(++turn_));
-    }
-    const double bare = ThreadNanoseconds() - start;
-    times_.AddRound(library / passes_, bare / passes_);
+    if (!BareGoesFirst()) bare_ = WalkBare();
+    times_.AddRound(library / passes_, bare_ / passes_);
     pass_ = 0;
   }
 
-  const StripBuffers buffers_;
-  const int rounds_;
+  double WalkBare() {
+    const double start = ThreadNanoseconds();
+    for (std::uint32_t i = 0; i < passes_; ++i) walked_ = walked_ + BareWalk(Filled(++turn_));
+    return ThreadNanoseconds() - start;
+  }
+
+  const std::size_t rounds_;
   const std::uint32_t passes_;
   std::uint32_t pass_ = 0;
   std::size_t turn_ = 0;
   volatile std::uint32_t walked_ = 0;  // so that nobody leaves the walk out
   double start_ = 0;
+  double bare_ = 0;
   Comparison times_;
 };
 
 void OnStrips(unsigned, unsigned, void*) {}
 
-void RunStripThread(const std::shared_ptr<BenchDevice>& device,
+void RunStripThread(const std::shared_ptr<StripDevice>& device,
                     VeltranoSDK::CaptureStripStream::StripBufCallback callback) {
   VeltranoSDK::DeviceManagerHolder::Instance()->v4l2_buf_ = device;
   const auto thread = std::make_shared<VeltranoSDK::CaptureStripStream>();
   thread->RegisterStripBufCallback(std::move(callback));
   thread->Start();
+  thread->Detach();
   while (!device->IsDone()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  thread->Stop();
+  if (thread->Cancel() && thread->ReleaseResource()) return;
+  std::fprintf(stderr, "the strip thread did not end\n");
+  std::exit(1);
 }
 
 Comparison Measure(const Load& load, int rounds) {
@@ -207,26 +196,24 @@ void OnFault(int number, siginfo_t* info, void* context) {
 }
 
 // Hands out buffers no page of which may be touched unnoticed.
-class WatchedDevice final : public BenchDevice {
+class WatchedDevice final : private StripBuffers, public StripDevice {
  public:
-  explicit WatchedDevice(const Load& load) : buffers_(load) {}
-
-  std::byte* Next() override {
-    if (turn_ == kDriverBuffers) return Done();
-    std::byte* const buffer = buffers_.Filled(++turn_);
-    mprotect(buffer, kBufferBytes, PROT_NONE);
-    watched = buffer;
-    return buffer;
-  }
-  bool QBuf() override {
-    pages_ = std::max(pages_, pages_touched.exchange(0));
-    return true;
-  }
+  explicit WatchedDevice(const Load& load)
+      : StripBuffers(load),
+        StripDevice(Memory(), static_cast<unsigned>(load.buffers), kBufferBytes) {}
 
   unsigned Pages() const { return pages_; }
 
  private:
-  const StripBuffers buffers_;
+  bool Next(unsigned& index) override {
+    if (turn_ == kDriverBuffers) return false;
+    watched = Filled(++turn_);
+    mprotect(watched, kBufferBytes, PROT_NONE);
+    index = Place(turn_);
+    return true;
+  }
+  void Queued() override { pages_ = std::max(pages_, pages_touched.exchange(0)); }
+
   std::size_t turn_ = 0;
   unsigned pages_ = 0;
 };
@@ -259,8 +246,8 @@ constexpr std::uint32_t kManyStrips = 1000;
 void PrintStripPassRows(const Options& options) {
   const int rounds = options.quick ? 3 : 300;
   const Goal goal = Goal::AtMost(1.3);
-  CompareTimes("strip pass, 1000 strips / bare walk, one cached buffer",
-               Measure({kManyStrips, 64, 1}, rounds), goal)
+  CompareTimes("strip pass, 1000 strips / bare walk, 4 cached buffers",
+               Measure({kManyStrips, 64, kCachedBuffers}, rounds), goal)
       .Print();
   CompareTimes("strip pass, 1000 strips / bare walk, 18 buffers",
                Measure({kManyStrips, 64, kDriverBuffers}, rounds), goal)
@@ -273,14 +260,16 @@ void PrintStripPassRows(const Options& options) {
 
 void PrintStripPassGrowth(const Options& options) {
   const int rounds = options.quick ? 3 : 100;
-  for (std::uint32_t strips = 1; strips <= 1200; strips = strips * 5 / 4 + 1) {
-    PrintPoint("strips", strips, Measure({strips, 64, kDriverBuffers}, rounds), nullptr);
-    if (options.quick) break;
-  }
-  for (std::uint32_t points = 1; points <= 1600; points = points * 5 / 4 + 1) {
-    PrintPoint("points", points, Measure({50, points, kDriverBuffers}, rounds), nullptr);
-    if (options.quick) break;
-  }
+  const auto grow = [&](const char* name, std::uint32_t most, auto load) {
+    GrowthSeries series(name);
+    if (options.quick) most = kQuickPoints;
+    for (std::uint32_t size = 1; size <= most; size = size * 5 / 4 + 1) {
+      series.Add(size, Measure(load(size), rounds));
+    }
+    series.PrintLinearity();
+  };
+  grow("strips", 1200, [](std::uint32_t strips) { return Load{strips, 64, kDriverBuffers}; });
+  grow("points", 1600, [](std::uint32_t points) { return Load{50, points, kDriverBuffers}; });
 }
 
 }  // namespace bench

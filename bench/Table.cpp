@@ -30,16 +30,15 @@ Row Compare(std::string what, const Comparison& values, Goal goal, int digits, s
           {}};
   row.goal = goal.Text();
   if (goal.kind != Goal::Kind::kNone) {
-    row.verdict = goal.IsMet(values.ratio.Median(), digits) ? "met" : "missed";
+    row.verdict = goal.IsMet(values.ratio.Median()) ? "met" : "missed";
   }
   return row;
 }
 
 }  // namespace
 
-bool Goal::IsMet(double value_reached, int digits) const {
-  const double shown = std::strtod(Number(value_reached, digits).c_str(), nullptr);
-  return kind == Kind::kAtLeast ? shown >= value : shown <= value;
+bool Goal::IsMet(double value_reached) const {
+  return kind == Kind::kAtLeast ? value_reached >= value : value_reached <= value;
 }
 
 std::string Goal::Text() const {
@@ -98,19 +97,14 @@ Options ReadOptions(int argc, char** argv) {
       options.quick = true;
     } else if (argument == "--growth") {
       options.growth = true;
+    } else if (argument == "--profile") {
+      options.profile = true;
     } else {
-      std::fprintf(stderr, "usage: %s [--quick] [--growth]\n", argv[0]);
+      std::fprintf(stderr, "usage: %s [--quick] [--growth | --profile]\n", argv[0]);
       std::exit(2);
     }
   }
   return options;
-}
-
-void PrintPoint(const char* series, double x, const Comparison& times, const Samples* plain) {
-  std::printf("%s\t%g\t%g\t%g\t%g\t%g\t%g\t%g\n", series, x, times.library.Median(),
-              times.bare.Median(), plain != nullptr ? plain->Median() : 0.0, times.ratio.Median(),
-              times.ratio.Quantile(0.1), times.ratio.Quantile(0.9));
-  std::fflush(stdout);
 }
 
 }  // namespace bench

@@ -9,8 +9,9 @@ namespace bench {
 
 // How long to measure, and what to print.
 struct Options {
-  bool quick = false;   // as little as gives every row; its figures mean nothing
-  bool growth = false;  // series over sizes instead of the table
+  bool quick = false;    // as little as gives every row; its figures mean nothing
+  bool growth = false;   // series over sizes instead of the table
+  bool profile = false;  // where the time of a start-up goes instead of the table
 };
 
 // A goal for a ratio or a number; without one the figure stands for itself.
@@ -22,8 +23,8 @@ struct Goal {
   static Goal AtMost(double value) { return {Kind::kAtMost, value}; }
   static Goal AtLeast(double value) { return {Kind::kAtLeast, value}; }
 
-  // As exact as so many digits show it.
-  bool IsMet(double value_reached, int digits) const;
+  // Of the value as measured, not as it is shown.
+  bool IsMet(double value_reached) const;
   std::string Text() const;
 };
 
@@ -55,10 +56,7 @@ Row CompareTimes(std::string what, const Comparison& times, Goal goal = {},
 Row CompareRates(std::string what, const Comparison& per_second, Goal goal = {});
 Row Figure(std::string what, std::string value, std::string bare = {});
 
-// Reads --quick and --growth; ends the process at anything else.
+// Reads --quick, --growth and --profile; ends the process at anything else.
 Options ReadOptions(int argc, char** argv);
-
-// A point of a growth series: tab-separated, for docs/growth.gnuplot.
-void PrintPoint(const char* series, double x, const Comparison& times, const Samples* plain);
 
 }  // namespace bench

@@ -6,6 +6,14 @@
 
 int main(int argc, char** argv) {
   const bench::Options options = bench::ReadOptions(argc, argv);
+  if (options.growth) {
+    bench::PrintDeliveryGrowth(options);
+    return 0;
+  }
+  if (options.profile) {
+    bench::PrintStartUpProfile(options);
+    return 0;
+  }
   bench::PrintRegisterRows(options);
   bench::PrintDeliveryRows(options);
   bench::PrintStartUpRows(options);

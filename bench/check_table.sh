@@ -6,7 +6,8 @@
 #   check_table.sh BENCH_HOT_PATHS BENCH_APPLICATION
 set -eu
 table=$("$1" --quick && "$2" --quick)
-points=$("$1" --quick --growth)
+points=$("$1" --quick --growth && "$2" --quick --growth)
+profile=$("$2" --quick --profile)
 printf '%s\n' "$table"
 printf '%s\n' "$table" | awk -F'|' '
   BEGIN {
@@ -14,6 +15,7 @@ printf '%s\n' "$table" | awk -F'|' '
     wanted["strip pass, "] = 3
     wanted["pages of 160 touched "] = 1
     wanted["register read / its four calls, "] = 2
+    wanted["register write / its four calls, "] = 2
     wanted[" / bare DQBUF and QBUF"] = 4
     wanted["inverting them in place"] = 1
     wanted["allocations of the library in "] = 2
@@ -42,8 +44,15 @@ printf '%s\n' "$table" | awk -F'|' '
     if (lines != rows) complain(lines " rows, not " rows)
     exit failed
   }'
-for series in reorder strips points; do
+for series in reorder strips points delivered latency; do
   printf '%s\n' "$points" | awk -v series=$series '
-    $1 == series && NF == 8 && $2 > 0 && $3 > 0 && $4 > 0 && $6 > 0 { good = 1 }
-    END { if (!good) print "wrong: no point of " series; exit !good }'
+    $1 == series && NF == 8 && $2 > 0 && $3 > 0 && ($4 > 0 && $6 > 0 || $5 > 0) { good = 1 }
+    $1 == "#" && $3 == series && NF == 15 && $5 != 0 && $7 != 0 && $9 != 0 { judged = 1 }
+    END { if (!good || !judged) print "wrong: no points of " series; exit !(good && judged) }'
 done
+printf '%s\n' "$profile" | awk -F'|' '
+  $2 ~ /^ K/ && NF == 13 {
+    good = 1
+    for (i = 3; i <= NF - 1; i++) if (i != 6 && i != 7 && i != 8 && $i + 0 <= 0) good = 0
+  }
+  END { if (!good) print "wrong: no profile"; exit !good }'

@@ -1,9 +1,10 @@
-# gnuplot -e "points='...'; picture='...'": draws what bench_hot_paths --growth prints.
-# Columns: series, x, library ns, bare ns, plain way ns, ratio, its p10, its p90.
-set terminal pngcairo size 1500,900 font "DejaVu Sans,11" background "#ffffff"
+# gnuplot -e "points='...'; picture='...'": draws what the programs print with --growth.
+# Columns: series, x, library ns, bare ns, plain way ns, ratio, its p10, its p90;
+# of latency p50 and, for the plain way, p99.
+set terminal pngcairo size 1950,900 font "DejaVu Sans,11" background "#ffffff"
 set output picture
 set datafile separator "\t"
-set multiplot layout 2,3 columnsfirst margins 0.07,0.985,0.08,0.94 spacing 0.065,0.11
+set multiplot layout 2,4 columnsfirst margins 0.05,0.985,0.08,0.94 spacing 0.055,0.11
 
 set style line 1 lc rgb "#1f5fa8" lw 2.5 pt 7 ps 0.7
 set style line 2 lc rgb "#8a8a8a" lw 2 pt 5 ps 0.6
@@ -78,4 +79,19 @@ set ylabel "ratio"
 set yrange [0:4]
 plot only("points") using 2:7:8 with filledcurves lc rgb "#1f5fa8" title "p10 to p90", \
      only("points") using 2:6 with linespoints ls 1 title "library / bare walk"
+set yrange [0:*]
+
+# --- Deliveries -----------------------------------------------------------------------
+set xrange [0:1.65]
+set title "Images delivered, free-running"
+unset xlabel
+set ylabel "time per image [us]"
+plot only("delivered") using 2:($4 / 1000) with linespoints ls 2 title "bare DQBUF and QBUF", \
+     only("delivered") using 2:($3 / 1000) with linespoints ls 1 title "library"
+
+set title "Dequeue to handler"
+set xlabel "pixels per image [million]"
+set ylabel "time [us]"
+plot only("latency") using 2:($5 / 1000) with linespoints ls 3 title "p99", \
+     only("latency") using 2:($3 / 1000) with linespoints ls 1 title "p50"
 unset multiplot

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+
+namespace bench {
+
+// What a start-up slept. Kept without the heap, and fit to cross a pipe.
+struct Pauses {
+  std::array<unsigned, 8192> microseconds;  // asked for: the hardware's pauses
+  std::size_t count = 0;
+  double asked = 0;    // of these, nanoseconds
+  double slept = 0;    // wall time of these
+  double waiting = 0;  // wall time of the other sleeps
+};
+
+// Notes the sleeps of the calling thread. The library asks for prompt sleeps while it
+// pauses for the hardware, and only then: sleeps with the ordinary timer slack are
+// those in which it waits for its own threads.
+class PauseRecorder {
+ public:
+  explicit PauseRecorder(Pauses& into);
+  ~PauseRecorder();
+  PauseRecorder(const PauseRecorder&) = delete;
+  PauseRecorder& operator=(const PauseRecorder&) = delete;
+};
+
+}  // namespace bench
