@@ -164,13 +164,16 @@ void V4l2Device::LetGo() {
   let_go_.notify_all();
 }
 
+void V4l2Device::Forget() {
+  const std::lock_guard lock(memory_mutex_);
+  has_current_ = false;
+  current_ = Descriptor(0);
+  LetGo();
+  in_hand_ = false;
+}
+
 const V4l2Device::Buffer* V4l2Device::Dequeue(By by) {
-  {
-    const std::lock_guard lock(memory_mutex_);
-    has_current_ = false;
-    current_ = Descriptor(0);
-    LetGo();
-  }
+  if (in_hand_) Forget();
   v4l2_buffer dequeued = Descriptor(kNoBuffer);
   int result;
   int error;
@@ -194,10 +197,12 @@ const V4l2Device::Buffer* V4l2Device::Dequeue(By by) {
       current_ = dequeued;
       has_current_ = true;
       holder_ = std::this_thread::get_id();
+      in_hand_ = true;
       return &buffer;
     }
     error = EBADSLT;  // a buffer nobody gave the driver
   }
+  Forget();
   LogError(Tell("v4l2 VIDIOC_DQBUF failed: %s"), strerror(error));
   return nullptr;
 }
@@ -215,6 +220,7 @@ bool V4l2Device::QBuf() {
         has_current_ = false;
         buffer.is_taken = false;
         LetGo();
+        in_hand_ = false;
         return true;
       }
     }

@@ -68,6 +68,8 @@ class V4l2Device : public V4l2Base {
   bool SetUpBuffer(unsigned int index);
   enum class By { kOrder, kIndex };
   const Buffer* Dequeue(By by);
+  // No buffer is the current one.
+  void Forget();
   // With the lock: the current buffer is in nobody's hands any more.
   void LetGo();
   // An errno or 0. A copy: the driver writes into it.
@@ -91,6 +93,8 @@ class V4l2Device : public V4l2Base {
   std::vector<Buffer> buffers_;
   v4l2_buffer current_{};
   bool has_current_ = false;
+  // Of the thread that dequeues alone: whether the last buffer is not given back yet.
+  bool in_hand_ = false;
 };
 
 }  // namespace VeltranoSDK::DevFOps
