@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <mutex>
 #include <string_view>
 #include <thread>
 
@@ -35,7 +36,14 @@ struct Capture {
 Capture images;
 Capture strips;
 
+// The IMX252 refuses regions at the very edge. The e2v Flash 4K keeps their offsets for the
+// whole image of drive mode 0, for which there is then no room.
+unsigned region_corner = 64;
+
 std::atomic<bool> busy_handlers{false};
+std::atomic<bool> locking_handlers{false};
+// Never destroyed: a handler may wait for it to the very end.
+std::mutex& of_application = *new std::mutex;
 
 void RegisterTraffic(unsigned i) {
   SetTriSpacing(4000 + i % 100);
@@ -55,6 +63,13 @@ void StayInHandler() {
   usleep(mark::kHandlerEnds);
 }
 
+// What the interrupted thread holds never becomes free again.
+void WantTheLock() {
+  usleep(mark::kHandlerBegins);
+  { const std::lock_guard lock(of_application); }
+  usleep(mark::kHandlerEnds);
+}
+
 void Handle(Capture& capture) {
   if (capture.cancelled) usleep(mark::kHandlerAfterCancel);
   if (!capture.known) {
@@ -62,6 +77,7 @@ void Handle(Capture& capture) {
     capture.known = true;
   }
   if (busy_handlers) StayInHandler();
+  if (locking_handlers) WantTheLock();
 }
 
 void OnImage(unsigned, unsigned, void*) { Handle(images); }
@@ -87,6 +103,7 @@ void TakeOne(unsigned mode, const Capture& capture) {
 }
 
 void StartUp(const char* model) {
+  if (std::string_view(model).starts_with("K40")) region_corner = 0;
   GetLibVersion(model);
   Handler(TESSALINE_EVENT_IMAGE, OnImage);
   Handler(TESSALINE_EVENT_STRIP, OnStrips);
@@ -133,6 +150,23 @@ void StreamToBusyHandlers() {
   }
 }
 
+// The lock is free now and then, so that the handlers are called again and again; most
+// of the time the main thread has it, and accesses registers with it.
+void HoldTheLock() {
+  locking_handlers = true;
+  SetCollectMode(0);
+  SetGlobalControl(1);
+  for (unsigned i = 0;; ++i) {
+    {
+      const std::lock_guard lock(of_application);
+      RegisterTraffic(i);
+      ReallyWait(milliseconds(20));
+    }
+    SetCollectMode(i % 2);
+    ReallyWait(milliseconds(2));
+  }
+}
+
 void SwitchNotifiers() {
   for (unsigned level = 1;; level ^= 1) {
     SetExtTriggerState(1);
@@ -145,6 +179,7 @@ void SwitchNotifiers() {
 }
 
 void ChangeSettings() {
+  unsigned char settings[16] = {};
   SetCollectMode(0);
   SetGlobalControl(1);
   for (unsigned i = 0;; ++i) {
@@ -155,6 +190,15 @@ void ChangeSettings() {
     DAWrite(i % 4096);
     GetCpuTemp();
     SetExposureTime(1, 100 + i % 100);
+    SetROI1(region_corner, region_corner, 64, i % 2 == 0 ? 640 : 800);
+    SetDriveMode(0);
+    SetGlobalControl(0);
+    ResetFrameID();
+    Handler(TESSALINE_EVENT_EXTERNAL_TRIGGER, OnTrigger);  // its notifier is off
+    SetGlobalControl(1);
+    QV4l2Buf(i % 16);
+    settings[i % 16] = static_cast<unsigned char>(i);
+    ConfigSave(settings, sizeof settings);
   }
 }
 
@@ -168,8 +212,9 @@ constexpr Activity kActivities[] = {
     {"images", StreamImages},
     {"registers", AccessRegisters},
     {"handlers", StreamToBusyHandlers},
+    {mark::kLocks, HoldTheLock},
     {"notifiers", SwitchNotifiers},
-    {"settings", ChangeSettings},
+    {mark::kSettings, ChangeSettings},
 };
 
 void ReportReady() {
