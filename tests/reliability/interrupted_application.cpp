@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <iterator>
 #include <mutex>
 #include <string_view>
 #include <thread>
@@ -178,28 +179,33 @@ void SwitchNotifiers() {
   }
 }
 
+constexpr void (*kSettings[])(unsigned) = {
+    [](unsigned i) { SetCollectMode(i % 2); },
+    [](unsigned i) { SetLaserPower(static_cast<float>(30 + i % 40)); },
+    [](unsigned i) { LedControl(i % 8); },
+    [](unsigned i) { SetCmosGain(i % 3); },
+    [](unsigned i) { DAWrite(i % 4096); },
+    [](unsigned) { GetCpuTemp(); },
+    [](unsigned i) { SetExposureTime(1, 100 + i % 100); },
+    [](unsigned i) { SetROI1(region_corner, region_corner, 64, i % 2 == 0 ? 640 : 800); },
+    [](unsigned) { SetDriveMode(0); },
+    [](unsigned) { SetGlobalControl(0); },
+    [](unsigned) { ResetFrameID(); },
+    [](unsigned) { Handler(TESSALINE_EVENT_EXTERNAL_TRIGGER, OnTrigger); },  // it is off
+    [](unsigned) { SetGlobalControl(1); },
+    [](unsigned i) { QV4l2Buf(i % 16); },
+    [](unsigned i) {
+      unsigned char settings[16] = {static_cast<unsigned char>(i)};
+      ConfigSave(settings, sizeof settings);
+    },
+};
+
+// All of them take a second. Every process begins with another one, so that no moment is
+// out of reach.
 void ChangeSettings() {
-  unsigned char settings[16] = {};
   SetCollectMode(0);
   SetGlobalControl(1);
-  for (unsigned i = 0;; ++i) {
-    SetCollectMode(i / 2 % 2);
-    SetLaserPower(static_cast<float>(30 + i % 40));
-    LedControl(i % 8);
-    SetCmosGain(i % 3);
-    DAWrite(i % 4096);
-    GetCpuTemp();
-    SetExposureTime(1, 100 + i % 100);
-    SetROI1(region_corner, region_corner, 64, i % 2 == 0 ? 640 : 800);
-    SetDriveMode(0);
-    SetGlobalControl(0);
-    ResetFrameID();
-    Handler(TESSALINE_EVENT_EXTERNAL_TRIGGER, OnTrigger);  // its notifier is off
-    SetGlobalControl(1);
-    QV4l2Buf(i % 16);
-    settings[i % 16] = static_cast<unsigned char>(i);
-    ConfigSave(settings, sizeof settings);
-  }
+  for (auto i = static_cast<unsigned>(getpid());; ++i) kSettings[i % std::size(kSettings)](i);
 }
 
 struct Activity {
