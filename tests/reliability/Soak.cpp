@@ -28,7 +28,7 @@ constexpr auto kPatience = std::chrono::minutes(1);
 constexpr std::uint64_t kImageBuffers = 10;
 
 // The warm-up touches every page of every buffer; what comes later are a few pages of
-// stacks and of the heap. Less than a leak of six bytes an image in a full run.
+// stacks and of the heap. A leak of six bytes an image is more than this in a full run.
 constexpr long kMostKibMore = 512;
 // A register access opens the registers, one at a time.
 constexpr long kMostDescriptorsMore = 1;
