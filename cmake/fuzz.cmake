@@ -8,6 +8,7 @@ set(fuzz_calls open close ioctl mmap munmap write usleep exit)
 list(TRANSFORM fuzz_calls PREPEND -Wl,--wrap= OUTPUT_VARIABLE fuzz_wraps)
 
 add_library(fuzz_support OBJECT ${CMAKE_SOURCE_DIR}/fuzz/support/SystemCalls.cpp
+  ${CMAKE_SOURCE_DIR}/fuzz/support/CaptureOutcome.cpp
   ${CMAKE_SOURCE_DIR}/fuzz/support/VideoDriver.cpp)
 target_include_directories(fuzz_support PUBLIC ${CMAKE_SOURCE_DIR}/fuzz)
 target_link_libraries(fuzz_support PUBLIC tessaline_options)

@@ -24,8 +24,9 @@ foreach(program interrupted_application sigint_storm soak)
   target_link_libraries(${program} PRIVATE tessaline_options)
 endforeach()
 
-# The sanitizers and the emulation make everything slower, so less of it has to do.
-set(storm_runs 60)
+# Each of the eight activities of each of the ten products. The sanitizers and the
+# emulation make everything slower, so less of it has to do.
+set(storm_runs 80)
 set(soak_models K3610 K4010)
 if(TESSALINE_SANITIZED OR CMAKE_CROSSCOMPILING)
   set(storm_runs 20)

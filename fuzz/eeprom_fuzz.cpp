@@ -1,15 +1,19 @@
 // The configuration store with any sizes and addresses, on a bus whose chip answers or
-// fails as the input says: no byte outside the caller's block is touched, no message
-// is longer than a page, and no descriptor and no memory is left.
+// fails as the input says: each result and every text fits what the bus did, no byte
+// outside the caller's block is touched, no message is longer than a page, and no
+// descriptor and no memory is left.
 #include <errno.h>
 #include <fuzzer/FuzzedDataProvider.h>
 #include <linux/i2c-dev.h>
 #include <linux/i2c.h>
 #include <sys/mman.h>
 
+#include <array>
 #include <cstring>
-#include <map>
 #include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
 
 #include "support/Allocations.h"
 #include "support/PrintedText.h"
@@ -28,14 +32,20 @@ class Bus final : public tessaline_fuzz::SystemCalls {
  public:
   explicit Bus(FuzzedDataProvider& answers) : answers_(answers) {}
 
-  bool failed() const { return failed_; }
+  enum Fate { kDone, kNotOpened, kNotTransferred };
+
+  void Forget() { fates_.clear(); }
+  // Of each transaction since.
+  const std::vector<Fate>& fates() const { return fates_; }
   bool open() const { return open_; }
   std::uint8_t& At(unsigned device, unsigned word) { return memory_[device & 0xFF][word & 0xFF]; }
 
   int Open(const char* path) override {
     Require(std::string_view(path) == "/dev/i2c-0", "the bus of the store");
     Require(!open_, "it is open once");
-    if (Fails()) return -1;
+    const Allocations::NotNow ours;
+    fates_.push_back(Fails() ? kNotOpened : kDone);
+    if (fates_.back() != kDone) return -1;
     open_ = true;
     return kFirstDescriptor;
   }
@@ -51,7 +61,11 @@ class Bus final : public tessaline_fuzz::SystemCalls {
     Require(transfer.nmsgs == 1 || transfer.nmsgs == 2, "one message or two");
     const i2c_msg& first = transfer.msgs[0];
     Require(first.flags == 0 && first.len >= 1 && first.len <= 17, "a word address and a page");
-    if (Fails()) return -1;
+    if (Fails()) {
+      fates_.back() = kNotTransferred;
+      // It may have stopped early.
+      return answers_.ConsumeBool() ? static_cast<int>(transfer.nmsgs) - 1 : -1;
+    }
     if (transfer.nmsgs == 1) {
       for (unsigned i = 1; i < first.len; ++i) At(first.addr, first.buf[0] + i - 1) = first.buf[i];
     } else {
@@ -69,7 +83,6 @@ class Bus final : public tessaline_fuzz::SystemCalls {
  private:
   bool Fails() {
     const bool fails = answers_.ConsumeIntegralInRange(0, 31) == 31;
-    failed_ |= fails;
     if (fails) errno = EIO;
     return fails;
   }
@@ -77,51 +90,136 @@ class Bus final : public tessaline_fuzz::SystemCalls {
   FuzzedDataProvider& answers_;
   std::array<std::array<std::uint8_t, 256>, 256> memory_{};
   bool open_ = false;
-  bool failed_ = false;
+  std::vector<Fate> fates_;
 };
 
 std::uint8_t Content(unsigned i) { return static_cast<std::uint8_t>(i * 7 + 3); }
 
-void Block(FuzzedDataProvider& input, Bus& bus) {
+// The words of saving and of reading.
+struct Words {
+  std::string page_error, page_done, error, done;
+};
+const Words kSaving{"page_write error\n", "write byte ioctl ret = 1\n", "ConfigSave error!\n",
+                    "ConfigSave successful!\n"};
+const Words kReading{"page_read error\n", "", "ConfigRead error!\n", "ConfigRead successful!\n"};
+// Of whole pages in both halves.
+const Words kReadingAll{"page_read error\n", "", "ConfigSave error!\n", "ConfigSave successful!\n"};
+
+std::string OfPage(Bus::Fate fate, const Words& words) {
+  switch (fate) {
+    case Bus::kNotOpened:
+      return std::string("open eeprom: ") + strerror(EIO) + '\n';
+    case Bus::kNotTransferred:
+      return std::string("ioctl: ") + strerror(EIO) + '\n' + words.page_error;
+    case Bus::kDone:
+      break;
+  }
+  return words.page_done;
+}
+
+// One call of the store at a time: what it printed and what the bus did.
+class Store {
+ public:
+  Store(FuzzedDataProvider& input, Bus& bus, const PrintedText& printed)
+      : input_(input), bus_(bus), printed_(printed) {}
+
+  void Block();
+  void Page();
+
+ private:
+  void Begin() {
+    bus_.Forget();
+    told_ = printed_.Text().size();
+  }
+
+  void JudgeText(const std::string& expected) const {
+    Require(printed_.Text().substr(told_) == expected, "a failure is told, and nothing else");
+  }
+
+  bool JudgeBlock(int result, int size, const Words& words, const std::string& refusal) const {
+    const Allocations::NotNow ours;
+    const std::size_t pages =
+        size >= 1 && size <= 512 ? (static_cast<unsigned>(size) + 15) / 16 : 0;
+    const auto& fates = bus_.fates();
+    const bool done = pages > 0 && fates.size() == pages && fates.back() == Bus::kDone;
+    Require(result == (done ? 0 : -1), "it succeeds where the bus does");
+    std::string text;
+    for (std::size_t i = 0; i < fates.size(); ++i) {
+      Require(fates[i] == Bus::kDone || i + 1 == fates.size(), "nothing more behind a failure");
+      text += OfPage(fates[i], words);
+    }
+    if (pages == 0) {
+      Require(fates.empty(), "a size out of range is not believed");
+      text = refusal;
+    } else {
+      Require(done || (!fates.empty() && fates.back() != Bus::kDone), "all pages");
+      text += done ? words.done : words.error;
+    }
+    JudgeText(text);
+    return done;
+  }
+
+  bool JudgePage(int result, int success, bool fits, const Words& words,
+                 const std::string& refusal) const {
+    const Allocations::NotNow ours;
+    if (!fits) {
+      Require(result == -1 && bus_.fates().empty(), "what is too long is refused");
+      JudgeText(refusal + ": " + strerror(EINVAL) + '\n' + words.page_error);
+      return false;
+    }
+    Require(bus_.fates().size() == 1, "one transaction");
+    const Bus::Fate fate = bus_.fates()[0];
+    Require(result == (fate == Bus::kDone ? success : -1), "it succeeds where the bus does");
+    JudgeText(OfPage(fate, words));
+    return fate == Bus::kDone;
+  }
+
+  FuzzedDataProvider& input_;
+  Bus& bus_;
+  const PrintedText& printed_;
+  std::size_t told_ = 0;
+};
+
+void Store::Block() {
   const int size =
-      input.ConsumeBool() ? input.ConsumeIntegralInRange(-1, 520) : input.ConsumeIntegral<int>();
+      input_.ConsumeBool() ? input_.ConsumeIntegralInRange(-1, 520) : input_.ConsumeIntegral<int>();
   const bool valid = size >= 1 && size <= 512;
   // Exactly as large: the ends are watched. A size out of range must not be believed.
   const std::size_t bytes = valid ? static_cast<std::size_t>(size) : 0;
   const auto block = std::make_unique<unsigned char[]>(bytes);
   for (unsigned i = 0; i < bytes; ++i) block[i] = Content(i);
-  const int saved = ConfigSave(block.get(), size);
-  Require(saved == (valid && !bus.failed() ? 0 : -1), "saving succeeds where it can");
-  if (saved != 0) return;
+  Begin();
+  const bool saved =
+      JudgeBlock(ConfigSave(block.get(), size), size, kSaving, "ConfigSave size error!\n");
   memset(block.get(), 0, bytes);
-  const int read = ConfigRead(block.get(), size);
-  Require(read == (bus.failed() ? -1 : 0), "reading succeeds where it can");
-  for (unsigned i = 0; read == 0 && i < bytes; ++i) {
-    Require(block[i] == Content(i), "what was saved is read");
-    Require(bus.At(0x50 + i / 256, i % 256) == Content(i), "each byte is at its place");
+  Begin();
+  const Words& words = bytes > 256 && bytes % 16 == 0 ? kReadingAll : kReading;
+  const bool read =
+      JudgeBlock(ConfigRead(block.get(), size), size, words, "ConfigRead size error!\n");
+  for (unsigned i = 0; saved && i < bytes; ++i) {
+    Require(!read || block[i] == Content(i), "what was saved is read");
+    Require(bus_.At(0x50 + i / 256, i % 256) == Content(i), "each byte is at its place");
   }
 }
 
-void Page(FuzzedDataProvider& input, Bus& bus) {
-  const auto word = input.ConsumeIntegral<unsigned char>();
-  const auto device = input.ConsumeIntegral<unsigned char>();
-  const auto length = input.ConsumeBool() ? input.ConsumeIntegralInRange<unsigned>(0, 18)
-                                          : input.ConsumeIntegral<unsigned>();
+void Store::Page() {
+  const auto word = input_.ConsumeIntegral<unsigned char>();
+  const auto device = input_.ConsumeIntegral<unsigned char>();
+  const auto length = input_.ConsumeBool() ? input_.ConsumeIntegralInRange<unsigned>(0, 18)
+                                           : input_.ConsumeIntegral<unsigned>();
   const unsigned bytes = length & 0xFF;
   const auto page = std::make_unique<unsigned char[]>(bytes);
   for (unsigned i = 0; i < bytes; ++i) page[i] = Content(i);
-  const int written =
-      eeprom_page_write(word, page.get(), static_cast<unsigned char>(bytes), device);
-  Require(written == (bytes <= 16 && !bus.failed() ? 0 : -1), "writing succeeds where it can");
+  Begin();
+  const bool written =
+      JudgePage(eeprom_page_write(word, page.get(), static_cast<unsigned char>(bytes), device), 0,
+                bytes <= 16, kSaving, "eeprom_page_write");
   const auto out = std::make_unique<unsigned char[]>(bytes);
-  const int read = eeprom_page_read(word, out.get(), length, device);
-  if (bytes > 17 || bus.failed()) {
-    // A write that failed may be followed by a read that does not.
-    Require(bytes <= 17 || read == -1, "what is too long is refused");
-    return;
-  }
-  Require(read == static_cast<int>(length), "reading succeeds where it can");
-  Require(written != 0 || memcmp(page.get(), out.get(), bytes) == 0, "what was written is read");
+  Begin();
+  const bool read = JudgePage(eeprom_page_read(word, out.get(), length, device),
+                              static_cast<int>(length), bytes <= 17, kReading, "eeprom_page_read");
+  Require(!written || !read || memcmp(page.get(), out.get(), bytes) == 0,
+          "what was written is read");
 }
 
 }  // namespace
@@ -135,12 +233,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   FuzzedDataProvider input(data, size);
   Bus bus(input);
   const PrintedText printed;
+  Store store(input, bus, printed);
   Allocations::Begin();
-  input.ConsumeBool() ? Page(input, bus) : Block(input, bus);
+  input.ConsumeBool() ? store.Page() : store.Block();
   const std::size_t live = Allocations::Live();
   Allocations::End();
   Require(live == 0, "no memory is left");
   Require(!bus.open(), "no descriptor is left");
-  Require(!printed.Text().empty() || size == 0 || !bus.failed(), "a failure is told");
   return 0;
 }

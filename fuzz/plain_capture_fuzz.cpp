@@ -1,13 +1,15 @@
 // The plain capture functions with drivers that answer anything. A set-up step that
-// fails ends the process; here the run. Otherwise, whatever the driver said: records
-// belong to granted buffers, and a closed channel leaves nothing behind, neither
-// descriptor nor mapping nor memory.
+// fails ends the process; here the run. Whatever the driver said: result, exit status
+// and every text fit it, records belong to granted buffers, and a closed channel leaves
+// nothing behind, neither descriptor nor mapping nor memory.
 #include <fuzzer/FuzzedDataProvider.h>
 
 #include <cstring>
+#include <optional>
 #include <vector>
 
 #include "support/Allocations.h"
+#include "support/CaptureOutcome.h"
 #include "support/PrintedText.h"
 #include "support/Require.h"
 #include "support/VideoDriver.h"
@@ -16,47 +18,130 @@
 namespace {
 
 using tessaline_fuzz::Allocations;
+using tessaline_fuzz::CaptureOutcome;
+using tessaline_fuzz::CreateOutcome;
+using tessaline_fuzz::ExitStatus;
+using tessaline_fuzz::OpenOutcome;
 using tessaline_fuzz::PrintedText;
+using tessaline_fuzz::Reply;
 using tessaline_fuzz::Require;
-using tessaline_fuzz::Returns;
+using tessaline_fuzz::StepOutcome;
+using tessaline_fuzz::SwitchOutcome;
 using tessaline_fuzz::VideoDriver;
+
+// A driver and what the functions print, call by call.
+class Run {
+ public:
+  Run(FuzzedDataProvider& input, VideoDriver& driver, PrintedText& printed)
+      : input_(input), driver_(driver), printed_(printed) {}
+
+  void UseChannel();
+  void UseSteps();
+
+  // What was called last printed nothing but this, and came back or not.
+  void JudgeEnd(std::optional<int> status) const {
+    const Allocations::NotNow ours;
+    CaptureOutcome expected;
+    switch (calling_) {
+      case kCreate:
+        expected = CreateOutcome(driver_.Replies());
+        break;
+      case kStart:
+        expected = SwitchOutcome(driver_.Replies(), "v4l2_streamon");
+        break;
+      case kStop:
+        expected = SwitchOutcome(driver_.Replies(), "v4l2_streamoff");
+        break;
+      case kElse:
+        break;
+    }
+    Require(status == expected.status, "it ends the process with the status of its failure");
+    const std::string text(printed_.Text().substr(told_));
+    Require(tessaline_fuzz::WithoutPlace(text) == expected.text, "and tells that failure");
+  }
+
+ private:
+  enum Calling { kCreate, kStart, kStop, kElse };
+
+  void Begin(Calling calling) {
+    calling_ = calling;
+    told_ = printed_.Text().size();
+    driver_.ForgetReplies();
+  }
+
+  // Of a function that has come back.
+  void Judge(int result, unsigned long request) const {
+    const Allocations::NotNow ours;
+    Require(driver_.Replies().size() == 1 && driver_.Replies()[0].call == request, "one request");
+    const CaptureOutcome expected = StepOutcome(driver_.Replies());
+    Require(result == expected.result, "the driver's result");
+    Require(printed_.Text().substr(told_) == expected.text, "a failure is told, and nothing else");
+  }
+
+  void JudgeFormat(int result) const {
+    const Allocations::NotNow ours;
+    const std::vector<Reply>& replies = driver_.Replies();
+    Require(
+        replies.size() == 2 && replies[0].call == VIDIOC_TRY_FMT && replies[1].call == VIDIOC_S_FMT,
+        "tried and set");
+    const CaptureOutcome expected = StepOutcome(replies);
+    Require(result == expected.result, "the driver's result of setting it");
+    Require(printed_.Text().substr(told_) == expected.text, "a failure is told, and nothing else");
+  }
+
+  void CheckNewChannel(const tessaline_video_channel& channel, unsigned width, unsigned height,
+                       unsigned tag) const;
+  void TakeImage(tessaline_video_channel& channel, tessaline_image_buffer*& taken);
+
+  FuzzedDataProvider& input_;
+  VideoDriver& driver_;
+  PrintedText& printed_;
+  Calling calling_ = kElse;
+  std::size_t told_ = 0;  // by the calls before
+};
 
 bool Copied(const tessaline_image_buffer& record, const tessaline_image_buffer& before) {
   return record.width == before.width && record.height == before.height &&
          record.tag == before.tag && record.address == before.address;
 }
 
-void CheckNewChannel(const tessaline_video_channel& channel, unsigned width, unsigned height,
-                     unsigned tag, const VideoDriver& driver) {
+void Run::CheckNewChannel(const tessaline_video_channel& channel, unsigned width, unsigned height,
+                          unsigned tag) const {
   Require(channel.width == width && channel.height == height && channel.tag == tag, "as asked");
-  Require(channel.count == driver.Mappings(), "every record has its frame");
+  Require(channel.count == driver_.Mappings(), "every record has its frame");
   for (unsigned i = 0; i < channel.count; ++i) {
     const tessaline_image_buffer& record = channel.buffers[i];
     Require(record.width == width && record.height == height && record.tag == tag, "as asked");
     Require(record.descriptor.index == i, "a record knows its buffer");
     Require(record.in_use == 0, "nothing is in use yet");
-    Require(driver.Maps(record.address, 1), "the frame is mapped");
+    Require(driver_.Maps(record.address, 1), "the frame is mapped");
   }
 }
 
-void TakeImage(tessaline_video_channel& channel, tessaline_image_buffer*& taken) {
+void Run::TakeImage(tessaline_video_channel& channel, tessaline_image_buffer*& taken) {
   std::vector<tessaline_image_buffer> before;
   {
     const Allocations::NotNow ours;
     before.assign(channel.buffers, channel.buffers + channel.count);
   }
+  Begin(kElse);
   int result = 1234;
   tessaline_image_buffer* const image = video_request_img_buf(&channel, &result);
-  Require(result == 0 || result == -1, "a result in any case");
-  Require(image != nullptr || result == -1, "no image, no success");
-  if (image != nullptr) {
+  const v4l2_buffer& answered = driver_.Replies().at(0).buffer;
+  // A driver without a frame leaves the index alone, which is the first record's then.
+  const bool known = answered.index < channel.count;
+  Require(image == (known ? channel.buffers + answered.index : nullptr), "the frame's record");
+  if (known) {
+    Judge(result, VIDIOC_DQBUF);
     const auto index = static_cast<std::size_t>(image - channel.buffers);
-    Require(index < channel.count, "one of the records");
-    Require(image->descriptor.index == index, "that of its index");
-    Require(image->sequence == image->descriptor.sequence && image->in_use == 1, "it is marked");
+    Require(memcmp(&image->descriptor, &answered, sizeof answered) == 0, "the driver's descriptor");
+    Require(image->sequence == answered.sequence && image->in_use == 1, "it is marked");
     Require(Copied(*image, before[index]), "the rest of it is kept");
     before[index] = *image;
     taken = image;
+  } else {
+    Judge(driver_.Replies()[0].error == 0 ? 0 : -1, VIDIOC_DQBUF);
+    Require(result == -1, "no record, no success");
   }
   Require(channel.count == 0 ||
               memcmp(before.data(), channel.buffers, channel.count * sizeof *channel.buffers) == 0,
@@ -65,65 +150,84 @@ void TakeImage(tessaline_video_channel& channel, tessaline_image_buffer*& taken)
   before = {};
 }
 
-void UseChannel(FuzzedDataProvider& input, VideoDriver& driver) {
-  const unsigned width = input.ConsumeIntegralInRange<unsigned>(0, 80);
-  const unsigned height = input.ConsumeIntegralInRange<unsigned>(0, 80);
-  const auto tag = input.ConsumeIntegral<unsigned>();
-  const unsigned count = input.ConsumeIntegralInRange<unsigned>(0, 20);
-  driver.ExpectUnmapLength(std::size_t{width} * height);
+void Run::UseChannel() {
+  const unsigned width = input_.ConsumeIntegralInRange<unsigned>(0, 80);
+  const unsigned height = input_.ConsumeIntegralInRange<unsigned>(0, 80);
+  const auto tag = input_.ConsumeIntegral<unsigned>();
+  const unsigned count = input_.ConsumeIntegralInRange<unsigned>(0, 20);
+  driver_.ExpectUnmapLength(std::size_t{width} * height);
+  Begin(kCreate);
   tessaline_video_channel* const channel =
       create_video_channel("/dev/video0", 0, width, height, 0, tag, count);
-  CheckNewChannel(*channel, width, height, tag, driver);
+  JudgeEnd(std::nullopt);
+  CheckNewChannel(*channel, width, height, tag);
   tessaline_image_buffer* taken = nullptr;
-  for (int steps = input.ConsumeIntegralInRange(0, 12); steps > 0; --steps) {
-    switch (input.ConsumeIntegralInRange(0, 5)) {
+  for (int steps = input_.ConsumeIntegralInRange(0, 12); steps > 0; --steps) {
+    switch (input_.ConsumeIntegralInRange(0, 5)) {
       case 0:
       case 1:
         TakeImage(*channel, taken);
         break;
       case 2:
-        if (taken) video_release_img_buf(channel, taken);
+        if (taken == nullptr) break;
+        Begin(kElse);
+        Judge(video_release_img_buf(channel, taken), VIDIOC_QBUF);
         break;
       case 3:
-        if (taken) v4l2_release(channel->fd, taken);
+        if (taken == nullptr) break;
+        Begin(kElse);
+        Judge(v4l2_release(channel->fd, taken), VIDIOC_QBUF);
         break;
       case 4:
-        video_start_capture(channel);
+        Begin(kStart);
+        Judge(video_start_capture(channel), VIDIOC_STREAMON);
         break;
       default:
-        video_stop_capture(channel);
+        Begin(kStop);
+        Judge(video_stop_capture(channel), VIDIOC_STREAMOFF);
     }
   }
+  Begin(kElse);
   Require(close_video_channel(channel) == 0, "closing succeeds");
 }
 
-void UseSteps(FuzzedDataProvider& input) {
-  const int fd = v4l2_open(input.ConsumeBool() ? "/dev/video0" : nullptr);
-  Require(fd == -1 || fd >= VideoDriver::kFirstDescriptor, "a descriptor or -1");
+void Run::UseSteps() {
+  const bool path = input_.ConsumeBool();
+  Begin(kElse);
+  const int fd = v4l2_open(path ? "/dev/video0" : nullptr);
+  {
+    const Allocations::NotNow ours;
+    const CaptureOutcome expected = OpenOutcome(driver_.Replies(), path);
+    Require(expected.result == 0 ? fd >= VideoDriver::kFirstDescriptor : fd == -1,
+            "a descriptor or -1");
+    Require(printed_.Text().substr(told_) == expected.text, "a failure is told, and nothing else");
+  }
+  Begin(kElse);
   if (fd == -1) return;
-  for (int steps = input.ConsumeIntegralInRange(0, 8); steps > 0; --steps) {
+  for (int steps = input_.ConsumeIntegralInRange(0, 8); steps > 0; --steps) {
     v4l2_buffer buffer{};
-    buffer.index = input.ConsumeIntegral<unsigned>();
-    int result = 0;
-    switch (input.ConsumeIntegralInRange(0, 4)) {
-      case 0:
-        result =
-            v4l2_setfmt(fd, input.ConsumeIntegral<unsigned>(), input.ConsumeIntegral<unsigned>());
+    buffer.index = input_.ConsumeIntegral<unsigned>();
+    Begin(kElse);
+    switch (input_.ConsumeIntegralInRange(0, 4)) {
+      case 0: {
+        const auto width = input_.ConsumeIntegral<unsigned>();
+        JudgeFormat(v4l2_setfmt(fd, width, input_.ConsumeIntegral<unsigned>()));
         break;
+      }
       case 1:
-        result = v4l2_dqbuf(fd, &buffer);
+        Judge(v4l2_dqbuf(fd, &buffer), VIDIOC_DQBUF);
         break;
       case 2:
-        result = v4l2_qbuf(fd, &buffer);
+        Judge(v4l2_qbuf(fd, &buffer), VIDIOC_QBUF);
         break;
       case 3:
-        result = v4l2_streamon(fd);
+        Judge(v4l2_streamon(fd), VIDIOC_STREAMON);
         break;
       default:
-        result = v4l2_streamoff(fd);
+        Judge(v4l2_streamoff(fd), VIDIOC_STREAMOFF);
     }
-    Require(result == 0 || result == -1, "the driver's result");
   }
+  Begin(kElse);
   Require(v4l2_close(fd) == 0, "closing succeeds");
 }
 
@@ -138,18 +242,18 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   FuzzedDataProvider input(data, size);
   VideoDriver driver(input);
   PrintedText printed;
+  Run run(input, driver, printed);
   Allocations::Begin();
-  const bool lived =
-      Returns([&] { input.ConsumeBool() ? UseSteps(input) : UseChannel(input, driver); });
+  const std::optional<int> status =
+      ExitStatus([&] { input.ConsumeBool() ? run.UseSteps() : run.UseChannel(); });
   const std::size_t live = Allocations::Live();
   Allocations::End();
   printed.Restore();
-  if (lived) {
+  run.JudgeEnd(status);
+  if (!status) {
     Require(live == 0, "no memory is left");
     Require(driver.Descriptors() == 0, "no descriptor is left");
     Require(driver.Mappings() == 0, "no mapping is left");
-  } else {
-    Require(!printed.Text().empty(), "who ends the process says why");
   }
   return 0;
 }

@@ -93,6 +93,7 @@ ssize_t __wrap_write(int fd, const void* data, size_t size) {
 int __wrap_usleep(useconds_t time) { return current != nullptr ? 0 : __real_usleep(time); }
 
 void __wrap_exit(int status) {
+  tessaline_fuzz::exit_status = status;
   if (tessaline_fuzz::on_exit_to != nullptr) longjmp(*tessaline_fuzz::on_exit_to, 1);
   __real_exit(status);
 }

@@ -4,6 +4,7 @@
 #include <sys/types.h>
 
 #include <cstddef>
+#include <optional>
 #include <utility>
 
 namespace tessaline_fuzz {
@@ -29,19 +30,21 @@ class SystemCalls {
   virtual ssize_t Write(int fd, const void* data, std::size_t size) = 0;
 };
 
-// Where a call of exit() goes instead of ending the fuzzer.
+// Where a call of exit() goes instead of ending the fuzzer, and with what.
 inline jmp_buf* on_exit_to = nullptr;
+inline int exit_status = 0;
 
-// Calls; false when that called exit(). Then the stack is left as a process's is
-// when it ends: nothing on it is destroyed.
+// Calls; the status as a shell sees it when that called exit(). Then the stack is left
+// as a process's is when it ends: nothing on it is destroyed.
 template <typename Call>
-bool Returns(Call&& call) {
+std::optional<int> ExitStatus(Call&& call) {
   jmp_buf here;
   on_exit_to = &here;
   const bool returned = setjmp(here) == 0;
   if (returned) std::forward<Call>(call)();
   on_exit_to = nullptr;
-  return returned;
+  if (returned) return std::nullopt;
+  return exit_status & 0xFF;
 }
 
 }  // namespace tessaline_fuzz

@@ -49,9 +49,21 @@ bool VideoDriver::Maps(const void* address, std::size_t length) const {
   });
 }
 
+// The caller reads errno next.
+void VideoDriver::Note(Reply reply) {
+  const int error = errno;
+  replies_.push_back(std::move(reply));
+  errno = error;
+}
+
 int VideoDriver::Open(const char* path) {
   const Allocations::NotNow ours;
-  if (Fails()) return Fail();
+  const bool fails = Fails();
+  if (fails) Fail();
+  Note({.call = Reply::kOpen, .error = fails ? errno : 0, .path = path});
+  // Nobody can set the offset then, which is told: what an earlier area left is not looked at.
+  if (fails && std::string_view(path).ends_with("sync_offset")) sync_offset_ = 0;
+  if (fails) return -1;
   open_[next_] = path;
   return next_++;
 }
@@ -66,6 +78,25 @@ int VideoDriver::Close(int fd) {
 int VideoDriver::Ioctl(int fd, unsigned long request, void* argument) {
   const Allocations::NotNow ours;
   Require(open_.count(fd) == 1, "a request goes to an open device");
+  const int result = AnswerRequest(request, argument);
+  Reply reply{.call = request, .error = result == 0 ? 0 : errno};
+  switch (request) {
+    case VIDIOC_QUERYCAP:
+      reply.capabilities = static_cast<const v4l2_capability*>(argument)->capabilities;
+      break;
+    case VIDIOC_REQBUFS:
+      reply.granted = static_cast<const v4l2_requestbuffers*>(argument)->count;
+      break;
+    case VIDIOC_QUERYBUF:
+    case VIDIOC_QBUF:
+    case VIDIOC_DQBUF:
+      reply.buffer = *static_cast<const v4l2_buffer*>(argument);
+  }
+  Note(reply);
+  return result;
+}
+
+int VideoDriver::AnswerRequest(unsigned long request, void* argument) {
   const bool fails = Fails();
   // A failing driver may have written its answer before.
   const bool answers = !fails || answers_.ConsumeBool();
@@ -211,6 +242,15 @@ int VideoDriver::Dequeue(v4l2_buffer& buffer) {
 void* VideoDriver::Map(std::size_t length, int fd, off_t) {
   const Allocations::NotNow ours;
   Require(open_.count(fd) == 1, "what is mapped is open");
+  void* const address = AnswerMap(length);
+  const bool fails = address == MAP_FAILED;
+  Note({.call = Reply::kMap,
+        .error = fails ? errno : 0,
+        .map = fails ? nullptr : static_cast<std::byte*>(address)});
+  return address;
+}
+
+void* VideoDriver::AnswerMap(std::size_t length) {
   const bool fails = Fails();
   if (fails || length == 0 || length > kMaxMapped || mappings_.size() == kMaxMappings) {
     errno = length == 0 ? EINVAL : ENOMEM;

@@ -13,6 +13,21 @@
 
 namespace tessaline_fuzz {
 
+// One thing that was asked of the driver, and how that ended.
+struct Reply {
+  // Beside the ioctl requests.
+  static constexpr unsigned long kOpen = 0, kMap = 1;
+
+  unsigned long call;
+  int error = 0;       // 0: it succeeded
+  std::string path{};  // that was opened
+  const std::byte* map = nullptr;
+  // The record as the caller got it back.
+  __u32 capabilities = 0;
+  __u32 granted = 0;
+  v4l2_buffer buffer{};
+};
+
 // Capture devices and the DMA area, whose answers are what the input says: sane ones,
 // errors, and whatever a broken driver might write into the record. Mapped memory is
 // a heap block of exactly the mapped length, so that the address sanitizer watches
@@ -24,6 +39,11 @@ class VideoDriver final : public SystemCalls {
 
   // Every unmapping is to be of this length, whatever was mapped.
   void ExpectUnmapLength(std::size_t length) { unmap_length_ = length; }
+
+  // What the driver was asked for since, but for closing, unmapping and writing, whose
+  // failures nobody is told.
+  void ForgetReplies() { replies_.clear(); }
+  const std::vector<Reply>& Replies() const { return replies_; }
 
   std::size_t Descriptors() const { return open_.size(); }
   std::size_t Mappings() const { return mappings_.size(); }
@@ -46,6 +66,9 @@ class VideoDriver final : public SystemCalls {
   template <typename Record>
   void Scribble(Record& record);
 
+  void Note(Reply reply);
+  int AnswerRequest(unsigned long request, void* argument);
+  void* AnswerMap(std::size_t length);
   void SetFormat(v4l2_format& format);
   int Grant(v4l2_requestbuffers& request);
   void Describe(v4l2_buffer& buffer);
@@ -54,6 +77,7 @@ class VideoDriver final : public SystemCalls {
 
   FuzzedDataProvider& answers_;
   std::map<int, std::string> open_;
+  std::vector<Reply> replies_;
   std::map<std::byte*, std::pair<std::size_t, std::unique_ptr<std::byte[]>>> mappings_;
   std::optional<std::size_t> unmap_length_;
   std::vector<__u32> queued_;

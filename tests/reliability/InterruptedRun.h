@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace tessaline_test {
@@ -35,7 +36,7 @@ class InterruptedRun {
   std::string Path(const char* name) const { return directory_ + "/" + name; }
   int Spawn(const Interruption& interruption, int ready) const;
   [[noreturn]] void Execute(const Interruption& interruption, int ready) const;
-  void JudgeOutput(std::vector<std::string>& complaints) const;
+  void JudgeOutput(std::string_view activity, std::vector<std::string>& complaints) const;
 
   const std::string application_;
   const std::string directory_;

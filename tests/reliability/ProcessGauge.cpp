@@ -48,7 +48,8 @@ void ProcessGauge::Sample() {
   ++samples_;
 }
 
-std::vector<std::string> ProcessGauge::Complaints(long most_kib_more) const {
+std::vector<std::string> ProcessGauge::Complaints(long most_kib_more,
+                                                  long most_descriptors_more) const {
   std::vector<std::string> complaints;
   const auto expect = [&](const Quantity& quantity, long value, long limit) {
     if (value <= limit) return;
@@ -56,8 +57,8 @@ std::vector<std::string> ProcessGauge::Complaints(long most_kib_more) const {
                          std::to_string(quantity.start));
   };
   expect(resident_, resident_.most, resident_.start + most_kib_more);
-  // Earlier, somebody may just have been accessing a register, an I2C bus.
   expect(descriptors_, descriptors_.now, descriptors_.start);
+  expect(descriptors_, descriptors_.most, descriptors_.start + most_descriptors_more);
   expect(threads_, threads_.most, threads_.start);
   return complaints;
 }

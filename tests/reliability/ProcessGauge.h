@@ -12,9 +12,10 @@ class ProcessGauge {
   void Start();
   void Sample();
 
-  // Of descriptors and threads there are as many as at the start, and the memory has
-  // not grown by more than so much; one text for each that has.
-  std::vector<std::string> Complaints(long most_kib_more) const;
+  // Of threads there were never more than at the start, of descriptors no more in the end
+  // and so many more in between, and the memory has never grown by more than so much; one
+  // text for each that has.
+  std::vector<std::string> Complaints(long most_kib_more, long most_descriptors_more) const;
   void Print() const;
 
  private:

@@ -11,6 +11,8 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <iterator>
+#include <mutex>
 #include <string_view>
 #include <thread>
 
@@ -35,7 +37,14 @@ struct Capture {
 Capture images;
 Capture strips;
 
+// The IMX252 refuses regions at the very edge. The e2v Flash 4K keeps their offsets for the
+// whole image of drive mode 0, for which there is then no room.
+unsigned region_corner = 64;
+
 std::atomic<bool> busy_handlers{false};
+std::atomic<bool> locking_handlers{false};
+// Never destroyed: a handler may wait for it to the very end.
+std::mutex& of_application = *new std::mutex;
 
 void RegisterTraffic(unsigned i) {
   SetTriSpacing(4000 + i % 100);
@@ -55,6 +64,13 @@ void StayInHandler() {
   usleep(mark::kHandlerEnds);
 }
 
+// What the interrupted thread holds never becomes free again.
+void WantTheLock() {
+  usleep(mark::kHandlerBegins);
+  { const std::lock_guard lock(of_application); }
+  usleep(mark::kHandlerEnds);
+}
+
 void Handle(Capture& capture) {
   if (capture.cancelled) usleep(mark::kHandlerAfterCancel);
   if (!capture.known) {
@@ -62,6 +78,7 @@ void Handle(Capture& capture) {
     capture.known = true;
   }
   if (busy_handlers) StayInHandler();
+  if (locking_handlers) WantTheLock();
 }
 
 void OnImage(unsigned, unsigned, void*) { Handle(images); }
@@ -87,6 +104,7 @@ void TakeOne(unsigned mode, const Capture& capture) {
 }
 
 void StartUp(const char* model) {
+  if (std::string_view(model).starts_with("K40")) region_corner = 0;
   GetLibVersion(model);
   Handler(TESSALINE_EVENT_IMAGE, OnImage);
   Handler(TESSALINE_EVENT_STRIP, OnStrips);
@@ -133,6 +151,23 @@ void StreamToBusyHandlers() {
   }
 }
 
+// The lock is free now and then, so that the handlers are called again and again; most
+// of the time the main thread has it, and accesses registers with it.
+void HoldTheLock() {
+  locking_handlers = true;
+  SetCollectMode(0);
+  SetGlobalControl(1);
+  for (unsigned i = 0;; ++i) {
+    {
+      const std::lock_guard lock(of_application);
+      RegisterTraffic(i);
+      ReallyWait(milliseconds(20));
+    }
+    SetCollectMode(i % 2);
+    ReallyWait(milliseconds(2));
+  }
+}
+
 void SwitchNotifiers() {
   for (unsigned level = 1;; level ^= 1) {
     SetExtTriggerState(1);
@@ -144,18 +179,33 @@ void SwitchNotifiers() {
   }
 }
 
+constexpr void (*kSettings[])(unsigned) = {
+    [](unsigned i) { SetCollectMode(i % 2); },
+    [](unsigned i) { SetLaserPower(static_cast<float>(30 + i % 40)); },
+    [](unsigned i) { LedControl(i % 8); },
+    [](unsigned i) { SetCmosGain(i % 3); },
+    [](unsigned i) { DAWrite(i % 4096); },
+    [](unsigned) { GetCpuTemp(); },
+    [](unsigned i) { SetExposureTime(1, 100 + i % 100); },
+    [](unsigned i) { SetROI1(region_corner, region_corner, 64, i % 2 == 0 ? 640 : 800); },
+    [](unsigned) { SetDriveMode(0); },
+    [](unsigned) { SetGlobalControl(0); },
+    [](unsigned) { ResetFrameID(); },
+    [](unsigned) { Handler(TESSALINE_EVENT_EXTERNAL_TRIGGER, OnTrigger); },  // it is off
+    [](unsigned) { SetGlobalControl(1); },
+    [](unsigned i) { QV4l2Buf(i % 16); },
+    [](unsigned i) {
+      unsigned char settings[16] = {static_cast<unsigned char>(i)};
+      ConfigSave(settings, sizeof settings);
+    },
+};
+
+// All of them take a second. Every process begins with another one, so that no moment is
+// out of reach.
 void ChangeSettings() {
   SetCollectMode(0);
   SetGlobalControl(1);
-  for (unsigned i = 0;; ++i) {
-    SetCollectMode(i / 2 % 2);
-    SetLaserPower(static_cast<float>(30 + i % 40));
-    LedControl(i % 8);
-    SetCmosGain(i % 3);
-    DAWrite(i % 4096);
-    GetCpuTemp();
-    SetExposureTime(1, 100 + i % 100);
-  }
+  for (auto i = static_cast<unsigned>(getpid());; ++i) kSettings[i % std::size(kSettings)](i);
 }
 
 struct Activity {
@@ -168,8 +218,9 @@ constexpr Activity kActivities[] = {
     {"images", StreamImages},
     {"registers", AccessRegisters},
     {"handlers", StreamToBusyHandlers},
+    {mark::kLocks, HoldTheLock},
     {"notifiers", SwitchNotifiers},
-    {"settings", ChangeSettings},
+    {mark::kSettings, ChangeSettings},
 };
 
 void ReportReady() {

@@ -9,8 +9,10 @@
 #include <cstdio>
 #include <filesystem>
 #include <map>
+#include <numeric>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "reliability/InterruptedRun.h"
@@ -22,8 +24,8 @@ using tessaline_test::InterruptedEnd;
 using tessaline_test::InterruptedRun;
 using tessaline_test::Interruption;
 
-const std::vector<std::string> kActivities = {"idle",     "strips",    "images",  "registers",
-                                              "handlers", "notifiers", "settings"};
+const std::vector<std::string> kActivities = {"idle",     "strips", "images",    "registers",
+                                              "handlers", "locks",  "notifiers", "settings"};
 const std::vector<std::string> kModels = {
     "K3610", "K3710",           "K3710ch16", "K3710ch16arm_rebuild",
     "K3810", "K3820",           "K3920",     "K3920arm_rebuild",
@@ -64,6 +66,15 @@ void Report(unsigned run, const Interruption& what, const InterruptedEnd& end) {
   std::fflush(stdout);
 }
 
+// All pairs in turn, each as far from its likes as the numbers allow: however few the
+// runs are, they are of as many models and activities as there can be.
+std::pair<std::string, std::string> ModelAndActivity(const Options& options, std::size_t run) {
+  const std::size_t models = options.models.size();
+  const std::size_t activities = options.activities.size();
+  const std::size_t model = run + run / std::lcm(models, activities);
+  return {options.models[model % models], options.activities[run % activities]};
+}
+
 // What a failed run has left stays; the rest goes.
 bool Storm(const Options& options) {
   namespace fs = std::filesystem;
@@ -74,9 +85,8 @@ bool Storm(const Options& options) {
   std::map<std::string, Row> rows;
   Row all;
   for (unsigned run = 0; run < options.runs; ++run) {
-    const Interruption what{options.models[run / options.activities.size() % options.models.size()],
-                            options.activities[run % options.activities.size()],
-                            std::chrono::microseconds(moment(random))};
+    const auto [model, activity] = ModelAndActivity(options, run);
+    const Interruption what{model, activity, std::chrono::microseconds(moment(random))};
     const fs::path directory = root / std::to_string(run);
     fs::create_directory(directory);
     const InterruptedEnd end =
