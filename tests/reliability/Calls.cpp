@@ -6,6 +6,7 @@
 #include <array>
 #include <map>
 #include <span>
+#include <sstream>
 #include <string_view>
 #include <tuple>
 
@@ -64,6 +65,19 @@ bool IsItsTurn(const Call& call) {
          call.nth % kSettings.size() == static_cast<std::size_t>(at - kSettings.begin());
 }
 
+// "write IMAGE_BLOCK_1 TRI_SPACING" of "fpga write IMAGE_BLOCK_1 TRI_SPACING = 0x00030d40"; nothing
+// of what is no register access.
+std::string AccessIn(const std::string& event) {
+  std::istringstream words(event);
+  std::string device;
+  std::string kind;
+  std::string block;
+  std::string name;
+  words >> device >> kind >> block >> name;
+  const bool is_access = device == "fpga" && (kind == "read" || kind == "write");
+  return is_access ? kind + ' ' + block + ' ' + name : std::string();
+}
+
 }  // namespace
 
 std::vector<Call> CallsOf(const std::vector<std::string>& events) {
@@ -73,17 +87,25 @@ std::vector<Call> CallsOf(const std::vector<std::string>& events) {
   std::vector<Call> calls;
   std::size_t unnamed = 0;  // the end of their step is further down
   unsigned step = 0;
+  bool mapped = false;  // one access at a time: the next one is this mapping's
   for (const std::string& event : events) {
     if (event.ends_with(kCalled)) {
       const std::string name = event.substr(0, event.size() - kCalled.size());
       const auto blank = name.find(' ');
-      const Call call{name.substr(0, blank), name.substr(blank + 1), step, seen[name]++, ""};
+      const Call call{name.substr(0, blank), name.substr(blank + 1), step, seen[name]++};
       if (IsItsTurn(call)) calls.push_back(call);
+      if (call.device == "fpga") mapped = call.operation == "mmap";
     } else if (event.starts_with(kIn)) {
       const std::string during = event.substr(kIn.size(), event.find(" = ") - kIn.size());
       for (; unnamed < calls.size(); ++unnamed) calls[unnamed].during = during;
       seen.clear();
       ++step;
+    } else if (const std::string access = AccessIn(event); mapped && !access.empty()) {
+      const auto mapping = std::find_if(calls.rbegin(), calls.rend(), [](const Call& call) {
+        return call.device == "fpga" && call.operation == "mmap";
+      });
+      mapping->access = access;
+      mapped = false;
     }
   }
   calls.resize(unnamed);  // behind the last step nothing is the tour's

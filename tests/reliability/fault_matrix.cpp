@@ -167,8 +167,9 @@ class Matrix {
       ++reasons_[{device + ' ' + call.operation, judgement.reason}];
     }
     if (!defect && !options_.verbose) return;
-    fmt::print("{} {} {} #{} {} in {}: {}{}\n", model_, call.device, call.operation, call.nth,
-               ErrorName(failure.error), step,
+    fmt::print("{} {} {}{}{} #{} {} in {}: {}{}\n", model_, call.device, call.operation,
+               call.access.empty() ? "" : " for ", call.access, call.nth, ErrorName(failure.error),
+               step,
                defect ? "DEFECT: " : kVerdictNames[static_cast<std::size_t>(judgement.verdict)],
                defect ? judgement.reason : "");
     fflush(stdout);
