@@ -9,6 +9,7 @@
 
 #include "RegisterRules.h"
 #include "Rules.h"
+#include "SensorRules.h"
 #include "tessaline/board.h"
 
 namespace reliability {
@@ -38,37 +39,50 @@ std::size_t Count(std::string_view text, std::string_view sought) {
   return count;
 }
 
-std::string Filled(std::string_view text, int error) {
-  const char* const reason = strerror(error == TESSALINE_BOARD_SHORT ? EIO : error);
-  std::string filled(text);
-  for (auto at = filled.find("{}"); at != filled.npos; at = filled.find("{}")) {
-    filled.replace(at, 2, reason);
+void ReplaceAll(std::string& text, std::string_view sought, const std::string& by) {
+  for (auto at = text.find(sought); at != text.npos; at = text.find(sought)) {
+    text.replace(at, sought.size(), by);
   }
+}
+
+// Of "write 42 00 0f 00 01" register 000f, of "write 60 0b" page 0b.
+std::string Filled(std::string_view text, const Call& call, int error) {
+  constexpr std::size_t kFirstByte = sizeof "write 42";
+  std::string filled(text);
+  ReplaceAll(filled, "{}", strerror(error == TESSALINE_BOARD_SHORT ? EIO : error));
+  if (filled.find('{') == filled.npos || call.access.size() < kFirstByte + 2) return filled;
+  const std::string page = call.access.substr(kFirstByte, 2);
+  ReplaceAll(filled, "{page}", std::to_string(std::stoul(page, nullptr, 16)));
+  if (call.access.size() < kFirstByte + 5) return filled;
+  const std::string reg = page + call.access.substr(kFirstByte + 3, 2);
+  ReplaceAll(filled, "{register}", reg);
+  ReplaceAll(filled, "{number}", std::to_string(std::stoul(reg, nullptr, 16)));
   return filled;
 }
 
 // The text that should be there and is not, or nothing.
-std::string Missing(const Rule& rule, int error, const Outcome& reference, const Outcome& outcome) {
+std::string Missing(const Rule& rule, const Call& call, int error, const Outcome& reference,
+                    const Outcome& outcome) {
   const std::string before = Whole(reference.printed);
   const std::string now = Whole(outcome.printed);
   for (const std::string_view text : rule.texts) {
     if (!AnyOf(text, [&](std::string_view one) {
-          const std::string sought = Filled(one, error);
+          const std::string sought = Filled(one, call, error);
           return Count(now, sought) > Count(before, sought);
         })) {
-      return Filled(text, error);
+      return Filled(text, call, error);
     }
   }
   return {};
 }
 
 // A text that comes more often than once more than without the failure, or nothing.
-std::string Repeated(const Rule& rule, int error, const Outcome& reference,
+std::string Repeated(const Rule& rule, const Call& call, int error, const Outcome& reference,
                      const Outcome& outcome) {
   const std::string before = Whole(reference.printed);
   const std::string now = Whole(outcome.printed);
   for (const std::string_view text : rule.texts) {
-    const std::string sought = Filled(text, error);
+    const std::string sought = Filled(text, call, error);
     if (!sought.empty() && Count(now, sought) > Count(before, sought) + 1) return sought;
   }
   return {};
@@ -123,7 +137,7 @@ Judgement JudgeHung(const Rule& rule, const std::string& missing, const Call& ca
   const std::string where = outcome.results.empty() ? "the start" : outcome.results.back();
   if (rule.effect != Effect::kHangs) return Defect("hangs after " + where);
   if (!missing.empty()) return Defect("hangs without the text \"" + missing + "\"");
-  const std::string repeated = Repeated(rule, error, reference, outcome);
+  const std::string repeated = Repeated(rule, call, error, reference, outcome);
   if (!repeated.empty()) return Defect("the text \"" + repeated + "\" comes again");
   const auto failure = FailureIn(outcome, call);
   if (failure == outcome.events.end()) return Defect("hangs before the call, after " + where);
@@ -153,7 +167,7 @@ Judgement JudgeReturned(const Rule& rule, const std::string& missing, const Call
     case Effect::kStops:
       break;
   }
-  const std::string repeated = Repeated(rule, error, reference, outcome);
+  const std::string repeated = Repeated(rule, call, error, reference, outcome);
   if (!repeated.empty()) return Defect("the text \"" + repeated + "\" comes again");
   if (RegisterTouchedAfter(FailureIn(outcome, call), outcome)) {
     return Defect("the program went on");
@@ -175,7 +189,7 @@ const Rule* RuleFor(const std::string& model, const Call& call, int error) {
     return AnyOf(one.models, begins(model)) && AnyOf(one.device, begins(call.device)) &&
            AnyOf(one.operation, is(call.operation)) && AnyOf(one.during, is(call.during)) &&
            AnyOf(one.access, begins(call.access)) && (!one.cut_short || cut_short) &&
-           (!one.first || call.nth == 0);
+           call.nth < one.most;
   };
   const Rule* found = nullptr;
   const auto look_in = [&](const auto& rules) {
@@ -183,6 +197,7 @@ const Rule* RuleFor(const std::string& model, const Call& call, int error) {
     if (found == nullptr && at != rules.end()) found = at;
   };
   look_in(kRegisterRules);
+  look_in(kSensorRules);
   look_in(kRules);
   return found;
 }
@@ -197,7 +212,7 @@ Judgement Judge(const std::string& model, const Call& call, int error, const Out
   if (rule == nullptr) return Defect("nobody has said what must become of it");
   const std::string disturbed = DisturbedBefore(call, reference, outcome);
   if (!disturbed.empty()) return Defect("before the call: \"" + disturbed + "\"");
-  const std::string missing = Missing(*rule, error, reference, outcome);
+  const std::string missing = Missing(*rule, call, error, reference, outcome);
   if (outcome.ending == Ending::kHung)
     return JudgeHung(*rule, missing, call, error, reference, outcome);
   if (FailureIn(outcome, call) == outcome.events.end()) {

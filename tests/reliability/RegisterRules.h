@@ -21,10 +21,10 @@ constexpr Rule Unmapped(std::string_view during, std::string_view access, std::s
   return {"", "fpga", "mmap", during, false, Effect::kTold, {text}, result, "", access};
 }
 
-// In the first access of the function only.
-constexpr Rule UnmappedFirst(std::string_view during, std::string_view access,
+// In the first accesses of the function only.
+constexpr Rule UnmappedAmong(unsigned most, std::string_view during, std::string_view access,
                              std::string_view text, std::string_view result) {
-  return {"", "fpga", "mmap", during, false, Effect::kTold, {text}, result, "", access, true};
+  return {"", "fpga", "mmap", during, false, Effect::kTold, {text}, result, "", access, most};
 }
 
 inline constexpr std::array kRegisterRules{
@@ -57,7 +57,8 @@ inline constexpr std::array kRegisterRules{
              "write IMAGE_BLOCK_2 STREAM_SWITCH_CTRL|"
              "write IMAGE_BLOCK_4 STREAM_SWITCH_CTRL",
              "SetEnableSignal error\n", "-1"),
-    Unmapped(kCollectModeCalls, "", "SetCollectMode error\n", "-1"),
+    // What follows the eight is the exposure count once more, of some products.
+    UnmappedAmong(8, kCollectModeCalls, "", "SetCollectMode error\n", "-1"),
     // Here the memory's first port is told as the mode is.
     Unmapped("RegisterHardwareInit", "write IMAGE_BLOCK_4 STREAM_SWITCH_PORT_0",
              "SetCollectMode error\n", kSame),
@@ -74,14 +75,14 @@ inline constexpr std::array kRegisterRules{
 
     // Reads: all ones, or what a field of all ones means. A mode of all ones is none in which
     // door control, or the reverse distance, exists.
-    UnmappedFirst("SetDoorControlEn", "read", "SetDoorControlEn TriMode invalid parameter!\n",
+    UnmappedAmong(1, "SetDoorControlEn", "read", "SetDoorControlEn TriMode invalid parameter!\n",
                   "-1"),
-    UnmappedFirst("GetDoorControlEn", "read", "GetDoorControlEn TriMode invalid parameter!\n",
+    UnmappedAmong(1, "GetDoorControlEn", "read", "GetDoorControlEn TriMode invalid parameter!\n",
                   kAllOnes),
     Unmapped("GetDoorControlEn", "read", "", "1"),
-    UnmappedFirst("SetReverseDistance", "read",
+    UnmappedAmong(1, "SetReverseDistance", "read",
                   "SetReverseDistance ReverseMode invalid parameter!\n", "-1"),
-    UnmappedFirst("GetReverseDistance", "read",
+    UnmappedAmong(1, "GetReverseDistance", "read",
                   "GetReverseDistance ReverseMode invalid parameter!\n", kAllOnes),
     Unmapped("GetReverseDistance", "read", "", "1023"),
     Unmapped("GetTriSpacing|GetRisThresholdValue|GetStripWidthMin|GetStripWidthMax|"

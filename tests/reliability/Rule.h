@@ -23,12 +23,13 @@ struct Rule {
   std::string_view during;  // the exported function
   bool cut_short;           // for calls cut short; the others are for both
   Effect effect;
-  // Each must be printed. {} is the text of the errno, EIO for a call cut short.
+  // Each must be printed. {} is the text of the errno, EIO for a call cut short; {register},
+  // {number} and {page} are a sensor's register (in two ways) and page, by the access.
   std::array<std::string_view, 2> texts;
   std::string_view result;  // of that function, if it has one; kSame: as without the failure
   std::string_view why;
-  std::string_view access = "";  // of a mapping of registers, first characters
-  bool first = false;            // only the first such call of its step
+  std::string_view access = "";  // what the call is for, first characters: see Call
+  unsigned most = ~0U;           // only so many of the step's such calls, the first
 };
 
 inline constexpr std::string_view kSame = "=";

@@ -7,6 +7,7 @@
 #include <string.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <chrono>
 #include <list>
 #include <map>
@@ -86,8 +87,7 @@ class Matrix {
     std::erase_if(failures, [this](const Failure& failure) {
       return !failure.call.device.starts_with(options_.only);
     });
-    for (std::size_t i = series_.size() % options_.every; i < failures.size();
-         i += options_.every) {
+    for (std::size_t i = FirstOf(model); i < failures.size(); i += options_.every) {
       while (running_.size() >= options_.jobs) Collect();
       Begin(failures[i]);
     }
@@ -130,6 +130,12 @@ class Matrix {
       if (i == 0 || outcome.events.size() < fewest.events.size()) fewest = std::move(outcome);
     }
     return fewest;
+  }
+
+  // Each product's sample begins elsewhere, and always there.
+  std::size_t FirstOf(const std::string& model) const {
+    const auto at = std::ranges::find(kAllModels, model) - kAllModels.begin();
+    return options_.every * static_cast<std::size_t>(at) / (kAllModels.size() + 1);
   }
 
   void Begin(const Failure& failure) {
