@@ -219,7 +219,7 @@ Judgement Judge(const std::string& model, const Call& call, int error, const Out
     // How often the threads that wait for frames and interrupts come round depends on the moment.
     const bool depends = call.operation == "VIDIOC_DQBUF" || call.operation == "VIDIOC_QBUF" ||
                          (call.device.starts_with("uio") && call.operation != "open");
-    if (depends) return {Verdict::kNotReached, "the stream was stopped before it came"};
+    if (depends) return {Verdict::kNotReached, "its thread did not come round to it"};
     return Defect("the call did not come");
   }
   return JudgeReturned(*rule, missing, call, error, reference, outcome);
