@@ -30,6 +30,7 @@ constexpr int kTransferErrors[] = {
 constexpr int kFormatErrors[] = {EIO, ENODEV, EINTR};
 constexpr int kBufferErrors[] = {ENOMEM, EIO, ENODEV, EINTR};
 constexpr int kDequeueErrors[] = {EIO, ENODEV, EAGAIN, EINTR};
+constexpr int kStreamErrors[] = {EIO, ENODEV, EBUSY, ENOMEM, EAGAIN, EINTR};
 constexpr int kOtherErrors[] = {EIO, ENODEV, EBUSY, EINTR};
 
 constexpr std::array kErrors{
@@ -42,7 +43,9 @@ constexpr std::array kErrors{
     Errors{"VIDIOC_TRY_FMT", kFormatErrors},
     Errors{"VIDIOC_S_FMT", kFormatErrors},
     Errors{"VIDIOC_REQBUFS", kBufferErrors},
+    Errors{"VIDIOC_QBUF", kStreamErrors},
     Errors{"VIDIOC_DQBUF", kDequeueErrors},
+    Errors{"VIDIOC_STREAMON", kStreamErrors},
 };
 
 std::span<const int> ErrorsOf(std::string_view operation) {
@@ -64,26 +67,39 @@ bool IsItsTurn(const Call& call) {
          call.nth % kSettings.size() == static_cast<std::size_t>(at - kSettings.begin());
 }
 
+// What such a call is for is the next event of its device.
+bool HasAccess(const Call& call) {
+  return (call.device == "fpga" && call.operation == "mmap") || call.device.starts_with("spi");
+}
+
 }  // namespace
 
 std::vector<Call> CallsOf(const std::vector<std::string>& events) {
   constexpr std::string_view kCalled = " called";
   constexpr std::string_view kIn = "in ";
+  constexpr auto kNone = static_cast<std::size_t>(-1);
   std::map<std::string, unsigned> seen;
   std::vector<Call> calls;
   std::size_t unnamed = 0;  // the end of their step is further down
   unsigned step = 0;
+  std::size_t open = kNone;  // the call whose access is still to come
   for (const std::string& event : events) {
+    const std::string device = event.substr(0, event.find(' '));
     if (event.ends_with(kCalled)) {
       const std::string name = event.substr(0, event.size() - kCalled.size());
-      const auto blank = name.find(' ');
-      const Call call{name.substr(0, blank), name.substr(blank + 1), step, seen[name]++, ""};
-      if (IsItsTurn(call)) calls.push_back(call);
+      const Call call{device, name.substr(device.size() + 1), step, seen[name]++};
+      if (open != kNone && device == calls[open].device) open = kNone;
+      if (!IsItsTurn(call)) continue;
+      calls.push_back(call);
+      if (HasAccess(call)) open = calls.size() - 1;
     } else if (event.starts_with(kIn)) {
       const std::string during = event.substr(kIn.size(), event.find(" = ") - kIn.size());
       for (; unnamed < calls.size(); ++unnamed) calls[unnamed].during = during;
       seen.clear();
       ++step;
+    } else if (open != kNone && device == calls[open].device) {
+      calls[open].access = event.substr(device.size() + 1);
+      open = kNone;
     }
   }
   calls.resize(unnamed);  // behind the last step nothing is the tour's

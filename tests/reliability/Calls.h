@@ -9,9 +9,11 @@ namespace reliability {
 struct Call {
   std::string device;
   std::string operation;
-  unsigned step = 0;   // of the tour
-  unsigned nth = 0;    // from 0, among those of this device and operation in this step
-  std::string during;  // the exported function of this step
+  unsigned step = 0;     // of the tour
+  unsigned nth = 0;      // from 0, among those of this device and operation in this step
+  std::string during{};  // the exported function of this step
+  std::string
+      access{};  // of a mapping of registers, what it is for: "read IMAGE_BLOCK_3 TRI_DELAY"
 };
 
 // The calls of a surveying tour, in order. Of those that take turns (see Calls.cpp) each

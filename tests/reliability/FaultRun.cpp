@@ -61,6 +61,7 @@ int results_fd = -1;
 int events_fd = -1;
 const Fault* planned = nullptr;
 unsigned steps_told = 0;
+bool interrupted = false;
 
 bool Surveying() { return planned->error == TESSALINE_BOARD_CALLED; }
 
@@ -110,6 +111,12 @@ void Tell(const std::string& line) {
   if (!Surveying()) return;
   KeepEvents();
   Append(events_fd, "in " + line + "\n");
+}
+
+// The exit the library's SIGINT handler makes.
+void AtExit(int status, void* /*unused*/) {
+  if (interrupted) Tell("SIGINT = " + std::to_string(status));
+  Leave(status);
 }
 
 // Seconds the process's first thread ran or waited for a processor.
@@ -165,7 +172,10 @@ FaultRun::FaultRun(const std::string& model, const Fault& fault, Patience patien
   if (tessaline_board_select(model.c_str()) != 0) abort();
   WatchForHangs(patience);
   PlantWhenDue();
+  on_exit(AtExit, nullptr);
   Tour(model, Tell);
+  interrupted = true;
+  raise(SIGINT);
   Leave(EXIT_SUCCESS);
 }
 

@@ -22,7 +22,7 @@ struct Fault {
 };
 
 // A tour of a product in a process of its own, on a board of its own, in which one
-// call into the board fails.
+// call into the board fails. SIGINT ends it.
 class FaultRun {
  public:
   struct Patience {

@@ -5,7 +5,11 @@
 #include <string.h>
 
 #include <algorithm>
+#include <optional>
 
+#include "RegisterRules.h"
+#include "Rules.h"
+#include "SensorRules.h"
 #include "tessaline/board.h"
 
 namespace reliability {
@@ -35,36 +39,80 @@ std::size_t Count(std::string_view text, std::string_view sought) {
   return count;
 }
 
-std::string Filled(std::string_view text, int error) {
-  const char* const reason = strerror(error == TESSALINE_BOARD_SHORT ? EIO : error);
-  std::string filled(text);
-  for (auto at = filled.find("{}"); at != filled.npos; at = filled.find("{}")) {
-    filled.replace(at, 2, reason);
+void ReplaceAll(std::string& text, std::string_view sought, const std::string& by) {
+  for (auto at = text.find(sought); at != text.npos; at = text.find(sought)) {
+    text.replace(at, sought.size(), by);
   }
+}
+
+// Of "write 42 00 0f 00 01" register 000f, of "write 60 0b" page 0b.
+std::string Filled(std::string_view text, const Call& call, int error) {
+  constexpr std::size_t kFirstByte = sizeof "write 42";
+  std::string filled(text);
+  ReplaceAll(filled, "{}", strerror(error == TESSALINE_BOARD_SHORT ? EIO : error));
+  if (filled.find('{') == filled.npos || call.access.size() < kFirstByte + 2) return filled;
+  const std::string page = call.access.substr(kFirstByte, 2);
+  ReplaceAll(filled, "{page}", std::to_string(std::stoul(page, nullptr, 16)));
+  if (call.access.size() < kFirstByte + 5) return filled;
+  const std::string reg = page + call.access.substr(kFirstByte + 3, 2);
+  ReplaceAll(filled, "{register}", reg);
+  ReplaceAll(filled, "{number}", std::to_string(std::stoul(reg, nullptr, 16)));
   return filled;
 }
 
 // The text that should be there and is not, or nothing.
-std::string Missing(const Rule& rule, int error, const Outcome& reference, const Outcome& outcome) {
+std::string Missing(const Rule& rule, const Call& call, int error, const Outcome& reference,
+                    const Outcome& outcome) {
   const std::string before = Whole(reference.printed);
   const std::string now = Whole(outcome.printed);
   for (const std::string_view text : rule.texts) {
     if (!AnyOf(text, [&](std::string_view one) {
-          const std::string sought = Filled(one, error);
+          const std::string sought = Filled(one, call, error);
           return Count(now, sought) > Count(before, sought);
         })) {
-      return Filled(text, error);
+      return Filled(text, call, error);
     }
   }
   return {};
 }
 
-// What the exported function returned in which the call failed: the text after "=".
-std::string ResultOf(const Call& call, const Outcome& outcome) {
+// A text that comes more often than once more than without the failure, or nothing.
+std::string Repeated(const Rule& rule, const Call& call, int error, const Outcome& reference,
+                     const Outcome& outcome) {
+  const std::string before = Whole(reference.printed);
+  const std::string now = Whole(outcome.printed);
+  for (const std::string_view text : rule.texts) {
+    const std::string sought = Filled(text, call, error);
+    if (!sought.empty() && Count(now, sought) > Count(before, sought) + 1) return sought;
+  }
+  return {};
+}
+
+// What a line of the tour says was returned; nothing of a line that says none.
+std::optional<std::string_view> ResultOf(std::string_view line) {
   constexpr std::string_view kEquals = " = ";
-  const std::string& line = outcome.results.at(call.step);
   const auto equals = line.find(kEquals);
-  return equals == line.npos ? std::string() : line.substr(equals + kEquals.size());
+  if (equals == line.npos) return std::nullopt;
+  return line.substr(equals + kEquals.size());
+}
+
+// The first line before the failure's step that is not as without the failure, or nothing.
+std::string DisturbedBefore(const Call& call, const Outcome& reference, const Outcome& outcome) {
+  for (std::size_t i = 0; i < call.step && i < outcome.results.size(); ++i) {
+    if (outcome.results[i] != reference.results.at(i)) return outcome.results[i];
+  }
+  return {};
+}
+
+// What is wrong with the result of the function in which the call failed, or nothing.
+std::string WrongResult(const Rule& rule, const Call& call, const Outcome& reference,
+                        const Outcome& outcome) {
+  const auto before = ResultOf(reference.results.at(call.step));
+  if (!before) return {};
+  const auto now = ResultOf(outcome.results.at(call.step)).value_or("nothing");
+  const std::string_view expected = rule.result == kSame ? *before : rule.result;
+  if (AnyOf(expected, [&](std::string_view one) { return now == one; })) return {};
+  return fmt::format("{} returned {} instead of {}", call.during, now, expected);
 }
 
 // Where in the transcript the failure is; the end when it did not come.
@@ -84,30 +132,28 @@ bool RegisterTouchedAfter(Event failure, const Outcome& outcome) {
 
 Judgement Defect(std::string reason) { return {Verdict::kDefect, std::move(reason)}; }
 
-Judgement JudgeHung(const Rule& rule, const std::string& missing, const Call& call,
-                    const Outcome& outcome) {
+Judgement JudgeHung(const Rule& rule, const std::string& missing, const Call& call, int error,
+                    const Outcome& reference, const Outcome& outcome) {
   const std::string where = outcome.results.empty() ? "the start" : outcome.results.back();
   if (rule.effect != Effect::kHangs) return Defect("hangs after " + where);
   if (!missing.empty()) return Defect("hangs without the text \"" + missing + "\"");
+  const std::string repeated = Repeated(rule, call, error, reference, outcome);
+  if (!repeated.empty()) return Defect("the text \"" + repeated + "\" comes again");
   const auto failure = FailureIn(outcome, call);
   if (failure == outcome.events.end()) return Defect("hangs before the call, after " + where);
   if (RegisterTouchedAfter(failure, outcome)) return Defect("a register was touched after it");
   return {Verdict::kHung, std::string(rule.why)};
 }
 
-Judgement JudgeReturned(const Rule& rule, const std::string& missing, const Call& call,
+Judgement JudgeReturned(const Rule& rule, const std::string& missing, const Call& call, int error,
                         const Outcome& reference, const Outcome& outcome) {
   if (outcome.status != 0) return Defect(fmt::format("exit status {}", outcome.status));
   if (outcome.results.size() != reference.results.size()) {
     return Defect(fmt::format("the tour ended after \"{}\"", outcome.results.back()));
   }
   if (!missing.empty()) return Defect("the text \"" + missing + "\" is missing");
-  const std::string result = ResultOf(call, outcome);
-  const std::string expected =
-      rule.result == kSame ? ResultOf(call, reference) : std::string(rule.result);
-  if (!AnyOf(expected, [&](std::string_view one) { return result.starts_with(one); })) {
-    return Defect(fmt::format("{} returned {} instead of {}", call.during, result, expected));
-  }
+  const std::string wrong = WrongResult(rule, call, reference, outcome);
+  if (!wrong.empty()) return Defect(wrong);
   switch (rule.effect) {
     case Effect::kTold:
       return {rule.texts.front().empty() ? Verdict::kResult : Verdict::kText,
@@ -117,10 +163,12 @@ Judgement JudgeReturned(const Rule& rule, const std::string& missing, const Call
       return Defect("another result than without it");
     case Effect::kUnchecked:
       return {Verdict::kUnchecked, std::string(rule.why)};
-    case Effect::kHangs:
+    case Effect::kHangs:  // the tour's last access has no other behind it that would wait
+    case Effect::kStops:
       break;
   }
-  // The tour's last access has no other behind it that would wait.
+  const std::string repeated = Repeated(rule, call, error, reference, outcome);
+  if (!repeated.empty()) return Defect("the text \"" + repeated + "\" comes again");
   if (RegisterTouchedAfter(FailureIn(outcome, call), outcome)) {
     return Defect("the program went on");
   }
@@ -131,7 +179,7 @@ Judgement JudgeReturned(const Rule& rule, const std::string& missing, const Call
 
 const Rule* RuleFor(const std::string& model, const Call& call, int error) {
   const bool cut_short = error == TESSALINE_BOARD_SHORT;
-  const auto* const rule = std::ranges::find_if(kRules, [&](const Rule& one) {
+  const auto fits = [&](const Rule& one) {
     const auto begins = [](std::string_view text) {
       return [text](std::string_view first) { return text.starts_with(first); };
     };
@@ -140,9 +188,18 @@ const Rule* RuleFor(const std::string& model, const Call& call, int error) {
     };
     return AnyOf(one.models, begins(model)) && AnyOf(one.device, begins(call.device)) &&
            AnyOf(one.operation, is(call.operation)) && AnyOf(one.during, is(call.during)) &&
-           (!one.cut_short || cut_short);
-  });
-  return rule == kRules.end() ? nullptr : rule;
+           AnyOf(one.access, begins(call.access)) && (!one.cut_short || cut_short) &&
+           call.nth < one.most;
+  };
+  const Rule* found = nullptr;
+  const auto look_in = [&](const auto& rules) {
+    const auto* const at = std::ranges::find_if(rules, fits);
+    if (found == nullptr && at != rules.end()) found = at;
+  };
+  look_in(kRegisterRules);
+  look_in(kSensorRules);
+  look_in(kRules);
+  return found;
 }
 
 Judgement Judge(const std::string& model, const Call& call, int error, const Outcome& reference,
@@ -153,15 +210,19 @@ Judgement Judge(const std::string& model, const Call& call, int error, const Out
   }
   const Rule* const rule = RuleFor(model, call, error);
   if (rule == nullptr) return Defect("nobody has said what must become of it");
-  const std::string missing = Missing(*rule, error, reference, outcome);
-  if (outcome.ending == Ending::kHung) return JudgeHung(*rule, missing, call, outcome);
+  const std::string disturbed = DisturbedBefore(call, reference, outcome);
+  if (!disturbed.empty()) return Defect("before the call: \"" + disturbed + "\"");
+  const std::string missing = Missing(*rule, call, error, reference, outcome);
+  if (outcome.ending == Ending::kHung)
+    return JudgeHung(*rule, missing, call, error, reference, outcome);
   if (FailureIn(outcome, call) == outcome.events.end()) {
-    // How often the capture threads come round depends on the moment.
-    const bool depends = call.operation == "VIDIOC_DQBUF" || call.operation == "VIDIOC_QBUF";
-    if (depends) return {Verdict::kNotReached, "the stream was stopped before it came"};
+    // How often the threads that wait for frames and interrupts come round depends on the moment.
+    const bool depends = call.operation == "VIDIOC_DQBUF" || call.operation == "VIDIOC_QBUF" ||
+                         (call.device.starts_with("uio") && call.operation != "open");
+    if (depends) return {Verdict::kNotReached, "its thread did not come round to it"};
     return Defect("the call did not come");
   }
-  return JudgeReturned(*rule, missing, call, reference, outcome);
+  return JudgeReturned(*rule, missing, call, error, reference, outcome);
 }
 
 }  // namespace reliability

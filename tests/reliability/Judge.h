@@ -4,7 +4,7 @@
 
 #include "Calls.h"
 #include "Outcome.h"
-#include "Rules.h"
+#include "Rule.h"
 
 namespace reliability {
 

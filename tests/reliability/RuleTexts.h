@@ -8,7 +8,9 @@ namespace reliability {
 
 inline constexpr std::string_view kStartUp = "RegisterHardwareInit";
 inline constexpr std::string_view kEepromCalls =
-    "ConfigSave|ConfigRead|eeprom_page_write|eeprom_page_read";
+    "ConfigSave(100)|ConfigSave(272)|ConfigRead(100)|ConfigRead(272)|"
+    "eeprom_page_write|eeprom_page_read";
+inline constexpr std::string_view kSaves = "ConfigSave(100)|ConfigSave(272)";
 inline constexpr std::string_view kRangeLed =
     "error: RangeLed::SetR() open(sysfs_gpio_export_, O_WRONLY).\n|"
     "error: RangeLed::SetR() open(sysfs_gpio_pin55_direction_.c_str(), O_WRONLY).\n|"

@@ -3,41 +3,36 @@
 #include <array>
 #include <string_view>
 
+#include "Rule.h"
 #include "RuleTexts.h"
 
 namespace reliability {
 
-// What must become of a failed call.
-enum class Effect {
-  kTold,       // the texts and the result, the program goes on
-  kRetried,    // the texts; every result is as without the failure
-  kUnchecked,  // whatever it reads or leaves undone, the program goes on
-  kHangs,      // the texts, and no register is touched any more
-};
-
-// In which call, made by whom, and what must be seen. Alternatives are separated
-// by '|'; empty means any. The first rule that fits counts.
-struct Rule {
-  std::string_view models;  // first characters
-  std::string_view device;
-  std::string_view operation;
-  std::string_view during;  // the exported function
-  bool cut_short;           // for calls cut short; the others are for both
-  Effect effect;
-  // Each must be printed. {} is the text of the errno, EIO for a call cut short.
-  std::array<std::string_view, 2> texts;
-  std::string_view result;  // of that function; kSame: as without the failure
-  std::string_view why;
-};
-
-inline constexpr std::string_view kSame = "=";
-
-constexpr Rule SpiSetting(std::string_view operation, std::string_view text) {
-  return {"", "spi", operation, "", false, Effect::kTold, {text}, kSame, ""};
+constexpr Rule FirstQueueing(std::string_view device, unsigned buffers) {
+  return {"",
+          device,
+          "VIDIOC_QBUF",
+          kStartUp,
+          false,
+          Effect::kTold,
+          {"v4l2 VIDIOC_QBUF failed: {}", kNoVideo},
+          "0",
+          "",
+          "",
+          buffers};
 }
 
 inline constexpr std::array kRules{
     // Registers
+    Rule{"",
+         "fpga",
+         "open",
+         "SIGINT",
+         false,
+         Effect::kStops,
+         {"open(/dev/mem) failed."},
+         "0",
+         "an interrupt ends the program all the same"},
     Rule{"",
          "fpga",
          "open",
@@ -54,8 +49,8 @@ inline constexpr std::array kRules{
          false,
          Effect::kUnchecked,
          {},
-         "",
-         "a register that cannot be mapped reads as all ones, and a write to it is lost"},
+         kSame,
+         "most setters do not look at their writes; what they read is replaced, or counts as ones"},
 
     // Lines
     Rule{"",
@@ -77,14 +72,14 @@ inline constexpr std::array kRules{
          false,
          Effect::kUnchecked,
          {},
-         "",
+         kSame,
          "exporting a line twice fails in the kernel, so no write to a line is looked at"},
 
     // Settings store
     Rule{"",
          "i2c-",
          "open",
-         "ConfigSave",
+         kSaves,
          false,
          Effect::kTold,
          {"open eeprom: {}\n", "ConfigSave error!\n"},
@@ -93,7 +88,7 @@ inline constexpr std::array kRules{
     Rule{"",
          "i2c-",
          "I2C_RDWR",
-         "ConfigSave",
+         kSaves,
          false,
          Effect::kTold,
          {"ioctl: {}\npage_write error\n", "ConfigSave error!\n"},
@@ -102,7 +97,7 @@ inline constexpr std::array kRules{
     Rule{"",
          "i2c-",
          "open",
-         "ConfigRead",
+         "ConfigRead(100)",
          false,
          Effect::kTold,
          {"open eeprom: {}\n", "ConfigRead error!\n"},
@@ -111,10 +106,29 @@ inline constexpr std::array kRules{
     Rule{"",
          "i2c-",
          "I2C_RDWR",
-         "ConfigRead",
+         "ConfigRead(100)",
          false,
          Effect::kTold,
          {"ioctl: {}\npage_read error\n", "ConfigRead error!\n"},
+         "-1",
+         ""},
+    // Reading whole pages of both halves is told by the save's text.
+    Rule{"",
+         "i2c-",
+         "open",
+         "ConfigRead(272)",
+         false,
+         Effect::kTold,
+         {"open eeprom: {}\n", "ConfigSave error!\n"},
+         "-1",
+         ""},
+    Rule{"",
+         "i2c-",
+         "I2C_RDWR",
+         "ConfigRead(272)",
+         false,
+         Effect::kTold,
+         {"ioctl: {}\npage_read error\n", "ConfigSave error!\n"},
          "-1",
          ""},
     Rule{"",
@@ -186,101 +200,6 @@ inline constexpr std::array kRules{
          "",
          "an access to the sensor is tried ten times"},
 
-    // Sensors on SPI
-    Rule{"",
-         "spi",
-         "SPI_IOC_MESSAGE",
-         "",
-         true,
-         Effect::kUnchecked,
-         {},
-         "",
-         "the driver transfers all or nothing; any positive number of bytes is taken for all"},
-    // The temperature is what was read; 0 is the failure.
-    Rule{"K38|K39", "spi", "", "GetSensorTemp", false, Effect::kTold, {"SpiDev::"}, "0|-1", ""},
-    Rule{"K40",
-         "spi",
-         "write",
-         "SetROI1",
-         false,
-         Effect::kTold,
-         {"SpiDev::DoWrite error\n",
-          "E2vFlash4k::SetROIImpl Write 0x00|"
-          "E2vFlash4k::RegisterInitialize UpdateRegisters failed!\n|"
-          "E2vFlash4k::RegisterInitialize UpdateROI failed!\n"},
-         "-1",
-         ""},
-    Rule{"K40",
-         "spi",
-         "write",
-         "SetDriveMode",
-         false,
-         Effect::kTold,
-         {"SpiDev::DoWrite error\n",
-          "E2vFlash4k::SetReadoutDriveModeImpl Write 0x0031 failed!\n|"
-          "E2vFlash4k::SetReadoutDriveModeImpl Write 0x0023 failed!\n|"
-          "E2vFlash4k::SetReadoutDriveModeImpl SetROI failed!\n"},
-         "-1",
-         ""},
-    Rule{"K40",
-         "spi",
-         "SPI_IOC_MESSAGE",
-         "SetDriveMode",
-         false,
-         Effect::kTold,
-         {"SpiDev::DoMsg error\n",
-          "E2vFlash4k::SetReadoutDriveModeImpl Write 0x0031 failed!\n|"
-          "E2vFlash4k::SetReadoutDriveModeImpl Write 0x0023 failed!\n"},
-         "-1",
-         ""},
-    Rule{"K40",
-         "spi",
-         "write",
-         "SetReverseMode(0)|SetReverseMode(1)",
-         false,
-         Effect::kTold,
-         {"SpiDev::DoWrite error\n",
-          "E2vFlash4k::SetReadoutDriveDirectionImpl Write 0x0023 failed!\n"},
-         "-1",
-         ""},
-    Rule{"K40",
-         "spi",
-         "write",
-         "SetCmosGain",
-         false,
-         Effect::kTold,
-         {"SpiDev::DoWrite error\n", "E2vFlash4k::BatchWriteRegister W"},
-         "0",
-         ""},
-    Rule{"",
-         "spi",
-         "open",
-         "",
-         false,
-         Effect::kTold,
-         {"SpiDev::Open error! spidev_name:/dev/spidev0.0\n|"
-          "SpiDev::Open error! spidev_name:/dev/spidev1.0\n"},
-         kSame,
-         ""},
-    SpiSetting("SPI_IOC_WR_MODE", "SpiDev::SetOpt wr_mode\n"),
-    SpiSetting("SPI_IOC_RD_MODE", "SpiDev::SetOpt rd_mode\n"),
-    SpiSetting("SPI_IOC_WR_LSB_FIRST", "SpiDev::SetOpt wr_lsb_fist\n"),
-    SpiSetting("SPI_IOC_RD_LSB_FIRST", "SpiDev::SetOpt rd_lsb_fist\n"),
-    SpiSetting("SPI_IOC_WR_BITS_PER_WORD", "SpiDev::SetOpt wr bits_per_word\n"),
-    SpiSetting("SPI_IOC_RD_BITS_PER_WORD", "SpiDev::SetOpt rd bits_per_word\n"),
-    SpiSetting("SPI_IOC_WR_MAX_SPEED_HZ", "SpiDev::SetOpt wr max_speed_hz\n"),
-    SpiSetting("SPI_IOC_RD_MAX_SPEED_HZ", "SpiDev::SetOpt rd max_speed_hz\n"),
-    Rule{"",
-         "spi",
-         "SPI_IOC_MESSAGE",
-         "",
-         false,
-         Effect::kTold,
-         {"SpiDev::DoMsg error\n"},
-         kSame,
-         ""},
-    Rule{"", "spi", "write", "", false, Effect::kTold, {"SpiDev::DoWrite error\n"}, kSame, ""},
-
     // Streams
     Rule{"",
          "video",
@@ -300,17 +219,19 @@ inline constexpr std::array kRules{
          {"v4l2 VIDIOC_QUERYCAP failed", kNoVideo},
          "0",
          ""},
-    // The strip device is given its format once; the image device a second one, without
-    // consequence.
+    // The first format of either device counts; the image device is given further ones with
+    // each region, without consequence.
     Rule{"",
-         "video1",
+         "video",
          "VIDIOC_TRY_FMT",
-         "",
+         kStartUp,
          false,
          Effect::kTold,
          {"v4l2 VIDIOC_TRY_FMT failed: {}, width", kNoVideo},
          "0",
-         ""},
+         "",
+         "",
+         1},
     Rule{"",
          "video",
          "VIDIOC_TRY_FMT",
@@ -321,14 +242,16 @@ inline constexpr std::array kRules{
          kSame,
          ""},
     Rule{"",
-         "video1",
+         "video",
          "VIDIOC_S_FMT",
-         "",
+         kStartUp,
          false,
          Effect::kTold,
          {"v4l2 VIDIOC_S_FMT failed: {}, width", kNoVideo},
          "0",
-         ""},
+         "",
+         "",
+         1},
     Rule{"",
          "video",
          "VIDIOC_S_FMT",
@@ -357,6 +280,16 @@ inline constexpr std::array kRules{
          "0",
          ""},
     Rule{"", "video", "mmap", "", false, Effect::kTold, {"v4l2 mmap failed!", kNoVideo}, "0", ""},
+    // The stop is told by the start's text.
+    Rule{"",
+         "video",
+         "VIDIOC_STREAMOFF",
+         "",
+         false,
+         Effect::kTold,
+         {"v4l2 VIDIOC_STREAMON failed: {}"},
+         kSame,
+         ""},
     Rule{"",
          "video",
          "VIDIOC_STREAMON",
@@ -366,16 +299,10 @@ inline constexpr std::array kRules{
          {"v4l2 VIDIOC_STREAMON failed: {}", kNoVideo},
          "0",
          ""},
-    // K37 takes an image to test itself before the start-up returns.
-    Rule{"K36|K38|K39|K40",
-         "video",
-         "VIDIOC_QBUF",
-         kStartUp,
-         false,
-         Effect::kTold,
-         {"v4l2 VIDIOC_QBUF failed: {}", kNoVideo},
-         "0",
-         ""},
+    // The first queueing of all buffers counts. K37 takes an image to test itself before the
+    // start-up returns.
+    FirstQueueing("video0", 10),
+    FirstQueueing("video1", 18),
     Rule{"",
          "video",
          "VIDIOC_QBUF",
@@ -394,14 +321,26 @@ inline constexpr std::array kRules{
          {"v4l2 VIDIOC_DQBUF failed: {}"},
          kSame,
          ""},
+    // The area itself, without which there are no buffers, and its five controls.
     Rule{"",
          "udmabuf0",
          "open",
          "",
          false,
          Effect::kTold,
-         {"UdmaBuf mmap!|sync_offset open failed!|sync_size open failed!|"
-          "sync_direction open failed!|sync_for_cpu open failed!|sync_for_device open failed!"},
+         {"UdmaBuf mmap!", kNoVideo},
+         "0",
+         "",
+         "",
+         1},
+    Rule{"",
+         "udmabuf0",
+         "open",
+         "",
+         false,
+         Effect::kTold,
+         {"sync_offset open failed!|sync_size open failed!|sync_direction open failed!|"
+          "sync_for_cpu open failed!|sync_for_device open failed!"},
          "0",
          ""},
     Rule{"",
@@ -454,7 +393,7 @@ inline constexpr std::array kRules{
          false,
          Effect::kUnchecked,
          {},
-         "",
+         kSame,
          "an interrupt that cannot be read or let through again costs notifications only"},
 };
 

@@ -42,11 +42,13 @@ class Arrivals {
 
 Arrivals images;
 Arrivals strips;
+Arrivals triggers;
+Arrivals takeovers;
 
 void OnImage(unsigned int, unsigned int, void*) { images.Add(1); }
 void OnStrips(unsigned int count, unsigned int, void*) { strips.Add(count); }
-void OnTrigger(unsigned int) {}
-void OnDaArrived() {}
+void OnTrigger(unsigned int) { triggers.Add(1); }
+void OnDaArrived() { takeovers.Add(1); }
 
 class Guide {
  public:
@@ -74,15 +76,19 @@ class Guide {
   void (*told_)(const std::string&);
 };
 
-// A fault may keep the frames away, so it waits for them only so long.
-void Acquire(Guide& guide, const char* what, Arrivals& arrivals) {
+// A fault may keep away what is waited for, so it waits only so long.
+void Await(Guide& guide, const char* what, Arrivals& arrivals, unsigned enough) {
   constexpr std::chrono::seconds kPatience{10};
+  const bool arrived = arrivals.WaitFor(enough, kPatience);
+  guide.Note(fmt::format("{} {}", what, arrived ? "arrived" : "missing"));
+}
+
+void Acquire(Guide& guide, const char* what, Arrivals& arrivals) {
   constexpr unsigned kEnough = 3;
   arrivals.Forget();
   guide.Call("SetGlobalControl(1)", SetGlobalControl, 1U);
   guide.Call("GetGlobalControl", GetGlobalControl);
-  const bool arrived = arrivals.WaitFor(kEnough, kPatience);
-  guide.Note(fmt::format("{} {}", what, arrived ? "arrived" : "missing"));
+  Await(guide, what, arrivals, kEnough);
   guide.Call("SetGlobalControl(0)", SetGlobalControl, 0U);
 }
 
@@ -106,7 +112,7 @@ void Trigger(Guide& guide) {
   guide.Call("SetDelayEn", SetDelayEn, 0U);
   guide.Call("SetTriDelay", SetTriDelay, 10U);
   guide.Call("GetTriDelay", GetTriDelay);
-  guide.Call("SetReverseMode_io", SetReverseMode_io, 1U);
+  guide.Call("SetReverseMode_io", SetReverseMode_io, 2U);
   guide.Call("GetReverseMode_io", GetReverseMode_io);
   guide.Call("SetReverseDistance", SetReverseDistance, 100U);
   guide.Call("GetReverseDistance", GetReverseDistance);
@@ -119,6 +125,8 @@ void Trigger(Guide& guide) {
   guide.Call("SetLasTriPolarity", SetLasTriPolarity, 1U);
   guide.Call("TricontrolSWTrigger", TricontrolSWTrigger);
   guide.Call("SetExtTriggerState(1)", SetExtTriggerState, 1U);
+  tessaline_board_external_trigger(1);
+  Await(guide, "trigger", triggers, 1);
   guide.Call("SetExtTriggerState(0)", SetExtTriggerState, 0U);
   guide.Call("SetMasterState", SetMasterState, 0U);
   guide.Call("GetMasterState", GetMasterState);
@@ -145,6 +153,8 @@ void Outputs(Guide& guide) {
   guide.Call("SetDAOutputDelay", SetDAOutputDelay, 7U);
   guide.Call("DAWrite", DAWrite, 100U);
   guide.Call("SetDADelayState(1)", SetDADelayState, 1U);
+  tessaline_board_da_arrived();
+  Await(guide, "takeover", takeovers, 1);
   guide.Call("SetDADelayState(0)", SetDADelayState, 0U);
 }
 
@@ -204,11 +214,15 @@ void Sensor(Guide& guide) {
   guide.Call("SetExposureTime", SetExposureTime, 1U, 300U);
   guide.Call("SetCmosGain", SetCmosGain, 1U);
   guide.Call("SetSensingMode(1)", SetSensingMode, 1U);
+  // By the FPGA before, by the sensor now where it can.
+  guide.Call("SetExposureTime(sensing)", SetExposureTime, 1U, 300U);
   guide.Call("SetSensingMode(0)", SetSensingMode, 0U);
   guide.Call("SetHDRParam", SetHDRParam, 10U, static_cast<unsigned short>(20));
   guide.Call("SetHDRParam24", SetHDRParam24, 1.0, 2.0, 3.0);
   guide.Call("SetFpgaContinuous", SetFpgaContinuous, 0U);
-  guide.Call("SetDriveMode", SetDriveMode, 0U);
+  // Halved readout, which not every sensor has.
+  guide.Call("SetDriveMode(17)", SetDriveMode, 0x11U);
+  guide.Call("SetDriveMode(0)", SetDriveMode, 0U);
   guide.Call("GetDriveMode", GetDriveMode);
   // In steps of eight, which every sensor takes.
   guide.Call("SetROI1", SetROI1, 0U, 0U, width, height / 16 * 8);
@@ -225,7 +239,9 @@ void Peripherals(Guide& guide) {
   constexpr unsigned char kStore = 0x51;
   constexpr unsigned char kPage = 0xF0;
   constexpr unsigned char kPageBytes = 16;
-  static std::array<unsigned char, 100> settings{};
+  static std::array<unsigned char, 272> settings{};
+  constexpr int kLowerHalf = 100;
+  constexpr int kBothHalves = static_cast<int>(settings.size());
   guide.Call("OpenLaser", OpenLaser);
   guide.Call("SetLaserPower", SetLaserPower, 40.0F);
   guide.Call("GetDigitalPOTResolution", GetDigitalPOTResolution);
@@ -233,8 +249,10 @@ void Peripherals(Guide& guide) {
   guide.Call("LedControl", LedControl, 2U);
   guide.Call("GetCpuTemp", GetCpuTemp);
   guide.Call("Temp18b20Read", Temp18b20Read);
-  guide.Call("ConfigSave", ConfigSave, settings.data(), static_cast<int>(settings.size()));
-  guide.Call("ConfigRead", ConfigRead, settings.data(), static_cast<int>(settings.size()));
+  guide.Call("ConfigSave(100)", ConfigSave, settings.data(), kLowerHalf);
+  guide.Call("ConfigRead(100)", ConfigRead, settings.data(), kLowerHalf);
+  guide.Call("ConfigSave(272)", ConfigSave, settings.data(), kBothHalves);
+  guide.Call("ConfigRead(272)", ConfigRead, settings.data(), kBothHalves);
   // In this order: for a while after the write the chip would not answer.
   guide.Call("eeprom_page_read", eeprom_page_read, kPage, settings.data(), unsigned{kPageBytes},
              kStore);

@@ -1,12 +1,14 @@
 // Fails every single call into the board in turn, each in a process of its own, and
 // judges what became of it by Rules.h. Exit status 1: not all of it is as it must be.
 //
-//   fault_matrix [--every N] [--only DEVICE] [--jobs N] [--all-errors] [--verbose] [MODEL ...]
+//   fault_matrix [--every N] [--only DEVICE] [--in FUNCTION] [--jobs N] [--all-errors] [--verbose]
+//   [MODEL ...]
 #include <errno.h>
 #include <fmt/format.h>
 #include <string.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <chrono>
 #include <list>
 #include <map>
@@ -31,12 +33,15 @@ constexpr auto kPoll = std::chrono::milliseconds(1);
 constexpr double kLongestTour = 120;  // on a machine under load
 // Nobody but a thread that waits for the register lock is quiet for so long.
 constexpr double kQuietSeconds = 0.3;
+// And so long nobody at all who still means to end.
+constexpr double kStuckSeconds = 10;
 
 struct Options {
   std::vector<std::string> models;
   unsigned every = 1;
   unsigned jobs = 0;
   std::string only;
+  std::string during;
   bool all_errors = false;
   bool verbose = false;
 };
@@ -84,10 +89,10 @@ class Matrix {
     }
     auto failures = FailuresOf(calls, options_.all_errors);
     std::erase_if(failures, [this](const Failure& failure) {
-      return !failure.call.device.starts_with(options_.only);
+      const Call& call = failure.call;
+      return !call.device.starts_with(options_.only) || !call.during.starts_with(options_.during);
     });
-    for (std::size_t i = series_.size() % options_.every; i < failures.size();
-         i += options_.every) {
+    for (std::size_t i = FirstOf(model); i < failures.size(); i += options_.every) {
       while (running_.size() >= options_.jobs) Collect();
       Begin(failures[i]);
     }
@@ -132,10 +137,18 @@ class Matrix {
     return fewest;
   }
 
+  // Each product's sample begins elsewhere, and always there.
+  std::size_t FirstOf(const std::string& model) const {
+    const auto at = std::ranges::find(kAllModels, model) - kAllModels.begin();
+    return options_.every * static_cast<std::size_t>(at) / (kAllModels.size() + 1);
+  }
+
   void Begin(const Failure& failure) {
     const Rule* const rule = RuleFor(model_, failure.call, failure.error);
     const bool must_hang = rule != nullptr && rule->effect == Effect::kHangs;
-    const FaultRun::Patience patience{patience_, must_hang ? kQuietSeconds : patience_};
+    const bool must_stop = rule != nullptr && rule->effect == Effect::kStops;
+    const FaultRun::Patience patience{
+        patience_, must_hang ? kQuietSeconds : (must_stop ? kStuckSeconds : patience_)};
     const Call& call = failure.call;
     running_.push_back(
         {failure,
@@ -167,8 +180,9 @@ class Matrix {
       ++reasons_[{device + ' ' + call.operation, judgement.reason}];
     }
     if (!defect && !options_.verbose) return;
-    fmt::print("{} {} {} #{} {} in {}: {}{}\n", model_, call.device, call.operation, call.nth,
-               ErrorName(failure.error), step,
+    fmt::print("{} {} {}{}{} #{} {} in {}: {}{}\n", model_, call.device, call.operation,
+               call.access.empty() ? "" : " for ", call.access, call.nth, ErrorName(failure.error),
+               step,
                defect ? "DEFECT: " : kVerdictNames[static_cast<std::size_t>(judgement.verdict)],
                defect ? judgement.reason : "");
     fflush(stdout);
@@ -203,6 +217,8 @@ int main(int argc, char** argv) {
       ->check(CLI::PositiveNumber)
       ->capture_default_str();
   app.add_option("--only", options.only, "only devices whose names begin so: fpga, i2c, ...");
+  app.add_option("--in", options.during,
+                 "only calls in functions whose names begin so: SetROI1, ..., and SIGINT");
   app.add_flag("--all-errors", options.all_errors, "each call with each error it can have");
   app.add_flag("--verbose", options.verbose, "a line per case, not only for defects");
   CLI11_PARSE(app, argc, argv);

@@ -4,7 +4,10 @@
 #include <errno.h>
 #include <gtest/gtest.h>
 
+#include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 #include "Calls.h"
 #include "tessaline/board.h"
@@ -96,6 +99,104 @@ TEST(Judge, AResultMayHaveToBeTheSame) {
   ExpectDefect(JudgeEio(queue, outcome), "returned -1 instead of 0");
 }
 
+TEST(Judge, ResultsAreComparedAsAWhole) {
+  const Call queue = InOpenLaser("video1", "VIDIOC_QBUF");
+  Outcome reference = Undisturbed();
+  reference.results.back() = "OpenLaser = 4";
+  Outcome outcome = Undisturbed();
+  outcome.events = {"video1 VIDIOC_QBUF failed: EIO"};
+  outcome.printed = {"v4l2 VIDIOC_QBUF failed: Input/output error"};
+  outcome.results.back() = "OpenLaser = 42";
+  ExpectDefect(Judge(kK36, queue, EIO, reference, outcome), "returned 42 instead of 4");
+  outcome.results.back() = "OpenLaser = 4";
+  EXPECT_EQ(Judge(kK36, queue, EIO, reference, outcome).verdict, Verdict::kText);
+}
+
+TEST(Judge, AStepWithoutAResultIsFree) {
+  Outcome reference = Undisturbed();
+  reference.results.back() = "OpenLaser";
+  Outcome outcome = LineFailed();
+  outcome.results.back() = "OpenLaser";
+  EXPECT_EQ(Judge(kK36, kLine, EIO, reference, outcome).verdict, Verdict::kText);
+}
+
+TEST(Judge, WhatCameBeforeTheFailureIsAsWithoutIt) {
+  Outcome outcome = LineFailed();
+  outcome.results.front() = "RegisterHardwareInit = -1";
+  ExpectDefect(JudgeEio(kLine, outcome), "before the call: \"RegisterHardwareInit = -1\"");
+}
+
+// A tour of one step, in which a register cannot be mapped.
+Judgement JudgeUnmapped(const char* during, const char* access, const std::string& result,
+                        std::vector<std::string> printed, const std::string& undisturbed = "0") {
+  const Call mapping{"fpga", "mmap", 0, 0, during, access};
+  const std::string name(during);
+  Outcome reference;
+  reference.results = {name + " = " + undisturbed};
+  Outcome outcome;
+  outcome.results = {name + " = " + result};
+  outcome.printed = std::move(printed);
+  outcome.events = {"fpga mmap failed: ENODEV"};
+  return Judge(kK36, mapping, ENODEV, reference, outcome);
+}
+
+TEST(Judge, ALostWriteIsToldWhereItIsLookedAt) {
+  constexpr const char* kWrite = "write IMAGE_BLOCK_0 STRIP_WIDTH_MIN = 0x00000001";
+  const std::string text = "SetStripWidthMin error";
+  EXPECT_EQ(JudgeUnmapped("SetStripWidthMin", kWrite, "-1", {text}).verdict, Verdict::kText);
+  ExpectDefect(JudgeUnmapped("SetStripWidthMin", kWrite, "-1", {}), text);
+  ExpectDefect(JudgeUnmapped("SetStripWidthMin", kWrite, "0", {text}), "returned 0 instead of -1");
+}
+
+TEST(Judge, ALostWriteThatNobodyLooksAtChangesNoResult) {
+  constexpr const char* kWrite = "write IMAGE_BLOCK_1 TRI_SPACING = 0x00000001";
+  EXPECT_EQ(JudgeUnmapped("SetTriSpacing", kWrite, "0", {}).verdict, Verdict::kUnchecked);
+  ExpectDefect(JudgeUnmapped("SetTriSpacing", kWrite, "-1", {}), "returned -1 instead of 0");
+}
+
+TEST(Judge, AReadThatIsLostGivesTheFieldsOnes) {
+  constexpr const char* kRead = "read IMAGE_BLOCK_1 MASTER_CTRL = 0x00000003";
+  EXPECT_EQ(JudgeUnmapped("GetMasterConctrolID", kRead, "15", {}, "3").verdict, Verdict::kResult);
+  ExpectDefect(JudgeUnmapped("GetMasterConctrolID", kRead, "3", {}, "3"), "instead of 15");
+}
+
+TEST(Judge, ARuleMayBeForTheFirstCallsOnly) {
+  const Call first{"video0", "VIDIOC_TRY_FMT", 0, 0, "RegisterHardwareInit"};
+  const Call second{"video0", "VIDIOC_TRY_FMT", 0, 1, "RegisterHardwareInit"};
+  EXPECT_NE(RuleFor(kK36, first, EIO), RuleFor(kK36, second, EIO));
+}
+
+TEST(Judge, ASensorsTextNamesItsRegister) {
+  const Call write{"spi0.0", "write", 1, 0, "SetROI1", "write 42 00 3e 00 01"};
+  Outcome reference = Undisturbed();
+  reference.results.back() = "SetROI1 = 0";
+  Outcome outcome = reference;
+  outcome.results.back() = "SetROI1 = -1";
+  outcome.events = {"spi0.0 write failed: EIO"};
+  outcome.printed = {"SpiDev::DoWrite error", "E2vFlash4k::SetROIImpl Write 0x003e failed!"};
+  EXPECT_EQ(Judge("K4010", write, EIO, reference, outcome).verdict, Verdict::kText);
+  outcome.printed.back() = "E2vFlash4k::SetROIImpl Write 0x003f failed!";
+  ExpectDefect(Judge("K4010", write, EIO, reference, outcome), "Write 0x003e failed!");
+}
+
+TEST(Judge, AnInterruptEndsTheProgramWithoutItsRegisters) {
+  const Call open{"fpga", "open", 0, 0, "SIGINT"};
+  Outcome reference;
+  reference.results = {"SIGINT = 0"};
+  Outcome outcome = reference;
+  outcome.events = {"fpga open failed: EIO", "video0 VIDIOC_STREAMOFF"};
+  outcome.printed = {"open(/dev/mem) failed."};
+  const auto judge = [&] { return Judge(kK36, open, EIO, reference, outcome); };
+  EXPECT_EQ(judge().verdict, Verdict::kText);
+  outcome.printed.front() += outcome.printed.front();
+  ExpectDefect(judge(), "comes again");
+  outcome.printed = {"open(/dev/mem) failed."};
+  outcome.events.emplace_back("fpga write IMAGE_BLOCK_1 TRIGGER_CTRL = 0x00000000");
+  ExpectDefect(judge(), "went on");
+  outcome.ending = Ending::kHung;
+  ExpectDefect(judge(), "hangs");
+}
+
 TEST(Judge, ARetryThatChangesAResultIsADefect) {
   const Call transfer = InOpenLaser("i2c-0", "I2C_RDWR");
   Outcome outcome = Undisturbed();
@@ -172,6 +273,17 @@ TEST(Calls, AreCountedWithinTheirStep) {
   EXPECT_EQ(calls[3].step, 1U);
   EXPECT_EQ(calls[3].nth, 0U);
   EXPECT_EQ(calls[3].during, "OpenLaser");
+}
+
+TEST(Calls, SayWhatAMappingOrATransferIsFor) {
+  const auto calls = CallsOf({"fpga open called", "fpga mmap called", "video1 VIDIOC_DQBUF called",
+                              "fpga write IMAGE_BLOCK_1 TRI_MODE = 0x00000003", "fpga open called",
+                              "fpga mmap called", "spi0.0 write called", "spi0.0 write 60 0b",
+                              "in SetTriMode = 0"});
+  ASSERT_EQ(calls.size(), 6U);
+  EXPECT_EQ(calls[1].access, "write IMAGE_BLOCK_1 TRI_MODE = 0x00000003");
+  EXPECT_EQ(calls[4].access, "") << "no register behind it";
+  EXPECT_EQ(calls[5].access, "write 60 0b");
 }
 
 TEST(Failures, HaveEveryErrorOfTheOperationInEveryFunction) {
