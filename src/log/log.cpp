@@ -1,7 +1,5 @@
 #include "tessaline/log.h"
 
-#include <time.h>
-
 #include <algorithm>
 #include <array>
 #include <atomic>
@@ -51,11 +49,10 @@ void file_callback(log_Event* ev) {
 }
 
 // The broken-down time lives in the caller's frame: messages of several threads
-// must not share localtime's static record. Like localtime it follows a time zone that
-// is changed while the process runs.
+// must not share localtime's static record. The time zone is that of the first message:
+// to follow a change takes the heap, which the SIGINT handler must not need.
 void TakeTime(log_Event* ev, struct tm* storage) {
   const time_t now = time(nullptr);
-  tzset();
   ev->time = localtime_r(&now, storage);
 }
 
