@@ -69,7 +69,8 @@ bool IsItsTurn(const Call& call) {
 
 // What such a call is for is the next event of its device.
 bool HasAccess(const Call& call) {
-  return (call.device == "fpga" && call.operation == "mmap") || call.device.starts_with("spi");
+  return (call.device == "fpga" && call.operation == "mmap") || call.device.starts_with("spi") ||
+         (call.device == "gpio" && call.operation == "write");
 }
 
 }  // namespace

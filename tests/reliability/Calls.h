@@ -13,7 +13,7 @@ struct Call {
   unsigned nth = 0;      // from 0, among those of this device and operation in this step
   std::string during{};  // the exported function of this step
   std::string
-      access{};  // of a mapping of registers, what it is for: "read IMAGE_BLOCK_3 TRI_DELAY"
+      access{};  // what it is for, where that matters: "read IMAGE_BLOCK_3 TRI_DELAY" of a mapping
 };
 
 // The calls of a surveying tour, in order. Of those that take turns (see Calls.cpp) each
