@@ -1,6 +1,5 @@
 #include "tessaline/log.h"
 
-#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cstddef>
@@ -61,11 +60,13 @@ bool ReachesStandardError(int level) {
          level >= logger.level.load(std::memory_order_relaxed);
 }
 
+// Asked several times a frame: it ends at the first free entry.
 bool ReachesASink(int level) {
-  // Free entries are at the end.
-  return std::any_of(logger.callbacks.begin(), logger.callbacks.end(), [level](const Sink& sink) {
-    return sink.fn.load(std::memory_order_acquire) != nullptr && sink.level <= level;
-  });
+  for (const Sink& sink : logger.callbacks) {
+    if (sink.fn.load(std::memory_order_acquire) == nullptr) return false;
+    if (sink.level <= level) return true;
+  }
+  return false;
 }
 
 }  // namespace
