@@ -22,7 +22,7 @@ std::atomic_flag shutting_down = ATOMIC_FLAG_INIT;
 
 // A handler may wait for something that this very thread holds. All waits for handlers
 // end so early that the process is gone within two seconds of the Ctrl-C.
-constexpr std::chrono::milliseconds kForHandlers{1500};
+constexpr std::chrono::milliseconds kForHandlers{1300};
 
 }  // namespace
 

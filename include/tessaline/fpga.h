@@ -31,7 +31,8 @@ extern pthread_mutex_t fpga_contol;
  * @param index       word index within the block, below 32 (byte offset / 4)
  * @return the register's value; 0xFFFFFFFF when /dev/mem cannot be opened, which
  *         is told on the standard output ("open(/dev/mem) failed.") and is final:
- *         the lock stays taken and every later access of the process blocks.
+ *         the lock stays taken and every later access of the process blocks, but for
+ *         those of a thread that ends the process by SIGINT, which fail at once.
  *
  * Threads: any.
  */

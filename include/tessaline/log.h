@@ -7,9 +7,9 @@
  * stream, and attach sinks.
  *
  * No allocation, no thread, no lock of its own: when several threads log, their
- * lines can interleave unless a lock hook is set. Setting the level, the quiet
- * flag or the hook, and adding sinks, is not synchronised with running log_log()
- * calls: do it before starting threads.
+ * lines can interleave unless a lock hook is set. Level and quiet flag may be set at
+ * any time; sinks may be added while others log, by one thread. Set the hook before
+ * starting threads. Times are of the time zone of the process's last tzset().
  */
 #ifndef TESSALINE_LOG_H
 #define TESSALINE_LOG_H
@@ -85,7 +85,8 @@ void log_set_quiet(bool enable);
 
 /**
  * Sets the lock hook, called exactly twice for every message, also for one that
- * nobody receives.
+ * nobody receives. The library's SIGINT handler logs, too: whoever takes the hook's lock
+ * outside of the hook blocks SIGINT meanwhile, or the handler waits for it for ever.
  *
  * @param fn     the hook; NULL removes it
  * @param udata  handed to the hook

@@ -136,6 +136,7 @@ void RegisterEventHandler(int type, tessaline_event_handler callback);
  * the FPGA's registers were once out of reach (see fpga_read_addr()), SIGINT ends the
  * process without stopping the FPGA. It waits for handlers in progress, 1.5 seconds at
  * the most: one that waits for something the interrupted thread holds is left behind.
+ * Of the application's locks it takes that of log_set_lock() only.
  *
  * Threads: from one thread, once, before anything else touches the FPGA.
  */

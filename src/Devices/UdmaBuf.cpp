@@ -70,7 +70,6 @@ UdmaBuf::~UdmaBuf() {
 bool UdmaBuf::IsMapped() const { return address_ != MAP_FAILED; }
 
 void UdmaBuf::ClearBuf() {
-  Trace(__func__);
   if (IsMapped()) memset(address_, 0, size_);
 }
 

@@ -83,7 +83,7 @@ bool V4l2Device::ReqBufs(unsigned int count) {
   const bool prepared = PrepareMemory(count);
   // Those of an earlier request are gone, however this one ends.
   buffers_.clear();
-  has_current_ = false;
+  ForgetLocked();
   if (!prepared) return false;
   v4l2_requestbuffers request{};
   request.count = count;
@@ -166,6 +166,10 @@ void V4l2Device::LetGo() {
 
 void V4l2Device::Forget() {
   const std::lock_guard lock(memory_mutex_);
+  ForgetLocked();
+}
+
+void V4l2Device::ForgetLocked() {
   has_current_ = false;
   current_ = Descriptor(0);
   LetGo();
@@ -292,7 +296,7 @@ void V4l2Device::ClearBuf() {
   // The other thread's handler may be reading. One that clears from inside its own
   // handler knows what it does; one that keeps its buffer is not waited for.
   WaitInterruptibly(
-      memory_mutex_, let_go_, kHandlerTime,
+      memory_mutex_, let_go_, {kHandlerTime},
       [this] { return holder_ == std::thread::id() || holder_ == std::this_thread::get_id(); },
       [this] { ClearMemory(); });
 }
@@ -304,7 +308,7 @@ bool V4l2Device::Close() {
   ReleaseMemory();
   // Keeps its capacity: the SIGINT handler comes here, and should not need the heap.
   buffers_.clear();
-  has_current_ = false;
+  ForgetLocked();
   if (fd_ >= 0) close(fd_);
   fd_ = -1;
   return true;

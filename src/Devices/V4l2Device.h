@@ -70,6 +70,7 @@ class V4l2Device : public V4l2Base {
   const Buffer* Dequeue(By by);
   // No buffer is the current one.
   void Forget();
+  void ForgetLocked();
   // With the lock: the current buffer is in nobody's hands any more.
   void LetGo();
   // An errno or 0. A copy: the driver writes into it.
@@ -93,7 +94,7 @@ class V4l2Device : public V4l2Base {
   std::vector<Buffer> buffers_;
   v4l2_buffer current_{};
   bool has_current_ = false;
-  // Of the thread that dequeues alone: whether the last buffer is not given back yet.
+  // Of the thread that dequeues alone: it has not given the last buffer back itself.
   bool in_hand_ = false;
 };
 

@@ -27,7 +27,7 @@ bool DeliveryGate::Close() {
 bool DeliveryGate::WaitForDelivery() {
   // The next delivery may begin before this thread gets to look.
   std::optional<std::uint64_t> noted;
-  return WaitInterruptibly(mutex_, left_, kPatience, [this, &noted] {
+  return WaitInterruptibly(mutex_, left_, {kPatience}, [this, &noted] {
     if (!noted) noted = deliveries_;
     return inside_ == std::thread::id() || inside_ == std::this_thread::get_id() ||
            deliveries_ != noted;

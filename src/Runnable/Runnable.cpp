@@ -18,6 +18,8 @@ namespace {
 // A cancelled worker that is not inside a callback needs microseconds to go.
 constexpr unsigned kFarewellMs = 500;
 constexpr unsigned kFormerWorkerMs = 3000;
+// What the process's end leaves to a worker, though another one's handler does not return.
+constexpr std::chrono::milliseconds kToUnwind{50};
 
 }  // namespace
 
@@ -132,8 +134,8 @@ bool Runnable::Cancel() {
 
 bool Runnable::WaitUntilGone(unsigned milliseconds) {
   bool gone = false;
-  WaitInterruptibly(life_->mutex, life_->changed, std::chrono::milliseconds(milliseconds),
-                    [this, &gone] {
+  WaitInterruptibly(life_->mutex, life_->changed,
+                    {std::chrono::milliseconds(milliseconds), kToUnwind}, [this, &gone] {
                       gone = !life_->present;
                       return gone || life_->IsWorker();
                     });

@@ -9,25 +9,32 @@
 
 namespace VeltranoSDK {
 
-// For the thread that ends the process: no wait of any thread goes on beyond this
-// moment. What the application's handlers do is not known, a Ctrl-C must end them all.
+// For the thread that ends the process: no wait for another thread goes on beyond this
+// moment, but for its grace. What the application's handlers do is not known.
 void EndWaitsBy(std::chrono::steady_clock::time_point last_moment);
 
 std::chrono::steady_clock::time_point LastMomentOfWaits();
+
+struct Patience {
+  std::chrono::milliseconds usually;
+  // Also when the process is being ended and others have used up the time.
+  std::chrono::milliseconds grace{0};
+};
 
 // Waits until done() or until patience ends (false), then calls act(), both under the
 // lock. The SIGINT handler takes these locks too, so they are held with SIGINT blocked;
 // the wait is cut into slices, between which an interrupt is delivered.
 template <typename Done, typename Act>
-bool WaitInterruptibly(std::mutex& mutex, std::condition_variable& changed,
-                       std::chrono::milliseconds patience, Done done, Act act) {
+bool WaitInterruptibly(std::mutex& mutex, std::condition_variable& changed, Patience patience,
+                       Done done, Act act) {
   using Clock = std::chrono::steady_clock;
   constexpr std::chrono::milliseconds kSlice{20};
-  const auto end = Clock::now() + patience;
+  const auto start = Clock::now();
   for (;;) {
     const SigintBlocked no_handler_here;
     std::unique_lock lock(mutex);
-    const auto last_moment = std::min(end, LastMomentOfWaits());
+    const auto last_moment =
+        std::min(start + patience.usually, std::max(start + patience.grace, LastMomentOfWaits()));
     const bool is_done =
         changed.wait_until(lock, std::min(last_moment, Clock::now() + kSlice), done);
     if (!is_done && Clock::now() < last_moment) continue;
@@ -37,8 +44,8 @@ bool WaitInterruptibly(std::mutex& mutex, std::condition_variable& changed,
 }
 
 template <typename Done>
-bool WaitInterruptibly(std::mutex& mutex, std::condition_variable& changed,
-                       std::chrono::milliseconds patience, Done done) {
+bool WaitInterruptibly(std::mutex& mutex, std::condition_variable& changed, Patience patience,
+                       Done done) {
   return WaitInterruptibly(mutex, changed, patience, done, [] {});
 }
 

@@ -7,10 +7,12 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <cstdio>
 #include <optional>
 
+#include "function/InterruptibleWait.h"
 #include "function/RegisterReach.h"
 #include "function/SignalMask.h"
 #include "log/Log.h"
@@ -44,17 +46,19 @@ timespec EndOfSlice() {
 // The SIGINT handler itself writes registers: were it to run on a thread that holds
 // the lock, it would wait for ever. So the lock is held with SIGINT blocked. It is
 // not waited for like that: after a failed open it is never free again, and an
-// interrupt must still reach a process whose only thread waits here. False for a
-// thread that does not wait for ever.
+// interrupt must still reach a process whose only thread waits here. False for the
+// thread that ends the process, which does not wait for ever.
 bool LockRegisters(std::optional<SigintBlocked>& no_handler_here) {
-  timespec until;
-  do {
-    if (out_of_reach && pthread_equal(does_not_wait, pthread_self())) return false;
+  for (;;) {
     no_handler_here.reset();  // a SIGINT of the last slice is delivered here
     no_handler_here.emplace();
-    until = EndOfSlice();
-  } while (pthread_mutex_timedlock(&fpga_contol, &until) == ETIMEDOUT);
-  return true;
+    const timespec until = EndOfSlice();
+    if (pthread_mutex_timedlock(&fpga_contol, &until) != ETIMEDOUT) return true;
+    if (pthread_equal(does_not_wait, pthread_self()) &&
+        (out_of_reach || std::chrono::steady_clock::now() > VeltranoSDK::LastMomentOfWaits())) {
+      return false;
+    }
+  }
 }
 
 // Maps the block for the length of one access. A word outside the mapping or an

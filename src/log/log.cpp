@@ -48,8 +48,8 @@ void file_callback(log_Event* ev) {
 }
 
 // The broken-down time lives in the caller's frame: messages of several threads
-// must not share localtime's static record. The time zone is that of the first message:
-// to follow a change takes the heap, which the SIGINT handler must not need.
+// must not share localtime's static record. The time zone is that of the process's last
+// tzset(): to look for a change takes the heap, which the SIGINT handler must not need.
 void TakeTime(log_Event* ev, struct tm* storage) {
   const time_t now = time(nullptr);
   ev->time = localtime_r(&now, storage);

@@ -89,12 +89,10 @@ TEST_F(BuffersByIndex, AreNotTakenFromTheThreadThatDequeuesInOrder) {
 
 TEST_F(BuffersByIndex, HaveTheIndexZeroAfterAFailedDequeue) {
   FrameSource::Trigger(true);
-  while (device.Index() == 0) {
+  do {
     ASSERT_NE(device.DqBuf(), nullptr);
-    if (device.Index() == 0) {
-      ASSERT_TRUE(device.QBuf());
-    }
-  }
+    ASSERT_TRUE(device.QBuf());
+  } while (device.Index() == 0);
   tessaline_board_fault("video1", "VIDIOC_DQBUF", 0, 1, EIO);
   EXPECT_EQ(device.DqBuf(), nullptr);
   EXPECT_EQ(device.Index(), 0U);

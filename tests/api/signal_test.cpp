@@ -317,6 +317,26 @@ TEST_F(HandledSigint, EndsTheProcessWhoseHandlersWaitForTheInterruptedThread) {
   EXPECT_THAT(outcome.events, Contains("video1 VIDIOC_STREAMOFF"));
 }
 
+// One stream's handler stays, but the other stream's thread has time to go.
+TEST_F(HandledSigint, ReleasesTheStripsThoughAnImagesHandlerStays) {
+  const Outcome outcome = InAChild([] {
+    StartUp();
+    log_add_callback(
+        [](log_Event* ev) { Report((std::string("error ") + ev->fmt + "\n").c_str()); }, nullptr,
+        TESSALINE_LOG_ERROR);
+    during_image = [] {
+      for (;;) pause();
+    };
+    HandleAnImage();
+    raise(SIGINT);
+  });
+  ExpectExit(outcome, 0);
+  EXPECT_THAT(outcome.events,
+              Contains("error the image thread is still at work, its buffers stay mapped"));
+  EXPECT_THAT(outcome.events,
+              Not(Contains("error the strip thread is still at work, its buffers stay mapped")));
+}
+
 TEST_F(HandledSigint, EndsTheProcessThatReplacesAHandlerInProgress) {
   const Outcome outcome = InAChild([] {
     StartUp();
