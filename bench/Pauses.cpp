@@ -2,7 +2,7 @@
 
 #include <dlfcn.h>
 #include <sys/prctl.h>
-#include <unistd.h>
+#include <time.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -25,13 +25,17 @@ int prompt_slack = 0;
 
 // Stands in front of the board's.
 #pragma GCC visibility push(default)
-extern "C" int usleep(useconds_t microseconds) {
-  static const auto next = reinterpret_cast<int (*)(useconds_t)>(dlsym(RTLD_NEXT, "usleep"));
+extern "C" int clock_nanosleep(clockid_t clock, int flags, const timespec* request,
+                               timespec* remaining) {
+  static const auto next = reinterpret_cast<int (*)(clockid_t, int, const timespec*, timespec*)>(
+      dlsym(RTLD_NEXT, "clock_nanosleep"));
   bench::Pauses* const pauses = noted_in;
-  if (pauses == nullptr) return next(microseconds);
+  if (pauses == nullptr || (flags & TIMER_ABSTIME) != 0) {
+    return next(clock, flags, request, remaining);
+  }
   const bool prompt = prctl(PR_GET_TIMERSLACK) == prompt_slack;
   const auto start = bench::Clock::now();
-  const int result = next(microseconds);
+  const int result = next(clock, flags, request, remaining);
   const double slept = bench::Nanoseconds(bench::Clock::now() - start);
   if (!prompt) {
     pauses->waiting += slept;
@@ -41,6 +45,8 @@ extern "C" int usleep(useconds_t microseconds) {
     std::fprintf(stderr, "more pauses than there is room for\n");
     std::exit(1);
   }
+  const auto microseconds =
+      static_cast<unsigned>(request->tv_sec * 1'000'000 + request->tv_nsec / 1000);
   pauses->microseconds[pauses->count++] = microseconds;
   pauses->asked += 1000.0 * microseconds;
   pauses->slept += slept;

@@ -1,4 +1,3 @@
-#include <unistd.h>
 
 #include "Devices/DigitalPOT.h"
 #include "Devices/FpgaLogic.h"
@@ -8,6 +7,7 @@
 #include "Devices/XSysMonTemperatureOnChip.h"
 #include "VeltranoApiCall.h"
 #include "tessaline/peripherals.h"
+#include "thread/Pause.h"
 
 namespace {
 
@@ -23,7 +23,7 @@ extern "C" {
 int OpenLaser(void) {
   return Call<int>(__func__, kLaser, [](Laser& laser) {
     if (!laser.Open()) return false;
-    usleep(kLaserSettle);
+    Pause(kLaserSettle);
     return true;
   });
 }

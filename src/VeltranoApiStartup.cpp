@@ -1,6 +1,5 @@
 #include <pthread.h>
 #include <signal.h>
-#include <unistd.h>
 
 #include <atomic>
 #include <cstdint>
@@ -24,6 +23,7 @@
 #include "tessaline/log.h"
 #include "tessaline/peripherals.h"
 #include "tessaline/startup.h"
+#include "thread/Pause.h"
 
 namespace {
 
@@ -53,7 +53,7 @@ void ConfigureFpga(FpgaLogic& fpga, SeriesLogic& series) {
 
   fpga.CameraReset();
   fpga.SetCmosSensorWorkMode(static_cast<CameraSensorMode>(kSensorWorkMode));
-  usleep(kSensorSettle);
+  Pause(kSensorSettle);
   fpga.SetTriMode(static_cast<TriggerMode>(kTriggerModeAtStart));
   fpga.SetTriSpacing(kTriggerSpacing);
   fpga.SetGlobalControl(kOff);
@@ -71,7 +71,7 @@ void StartCapture(CaptureVideoStream& video, CaptureStripStream& strip) {
   strip.Start();
   video.Detach();
   strip.Detach();
-  while (finished->load(std::memory_order_acquire) != kCaptureThreads) usleep(kPollInterval);
+  while (finished->load(std::memory_order_acquire) != kCaptureThreads) Pause(kPollInterval);
 }
 
 void InstallSigintHandler() {

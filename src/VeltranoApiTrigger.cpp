@@ -1,4 +1,3 @@
-#include <unistd.h>
 
 #include <atomic>
 #include <cstdint>
@@ -10,6 +9,7 @@
 #include "VeltranoApiCall.h"
 #include "VeltranoApiNotifier.h"
 #include "tessaline/trigger.h"
+#include "thread/Pause.h"
 
 namespace {
 
@@ -129,7 +129,7 @@ int SetGlobalControl(unsigned int state) {
     if (state == kOn) SetGlobalControl_is_enable_status = true;
     fpga.SetGlobalControl(static_cast<STATE>(state));
     if (state == kOff) {
-      if (SetGlobalControl_is_enable_status) usleep(kDrain);
+      if (SetGlobalControl_is_enable_status) Pause(kDrain);
       SetGlobalControl_is_enable_status = false;
       const std::uint64_t now = fpga.GetTimerCounter();
       SetTimeBase(*RunnableObjectManagerHolder::Instance()->strip_, now);

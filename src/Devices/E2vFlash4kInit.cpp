@@ -1,6 +1,5 @@
 // Bringing the e2v Flash 4K up: clocks and slices, the maker's tables, LVDS outputs,
 // and the check with the chip's test image.
-#include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -16,6 +15,7 @@
 #include "sensor_tables/E2vLvdsTraining.h"
 #include "sensor_tables/E2vRegisters.h"
 #include "sensor_tables/E2vTestImage.h"
+#include "thread/Pause.h"
 
 namespace VeltranoSDK {
 
@@ -53,15 +53,15 @@ bool E2vFlash4k::RegisterInitialize(ReadoutDriveMode mode) {
   fpga->SetTRow(kRowTime);
   fpga->SetImageReadoutParam(0, roi_width_, kDriveMode00);
   fpga->SetStripSelectorImgWidth(static_cast<std::uint16_t>(roi_width_));
-  usleep(kGeometryPause);
+  Pause(kGeometryPause);
   fpga->SetExpDelay();
   fpga->SetPLDriveMode(kDriveMode00);
   fpga->SetImageSize(roi_width_, roi_height_);
-  usleep(kGeometryPause);
+  Pause(kGeometryPause);
   fpga->SetCmosTimingControl(kOff, kOff);
-  usleep(kTimingOffPause);
+  Pause(kTimingOffPause);
   fpga->SetCmosTimingControl(kOff, kOn);
-  usleep(kTimingArmedPause);
+  Pause(kTimingArmedPause);
   fpga->SetCmosTimingControl(kOn, kOn);
   return PrintStatusReg();
 }
@@ -117,7 +117,7 @@ bool E2vFlash4k::AwaitStatus(const e2v::StatusWait& wait) {
       return true;
     }
     printf(wait.miss, reached);
-    usleep(kStatusPause);
+    Pause(kStatusPause);
   }
 }
 

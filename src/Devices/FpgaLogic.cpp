@@ -1,7 +1,5 @@
 #include "Devices/FpgaLogic.h"
 
-#include <unistd.h>
-
 #include <cstdio>
 
 #include "DeviceManager.h"
@@ -11,6 +9,7 @@
 #include "SeriesLogic/SeriesLogicFactory.h"
 #include "log/Log.h"
 #include "tessaline/fpga.h"
+#include "thread/Pause.h"
 
 namespace VeltranoSDK {
 
@@ -63,15 +62,15 @@ unsigned int FpgaLogic::Merge(const fpga::Field& field, unsigned int value, unsi
 void FpgaLogic::Pulse(const fpga::Field& field) {
   const unsigned int raised = Read(field.reg) | field.Mask();
   Write(field.reg, raised);
-  usleep(1);
+  Pause(1);
   Write(field.reg, raised & ~field.Mask());
 }
 
 void FpgaLogic::PulseWord(const fpga::Register& reg) {
   Write(reg, 1);
-  usleep(1);
+  Pause(1);
   Write(reg, 0);
-  usleep(1);
+  Pause(1);
 }
 
 std::shared_ptr<CmosSensor> FpgaLogic::Sensor() const {
@@ -111,23 +110,23 @@ bool FpgaLogic::SetCmosTimingControl(STATE first, STATE second) {
 
 bool FpgaLogic::CameraReset() {
   Trace(__func__);
-  constexpr useconds_t kSettle = 50'000;
-  constexpr useconds_t kE2vPowerUp = 5'000'000;
+  constexpr unsigned int kSettle = 50'000;
+  constexpr unsigned int kE2vPowerUp = 5'000'000;
 
   const auto sensor = Sensor();
   if (!sensor) return false;
-  if (sensor->model() == kE2vFlash4k) usleep(kE2vPowerUp);
+  if (sensor->model() == kE2vFlash4k) Pause(kE2vPowerUp);
 
   const unsigned int released = Read(fpga::CMOS_WORK_MODE) | fpga::kCmosReset.Mask();
   const unsigned int held = released & ~fpga::kCmosReset.Mask();
   Write(fpga::CMOS_WORK_MODE, released);
-  usleep(kSettle);
+  Pause(kSettle);
   // This sensor gets the first edge only.
   if (sensor->model() == kGSPRINT6502BSI) return true;
   Write(fpga::CMOS_WORK_MODE, held);
-  usleep(kSettle);
+  Pause(kSettle);
   Write(fpga::CMOS_WORK_MODE, released);
-  usleep(kSettle);
+  Pause(kSettle);
   return true;
 }
 

@@ -1,12 +1,12 @@
 // The data path of FpgaLogic: stream switches, collect and strip data modes, and
 // the counters that go with them.
-#include <unistd.h>
 
 #include <array>
 #include <cstdio>
 
 #include "Devices/FpgaLogic.h"
 #include "log/Log.h"
+#include "thread/Pause.h"
 
 namespace VeltranoSDK {
 
@@ -100,9 +100,9 @@ bool FpgaLogic::SetCollectMode(CollectMode mode) {
   }
   collect_mode_ = mode;
 
-  constexpr useconds_t kSettle = 1000;
+  constexpr unsigned int kSettle = 1000;
   if (!CommitSwitch(kSensorSwitch) || !CommitSwitch(kMemorySwitch)) return false;
-  usleep(kSettle);
+  Pause(kSettle);
   return true;
 }
 

@@ -1,11 +1,11 @@
 // Digital outputs, DA output and polarities of FpgaLogic.
-#include <unistd.h>
 
 #include <array>
 #include <cstdio>
 
 #include "Devices/FpgaLogic.h"
 #include "log/Log.h"
+#include "thread/Pause.h"
 
 namespace VeltranoSDK {
 
@@ -101,7 +101,7 @@ bool FpgaLogic::DigitalOutputSWTrigger(DigitalOutputChannel channel) {
   const fpga::Register& control = output.software_trigger.reg;
   const unsigned int word = Read(control);
   Write(control, word | output.software_trigger.Mask());
-  usleep(1);
+  Pause(1);
   // A FIFO write that was left pending ends with the trigger.
   Write(control, word & ~(output.software_trigger.Mask() | output.fifo_write.Mask()));
   return true;

@@ -1,5 +1,4 @@
 // Laser-line extraction and reconstruction of FpgaLogic.
-#include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -7,6 +6,7 @@
 
 #include "Devices/FpgaLogic.h"
 #include "log/Log.h"
+#include "thread/Pause.h"
 
 namespace VeltranoSDK {
 
@@ -95,10 +95,10 @@ bool FpgaLogic::SetStripSelectorImgWidth(std::uint16_t width) {
 // The filter takes its settings over on the strobe's rising edge. The bit stays
 // set until the next time.
 void FpgaLogic::StrobeImageFilter() {
-  constexpr useconds_t kSettle = 1000;
+  constexpr unsigned int kSettle = 1000;
   const unsigned int threshold = Read(fpga::kFilterThreshold);
   Write(fpga::IMG_FILTER_THRS, threshold);
-  usleep(kSettle);
+  Pause(kSettle);
   Write(fpga::IMG_FILTER_THRS, threshold | fpga::kFilterStrobe.Mask());
 }
 

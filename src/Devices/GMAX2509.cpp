@@ -1,7 +1,5 @@
 #include "Devices/GMAX2509.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <cstdio>
 
@@ -12,6 +10,7 @@
 #include "SeriesLogic/SeriesLogicFactory.h"
 #include "log/Log.h"
 #include "sensor_tables/Gmax2509Init.h"
+#include "thread/Pause.h"
 
 namespace VeltranoSDK {
 
@@ -113,23 +112,23 @@ bool GMAX2509::RegisterInitialize(ReadoutDriveMode mode) {
   WriteInitTable();
   fpga->SetTRow(kRowTime);
   fpga->SetImageReadoutParam(0, roi_width_, kDriveMode00);
-  usleep(kTablePause);
+  Pause(kTablePause);
   Update(kProgramming, kProgrammingBits, 0);
-  usleep(kClockPause);
+  Pause(kClockPause);
   Update(kStreaming, kStreamingBit, kStreamingBit);
 
   fpga->SetExpDelay();
   fpga->SetPLDriveMode(mode);
   fpga->SetImageSize(roi_width_, roi_height_);
   fpga->SetImageFilterSize(Half(roi_width_), Half(roi_height_));
-  usleep(kTablePause);
+  Pause(kTablePause);
 
   fpga->SetCmosTimingControl(kOff, kOff);
-  usleep(kTimingOffPause);
+  Pause(kTimingOffPause);
   fpga->SetCmosTimingControl(kOff, kOn);
-  usleep(kTimingArmedPause);
+  Pause(kTimingArmedPause);
   fpga->SetCmosTimingControl(kOn, kOn);
-  usleep(kTimingOnPause);
+  Pause(kTimingOnPause);
   puts("2509 init successful");
   return true;
 }
@@ -273,7 +272,7 @@ bool GMAX2509::SetReadoutDriveModeImpl(ReadoutDriveMode mode) {
   FollowSize(*fpga, 0, roi_width_, roi_height_, mode);
   fpga->SetPLDriveMode(pl_drive_mode);
   FitImageFormat(kName, roi_width_, roi_height_);
-  usleep(kModePause);
+  Pause(kModePause);
   return true;
 }
 

@@ -1,9 +1,9 @@
 #include "Devices/GMAX2509SpiInterface.h"
 
-#include <unistd.h>
-
 #include <array>
 #include <cstdint>
+
+#include "thread/Pause.h"
 
 namespace VeltranoSDK {
 
@@ -31,7 +31,7 @@ bool GMAX2509SpiInterface::Write(unsigned char addr, unsigned char value) {
   Frame tx = ToBytes(kWriteFlag | std::uint32_t{addr} << kAddressShift |
                      std::uint32_t{value} << kWrittenShift);
   Access([&] { DoWrite(tx.data(), tx.size()); });
-  usleep(kPauseAfterAccess);
+  Pause(kPauseAfterAccess);
   return true;
 }
 
@@ -39,7 +39,7 @@ unsigned char GMAX2509SpiInterface::Read(unsigned char addr) {
   Frame tx = ToBytes(std::uint32_t{addr} << kAddressShift);
   Frame rx{};
   Access([&] { DoMsg(tx.data(), rx.data(), tx.size()); });
-  usleep(kPauseAfterAccess);
+  Pause(kPauseAfterAccess);
   return static_cast<std::uint8_t>((rx[1] << 8 | rx[2]) >> kReadShift);
 }
 

@@ -1,7 +1,5 @@
 #include "Devices/GSPRINT6502BSI.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
@@ -15,6 +13,7 @@
 #include "log/Log.h"
 #include "sensor_tables/GsprintGain.h"
 #include "sensor_tables/GsprintRecommended.h"
+#include "thread/Pause.h"
 
 namespace VeltranoSDK {
 
@@ -83,9 +82,9 @@ bool GSPRINT6502BSI::Reset() {
   InternalSerClkEn(true);
   PmuUpDownCtrl(true);
   fpga->SetCmosTimingControl(kOff, kOff);
-  usleep(kTimingOffPause);
+  Pause(kTimingOffPause);
   fpga->SetCmosTimingControl(kOff, kOn);
-  usleep(kTimingArmedPause);
+  Pause(kTimingArmedPause);
   fpga->SetCmosTimingControl(kOn, kOn);
   return true;
 }
@@ -105,7 +104,7 @@ bool GSPRINT6502BSI::StreamEn(bool on) {
   Trace(__func__);
   Merge(gsprint::kStream, 0xFE, on ? 0x01 : 0x00);
   Merge(gsprint::kSerialOutput, 0xEF, on ? 0x10 : 0x00);
-  usleep(kStreamPause);
+  Pause(kStreamPause);
   return true;
 }
 
@@ -118,14 +117,14 @@ bool GSPRINT6502BSI::InternalSerClkEn(bool /*on*/) {
 bool GSPRINT6502BSI::PmuUpDownCtrl(bool on) {
   Trace(__func__);
   Merge(gsprint::kPower, 0xFE, on ? 0x01 : 0x00);
-  usleep(kPowerPause);
+  Pause(kPowerPause);
   return true;
 }
 
 bool GSPRINT6502BSI::ConfigUpload() {
   Trace(__func__);
   const bool sent = RecommandedRegisterSetting();
-  usleep(kUploadPause);
+  Pause(kUploadPause);
   return sent;
 }
 

@@ -1,7 +1,5 @@
 #include "Devices/IMX252.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <bit>
 #include <cstdint>
@@ -14,6 +12,7 @@
 #include "Devices/tables/SonyTexts.h"
 #include "log/Log.h"
 #include "sensor_tables/Imx252FixedSettings.h"
+#include "thread/Pause.h"
 
 namespace VeltranoSDK {
 
@@ -87,9 +86,9 @@ bool IMX252::RegisterInitialize(ReadoutDriveMode mode) {
   read_out_drive_mode_ = mode;
 
   if (!Write({sony::kStandby, 0}, sony::kInitFailed)) return false;
-  usleep(kStartPause);
+  Pause(kStartPause);
   StartTiming(*fpga, kPowerUp.wake_up);
-  usleep(kFirstFramePause);
+  Pause(kFirstFramePause);
   if (!Write({sony::kTemperatureLatch, 1}, sony::kInitFailed)) return false;
   puts("252 init successful");
   return true;
@@ -172,7 +171,7 @@ bool IMX252::SetROIImpl(unsigned int x, unsigned int y, unsigned int width, unsi
   fpga->SetImageSize(width, height);
   fpga->SetExpDelay();
   FitImageFormat(kName, roi_width_, roi_height_);
-  usleep(kFirstFramePause);
+  Pause(kFirstFramePause);
   return true;
 }
 
@@ -186,15 +185,15 @@ bool IMX252::SetReadoutDriveModeImpl(ReadoutDriveMode mode) {
   const auto fpga = FpgaBeside(kName);
   if (!fpga) return false;
 
-  usleep(kSwitchPause);
+  Pause(kSwitchPause);
   fpga->SetCmosTimingControl(kOff, kOn);
-  usleep(kSwitchStep);
+  Pause(kSwitchStep);
   if (!(full ? SwitchToFullReadout() : SwitchToReducedReadout())) return false;
   if (!LeaveStandby(*fpga, kSwitchPauses, sony::kLeaveStandbyFailed)) return false;
-  usleep(kSwitchStep);
+  Pause(kSwitchStep);
   fpga->SetTRow(Line(imx252::kFullLine).row_time);
   fpga->SetPLDriveMode(full ? kDriveMode00 : kDriveMode22);
-  usleep(kFirstFramePause);
+  Pause(kFirstFramePause);
   return true;
 }
 
@@ -207,7 +206,7 @@ bool IMX252::SwitchToFullReadout() {
 
 bool IMX252::SwitchToReducedReadout() {
   if (!Write({kMasterStop, 1}, sony::kStopMasterFailed)) return false;
-  usleep(kSwitchStep);
+  Pause(kSwitchStep);
   return EnterStandby(sony::kEnterStandbyFailed) &&
          Write({sony::kCropEnable, kCropBothLines}, sony::kInitFailed) &&
          SetROI(kLeft, kTop, kUsedWidth, kUsedHeight / 2) && WriteLine(Line(imx252::kFullLine)) &&

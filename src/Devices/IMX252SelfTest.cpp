@@ -1,5 +1,4 @@
 // The power-on self-test of the IMX252: does the sensor deliver images?
-#include <unistd.h>
 
 #include <atomic>
 #include <cstdio>
@@ -16,6 +15,7 @@
 #include "log/Log.h"
 #include "tessaline/fpga.h"
 #include "tessaline/register_map.h"
+#include "thread/Pause.h"
 
 namespace VeltranoSDK {
 
@@ -49,19 +49,19 @@ void SetTiming(Timing timing) {
 
 int IMX252::PostReset() {
   Trace(__func__);
-  usleep(200);
+  Pause(200);
   SetTiming(Timing::kArmed);
-  usleep(1000);
+  Pause(1000);
   if (!EnterStandby(sony::kEnterStandbyFailed)) return -1;
-  usleep(1000);
+  Pause(1000);
   if (!Write({sony::kStandby, 0}, sony::kLeaveStandbyFailed)) return -1;
-  usleep(2500);
+  Pause(2500);
   SetTiming(Timing::kOff);
-  usleep(1000);
+  Pause(1000);
   SetTiming(Timing::kArmed);
-  usleep(3000);
+  Pause(3000);
   SetTiming(Timing::kRunning);
-  usleep(100000);
+  Pause(100000);
   return 0;
 }
 
@@ -82,9 +82,9 @@ void IMX252::PowerOnSelfTest() {
   fpga->SetGlobalControl(kOn);
 
   for (int attempt = 1;; ++attempt) {
-    usleep(kBeforeTrigger);
+    Pause(kBeforeTrigger);
     fpga->ControlSoftwareTrigger();
-    usleep(kImageTime);
+    Pause(kImageTime);
     if (*seen) break;
     if (PostReset() < 0) {
       puts("PowerOnSelfTest252 POSTreset252 error");
@@ -98,7 +98,7 @@ void IMX252::PowerOnSelfTest() {
   }
 
   fpga->SetGlobalControl(kOff);
-  usleep(kQuietTime);
+  Pause(kQuietTime);
   fpga->ResetFrameID();
   strip->StripBufClear();
   video->VideoBufClear();

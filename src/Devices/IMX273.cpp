@@ -1,7 +1,5 @@
 #include "Devices/IMX273.h"
 
-#include <unistd.h>
-
 #include <bit>
 #include <cstdint>
 #include <cstdio>
@@ -13,6 +11,7 @@
 #include "Devices/tables/SonyRegisters.h"
 #include "Devices/tables/SonyTexts.h"
 #include "log/Log.h"
+#include "thread/Pause.h"
 
 namespace VeltranoSDK {
 
@@ -88,7 +87,7 @@ bool IMX273::RegisterInitialize(ReadoutDriveMode mode) {
   if (!Write({sony::kReadoutMode, Byte(mode)}, sony::kInitFailed)) return false;
 
   if (!LeaveStandby(*fpga, kPauses, sony::kInitFailed)) return false;
-  usleep(kFirstFramePause);
+  Pause(kFirstFramePause);
   if (!Write({sony::kTemperatureLatch, 1}, sony::kInitFailed)) return false;
   puts("273 init successful");
   return true;
@@ -256,7 +255,7 @@ bool IMX273::SetReadoutDriveModeImpl(ReadoutDriveMode mode) {
   if (!fpga) return false;
 
   fpga->SetCmosTimingControl(kOff, kOn);
-  usleep(kTimingPause);
+  Pause(kTimingPause);
   if (!EnterStandby(sony::kEnterStandbyFailed)) return false;
   if (mode == kDriveMode00) {
     if (!Write({sony::kReadoutMode, Byte(mode)}, sony::kDriveModeFailed)) return false;
@@ -275,7 +274,7 @@ bool IMX273::SetReadoutDriveModeImpl(ReadoutDriveMode mode) {
   fpga->SetExpDelay();
   fpga->SetPLDriveMode(mode);
   FitImageFormat(kName, roi_width_, roi_height_);
-  usleep(kFirstFramePause);
+  Pause(kFirstFramePause);
   return true;
 }
 

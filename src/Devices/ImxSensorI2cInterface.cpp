@@ -1,8 +1,7 @@
 #include "Devices/ImxSensorI2cInterface.h"
 
-#include <unistd.h>
-
 #include "Devices/SeriesBoard.h"
+#include "thread/Pause.h"
 
 namespace VeltranoSDK {
 
@@ -15,7 +14,7 @@ template <typename Access>
 bool Retried(Access access) {
   for (int attempt = 0; attempt < kAttempts; ++attempt) {
     const bool done = access();
-    usleep(kPauseAfterAttempt);
+    Pause(kPauseAfterAttempt);
     if (done) return true;
   }
   return false;

@@ -1,7 +1,5 @@
 #include "Devices/SonySensor.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <cstdio>
 
@@ -9,6 +7,7 @@
 #include "Devices/tables/SonyRegisters.h"
 #include "Devices/tables/SonyTexts.h"
 #include "log/Log.h"
+#include "thread/Pause.h"
 
 namespace VeltranoSDK {
 
@@ -92,20 +91,20 @@ bool SonySensor::RunOnce(FpgaLogic& fpga, const PowerUp& start) {
   if (!LeaveStandby(fpga, start.wake_up, sony::kInitFailed)) return false;
   fpga.SetTGes(start.t_ges);
   fpga.SetCmosTimingControl(kOff, kOn);
-  usleep(start.after_timing);
+  Pause(start.after_timing);
   if (!EnterStandby(sony::kInitFailed)) return false;
-  usleep(start.after_standby);
+  Pause(start.after_standby);
   fpga.SetLasTriPolarity(1);
   return true;
 }
 
 void SonySensor::StartTiming(FpgaLogic& fpga, const WakeUp& pauses) {
-  usleep(pauses.oscillator);
-  usleep(pauses.pll);
+  Pause(pauses.oscillator);
+  Pause(pauses.pll);
   fpga.SetCmosTimingControl(kOff, kOff);
-  usleep(pauses.timing_off);
+  Pause(pauses.timing_off);
   fpga.SetCmosTimingControl(kOff, kOn);
-  usleep(pauses.timing_armed);
+  Pause(pauses.timing_armed);
   fpga.SetCmosTimingControl(kOn, kOn);
 }
 

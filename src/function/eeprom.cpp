@@ -16,6 +16,8 @@
 #include <cstring>
 #include <memory>
 
+#include "thread/Pause.h"
+
 namespace {
 
 constexpr const char* kBusDevice = "/dev/i2c-0";
@@ -28,7 +30,7 @@ constexpr int kHalfBytes = 256;
 constexpr int kBlockBytes = 2 * kHalfBytes;
 constexpr int kPageBytes = 16;
 constexpr std::size_t kMessageBytes = 1 + kPageBytes;  // a word address and a page
-constexpr useconds_t kPageWriteTime = 10'000;
+constexpr unsigned int kPageWriteTime = 10'000;
 
 struct Free {
   void operator()(void* memory) const { free(memory); }
@@ -133,7 +135,7 @@ int EachPage(int size, const BlockTexts& texts, Transfer transfer) {
       puts(texts.page_error);
       return -1;
     }
-    usleep(kPageWriteTime);
+    VeltranoSDK::Pause(kPageWriteTime);
   }
   puts(texts.success);
   return 0;

@@ -284,10 +284,13 @@ int munmap(void* address, std::size_t size) noexcept {
   return next(address, size);
 }
 
-int usleep(useconds_t microseconds) {
-  static auto* const next = Next<int(useconds_t)>("usleep");
-  Record("sleep", std::to_string(microseconds), false);
-  return next(microseconds);
+int clock_nanosleep(clockid_t clock, int flags, const timespec* request, timespec* remaining) {
+  static auto* const next =
+      Next<int(clockid_t, int, const timespec*, timespec*)>("clock_nanosleep");
+  if ((flags & TIMER_ABSTIME) == 0) {
+    Record("sleep", std::to_string(request->tv_sec * 1'000'000 + request->tv_nsec / 1000), false);
+  }
+  return next(clock, flags, request, remaining);
 }
 
 }  // extern "C"
