@@ -40,7 +40,8 @@ set_target_properties(tessaline PROPERTIES
   LINK_DEPENDS ${TESSALINE_EXPORTS})
 target_include_directories(tessaline INTERFACE
   $<BUILD_INTERFACE:${CMAKE_SOURCE_DIR}/include> $<INSTALL_INTERFACE:include>)
-target_link_options(tessaline PRIVATE -Wl,--version-script=${TESSALINE_EXPORTS})
+# Stays loaded when an application closes it: its threads and its SIGINT handler run on.
+target_link_options(tessaline PRIVATE -Wl,--version-script=${TESSALINE_EXPORTS} -Wl,-z,nodelete)
 if(NOT TESSALINE_SANITIZED)
   target_link_options(tessaline PRIVATE -Wl,-z,defs -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack)
 elseif(CMAKE_CXX_COMPILER_ID STREQUAL Clang)

@@ -1,10 +1,17 @@
 #pragma once
 
 #include <mutex>
+#include <system_error>
 
 #include "function/SignalMask.h"
 
 namespace VeltranoSDK::Foundation {
+
+// A holder's lock could not be taken: one of the two exceptions that leave the library.
+class SingletonLockFailed : public std::system_error {
+ public:
+  using std::system_error::system_error;
+};
 
 // The one instance of T: made on first use, never destroyed, so that threads
 // which outlive main() never see it go.
@@ -13,12 +20,20 @@ class SingletonHolder {
  public:
   static T* Instance() {
     const SigintBlocked no_handler_here;  // the SIGINT handler fetches singletons too
-    const std::lock_guard lock(m_);
+    const std::unique_lock lock = Lock();
     if (pS_ == nullptr) pS_ = new T;
     return pS_;
   }
 
  private:
+  static std::unique_lock<std::mutex> Lock() {
+    try {
+      return std::unique_lock(m_);
+    } catch (const std::system_error& error) {
+      throw SingletonLockFailed(error.code());
+    }
+  }
+
   static inline T* pS_ = nullptr;
   static inline std::mutex m_;
 };

@@ -1,10 +1,12 @@
 #include "SystemSignalHandle.h"
 
+#include <signal.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
+#include <optional>
 
 #include "DeviceManager.h"
 #include "Devices/FpgaLogic.h"
@@ -12,33 +14,52 @@
 #include "Runnable/CaptureVideoStream.h"
 #include "Runnable/RunnableObjectManager.h"
 #include "function/InterruptibleWait.h"
-#include "function/RegisterReach.h"
+#include "function/RegisterLock.h"
+#include "log/Log.h"
+#include "thread/EndGuard.h"
 
 namespace VeltranoSDK {
 
 namespace {
 
+std::atomic<pid_t> owner{0};
 std::atomic_flag shutting_down = ATOMIC_FLAG_INIT;
 
-// A handler may wait for something that this very thread holds. All waits for handlers
-// end so early that the process is gone within two seconds of the Ctrl-C.
+// What the interrupted thread holds, a handler of the application may wait for, and exit()
+// too. All waits for handlers end so early that an ordinary end takes less than the whole
+// time, and then the process is ended without it.
 constexpr std::chrono::milliseconds kForHandlers{1300};
+constexpr std::chrono::milliseconds kForEverything{2000};
+
+// A forked child of the application: the device is its parent's.
+void EndAsAnyProcess() {
+  signal(SIGINT, SIG_DFL);
+  kill(getpid(), SIGINT);  // delivered when the handler returns
+}
 
 }  // namespace
 
 void SystemSignalHandle(int /*signal*/) {
-  // A second interrupt may reach another thread; the first one ends the process.
-  while (shutting_down.test_and_set()) pause();
+  signal(SIGINT, SIG_IGN);
+  if (getpid() != owner) return EndAsAnyProcess();
+  // Another thread may have been interrupted at the same moment.
+  if (shutting_down.test_and_set()) return;
 
-  EndWaitsBy(std::chrono::steady_clock::now() + kForHandlers);
+  const auto now = std::chrono::steady_clock::now();
+  EndGuard::EndProcessBy(now + kForEverything);
+  EndWaitsBy(now + kForHandlers);
 
   const auto video = RunnableObjectManagerHolder::Instance()->video_;
   const auto strip = RunnableObjectManagerHolder::Instance()->strip_;
   const auto fpga = DeviceManagerHolder::Instance()->fpga_logic_;
 
-  // The FPGA first, so that no further frames are produced.
-  DoNotWaitForLostRegisters();
+  // The FPGA first, so that no further frames are produced. Nothing that can block comes
+  // before it.
+  std::optional<LogSilence> silence(std::in_place);
+  CloseRegistersToOthers();
   if (fpga != nullptr) fpga->IntSignalOper();
+  if (!ThisThreadIsLogging()) silence.reset();
+
   // Both, so that the one's handlers end while the other's are waited for.
   video->StopDelivering();
   strip->StopDelivering();
@@ -47,6 +68,15 @@ void SystemSignalHandle(int /*signal*/) {
   video->ReleaseResource();
   strip->ReleaseResource();
   exit(0);
+}
+
+void InstallSystemSignalHandle() {
+  owner = getpid();
+  LoadTimeZone();
+  struct sigaction action {};
+  action.sa_handler = SystemSignalHandle;
+  sigaddset(&action.sa_mask, SIGQUIT);
+  sigaction(SIGINT, &action, nullptr);
 }
 
 }  // namespace VeltranoSDK

@@ -1,5 +1,10 @@
 #include "VeltranoApiCall.h"
 
+#include <cxxabi.h>
+
+#include <exception>
+#include <functional>
+
 #include "log/Log.h"
 
 namespace VeltranoSDK::api {
@@ -11,6 +16,22 @@ Entry::Entry(const char* function, const char* file, int line)
 
 void Entry::Error(const char* what) const {
   log_log(TESSALINE_LOG_ERROR, file_, line_, "%s: %s", function_, what);
+}
+
+void Entry::TellException() const {
+  try {
+    throw;
+  } catch (const abi::__forced_unwind&) {
+    throw;
+  } catch (const Foundation::SingletonLockFailed&) {
+    throw;
+  } catch (const std::bad_function_call&) {
+    throw;
+  } catch (const std::exception& exception) {
+    Error(exception.what());
+  } catch (...) {
+    Error("an exception of no known kind");
+  }
 }
 
 }  // namespace VeltranoSDK::api

@@ -1,7 +1,8 @@
 #pragma once
 
-// What every exported function does around its one call: trace its name, fetch
-// the object that does the work and keep it alive, call it, convert the result.
+// What every exported function does around its one call: trace its name, hold back a
+// cancellation, fetch the object that does the work and keep it alive, call it, convert the
+// result, and stop exceptions.
 
 #include <limits>
 #include <memory>
@@ -9,6 +10,7 @@
 
 #include "DeviceManager.h"
 #include "Runnable/RunnableObjectManager.h"
+#include "thread/NotCancellable.h"
 
 namespace VeltranoSDK::api {
 
@@ -23,7 +25,11 @@ class Entry {
   // Logs an ERROR that names the function.
   void Error(const char* what) const;
 
+  // Of the exception being handled; goes on with one that leaves the library.
+  void TellException() const;
+
  private:
+  NotCancellable whole_;
   const char* function_;
   const char* file_;
   int line_;
@@ -49,6 +55,19 @@ constexpr Result Failure() {
   }
 }
 
+// Calls work(). C has no exceptions: one becomes an ERROR line and the failure value. Only
+// those of a holder's lock and of an empty callback pass, and the end of a thread that leaves
+// a handler by pthread_exit.
+template <typename Result, typename Work>
+Result Guarded(const Entry& entry, Work work) {
+  try {
+    return work();
+  } catch (...) {
+    entry.TellException();
+    return Failure<Result>();
+  }
+}
+
 // A shared copy of a manager's member. Empty, with an ERROR in the log, when there
 // is none.
 template <typename Manager, typename Target>
@@ -71,13 +90,15 @@ Result Convert(Value value) {
 // Calls work(target).
 template <typename Result, typename Manager, typename Target, typename Work>
 Result Call(const Entry& entry, std::shared_ptr<Target> Manager::*member, Work work) {
-  const auto target = Fetch(entry, member);
-  if (target == nullptr) return Failure<Result>();
-  if constexpr (std::is_void_v<Result>) {
-    work(*target);
-  } else {
-    return Convert<Result>(work(*target));
-  }
+  return Guarded<Result>(entry, [&]() -> Result {
+    const auto target = Fetch(entry, member);
+    if (target == nullptr) return Failure<Result>();
+    if constexpr (std::is_void_v<Result>) {
+      work(*target);
+    } else {
+      return Convert<Result>(work(*target));
+    }
+  });
 }
 
 // Calls one method, with the arguments in the method's own types (mostly

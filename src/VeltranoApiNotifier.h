@@ -5,40 +5,47 @@
 
 #include "Devices/FpgaLogic.h"
 #include "VeltranoApiCall.h"
+#include "thread/Slot.h"
 
 namespace VeltranoSDK::api {
 
 // Switches an interrupt notifier: the thread first, then the interrupt in the
 // FPGA. On while on is -2, off while off is 0, both told on the standard output.
 template <typename Notifier>
-int SwitchNotifier(const Entry& entry, std::shared_ptr<Notifier> RunnableObjectManager::*member,
+int SwitchNotifier(const Entry& entry, Slot<Notifier> RunnableObjectManager::*member,
                    bool (FpgaLogic::*enable_interrupt)(STATE), unsigned int state) {
-  auto& slot = RunnableObjectManagerHolder::Instance()->*member;
-  if (state == kOn) {
-    if (slot != nullptr) {
+  if (state != kOn && state != kOff) return -1;
+  return Guarded<int>(entry, [&] {
+    auto& slot = RunnableObjectManagerHolder::Instance()->*member;
+    bool switched = true;
+    if (state == kOff) {
+      const auto notifier = slot.Take();
+      if (notifier == nullptr) {
+        printf("%s This thread has been closed!\n ", entry.function());
+        return 0;
+      }
+      notifier->Cancel();
+      // Unless it was switched on again meanwhile.
+      slot.WhileEmpty([&] {
+        if (const auto fpga = Fetch(entry, kFpga)) switched = (fpga.get()->*enable_interrupt)(kOff);
+      });
+      return switched ? 0 : -1;
+    }
+    const auto fpga = Fetch(entry, kFpga);
+    if (fpga == nullptr) return -1;
+    const bool was_off = slot.Fill([&] {
+      const auto notifier = std::make_shared<Notifier>();
+      notifier->Start();
+      notifier->Detach();
+      switched = (fpga.get()->*enable_interrupt)(kOn);
+      return notifier;
+    });
+    if (!was_off) {
       printf("%s This thread has been opened!\n ", entry.function());
       return -2;
     }
-    return Call<int>(entry, kFpga, [&](FpgaLogic& fpga) {
-      // In its slot before it starts: a handler may switch it off again at once.
-      const auto notifier = slot = std::make_shared<Notifier>();
-      notifier->Start();
-      notifier->Detach();
-      return (fpga.*enable_interrupt)(kOn);
-    });
-  }
-  if (state == kOff) {
-    if (slot == nullptr) {
-      printf("%s This thread has been closed!\n ", entry.function());
-      return 0;
-    }
-    return Call<int>(entry, kFpga, [&](FpgaLogic& fpga) {
-      slot->Cancel();
-      slot.reset();
-      return (fpga.*enable_interrupt)(kOff);
-    });
-  }
-  return -1;
+    return switched ? 0 : -1;
+  });
 }
 
 }  // namespace VeltranoSDK::api

@@ -1,5 +1,4 @@
 #include <pthread.h>
-#include <signal.h>
 
 #include <atomic>
 #include <cstdint>
@@ -23,6 +22,7 @@
 #include "tessaline/log.h"
 #include "tessaline/peripherals.h"
 #include "tessaline/startup.h"
+#include "thread/EndGuard.h"
 #include "thread/Pause.h"
 
 namespace {
@@ -68,41 +68,57 @@ void StartCapture(CaptureVideoStream& video, CaptureStripStream& strip) {
   strip.RegisterBeforeRunFinishFunc(count);
 
   video.Start();
-  strip.Start();
+  try {
+    strip.Start();
+  } catch (...) {
+    video.Detach();
+    video.Cancel();
+    video.ReleaseResource();
+    throw;
+  }
   video.Detach();
   strip.Detach();
   while (finished->load(std::memory_order_acquire) != kCaptureThreads) Pause(kPollInterval);
 }
 
-void InstallSigintHandler() {
-  struct sigaction action {};
-  action.sa_handler = SystemSignalHandle;
-  sigaddset(&action.sa_mask, SIGQUIT);
-  sigaction(SIGINT, &action, nullptr);
-}
-
-}  // namespace
-
-extern "C" {
-
-int GetLibVersion(const char* model) {
-  log_set_level(TESSALINE_LOG_ERROR);
-  const api::Entry entry(__func__);
-  if (model == nullptr) throw std::logic_error("basic_string::_M_construct null not valid");
-
-  const std::string text(model);
-  const SeriesNumber series = SeriesOfModelCode(text);
-  if (!SeriesLogicFactory::InitSeriesLogicBySeries(series)) {
-    printf("error: SeriesLogicFactory::InitSeriesLogicBySeries failed! series_number:%d \n",
-           series);
-    printf("error :InitSeriesLogicAndDeviceManager input_model:%s\n", text.c_str());
+int StartDevice(const api::Entry& entry) {
+  if (started) {
+    entry.Error("the device is already started");
+    return -1;
   }
-  DeviceManagerHolder::Instance()->model_ = text;
-  return kVersionCode;
+  EndGuard::Start();
+  if (pthread_mutex_init(&fpga_contol, nullptr) != 0) {
+    puts("fpga_contol mutex init failed!");
+    return -1;
+  }
+  if (!DeviceManagerHolder::Instance()->Init()) {
+    entry.Error("no product selected, call GetLibVersion with a known model code first");
+    return -1;
+  }
+  const auto series = SeriesLogicFactory::GetSeriesLogicInstance();
+  const auto fpga = DeviceManagerHolder::Instance()->fpga_logic_;
+  const auto sensor = DeviceManagerHolder::Instance()->cmos_sensor_;
+  const auto video = RunnableObjectManagerHolder::Instance()->video_;
+  const auto strip = RunnableObjectManagerHolder::Instance()->strip_;
+
+  {
+    const PromptSleeps prompt_sleeps;
+    ConfigureFpga(*fpga, *series);
+    sensor->RegisterInitialize(kDriveMode00);
+    series->Notify(kSensorInitialized);
+    SetLaserMode(kLaserModeAtStart);
+  }
+  StartCapture(*video, *strip);
+  started = true;
+  {
+    const PromptSleeps prompt_sleeps;
+    series->Notify(kStartupFinished);
+  }
+  InstallSystemSignalHandle();
+  return 0;
 }
 
-void RegisterEventHandler(int type, tessaline_event_handler callback) {
-  const api::Entry entry(__func__);
+void Register(int type, tessaline_event_handler callback) {
   auto* const runnables = RunnableObjectManagerHolder::Instance();
   switch (type) {
     case TESSALINE_EVENT_IMAGE:
@@ -125,41 +141,36 @@ void RegisterEventHandler(int type, tessaline_event_handler callback) {
   }
 }
 
+}  // namespace
+
+extern "C" {
+
+int GetLibVersion(const char* model) {
+  log_set_level(TESSALINE_LOG_ERROR);
+  const api::Entry entry(__func__);
+  if (model == nullptr) throw std::logic_error("basic_string::_M_construct null not valid");
+
+  return api::Guarded<int>(entry, [&] {
+    const std::string text(model);
+    const SeriesNumber series = SeriesOfModelCode(text);
+    if (!SeriesLogicFactory::InitSeriesLogicBySeries(series)) {
+      printf("error: SeriesLogicFactory::InitSeriesLogicBySeries failed! series_number:%d \n",
+             series);
+      printf("error :InitSeriesLogicAndDeviceManager input_model:%s\n", text.c_str());
+    }
+    DeviceManagerHolder::Instance()->model_ = text;
+    return kVersionCode;
+  });
+}
+
+void RegisterEventHandler(int type, tessaline_event_handler callback) {
+  const api::Entry entry(__func__);
+  api::Guarded<void>(entry, [=] { Register(type, callback); });
+}
+
 int RegisterHardwareInit(void) {
   const api::Entry entry(__func__);
-  if (started) {
-    entry.Error("the device is already started");
-    return -1;
-  }
-  if (pthread_mutex_init(&fpga_contol, nullptr) != 0) {
-    puts("fpga_contol mutex init failed!");
-    return -1;
-  }
-  if (!DeviceManagerHolder::Instance()->Init()) {
-    entry.Error("no product selected, call GetLibVersion with a known model code first");
-    return -1;
-  }
-  const auto series = SeriesLogicFactory::GetSeriesLogicInstance();
-  const auto fpga = DeviceManagerHolder::Instance()->fpga_logic_;
-  const auto sensor = DeviceManagerHolder::Instance()->cmos_sensor_;
-  const auto video = RunnableObjectManagerHolder::Instance()->video_;
-  const auto strip = RunnableObjectManagerHolder::Instance()->strip_;
-
-  {
-    const PromptSleeps prompt_sleeps;
-    ConfigureFpga(*fpga, *series);
-    sensor->RegisterInitialize(kDriveMode00);
-    series->Notify(kSensorInitialized);
-    SetLaserMode(kLaserModeAtStart);
-  }
-  started = true;
-  StartCapture(*video, *strip);
-  {
-    const PromptSleeps prompt_sleeps;
-    series->Notify(kStartupFinished);
-  }
-  InstallSigintHandler();
-  return 0;
+  return api::Guarded<int>(entry, [&entry] { return StartDevice(entry); });
 }
 
 }  // extern "C"

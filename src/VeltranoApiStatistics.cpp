@@ -23,20 +23,9 @@ CaptureStatistics* StatisticsOf(const Entry& entry, unsigned int stream) {
   }
 }
 
-}  // namespace
-
-extern "C" {
-
-int TessalineGetCaptureStatistics(unsigned int stream, struct tessaline_capture_statistics* out) {
-  const Entry entry(__func__);
-  if (out == nullptr) {
-    entry.Error("there is no place for the counters, a null pointer");
-    return -1;
-  }
-  const CaptureStatistics* const statistics = StatisticsOf(entry, stream);
-  if (statistics == nullptr) return -1;
-  const CaptureStatistics::Counts counts = statistics->Snapshot();
-  *out = {
+int Fill(const CaptureStatistics& statistics, tessaline_capture_statistics& out) {
+  const CaptureStatistics::Counts counts = statistics.Snapshot();
+  out = {
       .dequeued = counts.dequeued,
       .delivered = counts.delivered,
       .suppressed = counts.suppressed,
@@ -55,12 +44,34 @@ int TessalineGetCaptureStatistics(unsigned int stream, struct tessaline_capture_
   return 0;
 }
 
-int TessalineResetCaptureStatistics(unsigned int stream) {
+// Calls work(statistics); -1 for a number that is no stream.
+template <typename Work>
+int OnStatistics(const Entry& entry, unsigned int stream, Work work) {
+  return Guarded<int>(entry, [&] {
+    CaptureStatistics* const statistics = StatisticsOf(entry, stream);
+    return statistics == nullptr ? -1 : work(*statistics);
+  });
+}
+
+}  // namespace
+
+extern "C" {
+
+int TessalineGetCaptureStatistics(unsigned int stream, struct tessaline_capture_statistics* out) {
   const Entry entry(__func__);
-  CaptureStatistics* const statistics = StatisticsOf(entry, stream);
-  if (statistics == nullptr) return -1;
-  statistics->Reset();
-  return 0;
+  if (out == nullptr) {
+    entry.Error("there is no place for the counters, a null pointer");
+    return -1;
+  }
+  return OnStatistics(
+      entry, stream, [out](const CaptureStatistics& statistics) { return Fill(statistics, *out); });
+}
+
+int TessalineResetCaptureStatistics(unsigned int stream) {
+  return OnStatistics(__func__, stream, [](CaptureStatistics& statistics) {
+    statistics.Reset();
+    return 0;
+  });
 }
 
 }  // extern "C"

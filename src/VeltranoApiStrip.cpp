@@ -33,9 +33,11 @@ extern "C" {
 int SetCollectMode(unsigned int mode) {
   return Call<int>(__func__, kFpga, [mode](FpgaLogic& fpga) {
     // Both streams share the FPGA's count: what one gets, the other leaves out.
-    const auto* const runnables = RunnableObjectManagerHolder::Instance();
-    runnables->video_->statistics().ExpectOtherIds();
-    runnables->strip_->statistics().ExpectOtherIds();
+    if (FpgaLogic::IsCollectMode(static_cast<CollectMode>(mode))) {
+      const auto* const runnables = RunnableObjectManagerHolder::Instance();
+      runnables->video_->statistics().ExpectOtherIds();
+      runnables->strip_->statistics().ExpectOtherIds();
+    }
     if (!fpga.SetCollectMode(static_cast<CollectMode>(mode))) return false;
     Series()->Notify(kCollectModeChanged);
     if (mode == kCollectImage) Series()->Notify(kExposureConfigured);

@@ -4,6 +4,7 @@
 
 #include "DeviceManager.h"
 #include "Devices/CmosSensor.h"
+#include "Devices/FpgaLogicUnit.h"
 #include "Devices/FpgaRegister.h"
 #include "SeriesLogic/SeriesLogic.h"
 #include "SeriesLogic/SeriesLogicFactory.h"
@@ -31,12 +32,12 @@ FpgaLogic::FpgaLogic() {
 // A base of 0 is no register block but the start of the main memory.
 
 unsigned int FpgaLogic::Read(const fpga::Register& reg) const {
-  const unsigned int base = block_bases_[static_cast<std::size_t>(reg.block)];
+  const unsigned int base = Base(reg);
   return base == 0 ? kFailed : fpga_read_addr(base, reg.Index());
 }
 
 unsigned int FpgaLogic::Write(const fpga::Register& reg, unsigned int value) {
-  const unsigned int base = block_bases_[static_cast<std::size_t>(reg.block)];
+  const unsigned int base = Base(reg);
   return base == 0 ? kFailed : fpga_write_addr(base, reg.Index(), value);
 }
 
@@ -51,25 +52,32 @@ bool FpgaLogic::WriteOrTell(const fpga::Register& reg, unsigned int value, const
   return false;
 }
 
+unsigned int FpgaLogic::Change(const fpga::Register& reg, unsigned int kept, unsigned int set) {
+  Unit unit(*this, {{Unit::kRead, reg}, {Unit::kWrite, reg}});
+  return unit.Write(reg, (unit.Read(reg) & kept) | set);
+}
+
 unsigned int FpgaLogic::Update(const fpga::Field& field, unsigned int value) {
-  return Write(field.reg, field.In(Read(field.reg), value));
+  return Change(field.reg, ~field.Mask(), field.In(0, value));
 }
 
 unsigned int FpgaLogic::Merge(const fpga::Field& field, unsigned int value, unsigned int kept) {
-  return Write(field.reg, (Read(field.reg) & kept & ~field.Mask()) | value << field.shift);
+  return Change(field.reg, kept & ~field.Mask(), value << field.shift);
 }
 
-void FpgaLogic::Pulse(const fpga::Field& field) {
-  const unsigned int raised = Read(field.reg) | field.Mask();
-  Write(field.reg, raised);
+void FpgaLogic::Pulse(const fpga::Register& reg, unsigned int raised, unsigned int lowered) {
+  Unit unit(*this, {{Unit::kRead, reg}, {Unit::kWrite, reg}, {Unit::kWrite, reg}});
+  const unsigned int word = unit.Read(reg) | raised;
+  unit.Write(reg, word);
   Pause(1);
-  Write(field.reg, raised & ~field.Mask());
+  unit.Write(reg, word & ~lowered);
 }
 
 void FpgaLogic::PulseWord(const fpga::Register& reg) {
-  Write(reg, 1);
+  Unit unit(*this, {{Unit::kWrite, reg}, {Unit::kWrite, reg}});
+  unit.Write(reg, 1);
   Pause(1);
-  Write(reg, 0);
+  unit.Write(reg, 0);
   Pause(1);
 }
 
@@ -117,15 +125,18 @@ bool FpgaLogic::CameraReset() {
   if (!sensor) return false;
   if (sensor->model() == kE2vFlash4k) Pause(kE2vPowerUp);
 
-  const unsigned int released = Read(fpga::CMOS_WORK_MODE) | fpga::kCmosReset.Mask();
-  const unsigned int held = released & ~fpga::kCmosReset.Mask();
-  Write(fpga::CMOS_WORK_MODE, released);
-  Pause(kSettle);
   // This sensor gets the first edge only.
-  if (sensor->model() == kGSPRINT6502BSI) return true;
-  Write(fpga::CMOS_WORK_MODE, held);
+  const bool one_edge = sensor->model() == kGSPRINT6502BSI;
+  const Unit::Access write{Unit::kWrite, fpga::CMOS_WORK_MODE};
+  const Unit::Access read{Unit::kRead, fpga::CMOS_WORK_MODE};
+  Unit unit = one_edge ? Unit(*this, {read, write}) : Unit(*this, {read, write, write, write});
+  const unsigned int released = unit.Read(fpga::CMOS_WORK_MODE) | fpga::kCmosReset.Mask();
+  unit.Write(fpga::CMOS_WORK_MODE, released);
   Pause(kSettle);
-  Write(fpga::CMOS_WORK_MODE, released);
+  if (one_edge) return true;
+  unit.Write(fpga::CMOS_WORK_MODE, released & ~fpga::kCmosReset.Mask());
+  Pause(kSettle);
+  unit.Write(fpga::CMOS_WORK_MODE, released);
   Pause(kSettle);
   return true;
 }

@@ -27,9 +27,8 @@ enum ReadoutDriveMode : unsigned int;
 // an argument they cannot take. Methods that return the write's result say so:
 // it is 0 for success and all ones for failure, not a truth value.
 //
-// Threads: any thread. A single register access is never torn, but setting a field
-// reads the register and writes it back: of two settings of one register at the
-// same moment one may be lost.
+// Threads: any thread. A change of a register (read, replace, write; a pulse) is one unit
+// against all other threads' accesses: none is lost.
 class FpgaLogic {
  public:
   // Takes the register regions of the current series.
@@ -158,6 +157,7 @@ class FpgaLogic {
   // Routes the images as after power-up: collect mode 1.
   bool EnableCollectModeSignal();
   bool SetCollectMode(CollectMode mode);
+  static bool IsCollectMode(CollectMode mode);
   // The mode register alone, without the routing.
   bool SetCollectMode2(CollectMode mode);
   // The mode last routed.
@@ -234,11 +234,17 @@ class FpgaLogic {
   unsigned int Read(const fpga::Register& reg) const;
   unsigned int Read(const fpga::Field& field) const { return field.Of(Read(field.reg)); }
   std::uint64_t Read(const fpga::Register& low, const fpga::Register& high) const;
+  unsigned int Base(const fpga::Register& reg) const {
+    return block_bases_[static_cast<std::size_t>(reg.block)];
+  }
 
   unsigned int Write(const fpga::Register& reg, unsigned int value);
   // Puts the text on the standard output when the write fails.
   bool WriteOrTell(const fpga::Register& reg, unsigned int value, const char* text);
 
+  // Reads a register, keeps these of its bits, sets those and writes it back; no other
+  // thread's access comes in between. The write's result.
+  unsigned int Change(const fpga::Register& reg, unsigned int kept, unsigned int set);
   // The plain rule: read, replace the field, write. The write's result.
   unsigned int Update(const fpga::Field& field, unsigned int value);
   // The same for controls with a rule of their own: the value is not cut to the
@@ -255,14 +261,20 @@ class FpgaLogic {
   std::optional<unsigned int> ReadOutput(DigitalOutputChannel channel, OutputField field,
                                          const char* refusal) const;
 
-  void Pulse(const fpga::Field& field);
+  class Unit;
+
+  // Sets bits for a moment.
+  void Pulse(const fpga::Register& reg, unsigned int raised, unsigned int lowered);
+  void Pulse(const fpga::Field& field) { Pulse(field.reg, field.Mask(), field.Mask()); }
   void PulseWord(const fpga::Register& reg);
 
   unsigned int StoredExposureTime(ExposureIndex index) const;
 
   bool SwitchOffPorts(fpga::Block stream_switch, std::size_t first);
   bool CommitSwitch(fpga::Block stream_switch);
-  unsigned int WriteBrContMode();
+  // False when the register cannot be read or written.
+  bool SetExposureDelta(unsigned int delta);
+  unsigned int WriteBrContMode(Relaxed<bool>& flag, bool value);
   void StrobeImageFilter();
 
   // The device manager's sensor; an ERROR line when there is none.

@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include "Devices/FpgaLogic.h"
+#include "Devices/FpgaLogicUnit.h"
 #include "log/Log.h"
 #include "thread/Pause.h"
 
@@ -79,9 +80,11 @@ bool FpgaLogic::EnableCollectModeSignal() {
   return routed;
 }
 
+bool FpgaLogic::IsCollectMode(CollectMode mode) { return mode < kRoutes.size(); }
+
 bool FpgaLogic::SetCollectMode(CollectMode mode) {
   Trace(__func__);
-  if (mode >= kRoutes.size()) {
+  if (!IsCollectMode(mode)) {
     puts("SetCollectMode error mode error");
     return false;
   }
@@ -89,13 +92,8 @@ bool FpgaLogic::SetCollectMode(CollectMode mode) {
   for (const Setting& setting : route.settings) {
     if (!WriteOrTell(setting.reg, setting.value, kModeError)) return false;
   }
-  const unsigned int exposures = Read(fpga::EXPOSURE_NUM);
-  if (exposures == kFailed) {
+  if (!SetExposureDelta(route.exposure_delta)) {
     puts(kModeError);
-    return false;
-  }
-  if (!WriteOrTell(fpga::EXPOSURE_NUM, fpga::kExposureDelta.In(exposures, route.exposure_delta),
-                   kModeError)) {
     return false;
   }
   collect_mode_ = mode;
@@ -104,6 +102,13 @@ bool FpgaLogic::SetCollectMode(CollectMode mode) {
   if (!CommitSwitch(kSensorSwitch) || !CommitSwitch(kMemorySwitch)) return false;
   Pause(kSettle);
   return true;
+}
+
+bool FpgaLogic::SetExposureDelta(unsigned int delta) {
+  Unit unit(*this, {{Unit::kRead, fpga::EXPOSURE_NUM}, {Unit::kWrite, fpga::EXPOSURE_NUM}});
+  const unsigned int exposures = unit.Read(fpga::EXPOSURE_NUM);
+  return exposures != kFailed &&
+         unit.Write(fpga::EXPOSURE_NUM, fpga::kExposureDelta.In(exposures, delta)) != kFailed;
 }
 
 bool FpgaLogic::SetCollectMode2(CollectMode mode) {

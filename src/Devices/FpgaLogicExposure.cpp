@@ -82,11 +82,13 @@ bool FpgaLogic::SetExposureNumDelta(unsigned int delta) {
 bool FpgaLogic::SetExpNum(unsigned int count) {
   Trace(__func__);
   if (!IsExposureCount(count)) return false;
-  unsigned int word = fpga::kExposureCount.In(Read(fpga::EXPOSURE_NUM), count);
+  unsigned int kept = ~fpga::kExposureCount.Mask();
+  unsigned int set = fpga::kExposureCount.In(0, count);
   if (collect_mode_ == kCollectLaserLine) {
-    word = fpga::kExposureDelta.In(word, kLaserLineExposureDelta);
+    kept &= ~fpga::kExposureDelta.Mask();
+    set = fpga::kExposureDelta.In(set, kLaserLineExposureDelta);
   }
-  Write(fpga::EXPOSURE_NUM, word);
+  Change(fpga::EXPOSURE_NUM, kept, set);
   return true;
 }
 

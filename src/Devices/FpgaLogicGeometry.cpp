@@ -88,17 +88,16 @@ bool FpgaLogic::SetImageReadoutParam(unsigned int width, unsigned int height,
 
 bool FpgaLogic::SetPLDriveMode(ReadoutDriveMode mode) {
   Trace(__func__);
-  const unsigned int old = Read(fpga::ROI_OFFSET);
   // Half readout starts from a cleared offset.
-  const unsigned int offset = mode == kDriveMode11 ? 0 : old;
-  Write(fpga::ROI_OFFSET, fpga::kPlDriveMode.In(offset, PlDriveCode(mode)));
+  const unsigned int kept = mode == kDriveMode11 ? 0 : ~fpga::kPlDriveMode.Mask();
+  Change(fpga::ROI_OFFSET, kept, fpga::kPlDriveMode.In(0, PlDriveCode(mode)));
   return true;
 }
 
 bool FpgaLogic::SetRoiOffset(unsigned int x, unsigned int y) {
   Trace(__func__);
-  const unsigned int old = Read(fpga::ROI_OFFSET);
-  Write(fpga::ROI_OFFSET, fpga::kRoiOffsetY.In(fpga::kRoiOffsetX.In(old, x), y));
+  const unsigned int replaced = fpga::kRoiOffsetX.Mask() | fpga::kRoiOffsetY.Mask();
+  Change(fpga::ROI_OFFSET, ~replaced, fpga::kRoiOffsetY.In(fpga::kRoiOffsetX.In(0, x), y));
   return true;
 }
 

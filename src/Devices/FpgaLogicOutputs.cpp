@@ -5,7 +5,6 @@
 
 #include "Devices/FpgaLogic.h"
 #include "log/Log.h"
-#include "thread/Pause.h"
 
 namespace VeltranoSDK {
 
@@ -98,12 +97,9 @@ bool FpgaLogic::DigitalOutputSWTrigger(DigitalOutputChannel channel) {
   Trace(__func__);
   if (!IsOutput(channel, "SWTrigger invalid parameter!")) return false;
   const auto& output = fpga::kDigitalOutputs[channel];
-  const fpga::Register& control = output.software_trigger.reg;
-  const unsigned int word = Read(control);
-  Write(control, word | output.software_trigger.Mask());
-  Pause(1);
   // A FIFO write that was left pending ends with the trigger.
-  Write(control, word & ~(output.software_trigger.Mask() | output.fifo_write.Mask()));
+  const unsigned int trigger = output.software_trigger.Mask();
+  Pulse(output.software_trigger.reg, trigger, trigger | output.fifo_write.Mask());
   return true;
 }
 

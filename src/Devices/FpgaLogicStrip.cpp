@@ -5,6 +5,7 @@
 #include <string>
 
 #include "Devices/FpgaLogic.h"
+#include "Devices/FpgaLogicUnit.h"
 #include "log/Log.h"
 #include "thread/Pause.h"
 
@@ -96,10 +97,12 @@ bool FpgaLogic::SetStripSelectorImgWidth(std::uint16_t width) {
 // set until the next time.
 void FpgaLogic::StrobeImageFilter() {
   constexpr unsigned int kSettle = 1000;
-  const unsigned int threshold = Read(fpga::kFilterThreshold);
-  Write(fpga::IMG_FILTER_THRS, threshold);
+  const fpga::Register& reg = fpga::IMG_FILTER_THRS;
+  Unit unit(*this, {{Unit::kRead, reg}, {Unit::kWrite, reg}, {Unit::kWrite, reg}});
+  const unsigned int threshold = fpga::kFilterThreshold.Of(unit.Read(reg));
+  unit.Write(reg, threshold);
   Pause(kSettle);
-  Write(fpga::IMG_FILTER_THRS, threshold | fpga::kFilterStrobe.Mask());
+  unit.Write(reg, threshold | fpga::kFilterStrobe.Mask());
 }
 
 bool FpgaLogic::SetImageFilterSize(std::uint16_t width, std::uint16_t height) {
@@ -177,24 +180,24 @@ bool FpgaLogic::SetStripWriteMemMode(SampleStrategy strategy) {
          WriteOrTell(fpga::STRIP_WRIMEM_STRATEGY_WIDTH, strategy, kError);
 }
 
-unsigned int FpgaLogic::WriteBrContMode() {
+unsigned int FpgaLogic::WriteBrContMode(Relaxed<bool>& flag, bool value) {
+  Unit unit(*this, {{Unit::kWrite, fpga::BR_CONT_MODE_A}, {Unit::kWrite, fpga::BR_CONT_MODE_B}});
+  flag = value;
   const unsigned int mode = continuous_flag_   ? kContinuous
                             : brightness_flag_ ? kWithBrightness
                                                : kPointsOnly;
-  Write(fpga::BR_CONT_MODE_A, mode);
-  return Write(fpga::BR_CONT_MODE_B, mode);
+  unit.Write(fpga::BR_CONT_MODE_A, mode);
+  return unit.Write(fpga::BR_CONT_MODE_B, mode);
 }
 
 unsigned int FpgaLogic::SetBrFlag(unsigned int flag) {
   Trace(__func__);
-  brightness_flag_ = flag != 0;
-  return WriteBrContMode();
+  return WriteBrContMode(brightness_flag_, flag != 0);
 }
 
 unsigned int FpgaLogic::SetContinuousFlag(unsigned int flag) {
   Trace(__func__);
-  continuous_flag_ = flag != 0;
-  return WriteBrContMode();
+  return WriteBrContMode(continuous_flag_, flag != 0);
 }
 
 }  // namespace VeltranoSDK

@@ -2,12 +2,13 @@
 
 #include <fcntl.h>
 #include <linux/i2c-dev.h>
-#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <array>
 #include <cstdio>
 #include <utility>
+
+#include "function/SystemCalls.h"
 
 namespace VeltranoSDK {
 
@@ -46,7 +47,7 @@ bool I2cDev::I2cRdWr(std::vector<std::uint8_t> write) const {
 }
 
 int I2cDev::OpenBus() const {
-  const int fd = open(path_.c_str(), O_RDWR);
+  const int fd = OpenDevice(path_.c_str(), O_RDWR);
   if (fd < 0) perror("I2cDev::Open() Unable to open i2c control file");
   return fd;
 }
@@ -56,8 +57,8 @@ bool I2cDev::Transfer(std::span<i2c_msg> messages) const {
   if (fd < 0) return false;
   i2c_rdwr_ioctl_data request{messages.data(), static_cast<std::uint32_t>(messages.size())};
   // An adapter that stops early returns how many messages it got through.
-  const bool done = ioctl(fd, I2C_RETRIES, kAdapterRetries) >= 0 &&
-                    ioctl(fd, I2C_RDWR, &request) == static_cast<int>(messages.size());
+  const bool done = Ioctl(fd, I2C_RETRIES, kAdapterRetries) >= 0 &&
+                    Ioctl(fd, I2C_RDWR, &request) == static_cast<int>(messages.size());
   close(fd);
   return done;
 }

@@ -4,6 +4,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include "function/SystemCalls.h"
 #include "log/Log.h"
 
 namespace VeltranoSDK {
@@ -11,7 +12,7 @@ namespace VeltranoSDK {
 ReservedMemory::ReservedMemory(unsigned long physical_address, unsigned long size)
     : physical_address_(physical_address), size_(size) {
   Trace(__func__);
-  fd_ = open("/dev/mem", O_RDWR | O_NONBLOCK);
+  fd_ = OpenDevice("/dev/mem", O_RDWR | O_NONBLOCK);
   if (fd_ < 0) LogError("ReservedMemory mmap!");
   address_ = mmap(nullptr, size_, PROT_READ | PROT_WRITE, MAP_SHARED, fd_,
                   static_cast<off_t>(physical_address_));

@@ -2,23 +2,24 @@
 
 #include <fcntl.h>
 #include <linux/spi/spidev.h>
-#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <array>
 #include <cstdio>
 #include <utility>
 
+#include "function/SystemCalls.h"
+
 namespace VeltranoSDK::DevFOps {
 
 SpiDev::~SpiDev() { Close(); }
 
 bool SpiDev::Open(const std::string& name) {
-  if (fd_ != 0) {
+  if (fd_ >= 0) {
     puts("SpiDev::Open is up");
     return false;
   }
-  const int fd = open(name.c_str(), O_RDWR);
+  const int fd = OpenDevice(name.c_str(), O_RDWR);
   if (fd < 0) {
     printf("SpiDev::Open error! spidev_name:%s\n", name.c_str());
     return false;
@@ -28,7 +29,7 @@ bool SpiDev::Open(const std::string& name) {
 }
 
 bool SpiDev::Close() {
-  if (fd_ != 0) close(std::exchange(fd_, 0));
+  if (fd_ >= 0) close(std::exchange(fd_, -1));
   return true;
 }
 
@@ -52,7 +53,7 @@ bool SpiDev::SetOpt(SpiMode mode, bool lsb_first, std::uint8_t bits_per_word,
       Step{SPI_IOC_RD_MAX_SPEED_HZ, &max_speed_hz, "SpiDev::SetOpt rd max_speed_hz"},
   };
   for (const Step& step : steps) {
-    if (ioctl(Descriptor(), step.request, step.value) < 0) {
+    if (Ioctl(fd_, step.request, step.value) < 0) {
       puts(step.failure);
       return false;
     }
@@ -66,7 +67,7 @@ bool SpiDev::DoMsg(std::uint8_t* tx, std::uint8_t* rx, std::uint32_t len) {
   transfer.rx_buf = reinterpret_cast<std::uintptr_t>(rx);
   transfer.len = len;
   transfer.delay_usecs = delay_us_;
-  if (ioctl(Descriptor(), SPI_IOC_MESSAGE(1), &transfer) <= 0) {
+  if (Ioctl(fd_, SPI_IOC_MESSAGE(1), &transfer) <= 0) {
     puts("SpiDev::DoMsg error");
     return false;
   }
@@ -75,14 +76,11 @@ bool SpiDev::DoMsg(std::uint8_t* tx, std::uint8_t* rx, std::uint32_t len) {
 
 bool SpiDev::DoWrite(std::uint8_t* buf, std::uint32_t len) {
   // spidev sends a write whole or not at all; what is short did not arrive.
-  if (write(Descriptor(), buf, len) != static_cast<ssize_t>(len)) {
+  if (Uninterrupted([=, this] { return write(fd_, buf, len); }) != static_cast<ssize_t>(len)) {
     puts("SpiDev::DoWrite error");
     return false;
   }
   return true;
 }
-
-// What is not open must not reach descriptor 0, which is somebody's standard input.
-int SpiDev::Descriptor() const { return fd_ == 0 ? -1 : fd_; }
 
 }  // namespace VeltranoSDK::DevFOps

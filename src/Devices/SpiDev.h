@@ -28,9 +28,7 @@ class SpiDev {
   bool DoWrite(std::uint8_t* buf, std::uint32_t len);
 
  private:
-  int Descriptor() const;
-
-  int fd_ = 0;  // 0: not open
+  int fd_ = -1;
   std::uint16_t delay_us_ = 1;
 };
 

@@ -6,18 +6,21 @@
 #include <cstdio>
 #include <tuple>
 
+#include "function/SystemCalls.h"
+
 namespace VeltranoSDK {
 
 namespace {
 
 bool WriteFile(const std::string& path, int flags, const std::string& text, const char* failure) {
-  const int fd = open(path.c_str(), flags);
+  const int fd = OpenDevice(path.c_str(), flags);
   if (fd < 0) {
     puts(failure);
     return false;
   }
   if (!text.empty()) {
-    [[maybe_unused]] const ssize_t written = write(fd, text.data(), text.size());
+    [[maybe_unused]] const ssize_t written =
+        Uninterrupted([&] { return write(fd, text.data(), text.size()); });
   }
   close(fd);
   return true;

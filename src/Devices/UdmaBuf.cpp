@@ -6,7 +6,9 @@
 #include <unistd.h>
 
 #include <charconv>
+#include <utility>
 
+#include "function/SystemCalls.h"
 #include "log/Log.h"
 
 namespace VeltranoSDK {
@@ -34,15 +36,15 @@ constexpr const char* kSyncModeFile = "/sys/class/u-dma-buf/udmabuf0/sync_mode";
 void WriteDecimal(int fd, unsigned long value) {
   std::array<char, 24> text;
   const auto end = std::to_chars(text.data(), text.data() + text.size(), value).ptr;
-  [[maybe_unused]] const ssize_t ignored =
-      write(fd, text.data(), static_cast<std::size_t>(end - text.data()));
+  [[maybe_unused]] const ssize_t ignored = Uninterrupted(
+      [&] { return write(fd, text.data(), static_cast<std::size_t>(end - text.data())); });
 }
 
 }  // namespace
 
 UdmaBuf::UdmaBuf(unsigned long offset, unsigned long size) : offset_(offset), size_(size) {
   Trace(__func__);
-  fd_ = open(kDevice, O_RDWR);
+  fd_ = OpenDevice(kDevice, O_RDWR);
   if (fd_ < 0) LogError("UdmaBuf mmap!");
   address_ =
       mmap(nullptr, size_, PROT_READ | PROT_WRITE, MAP_SHARED, fd_, static_cast<off_t>(offset_));
@@ -54,16 +56,18 @@ UdmaBuf::UdmaBuf(unsigned long offset, unsigned long size) : offset_(offset), si
   }
   static_assert(kAttributeFiles.size() == kCount);
   for (std::size_t i = 0; i < attributes_.size(); ++i) {
-    attributes_[i] = open(kAttributeFiles[i].path, O_WRONLY);
+    attributes_[i] = OpenDevice(kAttributeFiles[i].path, O_WRONLY);
     if (attributes_[i] < 0) LogError(kAttributeFiles[i].error);
   }
 }
 
-UdmaBuf::~UdmaBuf() {
-  if (fd_ >= 0) close(fd_);
-  if (IsMapped()) munmap(address_, size_);
-  for (const int attribute : attributes_) {
-    if (attribute >= 0) close(attribute);
+UdmaBuf::~UdmaBuf() { Release(); }
+
+void UdmaBuf::Release() {
+  if (fd_ >= 0) close(std::exchange(fd_, -1));
+  if (IsMapped()) munmap(std::exchange(address_, MAP_FAILED), size_);
+  for (int& attribute : attributes_) {
+    if (attribute >= 0) close(std::exchange(attribute, -1));
   }
 }
 
@@ -75,7 +79,7 @@ void UdmaBuf::ClearBuf() {
 
 void UdmaBuf::SetSyncMode(unsigned char mode) {
   Trace(__func__);
-  const int fd = open(kSyncModeFile, O_WRONLY);
+  const int fd = OpenDevice(kSyncModeFile, O_WRONLY);
   if (fd < 0) {
     LogError("SetSyncMode failed!");
     return;

@@ -22,6 +22,9 @@ class UdmaBuf {
 
   void ClearBuf();
 
+  // Unmaps and closes, as the destructor does, without the heap.
+  void Release();
+
   // The driver's way of mapping for the processor, see its documentation.
   void SetSyncMode(unsigned char mode);
 

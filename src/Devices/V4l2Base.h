@@ -18,8 +18,7 @@ class V4l2Base {
   virtual bool SetFmt(unsigned int width, unsigned int height) = 0;
   virtual bool ReqBufs(unsigned int count) = 0;  // maps and queues them all
 
-  // Blocks until a buffer is filled; its data, or null. This is where a cancelled
-  // thread ends.
+  // Blocks until a buffer is filled; its data, or null.
   virtual std::byte* DqBuf() = 0;
   virtual std::byte* DqBuf(unsigned int& index) = 0;  // no cache maintenance
 
@@ -35,9 +34,13 @@ class V4l2Base {
   // Unmaps the buffers and closes the device; the destructor does neither.
   virtual bool Close() = 0;
 
-  virtual void ClearBuf() = 0;           // zeroes all buffer memory
+  // Zeroes all buffer memory: at once where no buffer is in the capture thread's hands;
+  // otherwise that thread does it when it gives its buffer back, and is waited for, up to a
+  // second, unless it is the one that asks.
+  virtual void ClearBuf() = 0;
   virtual unsigned int Index() = 0;      // of the buffer last dequeued
   virtual std::size_t BufferSize() = 0;  // mapped bytes of the buffer last dequeued
+  virtual int Descriptor() const = 0;    // for poll(); -1 while closed
 };
 
 // The last bytes of a buffer, zero while the FPGA has not completed it.

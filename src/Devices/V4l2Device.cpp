@@ -2,26 +2,21 @@
 
 #include <errno.h>
 #include <fcntl.h>
-#include <limits.h>
 #include <string.h>
-#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
 
-#include "function/CancellationScope.h"
 #include "function/InterruptibleWait.h"
 #include "function/SignalMask.h"
+#include "function/SystemCalls.h"
 
 namespace VeltranoSDK::DevFOps {
 
 namespace {
 
-// As index of a descriptor handed to a driver: it has not put a buffer there yet.
-constexpr unsigned int kNoBuffer = UINT_MAX;
-
-// What a handler may take before the buffers are cleared under it.
+// How long whoever wants the buffers cleared waits for the handler that has one.
 constexpr std::chrono::seconds kHandlerTime{1};
 
 }  // namespace
@@ -36,20 +31,18 @@ void V4l2Device::BeforeQueue(unsigned int, std::size_t) {}
 bool V4l2Device::Open(std::string path) {
   Enter(__func__);
   if (fd_ >= 0) Close();
-  fd_ = open(path.c_str(), O_RDWR);
+  fd_ = OpenDevice(path.c_str(), O_RDWR);
   if (fd_ < 0) {
     LogError(Tell("v4l2 open file failed: %s"), strerror(errno));
     return false;
   }
   v4l2_capability capability{};
-  if (ioctl(fd_, VIDIOC_QUERYCAP, &capability) < 0) {
+  if (Ioctl(fd_, VIDIOC_QUERYCAP, &capability) < 0) {
     LogError(Tell("v4l2 VIDIOC_QUERYCAP failed"));
-    Close();
     return false;
   }
   if ((capability.capabilities & V4L2_CAP_VIDEO_CAPTURE) == 0) {
     LogError(Tell("Device is not a video capture device!"));
-    Close();
     return false;
   }
   return true;
@@ -63,12 +56,12 @@ bool V4l2Device::SetFmt(unsigned int width, unsigned int height) {
   format.fmt.pix.height = height;
   format.fmt.pix.pixelformat = V4L2_PIX_FMT_GREY;
   format.fmt.pix.field = V4L2_FIELD_NONE;
-  if (ioctl(fd_, VIDIOC_TRY_FMT, &format) < 0) {
+  if (Ioctl(fd_, VIDIOC_TRY_FMT, &format) < 0) {
     LogError(Tell("v4l2 VIDIOC_TRY_FMT failed: %s, width%d, height%d"), strerror(errno), width,
              height);
     return false;
   }
-  if (ioctl(fd_, VIDIOC_S_FMT, &format) < 0) {
+  if (Ioctl(fd_, VIDIOC_S_FMT, &format) < 0) {
     LogError(Tell("v4l2 VIDIOC_S_FMT failed: %s, width%d, height%d"), strerror(errno), width,
              height);
     return false;
@@ -89,7 +82,7 @@ bool V4l2Device::ReqBufs(unsigned int count) {
   request.count = count;
   request.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
   request.memory = memory_;
-  if (ioctl(fd_, VIDIOC_REQBUFS, &request) < 0) {
+  if (Ioctl(fd_, VIDIOC_REQBUFS, &request) < 0) {
     LogError(Tell("v4l2 VIDIOC_REQBUFS failed: %s"), strerror(errno));
     return false;
   }
@@ -106,7 +99,7 @@ bool V4l2Device::ReqBufs(unsigned int count) {
   return true;
 }
 
-v4l2_buffer V4l2Device::Descriptor(unsigned int index) const {
+v4l2_buffer V4l2Device::BufferDescriptor(unsigned int index) const {
   v4l2_buffer descriptor{};
   descriptor.index = index;
   descriptor.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
@@ -115,8 +108,8 @@ v4l2_buffer V4l2Device::Descriptor(unsigned int index) const {
 }
 
 bool V4l2Device::SetUpBuffer(unsigned int index) {
-  v4l2_buffer descriptor = Descriptor(index);
-  if (ioctl(fd_, VIDIOC_QUERYBUF, &descriptor) < 0) {
+  v4l2_buffer descriptor = BufferDescriptor(index);
+  if (Ioctl(fd_, VIDIOC_QUERYBUF, &descriptor) < 0) {
     LogError(Tell("v4l2 VIDIOC_QUERYBUF failed: %s"), strerror(errno));
     return false;
   }
@@ -140,28 +133,14 @@ std::byte* V4l2Device::DqBuf(unsigned int& index) {
   return buffer->data;
 }
 
-// A cancellation can end the thread when the driver has handed a buffer out and
-// nobody has noted it. The driver would miss that buffer for the rest of the stream.
-class V4l2Device::ReturnUnlessNoted {
- public:
-  ReturnUnlessNoted(V4l2Device& device, const v4l2_buffer& dequeued)
-      : device_(device), dequeued_(dequeued) {}
-  ~ReturnUnlessNoted() {
-    if (!noted_ && dequeued_.index != kNoBuffer) device_.QueueOrTell(dequeued_);
-  }
-  ReturnUnlessNoted(const ReturnUnlessNoted&) = delete;
-  ReturnUnlessNoted& operator=(const ReturnUnlessNoted&) = delete;
-  void Noted() { noted_ = true; }
-
- private:
-  V4l2Device& device_;
-  const v4l2_buffer& dequeued_;
-  bool noted_ = false;
-};
-
+// With the lock. Between two frames: now somebody's wish to have the buffers cleared is
+// granted.
 void V4l2Device::LetGo() {
   holder_ = {};
-  let_go_.notify_all();
+  if (clearings_granted_ == clearings_wanted_) return;
+  ClearMemory();
+  clearings_granted_ = clearings_wanted_;
+  granted_.notify_all();
 }
 
 void V4l2Device::Forget() {
@@ -171,26 +150,16 @@ void V4l2Device::Forget() {
 
 void V4l2Device::ForgetLocked() {
   has_current_ = false;
-  current_ = Descriptor(0);
+  current_ = BufferDescriptor(0);
   LetGo();
   in_hand_ = false;
 }
 
 const V4l2Device::Buffer* V4l2Device::Dequeue(By by) {
   if (in_hand_) Forget();
-  v4l2_buffer dequeued = Descriptor(kNoBuffer);
-  int result;
-  int error;
-  {
-    ReturnUnlessNoted buffer(*this, dequeued);
-    {
-      const CancellationScope may_end_here;
-      result = CancellableIoctl(fd_, VIDIOC_DQBUF, &dequeued);
-      error = errno;
-    }
-    buffer.Noted();
-  }
-  if (result == 0) {
+  v4l2_buffer dequeued = BufferDescriptor(0);
+  int error = Ioctl(fd_, VIDIOC_DQBUF, &dequeued) < 0 ? errno : 0;
+  if (error == 0) {
     const std::lock_guard lock(memory_mutex_);
     if (dequeued.index < buffers_.size() && buffers_[dequeued.index].data != nullptr) {
       Buffer& buffer = buffers_[dequeued.index];
@@ -268,7 +237,7 @@ bool V4l2Device::QueueOrTell(const v4l2_buffer& descriptor) {
 }
 
 int V4l2Device::Queue(v4l2_buffer descriptor) {
-  return ioctl(fd_, VIDIOC_QBUF, &descriptor) < 0 ? errno : 0;
+  return Ioctl(fd_, VIDIOC_QBUF, &descriptor) < 0 ? errno : 0;
 }
 
 bool V4l2Device::StreamOn() {
@@ -284,7 +253,7 @@ bool V4l2Device::StreamOff() {
 // One text for both directions.
 bool V4l2Device::Switch(unsigned long request) {
   int type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
-  if (ioctl(fd_, request, &type) < 0) {
+  if (Ioctl(fd_, request, &type) < 0) {
     LogError(Tell("v4l2 VIDIOC_STREAMON failed: %s"), strerror(errno));
     return false;
   }
@@ -293,12 +262,18 @@ bool V4l2Device::Switch(unsigned long request) {
 
 void V4l2Device::ClearBuf() {
   Enter(__func__);
-  // The other thread's handler may be reading. One that clears from inside its own
-  // handler knows what it does; one that keeps its buffer is not waited for.
-  WaitInterruptibly(
-      memory_mutex_, let_go_, {kHandlerTime},
-      [this] { return holder_ == std::thread::id() || holder_ == std::this_thread::get_id(); },
-      [this] { ClearMemory(); });
+  std::uint64_t wanted;
+  {
+    const SigintBlocked no_handler_here;
+    const std::lock_guard lock(memory_mutex_);
+    wanted = ++clearings_wanted_;
+    if (holder_ == std::thread::id()) LetGo();
+  }
+  // A handler has a buffer, and its thread clears when it has given that back. The handler
+  // itself may be who asks; one that keeps its buffer is not waited for.
+  WaitInterruptibly(memory_mutex_, granted_, {kHandlerTime}, [this, wanted] {
+    return clearings_granted_ >= wanted || holder_ == std::this_thread::get_id();
+  });
 }
 
 bool V4l2Device::Close() {

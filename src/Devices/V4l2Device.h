@@ -3,6 +3,7 @@
 #include <linux/videodev2.h>
 
 #include <condition_variable>
+#include <cstdint>
 #include <mutex>
 #include <thread>
 #include <vector>
@@ -31,6 +32,7 @@ class V4l2Device : public V4l2Base {
   void ClearBuf() override;
   unsigned int Index() override;
   std::size_t BufferSize() override;
+  int Descriptor() const override { return fd_; }
 
  protected:
   struct Buffer {
@@ -58,13 +60,16 @@ class V4l2Device : public V4l2Base {
   int fd() const { return fd_; }
   std::vector<Buffer>& buffers() { return buffers_; }
 
-  // A message of this flavour.
-  Message Tell(const char* format) const { return {format, flavour_.file, flavour_.line}; }
-  void Enter(const char* function) const { Trace(function, flavour_.file, flavour_.line); }
+  // A message of this flavour, from the calling line.
+  Message Tell(const char* format, int line = __builtin_LINE()) const {
+    return {format, flavour_.file, line};
+  }
+  void Enter(const char* function, int line = __builtin_LINE()) const {
+    Trace(function, flavour_.file, line);
+  }
 
  private:
-  class ReturnUnlessNoted;
-  v4l2_buffer Descriptor(unsigned int index) const;
+  v4l2_buffer BufferDescriptor(unsigned int index) const;
   bool SetUpBuffer(unsigned int index);
   enum class By { kOrder, kIndex };
   const Buffer* Dequeue(By by);
@@ -86,7 +91,9 @@ class V4l2Device : public V4l2Base {
   std::mutex memory_mutex_;
   // Whose hands the buffer last taken is in: nobody's once it went back.
   std::thread::id holder_;
-  std::condition_variable let_go_;
+  std::uint64_t clearings_wanted_ = 0;
+  std::uint64_t clearings_granted_ = 0;
+  std::condition_variable granted_;
 
   const v4l2_memory memory_;
   const Message flavour_;

@@ -32,7 +32,11 @@ bool V4l2FdUserPtr::Provide(v4l2_buffer& descriptor, Buffer& buffer) {
   return true;
 }
 
-void V4l2FdUserPtr::ReleaseMemory() { udma_buf_.reset(); }
+// In the SIGINT handler too, where the heap may be in use by the very thread: the object
+// stays until the next one.
+void V4l2FdUserPtr::ReleaseMemory() {
+  if (udma_buf_) udma_buf_->Release();
+}
 
 void V4l2FdUserPtr::ClearMemory() {
   if (udma_buf_) udma_buf_->ClearBuf();

@@ -2,10 +2,10 @@
 
 #include <fcntl.h>
 #include <linux/watchdog.h>
-#include <sys/ioctl.h>
 
 #include <cstdio>
 
+#include "function/SystemCalls.h"
 #include "log/Log.h"
 
 namespace VeltranoSDK {
@@ -14,13 +14,13 @@ WatchdogTimer::WatchdogTimer(int timeout_seconds, int setting)
     : timeout_seconds_(timeout_seconds), setting_(setting) {}
 
 bool WatchdogTimer::Start() {
-  const int fd = open("/dev/watchdog", O_RDWR);
+  const int fd = OpenDevice("/dev/watchdog", O_RDWR);
   if (fd < 0) {
     perror("Veltrano::WatchdogTimer::OnStartUp() open");
     return false;
   }
   fd_ = fd;
-  if (ioctl(fd_, WDIOC_SETTIMEOUT, &timeout_seconds_) < 0) {
+  if (Ioctl(fd_, WDIOC_SETTIMEOUT, &timeout_seconds_) < 0) {
     perror("Veltrano::WatchdogTimer::OnStartUp() ioctl settimeout");
     return false;
   }
@@ -29,7 +29,7 @@ bool WatchdogTimer::Start() {
 }
 
 bool WatchdogTimer::Feed() {
-  if (ioctl(fd_, WDIOC_KEEPALIVE, 0) < 0) {
+  if (Ioctl(fd_, WDIOC_KEEPALIVE, 0) < 0) {
     perror("Veltrano::WatchdogTimer::run ioctl keepalive");
     return false;
   }

@@ -11,7 +11,7 @@ XSysMonTemperatureOnChip::XSysMonTemperatureOnChip(std::string path) : path_(std
 
 float XSysMonTemperatureOnChip::ReadAndConvert(const Conversion& conversion) const {
   unsigned int raw = 0;
-  if (FILE* const file = fopen(path_.c_str(), "r"); file != nullptr) {
+  if (FILE* const file = fopen(path_.c_str(), "re"); file != nullptr) {
     if (fscanf(file, "%u", &raw) != 1) raw = 0;
     fclose(file);
   } else {

@@ -57,8 +57,9 @@ void CaptureStatistics::GrantRequests() {
     counts_.epoch = epoch;
     ids_.ClearCounts();
   }
-  if (other_ids_.load(std::memory_order_acquire)) {
-    other_ids_.store(false, std::memory_order_relaxed);
+  // Read first, which costs nothing; taken in one step, so that no later request is lost.
+  if (other_ids_.load(std::memory_order_relaxed) &&
+      other_ids_.exchange(false, std::memory_order_acquire)) {
     ids_.Restart();
   }
 }

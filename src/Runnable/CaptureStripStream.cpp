@@ -18,7 +18,7 @@ namespace VeltranoSDK {
 
 namespace {
 
-// Long enough for a thread that is cancelled outside a callback, short enough for
+// Long enough for a thread that is asked to end outside a callback, short enough for
 // somebody who has pressed Ctrl-C.
 constexpr unsigned kGoneMs = 1000;
 
@@ -93,9 +93,8 @@ bool CaptureStripStream::ReleaseResource() {
   Trace(__func__);
   const auto device = Device();
   if (!device) return false;
-  const bool gone = WaitUntilGone(kGoneMs);
-  device->StreamOff();
-  if (gone) {
+  device->StreamOff();  // and with it a dequeue that blocks
+  if (WaitUntilGone(kGoneMs)) {
     device->Close();
   } else {
     LogError("the strip thread is still at work, its buffers stay mapped");
@@ -163,6 +162,7 @@ bool CaptureStripStream::SetUp() {
 
 void CaptureStripStream::LoopRun() {
   Trace(__func__);
+  if (!WaitFor(device_ ? device_->Descriptor() : -1)) return;
   std::byte* buffer = device_ && sensor_ && series_logic_ ? device_->DqBuf() : nullptr;
   if (buffer == nullptr) {
     statistics_.DequeueFailed();

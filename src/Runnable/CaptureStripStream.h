@@ -36,7 +36,7 @@ class CaptureStripStream final : public Utility::Runnable {
   bool ResetStripReleaseCount();
   bool ResetCallbackLostCount();
   bool ResetLastFrameId();
-  // Zeroes all strip buffers, and the last frame id.
+  // Zeroes all strip buffers (see V4l2Base::ClearBuf), and the last frame id.
   bool StripBufClear();
   bool QV4l2Buf(unsigned int index);
 

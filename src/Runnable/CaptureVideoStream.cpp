@@ -61,9 +61,8 @@ bool CaptureVideoStream::SetV4l2Fmt(unsigned int width, unsigned int height) {
 
 bool CaptureVideoStream::ReleaseResource() {
   Trace(__func__);
-  const bool gone = WaitUntilGone(kGoneMs);
   device_.StreamOff();
-  if (gone) {
+  if (WaitUntilGone(kGoneMs)) {
     device_.Close();
   } else {
     LogError("the image thread is still at work, its buffers stay mapped");
@@ -100,6 +99,7 @@ bool CaptureVideoStream::SetUp(const CmosSensor& sensor) {
 
 void CaptureVideoStream::LoopRun() {
   Trace(__func__);
+  if (!WaitFor(device_.Descriptor())) return;
   std::byte* buffer = device_.DqBuf();
   if (buffer == nullptr) {
     statistics_.DequeueFailed();

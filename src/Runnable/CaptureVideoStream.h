@@ -29,7 +29,7 @@ class CaptureVideoStream final : public Utility::Runnable {
   // Called once, when the first image of an IMX252 arrives.
   bool RegisterCmos252SelfTestSuccessfullyCallback(std::function<void()> callback);
 
-  // Zeroes all image buffers.
+  // Zeroes all image buffers, see V4l2Base::ClearBuf.
   bool VideoBufClear();
   bool SetV4l2Fmt(unsigned int width, unsigned int height);
 

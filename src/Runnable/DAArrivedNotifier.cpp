@@ -20,7 +20,7 @@ bool DAArrivedNotifier::RegisterDAArrivedCallback(std::function<void()> callback
 
 void DAArrivedNotifier::LoopRun() {
   Trace(__func__);
-  WaitForInterrupt();
+  if (!WaitForInterrupt()) return;
   Deliver([] { da_arrived_callback_(); });
   UnmaskInterrupt();
 }

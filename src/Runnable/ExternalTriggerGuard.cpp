@@ -22,7 +22,7 @@ bool ExternalTriggerGuard::RegisterPulseSignalCallback(std::function<void(unsign
 
 void ExternalTriggerGuard::LoopRun() {
   Trace(__func__);
-  WaitForInterrupt();
+  if (!WaitForInterrupt()) return;
   if (const auto fpga = DeviceManagerHolder::Instance()->fpga_logic_) {
     const unsigned int level = fpga->GetExternalTriggerLevel();
     Deliver([level] { pulse_signal_callback_(level); });

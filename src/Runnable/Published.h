@@ -3,11 +3,11 @@
 #include <array>
 #include <atomic>
 #include <bit>
-#include <chrono>
 #include <cstddef>
 #include <cstdint>
-#include <thread>
 #include <type_traits>
+
+#include "thread/Pause.h"
 
 namespace VeltranoSDK::Utility {
 
@@ -30,7 +30,7 @@ class Published {
     Words words;
     while (!TryRead(words)) {
       // Not a mere yield: the reader's priority may be above the writer's.
-      std::this_thread::sleep_for(kOvertaken);
+      Pause(kOvertakenUs);
     }
     return std::bit_cast<Record>(words);
   }
@@ -39,7 +39,7 @@ class Published {
   static_assert(std::is_trivially_copyable_v<Record>);
   static_assert(sizeof(Record) % sizeof(std::uint64_t) == 0);
   static constexpr std::size_t kWords = sizeof(Record) / sizeof(std::uint64_t);
-  static constexpr std::chrono::microseconds kOvertaken{50};
+  static constexpr unsigned int kOvertakenUs = 50;
   using Words = std::array<std::uint64_t, kWords>;
 
   bool TryRead(Words& words) const {

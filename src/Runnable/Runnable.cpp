@@ -1,25 +1,27 @@
 #include "Runnable/Runnable.h"
 
-#include <pthread.h>
-#include <stdio.h>
+#include <poll.h>
 
+#include <array>
 #include <condition_variable>
 #include <mutex>
 
-#include "function/CancellationScope.h"
 #include "function/InterruptibleWait.h"
 #include "function/SignalMask.h"
+#include "function/SystemCalls.h"
 #include "log/Log.h"
+#include "thread/NotCancellable.h"
+#include "thread/WakeUp.h"
 
 namespace VeltranoSDK::Utility {
 
 namespace {
 
-// A cancelled worker that is not inside a callback needs microseconds to go.
+// A worker that is asked to end and not inside a callback needs microseconds to go.
 constexpr unsigned kFarewellMs = 500;
 constexpr unsigned kFormerWorkerMs = 3000;
 // What the process's end leaves to a worker, though another one's handler does not return.
-constexpr std::chrono::milliseconds kToUnwind{50};
+constexpr std::chrono::milliseconds kToGo{50};
 
 }  // namespace
 
@@ -29,11 +31,11 @@ struct Runnable::Life {
   std::mutex mutex;
   std::condition_variable changed;
   bool present = false;
-  bool cancelled = false;
-  CancellationRequest request;
-  pthread_t worker{};
+  std::atomic<bool> cancelled = false;
+  std::thread::id worker;
+  WakeUp wake_up;
 
-  bool IsWorker() const { return present && pthread_equal(worker, pthread_self()); }
+  bool IsWorker() const { return present && worker == std::this_thread::get_id(); }
 };
 
 class Runnable::Departure {
@@ -68,19 +70,22 @@ bool Runnable::Start() {
       return false;
     }
   }
-  PrepareCancellation();
-  running_ = true;
   gate_.Open();
 
-  // The worker inherits the blocked signal.
-  const SigintBlocked no_handler_here;
+  const AsynchronousSignalsBlocked inherited_by_the_worker;
   // A worker that is done at once waits here until its handle is known.
   const std::lock_guard lock(life_->mutex);
-  life_->request.Reset();
-  thread_ = std::thread(Work, life_, weak_from_this().lock(), this);
-  life_->worker = thread_.native_handle();
-  life_->present = true;
+  life_->wake_up.Reset();
   life_->cancelled = false;
+  running_ = true;
+  try {
+    thread_ = std::thread(Work, life_, weak_from_this().lock(), this);
+  } catch (...) {
+    running_ = false;
+    throw;
+  }
+  life_->worker = thread_.get_id();
+  life_->present = true;
   return true;
 }
 
@@ -114,19 +119,14 @@ bool Runnable::Cancel() {
   if (!gate_.Close()) {
     LogError("Runnable::Cancel: a callback of the application does not return");
   }
-  int result = 0;
   {
     const SigintBlocked no_handler_here;
     const std::lock_guard lock(life_->mutex);
     if (life_->present) {
       life_->cancelled = true;
       life_->changed.notify_all();
-      result = life_->request.Make(life_->worker);
+      life_->wake_up.Ring();
     }
-  }
-  if (result < 0) {
-    puts("Runnable::Cancel pthread_cancel error!");
-    return false;
   }
   WaitUntilGone(kFarewellMs);
   return true;
@@ -134,17 +134,25 @@ bool Runnable::Cancel() {
 
 bool Runnable::WaitUntilGone(unsigned milliseconds) {
   bool gone = false;
-  WaitInterruptibly(life_->mutex, life_->changed,
-                    {std::chrono::milliseconds(milliseconds), kToUnwind}, [this, &gone] {
+  WaitInterruptibly(life_->mutex, life_->changed, {std::chrono::milliseconds(milliseconds), kToGo},
+                    [this, &gone] {
                       gone = !life_->present;
                       return gone || life_->IsWorker();
                     });
   return gone;
 }
 
+bool Runnable::WaitFor(int device) const {
+  if (device >= 0) {
+    std::array<pollfd, 2> awaited{{{device, POLLIN, 0}, {life_->wake_up.descriptor(), POLLIN, 0}}};
+    Uninterrupted([&] { return poll(awaited.data(), awaited.size(), -1); });
+  }
+  return !life_->cancelled;
+}
+
 void Runnable::Rest(std::chrono::milliseconds time) {
   std::unique_lock lock(life_->mutex);
-  life_->changed.wait_for(lock, time, [this] { return life_->cancelled; });
+  life_->changed.wait_for(lock, time, [this] { return life_->cancelled.load(); });
 }
 
 void Runnable::RegisterBeforeRunFinishFunc(std::function<void()> hook) {
@@ -158,8 +166,7 @@ void Runnable::RegisterAfterRunFinishFunc(std::function<void()> hook) {
 }
 
 void Runnable::Work(std::shared_ptr<Life> life, std::shared_ptr<Runnable> self, Runnable* object) {
-  pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);
-  AnswerTo(life->request);
+  const NotCancellable to_the_end;
   const Departure signs_off_last(*life);
   const std::shared_ptr<Runnable> owner = std::move(self);
   object->ThreadRun();
@@ -169,11 +176,8 @@ void Runnable::ThreadRun() {
   alive_ = true;
   BeforeRun();
   if (const auto hook = before_run_finish_.Get()) (*hook)();
-  while (running_) {
-    LoopRun();
-    // A pass need not block: its thread must be possible to end too.
-    const CancellationScope between_passes;
-  }
+  while (running_ && !life_->cancelled) LoopRun();
+  if (life_->cancelled) return;
   AfterRun();
   if (const auto hook = after_run_finish_.Get()) (*hook)();
   alive_ = false;

@@ -15,10 +15,10 @@ namespace VeltranoSDK::Utility {
 // A thread with a body of three phases: set-up once, a pass repeated while the
 // flag is set, tear-down once, and a hook after set-up and after tear-down.
 //
-// The worker runs with SIGINT blocked and with cancellation disabled; a pass
-// opens a CancellationScope around its blocking call. While it runs it shares
-// the ownership of its object (when a shared_ptr owns it), so the last owner may
-// let go at any time; an object without such an owner must outlive its worker.
+// A worker ends because it is asked to: a pass waits with WaitFor() and makes its blocking
+// call when that says so. It runs with asynchronous signals blocked. While it runs it shares
+// the ownership of its object (when a shared_ptr owns it), so the last owner may let go at
+// any time; an object without such an owner must outlive its worker.
 class Runnable : public std::enable_shared_from_this<Runnable> {
  public:
   Runnable();
@@ -27,7 +27,8 @@ class Runnable : public std::enable_shared_from_this<Runnable> {
 
   // Always true, but for a detached worker of an earlier start that cannot be
   // ended first (false, nothing started). Ends the process when a worker that was
-  // never detached is still there.
+  // never detached is still there. Throws std::system_error, and nothing is started, when
+  // the process has no thread or descriptor left.
   bool Start();
 
   // Lets the pass in progress end, and waits for the worker. For workers that
@@ -39,10 +40,11 @@ class Runnable : public std::enable_shared_from_this<Runnable> {
   // No callback begins any more; one may still be running.
   void StopDelivering();
 
-  // Ends the worker at its blocking call; tear-down and its hook do not run. When
-  // this returns no callback is delivered any more, and the worker is normally
-  // gone. May be called from the worker's own callback, from the SIGINT handler,
-  // and on a runnable that was never started or is gone already.
+  // Asks the worker to end and wakes it; tear-down and its hook do not run. When this
+  // returns no callback is delivered any more, and the worker is normally gone; one that is
+  // blocked in a driver without poll goes when the driver lets it. May be called from the
+  // worker's own callback, from the SIGINT handler, and on a runnable that was never started
+  // or is gone already. Always true.
   bool Cancel();
 
   // True once there is no worker (any more); false when there still is one after
@@ -56,7 +58,7 @@ class Runnable : public std::enable_shared_from_this<Runnable> {
   void ThreadRun();
 
   bool IsRunning() const { return running_; }  // the passes go on
-  bool IsAlive() const { return alive_; }      // stays true after a cancellation
+  bool IsAlive() const { return alive_; }      // stays true after Cancel
   bool IsStopped() const { return stopped_; }  // by Stop
 
  protected:
@@ -65,6 +67,10 @@ class Runnable : public std::enable_shared_from_this<Runnable> {
   virtual bool BeforeRun();
   virtual void LoopRun() = 0;
   virtual void AfterRun();
+
+  // Waits until a call on the device need not block, or fails (true), or the worker is asked
+  // to end (false). True at once for a device that is not open.
+  bool WaitFor(int device) const;
 
   // A pause of the worker, cut short when it is cancelled.
   void Rest(std::chrono::milliseconds time);

@@ -8,6 +8,7 @@
 #include "Runnable/ExternalTriggerGuard.h"
 #include "Runnable/WatchDogThread.h"
 #include "SingletonHolder.h"
+#include "thread/Slot.h"
 
 namespace VeltranoSDK {
 
@@ -19,9 +20,9 @@ class RunnableObjectManager {
   std::shared_ptr<CaptureVideoStream> video_;
   std::shared_ptr<CaptureStripStream> strip_;
   std::shared_ptr<WatchDogThread> watchdog_;
-  // Null while the notification is switched off.
-  std::shared_ptr<DAArrivedNotifier> da_notifier_;
-  std::shared_ptr<ExternalTriggerGuard> trigger_guard_;
+  // Empty while the notification is switched off.
+  Slot<DAArrivedNotifier> da_notifier_;
+  Slot<ExternalTriggerGuard> trigger_guard_;
 };
 
 using RunnableObjectManagerHolder = Foundation::SingletonHolder<RunnableObjectManager>;

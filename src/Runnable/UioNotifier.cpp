@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <utility>
 
-#include "function/CancellationScope.h"
+#include "function/SystemCalls.h"
 #include "log/Log.h"
 
 namespace VeltranoSDK {
@@ -26,7 +26,7 @@ bool UioNotifier::Start() {
 bool UioNotifier::BeforeRun() {
   Trace(__func__);
   CloseDevice();  // of an earlier start
-  fd_ = open(device_path_.c_str(), O_RDWR);
+  fd_ = OpenDevice(device_path_.c_str(), O_RDWR);
   if (fd_ < 0) {
     printf("open \"%s\" failed!\n", device_path_.c_str());
   } else {
@@ -39,15 +39,18 @@ bool UioNotifier::BeforeRun() {
   return fd_ >= 0;
 }
 
-void UioNotifier::WaitForInterrupt() {
+bool UioNotifier::WaitForInterrupt() {
+  if (!WaitFor(fd_)) return false;
   std::uint32_t count;
-  const CancellationScope may_end_here;
-  [[maybe_unused]] const ssize_t ignored = read(fd_, &count, sizeof count);
+  [[maybe_unused]] const ssize_t ignored =
+      Uninterrupted([&] { return read(fd_, &count, sizeof count); });
+  return true;
 }
 
 void UioNotifier::UnmaskInterrupt() {
   const std::uint32_t unmask = 1;
-  [[maybe_unused]] const ssize_t ignored = write(fd_, &unmask, sizeof unmask);
+  [[maybe_unused]] const ssize_t ignored =
+      Uninterrupted([&] { return write(fd_, &unmask, sizeof unmask); });
 }
 
 void UioNotifier::CloseDevice() {

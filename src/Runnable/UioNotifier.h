@@ -23,9 +23,9 @@ class UioNotifier : public Utility::Runnable {
 
   bool BeforeRun() override;
 
-  // Blocks until the interrupt has fired; it stays masked until it is unmasked.
-  // This is where a cancelled thread ends.
-  void WaitForInterrupt();
+  // Blocks until the interrupt has fired; it stays masked until it is unmasked. False when
+  // the thread is asked to end.
+  bool WaitForInterrupt();
   void UnmaskInterrupt();
 
   void CloseDevice();

@@ -1,6 +1,5 @@
 #include "Runnable/WatchDogThread.h"
 
-#include "function/CancellationScope.h"
 #include "log/Log.h"
 
 namespace VeltranoSDK {
@@ -13,8 +12,7 @@ bool WatchDogThread::BeforeRun() {
 void WatchDogThread::LoopRun() {
   Trace(__func__);
   timer_.Feed();
-  const CancellationScope may_end_here;
-  usleep(period_us_);
+  Rest(period_);
 }
 
 }  // namespace VeltranoSDK

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <unistd.h>
+#include <chrono>
 
 #include "Devices/WatchdogTimer.h"
 #include "Runnable/Runnable.h"
@@ -14,7 +14,7 @@ class WatchDogThread final : public Utility::Runnable {
   void LoopRun() override;
 
   WatchdogTimer timer_{/*timeout_seconds=*/30, /*setting=*/2};
-  const useconds_t period_us_ = 2'000'000;
+  const std::chrono::seconds period_{2};
 };
 
 }  // namespace VeltranoSDK

@@ -45,7 +45,8 @@ std::shared_ptr<SeriesLogic> Create(SeriesNumber series) {
 
 }  // namespace
 
-std::shared_ptr<SeriesLogic> SeriesLogicFactory::series_logic_;
+// Never destroyed: threads and atexit functions ask for it while the process is leaving.
+std::shared_ptr<SeriesLogic>& SeriesLogicFactory::series_logic_ = *new std::shared_ptr<SeriesLogic>;
 
 bool SeriesLogicFactory::InitSeriesLogicBySeries(SeriesNumber series) {
   if (series_logic_ == nullptr) series_logic_ = Create(series);

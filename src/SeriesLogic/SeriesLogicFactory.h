@@ -19,7 +19,7 @@ class SeriesLogicFactory {
   static std::shared_ptr<SeriesLogic> GetSeriesLogicInstance();
 
  private:
-  static std::shared_ptr<SeriesLogic> series_logic_;
+  static std::shared_ptr<SeriesLogic>& series_logic_;
 };
 
 }  // namespace VeltranoSDK

@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <linux/i2c-dev.h>
 #include <linux/i2c.h>
-#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -16,9 +15,16 @@
 #include <cstring>
 #include <memory>
 
+#include "function/SystemCalls.h"
+#include "thread/NotCancellable.h"
 #include "thread/Pause.h"
 
 namespace {
+
+using VeltranoSDK::Ioctl;
+using VeltranoSDK::NotCancellable;
+using VeltranoSDK::OpenDevice;
+using VeltranoSDK::Pause;
 
 constexpr const char* kBusDevice = "/dev/i2c-0";
 constexpr unsigned long kBusTimeout = 4;  // of 10 ms
@@ -70,14 +76,14 @@ class Transaction {
 
   // What the transfer returned; -1, and told, when it failed.
   int Run(int open_flags, const char* failed) {
-    const int bus = open(kBusDevice, open_flags);
+    const int bus = OpenDevice(kBusDevice, open_flags);
     if (bus < 0) {
       perror("open eeprom");
       return -1;
     }
-    ioctl(bus, I2C_TIMEOUT, kBusTimeout);
-    ioctl(bus, I2C_RETRIES, kBusRetries);
-    int result = ioctl(bus, I2C_RDWR, request_.get());
+    Ioctl(bus, I2C_TIMEOUT, kBusTimeout);
+    Ioctl(bus, I2C_RETRIES, kBusRetries);
+    int result = Ioctl(bus, I2C_RDWR, request_.get());
     if (result >= 0 && static_cast<__u32>(result) < request_->nmsgs) {
       errno = EIO;  // the adapter stopped early
       result = -1;
@@ -135,7 +141,7 @@ int EachPage(int size, const BlockTexts& texts, Transfer transfer) {
       puts(texts.page_error);
       return -1;
     }
-    VeltranoSDK::Pause(kPageWriteTime);
+    Pause(kPageWriteTime);
   }
   puts(texts.success);
   return 0;
@@ -153,6 +159,7 @@ extern "C" {
 
 int eeprom_page_read(unsigned char wordAddress, void* out, unsigned int length,
                      unsigned char deviceAddress) {
+  const NotCancellable whole;
   constexpr const char* kFailed = "page_read error";
   const std::size_t bytes = length & 0xFF;
   if (!Transferable(out, bytes, __func__, kFailed)) return -1;
@@ -167,6 +174,7 @@ int eeprom_page_read(unsigned char wordAddress, void* out, unsigned int length,
 
 int eeprom_page_write(unsigned char wordAddress, const void* data, unsigned char length,
                       unsigned char deviceAddress) {
+  const NotCancellable whole;
   constexpr const char* kFailed = "page_write error";
   const std::size_t bytes = 1u + length;
   if (!Transferable(data, bytes, __func__, kFailed)) return -1;
@@ -182,6 +190,7 @@ int eeprom_page_write(unsigned char wordAddress, const void* data, unsigned char
 }
 
 int ConfigSave(unsigned char* data, int size) {
+  const NotCancellable whole;
   if (!IsBlockSize(size, kSaveTexts)) return -1;
   return EachPage(
       size, kSaveTexts,
@@ -191,6 +200,7 @@ int ConfigSave(unsigned char* data, int size) {
 }
 
 int ConfigRead(unsigned char* out, int size) {
+  const NotCancellable whole;
   if (!IsBlockSize(size, kReadTexts)) return -1;
   return EachPage(size, ReadTexts(size),
                   [out](unsigned char word, int offset, unsigned char bytes, unsigned char device) {

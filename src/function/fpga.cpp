@@ -2,6 +2,7 @@
 
 #include <errno.h>
 #include <fcntl.h>
+#include <pthread.h>
 #include <sys/mman.h>
 #include <time.h>
 #include <unistd.h>
@@ -10,69 +11,87 @@
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
-#include <optional>
 
-#include "function/InterruptibleWait.h"
-#include "function/RegisterReach.h"
-#include "function/SignalMask.h"
+#include "function/RegisterLock.h"
+#include "function/SystemCalls.h"
 #include "log/Log.h"
+#include "thread/NotCancellable.h"
+
+namespace VeltranoSDK {
 
 namespace {
 
-using VeltranoSDK::SigintBlocked;
+using Clock = std::chrono::steady_clock;
 
 constexpr unsigned int kFailed = 0xFFFFFFFFu;
 constexpr std::size_t kMappedBytes = 255;
 constexpr unsigned int kWordsInMapping = kMappedBytes / sizeof(std::uint32_t);
 
+// The longest an interrupt waits for a thread that waits for the lock.
+constexpr long kSliceNs = 20'000'000;
+
+// Longer than the longest pulse, the camera's reset.
+constexpr std::chrono::milliseconds kEndingPatience{500};
+
 std::atomic<bool> out_of_reach{false};
 
 // No thread has the id 0.
-std::atomic<pthread_t> does_not_wait{};
+std::atomic<pthread_t> ending_thread{};
+std::atomic<Clock::duration> ending_waits_until{};
+std::atomic<bool> closed_to_others{false};
 
-// The longest an interrupt waits for a thread that waits for the lock.
-constexpr long kSliceNs = 20'000'000;
+bool EndsTheProcess() { return pthread_equal(ending_thread, pthread_self()) != 0; }
 
 timespec EndOfSlice() {
   constexpr long kNsPerSecond = 1'000'000'000;
   timespec end{};
-  clock_gettime(CLOCK_REALTIME, &end);
+  clock_gettime(CLOCK_MONOTONIC, &end);
   end.tv_nsec += kSliceNs;
   end.tv_sec += end.tv_nsec / kNsPerSecond;
   end.tv_nsec %= kNsPerSecond;
   return end;
 }
 
-// The SIGINT handler itself writes registers: were it to run on a thread that holds
-// the lock, it would wait for ever. So the lock is held with SIGINT blocked. It is
-// not waited for like that: after a failed open it is never free again, and an
-// interrupt must still reach a process whose only thread waits here. False for the
-// thread that ends the process, which does not wait for ever.
-bool LockRegisters(std::optional<SigintBlocked>& no_handler_here) {
+unsigned long ByteAddress(unsigned int block_base, unsigned int index) {
+  return static_cast<unsigned long>(block_base) + 4ul * index;
+}
+
+}  // namespace
+
+RegisterLock::RegisterLock() : held_(Acquire()) {}
+
+RegisterLock::~RegisterLock() {
+  if (held_) pthread_mutex_unlock(&fpga_contol);
+}
+
+// The handler must not find its own thread holding the lock, so SIGINT is blocked with it.
+// The lock is not waited for like that: after a failed open it is never free again, and an
+// interrupt must still reach a process whose only thread waits here.
+bool RegisterLock::Acquire() {
   for (;;) {
-    no_handler_here.reset();  // a SIGINT of the last slice is delivered here
-    no_handler_here.emplace();
+    no_handler_here_.reset();  // a SIGINT of the last slice is delivered here
+    no_handler_here_.emplace();
     const timespec until = EndOfSlice();
-    if (pthread_mutex_timedlock(&fpga_contol, &until) != ETIMEDOUT) return true;
-    if (pthread_equal(does_not_wait, pthread_self()) &&
-        (out_of_reach || std::chrono::steady_clock::now() > VeltranoSDK::LastMomentOfWaits())) {
-      return false;
-    }
+    if (pthread_mutex_clocklock(&fpga_contol, CLOCK_MONOTONIC, &until) != ETIMEDOUT) return true;
+    if (!EndsTheProcess()) continue;
+    if (out_of_reach || Clock::now().time_since_epoch() > ending_waits_until.load()) return false;
   }
 }
 
-// Maps the block for the length of one access. A word outside the mapping or an
-// unmappable block reads as all ones, like an address nothing answers on.
+// Maps the block for the length of one access. A word outside the mapping or an unmappable
+// block reads as all ones, like an address nothing answers on.
 template <typename Access>
-unsigned int Transact(unsigned int block_base, unsigned int index, Access access) {
-  std::optional<SigintBlocked> no_handler_here;
-  if (!LockRegisters(no_handler_here)) return kFailed;
+unsigned int RegisterLock::Reach(unsigned int block_base, unsigned int index, Access access) {
+  if (!held_) held_ = Acquire();
+  if (!held_ && out_of_reach) return kFailed;
 
-  const int fd = open("/dev/mem", O_RDWR | O_NONBLOCK);
+  const int fd = OpenDevice("/dev/mem", O_RDWR | O_NONBLOCK);
   if (fd < 0) {
-    // The lock stays taken: a board whose registers were once out of reach is
-    // in no known state, and nothing may touch it until the process restarts.
+    // The lock stays taken: a board whose registers were once out of reach is in no known
+    // state, and nothing may touch it until the process restarts.
     out_of_reach = true;
+    held_ = false;
+    no_handler_here_.reset();
     printf("open(/dev/mem) failed.");
     fflush(stdout);
     return kFailed;
@@ -85,19 +104,35 @@ unsigned int Transact(unsigned int block_base, unsigned int index, Access access
   }
   close(fd);
   if (block != MAP_FAILED) munmap(block, kMappedBytes);
-  pthread_mutex_unlock(&fpga_contol);
   return result;
 }
 
-unsigned long ByteAddress(unsigned int block_base, unsigned int index) {
-  return static_cast<unsigned long>(block_base) + 4ul * index;
+unsigned int RegisterLock::Read(unsigned int block_base, unsigned int index) {
+  return Reach(block_base, index, [](volatile std::uint32_t* word) { return *word; });
 }
 
-}  // namespace
+unsigned int RegisterLock::Write(unsigned int block_base, unsigned int index, unsigned int value) {
+  return Reach(block_base, index, [value](volatile std::uint32_t* word) {
+    if (closed_to_others && !EndsTheProcess()) return kFailed;
+    *word = value;
+    return 0u;
+  });
+}
 
-namespace VeltranoSDK {
+void TraceRead(unsigned int block_base, unsigned int index) {
+  LogTrace("fpga_read_addr: %lx", ByteAddress(block_base, index));
+}
 
-void DoNotWaitForLostRegisters() { does_not_wait = pthread_self(); }
+void TraceWrite(unsigned int block_base, unsigned int index) {
+  LogTrace("fpga_write_addr: %lx", ByteAddress(block_base, index));
+}
+
+void CloseRegistersToOthers() {
+  ending_waits_until = (Clock::now() + kEndingPatience).time_since_epoch();
+  ending_thread = pthread_self();
+  const RegisterLock after_a_change_under_way;
+  closed_to_others = true;
+}
 
 }  // namespace VeltranoSDK
 
@@ -106,16 +141,15 @@ extern "C" {
 pthread_mutex_t fpga_contol = PTHREAD_MUTEX_INITIALIZER;
 
 unsigned int fpga_read_addr(unsigned int block_base, unsigned int index) {
-  VeltranoSDK::LogTrace("fpga_read_addr: %lx", ByteAddress(block_base, index));
-  return Transact(block_base, index, [](volatile std::uint32_t* word) { return *word; });
+  const VeltranoSDK::NotCancellable whole;
+  VeltranoSDK::TraceRead(block_base, index);
+  return VeltranoSDK::RegisterLock().Read(block_base, index);
 }
 
 unsigned int fpga_write_addr(unsigned int block_base, unsigned int index, unsigned int value) {
-  VeltranoSDK::LogTrace("fpga_write_addr: %lx", ByteAddress(block_base, index));
-  return Transact(block_base, index, [value](volatile std::uint32_t* word) {
-    *word = value;
-    return 0u;
-  });
+  const VeltranoSDK::NotCancellable whole;
+  VeltranoSDK::TraceWrite(block_base, index);
+  return VeltranoSDK::RegisterLock().Write(block_base, index, value);
 }
 
 }  // extern "C"

@@ -12,7 +12,14 @@
 #include <cstring>
 #include <memory>
 
+#include "function/SystemCalls.h"
+#include "thread/NotCancellable.h"
+
 namespace {
+
+using VeltranoSDK::Ioctl;
+using VeltranoSDK::NotCancellable;
+using VeltranoSDK::OpenDevice;
 
 // Hosts written in other languages lay the records out by hand.
 static_assert(sizeof(v4l2_buffer) == 88);
@@ -81,7 +88,7 @@ int BadAddress(const char* function) {
 }
 
 int OpenPath(const char* path) {
-  if (path != nullptr) return open(path, O_RDWR);
+  if (path != nullptr) return OpenDevice(path, O_RDWR);
   errno = EFAULT;
   return kFailed;
 }
@@ -107,7 +114,7 @@ class GrantedBuffers {
     request.count = asked;
     request.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
     request.memory = V4L2_MEMORY_MMAP;
-    if (ioctl(fd, VIDIOC_REQBUFS, &request) != 0) Exit("Requesting Buffer");
+    if (Ioctl(fd, VIDIOC_REQBUFS, &request) != 0) Exit("Requesting Buffer");
     count_ = request.count;
     records_.reset(
         static_cast<tessaline_image_buffer*>(calloc(count_, sizeof(tessaline_image_buffer))));
@@ -123,13 +130,13 @@ class GrantedBuffers {
   void MapAndQueue(int fd, unsigned int index, unsigned int frame_bytes) {
     v4l2_buffer buffer = MappedBuffer(index);
     buffer.length = frame_bytes;
-    if (ioctl(fd, VIDIOC_QUERYBUF, &buffer) != 0) Exit("Querying Buffer");
+    if (Ioctl(fd, VIDIOC_QUERYBUF, &buffer) != 0) Exit("Querying Buffer");
     tessaline_image_buffer& record = records_.get()[index];
     record.descriptor.index = index;
     record.address = mmap(nullptr, buffer.length, PROT_READ | PROT_WRITE, MAP_SHARED, fd,
                           static_cast<off_t>(buffer.m.offset));
     if (record.address == MAP_FAILED) Exit("mmap");
-    if (ioctl(fd, VIDIOC_QBUF, &buffer) != 0) Exit("Queue Buffer");
+    if (Ioctl(fd, VIDIOC_QBUF, &buffer) != 0) Exit("Queue Buffer");
   }
 
   [[noreturn]] void Exit(const char* step) {
@@ -144,7 +151,7 @@ class GrantedBuffers {
 
 int SwitchStream(int fd, unsigned long request, const char* name) {
   int type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
-  const int result = ioctl(fd, request, &type);
+  const int result = Ioctl(fd, request, &type);
   if (result != 0) TellReason(name, "");
   return result;
 }
@@ -156,6 +163,7 @@ extern "C" {
 // --- Single steps ------------------------------------------------------------------------
 
 int v4l2_open(const char* path) {
+  const NotCancellable whole;
   const int fd = OpenPath(path);
   if (fd < 0) {
     const KeptErrno error;
@@ -163,7 +171,7 @@ int v4l2_open(const char* path) {
     return kFailed;
   }
   v4l2_capability capability{};
-  if (ioctl(fd, VIDIOC_QUERYCAP, &capability) != 0) {
+  if (Ioctl(fd, VIDIOC_QUERYCAP, &capability) != 0) {
     const KeptErrno error;
     perror("Setting Pixel Format");
     close(fd);
@@ -179,48 +187,61 @@ int v4l2_open(const char* path) {
 }
 
 int v4l2_setfmt(int fd, unsigned int width, unsigned int height) {
+  const NotCancellable whole;
   v4l2_format format{};
   format.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
   format.fmt.pix.width = width;
   format.fmt.pix.height = height;
   format.fmt.pix.pixelformat = V4L2_PIX_FMT_GREY;
   format.fmt.pix.field = V4L2_FIELD_NONE;
-  if (ioctl(fd, VIDIOC_TRY_FMT, &format) != 0) TellReason("VIDIOC_TRY_FMT", "\n");
-  const int result = ioctl(fd, VIDIOC_S_FMT, &format);
+  if (Ioctl(fd, VIDIOC_TRY_FMT, &format) != 0) TellReason("VIDIOC_TRY_FMT", "\n");
+  const int result = Ioctl(fd, VIDIOC_S_FMT, &format);
   if (result != 0) TellReason("VIDIOC_S_FMT", "\n");
   return result;
 }
 
 tessaline_image_buffer* v4l2_reqbufs(int fd, unsigned int width, unsigned int height, unsigned int,
                                      unsigned int count) {
+  const NotCancellable whole;
   return GrantedBuffers(fd, width * height, count).Release();
 }
 
-int v4l2_streamon(int fd) { return SwitchStream(fd, VIDIOC_STREAMON, "VIDIOC_STREAMON"); }
+int v4l2_streamon(int fd) {
+  const NotCancellable whole;
+  return SwitchStream(fd, VIDIOC_STREAMON, "VIDIOC_STREAMON");
+}
 
-int v4l2_streamoff(int fd) { return SwitchStream(fd, VIDIOC_STREAMOFF, "VIDIOC_STREAMOFF"); }
+int v4l2_streamoff(int fd) {
+  const NotCancellable whole;
+  return SwitchStream(fd, VIDIOC_STREAMOFF, "VIDIOC_STREAMOFF");
+}
 
 int v4l2_qbuf(int fd, v4l2_buffer* buffer) {
-  const int result = ioctl(fd, VIDIOC_QBUF, buffer);
-  if (result != 0) TellReason("VIDIOC_QBUF", "\n");
+  const NotCancellable whole;
+  const int result = Ioctl(fd, VIDIOC_QBUF, buffer);
+  if (result != 0) TellReason("VIDIOC_QBUF", "");
   return result;
 }
 
 int v4l2_dqbuf(int fd, v4l2_buffer* buffer) {
+  const NotCancellable whole;
+  // Not repeated: a signal handler of the application may end its waiting for a frame.
   const int result = ioctl(fd, VIDIOC_DQBUF, buffer);
   if (result != 0) {
     TellError("ioctl");
-    TellReason("VIDIOC_DQBUF", "\n");
+    TellReason("VIDIOC_DQBUF", "");
   }
   return result;
 }
 
 int v4l2_close(int fd) {
+  const NotCancellable whole;
   close(fd);
   return 0;
 }
 
 int v4l2_release(int fd, tessaline_image_buffer* image) {
+  const NotCancellable whole;
   return image == nullptr ? BadAddress(__func__) : v4l2_qbuf(fd, &image->descriptor);
 }
 
@@ -229,6 +250,7 @@ int v4l2_release(int fd, tessaline_image_buffer* image) {
 tessaline_video_channel* create_video_channel(const char* device, unsigned int, unsigned int width,
                                               unsigned int height, unsigned int, unsigned int tag,
                                               unsigned int count) {
+  const NotCancellable whole;
   auto* channel = static_cast<tessaline_video_channel*>(malloc(sizeof(tessaline_video_channel)));
   if (channel == nullptr) ExitFrom("malloc");
   channel->width = width;
@@ -250,6 +272,7 @@ tessaline_video_channel* create_video_channel(const char* device, unsigned int, 
 }
 
 int video_start_capture(tessaline_video_channel* channel) {
+  const NotCancellable whole;
   if (channel == nullptr) return BadAddress(__func__);
   const int result = v4l2_streamon(channel->fd);
   if (result < 0) ExitFrom("v4l2_streamon");
@@ -257,6 +280,7 @@ int video_start_capture(tessaline_video_channel* channel) {
 }
 
 int video_stop_capture(tessaline_video_channel* channel) {
+  const NotCancellable whole;
   if (channel == nullptr) return BadAddress(__func__);
   const int result = v4l2_streamoff(channel->fd);
   if (result < 0) ExitFrom("v4l2_streamoff");
@@ -264,6 +288,7 @@ int video_stop_capture(tessaline_video_channel* channel) {
 }
 
 tessaline_image_buffer* video_request_img_buf(tessaline_video_channel* channel, int* result) {
+  const NotCancellable whole;
   if (channel == nullptr || result == nullptr) {
     const int failure = BadAddress(__func__);
     if (result != nullptr) *result = failure;
@@ -283,11 +308,13 @@ tessaline_image_buffer* video_request_img_buf(tessaline_video_channel* channel, 
 }
 
 int video_release_img_buf(tessaline_video_channel* channel, tessaline_image_buffer* image) {
+  const NotCancellable whole;
   if (channel == nullptr || image == nullptr) return BadAddress(__func__);
   return v4l2_qbuf(channel->fd, &image->descriptor);
 }
 
 int close_video_channel(tessaline_video_channel* channel) {
+  const NotCancellable whole;
   if (channel == nullptr) return BadAddress(__func__);
   // The size asked for, whatever the driver made of it: the records do not keep that.
   const std::size_t frame_bytes = static_cast<std::size_t>(channel->width) * channel->height;

@@ -8,6 +8,22 @@ namespace VeltranoSDK {
 // alone: a loop over thousands of strips asks once instead of formatting for nobody.
 bool SomebodyListens(int level);
 
+// For the SIGINT handler. While one exists, what its thread logs goes nowhere: a sink may
+// block for ever, and the interrupted thread may hold what the sink wants.
+class LogSilence {
+ public:
+  LogSilence();
+  ~LogSilence();
+  LogSilence(const LogSilence&) = delete;
+  LogSilence& operator=(const LogSilence&) = delete;
+};
+
+// True inside a sink or lock hook, and in a handler that interrupted one.
+bool ThisThreadIsLogging();
+
+// Has the time zone at hand, which takes the heap and must not happen in a signal handler.
+void LoadTimeZone();
+
 // A format that remembers where it was written.
 struct Message {
   const char* format;

@@ -4,8 +4,8 @@
 #include <atomic>
 #include <cstddef>
 
-#include "function/SignalMask.h"
 #include "log/Log.h"
+#include "thread/NotCancellable.h"
 
 namespace {
 
@@ -30,6 +30,18 @@ struct Logger {
 
 // Zero at load time: everything from TRACE up goes to the standard error stream.
 constinit Logger logger{};
+
+// In the thread's static storage: the first look must not take the heap either.
+[[gnu::tls_model("initial-exec")]] constinit thread_local int lines_under_way = 0;
+[[gnu::tls_model("initial-exec")]] constinit thread_local int silences = 0;
+
+class LineUnderWay {
+ public:
+  LineUnderWay() { ++lines_under_way; }
+  ~LineUnderWay() { --lines_under_way; }
+  LineUnderWay(const LineUnderWay&) = delete;
+  LineUnderWay& operator=(const LineUnderWay&) = delete;
+};
 
 // Two time formats, one printer: "<time> <level padded to 5> <file>:<line>: ".
 template <std::size_t kTimeSize>
@@ -74,8 +86,17 @@ bool ReachesASink(int level) {
 namespace VeltranoSDK {
 
 bool SomebodyListens(int level) {
-  return ReachesStandardError(level) || logger.lock != nullptr || ReachesASink(level);
+  return silences == 0 &&
+         (ReachesStandardError(level) || logger.lock != nullptr || ReachesASink(level));
 }
+
+LogSilence::LogSilence() { ++silences; }
+
+LogSilence::~LogSilence() { --silences; }
+
+bool ThisThreadIsLogging() { return lines_under_way > 0; }
+
+void LoadTimeZone() { tzset(); }
 
 }  // namespace VeltranoSDK
 
@@ -83,9 +104,9 @@ extern "C" {
 
 void log_log(int level, const char* file, int line, const char* fmt, ...) {
   if (!VeltranoSDK::SomebodyListens(level)) return;
-  // The SIGINT handler logs too: it must not find its own thread holding the lock
-  // of the hook, or the one the C library takes to convert the time.
-  const VeltranoSDK::SigintBlocked no_handler_here;
+  // Not with SIGINT blocked: a sink may block, and an interrupt must still end the process.
+  const VeltranoSDK::NotCancellable whole;
+  const LineUnderWay line_under_way;
 
   log_Event ev{};
   ev.fmt = fmt;
@@ -127,6 +148,7 @@ void log_set_lock(log_LockFn fn, void* udata) {
 }
 
 int log_add_callback(log_LogFn fn, void* udata, int level) {
+  if (fn == nullptr) return -1;
   for (Sink& sink : logger.callbacks) {
     if (sink.fn.load(std::memory_order_relaxed) != nullptr) continue;
     sink.udata = udata;
@@ -137,7 +159,9 @@ int log_add_callback(log_LogFn fn, void* udata, int level) {
   return -1;
 }
 
-int log_add_fp(FILE* fp, int level) { return log_add_callback(file_callback, fp, level); }
+int log_add_fp(FILE* fp, int level) {
+  return fp == nullptr ? -1 : log_add_callback(file_callback, fp, level);
+}
 
 const char* log_level_string(int level) {
   const auto index = static_cast<std::size_t>(level);

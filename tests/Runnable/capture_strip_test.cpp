@@ -313,6 +313,7 @@ TEST_F(StripThread, AFormatTheBufferIsTooSmallForIsNeverReadPastTheMapping) {
     void ClearBuf() override {}
     unsigned Index() override { return 0; }
     std::size_t BufferSize() override { return memory_.size(); }
+    int Descriptor() const override { return -1; }
 
    private:
     std::vector<std::byte> memory_ = std::vector<std::byte>(4096, std::byte{0x11});

@@ -256,8 +256,8 @@ TEST_F(Notifier, TheManagerHasThreeThreadsAndTwoEmptyPlaces) {
   EXPECT_NE(manager->video_, nullptr);
   EXPECT_NE(manager->strip_, nullptr);
   EXPECT_NE(manager->watchdog_, nullptr);
-  EXPECT_EQ(manager->da_notifier_, nullptr);
-  EXPECT_EQ(manager->trigger_guard_, nullptr);
+  EXPECT_EQ(manager->da_notifier_.Get(), nullptr);
+  EXPECT_EQ(manager->trigger_guard_.Get(), nullptr);
 }
 
 TEST_F(Notifier, TheWatchdogIsArmedAndFedWhenSomebodyStartsIt) {

@@ -12,7 +12,6 @@
 #include <string>
 #include <vector>
 
-#include "function/CancellationScope.h"
 #include "log/Log.h"
 #include "support/Waiting.h"
 
@@ -23,7 +22,6 @@ using tessaline_test::Eventually;
 using tessaline_test::OpenDescriptors;
 using tessaline_test::ReallyWait;
 using ::testing::ElementsAre;
-using VeltranoSDK::CancellationScope;
 using VeltranoSDK::Utility::CallbackSlot;
 using VeltranoSDK::Utility::Runnable;
 
@@ -58,10 +56,7 @@ class PipeReader final : public Runnable {
   }
   void LoopRun() override {
     char byte;
-    {
-      const CancellationScope may_end_here;
-      if (read(ends_[0], &byte, 1) != 1) return;
-    }
+    if (!WaitFor(ends_[0]) || read(ends_[0], &byte, 1) != 1) return;
     Deliver([&] {
       if (const auto callback = callback_.Get()) (*callback)(byte);
     });

@@ -1,0 +1,46 @@
+#include "function/SystemCalls.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <atomic>
+
+namespace VeltranoSDK {
+
+namespace {
+
+bool IsOpen(int fd) { return fcntl(fd, F_GETFD) >= 0; }
+
+// Before the first device is opened, so that none is on 0 to 2 even for a moment. They stay
+// so: a process that closes them later is caught by AwayFromStandardStreams.
+void OccupyStandardStreams() {
+  static std::atomic<bool> looked{false};
+  if (looked.load(std::memory_order_relaxed)) return;
+  const int error = errno;
+  for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd) {
+    if (IsOpen(fd)) continue;
+    // The lowest free number is taken; another thread may have been faster.
+    const int null = open("/dev/null", O_RDWR);  // NOLINT: to be inherited, as 0 to 2 are
+    if (null > STDERR_FILENO) close(null);
+  }
+  looked = true;
+  errno = error;
+}
+
+}  // namespace
+
+int OpenDevice(const char* path, int flags) {
+  OccupyStandardStreams();
+  return AwayFromStandardStreams(Uninterrupted([=] { return open(path, flags | O_CLOEXEC); }));
+}
+
+int AwayFromStandardStreams(int fd) {
+  if (fd < 0 || fd > STDERR_FILENO) return fd;
+  const int moved = fcntl(fd, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+  const int error = errno;
+  close(fd);
+  errno = error;
+  return moved;
+}
+
+}  // namespace VeltranoSDK

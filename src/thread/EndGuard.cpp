@@ -1,0 +1,104 @@
+#include "thread/EndGuard.h"
+
+#include <errno.h>
+#include <pthread.h>
+#include <semaphore.h>
+#include <signal.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <system_error>
+#include <thread>
+
+#include "function/SignalMask.h"
+
+namespace VeltranoSDK {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+sem_t called;
+std::atomic<bool> stands_in_for_main{false};
+std::atomic<Clock::duration> last_moment{Clock::duration::max()};
+std::atomic<pthread_t> guard{};
+
+// An absolute time on the monotonic clock.
+void WaitUntil(Clock::duration moment) {
+  const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(moment);
+  const timespec until{static_cast<time_t>(seconds.count()),
+                       static_cast<long>(std::chrono::nanoseconds(moment - seconds).count())};
+  while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &until, nullptr) == EINTR) {
+  }
+}
+
+void AcceptSigint() {
+  sigset_t interrupt;
+  sigemptyset(&interrupt);
+  sigaddset(&interrupt, SIGINT);
+  pthread_sigmask(SIG_UNBLOCK, &interrupt, nullptr);
+}
+
+[[noreturn]] void Guard() {
+  guard = pthread_self();
+  for (;;) {
+    while (sem_wait(&called) != 0) {
+    }
+    if (stands_in_for_main.exchange(false)) AcceptSigint();
+    const auto moment = last_moment.load();
+    if (moment == Clock::duration::max()) continue;
+    WaitUntil(moment);
+    _exit(0);
+  }
+}
+
+void StartGuard() {
+  const AsynchronousSignalsBlocked inherited_by_the_guard;
+  std::thread(Guard).detach();
+}
+
+// Runs when main() is left with pthread_exit, and not when the process ends.
+void MainLeaves(void* /*value*/) {
+  sigset_t signals;
+  pthread_sigmask(SIG_BLOCK, nullptr, &signals);
+  if (sigismember(&signals, SIGINT) != 0) return;
+  stands_in_for_main = true;
+  sem_post(&called);
+}
+
+void NoticeMainLeaving() {
+  if (gettid() != getpid()) return;
+  pthread_key_t leaving;
+  if (pthread_key_create(&leaving, MainLeaves) == 0) pthread_setspecific(leaving, &called);
+}
+
+}  // namespace
+
+void EndGuard::Start() {
+  static std::atomic<bool> started{false};
+  if (started.exchange(true)) return;
+  sem_init(&called, 0, 0);
+  try {
+    StartGuard();
+  } catch (...) {
+    started = false;
+    throw;
+  }
+  NoticeMainLeaving();
+}
+
+void EndGuard::EndProcessBy(Clock::time_point moment) {
+  last_moment = moment.time_since_epoch();
+  // The handler runs on the guard, which waits in a place of its own: a thread can be made.
+  if (pthread_equal(guard, pthread_self()) != 0) {
+    try {
+      StartGuard();
+    } catch (const std::system_error&) {
+      // Nobody watches, and the process ends in its own time.
+    }
+  }
+  sem_post(&called);
+}
+
+}  // namespace VeltranoSDK

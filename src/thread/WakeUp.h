@@ -1,0 +1,26 @@
+#pragma once
+
+namespace VeltranoSDK {
+
+// A descriptor that poll() finds readable once it was rung: what ends a wait for a device.
+class WakeUp {
+ public:
+  WakeUp() = default;
+  ~WakeUp();
+  WakeUp(const WakeUp&) = delete;
+  WakeUp& operator=(const WakeUp&) = delete;
+
+  // Makes it, or takes back earlier rings. Throws std::system_error when the process has
+  // no descriptor left.
+  void Reset();
+
+  // From any thread, and from a signal handler.
+  void Ring() const;
+
+  int descriptor() const { return fd_; }
+
+ private:
+  int fd_ = -1;
+};
+
+}  // namespace VeltranoSDK
