@@ -32,9 +32,9 @@ std::string StepText(const Reply& reply) {
     case VIDIOC_S_FMT:
       return Reason("VIDIOC_S_FMT", reply.error, "\n");
     case VIDIOC_QBUF:
-      return Reason("VIDIOC_QBUF", reply.error, "\n");
+      return Reason("VIDIOC_QBUF", reply.error, "");
     case VIDIOC_DQBUF:
-      return Perror("ioctl", reply.error) + Reason("VIDIOC_DQBUF", reply.error, "\n");
+      return Perror("ioctl", reply.error) + Reason("VIDIOC_DQBUF", reply.error, "");
     case VIDIOC_STREAMON:
       return Reason("VIDIOC_STREAMON", reply.error, "");
     case VIDIOC_STREAMOFF:

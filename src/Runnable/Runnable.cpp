@@ -44,6 +44,7 @@ class Runnable::Departure {
   ~Departure() {
     const std::lock_guard lock(life_.mutex);
     life_.present = false;
+    life_.wake_up.Close();
     life_.changed.notify_all();
   }
   Departure(const Departure&) = delete;
@@ -75,13 +76,14 @@ bool Runnable::Start() {
   const AsynchronousSignalsBlocked inherited_by_the_worker;
   // A worker that is done at once waits here until its handle is known.
   const std::lock_guard lock(life_->mutex);
-  life_->wake_up.Reset();
+  life_->wake_up.Open();
   life_->cancelled = false;
   running_ = true;
   try {
     thread_ = std::thread(Work, life_, weak_from_this().lock(), this);
   } catch (...) {
     running_ = false;
+    life_->wake_up.Close();
     throw;
   }
   life_->worker = thread_.get_id();

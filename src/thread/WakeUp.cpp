@@ -5,23 +5,22 @@
 #include <unistd.h>
 
 #include <system_error>
+#include <utility>
 
 #include "function/SystemCalls.h"
 
 namespace VeltranoSDK {
 
-WakeUp::~WakeUp() {
-  if (fd_ >= 0) close(fd_);
-}
+WakeUp::~WakeUp() { Close(); }
 
-void WakeUp::Reset() {
-  if (fd_ >= 0) {
-    eventfd_t rings;
-    eventfd_read(fd_, &rings);  // fails when there were none
-    return;
-  }
+void WakeUp::Open() {
+  Close();
   fd_ = AwayFromStandardStreams(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
   if (fd_ < 0) throw std::system_error(errno, std::generic_category(), "eventfd");
+}
+
+void WakeUp::Close() {
+  if (fd_ >= 0) close(std::exchange(fd_, -1));
 }
 
 void WakeUp::Ring() const {

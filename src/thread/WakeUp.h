@@ -10,11 +10,11 @@ class WakeUp {
   WakeUp(const WakeUp&) = delete;
   WakeUp& operator=(const WakeUp&) = delete;
 
-  // Makes it, or takes back earlier rings. Throws std::system_error when the process has
-  // no descriptor left.
-  void Reset();
+  // Throws std::system_error when the process has no descriptor left.
+  void Open();
+  void Close();
 
-  // From any thread, and from a signal handler.
+  // From any thread, and from a signal handler, while it is open.
   void Ring() const;
 
   int descriptor() const { return fd_; }

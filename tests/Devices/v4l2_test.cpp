@@ -234,9 +234,27 @@ TEST_P(V4l2Flavour, ZeroesAllBuffers) {
   std::byte* data = device->DqBuf();
   ASSERT_NE(data, nullptr);
   device->StreamOff();  // nobody else writes from here on
-  EXPECT_NE(NonZero(data, device->BufferSize()), 0u);
+  const std::size_t size = device->BufferSize();
+  EXPECT_NE(NonZero(data, size), 0u);
+  device->QBuf();
+  EXPECT_NE(NonZero(data, size), 0u);
   device->ClearBuf();
-  EXPECT_EQ(NonZero(data, device->BufferSize()), 0u);
+  EXPECT_EQ(NonZero(data, size), 0u);
+}
+
+// Whoever has a frame may ask, and keeps it until it goes back.
+TEST_P(V4l2Flavour, AFramesOwnerClearsWhenItGivesTheFrameBack) {
+  Start(*device);
+  FrameSource::Trigger(true);
+  std::byte* data = device->DqBuf();
+  ASSERT_NE(data, nullptr);
+  device->StreamOff();
+  const std::size_t size = device->BufferSize();
+  const std::size_t before = NonZero(data, size);
+  device->ClearBuf();
+  EXPECT_EQ(NonZero(data, size), before);
+  device->QBuf();
+  EXPECT_EQ(NonZero(data, size), 0u);
 }
 
 // A handler in the middle of its frame keeps it; a clearing from elsewhere waits.
@@ -268,8 +286,34 @@ TEST_P(V4l2Flavour, ClearingDoesNotWaitForEver) {
   std::byte* data = device->DqBuf();
   ASSERT_NE(data, nullptr);
   device->StreamOff();
+  const std::size_t size = device->BufferSize();
+  const std::size_t before = NonZero(data, size);
   std::thread([&] { device->ClearBuf(); }).join();
-  EXPECT_EQ(NonZero(data, device->BufferSize()), 0u);
+  EXPECT_EQ(NonZero(data, size), before);
+  device->QBuf();
+  EXPECT_EQ(NonZero(data, size), 0u) << "it was only put off";
+}
+
+// Between one frame and the next there is time for it, however soon that comes.
+TEST_P(V4l2Flavour, ClearingIsDoneWithTheNextFrameThatGoesBack) {
+  Start(*device);
+  FrameSource::Trigger(true);
+  std::atomic<bool> over{false};
+  std::thread frames([&] {
+    while (!over) {
+      const std::byte* const data = device->DqBuf();
+      if (data == nullptr) break;
+      const std::size_t before = NonZero(data, device->BufferSize());
+      ReallyWait(std::chrono::milliseconds(10));
+      EXPECT_EQ(NonZero(data, device->BufferSize()), before) << "wiped in somebody's hands";
+      device->QBuf();
+    }
+  });
+  const auto start = std::chrono::steady_clock::now();
+  for (int i = 0; i < 8; ++i) device->ClearBuf();
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(4));
+  over = true;
+  frames.join();
 }
 
 TEST_P(V4l2Flavour, SaysWhyItCannotOpen) {
@@ -351,7 +395,7 @@ TEST_P(V4l2Flavour, LeaksNeitherDescriptorsNorMappings) {
   }
 }
 
-TEST_P(V4l2Flavour, AThreadBlockedInTheDriverCanBeCancelled) {
+TEST_P(V4l2Flavour, AThreadThatWaitsForTheDriverEndsWhenAsked) {
   class Dequeuer final : public Utility::Runnable {
    public:
     explicit Dequeuer(V4l2Base& device) : device_(device) {}
@@ -359,7 +403,7 @@ TEST_P(V4l2Flavour, AThreadBlockedInTheDriverCanBeCancelled) {
 
    private:
     void LoopRun() override {
-      if (device_.DqBuf() == nullptr) return;
+      if (!WaitFor(device_.Descriptor()) || device_.DqBuf() == nullptr) return;
       ++dequeued;
       device_.QBuf();
     }
@@ -371,7 +415,7 @@ TEST_P(V4l2Flavour, AThreadBlockedInTheDriverCanBeCancelled) {
     const auto dequeuer = std::make_shared<Dequeuer>(*device);
     dequeuer->Start();
     dequeuer->Detach();
-    if (round % 2 == 0) {  // blocked for ever, or in the middle of the stream
+    if (round % 2 == 0) {  // waiting for ever, or in the middle of the stream
       ReallyWait(std::chrono::milliseconds(2));
     } else {
       FrameSource::Trigger(true);

@@ -66,18 +66,19 @@ class EepromBus : public BoardFixture {
 
 TEST_F(EepromBus, IsOpenedForReadingToRead) {
   EXPECT_EQ(eeprom_page_read(0, page_, sizeof page_, 0x50), 16);
-  EXPECT_THAT(bus_opened_with, ElementsAre(O_RDONLY));
+  EXPECT_THAT(bus_opened_with, ElementsAre(O_RDONLY | O_CLOEXEC));
 }
 
 TEST_F(EepromBus, IsOpenedForWritingToWrite) {
   EXPECT_EQ(eeprom_page_write(0, page_, sizeof page_, 0x50), 0);
-  EXPECT_THAT(bus_opened_with, ElementsAre(O_WRONLY));
+  EXPECT_THAT(bus_opened_with, ElementsAre(O_WRONLY | O_CLOEXEC));
 }
 
 TEST_F(EepromBus, IsOpenedAnewForEveryPage) {
+  constexpr int kReading = O_RDONLY | O_CLOEXEC;
   unsigned char block[48] = {};
   EXPECT_EQ(ConfigRead(block, sizeof block), 0);
-  EXPECT_THAT(bus_opened_with, ElementsAre(O_RDONLY, O_RDONLY, O_RDONLY));
+  EXPECT_THAT(bus_opened_with, ElementsAre(kReading, kReading, kReading));
 }
 
 TEST_F(EepromBus, ThatDeliversNothingReadsAsZeros) {

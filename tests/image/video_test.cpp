@@ -198,9 +198,9 @@ TEST_F(PlainSteps, AStreamThatDoesNotSwitchIsToldWithoutANewline) {
 TEST_F(PlainSteps, ABufferThatIsRefusedIsTold) {
   v4l2_buffer buffer = Buffer(99);
   EXPECT_EQ(v4l2_qbuf(fd_, &buffer), -1);
-  EXPECT_EQ(Printed(), "VIDIOC_QBUF failed: Invalid argument (22)\n");
+  EXPECT_EQ(Printed(), "VIDIOC_QBUF failed: Invalid argument (22)");
   EXPECT_EQ(v4l2_qbuf(fd_, nullptr), -1);
-  EXPECT_EQ(Printed(), "VIDIOC_QBUF failed: Bad address (14)\n");
+  EXPECT_EQ(Printed(), "VIDIOC_QBUF failed: Bad address (14)");
 }
 
 TEST_F(PlainSteps, TheReasonOutlivesAStandardOutputThatIsFull) {
@@ -222,9 +222,9 @@ TEST_F(PlainSteps, TheReasonOutlivesAStandardOutputThatIsFull) {
 TEST_F(PlainSteps, ADequeueWithoutAStreamIsTold) {
   v4l2_buffer buffer = Buffer();
   EXPECT_EQ(Told([&] { EXPECT_EQ(v4l2_dqbuf(fd_, &buffer), -1); }), "ioctl: Invalid argument\n");
-  EXPECT_EQ(Printed(), "VIDIOC_DQBUF failed: Invalid argument (22)\n");
+  EXPECT_EQ(Printed(), "VIDIOC_DQBUF failed: Invalid argument (22)");
   EXPECT_EQ(Told([&] { EXPECT_EQ(v4l2_dqbuf(fd_, nullptr), -1); }), "ioctl: Bad address\n");
-  EXPECT_EQ(Printed(), "VIDIOC_DQBUF failed: Bad address (14)\n");
+  EXPECT_EQ(Printed(), "VIDIOC_DQBUF failed: Bad address (14)");
 }
 
 TEST_F(PlainSteps, AFrameGoesRound) {
@@ -327,7 +327,7 @@ TEST_F(PlainCapture, AFrameThatDoesNotComeIsTheFirstBuffer) {
   tessaline_image_buffer* image = nullptr;
   EXPECT_EQ(Told([&] { image = video_request_img_buf(channel, &result); }),
             "ioctl: Invalid argument\n");
-  EXPECT_EQ(Printed(), "VIDIOC_DQBUF failed: Invalid argument (22)\n");
+  EXPECT_EQ(Printed(), "VIDIOC_DQBUF failed: Invalid argument (22)");
   EXPECT_EQ(result, -1);
   ASSERT_EQ(image, &channel->buffers[0]);
   EXPECT_EQ(image->sequence, 0u);
@@ -338,7 +338,7 @@ TEST_F(PlainCapture, AFrameThatDoesNotComeIsTheFirstBuffer) {
 TEST_F(PlainCapture, ABufferTheDriverHasAlreadyIsRefused) {
   tessaline_video_channel* channel = Channel(2, 64, 64);
   EXPECT_EQ(video_release_img_buf(channel, &channel->buffers[1]), -1);
-  EXPECT_EQ(Printed(), "VIDIOC_QBUF failed: Invalid argument (22)\n");
+  EXPECT_EQ(Printed(), "VIDIOC_QBUF failed: Invalid argument (22)");
   close_video_channel(channel);
 }
 

@@ -25,6 +25,7 @@
 #include "support/Measured.h"
 #include "support/Silence.h"
 #include "tessaline/tessaline.h"
+#include "thread/EndGuard.h"
 
 namespace {
 
@@ -46,7 +47,7 @@ bool Soon(Condition condition) {
   return true;
 }
 
-TEST(BlockedInDqbuf, AThreadIsCancelledAHundredTimes) {
+TEST(WaitingForABuffer, AThreadEndsWhenAskedAHundredTimes) {
   log_set_quiet(true);
   const Silence silence;
   GetLibVersion("K3610");
@@ -63,7 +64,7 @@ TEST(BlockedInDqbuf, AThreadIsCancelledAHundredTimes) {
     seconds.push_back(Since(start));
     ASSERT_TRUE(stream->ReleaseResource());
   }
-  ExpectEachWithinASecond("end of a thread blocked in DQBUF", seconds);
+  ExpectEachWithinASecond("end of a thread that waits for a buffer", seconds);
 }
 
 // As RegisterHardwareInit does it, less what it tells the sensor.
@@ -76,13 +77,12 @@ TEST(BlockedInDqbuf, AThreadIsCancelledAHundredTimes) {
   runnables->strip_->Start();
   runnables->video_->Detach();
   runnables->strip_->Detach();
-  struct sigaction action {};
-  action.sa_handler = SystemSignalHandle;
-  sigaction(SIGINT, &action, nullptr);
+  EndGuard::Start();
+  InstallSystemSignalHandle();
   for (;;) pause();
 }
 
-TEST(BlockedInDqbuf, SigintEndsTheProcessAHundredTimes) {
+TEST(WaitingForABuffer, SigintEndsTheProcessAHundredTimes) {
   log_set_quiet(true);
   const Silence silence;
   std::vector<double> seconds;

@@ -19,7 +19,7 @@ bool ThreadsWaitForABuffer(pid_t process, int count) {
   std::error_code gone;
   const std::string tasks = "/proc/" + std::to_string(process) + "/task";
   for (const auto& task : std::filesystem::directory_iterator(tasks, gone)) {
-    found += ReadFile(task.path() / "wchan").find("vb2_core_dqbuf") != std::string::npos;
+    found += ReadFile(task.path() / "wchan").find("poll") != std::string::npos;
   }
   return found >= count;
 }
