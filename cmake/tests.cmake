@@ -67,6 +67,26 @@ target_link_libraries(api_headers PRIVATE tessaline_options tessaline)
 add_test(NAME api/Headers.AreC COMMAND api_headers)
 set_tests_properties(api/Headers.AreC PROPERTIES LABELS api TIMEOUT 60)
 
+# Applications whose main() or whose library is gone, which no test framework survives.
+add_executable(api_main_leaves ${CMAKE_SOURCE_DIR}/tests/api/main_leaves.c)
+target_link_libraries(api_main_leaves PRIVATE tessaline_options tessaline tessaline-board)
+add_executable(api_closed_library ${CMAKE_SOURCE_DIR}/tests/api/closed_library.cpp)
+target_link_libraries(api_closed_library PRIVATE tessaline_options tessaline-board ${CMAKE_DL_LIBS})
+add_dependencies(api_closed_library tessaline)
+set_target_properties(api_main_leaves PROPERTIES C_EXTENSIONS ON)
+# The thread sanitizer runs handlers with SIGSEGV blocked, by which the board sees accesses.
+if(NOT CMAKE_CXX_FLAGS MATCHES "sanitize=thread")
+  add_test(NAME api/MainThatLeaves.IsStoodInFor COMMAND api_main_leaves)
+  add_test(NAME api/MainThatLeaves.WithItsInterruptsBlocked COMMAND api_main_leaves blocked)
+  set_tests_properties(api/MainThatLeaves.IsStoodInFor api/MainThatLeaves.WithItsInterruptsBlocked
+    PROPERTIES LABELS api TIMEOUT 60)
+endif()
+# A sanitizer's runtime has to be there before the library.
+if(NOT TESSALINE_SANITIZED)
+  add_test(NAME api/ClosedLibrary.RunsOn COMMAND api_closed_library $<TARGET_FILE:tessaline>)
+  set_tests_properties(api/ClosedLibrary.RunsOn PROPERTIES LABELS api TIMEOUT 60)
+endif()
+
 # Every public header compiles by itself, as C11 where it is C, and as C++20.
 set(cxx_headers register_map signal_handler)
 file(GLOB public_headers CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/include/tessaline/*.h)

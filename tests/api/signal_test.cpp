@@ -23,8 +23,10 @@
 #include <thread>
 #include <vector>
 
-#include "api/StartedBoard.h"
+#include "api/InterruptedChild.h"
+#include "support/BoardFixture.h"
 #include "support/Sanitizers.h"
+#include "support/Waiting.h"
 #include "tessaline/board.h"
 #include "tessaline/signal_handler.h"
 #include "tessaline/tessaline.h"
@@ -33,34 +35,21 @@ namespace {
 
 using std::chrono::milliseconds;
 using tessaline_test::Eventually;
+using tessaline_test::ExpectExit;
+using tessaline_test::InAChild;
+using tessaline_test::kHandlerReachesTheBoard;
+using tessaline_test::Outcome;
+using tessaline_test::PlugIn;
 using tessaline_test::ReallyWait;
+using tessaline_test::Report;
+using tessaline_test::report_pipe;
+using tessaline_test::StartUp;
 using tessaline_test::Wrote;
 using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::Not;
 
 namespace fpga = VeltranoSDK::fpga;
-
-struct Outcome {
-  int status = -1;                  // as waitpid reports it
-  std::vector<std::string> events;  // the board's transcript at exit
-};
-
-int report_pipe = -1;
-
-void Report(const char* text) {
-  for (const char* rest = text; *rest != '\0';) {
-    const ssize_t written = write(report_pipe, rest, strlen(rest));
-    if (written <= 0) break;
-    rest += written;
-  }
-}
-
-void ReportTranscript() {
-  char* text = tessaline_board_transcript(TESSALINE_BOARD_TEXT);
-  Report(text);
-  free(text);
-}
 
 int image_wake_up = -1;
 int strip_wake_up = -1;
@@ -74,19 +63,6 @@ void OnImage(unsigned, unsigned, void* pixels) {
   during_image();
 }
 
-void PlugIn() {
-  tessaline_board_select("K3610");
-  tessaline_board_set_sleep_factor(0);
-  log_set_quiet(true);
-  GetLibVersion("K3610");
-}
-
-void StartUp() {
-  PlugIn();
-  if (RegisterHardwareInit() != 0) _exit(99);
-  tessaline_board_transcript_clear();
-}
-
 // Up to the moment when an image is being handled.
 void HandleAnImage() {
   RegisterEventHandler(TESSALINE_EVENT_IMAGE, reinterpret_cast<tessaline_event_handler>(OnImage));
@@ -95,42 +71,6 @@ void HandleAnImage() {
   TricontrolSWTrigger();
   Eventually([] { return in_handler.load(); });
 }
-
-// Runs the work in a child; 42 when it comes back from it.
-Outcome InAChild(const std::function<void()>& work) {
-  int ends[2];
-  EXPECT_EQ(pipe(ends), 0);
-  const pid_t child = fork();
-  if (child == 0) {
-    close(ends[0]);
-    report_pipe = ends[1];
-    atexit(ReportTranscript);
-    alarm(60);  // a handler that hangs ends as a failure
-    work();
-    _exit(42);
-  }
-  close(ends[1]);
-  std::string text;
-  char chunk[4096];
-  for (ssize_t got; (got = read(ends[0], chunk, sizeof chunk)) > 0;) {
-    text.append(chunk, static_cast<std::size_t>(got));
-  }
-  close(ends[0]);
-  Outcome outcome;
-  waitpid(child, &outcome.status, 0);
-  std::istringstream lines(text);
-  for (std::string line; std::getline(lines, line);) outcome.events.push_back(line);
-  return outcome;
-}
-
-void ExpectExit(const Outcome& outcome, int status) {
-  ASSERT_TRUE(WIFEXITED(outcome.status)) << "signal " << WTERMSIG(outcome.status);
-  EXPECT_EQ(WEXITSTATUS(outcome.status), status);
-}
-
-// The thread sanitizer runs handlers with every signal blocked, SIGSEGV too, by
-// which the virtual board sees register accesses.
-constexpr bool kHandlerReachesTheBoard = !tessaline_test::kThreadSanitizer;
 
 class HandledSigint : public ::testing::Test {
  protected:

@@ -1,21 +1,23 @@
 #pragma once
 
 #include <dirent.h>
+#include <errno.h>
 #include <time.h>
 
 #include <chrono>
 
 namespace tessaline_test {
 
-// Real time, whatever the board does with sleeps: it leaves those until a point
-// in time alone.
+// Real time, whatever signals come and whatever the board does with sleeps: it leaves those
+// until a point in time alone.
 inline void ReallyWait(std::chrono::milliseconds time) {
   timespec until{};
   clock_gettime(CLOCK_MONOTONIC, &until);
   until.tv_nsec += static_cast<long>(time.count() % 1000) * 1'000'000;
   until.tv_sec += time.count() / 1000 + until.tv_nsec / 1'000'000'000;
   until.tv_nsec %= 1'000'000'000;
-  clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &until, nullptr);
+  while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &until, nullptr) == EINTR) {
+  }
 }
 
 // Waits for what another thread is about to do; false when it does not.
