@@ -126,11 +126,15 @@ class InterruptedStart : public Interrupted {
   InterruptedStart() : Interrupted("K4010") {}
 };
 
-// More than five seconds of it are pauses; here a tenth of that.
+// More than five seconds of it are pauses; here three tenths of that.
 TEST_F(InterruptedStart, WaitsForTheSensorToPowerUp) {
-  tessaline_board_set_sleep_factor(0.1);
-  const Timer timer(1000);
-  EXPECT_GE(Seconds([] { EXPECT_EQ(RegisterHardwareInit(), 0); }), 0.5);
+  tessaline_board_set_sleep_factor(0.3);
+  double seconds = 0;
+  {
+    const Timer timer(1000);
+    seconds = Seconds([] { EXPECT_EQ(RegisterHardwareInit(), 0); });
+  }
+  EXPECT_GE(seconds, 1.5);
   tessaline_board_set_sleep_factor(0);
 }
 
@@ -177,7 +181,7 @@ TEST_P(InterruptedCall, IsMadeAgain) {
   const std::string made = std::string(GetParam().device) + ' ' + GetParam().operation;
   EXPECT_THAT(Events(), ::testing::Contains(::testing::HasSubstr(": EINTR")))
       << made << " was never interrupted";
-  EXPECT_THAT(Printed(), ::testing::Not(::testing::HasSubstr("rror")));
+  EXPECT_THAT(Printed(), ::testing::Not(::testing::ContainsRegex("rror|failed")));
   // The driver refuses another format anyway while it streams.
   const bool refused = std::string("video0") == GetParam().device;
   EXPECT_EQ(errors_.lines().size(), errors + (refused ? 1 : 0));

@@ -115,16 +115,15 @@ class SlowHandler : public StartedBoard {};
 TEST_F(SlowHandler, KeepsItsFrameWhileTheFrameIdsAreReset) {
   static std::atomic<int> wiped{0}, frames{0};
   RegisterEventHandler(
-      TESSALINE_EVENT_STRIP,
-      reinterpret_cast<tessaline_event_handler>(+[](unsigned, unsigned bytes, void* data) {
+      TESSALINE_EVENT_IMAGE,
+      reinterpret_cast<tessaline_event_handler>(+[](unsigned width, unsigned height, void* data) {
         const auto* const first = static_cast<const unsigned char*>(data);
-        const std::vector<unsigned char> before(first, first + bytes);
+        const std::vector<unsigned char> before(first, first + std::size_t{width} * height);
         ReallyWait(milliseconds(60));
         wiped += !std::equal(before.begin(), before.end(), first);
         ++frames;
       }));
-  tessaline_board_set_strips_per_buffer(1);
-  SetCollectMode(0);
+  tessaline_board_set_pace(TESSALINE_BOARD_FREE_RUN);
   SetTriMode(0);
   SetGlobalControl(1);
   ASSERT_TRUE(Eventually([] { return frames > 0; }));
@@ -188,7 +187,7 @@ TEST(StandardStreams, AreNeverDevices) {
     exit(IsNull(0) && IsNull(1) && IsNull(2) ? 7 : 8);
   });
   ExpectExit(outcome, 7);
-  EXPECT_THAT(outcome.events, Contains(HasSubstr("spi0.0 w ")));
+  EXPECT_THAT(outcome.events, Contains(HasSubstr("spi0.0 tx ")));
 }
 
 // A process that closes them later, and between two openings of the library.
