@@ -100,6 +100,7 @@ class E2vFlash4k : public CmosSensor {
   bool WriteList(std::span<const e2v::PagedEntry> list);
   // The same for tables that are loaded: each page is selected by itself first.
   bool LoadTable(std::span<const e2v::PagedEntry> table);
+  // Reads first what the entries keep; without any that do, only writes.
   bool WritePage(unsigned char page, std::span<const e2v::PagedEntry> entries);
   bool ReturnToPage0(const char* failure);
 

@@ -143,14 +143,13 @@ bool E2vFlash4k::FinalConfiguration() {
 }
 
 bool E2vFlash4k::Configure() {
-  std::vector<std::uint16_t> addresses;
-  std::vector<std::uint16_t> values;
+  std::vector<e2v::PagedEntry> list;
   for (const e2v::FinalEntry& entry : e2v::kFinalConfiguration) {
-    addresses.push_back(entry.address);
-    values.push_back(sensing_ ? entry.sensor_timed : entry.fpga_timed);
+    const std::uint16_t value = sensing_ ? entry.sensor_timed : entry.fpga_timed;
+    list.push_back({0, entry.address, value, entry.placeholder, entry.kept});
   }
-  return BatchWriteRegister(addresses, {0, values}) && e2v_spi_.UpdateRegisters() &&
-         e2v_spi_.UpdateROI() && e2v_spi_.Write(e2v::kConfigurationDone, 1);
+  return WriteList(list) && e2v_spi_.UpdateRegisters() && e2v_spi_.UpdateROI() &&
+         e2v_spi_.Write(e2v::kConfigurationDone, 1);
 }
 
 bool E2vFlash4k::LvdsTraining() {

@@ -54,11 +54,21 @@ bool E2vFlash4k::LoadTable(std::span<const e2v::PagedEntry> table) {
 }
 
 bool E2vFlash4k::WritePage(unsigned char page, std::span<const e2v::PagedEntry> entries) {
+  std::vector<std::uint16_t> kept;
+  for (const e2v::PagedEntry& entry : entries) {
+    if (entry.kept != 0) kept.push_back(entry.address);
+  }
+  std::pair<bool, std::vector<std::uint16_t>> held{true, {}};
+  if (!kept.empty()) held = BatchReadRegister(page, kept);
+  if (!held.first) return false;
+
+  auto next_held = held.second.begin();
   std::vector<std::uint16_t> addresses;
   std::vector<std::uint16_t> values;
   for (const e2v::PagedEntry& entry : entries) {
+    const int stays = entry.kept == 0 ? 0 : *next_held++ & entry.kept;
     addresses.push_back(entry.address);
-    values.push_back(entry.value);
+    values.push_back(static_cast<std::uint16_t>(stays | entry.value));
   }
   return BatchWriteRegister(addresses, {page, values});
 }

@@ -46,20 +46,19 @@ std::span<const e2v::HdrEntry> HdrList(E2vFlash4k::KPosi posi) {
   }
 }
 
-e2v::Write HdrWrite(const e2v::HdrEntry& entry, unsigned int k) {
-  if (entry.placeholder) return e2v::kPlaceholderWrite;
+std::uint16_t HdrRegister(const e2v::HdrEntry& entry, unsigned int k) {
   const unsigned int square = k * k - k - 1;
   switch (entry.kind) {
     case e2v::HdrValue::kConstant:
-      return {entry.address, entry.constant};
+      break;
     case e2v::HdrValue::kSub1:
-      return {entry.address, Short(k - 1)};
+      return Short(k - 1);
     case e2v::HdrValue::kSqSubKLow:
-      return {entry.address, Short(square)};
+      return Short(square);
     case e2v::HdrValue::kSqSubKHigh:
-      return {entry.address, Short(square >> 16)};
+      return Short(square >> 16);
   }
-  return e2v::kPlaceholderWrite;
+  return entry.constant;
 }
 
 }  // namespace
@@ -171,9 +170,8 @@ bool E2vFlash4k::SetHDRParam(KPosi posi, unsigned short k) {
   std::vector<std::uint16_t> addresses;
   std::vector<std::uint16_t> values;
   for (const e2v::HdrEntry& entry : list) {
-    const e2v::Write write = HdrWrite(entry, hdr_k_);
-    addresses.push_back(write.address);
-    values.push_back(write.value);
+    addresses.push_back(entry.address);
+    values.push_back(HdrRegister(entry, hdr_k_));
   }
   return BatchWriteRegister(addresses, {e2v::kHdrPage, values});
 }

@@ -116,7 +116,6 @@ void E2vSpiInterface::ReadAll() {
     }
     if (!Wpage(page)) {
       puts(e2v::kDumpPageFailed);
-      Wpage(0);
       return;
     }
     if (!PrintPage(page)) break;

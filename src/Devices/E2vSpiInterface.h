@@ -33,7 +33,8 @@ class E2vSpiInterface : private DevFOps::SpiDev {
   bool UpdateRegisters();
   bool UpdateROI();
 
-  // Prints every register of every page in use.
+  // Prints every register of every page in use, and selects page 0 again. A page that
+  // cannot be selected ends it at once: the one last selected stays.
   void ReadAll();
 
  private:

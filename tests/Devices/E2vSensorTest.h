@@ -14,8 +14,12 @@ namespace VeltranoSDK {
 inline const Lines kUpdates{"update registers", "0000 ?", "0000 ?", "0000 ?",
                             "update ROI",       "0000 ?", "0000 ?", "0000 ?"};
 
-// A list nobody has supplied yet.
-inline const Lines kPlaceholderList{"page 0", "005F = 0000", "page 0"};
+// A list nobody has supplied yet: a register of its page gets back what it holds.
+inline Lines PlaceholderOn(unsigned page) {
+  const std::string select = "page " + std::to_string(page);
+  return {select, "005F ?", "page 0", select, "005F = 0000", "page 0"};
+}
+inline const Lines kPlaceholderList = PlaceholderOn(0);
 
 struct E2vBus {
   static std::string AccessOf(const std::string& event) {

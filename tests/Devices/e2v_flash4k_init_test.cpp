@@ -4,6 +4,7 @@
 #include <thread>
 
 #include "Devices/FpgaLogic.h"
+#include "E2vLists.h"
 #include "E2vSensorTest.h"
 #include "support/Waiting.h"
 
@@ -18,16 +19,40 @@ class E2vInit : public E2vSensorTest {
  protected:
   // One write of an operation and what is told when it fails.
   struct Step {
-    const char* access;
-    const char* told;
+    std::string access;
+    std::string told;
   };
+  using Steps = std::vector<Step>;
+
+  // Those of a list nobody has supplied yet.
+  static Steps PlaceholderSteps(unsigned page) {
+    const std::string number = std::to_string(page);
+    const std::string read = "E2vFlash4k::BatchReadRegister Wpage ";
+    const std::string write = "E2vFlash4k::BatchWriteRegister W";
+    return {{"page " + number, read + number + " failed!\n"},
+            {"page 0", read + "0 failed!\n"},
+            {"page " + number, write + "page " + number + " failed!\n"},
+            {"005F = 0000", write + "rite 95 failed!\n"},
+            {"page 0", write + "page 0 failed!\n"}};
+  }
+  static Steps Joined(Steps first, const Steps& second) {
+    first.insert(first.end(), second.begin(), second.end());
+    return first;
+  }
+  // A table is loaded behind one more selection of the page.
+  static Steps LoadSteps(unsigned page) {
+    const std::string number = std::to_string(page);
+    return Joined(
+        {{"page " + number, "E2vFlash4k::RegisterInitialize Wpage " + number + " failed!\n"}},
+        PlaceholderSteps(page));
+  }
 
   // Lets every write of an operation fail in turn: it must tell the step's text
   // between `announcement` and `summary`, return false, and make no further write but
   // the one back to page 0.
   template <typename Operation>
-  void FailEveryWrite(const std::vector<Step>& steps, const std::string& summary,
-                      Operation operation, const std::string& announcement = "") {
+  void FailEveryWrite(const Steps& steps, const std::string& summary, Operation operation,
+                      const std::string& announcement = "") {
     PowerUp();
     Told([&] { EXPECT_TRUE(operation()); });
     Lines expected;
@@ -63,12 +88,8 @@ const Lines kClocksAndSlices{
     "sleep 1000",  "0000 ?",      "0065 = 0001", "0011 = 0000", "0012 = 0000", "0013 = 0000",
     "0014 = 0007", "0000 ?"};
 
-// Nothing supplied yet: one placeholder, between two selections of its page and the
-// return.
-const Lines kLoad{"page 0", "page 0", "005F = 0000", "page 0"};
-
-const Lines kLvds{"0122 = 3530", "0123 = 0005", "0127 = 4C53", "0128 = 0001",
-                  "page 0",      "005F = 0000", "page 0"};
+const Lines kLvds =
+    Lines{"0122 = 3530", "0123 = 0005", "0127 = 4C53", "0128 = 0001"} + kPlaceholderList;
 
 const Lines kBlanking256{"0021 = 017F",           "009F = 0180", "00A0 = 0180",
                          "00A1 = 0180",           "00A2 = 0180", "00A3 = 0180",
@@ -93,25 +114,14 @@ const Lines kFpgaFollows{"SENSOR_TIMING = 0x0007001c",
                          "CMOS_TIMING_CTRL = 0x00000005",
                          "0000 ?"};
 
-// The 34 registers of the final configuration, placeholders included.
-Lines FinalWrites() {
-  Lines writes(34, "005F = 0000");
-  writes[5] = "0034 = 0000";
-  writes[6] = "0035 = 003F";
-  writes[7] = "0074 = 0480";
-  const char* const kLines[]{"009F", "00A0", "00A1", "00A2", "00A3", "00A4"};
-  for (std::size_t i = 0; i < std::size(kLines); ++i)
-    writes[16 + i] = kLines[i] + std::string(" = 0180");
-  return writes;
-}
-
 TEST_F(E2vInit, ProgramsChipAndFpgaInThisOrder) {
+  const Lines final_configuration = FinalConfiguration(Chip, kFpgaTimed);
   Printed([&] { EXPECT_TRUE(sensor().RegisterInitialize(kDriveMode00)); });
   EXPECT_THAT(Programming(),
               ElementsAreArray(Lines{"SENSOR_TIMING = 0x0000001c", "POLARITY = 0x00000004",
                                      "POLARITY = 0x00000005"} +
-                               kClocksAndSlices + kLoad + Lines{"0070 = 0000"} + kLoad +
-                               Lines{"page 0"} + FinalWrites() + Lines{"page 0"} + kUpdates +
+                               kClocksAndSlices + Loaded(kRegisterPages) + Lines{"0070 = 0000"} +
+                               Loaded({kControlMemoryPage}) + final_configuration + kUpdates +
                                Lines{"012F = 0001"} + kLvds + kBlanking256 + kFpgaFollows));
 }
 
@@ -145,9 +155,10 @@ TEST_F(E2vInit, AFailedStepEndsIt) {
   FailWrite(0);
   Printed([&] { EXPECT_FALSE(sensor().RegisterInitialize(kDriveMode00)); });
   EXPECT_EQ(Programming().back(), "failed");
-  // The last read, of the status.
+  // The last read, of the status, behind those of clocks, loads, final configuration,
+  // updates and training.
   PowerUp();
-  FailRead(2 + 4 + 3 + 1 + 6);
+  FailRead((2 + 4 + 3 + 1) + (5 + 1) + 24 + 6 + 1);
   EXPECT_TRUE(Printed([&] { EXPECT_FALSE(sensor().RegisterInitialize(kDriveMode00)); })
                   .ends_with("\nSpiDev::DoMsg error\n"
                              "E2vFlash4k::RegisterInitialize PllEnable Read 0x0000 failed!\n"));
@@ -270,60 +281,23 @@ TEST_F(E2vInit, TheLastPollAsksForAllBitsAgain) {
 // --- Tables --------------------------------------------------------------------------------
 
 TEST_F(E2vInit, LoadingRegistersTellsWhatFailed) {
-  FailEveryWrite({{"page 0", "E2vFlash4k::RegisterInitialize Wpage 0 failed!\n"},
-                  {"page 0", "E2vFlash4k::BatchWriteRegister Wpage 0 failed!\n"},
-                  {"005F = 0000", "E2vFlash4k::BatchWriteRegister Write 95 failed!\n"},
-                  {"page 0", "E2vFlash4k::BatchWriteRegister Wpage 0 failed!\n"}},
-                 "", [&] { return sensor().LoadRegisters(); });
+  Steps steps;
+  for (const unsigned page : kRegisterPages) steps = Joined(steps, LoadSteps(page));
+  FailEveryWrite(steps, "", [&] { return sensor().LoadRegisters(); });
 }
 
 TEST_F(E2vInit, LoadingControlMemoriesTellsWhatFailed) {
-  FailEveryWrite({{"0070 = 0000", "E2vFlash4k::RegisterInitialize Write 0x0070 failed!\n"},
-                  {"page 0", "E2vFlash4k::RegisterInitialize Wpage 0 failed!\n"},
-                  {"page 0", "E2vFlash4k::BatchWriteRegister Wpage 0 failed!\n"},
-                  {"005F = 0000", "E2vFlash4k::BatchWriteRegister Write 95 failed!\n"},
-                  {"page 0", "E2vFlash4k::BatchWriteRegister Wpage 0 failed!\n"}},
+  FailEveryWrite(Joined({{"0070 = 0000", "E2vFlash4k::RegisterInitialize Write 0x0070 failed!\n"}},
+                        LoadSteps(kControlMemoryPage)),
                  "", [&] { return sensor().LoadControlMemories(); });
 }
 
-TEST_F(E2vInit, FinalConfigurationIsTheListBothUpdatesAndTheEnd) {
-  Printed([&] { EXPECT_TRUE(sensor().FinalConfiguration()); });
-  EXPECT_THAT(Programming(), ElementsAreArray(Lines{"page 0"} + FinalWrites() + Lines{"page 0"} +
-                                              kUpdates + Lines{"012F = 0001"}));
-}
-
-TEST_F(E2vInit, FinalConfigurationTellsThatItFailed) {
-  constexpr char kFailed[] = "E2vFlash4k::FinalConfiguration() failed! \n";
-  constexpr unsigned kFirst = 1;    // behind the selection of the page
-  constexpr unsigned kUpdate = 36;  // behind the return to page 0
-  struct {
-    unsigned write;
-    std::string told;
-  } const rows[]{
-      {0, "E2vFlash4k::BatchWriteRegister Wpage 0 failed!\n"},
-      {kFirst, "E2vFlash4k::BatchWriteRegister Write 95 failed!\n"},
-      {kFirst + 6, "E2vFlash4k::BatchWriteRegister Write 53 failed!\n"},
-      {kFirst + 17, "E2vFlash4k::BatchWriteRegister Write 160 failed!\n"},
-      {kFirst + 34, "E2vFlash4k::BatchWriteRegister Wpage 0 failed!\n"},
-      {kUpdate, "E2vSpiInterface::UpdateRegisters() error!\n"},
-      {kUpdate + 1, "E2vSpiInterface::UpdateROI() error!\n"},
-      {kUpdate + 2, ""},
-  };
-  for (const auto& [write, told] : rows) {
-    PowerUp();
-    FailWrite(write);
-    EXPECT_EQ(Told([&] { EXPECT_FALSE(sensor().FinalConfiguration()); }), told + kFailed) << write;
-  }
-}
-
 TEST_F(E2vInit, LvdsTrainingTellsWhatFailed) {
-  FailEveryWrite({{"0122 = 3530", "E2vFlash4k::RegisterInitialize Write 0x0122 failed!\n"},
-                  {"0123 = 0005", "E2vFlash4k::RegisterInitialize Write 0x0123 failed!\n"},
-                  {"0127 = 4C53", "E2vFlash4k::RegisterInitialize Write 0x0127 failed!\n"},
-                  {"0128 = 0001", "E2vFlash4k::RegisterInitialize Write 0x0128 failed!\n"},
-                  {"page 0", "E2vFlash4k::BatchWriteRegister Wpage 0 failed!\n"},
-                  {"005F = 0000", "E2vFlash4k::BatchWriteRegister Write 95 failed!\n"},
-                  {"page 0", "E2vFlash4k::BatchWriteRegister Wpage 0 failed!\n"}},
+  FailEveryWrite(Joined({{"0122 = 3530", "E2vFlash4k::RegisterInitialize Write 0x0122 failed!\n"},
+                         {"0123 = 0005", "E2vFlash4k::RegisterInitialize Write 0x0123 failed!\n"},
+                         {"0127 = 4C53", "E2vFlash4k::RegisterInitialize Write 0x0127 failed!\n"},
+                         {"0128 = 0001", "E2vFlash4k::RegisterInitialize Write 0x0128 failed!\n"}},
+                        PlaceholderSteps(0)),
                  "E2vFlash4k::LvdsTraining() failed! \n", [&] { return sensor().LvdsTraining(); });
 }
 
@@ -344,13 +318,16 @@ TEST_F(E2vInit, BlankingTellsWhatFailed) {
 TEST_F(E2vInit, TheTestImageEndsWithThePatternOff) {
   EXPECT_EQ(Told([&] { EXPECT_TRUE(sensor().TestImage()); }), "E2vFlash4k::TestImage() \n");
   EXPECT_THAT(Programming(),
-              ElementsAreArray(Lines{"005F = 0001", "page 0", "005F = 0001", "page 0"} + kUpdates +
-                               Lines{"0071 = 000F", "005F = 0000", "0041 = 0001"}));
+              ElementsAreArray(Lines{"005F = 0001", "page 0", "005F ?", "page 0", "page 0",
+                                     "005F = 0001", "page 0"} +
+                               kUpdates + Lines{"0071 = 000F", "005F = 0000", "0041 = 0001"}));
 }
 
 TEST_F(E2vInit, TheTestImageTellsWhatFailed) {
   FailEveryWrite(
       {{"005F = 0001", "E2vFlash4k::TestImage Write 0x005f failed!\n"},
+       {"page 0", "E2vFlash4k::BatchReadRegister Wpage 0 failed!\n"},
+       {"page 0", "E2vFlash4k::BatchReadRegister Wpage 0 failed!\n"},
        {"page 0", "E2vFlash4k::BatchWriteRegister Wpage 0 failed!\n"},
        {"005F = 0001", "E2vFlash4k::BatchWriteRegister Write 95 failed!\n"},
        {"page 0", "E2vFlash4k::BatchWriteRegister Wpage 0 failed!\n"},
@@ -374,63 +351,6 @@ TEST_F(E2vInit, TheStatusCanBePrinted) {
   FailRead(0);
   EXPECT_EQ(Told([&] { EXPECT_FALSE(sensor().PrintStatusReg()); }),
             "E2vFlash4k::RegisterInitialize PllEnable Read 0x0000 failed!\n");
-}
-
-// --- Lists ---------------------------------------------------------------------------------
-
-TEST_F(E2vInit, AListGoesToItsPageInOrder) {
-  EXPECT_TRUE(sensor().BatchWriteRegister({0x0003, 0x0001, 0x0003}, {6, {1, 0xFFFF, 0x1234}}));
-  EXPECT_THAT(Accesses(),
-              ElementsAre("page 6", "0003 = 0001", "0001 = FFFF", "0003 = 1234", "page 0"));
-  EXPECT_EQ(Chip(0x60003), 0x1234);
-}
-
-TEST_F(E2vInit, AListNeedsAsManyValuesAsAddresses) {
-  EXPECT_EQ(Printed([&] {
-              EXPECT_FALSE(sensor().BatchWriteRegister({1, 2}, {0, {1}}));
-            }),
-            "E2vFlash4k::BatchWriteRegister address.size() != page_value.second.size()\n");
-  EXPECT_THAT(Accesses(), IsEmpty());
-}
-
-TEST_F(E2vInit, AListTellsTheAddressThatFailed) {
-  FailWrite(0);
-  EXPECT_EQ(Told([&] {
-              EXPECT_FALSE(sensor().BatchWriteRegister({1}, {11, {1}}));
-            }),
-            "E2vFlash4k::BatchWriteRegister Wpage 11 failed!\n");
-  FailWrite(2);
-  tessaline_board_transcript_clear();
-  EXPECT_EQ(Told([&] {
-              EXPECT_FALSE(sensor().BatchWriteRegister({1, 300, 2}, {3, {1, 1, 1}}));
-            }),
-            "E2vFlash4k::BatchWriteRegister Write 300 failed!\n");
-  EXPECT_THAT(Accesses(), ElementsAre("page 3", "0001 = 0001", "failed", "page 0"));
-}
-
-TEST_F(E2vInit, AListCanBeReadBack) {
-  SetChip(0x20010, 0x0A0B);
-  SetChip(0x20011, 0x0C0D);
-  const auto [ok, values] = sensor().BatchReadRegister(2, {0x0010, 0x0011});
-  EXPECT_TRUE(ok);
-  EXPECT_THAT(values, ElementsAre(0x0A0B, 0x0C0D));
-  EXPECT_THAT(Accesses(), ElementsAre("page 2", "0010 ?", "0011 ?", "page 0"));
-}
-
-TEST_F(E2vInit, AFailedReadingOfAListGivesWhatThereIs) {
-  SetChip(0x20010, 0x0A0B);
-  FailRead(1);
-  std::pair<bool, std::vector<std::uint16_t>> read;
-  EXPECT_EQ(Told([&] {
-              read = sensor().BatchReadRegister(2, {0x0010, 0x0011, 0x0012});
-            }),
-            "E2vFlash4k::BatchReadRegister Read 17 failed!\n");
-  EXPECT_FALSE(read.first);
-  EXPECT_THAT(read.second, ElementsAre(0x0A0B));
-  EXPECT_THAT(Accesses(), ElementsAre("page 2", "0010 ?", "failed", "page 0"));
-  FailWrite(0);
-  EXPECT_EQ(Told([&] { EXPECT_FALSE(sensor().BatchReadRegister(2, {1}).first); }),
-            "E2vFlash4k::BatchReadRegister Wpage 2 failed!\n");
 }
 
 }  // namespace

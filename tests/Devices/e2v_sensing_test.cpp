@@ -123,15 +123,15 @@ TEST_F(E2vSensing, AnotherSensingModeReloadsTheChipAndRestoresTheUsersSettings) 
             "info E2vFlash4k::SetROIImpl logic! \n");
   Lines steps = Programming();
   const auto lvds = std::find(steps.begin(), steps.end(), "0122 = 3530");
-  const auto blanking = std::find(steps.begin(), steps.end(), "0021 = 0080");
   const auto done = std::find(steps.begin(), steps.end(), "012F = 0001");
-  ASSERT_LT(done, blanking);
+  const auto blanking = std::find(done, steps.end(), "0021 = 0080");
   ASSERT_LT(blanking, lvds);
-  EXPECT_THAT(Lines(steps.begin(), steps.begin() + 10),
-              ElementsAre("page 0", "page 0", "005F = 0000", "page 0", "0070 = 0000", "page 0",
-                          "page 0", "005F = 0000", "page 0", "page 0"));
+  const Lines loaded = Lines{"page 0"} + PlaceholderOn(0) + Lines{"page 1"};
+  EXPECT_THAT(Lines(steps.begin(), steps.begin() + 8), ElementsAreArray(loaded));
+  EXPECT_LT(std::find(steps.begin(), steps.end(), "page 11"), done);
+  EXPECT_LT(std::find(steps.begin(), steps.end(), "0097 = 0247"), done);
   EXPECT_THAT(
-      Lines(lvds + 7, steps.end()),
+      Lines(lvds + 10, steps.end()),
       ElementsAreArray(
           Lines{"0023 ?", "0023 = 0004", "0031 ?", "0031 = 0000", "0023 ?", "0023 = 0004",
                 "0034 = 0001", "0035 = 0009", "0024 = 0001", "0025 = 0009"} +
@@ -140,7 +140,7 @@ TEST_F(E2vSensing, AnotherSensingModeReloadsTheChipAndRestoresTheUsersSettings) 
                 "STRIP_IMAGE_WIDTH = 0x00000280", "STRIP_IMAGE_HEIGHT = 0x00000050",
                 "STRIP_SELECTOR_IMAGE_WIDTH = 0x00000280", "EXP_DELAY = 0x00000000"} +
           kPlaceholderList +                                         // gain
-          Lines{"page 0", "005F = 0000", "005F = 0000", "page 0"} +  // HDR
+          Lines{"page 0", "0001 = 1000", "0001 = 0009", "page 0"} +  // HDR
           Lines{"SENSOR_TIMING = 0x0000001c", "EXP_DELAY = 0x00000000"}));
   EXPECT_EQ(sensor().roi_x(), 64u);
   EXPECT_EQ(sensor().roi_width(), 640u);
@@ -170,7 +170,7 @@ TEST_F(E2vSensing, ASettingThatCannotBeRestoredIsAFailure) {
   std::erase_if(writes, [](const std::string& access) { return access.ends_with('?'); });
   const auto lvds = std::find(writes.begin(), writes.end(), "0128 = 0001");
   ASSERT_LT(lvds, writes.end());
-  const auto first = static_cast<unsigned>(lvds - writes.begin()) + 4;
+  const auto first = static_cast<unsigned>(lvds - writes.begin()) + 6;
   ASSERT_EQ(writes[first], "0023 = 0000");
   for (unsigned write = first; write < writes.size(); ++write) {
     FailWrite(write);
@@ -198,28 +198,34 @@ TEST_F(E2vSensing, SettingsThatWereRefusedAreNoFailureOfTheSensingMode) {
 struct Hdr {
   E2vFlash4k::KPosi posi;
   unsigned short k;
-  std::size_t writes;
+  Lines values;
   const char* factors;
 };
-constexpr Hdr kHdr[]{
-    {E2vFlash4k::kPosiFirst, 10, 2, "kSub1:9\n"},
-    {E2vFlash4k::kPosiSecond, 4, 2, "kSub1:4\n"},
-    {E2vFlash4k::kPosiSecond, 501, 2, "kSub1:499\n"},
-    {E2vFlash4k::kPosiSquared, 10, 4, "kSub1:9, kSqSubK:89\n"},
-    {E2vFlash4k::kPosiSquared, 0xFFFF, 4, "kSub1:499, kSqSubK:249499\n"},
+// The head, k - 1, and of the squared form k x k - k - 1 in two halves.
+const Hdr kHdr[]{
+    {E2vFlash4k::kPosiFirst, 10, {"1000", "0009"}, "kSub1:9\n"},
+    {E2vFlash4k::kPosiSecond, 4, {"1000", "0004"}, "kSub1:4\n"},
+    {E2vFlash4k::kPosiSecond, 501, {"1000", "01F3"}, "kSub1:499\n"},
+    {E2vFlash4k::kPosiSquared, 10, {"1400", "0009", "0059", "0000"}, "kSub1:9, kSqSubK:89\n"},
+    {E2vFlash4k::kPosiSquared,
+     0xFFFF,
+     {"1400", "01F3", "CE9B", "0003"},
+     "kSub1:499, kSqSubK:249499\n"},
 };
 
 TEST_F(E2vSensing, HdrWritesThePositionsListAndLogsItsFactors) {
   const LoggedLines logged(TESSALINE_LOG_DEBUG);
   log_set_level(TESSALINE_LOG_DEBUG);
-  for (const auto& [posi, k, writes, factors] : kHdr) {
+  for (const auto& [posi, k, values, factors] : kHdr) {
     tessaline_board_transcript_clear();
     logged.Take();
     EXPECT_TRUE(sensor().SetHDRParam(posi, k));
     EXPECT_THAT(logged.Take(),
                 ElementsAre(HasSubstr("posi:" + std::to_string(posi) + '\n'), HasSubstr(factors)));
-    EXPECT_THAT(Accesses(),
-                ElementsAreArray(Lines{"page 0"} + Lines(writes, "005F = 0000") + Lines{"page 0"}));
+    Lines writes;
+    for (const std::string& value : values) writes.push_back("0001 = " + value);
+    EXPECT_THAT(Accesses(), ElementsAreArray(Lines{"page 0"} + writes + Lines{"page 0"}));
+    EXPECT_EQ(Chip(0x0001), 0x2030);
   }
 }
 
@@ -233,7 +239,7 @@ TEST_F(E2vSensing, AnUnknownHdrPositionIsAnErrorAndWritesNothing) {
 TEST_F(E2vSensing, HdrTellsWhatFailed) {
   FailWrite(1);
   EXPECT_EQ(Told([&] { EXPECT_FALSE(sensor().SetHDRParam(E2vFlash4k::kPosiFirst, 10)); }),
-            "E2vFlash4k::BatchWriteRegister Write 95 failed!\n");
+            "E2vFlash4k::BatchWriteRegister Write 1 failed!\n");
 }
 
 // --- Through the exported functions --------------------------------------------------------

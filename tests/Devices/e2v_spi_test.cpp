@@ -201,22 +201,18 @@ constexpr DumpFailure kDumpFailures[]{
     {8, "E2vSpiInterface::ReadAll() Wpage 0x00 failed!\n"},
 };
 
-TEST_F(E2vSpi, ADumpEndsAtItsFirstFailure) {
+TEST_F(E2vSpi, ADumpEndsAtItsFirstFailureAndSendsNothingMore) {
   for (const auto& [write, told] : kDumpFailures) {
     tessaline_board_clear_faults();
+    tessaline_board_transcript_clear();
     FailWrite(write);
     Printed();
     bus_->ReadAll();
     std::string printed = Printed();
     printed.erase(0, printed.find("SpiDev"));
     EXPECT_EQ(printed, std::string("SpiDev::DoWrite error\n") + told) << write;
+    EXPECT_EQ(Bytes().back(), "write failed: EIO") << write;
   }
-}
-
-TEST_F(E2vSpi, AnEndedDumpLeavesPageZeroSelected) {
-  FailWrite(3);
-  bus_->ReadAll();
-  EXPECT_EQ(Bytes().back(), "write 60 00");
 }
 
 TEST_F(E2vSpi, APageThatCannotBeReadEndsTheDump) {

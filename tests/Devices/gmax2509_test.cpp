@@ -1,10 +1,8 @@
 // The GMAX2509 driver on the boards that carry the sensor: a K3820, and a K3810,
 // which always runs subsampled.
 #include "Devices/FpgaLogic.h"
-#include "Devices/tables/SensorTable.h"
 #include "GmaxTest.h"
 #include "SeriesLogic/SeriesLogic.h"
-#include "sensor_tables/Gmax2509Init.h"
 #include "support/LoggedLines.h"
 #include "tessaline/tessaline.h"
 
@@ -93,19 +91,6 @@ TEST_F(Gmax, GainIsClampedToOneToFive) {
   }
 }
 
-TEST_F(Gmax, TheInitialisationTableTakesTheGainAsItWasAsked) {
-  Printed([&] {
-    sensor().SetGain(9);
-    sensor().ResetAndInitialize();
-  });
-  // First from the table, then from the gain that is set again.
-  Lines gains;
-  for (const std::string& access : Accesses()) {
-    if (access.starts_with("B5 = ")) gains.push_back(access);
-  }
-  EXPECT_THAT(gains, ElementsAre("B5 = 45", "B5 = 49", "B5 = 45"));
-}
-
 // --- Direction -----------------------------------------------------------------------------
 
 struct DirectionRow {
@@ -140,23 +125,10 @@ TEST_F(Gmax, OtherDirectionsAreRefused) {
 
 // --- Initialisation ------------------------------------------------------------------------
 
-TEST(Gmax2509Table, HasNinetyEightEntriesOfWhichNinetyWaitForTheMaker) {
-  EXPECT_EQ(gmax2509::kInitTable.size(), 98u);
-  EXPECT_EQ(CountPlaceholders(gmax2509::kInitTable), 90u);
-}
-
-TEST(Gmax2509Table, PlaceholdersRewriteTheFirstRow) {
-  for (const gmax2509::InitEntry& entry : gmax2509::kInitTable) {
-    if (!entry.placeholder) continue;
-    EXPECT_EQ(entry.address, 0x13);
-    EXPECT_EQ(entry.value.constant, 4);
-    EXPECT_EQ(entry.value.computed, gmax2509::Computed::kNo);
-  }
-}
-
-// What the table writes: subsampling, row count, PLL, line time, gain, placeholders.
+// What the table writes: what is computed, the configuration's bits 6 to 13, placeholders.
 Lines TableWrites(Lines computed) {
-  computed.insert(computed.end(), 90, "13 = 04");
+  computed.insert(computed.end(), {"C0 = F6", "C1 = F6"});
+  computed.insert(computed.end(), 88, "13 = 04");
   return computed;
 }
 
@@ -247,16 +219,6 @@ TEST_F(Gmax2320, InitialisesSubsampled) {
   Lines table = kTableAtPowerUp;
   table.front() = "12 = 01";
   EXPECT_THAT(Programming(), ElementsAreArray(Initialised({.table = table})));
-}
-
-TEST_F(Gmax, TheTableFollowsTheRecordedHeight) {
-  Printed([&] {
-    sensor().SetROI(28, 0, 560, 0x123);
-    tessaline_board_transcript_clear();
-    sensor().RegisterInitialize(kDriveMode00);
-  });
-  EXPECT_THAT(Accesses(), Contains("15 = 23"));
-  EXPECT_THAT(Accesses(), Contains("16 = 01"));
 }
 
 // --- Region of interest --------------------------------------------------------------------

@@ -45,16 +45,18 @@ void ReplaceAll(std::string& text, std::string_view sought, const std::string& b
   }
 }
 
-// Of "write 42 00 0f 00 01" register 000f, of "write 60 0b" page 0b.
+// Of "write 42 00 0f 00 01" and "tx 02 00 0f 00 00 00" register 000f, of "write 60 0b"
+// page 0b.
 std::string Filled(std::string_view text, const Call& call, int error) {
-  constexpr std::size_t kFirstByte = sizeof "write 42";
+  const bool is_read = call.access.starts_with("tx");
+  const std::size_t first_byte = is_read ? sizeof "tx 02" : sizeof "write 42";
   std::string filled(text);
   ReplaceAll(filled, "{}", strerror(error == TESSALINE_BOARD_SHORT ? EIO : error));
-  if (filled.find('{') == filled.npos || call.access.size() < kFirstByte + 2) return filled;
-  const std::string page = call.access.substr(kFirstByte, 2);
+  if (filled.find('{') == filled.npos || call.access.size() < first_byte + 2) return filled;
+  const std::string page = call.access.substr(first_byte, 2);
   ReplaceAll(filled, "{page}", std::to_string(std::stoul(page, nullptr, 16)));
-  if (call.access.size() < kFirstByte + 5) return filled;
-  const std::string reg = page + call.access.substr(kFirstByte + 3, 2);
+  if (call.access.size() < first_byte + 5) return filled;
+  const std::string reg = page + call.access.substr(first_byte + 3, 2);
   ReplaceAll(filled, "{register}", reg);
   ReplaceAll(filled, "{number}", std::to_string(std::stoul(reg, nullptr, 16)));
   return filled;

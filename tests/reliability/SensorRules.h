@@ -104,8 +104,11 @@ inline constexpr std::array kSensorRules{
     E2vAsked(kReverseCalls, "tx 02 00 23", "", kSame),
     E2vSent("SetCmosGain", "write 42", "E2vFlash4k::BatchWriteRegister Write {number} failed!\n",
             "0"),
-    E2vSent("SetCmosGain", "write 60", "E2vFlash4k::BatchWriteRegister Wpage {page} failed!\n",
+    E2vSent("SetCmosGain", "write 60",
+            "E2vFlash4k::BatchReadRegister Wpage {page} failed!\n|"
+            "E2vFlash4k::BatchWriteRegister Wpage {page} failed!\n",
             "0"),
+    E2vAsked("SetCmosGain", "tx 02", "E2vFlash4k::BatchReadRegister Read {number} failed!\n", "0"),
     E2vSent("SetHDRParam", "write 42", "E2vFlash4k::BatchWriteRegister Write {number} failed!\n",
             kSame),
     E2vSent("SetHDRParam", "write 60", "E2vFlash4k::BatchWriteRegister Wpage {page} failed!\n",
@@ -121,15 +124,21 @@ inline constexpr std::array kSensorRules{
              "E2vFlash4k::InitClocksAndSlicesConfig() failed! \n",
              kSame),
     E2vAsked(kSensingCalls, "tx 02 00 31",
-             "E2vFlash4k::SetReadoutDriveModeImpl Write 0x0031 failed!\n", kSame),
+             "E2vFlash4k::SetReadoutDriveModeImpl Write 0x0031 failed!\n|"
+             "E2vFlash4k::BatchReadRegister Read {number} failed!\n"
+             "E2vFlash4k::FinalConfiguration() failed! \n",
+             kSame),
     // The direction's read is not told, the readout mode's of the same register is.
     E2vAsked(kSensingCalls, "tx 02 00 23", "", kSame),
+    // What lists that nobody has supplied write back.
+    E2vAsked("", "tx 02", "E2vFlash4k::BatchReadRegister Read {number} failed!\n", kSame),
     E2vSent(kStartUp, "write bb",
             "E2vFlash4k::RegisterInitialize ConfigSlice failed!\n"
             "E2vFlash4k::InitClocksAndSlicesConfig() failed! \n",
             kSame),
     E2vSent("", "write 60",
             "E2vFlash4k::RegisterInitialize Wpage {page} failed!\n|"
+            "E2vFlash4k::BatchReadRegister Wpage {page} failed!\n|"
             "E2vFlash4k::BatchWriteRegister Wpage {page} failed!\n",
             kSame),
     E2vSent("", "write 81", "E2vSpiInterface::UpdateRegisters() error!\n", kSame),
@@ -144,7 +153,9 @@ inline constexpr std::array kSensorRules{
             kSame),
     E2vSent("", "write 42 01 22|write 42 01 23|write 42 01 27|write 42 01 28",
             "E2vFlash4k::RegisterInitialize Write 0x{register} failed!\n"
-            "E2vFlash4k::LvdsTraining() failed! \n",
+            "E2vFlash4k::LvdsTraining() failed! \n|"
+            "E2vFlash4k::BatchWriteRegister Write {number} failed!\n"
+            "E2vFlash4k::FinalConfiguration() failed! \n",
             kSame),
     E2vSent("", "write 42 01 2f", "E2vFlash4k::FinalConfiguration() failed! \n", kSame),
     E2vSent("", "write 42",

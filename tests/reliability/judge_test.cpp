@@ -166,17 +166,30 @@ TEST(Judge, ARuleMayBeForTheFirstCallsOnly) {
   EXPECT_NE(RuleFor(kK36, first, EIO), RuleFor(kK36, second, EIO));
 }
 
+// A failed access of a sensor whose function returns `now` instead of `before` and tells
+// something.
+Judgement JudgeSensor(const Call& call, const std::string& before, const std::string& now,
+                      const std::string& told) {
+  Outcome reference = Undisturbed();
+  reference.results.back() = call.during + " = " + before;
+  Outcome outcome = reference;
+  outcome.results.back() = call.during + " = " + now;
+  outcome.events = {call.device + ' ' + call.operation + " failed: EIO"};
+  const bool is_write = call.operation == "write";
+  outcome.printed = {is_write ? "SpiDev::DoWrite error" : "SpiDev::DoMsg error", told};
+  return Judge("K4010", call, EIO, reference, outcome);
+}
+
 TEST(Judge, ASensorsTextNamesItsRegister) {
   const Call write{"spi0.0", "write", 1, 0, "SetROI1", "write 42 00 3e 00 01"};
-  Outcome reference = Undisturbed();
-  reference.results.back() = "SetROI1 = 0";
-  Outcome outcome = reference;
-  outcome.results.back() = "SetROI1 = -1";
-  outcome.events = {"spi0.0 write failed: EIO"};
-  outcome.printed = {"SpiDev::DoWrite error", "E2vFlash4k::SetROIImpl Write 0x003e failed!"};
-  EXPECT_EQ(Judge("K4010", write, EIO, reference, outcome).verdict, Verdict::kText);
-  outcome.printed.back() = "E2vFlash4k::SetROIImpl Write 0x003f failed!";
-  ExpectDefect(Judge("K4010", write, EIO, reference, outcome), "Write 0x003e failed!");
+  const std::string written = "E2vFlash4k::SetROIImpl Write 0x";
+  EXPECT_EQ(JudgeSensor(write, "0", "-1", written + "003e failed!").verdict, Verdict::kText);
+  ExpectDefect(JudgeSensor(write, "0", "-1", written + "003f failed!"), "Write 0x003e failed!");
+
+  const Call read{"spi0.0", "SPI_IOC_MESSAGE", 1, 0, "SetCmosGain", "tx 02 01 5f 00 00 00"};
+  const std::string asked = "E2vFlash4k::BatchReadRegister Read ";
+  EXPECT_EQ(JudgeSensor(read, "1", "0", asked + "351 failed!").verdict, Verdict::kText);
+  ExpectDefect(JudgeSensor(read, "1", "0", asked + "350 failed!"), "Read 351 failed!");
 }
 
 TEST(Judge, AnInterruptEndsTheProgramWithoutItsRegisters) {

@@ -13,8 +13,8 @@ struct Write {
   constexpr Write NamedAs(std::uint16_t other) const { return {address, value, other}; }
 };
 
-// What a placeholder rewrites: the test pattern stays off.
-inline constexpr Write kPlaceholderWrite{0x005F, 0};
+// The bits of a register that stay as it holds them: all.
+inline constexpr std::uint16_t kWhole = 0xFFFF;
 
 // One entry of a list that the chip's maker supplies.
 struct PagedEntry {
@@ -22,12 +22,14 @@ struct PagedEntry {
   std::uint16_t address;
   std::uint16_t value;
   bool placeholder = false;
+  std::uint16_t kept = 0;  // bits that stay as the register holds them, not in `value`
 };
 
-// Stands for entries that nobody has supplied yet. Where the length of a list is
-// the maker's secret, too, one placeholder stands for all of it.
-constexpr PagedEntry PagedPlaceholder(const Write& write = kPlaceholderWrite) {
-  return {0, write.address, write.value, true};
+// Stands for entries that nobody has supplied yet: a register of the page gets back
+// what it holds, which is nothing new to any chip. Where the length of a list is the
+// maker's secret, too, one placeholder stands for all that goes to a page.
+constexpr PagedEntry PagedPlaceholder(unsigned char page = 0) {
+  return {page, 0x005F, 0, true, kWhole};
 }
 
 // A register of the final configuration, with its value for either sensing mode.
@@ -36,14 +38,18 @@ struct FinalEntry {
   std::uint16_t fpga_timed;
   std::uint16_t sensor_timed;
   bool placeholder = false;
+  std::uint16_t kept = 0;  // as above
 };
 
-// The same for a register that the driver documents: it gets what it has anyway.
-constexpr FinalEntry FinalPlaceholder(std::uint16_t address, std::uint16_t value) {
-  return {address, value, value, true};
+// A value nobody has supplied yet: the register keeps what it holds.
+constexpr FinalEntry FinalPlaceholder(std::uint16_t address) {
+  return {address, 0, 0, true, kWhole};
 }
-constexpr FinalEntry FinalPlaceholder() {
-  return FinalPlaceholder(kPlaceholderWrite.address, kPlaceholderWrite.value);
+// The same for a register that the driver programs itself: it gets what the driver
+// would give it, but for the bits the driver does not know.
+constexpr FinalEntry FinalPlaceholder(std::uint16_t address, std::uint16_t fpga_timed,
+                                      std::uint16_t sensor_timed, std::uint16_t kept = 0) {
+  return {address, fpga_timed, sensor_timed, true, kept};
 }
 
 // What a register of an HDR list receives; k is the factor in use.
@@ -61,10 +67,10 @@ struct HdrEntry {
   bool placeholder = false;
 };
 
-// What is known of the entry is its value, not where it goes: until then the
-// placeholder register is written in its stead.
+// What is known of the entry is its value, not where it goes: until then it goes to a
+// register that only can be read, the first of the identification.
 constexpr HdrEntry HdrPlaceholder(HdrValue kind, std::uint16_t constant = 0) {
-  return {kPlaceholderWrite.address, kind, constant, true};
+  return {0x0001, kind, constant, true};
 }
 
 // A poll of the status register until all bits of `mask` are set.

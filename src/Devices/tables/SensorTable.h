@@ -10,7 +10,8 @@ namespace VeltranoSDK {
 // Where only the chip maker's documents could say what belongs there, the entry is
 // a placeholder: it rewrites a register that the driver documents with the value
 // the driver gives it anyway, so that a table nobody has supplied yet drives no
-// undocumented register. The table still has its full length and order.
+// undocumented register. A value whose register alone is unknown goes to one that
+// only can be read. The table still has its full length and order.
 template <typename Address, typename Value>
 struct TableEntry {
   Address address;

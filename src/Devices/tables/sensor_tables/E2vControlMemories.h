@@ -1,7 +1,7 @@
 #pragma once
 
-// Control memories of the e2v Flash 4K, page by page in this order. Before the
-// first, the driver makes them accessible (0x0070 = 0).
+// Control memories of the e2v Flash 4K, which are page 11. Before the first entry, the
+// driver makes them accessible (0x0070 = 0).
 
 #include <array>
 
@@ -9,6 +9,6 @@
 
 namespace VeltranoSDK::e2v {
 
-inline constexpr std::array kControlMemories{PagedPlaceholder()};
+inline constexpr std::array kControlMemories{PagedPlaceholder(11)};
 
 }  // namespace VeltranoSDK::e2v

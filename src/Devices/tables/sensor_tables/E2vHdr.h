@@ -1,7 +1,8 @@
 #pragma once
 
 // High dynamic range of the e2v Flash 4K: a list a position of the factor k. Each
-// begins with its known head, the rest are the factors derived from k.
+// begins with its known head, the rest are the factors derived from k. Which registers
+// take them is not known.
 
 #include <array>
 

@@ -9,6 +9,9 @@
 
 namespace VeltranoSDK::e2v {
 
-inline constexpr std::array kRegisters{PagedPlaceholder()};
+inline constexpr std::array kRegisters{
+    PagedPlaceholder(0), PagedPlaceholder(1), PagedPlaceholder(2),
+    PagedPlaceholder(3), PagedPlaceholder(6),
+};
 
 }  // namespace VeltranoSDK::e2v

@@ -1,7 +1,7 @@
 #pragma once
 
 // What checks the test image of the e2v Flash 4K, while its test pattern is on
-// (0x005F = 1, which the placeholder writes once more).
+// (0x005F = 1, which is what the placeholder finds and writes back).
 
 #include <array>
 
@@ -9,6 +9,6 @@
 
 namespace VeltranoSDK::e2v {
 
-inline constexpr std::array kTestImageCheck{PagedPlaceholder({0x005F, 1})};
+inline constexpr std::array kTestImageCheck{PagedPlaceholder()};
 
 }  // namespace VeltranoSDK::e2v

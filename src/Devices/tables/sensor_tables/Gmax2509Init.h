@@ -20,9 +20,10 @@ inline constexpr std::array kComputedEntries{
     InitEntry{kLineTimeLow, Computed::kLineTimeLow},
     InitEntry{kLineTimeHigh, Computed::kLineTimeHigh},
     InitEntry{kGainControl, Computed::kGain},
-    // Two registers take Computed::kConfiguration; the maker's documents say which.
-    Placeholder(kFirstRowLow, kPlaceholderValue),
-    Placeholder(kFirstRowLow, kPlaceholderValue),
+    // Two registers take the configuration; the maker's documents say which. Here it
+    // goes to two that only can be read.
+    Placeholder(kTemperatureLow, InitValue{Computed::kConfiguration}),
+    Placeholder(kTemperatureHigh, InitValue{Computed::kConfiguration}),
 };
 
 // Written in this order while the chip is in programming.
