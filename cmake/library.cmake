@@ -33,6 +33,10 @@ if(NOT TESSALINE_SANITIZED)
     $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE> $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=2>)
 endif()
 
+if(CMAKE_CXX_FLAGS MATCHES "sanitize=thread")
+  target_sources(tessaline_objects PRIVATE ${CMAKE_SOURCE_DIR}/tests/sanitizers/clocklock.cpp)
+endif()
+
 set(TESSALINE_EXPORTS ${CMAKE_SOURCE_DIR}/src/libtessaline.map)
 add_library(tessaline SHARED $<TARGET_OBJECTS:tessaline_objects>)
 set_target_properties(tessaline PROPERTIES

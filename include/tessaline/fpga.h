@@ -4,8 +4,9 @@
  *
  * Every access is one transaction of its own: open /dev/mem, map the block, one
  * aligned 32-bit load or store, close, unmap. A process-wide mutex serialises
- * the transactions, so a single word is never torn; a read-modify-write made of
- * two calls is not atomic.
+ * the transactions, so a single word is never torn. The library's own changes of a
+ * register (read, replace, write; a pulse) hold it all the way; a read-modify-write
+ * made of two calls of these functions is not atomic.
  */
 #ifndef TESSALINE_FPGA_H
 #define TESSALINE_FPGA_H
@@ -44,7 +45,8 @@ unsigned int fpga_read_addr(unsigned int block_base, unsigned int index);
  * @param block_base  physical address of a register block (page aligned)
  * @param index       word index within the block, below 32
  * @param value       the 32-bit word
- * @return 0; 0xFFFFFFFF when /dev/mem cannot be opened, as fpga_read_addr().
+ * @return 0; 0xFFFFFFFF when /dev/mem cannot be opened, as fpga_read_addr(), and once
+ *         SIGINT has stopped the FPGA, on any thread but the one that ends the process.
  *
  * Threads: any.
  */

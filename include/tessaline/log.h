@@ -85,8 +85,9 @@ void log_set_quiet(bool enable);
 
 /**
  * Sets the lock hook, called exactly twice for every message, also for one that
- * nobody receives. The library's SIGINT handler logs, too: whoever takes the hook's lock
- * outside of the hook blocks SIGINT meanwhile, or the handler waits for it for ever.
+ * nobody receives. The library's SIGINT handler logs, too, unless it interrupts a message:
+ * whoever takes the hook's lock outside of the hook blocks SIGINT meanwhile, or the handler
+ * waits for it until the process is ended.
  *
  * @param fn     the hook; NULL removes it
  * @param udata  handed to the hook
@@ -96,10 +97,10 @@ void log_set_lock(log_LockFn fn, void* udata);
 /**
  * Adds a sink. Sinks cannot be removed.
  *
- * @param fn     the sink
+ * @param fn     the sink. It may block: SIGINT ends the process all the same.
  * @param udata  handed to it in log_Event::udata
  * @param level  lowest level it receives
- * @return 0, or -1 when 32 sinks are taken (nothing is changed).
+ * @return 0, or -1 when 32 sinks are taken or fn is NULL (nothing is changed).
  */
 int log_add_callback(log_LogFn fn, void* udata, int level);
 
@@ -107,7 +108,7 @@ int log_add_callback(log_LogFn fn, void* udata, int level);
  * Adds a file as a sink: "YYYY-MM-DD HH:MM:SS LEVEL file:line: message", one line
  * a message, flushed after each. The file stays the caller's and must stay open.
  *
- * @return as log_add_callback()
+ * @return as log_add_callback(); -1 for NULL
  */
 int log_add_fp(FILE* fp, int level);
 

@@ -8,7 +8,7 @@
  *
  * There is no shut-down call. The process ends by exit(), or by SIGINT: the
  * library's handler stops the FPGA, ends the capture threads, releases their
- * devices and leaves with status 0.
+ * devices and leaves with status 0, in two seconds at the most.
  */
 #ifndef TESSALINE_STARTUP_H
 #define TESSALINE_STARTUP_H
@@ -120,7 +120,9 @@ void RegisterEventHandler(int type, tessaline_event_handler callback);
  * @return 0, also when the sensor could not be initialised (told on the standard
  *         output). -1 when no model is selected or the device is already started (one
  *         ERROR in the log, nothing else is done), and when the register lock cannot be
- *         initialised ("fpga_contol mutex init failed!" on the standard output).
+ *         initialised ("fpga_contol mutex init failed!" on the standard output). -1 with
+ *         one ERROR when there is no memory, thread or descriptor left; it may be called
+ *         again then.
  *
  * A capture device that cannot be set up does not fail the call: the log says so,
  * and its callback stays silent.
@@ -134,9 +136,8 @@ void RegisterEventHandler(int type, tessaline_event_handler callback);
  *
  * Neither exit() nor SIGINT switches the laser off: call CloseLaser() for that. When
  * the FPGA's registers were once out of reach (see fpga_read_addr()), SIGINT ends the
- * process without stopping the FPGA. It waits for handlers in progress, 1.5 seconds at
- * the most: one that waits for something the interrupted thread holds is left behind.
- * Of the application's locks it takes that of log_set_lock() only.
+ * process without stopping the FPGA. docs/threads-and-signals.md tells what SIGINT waits
+ * for, and what is cut when two seconds are over.
  *
  * Threads: from one thread, once, before anything else touches the FPGA.
  */

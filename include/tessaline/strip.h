@@ -216,10 +216,14 @@ void SetContinuousFlag(unsigned int flag);
  * Restarts the frame ids (the next frame has the first id again) and zeroes the strip and image
  * buffers.
  *
+ * A buffer that a handler holds is left alone: its thread zeroes that stream's buffers when
+ * the handler has returned. This call waits for it, up to a second; called from the handler
+ * itself it does not wait.
+ *
  * @return 0, or -1 before start-up.
  *
  * Register: REBUILD_BLOCK_4 FRAME_ID_RESET, a pulse of 1 us. Threads: one. Do it
- * while the acquisition is stopped: frames in progress are wiped half.
+ * while the acquisition is stopped: what the FPGA is just writing is wiped half.
  */
 int ResetFrameID(void);
 

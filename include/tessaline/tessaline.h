@@ -10,14 +10,17 @@
  * RegisterHardwareInit(), does nothing, logs an ERROR that names it, and returns
  * -1, or all ones (0xFF...) if it is a getter.
  *
- * Threads. The library takes no lock around its functions, only one around each
- * single register access. "Any" in a function's description means that it may
- * run on any thread, at the same time as any other function; but a setting that
- * shares its register with others is read, changed and written back, so of two
- * such settings at the same moment one may be lost. "One" means calls of functions
- * marked so must not overlap with each other. No function may be called from a
- * signal handler. From within an event handler every function marked "any" may be
- * called.
+ * Threads. "Any" in a function's description means that it may run on any thread, at
+ * the same time as any other function: a change of a register is never lost to another
+ * thread's change of the same register. "One" means calls of functions marked so must
+ * not overlap with each other. No function may be called from a signal handler. From
+ * within an event handler every function marked "any" may be called.
+ *
+ * Processes. Signals with a handler cut no pause short and fail no call. A thread that is
+ * cancelled (pthread_cancel) finishes the call it is in. Devices are closed in children
+ * that exec. No C++ exception leaves a function, but std::logic_error from
+ * GetLibVersion(NULL) and std::system_error from a lock that cannot be taken; what else is
+ * thrown, for want of memory or of a thread, becomes an ERROR and the failure value.
  *
  * Time. The FPGA counts ticks of 20 ns, 50 to the microsecond.
  */

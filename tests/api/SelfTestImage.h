@@ -3,11 +3,11 @@
 // Start-up of an IMX252 product ends with a self-test: the sensor is triggered, and an
 // image has to come within 10 ms. Here exactly one comes, and the pause lasts until it
 // has been handled, however slow the machine is. To be included by one file of a
-// program: it stands before the board's usleep.
+// program: it stands before the board's clock_nanosleep.
 
 #include <dlfcn.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
+#include <time.h>
 
 #include <atomic>
 #include <string>
@@ -36,9 +36,9 @@ class SelfTestImage {
   // At the end of the handler.
   static void Handled() { handled_ = true; }
 
-  static void AfterPause(useconds_t microseconds) {
-    constexpr useconds_t kPause = 10'000;
-    if (!awaited_ || microseconds != kPause) return;
+  static void AfterPause(const timespec& pause) {
+    constexpr long kPauseNs = 10'000'000;
+    if (!awaited_ || pause.tv_sec != 0 || pause.tv_nsec != kPauseNs) return;
     EXPECT_TRUE(Eventually([] { return handled_.load(); })) << "no image for the self-test";
   }
 
@@ -51,10 +51,12 @@ class SelfTestImage {
 }  // namespace tessaline_test
 
 #pragma GCC visibility push(default)
-extern "C" int usleep(useconds_t microseconds) {
-  static const auto next = reinterpret_cast<int (*)(useconds_t)>(dlsym(RTLD_NEXT, "usleep"));
-  const int result = next(microseconds);
-  tessaline_test::SelfTestImage::AfterPause(microseconds);
+extern "C" int clock_nanosleep(clockid_t clock, int flags, const timespec* request,
+                               timespec* remaining) {
+  static const auto next = reinterpret_cast<int (*)(clockid_t, int, const timespec*, timespec*)>(
+      dlsym(RTLD_NEXT, "clock_nanosleep"));
+  const int result = next(clock, flags, request, remaining);
+  if ((flags & TIMER_ABSTIME) == 0) tessaline_test::SelfTestImage::AfterPause(*request);
   return result;
 }
 #pragma GCC visibility pop
