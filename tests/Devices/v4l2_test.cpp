@@ -16,13 +16,8 @@
 #include "Devices/ReservedMemory.h"
 #include "Devices/UdmaBuf.h"
 #include "Devices/V4l2BufFactory.h"
-#include "Devices/V4l2Fd.h"
-#include "Devices/V4l2FdUserPtr.h"
-#include "Devices/V4l2FdUserPtrSync.h"
+#include "Devices/V4l2Test.h"
 #include "Runnable/Runnable.h"
-#include "support/BoardFixture.h"
-#include "support/FrameSource.h"
-#include "support/LoggedLines.h"
 #include "support/Waiting.h"
 
 namespace {
@@ -33,24 +28,6 @@ using namespace tessaline_test;        // NOLINT(google-build-using-namespace)
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using Lines = std::vector<std::string>;
-
-constexpr unsigned kWidth = 1024;
-constexpr unsigned kHeight = 640;
-constexpr std::size_t kBytes = std::size_t{kWidth} * kHeight;
-
-enum class Flavour { kFd, kUserPtr, kUserPtrSync };
-
-struct FlavourCase {
-  Flavour flavour;
-  const char* file;
-};
-
-void PrintTo(const FlavourCase& flavour, std::ostream* out) { *out << flavour.file; }
-
-// 0 where the bytes are all zero.
-std::size_t NonZero(const std::byte* data, std::size_t size) {
-  return size - static_cast<std::size_t>(std::count(data, data + size, std::byte{0}));
-}
 
 Lines EventsOf(const Lines& events, std::string_view device) {
   Lines found;
@@ -69,73 +46,7 @@ Lines Attributes(const Lines& events) {
   return written;
 }
 
-class V4l2 : public BoardFixture {
- protected:
-  V4l2() : BoardFixture("K3610") {}
-
-  void SetUp() override {
-    BoardFixture::SetUp();
-    FrameSource::Prepare();
-    FrameSource::Route(FrameSource::kStrips);
-    tessaline_board_transcript_clear();
-  }
-
-  // Before its memory is gone, the FPGA must let go of it.
-  void TearDown() override {
-    for (const auto& device : devices_) {
-      device->StreamOff();
-      device->Close();
-    }
-    BoardFixture::TearDown();
-  }
-
-  template <typename Device>
-  Device& Add() {
-    auto device = std::make_unique<Device>();
-    Device& plain = *device;
-    devices_.push_back(std::move(device));
-    return plain;
-  }
-
-  static void Start(V4l2Base& device, unsigned count = 4) {
-    ASSERT_TRUE(device.Open("/dev/video1"));
-    ASSERT_TRUE(device.SetFmt(kWidth, kHeight));
-    ASSERT_TRUE(device.ReqBufs(count));
-    ASSERT_TRUE(device.StreamOn());
-  }
-
-  LoggedLines log{TESSALINE_LOG_ERROR};
-
- private:
-  std::vector<std::unique_ptr<V4l2Base>> devices_;
-};
-
-class V4l2Flavour : public V4l2, public testing::WithParamInterface<FlavourCase> {
- protected:
-  std::string Logged(const std::string& text) const {
-    return std::string("ERROR Devices/") + GetParam().file + ": " + text;
-  }
-
-  V4l2Base* const device = Make();
-
- private:
-  V4l2Base* Make() {
-    switch (GetParam().flavour) {
-      case Flavour::kUserPtr:
-        return &Add<V4l2FdUserPtr>();
-      case Flavour::kUserPtrSync:
-        return &Add<V4l2FdUserPtrSync>();
-      default:
-        return &Add<V4l2Fd>();
-    }
-  }
-};
-
-INSTANTIATE_TEST_SUITE_P(Flavours, V4l2Flavour,
-                         testing::Values(FlavourCase{Flavour::kFd, "V4l2Fd.cpp"},
-                                         FlavourCase{Flavour::kUserPtr, "V4l2FdUserPtr.cpp"},
-                                         FlavourCase{Flavour::kUserPtrSync,
-                                                     "V4l2FdUserPtrSync.cpp"}));
+INSTANTIATE_TEST_SUITE_P(Flavours, V4l2Flavour, AllFlavours());
 
 TEST_P(V4l2Flavour, SetsTheStreamUpInTheDriversOrder) {
   Start(*device, 2);
@@ -228,94 +139,6 @@ TEST_P(V4l2Flavour, RefusesABufferItDoesNotHave) {
   EXPECT_FALSE(device->QBuf()) << "given back twice";
 }
 
-TEST_P(V4l2Flavour, ZeroesAllBuffers) {
-  Start(*device);
-  FrameSource::Trigger(true);
-  std::byte* data = device->DqBuf();
-  ASSERT_NE(data, nullptr);
-  device->StreamOff();  // nobody else writes from here on
-  const std::size_t size = device->BufferSize();
-  EXPECT_NE(NonZero(data, size), 0u);
-  device->QBuf();
-  EXPECT_NE(NonZero(data, size), 0u);
-  device->ClearBuf();
-  EXPECT_EQ(NonZero(data, size), 0u);
-}
-
-// Whoever has a frame may ask, and keeps it until it goes back.
-TEST_P(V4l2Flavour, AFramesOwnerClearsWhenItGivesTheFrameBack) {
-  Start(*device);
-  FrameSource::Trigger(true);
-  std::byte* data = device->DqBuf();
-  ASSERT_NE(data, nullptr);
-  device->StreamOff();
-  const std::size_t size = device->BufferSize();
-  const std::size_t before = NonZero(data, size);
-  device->ClearBuf();
-  EXPECT_EQ(NonZero(data, size), before);
-  device->QBuf();
-  EXPECT_EQ(NonZero(data, size), 0u);
-}
-
-// A handler in the middle of its frame keeps it; a clearing from elsewhere waits.
-TEST_P(V4l2Flavour, ClearingLeavesTheFrameInHandAlone) {
-  Start(*device);
-  FrameSource::Trigger(true);
-  std::byte* data = device->DqBuf();
-  ASSERT_NE(data, nullptr);
-  device->StreamOff();
-  const std::size_t size = device->BufferSize();
-  const std::size_t before = NonZero(data, size);
-  ASSERT_NE(before, 0u);
-  std::atomic<bool> cleared{false};
-  std::thread other([&] {
-    device->ClearBuf();
-    cleared = true;
-  });
-  ReallyWait(std::chrono::milliseconds(50));
-  EXPECT_FALSE(cleared);
-  EXPECT_EQ(NonZero(data, size), before);
-  device->QBuf();
-  other.join();
-  EXPECT_EQ(NonZero(data, size), 0u);
-}
-
-TEST_P(V4l2Flavour, ClearingDoesNotWaitForEver) {
-  Start(*device);
-  FrameSource::Trigger(true);
-  std::byte* data = device->DqBuf();
-  ASSERT_NE(data, nullptr);
-  device->StreamOff();
-  const std::size_t size = device->BufferSize();
-  const std::size_t before = NonZero(data, size);
-  std::thread([&] { device->ClearBuf(); }).join();
-  EXPECT_EQ(NonZero(data, size), before);
-  device->QBuf();
-  EXPECT_EQ(NonZero(data, size), 0u) << "it was only put off";
-}
-
-// Between one frame and the next there is time for it, however soon that comes.
-TEST_P(V4l2Flavour, ClearingIsDoneWithTheNextFrameThatGoesBack) {
-  Start(*device);
-  FrameSource::Trigger(true);
-  std::atomic<bool> over{false};
-  std::thread frames([&] {
-    while (!over) {
-      const std::byte* const data = device->DqBuf();
-      if (data == nullptr) break;
-      const std::size_t before = NonZero(data, device->BufferSize());
-      ReallyWait(std::chrono::milliseconds(10));
-      EXPECT_EQ(NonZero(data, device->BufferSize()), before) << "wiped in somebody's hands";
-      device->QBuf();
-    }
-  });
-  const auto start = std::chrono::steady_clock::now();
-  for (int i = 0; i < 8; ++i) device->ClearBuf();
-  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(4));
-  over = true;
-  frames.join();
-}
-
 TEST_P(V4l2Flavour, SaysWhyItCannotOpen) {
   tessaline_board_fault("video1", "open", 0, 1, EACCES);
   EXPECT_FALSE(device->Open("/dev/video1"));
@@ -325,6 +148,24 @@ TEST_P(V4l2Flavour, SaysWhyItCannotOpen) {
   EXPECT_THAT(log.Take(), ElementsAre(Logged("v4l2 VIDIOC_QUERYCAP failed")));
   EXPECT_TRUE(device->Close());
   EXPECT_TRUE(device->Close());
+}
+
+// The file is the flavour's, the line that of the call: two failures have two lines.
+TEST_P(V4l2Flavour, NamesTheLineOfTheFailingCall) {
+  static std::vector<int> lines;
+  lines.clear();
+  log_add_callback([](log_Event* event) { lines.push_back(event->line); }, nullptr,
+                   TESSALINE_LOG_ERROR);
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_FALSE(device->SetFmt(100, 200));
+    EXPECT_FALSE(device->StreamOn());
+  }
+  // One sink more for every flavour that this process has tried.
+  lines.erase(std::unique(lines.begin(), lines.end()), lines.end());
+  ASSERT_EQ(lines.size(), 4u);
+  EXPECT_NE(lines[0], lines[1]);
+  EXPECT_EQ(lines[0], lines[2]);
+  EXPECT_EQ(lines[1], lines[3]);
 }
 
 TEST_P(V4l2Flavour, SaysWhyItCannotDoWithoutADevice) {
