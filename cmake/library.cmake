@@ -34,7 +34,7 @@ if(NOT TESSALINE_SANITIZED)
 endif()
 
 if(CMAKE_CXX_FLAGS MATCHES "sanitize=thread")
-  target_sources(tessaline_objects PRIVATE ${CMAKE_SOURCE_DIR}/tests/sanitizers/clocklock.cpp)
+  target_sources(tessaline_objects PRIVATE ${CMAKE_SOURCE_DIR}/cmake/tsan_clocklock.cpp)
 endif()
 
 set(TESSALINE_EXPORTS ${CMAKE_SOURCE_DIR}/src/libtessaline.map)

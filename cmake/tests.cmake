@@ -78,8 +78,9 @@ set_target_properties(api_main_leaves PROPERTIES C_EXTENSIONS ON)
 if(NOT CMAKE_CXX_FLAGS MATCHES "sanitize=thread")
   add_test(NAME api/MainThatLeaves.IsStoodInFor COMMAND api_main_leaves)
   add_test(NAME api/MainThatLeaves.WithItsInterruptsBlocked COMMAND api_main_leaves blocked)
-  set_tests_properties(api/MainThatLeaves.IsStoodInFor api/MainThatLeaves.WithItsInterruptsBlocked
-    PROPERTIES LABELS api TIMEOUT 60)
+  add_test(NAME api/MainThatLeaves.HavingStartedElsewhere COMMAND api_main_leaves elsewhere)
+  set_tests_properties(api/MainThatLeaves.IsStoodInFor api/MainThatLeaves.HavingStartedElsewhere
+    api/MainThatLeaves.WithItsInterruptsBlocked PROPERTIES LABELS api TIMEOUT 60)
 endif()
 # A sanitizer's runtime has to be there before the library.
 if(NOT TESSALINE_SANITIZED)

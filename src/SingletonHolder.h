@@ -19,7 +19,7 @@ template <typename T>
 class SingletonHolder {
  public:
   static T* Instance() {
-    const SigintBlocked no_handler_here;  // the SIGINT handler fetches singletons too
+    const SignalsBlocked no_handler_here;  // the SIGINT handler fetches singletons too
     const std::unique_lock lock = Lock();
     if (pS_ == nullptr) pS_ = new T;
     return pS_;

@@ -1,5 +1,6 @@
 #include "SystemSignalHandle.h"
 
+#include <fcntl.h>
 #include <signal.h>
 #include <unistd.h>
 
@@ -15,6 +16,7 @@
 #include "Runnable/RunnableObjectManager.h"
 #include "function/InterruptibleWait.h"
 #include "function/RegisterLock.h"
+#include "function/SystemCalls.h"
 #include "log/Log.h"
 #include "thread/EndGuard.h"
 
@@ -23,6 +25,8 @@ namespace VeltranoSDK {
 namespace {
 
 std::atomic<pid_t> owner{0};
+// Given up when the process ends: without a descriptor the FPGA cannot be stopped.
+std::atomic<int> spare_descriptor{-1};
 std::atomic_flag shutting_down = ATOMIC_FLAG_INIT;
 
 // What the interrupted thread holds, a handler of the application may wait for, and exit()
@@ -49,6 +53,7 @@ void SystemSignalHandle(int /*signal*/) {
   EndGuard::EndProcessBy(now + kForEverything);
   EndWaitsBy(now + kForHandlers);
 
+  close(spare_descriptor);
   const auto video = RunnableObjectManagerHolder::Instance()->video_;
   const auto strip = RunnableObjectManagerHolder::Instance()->strip_;
   const auto fpga = DeviceManagerHolder::Instance()->fpga_logic_;
@@ -73,6 +78,7 @@ void SystemSignalHandle(int /*signal*/) {
 void InstallSystemSignalHandle() {
   owner = getpid();
   LoadTimeZone();
+  spare_descriptor = OpenDevice("/dev/null", O_RDONLY);
   struct sigaction action {};
   action.sa_handler = SystemSignalHandle;
   sigaddset(&action.sa_mask, SIGQUIT);

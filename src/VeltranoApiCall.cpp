@@ -3,7 +3,6 @@
 #include <cxxabi.h>
 
 #include <exception>
-#include <functional>
 
 #include "log/Log.h"
 
@@ -24,8 +23,6 @@ void Entry::TellException() const {
   } catch (const abi::__forced_unwind&) {
     throw;
   } catch (const Foundation::SingletonLockFailed&) {
-    throw;
-  } catch (const std::bad_function_call&) {
     throw;
   } catch (const std::exception& exception) {
     Error(exception.what());

@@ -56,8 +56,7 @@ constexpr Result Failure() {
 }
 
 // Calls work(). C has no exceptions: one becomes an ERROR line and the failure value. Only
-// those of a holder's lock and of an empty callback pass, and the end of a thread that leaves
-// a handler by pthread_exit.
+// that of a holder's lock passes, and the end of a thread that leaves by pthread_exit.
 template <typename Result, typename Work>
 Result Guarded(const Entry& entry, Work work) {
   try {

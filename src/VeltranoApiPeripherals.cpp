@@ -1,4 +1,3 @@
-
 #include "Devices/DigitalPOT.h"
 #include "Devices/FpgaLogic.h"
 #include "Devices/Laser.h"

@@ -86,7 +86,6 @@ int StartDevice(const api::Entry& entry) {
     entry.Error("the device is already started");
     return -1;
   }
-  EndGuard::Start();
   if (pthread_mutex_init(&fpga_contol, nullptr) != 0) {
     puts("fpga_contol mutex init failed!");
     return -1;
@@ -95,6 +94,7 @@ int StartDevice(const api::Entry& entry) {
     entry.Error("no product selected, call GetLibVersion with a known model code first");
     return -1;
   }
+  EndGuard::Start();
   const auto series = SeriesLogicFactory::GetSeriesLogicInstance();
   const auto fpga = DeviceManagerHolder::Instance()->fpga_logic_;
   const auto sensor = DeviceManagerHolder::Instance()->cmos_sensor_;
@@ -148,6 +148,7 @@ extern "C" {
 int GetLibVersion(const char* model) {
   log_set_level(TESSALINE_LOG_ERROR);
   const api::Entry entry(__func__);
+  EndGuard::NoticeMain();
   if (model == nullptr) throw std::logic_error("basic_string::_M_construct null not valid");
 
   return api::Guarded<int>(entry, [&] {
@@ -165,11 +166,13 @@ int GetLibVersion(const char* model) {
 
 void RegisterEventHandler(int type, tessaline_event_handler callback) {
   const api::Entry entry(__func__);
+  EndGuard::NoticeMain();
   api::Guarded<void>(entry, [=] { Register(type, callback); });
 }
 
 int RegisterHardwareInit(void) {
   const api::Entry entry(__func__);
+  EndGuard::NoticeMain();
   return api::Guarded<int>(entry, [&entry] { return StartDevice(entry); });
 }
 

@@ -121,8 +121,7 @@ void RegisterEventHandler(int type, tessaline_event_handler callback);
  *         output). -1 when no model is selected or the device is already started (one
  *         ERROR in the log, nothing else is done), and when the register lock cannot be
  *         initialised ("fpga_contol mutex init failed!" on the standard output). -1 with
- *         one ERROR when there is no memory, thread or descriptor left; it may be called
- *         again then.
+ *         one ERROR when there is no memory or thread left; it may be called again then.
  *
  * A capture device that cannot be set up does not fail the call: the log says so,
  * and its callback stays silent.

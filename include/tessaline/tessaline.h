@@ -16,8 +16,9 @@
  * not overlap with each other. No function may be called from a signal handler. From
  * within an event handler every function marked "any" may be called.
  *
- * Processes. Signals with a handler cut no pause short and fail no call. A thread that is
- * cancelled (pthread_cancel) finishes the call it is in. Devices are closed in children
+ * Processes. Signals with a handler cut no pause short and fail no call but the two that
+ * wait for a frame of plain capture, v4l2_dqbuf() and video_request_img_buf(). A thread that
+ * is cancelled (pthread_cancel) finishes the call it is in. Devices are closed in children
  * that exec. No C++ exception leaves a function, but std::logic_error from
  * GetLibVersion(NULL) and std::system_error from a lock that cannot be taken; what else is
  * thrown, for want of memory or of a thread, becomes an ERROR and the failure value.

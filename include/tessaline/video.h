@@ -207,7 +207,7 @@ int v4l2_qbuf(int fd, struct v4l2_buffer* buffer);
  * @param fd      descriptor from v4l2_open()
  * @param buffer  V4L2_BUF_TYPE_VIDEO_CAPTURE and V4L2_MEMORY_MMAP; receives the rest
  * @return 0; -1 when there is no frame, told. A signal handler installed without SA_RESTART
- *         ends the waiting (errno EINTR).
+ *         ends the waiting (errno EINTR), as that of video_request_img_buf().
  */
 int v4l2_dqbuf(int fd, struct v4l2_buffer* buffer);
 

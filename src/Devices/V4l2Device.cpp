@@ -71,7 +71,7 @@ bool V4l2Device::SetFmt(unsigned int width, unsigned int height) {
 
 bool V4l2Device::ReqBufs(unsigned int count) {
   Enter(__func__);
-  const SigintBlocked no_handler_here;
+  const SignalsBlocked no_handler_here;
   const std::lock_guard lock(memory_mutex_);
   const bool prepared = PrepareMemory(count);
   // Those of an earlier request are gone, however this one ends.
@@ -189,10 +189,10 @@ bool V4l2Device::QBuf() {
       Buffer& buffer = buffers_[current_.index];
       BeforeQueue(current_.index, buffer.size);
       error = Queue(current_);
+      LetGo();
       if (error == 0) {
         has_current_ = false;
         buffer.is_taken = false;
-        LetGo();
         in_hand_ = false;
         return true;
       }
@@ -205,7 +205,7 @@ bool V4l2Device::QBuf(unsigned int index) {
   Enter(__func__);
   int error = EINVAL;
   {
-    const SigintBlocked no_handler_here;
+    const SignalsBlocked no_handler_here;
     const std::lock_guard lock(memory_mutex_);
     if (index < buffers_.size() && buffers_[index].is_taken) {
       Buffer& buffer = buffers_[index];
@@ -264,7 +264,7 @@ void V4l2Device::ClearBuf() {
   Enter(__func__);
   std::uint64_t wanted;
   {
-    const SigintBlocked no_handler_here;
+    const SignalsBlocked no_handler_here;
     const std::lock_guard lock(memory_mutex_);
     wanted = ++clearings_wanted_;
     if (holder_ == std::thread::id()) LetGo();
@@ -278,7 +278,7 @@ void V4l2Device::ClearBuf() {
 
 bool V4l2Device::Close() {
   Enter(__func__);
-  const SigintBlocked no_handler_here;
+  const SignalsBlocked no_handler_here;
   const std::lock_guard lock(memory_mutex_);
   ReleaseMemory();
   // Keeps its capacity: the SIGINT handler comes here, and should not need the heap.

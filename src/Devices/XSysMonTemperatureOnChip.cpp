@@ -1,19 +1,43 @@
 #include "Devices/XSysMonTemperatureOnChip.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstddef>
 #include <cstdio>
 #include <utility>
 
+#include "function/SystemCalls.h"
 #include "log/Log.h"
 
 namespace VeltranoSDK {
+
+namespace {
+
+// A number and its newline, and the zero that ends them. A read may bring a part only.
+using Text = std::array<char, 32>;
+
+Text ReadAll(int fd) {
+  Text text{};
+  for (std::size_t size = 0; size + 1 < text.size();) {
+    const ssize_t got =
+        Uninterrupted([&] { return read(fd, text.data() + size, text.size() - 1 - size); });
+    if (got <= 0) break;
+    size += static_cast<std::size_t>(got);
+  }
+  return text;
+}
+
+}  // namespace
 
 XSysMonTemperatureOnChip::XSysMonTemperatureOnChip(std::string path) : path_(std::move(path)) {}
 
 float XSysMonTemperatureOnChip::ReadAndConvert(const Conversion& conversion) const {
   unsigned int raw = 0;
-  if (FILE* const file = fopen(path_.c_str(), "re"); file != nullptr) {
-    if (fscanf(file, "%u", &raw) != 1) raw = 0;
-    fclose(file);
+  if (const int fd = OpenDevice(path_.c_str(), O_RDONLY); fd >= 0) {
+    if (sscanf(ReadAll(fd).data(), "%u", &raw) != 1) raw = 0;
+    close(fd);
   } else {
     LogError("fopen %s failed!\n", path_.c_str());
   }

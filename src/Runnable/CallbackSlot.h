@@ -23,7 +23,7 @@ class CallbackSlot<void(Args...)> {
     // Declared before the lock: the old function is destroyed after it is free.
     std::shared_ptr<const Function> fresh;
     if (function) fresh = std::make_shared<const Function>(std::move(function));
-    const SigintBlocked no_handler_here;
+    const SignalsBlocked no_handler_here;
     const std::lock_guard lock(mutex_);
     function_.swap(fresh);
   }

@@ -118,7 +118,7 @@ void CaptureStripStream::SetTimeStampHold(bool hold) {
 }
 
 void CaptureStripStream::SetDevice(std::shared_ptr<DevFOps::V4l2Base> device) {
-  const SigintBlocked no_handler_here;
+  const SignalsBlocked no_handler_here;
   const std::lock_guard lock(device_mutex_);
   device_.swap(device);
 }
@@ -126,7 +126,7 @@ void CaptureStripStream::SetDevice(std::shared_ptr<DevFOps::V4l2Base> device) {
 std::shared_ptr<DevFOps::V4l2Base> CaptureStripStream::Device() const {
   std::shared_ptr<DevFOps::V4l2Base> device;
   {
-    const SigintBlocked no_handler_here;
+    const SignalsBlocked no_handler_here;
     const std::lock_guard lock(device_mutex_);
     device = device_;
   }

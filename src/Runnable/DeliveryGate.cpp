@@ -8,13 +8,13 @@
 namespace VeltranoSDK::Utility {
 
 void DeliveryGate::Open() {
-  const SigintBlocked no_handler_here;
+  const SignalsBlocked no_handler_here;
   const std::lock_guard lock(mutex_);
   open_ = true;
 }
 
 void DeliveryGate::Shut() {
-  const SigintBlocked no_handler_here;
+  const SignalsBlocked no_handler_here;
   const std::lock_guard lock(mutex_);
   open_ = false;
 }

@@ -73,7 +73,7 @@ bool Runnable::Start() {
   }
   gate_.Open();
 
-  const AsynchronousSignalsBlocked inherited_by_the_worker;
+  const SignalsBlocked inherited_by_the_worker;
   // A worker that is done at once waits here until its handle is known.
   const std::lock_guard lock(life_->mutex);
   life_->wake_up.Open();
@@ -122,7 +122,7 @@ bool Runnable::Cancel() {
     LogError("Runnable::Cancel: a callback of the application does not return");
   }
   {
-    const SigintBlocked no_handler_here;
+    const SignalsBlocked no_handler_here;
     const std::lock_guard lock(life_->mutex);
     if (life_->present) {
       life_->cancelled = true;

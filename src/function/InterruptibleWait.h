@@ -21,32 +21,24 @@ struct Patience {
   std::chrono::milliseconds grace{0};
 };
 
-// Waits until done() or until patience ends (false), then calls act(), both under the
-// lock. The SIGINT handler takes these locks too, so they are held with SIGINT blocked;
-// the wait is cut into slices, between which an interrupt is delivered.
-template <typename Done, typename Act>
+// Waits until done(), which is asked under the lock, or until patience ends (false). Locks
+// are held with signals blocked, so the wait is cut into slices, between which they are
+// delivered.
+template <typename Done>
 bool WaitInterruptibly(std::mutex& mutex, std::condition_variable& changed, Patience patience,
-                       Done done, Act act) {
+                       Done done) {
   using Clock = std::chrono::steady_clock;
   constexpr std::chrono::milliseconds kSlice{20};
   const auto start = Clock::now();
   for (;;) {
-    const SigintBlocked no_handler_here;
+    const SignalsBlocked no_handler_here;
     std::unique_lock lock(mutex);
     const auto last_moment =
         std::min(start + patience.usually, std::max(start + patience.grace, LastMomentOfWaits()));
     const bool is_done =
         changed.wait_until(lock, std::min(last_moment, Clock::now() + kSlice), done);
-    if (!is_done && Clock::now() < last_moment) continue;
-    act();
-    return is_done;
+    if (is_done || Clock::now() >= last_moment) return is_done;
   }
-}
-
-template <typename Done>
-bool WaitInterruptibly(std::mutex& mutex, std::condition_variable& changed, Patience patience,
-                       Done done) {
-  return WaitInterruptibly(mutex, changed, patience, done, [] {});
 }
 
 }  // namespace VeltranoSDK

@@ -10,7 +10,7 @@ namespace VeltranoSDK {
 // several accesses (read, replace, write; a pulse) holds one lock all the way, and no other
 // thread's change of the same register is lost.
 //
-// SIGINT waits for as long as the lock is held: its handler writes registers too. So nothing
+// Signals wait for as long as the lock is held: their handlers write registers too. So nothing
 // is logged or printed meanwhile, which may block for ever; see TraceRead and TraceWrite.
 class RegisterLock {
  public:
@@ -28,7 +28,7 @@ class RegisterLock {
   unsigned int Reach(unsigned int block_base, unsigned int index, Access access);
   bool Acquire();
 
-  std::optional<SigintBlocked> no_handler_here_;  // before held_, which Acquire makes
+  std::optional<SignalsBlocked> no_handler_here_;  // before held_, which Acquire makes
   bool held_;
 };
 

@@ -5,53 +5,29 @@
 
 namespace VeltranoSDK {
 
-// Keeps signals away from this thread for a scope.
+// Keeps signals away from this thread for a scope: all but those by which the processor
+// reports a mistake of the very thread.
+//
+// Around every lock: the library's SIGINT handler takes some of them, and a handler of the
+// application may end the process, whose atexit functions call the library. Neither may find
+// its own thread holding a lock. Also while a thread of the library is started, which
+// inherits it: no signal ends its waiting, and no handler of the application runs on it.
 class SignalsBlocked {
  public:
-  ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
-  SignalsBlocked(const SignalsBlocked&) = delete;
-  SignalsBlocked& operator=(const SignalsBlocked&) = delete;
-
- protected:
-  explicit SignalsBlocked(const sigset_t& signals) {
-    pthread_sigmask(SIG_BLOCK, &signals, &before_);
-  }
-
- private:
-  sigset_t before_;
-};
-
-// Around every lock that the SIGINT handler takes too, so that it can never find its own
-// thread holding it.
-class SigintBlocked : public SignalsBlocked {
- public:
-  SigintBlocked() : SignalsBlocked(Interrupt()) {}
-
- private:
-  static sigset_t Interrupt() {
-    sigset_t signals;
-    sigemptyset(&signals);
-    sigaddset(&signals, SIGINT);
-    return signals;
-  }
-};
-
-// While a thread of the library is started, which inherits it: no signal interrupts the
-// waiting of such a thread, and no handler of the application runs on it. All signals but
-// those by which the processor reports a mistake of the very thread.
-class AsynchronousSignalsBlocked : public SignalsBlocked {
- public:
-  AsynchronousSignalsBlocked() : SignalsBlocked(Asynchronous()) {}
-
- private:
-  static sigset_t Asynchronous() {
+  SignalsBlocked() {
     sigset_t signals;
     sigfillset(&signals);
     for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS, SIGABRT}) {
       sigdelset(&signals, fault);
     }
-    return signals;
+    pthread_sigmask(SIG_BLOCK, &signals, &before_);
   }
+  ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+  SignalsBlocked(const SignalsBlocked&) = delete;
+  SignalsBlocked& operator=(const SignalsBlocked&) = delete;
+
+ private:
+  sigset_t before_;
 };
 
 }  // namespace VeltranoSDK

@@ -11,11 +11,13 @@ namespace {
 
 bool IsOpen(int fd) { return fcntl(fd, F_GETFD) >= 0; }
 
-// Before the first device is opened, so that none is on 0 to 2 even for a moment. They stay
-// so: a process that closes them later is caught by AwayFromStandardStreams.
+// Whether 0 to 2 are known to be open.
+std::atomic<bool> occupied{false};
+
+// Before a device is opened, so that none is on 0 to 2 even for a moment. A process that
+// closes them later is noticed by AwayFromStandardStreams, once.
 void OccupyStandardStreams() {
-  static std::atomic<bool> looked{false};
-  if (looked.load(std::memory_order_relaxed)) return;
+  if (occupied.load(std::memory_order_relaxed)) return;
   const int error = errno;
   for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd) {
     if (IsOpen(fd)) continue;
@@ -23,7 +25,7 @@ void OccupyStandardStreams() {
     const int null = open("/dev/null", O_RDWR);  // NOLINT: to be inherited, as 0 to 2 are
     if (null > STDERR_FILENO) close(null);
   }
-  looked = true;
+  occupied = true;
   errno = error;
 }
 
@@ -37,6 +39,7 @@ int OpenDevice(const char* path, int flags) {
 
 int AwayFromStandardStreams(int fd) {
   if (fd < 0 || fd > STDERR_FILENO) return fd;
+  occupied = false;
   const int moved = fcntl(fd, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
   const int error = errno;
   close(fd);

@@ -64,12 +64,12 @@ RegisterLock::~RegisterLock() {
   if (held_) pthread_mutex_unlock(&fpga_contol);
 }
 
-// The handler must not find its own thread holding the lock, so SIGINT is blocked with it.
-// The lock is not waited for like that: after a failed open it is never free again, and an
+// No handler may find its own thread holding the lock, so signals are blocked with it. The
+// lock is not waited for like that: after a failed open it is never free again, and an
 // interrupt must still reach a process whose only thread waits here.
 bool RegisterLock::Acquire() {
   for (;;) {
-    no_handler_here_.reset();  // a SIGINT of the last slice is delivered here
+    no_handler_here_.reset();  // a signal of the last slice is delivered here
     no_handler_here_.emplace();
     const timespec until = EndOfSlice();
     if (pthread_mutex_clocklock(&fpga_contol, CLOCK_MONOTONIC, &until) != ETIMEDOUT) return true;

@@ -8,7 +8,6 @@
 #include <unistd.h>
 
 #include <atomic>
-#include <system_error>
 #include <thread>
 
 #include "function/SignalMask.h"
@@ -43,20 +42,24 @@ void AcceptSigint() {
 [[noreturn]] void Guard() {
   guard = pthread_self();
   for (;;) {
-    while (sem_wait(&called) != 0) {
-    }
     if (stands_in_for_main.exchange(false)) AcceptSigint();
     const auto moment = last_moment.load();
-    if (moment == Clock::duration::max()) continue;
-    WaitUntil(moment);
-    _exit(0);
+    if (moment != Clock::duration::max()) {
+      WaitUntil(moment);
+      _exit(0);
+    }
+    while (sem_wait(&called) != 0) {
+    }
   }
 }
 
 void StartGuard() {
-  const AsynchronousSignalsBlocked inherited_by_the_guard;
+  const SignalsBlocked inherited_by_the_guard;
   std::thread(Guard).detach();
 }
+
+// The process that has a guard: a forked child has none.
+std::atomic<pid_t> guarded{0};
 
 // Runs when main() is left with pthread_exit, and not when the process ends.
 void MainLeaves(void* /*value*/) {
@@ -64,28 +67,25 @@ void MainLeaves(void* /*value*/) {
   pthread_sigmask(SIG_BLOCK, nullptr, &signals);
   if (sigismember(&signals, SIGINT) != 0) return;
   stands_in_for_main = true;
-  sem_post(&called);
-}
-
-void NoticeMainLeaving() {
-  if (gettid() != getpid()) return;
-  pthread_key_t leaving;
-  if (pthread_key_create(&leaving, MainLeaves) == 0) pthread_setspecific(leaving, &called);
+  if (guarded == getpid()) sem_post(&called);
 }
 
 }  // namespace
 
+void EndGuard::NoticeMain() {
+  static std::atomic<bool> noticed{false};
+  if (noticed || gettid() != getpid()) return;
+  pthread_key_t leaving;
+  if (pthread_key_create(&leaving, MainLeaves) != 0) return;
+  pthread_setspecific(leaving, &called);
+  noticed = true;
+}
+
 void EndGuard::Start() {
-  static std::atomic<bool> started{false};
-  if (started.exchange(true)) return;
+  if (guarded == getpid()) return;
   sem_init(&called, 0, 0);
-  try {
-    StartGuard();
-  } catch (...) {
-    started = false;
-    throw;
-  }
-  NoticeMainLeaving();
+  StartGuard();
+  guarded = getpid();
 }
 
 void EndGuard::EndProcessBy(Clock::time_point moment) {
@@ -94,7 +94,7 @@ void EndGuard::EndProcessBy(Clock::time_point moment) {
   if (pthread_equal(guard, pthread_self()) != 0) {
     try {
       StartGuard();
-    } catch (const std::system_error&) {
+    } catch (...) {
       // Nobody watches, and the process ends in its own time.
     }
   }

@@ -10,7 +10,8 @@ namespace VeltranoSDK {
 class NotCancellable {
  public:
   NotCancellable() { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &before_); }
-  ~NotCancellable() { pthread_setcancelstate(before_, nullptr); }
+  // A thread whose cancellation is asynchronous may be unwound right here.
+  ~NotCancellable() noexcept(false) { pthread_setcancelstate(before_, nullptr); }
   NotCancellable(const NotCancellable&) = delete;
   NotCancellable& operator=(const NotCancellable&) = delete;
 

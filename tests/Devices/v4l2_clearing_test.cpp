@@ -1,4 +1,5 @@
 // When the buffers of a capture device are zeroed, and whose frame is left alone.
+#include <errno.h>
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -78,6 +79,20 @@ TEST_P(Clearing, ClearingDoesNotWaitForEver) {
   EXPECT_EQ(NonZero(data, size), before);
   device->QBuf();
   EXPECT_EQ(NonZero(data, size), 0u) << "it was only put off";
+}
+
+// A driver that does not take it back changes nothing: the handler has returned.
+TEST_P(Clearing, ClearingDoesNotWaitForAFrameThatTheDriverRefuses) {
+  std::byte* const data = AFrame();
+  ASSERT_NE(data, nullptr);
+  device->StreamOff();
+  const std::size_t size = device->BufferSize();
+  tessaline_board_fault("video1", "VIDIOC_QBUF", 0, 1, EIO);
+  EXPECT_FALSE(device->QBuf());
+  const auto start = std::chrono::steady_clock::now();
+  std::thread([&] { device->ClearBuf(); }).join();
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(900));
+  EXPECT_EQ(NonZero(data, size), 0u);
 }
 
 // Between one frame and the next there is time for it, however soon that comes.

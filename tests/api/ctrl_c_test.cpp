@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <pthread.h>
 #include <signal.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -152,6 +153,63 @@ TEST_F(CtrlC, StopsTheFpgaThoughTheApplicationHoldsTheRegisters) {
     pthread_mutex_lock(&fpga_contol);
     raise(SIGINT);
   }));
+}
+
+// The video devices and all of the application's files are open to the end.
+TEST_F(CtrlC, StopsTheFpgaWithoutADescriptorLeft) {
+  ExpectReleased(InAChild([] {
+    StartUp();
+    rlimit few{};
+    getrlimit(RLIMIT_NOFILE, &few);
+    few.rlim_cur = 100;
+    setrlimit(RLIMIT_NOFILE, &few);
+    while (dup(STDIN_FILENO) >= 0) {
+    }
+    raise(SIGINT);
+  }));
+}
+
+// Other signals end processes too, in the middle of a change of a register or anywhere else.
+TEST_F(CtrlC, IsNotNeededByAProcessWhoseOwnHandlerExits) {
+  for (int round = 0; round < 10; ++round) {
+    const Outcome outcome = InAChild([round] {
+      StartUp();
+      signal(SIGTERM, [](int) { exit(7); });
+      atexit([] {
+        SetGlobalControl(0);
+        SetExtTriggerState(0);
+      });
+      std::thread([round, victim = pthread_self()] {
+        ReallyWait(milliseconds(10 + round));
+        pthread_kill(victim, SIGTERM);
+      }).detach();
+      for (unsigned i = 0;; ++i) {
+        TricontrolSWTrigger();
+        if (round % 2 == 0) SetExtTriggerState(i % 2);
+      }
+    });
+    ExpectExit(outcome, 7);
+  }
+}
+
+// The guard of the process's end is its own, though its parent had one too.
+TEST_F(CtrlC, EndsAForkedChildThatIsASensorItself) {
+  const Outcome outcome = InAChild([] {
+    static std::mutex of_application;
+    if (RegisterHardwareInit() != -1) _exit(96);  // no product is selected
+    const pid_t child = fork();
+    if (child == 0) {
+      alarm(30);
+      StartUp();
+      atexit([] { const std::lock_guard lock(of_application); });
+      of_application.lock();
+      raise(SIGINT);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    _exit(WIFEXITED(status) && WEXITSTATUS(status) == 0 ? 7 : 8);
+  });
+  ExpectExit(outcome, 7);
 }
 
 // Nobody reads the pipe that the standard error stream goes into.

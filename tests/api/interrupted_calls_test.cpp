@@ -158,6 +158,8 @@ const Call kCalls[] = {
     {"gpio", "open", OpenLaser},
     {"gpio", "write", OpenLaser},
     {"video0", "VIDIOC_TRY_FMT", [] { return SetROI1(0, 0, 640, 480); }},
+    {"iio", "open", [] { return GetCpuTemp() > 0 ? 0 : -1; }},
+    {"iio", "read", [] { return GetCpuTemp() > 0 ? 0 : -1; }},
     {"uio0", "open", [] { return SetExtTriggerState(1); }},
 };
 

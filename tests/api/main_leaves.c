@@ -1,6 +1,6 @@
 /* A process of which only handlers are left: main() is over, by pthread_exit. Ctrl-C ends it,
  * unless main() blocked SIGINT, as programs do that wait for signals in a thread of their
- * own. */
+ * own ("blocked"). Start-up may have run on another thread ("elsewhere"). */
 #include <pthread.h>
 #include <signal.h>
 #include <stdio.h>
@@ -18,12 +18,23 @@ static void wait_ms(long milliseconds) {
   nanosleep(&time, NULL);
 }
 
-static void be_a_sensor(int ready, int block) {
+static void* start_up(void* unused) {
+  if (RegisterHardwareInit() != 0) _exit(99);
+  return unused;
+}
+
+static void be_a_sensor(int ready, int block, int elsewhere) {
+  pthread_t starter;
   tessaline_board_select("K3610");
   tessaline_board_set_sleep_factor(0);
   log_set_quiet(1);
   GetLibVersion("K3610");
-  if (RegisterHardwareInit() != 0) _exit(99);
+  if (elsewhere) {
+    pthread_create(&starter, NULL, start_up, NULL);
+    pthread_join(starter, NULL);
+  } else {
+    start_up(NULL);
+  }
   if (block) {
     sigset_t interrupt;
     sigemptyset(&interrupt);
@@ -37,6 +48,7 @@ static void be_a_sensor(int ready, int block) {
 
 int main(int argc, char** argv) {
   const int block = argc > 1 && strcmp(argv[1], "blocked") == 0;
+  const int elsewhere = argc > 1 && strcmp(argv[1], "elsewhere") == 0;
   int ends[2];
   int status = 0;
   char ready;
@@ -44,7 +56,7 @@ int main(int argc, char** argv) {
   if (pipe(ends) != 0) return EXIT_FAILURE;
   signal(SIGINT, SIG_DFL);
   child = fork();
-  if (child == 0) be_a_sensor(ends[1], block);
+  if (child == 0) be_a_sensor(ends[1], block, elsewhere);
   close(ends[1]);
   if (read(ends[0], &ready, 1) != 1) return EXIT_FAILURE;
   wait_ms(100);
