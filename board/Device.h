@@ -12,7 +12,7 @@ namespace board {
 
 // One open file description of a device. Every operation returns what the system
 // call would, or the negative errno. Calls come from any thread, with the
-// caller's cancellation switched off; only Wait (see Doorbell.h) lets it through.
+// caller's cancellation switched off; only a wait (see Caller.h) lets it through.
 class OpenFile {
  public:
   OpenFile() = default;

@@ -6,13 +6,13 @@
 #include <memory>
 
 #include "Board.h"
-#include "Doorbell.h"
+#include "Caller.h"
 #include "Faults.h"
 #include "FileTable.h"
 
 // What the functions in front of the C library's have in common. Each passes a call
 // that is none of the board's straight on; a board call is made with the caller's
-// cancellation held back (see Doorbell.h), so these outer functions keep no object
+// cancellation held back (see Caller.h), so these outer functions keep no object
 // with a destructor.
 namespace board {
 
