@@ -9,6 +9,7 @@
 #include "Caller.h"
 #include "Clock.h"
 #include "Faults.h"
+#include "FileTable.h"
 #include "Transcript.h"
 #include "chips/Ad5175.h"
 #include "chips/DaConverter.h"
@@ -87,6 +88,7 @@ void AfterFork(bool child) {
   if (board_at_fork != nullptr) board_at_fork->engine().UnlockAfterFork(child);
   board_at_fork = nullptr;
   TheSlot().mutex.unlock();
+  if (child) RenewAfterFork();
   LetEverybodyIn(child);
 }
 

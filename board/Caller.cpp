@@ -107,6 +107,15 @@ long WaitForChange(std::atomic<std::uint32_t>* word, std::uint32_t seen, const t
                            false});
 }
 
+long WaitForAny(pollfd* fds, nfds_t count, const timespec* timeout, const sigset_t* signals) {
+  constexpr long kKernelSignalBytes = (_NSIG - 1) / 8;
+  if (signals == nullptr) signals = &caller.signals;
+  return AsTheCallerWould({SYS_ppoll,
+                           {Argument(fds), static_cast<long>(count), Argument(timeout),
+                            Argument(signals), kKernelSignalBytes},
+                           true});
+}
+
 void EnterBoard(bool cancellation_point) {
   // Off first: with asynchronous cancellation every further line could be the last.
   int before = 0;

@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "PollSign.h"
+
 namespace board {
 
 // One open file description of a device. Every operation returns what the system
@@ -28,6 +30,8 @@ class OpenFile {
                              off_t offset);
   // Which of `events` hold now (POLLIN, POLLOUT...); default: readable and writable.
   virtual short Ready(short events);
+  // Where a file that is not always ready shows it is, once it was asked; default: null.
+  virtual PollSign* Sign() { return nullptr; }
 };
 
 using OpenResult = std::pair<std::shared_ptr<OpenFile>, int>;  // file, or null and errno

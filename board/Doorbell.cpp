@@ -3,16 +3,14 @@
 #include <errno.h>
 #include <linux/futex.h>
 #include <sys/syscall.h>
-#include <time.h>
 #include <unistd.h>
 
 #include <climits>
 
 #include "Caller.h"
+#include "Clock.h"
 
 namespace board {
-
-constexpr std::int64_t kNsPerSecond = 1'000'000'000;
 
 void Doorbell::Ring() {
   count_.fetch_add(1, std::memory_order_release);
@@ -26,7 +24,7 @@ bool Doorbell::Wait(std::uint32_t seen, std::int64_t timeout_ns) {
     WaitForChange(&count_, seen, nullptr);
     return true;
   }
-  const timespec timeout{timeout_ns / kNsPerSecond, timeout_ns % kNsPerSecond};
+  const timespec timeout = ToTimespec(timeout_ns);
   return WaitForChange(&count_, seen, &timeout) != -ETIMEDOUT || Count() != seen;
 }
 

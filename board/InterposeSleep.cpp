@@ -15,8 +15,6 @@
 namespace board {
 namespace {
 
-constexpr std::int64_t kNsPerSecond = 1'000'000'000;
-
 // Notes a sleep and returns how much of it is really slept.
 std::int64_t ScaledSleep(std::int64_t nanoseconds) {
   return InBoard(true, [=] {
@@ -35,13 +33,8 @@ int SleepFor(std::int64_t nanoseconds, timespec* remaining) {
   const std::int64_t left = ScaledSleep(nanoseconds);
   // A skipped sleep still lets others run and still is a cancellation point.
   if (left == 0) sched_yield();
-  const timespec request{left / kNsPerSecond, left % kNsPerSecond};
+  const timespec request = ToTimespec(left);
   return real::Nanosleep(&request, remaining);
-}
-
-std::int64_t Nanoseconds(const timespec& time) {
-  if (time.tv_nsec < 0 || time.tv_nsec >= kNsPerSecond) return -1;
-  return time.tv_sec * kNsPerSecond + time.tv_nsec;
 }
 
 }  // namespace
@@ -62,15 +55,14 @@ int usleep(useconds_t microseconds) {
 unsigned sleep(unsigned seconds) {
   timespec remaining{};
   const timespec request{static_cast<time_t>(seconds), 0};
-  const int result = board::Board::PluggedIn()
-                         ? board::SleepFor(board::Nanoseconds(request), &remaining)
-                         : board::real::Nanosleep(&request, &remaining);
+  const int result = board::Board::PluggedIn() ? board::SleepFor(board::ToNs(request), &remaining)
+                                               : board::real::Nanosleep(&request, &remaining);
   return result == 0 ? 0 : static_cast<unsigned>(remaining.tv_sec);
 }
 
 int nanosleep(const timespec* request, timespec* remaining) {
   if (!board::Board::PluggedIn()) return board::real::Nanosleep(request, remaining);
-  return board::SleepFor(board::Nanoseconds(*request), remaining);
+  return board::SleepFor(board::ToNs(*request), remaining);
 }
 
 int clock_nanosleep(clockid_t clock, int flags, const timespec* request, timespec* remaining) {
@@ -78,7 +70,7 @@ int clock_nanosleep(clockid_t clock, int flags, const timespec* request, timespe
   if (!board::Board::PluggedIn() || (flags & TIMER_ABSTIME) != 0) {
     return board::real::ClockNanosleep(clock, flags, request, remaining);
   }
-  return board::SleepFor(board::Nanoseconds(*request), remaining) == 0 ? 0 : errno;
+  return board::SleepFor(board::ToNs(*request), remaining) == 0 ? 0 : errno;
 }
 
 }  // extern "C"
