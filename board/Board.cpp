@@ -6,8 +6,10 @@
 #include <mutex>
 
 #include "BoardProfile.h"
+#include "Caller.h"
 #include "Clock.h"
 #include "Faults.h"
+#include "FileTable.h"
 #include "Transcript.h"
 #include "chips/Ad5175.h"
 #include "chips/DaConverter.h"
@@ -71,11 +73,12 @@ PointLayout PointsOf(const BoardProfile& profile, const std::string& model) {
   }
 }
 
-// Over a fork the slot and the frame generator are held, so that the child finds
-// both at rest.
+// Over a fork nobody is inside, and the slot and the frame generator are held, so that
+// the child finds them at rest.
 std::shared_ptr<Board> board_at_fork;
 
 void BeforeFork() {
+  KeepEverybodyOut();
   TheSlot().mutex.lock();
   board_at_fork = TheSlot().board;
   if (board_at_fork != nullptr) board_at_fork->engine().LockForFork();
@@ -85,6 +88,8 @@ void AfterFork(bool child) {
   if (board_at_fork != nullptr) board_at_fork->engine().UnlockAfterFork(child);
   board_at_fork = nullptr;
   TheSlot().mutex.unlock();
+  if (child) RenewAfterFork();
+  LetEverybodyIn(child);
 }
 
 void HandleForks() {

@@ -7,11 +7,11 @@
 namespace board {
 namespace {
 
-constexpr std::int64_t kNsPerSecond = 1'000'000'000;
-
 std::atomic<std::int64_t> power_up{0};  // on the monotonic clock
 std::atomic<std::int64_t> advanced{0};
 std::atomic<double> sleep_factor{1.0};
+
+}  // namespace
 
 // Usable in a signal handler: the register page is filled from one.
 std::int64_t MonotonicNs() {
@@ -19,8 +19,6 @@ std::int64_t MonotonicNs() {
   clock_gettime(CLOCK_MONOTONIC, &now);
   return now.tv_sec * kNsPerSecond + now.tv_nsec;
 }
-
-}  // namespace
 
 std::int64_t NowNs() { return MonotonicNs() - power_up.load() + advanced.load(); }
 

@@ -10,8 +10,8 @@
 #include <string>
 
 #include "Board.h"
+#include "Caller.h"
 #include "Clock.h"
-#include "Doorbell.h"
 #include "FaultPlan.h"
 #include "Faults.h"
 #include "Transcript.h"

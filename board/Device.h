@@ -8,11 +8,13 @@
 #include <string>
 #include <vector>
 
+#include "PollSign.h"
+
 namespace board {
 
 // One open file description of a device. Every operation returns what the system
 // call would, or the negative errno. Calls come from any thread, with the
-// caller's cancellation switched off; only Wait (see Doorbell.h) lets it through.
+// caller's cancellation switched off; only a wait (see Caller.h) lets it through.
 class OpenFile {
  public:
   OpenFile() = default;
@@ -28,6 +30,8 @@ class OpenFile {
                              off_t offset);
   // Which of `events` hold now (POLLIN, POLLOUT...); default: readable and writable.
   virtual short Ready(short events);
+  // Where a file that is not always ready shows it is, once it was asked; default: null.
+  virtual PollSign* Sign() { return nullptr; }
 };
 
 using OpenResult = std::pair<std::shared_ptr<OpenFile>, int>;  // file, or null and errno

@@ -14,7 +14,6 @@
 namespace board {
 namespace {
 
-constexpr int kMaxDescriptors = 65536;
 constinit std::array<std::atomic<bool>, kMaxDescriptors> is_ours{};
 
 struct Table {
@@ -27,6 +26,12 @@ Table& TheTable() {
   return *table;
 }
 
+int NewDescriptor(OpenFile& file, bool close_on_exec) {
+  if (const PollSign* sign = file.Sign()) return sign->Duplicate(close_on_exec);
+  const int fd = eventfd(1, EFD_NONBLOCK | (close_on_exec ? EFD_CLOEXEC : 0));  // always ready
+  return fd < 0 ? -errno : fd;
+}
+
 }  // namespace
 
 bool IsBoardDescriptor(int fd) {
@@ -34,8 +39,8 @@ bool IsBoardDescriptor(int fd) {
 }
 
 int Install(Entry entry, int open_flags) {
-  const int fd = eventfd(0, (open_flags & O_CLOEXEC) ? EFD_CLOEXEC : 0);
-  if (fd < 0) return -errno;
+  const int fd = NewDescriptor(*entry.file, (open_flags & O_CLOEXEC) != 0);
+  if (fd < 0) return fd;
   if (fd >= kMaxDescriptors) {
     real::Close(fd);
     return -EMFILE;
@@ -65,6 +70,16 @@ void Release(int fd) {
     table.entries.erase(found);
     is_ours[static_cast<std::size_t>(fd)] = false;
     real::Close(fd);
+  }
+}
+
+void RenewAfterFork() {
+  const Table& table = TheTable();
+  for (const auto& [fd, entry] : table.entries) {
+    if (PollSign* const sign = entry.file->Sign()) sign->Renew();
+  }
+  for (const auto& [fd, entry] : table.entries) {
+    if (const PollSign* const sign = entry.file->Sign()) sign->RenewDescriptor(fd);
   }
 }
 

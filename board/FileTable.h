@@ -18,6 +18,8 @@ struct Entry {
   std::string device;
 };
 
+constexpr int kMaxDescriptors = 65536;
+
 // No lock, usable at any time: most descriptors of a process are not ours.
 bool IsBoardDescriptor(int fd);
 
@@ -27,5 +29,8 @@ Entry Lookup(int fd);
 // Takes the descriptor out of the table and closes it; the OpenFile lives on while
 // a call is inside it.
 void Release(int fd);
+// In the child of a fork, with nobody else inside: whether its files are ready is no
+// business of the parent's.
+void RenewAfterFork();
 
 }  // namespace board

@@ -35,6 +35,14 @@ int Munmap(void* address, std::size_t length) {
   return static_cast<int>(syscall(SYS_munmap, address, length));
 }
 
+int EpollControl(int set, int operation, int fd, epoll_event* event) {
+  return static_cast<int>(syscall(SYS_epoll_ctl, set, operation, fd, event));
+}
+
+int Dup3(int fd, int target, int flags) {
+  return static_cast<int>(syscall(SYS_dup3, fd, target, flags));
+}
+
 // These are cancellation points and stay so.
 ssize_t Read(int fd, void* buffer, std::size_t size) {
   static const auto next = Next<ssize_t (*)(int, void*, std::size_t)>("read");
@@ -51,9 +59,32 @@ int Close(int fd) {
   return next(fd);
 }
 
+int Fcntl(int fd, int command, long argument) {
+  static const auto next = Next<int (*)(int, int, ...)>("fcntl");
+  return next(fd, command, argument);
+}
+
 int Poll(pollfd* fds, nfds_t count, int timeout) {
   static const auto next = Next<int (*)(pollfd*, nfds_t, int)>("poll");
   return next(fds, count, timeout);
+}
+
+int Ppoll(pollfd* fds, nfds_t count, const timespec* timeout, const sigset_t* signals) {
+  static const auto next =
+      Next<int (*)(pollfd*, nfds_t, const timespec*, const sigset_t*)>("ppoll");
+  return next(fds, count, timeout, signals);
+}
+
+int Select(int count, fd_set* read, fd_set* write, fd_set* except, timeval* timeout) {
+  static const auto next = Next<int (*)(int, fd_set*, fd_set*, fd_set*, timeval*)>("select");
+  return next(count, read, write, except, timeout);
+}
+
+int Pselect(int count, fd_set* read, fd_set* write, fd_set* except, const timespec* timeout,
+            const sigset_t* signals) {
+  static const auto next =
+      Next<int (*)(int, fd_set*, fd_set*, fd_set*, const timespec*, const sigset_t*)>("pselect");
+  return next(count, read, write, except, timeout, signals);
 }
 
 int Nanosleep(const timespec* request, timespec* remaining) {

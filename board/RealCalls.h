@@ -1,6 +1,9 @@
 #pragma once
 
 #include <poll.h>
+#include <signal.h>
+#include <sys/epoll.h>
+#include <sys/select.h>
 #include <sys/types.h>
 #include <time.h>
 
@@ -17,7 +20,14 @@ int Ioctl(int fd, unsigned long request, void* argument);
 void* Mmap(void* hint, std::size_t length, int protection, int flags, int fd, off_t offset);
 int Munmap(void* address, std::size_t length);
 int Close(int fd);
+int Dup3(int fd, int target, int flags);
+int Fcntl(int fd, int command, long argument);
 int Poll(pollfd* fds, nfds_t count, int timeout);
+int Ppoll(pollfd* fds, nfds_t count, const timespec* timeout, const sigset_t* signals);
+int Select(int count, fd_set* read, fd_set* write, fd_set* except, timeval* timeout);
+int Pselect(int count, fd_set* read, fd_set* write, fd_set* except, const timespec* timeout,
+            const sigset_t* signals);
+int EpollControl(int set, int operation, int fd, epoll_event* event);
 int Nanosleep(const timespec* request, timespec* remaining);
 int ClockNanosleep(clockid_t clock, int flags, const timespec* request, timespec* remaining);
 FILE* Fopen(const char* path, const char* mode);

@@ -200,6 +200,7 @@ int CaptureQueue::Dequeue(v4l2_buffer* request, Owner owner) {
   if (done_.empty()) return -EAGAIN;
   const unsigned index = done_.front();
   done_.pop_front();
+  UpdateSigns();
   buffers_[index].state = State::kDequeued;
   Describe(index, request);
   return 0;
@@ -213,6 +214,7 @@ int CaptureQueue::StreamOn(unsigned type, Owner owner) {
     if (owner_ != nullptr && owner_ != owner) return -EBUSY;
     if (buffers_.empty()) return -EINVAL;
     streaming_ = true;
+    UpdateSigns();
   }
   listener_();
   return 0;
@@ -239,6 +241,7 @@ void CaptureQueue::StopLocked(std::unique_lock<std::mutex>& lock) {
   fill_ended_.wait(lock, [&] { return !filling(); });
   done_.clear();
   for (Buffer& buffer : buffers_) buffer.state = State::kDequeued;
+  UpdateSigns();
   filled_.Ring();
 }
 
@@ -266,8 +269,23 @@ void CaptureQueue::Closed(Owner owner) {
   owner_ = nullptr;
 }
 
-short CaptureQueue::Ready() const {
+void CaptureQueue::Add(PollSign& sign) {
   const std::lock_guard lock(mutex_);
+  signs_.push_back(&sign);
+}
+
+void CaptureQueue::Remove(PollSign& sign) {
+  const std::lock_guard lock(mutex_);
+  std::erase(signs_, &sign);
+}
+
+void CaptureQueue::UpdateSigns() {
+  for (PollSign* sign : signs_) sign->Update(IsReady());
+}
+
+short CaptureQueue::Ready(PollSign& sign) {
+  const std::lock_guard lock(mutex_);
+  sign.Watch(IsReady());
   if (unplugged_ || !streaming_) return POLLERR;
   return done_.empty() ? 0 : POLLIN | POLLRDNORM;
 }
@@ -310,6 +328,7 @@ void CaptureQueue::Finish(const Fill& fill, std::size_t bytes_used, std::uint32_
     buffer.sequence = sequence;
     buffer.time = MonotonicTime();
     done_.push_back(fill.index);
+    UpdateSigns();
     fill_ended_.notify_all();
   }
   filled_.Ring();

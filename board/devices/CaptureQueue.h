@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "Doorbell.h"
+#include "PollSign.h"
 
 namespace board {
 
@@ -41,8 +42,11 @@ class CaptureQueue {
   int StreamOff(unsigned type, Owner owner);
   // The address, or the negative errno.
   std::intptr_t Map(void* hint, std::size_t length, int protection, int flags, off_t offset);
-  void Closed(Owner owner);               // its stream ends, its buffers are freed
-  short Ready() const;                    // poll
+  void Closed(Owner owner);  // its stream ends, its buffers are freed
+  // poll; each open file has a sign from its opening to its close.
+  short Ready(PollSign& sign);
+  void Add(PollSign& sign);
+  void Remove(PollSign& sign);
   Doorbell& Filled() { return filled_; }  // rung when Dequeue may find something
 
   // The FPGA's side.
@@ -76,6 +80,8 @@ class CaptureQueue {
     timeval time{};
   };
 
+  bool IsReady() const { return unplugged_ || !streaming_ || !done_.empty(); }
+  void UpdateSigns();
   std::size_t SizeImage() const { return std::size_t{width_} * height_; }
   std::size_t PageOffset(unsigned index) const;
   bool Allocate(unsigned count);
@@ -98,6 +104,7 @@ class CaptureQueue {
   std::vector<Buffer> buffers_;
   std::deque<unsigned> queued_;
   std::deque<unsigned> done_;
+  std::vector<PollSign*> signs_;
 };
 
 }  // namespace board

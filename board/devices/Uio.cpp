@@ -31,6 +31,16 @@ class Uio::Interrupt {
     bell_.Ring();
   }
 
+  void Add(PollSign& sign) {
+    const std::lock_guard lock(mutex_);
+    signs_.push_back(&sign);
+  }
+
+  void Remove(PollSign& sign) {
+    const std::lock_guard lock(mutex_);
+    std::erase(signs_, &sign);
+  }
+
   void Enable(bool enable) {
     {
       const std::lock_guard lock(mutex_);
@@ -43,7 +53,11 @@ class Uio::Interrupt {
   }
 
   void Unplug() {
-    gone_ = true;
+    {
+      const std::lock_guard lock(mutex_);
+      gone_ = true;
+      ShowAll();
+    }
     bell_.Ring();
   }
 
@@ -57,7 +71,22 @@ class Uio::Interrupt {
     return count_;
   }
 
-  bool Gone() const { return gone_; }
+  // What a read returns, which has then been seen.
+  std::uint32_t Take(std::atomic<std::uint32_t>& seen, PollSign& sign) {
+    const std::lock_guard lock(mutex_);
+    seen = count_;
+    sign.Update(gone_);
+    return count_;
+  }
+
+  // POLLIN, POLLERR... as poll reports them.
+  short Ready(const std::atomic<std::uint32_t>& seen, PollSign& sign) {
+    const std::lock_guard lock(mutex_);
+    const bool fired = count_ != seen;
+    sign.Watch(fired || gone_);
+    if (gone_) return POLLERR | POLLHUP;
+    return fired ? POLLIN | POLLRDNORM : 0;
+  }
 
   // Waits until the count differs from `last`; returns 0 or the negative errno.
   // The thread may end in here.
@@ -77,6 +106,11 @@ class Uio::Interrupt {
   void Deliver() {
     ++count_;
     enabled_ = false;
+    ShowAll();
+  }
+
+  void ShowAll() {
+    for (PollSign* sign : signs_) sign->Update(true);
   }
 
   mutable std::mutex mutex_;
@@ -85,6 +119,7 @@ class Uio::Interrupt {
   std::uint32_t count_ = 0;  // delivered to the driver's handler
   unsigned raised_ = 0;
   std::atomic<bool> gone_{false};
+  std::vector<PollSign*> signs_;  // of the open files
   Doorbell bell_;
 };
 
@@ -94,13 +129,15 @@ class Uio::File : public OpenFile {
       : interrupt_(std::move(interrupt)),
         nonblocking_(nonblocking),
         token_(std::move(token)),
-        seen_(interrupt_->Count()) {}
+        seen_(interrupt_->Count()) {
+    interrupt_->Add(sign_);
+  }
+  ~File() override { interrupt_->Remove(sign_); }
 
   ssize_t Read(void* buffer, std::size_t size) override {
     if (size != sizeof(std::uint32_t)) return -EINVAL;
     if (const int error = interrupt_->WaitForOther(seen_, nonblocking_); error != 0) return error;
-    const std::uint32_t count = interrupt_->Count();
-    seen_ = count;
+    const std::uint32_t count = interrupt_->Take(seen_, sign_);
     std::memcpy(buffer, &count, sizeof(count));
     RecordAs(interrupt_->name, [=] { return "read = " + std::to_string(count); });
     return sizeof(count);
@@ -116,16 +153,18 @@ class Uio::File : public OpenFile {
   }
 
   short Ready(short events) override {
-    if (interrupt_->Gone()) return POLLERR | POLLHUP;
-    const bool fired = interrupt_->Count() != seen_;
-    return static_cast<short>(fired ? events & (POLLIN | POLLRDNORM) : 0);
+    const short now = interrupt_->Ready(seen_, sign_);
+    return static_cast<short>(now & (events | POLLERR | POLLHUP));
   }
+
+  PollSign* Sign() override { return &sign_; }
 
  private:
   const std::shared_ptr<Interrupt> interrupt_;
   const bool nonblocking_;
   const OpenToken token_;
   std::atomic<std::uint32_t> seen_;  // the count the last read returned
+  PollSign sign_;
 };
 
 Uio::Uio(unsigned number) : interrupt_(std::make_shared<Interrupt>(number)) {}

@@ -22,8 +22,13 @@ void PutText(__u8 (&field)[kSize], const std::string& text) {
 class VideoFile : public OpenFile {
  public:
   VideoFile(std::string name, CaptureQueue* queue, bool nonblocking)
-      : name_(std::move(name)), queue_(queue), nonblocking_(nonblocking) {}
-  ~VideoFile() override { queue_->Closed(this); }
+      : name_(std::move(name)), queue_(queue), nonblocking_(nonblocking) {
+    queue_->Add(sign_);
+  }
+  ~VideoFile() override {
+    queue_->Closed(this);
+    queue_->Remove(sign_);
+  }
 
   int Ioctl(unsigned long request, void* argument) override {
     if (argument == nullptr && IoctlName(request).starts_with("VIDIOC_")) return -EFAULT;
@@ -63,9 +68,11 @@ class VideoFile : public OpenFile {
   }
 
   short Ready(short events) override {
-    const short now = queue_->Ready();
+    const short now = queue_->Ready(sign_);
     return static_cast<short>(now & (events | POLLERR));
   }
+
+  PollSign* Sign() override { return &sign_; }
 
  private:
   int Capabilities(v4l2_capability* out) {
@@ -154,6 +161,7 @@ class VideoFile : public OpenFile {
   std::string name_;
   CaptureQueue* queue_;
   bool nonblocking_;
+  PollSign sign_;
 };
 
 }  // namespace

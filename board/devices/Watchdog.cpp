@@ -22,7 +22,6 @@ constexpr std::string_view kIdentity = "cdns_wdt watchdog";
 
 constexpr int kDefaultTimeout = 10;  // seconds, as are these
 constexpr int kMaxTimeout = 516;     // what the counter of the hardware reaches
-constexpr double kNsPerSecond = 1e9;
 constexpr char kMagicClose = 'V';
 
 // Hands an ioctl's result out through its argument.
@@ -98,7 +97,7 @@ class Watchdog::Timer {
   double Left() const {
     const std::lock_guard lock(mutex_);
     if (!deadline_ns_) return kNotArmed;
-    const double left = static_cast<double>(*deadline_ns_ - NowNs()) / kNsPerSecond;
+    const double left = static_cast<double>(*deadline_ns_ - NowNs()) / 1e9;
     // A bite long ago must not be taken for the mark of an unarmed one.
     return std::max(left, kNotArmed + 1);
   }
@@ -108,7 +107,7 @@ class Watchdog::Timer {
 
   void Start() {
     if (Bitten()) return;
-    deadline_ns_ = NowNs() + static_cast<std::int64_t>(timeout_ * kNsPerSecond);
+    deadline_ns_ = NowNs() + timeout_ * kNsPerSecond;
   }
 
   void Stop() {

@@ -1,7 +1,5 @@
 #include "model/FrameEngine.h"
 
-#include <time.h>
-
 #include <algorithm>
 
 #include "Clock.h"
@@ -30,14 +28,8 @@ constexpr std::uint32_t kBothTimings = fpga::kTimingFirst.Mask() | fpga::kTiming
 // microsecond of exposure.
 constexpr double kGreyPerMicrosecond = 1.1;
 
-std::int64_t RealNs() {
-  timespec now{};
-  clock_gettime(CLOCK_MONOTONIC, &now);
-  return now.tv_sec * std::int64_t{1'000'000'000} + now.tv_nsec;
-}
-
 void ReallySleep(std::int64_t nanoseconds) {
-  const timespec request{nanoseconds / 1'000'000'000, nanoseconds % 1'000'000'000};
+  const timespec request = ToTimespec(nanoseconds);
   real::Nanosleep(&request, nullptr);
 }
 
@@ -176,7 +168,7 @@ std::int64_t FrameEngine::Work() {
   if (pending_.Empty()) return wait;
   // None is lost in this pace: they wait for a buffer, whose arrival rings.
   if (pace_ == TESSALINE_BOARD_FREE_RUN && wiring_.strips->IsShort()) return wait;
-  const std::int64_t until_flush = pending_since_ns_ + kFlushAfterNs - RealNs();
+  const std::int64_t until_flush = pending_since_ns_ + kFlushAfterNs - MonotonicNs();
   if (until_flush <= 0) {
     FlushStrips();
     return wait;
@@ -325,7 +317,7 @@ void FrameEngine::AddStrip(const Exposure& exposure) {
   }
   if (pending_.Empty()) {
     pending_.Start(settings);
-    pending_since_ns_ = RealNs();
+    pending_since_ns_ = MonotonicNs();
   }
   pending_.Append(exposure);
   if (checksums_.Wanted()) checksums_.Note(exposure.frame_id, Checksum(pending_.LastStrip()));

@@ -2,7 +2,10 @@
 // the sensor itself.
 
 #include <gmock/gmock.h>
+#include <poll.h>
+#include <sys/epoll.h>
 
+#include <chrono>
 #include <map>
 
 #include "FramesFixture.h"
@@ -26,6 +29,12 @@ class Frames : public FramesFixture {
     tessaline_board_chip_set("sensor", 0x3000, 0);
     Set(fpga::STRIP_IMAGE_WIDTH, kWidth);
     Set(fpga::STRIP_IMAGE_HEIGHT, kHeight);
+  }
+
+  // With trigger mode 2, in which nothing comes by itself.
+  void SoftwareTrigger() const {
+    Write(fpga::TRIGGER_CTRL, fpga::kGlobalControl.Mask() | 2 | fpga::kSoftwareTrigger.Mask());
+    Write(fpga::TRIGGER_CTRL, fpga::kGlobalControl.Mask() | 2);
   }
 };
 
@@ -223,8 +232,7 @@ TEST_F(Frames, ASoftwareTriggerMakesOneFrame) {
   client.Start(1024, 640, 4);
   TriggerOn(2);  // external: nothing comes by itself
   for (std::uint64_t id = 1; id <= 3; ++id) {
-    Write(fpga::TRIGGER_CTRL, fpga::kGlobalControl.Mask() | 2 | fpga::kSoftwareTrigger.Mask());
-    Write(fpga::TRIGGER_CTRL, fpga::kGlobalControl.Mask() | 2);
+    SoftwareTrigger();
     const auto bytes = client.Dequeue();
     EXPECT_EQ(CountIn(bytes), 1u);
     EXPECT_EQ(HeaderAt(bytes, 0).frame_id, id);
@@ -254,6 +262,51 @@ TEST_F(Frames, StoppingForgetsTheTriggersThatStillWait) {
   tessaline_board_set_sleep_factor(1);
   usleep(100'000);
   EXPECT_LE(Stats(1).frames, frames + 1);
+}
+
+TEST_F(Frames, PollWaitsForEachOfThem) {
+  tessaline_board_set_pace(TESSALINE_BOARD_REAL_TIME);
+  tessaline_board_set_strips_per_buffer(1);
+  RouteTo(false);
+  VideoClient client("/dev/video1", O_RDWR | O_NONBLOCK);
+  client.Start(1024, 640, 4);
+  TriggerOn(2);
+  pollfd waiting{client.fd(), POLLIN, 0};
+  for (int i = 0; i < 3; ++i) {
+    SoftwareTrigger();
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(poll(&waiting, 1, 20'000), 1);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(10));
+    EXPECT_EQ(waiting.revents, POLLIN);
+    EXPECT_FALSE(client.Dequeue().empty());
+    EXPECT_EQ(poll(&waiting, 1, 0), 0) << "there was one";
+    client.Requeue();
+  }
+}
+
+// Once it watches the device it asks nobody but the kernel.
+TEST_F(Frames, EpollSeesThemComeAndGo) {
+  tessaline_board_set_strips_per_buffer(1);
+  RouteTo(false);
+  VideoClient client("/dev/video1");
+  const int set = epoll_create1(EPOLL_CLOEXEC);
+  epoll_event event{};
+  event.events = EPOLLIN;
+  ASSERT_EQ(epoll_ctl(set, EPOLL_CTL_ADD, client.fd(), &event), 0);
+  EXPECT_EQ(epoll_wait(set, &event, 1, 0), 1) << "without a stream there is an error to report";
+  client.Start(1024, 640, 4);
+  EXPECT_EQ(epoll_wait(set, &event, 1, 0), 0);
+  TriggerOn(2);
+  for (int i = 0; i < 3; ++i) {
+    SoftwareTrigger();
+    EXPECT_EQ(epoll_wait(set, &event, 1, 20'000), 1);
+    EXPECT_FALSE(client.Dequeue().empty());
+    EXPECT_EQ(epoll_wait(set, &event, 1, 0), 0);
+    client.Requeue();
+  }
+  EXPECT_EQ(client.StreamOff(), 0);
+  EXPECT_EQ(epoll_wait(set, &event, 1, 0), 1);
+  close(set);
 }
 
 TEST_F(Frames, TheExternalInputTriggersInModeTwo) {

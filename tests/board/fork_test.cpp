@@ -1,0 +1,52 @@
+// A process that forks while its other threads use the board.
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/wait.h>
+
+#include <atomic>
+#include <thread>
+#include <vector>
+
+#include "BoardFixture.h"
+#include "support/Waiting.h"
+
+namespace board_test {
+namespace {
+
+using tessaline_test::Eventually;
+
+constexpr int kForks = 300;
+
+// As many of the board's locks as a few calls can take.
+bool UseTheBoard() {
+  const Descriptor bus("/dev/i2c-0", O_RDWR);
+  return bus.IsOpen() && WriteFile("/sys/class/gpio/export", "907") == -EBUSY;
+}
+
+using Fork = BoardTest;
+
+TEST_F(Fork, TheChildFindsNothingLocked) {
+  ASSERT_EQ(WriteFile("/sys/class/gpio/export", "907"), 3);
+  std::atomic<bool> enough{false};
+  std::vector<std::thread> busy;
+  for (int i = 0; i < 3; ++i) {
+    busy.emplace_back([&enough] {
+      while (!enough) EXPECT_TRUE(UseTheBoard());
+    });
+  }
+  for (int i = 0; i < kForks && !HasFailure(); ++i) {
+    const pid_t child = fork();
+    if (child == 0) _exit(UseTheBoard() ? 0 : 1);
+    int status = 0;
+    const bool ended = Eventually([&] { return waitpid(child, &status, WNOHANG) == child; });
+    EXPECT_TRUE(ended && status == 0) << "fork " << i;
+    // Its signals may wait as well.
+    if (!ended) kill(child, SIGKILL);
+    tessaline_board_transcript_clear();
+  }
+  enough = true;
+  for (std::thread& thread : busy) thread.join();
+}
+
+}  // namespace
+}  // namespace board_test
