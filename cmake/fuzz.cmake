@@ -4,7 +4,7 @@ enable_testing()
 set(TESSALINE_FUZZ_SECONDS 5 CACHE STRING "What a fuzz target runs at random as a test, in seconds")
 
 # The calls that the targets' devices answer; all others go to the C library.
-set(fuzz_calls open close ioctl mmap munmap write usleep exit)
+set(fuzz_calls open close ioctl mmap munmap write poll clock_nanosleep exit)
 list(TRANSFORM fuzz_calls PREPEND -Wl,--wrap= OUTPUT_VARIABLE fuzz_wraps)
 
 add_library(fuzz_support OBJECT ${CMAKE_SOURCE_DIR}/fuzz/support/SystemCalls.cpp

@@ -3,7 +3,11 @@
 find_package(CLI11 REQUIRED)
 
 add_executable(interrupted_application
-  ${CMAKE_SOURCE_DIR}/tests/reliability/interrupted_application.cpp)
+  ${CMAKE_SOURCE_DIR}/tests/reliability/interrupted_application.cpp
+  ${CMAKE_SOURCE_DIR}/tests/reliability/StormChildren.cpp
+  ${CMAKE_SOURCE_DIR}/tests/reliability/StormEnd.cpp
+  ${CMAKE_SOURCE_DIR}/tests/reliability/StormPrograms.cpp
+  ${CMAKE_SOURCE_DIR}/tests/reliability/StormTraffic.cpp)
 target_link_libraries(interrupted_application PRIVATE tessaline tessaline-board ${CMAKE_DL_LIBS})
 
 add_executable(sigint_storm ${CMAKE_SOURCE_DIR}/tests/reliability/sigint_storm.cpp
@@ -24,12 +28,12 @@ foreach(program interrupted_application sigint_storm soak)
   target_link_libraries(${program} PRIVATE tessaline_options)
 endforeach()
 
-# Each of the eight activities of each of the ten products. The sanitizers and the
-# emulation make everything slower, so less of it has to do.
-set(storm_runs 80)
+# Each of the twelve activities of each of the ten products. The sanitizers and the
+# emulation make everything slower, so less of it has to do: each activity twice.
+set(storm_runs 120)
 set(soak_models K3610 K4010)
 if(TESSALINE_SANITIZED OR CMAKE_CROSSCOMPILING)
-  set(storm_runs 20)
+  set(storm_runs 24)
   set(soak_models K3610)
 endif()
 

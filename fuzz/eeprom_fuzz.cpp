@@ -44,7 +44,9 @@ class Bus final : public tessaline_fuzz::SystemCalls {
     Require(std::string_view(path) == "/dev/i2c-0", "the bus of the store");
     Require(!open_, "it is open once");
     const Allocations::NotNow ours;
-    fates_.push_back(Fails() ? kNotOpened : kDone);
+    const bool fails = Fails();
+    if (fails && errno == EINTR) return -1;  // and that was nothing yet
+    fates_.push_back(fails ? kNotOpened : kDone);
     if (fates_.back() != kDone) return -1;
     open_ = true;
     return kFirstDescriptor;
@@ -61,7 +63,9 @@ class Bus final : public tessaline_fuzz::SystemCalls {
     Require(transfer.nmsgs == 1 || transfer.nmsgs == 2, "one message or two");
     const i2c_msg& first = transfer.msgs[0];
     Require(first.flags == 0 && first.len >= 1 && first.len <= 17, "a word address and a page");
-    if (Fails()) {
+    const bool fails = Fails();
+    if (fails && errno == EINTR) return -1;
+    if (fails) {
       fates_.back() = kNotTransferred;
       // It may have stopped early.
       return answers_.ConsumeBool() ? static_cast<int>(transfer.nmsgs) - 1 : -1;
@@ -82,9 +86,11 @@ class Bus final : public tessaline_fuzz::SystemCalls {
 
  private:
   bool Fails() {
-    const bool fails = answers_.ConsumeIntegralInRange(0, 31) == 31;
-    if (fails) errno = EIO;
-    return fails;
+    constexpr int kErrors[] = {EINTR, EIO};
+    const int choice = answers_.ConsumeIntegralInRange(0, 31);
+    if (choice < 30) return false;
+    errno = kErrors[choice - 30];
+    return true;
   }
 
   FuzzedDataProvider& answers_;

@@ -241,6 +241,7 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   FuzzedDataProvider input(data, size);
   VideoDriver driver(input);
+  driver.TellInterruptedDequeue();
   PrintedText printed;
   Run run(input, driver, printed);
   Allocations::Begin();

@@ -82,6 +82,7 @@ class StripDriver final : public tessaline_fuzz::SystemCalls {
         changed_.notify_all();
         break;
       case VIDIOC_DQBUF:
+        if (SignalComesFirst()) return -1;
         changed_.wait(lock, [this] { return filled_ >= 0; });
         static_cast<v4l2_buffer*>(argument)->index = static_cast<__u32>(filled_);
         filled_ = -1;
@@ -104,13 +105,32 @@ class StripDriver final : public tessaline_fuzz::SystemCalls {
   }
   int Unmap(void*, std::size_t) override { return 0; }
   ssize_t Write(int, const void*, std::size_t) override { return -1; }
+  // For the device and for the thread's wake-up, which nobody rings.
+  int Poll(pollfd* fds, nfds_t count, int timeout) override {
+    Require(count == 2 && fds[0].fd == kFirstDescriptor && fds[0].events == POLLIN && timeout < 0,
+            "the thread waits for a buffer as long as it takes");
+    if (SignalComesFirst()) return -1;
+    std::unique_lock lock(mutex_);
+    changed_.wait(lock, [this] { return filled_ >= 0; });
+    fds[0].revents = POLLIN;
+    return 1;
+  }
 
  private:
+  // Now and then; the call is made again.
+  bool SignalComesFirst() {
+    constexpr unsigned kSeldom = 3;
+    if (++waits_ % kSeldom != 0) return false;
+    errno = EINTR;
+    return true;
+  }
+
   std::mutex mutex_;
   std::condition_variable changed_;
   bool streaming_ = false;
   bool returned_ = false;
   int filled_ = -1;
+  unsigned waits_ = 0;  // of the thread
   std::array<std::unique_ptr<std::byte[]>, kMapped.size()> buffers_;
 };
 

@@ -55,6 +55,9 @@ std::string Refusal(unsigned long request, int error) {
   return {};
 }
 
+// What the application makes of a frame that it was handed out.
+constexpr std::byte kSeen{0x5A};
+
 // How a call must end: with this ERROR line, or well.
 using Outcome = std::optional<std::string>;
 
@@ -90,9 +93,7 @@ class Device {
       case 10:
         return Switch(VIDIOC_STREAMOFF);
       case 11:
-        Begin();
-        device_->ClearBuf();
-        return Judge(true, {});
+        return ClearBuf();
       default:
         Close();
     }
@@ -154,6 +155,7 @@ class Device {
     frames_.clear();
     held_.reset();
     taken_.clear();
+    clearing_ = false;
   }
 
   void Open() {
@@ -163,16 +165,16 @@ class Device {
     const auto& replies = driver_.Replies();
     Require(!replies.empty() && replies[0].call == Reply::kOpen && replies[0].path == "/dev/video1",
             "it is opened");
-    open_ = false;
-    if (replies[0].error != 0) {
+    open_ = replies[0].error == 0;
+    if (!open_) {
       return Judge(opened, std::string("v4l2 open file failed: ") + strerror(replies[0].error));
     }
+    // It stays open, though it may not be what it should.
     Require(replies.size() == 2 && replies[1].call == VIDIOC_QUERYCAP, "it is asked what it can");
     if (replies[1].error != 0) return Judge(opened, "v4l2 VIDIOC_QUERYCAP failed");
     if ((replies[1].capabilities & V4L2_CAP_VIDEO_CAPTURE) == 0) {
       return Judge(opened, "Device is not a video capture device!");
     }
-    open_ = true;
     Judge(opened, {});
   }
 
@@ -257,7 +259,7 @@ class Device {
 
   // The frame that the driver has handed out, or none.
   void JudgeTaken(std::byte* data) {
-    held_.reset();
+    PutBack();
     Outcome refusal = RefusalOf({VIDIOC_DQBUF});
     const unsigned index = refusal ? 0 : driver_.Replies()[0].buffer.index;
     if (!refusal && index >= frames_.size()) refusal = Refusal(VIDIOC_DQBUF, EBADSLT);
@@ -268,7 +270,34 @@ class Device {
     Require(device_->BufferSize() == frames_[index].second, "and its size");
     Require(device_->Index() == index, "the index is told");
     Require(driver_.Maps(data, device_->BufferSize()), "a buffer lies in mapped memory");
-    memset(data, 0x5A, device_->BufferSize());
+    std::fill_n(data, device_->BufferSize(), kSeen);
+  }
+
+  void RequireCleared() const {
+    for (const auto& [data, size] : frames_) {
+      Require(std::all_of(data, data + size, [](std::byte byte) { return byte == std::byte{0}; }),
+              "all frames are cleared");
+    }
+  }
+
+  // Whoever has a frame keeps it until he gives it back, and then it is cleared too.
+  void ClearBuf() {
+    Begin();
+    device_->ClearBuf();
+    Judge(true, {});
+    if (!held_) return RequireCleared();
+    clearing_ = true;
+    const auto [data, size] = frames_[*held_];
+    // The marker at its end goes when it is given back, though the driver may refuse it.
+    const std::size_t seen = size - std::min(size, DevFOps::kCompletionMarkerBytes);
+    Require(std::all_of(data, data + seen, [](std::byte byte) { return byte == kSeen; }),
+            "a frame in hand is left alone");
+  }
+
+  // The frame taken last is in nobody's hands any more.
+  void PutBack() {
+    held_.reset();
+    if (std::exchange(clearing_, false)) RequireCleared();
   }
 
   void Take() {
@@ -296,7 +325,7 @@ class Device {
     Judge(queued, RefusalToQueue(held_.has_value()));
     if (!queued) return;
     taken_.erase(*held_);
-    held_.reset();
+    PutBack();
   }
 
   void QBuf(unsigned index) {
@@ -305,7 +334,7 @@ class Device {
     Judge(queued, RefusalToQueue(taken_.count(index) == 1));
     if (!queued) return;
     taken_.erase(index);
-    if (held_ == index) held_.reset();
+    if (held_ == index) PutBack();
   }
 
   void Switch(unsigned long request) {
@@ -325,6 +354,7 @@ class Device {
   std::size_t frame_bytes_ = 0;
   std::vector<std::pair<const std::byte*, std::size_t>> frames_;
   std::optional<unsigned> held_;  // the one taken last
+  bool clearing_ = false;         // when that goes back
   std::set<unsigned> taken_;      // by index
   unsigned last_index_ = 0;
   bool went_well_ = false;

@@ -4,9 +4,12 @@
 #include <fcntl.h>
 #include <stdarg.h>
 #include <sys/mman.h>
+#include <time.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
+#include <string_view>
 
 #include "support/Require.h"
 
@@ -20,6 +23,9 @@ SystemCalls* Current(int fd) {
   return fd >= SystemCalls::kFirstDescriptor ? current.load() : nullptr;
 }
 
+// What stands for a standard stream that is not open is no device.
+bool IsDevice(const char* path) { return std::string_view(path) != "/dev/null"; }
+
 }  // namespace
 
 SystemCalls::SystemCalls() {
@@ -29,10 +35,17 @@ SystemCalls::SystemCalls() {
 
 SystemCalls::~SystemCalls() { current = nullptr; }
 
+int SystemCalls::Poll(pollfd*, nfds_t, int) {
+  Require(false, "nobody waits for this device");
+  return -1;
+}
+
 }  // namespace tessaline_fuzz
 
 using tessaline_fuzz::Current;
 using tessaline_fuzz::current;
+using tessaline_fuzz::IsDevice;
+using tessaline_fuzz::Require;
 
 // The linker's names (--wrap): "__wrap_" receives what the program calls, "__real_"
 // is the C library's.
@@ -52,11 +65,15 @@ int __real_ioctl(int fd, unsigned long request, ...);
 void* __real_mmap(void* address, size_t length, int protection, int flags, int fd, off_t offset);
 int __real_munmap(void* address, size_t length);
 ssize_t __real_write(int fd, const void* data, size_t size);
-int __real_usleep(useconds_t time);
+int __real_poll(pollfd* fds, nfds_t count, int timeout);
+int __real_clock_nanosleep(clockid_t clock, int flags, const timespec* time, timespec* left);
 [[noreturn]] void __real_exit(int status);
 
 int __wrap_open(const char* path, int flags, ...) {
-  if (current != nullptr) return current.load()->Open(path);
+  if (current != nullptr && IsDevice(path)) {
+    Require((flags & O_CLOEXEC) != 0, "no device is left to a child");
+    return current.load()->Open(path);
+  }
   va_list arguments;
   va_start(arguments, flags);
   const int mode = va_arg(arguments, int);
@@ -89,8 +106,16 @@ ssize_t __wrap_write(int fd, const void* data, size_t size) {
   return Current(fd) ? Current(fd)->Write(fd, data, size) : __real_write(fd, data, size);
 }
 
+int __wrap_poll(pollfd* fds, nfds_t count, int timeout) {
+  const bool ours = std::any_of(
+      fds, fds + count, [](const pollfd& awaited) { return Current(awaited.fd) != nullptr; });
+  return ours ? current.load()->Poll(fds, count, timeout) : __real_poll(fds, count, timeout);
+}
+
 // Nobody waits for a chip here.
-int __wrap_usleep(useconds_t time) { return current != nullptr ? 0 : __real_usleep(time); }
+int __wrap_clock_nanosleep(clockid_t clock, int flags, const timespec* time, timespec* left) {
+  return current != nullptr ? 0 : __real_clock_nanosleep(clock, flags, time, left);
+}
 
 void __wrap_exit(int status) {
   tessaline_fuzz::exit_status = status;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <poll.h>
 #include <setjmp.h>
 #include <sys/types.h>
 
@@ -10,7 +11,7 @@
 namespace tessaline_fuzz {
 
 // Stands in for the kernel while it lives: the program is linked such that what the
-// library asks of the kernel comes here first. One at a time. Every open() is
+// library asks of the kernel comes here first. One at a time. Every open() of a device is
 // answered here; the other calls where the descriptor or the mapping is of here.
 class SystemCalls {
  public:
@@ -28,6 +29,8 @@ class SystemCalls {
   virtual void* Map(std::size_t length, int fd, off_t offset) = 0;
   virtual int Unmap(void* address, std::size_t length) = 0;
   virtual ssize_t Write(int fd, const void* data, std::size_t size) = 0;
+  // Of devices that nobody waits for, a finding.
+  virtual int Poll(pollfd* fds, nfds_t count, int timeout);
 };
 
 // Where a call of exit() goes instead of ending the fuzzer, and with what.

@@ -30,6 +30,33 @@ int VideoDriver::Fail() {
 // Without any more input everything succeeds.
 bool VideoDriver::Fails() { return answers_.ConsumeIntegralInRange<std::uint8_t>(0, 15) == 15; }
 
+// What was interrupted is made again, and nothing else comes before.
+void VideoDriver::Begin(unsigned long call) {
+  Require(interrupted_.value_or(call) == call, "an interrupted call is made again");
+  interrupted_.reset();
+}
+
+// A descriptor is gone when close() is interrupted.
+bool VideoDriver::MustBeMadeAgain(unsigned long call) const {
+  return errno == EINTR && call != Reply::kClose &&
+         (call != VIDIOC_DQBUF || !tells_interrupted_dequeue_);
+}
+
+bool VideoDriver::End(unsigned long call, bool failed) {
+  if (failed && MustBeMadeAgain(call)) interrupted_ = call;
+  return interrupted_.has_value();
+}
+
+void VideoDriver::ForgetReplies() {
+  Require(!interrupted_, "an interrupted call is made again");
+  replies_.clear();
+}
+
+const std::vector<Reply>& VideoDriver::Replies() const {
+  Require(!interrupted_, "an interrupted call is made again");
+  return replies_;
+}
+
 VideoDriver::Answer VideoDriver::NextAnswer() {
   const int choice = answers_.ConsumeIntegralInRange<int>(0, 9);
   return choice < 7 ? kSane : static_cast<Answer>(choice - 6);
@@ -58,8 +85,10 @@ void VideoDriver::Note(Reply reply) {
 
 int VideoDriver::Open(const char* path) {
   const Allocations::NotNow ours;
+  Begin(Reply::kOpen);
   const bool fails = Fails();
   if (fails) Fail();
+  if (End(Reply::kOpen, fails)) return -1;
   Note({.call = Reply::kOpen, .error = fails ? errno : 0, .path = path});
   // Nobody can set the offset then, which is told: what an earlier area left is not looked at.
   if (fails && std::string_view(path).ends_with("sync_offset")) sync_offset_ = 0;
@@ -70,6 +99,7 @@ int VideoDriver::Open(const char* path) {
 
 int VideoDriver::Close(int fd) {
   const Allocations::NotNow ours;
+  Begin(Reply::kClose);
   Require(open_.erase(fd) == 1, "what is closed is open");
   queued_.clear();
   return Fails() ? Fail() : 0;
@@ -78,7 +108,9 @@ int VideoDriver::Close(int fd) {
 int VideoDriver::Ioctl(int fd, unsigned long request, void* argument) {
   const Allocations::NotNow ours;
   Require(open_.count(fd) == 1, "a request goes to an open device");
+  Begin(request);
   const int result = AnswerRequest(request, argument);
+  if (End(request, result != 0)) return result;
   Reply reply{.call = request, .error = result == 0 ? 0 : errno};
   switch (request) {
     case VIDIOC_QUERYCAP:
@@ -98,8 +130,10 @@ int VideoDriver::Ioctl(int fd, unsigned long request, void* argument) {
 
 int VideoDriver::AnswerRequest(unsigned long request, void* argument) {
   const bool fails = Fails();
-  // A failing driver may have written its answer before.
-  const bool answers = !fails || answers_.ConsumeBool();
+  if (fails) Fail();
+  const int error = errno;
+  // A failing driver may have written its answer before, but not one that is to be asked again.
+  const bool answers = !fails || (answers_.ConsumeBool() && !MustBeMadeAgain(request));
   int result = 0;
   if (answers) {
     switch (request) {
@@ -137,7 +171,9 @@ int VideoDriver::AnswerRequest(unsigned long request, void* argument) {
         Require(false, "the request is one of a capture program");
     }
   }
-  return fails ? Fail() : result;
+  if (!fails) return result;
+  errno = error;
+  return -1;
 }
 
 void VideoDriver::SetFormat(v4l2_format& format) {
@@ -242,6 +278,7 @@ int VideoDriver::Dequeue(v4l2_buffer& buffer) {
 void* VideoDriver::Map(std::size_t length, int fd, off_t) {
   const Allocations::NotNow ours;
   Require(open_.count(fd) == 1, "what is mapped is open");
+  Begin(Reply::kMap);
   void* const address = AnswerMap(length);
   const bool fails = address == MAP_FAILED;
   Note({.call = Reply::kMap,
@@ -275,6 +312,7 @@ int VideoDriver::Unmap(void* address, std::size_t length) {
 // The attributes of the DMA area: a number in each, the offset before the size.
 ssize_t VideoDriver::Write(int fd, const void* data, std::size_t size) {
   const Allocations::NotNow ours;
+  Begin(Reply::kWrite);
   const std::string& path = open_.at(fd);
   const std::string_view text(static_cast<const char*>(data), size);
   std::size_t number = 0;
@@ -289,7 +327,10 @@ ssize_t VideoDriver::Write(int fd, const void* data, std::size_t size) {
         });
     Require(inside, "what is synchronised lies in the DMA area");
   }
-  return Fails() ? Fail() : static_cast<ssize_t>(size);
+  const bool fails = Fails();
+  if (fails) Fail();
+  End(Reply::kWrite, fails);
+  return fails ? -1 : static_cast<ssize_t>(size);
 }
 
 }  // namespace tessaline_fuzz

@@ -16,7 +16,7 @@ namespace tessaline_fuzz {
 // One thing that was asked of the driver, and how that ended.
 struct Reply {
   // Beside the ioctl requests.
-  static constexpr unsigned long kOpen = 0, kMap = 1;
+  static constexpr unsigned long kOpen = 0, kMap = 1, kWrite = 2, kClose = 3;
 
   unsigned long call;
   int error = 0;       // 0: it succeeded
@@ -32,7 +32,8 @@ struct Reply {
 // errors, and whatever a broken driver might write into the record. Mapped memory is
 // a heap block of exactly the mapped length, so that the address sanitizer watches
 // its ends. Calls that no correct program makes are findings: closing what is not
-// open, unmapping what is not mapped or another length of it.
+// open, unmapping what is not mapped or another length of it, and any other call than the
+// same once more when a signal came first.
 class VideoDriver final : public SystemCalls {
  public:
   explicit VideoDriver(FuzzedDataProvider& answers) : answers_(answers) {}
@@ -40,10 +41,13 @@ class VideoDriver final : public SystemCalls {
   // Every unmapping is to be of this length, whatever was mapped.
   void ExpectUnmapLength(std::size_t length) { unmap_length_ = length; }
 
+  // Who dequeues is told that a signal came first, and need not try again.
+  void TellInterruptedDequeue() { tells_interrupted_dequeue_ = true; }
+
   // What the driver was asked for since, but for closing, unmapping and writing, whose
-  // failures nobody is told.
-  void ForgetReplies() { replies_.clear(); }
-  const std::vector<Reply>& Replies() const { return replies_; }
+  // failures nobody is told, and for calls that were made again.
+  void ForgetReplies();
+  const std::vector<Reply>& Replies() const;
 
   std::size_t Descriptors() const { return open_.size(); }
   std::size_t Mappings() const { return mappings_.size(); }
@@ -62,6 +66,10 @@ class VideoDriver final : public SystemCalls {
 
   int Fail();
   bool Fails();
+  void Begin(unsigned long call);
+  bool MustBeMadeAgain(unsigned long call) const;
+  // Whether it must.
+  bool End(unsigned long call, bool failed);
   Answer NextAnswer();
   template <typename Record>
   void Scribble(Record& record);
@@ -80,6 +88,8 @@ class VideoDriver final : public SystemCalls {
   std::vector<Reply> replies_;
   std::map<std::byte*, std::pair<std::size_t, std::unique_ptr<std::byte[]>>> mappings_;
   std::optional<std::size_t> unmap_length_;
+  std::optional<unsigned long> interrupted_;
+  bool tells_interrupted_dequeue_ = false;
   std::vector<__u32> queued_;
   __u32 frame_bytes_ = 0;
   __u32 granted_ = 0;

@@ -31,11 +31,13 @@ constexpr int kFormatErrors[] = {EIO, ENODEV, EINTR};
 constexpr int kBufferErrors[] = {ENOMEM, EIO, ENODEV, EINTR};
 constexpr int kDequeueErrors[] = {EIO, ENODEV, EAGAIN, EINTR};
 constexpr int kStreamErrors[] = {EIO, ENODEV, EBUSY, ENOMEM, EAGAIN, EINTR};
+constexpr int kPollErrors[] = {ENOMEM, EINTR};  // a device's own are no failures of the call
 constexpr int kOtherErrors[] = {EIO, ENODEV, EBUSY, EINTR};
 
 constexpr std::array kErrors{
     Errors{"open", kOpenErrors},
     Errors{"mmap", kMmapErrors},
+    Errors{"poll", kPollErrors},
     Errors{"read", kReadErrors},
     Errors{"write", kWriteErrors},
     Errors{"I2C_RDWR", kTransferErrors},
@@ -69,8 +71,14 @@ bool IsItsTurn(const Call& call) {
 
 // What such a call is for is the next event of its device.
 bool HasAccess(const Call& call) {
-  return (call.device == "fpga" && call.operation == "mmap") || call.device.starts_with("spi") ||
+  return call.device == "fpga" || call.device.starts_with("spi") ||
          (call.device == "gpio" && call.operation == "write");
+}
+
+// A register's mapping belongs to the open before it, any other call is for itself.
+bool IsPartOf(const Call& first, const Call& call) {
+  return first.device == "fpga" && first.operation == "open" && call.device == "fpga" &&
+         call.operation == "mmap";
 }
 
 }  // namespace
@@ -78,29 +86,30 @@ bool HasAccess(const Call& call) {
 std::vector<Call> CallsOf(const std::vector<std::string>& events) {
   constexpr std::string_view kCalled = " called";
   constexpr std::string_view kIn = "in ";
-  constexpr auto kNone = static_cast<std::size_t>(-1);
   std::map<std::string, unsigned> seen;
   std::vector<Call> calls;
   std::size_t unnamed = 0;  // the end of their step is further down
   unsigned step = 0;
-  std::size_t open = kNone;  // the call whose access is still to come
+  std::vector<std::size_t> open;  // the calls whose access is still to come
   for (const std::string& event : events) {
     const std::string device = event.substr(0, event.find(' '));
     if (event.ends_with(kCalled)) {
       const std::string name = event.substr(0, event.size() - kCalled.size());
       const Call call{device, name.substr(device.size() + 1), step, seen[name]++};
-      if (open != kNone && device == calls[open].device) open = kNone;
+      const bool goes_on = !open.empty() && IsPartOf(calls[open.back()], call);
+      const bool is_next = !open.empty() && device == calls[open.back()].device;
+      if (!goes_on && (is_next || HasAccess(call))) open.clear();
       if (!IsItsTurn(call)) continue;
       calls.push_back(call);
-      if (HasAccess(call)) open = calls.size() - 1;
+      if (HasAccess(call)) open.push_back(calls.size() - 1);
     } else if (event.starts_with(kIn)) {
       const std::string during = event.substr(kIn.size(), event.find(" = ") - kIn.size());
       for (; unnamed < calls.size(); ++unnamed) calls[unnamed].during = during;
       seen.clear();
       ++step;
-    } else if (open != kNone && device == calls[open].device) {
-      calls[open].access = event.substr(device.size() + 1);
-      open = kNone;
+    } else if (!open.empty() && device == calls[open.back()].device) {
+      for (const std::size_t one : open) calls[one].access = event.substr(device.size() + 1);
+      open.clear();
     }
   }
   calls.resize(unnamed);  // behind the last step nothing is the tour's

@@ -2,25 +2,28 @@
 
 #include <chrono>
 #include <string>
-#include <string_view>
 #include <vector>
+
+#include "reliability/StormActivities.h"
 
 namespace tessaline_test {
 
 struct Interruption {
   std::string model;
-  std::string activity;
+  StormActivity activity;
   std::chrono::microseconds after;  // the application has begun its activity
 };
 
 struct InterruptedEnd {
-  double seconds = 0;  // from the signal to the end of the process
+  double seconds = 0;      // from the signal to the end of the process
+  bool cut_short = false;  // by the thread that guards it, not by exit()
   std::vector<std::string> complaints;
 };
 
 // Runs the application in a process of its own, on a virtual board of its own,
-// interrupts it, and looks at how it ends. Its output and the board's transcript are
-// left in the directory: output.txt, transcript.json.
+// interrupts it, and looks at how it ends, and its children too, which the calling process
+// must be made to inherit (PR_SET_CHILD_SUBREAPER). Its output and the board's transcript
+// are left in the directory: output.txt, transcript.json.
 class InterruptedRun {
  public:
   // Whoever needs longer than `most_seconds` is a complaint, and is waited for a while
@@ -34,9 +37,9 @@ class InterruptedRun {
 
  private:
   std::string Path(const char* name) const { return directory_ + "/" + name; }
-  int Spawn(const Interruption& interruption, int ready) const;
-  [[noreturn]] void Execute(const Interruption& interruption, int ready) const;
-  void JudgeOutput(std::string_view activity, std::vector<std::string>& complaints) const;
+  int Spawn(const Interruption& interruption, int report) const;
+  [[noreturn]] void Execute(const Interruption& interruption, int report) const;
+  void JudgeOutput(const StormActivity& activity, std::vector<std::string>& complaints) const;
 
   const std::string application_;
   const std::string directory_;

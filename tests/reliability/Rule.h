@@ -9,6 +9,7 @@ namespace reliability {
 enum class Effect {
   kTold,       // the texts and the result, the program goes on
   kRetried,    // the texts; every result is as without the failure
+  kMadeAgain,  // as without the failure in every respect
   kUnchecked,  // whatever it reads or leaves undone, the program goes on
   kHangs,      // the texts, once, and no register is touched any more
   kStops,      // the same, but the program goes on, with the result

@@ -22,6 +22,20 @@ constexpr Rule FirstQueueing(std::string_view device, unsigned buffers) {
           buffers};
 }
 
+// Of calls that a signal interrupts, before all others. The C library's streams, by which a
+// temperature is read, have no such rule: there it counts as any other failure.
+inline constexpr std::array kInterruptedRules{
+    Rule{"",
+         "fpga|gpio|i2c-|spi|video|udmabuf|uio",
+         "",
+         "",
+         false,
+         Effect::kMadeAgain,
+         {},
+         "",
+         "a signal is no failure of the call, which is made again"},
+};
+
 inline constexpr std::array kRules{
     // Registers
     Rule{"",
@@ -331,6 +345,15 @@ inline constexpr std::array kRules{
          {"v4l2 VIDIOC_DQBUF failed: {}"},
          kSame,
          ""},
+    Rule{"",
+         "video|uio",
+         "poll",
+         "",
+         false,
+         Effect::kRetried,
+         {},
+         "",
+         "a thread that cannot wait makes its call at once, and waits in that"},
     // The area itself, without which there are no buffers, and its five controls.
     Rule{"",
          "udmabuf0",

@@ -1,28 +1,36 @@
 #pragma once
 
-#include <string_view>
+#include <sys/types.h>
+
+#include <chrono>
 
 namespace tessaline_test {
 
-// What the interrupted application leaves in the board's transcript: pauses of lengths
-// that nobody else sleeps, in microseconds. A sleep is in the transcript at its place
-// among all other events, with the thread that made it.
+// What the interrupted application leaves in the board's transcript: attempts to open files
+// that the board does not have. Each is there at its place among all other events, with the
+// thread that made it.
 namespace mark {
 
-inline constexpr unsigned kImagesCancelled = 101;
-inline constexpr unsigned kStripsCancelled = 102;
-inline constexpr unsigned kHandlerBegins = 103;
-inline constexpr unsigned kHandlerEnds = 104;
-inline constexpr unsigned kHandlerAfterCancel = 105;
-
-// Activities that may end as no other does: handlers that wait for a lock which the
-// interrupted thread holds cannot come back; the settings have calls that are refused.
-inline constexpr std::string_view kLocks = "locks";
-inline constexpr std::string_view kSettings = "settings";
+inline constexpr const char* kImagesAsked = "/sys/class/gpio/storm-images-asked";
+inline constexpr const char* kStripsAsked = "/sys/class/gpio/storm-strips-asked";
+inline constexpr const char* kHandlerBegins = "/sys/class/gpio/storm-handler-begins";
+inline constexpr const char* kHandlerEnds = "/sys/class/gpio/storm-handler-ends";
+inline constexpr const char* kHandlerTooLate = "/sys/class/gpio/storm-handler-too-late";
 
 }  // namespace mark
 
-// Where the application reports that it is at work.
-inline constexpr int kReadyDescriptor = 3;
+// Where the application reports.
+inline constexpr int kReportDescriptor = 3;
+
+// First, that it is at work.
+struct AtWork {
+  pid_t second_thread;  // to be interrupted too
+};
+
+// Later, if it comes to that: its end is due, and the thread that guards it does not wait for
+// exit() any longer.
+struct CutShort {
+  std::chrono::steady_clock::time_point at;
+};
 
 }  // namespace tessaline_test

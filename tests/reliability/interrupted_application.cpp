@@ -3,93 +3,77 @@
 //
 //   interrupted_application MODEL ACTIVITY
 #include <dlfcn.h>
-#include <pthread.h>
+#include <fcntl.h>
+#include <sys/eventfd.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <chrono>
-#include <cstdint>
-#include <cstdio>
-#include <cstdlib>
-#include <iterator>
 #include <mutex>
 #include <string_view>
 #include <thread>
 
+#include "reliability/StormEnd.h"
 #include "reliability/StormMarks.h"
+#include "reliability/StormPrograms.h"
+#include "reliability/StormTraffic.h"
 #include "support/Waiting.h"
 #include "tessaline/board.h"
 #include "tessaline/tessaline.h"
 
 namespace {
 
+using namespace storm;  // NOLINT(google-build-using-namespace): this is its main program
 using std::chrono::milliseconds;
 using tessaline_test::Eventually;
 using tessaline_test::ReallyWait;
 namespace mark = tessaline_test::mark;
 
-// One capture thread as its handler sees it.
+// One capture thread. It is asked to end by its wake-up.
 struct Capture {
-  std::atomic<bool> known{false};
-  std::atomic<bool> cancelled{false};
-  pthread_t thread{};
+  const char* asked_mark;
+  std::atomic<int> wake_up{-1};
+  std::atomic<bool> seen{false};
+  std::atomic<bool> asked{false};
 };
-Capture images;
-Capture strips;
-
-// The IMX252 refuses regions at the very edge. The e2v Flash 4K keeps their offsets for the
-// whole image of drive mode 0, for which there is then no room.
-unsigned region_corner = 64;
+Capture images{mark::kImagesAsked};
+Capture strips{mark::kStripsAsked};
 
 std::atomic<bool> busy_handlers{false};
 std::atomic<bool> locking_handlers{false};
 // Never destroyed: a handler may wait for it to the very end.
 std::mutex& of_application = *new std::mutex;
 
-void RegisterTraffic(unsigned i) {
-  SetTriSpacing(4000 + i % 100);
-  SetOutWidth(i % 2, i);
-  GetTriSpacing();
-  GetEncoderCounter();
-  SetRisThresholdValue(20 + i % 40);
-}
+// The board does not have the file, and its transcript tells of the attempt.
+void Leave(const char* mark) { open(mark, O_RDONLY | O_CLOEXEC); }
 
 // Some milliseconds, never the same.
 void StayInHandler() {
   static thread_local unsigned visits = 0;
   ++visits;
-  usleep(mark::kHandlerBegins);
+  Leave(mark::kHandlerBegins);
   RegisterTraffic(visits);
   ReallyWait(milliseconds(visits * 7 % 20));
-  usleep(mark::kHandlerEnds);
+  Leave(mark::kHandlerEnds);
 }
 
 // What the interrupted thread holds never becomes free again.
 void WantTheLock() {
-  usleep(mark::kHandlerBegins);
+  Leave(mark::kHandlerBegins);
   { const std::lock_guard lock(of_application); }
-  usleep(mark::kHandlerEnds);
+  Leave(mark::kHandlerEnds);
 }
 
 void Handle(Capture& capture) {
-  if (capture.cancelled) usleep(mark::kHandlerAfterCancel);
-  if (!capture.known) {
-    capture.thread = pthread_self();
-    capture.known = true;
-  }
+  if (capture.asked) Leave(mark::kHandlerTooLate);
+  capture.seen = true;
   if (busy_handlers) StayInHandler();
   if (locking_handlers) WantTheLock();
 }
 
 void OnImage(unsigned, unsigned, void*) { Handle(images); }
 void OnStrips(unsigned, unsigned, void*) { Handle(strips); }
-void OnTrigger(unsigned) { GetEncoderCounter(); }
 void OnArrived() { GetTriSpacing(); }
-
-[[noreturn]] void Fail(const char* what) {
-  std::fprintf(stderr, "interrupted_application: %s\n", what);
-  _exit(EXIT_FAILURE);
-}
 
 void Handler(int event, auto* handler) {
   RegisterEventHandler(event, reinterpret_cast<tessaline_event_handler>(handler));
@@ -99,12 +83,12 @@ void TakeOne(unsigned mode, const Capture& capture) {
   SetCollectMode(mode);
   SetGlobalControl(1);
   TricontrolSWTrigger();
-  if (!Eventually([&] { return capture.known.load(); })) Fail("no frame");
+  if (!Eventually([&] { return capture.seen.load(); })) Fail("no frame");
   SetGlobalControl(0);
 }
 
 void StartUp(const char* model) {
-  if (std::string_view(model).starts_with("K40")) region_corner = 0;
+  ChooseRegion(model);
   GetLibVersion(model);
   Handler(TESSALINE_EVENT_IMAGE, OnImage);
   Handler(TESSALINE_EVENT_STRIP, OnStrips);
@@ -179,38 +163,10 @@ void SwitchNotifiers() {
   }
 }
 
-constexpr void (*kSettings[])(unsigned) = {
-    [](unsigned i) { SetCollectMode(i % 2); },
-    [](unsigned i) { SetLaserPower(static_cast<float>(30 + i % 40)); },
-    [](unsigned i) { LedControl(i % 8); },
-    [](unsigned i) { SetCmosGain(i % 3); },
-    [](unsigned i) { DAWrite(i % 4096); },
-    [](unsigned) { GetCpuTemp(); },
-    [](unsigned i) { SetExposureTime(1, 100 + i % 100); },
-    [](unsigned i) { SetROI1(region_corner, region_corner, 64, i % 2 == 0 ? 640 : 800); },
-    [](unsigned) { SetDriveMode(0); },
-    [](unsigned) { SetGlobalControl(0); },
-    [](unsigned) { ResetFrameID(); },
-    [](unsigned) { Handler(TESSALINE_EVENT_EXTERNAL_TRIGGER, OnTrigger); },  // it is off
-    [](unsigned) { SetGlobalControl(1); },
-    [](unsigned i) { QV4l2Buf(i % 16); },
-    [](unsigned i) {
-      unsigned char settings[16] = {static_cast<unsigned char>(i)};
-      ConfigSave(settings, sizeof settings);
-    },
-};
-
-// All of them take a second. Every process begins with another one, so that no moment is
-// out of reach.
-void ChangeSettings() {
-  SetCollectMode(0);
-  SetGlobalControl(1);
-  for (auto i = static_cast<unsigned>(getpid());; ++i) kSettings[i % std::size(kSettings)](i);
-}
-
 struct Activity {
   std::string_view name;
-  void (*run)();
+  void (*work)();
+  pid_t (*prepare)() = [] { return pid_t{0}; };
 };
 constexpr Activity kActivities[] = {
     {"idle", BeIdle},
@@ -218,41 +174,58 @@ constexpr Activity kActivities[] = {
     {"images", StreamImages},
     {"registers", AccessRegisters},
     {"handlers", StreamToBusyHandlers},
-    {mark::kLocks, HoldTheLock},
+    {"locks", HoldTheLock},
     {"notifiers", SwitchNotifiers},
-    {mark::kSettings, ChangeSettings},
+    {"settings", ChangeSettings},
+    {"heap", UseTheHeap, ShareTheHeap},
+    {"timer", ChangeSettings, StartTheTimer},
+    {"children", StartChildren, ExpectChildren},
+    {"twice", WorkInTwoThreads, StartTheOtherThread},
 };
-
-void ReportReady() {
-  if (write(tessaline_test::kReadyDescriptor, "r", 1) != 1) Fail("nobody listens");
-  close(tessaline_test::kReadyDescriptor);
-}
 
 }  // namespace
 
 int main(int argc, char** argv) {
   if (argc != 3) Fail("MODEL ACTIVITY");
-  for (const auto& [name, run] : kActivities) {
+  PrepareForTheEnd();
+  for (const auto& [name, work, prepare] : kActivities) {
     if (name != argv[2]) continue;
     StartUp(argv[1]);
     tessaline_board_set_sleep_factor(1);
+    const pid_t second_thread = prepare();
     tessaline_board_transcript_clear();
-    ReportReady();
-    run();
+    ReportAtWork(second_thread);
+    work();
   }
   Fail("no such activity");
 }
 
-// Stands before the C library's for the whole program: shows whose turn it is. The
-// thread's handler must not be called from here on.
-extern "C" int pthread_cancel(pthread_t thread) {
-  static const auto real = reinterpret_cast<int (*)(pthread_t)>(dlsym(RTLD_NEXT, "pthread_cancel"));
-  const auto note = [thread](Capture& capture, unsigned microseconds) {
-    if (!capture.known || !pthread_equal(capture.thread, thread)) return;
-    capture.cancelled = true;
-    usleep(microseconds);
-  };
-  note(images, mark::kImagesCancelled);
-  note(strips, mark::kStripsCancelled);
-  return real(thread);
+// These stand before the C library's for the whole program: they show whose turn it is. The
+// library makes the image thread's wake-up first, then the strip thread's; the descriptors
+// that stand for the board's devices can block. The thread's handler must not be called once
+// it was asked to end.
+extern "C" int eventfd(unsigned count, int flags)
+#if defined(__GLIBC__)
+    __THROW
+#endif
+{
+  static const auto real = reinterpret_cast<int (*)(unsigned, int)>(dlsym(RTLD_NEXT, "eventfd"));
+  const int fd = real(count, flags);
+  if ((flags & EFD_NONBLOCK) == 0) return fd;
+  for (Capture* capture : {&images, &strips}) {
+    int none = -1;
+    if (capture->wake_up.compare_exchange_strong(none, fd)) break;
+  }
+  return fd;
+}
+
+extern "C" int eventfd_write(int fd, eventfd_t value) {
+  static const auto real =
+      reinterpret_cast<int (*)(int, eventfd_t)>(dlsym(RTLD_NEXT, "eventfd_write"));
+  for (Capture* capture : {&images, &strips}) {
+    if (fd != capture->wake_up) continue;
+    capture->asked = true;
+    Leave(capture->asked_mark);
+  }
+  return real(fd, value);
 }

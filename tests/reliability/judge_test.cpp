@@ -219,6 +219,39 @@ TEST(Judge, ARetryThatChangesAResultIsADefect) {
   ExpectDefect(JudgeEio(transfer, outcome), "another result");
 }
 
+TEST(Judge, AnInterruptedCallIsMadeAgainInSilence) {
+  Call line = InOpenLaser("gpio", "write");
+  line.access = "write export 907";
+  Outcome outcome = Undisturbed();
+  outcome.events = {"gpio write failed: EINTR", "gpio write export 907"};
+  const auto judge = [&] { return Judge(kK36, line, EINTR, Undisturbed(), outcome); };
+  EXPECT_EQ(judge().verdict, Verdict::kRetried);
+  outcome.printed = {"Interrupted system call"};
+  ExpectDefect(judge(), "says \"Interrupted");
+  outcome.printed.clear();
+  outcome.results.back() = "OpenLaser = -1";
+  ExpectDefect(judge(), "another result");
+  outcome.results = Undisturbed().results;
+  outcome.events.back() = "gpio write gpio907/direction out";
+  ExpectDefect(judge(), "\"write export 907\" did not follow");
+  outcome.events.pop_back();
+  ExpectDefect(judge(), "did not follow");
+}
+
+TEST(Judge, AnInterruptedRegisterAccessIsMadeAgain) {
+  Call open = kRegister;
+  open.access = "read IMAGE_BLOCK_1 TRI_MODE = 0x00000003";
+  Outcome outcome = Undisturbed();
+  outcome.events = {"fpga open failed: EINTR", "fpga read IMAGE_BLOCK_1 TRI_MODE = 0x00000000"};
+  EXPECT_EQ(Judge(kK36, open, EINTR, Undisturbed(), outcome).verdict, Verdict::kRetried);
+  ExpectDefect(Judge(kK36, open, EINTR, Undisturbed(), RegisterLocked()), "hangs");
+}
+
+TEST(Judge, AnInterruptedTemperatureFailsAsAnyOther) {
+  const Call read{"iio", "read", 1, 0, "GetCpuTemp"};
+  EXPECT_EQ(RuleFor(kK36, read, EINTR), RuleFor(kK36, read, EIO));
+}
+
 TEST(Judge, ACrashIsADefect) {
   Outcome outcome = LineFailed();
   outcome.ending = Ending::kCrashed;
@@ -286,6 +319,16 @@ TEST(Calls, AreCountedWithinTheirStep) {
   EXPECT_EQ(calls[3].step, 1U);
   EXPECT_EQ(calls[3].nth, 0U);
   EXPECT_EQ(calls[3].during, "OpenLaser");
+}
+
+TEST(Calls, SayWhatAnOpenIsFor) {
+  const auto calls = CallsOf({"fpga open called", "fpga mmap called",
+                              "fpga write IMAGE_BLOCK_1 TRI_MODE = 0x00000003", "fpga open called",
+                              "fpga open called", "in SetTriMode = 0"});
+  ASSERT_EQ(calls.size(), 4U);
+  EXPECT_EQ(calls[0].access, "write IMAGE_BLOCK_1 TRI_MODE = 0x00000003");
+  EXPECT_EQ(calls[1].access, calls[0].access);
+  EXPECT_EQ(calls[2].access, "");
 }
 
 TEST(Calls, SayWhatAMappingOrATransferIsFor) {

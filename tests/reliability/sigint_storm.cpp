@@ -1,6 +1,9 @@
 // Interrupts an application at random moments, again and again, and checks that it ends
-// in order each time. Prints a table; fails if one run does not end as it should.
+// in order each time. Prints a table; fails if one run does not end as it should. The column
+// "cut" counts the ends that exit() did not come to in time: the thread that guards the end
+// made them. One that is in order is no failure where the interrupted thread used the heap.
 #include <stdlib.h>
+#include <sys/prctl.h>
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -20,12 +23,19 @@
 
 namespace {
 
+using tessaline_test::ActivityNamed;
 using tessaline_test::InterruptedEnd;
 using tessaline_test::InterruptedRun;
 using tessaline_test::Interruption;
 
-const std::vector<std::string> kActivities = {"idle",     "strips", "images",    "registers",
-                                              "handlers", "locks",  "notifiers", "settings"};
+using tessaline_test::kStormActivities;
+
+std::vector<std::string> AllActivities() {
+  std::vector<std::string> names;
+  for (const auto& activity : kStormActivities) names.emplace_back(activity.name);
+  return names;
+}
+
 const std::vector<std::string> kModels = {
     "K3610", "K3710",           "K3710ch16", "K3710ch16arm_rebuild",
     "K3810", "K3820",           "K3920",     "K3920arm_rebuild",
@@ -35,14 +45,18 @@ struct Options {
   unsigned runs = 1000;
   std::uint64_t seed = std::random_device{}();
   unsigned within_ms = 200;
-  double most_seconds = 2;
+  // The library's two seconds are from its handler's first statement. Until that is reached
+  // the virtual board finishes the call it is in, and at an ordinary end it writes its
+  // transcript afterwards: some ten thousand lines, on a machine that others use too.
+  double most_seconds = 2.5;
   std::string application;
-  std::vector<std::string> activities = kActivities;
+  std::vector<std::string> activities = AllActivities();
   std::vector<std::string> models = kModels;
 };
 
 struct Row {
   std::vector<double> seconds;
+  unsigned cut_short = 0;
   unsigned failures = 0;
 };
 
@@ -55,13 +69,14 @@ double Quantile(std::vector<double> values, double quantile) {
 
 void PrintRow(const std::string& name, const Row& row) {
   const auto ms = [&](double quantile) { return 1000 * Quantile(row.seconds, quantile); };
-  std::printf("%-11s %6zu %8.1f %8.1f %8.1f %9u\n", name.c_str(), row.seconds.size(), ms(0.5),
-              ms(0.99), ms(1), row.failures);
+  std::printf("%-11s %6zu %8.1f %8.1f %8.1f %6u %9u\n", name.c_str(), row.seconds.size(), ms(0.5),
+              ms(0.99), ms(1), row.cut_short, row.failures);
 }
 
 void Report(unsigned run, const Interruption& what, const InterruptedEnd& end) {
-  std::printf("run %u: %s, %s, interrupted after %.1f ms\n", run, what.model.c_str(),
-              what.activity.c_str(), static_cast<double>(what.after.count()) / 1000);
+  std::printf("run %u: %s, %s, interrupted after %.1f ms%s\n", run, what.model.c_str(),
+              std::string(what.activity.name).c_str(),
+              static_cast<double>(what.after.count()) / 1000, end.cut_short ? ", cut short" : "");
   for (const std::string& complaint : end.complaints) std::printf("    %s\n", complaint.c_str());
   std::fflush(stdout);
 }
@@ -86,13 +101,15 @@ bool Storm(const Options& options) {
   Row all;
   for (unsigned run = 0; run < options.runs; ++run) {
     const auto [model, activity] = ModelAndActivity(options, run);
-    const Interruption what{model, activity, std::chrono::microseconds(moment(random))};
+    const Interruption what{model, ActivityNamed(activity),
+                            std::chrono::microseconds(moment(random))};
     const fs::path directory = root / std::to_string(run);
     fs::create_directory(directory);
     const InterruptedEnd end =
         InterruptedRun(options.application, directory, options.most_seconds).Run(what);
-    for (Row* row : {&rows[what.activity], &all}) {
+    for (Row* row : {&rows[activity], &all}) {
       row->seconds.push_back(end.seconds);
+      if (end.cut_short) ++row->cut_short;
       if (!end.complaints.empty()) ++row->failures;
     }
     if (end.complaints.empty()) {
@@ -101,8 +118,8 @@ bool Storm(const Options& options) {
       Report(run, what, end);
     }
   }
-  std::printf("%-11s %6s %8s %8s %8s %9s\n", "activity", "runs", "p50 ms", "p99 ms", "max ms",
-              "failures");
+  std::printf("%-11s %6s %8s %8s %8s %6s %9s\n", "activity", "runs", "p50 ms", "p99 ms", "max ms",
+              "cut", "failures");
   for (const std::string& activity : options.activities) PrintRow(activity, rows[activity]);
   PrintRow("all", all);
   if (all.failures == 0) {
@@ -130,10 +147,12 @@ int main(int argc, char** argv) {
   app.add_option("--most", options.most_seconds, "longest time to the end, s")
       ->capture_default_str();
   app.add_option("--application", options.application, "the program to interrupt")->required();
-  app.add_option("--activity", options.activities, "only these")->check(CLI::IsMember(kActivities));
+  app.add_option("--activity", options.activities, "only these")
+      ->check(CLI::IsMember(AllActivities()));
   app.add_option("--model", options.models, "only these");
   CLI11_PARSE(app, argc, argv);
   std::printf("%u runs, seed %llu\n", options.runs, static_cast<unsigned long long>(options.seed));
   std::fflush(stdout);
+  prctl(PR_SET_CHILD_SUBREAPER, 1);  // the applications' children are looked at too
   return Storm(options) ? EXIT_SUCCESS : EXIT_FAILURE;
 }

@@ -1,0 +1,94 @@
+#include "reliability/StormEnd.h"
+
+#include <fcntl.h>
+#include <pthread.h>
+#include <semaphore.h>
+#include <signal.h>
+#include <sys/syscall.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <thread>
+
+#include "reliability/StormMarks.h"
+#include "reliability/StormTraffic.h"
+#include "tessaline/board.h"
+
+namespace storm {
+
+namespace {
+
+using tessaline_test::AtWork;
+using tessaline_test::CutShort;
+using tessaline_test::kReportDescriptor;
+
+// The process is past its end by so much at the most.
+constexpr long kForTranscriptNs = 300'000'000;
+
+sem_t cut_short;
+sem_t transcript_written;
+
+template <typename Message>
+bool Report(const Message& message) {
+  return write(kReportDescriptor, &message, sizeof message) == sizeof message;
+}
+
+// What the board does at an ordinary end.
+void WriteTranscript() {
+  const char* const path = std::getenv("TESSALINE_BOARD_TRANSCRIPT");
+  char* const text = tessaline_board_transcript(TESSALINE_BOARD_JSON_LINES);
+  const int file = open(path, O_CREAT | O_TRUNC | O_WRONLY | O_CLOEXEC, 0644);
+  const char* rest = text;
+  for (ssize_t written; (written = write(file, rest, std::strlen(rest))) > 0;) rest += written;
+  close(file);
+}
+
+// A thread of its own, as nobody knows what the one that ends the process may wait for. The
+// first thing it does is to get itself a part of the heap that no other thread uses.
+void WaitForTheCut() {
+  std::free(std::malloc(1));
+  while (sem_wait(&cut_short) != 0) {
+  }
+  WriteTranscript();
+  sem_post(&transcript_written);
+}
+
+void CutIsMade() {
+  Report(CutShort{std::chrono::steady_clock::now()});
+  sem_post(&cut_short);
+  timespec until{};
+  clock_gettime(CLOCK_MONOTONIC, &until);
+  until.tv_nsec += kForTranscriptNs;
+  until.tv_sec += until.tv_nsec / 1'000'000'000;
+  until.tv_nsec %= 1'000'000'000;
+  sem_clockwait(&transcript_written, CLOCK_MONOTONIC, &until);
+}
+
+}  // namespace
+
+void PrepareForTheEnd() {
+  fcntl(kReportDescriptor, F_SETFD, FD_CLOEXEC);
+  sem_init(&cut_short, 0, 0);
+  sem_init(&transcript_written, 0, 0);
+  sigset_t all;
+  sigset_t before;
+  sigfillset(&all);
+  pthread_sigmask(SIG_BLOCK, &all, &before);
+  std::thread(WaitForTheCut).detach();
+  pthread_sigmask(SIG_SETMASK, &before, nullptr);
+}
+
+void ReportAtWork(pid_t second_thread) {
+  if (!Report(AtWork{second_thread})) Fail("nobody listens");
+}
+
+}  // namespace storm
+
+// Stands before the C library's for the whole program, but not for its own exit(): who comes
+// here with status 0 does not wait for that any longer.
+extern "C" void _exit(int status) {
+  if (status == EXIT_SUCCESS) storm::CutIsMade();
+  for (;;) syscall(SYS_exit_group, status);
+}
