@@ -1,5 +1,6 @@
 #include <atomic>
 
+#include "api/InterruptedChild.h"
 #include "api/StartedBoard.h"
 #include "support/LibraryAllocations.h"
 
@@ -46,5 +47,30 @@ TEST_P(NoneInTheSteadyState, OfTheCaptureThreads) {
 }
 
 INSTANTIATE_TEST_SUITE_P(CollectModes, NoneInTheSteadyState, ::testing::Values(0u, 1u));
+
+// The thread that is interrupted may be in the heap itself.
+class NoneAtTheEnd : public ::testing::TestWithParam<const char*> {};
+
+TEST_P(NoneAtTheEnd, OfTheSigintHandlerNorOfSwitchingTheLaserOff) {
+  ASSERT_TRUE(FindLibraryCode());
+  const auto outcome = tessaline_test::InAChild([] {
+    static std::uint64_t before = 0;
+    tessaline_board_select(GetParam());
+    tessaline_board_set_sleep_factor(0);
+    log_set_quiet(true);
+    GetLibVersion(GetParam());
+    if (RegisterHardwareInit() != 0) _exit(99);
+    atexit([] {
+      CloseLaser();
+      _exit(LibraryAllocations() == before ? 7 : 8);
+    });
+    before = LibraryAllocations();
+    raise(SIGINT);
+  });
+  tessaline_test::ExpectExit(outcome, 7);
+}
+
+INSTANTIATE_TEST_SUITE_P(OfEachCaptureDevice, NoneAtTheEnd,
+                         ::testing::Values("K3610", "K3920", "K4010"));
 
 }  // namespace
