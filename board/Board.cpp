@@ -227,14 +227,16 @@ Device* Board::Find(const std::string& path) const {
   return nullptr;
 }
 
-int Board::OpenFiles(const std::string& name) const {
+Device* Board::Named(const std::string& name) const {
   for (const auto& device : devices_) {
-    if (device->Name() != name) continue;
-    if (const auto* counted = dynamic_cast<const CountedDevice*>(device.get())) {
-      return static_cast<int>(counted->OpenFiles());
-    }
+    if (device->Name() == name) return device.get();
   }
-  return -1;
+  return nullptr;
+}
+
+int Board::OpenFiles(const std::string& name) const {
+  const auto* counted = dynamic_cast<const CountedDevice*>(Named(name));
+  return counted == nullptr ? -1 : static_cast<int>(counted->OpenFiles());
 }
 
 ChipAccess* Board::chip(const std::string& name) {

@@ -36,6 +36,8 @@ class Board {
 
   // The device behind a path, or null.
   Device* Find(const std::string& path) const;
+  // The one the transcript calls so, or null.
+  Device* Named(const std::string& name) const;
 
   // Open files of a device by name; -1: no such device, or it does not count.
   int OpenFiles(const std::string& device) const;

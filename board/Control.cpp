@@ -165,6 +165,15 @@ void tessaline_board_frame_fault(int stream, enum tessaline_board_frame_fault ki
   board::PlantFrameFault(stream, kind, skip, count);
 }
 
+int tessaline_board_set_poll(const char* device, int implemented) {
+  return AskBoard(-1, [=](Board& board) {
+    board::Device* found = board.Named(device);
+    if (found == nullptr) return -1;
+    found->SetPoll(implemented != 0);
+    return 0;
+  });
+}
+
 void tessaline_board_clear_faults(void) { board::ClearFaults(); }
 
 int tessaline_board_open_files(const char* device) {

@@ -48,6 +48,8 @@ class Device {
   virtual std::string Name() const = 0;
   virtual bool Claims(const std::string& path) const = 0;
   virtual OpenResult Open(const std::string& path, int flags) = 0;
+  // Without poll in its driver a device is ready at any time, whatever it is asked.
+  virtual void SetPoll(bool /*implemented*/) {}
   // The board is gone: calls that wait in the device's files return.
   virtual void Unplug() {}
 };

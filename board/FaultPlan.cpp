@@ -109,6 +109,10 @@ bool PlantTemperature(const Words& words) {
   return true;
 }
 
+bool PlantNoPoll(const Words& words) {
+  return words.size() == 2 && tessaline_board_set_poll(words[1].c_str(), 0) == 0;
+}
+
 struct Kind {
   std::string_view name;
   bool (*plant)(const Words& words);
@@ -121,7 +125,8 @@ constexpr std::array kKinds{
     Kind{"absent", PlantAbsence, "absent CHIP"},
     Kind{"chip", PlantChipValue, "chip CHIP ADDRESS VALUE"},
     Kind{"register", PlantRegister, "register NAME VALUE"},
-    Kind{"temperature", PlantTemperature, "temperature RAW"}};
+    Kind{"temperature", PlantTemperature, "temperature RAW"},
+    Kind{"nopoll", PlantNoPoll, "nopoll DEVICE"}};
 
 Words Split(std::string_view fault) {
   Words words;

@@ -40,6 +40,8 @@ int OpenAny(int directory, const char* path, int flags, mode_t mode) {
     const int fd = InBoard(true, [=] { return OpenDevice(path, flags); });
     if (fd != kNotOurs) return AsSystemCall(fd);
   }
+  // That call itself is none.
+  pthread_testcancel();
   return real::Open(directory, path, flags, mode);
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <errno.h>
+#include <pthread.h>
 
 #include <cstdint>
 #include <memory>
@@ -29,9 +30,11 @@ __attribute__((noinline)) auto Run(Call& call) {
   return call();
 }
 
-// Out of line, so that what the call destroys stays out of this frame.
+// Out of line, so that what the call destroys stays out of this frame: a thread may end in
+// a cancellation point before anything is done, and later where it waits.
 template <typename Call>
 auto InBoard(bool cancellation_point, Call call) {
+  if (cancellation_point) pthread_testcancel();
   EnterBoard(cancellation_point);
   const auto result = Run(call);
   LeaveBoard();

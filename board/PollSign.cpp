@@ -2,6 +2,7 @@
 
 #include <errno.h>
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/eventfd.h>
 
 #include <cstdint>
@@ -55,6 +56,22 @@ void PollSign::Show(bool ready) {
   } else {
     real::Read(fd_, &count, sizeof count);
   }
+}
+
+void PollSigns::Update(bool ready) {
+  for (PollSign* sign : signs_) Update(*sign, ready);
+}
+
+short PollSigns::Watch(PollSign& sign, short now) const {
+  if (!implemented_) now = POLLIN | POLLRDNORM | POLLOUT | POLLWRNORM;
+  sign.Watch(now != 0);
+  return now;
+}
+
+void PollSigns::SetPoll(bool implemented) {
+  implemented_ = implemented;
+  // Whoever waits looks again: he is told too much rather than nothing.
+  for (PollSign* sign : signs_) sign->Update(true);
 }
 
 void PollSign::Renew() {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <vector>
 
 namespace board {
 
@@ -41,6 +42,26 @@ class PollSign {
   bool watched_ = false;
   bool shown_ = false;
   std::atomic<bool> exact_{false};
+};
+
+// The signs of a device's open files, each from its opening to its close. Under the lock
+// that guards what makes them ready.
+class PollSigns {
+ public:
+  void Add(PollSign& sign) { signs_.push_back(&sign); }
+  void Remove(PollSign& sign) { std::erase(signs_, &sign); }
+
+  void Update(bool ready);
+  void Update(PollSign& sign, bool ready) const { sign.Update(ready || !implemented_); }
+  // What poll reports of a file that is ready for `now`, and whose sign is watched then.
+  short Watch(PollSign& sign, short now) const;
+
+  // Without poll in the driver all files are ready for everything.
+  void SetPoll(bool implemented);
+
+ private:
+  std::vector<PollSign*> signs_;
+  bool implemented_ = true;
 };
 
 }  // namespace board

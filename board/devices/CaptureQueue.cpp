@@ -200,7 +200,7 @@ int CaptureQueue::Dequeue(v4l2_buffer* request, Owner owner) {
   if (done_.empty()) return -EAGAIN;
   const unsigned index = done_.front();
   done_.pop_front();
-  UpdateSigns();
+  signs_.Update(IsReady());
   buffers_[index].state = State::kDequeued;
   Describe(index, request);
   return 0;
@@ -214,7 +214,7 @@ int CaptureQueue::StreamOn(unsigned type, Owner owner) {
     if (owner_ != nullptr && owner_ != owner) return -EBUSY;
     if (buffers_.empty()) return -EINVAL;
     streaming_ = true;
-    UpdateSigns();
+    signs_.Update(IsReady());
   }
   listener_();
   return 0;
@@ -241,7 +241,7 @@ void CaptureQueue::StopLocked(std::unique_lock<std::mutex>& lock) {
   fill_ended_.wait(lock, [&] { return !filling(); });
   done_.clear();
   for (Buffer& buffer : buffers_) buffer.state = State::kDequeued;
-  UpdateSigns();
+  signs_.Update(IsReady());
   filled_.Ring();
 }
 
@@ -271,23 +271,23 @@ void CaptureQueue::Closed(Owner owner) {
 
 void CaptureQueue::Add(PollSign& sign) {
   const std::lock_guard lock(mutex_);
-  signs_.push_back(&sign);
+  signs_.Add(sign);
 }
 
 void CaptureQueue::Remove(PollSign& sign) {
   const std::lock_guard lock(mutex_);
-  std::erase(signs_, &sign);
+  signs_.Remove(sign);
 }
 
-void CaptureQueue::UpdateSigns() {
-  for (PollSign* sign : signs_) sign->Update(IsReady());
+void CaptureQueue::SetPoll(bool implemented) {
+  const std::lock_guard lock(mutex_);
+  signs_.SetPoll(implemented);
 }
 
 short CaptureQueue::Ready(PollSign& sign) {
   const std::lock_guard lock(mutex_);
-  sign.Watch(IsReady());
-  if (unplugged_ || !streaming_) return POLLERR;
-  return done_.empty() ? 0 : POLLIN | POLLRDNORM;
+  if (unplugged_ || !streaming_) return signs_.Watch(sign, POLLERR);
+  return signs_.Watch(sign, done_.empty() ? 0 : POLLIN | POLLRDNORM);
 }
 
 bool CaptureQueue::Streaming() const {
@@ -328,7 +328,7 @@ void CaptureQueue::Finish(const Fill& fill, std::size_t bytes_used, std::uint32_
     buffer.sequence = sequence;
     buffer.time = MonotonicTime();
     done_.push_back(fill.index);
-    UpdateSigns();
+    signs_.Update(IsReady());
     fill_ended_.notify_all();
   }
   filled_.Ring();

@@ -45,6 +45,7 @@ class CaptureQueue {
   void Closed(Owner owner);  // its stream ends, its buffers are freed
   // poll; each open file has a sign from its opening to its close.
   short Ready(PollSign& sign);
+  void SetPoll(bool implemented);
   void Add(PollSign& sign);
   void Remove(PollSign& sign);
   Doorbell& Filled() { return filled_; }  // rung when Dequeue may find something
@@ -81,7 +82,6 @@ class CaptureQueue {
   };
 
   bool IsReady() const { return unplugged_ || !streaming_ || !done_.empty(); }
-  void UpdateSigns();
   std::size_t SizeImage() const { return std::size_t{width_} * height_; }
   std::size_t PageOffset(unsigned index) const;
   bool Allocate(unsigned count);
@@ -104,7 +104,7 @@ class CaptureQueue {
   std::vector<Buffer> buffers_;
   std::deque<unsigned> queued_;
   std::deque<unsigned> done_;
-  std::vector<PollSign*> signs_;
+  PollSigns signs_;
 };
 
 }  // namespace board

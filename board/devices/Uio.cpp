@@ -33,12 +33,17 @@ class Uio::Interrupt {
 
   void Add(PollSign& sign) {
     const std::lock_guard lock(mutex_);
-    signs_.push_back(&sign);
+    signs_.Add(sign);
   }
 
   void Remove(PollSign& sign) {
     const std::lock_guard lock(mutex_);
-    std::erase(signs_, &sign);
+    signs_.Remove(sign);
+  }
+
+  void SetPoll(bool implemented) {
+    const std::lock_guard lock(mutex_);
+    signs_.SetPoll(implemented);
   }
 
   void Enable(bool enable) {
@@ -56,7 +61,7 @@ class Uio::Interrupt {
     {
       const std::lock_guard lock(mutex_);
       gone_ = true;
-      ShowAll();
+      signs_.Update(true);
     }
     bell_.Ring();
   }
@@ -75,17 +80,15 @@ class Uio::Interrupt {
   std::uint32_t Take(std::atomic<std::uint32_t>& seen, PollSign& sign) {
     const std::lock_guard lock(mutex_);
     seen = count_;
-    sign.Update(gone_);
+    signs_.Update(sign, gone_);
     return count_;
   }
 
   // POLLIN, POLLERR... as poll reports them.
   short Ready(const std::atomic<std::uint32_t>& seen, PollSign& sign) {
     const std::lock_guard lock(mutex_);
-    const bool fired = count_ != seen;
-    sign.Watch(fired || gone_);
-    if (gone_) return POLLERR | POLLHUP;
-    return fired ? POLLIN | POLLRDNORM : 0;
+    if (gone_) return signs_.Watch(sign, POLLERR | POLLHUP);
+    return signs_.Watch(sign, count_ != seen ? POLLIN | POLLRDNORM : 0);
   }
 
   // Waits until the count differs from `last`; returns 0 or the negative errno.
@@ -106,11 +109,7 @@ class Uio::Interrupt {
   void Deliver() {
     ++count_;
     enabled_ = false;
-    ShowAll();
-  }
-
-  void ShowAll() {
-    for (PollSign* sign : signs_) sign->Update(true);
+    signs_.Update(true);
   }
 
   mutable std::mutex mutex_;
@@ -119,7 +118,7 @@ class Uio::Interrupt {
   std::uint32_t count_ = 0;  // delivered to the driver's handler
   unsigned raised_ = 0;
   std::atomic<bool> gone_{false};
-  std::vector<PollSign*> signs_;  // of the open files
+  PollSigns signs_;
   Doorbell bell_;
 };
 
@@ -168,6 +167,8 @@ class Uio::File : public OpenFile {
 };
 
 Uio::Uio(unsigned number) : interrupt_(std::make_shared<Interrupt>(number)) {}
+
+void Uio::SetPoll(bool implemented) { interrupt_->SetPoll(implemented); }
 
 void Uio::Unplug() { interrupt_->Unplug(); }
 

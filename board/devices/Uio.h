@@ -14,6 +14,7 @@ class Uio : public CountedDevice {
  public:
   explicit Uio(unsigned number);
 
+  void SetPoll(bool implemented) override;
   // Ends the blocked reads with ENODEV: the board is pulled out under them.
   void Unplug() override;
 

@@ -15,6 +15,7 @@ class VideoNode : public Device {
   std::string Name() const override { return name_; }
   bool Claims(const std::string& path) const override { return path == "/dev/" + name_; }
   OpenResult Open(const std::string& path, int flags) override;
+  void SetPoll(bool implemented) override { queue_.SetPoll(implemented); }
   void Unplug() override { queue_.Unplug(); }
 
   CaptureQueue& Buffers() { return queue_; }
