@@ -10,4 +10,6 @@ void PrintReorderGrowth(const Options& options);
 void PrintStripPassRows(const Options& options);
 void PrintStripPassGrowth(const Options& options);
 
+void PrintWaitingRows(const Options& options);
+
 }  // namespace bench

@@ -1,6 +1,7 @@
-// A register access of the library against its four system calls made bare: on the
-// virtual board, and with a plain file in place of /dev/mem, where the calls are the
-// kernel's own and cost the least that they can.
+// A register access of the library against its four system calls made bare, and a change of
+// a register, which nobody else's comes in between of, against the same made of single
+// accesses: on the virtual board, and with a plain file in place of /dev/mem, where the calls
+// are the kernel's own and cost the least that they can.
 
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -87,16 +88,32 @@ std::uint32_t LibraryWrite() {
   return fpga_write_addr(kBlock, fpga::TRI_SPACING.Index(), kWritten);
 }
 
+constexpr fpga::Field kChanged = fpga::kLasTriPolarity;
+
+std::uint32_t ReadChanged() { return fpga_read_addr(kBlock, kChanged.reg.Index()); }
+
+std::uint32_t LibraryChange() { return static_cast<std::uint32_t>(SetLasTriPolarity(1)); }
+
+std::uint32_t SingleAccesses() {
+  const std::uint32_t changed = (ReadChanged() & ~kChanged.Mask()) | kChanged.Mask();
+  return fpga_write_addr(kBlock, kChanged.reg.Index(), changed);
+}
+
 using Access = std::uint32_t (*)();
 
 struct Kind {
   const char* name;
   Access library, bare;
+  Access look;
   std::uint32_t left_behind;
+  bool needs_start_up = false;
 };
 
-constexpr Kind kKinds[]{{"register read", LibraryRead, BareRead, kBefore},
-                        {"register write", LibraryWrite, BareWrite, kWritten}};
+constexpr Kind kKinds[]{
+    {"register read / its four calls", LibraryRead, BareRead, BareRead, kBefore},
+    {"register write / its four calls", LibraryWrite, BareWrite, BareRead, kWritten},
+    {"register change / a read and a write", LibraryChange, SingleAccesses,
+     [] { return ReadChanged() & kChanged.Mask(); }, kChanged.Mask(), true}};
 
 double TimeOf(Access access, int times) {
   const double start = ThreadNanoseconds();
@@ -117,7 +134,7 @@ struct Rounds {
 Rounds Measure(const Kind& kind, const Options& options) {
   log_set_level(TESSALINE_LOG_ERROR);
   kind.library();
-  if (BareRead() != kind.left_behind) {
+  if (kind.look() != kind.left_behind) {
     std::fprintf(stderr, "a %s left another value behind\n", kind.name);
     std::exit(1);
   }
@@ -132,6 +149,15 @@ Rounds Measure(const Kind& kind, const Options& options) {
     rounds.bare[i] = took[1];
   }
   return rounds;
+}
+
+void PlugInFor(const Kind& kind) {
+  tessaline_board_select("K3610");
+  tessaline_board_transcript_enable(0);
+  if (!kind.needs_start_up) return;
+  tessaline_board_set_sleep_factor(0);
+  GetLibVersion("K3610");
+  if (RegisterHardwareInit() != 0) std::exit(1);
 }
 
 void PrintRow(const std::string& what, const Rounds& rounds) {
@@ -166,9 +192,8 @@ class MemoryFile {
 
 void PrintRegisterRows(const Options& options) {
   for (const Kind& kind : kKinds) {
-    PrintRow(std::string(kind.name) + " / its four calls, on the virtual board", InOwnProcess([&] {
-               tessaline_board_select("K3610");
-               tessaline_board_transcript_enable(0);
+    PrintRow(std::string(kind.name) + ", on the virtual board", InOwnProcess([&] {
+               PlugInFor(kind);
                tessaline_board_register_set(static_cast<unsigned>(fpga::TRI_SPACING.block),
                                             fpga::TRI_SPACING.offset, kBefore);
                return Measure(kind, options);
@@ -176,7 +201,8 @@ void PrintRegisterRows(const Options& options) {
   }
   for (const Kind& kind : kKinds) {
     const MemoryFile file;
-    PrintRow(std::string(kind.name) + " / its four calls, the kernel's", InOwnProcess([&] {
+    PrintRow(std::string(kind.name) + ", the kernel's", InOwnProcess([&] {
+               if (kind.needs_start_up) PlugInFor(kind);
                memory_path = file.path();
                return Measure(kind, options);
              }));

@@ -5,6 +5,7 @@
 #include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <array>
@@ -135,6 +136,12 @@ Run MeasureStartUp(const char* model, bool sleep, std::size_t dma_bytes) {
   return Measure(StartUp);
 }
 
+void Sleep(unsigned microseconds) {
+  const timespec time{static_cast<time_t>(microseconds / 1'000'000),
+                      static_cast<long>(microseconds % 1'000'000) * 1000};
+  clock_nanosleep(CLOCK_MONOTONIC, 0, &time, nullptr);
+}
+
 // The same pauses, as promptly, with nothing in between.
 Run MeasureBareSleeps(const char* model, bool sleep, const Pauses& demanded) {
   PlugIn(model, sleep);
@@ -142,7 +149,7 @@ Run MeasureBareSleeps(const char* model, bool sleep, const Pauses& demanded) {
   return Measure([&](Pauses& pauses) {
     const PauseRecorder recorder(pauses);
     const VeltranoSDK::PromptSleeps prompt_sleeps;
-    for (std::size_t i = 0; i < demanded.count; ++i) usleep(demanded.microseconds[i]);
+    for (std::size_t i = 0; i < demanded.count; ++i) Sleep(demanded.microseconds[i]);
   });
 }
 

@@ -9,19 +9,15 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <string>
-#include <thread>
-#include <vector>
 
-#include "DeviceManager.h"
+#include "CaptureRun.h"
 #include "Growth.h"
 #include "HotPaths.h"
-#include "Runnable/CaptureStripStream.h"
 #include "Runnable/StripWalk.h"
-#include "StripDevice.h"
+#include "StripBuffers.h"
 
 namespace bench {
 
@@ -29,69 +25,10 @@ namespace {
 
 using VeltranoSDK::StripHeader;
 
-constexpr std::size_t kBufferBytes = 655360;
-constexpr std::size_t kPointBytes = 8;
-constexpr std::size_t kDriverBuffers = 18;
-constexpr std::size_t kCachedBuffers = 4;
-
-struct Load {
-  std::uint32_t strips;
-  std::uint32_t points;  // of each
-  std::size_t buffers;
-};
-
-// Buffers full of strips, each beginning on a page. The frame ids run on from buffer to
-// buffer, and begin anew with the first.
-class StripBuffers {
- public:
-  explicit StripBuffers(const Load& load) : load_(load), memory_(Map(load.buffers)) {
-    for (std::size_t i = 0; i < load.buffers; ++i) {
-      std::byte* at = Buffer(i);
-      for (std::uint32_t strip = 0; strip < load.strips; ++strip) {
-        const std::uint64_t before = i * load.strips + strip;
-        const StripHeader header{before + 1, before, before, load.points};
-        std::memcpy(at, &header, sizeof header);
-        at += sizeof header + kPointBytes * load.points;
-      }
-    }
-  }
-  ~StripBuffers() { munmap(memory_, load_.buffers * kBufferBytes); }
-  StripBuffers(const StripBuffers&) = delete;
-  StripBuffers& operator=(const StripBuffers&) = delete;
-
-  std::byte* Memory() const { return memory_; }
-  unsigned Place(std::size_t turn) const { return static_cast<unsigned>(turn % load_.buffers); }
-  std::byte* Buffer(std::size_t turn) const { return memory_ + Place(turn) * kBufferBytes; }
-
-  // As the FPGA completes it: the library has cleared the count.
-  std::byte* Filled(std::size_t turn) const {
-    PutCount(Buffer(turn), load_.strips);
-    return Buffer(turn);
-  }
-
-  static void PutCount(std::byte* buffer, std::uint64_t count) {
-    std::memcpy(buffer + kBufferBytes - sizeof count, &count, sizeof count);
-  }
-
- private:
-  static std::byte* Map(std::size_t buffers) {
-    void* memory = mmap(nullptr, buffers * kBufferBytes, PROT_READ | PROT_WRITE,
-                        MAP_PRIVATE | MAP_ANONYMOUS | MAP_POPULATE, -1, 0);
-    if (memory == MAP_FAILED) {
-      std::perror("no memory for the strips");
-      std::exit(1);
-    }
-    return static_cast<std::byte*>(memory);
-  }
-
-  Load load_;
-  std::byte* memory_;
-};
-
 // One copy of it, wherever it is called from.
 [[gnu::noinline]] std::uint32_t BareWalk(std::byte* buffer) {
   std::uint32_t count = 0;
-  std::memcpy(&count, buffer + kBufferBytes - 8, sizeof count);
+  std::memcpy(&count, buffer + kStripBufferBytes - 8, sizeof count);
   const std::byte* at = buffer;
   for (std::uint32_t i = 0; i < count; ++i) {
     std::uint64_t points = 0;
@@ -102,27 +39,28 @@ class StripBuffers {
   return static_cast<std::uint32_t>(at - buffer);
 }
 
+constexpr std::size_t kCachedBuffers = 4;
+
 // Serves as fast as it is taken. Before or after a batch of passes the same thread walks
 // as many buffers bare: one round.
 class RacingDevice final : private StripBuffers, public StripDevice {
  public:
   RacingDevice(const Load& load, int rounds)
       : StripBuffers(load),
-        StripDevice(Memory(), static_cast<unsigned>(load.buffers), kBufferBytes),
+        StripDevice(Memory(), static_cast<unsigned>(load.buffers), kStripBufferBytes),
         rounds_(static_cast<std::size_t>(rounds)),
         passes_(20000 / load.strips + 20) {}
 
   const Comparison& times() const { return times_; }
 
  private:
-  bool Next(unsigned& index) override {
+  bool HasNext() override { return times_.ratio.Size() < rounds_; }
+  unsigned Next() override {
     if (pass_ == passes_) EndRound();
-    if (times_.ratio.Size() == rounds_) return false;
     if (pass_ == 0) BeginRound();
     ++pass_;
     Filled(++turn_);
-    index = Place(turn_);
-    return true;
+    return Place(turn_);
   }
 
   bool BareGoesFirst() const { return times_.ratio.Size() % 2 == 1; }
@@ -157,19 +95,6 @@ class RacingDevice final : private StripBuffers, public StripDevice {
 
 void OnStrips(unsigned, unsigned, void*) {}
 
-void RunStripThread(const std::shared_ptr<StripDevice>& device,
-                    VeltranoSDK::CaptureStripStream::StripBufCallback callback) {
-  VeltranoSDK::DeviceManagerHolder::Instance()->v4l2_buf_ = device;
-  const auto thread = std::make_shared<VeltranoSDK::CaptureStripStream>();
-  thread->RegisterStripBufCallback(std::move(callback));
-  thread->Start();
-  thread->Detach();
-  while (!device->IsDone()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  if (thread->Cancel() && thread->ReleaseResource()) return;
-  std::fprintf(stderr, "the strip thread did not end\n");
-  std::exit(1);
-}
-
 Comparison Measure(const Load& load, int rounds) {
   const auto device = std::make_shared<RacingDevice>(load, rounds);
   RunStripThread(device, OnStrips);
@@ -185,7 +110,7 @@ constexpr std::size_t kPageBytes = 4096;
 
 void OnFault(int number, siginfo_t* info, void* context) {
   auto* const address = static_cast<std::byte*>(info->si_addr);
-  if (watched != nullptr && address >= watched && address < watched + kBufferBytes) {
+  if (watched != nullptr && address >= watched && address < watched + kStripBufferBytes) {
     ++pages_touched;
     std::byte* const page =
         watched + static_cast<std::size_t>(address - watched) / kPageBytes * kPageBytes;
@@ -200,17 +125,16 @@ class WatchedDevice final : private StripBuffers, public StripDevice {
  public:
   explicit WatchedDevice(const Load& load)
       : StripBuffers(load),
-        StripDevice(Memory(), static_cast<unsigned>(load.buffers), kBufferBytes) {}
+        StripDevice(Memory(), static_cast<unsigned>(load.buffers), kStripBufferBytes) {}
 
   unsigned Pages() const { return pages_; }
 
  private:
-  bool Next(unsigned& index) override {
-    if (turn_ == kDriverBuffers) return false;
+  bool HasNext() override { return turn_ < kDriverBuffers; }
+  unsigned Next() override {
     watched = Filled(++turn_);
-    mprotect(watched, kBufferBytes, PROT_NONE);
-    index = Place(turn_);
-    return true;
+    mprotect(watched, kStripBufferBytes, PROT_NONE);
+    return Place(turn_);
   }
   void Queued() override { pages_ = std::max(pages_, pages_touched.exchange(0)); }
 

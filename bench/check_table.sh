@@ -12,10 +12,13 @@ printf '%s\n' "$table"
 printf '%s\n' "$table" | awk -F'|' '
   BEGIN {
     wanted["image reorder "] = 9
-    wanted["strip pass, "] = 3
+    wanted[" / bare walk, "] = 3
+    wanted[", waiting in poll / not waiting"] = 2
+    wanted["poll of a device and a wake-up, "] = 1
     wanted["pages of 160 touched "] = 1
     wanted["register read / its four calls, "] = 2
     wanted["register write / its four calls, "] = 2
+    wanted["register change / a read and a write, "] = 2
     wanted[" / bare DQBUF and QBUF"] = 4
     wanted["inverting them in place"] = 1
     wanted["allocations of the library in "] = 2
@@ -37,6 +40,7 @@ printf '%s\n' "$table" | awk -F'|' '
     } else if ($3 !~ /[0-9] *(ns|us|ms|s|\/s|MB|kB)? *$/ || $3 + 0 <= 0) complain($0)
     if ($2 ~ /pages/ && $3 + 0 != 4) complain($0)
     if ($4 ~ /[^ ]/ && $5 ~ /[^ ]/ && ($5 + 0 < 0.001 || $5 + 0 > 1000)) complain($0)
+    if ($6 ~ /inf|nan/) complain($0)
     if ($2 ~ / \/ / && $5 !~ /[0-9] \([0-9.]+ \.\. [0-9.]+\)/) complain($0)
   }
   END {

@@ -23,5 +23,6 @@ int main(int argc, char** argv) {
   bench::PrintHeading();
   bench::PrintReorderRows(options);
   bench::PrintStripPassRows(options);
+  bench::PrintWaitingRows(options);
   return 0;
 }

@@ -6,8 +6,9 @@ target_include_directories(bench_table PUBLIC ${CMAKE_SOURCE_DIR}/bench)
 target_link_libraries(bench_table PUBLIC tessaline_options)
 
 add_executable(bench_hot_paths ${CMAKE_SOURCE_DIR}/bench/hot_paths.cpp
-  ${CMAKE_SOURCE_DIR}/bench/Reorder.cpp ${CMAKE_SOURCE_DIR}/bench/StripDevice.cpp
-  ${CMAKE_SOURCE_DIR}/bench/StripPass.cpp)
+  ${CMAKE_SOURCE_DIR}/bench/Driver.cpp ${CMAKE_SOURCE_DIR}/bench/Reorder.cpp
+  ${CMAKE_SOURCE_DIR}/bench/StripDevice.cpp ${CMAKE_SOURCE_DIR}/bench/StripPass.cpp
+  ${CMAKE_SOURCE_DIR}/bench/Waiting.cpp)
 target_link_libraries(bench_hot_paths PRIVATE bench_table tessaline_objects tessaline-board
   ${CMAKE_DL_LIBS})
 
