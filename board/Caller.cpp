@@ -17,6 +17,7 @@ struct CallerState {
   int cancel_type = PTHREAD_CANCEL_DEFERRED;
   bool cancellation_point = false;
   sigset_t signals{};  // blocked
+  int error = 0;       // errno
 };
 thread_local CallerState caller;
 
@@ -128,6 +129,7 @@ void EnterBoard(bool cancellation_point) {
     caller.cancel_state = before;
     pthread_setcanceltype(PTHREAD_CANCEL_DEFERRED, &caller.cancel_type);
     caller.cancellation_point = cancellation_point;
+    caller.error = errno;
     GoInside();
   }
   ++caller.depth;
@@ -139,6 +141,7 @@ void LeaveBoard() {
   // A handler that runs as soon as its signal is let through makes calls of its own.
   const CallerState outside = caller;
   int ignored = 0;
+  errno = outside.error;
   pthread_sigmask(SIG_SETMASK, &outside.signals, nullptr);
   pthread_setcanceltype(outside.cancel_type, &ignored);
   pthread_setcancelstate(outside.cancel_state, &ignored);

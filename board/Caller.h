@@ -14,7 +14,8 @@ namespace board {
 // the board, which it may need itself. The outermost call remembers what the caller
 // had; the waits below put that back while they last. Two plain functions and no scope
 // object: a caller whose cancellation is asynchronous may be ended just before
-// EnterBoard has run, and a frame with destructors cannot be unwound from there.
+// EnterBoard has run, and a frame with destructors cannot be unwound from there. What
+// the board does inside leaves errno alone, as a system call that succeeds does.
 //
 // cancellation_point: the call is one (read, poll, usleep), so that a wait in it
 // ends at once when the caller's cancellation is enabled. An ioctl is none: only a

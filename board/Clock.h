@@ -3,6 +3,7 @@
 #include <time.h>
 
 #include <cstdint>
+#include <limits>
 
 namespace board {
 
@@ -18,10 +19,12 @@ constexpr std::int64_t kNsPerSecond = 1'000'000'000;
 constexpr timespec ToTimespec(std::int64_t nanoseconds) {
   return {nanoseconds / kNsPerSecond, nanoseconds % kNsPerSecond};
 }
-// Negative: no valid length of time.
+constexpr auto kMaxNs = std::numeric_limits<std::int64_t>::max();
+// Negative: no valid length of time. One too long to count is the longest there is.
 constexpr std::int64_t ToNs(const timespec& time) {
-  const bool valid = time.tv_sec >= 0 && time.tv_nsec >= 0 && time.tv_nsec < kNsPerSecond;
-  return valid ? time.tv_sec * kNsPerSecond + time.tv_nsec : -1;
+  if (time.tv_sec < 0 || time.tv_nsec < 0 || time.tv_nsec >= kNsPerSecond) return -1;
+  if (time.tv_sec >= kMaxNs / kNsPerSecond) return kMaxNs;
+  return time.tv_sec * kNsPerSecond + time.tv_nsec;
 }
 
 void SetSleepFactor(double factor);

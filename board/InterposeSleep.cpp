@@ -5,6 +5,7 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <string>
 
 #include "Clock.h"
@@ -15,26 +16,53 @@
 namespace board {
 namespace {
 
-// Notes a sleep and returns how much of it is really slept.
-std::int64_t ScaledSleep(std::int64_t nanoseconds) {
-  return InBoard(true, [=] {
-    Record("sleep", std::to_string((nanoseconds + 999) / 1000));
-    const auto slept = static_cast<std::int64_t>(static_cast<double>(nanoseconds) * SleepFactor());
-    if (slept < nanoseconds) AdvanceNs(nanoseconds - slept);
-    return slept;
+// The sleep factor at work; 1 changes nothing, not even by rounding.
+std::int64_t Scaled(std::int64_t nanoseconds, double factor) {
+  if (factor == 1) return nanoseconds;
+  const double scaled = static_cast<double>(nanoseconds) * factor;
+  return scaled >= static_cast<double>(kMaxNs) ? kMaxNs : static_cast<std::int64_t>(scaled);
+}
+
+void NoteSleep(std::int64_t nanoseconds) {
+  InBoard(true, [=] {
+    Record("sleep", std::to_string(nanoseconds / 1000 + (nanoseconds % 1000 != 0 ? 1 : 0)));
+    return 0;
   });
 }
 
-int SleepFor(std::int64_t nanoseconds, timespec* remaining) {
-  if (nanoseconds < 0) {
-    errno = EINVAL;
-    return -1;
-  }
-  const std::int64_t left = ScaledSleep(nanoseconds);
-  // A skipped sleep still lets others run and still is a cancellation point.
-  if (left == 0) sched_yield();
-  const timespec request = ToTimespec(left);
-  return real::Nanosleep(&request, remaining);
+// Skipped, it still lets others run and still is a cancellation point. Nothing is left of
+// it that a signal could interrupt.
+int SkipSleep(clockid_t clock, std::int64_t nanoseconds) {
+  AdvanceNs(nanoseconds);
+  sched_yield();
+  const timespec none{};
+  const int error = real::ClockNanosleep(clock, 0, &none, nullptr);
+  return error == EINTR ? 0 : error;
+}
+
+// 0, or the error. What remains is in the caller's measure, as is what the board's clock
+// has gone on by.
+int SleepFor(clockid_t clock, std::int64_t asked, timespec* remaining) {
+  if (asked < 0) return EINVAL;
+  const double factor = SleepFactor();
+  const std::int64_t scaled = Scaled(asked, factor);
+  NoteSleep(asked);
+  if (scaled == 0) return SkipSleep(clock, asked);
+  const timespec request = ToTimespec(scaled);
+  timespec left{};
+  const int error = real::ClockNanosleep(clock, 0, &request, &left);
+  if (error != 0 && error != EINTR) return error;
+  const std::int64_t still_scaled = error == 0 ? 0 : ToNs(left);
+  const std::int64_t still_asked = std::min(asked, Scaled(still_scaled, 1 / factor));
+  const std::int64_t skipped = (asked - still_asked) - (scaled - still_scaled);
+  if (skipped > 0) AdvanceNs(skipped);
+  if (error != 0 && remaining != nullptr) *remaining = ToTimespec(still_asked);
+  return error;
+}
+
+int NanosleepAny(const timespec& request, timespec* remaining) {
+  if (!Board::PluggedIn()) return real::Nanosleep(&request, remaining);
+  return AsSystemCall(-SleepFor(CLOCK_REALTIME, ToNs(request), remaining));
 }
 
 }  // namespace
@@ -44,25 +72,18 @@ int SleepFor(std::int64_t nanoseconds, timespec* remaining) {
 extern "C" {
 
 int usleep(useconds_t microseconds) {
-  if (!board::Board::PluggedIn()) {
-    const timespec request{static_cast<time_t>(microseconds / 1'000'000),
-                           static_cast<long>(microseconds % 1'000'000) * 1000};
-    return board::real::Nanosleep(&request, nullptr);
-  }
-  return board::SleepFor(static_cast<std::int64_t>(microseconds) * 1000, nullptr);
+  return board::NanosleepAny(board::ToTimespec(std::int64_t{microseconds} * 1000), nullptr);
 }
 
 unsigned sleep(unsigned seconds) {
   timespec remaining{};
   const timespec request{static_cast<time_t>(seconds), 0};
-  const int result = board::Board::PluggedIn() ? board::SleepFor(board::ToNs(request), &remaining)
-                                               : board::real::Nanosleep(&request, &remaining);
+  const int result = board::NanosleepAny(request, &remaining);
   return result == 0 ? 0 : static_cast<unsigned>(remaining.tv_sec);
 }
 
 int nanosleep(const timespec* request, timespec* remaining) {
-  if (!board::Board::PluggedIn()) return board::real::Nanosleep(request, remaining);
-  return board::SleepFor(board::ToNs(*request), remaining);
+  return board::NanosleepAny(*request, remaining);
 }
 
 int clock_nanosleep(clockid_t clock, int flags, const timespec* request, timespec* remaining) {
@@ -70,7 +91,7 @@ int clock_nanosleep(clockid_t clock, int flags, const timespec* request, timespe
   if (!board::Board::PluggedIn() || (flags & TIMER_ABSTIME) != 0) {
     return board::real::ClockNanosleep(clock, flags, request, remaining);
   }
-  return board::SleepFor(board::ToNs(*request), remaining) == 0 ? 0 : errno;
+  return board::SleepFor(clock, board::ToNs(*request), remaining);
 }
 
 }  // extern "C"

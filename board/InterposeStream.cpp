@@ -39,29 +39,27 @@ int CookieClose(void* cookie) {
   return 0;
 }
 
-FILE* OpenStream(const char* path, const char* mode, bool* ours) {
+// The stream, or null and the error; 0 for none of the board's.
+FILE* OpenStream(const char* path, const char* mode, int& error) {
   const std::shared_ptr<Board> board = Board::Current();
   Device* device = board == nullptr || path == nullptr ? nullptr : board->Find(path);
-  *ours = device != nullptr;
   if (device == nullptr) return nullptr;
   const bool update = mode[0] != '\0' && std::string(mode).find('+') != std::string::npos;
   const int flags = update ? O_RDWR : mode[0] == 'r' ? O_RDONLY : O_WRONLY;
-  int error = PlantedFault(device->Name(), "open").error;
+  error = PlantedFault(device->Name(), "open").error;
   std::shared_ptr<OpenFile> file;
   if (error == 0) std::tie(file, error) = device->Open(path, flags);
-  if (file == nullptr) {
-    errno = error;
-    return nullptr;
-  }
+  if (file == nullptr) return nullptr;
   auto* cookie = new Cookie{std::move(file), device->Name()};
   return fopencookie(cookie, mode, {CookieRead, CookieWrite, nullptr, CookieClose});
 }
 
 FILE* FopenAny(const char* path, const char* mode) {
   if (Board::PluggedIn()) {
-    bool ours = false;
-    FILE* stream = InBoard(true, [&ours, path, mode] { return OpenStream(path, mode, &ours); });
-    if (ours) return stream;
+    int error = 0;
+    FILE* stream = InBoard(true, [&error, path, mode] { return OpenStream(path, mode, error); });
+    if (error != 0) errno = error;
+    if (stream != nullptr || error != 0) return stream;
   }
   return real::Fopen(path, mode);
 }

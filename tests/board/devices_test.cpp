@@ -57,6 +57,12 @@ TEST_F(GpioTest, ExportTakesFreeLinesOfTheBoardOnly) {
   EXPECT_EQ(WriteFile("/sys/class/gpio/unexport", "934"), -EINVAL);
 }
 
+TEST_F(GpioTest, SuccessLeavesErrnoAlone) {
+  errno = E2BIG;
+  EXPECT_EQ(WriteFile("/sys/class/gpio/export", "907"), 3);
+  EXPECT_EQ(errno, E2BIG);
+}
+
 TEST_F(GpioTest, ExportCannotBeRead) {
   EXPECT_EQ(OpenOutcome("/sys/class/gpio/export", O_RDONLY), -EACCES);
   EXPECT_EQ(OpenOutcome("/sys/class/gpio/export", O_RDWR), -EACCES);
