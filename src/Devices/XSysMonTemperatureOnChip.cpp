@@ -1,6 +1,7 @@
 #include "Devices/XSysMonTemperatureOnChip.h"
 
 #include <fcntl.h>
+#include <string.h>
 #include <unistd.h>
 
 #include <array>
@@ -15,12 +16,13 @@ namespace VeltranoSDK {
 
 namespace {
 
-// A number and its newline, and the zero that ends them. A read may bring a part only.
+// A number and its newline, and the zero that ends them.
 using Text = std::array<char, 32>;
 
-Text ReadAll(int fd) {
+// A read may bring a part only.
+Text ReadLine(int fd) {
   Text text{};
-  for (std::size_t size = 0; size + 1 < text.size();) {
+  for (std::size_t size = 0; size + 1 < text.size() && strchr(text.data(), '\n') == nullptr;) {
     const ssize_t got =
         Uninterrupted([&] { return read(fd, text.data() + size, text.size() - 1 - size); });
     if (got <= 0) break;
@@ -36,7 +38,7 @@ XSysMonTemperatureOnChip::XSysMonTemperatureOnChip(std::string path) : path_(std
 float XSysMonTemperatureOnChip::ReadAndConvert(const Conversion& conversion) const {
   unsigned int raw = 0;
   if (const int fd = OpenDevice(path_.c_str(), O_RDONLY); fd >= 0) {
-    if (sscanf(ReadAll(fd).data(), "%u", &raw) != 1) raw = 0;
+    if (sscanf(ReadLine(fd).data(), "%u", &raw) != 1) raw = 0;
     close(fd);
   } else {
     LogError("fopen %s failed!\n", path_.c_str());

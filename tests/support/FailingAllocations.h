@@ -4,11 +4,11 @@
 // library's and the virtual board's own go on. To be included by one file of a
 // program: it replaces the program's allocation functions.
 
-#include <dlfcn.h>
 #include <errno.h>
 
 #include <cstddef>
-#include <string_view>
+
+#include "support/CalledByLibrary.h"
 
 extern "C" void* __libc_malloc(std::size_t);
 extern "C" void* __libc_calloc(std::size_t, std::size_t);
@@ -18,12 +18,7 @@ namespace failing_allocations {
 inline thread_local int until_failure = 0;  // 0: none fails
 
 inline bool Fails(void* caller) {
-  if (until_failure == 0) return false;
-  Dl_info library{};
-  if (dladdr(caller, &library) == 0) return false;
-  if (std::string_view(library.dli_fname).find("libtessaline.so") == std::string_view::npos) {
-    return false;
-  }
+  if (until_failure == 0 || !tessaline_test::CalledByLibrary(caller)) return false;
   if (--until_failure > 0) return false;
   errno = ENOMEM;
   return true;
