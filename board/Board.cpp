@@ -123,6 +123,7 @@ bool Board::PlugIn(const std::string& model) {
   const BoardProfile* profile = FindProfile(model);
   if (profile == nullptr) return false;
   HandleForks();
+  OwnDescriptors();
   Unplug();
   RestartClock();
   ClearFaults();

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <fcntl.h>
 #include <sys/types.h>
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -22,6 +24,10 @@ class OpenFile {
   OpenFile(const OpenFile&) = delete;
   OpenFile& operator=(const OpenFile&) = delete;
 
+  // As fcntl returns and sets them: what of the flags of open stays with the file.
+  int Flags() const { return flags_; }
+  void SetFlags(int flags) { flags_ = flags; }
+
   virtual ssize_t Read(void* buffer, std::size_t size);         // default: EINVAL
   virtual ssize_t Write(const void* buffer, std::size_t size);  // default: EINVAL
   virtual int Ioctl(unsigned long request, void* argument);     // default: ENOTTY
@@ -32,6 +38,12 @@ class OpenFile {
   virtual short Ready(short events);
   // Where a file that is not always ready shows it is, once it was asked; default: null.
   virtual PollSign* Sign() { return nullptr; }
+
+ protected:
+  bool Nonblocking() const { return (flags_ & O_NONBLOCK) != 0; }
+
+ private:
+  std::atomic<int> flags_{0};
 };
 
 using OpenResult = std::pair<std::shared_ptr<OpenFile>, int>;  // file, or null and errno

@@ -15,12 +15,9 @@
 #include "devices/FpgaWindow.h"
 
 namespace board {
-namespace {
-
-// The descriptor, or -errno; kNotOurs when the path is no device of the board.
-constexpr int kNotOurs = 1 << 30;
 
 int OpenDevice(const char* path, int flags) {
+  constexpr int kOfTheOpening = O_CREAT | O_EXCL | O_NOCTTY | O_TRUNC | O_CLOEXEC;
   const std::shared_ptr<Board> board = Board::Current();
   if (board == nullptr || path == nullptr) return kNotOurs;
   Device* device = board->Find(path);
@@ -32,8 +29,11 @@ int OpenDevice(const char* path, int flags) {
     Record(name, "open " + std::string(path) + " failed: " + ErrnoName(error));
     return -error;
   }
-  return Install({board, std::move(file), name}, flags);
+  file->SetFlags(flags & ~kOfTheOpening);
+  return Install({board, std::move(file), name}, (flags & O_CLOEXEC) != 0);
 }
+
+namespace {
 
 int OpenAny(int directory, const char* path, int flags, mode_t mode) {
   if (Board::PluggedIn()) {
@@ -162,14 +162,6 @@ int munmap(void* address, size_t length) {
     return board::InBoard(false, [=] { return board::CloseFpgaWindow(address); });
   }
   return board::real::Munmap(address, length);
-}
-
-int close(int fd) {
-  if (!board::IsBoardDescriptor(fd)) return board::real::Close(fd);
-  return board::InBoard(true, [=] {
-    board::Release(fd);
-    return 0;
-  });
 }
 
 }  // extern "C"

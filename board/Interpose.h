@@ -41,6 +41,10 @@ auto InBoard(bool cancellation_point, Call call) {
   return result;
 }
 
+// The new descriptor, or -errno; kNotOurs when the path is no device of the board.
+constexpr int kNotOurs = 1 << 30;
+int OpenDevice(const char* path, int flags);
+
 // Runs a call on the file behind a board descriptor. It is told whether it is to be
 // cut short.
 template <typename Call>

@@ -1,12 +1,13 @@
-// The C library's streams on files of the board.
+// The C library's streams on files of the board. It reads and writes its own streams
+// without asking anybody, so these are streams of functions: a stream's cookie is its
+// descriptor.
 
 #include <errno.h>
 #include <fcntl.h>
 #include <stdio.h>
 
 #include <algorithm>
-#include <string>
-#include <tuple>
+#include <cstring>
 
 #include "Interpose.h"
 #include "RealCalls.h"
@@ -14,54 +15,48 @@
 namespace board {
 namespace {
 
-// What is behind a stream of the C library.
-struct Cookie {
-  std::shared_ptr<OpenFile> file;
-  std::string device;
-};
+int DescriptorOf(void* cookie) { return static_cast<int>(reinterpret_cast<std::intptr_t>(cookie)); }
 
 ssize_t CookieRead(void* cookie, char* buffer, std::size_t size) {
-  const auto& stream = *static_cast<Cookie*>(cookie);
-  const CallFate fate = PlantedFault(stream.device, "read");
-  if (fate.error != 0) return AsSystemCall<ssize_t>(-fate.error);
-  return AsSystemCall(stream.file->Read(buffer, fate.cut_short ? size / 2 : size));
+  return AsSystemCall(
+      OnFile(DescriptorOf(cookie), false, "read", [=](OpenFile& file, bool cut_short) {
+        return file.Read(buffer, cut_short ? size / 2 : size);
+      }));
 }
 
 ssize_t CookieWrite(void* cookie, const char* buffer, std::size_t size) {
-  const auto& stream = *static_cast<Cookie*>(cookie);
-  const CallFate fate = PlantedFault(stream.device, "write");
-  if (fate.error != 0) return 0;
-  return std::max<ssize_t>(0, stream.file->Write(buffer, fate.cut_short ? size / 2 : size));
+  const ssize_t written = AsSystemCall(
+      OnFile(DescriptorOf(cookie), false, "write", [=](OpenFile& file, bool cut_short) {
+        return file.Write(buffer, cut_short ? size / 2 : size);
+      }));
+  return std::max<ssize_t>(0, written);
 }
 
 int CookieClose(void* cookie) {
-  delete static_cast<Cookie*>(cookie);
-  return 0;
+  return AsSystemCall(InBoard(false, [fd = DescriptorOf(cookie)] { return Release(fd); }));
 }
 
-// The stream, or null and the error; 0 for none of the board's.
-FILE* OpenStream(const char* path, const char* mode, int& error) {
-  const std::shared_ptr<Board> board = Board::Current();
-  Device* device = board == nullptr || path == nullptr ? nullptr : board->Find(path);
-  if (device == nullptr) return nullptr;
-  const bool update = mode[0] != '\0' && std::string(mode).find('+') != std::string::npos;
-  const int flags = update ? O_RDWR : mode[0] == 'r' ? O_RDONLY : O_WRONLY;
-  error = PlantedFault(device->Name(), "open").error;
-  std::shared_ptr<OpenFile> file;
-  if (error == 0) std::tie(file, error) = device->Open(path, flags);
-  if (file == nullptr) return nullptr;
-  auto* cookie = new Cookie{std::move(file), device->Name()};
-  return fopencookie(cookie, mode, {CookieRead, CookieWrite, nullptr, CookieClose});
+FILE* StreamOn(int fd, const char* mode) {
+  FILE* const stream = fopencookie(reinterpret_cast<void*>(std::intptr_t{fd}), mode,
+                                   {CookieRead, CookieWrite, nullptr, CookieClose});
+  if (stream != nullptr) stream->_fileno = fd;  // what fileno() returns
+  return stream;
+}
+
+int FlagsOf(const char* mode) {
+  const bool update = std::strchr(mode, '+') != nullptr;
+  const int direction = update ? O_RDWR : mode[0] == 'r' ? O_RDONLY : O_WRONLY;
+  return direction | (std::strchr(mode, 'e') != nullptr ? O_CLOEXEC : 0);
 }
 
 FILE* FopenAny(const char* path, const char* mode) {
-  if (Board::PluggedIn()) {
-    int error = 0;
-    FILE* stream = InBoard(true, [&error, path, mode] { return OpenStream(path, mode, error); });
-    if (error != 0) errno = error;
-    if (stream != nullptr || error != 0) return stream;
-  }
-  return real::Fopen(path, mode);
+  if (!Board::PluggedIn() || mode == nullptr) return real::Fopen(path, mode);
+  const int fd = InBoard(true, [=] { return OpenDevice(path, FlagsOf(mode)); });
+  if (fd == kNotOurs) return real::Fopen(path, mode);
+  if (AsSystemCall(fd) < 0) return nullptr;
+  FILE* const stream = StreamOn(fd, mode);
+  if (stream == nullptr) InBoard(false, [=] { return Release(fd); });
+  return stream;
 }
 
 }  // namespace
@@ -72,6 +67,10 @@ extern "C" {
 
 FILE* fopen(const char* path, const char* mode) { return board::FopenAny(path, mode); }
 FILE* fopen64(const char* path, const char* mode) { return board::FopenAny(path, mode); }
+
+FILE* fdopen(int fd, const char* mode) {
+  return board::IsBoardDescriptor(fd) ? board::StreamOn(fd, mode) : board::real::Fdopen(fd, mode);
+}
 
 }  // extern "C"
 #pragma GCC visibility pop

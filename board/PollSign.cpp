@@ -12,29 +12,15 @@
 namespace board {
 namespace {
 
-// The application's descriptors have the lowest numbers, as without a board.
-constexpr int kOutOfTheWay = 32;
-
-int NewEvent(bool ready) {
-  const int low = eventfd(ready ? 1 : 0, EFD_NONBLOCK | EFD_CLOEXEC);
-  if (low < 0) return -errno;
-  const int high = real::Fcntl(low, F_DUPFD_CLOEXEC, kOutOfTheWay);
-  if (high < 0) return low;
-  real::Close(low);
-  return high;
-}
+int NewEvent(bool ready) { return eventfd(ready ? 1 : 0, EFD_NONBLOCK | EFD_CLOEXEC); }
 
 }  // namespace
 
-PollSign::PollSign() : fd_(NewEvent(false)) {}
-
-PollSign::~PollSign() {
-  if (fd_ >= 0) real::Close(fd_);
-}
+PollSign::PollSign() : fd_(NewEvent(false)), error_(fd_.Get() < 0 ? errno : 0) {}
 
 int PollSign::Duplicate(bool close_on_exec) const {
-  if (fd_ < 0) return fd_;
-  const int fd = real::Fcntl(fd_, close_on_exec ? F_DUPFD_CLOEXEC : F_DUPFD, 0);
+  if (fd_.Get() < 0) return -error_;
+  const int fd = real::Fcntl(fd_.Get(), close_on_exec ? F_DUPFD_CLOEXEC : F_DUPFD, 0);
   return fd < 0 ? -errno : fd;
 }
 
@@ -52,9 +38,9 @@ void PollSign::Show(bool ready) {
   shown_ = ready;
   std::uint64_t count = 1;
   if (ready) {
-    real::Write(fd_, &count, sizeof count);
+    real::Write(fd_.Get(), &count, sizeof count);
   } else {
-    real::Read(fd_, &count, sizeof count);
+    real::Read(fd_.Get(), &count, sizeof count);
   }
 }
 
@@ -77,13 +63,13 @@ void PollSigns::SetPoll(bool implemented) {
 void PollSign::Renew() {
   const int fresh = NewEvent(shown_);
   if (fresh < 0) return;
-  real::Dup3(fresh, fd_, O_CLOEXEC);
+  real::Dup3(fresh, fd_.Get(), O_CLOEXEC);
   real::Close(fresh);
 }
 
 void PollSign::RenewDescriptor(int fd) const {
   const bool close_on_exec = (real::Fcntl(fd, F_GETFD, 0) & FD_CLOEXEC) != 0;
-  real::Dup3(fd_, fd, close_on_exec ? O_CLOEXEC : 0);
+  real::Dup3(fd_.Get(), fd, close_on_exec ? O_CLOEXEC : 0);
 }
 
 }  // namespace board

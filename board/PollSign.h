@@ -3,6 +3,8 @@
 #include <atomic>
 #include <vector>
 
+#include "PrivateDescriptor.h"
+
 namespace board {
 
 // Tells the kernel whether an open file is ready, so that a thread can wait for it
@@ -15,7 +17,6 @@ namespace board {
 class PollSign {
  public:
   PollSign();
-  ~PollSign();
   PollSign(const PollSign&) = delete;
   PollSign& operator=(const PollSign&) = delete;
 
@@ -38,7 +39,8 @@ class PollSign {
  private:
   void Show(bool ready);
 
-  int fd_;
+  PrivateDescriptor fd_;
+  int error_;  // why there is none
   bool watched_ = false;
   bool shown_ = false;
   std::atomic<bool> exact_{false};

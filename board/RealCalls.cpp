@@ -39,6 +39,18 @@ int EpollControl(int set, int operation, int fd, epoll_event* event) {
   return static_cast<int>(syscall(SYS_epoll_ctl, set, operation, fd, event));
 }
 
+int CloseRange(unsigned first, unsigned last, int flags) {
+  return static_cast<int>(syscall(SYS_close_range, first, last, flags));
+}
+
+int Dup(int fd) { return static_cast<int>(syscall(SYS_dup, fd)); }
+
+// Not every processor's kernel has the call.
+int Dup2(int fd, int target) {
+  if (fd == target) return Fcntl(fd, F_GETFD, 0) < 0 ? -1 : fd;
+  return Dup3(fd, target, 0);
+}
+
 int Dup3(int fd, int target, int flags) {
   return static_cast<int>(syscall(SYS_dup3, fd, target, flags));
 }
@@ -96,6 +108,11 @@ int ClockNanosleep(clockid_t clock, int flags, const timespec* request, timespec
   static const auto next =
       Next<int (*)(clockid_t, int, const timespec*, timespec*)>("clock_nanosleep");
   return next(clock, flags, request, remaining);
+}
+
+FILE* Fdopen(int fd, const char* mode) {
+  static const auto next = Next<FILE* (*)(int, const char*)>("fdopen");
+  return next(fd, mode);
 }
 
 FILE* Fopen(const char* path, const char* mode) {

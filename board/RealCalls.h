@@ -20,6 +20,9 @@ int Ioctl(int fd, unsigned long request, void* argument);
 void* Mmap(void* hint, std::size_t length, int protection, int flags, int fd, off_t offset);
 int Munmap(void* address, std::size_t length);
 int Close(int fd);
+int CloseRange(unsigned first, unsigned last, int flags);
+int Dup(int fd);
+int Dup2(int fd, int target);
 int Dup3(int fd, int target, int flags);
 int Fcntl(int fd, int command, long argument);
 int Poll(pollfd* fds, nfds_t count, int timeout);
@@ -30,6 +33,7 @@ int Pselect(int count, fd_set* read, fd_set* write, fd_set* except, const timesp
 int EpollControl(int set, int operation, int fd, epoll_event* event);
 int Nanosleep(const timespec* request, timespec* remaining);
 int ClockNanosleep(clockid_t clock, int flags, const timespec* request, timespec* remaining);
+FILE* Fdopen(int fd, const char* mode);
 FILE* Fopen(const char* path, const char* mode);
 
 }  // namespace board::real

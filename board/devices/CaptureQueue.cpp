@@ -4,7 +4,6 @@
 #include <poll.h>
 #include <sys/mman.h>
 #include <time.h>
-#include <unistd.h>
 
 #include <algorithm>
 
@@ -102,13 +101,10 @@ bool CaptureQueue::Allocate(unsigned count) {
   buffers_.resize(count);
   if (memory_type_ != V4L2_MEMORY_MMAP) return true;
   for (Buffer& buffer : buffers_) {
-    buffer.memory_fd = memfd_create("board-frame", MFD_CLOEXEC);
-    if (buffer.memory_fd < 0) return false;
-    if (ftruncate(buffer.memory_fd, static_cast<off_t>(PageAligned(buffer_bytes_))) != 0) {
-      return false;
-    }
+    buffer.memory_fd = NewMemory("board-frame", PageAligned(buffer_bytes_));
+    if (buffer.memory_fd.Get() < 0) return false;
     void* address = real::Mmap(nullptr, PageAligned(buffer_bytes_), PROT_READ | PROT_WRITE,
-                               MAP_SHARED, buffer.memory_fd, 0);
+                               MAP_SHARED, buffer.memory_fd.Get(), 0);
     if (address == MAP_FAILED) return false;
     buffer.memory = static_cast<std::uint8_t*>(address);
   }
@@ -117,9 +113,8 @@ bool CaptureQueue::Allocate(unsigned count) {
 
 void CaptureQueue::FreeBuffers() {
   for (Buffer& buffer : buffers_) {
-    if (buffer.memory_fd < 0) continue;
-    if (buffer.memory != nullptr) real::Munmap(buffer.memory, PageAligned(buffer_bytes_));
-    real::Close(buffer.memory_fd);
+    if (buffer.memory_fd.Get() < 0 || buffer.memory == nullptr) continue;
+    real::Munmap(buffer.memory, PageAligned(buffer_bytes_));
   }
   buffers_.clear();
   queued_.clear();
@@ -255,7 +250,7 @@ std::intptr_t CaptureQueue::Map(void* hint, std::size_t length, int protection, 
     if (PageAligned(length) > PageAligned(buffer_bytes_) || (flags & MAP_SHARED) == 0) {
       return -EINVAL;
     }
-    void* address = real::Mmap(hint, length, protection, flags, buffers_[index].memory_fd, 0);
+    void* address = real::Mmap(hint, length, protection, flags, buffers_[index].memory_fd.Get(), 0);
     return address == MAP_FAILED ? -errno : reinterpret_cast<std::intptr_t>(address);
   }
   return -EINVAL;

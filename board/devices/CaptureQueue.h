@@ -15,6 +15,7 @@
 
 #include "Doorbell.h"
 #include "PollSign.h"
+#include "PrivateDescriptor.h"
 
 namespace board {
 
@@ -74,7 +75,7 @@ class CaptureQueue {
   enum class State { kDequeued, kQueued, kFilling, kDone };
   struct Buffer {
     State state = State::kDequeued;
-    int memory_fd = -1;              // MMAP
+    PrivateDescriptor memory_fd;     // MMAP
     std::uint8_t* memory = nullptr;  // the board's own mapping, or the user's pointer
     std::size_t bytes_used = 0;
     std::uint32_t sequence = 0;

@@ -2,7 +2,6 @@
 
 #include <errno.h>
 #include <sys/mman.h>
-#include <unistd.h>
 
 #include "RealCalls.h"
 #include "devices/FpgaWindow.h"
@@ -29,16 +28,7 @@ class MemoryFile : public OpenFile {
 }  // namespace
 
 Memory::Memory(std::shared_ptr<FpgaModel> fpga, fpga::RegionBases bases)
-    : fpga_(std::move(fpga)), bases_(bases), ram_(memfd_create("board-ram", MFD_CLOEXEC)) {
-  if (ram_ >= 0 && ftruncate(ram_, kRamBytes) != 0) {
-    real::Close(ram_);
-    ram_ = -1;
-  }
-}
-
-Memory::~Memory() {
-  if (ram_ >= 0) real::Close(ram_);
-}
+    : fpga_(std::move(fpga)), bases_(bases), ram_(NewMemory("board-ram", kRamBytes)) {}
 
 OpenResult Memory::Open(const std::string&, int) { return {std::make_shared<MemoryFile>(this), 0}; }
 
@@ -51,8 +41,8 @@ std::intptr_t Memory::Map(void* hint, std::size_t length, int protection, int fl
   }
   const bool in_ram =
       offset >= 0 && offset < kRamBytes && length <= static_cast<std::size_t>(kRamBytes - offset);
-  if (!in_ram || ram_ < 0) return -EINVAL;
-  void* address = real::Mmap(hint, length, protection, flags, ram_, offset);
+  if (!in_ram || ram_.Get() < 0) return -EINVAL;
+  void* address = real::Mmap(hint, length, protection, flags, ram_.Get(), offset);
   return address == MAP_FAILED ? -errno : reinterpret_cast<std::intptr_t>(address);
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Device.h"
+#include "PrivateDescriptor.h"
 #include "tessaline/register_map.h"
 
 namespace board {
@@ -13,8 +14,6 @@ class FpgaModel;
 class Memory : public Device {
  public:
   Memory(std::shared_ptr<FpgaModel> fpga, VeltranoSDK::fpga::RegionBases bases);
-  ~Memory() override;
-
   std::string Name() const override { return "fpga"; }
   bool Claims(const std::string& path) const override { return path == "/dev/mem"; }
   OpenResult Open(const std::string& path, int flags) override;
@@ -24,7 +23,7 @@ class Memory : public Device {
  private:
   std::shared_ptr<FpgaModel> fpga_;
   VeltranoSDK::fpga::RegionBases bases_;
-  int ram_ = -1;
+  PrivateDescriptor ram_;
 };
 
 }  // namespace board

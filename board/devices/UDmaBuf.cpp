@@ -3,13 +3,13 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <sys/mman.h>
-#include <unistd.h>
 
 #include <array>
 #include <mutex>
 #include <string_view>
 #include <utility>
 
+#include "PrivateDescriptor.h"
 #include "RealCalls.h"
 #include "devices/Outcome.h"
 #include "devices/SysfsFile.h"
@@ -57,24 +57,10 @@ int RangeError(const SyncSettings& settings) {
   return inside ? 0 : -EINVAL;
 }
 
-// Its pages come into being when they are touched. -1 where there is no such
-// memory: mappings then fail.
-int CreateMemory() {
-  const int descriptor = memfd_create("udmabuf0", MFD_CLOEXEC);
-  if (ftruncate(descriptor, static_cast<off_t>(UDmaBuf::kBytes)) == 0) return descriptor;
-  real::Close(descriptor);
-  return -1;
-}
-
 }  // namespace
 
 struct UDmaBuf::Buffer {
-  Buffer() = default;
-  ~Buffer() { real::Close(descriptor); }
-  Buffer(const Buffer&) = delete;
-  Buffer& operator=(const Buffer&) = delete;
-
-  const int descriptor = CreateMemory();
+  const PrivateDescriptor memory = NewMemory("udmabuf0", kBytes);
   std::mutex mutex;
   SyncSettings settings;
 };
@@ -100,7 +86,7 @@ class UDmaBuf::File : public OpenFile {
     if (start > kBytes || length > kBytes - start) return -EINVAL;
     // The driver maps it as a whole, not page by page as it is touched.
     void* address =
-        real::Mmap(hint, length, protection, flags | MAP_POPULATE, buffer_->descriptor, offset);
+        real::Mmap(hint, length, protection, flags | MAP_POPULATE, buffer_->memory.Get(), offset);
     return address == MAP_FAILED ? -errno : reinterpret_cast<std::intptr_t>(address);
   }
 

@@ -124,18 +124,15 @@ class Uio::Interrupt {
 
 class Uio::File : public OpenFile {
  public:
-  File(std::shared_ptr<Interrupt> interrupt, bool nonblocking, OpenToken token)
-      : interrupt_(std::move(interrupt)),
-        nonblocking_(nonblocking),
-        token_(std::move(token)),
-        seen_(interrupt_->Count()) {
+  File(std::shared_ptr<Interrupt> interrupt, OpenToken token)
+      : interrupt_(std::move(interrupt)), token_(std::move(token)), seen_(interrupt_->Count()) {
     interrupt_->Add(sign_);
   }
   ~File() override { interrupt_->Remove(sign_); }
 
   ssize_t Read(void* buffer, std::size_t size) override {
     if (size != sizeof(std::uint32_t)) return -EINVAL;
-    if (const int error = interrupt_->WaitForOther(seen_, nonblocking_); error != 0) return error;
+    if (const int error = interrupt_->WaitForOther(seen_, Nonblocking()); error != 0) return error;
     const std::uint32_t count = interrupt_->Take(seen_, sign_);
     std::memcpy(buffer, &count, sizeof(count));
     RecordAs(interrupt_->name, [=] { return "read = " + std::to_string(count); });
@@ -160,7 +157,6 @@ class Uio::File : public OpenFile {
 
  private:
   const std::shared_ptr<Interrupt> interrupt_;
-  const bool nonblocking_;
   const OpenToken token_;
   std::atomic<std::uint32_t> seen_;  // the count the last read returned
   PollSign sign_;
@@ -180,8 +176,8 @@ std::string Uio::Name() const { return interrupt_->name; }
 
 bool Uio::Claims(const std::string& path) const { return path == "/dev/" + interrupt_->name; }
 
-OpenResult Uio::Open(const std::string&, int flags) {
-  return {std::make_shared<File>(interrupt_, (flags & O_NONBLOCK) != 0, CountOpen()), 0};
+OpenResult Uio::Open(const std::string&, int) {
+  return {std::make_shared<File>(interrupt_, CountOpen()), 0};
 }
 
 }  // namespace board

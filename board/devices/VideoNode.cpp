@@ -21,8 +21,7 @@ void PutText(__u8 (&field)[kSize], const std::string& text) {
 
 class VideoFile : public OpenFile {
  public:
-  VideoFile(std::string name, CaptureQueue* queue, bool nonblocking)
-      : name_(std::move(name)), queue_(queue), nonblocking_(nonblocking) {
+  VideoFile(std::string name, CaptureQueue* queue) : name_(std::move(name)), queue_(queue) {
     queue_->Add(sign_);
   }
   ~VideoFile() override {
@@ -140,7 +139,7 @@ class VideoFile : public OpenFile {
     for (;;) {
       const std::uint32_t seen = queue_->Filled().Count();
       result = queue_->Dequeue(buffer, this);
-      if (result != -EAGAIN || nonblocking_) break;
+      if (result != -EAGAIN || Nonblocking()) break;
       queue_->Filled().Wait(seen);
     }
     RecordAs(name_, [&] {
@@ -160,7 +159,6 @@ class VideoFile : public OpenFile {
 
   std::string name_;
   CaptureQueue* queue_;
-  bool nonblocking_;
   PollSign sign_;
 };
 
@@ -168,8 +166,8 @@ class VideoFile : public OpenFile {
 
 VideoNode::VideoNode(unsigned number) : name_("video" + std::to_string(number)) {}
 
-OpenResult VideoNode::Open(const std::string&, int flags) {
-  return {std::make_shared<VideoFile>(name_, &queue_, (flags & O_NONBLOCK) != 0), 0};
+OpenResult VideoNode::Open(const std::string&, int) {
+  return {std::make_shared<VideoFile>(name_, &queue_), 0};
 }
 
 }  // namespace board
