@@ -1,5 +1,5 @@
 // Starts a product and ends: what is recorded is its start-up. With a second argument it
-// captures strips too, and stays until a signal ends it.
+// captures strips and takes interrupts too, and stays until a signal ends it.
 //
 //   kernel_start MODEL [stay]
 #include <unistd.h>
@@ -25,6 +25,10 @@ int main(int argc, char** argv) {
   Handler(TESSALINE_EVENT_IMAGE);
   if (stays) Handler(TESSALINE_EVENT_STRIP);
   const bool started = RegisterHardwareInit() == 0;
+  if (started && stays) {
+    SetExtTriggerState(1);
+    SetDADelayState(1);
+  }
   while (started && stays) pause();
   _exit(started ? EXIT_SUCCESS : EXIT_FAILURE);
 }

@@ -1,6 +1,7 @@
 // Laser, LEDs, interrupts and laser power of a started product: GPIO lines, UIO devices
 // and a chip on the I2C bus.
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
@@ -11,6 +12,7 @@
 
 #include "support/Files.h"
 #include "support/Measured.h"
+#include "support/Silence.h"
 #include "support/Started.h"
 
 namespace {
@@ -125,18 +127,19 @@ TEST_F(Started, EveryInterruptIsToldOnce) {
   ASSERT_EQ(SetDADelayState(0), 0);
 }
 
-TEST_F(Started, NotifiersBlockedInAReadAreSwitchedOffAHundredTimes) {
+TEST_F(Started, NotifiersThatWaitAreSwitchedOffAHundredTimes) {
+  constexpr int kCaptureThreads = 2;
   RegisterEventHandler(TESSALINE_EVENT_EXTERNAL_TRIGGER,
                        reinterpret_cast<tessaline_event_handler>(OnPulse));
   std::vector<double> seconds;
   for (unsigned i = 0; i < 100; ++i) {
     ASSERT_EQ(SetExtTriggerState(1), 0);
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    ASSERT_TRUE(Eventually([] { return ThreadsWaitInPoll(getpid(), kCaptureThreads + 1); }));
     const auto start = Clock::now();
     ASSERT_EQ(SetExtTriggerState(0), 0);
     seconds.push_back(std::chrono::duration<double>(Clock::now() - start).count());
   }
-  ExpectEachWithinASecond("switching a blocked notifier off", seconds);
+  ExpectEachWithinASecond("switching a notifier that waits off", seconds);
   // None of the threads is left to take what belongs to the next one.
   ASSERT_EQ(SetExtTriggerState(1), 0);
   WriteFile("/sys/module/board_uio/parameters/raise", "0");

@@ -1,4 +1,4 @@
-// Threads blocked in the kernel's VIDIOC_DQBUF, and how they end.
+// Threads that wait in the kernel for their devices, and how they end.
 #include <gtest/gtest.h>
 #include <linux/videodev2.h>
 #include <pthread.h>
@@ -57,7 +57,7 @@ TEST(WaitingForABuffer, AThreadEndsWhenAskedAHundredTimes) {
     const auto stream = std::make_shared<CaptureStripStream>();
     stream->Start();
     stream->Detach();
-    ASSERT_TRUE(Soon([] { return ThreadsWaitForABuffer(getpid(), 1); })) << "round " << i;
+    ASSERT_TRUE(Soon([] { return ThreadsWaitInPoll(getpid(), 1); })) << "round " << i;
     const auto start = Clock::now();
     ASSERT_TRUE(stream->Cancel());
     ASSERT_TRUE(stream->WaitUntilGone(20000)) << "round " << i;
@@ -89,7 +89,7 @@ TEST(WaitingForABuffer, SigintEndsTheProcessAHundredTimes) {
   for (int i = 0; i < 100; ++i) {
     const pid_t child = fork();
     if (child == 0) StartCapturing();
-    ASSERT_TRUE(Soon([=] { return ThreadsWaitForABuffer(child, 2); })) << "round " << i;
+    ASSERT_TRUE(Soon([=] { return ThreadsWaitInPoll(child, 2); })) << "round " << i;
     const auto start = Clock::now();
     kill(child, SIGINT);
     int status = 0;

@@ -1,7 +1,8 @@
 // Loaded with LD_PRELOAD, writes down what the library asks of the kernel and what it
 // gets, in the words of the virtual board's transcript, to the file RECORDER_FILE. Of a
-// register access the library itself says where it goes, in a TRACE line just before;
-// the value is what the register holds when the mapping ends.
+// register access the library itself says where it goes, in a TRACE line before: those of a
+// change in one piece all come before its first access. The value is what the register holds
+// when the mapping ends.
 #include <dlfcn.h>
 #include <errno.h>
 #include <fcntl.h>
@@ -19,6 +20,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <deque>
 #include <mutex>
 #include <string>
 
@@ -151,12 +153,12 @@ std::string Request(unsigned long request, void* argument) {
   }
 }
 
-// The register access this thread is about to make, and the mapping for it.
+// The register accesses this thread is about to make, and the mapping for the first of them.
 struct Access {
   bool writes;
   std::uint32_t address;
 };
-thread_local Access access{};
+thread_local std::deque<Access> accesses;
 thread_local void* mapping = nullptr;
 
 void OnLogLine(log_Event* event) {
@@ -164,7 +166,7 @@ void OnLogLine(log_Event* event) {
   if (!reads && strcmp(event->fmt, "fpga_write_addr: %lx") != 0) return;
   va_list arguments;
   va_copy(arguments, event->ap);
-  access = {!reads, static_cast<std::uint32_t>(va_arg(arguments, unsigned long))};
+  accesses.push_back({!reads, static_cast<std::uint32_t>(va_arg(arguments, unsigned long))});
   va_end(arguments);
 }
 
@@ -176,6 +178,9 @@ __attribute__((constructor)) void Listen() {
 }
 
 void RecordAccess() {
+  if (accesses.empty()) return Record("fpga", "an access that nobody has announced", false);
+  const Access access = accesses.front();
+  accesses.pop_front();
   const std::uint32_t base = access.address & ~(kBlockBytes - 1);
   const std::uint32_t offset = access.address & (kBlockBytes - 1);
   const std::uint32_t value = static_cast<volatile std::uint32_t*>(mapping)[offset / 4];

@@ -14,7 +14,7 @@ Silence::Silence()
   for (const unsigned number : {0u, 1u}) LoopedVideo::LosePercent(number, 100);
 }
 
-bool ThreadsWaitForABuffer(pid_t process, int count) {
+bool ThreadsWaitInPoll(pid_t process, int count) {
   int found = 0;
   std::error_code gone;
   const std::string tasks = "/proc/" + std::to_string(process) + "/task";

@@ -6,7 +6,7 @@
 
 namespace kernel_test {
 
-// Both video devices of a K3610 capture, and nothing comes: whoever dequeues is blocked.
+// Both video devices of a K3610 capture, and nothing comes: whoever wants a frame waits.
 class Silence {
  public:
   Silence();
@@ -15,8 +15,7 @@ class Silence {
   LoopedVideo images_, strips_;
 };
 
-// At least so many threads of this process sleep where the kernel lets a thread wait for
-// a buffer, by the kernel's own account.
-bool ThreadsWaitForABuffer(pid_t process, int count);
+// At least so many threads of this process sleep in poll, by the kernel's own account.
+bool ThreadsWaitInPoll(pid_t process, int count);
 
 }  // namespace kernel_test
