@@ -1,5 +1,6 @@
 // The C control interface and the set-up from the environment.
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -14,6 +15,7 @@
 #include "Clock.h"
 #include "FaultPlan.h"
 #include "Faults.h"
+#include "RealCalls.h"
 #include "Transcript.h"
 #include "model/Scene.h"
 #include "tessaline/board.h"
@@ -23,7 +25,8 @@ namespace {
 using board::Board;
 namespace fpga = VeltranoSDK::fpga;
 
-// Nothing here waits: no thread ends in it, and no signal handler runs.
+// Nothing here waits: no thread ends in it, and no signal handler runs. Everything that
+// allocates is in here too (see Heap.cpp).
 struct Inside {
   Inside() { board::EnterBoard(false); }
   ~Inside() { board::LeaveBoard(); }
@@ -74,6 +77,7 @@ void PlantFaultsOrEnd(const char* faults) {
 __attribute__((constructor)) void SetUpFromEnvironment() {
   const char* model = Environment("TESSALINE_BOARD");
   if (model == nullptr) return;
+  const Inside inside;
   if (tessaline_board_select(model) != 0) {
     std::fprintf(stderr, "TESSALINE_BOARD: no board is known for model \"%s\"\n", model);
     return;
@@ -96,16 +100,7 @@ __attribute__((constructor)) void SetUpFromEnvironment() {
 __attribute__((destructor)) void WriteTranscript() {
   const char* name = Environment("TESSALINE_BOARD_TRANSCRIPT");
   if (name == nullptr || Environment("TESSALINE_BOARD") == nullptr) return;
-  const bool json = std::string_view(name).ends_with(".json");
-  const std::string text =
-      board::TranscriptText(json ? TESSALINE_BOARD_JSON_LINES : TESSALINE_BOARD_TEXT);
-  FILE* out = std::fopen(name, "w");
-  if (out == nullptr) {
-    std::perror(name);
-    return;
-  }
-  std::fwrite(text.data(), 1, text.size(), out);
-  std::fclose(out);
+  if (tessaline_board_transcript_save(name) != 0) std::perror(name);
 }
 
 }  // namespace
@@ -113,10 +108,14 @@ __attribute__((destructor)) void WriteTranscript() {
 extern "C" {
 
 int tessaline_board_select(const char* model) {
+  const Inside inside;
   return model != nullptr && Board::PlugIn(model) ? 0 : -1;
 }
 
-void tessaline_board_unplug(void) { Board::Unplug(); }
+void tessaline_board_unplug(void) {
+  const Inside inside;
+  Board::Unplug();
+}
 
 void tessaline_board_set_sleep_factor(double factor) { board::SetSleepFactor(factor); }
 
@@ -131,6 +130,24 @@ void tessaline_board_set_strips_per_buffer(unsigned strips) {
 char* tessaline_board_transcript(enum tessaline_board_format format) {
   const Inside inside;
   return strdup(board::TranscriptText(format).c_str());
+}
+
+int tessaline_board_transcript_save(const char* path) {
+  const Inside inside;
+  const bool json = std::string_view(path).ends_with(".json");
+  const std::string text =
+      board::TranscriptText(json ? TESSALINE_BOARD_JSON_LINES : TESSALINE_BOARD_TEXT);
+  const int file =
+      board::real::Open(AT_FDCWD, path, O_CREAT | O_TRUNC | O_WRONLY | O_CLOEXEC, 0666);
+  if (file < 0) return -1;
+  std::string_view rest = text;
+  while (!rest.empty()) {
+    const ssize_t written = board::real::Write(file, rest.data(), rest.size());
+    if (written <= 0) break;
+    rest.remove_prefix(static_cast<std::size_t>(written));
+  }
+  board::real::Close(file);
+  return rest.empty() ? 0 : -1;
 }
 
 void tessaline_board_transcript_clear(void) {
@@ -157,11 +174,13 @@ void tessaline_board_register_set(unsigned block, uint32_t offset, uint32_t valu
 
 void tessaline_board_fault(const char* device, const char* operation, unsigned skip, unsigned count,
                            int error) {
+  const Inside inside;
   board::PlantFault(device, operation, skip, count, error);
 }
 
 void tessaline_board_frame_fault(int stream, enum tessaline_board_frame_fault kind, unsigned skip,
                                  unsigned count) {
+  const Inside inside;
   board::PlantFrameFault(stream, kind, skip, count);
 }
 
@@ -174,7 +193,10 @@ int tessaline_board_set_poll(const char* device, int implemented) {
   });
 }
 
-void tessaline_board_clear_faults(void) { board::ClearFaults(); }
+void tessaline_board_clear_faults(void) {
+  const Inside inside;
+  board::ClearFaults();
+}
 
 int tessaline_board_open_files(const char* device) {
   return AskBoard(-1, [=](Board& board) { return board.OpenFiles(device); });

@@ -41,6 +41,14 @@ void EndAsAnyProcess() {
   kill(getpid(), SIGINT);  // delivered when the handler returns
 }
 
+// exit() runs on the interrupted thread. A destructor that joins that very thread throws,
+// which would end the process by SIGABRT.
+void EndQuietlyAtAbort() {
+  struct sigaction action {};
+  if (sigaction(SIGABRT, nullptr, &action) != 0 || action.sa_handler != SIG_DFL) return;
+  signal(SIGABRT, [](int) { _exit(0); });
+}
+
 }  // namespace
 
 void SystemSignalHandle(int /*signal*/) {
@@ -53,6 +61,7 @@ void SystemSignalHandle(int /*signal*/) {
   EndGuard::EndProcessBy(now + kForEverything);
   EndWaitsBy(now + kForHandlers);
 
+  EndQuietlyAtAbort();
   close(spare_descriptor);
   const auto video = RunnableObjectManagerHolder::Instance()->video_;
   const auto strip = RunnableObjectManagerHolder::Instance()->strip_;

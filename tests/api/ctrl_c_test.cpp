@@ -82,6 +82,24 @@ TEST_F(CtrlC, LeavesAThreadAloneThatTheEndJoins) {
   EXPECT_THAT(outcome.events, Contains("joined"));
 }
 
+// exit() runs on the thread that was interrupted.
+TEST_F(CtrlC, IsTheEndOfAThreadThatADestructorJoinsToo) {
+  ExpectReleased(InAChild([] {
+    static std::atomic<bool> started{false};
+    static std::thread worker;
+    StartUp();
+    atexit([] { worker.join(); });
+    atexit(tessaline_test::ReportTranscript);
+    worker = std::thread([] {
+      started = true;
+      for (;;) pause();
+    });
+    Eventually([] { return started.load(); });
+    pthread_kill(worker.native_handle(), SIGINT);
+    for (;;) pause();
+  }));
+}
+
 TEST_F(CtrlC, ToSeveralThreadsAtOnceEndsTheProcessOnce) {
   for (int round = 0; round < 20; ++round) {
     const Outcome outcome = InAChild([] {

@@ -9,7 +9,6 @@
 #include <unistd.h>
 
 #include <cstdlib>
-#include <cstring>
 #include <thread>
 
 #include "reliability/StormMarks.h"
@@ -35,23 +34,12 @@ bool Report(const Message& message) {
   return write(kReportDescriptor, &message, sizeof message) == sizeof message;
 }
 
-// What the board does at an ordinary end.
-void WriteTranscript() {
-  const char* const path = std::getenv("TESSALINE_BOARD_TRANSCRIPT");
-  char* const text = tessaline_board_transcript(TESSALINE_BOARD_JSON_LINES);
-  const int file = open(path, O_CREAT | O_TRUNC | O_WRONLY | O_CLOEXEC, 0644);
-  const char* rest = text;
-  for (ssize_t written; (written = write(file, rest, std::strlen(rest))) > 0;) rest += written;
-  close(file);
-}
-
-// A thread of its own, as nobody knows what the one that ends the process may wait for. The
-// first thing it does is to get itself a part of the heap that no other thread uses.
+// A thread of its own, as nobody knows what the one that ends the process may wait for.
 void WaitForTheCut() {
-  std::free(std::malloc(1));
   while (sem_wait(&cut_short) != 0) {
   }
-  WriteTranscript();
+  // As the board does at an ordinary end.
+  tessaline_board_transcript_save(std::getenv("TESSALINE_BOARD_TRANSCRIPT"));
   sem_post(&transcript_written);
 }
 

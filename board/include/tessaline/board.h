@@ -86,6 +86,14 @@ enum tessaline_board_format {
  */
 char* tessaline_board_transcript(enum tessaline_board_format format);
 
+/**
+ * Writes it to a file, in JSON lines when the name ends with ".json". Takes nothing from the
+ * heap, so it works in a process that is being ended in the middle of malloc too.
+ *
+ * @return 0; -1 with errno
+ */
+int tessaline_board_transcript_save(const char* path);
+
 /** Empties the transcript. */
 void tessaline_board_transcript_clear(void);
 
