@@ -23,7 +23,8 @@ namespace {
 using board::Board;
 namespace fpga = VeltranoSDK::fpga;
 
-// Nothing here waits: no thread ends in it, and no signal handler runs.
+// Nothing here waits: no thread ends in it, and no signal handler runs. Everything that
+// allocates is in here too (see Heap.cpp).
 struct Inside {
   Inside() { board::EnterBoard(false); }
   ~Inside() { board::LeaveBoard(); }
@@ -74,6 +75,7 @@ void PlantFaultsOrEnd(const char* faults) {
 __attribute__((constructor)) void SetUpFromEnvironment() {
   const char* model = Environment("TESSALINE_BOARD");
   if (model == nullptr) return;
+  const Inside inside;
   if (tessaline_board_select(model) != 0) {
     std::fprintf(stderr, "TESSALINE_BOARD: no board is known for model \"%s\"\n", model);
     return;
@@ -96,6 +98,7 @@ __attribute__((constructor)) void SetUpFromEnvironment() {
 __attribute__((destructor)) void WriteTranscript() {
   const char* name = Environment("TESSALINE_BOARD_TRANSCRIPT");
   if (name == nullptr || Environment("TESSALINE_BOARD") == nullptr) return;
+  const Inside inside;
   const bool json = std::string_view(name).ends_with(".json");
   const std::string text =
       board::TranscriptText(json ? TESSALINE_BOARD_JSON_LINES : TESSALINE_BOARD_TEXT);
@@ -113,10 +116,14 @@ __attribute__((destructor)) void WriteTranscript() {
 extern "C" {
 
 int tessaline_board_select(const char* model) {
+  const Inside inside;
   return model != nullptr && Board::PlugIn(model) ? 0 : -1;
 }
 
-void tessaline_board_unplug(void) { Board::Unplug(); }
+void tessaline_board_unplug(void) {
+  const Inside inside;
+  Board::Unplug();
+}
 
 void tessaline_board_set_sleep_factor(double factor) { board::SetSleepFactor(factor); }
 
@@ -157,11 +164,13 @@ void tessaline_board_register_set(unsigned block, uint32_t offset, uint32_t valu
 
 void tessaline_board_fault(const char* device, const char* operation, unsigned skip, unsigned count,
                            int error) {
+  const Inside inside;
   board::PlantFault(device, operation, skip, count, error);
 }
 
 void tessaline_board_frame_fault(int stream, enum tessaline_board_frame_fault kind, unsigned skip,
                                  unsigned count) {
+  const Inside inside;
   board::PlantFrameFault(stream, kind, skip, count);
 }
 
@@ -174,7 +183,10 @@ int tessaline_board_set_poll(const char* device, int implemented) {
   });
 }
 
-void tessaline_board_clear_faults(void) { board::ClearFaults(); }
+void tessaline_board_clear_faults(void) {
+  const Inside inside;
+  board::ClearFaults();
+}
 
 int tessaline_board_open_files(const char* device) {
   return AskBoard(-1, [=](Board& board) { return board.OpenFiles(device); });

@@ -5,14 +5,60 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <atomic>
+
 namespace board::real {
 namespace {
 
-// Looked up at the first use: a sanitizer's runtime calls through here before any
-// constructor of ours has run.
+// A function of the C library. A sanitizer's runtime comes through here before any
+// constructor of ours has run: then it is looked up at its first use.
 template <typename Function>
-Function Next(const char* name) {
-  return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
+class LibraryCall {
+ public:
+  constexpr explicit LibraryCall(const char* name) : name_(name) {}
+  Function* Get() {
+    Function* function = function_;
+    if (function == nullptr) {
+      function = reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name_));
+      function_ = function;
+    }
+    return function;
+  }
+
+ private:
+  const char* const name_;
+  std::atomic<Function*> function_{nullptr};
+};
+
+constinit LibraryCall<ssize_t(int, void*, std::size_t)> read_call("read");
+constinit LibraryCall<ssize_t(int, const void*, std::size_t)> write_call("write");
+constinit LibraryCall<int(int)> close_call("close");
+constinit LibraryCall<int(int, int, ...)> fcntl_call("fcntl");
+constinit LibraryCall<int(pollfd*, nfds_t, int)> poll_call("poll");
+constinit LibraryCall<int(pollfd*, nfds_t, const timespec*, const sigset_t*)> ppoll_call("ppoll");
+constinit LibraryCall<int(int, fd_set*, fd_set*, fd_set*, timeval*)> select_call("select");
+constinit LibraryCall<int(int, fd_set*, fd_set*, fd_set*, const timespec*, const sigset_t*)>
+    pselect_call("pselect");
+constinit LibraryCall<int(const timespec*, timespec*)> nanosleep_call("nanosleep");
+constinit LibraryCall<int(clockid_t, int, const timespec*, timespec*)> clock_nanosleep_call(
+    "clock_nanosleep");
+constinit LibraryCall<FILE*(const char*, const char*)> fopen_call("fopen");
+constinit LibraryCall<FILE*(int, const char*)> fdopen_call("fdopen");
+
+// Else before anything else: the dynamic linker cannot be asked in a signal handler.
+__attribute__((constructor(101))) void LookUpAll() {
+  read_call.Get();
+  write_call.Get();
+  close_call.Get();
+  fcntl_call.Get();
+  poll_call.Get();
+  ppoll_call.Get();
+  select_call.Get();
+  pselect_call.Get();
+  nanosleep_call.Get();
+  clock_nanosleep_call.Get();
+  fopen_call.Get();
+  fdopen_call.Get();
 }
 
 }  // namespace
@@ -56,68 +102,41 @@ int Dup3(int fd, int target, int flags) {
 }
 
 // These are cancellation points and stay so.
-ssize_t Read(int fd, void* buffer, std::size_t size) {
-  static const auto next = Next<ssize_t (*)(int, void*, std::size_t)>("read");
-  return next(fd, buffer, size);
-}
+ssize_t Read(int fd, void* buffer, std::size_t size) { return read_call.Get()(fd, buffer, size); }
 
 ssize_t Write(int fd, const void* buffer, std::size_t size) {
-  static const auto next = Next<ssize_t (*)(int, const void*, std::size_t)>("write");
-  return next(fd, buffer, size);
+  return write_call.Get()(fd, buffer, size);
 }
 
-int Close(int fd) {
-  static const auto next = Next<int (*)(int)>("close");
-  return next(fd);
-}
+int Close(int fd) { return close_call.Get()(fd); }
 
-int Fcntl(int fd, int command, long argument) {
-  static const auto next = Next<int (*)(int, int, ...)>("fcntl");
-  return next(fd, command, argument);
-}
+int Fcntl(int fd, int command, long argument) { return fcntl_call.Get()(fd, command, argument); }
 
-int Poll(pollfd* fds, nfds_t count, int timeout) {
-  static const auto next = Next<int (*)(pollfd*, nfds_t, int)>("poll");
-  return next(fds, count, timeout);
-}
+int Poll(pollfd* fds, nfds_t count, int timeout) { return poll_call.Get()(fds, count, timeout); }
 
 int Ppoll(pollfd* fds, nfds_t count, const timespec* timeout, const sigset_t* signals) {
-  static const auto next =
-      Next<int (*)(pollfd*, nfds_t, const timespec*, const sigset_t*)>("ppoll");
-  return next(fds, count, timeout, signals);
+  return ppoll_call.Get()(fds, count, timeout, signals);
 }
 
 int Select(int count, fd_set* read, fd_set* write, fd_set* except, timeval* timeout) {
-  static const auto next = Next<int (*)(int, fd_set*, fd_set*, fd_set*, timeval*)>("select");
-  return next(count, read, write, except, timeout);
+  return select_call.Get()(count, read, write, except, timeout);
 }
 
 int Pselect(int count, fd_set* read, fd_set* write, fd_set* except, const timespec* timeout,
             const sigset_t* signals) {
-  static const auto next =
-      Next<int (*)(int, fd_set*, fd_set*, fd_set*, const timespec*, const sigset_t*)>("pselect");
-  return next(count, read, write, except, timeout, signals);
+  return pselect_call.Get()(count, read, write, except, timeout, signals);
 }
 
 int Nanosleep(const timespec* request, timespec* remaining) {
-  static const auto next = Next<int (*)(const timespec*, timespec*)>("nanosleep");
-  return next(request, remaining);
+  return nanosleep_call.Get()(request, remaining);
 }
 
 int ClockNanosleep(clockid_t clock, int flags, const timespec* request, timespec* remaining) {
-  static const auto next =
-      Next<int (*)(clockid_t, int, const timespec*, timespec*)>("clock_nanosleep");
-  return next(clock, flags, request, remaining);
+  return clock_nanosleep_call.Get()(clock, flags, request, remaining);
 }
 
-FILE* Fdopen(int fd, const char* mode) {
-  static const auto next = Next<FILE* (*)(int, const char*)>("fdopen");
-  return next(fd, mode);
-}
+FILE* Fdopen(int fd, const char* mode) { return fdopen_call.Get()(fd, mode); }
 
-FILE* Fopen(const char* path, const char* mode) {
-  static const auto next = Next<FILE* (*)(const char*, const char*)>("fopen");
-  return next(path, mode);
-}
+FILE* Fopen(const char* path, const char* mode) { return fopen_call.Get()(path, mode); }
 
 }  // namespace board::real
