@@ -100,7 +100,17 @@ __attribute__((constructor)) void SetUpFromEnvironment() {
 __attribute__((destructor)) void WriteTranscript() {
   const char* name = Environment("TESSALINE_BOARD_TRANSCRIPT");
   if (name == nullptr || Environment("TESSALINE_BOARD") == nullptr) return;
-  if (tessaline_board_transcript_save(name) != 0) std::perror(name);
+  const Inside inside;
+  const bool json = std::string_view(name).ends_with(".json");
+  const std::string text =
+      board::TranscriptText(json ? TESSALINE_BOARD_JSON_LINES : TESSALINE_BOARD_TEXT);
+  FILE* out = std::fopen(name, "w");
+  if (out == nullptr) {
+    std::perror(name);
+    return;
+  }
+  std::fwrite(text.data(), 1, text.size(), out);
+  std::fclose(out);
 }
 
 }  // namespace

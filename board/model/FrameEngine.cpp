@@ -50,18 +50,17 @@ FrameEngine::FrameEngine(EngineWiring wiring) : wiring_(std::move(wiring)) {
 FrameEngine::~FrameEngine() {
   stop_ = true;
   bell_.Ring();
-  const std::lock_guard lock(start_mutex_);
   if (running_) pthread_join(thread_, nullptr);
 }
 
 void FrameEngine::EnsureRunning() {
-  const std::lock_guard lock(start_mutex_);
-  if (running_) return;
+  // Who comes while it is being started does not wait: that takes the process's heap.
+  if (running_.exchange(true)) return;
   sigset_t all;
   sigset_t before;
   sigfillset(&all);  // signals are for the application's threads
   pthread_sigmask(SIG_SETMASK, &all, &before);
-  running_ = pthread_create(&thread_, nullptr, Main, this) == 0;
+  if (pthread_create(&thread_, nullptr, Main, this) != 0) running_ = false;
   pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
 

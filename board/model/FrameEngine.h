@@ -96,8 +96,7 @@ class FrameEngine {
   EngineWiring wiring_;
   Doorbell bell_;
   std::mutex mutex_;  // held while the thread does anything
-  std::mutex start_mutex_;
-  bool running_ = false;
+  std::atomic<bool> running_{false};
   pthread_t thread_{};
   std::atomic<bool> stop_{false};
 
