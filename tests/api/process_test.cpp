@@ -198,7 +198,7 @@ TEST(StandardStreams, GetNoDeviceLaterEither) {
     unsigned char settings[16] = {1};
     if (ConfigSave(settings, sizeof settings) != 0 || SetTriMode(1) != 0) _exit(98);
     if (SetDADelayState(1) != 0) _exit(97);
-    exit(fcntl(STDIN_FILENO, F_GETFD) < 0 ? 7 : 8);
+    exit(fcntl(STDIN_FILENO, F_GETFD) < 0 || IsNull(STDIN_FILENO) ? 7 : 8);
   });
   ExpectExit(outcome, 7);
 }
