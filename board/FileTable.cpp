@@ -48,7 +48,8 @@ Table& TheTable() {
 
 int NewDescriptor(OpenFile& file, bool close_on_exec) {
   if (const PollSign* sign = file.Sign()) return sign->Duplicate(close_on_exec);
-  const int fd = eventfd(1, EFD_NONBLOCK | (close_on_exec ? EFD_CLOEXEC : 0));  // always ready
+  const int fd =
+      real::Eventfd(1, EFD_NONBLOCK | (close_on_exec ? EFD_CLOEXEC : 0));  // always ready
   return fd < 0 ? -errno : fd;
 }
 

@@ -12,7 +12,7 @@
 namespace board {
 namespace {
 
-int NewEvent(bool ready) { return eventfd(ready ? 1 : 0, EFD_NONBLOCK | EFD_CLOEXEC); }
+int NewEvent(bool ready) { return real::Eventfd(ready ? 1 : 0, EFD_NONBLOCK | EFD_CLOEXEC); }
 
 }  // namespace
 

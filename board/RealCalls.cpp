@@ -69,6 +69,10 @@ int Open(int directory, const char* path, int flags, mode_t mode) {
   return static_cast<int>(syscall(SYS_openat, directory, path, flags, mode));
 }
 
+int Eventfd(unsigned count, int flags) {
+  return static_cast<int>(syscall(SYS_eventfd2, count, flags));
+}
+
 int Ioctl(int fd, unsigned long request, void* argument) {
   return static_cast<int>(syscall(SYS_ioctl, fd, request, argument));
 }

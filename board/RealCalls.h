@@ -36,4 +36,6 @@ int ClockNanosleep(clockid_t clock, int flags, const timespec* request, timespec
 FILE* Fdopen(int fd, const char* mode);
 FILE* Fopen(const char* path, const char* mode);
 
+int Eventfd(unsigned count, int flags);
+
 }  // namespace board::real
