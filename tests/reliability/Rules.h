@@ -22,11 +22,10 @@ constexpr Rule FirstQueueing(std::string_view device, unsigned buffers) {
           buffers};
 }
 
-// Of calls that a signal interrupts, before all others. The C library's streams, by which a
-// temperature is read, have no such rule: there it counts as any other failure.
+// Of calls that a signal interrupts, before all others.
 inline constexpr std::array kInterruptedRules{
     Rule{"",
-         "fpga|gpio|i2c-|spi|video|udmabuf|uio",
+         "fpga|gpio|i2c-|spi|video|udmabuf|uio|iio",
          "",
          "",
          false,

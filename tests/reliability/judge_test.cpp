@@ -247,9 +247,12 @@ TEST(Judge, AnInterruptedRegisterAccessIsMadeAgain) {
   ExpectDefect(Judge(kK36, open, EINTR, Undisturbed(), RegisterLocked()), "hangs");
 }
 
-TEST(Judge, AnInterruptedTemperatureFailsAsAnyOther) {
+TEST(Judge, AnInterruptedTemperatureIsReadAgain) {
   const Call read{"iio", "read", 1, 0, "GetCpuTemp"};
-  EXPECT_EQ(RuleFor(kK36, read, EINTR), RuleFor(kK36, read, EIO));
+  Outcome outcome = Undisturbed();
+  outcome.events = {"iio read failed: EINTR"};
+  EXPECT_EQ(Judge(kK36, read, EINTR, Undisturbed(), outcome).verdict, Verdict::kRetried);
+  EXPECT_NE(RuleFor(kK36, read, EINTR), RuleFor(kK36, read, EIO));
 }
 
 TEST(Judge, ACrashIsADefect) {
