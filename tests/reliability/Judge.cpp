@@ -141,6 +141,16 @@ std::string PrintedInAddition(const Outcome& reference, const Outcome& outcome) 
   return more == outcome.printed.end() ? std::string() : *more;
 }
 
+// How often a product tests itself depends on when the images come, and with it which of its
+// accesses is the n-th.
+bool TestedItselfAsOften(const Outcome& reference, const Outcome& outcome) {
+  const auto rounds = [](const Outcome& of) {
+    return std::ranges::count_if(
+        of.printed, [](const std::string& line) { return line.starts_with(kSelfTest); });
+  };
+  return rounds(reference) == rounds(outcome);
+}
+
 // Whether what the call is for came all the same: the answer may be another one.
 bool AccessFollows(const Call& call, const Outcome& outcome) {
   if (call.access.empty()) return true;
@@ -197,7 +207,12 @@ Judgement JudgeReturned(const Rule& rule, const std::string& missing, const Call
       if (const auto more = PrintedInAddition(reference, outcome); !more.empty()) {
         return Defect("says \"" + more + "\"");
       }
-      if (!AccessFollows(call, outcome)) return Defect("\"" + call.access + "\" did not follow");
+      if (!AccessFollows(call, outcome)) {
+        if (!TestedItselfAsOften(reference, outcome)) {
+          return {Verdict::kNotReached, "another access of the self-test came in its place"};
+        }
+        return Defect("\"" + call.access + "\" did not follow");
+      }
       return {Verdict::kRetried, std::string(rule.why)};
     case Effect::kUnchecked:
       return {Verdict::kUnchecked, std::string(rule.why)};

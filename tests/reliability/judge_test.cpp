@@ -247,6 +247,17 @@ TEST(Judge, AnInterruptedRegisterAccessIsMadeAgain) {
   ExpectDefect(Judge(kK36, open, EINTR, Undisturbed(), RegisterLocked()), "hangs");
 }
 
+TEST(Judge, AnotherAccessOfALongerSelfTestIsNotTheCall) {
+  Call open = kRegister;
+  open.access = "write IMAGE_BLOCK_0 CMOS_TIMING_CTRL = 0x00000004";
+  Outcome outcome = Undisturbed();
+  outcome.events = {"fpga open failed: EINTR",
+                    "fpga write IMAGE_BLOCK_1 TRIGGER_CTRL = 0x00000003"};
+  ExpectDefect(Judge(kK36, open, EINTR, Undisturbed(), outcome), "did not follow");
+  outcome.printed.emplace_back("PowerOnSelfTest252 POSTreset252 successful");
+  EXPECT_EQ(Judge(kK36, open, EINTR, Undisturbed(), outcome).verdict, Verdict::kNotReached);
+}
+
 TEST(Judge, AnInterruptedTemperatureIsReadAgain) {
   const Call read{"iio", "read", 1, 0, "GetCpuTemp"};
   Outcome outcome = Undisturbed();
