@@ -154,12 +154,12 @@ void tessaline_board_frame_fault(int stream, enum tessaline_board_frame_fault ki
                                  unsigned count);
 
 /**
- * Whether the driver of a device implements poll (1, as at first) or not (0). Without it the
- * device is ready at once for everything that poll, select or epoll ask for, as the kernel
- * says of such drivers; VIDIOC_DQBUF and read still wait. Until the next
- * tessaline_board_select().
+ * Whether the driver of a device implements poll. Without it the device is ready at once for
+ * everything that poll, select or epoll ask for, as the kernel says of such drivers;
+ * VIDIOC_DQBUF and read still wait. Until the next tessaline_board_select().
  *
- * @param device  as the transcript names it: "video1", "uio0", ...
+ * @param device       as the transcript names it: "video1", "uio0", ...
+ * @param implemented  1 (as at first) or 0
  * @return 0, or -1: the board has no such device
  */
 int tessaline_board_set_poll(const char* device, int implemented);
