@@ -8,7 +8,7 @@
 #include <cstdlib>
 
 #include "Samples.h"
-#include "function/PromptSleeps.h"
+#include "thread/PromptSleeps.h"
 
 namespace {
 

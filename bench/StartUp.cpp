@@ -22,7 +22,7 @@
 #include "Application.h"
 #include "OwnProcess.h"
 #include "Pauses.h"
-#include "function/PromptSleeps.h"
+#include "thread/PromptSleeps.h"
 #include "tessaline/board.h"
 #include "tessaline/tessaline.h"
 

@@ -2,7 +2,7 @@
 
 #include <cstddef>
 
-#include "Devices/V4l2Device.h"
+#include "Devices/capture/V4l2Device.h"
 #include "Driver.h"
 
 namespace bench {

@@ -4,7 +4,7 @@ file(GLOB_RECURSE TESSALINE_SOURCES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/src/*.
 
 # Register tables that only the makers of the sensors can fill, see docs/sensor-tables.md.
 set(TESSALINE_SENSOR_TABLES "" CACHE PATH
-  "Directory with a folder sensor_tables/, whose headers stand in for those of src/Devices/tables/sensor_tables")
+  "Directory with a folder sensor_tables/, whose headers stand in for those of src/Devices/sensor/tables/sensor_tables")
 if(TESSALINE_SENSOR_TABLES)
   if(NOT IS_DIRECTORY "${TESSALINE_SENSOR_TABLES}/sensor_tables")
     message(FATAL_ERROR "TESSALINE_SENSOR_TABLES: there is no folder ${TESSALINE_SENSOR_TABLES}/sensor_tables")
@@ -12,19 +12,19 @@ if(TESSALINE_SENSOR_TABLES)
   file(GLOB supplied_tables CONFIGURE_DEPENDS ${TESSALINE_SENSOR_TABLES}/sensor_tables/*)
   foreach(table ${supplied_tables})
     cmake_path(GET table FILENAME table_name)
-    if(NOT EXISTS ${CMAKE_SOURCE_DIR}/src/Devices/tables/sensor_tables/${table_name})
+    if(NOT EXISTS ${CMAKE_SOURCE_DIR}/src/Devices/sensor/tables/sensor_tables/${table_name})
       message(FATAL_ERROR "TESSALINE_SENSOR_TABLES: the library has no table ${table_name}")
     endif()
     message(STATUS "Register table of yours: ${table_name}")
   endforeach()
   # A compiler's notes on what it read say nothing of a header that was not there yet.
-  file(GLOB table_users ${CMAKE_SOURCE_DIR}/src/Devices/*.cpp)
+  file(GLOB_RECURSE table_users ${CMAKE_SOURCE_DIR}/src/Devices/sensor/*.cpp)
   set_property(SOURCE ${table_users} APPEND PROPERTY OBJECT_DEPENDS ${supplied_tables})
 endif()
 
 add_library(tessaline_objects OBJECT ${TESSALINE_SOURCES})
 target_include_directories(tessaline_objects PUBLIC ${TESSALINE_SENSOR_TABLES}
-  ${CMAKE_SOURCE_DIR}/include ${CMAKE_SOURCE_DIR}/src ${CMAKE_SOURCE_DIR}/src/Devices/tables)
+  ${CMAKE_SOURCE_DIR}/include ${CMAKE_SOURCE_DIR}/src ${CMAKE_SOURCE_DIR}/src/Devices/sensor/tables)
 target_compile_options(tessaline_objects PRIVATE -fvisibility=hidden -fvisibility-inlines-hidden)
 target_link_libraries(tessaline_objects PUBLIC tessaline_options)
 # The sanitizers check more, in ways of their own.

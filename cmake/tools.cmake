@@ -15,7 +15,7 @@ target_include_directories(tessaline-tool PRIVATE ${CMAKE_SOURCE_DIR}/tools)
 set_source_files_properties(${CMAKE_SOURCE_DIR}/tools/Application.cpp PROPERTIES
   COMPILE_DEFINITIONS TESSALINE_VERSION="${PROJECT_VERSION}")
 set_source_files_properties(${CMAKE_SOURCE_DIR}/tools/SensorTables.cpp PROPERTIES
-  INCLUDE_DIRECTORIES "${TESSALINE_SENSOR_TABLES};${CMAKE_SOURCE_DIR}/src;${CMAKE_SOURCE_DIR}/src/Devices/tables")
+  INCLUDE_DIRECTORIES "${TESSALINE_SENSOR_TABLES};${CMAKE_SOURCE_DIR}/src;${CMAKE_SOURCE_DIR}/src/Devices/sensor/tables")
 target_link_libraries(tessaline-tool PRIVATE tessaline_options tessaline
   fmt::fmt nlohmann_json::nlohmann_json PNG::PNG CLI11::CLI11 Threads::Threads ${CMAKE_DL_LIBS})
 if(TESSALINE_SANITIZED)

@@ -16,8 +16,8 @@
 #include <utility>
 #include <vector>
 
-#include "Devices/V4l2Base.h"
-#include "Devices/V4l2BufFactory.h"
+#include "Devices/capture/V4l2Base.h"
+#include "Devices/capture/V4l2BufFactory.h"
 #include "support/Require.h"
 #include "support/VideoDriver.h"
 #include "tessaline/log.h"

@@ -1,9 +1,9 @@
 #include "DeviceManager.h"
 
-#include "Devices/DaChip.h"
-#include "Devices/Laser.h"
-#include "Devices/LaserLed.h"
-#include "Devices/RangeLed.h"
+#include "Devices/peripheral/DaChip.h"
+#include "Devices/peripheral/Laser.h"
+#include "Devices/peripheral/LaserLed.h"
+#include "Devices/peripheral/RangeLed.h"
 #include "SeriesLogic/SeriesLogic.h"
 #include "SeriesLogic/SeriesLogicFactory.h"
 #include "log/Log.h"

@@ -3,7 +3,7 @@
 #include <mutex>
 #include <system_error>
 
-#include "function/SignalMask.h"
+#include "thread/SignalMask.h"
 
 namespace VeltranoSDK::Foundation {
 

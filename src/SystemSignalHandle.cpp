@@ -10,15 +10,15 @@
 #include <optional>
 
 #include "DeviceManager.h"
-#include "Devices/FpgaLogic.h"
+#include "Devices/fpga/FpgaLogic.h"
 #include "Runnable/CaptureStripStream.h"
 #include "Runnable/CaptureVideoStream.h"
 #include "Runnable/RunnableObjectManager.h"
-#include "function/InterruptibleWait.h"
 #include "function/RegisterLock.h"
-#include "function/SystemCalls.h"
 #include "log/Log.h"
 #include "thread/EndGuard.h"
+#include "thread/InterruptibleWait.h"
+#include "thread/SystemCalls.h"
 
 namespace VeltranoSDK {
 

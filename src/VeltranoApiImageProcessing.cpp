@@ -1,4 +1,4 @@
-#include "Devices/FpgaLogic.h"
+#include "Devices/fpga/FpgaLogic.h"
 #include "VeltranoApiCall.h"
 #include "tessaline/image_processing.h"
 

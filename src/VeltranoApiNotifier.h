@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <memory>
 
-#include "Devices/FpgaLogic.h"
+#include "Devices/fpga/FpgaLogic.h"
 #include "VeltranoApiCall.h"
 #include "thread/Slot.h"
 

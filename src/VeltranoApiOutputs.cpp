@@ -1,5 +1,5 @@
-#include "Devices/DaChip.h"
-#include "Devices/FpgaLogic.h"
+#include "Devices/fpga/FpgaLogic.h"
+#include "Devices/peripheral/DaChip.h"
 #include "Runnable/DAArrivedNotifier.h"
 #include "VeltranoApiCall.h"
 #include "VeltranoApiNotifier.h"

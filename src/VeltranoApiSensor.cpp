@@ -1,7 +1,7 @@
-#include "Devices/CmosSensor.h"
-#include "Devices/E2vFlash4k.h"
-#include "Devices/FpgaLogic.h"
-#include "Devices/GSPRINT6502BSI.h"
+#include "Devices/fpga/FpgaLogic.h"
+#include "Devices/sensor/CmosSensor.h"
+#include "Devices/sensor/e2v_flash4k/E2vFlash4k.h"
+#include "Devices/sensor/gsprint6502bsi/GSPRINT6502BSI.h"
 #include "VeltranoApiCall.h"
 #include "tessaline/sensor.h"
 

@@ -6,8 +6,8 @@
 #include <stdexcept>
 #include <string>
 
-#include "Devices/CmosSensor.h"
-#include "Devices/FpgaLogic.h"
+#include "Devices/fpga/FpgaLogic.h"
+#include "Devices/sensor/CmosSensor.h"
 #include "Runnable/CaptureStripStream.h"
 #include "Runnable/CaptureVideoStream.h"
 #include "Runnable/DAArrivedNotifier.h"
@@ -17,13 +17,13 @@
 #include "SeriesLogic/SeriesLogicFactory.h"
 #include "SystemSignalHandle.h"
 #include "VeltranoApiCall.h"
-#include "function/PromptSleeps.h"
 #include "tessaline/fpga.h"
 #include "tessaline/log.h"
 #include "tessaline/peripherals.h"
 #include "tessaline/startup.h"
 #include "thread/EndGuard.h"
 #include "thread/Pause.h"
+#include "thread/PromptSleeps.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 #include <atomic>
 #include <cstdint>
 
-#include "Devices/FpgaLogic.h"
+#include "Devices/fpga/FpgaLogic.h"
 #include "Runnable/CaptureStripStream.h"
 #include "Runnable/CaptureVideoStream.h"
 #include "Runnable/ExternalTriggerGuard.h"

@@ -2,7 +2,7 @@
 
 // The one file of the tool that looks into the library's sources: at data alone, which is
 // that of the same build.
-#include "Devices/SensorTableList.h"
+#include "Devices/sensor/SensorTableList.h"
 
 namespace tool {
 

@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "Runnable/FrameIds.h"
-#include "Runnable/Published.h"
+#include "thread/Published.h"
 
 namespace VeltranoSDK {
 

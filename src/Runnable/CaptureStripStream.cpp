@@ -4,19 +4,20 @@
 
 #include <utility>
 
-#include "DeviceManager.h"
-#include "Devices/CmosSensor.h"
-#include "Devices/V4l2Base.h"
+#include "Devices/capture/V4l2Base.h"
+#include "Devices/sensor/CmosSensor.h"
+#include "Neighbours.h"
 #include "Runnable/StripWalk.h"
 #include "SeriesLogic/SeriesLogic.h"
-#include "SeriesLogic/SeriesLogicFactory.h"
 #include "SeriesLogic/StripParseProtocol.h"
-#include "function/SignalMask.h"
 #include "log/Log.h"
+#include "thread/SignalMask.h"
 
 namespace VeltranoSDK {
 
 namespace {
+
+constexpr const char* kName = "CaptureStripStream";
 
 // Long enough for a thread that is asked to end outside a callback, short enough for
 // somebody who has pressed Ctrl-C.
@@ -147,13 +148,10 @@ bool CaptureStripStream::BeforeRun() {
 }
 
 bool CaptureStripStream::SetUp() {
-  series_logic_ = SeriesLogicFactory::GetSeriesLogicInstance();
-  sensor_ = DeviceManagerHolder::Instance()->cmos_sensor_;
-  SetDevice(DeviceManagerHolder::Instance()->v4l2_buf_);
-  if (!series_logic_ || !sensor_ || !device_) {
-    LogError("no product is selected: there is no strip device");
-    return false;
-  }
+  series_logic_ = neighbour::Series(kName);
+  sensor_ = neighbour::Sensor(kName);
+  SetDevice(neighbour::StripDevice(kName));
+  if (!series_logic_ || !sensor_ || !device_) return false;
   const unsigned int width = sensor_->GetStripWidth();
   const unsigned int height = sensor_->GetStripHeight();
   return device_->Open(device_path_) && device_->SetFmt(width, height) &&

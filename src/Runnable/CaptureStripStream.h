@@ -8,11 +8,11 @@
 #include <mutex>
 #include <string>
 
-#include "Devices/Relaxed.h"
 #include "Runnable/Backoff.h"
-#include "Runnable/CallbackSlot.h"
 #include "Runnable/CaptureStatistics.h"
 #include "Runnable/Runnable.h"
+#include "thread/CallbackSlot.h"
+#include "thread/Relaxed.h"
 
 namespace VeltranoSDK {
 

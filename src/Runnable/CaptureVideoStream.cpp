@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <utility>
 
-#include "DeviceManager.h"
-#include "Devices/CmosSensor.h"
+#include "Devices/sensor/CmosSensor.h"
+#include "Neighbours.h"
 #include "log/Log.h"
 
 namespace VeltranoSDK {
@@ -25,12 +25,6 @@ static_assert(sizeof(ImageHeader) == kImageHeaderBytes);
 
 // All ones: a bus that nobody drove, not a count.
 constexpr std::uint64_t kNoFrameId = ~std::uint64_t{0};
-
-std::shared_ptr<CmosSensor> Sensor() {
-  auto sensor = DeviceManagerHolder::Instance()->cmos_sensor_;
-  if (!sensor) LogError("no product is selected: there is no image sensor");
-  return sensor;
-}
 
 }  // namespace
 
@@ -82,7 +76,7 @@ void CaptureVideoStream::SetTimeStampHold(bool hold) {
 
 bool CaptureVideoStream::BeforeRun() {
   Trace(__func__);
-  const auto sensor = Sensor();
+  const auto sensor = neighbour::Sensor("CaptureVideoStream");
   if (sensor && SetUp(*sensor)) {
     LogInfo("initialize v4l2 succeffully");
   } else {
@@ -109,7 +103,7 @@ void CaptureVideoStream::LoopRun() {
   backoff_.Reset();
   statistics_.Dequeued();
   Fate fate = Fate::kMalformed;  // nobody knows its size
-  if (const auto sensor = Sensor()) {
+  if (const auto sensor = neighbour::Sensor("CaptureVideoStream")) {
     if (sensor->model() == kIMX252) ReportSelfTest();
     fate = HandOver(buffer, *sensor);
   }

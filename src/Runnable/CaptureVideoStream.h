@@ -5,13 +5,13 @@
 #include <functional>
 #include <string>
 
-#include "Devices/Relaxed.h"
-#include "Devices/V4l2Fd.h"
+#include "Devices/capture/V4l2Fd.h"
 #include "Runnable/Backoff.h"
-#include "Runnable/CallbackSlot.h"
 #include "Runnable/CaptureStatistics.h"
 #include "Runnable/ImageReorder.h"
 #include "Runnable/Runnable.h"
+#include "thread/CallbackSlot.h"
+#include "thread/Relaxed.h"
 
 namespace VeltranoSDK {
 

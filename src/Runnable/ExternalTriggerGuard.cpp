@@ -2,8 +2,8 @@
 
 #include <utility>
 
-#include "DeviceManager.h"
-#include "Devices/FpgaLogic.h"
+#include "Devices/fpga/FpgaLogic.h"
+#include "Neighbours.h"
 #include "log/Log.h"
 
 namespace VeltranoSDK {
@@ -23,12 +23,10 @@ bool ExternalTriggerGuard::RegisterPulseSignalCallback(std::function<void(unsign
 void ExternalTriggerGuard::LoopRun() {
   Trace(__func__);
   if (!WaitForInterrupt()) return;
-  if (const auto fpga = DeviceManagerHolder::Instance()->fpga_logic_) {
-    const unsigned int level = fpga->GetExternalTriggerLevel();
+  neighbour::OnFpga("ExternalTriggerGuard", [](FpgaLogic& fpga) {
+    const unsigned int level = fpga.GetExternalTriggerLevel();
     Deliver([level] { pulse_signal_callback_(level); });
-  } else {
-    LogError("no product is selected: there is no external trigger to read");
-  }
+  });
   UnmaskInterrupt();
 }
 

@@ -2,8 +2,8 @@
 
 #include <functional>
 
-#include "Runnable/CallbackSlot.h"
 #include "Runnable/UioNotifier.h"
+#include "thread/CallbackSlot.h"
 
 namespace VeltranoSDK {
 

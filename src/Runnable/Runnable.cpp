@@ -6,11 +6,11 @@
 #include <condition_variable>
 #include <mutex>
 
-#include "function/InterruptibleWait.h"
-#include "function/SignalMask.h"
-#include "function/SystemCalls.h"
 #include "log/Log.h"
+#include "thread/InterruptibleWait.h"
 #include "thread/NotCancellable.h"
+#include "thread/SignalMask.h"
+#include "thread/SystemCalls.h"
 #include "thread/WakeUp.h"
 
 namespace VeltranoSDK::Utility {

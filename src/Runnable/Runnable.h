@@ -6,9 +6,9 @@
 #include <memory>
 #include <thread>
 
-#include "Runnable/CallbackSlot.h"
-#include "Runnable/DeliveryGate.h"
 #include "log/Log.h"
+#include "thread/CallbackSlot.h"
+#include "thread/DeliveryGate.h"
 
 namespace VeltranoSDK::Utility {
 

@@ -7,8 +7,8 @@
 #include <cstdint>
 #include <utility>
 
-#include "function/SystemCalls.h"
 #include "log/Log.h"
+#include "thread/SystemCalls.h"
 
 namespace VeltranoSDK {
 

@@ -2,7 +2,7 @@
 
 #include <chrono>
 
-#include "Devices/WatchdogTimer.h"
+#include "Devices/peripheral/WatchdogTimer.h"
 #include "Runnable/Runnable.h"
 
 namespace VeltranoSDK {

@@ -2,7 +2,7 @@
 
 #include <string_view>
 
-#include "SeriesLogic/SeriesNumber.h"
+#include "Devices/SeriesNumber.h"
 
 namespace VeltranoSDK {
 

@@ -3,12 +3,12 @@
 #include <algorithm>
 #include <utility>
 
-#include "Devices/CmosSensorFactory.h"
-#include "Devices/DigitalPOTFactory.h"
-#include "Devices/FpgaLogicFactory.h"
-#include "Devices/FpgaRegister.h"
-#include "Devices/V4l2BufFactory.h"
-#include "Devices/XSysMonTemperatureOnChipFactory.h"
+#include "Devices/capture/V4l2BufFactory.h"
+#include "Devices/fpga/FpgaLogicFactory.h"
+#include "Devices/fpga/FpgaRegister.h"
+#include "Devices/peripheral/DigitalPOTFactory.h"
+#include "Devices/peripheral/XSysMonTemperatureOnChipFactory.h"
+#include "Devices/sensor/CmosSensorFactory.h"
 #include "SeriesLogic/StripParseProtocol.h"
 #include "log/Log.h"
 

@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
+#include "Devices/SeriesNumber.h"
 #include "SeriesLogic/BoardDescription.h"
 #include "SeriesLogic/Notification.h"
-#include "SeriesLogic/SeriesNumber.h"
 
 namespace VeltranoSDK {
 

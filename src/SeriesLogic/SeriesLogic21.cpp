@@ -1,6 +1,6 @@
 #include "SeriesLogic/SeriesLogic21.h"
 
-#include "Devices/FpgaRegister.h"
+#include "Devices/fpga/FpgaRegister.h"
 #include "SeriesLogic/LostCallbacks.h"
 
 namespace VeltranoSDK {

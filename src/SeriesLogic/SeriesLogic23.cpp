@@ -1,11 +1,10 @@
 #include "SeriesLogic/SeriesLogic23.h"
 
-#include "Devices/FpgaLogic.h"
-#include "Devices/FpgaRegister.h"
-#include "Devices/GMAX2509.h"
+#include "Devices/fpga/FpgaLogic.h"
+#include "Devices/fpga/FpgaRegister.h"
+#include "Devices/sensor/gmax2509/GMAX2509.h"
+#include "Neighbours.h"
 #include "SeriesLogic/LostCallbacks.h"
-#include "SeriesLogic/OnFpga.h"
-#include "SeriesLogic/OnSensor.h"
 
 namespace VeltranoSDK {
 
@@ -15,6 +14,9 @@ constexpr unsigned int kSensorWidth = 4200;
 constexpr unsigned int kSensorHeight = 2048;
 constexpr unsigned int kImageFilterThreshold = 10;
 
+// Code 1 of the FPGA's drive modes; no sensor has a mode of this number.
+constexpr auto kSubsampledRows = static_cast<ReadoutDriveMode>(1);
+
 // The sensor's line times, in its clocks.
 constexpr unsigned short kImageLineTime = 12464;
 constexpr unsigned short kLaserLineLineTime = 152;
@@ -23,7 +25,7 @@ constexpr unsigned short kLaserLineLineTime = 152;
 void FollowCollectMode(FpgaLogic& fpga) {
   const CollectMode mode = fpga.collect_mode();
   if (mode != kCollectImage && mode != kCollectLaserLine) return;
-  OnSensor<GMAX2509>("SeriesLogic23", [mode](GMAX2509& sensor) {
+  neighbour::OnSensor<GMAX2509>("SeriesLogic23", [mode](GMAX2509& sensor) {
     sensor.SetLineTime(mode == kCollectImage ? kImageLineTime : kLaserLineLineTime);
   });
 }
@@ -37,12 +39,12 @@ SeriesLogic23::SeriesLogic23(unsigned int limit_a, unsigned int limit_b)
       limit_a_(limit_a),
       limit_b_(limit_b) {
   RegisterNotificationCallback(kCollectModeChanged,
-                               [] { OnFpga("SeriesLogic23", FollowCollectMode); });
+                               [] { neighbour::OnFpga("SeriesLogic23", FollowCollectMode); });
   // Reserved for products of this family with more to do.
   RegisterNotificationCallback(kCollectModeChanged, [] {});
   RegisterNotificationCallback(kSensorInitialized, [] {
-    OnFpga("SeriesLogic23",
-           [](FpgaLogic& fpga) { fpga.SetImageFilterThrs(kImageFilterThreshold); });
+    neighbour::OnFpga("SeriesLogic23",
+                      [](FpgaLogic& fpga) { fpga.SetImageFilterThrs(kImageFilterThreshold); });
   });
 }
 
@@ -61,5 +63,19 @@ std::pair<unsigned int, unsigned int> SeriesLogic23::CalStartPoint(unsigned int 
 }
 
 ReadoutDriveMode SeriesLogic23::GetSubsamplingPLDriveMode() { return kDriveMode11; }
+
+SeriesLogic2320::SeriesLogic2320() : SeriesLogic23(kSensorWidth, kSensorHeight / 2) {}
+
+ReadoutDriveMode SeriesLogic2320::GetDefaultCmosReadoutDriveMode() { return kDriveMode11; }
+
+std::pair<unsigned int, unsigned int> SeriesLogic2320::CalStartPoint(unsigned int x, unsigned int y,
+                                                                     unsigned int width,
+                                                                     unsigned int height) {
+  // Every row of the region stands for two of the chip.
+  const auto [first, second] = SeriesLogic23::CalStartPoint(x, y, width, height);
+  return {first, 2 * second};
+}
+
+ReadoutDriveMode SeriesLogic2320::GetSubsamplingPLDriveMode() { return kSubsampledRows; }
 
 }  // namespace VeltranoSDK

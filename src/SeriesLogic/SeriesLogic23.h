@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "Devices/CmosSensorTypes.h"
+#include "Devices/sensor/CmosSensorTypes.h"
 #include "SeriesLogic/SeriesLogic.h"
 
 namespace VeltranoSDK {
@@ -35,6 +35,17 @@ class SeriesLogic23 : public SeriesLogic {
  private:
   unsigned int limit_a_;
   unsigned int limit_b_;
+};
+
+// GMAX2509 that always runs subsampled: half as many rows.
+class SeriesLogic2320 : public SeriesLogic23 {
+ public:
+  SeriesLogic2320();
+  ReadoutDriveMode GetDefaultCmosReadoutDriveMode() override;
+  std::pair<unsigned int, unsigned int> CalStartPoint(unsigned int x, unsigned int y,
+                                                      unsigned int width,
+                                                      unsigned int height) override;
+  ReadoutDriveMode GetSubsamplingPLDriveMode() override;
 };
 
 }  // namespace VeltranoSDK

@@ -4,14 +4,13 @@
 #include <array>
 #include <string_view>
 
-#include "DeviceManager.h"
-#include "Devices/FpgaLogic.h"
-#include "Devices/FpgaRegister.h"
-#include "Devices/GSPRINT6502BSI.h"
+#include "Devices/fpga/FpgaLogic.h"
+#include "Devices/fpga/FpgaRegister.h"
+#include "Devices/sensor/gsprint6502bsi/GSPRINT6502BSI.h"
+#include "Neighbours.h"
 #include "SeriesLogic/ExposureDelta.h"
 #include "SeriesLogic/LostCallbacks.h"
-#include "SeriesLogic/OnFpga.h"
-#include "SeriesLogic/OnSensor.h"
+#include "SeriesLogic/StripParseProtocol.h"
 
 namespace VeltranoSDK {
 
@@ -39,7 +38,7 @@ constexpr std::array kImageProcessingDefaults{
 constexpr std::array<std::string_view, 2> kUprightModels{"K3910", "K3920"};
 
 bool ImageIsUpright() {
-  const auto name = DeviceManagerHolder::Instance()->model_.substr(0, 5);
+  const auto name = neighbour::Model().substr(0, 5);
   return std::find(kUprightModels.begin(), kUprightModels.end(), name) != kUprightModels.end();
 }
 
@@ -54,7 +53,7 @@ void SetImageProcessingDefaults(FpgaLogic& fpga) {
 void FollowCollectMode(FpgaLogic& fpga) {
   const CollectMode mode = fpga.collect_mode();
   if (mode != kCollectImage && mode != kCollectLaserLine) return;
-  OnSensor<GSPRINT6502BSI>("SeriesLogic24", [&](GSPRINT6502BSI& sensor) {
+  neighbour::OnSensor<GSPRINT6502BSI>("SeriesLogic24", [&](GSPRINT6502BSI& sensor) {
     sensor.SetLineTime(mode == kCollectLaserLine);
     if (fpga.GetHDREnable() != 0) sensor.SetHdr(true);
   });
@@ -72,14 +71,15 @@ void SwapStripDataMode(FpgaLogic& fpga) {
 SeriesLogic24::SeriesLogic24()
     : SeriesLogic(std::make_shared<FpgaRegisterZynq>(), kSeries24, kZynqSpiSensorBoard) {
   RegisterNotificationCallback(kCollectModeChanged,
-                               [] { OnFpga("SeriesLogic24", FollowCollectMode); });
+                               [] { neighbour::OnFpga("SeriesLogic24", FollowCollectMode); });
   RegisterNotificationCallback(kExposureConfigured, [] {
-    OnFpga("SeriesLogic24", [](FpgaLogic& fpga) { fpga.SetExposureNumDelta(kWideExposureDelta); });
+    neighbour::OnFpga("SeriesLogic24",
+                      [](FpgaLogic& fpga) { fpga.SetExposureNumDelta(kWideExposureDelta); });
   });
   RegisterNotificationCallback(kStripDataModeChanged,
-                               [] { OnFpga("SeriesLogic24", SwapStripDataMode); });
-  RegisterNotificationCallback(kStartupFinished,
-                               [] { OnFpga("SeriesLogic24", SetImageProcessingDefaults); });
+                               [] { neighbour::OnFpga("SeriesLogic24", SwapStripDataMode); });
+  RegisterNotificationCallback(
+      kStartupFinished, [] { neighbour::OnFpga("SeriesLogic24", SetImageProcessingDefaults); });
 }
 
 float SeriesLogic24::GetRisingEdgeThresholdCoeff() { return 0.5F; }
@@ -87,5 +87,9 @@ float SeriesLogic24::GetRisingEdgeThresholdCoeff() { return 0.5F; }
 unsigned int SeriesLogic24::GetCallbackLostCount() { return FpgaLostCount(); }
 
 bool SeriesLogic24::ResetCallbackLostCount() { return ResetFpgaLostCount(); }
+
+SeriesLogic24ArmRebuild::SeriesLogic24ArmRebuild() {
+  strip_parse_protocol_ = std::make_shared<StripParseProtocol25Arm>();
+}
 
 }  // namespace VeltranoSDK

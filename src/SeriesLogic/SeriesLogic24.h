@@ -13,4 +13,10 @@ class SeriesLogic24 : public SeriesLogic {
   bool ResetCallbackLostCount() override;
 };
 
+// The same with reconstruction on the processor.
+class SeriesLogic24ArmRebuild : public SeriesLogic24 {
+ public:
+  SeriesLogic24ArmRebuild();
+};
+
 }  // namespace VeltranoSDK

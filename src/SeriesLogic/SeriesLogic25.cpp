@@ -1,12 +1,12 @@
 #include "SeriesLogic/SeriesLogic25.h"
 
-#include "Devices/E2vFlash4k.h"
-#include "Devices/FpgaLogic.h"
-#include "Devices/FpgaRegister.h"
+#include "Devices/fpga/FpgaLogic.h"
+#include "Devices/fpga/FpgaRegister.h"
+#include "Devices/sensor/e2v_flash4k/E2vFlash4k.h"
+#include "Neighbours.h"
 #include "SeriesLogic/ExposureDelta.h"
 #include "SeriesLogic/LostCallbacks.h"
-#include "SeriesLogic/OnFpga.h"
-#include "SeriesLogic/OnSensor.h"
+#include "SeriesLogic/StripParseProtocol.h"
 
 namespace VeltranoSDK {
 
@@ -20,7 +20,7 @@ constexpr unsigned short kLaserLineBlanking = 1;
 void FollowCollectMode(FpgaLogic& fpga) {
   const CollectMode mode = fpga.collect_mode();
   if (mode != kCollectImage && mode != kCollectLaserLine) return;
-  OnSensor<E2vFlash4k>("SeriesLogic25", [mode](E2vFlash4k& sensor) {
+  neighbour::OnSensor<E2vFlash4k>("SeriesLogic25", [mode](E2vFlash4k& sensor) {
     sensor.ModifyHorizontalBlanking(mode == kCollectImage ? kImageBlanking : kLaserLineBlanking);
   });
 }
@@ -30,9 +30,10 @@ void FollowCollectMode(FpgaLogic& fpga) {
 SeriesLogic25::SeriesLogic25()
     : SeriesLogic(std::make_shared<FpgaRegisterZynqMp>(), kSeries25, kZynqMpBoard) {
   RegisterNotificationCallback(kCollectModeChanged,
-                               [] { OnFpga("SeriesLogic25", FollowCollectMode); });
+                               [] { neighbour::OnFpga("SeriesLogic25", FollowCollectMode); });
   RegisterNotificationCallback(kExposureConfigured, [] {
-    OnFpga("SeriesLogic25", [](FpgaLogic& fpga) { fpga.SetExposureNumDelta(kWideExposureDelta); });
+    neighbour::OnFpga("SeriesLogic25",
+                      [](FpgaLogic& fpga) { fpga.SetExposureNumDelta(kWideExposureDelta); });
   });
 }
 
@@ -43,5 +44,13 @@ unsigned int SeriesLogic25::GetCallbackLostCount() { return FpgaLostCount(); }
 bool SeriesLogic25::ResetCallbackLostCount() { return ResetFpgaLostCount(); }
 
 std::uint8_t SeriesLogic25::GetStripPointDataByteCount() { return strip_point_data_byte_count_; }
+
+SeriesLogicArmRebuild::SeriesLogicArmRebuild() {
+  strip_parse_protocol_ = std::make_shared<StripParseProtocol25Arm>();
+}
+
+std::uint8_t SeriesLogicArmRebuild::GetStripPointDataByteCount() {
+  return arm_strip_point_data_byte_count_;
+}
 
 }  // namespace VeltranoSDK

@@ -2,14 +2,9 @@
 
 #include "SeriesLogic/SeriesLogic21.h"
 #include "SeriesLogic/SeriesLogic22.h"
-#include "SeriesLogic/SeriesLogic22ch16.h"
-#include "SeriesLogic/SeriesLogic22ch16Arm.h"
 #include "SeriesLogic/SeriesLogic23.h"
-#include "SeriesLogic/SeriesLogic2320.h"
 #include "SeriesLogic/SeriesLogic24.h"
-#include "SeriesLogic/SeriesLogic24ArmRebuild.h"
 #include "SeriesLogic/SeriesLogic25.h"
-#include "SeriesLogic/SeriesLogicArmRebuild.h"
 
 namespace VeltranoSDK {
 

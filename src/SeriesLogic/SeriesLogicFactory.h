@@ -2,7 +2,7 @@
 
 #include <memory>
 
-#include "SeriesLogic/SeriesNumber.h"
+#include "Devices/SeriesNumber.h"
 
 namespace VeltranoSDK {
 

@@ -2,7 +2,7 @@
 
 #include <optional>
 
-#include "function/SignalMask.h"
+#include "thread/SignalMask.h"
 
 namespace VeltranoSDK {
 

@@ -15,9 +15,9 @@
 #include <cstring>
 #include <memory>
 
-#include "function/SystemCalls.h"
 #include "thread/NotCancellable.h"
 #include "thread/Pause.h"
+#include "thread/SystemCalls.h"
 
 namespace {
 

@@ -13,9 +13,9 @@
 #include <cstdio>
 
 #include "function/RegisterLock.h"
-#include "function/SystemCalls.h"
 #include "log/Log.h"
 #include "thread/NotCancellable.h"
+#include "thread/SystemCalls.h"
 
 namespace VeltranoSDK {
 

@@ -12,8 +12,8 @@
 #include <cstring>
 #include <memory>
 
-#include "function/SystemCalls.h"
 #include "thread/NotCancellable.h"
+#include "thread/SystemCalls.h"
 
 namespace {
 

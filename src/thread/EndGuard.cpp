@@ -10,7 +10,7 @@
 #include <atomic>
 #include <thread>
 
-#include "function/SignalMask.h"
+#include "thread/SignalMask.h"
 
 namespace VeltranoSDK {
 

@@ -7,8 +7,8 @@
 #include <thread>
 #include <utility>
 
-#include "function/InterruptibleWait.h"
-#include "function/SignalMask.h"
+#include "thread/InterruptibleWait.h"
+#include "thread/SignalMask.h"
 
 namespace VeltranoSDK {
 

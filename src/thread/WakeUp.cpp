@@ -7,7 +7,7 @@
 #include <system_error>
 #include <utility>
 
-#include "function/SystemCalls.h"
+#include "thread/SystemCalls.h"
 
 namespace VeltranoSDK {
 

@@ -5,7 +5,7 @@
 #include <memory>
 #include <string>
 
-#include "Devices/E2vFlash4k.h"
+#include "Devices/sensor/e2v_flash4k/E2vFlash4k.h"
 #include "SensorTest.h"
 
 namespace VeltranoSDK {

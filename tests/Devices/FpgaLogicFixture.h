@@ -11,9 +11,9 @@
 #include <vector>
 
 #include "DeviceManager.h"
-#include "Devices/CmosSensor.h"
-#include "Devices/FpgaLogic.h"
-#include "Devices/FpgaLogicFactory.h"
+#include "Devices/sensor/CmosSensor.h"
+#include "Devices/fpga/FpgaLogic.h"
+#include "Devices/fpga/FpgaLogicFactory.h"
 #include "SeriesLogic/SeriesLogicFactory.h"
 #include "support/BoardFixture.h"
 #include "tessaline/log.h"

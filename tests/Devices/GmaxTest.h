@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <string>
 
-#include "Devices/GMAX2509.h"
+#include "Devices/sensor/gmax2509/GMAX2509.h"
 #include "SensorTest.h"
 
 namespace VeltranoSDK {

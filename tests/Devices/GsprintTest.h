@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <string>
 
-#include "Devices/GSPRINT6502BSI.h"
+#include "Devices/sensor/gsprint6502bsi/GSPRINT6502BSI.h"
 #include "SensorTest.h"
 
 namespace VeltranoSDK {

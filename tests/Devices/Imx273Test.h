@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Devices/IMX273.h"
+#include "Devices/sensor/imx273/IMX273.h"
 #include "SonySensorTest.h"
 
 namespace VeltranoSDK {

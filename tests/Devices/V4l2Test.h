@@ -11,9 +11,9 @@
 #include <string>
 #include <vector>
 
-#include "Devices/V4l2Fd.h"
-#include "Devices/V4l2FdUserPtr.h"
-#include "Devices/V4l2FdUserPtrSync.h"
+#include "Devices/capture/V4l2Fd.h"
+#include "Devices/capture/V4l2FdUserPtr.h"
+#include "Devices/capture/V4l2FdUserPtrSync.h"
 #include "support/BoardFixture.h"
 #include "support/FrameSource.h"
 #include "support/LoggedLines.h"

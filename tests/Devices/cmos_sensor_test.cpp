@@ -1,7 +1,7 @@
 // What every image sensor does alike, and which series carries which.
 #include "DeviceTest.h"
-#include "Devices/CmosSensor.h"
-#include "Devices/CmosSensorFactory.h"
+#include "Devices/sensor/CmosSensor.h"
+#include "Devices/sensor/CmosSensorFactory.h"
 #include "support/LoggedLines.h"
 #include "tessaline/tessaline.h"
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <thread>
 
-#include "Devices/FpgaLogic.h"
+#include "Devices/fpga/FpgaLogic.h"
 #include "E2vLists.h"
 #include "E2vSensorTest.h"
 #include "support/Waiting.h"

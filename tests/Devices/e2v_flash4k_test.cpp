@@ -2,7 +2,7 @@
 // gain and blanking.
 #include <algorithm>
 
-#include "Devices/FpgaLogic.h"
+#include "Devices/fpga/FpgaLogic.h"
 #include "E2vSensorTest.h"
 #include "support/LoggedLines.h"
 #include "tessaline/tessaline.h"

@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <set>
 
-#include "Devices/E2vPages.h"
-#include "Devices/tables/E2vFlash4kTables.h"
-#include "Devices/tables/SensorTable.h"
+#include "Devices/sensor/e2v_flash4k/E2vPages.h"
+#include "Devices/sensor/e2v_flash4k/E2vFlash4kTables.h"
+#include "Devices/sensor/SensorTable.h"
 #include "E2vLists.h"
 #include "E2vSensorTest.h"
 #include "sensor_tables/E2vControlMemories.h"

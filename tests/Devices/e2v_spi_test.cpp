@@ -2,7 +2,7 @@
 #include <cerrno>
 
 #include "DeviceTest.h"
-#include "Devices/E2vSpiInterface.h"
+#include "Devices/sensor/e2v_flash4k/E2vSpiInterface.h"
 
 namespace VeltranoSDK {
 namespace {

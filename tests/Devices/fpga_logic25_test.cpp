@@ -1,6 +1,6 @@
 // FpgaLogic25 on a ZynqMP board: the split timing word, and the same controls at
 // other addresses.
-#include "Devices/FpgaLogic25.h"
+#include "Devices/fpga/FpgaLogic25.h"
 #include "FpgaLogicFixture.h"
 
 namespace tessaline_test {

@@ -2,8 +2,8 @@
 // the families, and which class a series gets.
 #include <map>
 
-#include "Devices/FpgaLogic25.h"
-#include "Devices/FpgaRegister.h"
+#include "Devices/fpga/FpgaLogic25.h"
+#include "Devices/fpga/FpgaRegister.h"
 #include "FpgaLogicFixture.h"
 #include "support/LoggedLines.h"
 

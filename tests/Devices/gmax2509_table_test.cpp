@@ -1,6 +1,6 @@
 // The initialisation table of the GMAX2509 on a K3820: what it computes, and what it
 // writes where nobody has supplied an entry.
-#include "Devices/tables/SensorTable.h"
+#include "Devices/sensor/SensorTable.h"
 #include "GmaxTest.h"
 #include "sensor_tables/Gmax2509Init.h"
 

@@ -1,6 +1,6 @@
 // The GMAX2509 driver on the boards that carry the sensor: a K3820, and a K3810,
 // which always runs subsampled.
-#include "Devices/FpgaLogic.h"
+#include "Devices/fpga/FpgaLogic.h"
 #include "GmaxTest.h"
 #include "SeriesLogic/SeriesLogic.h"
 #include "support/LoggedLines.h"

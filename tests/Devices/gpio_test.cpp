@@ -3,10 +3,10 @@
 #include <cerrno>
 
 #include "DeviceTest.h"
-#include "Devices/Laser.h"
-#include "Devices/LaserLed.h"
-#include "Devices/RangeLed.h"
-#include "Devices/SysfsGpio.h"
+#include "Devices/peripheral/Laser.h"
+#include "Devices/peripheral/LaserLed.h"
+#include "Devices/peripheral/RangeLed.h"
+#include "Devices/bus/SysfsGpio.h"
 
 namespace VeltranoSDK {
 namespace {

@@ -1,6 +1,6 @@
 // The GSPRINT6502BSI driver on a K3910 board: what it writes to chip and FPGA, in
 // which order, and what it refuses. Initialisation: gsprint_init_test.cpp.
-#include "Devices/GSPRINT6502BSI.h"
+#include "Devices/sensor/gsprint6502bsi/GSPRINT6502BSI.h"
 
 #include <algorithm>
 #include <functional>

@@ -1,8 +1,8 @@
 // Initialisation and reset of the GSPRINT6502BSI on a K3910 board, and its tables.
 #include <algorithm>
 
-#include "Devices/GSPRINT6502BSI.h"
-#include "Devices/tables/SensorTable.h"
+#include "Devices/sensor/gsprint6502bsi/GSPRINT6502BSI.h"
+#include "Devices/sensor/SensorTable.h"
 #include "GsprintTest.h"
 #include "sensor_tables/GsprintGain.h"
 #include "sensor_tables/GsprintRecommended.h"

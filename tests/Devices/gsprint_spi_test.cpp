@@ -2,7 +2,7 @@
 #include <cerrno>
 
 #include "DeviceTest.h"
-#include "Devices/GSPRINT6502BSIInterface.h"
+#include "Devices/sensor/gsprint6502bsi/GSPRINT6502BSIInterface.h"
 
 namespace VeltranoSDK {
 namespace {

@@ -4,8 +4,8 @@
 #include <thread>
 
 #include "DeviceTest.h"
-#include "Devices/I2cDev.h"
-#include "Devices/ImxSensorI2cInterface.h"
+#include "Devices/bus/I2cDev.h"
+#include "Devices/sensor/sony/ImxSensorI2cInterface.h"
 
 namespace VeltranoSDK {
 namespace {

@@ -4,9 +4,9 @@
 #include <atomic>
 #include <string_view>
 
-#include "Devices/CmosSensor.h"
-#include "Devices/FpgaLogic.h"
-#include "Devices/IMX252.h"
+#include "Devices/sensor/CmosSensor.h"
+#include "Devices/fpga/FpgaLogic.h"
+#include "Devices/sensor/imx252/IMX252.h"
 #include "Runnable/CaptureStripStream.h"
 #include "Runnable/CaptureVideoStream.h"
 #include "Runnable/RunnableObjectManager.h"

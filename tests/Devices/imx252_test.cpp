@@ -1,10 +1,10 @@
 // The IMX252 driver on a K3710 board: what it writes to the chip and to the FPGA, in
 // which order, and what it says when the bus fails.
-#include "Devices/IMX252.h"
+#include "Devices/sensor/imx252/IMX252.h"
 
 #include <bit>
 
-#include "Devices/FpgaLogic.h"
+#include "Devices/fpga/FpgaLogic.h"
 #include "SeriesLogic/SeriesLogic.h"
 #include "SonySensorTest.h"
 #include "sensor_tables/Imx252FixedSettings.h"

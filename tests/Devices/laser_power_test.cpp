@@ -3,10 +3,10 @@
 #include <cmath>
 
 #include "DeviceTest.h"
-#include "Devices/AD5175DigiPOT.h"
-#include "Devices/DaChip.h"
-#include "Devices/DigitalPOTFactory.h"
-#include "Devices/TPL0401B.h"
+#include "Devices/peripheral/AD5175DigiPOT.h"
+#include "Devices/peripheral/DaChip.h"
+#include "Devices/peripheral/DigitalPOTFactory.h"
+#include "Devices/peripheral/TPL0401B.h"
 
 namespace VeltranoSDK {
 namespace {

@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "DeviceTest.h"
-#include "Devices/SpiDev.h"
+#include "Devices/bus/SpiDev.h"
 
 namespace VeltranoSDK {
 namespace {

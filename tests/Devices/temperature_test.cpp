@@ -2,10 +2,10 @@
 #include <cerrno>
 
 #include "DeviceTest.h"
-#include "Devices/TemperatureSensor18b20.h"
-#include "Devices/XSysMonTemperatureOnChipFactory.h"
-#include "Devices/ZynqTemp.h"
-#include "Devices/ZynqmpTemp.h"
+#include "Devices/peripheral/TemperatureSensor18b20.h"
+#include "Devices/peripheral/XSysMonTemperatureOnChipFactory.h"
+#include "Devices/peripheral/ZynqTemp.h"
+#include "Devices/peripheral/ZynqmpTemp.h"
 
 namespace VeltranoSDK {
 namespace {

@@ -6,8 +6,8 @@
 #include <memory>
 #include <string>
 
-#include "Devices/V4l2Base.h"
-#include "Devices/V4l2BufFactory.h"
+#include "Devices/capture/V4l2Base.h"
+#include "Devices/capture/V4l2BufFactory.h"
 #include "support/BoardFixture.h"
 #include "support/ChangedDriver.h"
 #include "support/FrameSource.h"

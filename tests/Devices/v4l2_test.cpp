@@ -13,9 +13,9 @@
 #include <thread>
 #include <typeinfo>
 
-#include "Devices/ReservedMemory.h"
-#include "Devices/UdmaBuf.h"
-#include "Devices/V4l2BufFactory.h"
+#include "Devices/capture/ReservedMemory.h"
+#include "Devices/capture/UdmaBuf.h"
+#include "Devices/capture/V4l2BufFactory.h"
 #include "Devices/V4l2Test.h"
 #include "Runnable/Runnable.h"
 #include "support/Waiting.h"

@@ -2,7 +2,7 @@
 #include <cerrno>
 
 #include "DeviceTest.h"
-#include "Devices/WatchdogTimer.h"
+#include "Devices/peripheral/WatchdogTimer.h"
 
 namespace VeltranoSDK {
 namespace {

@@ -6,7 +6,7 @@
 #include <mutex>
 #include <thread>
 
-#include "Devices/V4l2Fd.h"
+#include "Devices/capture/V4l2Fd.h"
 #include "support/BoardFixture.h"
 #include "support/FrameSource.h"
 #include "tessaline/board.h"

@@ -10,7 +10,7 @@
 #include <mutex>
 
 #include "DeviceManager.h"
-#include "Devices/CmosSensor.h"
+#include "Devices/sensor/CmosSensor.h"
 #include "Runnable/CaptureVideoStream.h"
 #include "SeriesLogic/SeriesLogicFactory.h"
 #include "support/BoardFixture.h"

@@ -8,7 +8,7 @@
 #include <thread>
 
 #include "DeviceManager.h"
-#include "Devices/FpgaLogic.h"
+#include "Devices/fpga/FpgaLogic.h"
 #include "Runnable/RunnableObjectManager.h"
 #include "SeriesLogic/SeriesLogicFactory.h"
 #include "support/BoardFixture.h"

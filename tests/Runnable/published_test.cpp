@@ -1,5 +1,5 @@
 // A record that one thread publishes over and over is read whole by the others.
-#include "Runnable/Published.h"
+#include "thread/Published.h"
 
 #include <gtest/gtest.h>
 

@@ -13,11 +13,11 @@
 #include <vector>
 
 #include "DeviceManager.h"
-#include "Devices/E2vFlash4k.h"
-#include "Devices/FpgaLogic.h"
-#include "Devices/GMAX2509.h"
-#include "Devices/GSPRINT6502BSI.h"
-#include "Devices/IMX252.h"
+#include "Devices/sensor/e2v_flash4k/E2vFlash4k.h"
+#include "Devices/fpga/FpgaLogic.h"
+#include "Devices/sensor/gmax2509/GMAX2509.h"
+#include "Devices/sensor/gsprint6502bsi/GSPRINT6502BSI.h"
+#include "Devices/sensor/imx252/IMX252.h"
 #include "SeriesLogic/SeriesLogic.h"
 #include "SeriesLogic/SeriesLogicFactory.h"
 #include "support/BoardFixture.h"

@@ -8,20 +8,14 @@
 #include <string>
 #include <vector>
 
-#include "Devices/FpgaRegister.h"
+#include "Devices/fpga/FpgaRegister.h"
 #include "SeriesLogic/SeriesLogic.h"
 #include "SeriesLogic/SeriesLogic21.h"
 #include "SeriesLogic/SeriesLogic22.h"
-#include "SeriesLogic/SeriesLogic22ch16.h"
-#include "SeriesLogic/SeriesLogic22ch16Arm.h"
 #include "SeriesLogic/SeriesLogic23.h"
-#include "SeriesLogic/SeriesLogic2320.h"
 #include "SeriesLogic/SeriesLogic24.h"
-#include "SeriesLogic/SeriesLogic24ArmRebuild.h"
 #include "SeriesLogic/SeriesLogic25.h"
-#include "SeriesLogic/SeriesLogicArmRebuild.h"
-#include "SeriesLogic/StripParseProtocol22ch16Arm.h"
-#include "SeriesLogic/StripParseProtocol25Arm.h"
+#include "SeriesLogic/StripParseProtocol.h"
 
 namespace VeltranoSDK {
 namespace {

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "DeviceManager.h"
-#include "Devices/FpgaLogic.h"
+#include "Devices/fpga/FpgaLogic.h"
 #include "SeriesLogic/SeriesLogic.h"
 #include "SeriesLogic/SeriesLogicFactory.h"
 #include "SeriesLogic/StripParseProtocol.h"

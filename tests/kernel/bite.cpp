@@ -3,7 +3,7 @@
 
 #include <cstdio>
 
-#include "Devices/WatchdogTimer.h"
+#include "Devices/peripheral/WatchdogTimer.h"
 
 int main() {
   constexpr int kSeconds = 1;

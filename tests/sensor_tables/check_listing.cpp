@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-#include "Devices/SensorTableList.h"
+#include "Devices/sensor/SensorTableList.h"
 
 namespace {
 

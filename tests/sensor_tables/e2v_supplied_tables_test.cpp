@@ -2,7 +2,7 @@
 #include <algorithm>
 
 #include "Devices/E2vSensorTest.h"
-#include "Devices/tables/SensorTable.h"
+#include "Devices/sensor/SensorTable.h"
 #include "sensor_tables/E2vFinalConfiguration.h"
 #include "sensor_tables/E2vHdr.h"
 

@@ -2,7 +2,7 @@
 #include <cstdio>
 
 #include "Devices/GsprintTest.h"
-#include "Devices/tables/SensorTable.h"
+#include "Devices/sensor/SensorTable.h"
 #include "sensor_tables/GsprintGain.h"
 #include "sensor_tables/GsprintRecommended.h"
 

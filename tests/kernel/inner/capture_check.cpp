@@ -14,10 +14,10 @@
 #include <vector>
 
 #include "DeviceManager.h"
-#include "Devices/UdmaBuf.h"
-#include "Devices/V4l2Fd.h"
-#include "Devices/V4l2FdUserPtr.h"
-#include "Devices/V4l2FdUserPtrSync.h"
+#include "Devices/capture/UdmaBuf.h"
+#include "Devices/capture/V4l2Fd.h"
+#include "Devices/capture/V4l2FdUserPtr.h"
+#include "Devices/capture/V4l2FdUserPtrSync.h"
 #include "Runnable/RunnableObjectManager.h"
 #include "SystemSignalHandle.h"
 #include "support/Files.h"

@@ -11,9 +11,9 @@
 #include <string>
 #include <thread>
 
-#include "Devices/WatchdogTimer.h"
-#include "Devices/ZynqTemp.h"
-#include "Devices/ZynqmpTemp.h"
+#include "Devices/peripheral/WatchdogTimer.h"
+#include "Devices/peripheral/ZynqTemp.h"
+#include "Devices/peripheral/ZynqmpTemp.h"
 #include "Runnable/WatchDogThread.h"
 #include "support/Files.h"
 #include "tessaline/log.h"

@@ -5,7 +5,7 @@
 #include <array>
 #include <cstdint>
 
-#include "Devices/tables/E2vTable.h"
+#include "Devices/sensor/e2v_flash4k/E2vTable.h"
 
 namespace VeltranoSDK::e2v {
 

@@ -5,7 +5,7 @@
 #include <array>
 #include <cstdint>
 
-#include "Devices/tables/SensorTable.h"
+#include "Devices/sensor/SensorTable.h"
 
 namespace VeltranoSDK::e2v {
 

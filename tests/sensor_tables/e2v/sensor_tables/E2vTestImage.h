@@ -4,7 +4,7 @@
 
 #include <array>
 
-#include "Devices/tables/E2vTable.h"
+#include "Devices/sensor/e2v_flash4k/E2vTable.h"
 
 namespace VeltranoSDK::e2v {
 

@@ -5,7 +5,7 @@
 
 #include <array>
 
-#include "Devices/tables/GsprintTables.h"
+#include "Devices/sensor/gsprint6502bsi/GsprintTables.h"
 
 namespace VeltranoSDK::gsprint {
 

@@ -1,3 +1,0 @@
-#include "Devices/TemperatureSensor18b20.h"
-
-int ReadTemperatureSensor18b20() { return 0; }

@@ -1,0 +1,19 @@
+#pragma once
+
+#include "Devices/capture/V4l2Device.h"
+
+namespace VeltranoSDK::DevFOps {
+
+// The buffers are the driver's, mapped.
+class V4l2Fd final : public V4l2Device {
+ public:
+  V4l2Fd();
+
+ private:
+  bool PrepareMemory(unsigned int count) override;
+  bool Provide(v4l2_buffer& descriptor, Buffer& buffer) override;
+  void ReleaseMemory() override;
+  void ClearMemory() override;
+};
+
+}  // namespace VeltranoSDK::DevFOps

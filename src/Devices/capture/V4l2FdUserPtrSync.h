@@ -1,0 +1,18 @@
+#pragma once
+
+#include "Devices/capture/V4l2FdUserPtr.h"
+
+namespace VeltranoSDK::DevFOps {
+
+// For boards whose DMA is not cache coherent: a dequeued buffer is made coherent
+// for the processor, and its completion marker is handed back to the device.
+class V4l2FdUserPtrSync final : public V4l2FdUserPtr {
+ public:
+  V4l2FdUserPtrSync();
+
+ private:
+  void AfterDequeue(unsigned int index, std::size_t size) override;
+  void BeforeQueue(unsigned int index, std::size_t size) override;
+};
+
+}  // namespace VeltranoSDK::DevFOps

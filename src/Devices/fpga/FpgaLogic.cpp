@@ -1,0 +1,171 @@
+#include "Devices/fpga/FpgaLogic.h"
+
+#include <cstdio>
+
+#include "Devices/fpga/FpgaLogicUnit.h"
+#include "Devices/fpga/FpgaRegister.h"
+#include "Devices/sensor/CmosSensor.h"
+#include "Neighbours.h"
+#include "log/Log.h"
+#include "tessaline/fpga.h"
+#include "thread/Pause.h"
+
+namespace VeltranoSDK {
+
+FpgaLogic::FpgaLogic() {
+  const auto regions = neighbour::FpgaRegions("FpgaLogic");
+  if (!regions) return;
+  const fpga::RegionBases bases{regions->GetImageBaseAddress(), regions->GetRebuildBaseAddress()};
+  for (std::size_t i = 0; i < block_bases_.size(); ++i) {
+    block_bases_[i] = fpga::BaseAddress(static_cast<fpga::Block>(i), bases);
+  }
+}
+
+// --- Access ---------------------------------------------------------------------------------
+
+// A base of 0 is no register block but the start of the main memory.
+
+unsigned int FpgaLogic::Read(const fpga::Register& reg) const {
+  const unsigned int base = Base(reg);
+  return base == 0 ? kFailed : fpga_read_addr(base, reg.Index());
+}
+
+unsigned int FpgaLogic::Write(const fpga::Register& reg, unsigned int value) {
+  const unsigned int base = Base(reg);
+  return base == 0 ? kFailed : fpga_write_addr(base, reg.Index(), value);
+}
+
+std::uint64_t FpgaLogic::Read(const fpga::Register& low, const fpga::Register& high) const {
+  const std::uint64_t low_word = Read(low);
+  return std::uint64_t{Read(high)} << 32 | low_word;
+}
+
+bool FpgaLogic::WriteOrTell(const fpga::Register& reg, unsigned int value, const char* text) {
+  if (Write(reg, value) != kFailed) return true;
+  puts(text);
+  return false;
+}
+
+unsigned int FpgaLogic::Change(const fpga::Register& reg, unsigned int kept, unsigned int set) {
+  Unit unit(*this, {{Unit::kRead, reg}, {Unit::kWrite, reg}});
+  return unit.Write(reg, (unit.Read(reg) & kept) | set);
+}
+
+unsigned int FpgaLogic::Update(const fpga::Field& field, unsigned int value) {
+  return Change(field.reg, ~field.Mask(), field.In(0, value));
+}
+
+unsigned int FpgaLogic::Merge(const fpga::Field& field, unsigned int value, unsigned int kept) {
+  return Change(field.reg, kept & ~field.Mask(), value << field.shift);
+}
+
+void FpgaLogic::Pulse(const fpga::Register& reg, unsigned int raised, unsigned int lowered) {
+  Unit unit(*this, {{Unit::kRead, reg}, {Unit::kWrite, reg}, {Unit::kWrite, reg}});
+  const unsigned int word = unit.Read(reg) | raised;
+  unit.Write(reg, word);
+  Pause(1);
+  unit.Write(reg, word & ~lowered);
+}
+
+void FpgaLogic::PulseWord(const fpga::Register& reg) {
+  Unit unit(*this, {{Unit::kWrite, reg}, {Unit::kWrite, reg}});
+  unit.Write(reg, 1);
+  Pause(1);
+  unit.Write(reg, 0);
+  Pause(1);
+}
+
+std::shared_ptr<CmosSensor> FpgaLogic::Sensor() const { return neighbour::Sensor("FpgaLogic"); }
+
+// --- Sensor timing, laser, versions ---------------------------------------------------------
+
+bool FpgaLogic::SetTRow(unsigned int row_time) {
+  Trace(__func__);
+  Merge(fpga::kTRow, row_time);
+  return true;
+}
+
+bool FpgaLogic::SetTGes(unsigned int global_exposure_shift) {
+  Trace(__func__);
+  Merge(fpga::kTGes, global_exposure_shift);
+  return true;
+}
+
+bool FpgaLogic::SetCmosSensorWorkMode(CameraSensorMode mode) {
+  Trace(__func__);
+  // The read belongs to the access sequence; what it returns does not matter.
+  Read(fpga::CMOS_WORK_MODE);
+  Write(fpga::CMOS_WORK_MODE, mode | fpga::kCmosWork.Mask());
+  return true;
+}
+
+bool FpgaLogic::SetCmosTimingControl(STATE first, STATE second) {
+  Trace(__func__);
+  Write(fpga::CMOS_TIMING_CTRL, unsigned{first} << fpga::kTimingFirst.shift |
+                                    unsigned{second} << fpga::kTimingSecond.shift);
+  return true;
+}
+
+bool FpgaLogic::CameraReset() {
+  Trace(__func__);
+  constexpr unsigned int kSettle = 50'000;
+  constexpr unsigned int kE2vPowerUp = 5'000'000;
+
+  const auto sensor = Sensor();
+  if (!sensor) return false;
+  if (sensor->model() == kE2vFlash4k) Pause(kE2vPowerUp);
+
+  // This sensor gets the first edge only.
+  const bool one_edge = sensor->model() == kGSPRINT6502BSI;
+  const Unit::Access write{Unit::kWrite, fpga::CMOS_WORK_MODE};
+  const Unit::Access read{Unit::kRead, fpga::CMOS_WORK_MODE};
+  Unit unit = one_edge ? Unit(*this, {read, write}) : Unit(*this, {read, write, write, write});
+  const unsigned int released = unit.Read(fpga::CMOS_WORK_MODE) | fpga::kCmosReset.Mask();
+  unit.Write(fpga::CMOS_WORK_MODE, released);
+  Pause(kSettle);
+  if (one_edge) return true;
+  unit.Write(fpga::CMOS_WORK_MODE, released & ~fpga::kCmosReset.Mask());
+  Pause(kSettle);
+  unit.Write(fpga::CMOS_WORK_MODE, released);
+  Pause(kSettle);
+  return true;
+}
+
+unsigned int FpgaLogic::GetCmosMaxDrive() const {
+  Trace(__func__);
+  const auto sensor = Sensor();
+  if (!sensor) return kFailed;
+  const auto [width, height] = sensor->resolution();
+  return width << 16 | height;
+}
+
+bool FpgaLogic::SetLaserMode(LaserMode mode) {
+  Trace(__func__);
+  // Everything but the two known bits is cleared on purpose.
+  constexpr unsigned int kKept = fpga::kLaserMode.Mask() | fpga::kTriggerLostReset.Mask();
+  Merge(fpga::kLaserMode, mode & 1u, kKept);
+  return true;
+}
+
+unsigned int FpgaLogic::GetLaserMode() const {
+  Trace(__func__);
+  return Read(fpga::kLaserMode);
+}
+
+bool FpgaLogic::SetLaserOffsetTime(unsigned int microseconds) {
+  Trace(__func__);
+  Write(fpga::LASER_OFFSET_TIME, microseconds * fpga::kTicksPerMicrosecond);
+  return true;
+}
+
+unsigned int FpgaLogic::GetFPGASeries() const {
+  Trace(__func__);
+  return Read(fpga::kFpgaSeries);
+}
+
+unsigned int FpgaLogic::GetFPGAVersion() const {
+  Trace(__func__);
+  return Read(fpga::kFpgaVersion);
+}
+
+}  // namespace VeltranoSDK

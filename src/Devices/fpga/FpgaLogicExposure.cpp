@@ -1,0 +1,128 @@
+// Exposure times, exposure count and high dynamic range of FpgaLogic.
+#include <array>
+#include <cmath>
+#include <limits>
+
+#include "Devices/fpga/FpgaLogic.h"
+#include "Devices/sensor/CmosSensor.h"
+#include "log/Log.h"
+
+namespace VeltranoSDK {
+
+namespace {
+
+// Indexed by ExposureIndex.
+constexpr std::array kExposureTimes{fpga::EXP_TIME_1, fpga::EXP_TIME_2, fpga::EXP_TIME_3,
+                                    fpga::EXP_TIME_4, fpga::EXP_TIME_5};
+
+constexpr unsigned int kMaxExposures = kExposureTimes.size();
+
+constexpr unsigned int kLaserLineExposureDelta = 1;
+
+constexpr unsigned int kHdrGapTicks = 50;
+
+// Towards zero, and to the nearest end of the range when there is no such number.
+unsigned int ToUnsigned(double value) {
+  constexpr unsigned int kMost = std::numeric_limits<unsigned int>::max();
+  if (!(value > 0)) return 0;
+  return value < kMost ? static_cast<unsigned int>(value) : kMost;
+}
+
+bool IsExposureCount(unsigned int count) { return count >= 1 && count <= kMaxExposures; }
+
+}  // namespace
+
+bool FpgaLogic::SetExpTime(ExposureIndex index, unsigned int time, float unit) {
+  Trace(__func__);
+  if (index >= kExposureTimes.size()) {
+    // The words around the five slots are other controls.
+    LogError("SetExpTime: there is no exposure slot %u, slots are 0 to 4", unsigned{index});
+    return false;
+  }
+  {
+    const std::lock_guard lock(exposure_times_mutex_);
+    exposure_times_[index] = time;
+  }
+  Write(kExposureTimes[index], ToUnsigned(std::ceil(static_cast<float>(time) / unit)));
+  return true;
+}
+
+unsigned int FpgaLogic::GetExpTime(ExposureIndex index) const {
+  Trace(__func__);
+  return StoredExposureTime(index);
+}
+
+unsigned int FpgaLogic::StoredExposureTime(ExposureIndex index) const {
+  const std::lock_guard lock(exposure_times_mutex_);
+  const auto found = exposure_times_.find(index);
+  return found == exposure_times_.end() ? 0 : found->second;
+}
+
+bool FpgaLogic::SetExpDelay() {
+  Trace(__func__);
+  if (const auto sensor = Sensor()) Write(fpga::EXP_DELAY, sensor->GetCameraDelay());
+  return false;
+}
+
+unsigned int FpgaLogic::GetExpDelay() const {
+  Trace(__func__);
+  return Read(fpga::kExposureDelay);
+}
+
+bool FpgaLogic::SetExposureNum(unsigned int count) {
+  Trace(__func__);
+  return IsExposureCount(count) && Update(fpga::kExposureCount, count) != kFailed;
+}
+
+bool FpgaLogic::SetExposureNumDelta(unsigned int delta) {
+  Trace(__func__);
+  return Update(fpga::kExposureDelta, delta) != kFailed;
+}
+
+bool FpgaLogic::SetExpNum(unsigned int count) {
+  Trace(__func__);
+  if (!IsExposureCount(count)) return false;
+  unsigned int kept = ~fpga::kExposureCount.Mask();
+  unsigned int set = fpga::kExposureCount.In(0, count);
+  if (collect_mode_ == kCollectLaserLine) {
+    kept &= ~fpga::kExposureDelta.Mask();
+    set = fpga::kExposureDelta.In(set, kLaserLineExposureDelta);
+  }
+  Change(fpga::EXPOSURE_NUM, kept, set);
+  return true;
+}
+
+unsigned int FpgaLogic::GetExpNum() const {
+  Trace(__func__);
+  return Read(fpga::kExposureCount);
+}
+
+unsigned int FpgaLogic::SetHDREnable(unsigned int enable) {
+  Trace(__func__);
+  return Update(fpga::kHdrEnable, enable);
+}
+
+unsigned int FpgaLogic::GetHDREnable() const {
+  Trace(__func__);
+  return Read(fpga::kHdrEnable);
+}
+
+unsigned int FpgaLogic::SetHDRParam(double first, double second, double /*third*/) {
+  Trace(__func__);
+  const unsigned int exposure = StoredExposureTime(kExposure1);
+  const auto ticks = [exposure](double fraction) {
+    return ToUnsigned(exposure * fraction * fpga::kTicksPerMicrosecond);
+  };
+  const unsigned int segment1 = ticks(first);
+  const unsigned int segment2 = ticks(second);
+  const unsigned int whole = exposure * fpga::kTicksPerMicrosecond;
+
+  Update(fpga::kHdrSegment1, segment1);
+  Write(fpga::HDR_SEG2, segment2);
+  Write(fpga::HDR_SEG3, whole - (segment1 + segment2));
+  Write(fpga::HDR_GAP, kHdrGapTicks);
+  // Two gaps lie between the three segments.
+  return Write(fpga::HDR_TOTAL, whole - 2 * kHdrGapTicks);
+}
+
+}  // namespace VeltranoSDK

@@ -1,0 +1,111 @@
+// Image size, readout and region of interest of FpgaLogic: what must match the
+// image sensor.
+#include <array>
+
+#include "Devices/fpga/FpgaLogic.h"
+#include "Devices/sensor/CmosSensor.h"
+#include "log/Log.h"
+
+namespace VeltranoSDK {
+
+namespace {
+
+// The FPGA keeps 28 pixels of the GMAX2509 in 32 units of its own width.
+constexpr unsigned int kGmaxPixels = 28;
+constexpr unsigned int kGmaxUnits = 32;
+
+// Pixels per block of the readout; 0: the FPGA needs no block count.
+unsigned int PixelsPerBlock(CmosSensorModel model) {
+  switch (model) {
+    case kGMAX2509:
+      return kGmaxPixels;
+    case kE2vFlash4k:
+      return 64;
+    case kGSPRINT6502BSI:
+      return 32;
+    default:
+      return 0;
+  }
+}
+
+constexpr unsigned int kNormalReadout = 1;
+constexpr unsigned int kHalfReadout = 2;
+
+constexpr unsigned int kMeasuringRangeMask = 0x3FFFFFF;
+
+struct DriveCode {
+  unsigned int mode;
+  unsigned int code;
+};
+// The FPGA's codes for a readout halved in neither, one or both directions.
+constexpr std::array kDriveCodes{DriveCode{0x00, 0}, DriveCode{0x01, 1}, DriveCode{0x10, 2},
+                                 DriveCode{0x11, 3}};
+
+unsigned int PlDriveCode(unsigned int mode) {
+  for (const DriveCode& entry : kDriveCodes) {
+    if (entry.mode == mode) return entry.code;
+  }
+  return 0;
+}
+
+}  // namespace
+
+bool FpgaLogic::SetImageSize(unsigned int width, unsigned int height) {
+  Trace(__func__);
+  const auto sensor = Sensor();
+  if (!sensor) return false;
+  if (sensor->model() == kGMAX2509) width = width / kGmaxPixels * kGmaxUnits;
+  return WriteOrTell(fpga::STRIP_IMAGE_WIDTH, width,
+                     "SetImageSize fpga_write_addr STRIP_IMAGE_WIDTH error") &&
+         WriteOrTell(fpga::STRIP_IMAGE_HEIGHT, height,
+                     "SetImageSize fpga_write_addr STRIP_IMAGE_HEIGHT error");
+}
+
+unsigned int FpgaLogic::GetImageWidth() const {
+  Trace(__func__);
+  const auto sensor = Sensor();
+  if (!sensor) return kFailed;
+  const unsigned int width = Read(fpga::STRIP_IMAGE_WIDTH);
+  return sensor->model() == kGMAX2509 ? width / kGmaxUnits * kGmaxPixels : width;
+}
+
+unsigned int FpgaLogic::GetImageHeight() const {
+  Trace(__func__);
+  return Read(fpga::STRIP_IMAGE_HEIGHT);
+}
+
+bool FpgaLogic::SetImageReadoutParam(unsigned int width, unsigned int height,
+                                     ReadoutDriveMode mode) {
+  Trace(__func__);
+  const auto sensor = Sensor();
+  if (!sensor) return false;
+  const unsigned int block = PixelsPerBlock(sensor->model());
+  Write(fpga::ISP_WIDTH, block == 0 ? 0 : width / block);
+  Write(fpga::ISP_HEIGHT, block == 0 ? 0 : height / block);
+  Merge(fpga::kIspReadoutMode, mode == kDriveMode11 ? kHalfReadout : kNormalReadout, kIspControls);
+  return true;
+}
+
+bool FpgaLogic::SetPLDriveMode(ReadoutDriveMode mode) {
+  Trace(__func__);
+  // Half readout starts from a cleared offset.
+  const unsigned int kept = mode == kDriveMode11 ? 0 : ~fpga::kPlDriveMode.Mask();
+  Change(fpga::ROI_OFFSET, kept, fpga::kPlDriveMode.In(0, PlDriveCode(mode)));
+  return true;
+}
+
+bool FpgaLogic::SetRoiOffset(unsigned int x, unsigned int y) {
+  Trace(__func__);
+  const unsigned int replaced = fpga::kRoiOffsetX.Mask() | fpga::kRoiOffsetY.Mask();
+  Change(fpga::ROI_OFFSET, ~replaced, fpga::kRoiOffsetY.In(fpga::kRoiOffsetX.In(0, x), y));
+  return true;
+}
+
+bool FpgaLogic::SetMeasuringRange(unsigned int start, unsigned int end) {
+  Trace(__func__);
+  Write(fpga::MEASURING_RANGE_START, start & kMeasuringRangeMask);
+  Write(fpga::MEASURING_RANGE_END, end & kMeasuringRangeMask);
+  return true;
+}
+
+}  // namespace VeltranoSDK

@@ -1,0 +1,256 @@
+// Digital outputs, DA output and polarities of FpgaLogic.
+
+#include <array>
+#include <cstdio>
+
+#include "Devices/fpga/FpgaLogic.h"
+#include "log/Log.h"
+
+namespace VeltranoSDK {
+
+namespace {
+
+using fpga::DigitalOutputFields;
+
+struct DelayRegisters {
+  fpga::Register low, high;
+};
+
+// Each indexed by DigitalOutputChannel, like fpga::kDigitalOutputs.
+constexpr std::array kDelays{DelayRegisters{fpga::DO1_DELAY_L, fpga::DO1_DELAY_H},
+                             DelayRegisters{fpga::DO2_DELAY_L, fpga::DO2_DELAY_H}};
+constexpr std::array kLostStates{fpga::DO1_LOST_STA, fpga::DO2_LOST_STA};
+constexpr std::array kPolarities{fpga::kOut1Polarity, fpga::kOut2Polarity};
+constexpr std::array kSetModeErrors{"SetOut1DelayEn error , mode error!",
+                                    "SetOut2DelayEn error , mode error!"};
+constexpr std::array kGetModeErrors{"GetOut1DelayEn error, mode error!",
+                                    "GetOut2DelayEn error , mode error!"};
+
+bool IsOutput(DigitalOutputChannel channel, const char* refusal) {
+  if (channel < fpga::kDigitalOutputs.size()) return true;
+  puts(refusal);
+  return false;
+}
+
+constexpr unsigned int kNoOutput = ~0u;
+
+}  // namespace
+
+bool FpgaLogic::UpdateOutput(DigitalOutputChannel channel, OutputField field, unsigned int value,
+                             const char* refusal) {
+  if (!IsOutput(channel, refusal)) return false;
+  Update(fpga::kDigitalOutputs[channel].*field, value);
+  return true;
+}
+
+std::optional<unsigned int> FpgaLogic::ReadOutput(DigitalOutputChannel channel, OutputField field,
+                                                  const char* refusal) const {
+  if (!IsOutput(channel, refusal)) return std::nullopt;
+  return Read(fpga::kDigitalOutputs[channel].*field);
+}
+
+// --- Shape of the output pulse --------------------------------------------------------------
+
+bool FpgaLogic::SetOutWidth(DigitalOutputChannel channel, unsigned int width) {
+  Trace(__func__);
+  return UpdateOutput(channel, &DigitalOutputFields::width, width,
+                      "SetOutWidth invalid parameter!");
+}
+
+unsigned int FpgaLogic::GetOutWidth(DigitalOutputChannel channel) const {
+  Trace(__func__);
+  return ReadOutput(channel, &DigitalOutputFields::width, "GetOutWidth invalid parameter!")
+      .value_or(kNoOutput);
+}
+
+bool FpgaLogic::SetOutEvent(DigitalOutputChannel channel, DigitalOutputEvent event) {
+  Trace(__func__);
+  return UpdateOutput(channel, &DigitalOutputFields::event, event,
+                      "SetOutEvent invalid parameter!");
+}
+
+// Event and mode read as 0 for either output: applications rely on the delay
+// enable, which asks for the mode, never being refused.
+
+unsigned int FpgaLogic::GetOutEvent(DigitalOutputChannel channel) const {
+  Trace(__func__);
+  const auto event =
+      ReadOutput(channel, &DigitalOutputFields::event, "GetOutEvent invalid parameter!");
+  return event ? 0 : kNoOutput;
+}
+
+bool FpgaLogic::SetOutMode(DigitalOutputChannel channel, DigitalOutputMode mode) {
+  Trace(__func__);
+  return UpdateOutput(channel, &DigitalOutputFields::mode, mode, "SetOutMode invalid parameter!");
+}
+
+unsigned int FpgaLogic::GetOutMode(DigitalOutputChannel channel) const {
+  Trace(__func__);
+  const auto mode =
+      ReadOutput(channel, &DigitalOutputFields::mode, "GetOutMode invalid parameter!");
+  return mode ? 0 : kNoOutput;
+}
+
+// --- Pulses and enable ----------------------------------------------------------------------
+
+bool FpgaLogic::DigitalOutputSWTrigger(DigitalOutputChannel channel) {
+  Trace(__func__);
+  if (!IsOutput(channel, "SWTrigger invalid parameter!")) return false;
+  const auto& output = fpga::kDigitalOutputs[channel];
+  // A FIFO write that was left pending ends with the trigger.
+  const unsigned int trigger = output.software_trigger.Mask();
+  Pulse(output.software_trigger.reg, trigger, trigger | output.fifo_write.Mask());
+  return true;
+}
+
+bool FpgaLogic::WRFifo(DigitalOutputChannel channel) {
+  Trace(__func__);
+  if (!IsOutput(channel, "WRFifo invalid parameter!")) return false;
+  Pulse(fpga::kDigitalOutputs[channel].fifo_write);
+  return true;
+}
+
+bool FpgaLogic::SetDigitalOutputEnState(DigitalOutputChannel channel, STATE state) {
+  Trace(__func__);
+  return UpdateOutput(channel, &DigitalOutputFields::enable, state,
+                      "SetDigitalOutputEnState channel error!");
+}
+
+unsigned int FpgaLogic::GetDigitalOutputEnState(DigitalOutputChannel channel) const {
+  Trace(__func__);
+  return ReadOutput(channel, &DigitalOutputFields::enable, "GetDigitalOutputEnState channel error!")
+      .value_or(kNoOutput);
+}
+
+// --- Delays ---------------------------------------------------------------------------------
+
+bool FpgaLogic::SetOutDelayEn(DigitalOutputChannel channel, STATE state) {
+  Trace(__func__);
+  if (!IsOutput(channel, "SetOutDelayEn invalid parameter!")) return false;
+  if (GetOutMode(channel) != kOutputMode0) {
+    // GCOVR_EXCL_START: GetOutMode() is 0 for either output
+    puts(kSetModeErrors[channel]);
+    return false;
+    // GCOVR_EXCL_STOP
+  }
+  Update(fpga::kDigitalOutputs[channel].delay_enable, state);
+  return true;
+}
+
+unsigned int FpgaLogic::GetOutDelayEn(DigitalOutputChannel channel) const {
+  Trace(__func__);
+  if (!IsOutput(channel, "GetOutDelayEn invalid parameter!")) return kNoOutput;
+  if (GetOutMode(channel) != kOutputMode0) {
+    // GCOVR_EXCL_START: GetOutMode() is 0 for either output
+    puts(kGetModeErrors[channel]);
+    return kNoOutput;
+    // GCOVR_EXCL_STOP
+  }
+  return Read(fpga::kDigitalOutputs[channel].delay_enable);
+}
+
+bool FpgaLogic::SetExtTriDelayStandard(DigitalOutputChannel channel, TriggerMode standard) {
+  Trace(__func__);
+  if (standard > kDelayInCounts) {
+    puts("SetExtTriDelayStandard mode error!");
+    return false;
+  }
+  if (channel == kDaOutput) {
+    Update(fpga::kDaDelayStandard, standard);
+    return true;
+  }
+  return UpdateOutput(channel, &DigitalOutputFields::delay_standard, standard,
+                      "SetExtTriDelayStandard channel error!");
+}
+
+unsigned int FpgaLogic::GetExtTriDelayStandard(DigitalOutputChannel channel) const {
+  Trace(__func__);
+  if (channel == kDaOutput) return Read(fpga::kDaDelayStandard);
+  return ReadOutput(channel, &DigitalOutputFields::delay_standard,
+                    "GetExtTriDelayStandard channel error!")
+      .value_or(kNoOutput);
+}
+
+bool FpgaLogic::SetOutDelay(DigitalOutputChannel channel, std::uint64_t delay) {
+  Trace(__func__);
+  if (!IsOutput(channel, "SetOutDelay invalid parameter!")) return false;
+  if (GetExtTriDelayStandard(channel) != kDelayInCounts) delay *= fpga::kTicksPerMicrosecond;
+  Write(kDelays[channel].low, static_cast<unsigned int>(delay));
+  Write(kDelays[channel].high, static_cast<unsigned int>(delay >> 32));
+  return true;
+}
+
+std::uint64_t FpgaLogic::GetOutDelay(DigitalOutputChannel channel) const {
+  Trace(__func__);
+  if (!IsOutput(channel, "GetOutDelay invalid parameter!")) return ~std::uint64_t{0};
+  const std::uint64_t delay = Read(kDelays[channel].low, kDelays[channel].high);
+  return GetExtTriDelayStandard(channel) == kDelayInCounts ? delay
+                                                           : delay / fpga::kTicksPerMicrosecond;
+}
+
+bool FpgaLogic::SetDAOutputDelay(unsigned int delay) {
+  Trace(__func__);
+  const bool in_counts = GetExtTriDelayStandard(kDaOutput) == kDelayInCounts;
+  Write(fpga::DA_OUTPUT_DELAY, in_counts ? delay : delay * fpga::kTicksPerMicrosecond);
+  return true;
+}
+
+unsigned int FpgaLogic::GetDAOutputDelay() const {
+  Trace(__func__);
+  const unsigned int delay = Read(fpga::DA_OUTPUT_DELAY);
+  return GetExtTriDelayStandard(kDaOutput) == kDelayInCounts ? delay
+                                                             : delay / fpga::kTicksPerMicrosecond;
+}
+
+// --- Status ---------------------------------------------------------------------------------
+
+unsigned int FpgaLogic::GetOutLostSta(DigitalOutputChannel channel) const {
+  Trace(__func__);
+  if (!IsOutput(channel, "GetOutLostSta invalid parameter!")) return 0;
+  return Read(kLostStates[channel]);
+}
+
+unsigned int FpgaLogic::GetCommVerifyErrorSta() const {
+  Trace(__func__);
+  return Read(fpga::COMM_VERIFY_ERROR_STA);
+}
+
+// --- Polarities -----------------------------------------------------------------------------
+
+bool FpgaLogic::SetOutPolarity(DigitalOutputChannel channel, unsigned int polarity) {
+  Trace(__func__);
+  if (!IsOutput(channel, "SetOutPolarity invalid parameter!")) return false;
+  Update(kPolarities[channel], polarity);
+  return true;
+}
+
+bool FpgaLogic::SetCamTriPolarity(unsigned int polarity) {
+  Trace(__func__);
+  Update(fpga::kCamTriPolarity, polarity);
+  return true;
+}
+
+bool FpgaLogic::SetCamResPolarity(unsigned int polarity) {
+  Trace(__func__);
+  Update(fpga::kCamResPolarity, polarity);
+  return true;
+}
+
+bool FpgaLogic::SetLasTriPolarity(unsigned int polarity) {
+  Trace(__func__);
+  Update(fpga::kLasTriPolarity, polarity);
+  return true;
+}
+
+bool FpgaLogic::SetExtTriPolarity(unsigned int polarity) {
+  Trace(__func__);
+  Update(fpga::kExtTriPolarity, polarity);
+  return false;
+}
+
+unsigned int FpgaLogic::GetPolarity() const {
+  Trace(__func__);
+  return Read(fpga::kAllPolarities);
+}
+
+}  // namespace VeltranoSDK

@@ -1,0 +1,40 @@
+#pragma once
+
+#include "Devices/bus/SysfsGpio.h"
+#include "Devices/fpga/FpgaTypes.h"
+
+namespace VeltranoSDK {
+
+// The red, green and blue status light; dark from construction on.
+class RangeLed : private SysfsGpio {
+ public:
+  // Bit 0 red, bit 1 green, bit 2 blue.
+  enum Color : unsigned int {
+    BLACK = 0,
+    RED = 1,
+    GREEN = 2,
+    YELLOW = 3,
+    BLUE = 4,
+    MAGENTA = 5,
+    CYAN = 6,
+    WHITE = 7,
+  };
+
+  RangeLed();
+
+  // A state other than on and off prepares the line and leaves its level alone.
+  bool SetR(STATE state);
+  bool SetG(STATE state);
+  bool SetB(STATE state);
+  // Red, green, blue, up to the first that fails.
+  bool SetColor(Color color);
+
+ private:
+  bool DriveTo(const Line& line, STATE state, const GpioLineTexts& texts) const;
+
+  Line pin55_;
+  Line pin56_;
+  Line pin57_;
+};
+
+}  // namespace VeltranoSDK

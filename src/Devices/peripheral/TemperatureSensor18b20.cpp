@@ -1,0 +1,3 @@
+#include "Devices/peripheral/TemperatureSensor18b20.h"
+
+int ReadTemperatureSensor18b20() { return 0; }

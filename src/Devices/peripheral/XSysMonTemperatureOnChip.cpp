@@ -1,0 +1,52 @@
+#include "Devices/peripheral/XSysMonTemperatureOnChip.h"
+
+#include <fcntl.h>
+#include <string.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstddef>
+#include <cstdio>
+#include <utility>
+
+#include "log/Log.h"
+#include "thread/SystemCalls.h"
+
+namespace VeltranoSDK {
+
+namespace {
+
+// A number and its newline, and the zero that ends them.
+using Text = std::array<char, 32>;
+
+// A read may bring a part only.
+Text ReadLine(int fd) {
+  Text text{};
+  for (std::size_t size = 0; size + 1 < text.size() && strchr(text.data(), '\n') == nullptr;) {
+    const ssize_t got =
+        Uninterrupted([&] { return read(fd, text.data() + size, text.size() - 1 - size); });
+    if (got <= 0) break;
+    size += static_cast<std::size_t>(got);
+  }
+  return text;
+}
+
+}  // namespace
+
+XSysMonTemperatureOnChip::XSysMonTemperatureOnChip(std::string path) : path_(std::move(path)) {}
+
+float XSysMonTemperatureOnChip::ReadAndConvert(const Conversion& conversion) const {
+  unsigned int raw = 0;
+  if (const int fd = OpenDevice(path_.c_str(), O_RDONLY); fd >= 0) {
+    if (sscanf(ReadLine(fd).data(), "%u", &raw) != 1) raw = 0;
+    close(fd);
+  } else {
+    LogError("fopen %s failed!\n", path_.c_str());
+  }
+  const double scaled = static_cast<double>(static_cast<float>(raw)) * conversion.gain;
+  const auto degrees = static_cast<float>(scaled / conversion.steps + conversion.offset);
+  LogTrace("GetTemp succuffully. temperature %f\n", static_cast<double>(degrees));
+  return degrees;
+}
+
+}  // namespace VeltranoSDK

@@ -1,0 +1,15 @@
+#pragma once
+
+#include "Devices/peripheral/XSysMonTemperatureOnChip.h"
+
+namespace VeltranoSDK {
+
+// ZynqMP: the SYSMON block.
+class ZynqmpTemp : public XSysMonTemperatureOnChip {
+ public:
+  ZynqmpTemp();
+
+  float GetTemp() override;
+};
+
+}  // namespace VeltranoSDK

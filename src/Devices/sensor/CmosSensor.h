@@ -1,0 +1,91 @@
+#pragma once
+
+#include <utility>
+
+#include "Devices/sensor/CmosSensorTypes.h"
+#include "thread/Relaxed.h"
+
+namespace VeltranoSDK {
+
+// One image sensor, whatever chip it is. Region of interest, readout mode and
+// direction are set through the non-virtual functions, which record the wish
+// before the driver acts on it: the record holds even when the chip refuses.
+//
+// One caller at a time may set anything. The recorded values may be read from any
+// thread.
+class CmosSensor {
+ public:
+  CmosSensor(CmosSensorModel model, std::pair<unsigned int, unsigned int> resolution);
+  virtual ~CmosSensor() = default;
+  CmosSensor(const CmosSensor&) = delete;
+  CmosSensor& operator=(const CmosSensor&) = delete;
+
+  // Full power-up programming. Ends with the sensor streaming and the FPGA's image
+  // size, exposure delay and drive mode matching it.
+  virtual bool RegisterInitialize(ReadoutDriveMode mode) = 0;
+
+  // Analogue gain in the chip's own steps; what is out of range is clamped.
+  virtual bool SetGain(unsigned int gain) = 0;
+
+  // Raw temperature code, not degrees. All ones when a Sony chip's bus fails, 0
+  // from a chip without a temperature sensor.
+  virtual unsigned int GetSensorTemp() = 0;
+
+  // Chip identification of the given kind; a value near all ones when the chip
+  // does not know the kind.
+  virtual unsigned int GetSensorVer(unsigned int kind) = 0;
+
+  // Readout latency in FPGA units, from the recorded region of interest.
+  virtual unsigned int GetCameraDelay() = 0;
+
+  // Microseconds per exposure step.
+  virtual float GetExposureTimeUnit() = 0;
+
+  // Packed timing constant for the FPGA.
+  virtual unsigned int TransferMaxFrameValue();
+
+  virtual unsigned int GetStripBufferSize();
+  virtual unsigned int GetStripWidth();
+  virtual unsigned int GetStripHeight();
+
+  bool SetROI(unsigned int x, unsigned int y, unsigned int width, unsigned int height);
+  // Mode 0x00 resets the recorded region to the full size, 0x11 to half of it in
+  // both directions; the offsets stay.
+  bool SetReadoutDriveMode(ReadoutDriveMode mode);
+  bool SetReadoutDriveDirection(ReadoutDriveDirection direction);
+
+  CmosSensorModel model() const { return model_; }
+  std::pair<unsigned int, unsigned int> resolution() const { return resolution_; }
+  unsigned int roi_x() const { return roi_x_; }
+  unsigned int roi_y() const { return roi_y_; }
+  unsigned int roi_width() const { return roi_width_; }
+  unsigned int roi_height() const { return roi_height_; }
+  ReadoutDriveMode read_out_drive_mode() const { return read_out_drive_mode_; }
+  ReadoutDriveDirection read_out_drive_direction() const { return read_out_drive_direction_; }
+
+ protected:
+  // Programs the chip from the start and puts back direction, mode and region of
+  // interest as they were recorded before. Every step is taken, whatever became of
+  // the one before; false when one of them failed.
+  bool InitializeKeepingReadout();
+
+  virtual bool SetROIImpl(unsigned int x, unsigned int y, unsigned int width,
+                          unsigned int height) = 0;
+  virtual bool SetReadoutDriveModeImpl(ReadoutDriveMode mode) = 0;
+  virtual bool SetReadoutDriveDirectionImpl(ReadoutDriveDirection direction) = 0;
+
+  const CmosSensorModel model_;
+  std::pair<unsigned int, unsigned int> resolution_;  // width, height; final once constructed
+  Relaxed<unsigned int> roi_x_;
+  Relaxed<unsigned int> roi_y_;
+  Relaxed<unsigned int> roi_height_;
+  Relaxed<unsigned int> roi_width_;
+  Relaxed<ReadoutDriveMode> read_out_drive_mode_;
+  Relaxed<ReadoutDriveDirection> read_out_drive_direction_;
+  unsigned int max_frame_value_ = 0x0136260D;
+  unsigned int strip_buffer_size_ = 1024 * 640;  // bytes: width x height
+  unsigned int strip_width_ = 1024;
+  unsigned int strip_height_ = 640;
+};
+
+}  // namespace VeltranoSDK

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <memory>
+
+#include "Devices/SeriesNumber.h"
+
+namespace VeltranoSDK {
+
+class CmosSensor;
+
+class CmosSensorFactory {
+ public:
+  // The driver of a series' image sensor; empty for a series without one.
+  static std::shared_ptr<CmosSensor> CreateCmosSensorBySeries(SeriesNumber series);
+};
+
+}  // namespace VeltranoSDK

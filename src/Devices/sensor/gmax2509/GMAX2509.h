@@ -1,0 +1,75 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "Devices/sensor/CmosSensor.h"
+#include "Devices/sensor/gmax2509/GMAX2509SpiInterface.h"
+
+namespace VeltranoSDK {
+
+class FpgaLogic;
+class SeriesLogic23;
+
+// The chip's PLL settings as their registers' fields take them: the multiplier
+// starts at bit 2 of its register, of the divider two bits count.
+enum PllMult : unsigned int {};
+enum PllDiv : unsigned int {};
+
+// 4200 x 2048 pixels, or 4200 x 1024 in products that always run subsampled; the
+// series says which. The sensor crops rows, the FPGA columns.
+//
+// The bus knows no errors, so only parameters can be refused.
+class GMAX2509 : public CmosSensor {
+ public:
+  GMAX2509();
+
+  // Writes the initialisation table, whose constant entries come from the sensor's
+  // maker (docs/sensor-tables.md).
+  bool RegisterInitialize(ReadoutDriveMode mode) override;
+  // 1 to 5.
+  bool SetGain(unsigned int gain) override;
+  unsigned int GetSensorTemp() override;
+  // All ones: the chip does not tell.
+  unsigned int GetSensorVer(unsigned int kind) override;
+  unsigned int GetCameraDelay() override;
+  float GetExposureTimeUnit() override;
+  unsigned int TransferMaxFrameValue() override;
+
+  // Each changes the clocking, which needs the whole initialisation again; the
+  // settings of the user are restored, see ResetAndInitialize().
+  bool SetPLL(PllMult mult, PllDiv div);
+  // In clocks of the sensor.
+  bool SetLineTime(unsigned short line_time);
+
+  // Resets and initialises the sensor, then restores direction, mode, region and
+  // gain. A region exists in mode 0x00 only: in mode 0x11 the result is false, with
+  // the sensor running in that mode at its own size.
+  bool ResetAndInitialize();
+
+ protected:
+  // Whole blocks of 28 columns, at least 560 columns, in mode 0x00 only.
+  bool SetROIImpl(unsigned int x, unsigned int y, unsigned int width, unsigned int height) override;
+  bool SetReadoutDriveModeImpl(ReadoutDriveMode mode) override;
+  // A horizontal flip alone leaves the first row where it is.
+  bool SetReadoutDriveDirectionImpl(ReadoutDriveDirection direction) override;
+
+ private:
+  void WriteInitTable();
+  // 16 bits over two registers.
+  void WriteWord(std::uint8_t low_register, unsigned int value);
+  // Replaces the bits in `mask`.
+  void Update(std::uint8_t addr, std::uint8_t mask, std::uint8_t bits);
+  // Length of a line in the FPGA's units.
+  unsigned int LineUnits() const;
+  bool AlwaysSubsampled() const;
+
+  GMAX2509SpiInterface spi_;
+  std::uint8_t pll_div_reg_;
+  std::uint8_t pll_mult_reg_;
+  std::uint16_t line_time_;
+  unsigned int gain_ = 1;  // as asked for, not as clamped
+  std::shared_ptr<SeriesLogic23> series_logic_;
+};
+
+}  // namespace VeltranoSDK

@@ -1,0 +1,72 @@
+#pragma once
+
+#include "Devices/sensor/CmosSensor.h"
+#include "Devices/sensor/gsprint6502bsi/GSPRINT6502BSIInterface.h"
+#include "thread/Relaxed.h"
+
+namespace VeltranoSDK {
+
+namespace gsprint {
+struct RowPair;
+}
+
+// 2048 x 1152 pixels. The sensor crops rows, the FPGA columns.
+//
+// The bus knows no errors, so only parameters can be refused.
+class GSPRINT6502BSI : public CmosSensor {
+ public:
+  GSPRINT6502BSI();
+
+  // Always starts reading every pixel, in slow lines, whatever the mode. Writes the
+  // recommended settings, which come from the sensor's maker (docs/sensor-tables.md).
+  bool RegisterInitialize(ReadoutDriveMode mode) override;
+  // 1 to 4.
+  bool SetGain(unsigned int gain) override;
+  unsigned int GetSensorTemp() override;
+  // All ones: the chip does not tell.
+  unsigned int GetSensorVer(unsigned int kind) override;
+  unsigned int GetCameraDelay() override;
+  float GetExposureTimeUnit() override;
+
+  // High dynamic range. Its knees are counted in lines' clocks, so it has to be set
+  // again after SetLineTime.
+  bool SetHdr(bool on);
+  // Lines of 72 clocks (fast) or 360.
+  bool SetLineTime(bool fast);
+
+  bool StreamEn(bool on);
+  bool InternalSerClkEn(bool on);
+  bool PmuUpDownCtrl(bool on);
+  bool ConfigUpload();
+  bool RecommandedRegisterSetting();
+  // Stops the sensor, uploads its configuration and starts it, and then the FPGA's
+  // timing for it.
+  bool Reset();
+
+  // Initialises anew and restores direction, mode, region and gain, not the line time,
+  // which is slow afterwards, nor high dynamic range. The region can be restored in mode
+  // 0x00 only: in mode 0x11 the result is false.
+  bool ResetAndInitialize();
+
+ protected:
+  bool SetROIImpl(unsigned int x, unsigned int y, unsigned int width, unsigned int height) override;
+  // In mode 0x11 the sensor subsamples and the FPGA is told so; its image size stays,
+  // because a region is taken in mode 0x00 only.
+  bool SetReadoutDriveModeImpl(ReadoutDriveMode mode) override;
+  // Takes any: the sensor cannot flip. What its mounting needs, the FPGA flips.
+  bool SetReadoutDriveDirectionImpl(ReadoutDriveDirection direction) override;
+
+ private:
+  // Keeps the bits of `keep` and puts `bits` beside them.
+  void Merge(unsigned short addr, unsigned char keep, unsigned char bits);
+  void WriteRows(const gsprint::RowPair& rows, unsigned int count);
+  void SetSubsampling(bool on);
+  // Length of a line in the FPGA's units.
+  unsigned int LineUnits() const;
+
+  GSPRINT6502BSIInterface spi_;
+  Relaxed<unsigned int> line_time_;
+  unsigned int gain_ = 1;  // the level in effect: the recommended settings set the first
+};
+
+}  // namespace VeltranoSDK

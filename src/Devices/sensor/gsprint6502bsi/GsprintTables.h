@@ -1,0 +1,73 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+
+#include "Devices/sensor/sony/RegisterWrite.h"
+
+namespace VeltranoSDK::gsprint {
+
+inline constexpr std::uint16_t kStream = 0x0000;   // bit 0
+inline constexpr std::uint16_t kHdrMode = 0x0003;  // bits 0 and 1
+inline constexpr std::uint16_t kLineTimeMode = 0x0080;
+inline constexpr std::uint16_t kLineTimeSlow = 0x0081;  // bit 0
+inline constexpr std::uint16_t kSubsampling = 0x0110;   // bit 0
+inline constexpr std::uint16_t kSubsamplingOn = 0x0111;
+inline constexpr std::uint16_t kSubsamplingRows = 0x0196;  // bits 0 and 1
+inline constexpr std::uint16_t kPower = 0x1C00;            // bit 0
+inline constexpr std::uint16_t kSerialOutput = 0x2400;     // bit 4
+inline constexpr std::uint16_t kTemperatureLow = 0x2500;
+inline constexpr std::uint16_t kTemperatureHigh = 0x2501;
+
+// Eleven bits over two registers.
+struct RowPair {
+  std::uint16_t low;
+  std::uint16_t high;
+};
+inline constexpr RowPair kRowCount{0x0130, 0x0131};
+inline constexpr RowPair kFirstRow{0x0140, 0x0141};
+inline constexpr RowPair kRowCountCopy{0x00B2, 0x00B3};
+
+inline constexpr std::array kHdrOff{
+    RegisterWrite{kHdrMode, 0x00}.Keeping(0xFC),
+    RegisterWrite{0x0191, 0x01},
+    RegisterWrite{0x0192, 0x00},
+    RegisterWrite{0x0213, 0x04},
+    RegisterWrite{0x0215, 0x04},
+    RegisterWrite{0x0217, 0x04},
+    RegisterWrite{0x0219, 0xCC},
+    RegisterWrite{0x021A, 0x00},
+    RegisterWrite{0x021B, 0xCC},
+    RegisterWrite{0x021C, 0x00},
+    RegisterWrite{0x021D, 0xCC},
+    RegisterWrite{0x021E, 0x00},
+};
+
+// The knees follow, from the line time.
+inline constexpr std::array kHdrOn{
+    RegisterWrite{kHdrMode, 0x01}.Keeping(0xFC),
+    RegisterWrite{0x0191, 0x03},
+    RegisterWrite{0x0192, 0x14},
+    RegisterWrite{0x0213, 0x14},
+    RegisterWrite{0x0215, 0x06},
+    RegisterWrite{0x0217, 0x06},
+};
+inline constexpr std::array<std::uint16_t, 3> kHdrKnees{0x0219, 0x021B, 0x021D};  // low, then high
+
+struct GainRegister {
+  std::uint16_t address;
+  std::uint8_t keep;  // bits that are not the gain's
+};
+inline constexpr std::array kGainRegisters{
+    GainRegister{0x00A0, 0xF0}, GainRegister{0x00A2, 0xF0}, GainRegister{0x040B, 0x00},
+    GainRegister{0x080B, 0x00}, GainRegister{0x200C, 0xC0}, GainRegister{0x2001, 0x00},
+};
+
+struct GainRow {
+  std::array<std::uint8_t, kGainRegisters.size()> values;
+  bool placeholder = false;
+};
+
+constexpr GainRow GainPlaceholder(const GainRow& known) { return {known.values, true}; }
+
+}  // namespace VeltranoSDK::gsprint

@@ -1,0 +1,41 @@
+#include "Devices/sensor/sony/ImxSensorI2cInterface.h"
+
+#include "Neighbours.h"
+#include "thread/Pause.h"
+
+namespace VeltranoSDK {
+
+namespace {
+
+constexpr int kAttempts = 10;
+constexpr unsigned int kPauseAfterAttempt = 500;  // microseconds
+
+template <typename Access>
+bool Retried(Access access) {
+  for (int attempt = 0; attempt < kAttempts; ++attempt) {
+    const bool done = access();
+    Pause(kPauseAfterAttempt);
+    if (done) return true;
+  }
+  return false;
+}
+
+constexpr std::uint8_t High(unsigned short addr) { return static_cast<std::uint8_t>(addr >> 8); }
+constexpr std::uint8_t Low(unsigned short addr) { return static_cast<std::uint8_t>(addr); }
+
+}  // namespace
+
+ImxSensorI2cInterface::ImxSensorI2cInterface(unsigned char address)
+    : I2cDev(neighbour::SensorBus(), address) {}
+
+bool ImxSensorI2cInterface::Write(unsigned short addr, unsigned char value) {
+  return Retried([&] { return I2cRdWr({High(addr), Low(addr), value}); });
+}
+
+unsigned char ImxSensorI2cInterface::Read(unsigned short addr) {
+  std::vector<std::uint8_t> value{0};
+  Retried([&] { return I2cRdWr({High(addr), Low(addr)}, value); });
+  return value.front();
+}
+
+}  // namespace VeltranoSDK

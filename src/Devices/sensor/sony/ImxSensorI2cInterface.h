@@ -1,0 +1,20 @@
+#pragma once
+
+#include "Devices/bus/I2cDev.h"
+
+namespace VeltranoSDK {
+
+// Register bus of the Sony sensors: 16-bit addresses, 8-bit values. The bus device
+// is the one the current series names for its sensor.
+class ImxSensorI2cInterface : private I2cDev {
+ public:
+  // `address` is the sensor's 7-bit bus address.
+  explicit ImxSensorI2cInterface(unsigned char address);
+
+  // Both try up to ten times, with a pause after every attempt.
+  bool Write(unsigned short addr, unsigned char value);
+  // 0 when the chip never answered.
+  unsigned char Read(unsigned short addr);
+};
+
+}  // namespace VeltranoSDK

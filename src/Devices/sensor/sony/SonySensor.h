@@ -1,0 +1,63 @@
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <utility>
+
+#include "Devices/sensor/CmosSensor.h"
+#include "Devices/sensor/sony/ImxSensorI2cInterface.h"
+#include "Devices/sensor/sony/RegisterWrite.h"
+
+namespace VeltranoSDK {
+
+class FpgaLogic;
+
+// What the two Sony sensors have in common: register bus, gain, temperature,
+// identification, flip, and the way out of standby.
+class SonySensor : public CmosSensor {
+ public:
+  bool SetGain(unsigned int gain) override;
+  unsigned int GetSensorTemp() override;
+  unsigned int GetSensorVer(unsigned int kind) override;
+
+ protected:
+  // Pauses in microseconds on the way out of standby.
+  struct WakeUp {
+    unsigned int oscillator;
+    unsigned int pll;
+    unsigned int timing_off;
+    unsigned int timing_armed;
+  };
+
+  // And for its first time after power-up.
+  struct PowerUp {
+    WakeUp wake_up;
+    unsigned int t_ges;
+    unsigned int after_timing;
+    unsigned int after_standby;
+  };
+
+  SonySensor(CmosSensorModel model, std::pair<unsigned int, unsigned int> resolution,
+             unsigned char bus_address, unsigned int invalid_kind_result);
+
+  bool SetReadoutDriveDirectionImpl(ReadoutDriveDirection direction) override;
+
+  // One register. A failure prints `failure`, a format for the register's number.
+  bool Write(const RegisterWrite& write, const char* failure);
+  // In order, up to the first failure.
+  bool WriteAll(std::span<const RegisterWrite> writes, const char* failure);
+  bool EnterStandby(const char* failure);
+  // Starts the chip and then, step by step, the FPGA's timing for it.
+  bool LeaveStandby(FpgaLogic& fpga, const WakeUp& pauses, const char* failure);
+  // Once up and back into standby: only a chip that has run takes its programming.
+  bool RunOnce(FpgaLogic& fpga, const PowerUp& start);
+  // The second half of LeaveStandby, for a chip that has been started.
+  static void StartTiming(FpgaLogic& fpga, const WakeUp& pauses);
+
+  ImxSensorI2cInterface i2c_;
+
+ private:
+  const unsigned int invalid_kind_result_;
+};
+
+}  // namespace VeltranoSDK

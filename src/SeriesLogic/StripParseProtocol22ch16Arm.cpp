@@ -1,7 +1,0 @@
-#include "SeriesLogic/StripParseProtocol22ch16Arm.h"
-
-namespace VeltranoSDK {
-
-unsigned int StripParseProtocol22ch16Arm::DataNumberOfBytes() { return 2; }
-
-}  // namespace VeltranoSDK

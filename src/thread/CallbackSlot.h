@@ -1,0 +1,51 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <utility>
+
+#include "thread/SignalMask.h"
+
+namespace VeltranoSDK::Utility {
+
+template <typename Signature>
+class CallbackSlot;
+
+// A callback that may be replaced while it runs: a call keeps the function it
+// began with alive to its end.
+template <typename... Args>
+class CallbackSlot<void(Args...)> {
+ public:
+  using Function = std::function<void(Args...)>;
+
+  void Replace(Function function) {
+    // Declared before the lock: the old function is destroyed after it is free.
+    std::shared_ptr<const Function> fresh;
+    if (function) fresh = std::make_shared<const Function>(std::move(function));
+    const SignalsBlocked no_handler_here;
+    const std::lock_guard lock(mutex_);
+    function_.swap(fresh);
+  }
+
+  // Null when there is none. For worker threads, which block SIGINT anyway: the
+  // SIGINT handler waits for them.
+  std::shared_ptr<const Function> Get() const {
+    const std::lock_guard lock(mutex_);
+    return function_;
+  }
+
+  // Like calling an empty std::function, throws std::bad_function_call when
+  // there is none.
+  void operator()(Args... args) const {
+    const auto function = Get();
+    if (!function) throw std::bad_function_call();
+    (*function)(std::forward<Args>(args)...);
+  }
+
+ private:
+  mutable std::mutex mutex_;
+  std::shared_ptr<const Function> function_;
+};
+
+}  // namespace VeltranoSDK::Utility

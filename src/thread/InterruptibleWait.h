@@ -1,0 +1,44 @@
+#pragma once
+
+#include <algorithm>
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+
+#include "thread/SignalMask.h"
+
+namespace VeltranoSDK {
+
+// For the thread that ends the process: no wait for another thread goes on beyond this
+// moment, but for its grace. What the application's handlers do is not known.
+void EndWaitsBy(std::chrono::steady_clock::time_point last_moment);
+
+std::chrono::steady_clock::time_point LastMomentOfWaits();
+
+struct Patience {
+  std::chrono::milliseconds usually;
+  // Also when the process is being ended and others have used up the time.
+  std::chrono::milliseconds grace{0};
+};
+
+// Waits until done(), which is asked under the lock, or until patience ends (false). Locks
+// are held with signals blocked, so the wait is cut into slices, between which they are
+// delivered.
+template <typename Done>
+bool WaitInterruptibly(std::mutex& mutex, std::condition_variable& changed, Patience patience,
+                       Done done) {
+  using Clock = std::chrono::steady_clock;
+  constexpr std::chrono::milliseconds kSlice{20};
+  const auto start = Clock::now();
+  for (;;) {
+    const SignalsBlocked no_handler_here;
+    std::unique_lock lock(mutex);
+    const auto last_moment =
+        std::min(start + patience.usually, std::max(start + patience.grace, LastMomentOfWaits()));
+    const bool is_done =
+        changed.wait_until(lock, std::min(last_moment, Clock::now() + kSlice), done);
+    if (is_done || Clock::now() >= last_moment) return is_done;
+  }
+}
+
+}  // namespace VeltranoSDK
