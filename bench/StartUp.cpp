@@ -22,9 +22,9 @@
 #include "Application.h"
 #include "OwnProcess.h"
 #include "Pauses.h"
-#include "thread/PromptSleeps.h"
 #include "tessaline/board.h"
 #include "tessaline/tessaline.h"
+#include "thread/PromptSleeps.h"
 
 namespace bench {
 

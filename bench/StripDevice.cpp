@@ -3,7 +3,7 @@
 namespace bench {
 
 StripDevice::StripDevice(std::byte* memory, unsigned buffers, std::size_t buffer_bytes)
-    : V4l2Device(V4L2_MEMORY_MMAP, "strips"),
+    : V4l2Base(V4L2_MEMORY_MMAP, "strips"),
       memory_(memory),
       buffers_(buffers),
       buffer_bytes_(buffer_bytes) {}

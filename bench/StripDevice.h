@@ -2,14 +2,14 @@
 
 #include <cstddef>
 
-#include "Devices/capture/V4l2Device.h"
+#include "Devices/capture/V4l2Base.h"
 #include "Driver.h"
 
 namespace bench {
 
 // The library's strip device over memory of its own, with a driver behind it that
 // answers at once. Subclasses are the driver.
-class StripDevice : public VeltranoSDK::DevFOps::V4l2Device, public Driver {
+class StripDevice : public VeltranoSDK::DevFOps::V4l2Base, public Driver {
  public:
   StripDevice(std::byte* memory, unsigned buffers, std::size_t buffer_bytes);
 

@@ -16,8 +16,8 @@
 #include <string_view>
 
 #include "DeviceManager.h"
-#include "Devices/sensor/CmosSensor.h"
 #include "Devices/capture/V4l2BufFactory.h"
+#include "Devices/sensor/CmosSensor.h"
 #include "Runnable/CaptureStripStream.h"
 #include "SeriesLogic/SeriesLogic.h"
 #include "SeriesLogic/SeriesLogicFactory.h"

@@ -12,7 +12,7 @@ namespace {
 
 template <typename Target>
 std::shared_ptr<Target> OrError(const char* who, std::shared_ptr<Target> target, const char* what) {
-  if (!target) LogError("%s: there is no %s, call RegisterHardwareInit first", who, what);
+  if (!target) LogError()("%s: there is no %s, call RegisterHardwareInit first", who, what);
   return target;
 }
 
@@ -46,7 +46,7 @@ std::shared_ptr<CaptureStripStream> StripThread(const char* who) {
 
 std::shared_ptr<SeriesLogic> Series(const char* who) {
   const auto series = SeriesLogicFactory::GetSeriesLogicInstance();
-  if (!series) LogError("%s: no product is selected, call GetLibVersion first", who);
+  if (!series) LogError()("%s: no product is selected, call GetLibVersion first", who);
   return series;
 }
 

@@ -28,9 +28,10 @@ constexpr unsigned int kNarrowCountBytes = 4;
 constexpr unsigned int kNarrowPointBytes = 4;
 
 void LogStrip(unsigned int index, const StripHeader& strip) {
-  LogDebug("strip_index:%d, frameId: %lld, timeStamp: %lld, encoderstamp: %lld, pointCount: %lld ",
-           index, static_cast<long long>(strip.frame_id), static_cast<long long>(strip.time_stamp),
-           static_cast<long long>(strip.encoder_stamp), static_cast<long long>(strip.point_count));
+  LogDebug()(
+      "strip_index:%d, frameId: %lld, timeStamp: %lld, encoderstamp: %lld, pointCount: %lld ",
+      index, static_cast<long long>(strip.frame_id), static_cast<long long>(strip.time_stamp),
+      static_cast<long long>(strip.encoder_stamp), static_cast<long long>(strip.point_count));
 }
 
 }  // namespace
@@ -98,7 +99,7 @@ bool CaptureStripStream::ReleaseResource() {
   if (WaitUntilGone(kGoneMs)) {
     device->Close();
   } else {
-    LogError("the strip thread is still at work, its buffers stay mapped");
+    LogError()("the strip thread is still at work, its buffers stay mapped");
   }
   return true;
 }
@@ -131,7 +132,7 @@ std::shared_ptr<DevFOps::V4l2Base> CaptureStripStream::Device() const {
     const std::lock_guard lock(device_mutex_);
     device = device_;
   }
-  if (!device) LogError("the strip device is not open");
+  if (!device) LogError()("the strip device is not open");
   return device;
 }
 
@@ -140,9 +141,9 @@ bool CaptureStripStream::BeforeRun() {
   if (device_) device_->Close();  // of an earlier start
   const bool ready = SetUp();
   if (ready) {
-    LogInfo("initialize v4l2 succeffully");
+    LogInfo()("initialize v4l2 succeffully");
   } else {
-    LogError("initialize v4l2 error!");
+    LogError()("initialize v4l2 error!");
   }
   return ready;
 }
@@ -187,8 +188,8 @@ Fate CaptureStripStream::HandOver(std::byte* buffer) {
   if (readable) {
     walk = Walk(buffer, layout);
   } else {
-    LogError("a strip buffer of %zu bytes does not lie in the %zu mapped ones", layout.buffer_bytes,
-             device_->BufferSize());
+    LogError()("a strip buffer of %zu bytes does not lie in the %zu mapped ones",
+               layout.buffer_bytes, device_->BufferSize());
   }
   if (walk.strips > 0) last_frame_id_ = walk.last_frame_id;
 
@@ -231,8 +232,8 @@ StripWalk CaptureStripStream::Walk(const std::byte* buffer, const Layout& layout
   }
   if (SomebodyListens(TESSALINE_LOG_DEBUG)) walk_over(LogStrip);
   if (!walk.complete) {
-    LogError("strip %u of %u does not fit into the buffer: byte %u of %zu", walk.strips + 1, count,
-             walk.bytes, layout.CountAt());
+    LogError()("strip %u of %u does not fit into the buffer: byte %u of %zu", walk.strips + 1,
+               count, walk.bytes, layout.CountAt());
   }
   return walk;
 }

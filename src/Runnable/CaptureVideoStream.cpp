@@ -59,7 +59,7 @@ bool CaptureVideoStream::ReleaseResource() {
   if (WaitUntilGone(kGoneMs)) {
     device_.Close();
   } else {
-    LogError("the image thread is still at work, its buffers stay mapped");
+    LogError()("the image thread is still at work, its buffers stay mapped");
   }
   return true;
 }
@@ -78,9 +78,9 @@ bool CaptureVideoStream::BeforeRun() {
   Trace(__func__);
   const auto sensor = neighbour::Sensor("CaptureVideoStream");
   if (sensor && SetUp(*sensor)) {
-    LogInfo("initialize v4l2 succeffully");
+    LogInfo()("initialize v4l2 succeffully");
   } else {
-    LogError("initialize v4l2 error!");
+    LogError()("initialize v4l2 error!");
   }
   return sensor && device_.SetFmt(sensor->roi_width(), sensor->roi_height());
 }
@@ -130,15 +130,15 @@ Fate CaptureVideoStream::HandOver(std::byte* buffer, const CmosSensor& sensor) {
   const std::size_t frame_bytes = frame.full_pixels + full_width;
   const std::size_t size = std::min(frame_bytes, device_.BufferSize());
   if (!ReorderImage(buffer, size, frame, scratch_)) {
-    LogError("an image of %u x %u does not fit into a frame of %zu bytes", width, height, size);
+    LogError()("an image of %u x %u does not fit into a frame of %zu bytes", width, height, size);
     return Fate::kMalformed;
   }
 
   ImageHeader header;
   memcpy(&header, buffer + frame.image_pixels, sizeof header);
-  LogDebug("frameId: %lld, timeStamp: %lld, encoderStamp: %lld \n",
-           static_cast<long long>(header.frame_id), static_cast<long long>(header.time_stamp),
-           static_cast<long long>(header.encoder_stamp));
+  LogDebug()("frameId: %lld, timeStamp: %lld, encoderStamp: %lld \n",
+             static_cast<long long>(header.frame_id), static_cast<long long>(header.time_stamp),
+             static_cast<long long>(header.encoder_stamp));
   const bool written = header.frame_id != kNoFrameId;
   if (written) statistics_.SawId(header.frame_id);
 

@@ -23,7 +23,7 @@ bool ExternalTriggerGuard::RegisterPulseSignalCallback(std::function<void(unsign
 void ExternalTriggerGuard::LoopRun() {
   Trace(__func__);
   if (!WaitForInterrupt()) return;
-  neighbour::OnFpga("ExternalTriggerGuard", [](FpgaLogic& fpga) {
+  neighbour::OnFpga("ExternalTriggerGuard", [this](FpgaLogic& fpga) {
     const unsigned int level = fpga.GetExternalTriggerLevel();
     Deliver([level] { pulse_signal_callback_(level); });
   });

@@ -67,7 +67,7 @@ bool Runnable::Start() {
   if (!thread_.joinable() && !WaitUntilGone(0)) {
     Cancel();
     if (!WaitUntilGone(kFormerWorkerMs)) {
-      LogError("Runnable::Start: the earlier thread is still at work, no other is started");
+      LogError()("Runnable::Start: the earlier thread is still at work, no other is started");
       return false;
     }
   }
@@ -95,7 +95,7 @@ bool Runnable::Stop() {
   Trace(__func__);
   if (!running_) return true;
   if (!thread_.joinable()) {
-    LogError("Runnable::Stop: a detached thread can only be cancelled");
+    LogError()("Runnable::Stop: a detached thread can only be cancelled");
     return false;
   }
   running_ = false;
@@ -107,7 +107,7 @@ bool Runnable::Stop() {
 bool Runnable::Detach() {
   Trace(__func__);
   if (!thread_.joinable()) {
-    LogError("Runnable::Detach: there is no thread to detach");
+    LogError()("Runnable::Detach: there is no thread to detach");
     return false;
   }
   thread_.detach();
@@ -119,7 +119,7 @@ void Runnable::StopDelivering() { gate_.Shut(); }
 bool Runnable::Cancel() {
   Trace(__func__);
   if (!gate_.Close()) {
-    LogError("Runnable::Cancel: a callback of the application does not return");
+    LogError()("Runnable::Cancel: a callback of the application does not return");
   }
   {
     const SignalsBlocked no_handler_here;

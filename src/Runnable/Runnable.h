@@ -86,7 +86,7 @@ class Runnable : public std::enable_shared_from_this<Runnable> {
   template <typename Signature>
   void ReplaceCallback(CallbackSlot<Signature>& slot, std::function<Signature> callback) {
     slot.Replace(std::move(callback));
-    if (!gate_.WaitForDelivery()) LogError("a callback of the application does not return");
+    if (!gate_.WaitForDelivery()) LogError()("a callback of the application does not return");
   }
 
  private:

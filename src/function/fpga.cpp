@@ -120,11 +120,11 @@ unsigned int RegisterLock::Write(unsigned int block_base, unsigned int index, un
 }
 
 void TraceRead(unsigned int block_base, unsigned int index) {
-  LogTrace("fpga_read_addr: %lx", ByteAddress(block_base, index));
+  LogTrace()("fpga_read_addr: %lx", ByteAddress(block_base, index));
 }
 
 void TraceWrite(unsigned int block_base, unsigned int index) {
-  LogTrace("fpga_write_addr: %lx", ByteAddress(block_base, index));
+  LogTrace()("fpga_write_addr: %lx", ByteAddress(block_base, index));
 }
 
 void CloseRegistersToOthers() {

@@ -24,42 +24,25 @@ bool ThisThreadIsLogging();
 // Has the time zone at hand, which takes the heap and must not happen in a signal handler.
 void LoadTimeZone();
 
-// A format that remembers where it was written.
-struct Message {
-  const char* format;
-  const char* file;
-  int line;
+// One line of the log, which names the place where it is made, in a format that the compiler
+// checks: LogError()("%s: no answer", name).
+template <int level>
+class LogLine {
+ public:
+  explicit LogLine(const char* file = __builtin_FILE(), int line = __builtin_LINE())
+      : file_(file), line_(line) {}
 
-  // NOLINTNEXTLINE(google-explicit-constructor): a literal is meant to become one
-  Message(const char* text, const char* source = __builtin_FILE(),
-          int source_line = __builtin_LINE())
-      : format(text), file(source), line(source_line) {}
+  [[gnu::format(printf, 2, 3)]] void operator()(const char* format, ...) const;
+
+ private:
+  const char* file_;
+  int line_;
 };
 
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wformat-security"
-
-template <typename... Args>
-void LogDebug(Message message, Args... args) {
-  log_log(TESSALINE_LOG_DEBUG, message.file, message.line, message.format, args...);
-}
-
-template <typename... Args>
-void LogInfo(Message message, Args... args) {
-  log_log(TESSALINE_LOG_INFO, message.file, message.line, message.format, args...);
-}
-
-template <typename... Args>
-void LogError(Message message, Args... args) {
-  log_log(TESSALINE_LOG_ERROR, message.file, message.line, message.format, args...);
-}
-
-template <typename... Args>
-void LogTrace(Message message, Args... args) {
-  log_log(TESSALINE_LOG_TRACE, message.file, message.line, message.format, args...);
-}
-
-#pragma GCC diagnostic pop
+using LogTrace = LogLine<TESSALINE_LOG_TRACE>;
+using LogDebug = LogLine<TESSALINE_LOG_DEBUG>;
+using LogInfo = LogLine<TESSALINE_LOG_INFO>;
+using LogError = LogLine<TESSALINE_LOG_ERROR>;
 
 // The entry line of nearly every function: Trace(__func__).
 inline void Trace(const char* function, const char* file = __builtin_FILE(),

@@ -98,18 +98,16 @@ bool ThisThreadIsLogging() { return lines_under_way > 0; }
 
 void LoadTimeZone() { tzset(); }
 
-}  // namespace VeltranoSDK
+namespace {
 
-extern "C" {
-
-void log_log(int level, const char* file, int line, const char* fmt, ...) {
-  if (!VeltranoSDK::SomebodyListens(level)) return;
+void Write(int level, const char* file, int line, const char* format, va_list arguments) {
+  if (!SomebodyListens(level)) return;
   // Not with SIGINT blocked: a sink may block, and an interrupt must still end the process.
-  const VeltranoSDK::NotCancellable whole;
+  const NotCancellable whole;
   const LineUnderWay line_under_way;
 
   log_Event ev{};
-  ev.fmt = fmt;
+  ev.fmt = format;
   ev.file = file;
   ev.line = line;
   ev.level = level;
@@ -119,7 +117,7 @@ void log_log(int level, const char* file, int line, const char* fmt, ...) {
 
   if (ReachesStandardError(level)) {
     TakeTime(&ev, &broken_down);
-    va_start(ev.ap, fmt);
+    va_copy(ev.ap, arguments);
     WriteLine<16>(stderr, "%H:%M:%S", &ev);
     va_end(ev.ap);
   }
@@ -130,12 +128,38 @@ void log_log(int level, const char* file, int line, const char* fmt, ...) {
     if (sink.level > level) continue;
     if (ev.time == nullptr) TakeTime(&ev, &broken_down);
     ev.udata = sink.udata;
-    va_start(ev.ap, fmt);
+    va_copy(ev.ap, arguments);
     write(&ev);
     va_end(ev.ap);
   }
 
   if (logger.lock != nullptr) logger.lock(false, logger.udata);
+}
+
+}  // namespace
+
+template <int level>
+void LogLine<level>::operator()(const char* format, ...) const {
+  va_list arguments;
+  va_start(arguments, format);
+  Write(level, file_, line_, format, arguments);
+  va_end(arguments);
+}
+
+template class LogLine<TESSALINE_LOG_TRACE>;
+template class LogLine<TESSALINE_LOG_DEBUG>;
+template class LogLine<TESSALINE_LOG_INFO>;
+template class LogLine<TESSALINE_LOG_ERROR>;
+
+}  // namespace VeltranoSDK
+
+extern "C" {
+
+void log_log(int level, const char* file, int line, const char* fmt, ...) {
+  va_list arguments;
+  va_start(arguments, fmt);
+  VeltranoSDK::Write(level, file, line, fmt, arguments);
+  va_end(arguments);
 }
 
 void log_set_level(int level) { logger.level.store(level, std::memory_order_relaxed); }

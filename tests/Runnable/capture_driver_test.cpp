@@ -13,8 +13,8 @@
 #include <vector>
 
 #include "DeviceManager.h"
-#include "Devices/sensor/CmosSensor.h"
 #include "Devices/capture/UdmaBuf.h"
+#include "Devices/sensor/CmosSensor.h"
 #include "Runnable/CaptureStripStream.h"
 #include "Runnable/CaptureVideoStream.h"
 #include "SeriesLogic/SeriesLogicFactory.h"

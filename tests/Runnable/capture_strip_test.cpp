@@ -9,9 +9,9 @@
 #include <mutex>
 
 #include "DeviceManager.h"
-#include "Devices/sensor/CmosSensor.h"
-#include "Devices/fpga/FpgaLogic.h"
 #include "Devices/capture/V4l2Base.h"
+#include "Devices/fpga/FpgaLogic.h"
+#include "Devices/sensor/CmosSensor.h"
 #include "Runnable/CaptureStripStream.h"
 #include "SeriesLogic/SeriesLogicFactory.h"
 #include "support/BoardFixture.h"

@@ -13,8 +13,8 @@
 #include <vector>
 
 #include "DeviceManager.h"
-#include "Devices/sensor/e2v_flash4k/E2vFlash4k.h"
 #include "Devices/fpga/FpgaLogic.h"
+#include "Devices/sensor/e2v_flash4k/E2vFlash4k.h"
 #include "Devices/sensor/gmax2509/GMAX2509.h"
 #include "Devices/sensor/gsprint6502bsi/GSPRINT6502BSI.h"
 #include "Devices/sensor/imx252/IMX252.h"

@@ -1,8 +1,8 @@
 // The e2v Flash 4K's driver, compiled with tables that an integrator supplied.
 #include <algorithm>
 
-#include "Devices/E2vSensorTest.h"
 #include "Devices/sensor/SensorTable.h"
+#include "Devices/sensor/e2v_flash4k/E2vSensorTest.h"
 #include "sensor_tables/E2vFinalConfiguration.h"
 #include "sensor_tables/E2vHdr.h"
 

@@ -1,8 +1,8 @@
 // The GSPRINT6502BSI's driver, compiled with tables that an integrator supplied.
 #include <cstdio>
 
-#include "Devices/GsprintTest.h"
 #include "Devices/sensor/SensorTable.h"
+#include "Devices/sensor/gsprint6502bsi/GsprintTest.h"
 #include "sensor_tables/GsprintGain.h"
 #include "sensor_tables/GsprintRecommended.h"
 

@@ -1,8 +1,8 @@
 // The drivers, compiled with the tables that docs/sensor-tables.md shows an integrator.
 #include "Devices/sensor/CmosSensor.h"
-#include "Devices/GmaxTest.h"
-#include "Devices/SonySensorTest.h"
 #include "Devices/sensor/SensorTable.h"
+#include "Devices/sensor/gmax2509/GmaxTest.h"
+#include "Devices/sensor/sony/SonySensorTest.h"
 #include "sensor_tables/Gmax2509Init.h"
 #include "sensor_tables/GsprintGain.h"
 #include "sensor_tables/Imx252FixedSettings.h"

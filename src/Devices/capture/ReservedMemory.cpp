@@ -13,13 +13,13 @@ ReservedMemory::ReservedMemory(unsigned long physical_address, unsigned long siz
     : physical_address_(physical_address), size_(size) {
   Trace(__func__);
   fd_ = OpenDevice("/dev/mem", O_RDWR | O_NONBLOCK);
-  if (fd_ < 0) LogError("ReservedMemory mmap!");
+  if (fd_ < 0) LogError()("ReservedMemory mmap!");
   address_ = mmap(nullptr, size_, PROT_READ | PROT_WRITE, MAP_SHARED, fd_,
                   static_cast<off_t>(physical_address_));
   if (address_ == MAP_FAILED) {
-    LogError("ReservedMemory mmap failed!");
+    LogError()("ReservedMemory mmap failed!");
   } else {
-    LogInfo("ReservedMemory mmap succuffully!");
+    LogInfo()("ReservedMemory mmap succuffully!");
   }
 }
 

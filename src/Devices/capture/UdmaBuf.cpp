@@ -45,19 +45,19 @@ void WriteDecimal(int fd, unsigned long value) {
 UdmaBuf::UdmaBuf(unsigned long offset, unsigned long size) : offset_(offset), size_(size) {
   Trace(__func__);
   fd_ = OpenDevice(kDevice, O_RDWR);
-  if (fd_ < 0) LogError("UdmaBuf mmap!");
+  if (fd_ < 0) LogError()("UdmaBuf mmap!");
   address_ =
       mmap(nullptr, size_, PROT_READ | PROT_WRITE, MAP_SHARED, fd_, static_cast<off_t>(offset_));
   if (IsMapped()) {
-    LogInfo("UdmaBuf mmap succuffully!");
+    LogInfo()("UdmaBuf mmap succuffully!");
     ClearBuf();
   } else {
-    LogError("UdmaBuf mmap failed!");
+    LogError()("UdmaBuf mmap failed!");
   }
   static_assert(kAttributeFiles.size() == kCount);
   for (std::size_t i = 0; i < attributes_.size(); ++i) {
     attributes_[i] = OpenDevice(kAttributeFiles[i].path, O_WRONLY);
-    if (attributes_[i] < 0) LogError(kAttributeFiles[i].error);
+    if (attributes_[i] < 0) LogError()(kAttributeFiles[i].error);
   }
 }
 
@@ -81,7 +81,7 @@ void UdmaBuf::SetSyncMode(unsigned char mode) {
   Trace(__func__);
   const int fd = OpenDevice(kSyncModeFile, O_WRONLY);
   if (fd < 0) {
-    LogError("SetSyncMode failed!");
+    LogError()("SetSyncMode failed!");
     return;
   }
   WriteDecimal(fd, mode);

@@ -8,7 +8,7 @@
 namespace VeltranoSDK {
 
 std::shared_ptr<DevFOps::V4l2Base> V4l2BufFactory::CreateV4l2BufBySeries(SeriesNumber series) {
-  LogTrace(" - - - - %d", static_cast<int>(series));
+  LogTrace()(" - - - - %d", static_cast<int>(series));
   switch (series) {
     case kSeries24:
       return std::make_shared<DevFOps::V4l2FdUserPtrSync>();

@@ -5,7 +5,7 @@
 
 namespace VeltranoSDK::DevFOps {
 
-V4l2Fd::V4l2Fd() : V4l2Device(V4L2_MEMORY_MMAP, "V4l2Fd") {}
+V4l2Fd::V4l2Fd() : V4l2Base(V4L2_MEMORY_MMAP, __builtin_FILE()) {}
 
 // The memory is the driver's business; only what an earlier request mapped has to go.
 bool V4l2Fd::PrepareMemory(unsigned int) {
@@ -17,7 +17,7 @@ bool V4l2Fd::Provide(v4l2_buffer& descriptor, Buffer& buffer) {
   void* address = mmap(nullptr, descriptor.length, PROT_READ | PROT_WRITE, MAP_SHARED, fd(),
                        descriptor.m.offset);
   if (address == MAP_FAILED) {
-    LogError(Tell("v4l2 mmap failed!"));
+    Tell()("v4l2 mmap failed!");
     return false;
   }
   buffer.data = static_cast<std::byte*>(address);

@@ -1,11 +1,11 @@
 #pragma once
 
-#include "Devices/capture/V4l2Device.h"
+#include "Devices/capture/V4l2Base.h"
 
 namespace VeltranoSDK::DevFOps {
 
 // The buffers are the driver's, mapped.
-class V4l2Fd final : public V4l2Device {
+class V4l2Fd final : public V4l2Base {
  public:
   V4l2Fd();
 

@@ -6,12 +6,11 @@ namespace VeltranoSDK::DevFOps {
 
 V4l2FdUserPtr::V4l2FdUserPtr() : V4l2FdUserPtr("V4l2FdUserPtr") {}
 
-V4l2FdUserPtr::V4l2FdUserPtr(Message flavour_here)
-    : V4l2Device(V4L2_MEMORY_USERPTR, flavour_here) {}
+V4l2FdUserPtr::V4l2FdUserPtr(const char* file) : V4l2Base(V4L2_MEMORY_USERPTR, file) {}
 
 bool V4l2FdUserPtr::SetFmt(unsigned int width, unsigned int height) {
   frame_size_ = std::size_t{width} * height;
-  return V4l2Device::SetFmt(width, height);
+  return V4l2Base::SetFmt(width, height);
 }
 
 bool V4l2FdUserPtr::PrepareMemory(unsigned int count) {
@@ -23,7 +22,7 @@ bool V4l2FdUserPtr::PrepareMemory(unsigned int count) {
 
 bool V4l2FdUserPtr::Provide(v4l2_buffer& descriptor, Buffer& buffer) {
   if (descriptor.index >= buffer_count_) {
-    LogError(Tell("v4l2 driver wants more buffers than the DMA area has: %u"), buffer_count_);
+    Tell()("v4l2 driver wants more buffers than the DMA area has: %u", buffer_count_);
     return false;
   }
   buffer.data = static_cast<std::byte*>(udma_buf_->GetMappAddr()) + buffer_size_ * descriptor.index;

@@ -2,7 +2,7 @@
 
 #include <memory>
 
-#include "Devices/capture/V4l2Device.h"
+#include "Devices/capture/V4l2Base.h"
 
 namespace VeltranoSDK {
 class UdmaBuf;
@@ -12,14 +12,14 @@ namespace VeltranoSDK::DevFOps {
 
 // The buffers lie one after another in one DMA area, each of frame size, with a
 // spare frame behind the last.
-class V4l2FdUserPtr : public V4l2Device {
+class V4l2FdUserPtr : public V4l2Base {
  public:
   V4l2FdUserPtr();
 
   bool SetFmt(unsigned int width, unsigned int height) override;
 
  protected:
-  explicit V4l2FdUserPtr(Message flavour_here);
+  explicit V4l2FdUserPtr(const char* file);
 
   const std::shared_ptr<UdmaBuf>& udma_buf() const { return udma_buf_; }
 

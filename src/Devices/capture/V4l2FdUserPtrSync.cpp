@@ -4,7 +4,7 @@
 
 namespace VeltranoSDK::DevFOps {
 
-V4l2FdUserPtrSync::V4l2FdUserPtrSync() : V4l2FdUserPtr(Message("V4l2FdUserPtrSync")) {}
+V4l2FdUserPtrSync::V4l2FdUserPtrSync() : V4l2FdUserPtr(__builtin_FILE()) {}
 
 void V4l2FdUserPtrSync::AfterDequeue(unsigned int index, std::size_t size) {
   udma_buf()->Sync(size, size * index, UdmaBuf::kFromDevice);

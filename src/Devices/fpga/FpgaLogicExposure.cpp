@@ -36,7 +36,7 @@ bool FpgaLogic::SetExpTime(ExposureIndex index, unsigned int time, float unit) {
   Trace(__func__);
   if (index >= kExposureTimes.size()) {
     // The words around the five slots are other controls.
-    LogError("SetExpTime: there is no exposure slot %u, slots are 0 to 4", unsigned{index});
+    LogError()("SetExpTime: there is no exposure slot %u, slots are 0 to 4", unsigned{index});
     return false;
   }
   {

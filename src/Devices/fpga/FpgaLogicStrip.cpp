@@ -132,7 +132,7 @@ bool FpgaLogic::SetImageFilterThrs(std::uint16_t threshold) {
 bool FpgaLogic::SetStripRebuildValue(int* values) {
   Trace(__func__);
   if (values == nullptr) {
-    LogError("SetStripRebuildValue: no coefficients given");
+    LogError()("SetStripRebuildValue: no coefficients given");
     return false;
   }
   PrintCoefficients(values);

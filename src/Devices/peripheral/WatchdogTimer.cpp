@@ -24,7 +24,7 @@ bool WatchdogTimer::Start() {
     perror("Veltrano::WatchdogTimer::OnStartUp() ioctl settimeout");
     return false;
   }
-  LogInfo("enable watchdog timer");
+  LogInfo()("enable watchdog timer");
   return true;
 }
 

@@ -41,11 +41,11 @@ float XSysMonTemperatureOnChip::ReadAndConvert(const Conversion& conversion) con
     if (sscanf(ReadLine(fd).data(), "%u", &raw) != 1) raw = 0;
     close(fd);
   } else {
-    LogError("fopen %s failed!\n", path_.c_str());
+    LogError()("fopen %s failed!\n", path_.c_str());
   }
   const double scaled = static_cast<double>(static_cast<float>(raw)) * conversion.gain;
   const auto degrees = static_cast<float>(scaled / conversion.steps + conversion.offset);
-  LogTrace("GetTemp succuffully. temperature %f\n", static_cast<double>(degrees));
+  LogTrace()("GetTemp succuffully. temperature %f\n", static_cast<double>(degrees));
   return degrees;
 }
 

@@ -10,7 +10,7 @@
 namespace VeltranoSDK {
 
 std::shared_ptr<CmosSensor> CmosSensorFactory::CreateCmosSensorBySeries(SeriesNumber series) {
-  LogTrace(" - - - - %d", static_cast<int>(series));
+  LogTrace()(" - - - - %d", static_cast<int>(series));
   switch (series) {
     case kSeries21:
       return std::make_shared<IMX273>();

@@ -6,11 +6,11 @@
 #include <string>
 #include <vector>
 
+#include "Devices/bus/I2cDev.h"
+#include "Devices/bus/SpiDev.h"
 #include "Devices/sensor/e2v_flash4k/E2vSpiInterface.h"
 #include "Devices/sensor/gmax2509/GMAX2509SpiInterface.h"
 #include "Devices/sensor/gsprint6502bsi/GSPRINT6502BSIInterface.h"
-#include "Devices/bus/I2cDev.h"
-#include "Devices/bus/SpiDev.h"
 #include "support/Files.h"
 #include "support/Measured.h"
 #include "tessaline/log.h"

@@ -97,19 +97,19 @@ bool E2vFlash4k::SetExposureTime(unsigned int time) {
   const double step = std::pow(hdr_k_, hdr_exp_) * kExposureStep;
   const double steps = std::max(0.0, std::trunc((time - kExposureOverhead) / step));
   constexpr double kMostPrinted = std::numeric_limits<int>::max();
-  LogDebug(e2v::kExposureSteps, static_cast<int>(std::min(steps, kMostPrinted)));
+  LogDebug()(e2v::kExposureSteps, static_cast<int>(std::min(steps, kMostPrinted)));
 
   std::uint16_t value = 0;
   if (steps > kMostSteps) {
-    LogError(e2v::kExposureTooLong, time);
+    LogError()(e2v::kExposureTooLong, time);
     value = kLongestExposure;
   } else if (steps == 0) {
-    LogError(e2v::kExposureTooShort, time);
+    LogError()(e2v::kExposureTooShort, time);
   } else {
     value = Short(static_cast<unsigned int>(steps) - 1);
   }
   if (e2v_spi_.Write(e2v::kExposure, value)) return true;
-  LogError(e2v::kExposureWriteFailed);
+  LogError()(e2v::kExposureWriteFailed);
   return false;
 }
 
@@ -153,18 +153,18 @@ bool E2vFlash4k::SetHDRParam(KPosi posi, unsigned short k) {
   hdr_posi_ = posi;
   hdr_k_ = std::clamp(k, kLeastK, kMostK);
   hdr_exp_ = posi == kPosiSquared ? 2 : 1;
-  LogDebug("posi:%d\n", static_cast<int>(posi));
+  LogDebug()("posi:%d\n", static_cast<int>(posi));
 
   const std::span<const e2v::HdrEntry> list = HdrList(posi);
   if (list.empty()) {
-    LogError("E2vFlash4k: there is no HDR position %u, positions are 0 to 2", unsigned{posi});
+    LogError()("E2vFlash4k: there is no HDR position %u, positions are 0 to 2", unsigned{posi});
     return false;
   }
   const int factor = hdr_k_;
   if (posi == kPosiSquared) {
-    LogDebug("kSub1:%d, kSqSubK:%d\n", factor - 1, factor * factor - factor - 1);
+    LogDebug()("kSub1:%d, kSqSubK:%d\n", factor - 1, factor * factor - factor - 1);
   } else {
-    LogDebug("kSub1:%d\n", factor - 1);
+    LogDebug()("kSub1:%d\n", factor - 1);
   }
 
   std::vector<std::uint16_t> addresses;

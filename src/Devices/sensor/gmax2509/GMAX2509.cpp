@@ -92,7 +92,7 @@ GMAX2509::GMAX2509()
     // The recorded region keeps the size it has until somebody sets one.
     resolution_ = {series_logic_->limit_a(), series_logic_->limit_b()};
   } else {
-    LogError("%s: the selected product does not say how it uses this sensor", kName);
+    LogError()("%s: the selected product does not say how it uses this sensor", kName);
   }
 }
 

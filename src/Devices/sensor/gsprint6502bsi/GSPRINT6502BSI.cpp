@@ -186,7 +186,7 @@ bool GSPRINT6502BSI::SetHdr(bool on) {
 }
 
 bool GSPRINT6502BSI::SetLineTime(bool fast) {
-  LogDebug(" -------------- %d", fast);
+  LogDebug()(" -------------- %d", fast);
   const auto fpga = neighbour::Fpga(kName);
   if (!fpga) return false;
   line_time_ = fast ? kFastLine : kSlowLine;
@@ -199,16 +199,16 @@ bool GSPRINT6502BSI::SetLineTime(bool fast) {
 bool GSPRINT6502BSI::SetROIImpl(unsigned int x, unsigned int y, unsigned int width,
                                 unsigned int height) {
   Trace(__func__);
-  LogDebug("ROI left, top, width, height: %d, %d, %d, %d ", x, y, width, height);
+  LogDebug()("ROI left, top, width, height: %d, %d, %d, %d ", x, y, width, height);
   if (std::uint64_t{x} + width > kFullWidth || x % kColumnStep != 0 || width % kColumnStep != 0 ||
       height % kRowStep != 0) {
     return false;
   }
   if (read_out_drive_mode_ != kDriveMode00) {
-    LogError("ROI read_out_drive_mode error");
+    LogError()("ROI read_out_drive_mode error");
     return false;
   }
-  LogDebug("ROI OK");
+  LogDebug()("ROI OK");
   const auto fpga = neighbour::Fpga(kName);
   if (!fpga) return false;
 

@@ -1,0 +1,268 @@
+// Where the FPGA has its registers, in numbers: everything else in the system, the
+// virtual board included, takes them from the map.
+#include <array>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Devices/fpga/FpgaLogicFixture.h"
+#include "support/LoggedLines.h"
+
+namespace tessaline_test {
+namespace {
+
+using namespace VeltranoSDK;
+using namespace VeltranoSDK::fpga;
+using ::testing::ElementsAre;
+
+// --- Blocks -------------------------------------------------------------------------------
+
+struct BlockPlace {
+  Block block;
+  std::string_view name;
+  std::uint32_t on_zynq;
+  std::uint32_t on_zynqmp;
+};
+
+constexpr std::array kBlockPlaces{
+    BlockPlace{Block::kImage0, "IMAGE_BLOCK_0", 0x43C00000, 0xA0000000},
+    BlockPlace{Block::kImage1, "IMAGE_BLOCK_1", 0x43C10000, 0xA0010000},
+    BlockPlace{Block::kImage2, "IMAGE_BLOCK_2", 0x43C20000, 0xA0020000},
+    BlockPlace{Block::kImage3, "IMAGE_BLOCK_3", 0x43C30000, 0xA0030000},
+    BlockPlace{Block::kImage4, "IMAGE_BLOCK_4", 0x43C40000, 0xA0040000},
+    BlockPlace{Block::kRebuild0, "REBUILD_BLOCK_0", 0x83C00000, 0xB0000000},
+    BlockPlace{Block::kRebuild1, "REBUILD_BLOCK_1", 0x83C10000, 0xB0010000},
+    BlockPlace{Block::kRebuild2, "REBUILD_BLOCK_2", 0x83C20000, 0xB0020000},
+    BlockPlace{Block::kRebuild4, "REBUILD_BLOCK_4", 0x83C40000, 0xB0040000},
+    BlockPlace{Block::kRebuild5, "REBUILD_BLOCK_5", 0x83C50000, 0xB0050000},
+    BlockPlace{Block::kRebuild6, "REBUILD_BLOCK_6", 0x83C60000, 0xB0060000},
+    BlockPlace{Block::kRebuild6B, "REBUILD_BLOCK_6B", 0x83C60000, 0xB0060000},
+};
+
+TEST(RegisterMap, HasEveryBlockAtItsAddressOnEitherFamily) {
+  ASSERT_EQ(kBlockPlaces.size(), kBlockCount);
+  for (const BlockPlace& place : kBlockPlaces) {
+    EXPECT_EQ(Info(place.block).name, place.name);
+    EXPECT_EQ(BaseAddress(place.block, kZynqRegions), place.on_zynq) << place.name;
+    EXPECT_EQ(BaseAddress(place.block, kZynqMpRegions), place.on_zynqmp) << place.name;
+  }
+}
+
+// --- Registers ----------------------------------------------------------------------------
+
+struct RegisterPlace {
+  Register reg;
+  std::string_view block;
+  std::uint32_t offset;
+  std::string_view name;
+};
+
+const std::vector<RegisterPlace> kRegisterPlaces{
+    {CMOS_WORK_MODE, "IMAGE_BLOCK_0", 0x00, "CMOS_WORK_MODE"},
+    {EXP_TIME_1, "IMAGE_BLOCK_0", 0x04, "EXP_TIME_1"},
+    {EXP_TIME_2, "IMAGE_BLOCK_0", 0x08, "EXP_TIME_2"},
+    {EXP_TIME_3, "IMAGE_BLOCK_0", 0x0C, "EXP_TIME_3"},
+    {EXP_TIME_4, "IMAGE_BLOCK_0", 0x10, "EXP_TIME_4"},
+    {EXP_TIME_5, "IMAGE_BLOCK_0", 0x14, "EXP_TIME_5"},
+    {EXPOSURE_NUM, "IMAGE_BLOCK_0", 0x18, "EXPOSURE_NUM"},
+    {EXP_DELAY, "IMAGE_BLOCK_0", 0x1C, "EXP_DELAY"},
+    {XTRIG_LOST_STA, "IMAGE_BLOCK_0", 0x20, "XTRIG_LOST_STA"},
+    {CMOS_TIMING_CTRL, "IMAGE_BLOCK_0", 0x24, "CMOS_TIMING_CTRL"},
+    {LASER_CTRL, "IMAGE_BLOCK_0", 0x28, "LASER_CTRL"},
+    {SENSOR_TIMING, "IMAGE_BLOCK_0", 0x2C, "SENSOR_TIMING"},
+    {LASER_OFFSET_TIME, "IMAGE_BLOCK_0", 0x30, "LASER_OFFSET_TIME"},
+    {FPGA_VERSION, "IMAGE_BLOCK_0", 0x3C, "FPGA_VERSION"},
+    {HDR_CTRL, "IMAGE_BLOCK_0", 0x40, "HDR_CTRL"},
+    {HDR_SEG2, "IMAGE_BLOCK_0", 0x44, "HDR_SEG2"},
+    {HDR_SEG3, "IMAGE_BLOCK_0", 0x48, "HDR_SEG3"},
+    {HDR_GAP, "IMAGE_BLOCK_0", 0x4C, "HDR_GAP"},
+    {HDR_TOTAL, "IMAGE_BLOCK_0", 0x50, "HDR_TOTAL"},
+
+    {POLARITY, "IMAGE_BLOCK_1", 0x00, "POLARITY"},
+    {TRIGGER_CTRL, "IMAGE_BLOCK_1", 0x04, "TRIGGER_CTRL"},
+    {TRI_SPACING, "IMAGE_BLOCK_1", 0x08, "TRI_SPACING"},
+    {TIMER_COUNTER_L, "IMAGE_BLOCK_1", 0x0C, "TIMER_COUNTER_L"},
+    {TIMER_COUNTER_H, "IMAGE_BLOCK_1", 0x10, "TIMER_COUNTER_H"},
+    {XTRIG_START_L, "IMAGE_BLOCK_1", 0x14, "XTRIG_START_L"},
+    {XTRIG_START_H, "IMAGE_BLOCK_1", 0x18, "XTRIG_START_H"},
+    {ENCODER_COUNTER_L, "IMAGE_BLOCK_1", 0x1C, "ENCODER_COUNTER_L"},
+    {ENCODER_COUNTER_H, "IMAGE_BLOCK_1", 0x20, "ENCODER_COUNTER_H"},
+    {ENCODER_FREQ, "IMAGE_BLOCK_1", 0x24, "ENCODER_FREQ"},
+    {MASTER_CTRL, "IMAGE_BLOCK_1", 0x28, "MASTER_CTRL"},
+    {IMG_FILTER_WIDTH, "IMAGE_BLOCK_1", 0x2C, "IMG_FILTER_WIDTH"},
+    {IMG_FILTER_HEIGHT, "IMAGE_BLOCK_1", 0x30, "IMG_FILTER_HEIGHT"},
+    {IMG_FILTER_THRS, "IMAGE_BLOCK_1", 0x34, "IMG_FILTER_THRS"},
+
+    {STRIP_DELAY, "IMAGE_BLOCK_2", 0x08, "STRIP_DELAY"},
+
+    {DO1_CTRL, "IMAGE_BLOCK_3", 0x00, "DO1_CTRL"},
+    {DO2_CTRL, "IMAGE_BLOCK_3", 0x04, "DO2_CTRL"},
+    {DO1_DELAY_L, "IMAGE_BLOCK_3", 0x08, "DO1_DELAY_L"},
+    {DO1_DELAY_H, "IMAGE_BLOCK_3", 0x0C, "DO1_DELAY_H"},
+    {DO2_DELAY_L, "IMAGE_BLOCK_3", 0x10, "DO2_DELAY_L"},
+    {DO2_DELAY_H, "IMAGE_BLOCK_3", 0x14, "DO2_DELAY_H"},
+    {REVERSE_CTRL, "IMAGE_BLOCK_3", 0x1C, "REVERSE_CTRL"},
+    {TRI_DELAY, "IMAGE_BLOCK_3", 0x20, "TRI_DELAY"},
+    {EXTIN_WIDTH, "IMAGE_BLOCK_3", 0x24, "EXTIN_WIDTH"},
+    {IRQ_CTRL, "IMAGE_BLOCK_3", 0x28, "IRQ_CTRL"},
+    {DA_OUTPUT_DELAY, "IMAGE_BLOCK_3", 0x2C, "DA_OUTPUT_DELAY"},
+    {DO1_LOST_STA, "IMAGE_BLOCK_3", 0x30, "DO1_LOST_STA"},
+    {DO2_LOST_STA, "IMAGE_BLOCK_3", 0x34, "DO2_LOST_STA"},
+    {COMM_VERIFY_ERROR_STA, "IMAGE_BLOCK_3", 0x38, "COMM_VERIFY_ERROR_STA"},
+    {EXT_TRIGGER_LEVEL, "IMAGE_BLOCK_3", 0x3C, "EXT_TRIGGER_LEVEL"},
+
+    {STRIP_WRIMEM_STRATEGY, "REBUILD_BLOCK_0", 0x40, "STRIP_WRIMEM_STRATEGY"},
+    {BR_CONT_MODE_A, "REBUILD_BLOCK_0", 0x48, "BR_CONT_MODE_A"},
+
+    {RIS_THRESHOLD, "REBUILD_BLOCK_1", 0x00, "RIS_THRESHOLD"},
+    {STRIP_WIDTH_MIN, "REBUILD_BLOCK_1", 0x04, "STRIP_WIDTH_MIN"},
+    {STRIP_WIDTH_MAX, "REBUILD_BLOCK_1", 0x08, "STRIP_WIDTH_MAX"},
+    {STRIP_IMAGE_WIDTH, "REBUILD_BLOCK_1", 0x0C, "STRIP_IMAGE_WIDTH"},
+    {STRIP_IMAGE_HEIGHT, "REBUILD_BLOCK_1", 0x10, "STRIP_IMAGE_HEIGHT"},
+    {BASE_THRESHOLD, "REBUILD_BLOCK_1", 0x14, "BASE_THRESHOLD"},
+
+    {CALLBACK_LOST_RESET, "REBUILD_BLOCK_2", 0x08, "CALLBACK_LOST_RESET"},
+    {CALLBACK_LOST_NUM, "REBUILD_BLOCK_2", 0x0C, "CALLBACK_LOST_NUM"},
+
+    {COLLECT_MODE, "REBUILD_BLOCK_4", 0x00, "COLLECT_MODE"},
+    {STRIP_DATA_MODE, "REBUILD_BLOCK_4", 0x04, "STRIP_DATA_MODE"},
+    {FRAME_ID_RESET, "REBUILD_BLOCK_4", 0x08, "FRAME_ID_RESET"},
+    {ISP_WIDTH, "REBUILD_BLOCK_4", 0x0C, "ISP_WIDTH"},
+    {ISP_HEIGHT, "REBUILD_BLOCK_4", 0x10, "ISP_HEIGHT"},
+    {ISP_CTRL, "REBUILD_BLOCK_4", 0x14, "ISP_CTRL"},
+    {OB_OFFSET, "REBUILD_BLOCK_4", 0x18, "OB_OFFSET"},
+    {BRI_THRES, "REBUILD_BLOCK_4", 0x1C, "BRI_THRES"},
+    {ENHANCE_CTRL, "REBUILD_BLOCK_4", 0x20, "ENHANCE_CTRL"},
+    {MEDIAN_CTRL, "REBUILD_BLOCK_4", 0x24, "MEDIAN_CTRL"},
+    {EROSION_CTRL, "REBUILD_BLOCK_4", 0x28, "EROSION_CTRL"},
+    {FPGA_CONTINUOUS, "REBUILD_BLOCK_4", 0x2C, "FPGA_CONTINUOUS"},
+
+    {MEASURING_RANGE_START, "REBUILD_BLOCK_5", 0x4C, "MEASURING_RANGE_START"},
+    {MEASURING_RANGE_END, "REBUILD_BLOCK_5", 0x50, "MEASURING_RANGE_END"},
+    {ROI_OFFSET, "REBUILD_BLOCK_5", 0x54, "ROI_OFFSET"},
+    {RECONSTRUCTION_START_X, "REBUILD_BLOCK_5", 0x58, "RECONSTRUCTION_START_X"},
+    {RECONSTRUCTION_STEP_X, "REBUILD_BLOCK_5", 0x5C, "RECONSTRUCTION_STEP_X"},
+    {RECONSTRUCTION_CNT_X, "REBUILD_BLOCK_5", 0x60, "RECONSTRUCTION_CNT_X"},
+    {STRIP_WRIMEM_STRATEGY_WIDTH, "REBUILD_BLOCK_5", 0x64, "STRIP_WRIMEM_STRATEGY_WIDTH"},
+    {SAMPLE_LINE_PARAM_4, "REBUILD_BLOCK_5", 0x68, "SAMPLE_LINE_PARAM_4"},
+    {SAMPLE_LINE_PARAM_5, "REBUILD_BLOCK_5", 0x6C, "SAMPLE_LINE_PARAM_5"},
+    {BR_CONT_MODE_B, "REBUILD_BLOCK_5", 0x78, "BR_CONT_MODE_B"},
+
+    {STRIP_SELECTOR_IMAGE_WIDTH, "REBUILD_BLOCK_6", 0x10, "STRIP_SELECTOR_IMAGE_WIDTH"},
+};
+
+// The registers that come in rows: first, step 4, count.
+struct RegisterRow {
+  Register (*at)(std::size_t);
+  std::string_view block;
+  std::uint32_t first_offset;
+  std::size_t first;
+  std::size_t count;
+  std::string name;  // before the number
+};
+
+const std::vector<RegisterRow> kRegisterRows{
+    {[](std::size_t i) { return StreamSwitchPort(Block::kImage2, i); }, "IMAGE_BLOCK_2", 0x40, 0,
+     16, "STREAM_SWITCH_PORT_"},
+    {[](std::size_t i) { return StreamSwitchPort(Block::kImage4, i); }, "IMAGE_BLOCK_4", 0x40, 0,
+     16, "STREAM_SWITCH_PORT_"},
+    {StripRebuild, "REBUILD_BLOCK_5", 0x00, 0, 19, "STRIP_REBUILD_"},
+    {StripRebuild, "REBUILD_BLOCK_5", 0x70, 19, 2, "STRIP_REBUILD_"},
+};
+
+void ExpectAt(const Register& reg, std::string_view block, std::uint32_t offset,
+              std::string_view name) {
+  EXPECT_EQ(reg.name, name);
+  EXPECT_EQ(Info(reg.block).name, block) << name;
+  EXPECT_EQ(reg.offset, offset) << name;
+  EXPECT_EQ(reg.Index(), offset / 4) << name;
+  const Register* found = FindRegister(reg.block, offset);
+  ASSERT_NE(found, nullptr) << name;
+  EXPECT_EQ(found->name, name);
+}
+
+TEST(RegisterMap, HasEveryRegisterAtItsOffset) {
+  std::size_t count = 0;
+  for (const auto& [reg, block, offset, name] : kRegisterPlaces) {
+    ExpectAt(reg, block, offset, name);
+    ++count;
+  }
+  for (const RegisterRow& row : kRegisterRows) {
+    for (std::size_t i = 0; i < row.count; ++i) {
+      const std::size_t number = row.first + i;
+      ExpectAt(row.at(number), row.block, row.first_offset + 4 * static_cast<std::uint32_t>(i),
+               row.name + std::to_string(number));
+      ++count;
+    }
+  }
+  ExpectAt(StreamSwitchControl(Block::kImage2), "IMAGE_BLOCK_2", 0x00, "STREAM_SWITCH_CTRL");
+  ExpectAt(StreamSwitchControl(Block::kImage4), "IMAGE_BLOCK_4", 0x00, "STREAM_SWITCH_CTRL");
+  EXPECT_EQ(kAllRegisters.size(), count + 2);
+}
+
+TEST(RegisterMap, HasOneRegisterAPlace) {
+  std::set<std::pair<Block, std::uint32_t>> places;
+  for (const Register& reg : kAllRegisters) {
+    EXPECT_TRUE(places.emplace(reg.block, reg.offset).second) << reg.name;
+  }
+}
+
+// --- The addresses that cross the boundary ------------------------------------------------
+
+// One access to every block.
+void TouchEveryBlock(FpgaLogic& f) {
+  f.GetLaserMode();
+  f.GetPolarity();
+  f.GetStripDelay();
+  f.GetReverseMode();
+  f.SetStripWriteMemMode(SampleStrategy{});
+  f.GetRisThresholdValue();
+  f.GetCallbackLostNum();
+  f.SetObOffset(0);
+  f.SetStripSelectorImgWidth(0);
+}
+
+// The addresses of the accesses, in the order of the calls.
+std::vector<std::string> Addresses(const std::function<void()>& calls) {
+  const LoggedLines lines(TESSALINE_LOG_TRACE);
+  calls();
+  std::vector<std::string> addresses;
+  for (const std::string& line : lines.Take()) {
+    const std::size_t at = line.find("_addr: ");
+    if (at != std::string::npos) addresses.push_back(line.substr(at + 7));
+  }
+  return addresses;
+}
+
+class ZynqMpFpga : public FpgaLogicFixture {
+ protected:
+  ZynqMpFpga() : FpgaLogicFixture("K4010", kSeries25) {}
+};
+
+TEST_F(ZynqFpga, EveryBlockIsAccessedAtItsAddress) {
+  EXPECT_THAT(Addresses([this] { TouchEveryBlock(logic()); }),
+              ElementsAre("43c00028", "43c10000", "43c20008", "43c3001c", "83c00040", "83c50064",
+                          "83c10000", "83c2000c", "83c40018", "83c60010"));
+}
+
+TEST_F(ZynqMpFpga, EveryBlockIsAccessedAtItsAddress) {
+  EXPECT_THAT(Addresses([this] { TouchEveryBlock(logic()); }),
+              ElementsAre("a0000028", "a0010000", "a0020008", "a003001c", "b0000040", "b0050064",
+                          "b0010000", "b002000c", "b0040018", "b0060010"));
+}
+
+TEST_F(ZynqFpga, TheSecondStreamSwitchIsAccessedAtItsAddress) {
+  const auto addresses = Addresses([this] { logic().SetCollectMode(kCollectImage); });
+  EXPECT_THAT(addresses, ElementsAre("43c20040", "43c20044", "83c40000", "43c40040", "43c00018",
+                                     "43c00018", "43c20000", "43c40000"));
+}
+
+TEST_F(ZynqMpFpga, TheSecondStreamSwitchIsAccessedAtItsAddress) {
+  const auto addresses = Addresses([this] { logic().SetCollectMode(kCollectImage); });
+  EXPECT_THAT(addresses, ElementsAre("a0020040", "a0020044", "b0040000", "a0040040", "a0000018",
+                                     "a0000018", "a0020000", "a0040000"));
+}
+
+}  // namespace
+}  // namespace tessaline_test

@@ -1,0 +1,59 @@
+#!/usr/bin/env python3
+"""Holds the layers of src/: a file includes only what lies in its own layer or below.
+
+layers.py SOURCE_DIR. Prints every include that climbs and fails when there is one.
+"""
+import pathlib
+import re
+import sys
+
+# From the ground up. Of two that fit a path the longer counts.
+LAYERS = [
+    ["thread/", "SingletonHolder.h"],
+    ["log/"],
+    ["function/", "image/"],
+    ["Neighbours.h", "Devices/SeriesNumber.h"],
+    ["Devices/bus/"],
+    ["Devices/fpga/", "Devices/sensor/", "Devices/capture/", "Devices/peripheral/"],
+    ["SeriesLogic/"],
+    ["DeviceManager"],
+    ["Runnable/"],
+    ["VeltranoApi", "SystemSignalHandle", "SignalHandler", "Neighbours.cpp"],
+]
+
+# The climbs that the product asks for.
+ALLOWED = {
+    # The GMAX2509 is cropped and subsampled as its product says.
+    ("Devices/sensor/gmax2509/GMAX2509.cpp", "SeriesLogic/SeriesLogic23.h"),
+    # The self-test takes an image through both capture threads.
+    ("Devices/sensor/imx252/IMX252SelfTest.cpp", "Runnable/CaptureStripStream.h"),
+    ("Devices/sensor/imx252/IMX252SelfTest.cpp", "Runnable/CaptureVideoStream.h"),
+    # Two series count lost callbacks in the strip thread, not in the FPGA.
+    ("SeriesLogic/LostCallbacks.cpp", "Runnable/CaptureStripStream.h"),
+}
+
+
+def layer(path):
+    fits = [(len(prefix), number) for number, prefixes in enumerate(LAYERS)
+            for prefix in prefixes if path.startswith(prefix)]
+    if not fits:
+        sys.exit(f"layers: {path} belongs to no layer")
+    return max(fits)[1]
+
+
+src = pathlib.Path(sys.argv[1])
+climbs, seen = [], set()
+files = sorted(path for path in src.rglob("*") if path.suffix in (".h", ".cpp"))
+for file in files:
+    path = file.relative_to(src).as_posix()
+    for include in re.findall(r'#include "([^"]+)"', file.read_text()):
+        if not (src / include).exists():
+            continue  # a public header, or a table that an integrator may replace
+        if (path, include) in ALLOWED:
+            seen.add((path, include))
+        elif layer(include) > layer(path):
+            climbs.append(f"{path} includes {include}")
+climbs += [f"allowed, but not there: {path} includes {include}"
+           for path, include in sorted(ALLOWED - seen)]
+print(*climbs or [f"{len(files)} files, no climb"], sep="\n")
+sys.exit(1 if climbs or not files else 0)
