@@ -66,6 +66,8 @@ class DeviceTest : public tessaline_test::BoardFixture {
 
   static DeviceManager& devices() { return *DeviceManagerHolder::Instance(); }
 
+  using BoardFixture::Printed;
+
   // What a call puts on the standard output, or on the standard error stream.
   template <typename Call>
   std::string Printed(Call call) {

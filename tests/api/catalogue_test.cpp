@@ -90,60 +90,44 @@ TEST_F(Catalogue, AFormerMasterDropsThemAgain) {
   EXPECT_THAT(HeldImages::Delivered(2), ElementsAre(1u, 3u));
 }
 
-TEST_F(Catalogue, MasterStateKeepsTheIdAndClearsTheRest) {
-  Set(fpga::MASTER_CTRL, 0xFFFFFFEA);
-  EXPECT_EQ(SetMasterState(1), 0);
-  EXPECT_EQ(Get(fpga::MASTER_CTRL), 0x1Au);
-}
+// --- Strips ------------------------------------------------------------------------------
 
-// --- Collect mode, strips ----------------------------------------------------------------
+// What a reconstruction coefficient's register keeps: of a number below 0 one bit more.
+struct Coefficients {
+  std::size_t count;
+  std::uint32_t below_zero;
+};
+constexpr std::array kCoefficients{Coefficients{9, 0x7FFFFF},  Coefficients{2, 0x1FFFFFFF},
+                                   Coefficients{1, 0x3FFFFFF}, Coefficients{2, 0x1FFFFFFF},
+                                   Coefficients{1, 0x3FFFFFF}, Coefficients{2, 0x1FFFFFFF},
+                                   Coefficients{1, 0x3FFFFFF}, Coefficients{3, 0x3FFFF}};
 
-TEST_F(Catalogue, CollectModeIsRemembered) {
-  EXPECT_EQ(SetCollectMode(0), 0);
-  EXPECT_EQ(GetCollectMode(), 0u);
-  EXPECT_EQ(Get(fpga::COLLECT_MODE), 0u);
-  EXPECT_EQ(Get(fpga::EXPOSURE_NUM), 9u);
-  EXPECT_EQ(SetCollectMode(1), 0);
-  EXPECT_EQ(GetCollectMode(), 1u);
-  EXPECT_EQ(Get(fpga::EXPOSURE_NUM), 6000u << 3 | 1);
-}
-
-TEST_F(Catalogue, AnUnknownCollectModeIsRefused) {
-  EXPECT_EQ(SetCollectMode(2), -1);
-  EXPECT_EQ(Printed(), "SetCollectMode error mode error\n");
-  EXPECT_THAT(Accesses(), IsEmpty());
-  EXPECT_EQ(GetCollectMode(), 1u);
-}
-
-TEST_F(Catalogue, FlagsGoToTheFpgaAndTheContinuousOnePrevails) {
-  SetBrFlag(3);
-  SetContinuousFlag(1);
-  SetBrFlag(0);
-  SetContinuousFlag(0);
-  EXPECT_THAT(Writes(),
-              ElementsAre(Wrote(fpga::BR_CONT_MODE_A, 1), Wrote(fpga::BR_CONT_MODE_B, 1),
-                          Wrote(fpga::BR_CONT_MODE_A, 2), Wrote(fpga::BR_CONT_MODE_B, 2),
-                          Wrote(fpga::BR_CONT_MODE_A, 2), Wrote(fpga::BR_CONT_MODE_B, 2),
-                          Wrote(fpga::BR_CONT_MODE_A, 0), Wrote(fpga::BR_CONT_MODE_B, 0)));
+std::string RebuildLine(const std::vector<int>& values) {
+  std::string line = "SetStripRebuildValue";
+  for (const int value : values) line += " " + std::to_string(value);
+  return line + "\n";
 }
 
 TEST_F(Catalogue, CoefficientsAreCutToTheirRegistersAndHandedBack) {
-  std::array<int32_t, 21> values{};
-  values[0] = -1;
-  values[1] = 5;
-  values[19] = 0x40000;
-  values[20] = -2;
-  EXPECT_EQ(SetStripRebuildValue(values.data()), 0);
-  EXPECT_EQ(values[0], 0x7FFFFF);
-  EXPECT_EQ(values[1], 5);
-  EXPECT_EQ(values[19], 0);
-  EXPECT_EQ(values[20], 0x3FFFE);
-  std::vector<std::string> expected;
-  for (std::size_t i = 0; i < values.size(); ++i) {
-    expected.push_back(Wrote(fpga::StripRebuild(i), static_cast<std::uint32_t>(values[i])));
+  for (const int value : {1234, 0x40000, INT32_MAX, -1, INT32_MIN}) {
+    std::vector<int> cut;
+    std::vector<std::string> writes;
+    for (const auto& [count, below_zero] : kCoefficients) {
+      const std::uint32_t word =
+          static_cast<std::uint32_t>(value) & (value < 0 ? below_zero : below_zero >> 1);
+      for (std::size_t i = 0; i < count; ++i) {
+        writes.push_back(Wrote(fpga::StripRebuild(cut.size()), word));
+        cut.push_back(static_cast<int>(word));
+      }
+    }
+    std::vector<int> values(21, value);
+    const std::string before = RebuildLine(values);
+    tessaline_board_transcript_clear();
+    EXPECT_EQ(SetStripRebuildValue(values.data()), 0);
+    EXPECT_EQ(values, cut);
+    EXPECT_EQ(Printed(), before + RebuildLine(cut));
+    EXPECT_THAT(Steps(), ElementsAreArray(writes));
   }
-  EXPECT_THAT(Writes(), ElementsAreArray(expected));
-  EXPECT_THAT(Printed(), HasSubstr("SetStripRebuildValue 8388607 5 0 0 "));
 }
 
 // The driver has it already, or never had it: it is not asked.
@@ -153,60 +137,16 @@ TEST_F(Catalogue, ABufferNobodyTookCannotBeReturned) {
   EXPECT_THAT(Events(), IsEmpty());
 }
 
-// A block that cannot be mapped once; the access after it is a good one again.
-void FailAccess(unsigned int index) {
-  tessaline_board_clear_faults();
-  tessaline_board_fault("fpga", "mmap", index, 1, ENOMEM);
-}
-
-TEST_F(Catalogue, CollectModeFailsWithAnyOfItsAccesses) {
-  constexpr unsigned int kAccesses = 8;
-  for (unsigned int access = 0; access < kAccesses; ++access) {
-    FailAccess(access);
-    EXPECT_EQ(SetCollectMode(0), -1) << access;
-    EXPECT_THAT(Printed(), HasSubstr(" error\n")) << access;
-  }
-  FailAccess(kAccesses);
-  EXPECT_EQ(SetCollectMode(0), 0);
-  EXPECT_EQ(Printed(), "");
-}
-
-TEST_F(Catalogue, StripModesFailWithTheirWrites) {
-  FailAccess(0);
-  EXPECT_EQ(SetStripDataMode(1), -1);
-  for (const unsigned int access : {0u, 1u}) {
-    FailAccess(access);
-    EXPECT_EQ(SetStripWriteMemMode(1), -1) << access;
-    EXPECT_EQ(Printed(),
-              "SetStripWriteMemMode fpga_write_addr STRIP_WRIMEM_STRATEGY_WIDTH error\n");
-  }
-  FailAccess(2);
-  EXPECT_EQ(SetStripWriteMemMode(1), 0);
-}
-
 // --- Sensor ------------------------------------------------------------------------------
 
-TEST_F(Catalogue, ExposuresCountFromOneAndSlotsFromZero) {
-  EXPECT_EQ(SetExposureTime(1, 1000), 0);
-  EXPECT_EQ(SetExposureTime(5, 1000), 0);
-  const auto writes = Writes();
-  ASSERT_EQ(writes.size(), 2u);
-  EXPECT_THAT(writes[0], HasSubstr("IMAGE_BLOCK_0 EXP_TIME_1 = "));
-  EXPECT_THAT(writes[1], HasSubstr("IMAGE_BLOCK_0 EXP_TIME_5 = "));
-  EXPECT_GT(Get(fpga::EXP_TIME_1), 0u);
-}
-
-TEST_F(Catalogue, ThereAreFiveExposures) {
-  EXPECT_EQ(SetExposureTime(0, 1000), -1);
+TEST_F(Catalogue, AnExposureThatDoesNotExistIsAnError) {
   EXPECT_EQ(SetExposureTime(6, 1000), -1);
-  EXPECT_THAT(Writes(), IsEmpty());
-  EXPECT_EQ(Errors().size(), 2u);
+  EXPECT_THAT(Errors(), ElementsAre("Devices/FpgaLogicExposure.cpp: SetExpTime: there is no "
+                                    "exposure slot 5, slots are 0 to 4"));
 }
 
-// A line takes 3.205387 microseconds, in the reduced mode 2.936027.
-TEST_F(Catalogue, ExposuresLastWholeLines) {
-  EXPECT_EQ(SetExposureTime(1, 1000), 0);
-  EXPECT_EQ(Get(fpga::EXP_TIME_1), 312u);
+// A line takes 2.936027 microseconds in the reduced mode.
+TEST_F(Catalogue, ExposuresLastWholeLinesOfTheDriveMode) {
   EXPECT_EQ(SetDriveMode(0x11), 0);
   EXPECT_EQ(SetExposureTime(2, 1000), 0);
   EXPECT_EQ(Get(fpga::EXP_TIME_2), 341u);
@@ -279,14 +219,6 @@ TEST_F(Catalogue, RegionAndModeAreRecorded) {
   EXPECT_EQ(SetReverseMode(1), 0);
 }
 
-TEST_F(Catalogue, ModesOfOtherSensorsHaveNoEffectHere) {
-  EXPECT_EQ(SetSensingMode(1), 0);
-  EXPECT_EQ(SetHDRParam(1, 2), 0);
-  SetHDRParam24(0.5, 0.25, 0.1);
-  SetFpgaContinuous(1);
-  EXPECT_THAT(Events(), IsEmpty());
-}
-
 // --- Peripherals -------------------------------------------------------------------------
 
 TEST_F(Catalogue, LaserOpensBothLinesAndWaitsForTheLight) {
@@ -350,13 +282,11 @@ TEST_F(Catalogue, ProcessorTemperatureIsInDegrees) {
 
 // --- Traces ------------------------------------------------------------------------------
 
-std::string traced;
 std::vector<std::string> capture_calls;  // by other threads than the two at work
 void Remember(log_Event* ev) {
   char text[128];
   vsnprintf(text, sizeof text, ev->fmt, ev->ap);
   const std::string file(ev->file);
-  if (file.starts_with("VeltranoApi")) traced += std::string(text) + ";";
   for (const char* stream : {"Strip", "Video"}) {
     const bool setter = strncmp(text, "Set", 3) == 0 || strstr(text, "BufClear") != nullptr;
     if (setter && file == std::string("Runnable/Capture") + stream + "Stream.cpp") {
@@ -370,24 +300,9 @@ class TracedCatalogue : public Catalogue {
   void SetUp() override {
     log_add_callback(Remember, nullptr, TESSALINE_LOG_TRACE);
     Catalogue::SetUp();
-    traced.clear();
     capture_calls.clear();
   }
 };
-
-TEST_F(TracedCatalogue, EveryCallIsTracedOnceByName) {
-  SetTriMode(1);
-  GetEncoderCounter();
-  SetCollectMode(1);
-  SetExposureTime(1, 10);
-  SetSensingMode(0);
-  SetExtTriggerState(3);
-  Temp18b20Read();
-  QV4l2Buf(1000);
-  EXPECT_EQ(traced,
-            "SetTriMode;GetEncoderCounter;SetCollectMode;SetExposureTime;SetSensingMode;"
-            "SetExtTriggerState;Temp18b20Read;QV4l2Buf;");
-}
 
 // What is the strip thread's concern too goes there first.
 TEST_F(TracedCatalogue, AStopGivesBothThreadsItsTime) {
@@ -408,7 +323,7 @@ TEST_F(TracedCatalogue, ResetFrameIdClearsStripsThenImages) {
 }
 
 TEST_F(TracedCatalogue, TheStripThreadLearnsOfAWriteStrategyThatWasAccepted) {
-  FailAccess(1);
+  tessaline_board_fault("fpga", "mmap", 1, 1, ENOMEM);
   SetStripWriteMemMode(1);
   EXPECT_THAT(capture_calls, IsEmpty());
   SetStripWriteMemMode(1);

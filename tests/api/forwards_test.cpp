@@ -1,7 +1,6 @@
 // The whole catalogue: what each function writes and reads for its lowest, highest and
 // out-of-range arguments, what it returns and prints. The rows are in forwards/.
 #include <cxxabi.h>
-#include <errno.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -14,7 +13,6 @@
 #include <vector>
 
 #include "api/StartedBoard.h"
-#include "api/forwards/Calling.h"
 #include "api/forwards/ImageProcessingFunctions.h"
 #include "api/forwards/OutputsFunctions.h"
 #include "api/forwards/SensorFunctions.h"
@@ -22,12 +20,12 @@
 #include "api/forwards/StripFunctions.h"
 #include "api/forwards/TestedElsewhere.h"
 #include "api/forwards/TriggerFunctions.h"
+#include "support/Calling.h"
 
 namespace tessaline_test {
 namespace {
 
 using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 
 std::vector<std::string> traces;
 
@@ -41,55 +39,41 @@ void KeepTrace(log_Event* event) {
   traces.emplace_back(text);
 }
 
-class Forwarded : public StartedBoard, public ::testing::WithParamInterface<ForwardedFunction> {
+class TracedBoard : public StartedBoard {
  protected:
-  explicit Forwarded(const char* model = "K3610") : StartedBoard(model) {}
+  using StartedBoard::StartedBoard;
 
   void SetUp() override {
     log_add_callback(KeepTrace, nullptr, TESSALINE_LOG_TRACE);
     StartedBoard::SetUp();
+    traces.clear();
+  }
+};
+
+class Forwarded : public CallingOn<TracedBoard> {
+ protected:
+  using CallingOn::CallingOn;
+
+  void Check(const Calling& call) override {
+    traces.clear();
+    CallingOn::Check(call);
+    EXPECT_EQ(traces.size(), 1u);
+    called_ |= traces == std::vector{GetParam().name};
   }
 
-  void CheckAll() {
-    bool called = false;
-    for (const Calling& call : GetParam().calls) {
-      const ::testing::ScopedTrace row(__FILE__, __LINE__, GetParam().name + call.arguments());
-      Check(call);
-      EXPECT_EQ(traces.size(), 1u);
-      called |= traces == std::vector{GetParam().name};
-    }
-    EXPECT_TRUE(called) << "no row calls the function";
+  void TearDown() override {
+    EXPECT_TRUE(called_) << "no row calls the function";
+    StartedBoard::TearDown();
   }
 
  private:
-  // What happened on the board beside register accesses and sleeps.
-  static std::vector<std::string> OtherEvents() {
-    auto events = Events();
-    std::erase_if(events, [](const std::string& event) {
-      return event.starts_with("fpga ") || event.starts_with("sleep ");
-    });
-    return events;
-  }
-
-  void Check(const Calling& call) {
-    for (const Calling::Preset& preset : call.before()) Set(preset.reg, preset.value);
-    if (!call.lost().none) {
-      tessaline_board_fault("fpga", "mmap", call.lost().skip, call.lost().count, ENOMEM);
-    }
-    tessaline_board_transcript_clear();
-    traces.clear();
-    EXPECT_EQ(call.Make(), call.result());
-    EXPECT_EQ(Steps(), call.steps());
-    EXPECT_THAT(OtherEvents(), IsEmpty());
-    EXPECT_EQ(Printed(), call.printed());
-    tessaline_board_clear_faults();
-  }
+  bool called_ = false;
 };
 
 TEST_P(Forwarded, DoesWhatItsRowsSay) { CheckAll(); }
 
-std::vector<ForwardedFunction> Catalogue() {
-  std::vector<ForwardedFunction> all;
+std::vector<CalledFunction> Catalogue() {
+  std::vector<CalledFunction> all;
   for (const auto* part : {&kTriggerFunctions, &kOutputsFunctions, &kStripFunctions,
                            &kImageProcessingFunctions, &kSensorFunctions}) {
     all.insert(all.end(), part->begin(), part->end());
@@ -97,8 +81,7 @@ std::vector<ForwardedFunction> Catalogue() {
   return all;
 }
 
-INSTANTIATE_TEST_SUITE_P(Api, Forwarded, ::testing::ValuesIn(Catalogue()),
-                         [](const auto& row) { return row.param.name; });
+INSTANTIATE_TEST_SUITE_P(Api, Forwarded, ::testing::ValuesIn(Catalogue()), Forwarded::Name);
 
 class ForwardedOn24 : public Forwarded {
  protected:
@@ -108,7 +91,7 @@ class ForwardedOn24 : public Forwarded {
 TEST_P(ForwardedOn24, DoesWhatItsRowsSay) { CheckAll(); }
 
 INSTANTIATE_TEST_SUITE_P(Api, ForwardedOn24, ::testing::ValuesIn(kSeries24Functions),
-                         [](const auto& row) { return row.param.name; });
+                         Forwarded::Name);
 
 class E2vBoard : public StartedBoard {
  protected:
@@ -127,22 +110,17 @@ TEST_F(E2vBoard, TheHdrFactorStretchesTheSensorsExposureSteps) {
   EXPECT_EQ(tessaline_board_chip_get("sensor", 0x97), 2938);
 }
 
-// The counters run: only their order of reading and their halves can be told.
-TEST_F(StartedBoard, CountersAreReadLowWordFirst) {
-  const std::uint64_t first = GetTimerCounter();
-  const std::uint64_t second = GetTimerCounter();
-  EXPECT_GE(second, first);
-  const auto accesses = Accesses();
-  ASSERT_EQ(accesses.size(), 4u);
-  EXPECT_TRUE(accesses[0].starts_with("read IMAGE_BLOCK_1 TIMER_COUNTER_L = "));
-  EXPECT_TRUE(accesses[1].starts_with("read IMAGE_BLOCK_1 TIMER_COUNTER_H = "));
-
-  tessaline_board_transcript_clear();
-  GetEncoderCounter();
-  const auto encoder = Accesses();
-  ASSERT_EQ(encoder.size(), 2u);
-  EXPECT_TRUE(encoder[0].starts_with("read IMAGE_BLOCK_1 ENCODER_COUNTER_L = "));
-  EXPECT_TRUE(encoder[1].starts_with("read IMAGE_BLOCK_1 ENCODER_COUNTER_H = "));
+// The counters run: what a read returned is taken from the transcript.
+TEST_F(TracedBoard, CountersAreReadLowWordFirst) {
+  for (const bool timer : {true, false}) {
+    tessaline_board_transcript_clear();
+    const std::uint64_t counter = timer ? GetTimerCounter() : GetEncoderCounter();
+    EXPECT_THAT(Steps(), ElementsAre(Read(timer ? TIMER_COUNTER_L : ENCODER_COUNTER_L,
+                                          static_cast<std::uint32_t>(counter)),
+                                     Read(timer ? TIMER_COUNTER_H : ENCODER_COUNTER_H,
+                                          static_cast<std::uint32_t>(counter >> 32))));
+  }
+  EXPECT_THAT(traces, ElementsAre("GetTimerCounter", "GetEncoderCounter"));
 }
 
 // --- Completeness ------------------------------------------------------------------------
@@ -178,7 +156,7 @@ std::set<std::string> ExportedNames() {
 
 TEST(Completeness, EveryExportHasRowsOrATestOfItsOwn) {
   std::multiset<std::string> tested;
-  for (const ForwardedFunction& function : Catalogue()) tested.insert(function.name);
+  for (const CalledFunction& function : Catalogue()) tested.insert(function.name);
   for (const TestFile& file : kTestedElsewhere) {
     tested.insert(file.symbols.begin(), file.symbols.end());
   }

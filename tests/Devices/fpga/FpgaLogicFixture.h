@@ -1,22 +1,14 @@
 #pragma once
 
-#include <errno.h>
-#include <gmock/gmock.h>
-
-#include <functional>
+#include <concepts>
 #include <memory>
-#include <ostream>
-#include <string>
 #include <utility>
-#include <vector>
 
-#include "DeviceManager.h"
+#include "Devices/DeviceTest.h"
 #include "Devices/fpga/FpgaLogic.h"
 #include "Devices/fpga/FpgaLogicFactory.h"
 #include "Devices/sensor/CmosSensor.h"
-#include "SeriesLogic/SeriesLogicFactory.h"
-#include "support/BoardFixture.h"
-#include "tessaline/log.h"
+#include "support/Calling.h"
 
 namespace tessaline_test {
 
@@ -44,77 +36,67 @@ class SensorWithoutBus : public CmosSensor {
   bool SetReadoutDriveDirectionImpl(VeltranoSDK::ReadoutDriveDirection) override { return true; }
 };
 
-// A process has one series, so every program with this fixture has one board.
-class FpgaLogicFixture : public BoardFixture {
+inline void CarrySensor(VeltranoSDK::CmosSensorModel model) {
+  VeltranoSDK::DeviceManagerHolder::Instance()->cmos_sensor_ =
+      std::make_shared<SensorWithoutBus>(model);
+}
+
+inline FpgaLogic& Logic() { return *VeltranoSDK::DeviceManagerHolder::Instance()->fpga_logic_; }
+
+// A process has one series, and so has every test case.
+class FpgaLogicFixture : public VeltranoSDK::DeviceTest {
  protected:
-  FpgaLogicFixture(const char* model, VeltranoSDK::SeriesNumber series)
-      : BoardFixture(model), series_(series) {}
+  using DeviceTest::DeviceTest;
 
   void SetUp() override {
-    BoardFixture::SetUp();
-    log_set_level(TESSALINE_LOG_ERROR);
-    ASSERT_TRUE(VeltranoSDK::SeriesLogicFactory::InitSeriesLogicBySeries(series_));
-    logic_ = VeltranoSDK::FpgaLogicFactory::CreateFpgaLogicBySeries(series_);
+    DeviceTest::SetUp();
     CarrySensor(VeltranoSDK::kIMX273);
   }
 
-  void TearDown() override {
-    VeltranoSDK::DeviceManagerHolder::Instance()->cmos_sensor_.reset();
-    BoardFixture::TearDown();
-  }
-
-  static void CarrySensor(VeltranoSDK::CmosSensorModel model) {
-    VeltranoSDK::DeviceManagerHolder::Instance()->cmos_sensor_ =
-        std::make_shared<SensorWithoutBus>(model);
-  }
-
-  FpgaLogic& logic() { return *logic_; }
-
- private:
-  VeltranoSDK::SeriesNumber series_;
-  std::shared_ptr<FpgaLogic> logic_;
+  static FpgaLogic& logic() { return Logic(); }
 };
 
-class ZynqFpga : public FpgaLogicFixture {
+class ZynqFpga : public FpgaLogicFixture {};
+
+class ZynqMpFpga : public FpgaLogicFixture {
  protected:
-  ZynqFpga() : FpgaLogicFixture("K3610", VeltranoSDK::kSeries21) {}
+  ZynqMpFpga() : FpgaLogicFixture("K4010", VeltranoSDK::kSeries25) {}
 };
 
-inline constexpr std::uint64_t kAllOnes = 0xFFFFFFFFu;
-inline constexpr std::uint64_t kAllOnes64 = ~std::uint64_t{0};
+// --- Calls of methods ------------------------------------------------------------------------
 
-// One rule: what stands in the registers, one call, and what then crosses the
-// boundary. true is 1.
-struct Rule {
-  std::string name;
-  std::vector<std::pair<fpga::Register, std::uint32_t>> given = {};
-  std::function<std::uint64_t(FpgaLogic&)> call;
-  std::uint64_t result = 1;
-  std::vector<std::string> steps = {};
-  std::string printed = {};
-  VeltranoSDK::CmosSensorModel sensor = VeltranoSDK::kIMX273;
-  int failing_access = -1;  // the one that cannot reach the FPGA, counted from 0
-};
+// As an exported function tells it: true is 0, false is -1.
+template <std::same_as<bool> Done>
+Result Told(Done done) {
+  return done ? 0 : static_cast<Result>(-1);
+}
+inline Result Told(std::uint64_t value) { return value; }
+inline Result Told(std::pair<bool, unsigned int> value) {
+  return Result{value.first} << 32 | value.second;
+}
 
-inline std::ostream& operator<<(std::ostream& out, const Rule& rule) { return out << rule.name; }
+template <typename Value, typename... Parameter, typename... Argument>
+Calling Asking(Value (FpgaLogic::*method)(Parameter...), Argument... argument) {
+  return Calling::Something(
+      [=] { return Told((Logic().*method)(static_cast<Parameter>(argument)...)); }, argument...);
+}
 
-class FpgaRule : public ZynqFpga, public ::testing::WithParamInterface<Rule> {
- public:
-  static std::string Name(const ::testing::TestParamInfo<Rule>& info) { return info.param.name; }
+template <typename Value, typename... Parameter, typename... Argument>
+Calling Asking(Value (FpgaLogic::*method)(Parameter...) const, Argument... argument) {
+  return Calling::Something(
+      [=] { return Told((Logic().*method)(static_cast<Parameter>(argument)...)); }, argument...);
+}
 
- protected:
-  void Check(const Rule& rule) {
-    for (const auto& [reg, value] : rule.given) Set(reg, value);
-    CarrySensor(rule.sensor);
-    if (rule.failing_access >= 0) {
-      tessaline_board_fault("fpga", "mmap", static_cast<unsigned>(rule.failing_access), 1, EIO);
-    }
-    const std::uint64_t result = rule.call(logic());
-    const std::string printed = Printed();
-    EXPECT_EQ(result, rule.result);
-    EXPECT_EQ(printed, rule.printed);
-    EXPECT_THAT(Steps(), ::testing::ElementsAreArray(rule.steps));
-  }
-};
+// The same with another sensor than the IMX273.
+template <typename Method, typename... Argument>
+Calling AskingWith(VeltranoSDK::CmosSensorModel model, Method method, Argument... argument) {
+  const Calling call = Asking(method, argument...);
+  return Calling::Something(
+      [=] {
+        CarrySensor(model);
+        return call.Make();
+      },
+      model, argument...);
+}
 
 }  // namespace tessaline_test

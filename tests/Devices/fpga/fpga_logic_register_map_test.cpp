@@ -235,11 +235,6 @@ std::vector<std::string> Addresses(const std::function<void()>& calls) {
   return addresses;
 }
 
-class ZynqMpFpga : public FpgaLogicFixture {
- protected:
-  ZynqMpFpga() : FpgaLogicFixture("K4010", kSeries25) {}
-};
-
 TEST_F(ZynqFpga, EveryBlockIsAccessedAtItsAddress) {
   EXPECT_THAT(Addresses([this] { TouchEveryBlock(logic()); }),
               ElementsAre("43c00028", "43c10000", "43c20008", "43c3001c", "83c00040", "83c50064",

@@ -2,11 +2,12 @@
 
 // The image-processing pipeline: what a function returns is what its write returned.
 
-#include "api/forwards/Calling.h"
+#include "support/Calling.h"
+#include "tessaline/tessaline.h"
 
 namespace tessaline_test {
 
-inline const std::vector<ForwardedFunction> kImageProcessingFunctions{
+inline const std::vector<CalledFunction> kImageProcessingFunctions{
     // Nothing above bit 7 survives.
     {"SetBinEnable",
      {Calling(SetBinEnable, 0).Changes(ISP_CTRL, kAllOnes, 0xFB),

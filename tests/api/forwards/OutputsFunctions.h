@@ -2,15 +2,16 @@
 
 // Digital outputs and DA output.
 
-#include "api/forwards/Calling.h"
+#include "support/Calling.h"
+#include "tessaline/tessaline.h"
 
 namespace tessaline_test {
 
 // Control words leave out bits 25 and 26, at which the FPGA acts.
-inline const std::vector<ForwardedFunction> kOutputsFunctions{
+inline const std::vector<CalledFunction> kOutputsFunctions{
     {"SetOutWidth",
-     {Calling(SetOutWidth, 0, 0).Changes(DO1_CTRL, 0x19FFFFFF, 0x19E00000),
-      Calling(SetOutWidth, 0, 0x1FFFFF).Changes(DO1_CTRL, 0x19E00000, 0x19FFFFFF),
+     {Calling(SetOutWidth, 0, 0).Changes(DO1_CTRL, 0xF9FFFFFF, 0xF9E00000),
+      Calling(SetOutWidth, 0, 0x1FFFFF).Changes(DO1_CTRL, 0xF9E00000, 0xF9FFFFFF),
       Calling(SetOutWidth, 1, 0x200000).Changes(DO2_CTRL, 0x001FFFFF, 0),
       Calling(SetOutWidth, 1, kAllOnes).Changes(DO2_CTRL, 0, 0x1FFFFF),
       Calling(SetOutWidth, 2, 1).Fails("SetOutWidth invalid parameter!\n"),
@@ -22,7 +23,7 @@ inline const std::vector<ForwardedFunction> kOutputsFunctions{
       Calling(GetOutWidth, 2).FailsToGet("GetOutWidth invalid parameter!\n"),
       Calling(GetOutWidth, kAllOnes).FailsToGet("GetOutWidth invalid parameter!\n")}},
     {"SetOutEvent",
-     {Calling(SetOutEvent, 0, 0).Changes(DO1_CTRL, 0x19FFFFFF, 0x199FFFFF),
+     {Calling(SetOutEvent, 0, 0).Changes(DO1_CTRL, 0xF9FFFFFF, 0xF99FFFFF),
       Calling(SetOutEvent, 0, 3).Changes(DO1_CTRL, 0, 0x00600000),
       Calling(SetOutEvent, 1, 4).Changes(DO2_CTRL, 0x00600000, 0),
       Calling(SetOutEvent, 1, kAllOnes).Changes(DO2_CTRL, 0, 0x00600000),
@@ -36,7 +37,7 @@ inline const std::vector<ForwardedFunction> kOutputsFunctions{
       Calling(GetOutEvent, 2).FailsToGet("GetOutEvent invalid parameter!\n"),
       Calling(GetOutEvent, kAllOnes).FailsToGet("GetOutEvent invalid parameter!\n")}},
     {"SetOutMode",
-     {Calling(SetOutMode, 0, 0).Changes(DO1_CTRL, 0x19FFFFFF, 0x197FFFFF),
+     {Calling(SetOutMode, 0, 0).Changes(DO1_CTRL, 0xF9FFFFFF, 0xF97FFFFF),
       Calling(SetOutMode, 0, 1).Changes(DO1_CTRL, 0, 0x00800000),
       Calling(SetOutMode, 1, 2).Changes(DO2_CTRL, 0x00800000, 0),
       Calling(SetOutMode, 1, kAllOnes).Changes(DO2_CTRL, 0, 0x00800000),
@@ -51,8 +52,8 @@ inline const std::vector<ForwardedFunction> kOutputsFunctions{
     // The output's mode is asked for first, and never in the way.
     {"SetOutDelayEn",
      {Calling(SetOutDelayEn, 0, 0)
-          .Reads(DO1_CTRL, 0x19FFFFFF)
-          .Changes(DO1_CTRL, 0x19FFFFFF, 0x18FFFFFF),
+          .Reads(DO1_CTRL, 0xF9FFFFFF)
+          .Changes(DO1_CTRL, 0xF9FFFFFF, 0xF8FFFFFF),
       Calling(SetOutDelayEn, 0, 1).Reads(DO1_CTRL, 0).Changes(DO1_CTRL, 0, 0x01000000),
       Calling(SetOutDelayEn, 1, 2)
           .Reads(DO2_CTRL, 0x01800000)
@@ -74,19 +75,19 @@ inline const std::vector<ForwardedFunction> kOutputsFunctions{
           .Sleeps(1)
           .Writes(DO1_CTRL, 0x00000005),
       Calling(OutputSWTrigger, 1)
-          .Reads(DO2_CTRL, 0x19FFFFFF)
-          .Writes(DO2_CTRL, 0x1BFFFFFF)
+          .Reads(DO2_CTRL, 0xF9FFFFFF)
+          .Writes(DO2_CTRL, 0xFBFFFFFF)
           .Sleeps(1)
-          .Writes(DO2_CTRL, 0x19FFFFFF),
+          .Writes(DO2_CTRL, 0xF9FFFFFF),
       Calling(OutputSWTrigger, 2).Fails("SWTrigger invalid parameter!\n"),
       Calling(OutputSWTrigger, kAllOnes).Fails("SWTrigger invalid parameter!\n"),
       Calling(OutputSWTrigger, 0).Sleeps(1).LosesAll()}},
     {"WRFifo",
      {Calling(WRFifo, 0)
-          .Reads(DO1_CTRL, 0x19FFFFFF)
-          .Writes(DO1_CTRL, 0x1DFFFFFF)
+          .Reads(DO1_CTRL, 0xF9FFFFFF)
+          .Writes(DO1_CTRL, 0xFDFFFFFF)
           .Sleeps(1)
-          .Writes(DO1_CTRL, 0x19FFFFFF),
+          .Writes(DO1_CTRL, 0xF9FFFFFF),
       Calling(WRFifo, 1)
           .Reads(DO2_CTRL, 0x06000005)
           .Writes(DO2_CTRL, 0x06000005)
@@ -96,7 +97,7 @@ inline const std::vector<ForwardedFunction> kOutputsFunctions{
       Calling(WRFifo, kAllOnes).Fails("WRFifo invalid parameter!\n"),
       Calling(WRFifo, 0).Sleeps(1).LosesAll()}},
     {"SetDigitalOutputEnState",
-     {Calling(SetDigitalOutputEnState, 0, 0).Changes(DO1_CTRL, 0x19FFFFFF, 0x11FFFFFF),
+     {Calling(SetDigitalOutputEnState, 0, 0).Changes(DO1_CTRL, 0xF9FFFFFF, 0xF1FFFFFF),
       Calling(SetDigitalOutputEnState, 0, 1).Changes(DO1_CTRL, 0, 0x08000000),
       Calling(SetDigitalOutputEnState, 1, 2).Changes(DO2_CTRL, 0x08000000, 0),
       Calling(SetDigitalOutputEnState, 1, kAllOnes).Changes(DO2_CTRL, 0, 0x08000000),
@@ -106,7 +107,7 @@ inline const std::vector<ForwardedFunction> kOutputsFunctions{
       Calling(SetDigitalOutputEnState, 0, 1).LosesAll()}},
     // The DA output is a channel here. A wrong standard is told before a wrong channel.
     {"SetExtTriDelayStandard",
-     {Calling(SetExtTriDelayStandard, 0, 0).Changes(DO1_CTRL, 0x19FFFFFF, 0x09FFFFFF),
+     {Calling(SetExtTriDelayStandard, 0, 0).Changes(DO1_CTRL, 0xF9FFFFFF, 0xE9FFFFFF),
       Calling(SetExtTriDelayStandard, 1, 1).Changes(DO2_CTRL, 0, 0x10000000),
       Calling(SetExtTriDelayStandard, 2, 0).Changes(IRQ_CTRL, 0xFFFF0007, 0xFFFF0005),
       Calling(SetExtTriDelayStandard, 2, 1).Changes(IRQ_CTRL, 0xFFFF0005, 0xFFFF0007),
@@ -160,7 +161,7 @@ inline const std::vector<ForwardedFunction> kOutputsFunctions{
     {"SetOutPolarity",
      {Calling(SetOutPolarity, 0, 0).Changes(POLARITY, kAllOnes, 0xFFFFFFEF),
       Calling(SetOutPolarity, 0, 1).Changes(POLARITY, 0, 0x10),
-      Calling(SetOutPolarity, 1, 2).Changes(POLARITY, 0x3F, 0x1F),
+      Calling(SetOutPolarity, 1, 2).Changes(POLARITY, kAllOnes, 0xFFFFFFDF),
       Calling(SetOutPolarity, 1, kAllOnes).Changes(POLARITY, 0, 0x20),
       Calling(SetOutPolarity, 2, 1).Fails("SetOutPolarity invalid parameter!\n"),
       Calling(SetOutPolarity, kAllOnes, 1).Fails("SetOutPolarity invalid parameter!\n"),

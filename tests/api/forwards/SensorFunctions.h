@@ -2,11 +2,12 @@
 
 // Exposure, laser mode, and what the library knows without asking the FPGA.
 
-#include "api/forwards/Calling.h"
+#include "support/Calling.h"
+#include "tessaline/tessaline.h"
 
 namespace tessaline_test {
 
-inline const std::vector<ForwardedFunction> kSensorFunctions{
+inline const std::vector<CalledFunction> kSensorFunctions{
     {"SetExposureNum",
      {Calling(SetExposureNum, 1).Changes(EXPOSURE_NUM, kAllOnes, 0xFFFFFFF9),
       Calling(SetExposureNum, 5).Changes(EXPOSURE_NUM, 0xBB82, 0xBB85),

@@ -2,11 +2,12 @@
 
 // What only a board of series 24 does, or does otherwise than the first series'.
 
-#include "api/forwards/Calling.h"
+#include "support/Calling.h"
+#include "tessaline/tessaline.h"
 
 namespace tessaline_test {
 
-inline const std::vector<ForwardedFunction> kSeries24Functions{
+inline const std::vector<CalledFunction> kSeries24Functions{
     // Half the number, rounded down, is what the FPGA compares with.
     {"SetRisThresholdValue",
      {Calling(SetRisThresholdValue, 0).Writes(RIS_THRESHOLD, 0),

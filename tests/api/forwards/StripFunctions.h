@@ -2,16 +2,64 @@
 
 // Laser-line extraction, reconstruction and acquisition.
 
-#include "api/forwards/Calling.h"
+#include "support/Calling.h"
+#include "tessaline/tessaline.h"
 
 namespace tessaline_test {
 
-inline const std::vector<ForwardedFunction> kStripFunctions{
+// The routing of laser lines (0) or images (1).
+inline Calling Routing(unsigned int mode) {
+  constexpr std::uint32_t kOff = kStreamSwitchPortOff;
+  return Calling(SetCollectMode, mode)
+      .Writes(StreamSwitchPort(Block::kImage2, 0), mode == 0 ? 0 : kOff)
+      .Writes(StreamSwitchPort(Block::kImage2, 1), mode == 0 ? kOff : 0)
+      .Writes(COLLECT_MODE, mode)
+      .Writes(StreamSwitchPort(Block::kImage4, 0), mode)
+      .Changes(EXPOSURE_NUM, 0xFFFFFFF7, mode == 0 ? 0xF : 0xBB87)
+      .Writes(StreamSwitchControl(Block::kImage2), 2)
+      .Writes(StreamSwitchControl(Block::kImage4), 2)
+      .Sleeps(1000);
+}
+
+inline Calling SamplingLightLine(int first = 1, int second = 2, int third = 3) {
+  return Calling(SetSampleLightLineParam, first, second, third, 4, 5)
+      .Writes(RECONSTRUCTION_START_X, static_cast<std::uint32_t>(first))
+      .Writes(RECONSTRUCTION_STEP_X, static_cast<std::uint32_t>(second))
+      .Writes(RECONSTRUCTION_CNT_X, static_cast<std::uint32_t>(third))
+      .Writes(SAMPLE_LINE_PARAM_4, 4)
+      .Writes(SAMPLE_LINE_PARAM_5, 5);
+}
+
+inline const std::vector<CalledFunction> kStripFunctions{
+    // The mode that is remembered, without asking the FPGA, changes once the exposures do.
+    // Exposures of all ones are as good as not read.
     {"SetCollectMode",
      {Calling(SetCollectMode, 2).Fails("SetCollectMode error mode error\n"),
       Calling(SetCollectMode, kAllOnes).Fails("SetCollectMode error mode error\n"),
-      Calling(SetCollectMode, 0).LosesAll().Fails("SetCollectMode error\n")}},
-    // Does not ask the FPGA.
+      Calling(SetCollectMode, 0).LosesAll().Fails("SetCollectMode error\n"),
+      Routing(0).FailsAt(0, "SetCollectMode error\n"),
+      Routing(0).FailsAt(1, "SetCollectMode error\n"),
+      Routing(0).FailsAt(2, "SetCollectMode error\n"),
+      Routing(0).FailsAt(3, "SetCollectMode error\n"),
+      Routing(0).FailsAt(4, "SetCollectMode error\n"),
+      Routing(0).FailsAt(5, "SetCollectMode error\n"),
+      Calling(SetCollectMode, 0)
+          .Writes(StreamSwitchPort(Block::kImage2, 0), 0)
+          .Writes(StreamSwitchPort(Block::kImage2, 1), kStreamSwitchPortOff)
+          .Writes(COLLECT_MODE, 0)
+          .Writes(StreamSwitchPort(Block::kImage4, 0), 0)
+          .Reads(EXPOSURE_NUM, kAllOnes)
+          .Fails("SetCollectMode error\n"),
+      Calling(GetCollectMode).Returns(1),
+      Routing(0).FailsAt(6, "SetEnableSignal error\n"),
+      Calling(GetCollectMode).Returns(0),
+      Routing(1),
+      Calling(GetCollectMode).Returns(1),
+      Routing(0).FailsAt(7, "SetEnableSignal error\n"),
+      Calling(GetCollectMode).Returns(0),
+      Routing(1),
+      Routing(0),
+      Calling(GetCollectMode).Returns(0)}},
     {"GetCollectMode", {Calling(GetCollectMode).Returns(1)}},
     {"SetStripDataMode",
      {Calling(SetStripDataMode, 0).Writes(STRIP_DATA_MODE, 0),
@@ -81,37 +129,17 @@ inline const std::vector<ForwardedFunction> kStripFunctions{
       Calling(SetRoiOffset, 1, 1).LosesAll()}},
     // The last two failures are told in the words of the second and third.
     {"SetSampleLightLineParam",
-     {Calling(SetSampleLightLineParam, -1, INT32_MIN, INT32_MAX, 4, 5)
-          .Writes(RECONSTRUCTION_START_X, kAllOnes)
-          .Writes(RECONSTRUCTION_STEP_X, 0x80000000)
-          .Writes(RECONSTRUCTION_CNT_X, 0x7FFFFFFF)
-          .Writes(SAMPLE_LINE_PARAM_4, 4)
-          .Writes(SAMPLE_LINE_PARAM_5, 5),
-      Calling(SetSampleLightLineParam, 1, 2, 3, 4, 5)
-          .LosesAccess(0)
-          .Fails("SetSampleLightLineParam fpga_write_addr RECONSTRUCTION_START_X error\n"),
-      Calling(SetSampleLightLineParam, 1, 2, 3, 4, 5)
-          .Writes(RECONSTRUCTION_START_X, 1)
-          .LosesAccess(1)
-          .Fails("SetSampleLightLineParam fpga_write_addr RECONSTRUCTION_STEP_X error\n"),
-      Calling(SetSampleLightLineParam, 1, 2, 3, 4, 5)
-          .Writes(RECONSTRUCTION_START_X, 1)
-          .Writes(RECONSTRUCTION_STEP_X, 2)
-          .LosesAccess(2)
-          .Fails("SetSampleLightLineParam fpga_write_addr RECONSTRUCTION_CNT_X error\n"),
-      Calling(SetSampleLightLineParam, 1, 2, 3, 4, 5)
-          .Writes(RECONSTRUCTION_START_X, 1)
-          .Writes(RECONSTRUCTION_STEP_X, 2)
-          .Writes(RECONSTRUCTION_CNT_X, 3)
-          .LosesAccess(3)
-          .Fails("SetSampleLightLineParam fpga_write_addr RECONSTRUCTION_STEP_X error\n"),
-      Calling(SetSampleLightLineParam, 1, 2, 3, 4, 5)
-          .Writes(RECONSTRUCTION_START_X, 1)
-          .Writes(RECONSTRUCTION_STEP_X, 2)
-          .Writes(RECONSTRUCTION_CNT_X, 3)
-          .Writes(SAMPLE_LINE_PARAM_4, 4)
-          .LosesAccess(4)
-          .Fails("SetSampleLightLineParam fpga_write_addr RECONSTRUCTION_CNT_X error\n")}},
+     {SamplingLightLine(-1, INT32_MIN, INT32_MAX),
+      SamplingLightLine().FailsAt(
+          0, "SetSampleLightLineParam fpga_write_addr RECONSTRUCTION_START_X error\n"),
+      SamplingLightLine().FailsAt(
+          1, "SetSampleLightLineParam fpga_write_addr RECONSTRUCTION_STEP_X error\n"),
+      SamplingLightLine().FailsAt(
+          2, "SetSampleLightLineParam fpga_write_addr RECONSTRUCTION_CNT_X error\n"),
+      SamplingLightLine().FailsAt(
+          3, "SetSampleLightLineParam fpga_write_addr RECONSTRUCTION_STEP_X error\n"),
+      SamplingLightLine().FailsAt(
+          4, "SetSampleLightLineParam fpga_write_addr RECONSTRUCTION_CNT_X error\n")}},
     // The one flag after the other: the continuous one prevails.
     {"SetBrFlag",
      {Calling(SetBrFlag, 0).Writes(BR_CONT_MODE_A, 0).Writes(BR_CONT_MODE_B, 0),

@@ -2,23 +2,24 @@
 
 // Trigger, encoder, synchronisation.
 
-#include "api/forwards/Calling.h"
+#include "support/Calling.h"
+#include "tessaline/tessaline.h"
 
 namespace tessaline_test {
 
-inline const std::vector<ForwardedFunction> kTriggerFunctions{
+inline const std::vector<CalledFunction> kTriggerFunctions{
     {"SetTriMode",
-     {Calling(SetTriMode, 0).Changes(TRIGGER_CTRL, 0x37, 0x34),
+     {Calling(SetTriMode, 0).Changes(TRIGGER_CTRL, 0xFFFFFFB7, 0xFFFFFFB4),
       Calling(SetTriMode, 3).Changes(TRIGGER_CTRL, 0x34, 0x37),
       Calling(SetTriMode, 4).Changes(TRIGGER_CTRL, 0x37, 0x34),
       Calling(SetTriMode, kAllOnes).Changes(TRIGGER_CTRL, 0x34, 0x37),
       Calling(SetTriMode, 1).LosesAll()}},
     {"TricontrolSWTrigger",
      {Calling(TricontrolSWTrigger)
-          .Reads(TRIGGER_CTRL, 0x33)
-          .Writes(TRIGGER_CTRL, 0x3B)
+          .Reads(TRIGGER_CTRL, 0xFFFFFFB3)
+          .Writes(TRIGGER_CTRL, 0xFFFFFFBB)
           .Sleeps(1)
-          .Writes(TRIGGER_CTRL, 0x33),
+          .Writes(TRIGGER_CTRL, 0xFFFFFFB3),
       Calling(TricontrolSWTrigger)
           .Reads(TRIGGER_CTRL, 0x3B)
           .Writes(TRIGGER_CTRL, 0x3B)
@@ -44,7 +45,9 @@ inline const std::vector<ForwardedFunction> kTriggerFunctions{
       Calling(GetTriSpacing).Reads(TRI_SPACING, 50001).Returns(50001),
       Calling(GetTriSpacing).Reads(TRI_SPACING, kAllOnes).Returns(kAllOnes)}},
     {"SetDoorControlEn",
-     {Calling(SetDoorControlEn, 0).Reads(TRIGGER_CTRL, 0x35).Changes(TRIGGER_CTRL, 0x35, 0x31),
+     {Calling(SetDoorControlEn, 0)
+          .Reads(TRIGGER_CTRL, 0xFFFFFFB5)
+          .Changes(TRIGGER_CTRL, 0xFFFFFFB5, 0xFFFFFFB1),
       Calling(SetDoorControlEn, 1).Reads(TRIGGER_CTRL, 0).Changes(TRIGGER_CTRL, 0, 4),
       Calling(SetDoorControlEn, 2).Reads(TRIGGER_CTRL, 5).Changes(TRIGGER_CTRL, 5, 1),
       Calling(SetDoorControlEn, kAllOnes).Reads(TRIGGER_CTRL, 1).Changes(TRIGGER_CTRL, 1, 5),
@@ -65,7 +68,7 @@ inline const std::vector<ForwardedFunction> kTriggerFunctions{
           .Reads(TRIGGER_CTRL, 3)
           .FailsToGet("GetDoorControlEn TriMode invalid parameter!\n")}},
     {"SetTriDelayStandard",
-     {Calling(SetTriDelayStandard, 0).Changes(TRIGGER_CTRL, 0x37, 0x17),
+     {Calling(SetTriDelayStandard, 0).Changes(TRIGGER_CTRL, 0xFFFFFFB7, 0xFFFFFF97),
       Calling(SetTriDelayStandard, 1).Changes(TRIGGER_CTRL, 0x17, 0x37),
       Calling(SetTriDelayStandard, 2).Changes(TRIGGER_CTRL, 0x37, 0x17),
       Calling(SetTriDelayStandard, kAllOnes).Changes(TRIGGER_CTRL, 0, 0x20),
@@ -74,7 +77,7 @@ inline const std::vector<ForwardedFunction> kTriggerFunctions{
      {Calling(GetTriDelayStandard).Reads(TRIGGER_CTRL, 0x20).Returns(1),
       Calling(GetTriDelayStandard).Reads(TRIGGER_CTRL, 0xFFFFFFDF).Returns(0)}},
     {"SetDelayEn",
-     {Calling(SetDelayEn, 0).Changes(TRIGGER_CTRL, 0x37, 0x27),
+     {Calling(SetDelayEn, 0).Changes(TRIGGER_CTRL, 0xFFFFFFB7, 0xFFFFFFA7),
       Calling(SetDelayEn, 1).Changes(TRIGGER_CTRL, 0x27, 0x37),
       Calling(SetDelayEn, 2).Changes(TRIGGER_CTRL, 0x37, 0x27),
       Calling(SetDelayEn, kAllOnes).Changes(TRIGGER_CTRL, 0, 0x10),
@@ -93,7 +96,7 @@ inline const std::vector<ForwardedFunction> kTriggerFunctions{
       Calling(GetTriDelay).Reads(TRI_DELAY, kAllOnes).Reads(TRIGGER_CTRL, 0).Returns(85899345),
       Calling(GetTriDelay).Reads(TRI_DELAY, 399).Reads(TRIGGER_CTRL, 0x20).Returns(399)}},
     {"SetReverseMode_io",
-     {Calling(SetReverseMode_io, 0).Changes(REVERSE_CTRL, 0xFFF, 0xFFC),
+     {Calling(SetReverseMode_io, 0).Changes(REVERSE_CTRL, kAllOnes, 0xFFFFFFFC),
       Calling(SetReverseMode_io, 3).Changes(REVERSE_CTRL, 0xFFC, 0xFFF),
       Calling(SetReverseMode_io, 4).Changes(REVERSE_CTRL, 0xFFF, 0xFFC),
       Calling(SetReverseMode_io, kAllOnes).Changes(REVERSE_CTRL, 0, 3),
@@ -102,7 +105,9 @@ inline const std::vector<ForwardedFunction> kTriggerFunctions{
      {Calling(GetReverseMode_io).Reads(REVERSE_CTRL, 0xFFC).Returns(0),
       Calling(GetReverseMode_io).Reads(REVERSE_CTRL, 0xFFF).Returns(3)}},
     {"SetReverseDistance",
-     {Calling(SetReverseDistance, 0).Reads(REVERSE_CTRL, 0xFFE).Changes(REVERSE_CTRL, 0xFFE, 2),
+     {Calling(SetReverseDistance, 0)
+          .Reads(REVERSE_CTRL, 0xFFFFFFFE)
+          .Changes(REVERSE_CTRL, 0xFFFFFFFE, 0xFFFFF002),
       Calling(SetReverseDistance, 0x3FF).Reads(REVERSE_CTRL, 2).Changes(REVERSE_CTRL, 2, 0xFFE),
       Calling(SetReverseDistance, 0x400).Reads(REVERSE_CTRL, 0xFFE).Changes(REVERSE_CTRL, 0xFFE, 2),
       Calling(SetReverseDistance, kAllOnes).Reads(REVERSE_CTRL, 2).Changes(REVERSE_CTRL, 2, 0xFFE),
@@ -142,6 +147,11 @@ inline const std::vector<ForwardedFunction> kTriggerFunctions{
           .Writes(LASER_CTRL, 3)
           .Sleeps(1)
           .Writes(LASER_CTRL, 2),
+      Calling(TriggerLostReset)
+          .Reads(LASER_CTRL, kAllOnes)
+          .Writes(LASER_CTRL, kAllOnes)
+          .Sleeps(1)
+          .Writes(LASER_CTRL, 0xFFFFFFFE),
       Calling(TriggerLostReset).Sleeps(1).LosesAll()}},
     {"SetExternSignalFilter",
      {Calling(SetExternSignalFilter, 0).Writes(EXTIN_WIDTH, 0),
@@ -158,7 +168,7 @@ inline const std::vector<ForwardedFunction> kTriggerFunctions{
     {"SetExtTriggerState",
      {Calling(SetExtTriggerState, 2).Fails(), Calling(SetExtTriggerState, kAllOnes).Fails()}},
     {"SetGlobalControl",
-     {Calling(SetGlobalControl, 2).Changes(TRIGGER_CTRL, 0x43, 0x03),
+     {Calling(SetGlobalControl, 2).Changes(TRIGGER_CTRL, 0xFFFFFFF3, 0xFFFFFFB3),
       Calling(SetGlobalControl, 0xFFFFFFFE).Changes(TRIGGER_CTRL, 0x03, 0x03)}},
     {"GetGlobalControl",
      {Calling(GetGlobalControl).Reads(TRIGGER_CTRL, 0xFFFFFFBF).Returns(0),

@@ -1,23 +1,25 @@
 #pragma once
 
-// One call of an exported function and everything it must do, written as one line:
+// One call of a function and everything it must do, written as one line:
 //
 //   Calling(SetTriSpacing, 1).Reads(TRIGGER_CTRL, 0).Writes(TRI_SPACING, 100)
 //
 // A register that is read has that value beforehand; a call returns 0 and prints
 // nothing unless the line says so. Any other access is a failure.
 
+#include <errno.h>
+#include <gmock/gmock.h>
+
 #include <cstdint>
 #include <functional>
-#include <map>
 #include <ostream>
 #include <sstream>
 #include <string>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "support/BoardFixture.h"
-#include "tessaline/tessaline.h"
 
 namespace tessaline_test {
 
@@ -39,11 +41,13 @@ class Calling {
           } else {
             return static_cast<Result>(function(argument...));
           }
-        }) {
-    std::ostringstream text;
-    text << std::hex << std::showbase;
-    ((text << ' ' << argument), ...);
-    arguments_ = text.str();
+        }),
+        arguments_(Text(argument...)) {}
+
+  // Of something that is no function.
+  template <typename... Argument>
+  static Calling Something(std::function<Result()> make, Argument... argument) {
+    return {std::move(make), Text(argument...), 0};
   }
 
   Calling&& Reads(const fpga::Register& reg, std::uint32_t value) && {
@@ -77,14 +81,21 @@ class Calling {
     result_ = result;
     return std::move(*this);
   }
-  Calling&& Fails(const char* printed = "") && {
+  Calling&& Prints(const char* printed) && {
     printed_ = printed;
-    return std::move(*this).Returns(static_cast<Result>(-1));
+    return std::move(*this);
+  }
+  Calling&& Fails(const char* printed = "") && {
+    return std::move(*this).Prints(printed).Returns(static_cast<Result>(-1));
+  }
+  // Ends with its access of this number, from 0, which does not reach the FPGA.
+  Calling&& FailsAt(unsigned int access, const char* printed = "") && {
+    steps_.resize(access);
+    return std::move(*this).LosesAccess(access).Fails(printed);
   }
   // A getter of 32 bits has all ones for it.
   Calling&& FailsToGet(const char* printed) && {
-    printed_ = printed;
-    return std::move(*this).Returns(0xFFFFFFFF);
+    return std::move(*this).Prints(printed).Returns(kAllOnes);
   }
 
   struct Preset {
@@ -108,6 +119,17 @@ class Calling {
   const std::string& printed() const { return printed_; }
 
  private:
+  Calling(std::function<Result()> make, std::string arguments, int)
+      : make_(std::move(make)), arguments_(std::move(arguments)) {}
+
+  template <typename... Argument>
+  static std::string Text(Argument... argument) {
+    std::ostringstream text;
+    text << std::hex << std::showbase;
+    ((text << ' ' << argument), ...);
+    return text.str();
+  }
+
   std::function<Result()> make_;
   std::string arguments_;
   std::vector<Preset> before_;
@@ -117,11 +139,55 @@ class Calling {
   std::string printed_;
 };
 
-struct ForwardedFunction {
+// Its calls follow one another on one board.
+struct CalledFunction {
   std::string name;
   std::vector<Calling> calls;
 };
 
-inline void PrintTo(const ForwardedFunction& function, std::ostream* out) { *out << function.name; }
+inline void PrintTo(const CalledFunction& function, std::ostream* out) { *out << function.name; }
+
+// A board on which the calls of a function are made.
+template <typename Board>
+class CallingOn : public Board, public ::testing::WithParamInterface<CalledFunction> {
+ public:
+  static std::string Name(const ::testing::TestParamInfo<CalledFunction>& info) {
+    return info.param.name;
+  }
+
+ protected:
+  using Board::Board;
+
+  void CheckAll() {
+    for (const Calling& call : this->GetParam().calls) {
+      const ::testing::ScopedTrace row(__FILE__, __LINE__,
+                                       this->GetParam().name + call.arguments());
+      Check(call);
+    }
+  }
+
+  virtual void Check(const Calling& call) {
+    for (const Calling::Preset& preset : call.before()) Board::Set(preset.reg, preset.value);
+    if (!call.lost().none) {
+      tessaline_board_fault("fpga", "mmap", call.lost().skip, call.lost().count, ENOMEM);
+    }
+    tessaline_board_transcript_clear();
+    EXPECT_EQ(call.Make(), call.result());
+    EXPECT_EQ(Board::Steps(), call.steps());
+    EXPECT_THAT(OtherEvents(), ::testing::IsEmpty());
+    EXPECT_EQ(Board::Printed(), call.printed());
+    tessaline_board_clear_faults();
+  }
+
+ private:
+  // What happened on the board beside register accesses and sleeps.
+  static std::vector<std::string> OtherEvents() {
+    auto events = Board::Events();
+    std::erase_if(events, [](const std::string& event) {
+      return event.starts_with("fpga ") || event.starts_with("sleep ");
+    });
+    return events;
+  }
+};
 
 }  // namespace tessaline_test
