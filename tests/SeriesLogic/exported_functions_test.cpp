@@ -3,8 +3,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <array>
 #include <atomic>
 #include <cstring>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -14,6 +16,7 @@
 #include "SeriesLogic/SeriesLogicFactory.h"
 #include "SeriesLogic/StripParseProtocol.h"
 #include "support/BoardFixture.h"
+#include "support/LoggedLines.h"
 #include "support/Waiting.h"
 #include "tessaline/tessaline.h"
 
@@ -22,9 +25,13 @@ namespace {
 
 using tessaline_test::BoardFixture;
 using tessaline_test::Eventually;
+using tessaline_test::LoggedErrors;
+using tessaline_test::Read;
+using tessaline_test::Slept;
 using tessaline_test::Wrote;
 using ::testing::Contains;
 using ::testing::ElementsAre;
+using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Not;
 using ::testing::StartsWith;
@@ -32,13 +39,13 @@ using ::testing::StartsWith;
 std::shared_ptr<SeriesLogic> Series() { return SeriesLogicFactory::GetSeriesLogicInstance(); }
 
 // A series logic that says what it was notified of, and when.
-class WatchedSeries : public BoardFixture {
+class K3610 : public BoardFixture {
  protected:
-  explicit WatchedSeries(const char* model) : BoardFixture(model), model_(model) {}
+  K3610() : BoardFixture("K3610") {}
 
   void SetUp() override {
     BoardFixture::SetUp();
-    GetLibVersion(model_);
+    GetLibVersion("K3610");
     log_set_quiet(true);
     for (int n = kCollectModeChanged; n <= kStripDataModeChanged; ++n) {
       Series()->RegisterNotificationCallback(static_cast<Notification>(n), [this, n] {
@@ -55,13 +62,6 @@ class WatchedSeries : public BoardFixture {
 
   std::vector<int> notified_;
   std::vector<std::vector<std::string>> events_so_far_;
-
- private:
-  const char* model_;
-};
-
-struct K3610 : WatchedSeries {
-  K3610() : WatchedSeries("K3610") {}
 };
 
 TEST_F(K3610, StartUpNotifiesBetweenItsSteps) {
@@ -140,13 +140,6 @@ TEST_F(K3610, BothThreadsHoldTheTimeStampsOfAMaster) {
   }
 }
 
-TEST_F(K3610, StripDataModesAreNotified) {
-  BuildDevices();
-  EXPECT_EQ(SetStripDataMode(2), 0);
-  EXPECT_THAT(notified_, ElementsAre(kStripDataModeChanged));
-  EXPECT_EQ(GetStripDataMode(), 2u);
-}
-
 TEST_F(K3610, ResetFrameIdForgetsTheLastFrame) {
   ASSERT_EQ(RegisterHardwareInit(), 0);
   const auto strip = RunnableObjectManagerHolder::Instance()->strip_;
@@ -187,54 +180,83 @@ TEST_F(K3610, WriteStrategyOneMakesPointsFourBytes) {
   EXPECT_TRUE(Eventually([] { return bytes_of_points == 4; }));
 }
 
-struct K3920 : WatchedSeries {
-  explicit K3920(const char* model = "K3920") : WatchedSeries(model) {}
+struct Answers {
+  const char* model;
+  bool strip_thread_counts;             // lost callbacks; otherwise the FPGA does
+  std::uint32_t threshold;              // that the FPGA gets for 101
+  std::array<unsigned, 3> point_bytes;  // plain, with brightness, continuous
 };
 
-TEST_F(K3920, TheThresholdIsHalvedAndRoundedDown) {
-  BuildDevices();
+void PrintTo(const Answers& answers, std::ostream* out) { *out << answers.model; }
+
+constexpr Answers kAnswers[]{
+    {"K3610", true, 101, {8, 8, 8}},    {"K3710", true, 50, {8, 8, 8}},
+    {"K3710ch16", true, 50, {8, 8, 8}}, {"K3710ch16arm_rebuild", true, 50, {2, 2, 2}},
+    {"K3820", false, 50, {8, 8, 8}},    {"K3810", false, 50, {8, 8, 8}},
+    {"K3920", false, 50, {8, 8, 8}},    {"K3920arm_rebuild", false, 50, {2, 4, 8}},
+    {"K4010", false, 50, {8, 8, 8}},    {"K4010arm_rebuild", false, 50, {2, 4, 8}},
+};
+
+class AnswersOf : public BoardFixture, public ::testing::WithParamInterface<Answers> {
+ protected:
+  AnswersOf() : BoardFixture(GetParam().model) {}
+
+  void SetUp() override {
+    BoardFixture::SetUp();
+    GetLibVersion(GetParam().model);
+    ASSERT_TRUE(DeviceManagerHolder::Instance()->Init());
+    tessaline_board_transcript_clear();
+  }
+};
+
+INSTANTIATE_TEST_SUITE_P(Series, AnswersOf, ::testing::ValuesIn(kAnswers),
+                         [](const auto& row) { return std::string(row.param.model); });
+
+TEST_P(AnswersOf, LostCallbacksAreCountedInOnePlace) {
+  Set(fpga::CALLBACK_LOST_NUM, 7);
+  if (GetParam().strip_thread_counts) {
+    EXPECT_EQ(Series()->GetCallbackLostCount(), 0u);
+    EXPECT_TRUE(Series()->ResetCallbackLostCount());
+    EXPECT_THAT(Events(), IsEmpty());
+  } else {
+    EXPECT_EQ(Series()->GetCallbackLostCount(), 7u);
+    EXPECT_FALSE(Series()->ResetCallbackLostCount());
+    EXPECT_THAT(Steps(),
+                ElementsAre(Read(fpga::CALLBACK_LOST_NUM, 7), Wrote(fpga::CALLBACK_LOST_RESET, 1),
+                            Slept(1), Wrote(fpga::CALLBACK_LOST_RESET, 0), Slept(1)));
+  }
+}
+
+TEST_P(AnswersOf, TheThresholdIsScaledAndRoundedDown) {
   EXPECT_EQ(SetRisThresholdValue(101), 0);
-  EXPECT_EQ(SetRisThresholdValue(1), 0);
-  EXPECT_EQ(SetRisThresholdValue(600), 0);
-  EXPECT_THAT(Writes(), ElementsAre(Wrote(fpga::RIS_THRESHOLD, 50), Wrote(fpga::RIS_THRESHOLD, 0),
-                                    Wrote(fpga::RIS_THRESHOLD, 255)));
+  EXPECT_THAT(Writes(), ElementsAre(Wrote(fpga::RIS_THRESHOLD, GetParam().threshold)));
 }
 
-TEST_F(K3920, StripDataModesOneAndTwoAreExchanged) {
-  BuildDevices();
-  EXPECT_EQ(SetStripDataMode(1), 0);
-  EXPECT_EQ(GetStripDataMode(), 2u);
-  EXPECT_EQ(SetStripDataMode(2), 0);
-  EXPECT_EQ(GetStripDataMode(), 1u);
-  EXPECT_EQ(SetStripDataMode(3), 0);
-  EXPECT_EQ(GetStripDataMode(), 3u);
-}
-
-TEST_F(K3920, ImagesGetTheWideExposureDeltaAgain) {
-  BuildDevices();
-  SetCollectMode(0);
-  EXPECT_EQ(Get(fpga::EXPOSURE_NUM), 9u);
-  SetCollectMode(1);
-  EXPECT_EQ(Get(fpga::EXPOSURE_NUM), 80'000'001u);
-}
-
-struct K3920Arm : K3920 {
-  K3920Arm() : K3920("K3920arm_rebuild") {}
-};
-
-TEST_F(K3920Arm, FlagsChangeTheLayoutOfPoints) {
-  BuildDevices();
+TEST_P(AnswersOf, PointsGrowWithTheFlagsWhereTheProcessorReconstructs) {
   const auto layout = Series()->strip_parse_protocol();
+  const auto [plain, with_brightness, continuous] = GetParam().point_bytes;
+  EXPECT_EQ(layout->DataNumberOfBytes(), plain);
   SetBrFlag(1);
-  EXPECT_EQ(layout->DataNumberOfBytes(), 4u);
+  EXPECT_EQ(layout->DataNumberOfBytes(), with_brightness);
   SetContinuousFlag(1);
-  EXPECT_EQ(layout->DataNumberOfBytes(), 8u);
-  EXPECT_EQ(Get(fpga::BR_CONT_MODE_A), 2u);
-  SetContinuousFlag(0);
-  EXPECT_EQ(layout->DataNumberOfBytes(), 4u);
+  EXPECT_EQ(layout->DataNumberOfBytes(), continuous);
   SetBrFlag(0);
-  EXPECT_EQ(layout->DataNumberOfBytes(), 2u);
-  EXPECT_EQ(Get(fpga::BR_CONT_MODE_B), 0u);
+  EXPECT_EQ(layout->DataNumberOfBytes(), continuous);
+  SetContinuousFlag(0);
+  EXPECT_EQ(layout->DataNumberOfBytes(), plain);
+}
+
+TEST(SeriesProgramming, WithoutAnFpgaIsAnErrorAndNoCrash) {
+  GetLibVersion("K3920");
+  const LoggedErrors errors;
+  const auto series = SeriesLogicFactory::GetSeriesLogicInstance();
+  series->Notify(kStartupFinished);
+  series->Notify(kExposureConfigured);
+  EXPECT_EQ(series->GetCallbackLostCount(), 0xFFFFFFFF);
+  EXPECT_FALSE(series->ResetCallbackLostCount());
+  EXPECT_THAT(errors.lines(),
+              ElementsAre(HasSubstr("SeriesLogic24"), HasSubstr("SeriesLogic24"),
+                          HasSubstr("FpgaLostCount"), HasSubstr("ResetFpgaLostCount")));
 }
 
 }  // namespace
