@@ -2,6 +2,7 @@
 
 #include <array>
 #include <string_view>
+#include <type_traits>
 
 namespace reliability {
 
@@ -15,24 +16,62 @@ enum class Effect {
   kStops,      // the same, but the program goes on, with the result
 };
 
+inline constexpr std::string_view kSame = "=";
+
 // In which call, made by whom, and what must be seen. Alternatives are separated
-// by '|'; empty means any. The first rule that fits counts.
+// by '|'; empty means any. The first rule that fits counts. A rule is written as
+// a sentence:
+//
+//   On("i2c-", "open").During("ConfigRead(100)").Tells("open eeprom: {}\n").Returns("-1")
 struct Rule {
-  std::string_view models;  // first characters
-  std::string_view device;
-  std::string_view operation;
-  std::string_view during;  // the exported function
-  bool cut_short;           // for calls cut short; the others are for both
-  Effect effect;
+  std::string_view device = {};
+  std::string_view operation = {};
+  std::string_view models = {};  // first characters
+  std::string_view during = {};  // the exported function
+  std::string_view access = {};  // what the call is for, first characters: see Call
+  unsigned most = ~0U;           // only so many of the step's such calls, the first
+  bool cut_short = false;        // for calls cut short; the others are for both
+  Effect effect = Effect::kTold;
   // Each must be printed. {} is the text of the errno, EIO for a call cut short; {register},
   // {number} and {page} are a sensor's register (in two ways) and page, by the access.
-  std::array<std::string_view, 2> texts;
-  std::string_view result;  // of that function, if it has one; kSame: as without the failure
-  std::string_view why;
-  std::string_view access = "";  // what the call is for, first characters: see Call
-  unsigned most = ~0U;           // only so many of the step's such calls, the first
+  std::array<std::string_view, 2> texts = {};
+  std::string_view result = {};  // of that function, if it has one; kSame: as without the failure
+  std::string_view why = {};
+
+  constexpr Rule Of(std::string_view products) const { return With(&Rule::models, products); }
+  constexpr Rule During(std::string_view function) const { return With(&Rule::during, function); }
+  constexpr Rule For(std::string_view purpose) const { return With(&Rule::access, purpose); }
+  constexpr Rule AmongTheFirst(unsigned calls) const { return With(&Rule::most, calls); }
+  constexpr Rule CutShort() const { return With(&Rule::cut_short, true); }
+
+  constexpr Rule Tells(std::string_view text = {}, std::string_view also = {}) const {
+    return With(&Rule::texts, {text, also}).With(&Rule::effect, Effect::kTold);
+  }
+  constexpr Rule Retries(std::string_view text = {}) const {
+    return Tells(text).With(&Rule::effect, Effect::kRetried);
+  }
+  constexpr Rule IsMadeAgain() const { return With(&Rule::effect, Effect::kMadeAgain); }
+  constexpr Rule IsNotLookedAt() const { return With(&Rule::effect, Effect::kUnchecked); }
+  constexpr Rule Hangs(std::string_view text) const {
+    return Tells(text).With(&Rule::effect, Effect::kHangs);
+  }
+  constexpr Rule Stops(std::string_view text) const {
+    return Tells(text).With(&Rule::effect, Effect::kStops);
+  }
+  constexpr Rule Returns(std::string_view value) const { return With(&Rule::result, value); }
+  constexpr Rule Because(std::string_view reason) const { return With(&Rule::why, reason); }
+
+ private:
+  template <typename Value>
+  constexpr Rule With(Value Rule::*field, std::type_identity_t<Value> value) const {
+    Rule rule = *this;
+    rule.*field = value;
+    return rule;
+  }
 };
 
-inline constexpr std::string_view kSame = "=";
+constexpr Rule On(std::string_view device, std::string_view operation = {}) {
+  return {.device = device, .operation = operation};
+}
 
 }  // namespace reliability
