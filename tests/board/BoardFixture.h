@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/ioctl.h>
-#include <time.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -73,17 +72,6 @@ inline std::string ReadFile(const std::string& path) {
     if (count == 0) return text;
     text.append(buffer, static_cast<std::size_t>(count));
   }
-}
-
-// The board leaves sleeps until a point in time alone: this one is neither scaled
-// nor in the transcript.
-inline void ReallyWait(unsigned milliseconds) {
-  timespec until{};
-  ::clock_gettime(CLOCK_MONOTONIC, &until);
-  until.tv_nsec += static_cast<long>(milliseconds) * 1'000'000;
-  until.tv_sec += until.tv_nsec / 1'000'000'000;
-  until.tv_nsec %= 1'000'000'000;
-  ::clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &until, nullptr);
 }
 
 inline std::string Transcript() {

@@ -1,15 +1,15 @@
 #pragma once
 
-#include <sys/mman.h>
-
 #include <cmath>
 #include <cstring>
 #include <span>
 #include <string>
 #include <vector>
 
+#include "board/BoardFixture.h"
 #include "board/VideoClient.h"
 #include "support/BoardFixture.h"
+#include "support/FrameSource.h"
 
 namespace board_test {
 
@@ -61,10 +61,7 @@ class FramesFixture : public tessaline_test::BoardFixture {
     BoardFixture::SetUp();
     tessaline_board_transcript_enable(0);
     SwitchLaserOn();
-    Set(fpga::CMOS_WORK_MODE, 3);
-    Set(fpga::CMOS_TIMING_CTRL, fpga::kTimingFirst.Mask() | fpga::kTimingSecond.Mask());
-    Set(fpga::TRI_SPACING, 200000);
-    tessaline_board_set_pace(TESSALINE_BOARD_FREE_RUN);
+    tessaline_test::FrameSource::Arm();
   }
 
   void SwitchLaserOn() const {
@@ -76,30 +73,13 @@ class FramesFixture : public tessaline_test::BoardFixture {
     }
   }
 
-  static void WriteFile(const std::string& path, std::string_view text) {
-    const int fd = open(path.c_str(), O_WRONLY);
-    ASSERT_GE(fd, 0) << path;
-    EXPECT_EQ(write(fd, text.data(), text.size()), static_cast<ssize_t>(text.size()));
-    close(fd);
-  }
-
-  // Side effects are wanted here, so these go the way of software.
   void Write(const fpga::Register& reg, std::uint32_t value) const {
-    const int fd = open("/dev/mem", O_RDWR);
-    void* block = mmap(nullptr, 255, PROT_READ | PROT_WRITE, MAP_SHARED, fd,
-                       fpga::BaseAddress(reg.block, regions_));
-    static_cast<volatile std::uint32_t*>(block)[reg.Index()] = value;
-    munmap(block, 255);
-    close(fd);
+    tessaline_test::FrameSource::Write(reg, value, regions_);
   }
 
   void RouteTo(bool images) const {
-    using fpga::Block;
-    Write(fpga::StreamSwitchPort(Block::kImage2, 0), images ? fpga::kStreamSwitchPortOff : 0);
-    Write(fpga::StreamSwitchPort(Block::kImage2, 1), images ? 0 : fpga::kStreamSwitchPortOff);
-    Write(fpga::StreamSwitchPort(Block::kImage4, 0), images ? 1 : 0);
-    Write(fpga::StreamSwitchControl(Block::kImage2), fpga::kStreamSwitchCommit);
-    Write(fpga::StreamSwitchControl(Block::kImage4), fpga::kStreamSwitchCommit);
+    using tessaline_test::FrameSource;
+    FrameSource::Route(images ? FrameSource::kImages : FrameSource::kStrips, regions_);
   }
 
   void TriggerOn(std::uint32_t mode = 0) const {

@@ -9,11 +9,13 @@
 
 #include <array>
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <cstdio>
 #include <thread>
 
 #include "BoardFixture.h"
+#include "support/Waiting.h"
 
 namespace {
 
@@ -22,9 +24,10 @@ using board_test::Descriptor;
 using board_test::OpenOutcome;
 using board_test::Outcome;
 using board_test::ReadFile;
-using board_test::ReallyWait;
 using board_test::Transcript;
 using board_test::WriteFile;
+using std::chrono::milliseconds;
+using tessaline_test::ReallyWait;
 using testing::HasSubstr;
 
 // --- GPIO
@@ -434,7 +437,7 @@ TEST_F(UioTest, ReadBlocksUntilTheInterrupt) {
   const Descriptor file("/dev/uio0", O_RDWR);
   std::atomic<long> count{0};
   std::thread reader([&] { count = ReadCount(file.Get()); });
-  ReallyWait(20);
+  ReallyWait(milliseconds(20));
   EXPECT_EQ(count, 0);
   tessaline_board_external_trigger(1);
   reader.join();
@@ -455,7 +458,7 @@ TEST_F(UioTest, BlockedReaderCanBeCancelled) {
                 },
                 nullptr),
             0);
-  ReallyWait(20);
+  ReallyWait(milliseconds(20));
   ASSERT_EQ(pthread_cancel(reader), 0);
   void* result = nullptr;
   ASSERT_EQ(pthread_join(reader, &result), 0);
@@ -469,9 +472,9 @@ TEST_F(UioTest, UnpluggingEndsABlockedRead) {
   const Descriptor file("/dev/uio0", O_RDWR);
   std::atomic<long> result{0};
   std::thread reader([&] { result = ReadCount(file.Get()); });
-  ReallyWait(20);
+  ReallyWait(milliseconds(20));
   tessaline_board_unplug();
-  for (int i = 0; i < 200 && result == 0; ++i) ReallyWait(10);
+  for (int i = 0; i < 200 && result == 0; ++i) ReallyWait(milliseconds(10));
   if (result == 0) pthread_cancel(reader.native_handle());
   reader.join();
   EXPECT_EQ(result, -ENODEV);

@@ -23,8 +23,10 @@
 namespace board_test {
 namespace {
 
+using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 using tessaline_test::Eventually;
+using tessaline_test::ReallyWait;
 
 constexpr int kForever = 60'000;  // milliseconds; a test that waits so long has failed
 constexpr int kRounds = 20;
@@ -91,7 +93,7 @@ std::chrono::microseconds Delay(const std::array<pollfd, 2>& descriptors, Event 
       EXPECT_EQ(poll(set.data(), set.size(), kForever), 1);
       woken = steady_clock::now();
     });
-    ReallyWait(5);
+    ReallyWait(milliseconds(5));
     const auto begin = steady_clock::now();
     event();
     waiting.join();
@@ -170,7 +172,7 @@ TEST_F(Poll, AnEventWakesEverybody) {
       if (poll(&set, 1, kForever) == 1) ++woken;
     });
   }
-  ReallyWait(20);
+  ReallyWait(milliseconds(20));
   EXPECT_EQ(woken, 0);
   Interrupt();
   for (std::thread& thread : waiting) thread.join();
@@ -194,7 +196,7 @@ TEST_F(Poll, OneWhoComesTooLateWaitsOn) {
   };
   std::thread first(take);
   std::thread second(take);
-  ReallyWait(20);
+  ReallyWait(milliseconds(20));
   Interrupt();
   first.join();
   second.join();
@@ -208,7 +210,7 @@ TEST_F(Poll, UnpluggingEndsIt) {
     EXPECT_EQ(poll(&set, 1, kForever), 1);
     EXPECT_EQ(set.revents, POLLERR | POLLHUP);
   });
-  ReallyWait(10);
+  ReallyWait(milliseconds(10));
   tessaline_board_unplug();
   waiting.join();
   pollfd set{device_.Get(), 0, 0};
@@ -224,7 +226,7 @@ TEST_F(Poll, TheEndOfTheStreamEndsIt) {
     EXPECT_EQ(poll(&set, 1, kForever), 1);
     EXPECT_EQ(set.revents, POLLERR);
   });
-  ReallyWait(10);
+  ReallyWait(milliseconds(10));
   EXPECT_EQ(client.StreamOff(), 0);
   waiting.join();
 }
@@ -260,7 +262,7 @@ void WhileItPolls(Polls polls) {
     ended = true;
   });
   while (!ended) {
-    ReallyWait(10);
+    ReallyWait(milliseconds(10));
     pthread_kill(waiting.native_handle(), SIGUSR1);
   }
   waiting.join();
@@ -330,7 +332,7 @@ TEST_F(Poll, IsACancellationPoint) {
                 },
                 set.data()),
             0);
-  ReallyWait(20);
+  ReallyWait(milliseconds(20));
   ASSERT_EQ(pthread_cancel(thread), 0);
   void* result = nullptr;
   ASSERT_EQ(pthread_join(thread, &result), 0);
@@ -367,7 +369,7 @@ TEST_F(Poll, SelectWaitsForTheDevice) {
   EXPECT_EQ(select(device_.Get() + 1, &set, nullptr, nullptr, &limit), 0);
   for (int round = 0; round < 2; ++round) {
     std::thread event([] {
-      ReallyWait(10);
+      ReallyWait(milliseconds(10));
       Interrupt();
     });
     FD_SET(device_.Get(), &set);
@@ -425,7 +427,7 @@ TEST_F(Poll, ADriverWithoutItIsAlwaysReady) {
     EXPECT_EQ(read(device_.Get(), &count, sizeof count), 4);
     EXPECT_FALSE(blocked);
   });
-  ReallyWait(50);
+  ReallyWait(milliseconds(50));
   blocked = false;
   Interrupt();
   EXPECT_EQ(client.StreamOff(), 0);
@@ -452,7 +454,7 @@ TEST_F(Poll, AWaitEndsWithADriverWithoutIt) {
     EXPECT_EQ(poll(&set, 1, kForever), 1);
     EXPECT_EQ(set.revents, POLLIN);
   });
-  ReallyWait(10);
+  ReallyWait(milliseconds(10));
   ASSERT_EQ(tessaline_board_set_poll("uio1", 0), 0);
   waiting.join();
 }
@@ -503,7 +505,7 @@ TEST_F(Poll, AChildDoesNotDisturbTheParentsWait) {
   const pid_t child = fork();
   if (child == 0) {
     std::thread event([] {
-      ReallyWait(10);
+      ReallyWait(milliseconds(10));
       Interrupt();  // in the child's board
     });
     auto own = Both();
