@@ -67,10 +67,9 @@ std::vector<const fpga::Field*> Registers::FieldsOf(const fpga::Register& reg) c
   std::vector<const fpga::Field*> fields;
   for (const fpga::Field& field : fpga::kAllFields) {
     if (!(field.reg == reg)) continue;
-    // One word has two layouts; the one in halves is that of the newest FPGA.
-    const bool newest = family_.series == 25;
-    const bool halves = field.shift == fpga::kTRow25.shift || field.width == fpga::kTGes25.width;
-    if (reg == fpga::SENSOR_TIMING && halves != newest) continue;
+    // One word has two layouts; the FPGAs from series 23 on have the one in halves.
+    const bool in_halves = field.shift == fpga::kTRow25.shift || field.width == fpga::kTGes25.width;
+    if (reg == fpga::SENSOR_TIMING && in_halves != (family_.series >= 23)) continue;
     fields.push_back(&field);
   }
   return fields;
