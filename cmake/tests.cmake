@@ -89,7 +89,7 @@ if(NOT TESSALINE_SANITIZED)
 endif()
 
 # Every public header compiles by itself, as C11 where it is C, and as C++20.
-set(cxx_headers register_map signal_handler)
+set(cxx_headers products register_map signal_handler)
 file(GLOB public_headers CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/include/tessaline/*.h)
 add_library(api_each_header OBJECT)
 foreach(header ${public_headers})
