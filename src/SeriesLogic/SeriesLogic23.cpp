@@ -11,8 +11,6 @@ namespace VeltranoSDK {
 
 namespace {
 
-constexpr unsigned int kSensorWidth = 4200;
-constexpr unsigned int kSensorHeight = 2048;
 constexpr unsigned int kImageFilterThreshold = 10;
 
 // The sensor's line times, in its clocks.
@@ -30,12 +28,12 @@ void FollowCollectMode(FpgaLogic& fpga) {
 
 }  // namespace
 
-SeriesLogic23::SeriesLogic23() : SeriesLogic23(kSensorWidth, kSensorHeight) {}
+SeriesLogic23::SeriesLogic23() : SeriesLogic23(products::kProducts[kSeries23]) {}
 
-SeriesLogic23::SeriesLogic23(unsigned int limit_a, unsigned int limit_b)
-    : SeriesLogic(std::make_shared<FpgaRegisterZynq>(), kSeries23, kZynqSpiSensorBoard),
-      limit_a_(limit_a),
-      limit_b_(limit_b) {
+SeriesLogic23::SeriesLogic23(const products::Product& product)
+    : SeriesLogic(std::make_shared<FpgaRegisterZynq>(), kSeries23),
+      limit_a_(product.family.sensor.width),
+      limit_b_(product.Height()) {
   RegisterNotificationCallback(kCollectModeChanged,
                                [] { OnFpga("SeriesLogic23", FollowCollectMode); });
   // Reserved for products of this family with more to do.

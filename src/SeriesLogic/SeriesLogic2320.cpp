@@ -4,15 +4,12 @@ namespace VeltranoSDK {
 
 namespace {
 
-constexpr unsigned int kSensorWidth = 4200;
-constexpr unsigned int kSensorHeight = 1024;
-
 // Code 1 of the FPGA's drive modes; no sensor has a mode of this number.
 constexpr auto kSubsampledRows = static_cast<ReadoutDriveMode>(1);
 
 }  // namespace
 
-SeriesLogic2320::SeriesLogic2320() : SeriesLogic23(kSensorWidth, kSensorHeight) {}
+SeriesLogic2320::SeriesLogic2320() : SeriesLogic23(products::kProducts[kSeries2320]) {}
 
 ReadoutDriveMode SeriesLogic2320::GetDefaultCmosReadoutDriveMode() { return kDriveMode11; }
 
