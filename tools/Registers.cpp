@@ -67,16 +67,16 @@ std::vector<const fpga::Field*> Registers::FieldsOf(const fpga::Register& reg) c
   std::vector<const fpga::Field*> fields;
   for (const fpga::Field& field : fpga::kAllFields) {
     if (!(field.reg == reg)) continue;
-    // One word has two layouts; the FPGAs from series 23 on have the one in halves.
+    // One word has two layouts.
     const bool in_halves = field.shift == fpga::kTRow25.shift || field.width == fpga::kTGes25.width;
-    if (reg == fpga::SENSOR_TIMING && in_halves != (family_.series >= 23)) continue;
+    if (reg == fpga::SENSOR_TIMING && in_halves != (family_.timing_in_halves)) continue;
     fields.push_back(&field);
   }
   return fields;
 }
 
 std::uint32_t Registers::AddressOf(const fpga::Register& reg) const {
-  return fpga::BaseAddress(reg.block, family_.regions) + reg.offset;
+  return fpga::BaseAddress(reg.block, family_.board.processor.regions) + reg.offset;
 }
 
 const fpga::Register* Registers::At(std::uint32_t address) const {
