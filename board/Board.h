@@ -18,8 +18,6 @@
 
 namespace board {
 
-struct BoardProfile;
-
 // The board that is plugged in: its FPGA, chips and device nodes, wired together.
 class Board {
  public:
@@ -56,12 +54,12 @@ class Board {
   void ReportDaArrived();
 
  private:
-  Board(const BoardProfile& profile, const std::string& model);
+  explicit Board(const VeltranoSDK::products::Product& product);
   template <typename Kind, typename... Args>
   Kind* Add(Args&&... args);
   double LaserPower() const;
 
-  const BoardProfile& profile_;
+  const VeltranoSDK::products::Family& family_;
   std::shared_ptr<FpgaModel> fpga_;
   std::vector<std::unique_ptr<Device>> devices_;
   std::vector<std::pair<std::string, std::shared_ptr<ChipAccess>>> chips_;

@@ -2,7 +2,6 @@
 
 #include <cstdint>
 #include <cstring>
-#include <string_view>
 #include <vector>
 
 // One point of the laser line; the row is within the region of interest.
@@ -17,13 +16,6 @@ struct Profile {
   std::uint64_t encoder_stamp;
   std::vector<Point> points;
 };
-
-// Bytes a point takes: 2 where the processor reconstructs the points, 8 elsewhere.
-inline std::size_t PointBytes(std::string_view model) {
-  if (model.find("arm_rebuild") == model.npos) return 8;
-  if (model.starts_with("K37")) return model.find("ch16") == model.npos ? 8 : 2;
-  return model.starts_with("K39") || model.starts_with("K40") ? 2 : 8;
-}
 
 template <typename Number>
 Number Take(const std::uint8_t*& at) {

@@ -9,6 +9,7 @@
 // Needs libcli11-dev and libpng-dev:
 //   c++ -std=c++20 scan_demo.cpp -ltessaline -lpng -o scan_demo
 
+#include <tessaline/products.h>
 #include <tessaline/tessaline.h>
 
 #include <CLI/CLI.hpp>
@@ -53,7 +54,7 @@ struct Results {
   std::vector<Profile> profiles;  // the first `wanted`
   unsigned profiles_seen = 0;
   unsigned wanted = 0;
-  std::size_t point_bytes = 0;
+  std::size_t point_bytes = 8;
 };
 // Never destroyed: the library's threads run until the process is gone.
 Results& results = *new Results;
@@ -258,6 +259,8 @@ int main(int argc, char** argv) {
       ->check(CLI::ExistingDirectory)
       ->capture_default_str();
   CLI11_PARSE(app, argc, argv);
-  results.point_bytes = PointBytes(model);
+  if (const auto* const product = VeltranoSDK::products::FindProduct(model)) {
+    results.point_bytes = product->PointBytes();
+  }
   return Run(model, directory);
 }

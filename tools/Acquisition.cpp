@@ -66,7 +66,7 @@ void Acquisition::Describe(CLI::App& app) {
 unsigned Acquisition::Spacing(const Model& model) const {
   constexpr unsigned kPulses = 10;
   if (spacing_ != 0) return spacing_;
-  return trigger_ == "encoder" ? kPulses : model.family().spacing;
+  return trigger_ == "encoder" ? kPulses : model.family().sensor.trigger_spacing;
 }
 
 void Acquisition::Apply(const Model& model, bool images) const {

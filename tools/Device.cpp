@@ -34,7 +34,7 @@ void Device::RequireRegisters() const {
   if (!IsABoard(model.family())) {
     throw Failure(ExitCode::kUnreachable,
                   fmt::format("this machine is no {} board: neither {} nor /dev/uio1 is there",
-                              model.code(), model.family().thermometer.file),
+                              model.code(), model.family().board.processor.thermometer.file),
                   fmt::format("run it on the sensor, or try it with --virtual {}", model.code()));
   }
   const Node memory = NodesOf(model.family()).front();

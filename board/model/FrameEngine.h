@@ -17,15 +17,11 @@
 #include "model/FrameChecksums.h"
 #include "model/StripBuffer.h"
 #include "tessaline/board.h"
+#include "tessaline/products.h"
 
 namespace board {
 
-// How strips carry their points.
-enum class PointLayout {
-  kFull,   // 8 bytes
-  kShort,  // 2 bytes
-  kByMode  // 2, 4 or 8 bytes, as BR_CONT_MODE says
-};
+using VeltranoSDK::products::PointLayout;
 
 // What the frame generator is connected to.
 struct EngineWiring {

@@ -75,21 +75,21 @@ void CheckSensor(const Model& model, Findings& findings) {
   const Family& family = model.family();
   const std::string advice = fmt::format(
       "look at the sensor's supply and reset and its bus {}; is it the {} of this model?",
-      family.sensor_bus, family.sensor);
+      family.board.sensor_bus.path, family.sensor.name);
   std::string complaint;
-  const bool thermometer = !family.has_sensor_thermometer || GetSensorTemp() == 0;
+  const bool thermometer = !family.sensor.has_thermometer || GetSensorTemp() == 0;
   if (SensorComplained(complaint)) {
     findings.Fail(kSensor.id, kSensor.title, fmt::format("\"{}\"", complaint), advice);
   } else if (!thermometer) {
     findings.Fail(kSensor.id, kSensor.title, "its thermometer reads 0: nothing is on the bus",
                   advice);
   } else {
-    findings.Pass(kSensor.id, kSensor.title, std::string(family.sensor));
+    findings.Pass(kSensor.id, kSensor.title, std::string(family.sensor.name));
   }
 }
 
 void CheckLines(const Model& model, Findings& findings) {
-  const GpioLines& lines = model.family().gpio;
+  const GpioLines& lines = model.family().board.gpio;
   const std::string advice =
       "who may write to /sys/class/gpio? Does another program hold the lines (cat "
       "/sys/kernel/debug/gpio)?";
@@ -119,15 +119,16 @@ void CheckLaserBus(const Model& model, Findings& findings) {
   const Family& family = model.family();
   const auto tell = [&](const CheckStep& step, bool answers, std::string_view chip) {
     if (answers) {
-      findings.Pass(step.id, step.title, fmt::format("{} on {}", chip, family.laser_bus));
+      findings.Pass(step.id, step.title,
+                    fmt::format("{} on {}", chip, family.board.laser_bus.path));
     } else {
       findings.Fail(step.id, step.title,
-                    fmt::format("{} does not answer on {}", chip, family.laser_bus),
+                    fmt::format("{} does not answer on {}", chip, family.board.laser_bus.path),
                     fmt::format("look with \"i2cdetect -y {}\"; is the laser board connected?",
-                                family.laser_bus.back()));
+                                family.board.laser_bus.path.back()));
     }
   };
-  tell(kPower, SetLaserPower(0) == 0, family.pot);
+  tell(kPower, SetLaserPower(0) == 0, family.laser_power_chip);
   tell(kDa, DAWrite(0) == 0, "DA converter");
 }
 

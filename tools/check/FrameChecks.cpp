@@ -59,7 +59,7 @@ FrameChecks::Seen FrameChecks::Run(const Stream& stream) {
     if (stream.images) {
       look(ReadImage(delivery->first, delivery->second, delivery->bytes));
     } else {
-      ReadStrips(delivery->first, delivery->bytes, model_.bytes_per_point(), look);
+      ReadStrips(delivery->first, delivery->bytes, model_.product().PointBytes(), look);
     }
   }
   seen.rate = static_cast<double>(seen.frames) /
@@ -143,7 +143,7 @@ bool FrameChecks::Judge(const Stream& stream, const Seen& seen) {
 }
 
 // Twice what the sensor can follow: a check is no test of its limits.
-unsigned FrameChecks::StripSpacing() const { return 2 * model_.family().spacing; }
+unsigned FrameChecks::StripSpacing() const { return 2 * model_.family().sensor.trigger_spacing; }
 
 bool FrameChecks::LightUp() {
   SetLaserPower(kLaserPercent);

@@ -89,7 +89,7 @@ class CaptureCommand : public Command {
     settings.width = GetImageWidth();
     settings.height = GetImageHeight();
     const auto writer = MakeWriter(format, settings);
-    Recorder recorder(device, *writer, images, model.bytes_per_point());
+    Recorder recorder(device, *writer, images, model.product().PointBytes());
     const RecordingResult result = recorder.Run(limits_, acquisition_.laser());
     const auto files = writer->Files();
     if (result.frames == 0) {

@@ -84,9 +84,9 @@ class InfoCommand : public Command {
         {"board", session.on_virtual_board() ? "virtual" : "hardware"},
         {"interface_version", GetLibVersion(std::string(model.code()).c_str())},
         {"fpga", {{"series", fpga_version >> kSeriesShift}, {"version", fpga_version & 0xFFFF}}},
-        {"sensor", model.family().sensor},
-        {"width", model.family().width},
-        {"height", model.height()}};
+        {"sensor", model.family().sensor.name},
+        {"width", model.family().sensor.width},
+        {"height", model.product().Height()}};
     info["processor_temperature"] = temperature ? Json(*temperature) : Json(nullptr);
     const std::int64_t board_temperature = Temp18b20Read();
     info["board_temperature_18b20"] =
@@ -119,7 +119,7 @@ class InfoCommand : public Command {
 
   // Whether there is a temperature is all that the library tells of it.
   static Json SensorAnswers(const Family& family) {
-    if (!family.has_sensor_thermometer) return nullptr;  // nothing to ask it for
+    if (!family.sensor.has_thermometer) return nullptr;  // nothing to ask it for
     return GetSensorTemp() == 0 && !LibraryOutput::Instance().HasPrinted("Abnormal communication");
   }
 
@@ -162,7 +162,7 @@ class InfoCommand : public Command {
   }
 
   static std::string SensorTemperature(const Family& family, const Json& info) {
-    if (!family.has_sensor_thermometer) return "not available";
+    if (!family.sensor.has_thermometer) return "not available";
     if (!info.contains("sensor_thermometer_answers")) return "not asked (--start asks)";
     return info["sensor_thermometer_answers"] ? "answers; the library tells no value"
                                               : "DOES NOT ANSWER";

@@ -65,8 +65,8 @@ class LaserCommand : public Command {
   static ExitCode Show(Session& session) {
     Device(session).RequireRegisters();
     const Model& model = session.model();
-    const auto first = GpioLevel(model.family().gpio.laser1);
-    const auto second = GpioLevel(model.family().gpio.laser2);
+    const auto first = GpioLevel(model.family().board.gpio.laser1);
+    const auto second = GpioLevel(model.family().board.gpio.laser2);
     const Registers registers(model);
     const unsigned mode = fpga::kLaserMode.Of(registers.Read(fpga::LASER_CTRL));
     const auto text = [](std::optional<bool> level) {
@@ -75,8 +75,8 @@ class LaserCommand : public Command {
     const auto json = [](std::optional<bool> level) { return level ? Json(*level) : Json(); };
     const bool on = first.value_or(false) && second.value_or(false);
     session.Print("laser       {}\nline {:<6} {}\nline {:<6} {}\nmode        {}\n",
-                  on ? "ON" : "off", model.family().gpio.laser1, text(first),
-                  model.family().gpio.laser2, text(second), mode);
+                  on ? "ON" : "off", model.family().board.gpio.laser1, text(first),
+                  model.family().board.gpio.laser2, text(second), mode);
     session.Emit({{"on", on}, {"line1", json(first)}, {"line2", json(second)}, {"mode", mode}});
     return ExitCode::kOk;
   }

@@ -36,7 +36,7 @@ class RoiCommand : public Command {
     if (region_.empty() && !full_) return Show(session);
     const Model& model = session.model();
     if (full_ != region_.empty()) Refuse();
-    if (full_) region_ = {0, 0, model.family().width, model.height()};
+    if (full_) region_ = {0, 0, model.family().sensor.width, model.product().Height()};
     if (region_.size() != kNumbers) Refuse();
     Plan plan(session, "roi");
     const unsigned x = region_[0];

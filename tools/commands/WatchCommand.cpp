@@ -90,7 +90,8 @@ class WatchCommand : public Command {
 
   void Use(const Model& model, const Delivery& delivery) {
     if (delivery.is_image) return;
-    ReadStrips(delivery.first, delivery.bytes, model.bytes_per_point(), [this](const Frame& frame) {
+    const unsigned point_bytes = model.product().PointBytes();
+    ReadStrips(delivery.first, delivery.bytes, point_bytes, [this](const Frame& frame) {
       ++status_.profiles;
       status_.last_id = frame.id;
       status_.encoder = frame.encoder_stamp;

@@ -86,7 +86,7 @@ std::string Cases(const CLI::App& app, const std::string& path) {
 
 ExitCode WriteCompletion(const CLI::App& app) {
   std::string models;
-  for (const Family& family : kFamilies) models += fmt::format(" {}", family.codes);
+  for (const Family& family : products::kFamilies) models += fmt::format(" {}", family.codes);
   std::set<std::string_view> names;
   for (const auto& reg : VeltranoSDK::fpga::kAllRegisters) names.insert(reg.name);
   std::string registers;

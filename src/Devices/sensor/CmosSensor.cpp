@@ -4,19 +4,21 @@
 
 namespace VeltranoSDK {
 
-CmosSensor::CmosSensor(CmosSensorModel model, std::pair<unsigned int, unsigned int> resolution)
+CmosSensor::CmosSensor(CmosSensorModel model, std::pair<unsigned int, unsigned int> resolution,
+                       products::StripSize strips)
     : model_(model),
       resolution_(resolution),
       roi_height_(resolution.second),
-      roi_width_(resolution.first) {}
+      roi_width_(resolution.first),
+      strips_(strips) {}
 
 unsigned int CmosSensor::TransferMaxFrameValue() { return max_frame_value_; }
 
-unsigned int CmosSensor::GetStripBufferSize() { return strip_buffer_size_; }
+unsigned int CmosSensor::GetStripBufferSize() { return strips_.Bytes(); }
 
-unsigned int CmosSensor::GetStripWidth() { return strip_width_; }
+unsigned int CmosSensor::GetStripWidth() { return strips_.width; }
 
-unsigned int CmosSensor::GetStripHeight() { return strip_height_; }
+unsigned int CmosSensor::GetStripHeight() { return strips_.height; }
 
 bool CmosSensor::SetROI(unsigned int x, unsigned int y, unsigned int width, unsigned int height) {
   Trace(__func__);

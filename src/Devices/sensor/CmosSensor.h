@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "Devices/sensor/CmosSensorTypes.h"
+#include "tessaline/products.h"
 #include "thread/Relaxed.h"
 
 namespace VeltranoSDK {
@@ -15,7 +16,8 @@ namespace VeltranoSDK {
 // thread.
 class CmosSensor {
  public:
-  CmosSensor(CmosSensorModel model, std::pair<unsigned int, unsigned int> resolution);
+  CmosSensor(CmosSensorModel model, std::pair<unsigned int, unsigned int> resolution,
+             products::StripSize strips = products::kUsualStrips);
   virtual ~CmosSensor() = default;
   CmosSensor(const CmosSensor&) = delete;
   CmosSensor& operator=(const CmosSensor&) = delete;
@@ -83,9 +85,7 @@ class CmosSensor {
   Relaxed<ReadoutDriveMode> read_out_drive_mode_;
   Relaxed<ReadoutDriveDirection> read_out_drive_direction_;
   unsigned int max_frame_value_ = 0x0136260D;
-  unsigned int strip_buffer_size_ = 1024 * 640;  // bytes: width x height
-  unsigned int strip_width_ = 1024;
-  unsigned int strip_height_ = 640;
+  const products::StripSize strips_;
 };
 
 }  // namespace VeltranoSDK

@@ -10,6 +10,7 @@
 #include "log/Log.h"
 #include "sensor_tables/E2vGain.h"
 #include "sensor_tables/E2vReadoutMode.h"
+#include "tessaline/products.h"
 
 namespace VeltranoSDK {
 
@@ -17,13 +18,10 @@ namespace {
 
 constexpr char kName[] = "E2vFlash4k";
 
-constexpr unsigned int kFullWidth = 4096;
-constexpr unsigned int kFullHeight = 1080;
+constexpr unsigned int kFullWidth = products::kE2vFlash4k.width;
+constexpr unsigned int kFullHeight = products::kE2vFlash4k.height;
 constexpr unsigned int kColumnStep = 64;
 constexpr unsigned int kRowStep = 8;
-
-constexpr unsigned int kStripWidth = 8192;
-constexpr unsigned int kStripHeight = 2048;
 
 constexpr unsigned int kRowsBesideRegion = 16;
 constexpr float kExposureUnit = 0.06666667F;  // microseconds
@@ -42,11 +40,8 @@ constexpr std::uint16_t Short(unsigned int value) { return static_cast<std::uint
 
 }  // namespace
 
-E2vFlash4k::E2vFlash4k() : CmosSensor(kE2vFlash4k, {kFullWidth, kFullHeight}) {
-  strip_width_ = kStripWidth;
-  strip_height_ = kStripHeight;
-  strip_buffer_size_ = kStripWidth * kStripHeight;
-}
+E2vFlash4k::E2vFlash4k()
+    : CmosSensor(kE2vFlash4k, {kFullWidth, kFullHeight}, products::kE2vFlash4k.strips) {}
 
 bool E2vFlash4k::SetGain(unsigned int gain) {
   Trace(__func__);

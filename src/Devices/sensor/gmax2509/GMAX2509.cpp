@@ -9,6 +9,7 @@
 #include "SeriesLogic/SeriesLogic23.h"
 #include "log/Log.h"
 #include "sensor_tables/Gmax2509Init.h"
+#include "tessaline/products.h"
 #include "thread/Pause.h"
 
 namespace VeltranoSDK {
@@ -22,12 +23,11 @@ static_assert(kInitTable.size() == kInitEntries,
 
 constexpr char kName[] = "GMAX2509";
 
-constexpr unsigned int kFullWidth = 4200;
-constexpr unsigned int kFullHeight = 1024;
+constexpr unsigned int kFullWidth = products::kGmax2509.width;
+// Half of its rows are recorded until somebody sets a region.
+constexpr unsigned int kFullHeight = products::kGmax2509.height / 2;
 constexpr unsigned int kColumnBlock = 28;
 constexpr unsigned int kNarrowest = 560;
-constexpr unsigned int kStripWidth = 2048;
-constexpr unsigned int kStripHeight = 640;
 
 constexpr std::uint8_t kStreamingBit = 0x02;
 constexpr std::uint8_t kHorizontalFlipBit = 0x10;
@@ -80,14 +80,11 @@ void FollowSize(FpgaLogic& fpga, unsigned int x, unsigned int width, unsigned in
 }  // namespace
 
 GMAX2509::GMAX2509()
-    : CmosSensor(kGMAX2509, {kFullWidth, kFullHeight}),
+    : CmosSensor(kGMAX2509, {kFullWidth, kFullHeight}, products::kGmax2509.strips),
       pll_div_reg_(DividerRegister(kDivAtPowerUp)),
       pll_mult_reg_(MultiplierRegister(kMultAtPowerUp)),
       line_time_(kLineTimeAtPowerUp),
       series_logic_(std::dynamic_pointer_cast<SeriesLogic23>(neighbour::Series(kName))) {
-  strip_width_ = kStripWidth;
-  strip_height_ = kStripHeight;
-  strip_buffer_size_ = kStripWidth * kStripHeight;
   if (series_logic_) {
     // The recorded region keeps the size it has until somebody sets one.
     resolution_ = {series_logic_->limit_a(), series_logic_->limit_b()};

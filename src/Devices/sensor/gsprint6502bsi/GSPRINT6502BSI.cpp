@@ -13,6 +13,7 @@
 #include "log/Log.h"
 #include "sensor_tables/GsprintGain.h"
 #include "sensor_tables/GsprintRecommended.h"
+#include "tessaline/products.h"
 #include "thread/Pause.h"
 
 namespace VeltranoSDK {
@@ -21,8 +22,8 @@ namespace {
 
 constexpr char kName[] = "GSPRINT6502BSI";
 
-constexpr unsigned int kFullWidth = 2048;
-constexpr unsigned int kFullHeight = 1152;
+constexpr unsigned int kFullWidth = products::kGsprint6502.width;
+constexpr unsigned int kFullHeight = products::kGsprint6502.height;
 constexpr unsigned int kColumnStep = 32;
 constexpr unsigned int kRowStep = 2;
 constexpr unsigned int kRowsBeforeImage = 4;

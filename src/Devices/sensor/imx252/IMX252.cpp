@@ -12,6 +12,7 @@
 #include "Neighbours.h"
 #include "log/Log.h"
 #include "sensor_tables/Imx252FixedSettings.h"
+#include "tessaline/products.h"
 #include "thread/Pause.h"
 
 namespace VeltranoSDK {
@@ -22,8 +23,8 @@ constexpr char kName[] = "IMX252";
 constexpr unsigned char kBusAddress = 0x10;
 constexpr unsigned int kInvalidKind = 0xFFFFFFFE;
 
-constexpr unsigned int kFullWidth = 2064;
-constexpr unsigned int kFullHeight = 1544;
+constexpr unsigned int kFullWidth = products::kImx252.width;
+constexpr unsigned int kFullHeight = products::kImx252.height;
 
 // The margin around the region that the product uses.
 constexpr unsigned int kLeft = 8;

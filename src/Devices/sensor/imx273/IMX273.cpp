@@ -11,6 +11,7 @@
 #include "Devices/sensor/sony/SonyTexts.h"
 #include "Neighbours.h"
 #include "log/Log.h"
+#include "tessaline/products.h"
 #include "thread/Pause.h"
 
 namespace VeltranoSDK {
@@ -23,8 +24,8 @@ constexpr char kName[] = "IMX273";
 constexpr unsigned char kBusAddress = 0x36;
 constexpr unsigned int kInvalidKind = 0xFFFFFFFD;
 
-constexpr unsigned int kFullWidth = 1456;
-constexpr unsigned int kFullHeight = 1088;
+constexpr unsigned int kFullWidth = products::kImx273.width;
+constexpr unsigned int kFullHeight = products::kImx273.height;
 constexpr unsigned int kReducedWidth = kFullWidth / 2;
 constexpr unsigned int kReducedHeight = kFullHeight / 2;
 
