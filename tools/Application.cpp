@@ -13,14 +13,14 @@
 namespace tool {
 namespace {
 
-constexpr const char* kDescription = "Looks at, sets and tests a laser line-profile sensor.";
+constexpr const char* kDescription = "Inspects, sets up and tests a laser line-profile sensor.";
 constexpr const char* kFooter =
-    "Runs on the sensor itself; with --virtual K3610, or TESSALINE_BOARD=K3610, on the virtual "
-    "board, on any Linux machine.\n\nExamples:\n"
+    "Runs on the sensor itself, or on any Linux machine with the virtual board: --virtual K3610,\n"
+    "or TESSALINE_BOARD=K3610.\n\nExamples:\n"
     "  tessaline check --virtual K3610\n"
     "  tessaline capture strips -n 600 -o scan.png --virtual K3610\n"
     "  tessaline reg read TRIGGER_CTRL --virtual K3610\n"
-    "\"tessaline COMMAND --help\" tells about each command.";
+    "\"tessaline COMMAND --help\" describes each command.";
 
 // Which sub-command the user is in, as typed: "tessaline reg read".
 std::string NameOf(const CLI::App& app) {
@@ -67,7 +67,7 @@ ExitCode Application::Guarded(const std::function<ExitCode()>& run) {
     Tell(NameOf(app_), failure.what(), failure.next());
     return failure.code();
   } catch (const std::bad_alloc&) {  // caught, so that what is switched on goes off
-    Tell(NameOf(app_), "there is not enough memory", "capture less at a time");
+    Tell(NameOf(app_), "out of memory", "capture less at a time");
     return ExitCode::kFile;
   }
 }

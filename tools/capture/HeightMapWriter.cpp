@@ -45,8 +45,8 @@ HeightMapWriter::HeightMapWriter(const WriterSettings& settings)
 void HeightMapWriter::Write(const Frame& frame) {
   if (profiles_.size() == kMostProfiles) {
     throw Failure(ExitCode::kFile,
-                  fmt::format("a height map takes {} profiles at most", kMostProfiles),
-                  "capture less at a time, or into .npy");
+                  fmt::format("a height map holds at most {} profiles", kMostProfiles),
+                  "capture less at a time, or write .npy");
   }
   Profile profile{frame.encoder_stamp, std::vector<float>(width_, kUnknown),
                   std::vector<std::uint8_t>(width_)};

@@ -59,11 +59,9 @@ bool CheckStart(Device& device, Findings& findings) {
   } catch (const Failure& failure) {
     std::string last;
     const auto printed = LibraryOutput::Instance().Printed();
-    if (!printed.empty()) last = fmt::format("; the library says \"{}\"", printed.back());
-    findings.Fail(
-        kStart.id, kStart.title, failure.what() + last,
-        "the image sensor does not become ready: look at its supply, clock and reset, and "
-        "at its bus");
+    if (!printed.empty()) last = fmt::format("; the library says: \"{}\"", printed.back());
+    findings.Fail(kStart.id, kStart.title, failure.what() + last,
+                  "the image sensor does not become ready: check its supply, clock, reset and bus");
     SkipActiveChecks("the device did not start", findings);
     return false;
   }
@@ -74,7 +72,7 @@ bool CheckStart(Device& device, Findings& findings) {
 void CheckSensor(const Model& model, Findings& findings) {
   const Family& family = model.family();
   const std::string advice = fmt::format(
-      "look at the sensor's supply and reset and its bus {}; is it the {} of this model?",
+      "check the sensor's supply, its reset and its bus {}; is it the {} of this model?",
       family.sensor_bus, family.sensor);
   std::string complaint;
   const bool thermometer = !family.has_sensor_thermometer || GetSensorTemp() == 0;

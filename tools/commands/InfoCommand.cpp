@@ -13,7 +13,7 @@ namespace {
 
 constexpr About kInfoAbout{
     "info", "Shows versions, FPGA, sensor, temperatures and counters", Touches::kMayStart,
-    "With --start the image sensor can be asked, too; some products take images in that.",
+    "With --start, asks the image sensor as well; starting some products takes images.",
     "  tessaline info --virtual K3610\n  tessaline info --model K3920 --start --json"};
 
 constexpr unsigned kSeriesShift = 16;
@@ -164,7 +164,7 @@ class InfoCommand : public Command {
   static std::string SensorTemperature(const Family& family, const Json& info) {
     if (!family.has_sensor_thermometer) return "not available";
     if (!info.contains("sensor_thermometer_answers")) return "not asked (--start asks)";
-    return info["sensor_thermometer_answers"] ? "answers; the library tells no value"
+    return info["sensor_thermometer_answers"] ? "answers; the library returns no value"
                                               : "DOES NOT ANSWER";
   }
 

@@ -67,10 +67,10 @@ std::string ExitStatus() {
 }
 
 std::string Environment() {
-  return ".SH ENVIRONMENT\n.TP\n.B TESSALINE_MODEL\nModel code, where \\-\\-model is not given.\n"
-         ".TP\n.B TESSALINE_BOARD\nModel code of the virtual board to run on, where \\-\\-virtual "
-         "is "
-         "not given.\n";
+  return ".SH ENVIRONMENT\n.TP\n.B TESSALINE_MODEL\nModel code, used when \\-\\-model is not "
+         "given.\n"
+         ".TP\n.B TESSALINE_BOARD\nModel code of the virtual board to run on, used when "
+         "\\-\\-virtual is not given.\n";
 }
 
 void WritePage(const CLI::App& app, const std::string& name, const std::string& directory) {
