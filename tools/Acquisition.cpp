@@ -30,7 +30,7 @@ bool ReadWholeSensor() {
   const unsigned full = GetCmosMaxDrive();
   const unsigned width = full >> 16;
   const unsigned height = full & 0xFFFF;
-  // The edge that one sensor leaves out by itself is not worth a change.
+  // One sensor leaves out an edge by itself; that is not worth a change.
   if (GetImageHeight() >= height * 3 / 4) return true;
   return SetROI1(0, 0, width, height) == 0;
 }

@@ -79,7 +79,7 @@ bool Device::Open(bool start) {
 void Device::Launch(tessaline_frame_handler on_image, tessaline_frame_handler on_strips) {
   RegisterEventHandler(TESSALINE_EVENT_IMAGE, reinterpret_cast<tessaline_event_handler>(on_image));
   RegisterEventHandler(TESSALINE_EVENT_STRIP, reinterpret_cast<tessaline_event_handler>(on_strips));
-  // A thread left behind still writes here.
+  // An abandoned thread still writes here.
   static int result = 0;
   if (!ReturnsInTime(kStartLimit, [] { result = RegisterHardwareInit(); })) {
     throw Failure(ExitCode::kUnreachable,
@@ -97,7 +97,7 @@ void Device::Launch(tessaline_frame_handler on_image, tessaline_frame_handler on
 }
 
 void Device::LaserOn() {
-  laser_on_ = true;  // also when one of its two lines only could be driven
+  laser_on_ = true;  // even if only one of its two lines could be driven
   if (OpenLaser() != 0) {
     throw Failure(ExitCode::kNegative, "the laser cannot be switched on",
                   "\"tessaline check\" tests its lines");

@@ -5,7 +5,7 @@
 
 namespace tool {
 
-// What the process tells the one that started it.
+// The exit status of the process.
 enum class ExitCode : int {
   kOk = 0,
   kNegative = 1,

@@ -63,7 +63,7 @@ void RemoveFile(const std::string& path) {
 }
 
 OutputFile::OutputFile(std::string path, bool force) : path_(std::move(path)) {
-  signal(SIGXFSZ, SIG_IGN);  // a file that may not grow is told like a full disk
+  signal(SIGXFSZ, SIG_IGN);  // a file-size limit is reported like a full disk
   const int flags = O_WRONLY | O_CREAT | O_CLOEXEC;
   fd_ = open(path_.c_str(), flags | (force ? O_TRUNC : O_EXCL), kMode);
   if (fd_ < 0 && errno == EEXIST) {
@@ -116,7 +116,7 @@ void OutputFile::Flush() {
   ends_.clear();
   if (error == 0) return;
   failed_ = true;
-  // Gives back room only: where that fails, too, the last record stays cut.
+  // This only frees space. If it fails too, the last record stays cut.
   [[maybe_unused]] const int cut = ftruncate(fd_, size_);
   throw Cannot("write", path_, error);
 }

@@ -19,7 +19,7 @@ void Plan::CarryOut() {
   device.Start();
   for (const Step& step : steps_) {
     if (step.run()) continue;
-    // The library says most precisely what it did not like.
+    // The library's own text is the most precise reason.
     const auto printed = LibraryOutput::Instance().Printed();
     throw Failure(ExitCode::kNegative,
                   fmt::format("{} was refused{}", step.call,

@@ -57,7 +57,7 @@ void Session::EmitLine(const Json& json) const {
 void Session::Write(const std::string& text) const {
   FILE* const out = LibraryOutput::Instance().user();
   if (fwrite(text.data(), 1, text.size(), out) == text.size() && fflush(out) == 0) return;
-  if (errno == EPIPE) return;  // "| head": who reads it has seen enough
+  if (errno == EPIPE) return;  // "| head": the reader has seen enough
   throw Failure(ExitCode::kFile,
                 fmt::format("cannot write to standard output: {}", strerror(errno)),
                 "make room, or send it elsewhere");

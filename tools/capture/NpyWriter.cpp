@@ -10,7 +10,7 @@ namespace tool {
 namespace {
 
 constexpr std::string_view kMagic{"\x93NUMPY\x01\x00", 8};
-// Long enough for any number of frames, so that it can be told when that is known.
+// Long enough for any number of frames; the real one is filled in at the end.
 constexpr std::size_t kNpyHeadBytes = 256;
 
 }  // namespace

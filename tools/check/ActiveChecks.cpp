@@ -32,7 +32,7 @@ constexpr std::array kFrameSteps{CheckStep{"images.arrive", "images arrive"},
                                  CheckStep{"strips.loss", "no loss at rate"},
                                  CheckStep{"laser.line", "laser line is seen"}};
 
-// What the driver printed when it could not reach its chip.
+// What the driver printed if it could not reach its chip.
 bool SensorComplained(std::string& text) {
   for (const std::string& line : LibraryOutput::Instance().Printed()) {
     for (const char* sign : {"init error", "Abnormal communication", "Fail", "fail"}) {

@@ -116,7 +116,7 @@ bool FrameChecks::Judge(const Stream& stream, const Seen& seen) {
     return false;
   }
 
-  // Before the acquisition has stopped, nothing is held back on purpose.
+  // Until the acquisition stops, no frame is withheld on purpose.
   const std::uint64_t broken = statistics.malformed + statistics.suppressed;
   if (broken > 0 || !seen.stamps_grow) {
     findings_.Fail(
@@ -142,7 +142,7 @@ bool FrameChecks::Judge(const Stream& stream, const Seen& seen) {
   return true;
 }
 
-// Twice what the sensor can follow: a check is no test of its limits.
+// Twice the shortest spacing that the sensor can follow: a check does not test limits.
 unsigned FrameChecks::StripSpacing() const { return 2 * model_.family().spacing; }
 
 bool FrameChecks::LightUp() {

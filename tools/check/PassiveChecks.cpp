@@ -28,7 +28,7 @@ void CheckSeries(const Model& model, std::uint32_t version, Findings& findings) 
   }
 }
 
-// Two looks at the free-running counter.
+// Reads the free-running counter twice.
 void CheckClock(const Registers& registers, Findings& findings) {
   constexpr std::chrono::milliseconds kBetween{20};
   const auto count = [&] { return registers.Read(fpga::TIMER_COUNTER_L); };

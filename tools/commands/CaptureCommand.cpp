@@ -79,7 +79,7 @@ class CaptureCommand : public Command {
                             .images = images,
                             .single = limits_.frames == 1,
                             .geometry = ChooseGeometry(session)};
-    // Told, or asked, before the laser is on.
+    // Refuse, or ask the user, before the laser is on.
     for (const std::string& file : FilesOf(format, settings, limits_.frames)) {
       settings.force |= MayOverwrite(file, force_);
     }

@@ -35,7 +35,7 @@ constexpr About kDumpAbout{
     "  tessaline reg dump --diff before.txt --model K3610\n"
     "  tessaline reg dump --diff before.txt after.txt --model K3610"};
 
-// Sub-commands of "reg" that look at the board itself, started or not.
+// Sub-commands of "reg" that read the board, started or not.
 void AddStart(CLI::App& app, bool& start) {
   app.add_flag("--start", start, "Start the device first");
 }
@@ -69,7 +69,7 @@ class RegCommand : public Command {
     const Registers registers(session.model());
     if (list_->parsed()) return List(session, registers);
     if (dump_->parsed()) return Dump(session, registers);
-    // Names first: a slip of the pen does not open the board.
+    // Names first: a typo does not open the board.
     std::vector<Place> places;
     for (const std::string& name : names_) places.push_back(registers.Find(name));
     if (read_->parsed()) return Read(session, registers, places);

@@ -38,7 +38,7 @@ class TraceCommand : public Command {
       if (!word.starts_with("--model") && !word.starts_with("--virtual")) continue;
       throw Failure(ExitCode::kUsage, "give the model before the sub-command", example);
     }
-    // The library's threads, and its log, use it to the end of the process.
+    // The library's threads and its log use it to the end of the process.
     auto* const tracer = new Tracer(session.model());
     tracer->Listen();
     CommonOptions options = session.options();

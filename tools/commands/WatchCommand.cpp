@@ -60,7 +60,7 @@ class WatchCommand : public Command {
       throw Failure(ExitCode::kUnreachable, "no profiles came",
                     "are there triggers (tessaline trigger)? \"tessaline check\" tests the board");
     }
-    return ExitCode::kOk;  // Ctrl-C is how it is ended
+    return ExitCode::kOk;  // Ctrl-C is the normal end
   }
 
  private:

@@ -9,7 +9,7 @@
 namespace tool {
 namespace {
 
-// Text as troff wants it: no command at the beginning of a line, no lost backslash.
+// Escapes text for troff: no command at the start of a line, no lost backslash.
 std::string Escaped(const std::string& text) {
   std::string escaped;
   for (std::size_t i = 0; i < text.size(); ++i) {
@@ -25,7 +25,7 @@ std::string Escaped(const std::string& text) {
   return escaped;
 }
 
-// Paragraphs as they are; lines that begin with blanks stay lines.
+// Keeps paragraphs; lines that begin with blanks stay separate lines.
 std::string Paragraphs(const std::string& text) {
   std::string page;
   std::istringstream lines(text);
