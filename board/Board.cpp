@@ -37,7 +37,7 @@ struct Slot {
   std::shared_ptr<Board> board;
 };
 
-// Never destroyed: threads may be inside a device call until the process is gone.
+// Never destroyed: threads may be inside a device call until the process ends.
 Slot& TheSlot() {
   static Slot* slot = new Slot;
   return *slot;
@@ -52,8 +52,8 @@ unsigned RawTemperature(const products::Thermometer& thermometer) {
                                thermometer.gain);
 }
 
-// Over a fork nobody is inside, and the slot and the frame generator are held, so that
-// the child finds them at rest.
+// During a fork no thread is inside, and the slot and the frame engine are locked, so the
+// child finds them at rest.
 std::shared_ptr<Board> board_at_fork;
 
 void BeforeFork() {
@@ -116,7 +116,7 @@ void Board::Unplug() {
   const std::shared_ptr<Board> board = Current();
   if (board == nullptr) return;
   Replace(nullptr);
-  // Files still open keep the object alive; nobody shall wait in it any more.
+  // Open files keep the object alive, but nobody may go on waiting in it.
   for (const auto& device : board->devices_) device->Unplug();
 }
 
@@ -191,7 +191,7 @@ Board::Board(const products::Product& product)
 }
 
 Board::~Board() {
-  engine_.reset();  // before the devices its thread works on
+  engine_.reset();  // before the devices that its thread uses
 }
 
 Device* Board::Find(const std::string& path) const {

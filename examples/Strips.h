@@ -7,7 +7,7 @@
 // One point of the laser line; the row is within the region of interest.
 struct Point {
   unsigned column;
-  std::uint8_t peak;  // grey value; 255 where the product does not tell
+  std::uint8_t peak;  // grey value; 255 if the product does not send it
   double row;
 };
 
@@ -25,7 +25,7 @@ Number Take(const std::uint8_t*& at) {
   return number;
 }
 
-// The strips a handler was given, as profiles. docs/strip-format.md has the layout.
+// The strips that a handler got, as profiles. docs/strip-format.md describes the layout.
 inline std::vector<Profile> ReadStrips(unsigned strips, unsigned bytes, const void* data,
                                        std::size_t point_bytes) {
   constexpr std::size_t kHeaderBytes = 32;

@@ -50,7 +50,7 @@ std::string FullName(const fpga::Register& reg) {
 std::uint32_t ParseWord(const std::string& text) {
   std::uint32_t value = 0;
   if (!ParseNumber(text, value)) {
-    throw Failure(ExitCode::kUsage, fmt::format("\"{}\" is no 32-bit number", text),
+    throw Failure(ExitCode::kUsage, fmt::format("\"{}\" is not a 32-bit number", text),
                   "write 50000 or 0xC350");
   }
   return value;

@@ -224,7 +224,7 @@ constexpr Mistake kMistakes[]{
     {"NoSuchField", "reg read TRIGGER_CTRL.x --virtual K3610", kUsage, "its fields are mode"},
     {"TwoRegisters", "reg read STREAM_SWITCH_CTRL --virtual K3610", kUsage, "IMAGE_BLOCK_4."},
     {"TooLargeForTheField", "reg write TRIGGER_CTRL.mode 4 --virtual K3610", kUsage, "at most 3"},
-    {"NoNumber", "reg write EXP_TIME_1 many --virtual K3610", kUsage, "no 32-bit number"},
+    {"NoNumber", "reg write EXP_TIME_1 many --virtual K3610", kUsage, "not a 32-bit number"},
     {"TooMuchPower", "power 101 --virtual K3610", kUsage, "range"},
     {"RegionOfThreeNumbers", "roi 1 2 3 --virtual K3610", kUsage, "four numbers"},
     {"RefusedRegion", "roi 1 0 1456 1088 --virtual K3610", kNegative, "was refused"},

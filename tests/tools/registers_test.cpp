@@ -109,7 +109,7 @@ TEST(Reg, RefusesAFileThatIsNoDump) {
     WriteFile(file, text);
     const ToolResult result = RunTool("reg dump --model K3610 --diff " + file + " " + file);
     EXPECT_EQ(result.status, 2) << text;
-    EXPECT_THAT(result.err, HasSubstr("is no register dump")) << text;
+    EXPECT_THAT(result.err, HasSubstr("is not a register dump")) << text;
   }
 }
 

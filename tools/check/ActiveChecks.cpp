@@ -32,7 +32,7 @@ constexpr std::array kFrameSteps{CheckStep{"images.arrive", "images arrive"},
                                  CheckStep{"strips.loss", "no loss at rate"},
                                  CheckStep{"laser.line", "laser line is seen"}};
 
-// What the driver printed when it could not reach its chip.
+// What the driver printed if it could not reach its chip.
 bool SensorComplained(std::string& text) {
   for (const std::string& line : LibraryOutput::Instance().Printed()) {
     for (const char* sign : {"init error", "Abnormal communication", "Fail", "fail"}) {
@@ -59,11 +59,9 @@ bool CheckStart(Device& device, Findings& findings) {
   } catch (const Failure& failure) {
     std::string last;
     const auto printed = LibraryOutput::Instance().Printed();
-    if (!printed.empty()) last = fmt::format("; the library says \"{}\"", printed.back());
-    findings.Fail(
-        kStart.id, kStart.title, failure.what() + last,
-        "the image sensor does not become ready: look at its supply, clock and reset, and "
-        "at its bus");
+    if (!printed.empty()) last = fmt::format("; the library says: \"{}\"", printed.back());
+    findings.Fail(kStart.id, kStart.title, failure.what() + last,
+                  "the image sensor does not become ready: check its supply, clock, reset and bus");
     SkipActiveChecks("the device did not start", findings);
     return false;
   }
@@ -74,7 +72,7 @@ bool CheckStart(Device& device, Findings& findings) {
 void CheckSensor(const Model& model, Findings& findings) {
   const Family& family = model.family();
   const std::string advice = fmt::format(
-      "look at the sensor's supply and reset and its bus {}; is it the {} of this model?",
+      "check the sensor's supply, its reset and its bus {}; is it the {} of this model?",
       family.board.sensor_bus.path, family.sensor.name);
   std::string complaint;
   const bool thermometer = !family.sensor.has_thermometer || GetSensorTemp() == 0;

@@ -12,8 +12,8 @@ namespace {
 
 constexpr About kLaserAbout{
     "laser", "Switches the laser on or off, or shows its state", Touches::kLight,
-    "\"on\" leaves the laser on, also when the command has ended: switch it off with \"off\". With "
-    "--seconds it goes off by itself, and at Ctrl-C. \"status\" only looks.",
+    "\"on\" leaves the laser on even after the command has ended: switch it off with \"off\". With "
+    "--seconds it goes off by itself, or at Ctrl-C. \"status\" only looks.",
     "  tessaline laser status --model K3610\n  tessaline laser on --seconds 5 --model K3610\n"
     "  tessaline laser on --dry-run --model K3610"};
 
@@ -25,7 +25,7 @@ class LaserCommand : public Command {
         ->check(CLI::IsMember({"on", "off", "status"}))
         ->type_name("STATE")
         ->capture_default_str();
-    app_->add_option("--seconds", seconds_, "Switch off again after so many seconds")
+    app_->add_option("--seconds", seconds_, "Switch off again after this many seconds")
         ->check(NumberIn(0.001, 3600));
   }
   bool Asked() const override { return app_->parsed(); }
@@ -46,7 +46,7 @@ class LaserCommand : public Command {
       });
       if (seconds_ > 0) {
         plan.Add("CloseLaser()", fmt::format("after {} s: off", seconds_), [this, &session] {
-          session.Note("The laser is ON for {} s; Ctrl-C switches it off before.", seconds_);
+          session.Note("The laser is ON for {} s; Ctrl-C switches it off earlier.", seconds_);
           PauseFor(std::chrono::milliseconds(static_cast<long>(seconds_ * 1000)));
           return CloseLaser() == 0;
         });

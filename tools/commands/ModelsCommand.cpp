@@ -9,8 +9,8 @@ namespace {
 
 constexpr About kModelsAbout{
     "models", "Lists the products: model code, series, sensor, strips, buses", Touches::kNothing,
-    "Strip geometry: a strip buffer has width x height bytes; a point of the laser line takes so "
-    "many bytes.",
+    "Strip geometry: width x height is the size of a strip buffer in bytes, followed by the bytes "
+    "per point.",
     "  tessaline models\n  tessaline models K3920arm_rebuild --json"};
 
 std::vector<std::string_view> CodesOf(const Family& family) {
