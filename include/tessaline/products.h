@@ -21,13 +21,13 @@ namespace VeltranoSDK::products {
 struct Thermometer {
   const char* file; /**< where the kernel shows the raw value */
   double gain;      /**< degrees over the whole scale */
-  double steps;     /**< of the scale, a power of two */
+  double steps;     /**< steps of the scale, a power of two */
   double offset;    /**< degrees at a raw value of 0 */
 };
 
 /** A processor with its programmable logic. */
 struct Processor {
-  std::string_view name;     /**< as its maker has it */
+  std::string_view name;     /**< the maker's */
   fpga::RegionBases regions; /**< where the FPGA's registers are */
   Thermometer thermometer;   /**< its own temperature */
 };
@@ -42,10 +42,10 @@ inline constexpr Processor kZynqMp{
     fpga::kZynqMpRegions,
     {"/sys/bus/iio/devices/iio:device0/in_temp0_ps_temp_raw", 509.314, 65536, -280.23}};
 
-/** A bus of the board, the first device on it where it is an SPI bus. */
+/** A bus of the board; on SPI its first chip select. */
 struct Bus {
   std::string_view path; /**< its device node */
-  unsigned number;       /**< the one in the node's name */
+  unsigned number;       /**< the number of the bus */
 };
 inline constexpr Bus kI2c0{"/dev/i2c-0", 0};     /**< has the EEPROM on every board */
 inline constexpr Bus kI2c1{"/dev/i2c-1", 1};     /**< the second I2C bus */
@@ -94,11 +94,11 @@ inline constexpr StripSize kUsualStrips{1024, 640};
 
 /** An image sensor. */
 struct ImageSensor {
-  std::string_view name;    /**< as its maker has it */
+  std::string_view name;    /**< the maker's */
   unsigned width;           /**< pixels of a row */
   unsigned height;          /**< rows */
-  StripSize strips;         /**< made of its images */
-  unsigned trigger_spacing; /**< microseconds, at which all of its rows can follow */
+  StripSize strips;         /**< buffers for the strips made of its images */
+  unsigned trigger_spacing; /**< microseconds between triggers that suit all of its rows */
   bool has_thermometer;     /**< whether GetSensorTemp() can tell anything */
 };
 inline constexpr ImageSensor kImx273{"IMX273", 1456, 1088, kUsualStrips, 4000, true}; /**< of K36 */
@@ -181,12 +181,12 @@ enum class PointLayout : std::uint8_t {
 
 /** What a model code means within its family. */
 struct Product {
-  const Family& family;                          /**< has the prefix of the code */
-  std::array<std::string_view, 2> words{"", ""}; /**< what is in the code, in any order */
-  std::string_view whole_code{};                 /**< if not empty, the only code of this kind */
-  unsigned row_step = 1;                         /**< 2: has every other row of its sensor only */
-  PointLayout points = PointLayout::kFull;       /**< see PointLayout */
-  std::string_view remark{};                     /**< in what it differs from the family's others */
+  const Family& family;                          /**< the family of that prefix */
+  std::array<std::string_view, 2> words{"", ""}; /**< words in the code, in any order; "": none */
+  std::string_view whole_code{};                 /**< if not "", the only code of this kind */
+  unsigned row_step = 1;                   /**< 2: only every other row of the sensor is used */
+  PointLayout points = PointLayout::kFull; /**< see PointLayout */
+  std::string_view remark{};               /**< the difference from the rest of its family */
 
   /** Whether a model code is one of this kind. */
   constexpr bool Is(std::string_view code) const {
@@ -200,10 +200,12 @@ struct Product {
 };
 
 /**
- * The kinds of products, in the order of the library's numbers for them; within a
- * family the special behind the usual. "arm_rebuild" means something to K37.. with
- * "ch16", to K39.. and to K40.. only; "K3810" is a kind by itself, and with anything
- * behind it one of the usual K38...
+ * The kinds of products, indexed by the library's number for a series. Of several
+ * that fit a model code the last one counts, so a family's usual kind comes first.
+ *
+ * "arm_rebuild" has a meaning with K39.. and K40.., and with K37.. together with
+ * "ch16"; elsewhere it is ignored. "K3810" is a kind by itself only as the whole
+ * code: "K3810arm_rebuild" is a usual K38...
  */
 inline constexpr std::array kProducts{
     Product{.family = kFamilies[0]},
