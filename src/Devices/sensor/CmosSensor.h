@@ -8,6 +8,8 @@
 
 namespace VeltranoSDK {
 
+class FpgaLogic;
+
 // One image sensor, whatever chip it is. Region of interest, readout mode and
 // direction are set through the non-virtual functions, which record the wish
 // before the driver acts on it: the record holds even when the chip refuses.
@@ -66,10 +68,23 @@ class CmosSensor {
   ReadoutDriveDirection read_out_drive_direction() const { return read_out_drive_direction_; }
 
  protected:
-  // Programs the chip from the start and puts back direction, mode and region of
-  // interest as they were recorded before. Every step is taken, whatever became of
-  // the one before; false when one of them failed.
-  bool InitializeKeepingReadout();
+  // What is recorded of the readout.
+  struct Readout {
+    unsigned int x, y, width, height;
+    ReadoutDriveMode mode;
+    ReadoutDriveDirection direction;
+  };
+  Readout readout() const;
+
+  // What stands before the chip is programmed: its exposure shift, both triggers' polarity.
+  static void PrepareTiming(FpgaLogic& fpga, unsigned int t_ges);
+  // For a chip that runs: the FPGA's timing off, armed and on, with pauses in microseconds.
+  static void StartTiming(FpgaLogic& fpga, unsigned int off_pause, unsigned int armed_pause);
+
+  // Resets the chip, programs it from the start and puts back direction, mode and region
+  // of interest as they were recorded before, and the gain. Every step is taken, whatever
+  // became of the one before; false, and told under the driver's name, when one failed.
+  bool ResetAndRestore(const char* driver, unsigned int gain);
 
   virtual bool SetROIImpl(unsigned int x, unsigned int y, unsigned int width,
                           unsigned int height) = 0;
