@@ -61,7 +61,7 @@ bool CaptureStream::OpenDevice(const char* path, unsigned int width, unsigned in
 
 bool CaptureStream::TellReady(bool ready) const {
   if (ready) {
-    LogInfo(file_)("initialize v4l2 succeffully");
+    LogInfo{file_}("initialize v4l2 succeffully");
   } else {
     Tell()("initialize v4l2 error!");
   }

@@ -12,8 +12,9 @@ namespace VeltranoSDK {
 
 namespace {
 
-bool WriteFile(const std::string& path, int flags, const std::string& text, const char* failure) {
-  const int fd = OpenDevice(path.c_str(), flags);
+// Without the heap: the laser goes off at the end of a process, whatever that has interrupted.
+bool WriteFile(const char* path, int flags, std::string_view text, const char* failure) {
+  const int fd = OpenDevice(path, flags);
   if (fd < 0) {
     puts(failure);
     return false;
@@ -38,10 +39,10 @@ std::pair<std::string, std::string> SysfsGpio::GenerateDirectionAndValueBy(const
   return {line + "/direction", line + "/value"};
 }
 
-bool SysfsGpio::Drive(const std::string& value) const {
+bool SysfsGpio::Drive(std::string_view value) const {
   return WriteFile("/sys/class/gpio/export", O_WRONLY, pin_, texts_.export_failed) &&
-         WriteFile(direction_path_, O_WRONLY, "out", texts_.direction_failed) &&
-         WriteFile(value_path_, O_RDWR, value, texts_.value_failed);
+         WriteFile(direction_path_.c_str(), O_WRONLY, "out", texts_.direction_failed) &&
+         WriteFile(value_path_.c_str(), O_RDWR, value, texts_.value_failed);
 }
 
 }  // namespace VeltranoSDK

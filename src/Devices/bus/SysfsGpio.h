@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "Devices/bus/GpioTexts.h"
@@ -21,7 +22,7 @@ class SysfsGpio {
 
   // Exports the line, makes it an output and writes `value` (an empty one: nothing).
   // Only the opens are checked: the kernel refuses to export a line a second time.
-  bool Drive(const std::string& value) const;
+  bool Drive(std::string_view value) const;
 
  private:
   std::string pin_;

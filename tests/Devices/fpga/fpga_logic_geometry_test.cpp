@@ -169,7 +169,8 @@ TEST_F(ZynqFpga, WithoutASensorNothingIsTouched) {
   EXPECT_EQ(
       errors.lines(),
       std::vector<std::string>(
-          kCalls, "Devices/FpgaLogic.cpp: FpgaLogic: the device manager holds no image sensor"));
+          kCalls,
+          "Neighbours.cpp: FpgaLogic: there is no image sensor, call RegisterHardwareInit first"));
 }
 
 }  // namespace

@@ -22,8 +22,8 @@ TEST(FpgaLogicWithoutASeries, ReachesNoRegister) {
   EXPECT_EQ(logic.GetTriSpacing(), kAllOnes);
   EXPECT_FALSE(logic.SetExposureNum(1));
   EXPECT_THAT(errors.lines(),
-              ::testing::ElementsAre("Devices/FpgaLogic.cpp: FpgaLogic: no product series is "
-                                     "selected, no FPGA register can be reached"));
+              ::testing::ElementsAre("Neighbours.cpp: FpgaLogic: no product is selected, "
+                                     "call GetLibVersion first"));
 }
 
 const std::vector<Rule> kSensorRules{
