@@ -196,31 +196,33 @@ TEST(StandardStreams, GetNoDeviceLaterEither) {
 
 // --- Threads of the application that are cancelled ----------------------------------------
 
-class CancelledThread : public StartedBoard {};
+class CancelledThread : public StartedBoard {
+ protected:
+  // Cancels a thread that does the work, and finds the registers unlocked behind it.
+  static void CancelAfter(milliseconds time, void* (*work)(void*)) {
+    pthread_t thread;
+    ASSERT_EQ(pthread_create(&thread, nullptr, work, nullptr), 0);
+    ReallyWait(time);
+    pthread_cancel(thread);
+    ASSERT_EQ(pthread_join(thread, nullptr), 0);
+    ASSERT_EQ(pthread_mutex_trylock(&fpga_contol), 0);
+    pthread_mutex_unlock(&fpga_contol);
+  }
+};
 
 TEST_F(CancelledThread, FinishesTheCallThatItIsIn) {
   tessaline_board_transcript_enable(0);
   const int before = OpenDescriptors();
   for (int round = 0; round < 200; ++round) {
-    pthread_t thread;
-    ASSERT_EQ(pthread_create(
-                  &thread, nullptr,
-                  [](void*) -> void* {
-                    unsigned char settings[16] = {1};
-                    for (unsigned i = 0;; ++i) {
-                      SetTriSpacing(100 + i % 100);
-                      if (i % 8 == 0) ConfigSave(settings, sizeof settings);
-                      log_log(TESSALINE_LOG_INFO, "a", 1, "x");
-                      pthread_testcancel();
-                    }
-                  },
-                  nullptr),
-              0);
-    ReallyWait(milliseconds(round % 3));
-    pthread_cancel(thread);
-    ASSERT_EQ(pthread_join(thread, nullptr), 0);
-    ASSERT_EQ(pthread_mutex_trylock(&fpga_contol), 0) << "round " << round;
-    pthread_mutex_unlock(&fpga_contol);
+    CancelAfter(milliseconds(round % 3), [](void*) -> void* {
+      unsigned char settings[16] = {1};
+      for (unsigned i = 0;; ++i) {
+        SetTriSpacing(100 + i % 100);
+        if (i % 8 == 0) ConfigSave(settings, sizeof settings);
+        log_log(TESSALINE_LOG_INFO, "a", 1, "x");
+        pthread_testcancel();
+      }
+    });
   }
   EXPECT_TRUE(NoDescriptorsAreLeft(before));
 }
@@ -229,20 +231,10 @@ TEST_F(CancelledThread, FinishesTheCallThatItIsIn) {
 TEST_F(CancelledThread, MayBeCancelledAsynchronously) {
   tessaline_board_transcript_enable(0);
   for (int round = 0; round < 50; ++round) {
-    pthread_t thread;
-    ASSERT_EQ(pthread_create(
-                  &thread, nullptr,
-                  [](void*) -> void* {
-                    pthread_setcanceltype(PTHREAD_CANCEL_ASYNCHRONOUS, nullptr);
-                    for (unsigned i = 0;; ++i) SetTriSpacing(100 + i % 100);
-                  },
-                  nullptr),
-              0);
-    ReallyWait(milliseconds(round % 3));
-    pthread_cancel(thread);
-    ASSERT_EQ(pthread_join(thread, nullptr), 0);
-    ASSERT_EQ(pthread_mutex_trylock(&fpga_contol), 0) << "round " << round;
-    pthread_mutex_unlock(&fpga_contol);
+    CancelAfter(milliseconds(round % 3), [](void*) -> void* {
+      pthread_setcanceltype(PTHREAD_CANCEL_ASYNCHRONOUS, nullptr);
+      for (unsigned i = 0;; ++i) SetTriSpacing(100 + i % 100);
+    });
   }
 }
 
