@@ -155,7 +155,7 @@ class Device {
     frames_.clear();
     held_.reset();
     taken_.clear();
-    clearing_ = false;
+    in_hand_ = clearing_ = false;
   }
 
   void Open() {
@@ -266,6 +266,7 @@ class Device {
     Judge(data != nullptr, refusal);
     if (refusal) return;
     held_ = index;
+    in_hand_ = true;
     Require(data == frames_[index].first, "the frame of its index");
     Require(device_->BufferSize() == frames_[index].second, "and its size");
     Require(device_->Index() == index, "the index is told");
@@ -285,7 +286,7 @@ class Device {
     Begin();
     device_->ClearBuf();
     Judge(true, {});
-    if (!held_) return RequireCleared();
+    if (!in_hand_) return RequireCleared();
     clearing_ = true;
     const auto [data, size] = frames_[*held_];
     // The marker at its end is cleared when it is given back, even if the driver refuses it.
@@ -294,10 +295,16 @@ class Device {
             "a frame in hand is left alone");
   }
 
+  // The last frame is in nobody's hands, be it that the driver does not take it back.
+  void LetGo() {
+    in_hand_ = false;
+    if (std::exchange(clearing_, false)) RequireCleared();
+  }
+
   // The last frame is no longer taken.
   void PutBack() {
     held_.reset();
-    if (std::exchange(clearing_, false)) RequireCleared();
+    LetGo();
   }
 
   void Take() {
@@ -323,6 +330,7 @@ class Device {
     Begin();
     const bool queued = device_->QBuf();
     Judge(queued, RefusalToQueue(held_.has_value()));
+    if (held_) LetGo();
     if (!queued) return;
     taken_.erase(*held_);
     PutBack();
@@ -354,7 +362,8 @@ class Device {
   std::size_t frame_bytes_ = 0;
   std::vector<std::pair<const std::byte*, std::size_t>> frames_;
   std::optional<unsigned> held_;  // the frame taken last
-  bool clearing_ = false;         // when it goes back
+  bool in_hand_ = false;          // and not given back, nor tried to
+  bool clearing_ = false;         // when it is no longer in hand
   std::set<unsigned> taken_;      // by index
   unsigned last_index_ = 0;
   bool went_well_ = false;
