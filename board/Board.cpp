@@ -131,17 +131,17 @@ Kind* Board::Add(Args&&... args) {
 Board::Board(const products::Product& product)
     : family_(product.family),
       fpga_(std::make_shared<FpgaModel>(family_.series << fpga::kFpgaSeries.shift | kFpgaVersion)) {
-  const auto& [processor, sensor_bus, laser_bus, gpio] = family_.board;
-  const auto lines = gpio.All();
-  Add<Memory>(fpga_, processor.regions);
+  const products::Board& wiring = family_.board;
+  const auto lines = wiring.gpio.All();
+  Add<Memory>(fpga_, wiring.processor.regions);
   for (unsigned i = 0; i < 2; ++i) {
     video_[i] = Add<VideoNode>(i);
     uio_[i] = Add<Uio>(i);
   }
   I2cBus* i2c[] = {Add<I2cBus>(0u), Add<I2cBus>(1u)};
   gpio_ = Add<Gpio>(std::vector<unsigned>(lines.begin(), lines.end()));
-  temperature_ = Add<IioTemperature>(std::vector<std::string>{processor.thermometer.file},
-                                     RawTemperature(processor.thermometer));
+  temperature_ = Add<IioTemperature>(std::vector<std::string>{wiring.processor.thermometer.file},
+                                     RawTemperature(wiring.processor.thermometer));
   watchdog_ = Add<Watchdog>();
   Add<UDmaBuf>();
 
@@ -151,11 +151,11 @@ Board::Board(const products::Product& product)
   };
   const auto fit_i2c_sensor = [&](auto sensor) {
     sensor_ = sensor;
-    attach(sensor_bus.number, "sensor", sensor);
+    attach(wiring.sensor_bus.number, "sensor", sensor);
   };
   const auto fit_spi_sensor = [&](auto sensor) {
     sensor_ = sensor;
-    Add<SpiBus>(sensor_bus.number, 0u, sensor);
+    Add<SpiBus>(wiring.sensor_bus.number, 0u, sensor);
     chips_.emplace_back("sensor", sensor);
   };
   const auto carries = [&](const products::ImageSensor& kind) { return &family_.sensor == &kind; };
@@ -169,13 +169,13 @@ Board::Board(const products::Product& product)
   if (family_.laser_power_chip == products::kAd5175) {
     const auto pot = std::make_shared<Ad5175>();
     laser_power_ = pot;
-    attach(laser_bus.number, "pot", pot);
+    attach(wiring.laser_bus.number, "pot", pot);
   } else {
     const auto pot = std::make_shared<Tpl0401>();
     laser_power_ = pot;
-    attach(laser_bus.number, "pot", pot);
+    attach(wiring.laser_bus.number, "pot", pot);
   }
-  attach(laser_bus.number, "da", std::make_shared<DaConverter>());
+  attach(wiring.laser_bus.number, "da", std::make_shared<DaConverter>());
   attach(0, "eeprom", std::make_shared<Eeprom>());
 
   engine_ = std::make_unique<FrameEngine>(
