@@ -235,7 +235,7 @@ constexpr Mistake kMistakes[]{
     {"NoFormat", "capture strips -n 1 -o /tmp/x.jpg --virtual K3610", kUsage, "csv, npy, ply"},
     {"WrongFormat", "capture images -n 1 -o /tmp/x.ply --virtual K3610", kUsage, "npy, png, pgm"},
     {"NoDirectory", "capture strips -n 1 -o /nonexistent/x.csv --virtual K3610", kFile,
-     "make the directory first"},
+     "create the directory first"},
     {"PowerIsNoNumber", "power nan --virtual K3610", kUsage, "not in the range 0 - 100"},
     {"TimeIsNoNumber", "capture strips -t nan -o /tmp/x.csv --virtual K3610", kUsage, "range"},
     {"CountIsNegative", "capture strips -n -1 -o /tmp/x.csv --virtual K3610", kUsage, "range"},
