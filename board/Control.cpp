@@ -79,7 +79,7 @@ __attribute__((constructor)) void SetUpFromEnvironment() {
   if (model == nullptr) return;
   const Inside inside;
   if (tessaline_board_select(model) != 0) {
-    std::fprintf(stderr, "TESSALINE_BOARD: no board is known for model \"%s\"\n", model);
+    std::fprintf(stderr, "TESSALINE_BOARD: there is no board for model \"%s\"\n", model);
     return;
   }
   if (const char* factor = Environment("TESSALINE_BOARD_SLEEP")) {

@@ -152,7 +152,7 @@ std::string PlantFaults(std::string_view text) {
     const Words words = Split(fault);
     if (words.empty()) continue;
     const Kind* const kind = Find(kKinds, words.front());
-    if (kind == nullptr) return fmt::format("\"{}\" is no kind of fault", words.front());
+    if (kind == nullptr) return fmt::format("\"{}\" is not a kind of fault", words.front());
     if (!kind->plant(words)) return fmt::format("\"{}\" is not: {}", fault, kind->usage);
   }
   return {};

@@ -138,7 +138,7 @@ class Store {
   }
 
   void JudgeText(const std::string& expected) const {
-    Require(printed_.Text().substr(told_) == expected, "a failure is told, and nothing else");
+    Require(printed_.Text().substr(told_) == expected, "a failure is reported, and nothing else");
   }
 
   bool JudgeBlock(int result, int size, const Words& words, const std::string& refusal) const {
@@ -150,7 +150,7 @@ class Store {
     Require(result == (done ? 0 : -1), "it succeeds where the bus does");
     std::string text;
     for (std::size_t i = 0; i < fates.size(); ++i) {
-      Require(fates[i] == Bus::kDone || i + 1 == fates.size(), "nothing more behind a failure");
+      Require(fates[i] == Bus::kDone || i + 1 == fates.size(), "nothing more after a failure");
       text += OfPage(fates[i], words);
     }
     if (pages == 0) {

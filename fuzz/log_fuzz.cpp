@@ -174,7 +174,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (!quiet && expected.level >= threshold) {
     CheckLine(error_stream.Text(), "00:00:00", message);
   } else {
-    Require(error_stream.Text().empty(), "nothing on the standard error stream");
+    Require(error_stream.Text().empty(), "nothing on standard error");
   }
   for (int sink = 0; sink < kSinks; ++sink) {
     const bool reached = expected.level >= SinkLevel(sink);

@@ -57,7 +57,7 @@ class Run {
     }
     Require(status == expected.status, "it ends the process with the status of its failure");
     const std::string text(printed_.Text().substr(told_));
-    Require(tessaline_fuzz::WithoutPlace(text) == expected.text, "and tells that failure");
+    Require(tessaline_fuzz::WithoutPlace(text) == expected.text, "and reports that failure");
   }
 
  private:
@@ -75,7 +75,8 @@ class Run {
     Require(driver_.Replies().size() == 1 && driver_.Replies()[0].call == request, "one request");
     const CaptureOutcome expected = StepOutcome(driver_.Replies());
     Require(result == expected.result, "the driver's result");
-    Require(printed_.Text().substr(told_) == expected.text, "a failure is told, and nothing else");
+    Require(printed_.Text().substr(told_) == expected.text,
+            "a failure is reported, and nothing else");
   }
 
   void JudgeFormat(int result) const {
@@ -86,7 +87,8 @@ class Run {
         "tried and set");
     const CaptureOutcome expected = StepOutcome(replies);
     Require(result == expected.result, "the driver's result of setting it");
-    Require(printed_.Text().substr(told_) == expected.text, "a failure is told, and nothing else");
+    Require(printed_.Text().substr(told_) == expected.text,
+            "a failure is reported, and nothing else");
   }
 
   void CheckNewChannel(const tessaline_video_channel& channel, unsigned width, unsigned height,
@@ -200,7 +202,8 @@ void Run::UseSteps() {
     const CaptureOutcome expected = OpenOutcome(driver_.Replies(), path);
     Require(expected.result == 0 ? fd >= VideoDriver::kFirstDescriptor : fd == -1,
             "a descriptor or -1");
-    Require(printed_.Text().substr(told_) == expected.text, "a failure is told, and nothing else");
+    Require(printed_.Text().substr(told_) == expected.text,
+            "a failure is reported, and nothing else");
   }
   Begin(kElse);
   if (fd == -1) return;

@@ -47,7 +47,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
       });
   Require(walk.strips == expected.strips.size(), "as many strips");
   Require(walk.bytes == expected.bytes, "as many bytes");
-  Require(walk.complete == expected.complete, "a strip that does not fit is told");
+  Require(walk.complete == expected.complete, "a strip that does not fit is reported");
   Require(walk.last_frame_id == expected.LastFrame(), "last frame");
   Require(std::equal(visited.begin(), visited.end(), expected.strips.begin(), expected.strips.end(),
                      Same),

@@ -143,7 +143,7 @@ class Device {
     for (const unsigned long request : requests) {
       Require(reply != driver_.Replies().end() && reply->call == request, "it is asked for");
       const int error = reply++->error;
-      Require(error == 0 || reply == driver_.Replies().end(), "no request behind a failure");
+      Require(error == 0 || reply == driver_.Replies().end(), "no request after a failure");
       if (error != 0) return Refusal(request, error);
     }
     Require(reply == driver_.Replies().end(), "nothing else is asked for");
@@ -195,7 +195,7 @@ class Device {
     went_well_ = made;
     Forget();
     const std::vector<std::string> expected = ExpectedOfBuffers(count, made);
-    Require(Errors() == expected, "each failure is told in one line");
+    Require(Errors() == expected, "each failure is reported in one line");
   }
 
   // Also fills in the frames.
@@ -206,8 +206,8 @@ class Device {
     const std::byte* area = nullptr;
     const auto ends_with = [&](std::string refusal) {
       errors.push_back(std::move(refusal));
-      Require(!made, "buffers that could not be had are refused");
-      Require(next == replies.size(), "no request behind a failure");
+      Require(!made, "buffers that were not granted are refused");
+      Require(next == replies.size(), "no request after a failure");
       return errors;
     };
     const auto reply = [&](unsigned long call) -> const Reply& {
@@ -253,7 +253,7 @@ class Device {
       const Reply& queued = reply(VIDIOC_QBUF);
       if (queued.error != 0) return ends_with(Refusal(VIDIOC_QBUF, queued.error));
     }
-    Require(made && next == replies.size(), "buffers that could be had are there");
+    Require(made && next == replies.size(), "buffers that were granted are there");
     return errors;
   }
 
@@ -269,7 +269,7 @@ class Device {
     in_hand_ = true;
     Require(data == frames_[index].first, "the frame of its index");
     Require(device_->BufferSize() == frames_[index].second, "and its size");
-    Require(device_->Index() == index, "the index is told");
+    Require(device_->Index() == index, "the index is reported");
     Require(driver_.Maps(data, device_->BufferSize()), "a buffer lies in mapped memory");
     std::fill_n(data, device_->BufferSize(), kSeen);
   }
@@ -316,7 +316,7 @@ class Device {
     Begin();
     const unsigned before = last_index_;
     JudgeTaken(device_->DqBuf(last_index_));
-    Require(last_index_ == held_.value_or(before), "the index is told");
+    Require(last_index_ == held_.value_or(before), "the index is reported");
     if (held_) taken_.insert(*held_);
   }
 

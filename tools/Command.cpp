@@ -21,8 +21,7 @@ std::string TextOf(Touches touches) {
       return "DRIVES THE LASER and writes registers: protect your eyes. --dry-run shows what would "
              "be done and touches nothing.";
     case Touches::kRegisters:
-      return "WRITES REGISTERS as they are. --dry-run tells what it would write and writes "
-             "nothing.";
+      return "WRITES REGISTERS directly. --dry-run shows what would be written and writes nothing.";
     case Touches::kEeprom:
       return "WRITES THE EEPROM. --dry-run shows what would be written and writes nothing.";
   }

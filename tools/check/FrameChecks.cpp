@@ -201,7 +201,7 @@ void FrameChecks::Strips(bool laser) {
                    "exposure with \"tessaline watch\"");
   } else {
     findings_.Pass("laser.line", line,
-                   fmt::format("{} points a profile", seen.points / seen.frames));
+                   fmt::format("{} points per profile", seen.points / seen.frames));
   }
 }
 
