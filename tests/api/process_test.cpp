@@ -196,25 +196,14 @@ TEST(StandardStreams, GetNoDeviceLaterEither) {
 
 // --- Threads of the application that are cancelled ----------------------------------------
 
-class CancelledThread : public StartedBoard {
- protected:
-  // Cancels a thread that does the work, and finds the registers unlocked behind it.
-  static void CancelAfter(milliseconds time, void* (*work)(void*)) {
-    pthread_t thread;
-    ASSERT_EQ(pthread_create(&thread, nullptr, work, nullptr), 0);
-    ReallyWait(time);
-    pthread_cancel(thread);
-    ASSERT_EQ(pthread_join(thread, nullptr), 0);
-    ASSERT_EQ(pthread_mutex_trylock(&fpga_contol), 0);
-    pthread_mutex_unlock(&fpga_contol);
-  }
-};
+class CancelledThread : public StartedBoard {};
 
 TEST_F(CancelledThread, FinishesTheCallThatItIsIn) {
   tessaline_board_transcript_enable(0);
   const int before = OpenDescriptors();
   for (int round = 0; round < 200; ++round) {
-    CancelAfter(milliseconds(round % 3), [](void*) -> void* {
+    pthread_t thread;
+    const auto work = [](void*) -> void* {
       unsigned char settings[16] = {1};
       for (unsigned i = 0;; ++i) {
         SetTriSpacing(100 + i % 100);
@@ -222,20 +211,15 @@ TEST_F(CancelledThread, FinishesTheCallThatItIsIn) {
         log_log(TESSALINE_LOG_INFO, "a", 1, "x");
         pthread_testcancel();
       }
-    });
+    };
+    ASSERT_EQ(pthread_create(&thread, nullptr, work, nullptr), 0);
+    ReallyWait(milliseconds(round % 3));
+    pthread_cancel(thread);
+    ASSERT_EQ(pthread_join(thread, nullptr), 0);
+    ASSERT_EQ(pthread_mutex_trylock(&fpga_contol), 0) << "round " << round;
+    pthread_mutex_unlock(&fpga_contol);
   }
   EXPECT_TRUE(NoDescriptorsAreLeft(before));
-}
-
-// At any instruction, that is; but not in the middle of a call.
-TEST_F(CancelledThread, MayBeCancelledAsynchronously) {
-  tessaline_board_transcript_enable(0);
-  for (int round = 0; round < 50; ++round) {
-    CancelAfter(milliseconds(round % 3), [](void*) -> void* {
-      pthread_setcanceltype(PTHREAD_CANCEL_ASYNCHRONOUS, nullptr);
-      for (unsigned i = 0;; ++i) SetTriSpacing(100 + i % 100);
-    });
-  }
 }
 
 // --- The rest -----------------------------------------------------------------------------
