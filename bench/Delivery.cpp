@@ -1,6 +1,5 @@
-// Frames delivered, heap allocations and resident memory beside a bare loop of
-// dequeue and queue on the same virtual device, and how long a frame takes from
-// the dequeue to the application.
+// Frames delivered, heap allocations and resident memory, next to a bare loop of dequeue and queue
+// on the same virtual device; and the time a frame takes from the dequeue to the application.
 
 #include <dlfcn.h>
 #include <linux/videodev2.h>
@@ -26,12 +25,12 @@ namespace {
 
 using bench::Clock;
 
-// When this thread's last dequeue came back.
+// When this thread's last dequeue returned.
 thread_local Clock::time_point dequeued;
 
 }  // namespace
 
-// Stands in front of the board's.
+// Overrides the board's function.
 #pragma GCC visibility push(default)
 extern "C" int ioctl(int fd, unsigned long request, ...) noexcept {
   static const auto next =
@@ -57,7 +56,7 @@ struct Measurement {
   double resident_bytes;
 };
 
-// Without the frame buffers: the driver's memory, on the virtual board shared memory.
+// Without the frame buffers, which are the driver's memory (shared memory on the virtual board).
 double ResidentBytes() {
   std::ifstream status("/proc/self/status");
   double kilobytes = 0;
@@ -71,7 +70,7 @@ double ResidentBytes() {
   return kilobytes * 1024;
 }
 
-// So long, and longer if need be until so many frames have come.
+// At least this long, and until this many frames have come.
 void WaitForFrames(std::chrono::milliseconds time, std::uint64_t wanted) {
   const std::uint64_t first = frames;
   const auto limit = Clock::now() + std::chrono::seconds(20);
@@ -117,7 +116,7 @@ std::function<Measurement()> Bare(const Scene& scene, Touch touch, const Options
 }
 
 void CompareStreams(Stream stream, Pace pace, const Options& options) {
-  // The board and the loop want the same processors: it takes more rounds to see the goal.
+  // The board and the loop compete for the processors, so it takes more rounds.
   const bool contended = stream == Stream::kImages && pace == Pace::kFreeRun;
   const int rounds = options.quick ? 1 : (contended ? 24 : 8);
   std::vector<std::function<Measurement()>> ways;
@@ -183,7 +182,7 @@ struct Latency {
 Latency MeasureLatency(const Scene& scene, std::chrono::milliseconds time) {
   StreamThroughLibrary(scene, NoteLatency);
   std::this_thread::sleep_for(std::chrono::milliseconds(100));
-  latency_count = 0;  // a handler at work may keep one sample of before
+  latency_count = 0;  // a running handler may still add one old sample
   std::this_thread::sleep_for(time);
   const std::size_t count = latency_count.load(std::memory_order_acquire);
   Samples samples;

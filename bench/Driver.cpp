@@ -26,7 +26,7 @@ int NextPoll(pollfd* fds, nfds_t count, int timeout) {
 
 }  // namespace
 
-// These stand in front of the board's.
+// These override the board's functions.
 #pragma GCC visibility push(default)
 extern "C" int ioctl(int fd, unsigned long request, ...) noexcept {
   static const auto next =
@@ -40,7 +40,7 @@ extern "C" int ioctl(int fd, unsigned long request, ...) noexcept {
   return next(fd, request, argument);
 }
 
-// By another name: the C library tells the compiler that poll only writes there.
+// Under another name, because the C library tells the compiler that poll only writes there.
 extern "C" int AnswerPoll(pollfd* fds, nfds_t count, int timeout) __asm__("poll");
 extern "C" int AnswerPoll(pollfd* fds, nfds_t count, int timeout) {
   bench::Driver* const driver = count == 2 ? DriverOf(fds[0].fd) : nullptr;
@@ -58,7 +58,7 @@ Driver::Driver() : ready_(eventfd(1, EFD_CLOEXEC)) {
   serving = this;
 }
 
-// The next one may be there already.
+// The next one may already exist.
 Driver::~Driver() {
   Driver* self = this;
   serving.compare_exchange_strong(self, nullptr);

@@ -6,9 +6,8 @@
 
 namespace bench {
 
-// A driver that always has the next buffer: no kernel and no virtual board is in the way of
-// the thread that takes it, unless the kernel's own waiting is wanted. The one made last is
-// served.
+// A driver that always has the next buffer. Neither the kernel nor the virtual board slows the
+// thread that takes it, unless the kernel's own wait is wanted. The driver created last is used.
 class Driver {
  public:
   Driver();
@@ -16,15 +15,15 @@ class Driver {
   Driver(const Driver&) = delete;
   Driver& operator=(const Driver&) = delete;
 
-  // Once there are no more buffers; the thread waits for its wake-up then.
+  // Called when there are no more buffers; the thread then waits for its wake-up.
   bool IsDone() const { return done_; }
 
   virtual bool Owns(int descriptor) const = 0;
 
-  // What the driver is asked; the result of the ioctl. False: the device behind it answers.
+  // Answers an ioctl. False: the device behind it answers.
   virtual bool Answer(unsigned long request, void* argument) = 0;
 
-  // The waiting of the thread for this device and its wake-up; the result of the poll.
+  // Answers the thread's poll for this device and its wake-up.
   int Wait(pollfd* device_and_wake_up, int timeout);
 
  protected:

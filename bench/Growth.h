@@ -9,22 +9,22 @@
 
 namespace bench {
 
-// As few as a straight line can be judged by.
+// The fewest points by which a straight line can be judged.
 inline constexpr std::size_t kQuickPoints = 4;
 
-// Times over a size: a tab-separated line a point, for bench/growth.gnuplot.
+// Times over a size: one tab-separated line per point, for bench/growth.gnuplot.
 class GrowthSeries {
  public:
   explicit GrowthSeries(std::string name) : name_(std::move(name)) {}
 
   // Sizes ascend.
   void Add(double size, const Comparison& times, const Samples* plain = nullptr);
-  // With nothing beside it but its own worst.
+  // Without a bare way next to it, only its own worst time.
   void Add(double size, const Samples& library, const Samples& worst);
 
-  // A row behind '#': how far the last quarter of the sizes lies from the straight line
-  // through the first half, the library's and the bare way's. 1 is on the line; a knee
-  // of the library's own is what goes beyond that and beyond the bare way's.
+  // Prints a row after '#': how far the last quarter of the sizes lies from the straight line
+  // through the first half, for the library and for the bare way. 1 is on the line. What exceeds
+  // both 1 and the bare way is the library's own bend.
   void PrintLinearity() const;
 
  private:

@@ -23,7 +23,7 @@ int prompt_slack = 0;
 
 }  // namespace
 
-// Stands in front of the board's.
+// Overrides the board's function.
 #pragma GCC visibility push(default)
 extern "C" int clock_nanosleep(clockid_t clock, int flags, const timespec* request,
                                timespec* remaining) {

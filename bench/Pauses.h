@@ -5,7 +5,7 @@
 
 namespace bench {
 
-// What a start-up slept. Kept without the heap, and fit to cross a pipe.
+// The sleeps of a start-up. Needs no heap and can be sent through a pipe.
 struct Pauses {
   std::array<unsigned, 8192> microseconds;  // asked for: the hardware's pauses
   std::size_t count = 0;
@@ -14,9 +14,8 @@ struct Pauses {
   double waiting = 0;  // wall time of the other sleeps
 };
 
-// Notes the sleeps of the calling thread. The library asks for prompt sleeps while it
-// pauses for the hardware, and only then: sleeps with the ordinary timer slack are
-// those in which it waits for its own threads.
+// Records the sleeps of the calling thread. The library asks for prompt sleeps only while it pauses
+// for the hardware. Sleeps with the ordinary timer slack are waits for its own threads.
 class PauseRecorder {
  public:
   explicit PauseRecorder(Pauses& into);

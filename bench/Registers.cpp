@@ -1,7 +1,7 @@
-// A register access of the library against its four system calls made bare, and a change of
-// a register, which nobody else's comes in between of, against the same made of single
-// accesses: on the virtual board, and with a plain file in place of /dev/mem, where the calls
-// are the kernel's own and cost the least that they can.
+// Compares a register access of the library with its four bare system calls, and an atomic change
+// of a register with the same change made of single accesses. Both run on the virtual board and
+// with a plain file in place of /dev/mem, where the calls are the kernel's own and as cheap as
+// possible.
 
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -26,12 +26,12 @@
 
 namespace {
 
-// What is opened for /dev/mem; null: what stands there.
+// Opened in place of /dev/mem; null: /dev/mem itself.
 const char* memory_path = nullptr;
 
 }  // namespace
 
-// Stands in front of the board's.
+// Overrides the board's function.
 #pragma GCC visibility push(default)
 extern "C" int open(const char* path, int flags, ...) {
   static const auto next =
@@ -59,7 +59,7 @@ constexpr std::size_t kMappedBytes = 255;
 constexpr std::uint32_t kBefore = 100000;  // what the register holds
 constexpr std::uint32_t kWritten = 200000;
 
-// What the library does for an access, and nothing else.
+// Exactly what the library does for an access.
 template <typename Touch>
 std::uint32_t FourCalls(Touch touch) {
   const int fd = open("/dev/mem", O_RDWR | O_NONBLOCK);

@@ -1,5 +1,5 @@
-// Image reorder against memcpy of the same frame and against the plain way, over
-// rotating buffers, as the driver's come: by its turn a frame has left the cache.
+// Compares image reorder with memcpy of the same frame and with the plain way. The buffers
+// rotate, as the driver's do: a frame has left the cache when its turn comes.
 
 #include <sys/mman.h>
 #include <unistd.h>
@@ -39,13 +39,13 @@ std::size_t CacheBytes() {
   return bytes > 0 ? static_cast<std::size_t>(bytes) : 0;
 }
 
-// As many as the driver has, or more if those were not twice the cache's size.
+// As many as the driver has, or more, to reach twice the cache's size.
 std::size_t RingLength(const Size& size, const Options& options) {
   if (options.quick) return 2;
   return std::max(kDriverBuffers, 2 * CacheBytes() / size.FrameBytes() + 1);
 }
 
-// Frames that begin on a page, as mapped driver buffers do.
+// Frames that start on a page boundary, as mapped driver buffers do.
 class Ring {
  public:
   Ring(std::size_t length, std::size_t frame_bytes)
@@ -75,7 +75,7 @@ class Ring {
   std::byte* memory_;
 };
 
-// A zeroed work area for every image, copied out to and back from.
+// Copies every image to a zeroed work area and back.
 void ReorderThePlainWay(std::byte* frame, const Size& size) {
   const std::size_t quarter = size.Pixels() / 4;
   const std::unique_ptr<std::byte[]> work(new std::byte[size.FrameBytes()]());
@@ -136,7 +136,7 @@ Times Measure(const Size& size, std::size_t length, int rounds) {
   for (int round = 0; round < rounds; ++round) {
     double took[kWays];
     for (int i = 0; i < kWays; ++i) {
-      const int way = (round + i) % kWays;  // nobody always follows the same one
+      const int way = (round + i) % kWays;  // no way always follows the same one
       for (int frame = 0; frame < kUntimed; ++frame) ways[way](frames.Frame(++turn));
       const double start = ThreadNanoseconds();
       for (int frame = 0; frame < kTimed; ++frame) ways[way](frames.Frame(++turn));

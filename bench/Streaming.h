@@ -3,8 +3,8 @@
 #include <atomic>
 #include <cstdint>
 
-// Two programs that take frames from the virtual board: an application of the
-// library, and the shortest loop that does without.
+// Two programs that take frames from the virtual board: an application of the library, and the
+// shortest loop that does without it.
 namespace bench {
 
 enum class Stream { kImages, kStrips };
@@ -21,11 +21,11 @@ struct Scene {
   unsigned rows = kFullRows;  // of an image
 };
 
-// What the bare loop does with an image: nothing, or what a change in place costs at
-// least, reading and writing every byte.
+// What the bare loop does with an image: nothing, or the least that a change in place costs,
+// which is to read and write every byte.
 enum class Touch { kNothing, kEveryByte };
 
-// Images, or strips, that have come.
+// Images, or strips, received so far.
 inline std::atomic<std::uint64_t> frames{0};
 
 using FrameHandler = void (*)(unsigned, unsigned, void*);
@@ -37,8 +37,8 @@ void CountStrips(unsigned strips, unsigned, void*);
 // Starts the library on a K3610.
 void StreamThroughLibrary(const Scene& scene, FrameHandler handler);
 
-// Sets the same board up through its registers, and takes every frame on a thread
-// that dequeues and queues.
+// Sets up the same board through its registers, and takes every frame on a thread that dequeues
+// and queues.
 void StreamBare(const Scene& scene, Touch touch);
 
 }  // namespace bench

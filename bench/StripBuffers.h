@@ -22,8 +22,8 @@ struct Load {
   std::size_t buffers;
 };
 
-// Buffers full of strips, each beginning on a page. The frame ids run on from buffer to
-// buffer, and begin anew with the first.
+// Buffers full of strips, each starting on a page boundary. The frame ids run on from buffer to
+// buffer and start again with the first.
 class StripBuffers {
  public:
   explicit StripBuffers(const Load& load) : load_(load), memory_(Map(load.buffers)) {
@@ -45,7 +45,7 @@ class StripBuffers {
   unsigned Place(std::size_t turn) const { return static_cast<unsigned>(turn % load_.buffers); }
   std::byte* Buffer(std::size_t turn) const { return memory_ + Place(turn) * kStripBufferBytes; }
 
-  // As the FPGA completes it: the library has cleared the count.
+  // Completes it as the FPGA does, because the library has cleared the count.
   std::byte* Filled(std::size_t turn) const {
     PutCount(Buffer(turn), load_.strips);
     return Buffer(turn);

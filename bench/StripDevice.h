@@ -7,8 +7,8 @@
 
 namespace bench {
 
-// The library's strip device over memory of its own, with a driver behind it that
-// answers at once. Subclasses are the driver.
+// The library's strip device over its own memory, with a driver that answers at once. Subclasses
+// are the driver.
 class StripDevice : public VeltranoSDK::DevFOps::V4l2Base, public Driver {
  public:
   StripDevice(std::byte* memory, unsigned buffers, std::size_t buffer_bytes);

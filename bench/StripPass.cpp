@@ -1,5 +1,5 @@
-// One pass of the strip thread, from a dequeued buffer to the next dequeue, against
-// a bare walk of the same headers.
+// Compares one pass of the strip thread, from one dequeue to the next, with a bare walk over the
+// same headers.
 
 #include <sys/mman.h>
 
@@ -25,7 +25,7 @@ namespace {
 
 using VeltranoSDK::StripHeader;
 
-// One copy of it, wherever it is called from.
+// Not inlined: the same code wherever it is called from.
 [[gnu::noinline]] std::uint32_t BareWalk(std::byte* buffer) {
   std::uint32_t count = 0;
   std::memcpy(&count, buffer + kStripBufferBytes - 8, sizeof count);
@@ -41,8 +41,8 @@ using VeltranoSDK::StripHeader;
 
 constexpr std::size_t kCachedBuffers = 4;
 
-// Serves as fast as it is taken. Before or after a batch of passes the same thread walks
-// as many buffers bare: one round.
+// Serves buffers as fast as they are taken. Before or after a batch of passes, the same thread
+// walks as many buffers bare: that is one round.
 class RacingDevice final : private StripBuffers, public StripDevice {
  public:
   RacingDevice(const Load& load, int rounds)
@@ -87,7 +87,7 @@ class RacingDevice final : private StripBuffers, public StripDevice {
   const std::uint32_t passes_;
   std::uint32_t pass_ = 0;
   std::size_t turn_ = 0;
-  volatile std::uint32_t walked_ = 0;  // so that nobody leaves the walk out
+  volatile std::uint32_t walked_ = 0;  // keeps the compiler from dropping the walk
   double start_ = 0;
   double bare_ = 0;
   Comparison times_;
@@ -120,7 +120,7 @@ void OnFault(int number, siginfo_t* info, void* context) {
   previous_action.sa_sigaction(number, info, context);
 }
 
-// Hands out buffers no page of which may be touched unnoticed.
+// Hands out buffers and notices every page that is touched.
 class WatchedDevice final : private StripBuffers, public StripDevice {
  public:
   explicit WatchedDevice(const Load& load)
@@ -142,8 +142,8 @@ class WatchedDevice final : private StripBuffers, public StripDevice {
   unsigned pages_ = 0;
 };
 
-// Three strips of 200 kB each: their headers and the count lie on four of the pages.
-// A copy would touch the other 156 as well.
+// Three strips of 200 kB each. Their headers and the count lie on four of the pages; a copy would
+// also touch the other 156.
 void PrintPagesTouched() {
   constexpr Load kLoad{3, 25000, kDriverBuffers};
   constexpr unsigned kHeadersAndCount = 4;

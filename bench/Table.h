@@ -9,12 +9,12 @@ namespace bench {
 
 // How long to measure, and what to print.
 struct Options {
-  bool quick = false;    // as little as gives every row; its figures mean nothing
+  bool quick = false;    // just enough to print every row; the figures mean nothing
   bool growth = false;   // series over sizes instead of the table
   bool profile = false;  // where the time of a start-up goes instead of the table
 };
 
-// A goal for a ratio or a number; without one the figure stands for itself.
+// A goal for a ratio or a number. Without one, the figure is only information.
 struct Goal {
   enum class Kind { kNone, kAtMost, kAtLeast };
   Kind kind = Kind::kNone;
@@ -23,13 +23,13 @@ struct Goal {
   static Goal AtMost(double value) { return {Kind::kAtMost, value}; }
   static Goal AtLeast(double value) { return {Kind::kAtLeast, value}; }
 
-  // Of the value as measured, not as it is shown.
+  // Judges the value as measured, not as shown.
   bool IsMet(double value_reached) const;
   std::string Text() const;
 };
 
-// One row of the table that scripts/bench prints: Markdown, padded so that it is
-// read in a terminal too.
+// One row of the table that scripts/bench prints: Markdown, padded to be readable in a terminal
+// too.
 struct Row {
   std::string what;
   std::string library;
@@ -47,7 +47,7 @@ void PrintHeading();
 std::string Time(double nanoseconds);
 std::string Number(double value, int digits);
 
-// "1.02 (0.98 .. 1.11)": median, and the tenth and ninetieth of a hundred.
+// "1.02 (0.98 .. 1.11)": the median, and the 10th and 90th percentile.
 inline constexpr int kRatioDigits = 2;
 std::string Spread(const Samples& ratio, int digits);
 
@@ -56,7 +56,7 @@ Row CompareTimes(std::string what, const Comparison& times, Goal goal = {},
 Row CompareRates(std::string what, const Comparison& per_second, Goal goal = {});
 Row Figure(std::string what, std::string value, std::string bare = {});
 
-// Reads --quick, --growth and --profile; ends the process at anything else.
+// Reads --quick, --growth and --profile; ends the process on anything else.
 Options ReadOptions(int argc, char** argv);
 
 }  // namespace bench

@@ -1,5 +1,5 @@
-// What it costs a capture thread to wait for its device and its wake-up in the kernel before
-// each dequeue: the same passes with that call and with an answer at once in its place.
+// What it costs a capture thread to wait in the kernel for its device and its wake-up before each
+// dequeue: the same passes with that call, and with an immediate answer in its place.
 
 #include <linux/videodev2.h>
 
@@ -16,7 +16,7 @@ namespace bench {
 
 namespace {
 
-// Two batches of passes a round, one of them with the kernel's waiting. A pass is from a
+// Two batches of passes per round, one of them with the kernel's wait. A pass goes from one
 // dequeue to the next.
 class WaitRace {
  public:
@@ -40,7 +40,7 @@ class WaitRace {
     pass_ = 0;
     first_of_round_ = !first_of_round_;
     if (first_of_round_) {
-      times_.AddRound(took_[1], took_[0]);  // and the next begins with what this one ended
+      times_.AddRound(took_[1], took_[0]);  // the next starts with the way that ended this one
     } else {
       in_kernel_ = !in_kernel_;
     }
@@ -78,8 +78,8 @@ class WaitedForStrips final : private StripBuffers, public StripDevice {
   std::size_t turn_ = 0;
 };
 
-// The image device is the library's own. The board's is behind it and is set up; once the
-// stream is on, its buffers are handed out in turn. Nothing else asks for a device meanwhile.
+// The image device is the library's own. The board's device behind it is set up; once the stream is
+// on, its buffers are handed out in turn. Nothing else asks for a device meanwhile.
 class WaitedForImages final : public Driver {
  public:
   WaitedForImages(int rounds, unsigned passes) : race_(rounds, passes) {}

@@ -1,4 +1,4 @@
-// What an application of the shared library gets, beside the same without it.
+// What an application gets from the shared library, next to the same without it.
 
 #include "Application.h"
 

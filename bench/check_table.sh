@@ -1,8 +1,7 @@
 #!/bin/sh
-# Runs the benchmarks for a moment and checks that every row is there with figures
-# that can be: positive times, ratios within reach of a busy machine. No time is
-# judged here. The programs themselves end with an error when a reordered image
-# differs from the plain way's.
+# Runs the benchmarks briefly and checks that every row is there with possible figures: positive
+# times, and ratios that a busy machine can reach. It judges no time. The programs themselves
+# fail if a reordered image differs from the plain way's.
 #   check_table.sh BENCH_HOT_PATHS BENCH_APPLICATION
 set -eu
 table=$("$1" --quick && "$2" --quick)

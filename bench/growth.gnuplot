@@ -1,6 +1,6 @@
-# gnuplot -e "points='...'; picture='...'": draws what the programs print with --growth.
-# Columns: series, x, library ns, bare ns, plain way ns, ratio, its p10, its p90;
-# of latency p50 and, for the plain way, p99.
+# gnuplot -e "points='...'; picture='...'": plots what the programs print with --growth.
+# Columns: series, x, library ns, bare ns, plain way ns, ratio, its p10, its p90. Latency has p50 as
+# library and p99 as plain way.
 set terminal pngcairo size 1950,900 font "DejaVu Sans,11" background "#ffffff"
 set output picture
 set datafile separator "\t"

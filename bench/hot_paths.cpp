@@ -1,5 +1,4 @@
-// What the capture threads do with a frame, each against the least that could do
-// the job.
+// What the capture threads do with a frame, each compared with a minimal equivalent.
 
 #include <cstdio>
 

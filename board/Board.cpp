@@ -5,7 +5,6 @@
 #include <atomic>
 #include <mutex>
 
-#include "BoardProfile.h"
 #include "Caller.h"
 #include "Clock.h"
 #include "Faults.h"
@@ -29,6 +28,7 @@ namespace board {
 namespace {
 
 namespace fpga = VeltranoSDK::fpga;
+namespace products = VeltranoSDK::products;
 
 std::atomic<bool> plugged_in{false};
 
@@ -37,44 +37,23 @@ struct Slot {
   std::shared_ptr<Board> board;
 };
 
-// Never destroyed: threads may be inside a device call until the process is gone.
+// Never destroyed: threads may be inside a device call until the process ends.
 Slot& TheSlot() {
   static Slot* slot = new Slot;
   return *slot;
 }
 
-const BoardProfile* FindProfile(const std::string& model) {
-  for (const BoardProfile& profile : kBoardProfiles) {
-    if (model.starts_with(profile.family)) return &profile;
-  }
-  return nullptr;
+// What the virtual product's FPGA and thermometer say.
+constexpr unsigned kFpgaVersion = 0x0100;
+constexpr double kDegrees = 40;
+
+unsigned RawTemperature(const products::Thermometer& thermometer) {
+  return static_cast<unsigned>((kDegrees - thermometer.offset) * thermometer.steps /
+                               thermometer.gain);
 }
 
-bool Contains(const std::string& model, std::string_view word) {
-  return model.find(word) != std::string::npos;
-}
-
-// One product is the model code alone, without any suffix.
-unsigned GmaxRows(const std::string& model) {
-  return model == "K3810" ? Gmax2509::kArrayRows / 2 : Gmax2509::kArrayRows;
-}
-
-// Boards that leave the reconstruction to the processor send shorter points.
-PointLayout PointsOf(const BoardProfile& profile, const std::string& model) {
-  if (!Contains(model, "arm_rebuild")) return PointLayout::kFull;
-  switch (profile.sensor) {
-    case SensorKind::kImx252:
-      return Contains(model, "ch16") ? PointLayout::kShort : PointLayout::kFull;
-    case SensorKind::kGsprint6502:
-    case SensorKind::kE2vFlash4k:
-      return PointLayout::kByMode;
-    default:
-      return PointLayout::kFull;
-  }
-}
-
-// Over a fork nobody is inside, and the slot and the frame generator are held, so that
-// the child finds them at rest.
+// During a fork no thread is inside, and the slot and the frame engine are locked, so the
+// child finds them at rest.
 std::shared_ptr<Board> board_at_fork;
 
 void BeforeFork() {
@@ -120,8 +99,8 @@ std::shared_ptr<Board> Board::Current() {
 }
 
 bool Board::PlugIn(const std::string& model) {
-  const BoardProfile* profile = FindProfile(model);
-  if (profile == nullptr) return false;
+  const products::Product* const product = products::FindProduct(model);
+  if (product == nullptr) return false;
   HandleForks();
   OwnDescriptors();
   Unplug();
@@ -129,7 +108,7 @@ bool Board::PlugIn(const std::string& model) {
   ClearFaults();
   ClearTranscript();
   EnableTranscript(true);
-  Replace(std::shared_ptr<Board>(new Board(*profile, model)));
+  Replace(std::shared_ptr<Board>(new Board(*product)));
   return true;
 }
 
@@ -137,7 +116,7 @@ void Board::Unplug() {
   const std::shared_ptr<Board> board = Current();
   if (board == nullptr) return;
   Replace(nullptr);
-  // Files still open keep the object alive; nobody shall wait in it any more.
+  // Open files keep the object alive, but nobody may go on waiting in it.
   for (const auto& device : board->devices_) device->Unplug();
 }
 
@@ -149,17 +128,20 @@ Kind* Board::Add(Args&&... args) {
   return plain;
 }
 
-Board::Board(const BoardProfile& profile, const std::string& model)
-    : profile_(profile), fpga_(std::make_shared<FpgaModel>(profile.fpga_version)) {
-  Add<Memory>(fpga_, profile.regions);
+Board::Board(const products::Product& product)
+    : family_(product.family),
+      fpga_(std::make_shared<FpgaModel>(family_.series << fpga::kFpgaSeries.shift | kFpgaVersion)) {
+  const products::Board& wiring = family_.board;
+  const auto lines = wiring.gpio.All();
+  Add<Memory>(fpga_, wiring.processor.regions);
   for (unsigned i = 0; i < 2; ++i) {
     video_[i] = Add<VideoNode>(i);
     uio_[i] = Add<Uio>(i);
   }
   I2cBus* i2c[] = {Add<I2cBus>(0u), Add<I2cBus>(1u)};
-  gpio_ = Add<Gpio>(std::vector<unsigned>(profile.gpio.begin(), profile.gpio.end()));
-  temperature_ = Add<IioTemperature>(
-      std::vector<std::string>{std::string(profile.temperature_file)}, profile.temperature_raw);
+  gpio_ = Add<Gpio>(std::vector<unsigned>(lines.begin(), lines.end()));
+  temperature_ = Add<IioTemperature>(std::vector<std::string>{wiring.processor.thermometer.file},
+                                     RawTemperature(wiring.processor.thermometer));
   watchdog_ = Add<Watchdog>();
   Add<UDmaBuf>();
 
@@ -169,45 +151,36 @@ Board::Board(const BoardProfile& profile, const std::string& model)
   };
   const auto fit_i2c_sensor = [&](auto sensor) {
     sensor_ = sensor;
-    attach(profile.sensor_bus, "sensor", sensor);
+    attach(wiring.sensor_bus.number, "sensor", sensor);
   };
   const auto fit_spi_sensor = [&](auto sensor) {
     sensor_ = sensor;
-    Add<SpiBus>(profile.sensor_bus, 0u, sensor);
+    Add<SpiBus>(wiring.sensor_bus.number, 0u, sensor);
     chips_.emplace_back("sensor", sensor);
   };
-  switch (profile.sensor) {
-    case SensorKind::kImx273:
-      fit_i2c_sensor(std::make_shared<Imx273>());
-      break;
-    case SensorKind::kImx252:
-      fit_i2c_sensor(std::make_shared<Imx252>());
-      break;
-    case SensorKind::kGmax2509:
-      fit_spi_sensor(std::make_shared<Gmax2509>(GmaxRows(model)));
-      break;
-    case SensorKind::kGsprint6502:
-      fit_spi_sensor(std::make_shared<Gsprint6502>());
-      break;
-    case SensorKind::kE2vFlash4k:
-      fit_spi_sensor(std::make_shared<E2vFlash4k>());
-      break;
+  const auto carries = [&](const products::ImageSensor& kind) { return &family_.sensor == &kind; };
+  if (carries(products::kImx273)) fit_i2c_sensor(std::make_shared<Imx273>());
+  if (carries(products::kImx252)) fit_i2c_sensor(std::make_shared<Imx252>());
+  if (carries(products::kGmax2509)) {
+    fit_spi_sensor(std::make_shared<Gmax2509>(product.Height()));
   }
-  if (profile.pot == PotKind::kAd5175) {
+  if (carries(products::kGsprint6502)) fit_spi_sensor(std::make_shared<Gsprint6502>());
+  if (carries(products::kE2vFlash4k)) fit_spi_sensor(std::make_shared<E2vFlash4k>());
+  if (family_.laser_power_chip == products::kAd5175) {
     const auto pot = std::make_shared<Ad5175>();
     laser_power_ = pot;
-    attach(profile.laser_bus, "pot", pot);
+    attach(wiring.laser_bus.number, "pot", pot);
   } else {
     const auto pot = std::make_shared<Tpl0401>();
     laser_power_ = pot;
-    attach(profile.laser_bus, "pot", pot);
+    attach(wiring.laser_bus.number, "pot", pot);
   }
-  attach(profile.laser_bus, "da", std::make_shared<DaConverter>());
+  attach(wiring.laser_bus.number, "da", std::make_shared<DaConverter>());
   attach(0, "eeprom", std::make_shared<Eeprom>());
 
   engine_ = std::make_unique<FrameEngine>(
       EngineWiring{fpga_, sensor_, [this] { return LaserPower(); }, &video_[0]->Buffers(),
-                   &video_[1]->Buffers(), PointsOf(profile, model)});
+                   &video_[1]->Buffers(), product.points});
   fpga_->signals.software_trigger = [this] { engine_->SoftwareTrigger(); };
   fpga_->signals.acquisition_stop = [this] { engine_->ForgetTriggers(); };
   fpga_->signals.frame_id_reset = [this] { engine_->ResetFrameId(); };
@@ -218,7 +191,7 @@ Board::Board(const BoardProfile& profile, const std::string& model)
 }
 
 Board::~Board() {
-  engine_.reset();  // before the devices its thread works on
+  engine_.reset();  // before the devices that its thread uses
 }
 
 Device* Board::Find(const std::string& path) const {
@@ -249,7 +222,8 @@ ChipAccess* Board::chip(const std::string& name) {
 
 // The line source needs both of its enable lines.
 double Board::LaserPower() const {
-  const bool on = gpio_->Level(profile_.gpio[0]) == 1 && gpio_->Level(profile_.gpio[1]) == 1;
+  const products::GpioLines& lines = family_.board.gpio;
+  const bool on = gpio_->Level(lines.laser1) == 1 && gpio_->Level(lines.laser2) == 1;
   return on ? laser_power_->Power() : 0;
 }
 

@@ -18,15 +18,13 @@
 
 namespace board {
 
-struct BoardProfile;
-
 // The board that is plugged in: its FPGA, chips and device nodes, wired together.
 class Board {
  public:
-  // Null when none is plugged in. The first is quicker and takes no lock.
+  // Null when no board is plugged in. The first is faster and takes no lock.
   static bool PluggedIn();
   static std::shared_ptr<Board> Current();
-  // False for a model no board is known for; the current one then stays.
+  // False for an unknown model; the current board then stays.
   static bool PlugIn(const std::string& model);
   static void Unplug();
 
@@ -36,10 +34,10 @@ class Board {
 
   // The device behind a path, or null.
   Device* Find(const std::string& path) const;
-  // The one the transcript calls so, or null.
+  // The device that the transcript calls so, or null.
   Device* Named(const std::string& name) const;
 
-  // Open files of a device by name; -1: no such device, or it does not count.
+  // Open files of a device; -1: no such device, or it does not count them.
   int OpenFiles(const std::string& device) const;
 
   FpgaModel& fpga() { return *fpga_; }
@@ -49,19 +47,19 @@ class Board {
   IioTemperature& temperature() { return *temperature_; }
   Uio& uio(unsigned index) { return *uio_[index]; }
   ImageSensorChip* sensor() { return sensor_.get(); }
-  // "sensor", "pot", "da", "eeprom"; null: the board has none.
+  // "sensor", "pot", "da", "eeprom"; null if the board has none.
   ChipAccess* chip(const std::string& name);
 
   void DriveExternalTrigger(bool level);
   void ReportDaArrived();
 
  private:
-  Board(const BoardProfile& profile, const std::string& model);
+  explicit Board(const VeltranoSDK::products::Product& product);
   template <typename Kind, typename... Args>
   Kind* Add(Args&&... args);
   double LaserPower() const;
 
-  const BoardProfile& profile_;
+  const VeltranoSDK::products::Family& family_;
   std::shared_ptr<FpgaModel> fpga_;
   std::vector<std::unique_ptr<Device>> devices_;
   std::vector<std::pair<std::string, std::shared_ptr<ChipAccess>>> chips_;

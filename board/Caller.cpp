@@ -21,7 +21,7 @@ struct CallerState {
 };
 thread_local CallerState caller;
 
-// All but those by which the processor reports a mistake, and a register access.
+// All but the signals with which the processor reports an error, or a register access.
 sigset_t DeferrableSignals() {
   sigset_t signals;
   sigfillset(&signals);
@@ -31,12 +31,12 @@ sigset_t DeferrableSignals() {
   return signals;
 }
 
-// Through a pointer the compiler cannot see through: it knows that syscall()
-// throws nothing, and would leave out what the unwind of a cancelled thread needs.
+// Called through a pointer that the compiler cannot see through. It knows that syscall() does
+// not throw, and would leave out what unwinding a cancelled thread needs.
 using RawSyscall = long (*)(long, ...);
 RawSyscall volatile raw_syscall = reinterpret_cast<RawSyscall>(&syscall);
 
-// Threads inside, and forks that wait until there are none.
+// Threads inside, and forks waiting until there are none.
 std::atomic<unsigned> inside{0};
 std::atomic<unsigned> forks{0};
 
@@ -56,7 +56,7 @@ void GoInside() {
 struct Wait {
   long number;
   long arguments[5];
-  bool lets_signals_in;  // by itself, in the same moment as it begins to wait
+  bool lets_signals_in;  // itself, atomically with the start of the wait
 };
 
 template <typename Pointer>
@@ -85,8 +85,9 @@ __attribute__((noinline)) long AsTheCallerWould(const Wait& wait) {
   const int error = errno;
   if (endable) {
     pthread_setcanceltype(PTHREAD_CANCEL_DEFERRED, &ignored);
-    // A cancellation that saw the thread open to it may be on its way as a signal, and
-    // could end it in any later call. The C library's own blocking calls wait for it.
+    // A cancellation sent while the thread could be cancelled may still be on its way as a
+    // signal, and could end the thread in any later call. A blocking call of the C library
+    // waits for it.
     real::Poll(nullptr, 0, 0);
     pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &ignored);
     pthread_setcanceltype(outside.cancel_type, &ignored);
@@ -118,7 +119,7 @@ long WaitForAny(pollfd* fds, nfds_t count, const timespec* timeout, const sigset
 }
 
 void EnterBoard(bool cancellation_point) {
-  // Off first: with asynchronous cancellation every further line could be the last.
+  // First of all: with asynchronous cancellation the thread could end at any line.
   int before = 0;
   pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &before);
   if (caller.depth == 0) {
@@ -138,7 +139,7 @@ void EnterBoard(bool cancellation_point) {
 void LeaveBoard() {
   if (--caller.depth > 0) return;
   GoOutside();
-  // A handler that runs as soon as its signal is let through makes calls of its own.
+  // A handler that runs as soon as its signal is unblocked may call the board.
   const CallerState outside = caller;
   int ignored = 0;
   errno = outside.error;
@@ -154,7 +155,7 @@ void KeepEverybodyOut() {
 
 void LetEverybodyIn(bool child) {
   if (child) {
-    // No other thread came along, whatever it was about to do.
+    // No other thread exists in the child.
     inside = 0;
     forks = 0;
     return;

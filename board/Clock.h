@@ -7,8 +7,8 @@
 
 namespace board {
 
-// The board's time in nanoseconds since power-up: real time, plus what skipped
-// sleeps and free-running triggers have put on top.
+// The board's time in nanoseconds since power-up: real time plus skipped sleeps and the steps
+// of free-running triggers.
 std::int64_t NowNs();
 void AdvanceNs(std::int64_t nanoseconds);
 void RestartClock();
@@ -20,7 +20,7 @@ constexpr timespec ToTimespec(std::int64_t nanoseconds) {
   return {nanoseconds / kNsPerSecond, nanoseconds % kNsPerSecond};
 }
 constexpr auto kMaxNs = std::numeric_limits<std::int64_t>::max();
-// Negative: no valid length of time. One too long to count is the longest there is.
+// Negative: not a valid time. A time too long to count becomes the longest possible.
 constexpr std::int64_t ToNs(const timespec& time) {
   if (time.tv_sec < 0 || time.tv_nsec < 0 || time.tv_nsec >= kNsPerSecond) return -1;
   if (time.tv_sec >= kMaxNs / kNsPerSecond) return kMaxNs;

@@ -1,4 +1,4 @@
-// The C control interface and the set-up from the environment.
+// The C control interface, and set-up from the environment.
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -25,8 +25,8 @@ namespace {
 using board::Board;
 namespace fpga = VeltranoSDK::fpga;
 
-// Nothing here waits: no thread ends in it, and no signal handler runs. Everything that
-// allocates is in here too (see Heap.cpp).
+// Nothing in here waits, so no thread ends in it and no signal handler runs. Everything that
+// allocates goes through it (see Heap.cpp).
 struct Inside {
   Inside() { board::EnterBoard(false); }
   ~Inside() { board::LeaveBoard(); }
@@ -34,7 +34,7 @@ struct Inside {
   Inside& operator=(const Inside&) = delete;
 };
 
-// The answer of the board that is plugged in, or `otherwise`.
+// The answer of the current board, or `otherwise` if there is none.
 template <typename Result, typename Ask>
 Result AskBoard(Result otherwise, Ask ask) {
   const Inside inside;
@@ -57,8 +57,8 @@ const char* Environment(const char* name) {
   return value != nullptr && *value != '\0' ? value : nullptr;
 }
 
-// "@FILE" stands for what is in the file. A hunt for faults that were not planted would
-// mislead, so the process ends.
+// "@FILE" stands for the file's content. A test with faults that were not planted would
+// mislead, so a bad fault ends the process.
 void PlantFaultsOrEnd(const char* faults) {
   std::string text = faults;
   std::string wrong;
@@ -79,7 +79,7 @@ __attribute__((constructor)) void SetUpFromEnvironment() {
   if (model == nullptr) return;
   const Inside inside;
   if (tessaline_board_select(model) != 0) {
-    std::fprintf(stderr, "TESSALINE_BOARD: no board is known for model \"%s\"\n", model);
+    std::fprintf(stderr, "TESSALINE_BOARD: there is no board for model \"%s\"\n", model);
     return;
   }
   if (const char* factor = Environment("TESSALINE_BOARD_SLEEP")) {

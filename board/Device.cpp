@@ -54,7 +54,7 @@ constexpr std::array kRequests{
     NamedRequest{WDIOC_GETTIMELEFT, "WDIOC_GETTIMELEFT"},
 };
 
-// The request carries its length, so messages have no one number.
+// The request contains the message length, so there is no single number for it.
 bool IsSpiMessage(unsigned long request) {
   return (request & ~(static_cast<unsigned long>(_IOC_SIZEMASK) << _IOC_SIZESHIFT)) ==
          _IOC(_IOC_WRITE, SPI_IOC_MAGIC, 0, 0);

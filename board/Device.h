@@ -14,9 +14,9 @@
 
 namespace board {
 
-// One open file description of a device. Every operation returns what the system
-// call would, or the negative errno. Calls come from any thread, with the
-// caller's cancellation switched off; only a wait (see Caller.h) lets it through.
+// One open file description of a device. Every operation returns what the system call would,
+// or the negative errno. Calls come from any thread, with the caller's cancellation off; only
+// a wait (see Caller.h) lets it through.
 class OpenFile {
  public:
   OpenFile() = default;
@@ -24,19 +24,19 @@ class OpenFile {
   OpenFile(const OpenFile&) = delete;
   OpenFile& operator=(const OpenFile&) = delete;
 
-  // As fcntl returns and sets them: what of the flags of open stays with the file.
+  // The status flags, as fcntl gets and sets them.
   int Flags() const { return flags_; }
   void SetFlags(int flags) { flags_ = flags; }
 
   virtual ssize_t Read(void* buffer, std::size_t size);         // default: EINVAL
   virtual ssize_t Write(const void* buffer, std::size_t size);  // default: EINVAL
   virtual int Ioctl(unsigned long request, void* argument);     // default: ENOTTY
-  // The address to hand out, or the negative errno as a pointer value; default: ENODEV.
+  // The address to return, or the negative errno as a pointer value; default: ENODEV.
   virtual std::intptr_t Mmap(void* hint, std::size_t length, int protection, int flags,
                              off_t offset);
   // Which of `events` hold now (POLLIN, POLLOUT...); default: readable and writable.
   virtual short Ready(short events);
-  // Where a file that is not always ready shows it is, once it was asked; default: null.
+  // The sign of a file that is not always ready; default: null.
   virtual PollSign* Sign() { return nullptr; }
 
  protected:
@@ -56,21 +56,21 @@ class Device {
   Device(const Device&) = delete;
   Device& operator=(const Device&) = delete;
 
-  // As transcript and faults name it: "video0", "i2c-1", "gpio".
+  // The name in transcript and faults: "video0", "i2c-1", "gpio".
   virtual std::string Name() const = 0;
   virtual bool Claims(const std::string& path) const = 0;
   virtual OpenResult Open(const std::string& path, int flags) = 0;
-  // Without poll in its driver a device is ready at any time, whatever it is asked.
+  // Without poll in its driver, a device is always ready for everything.
   virtual void SetPoll(bool /*implemented*/) {}
-  // The board is gone: calls that wait in the device's files return.
+  // The board is unplugged: calls that wait in the device's files return.
   virtual void Unplug() {}
 };
 
-// An ioctl that transfers only half: of the messages (I2C_RDWR), of the bytes of each
-// transfer (SPI_IOC_MESSAGE). Any other is made in full.
+// Makes an ioctl transfer only half: of the messages (I2C_RDWR), or of the bytes of each
+// transfer (SPI_IOC_MESSAGE). Any other ioctl is made in full.
 int IoctlCutShort(OpenFile& file, unsigned long request, void* argument);
 
-// The printable name of an ioctl request, "VIDIOC_DQBUF"; "ioctl" when unknown.
+// The printable name of an ioctl request, such as "VIDIOC_DQBUF"; "ioctl" when unknown.
 std::string IoctlName(unsigned long request);
 
 }  // namespace board

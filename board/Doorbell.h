@@ -1,3 +1,9 @@
+// What a blocked call waits on.
+//
+// The trick is a counter instead of a flag. A waiter finds nothing to do while it holds its
+// lock, reads Count() under that same lock, releases it, and waits until the count has
+// moved on. A ring between the unlock and the wait changes the count, so none is missed, and
+// Ring() needs no lock. The wait is a futex on the counter.
 #pragma once
 
 #include <atomic>
@@ -5,17 +11,13 @@
 
 namespace board {
 
-// What a blocked call waits on. The waiter reads Count() while it holds the lock
-// under which it found nothing to do, lets the lock go, and waits for the count
-// to move on; nobody's ring in between is missed.
 class Doorbell {
  public:
   std::uint32_t Count() const { return count_.load(std::memory_order_acquire); }
   void Ring();
 
-  // Waits until the count is no longer `seen`, or the timeout (nanoseconds;
-  // negative: none) is over. The thread may end in here: see Caller.h. Returns
-  // false on timeout.
+  // Waits until the count is no longer `seen`, or until the timeout (nanoseconds;
+  // negative: none). Returns false on timeout. The thread may end in here, see Caller.h.
   bool Wait(std::uint32_t seen, std::int64_t timeout_ns = -1);
 
  private:

@@ -20,7 +20,7 @@ namespace fpga = VeltranoSDK::fpga;
 
 using Words = std::vector<std::string>;
 
-// 0 for what is no name of an error.
+// 0 if it is not the name of an error.
 int ErrnoOf(const std::string& name) {
   for (int error = 1; error <= EHWPOISON; ++error) {
     if (ErrnoName(error) == name) return error;
@@ -45,7 +45,7 @@ auto Find(const Table& table, std::string_view name) -> decltype(table.data()) {
   return found == table.end() ? nullptr : &*found;
 }
 
-// Decimal or 0x...; false when it is no number.
+// Decimal or 0x...; false if it is not a number.
 bool Parse(std::string_view word, unsigned& value) {
   const bool hexadecimal = word.starts_with("0x");
   if (hexadecimal) word.remove_prefix(2);
@@ -54,7 +54,7 @@ bool Parse(std::string_view word, unsigned& value) {
   return parsed.ec == std::errc() && parsed.ptr == end && !word.empty();
 }
 
-// The numbers SKIP and COUNT, which may be left out: at once, and always.
+// The optional numbers SKIP and COUNT; without them the fault comes at once, and always.
 bool ParseWhen(const Words& words, std::size_t at, unsigned& skip, unsigned& count) {
   skip = count = 0;
   if (words.size() > at + 2) return false;
@@ -152,7 +152,7 @@ std::string PlantFaults(std::string_view text) {
     const Words words = Split(fault);
     if (words.empty()) continue;
     const Kind* const kind = Find(kKinds, words.front());
-    if (kind == nullptr) return fmt::format("\"{}\" is no kind of fault", words.front());
+    if (kind == nullptr) return fmt::format("\"{}\" is not a kind of fault", words.front());
     if (!kind->plant(words)) return fmt::format("\"{}\" is not: {}", fault, kind->usage);
   }
   return {};

@@ -5,11 +5,11 @@
 
 namespace board {
 
-// Plants the faults of a text on the board that is plugged in; docs/virtual-board.md has
-// its words. Faults are separated by semicolons or line ends; behind a # is a comment.
+// Plants faults, given as text (see docs/virtual-board.md), on the current board. Faults are
+// separated by semicolons or line ends; # starts a comment.
 //
-// Returns what is wrong with the first fault that makes no sense, or nothing. Those before
-// it are planted.
+// Returns what is wrong with the first invalid fault, or nothing. The faults before it are
+// planted.
 std::string PlantFaults(std::string_view text);
 
 }  // namespace board

@@ -10,7 +10,7 @@
 namespace board {
 namespace {
 
-// `skip` matching calls pass, then `left` fail; unlimited when it began as 0.
+// `skip` matching calls pass, then `left` fail; unlimited if `left` started as 0.
 struct Countdown {
   unsigned skip;
   unsigned left;
@@ -52,7 +52,7 @@ Plan& ThePlan() {
   return *plan;
 }
 
-// Most runs plant nothing: one look and no lock then.
+// Most runs plant nothing: then this is one load and no lock.
 std::atomic<bool> anything_planted{false};
 
 bool Matches(const std::string& pattern, std::string_view name) {

@@ -6,10 +6,10 @@
 
 namespace board {
 
-// The planted failures. Both questions use up one matching call or frame.
+// The planted failures. Each query uses up one matching call or frame.
 
-// What is planted for a call: an errno it shall fail with, or that it does half of
-// what it is asked. Either is in the transcript.
+// What is planted for a call: the errno to fail with, or to do half of what is asked. Both are
+// recorded in the transcript.
 struct CallFate {
   int error = 0;
   bool cut_short = false;

@@ -25,8 +25,8 @@ struct Table {
   std::mutex mutex;
   std::map<int, Entry> entries;
 
-  // Both with the mutex held; what they return is destroyed after it is let go, because a
-  // close may have work to do.
+  // Call both with the mutex held. Destroy what they return after unlocking, because a close
+  // may have work to do.
   Entry Put(int fd, Entry entry) {
     is_ours[static_cast<std::size_t>(fd)] = true;
     return std::exchange(entries[fd], std::move(entry));
@@ -53,7 +53,7 @@ int NewDescriptor(OpenFile& file, bool close_on_exec) {
   return fd < 0 ? -errno : fd;
 }
 
-// A number that the kernel has just given out.
+// For a number that the kernel has just handed out.
 int Enter(int fd, Entry entry) {
   if (fd >= kMaxDescriptors) {
     real::Close(fd);
@@ -90,7 +90,8 @@ int DuplicateOnto(int fd, int target, int flags) {
   Entry before;
   Table& table = TheTable();
   const std::lock_guard lock(table.mutex);
-  // Nobody may find the new file behind the old entry, nor an eventfd behind none.
+  // The entry changes first: nobody may see the new file with the old entry, or an eventfd
+  // without one.
   const auto found = table.entries.find(fd);
   const bool ours = found != table.entries.end();
   const bool was_ours = table.entries.contains(target);

@@ -1,8 +1,10 @@
-// The board's own heap. What it does is done by the kernel elsewhere, which needs nothing of
-// the process: a signal handler may call it where it has interrupted malloc. Here that
-// would find the heap of the C library locked, or half changed. So all that the board
-// allocates in C++ comes from here, and never while a signal can come: a thread is
-// inside (see Caller.h), or it is the frame generator's.
+// The board's own heap.
+//
+// A signal handler may make a system call while it has interrupted malloc, because the kernel
+// does not use the process's heap. The board does the kernel's work inside the process: there,
+// malloc would find the C library's heap locked or half changed. So operator new of this
+// library allocates from here, and only where no signal can come: on a thread that is inside
+// the board (see Caller.h), which blocks signals, or on the frame engine's thread.
 
 #include <sys/mman.h>
 
@@ -18,17 +20,17 @@
 namespace board {
 namespace {
 
-// Blocks come in sizes: multiples of 16 bytes up to 1 KiB, powers of two up to 64 KiB. A
-// block that is freed waits for the next of its size; it never becomes another.
+// Block sizes are multiples of 16 bytes up to 1 KiB, then powers of two up to 64 KiB. A freed
+// block waits for the next request of its size; it is never split or merged.
 constexpr std::size_t kStep = alignof(std::max_align_t);
 constexpr std::size_t kLargestSmall = 1024;
 constexpr std::size_t kLargest = 64 * 1024;
 constexpr std::size_t kRegionBytes = 1024 * 1024;  // that blocks are cut from
 
-// Also what is in front of a block that is handed out.
+// The header in front of every block.
 struct alignas(kStep) Block {
   std::size_t bytes;
-  Block* next;  // free ones
+  Block* next;  // in the list of free ones
 };
 
 constexpr std::size_t SizeFor(std::size_t bytes) {
@@ -44,7 +46,7 @@ constexpr std::size_t ListFor(std::size_t size) {
 std::byte* Pages(std::size_t bytes) {
   void* const pages =
       real::Mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-  if (pages == MAP_FAILED) std::abort();  // as good as any end without memory
+  if (pages == MAP_FAILED) std::abort();  // no other way to go on without memory
   return static_cast<std::byte*>(pages);
 }
 

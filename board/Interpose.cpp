@@ -40,7 +40,7 @@ int OpenAny(int directory, const char* path, int flags, mode_t mode) {
     const int fd = InBoard(true, [=] { return OpenDevice(path, flags); });
     if (fd != kNotOurs) return AsSystemCall(fd);
   }
-  // That call itself is none.
+  // The call itself is not a cancellation point.
   pthread_testcancel();
   return real::Open(directory, path, flags, mode);
 }
@@ -90,8 +90,8 @@ mode_t ModeArgument(int flags, va_list arguments) {
 }  // namespace
 }  // namespace board
 
-// The C library declares some of these with attributes (nonnull, throw()) that a
-// definition may not repeat on every compiler version; the names are what counts.
+// The C library declares some of these with attributes (nonnull, throw()) that a definition
+// may not repeat on every compiler version. Only the names matter.
 #pragma GCC visibility push(default)
 extern "C" {
 
@@ -127,7 +127,7 @@ int openat64(int directory, const char* path, int flags, ...) {
   return board::OpenAny(directory, path, flags, mode);
 }
 
-// What a program built with FORTIFY calls.
+// Programs built with FORTIFY call these.
 int __open_2(const char* path, int flags) { return board::OpenAny(AT_FDCWD, path, flags, 0); }
 int __open64_2(const char* path, int flags) { return board::OpenAny(AT_FDCWD, path, flags, 0); }
 

@@ -1,4 +1,4 @@
-// Descriptors themselves: their duplicates, their flags, their end.
+// Descriptors themselves: duplicating them, their flags, closing them.
 
 #include <errno.h>
 #include <fcntl.h>
@@ -15,7 +15,7 @@
 namespace board {
 namespace {
 
-// What fcntl changes of a file's flags.
+// The flags of a file that fcntl can change.
 constexpr int kChangeable = O_APPEND | O_ASYNC | O_NONBLOCK;
 
 int CloseAny(int fd) {
@@ -29,7 +29,7 @@ int DuplicateAny(int fd) {
   return AsSystemCall(InBoard(false, [=] { return Duplicate(fd, 0, false); }));
 }
 
-// True where the table is to know of it.
+// True if the table must know of it.
 bool ConcernsBoard(int fd, int target) {
   const bool known =
       IsBoardDescriptor(fd) || IsBoardDescriptor(target) || IsPrivateDescriptor(target);
@@ -51,7 +51,7 @@ int ControlFile(int fd, int command, long argument) {
   });
 }
 
-// The rest the kernel does for this descriptor as for any other.
+// The kernel does the rest, as for any other descriptor.
 int ControlAny(int fd, int command, long argument) {
   if (!IsBoardDescriptor(fd)) return real::Fcntl(fd, command, argument);
   const bool duplicate = command == F_DUPFD || command == F_DUPFD_CLOEXEC;
@@ -67,7 +67,7 @@ int ControlAny(int fd, int command, long argument) {
 }
 
 int CloseRangeAny(unsigned first, unsigned last, int flags) {
-  // With any flag nothing is closed yet, or not for all threads.
+  // With any flag, nothing is closed yet, or not for all threads.
   if (flags != 0 || first > last || !OwnsDescriptors()) {
     return real::CloseRange(first, last, flags);
   }

@@ -18,13 +18,13 @@ namespace {
 
 constexpr std::int64_t kForever = -1;
 constexpr short kReadable = POLLIN | POLLRDNORM;
-// Signs show that a file can be read. For all else it is looked at again.
+// Signs only show that a file can be read. For anything else it is polled again.
 constexpr std::int64_t kLookAgainNs = 20'000'000;
 
 struct Look {
   int ready;       // descriptors of the board, or the negative errno
-  bool others;     // there are descriptors that are none of the board's
-  bool all_shown;  // the kernel sees when one of the board's becomes ready
+  bool others;     // some descriptors are not the board's
+  bool all_shown;  // the kernel sees it when one of the board's becomes ready
 };
 
 short ReadyNow(const Entry& entry, short events) {
@@ -33,8 +33,8 @@ short ReadyNow(const Entry& entry, short events) {
   return entry.file->Ready(events);
 }
 
-// Asks the board's files, and prepares what the kernel is to wait for. Out of line: what
-// is destroyed in here must not be in the frame that waits.
+// Asks the board's files, and prepares what the kernel is to wait for. Out of line, to keep
+// destructors out of the frame that waits.
 __attribute__((noinline)) Look LookAtBoard(pollfd* fds, pollfd* for_kernel, nfds_t count,
                                            bool first) {
   Look look{0, false, true};
@@ -61,7 +61,7 @@ __attribute__((noinline)) Look LookAtBoard(pollfd* fds, pollfd* for_kernel, nfds
   return look;
 }
 
-// What the kernel said of those that are none of the board's.
+// What the kernel said about those that are not the board's.
 int TakeOthers(pollfd* fds, const pollfd* from_kernel, nfds_t count) {
   int ready = 0;
   for (nfds_t i = 0; i < count; ++i) {
@@ -112,7 +112,7 @@ int PpollAny(pollfd* fds, nfds_t count, const timespec* timeout, const sigset_t*
   return AsSystemCall(InBoard(true, [=] { return PollBoard(fds, count, timeout_ns, signals); }));
 }
 
-// For those who ask the kernel alone.
+// For calls that ask only the kernel.
 void KeepShown(int fd) {
   if (!IsBoardDescriptor(fd)) return;
   InBoard(false, [=] {
@@ -153,7 +153,7 @@ int __ppoll_chk(pollfd* fds, nfds_t count, const timespec* timeout, const sigset
   return board::PpollAny(fds, count, timeout, signals);
 }
 
-// Of these the kernel knows enough: whether a file can be read.
+// For these the kernel knows enough: whether a file can be read.
 int select(int count, fd_set* read, fd_set* write, fd_set* except, timeval* timeout) {
   board::KeepShown(count, read);
   return board::real::Select(count, read, write, except, timeout);

@@ -16,7 +16,7 @@
 namespace board {
 namespace {
 
-// The sleep factor at work; 1 changes nothing, not even by rounding.
+// Applies the sleep factor; 1 changes nothing, not even by rounding.
 std::int64_t Scaled(std::int64_t nanoseconds, double factor) {
   if (factor == 1) return nanoseconds;
   const double scaled = static_cast<double>(nanoseconds) * factor;
@@ -30,8 +30,8 @@ void NoteSleep(std::int64_t nanoseconds) {
   });
 }
 
-// Skipped, it still lets others run and still is a cancellation point. Nothing is left of
-// it that a signal could interrupt.
+// A skipped sleep still lets others run and is still a cancellation point. No signal can
+// interrupt it.
 int SkipSleep(clockid_t clock, std::int64_t nanoseconds) {
   AdvanceNs(nanoseconds);
   sched_yield();
@@ -40,8 +40,8 @@ int SkipSleep(clockid_t clock, std::int64_t nanoseconds) {
   return error == EINTR ? 0 : error;
 }
 
-// 0, or the error. What remains is in the caller's measure, as is what the board's clock
-// has gone on by.
+// 0, or the error. Both the remaining time and the advance of the board's clock are in the
+// caller's unscaled time.
 int SleepFor(clockid_t clock, std::int64_t asked, timespec* remaining) {
   if (asked < 0) return EINVAL;
   const double factor = SleepFactor();
@@ -87,7 +87,7 @@ int nanosleep(const timespec* request, timespec* remaining) {
 }
 
 int clock_nanosleep(clockid_t clock, int flags, const timespec* request, timespec* remaining) {
-  // An absolute time stays the process's own business.
+  // Absolute times are passed on unchanged.
   if (!board::Board::PluggedIn() || (flags & TIMER_ABSTIME) != 0) {
     return board::real::ClockNanosleep(clock, flags, request, remaining);
   }

@@ -56,7 +56,7 @@ short PollSigns::Watch(PollSign& sign, short now) const {
 
 void PollSigns::SetPoll(bool implemented) {
   implemented_ = implemented;
-  // Whoever waits looks again: he is told too much rather than nothing.
+  // Waiters look again: one wake-up too many is better than none.
   for (PollSign* sign : signs_) sign->Update(true);
 }
 

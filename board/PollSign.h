@@ -7,13 +7,13 @@
 
 namespace board {
 
-// Tells the kernel whether an open file is ready, so that a thread can wait for it
-// among ordinary descriptors: an eventfd that can be read while the file is ready. The
-// file's descriptors are duplicates of it.
+// Shows the kernel whether an open file is ready, so that a thread can wait for it among
+// ordinary descriptors. It is an eventfd that is readable while the file is ready; the file's
+// descriptors are duplicates of it.
 //
-// A file nobody waits for costs no system call. One that is polled costs one when it
-// becomes ready and one when somebody finds it is no longer, which may be some time after
-// it was. Who asks the kernel alone (select, epoll) must not see that: Exact().
+// A file that nobody waits for costs no system call. A polled file costs one when it becomes
+// ready, and one when somebody notices, perhaps later, that it no longer is. Callers that ask
+// only the kernel (select, epoll) must not see that delay: Exact() avoids it.
 class PollSign {
  public:
   PollSign();
@@ -23,16 +23,16 @@ class PollSign {
   // A new descriptor for the file, or the negative errno.
   int Duplicate(bool close_on_exec) const;
 
-  // Both under the lock that guards what makes the file ready. The file has become ready, or
-  // is no longer; somebody asks whether it is, and waits if not.
+  // Call both under the lock that guards the file's readiness. Update: the file has become
+  // ready or has stopped being so. Watch: somebody asks, and waits if it is not ready.
   void Update(bool ready);
   void Watch(bool ready);
 
-  // From the next Watch() on it is right at any time.
+  // From the next Watch() on the sign is right at any time.
   void Exact() { exact_ = true; }
 
-  // In the child of a fork, which has nothing to say to those who wait in the parent:
-  // a sign of its own, and of the file's descriptors one after the other.
+  // For the child of a fork, which must not wake waiters in the parent: Renew makes a sign of
+  // its own, RenewDescriptor moves one of the file's descriptors to it.
   void Renew();
   void RenewDescriptor(int fd) const;
 
@@ -40,14 +40,13 @@ class PollSign {
   void Show(bool ready);
 
   PrivateDescriptor fd_;
-  int error_;  // why there is none
+  int error_;  // why there is no descriptor
   bool watched_ = false;
   bool shown_ = false;
   std::atomic<bool> exact_{false};
 };
 
-// The signs of a device's open files, each from its opening to its close. Under the lock
-// that guards what makes them ready.
+// The signs of a device's open files. Call under the lock that guards their readiness.
 class PollSigns {
  public:
   void Add(PollSign& sign) { signs_.push_back(&sign); }
@@ -55,10 +54,10 @@ class PollSigns {
 
   void Update(bool ready);
   void Update(PollSign& sign, bool ready) const { sign.Update(ready || !implemented_); }
-  // What poll reports of a file that is ready for `now`, and whose sign is watched then.
+  // What poll reports for a file that is ready for `now`. Its sign is watched from then on.
   short Watch(PollSign& sign, short now) const;
 
-  // Without poll in the driver all files are ready for everything.
+  // Without poll in the driver, all files are ready for everything.
   void SetPoll(bool implemented);
 
  private:

@@ -5,12 +5,12 @@
 
 namespace board {
 
-// A descriptor that the board itself needs. Its number is out of the way of those that
-// the application gets, and the application cannot close it.
+// A descriptor that the board itself needs. Its number stays clear of the application's, and
+// the application cannot close it.
 class PrivateDescriptor {
  public:
   PrivateDescriptor() = default;
-  // Takes it over; negative: none.
+  // Takes ownership; negative: none.
   explicit PrivateDescriptor(int fd);
   PrivateDescriptor(PrivateDescriptor&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
   PrivateDescriptor& operator=(PrivateDescriptor&& other) noexcept {
@@ -25,11 +25,11 @@ class PrivateDescriptor {
   int fd_ = -1;
 };
 
-// Shared memory; its pages come into being when they are touched. None where there is no
-// such memory.
+// Shared memory, whose pages are allocated when they are touched. None if there is no such
+// memory.
 PrivateDescriptor NewMemory(const char* name, std::size_t bytes);
 
-// No lock, usable at any time.
+// Takes no lock, usable at any time.
 bool IsPrivateDescriptor(int fd);
 
 }  // namespace board

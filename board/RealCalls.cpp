@@ -10,8 +10,8 @@
 namespace board::real {
 namespace {
 
-// A function of the C library. A sanitizer's runtime comes through here before any
-// constructor of ours has run: then it is looked up at its first use.
+// A function of the C library. A sanitizer's runtime calls it before our constructors have
+// run, so it is looked up at its first use.
 template <typename Function>
 class LibraryCall {
  public:
@@ -45,7 +45,8 @@ constinit LibraryCall<int(clockid_t, int, const timespec*, timespec*)> clock_nan
 constinit LibraryCall<FILE*(const char*, const char*)> fopen_call("fopen");
 constinit LibraryCall<FILE*(int, const char*)> fdopen_call("fdopen");
 
-// Else before anything else: the dynamic linker cannot be asked in a signal handler.
+// Otherwise it is looked up before anything else, because a signal handler cannot ask the
+// dynamic linker.
 __attribute__((constructor(101))) void LookUpAll() {
   read_call.Get();
   write_call.Get();
@@ -63,8 +64,8 @@ __attribute__((constructor(101))) void LookUpAll() {
 
 }  // namespace
 
-// Those that wrap exactly one system call and are used before the dynamic linker
-// can be asked go straight to the kernel.
+// These wrap exactly one system call and are used before the dynamic linker can be asked, so
+// they go straight to the kernel.
 int Open(int directory, const char* path, int flags, mode_t mode) {
   return static_cast<int>(syscall(SYS_openat, directory, path, flags, mode));
 }
@@ -105,7 +106,7 @@ int Dup3(int fd, int target, int flags) {
   return static_cast<int>(syscall(SYS_dup3, fd, target, flags));
 }
 
-// These are cancellation points and stay so.
+// These are cancellation points and must stay so.
 ssize_t Read(int fd, void* buffer, std::size_t size) { return read_call.Get()(fd, buffer, size); }
 
 ssize_t Write(int fd, const void* buffer, std::size_t size) {

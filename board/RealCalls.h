@@ -10,7 +10,7 @@
 #include <cstddef>
 #include <cstdio>
 
-// The C library's own functions, behind the names the board stands in front of.
+// The C library's own functions, whose names the board interposes.
 namespace board::real {
 
 int Open(int directory, const char* path, int flags, mode_t mode);

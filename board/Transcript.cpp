@@ -22,8 +22,8 @@ struct Event {
   std::string text;
 };
 
-// A program that runs for days must not eat the machine: what comes after this
-// many events is counted and dropped.
+// A program that runs for days must not exhaust the memory: events beyond this number are
+// counted and dropped.
 constexpr std::size_t kMaxEvents = 1'000'000;
 
 struct Log {
@@ -32,7 +32,7 @@ struct Log {
   std::uint64_t dropped = 0;
 };
 
-// Never destroyed: threads record until the very end of the process.
+// Never destroyed: threads record until the process ends.
 Log& TheLog() {
   static Log* log = new Log;
   return *log;

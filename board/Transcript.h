@@ -8,13 +8,13 @@
 namespace board {
 
 // The ordered record of what crossed the system-call surface.
-// Adds one event: the device's name and what happened, without time or thread
-// (those are taken here). Cheap when recording is off, but the text is the
-// caller's work: ask Recording() before building a long one.
+// Adds one event: the device's name and what happened. Time and thread are added here. Cheap
+// when recording is off, but the caller builds the text: check Recording() before building a
+// long one.
 void Record(std::string_view device, std::string text);
 bool Recording();
 
-// "ENODEV", for the end of a failed event: "... failed: ENODEV".
+// The name of an errno, for the end of a failed event: "... failed: ENODEV".
 std::string ErrnoName(int error);
 
 std::string TranscriptText(tessaline_board_format format);

@@ -6,7 +6,7 @@
 #include <cstdio>
 #include <vector>
 
-// Pictures of 1 (grey) or 3 (RGB) bytes a pixel, written with libpng.
+// Pictures with 1 (grey) or 3 (RGB) bytes per pixel, written with libpng.
 struct Picture {
   unsigned width = 0;
   unsigned height = 0;

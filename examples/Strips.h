@@ -2,13 +2,12 @@
 
 #include <cstdint>
 #include <cstring>
-#include <string_view>
 #include <vector>
 
 // One point of the laser line; the row is within the region of interest.
 struct Point {
   unsigned column;
-  std::uint8_t peak;  // grey value; 255 where the product does not tell
+  std::uint8_t peak;  // grey value; 255 if the product does not send it
   double row;
 };
 
@@ -18,13 +17,6 @@ struct Profile {
   std::vector<Point> points;
 };
 
-// Bytes a point takes: 2 where the processor reconstructs the points, 8 elsewhere.
-inline std::size_t PointBytes(std::string_view model) {
-  if (model.find("arm_rebuild") == model.npos) return 8;
-  if (model.starts_with("K37")) return model.find("ch16") == model.npos ? 8 : 2;
-  return model.starts_with("K39") || model.starts_with("K40") ? 2 : 8;
-}
-
 template <typename Number>
 Number Take(const std::uint8_t*& at) {
   Number number;
@@ -33,7 +25,7 @@ Number Take(const std::uint8_t*& at) {
   return number;
 }
 
-// The strips a handler was given, as profiles. docs/strip-format.md has the layout.
+// The strips that a handler got, as profiles. docs/strip-format.md describes the layout.
 inline std::vector<Profile> ReadStrips(unsigned strips, unsigned bytes, const void* data,
                                        std::size_t point_bytes) {
   constexpr std::size_t kHeaderBytes = 32;

@@ -1,4 +1,5 @@
-// Camera images, one for each software trigger: the brightest row of each, and when it was exposed.
+// Camera images, one for each software trigger: the brightest row of each, and the time of its
+// exposure.
 #include <tessaline/tessaline.h>
 #include <unistd.h>
 
@@ -23,7 +24,7 @@ std::mutex mutex;
 std::condition_variable arrived;
 std::queue<Image> images;
 
-// On the capture thread: look at the pixels here, they are the driver's memory.
+// Runs on the capture thread. Use the pixels here: they are the driver's memory.
 void OnImage(unsigned int width, unsigned int height, void* data) {
   const auto* pixels = static_cast<const unsigned char*>(data);
   const std::size_t size = std::size_t{width} * height;
@@ -47,7 +48,7 @@ int main(int argc, char** argv) {
   if (RegisterHardwareInit() != 0) return 1;
 
   SetCollectMode(1);  // images
-  SetTriMode(2);      // by the external input, which stays quiet here, and by software
+  SetTriMode(2);      // triggers from the external input (quiet here) and by software
   OpenLaser();
   SetGlobalControl(1);
   int missing = 0;

@@ -1,14 +1,15 @@
-// Scans what passes under the sensor: a few camera images first, then some hundred
-// laser-line profiles, and writes one camera image and the height map as PNG.
+// Scans what passes under the sensor: a few camera images, then some hundred laser-line profiles.
+// Writes one camera image and the height map as PNG.
 //
 //   scan_demo --model K3610 --profiles 600 --output DIRECTORY
 //
-// Runs on a sensor as it is, and on the virtual board:
+// Runs unchanged on a sensor and on the virtual board:
 //   TESSALINE_BOARD=K3610 LD_PRELOAD=libtessaline-board.so scan_demo --model K3610
 //
 // Needs libcli11-dev and libpng-dev:
 //   c++ -std=c++20 scan_demo.cpp -ltessaline -lpng -o scan_demo
 
+#include <tessaline/products.h>
 #include <tessaline/tessaline.h>
 
 #include <CLI/CLI.hpp>
@@ -37,13 +38,12 @@ constexpr unsigned kExposureMicroseconds = 320;
 constexpr float kLaserPercent = 50;
 constexpr unsigned kGreen = 2;
 
-// How rows of the laser line become heights. A real sensor is calibrated; this is
-// the virtual board's geometry: the belt at 3/4 of the image height, 20 mm above
-// it at 1/4.
+// How rows of the laser line become heights. A real sensor is calibrated. This is the virtual
+// board's geometry: the belt is at 3/4 of the image height, 20 mm above it at 1/4.
 double HeightOf(double row, unsigned image_height) { return (0.75 - row / image_height) * 40.0; }
 
-// What the two handlers leave for the main thread. They run on the library's
-// threads and must be quick: the buffer they are given goes back to the driver.
+// What the two handlers leave for the main thread. They run on the library's threads and must be
+// quick, because their buffer must go back to the driver.
 struct Results {
   std::mutex mutex;
   unsigned images = 0;
@@ -53,13 +53,13 @@ struct Results {
   std::vector<Profile> profiles;  // the first `wanted`
   unsigned profiles_seen = 0;
   unsigned wanted = 0;
-  std::size_t point_bytes = 0;
+  std::size_t point_bytes = 8;
 };
-// Never destroyed: the library's threads run until the process is gone.
+// Never destroyed: the library's threads run until the process ends.
 Results& results = *new Results;
 
-// Difference between the highest and the lowest row of the line, in pixels; 0 when
-// there is no line across the whole image, as in images from before the laser was on.
+// Difference between the highest and the lowest row of the line, in pixels; 0 if there is no line
+// across the whole image, as in images taken before the laser was on.
 unsigned Bend(unsigned width, unsigned height, const std::uint8_t* pixels) {
   constexpr std::uint8_t kLineAtLeast = 60;
   unsigned top = height;
@@ -109,8 +109,8 @@ unsigned Profiles() {
   return results.profiles_seen;
 }
 
-// Triggers until `count()` has reached `wanted`, showing how it goes. Returns the
-// rate per second; negative when nothing came any more.
+// Triggers until `count()` has reached `wanted`, and shows progress. Returns the rate per second;
+// negative if nothing more came.
 template <typename Count>
 double Acquire(const char* what, unsigned wanted, Count count) {
   constexpr auto kPatience = std::chrono::seconds(5);
@@ -143,9 +143,9 @@ void Colour(double t, double brightness, std::uint8_t* rgb) {
   }
 }
 
-// Seen from above, 0.1 mm a pixel: profiles from top to bottom, each as far down as
-// the belt had moved. The colour is the height; light from the side shows edges and
-// curvature, and the brightness of the laser line what is printed on the surface.
+// Seen from above, 0.1 mm per pixel: profiles from top to bottom, spaced as the belt moved. The
+// colour shows the height, light from the side shows edges and curvature, and the brightness of
+// the laser line shows what is printed on the surface.
 Picture HeightMap(const std::vector<Profile>& profiles, unsigned width, unsigned height) {
   constexpr unsigned kMapWidth = 728;
   constexpr unsigned kCountsPerPixel = 10;
@@ -191,7 +191,7 @@ int Run(const std::string& model, const std::string& directory) {
     std::fprintf(stderr, "scan_demo: the sensor did not start; see the messages above\n");
     return EXIT_FAILURE;
   }
-  // Some products start with a part of their rows.
+  // Some products start with only part of their rows.
   const unsigned full_size = GetCmosMaxDrive();
   SetROI1(0, 0, full_size >> 16, full_size & 0xFFFF);
   const unsigned width = GetImageWidth();
@@ -258,6 +258,8 @@ int main(int argc, char** argv) {
       ->check(CLI::ExistingDirectory)
       ->capture_default_str();
   CLI11_PARSE(app, argc, argv);
-  results.point_bytes = PointBytes(model);
+  if (const auto* const product = VeltranoSDK::products::FindProduct(model)) {
+    results.point_bytes = product->PointBytes();
+  }
   return Run(model, directory);
 }

@@ -1,5 +1,5 @@
-/* Laser lines for five seconds: how many, from which frame to which, and the mean number of points.
- * The smallest complete application. */
+/* The smallest complete application. Takes laser lines for five seconds and prints how many came,
+ * their frame ids and the mean number of points. */
 #include <inttypes.h>
 #include <stdatomic.h>
 #include <stdio.h>
@@ -7,7 +7,7 @@
 #include <tessaline/tessaline.h>
 #include <unistd.h>
 
-/* 8 bytes a point on every product but those with arm_rebuild in the model code. */
+/* 8 bytes per point on every product except those with arm_rebuild in the model code. */
 enum { kHeaderBytes = 32, kBytesPerPoint = 8 };
 
 static atomic_ullong strips_seen, points_seen, first_id, last_id;
@@ -18,7 +18,7 @@ static uint64_t number_at(const unsigned char* bytes) {
   return number;
 }
 
-/* On the library's capture thread. The memory goes back to the driver on return: copy what is
+/* Runs on the library's capture thread. The memory goes back to the driver on return: copy what is
  * needed later. */
 static void on_strips(unsigned int strips, unsigned int bytes, void* data) {
   const unsigned char* strip = data;

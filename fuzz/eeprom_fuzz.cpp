@@ -1,7 +1,6 @@
-// The configuration store with any sizes and addresses, on a bus whose chip answers or
-// fails as the input says: each result and every text fits what the bus did, no byte
-// outside the caller's block is touched, no message is longer than a page, and no
-// descriptor and no memory is left.
+// The configuration store with any sizes and addresses, on a bus whose chip answers or fails as
+// the input says. Each result and every text must fit what the bus did, no byte outside the
+// caller's block is touched, no message is longer than a page, and no descriptor or memory leaks.
 #include <errno.h>
 #include <fuzzer/FuzzedDataProvider.h>
 #include <linux/i2c-dev.h>
@@ -27,7 +26,7 @@ using tessaline_fuzz::Allocations;
 using tessaline_fuzz::PrintedText;
 using tessaline_fuzz::Require;
 
-// A chip that keeps every byte of every device address.
+// A chip that stores every byte of every device address.
 class Bus final : public tessaline_fuzz::SystemCalls {
  public:
   explicit Bus(FuzzedDataProvider& answers) : answers_(answers) {}
@@ -35,7 +34,7 @@ class Bus final : public tessaline_fuzz::SystemCalls {
   enum Fate { kDone, kNotOpened, kNotTransferred };
 
   void Forget() { fates_.clear(); }
-  // Of each transaction since.
+  // The transactions since then.
   const std::vector<Fate>& fates() const { return fates_; }
   bool open() const { return open_; }
   std::uint8_t& At(unsigned device, unsigned word) { return memory_[device & 0xFF][word & 0xFF]; }
@@ -45,7 +44,7 @@ class Bus final : public tessaline_fuzz::SystemCalls {
     Require(!open_, "it is open once");
     const Allocations::NotNow ours;
     const bool fails = Fails();
-    if (fails && errno == EINTR) return -1;  // and that was nothing yet
+    if (fails && errno == EINTR) return -1;  // nothing has happened yet
     fates_.push_back(fails ? kNotOpened : kDone);
     if (fates_.back() != kDone) return -1;
     open_ = true;
@@ -67,7 +66,7 @@ class Bus final : public tessaline_fuzz::SystemCalls {
     if (fails && errno == EINTR) return -1;
     if (fails) {
       fates_.back() = kNotTransferred;
-      // It may have stopped early.
+      // The adapter may have stopped early.
       return answers_.ConsumeBool() ? static_cast<int>(transfer.nmsgs) - 1 : -1;
     }
     if (transfer.nmsgs == 1) {
@@ -101,14 +100,14 @@ class Bus final : public tessaline_fuzz::SystemCalls {
 
 std::uint8_t Content(unsigned i) { return static_cast<std::uint8_t>(i * 7 + 3); }
 
-// The words of saving and of reading.
+// The texts of saving and of reading.
 struct Words {
   std::string page_error, page_done, error, done;
 };
 const Words kSaving{"page_write error\n", "write byte ioctl ret = 1\n", "ConfigSave error!\n",
                     "ConfigSave successful!\n"};
 const Words kReading{"page_read error\n", "", "ConfigRead error!\n", "ConfigRead successful!\n"};
-// Of whole pages in both halves.
+// For whole pages in both halves.
 const Words kReadingAll{"page_read error\n", "", "ConfigSave error!\n", "ConfigSave successful!\n"};
 
 std::string OfPage(Bus::Fate fate, const Words& words) {
@@ -123,7 +122,7 @@ std::string OfPage(Bus::Fate fate, const Words& words) {
   return words.page_done;
 }
 
-// One call of the store at a time: what it printed and what the bus did.
+// Runs one call of the store at a time, and keeps what it printed and what the bus did.
 class Store {
  public:
   Store(FuzzedDataProvider& input, Bus& bus, const PrintedText& printed)
@@ -139,7 +138,7 @@ class Store {
   }
 
   void JudgeText(const std::string& expected) const {
-    Require(printed_.Text().substr(told_) == expected, "a failure is told, and nothing else");
+    Require(printed_.Text().substr(told_) == expected, "a failure is reported, and nothing else");
   }
 
   bool JudgeBlock(int result, int size, const Words& words, const std::string& refusal) const {
@@ -151,7 +150,7 @@ class Store {
     Require(result == (done ? 0 : -1), "it succeeds where the bus does");
     std::string text;
     for (std::size_t i = 0; i < fates.size(); ++i) {
-      Require(fates[i] == Bus::kDone || i + 1 == fates.size(), "nothing more behind a failure");
+      Require(fates[i] == Bus::kDone || i + 1 == fates.size(), "nothing more after a failure");
       text += OfPage(fates[i], words);
     }
     if (pages == 0) {
@@ -190,7 +189,7 @@ void Store::Block() {
   const int size =
       input_.ConsumeBool() ? input_.ConsumeIntegralInRange(-1, 520) : input_.ConsumeIntegral<int>();
   const bool valid = size >= 1 && size <= 512;
-  // Exactly as large: the ends are watched. A size out of range must not be believed.
+  // Exactly the size, so that overruns are caught. A size out of range must not be believed.
   const std::size_t bytes = valid ? static_cast<std::size_t>(size) : 0;
   const auto block = std::make_unique<unsigned char[]>(bytes);
   for (unsigned i = 0; i < bytes; ++i) block[i] = Content(i);

@@ -1,5 +1,5 @@
-// The in-place reorder of an image against the plain way: gather into a zeroed work
-// area, copy the result back. Two frames an input, which share the scratch memory.
+// Compares the in-place reorder of an image with the plain way: gather into a zeroed work area,
+// copy the result back. Each input has two frames, which share the scratch memory.
 #include <fuzzer/FuzzedDataProvider.h>
 
 #include <algorithm>
@@ -19,7 +19,7 @@ constexpr std::size_t kMaxBytes = 1 << 17;
 
 using Bytes = std::vector<std::uint8_t>;
 
-// False when the image does not fit.
+// False if the image does not fit.
 bool ReorderThePlainWay(Bytes& buffer, const ImageFrame& frame) {
   using Wide = unsigned __int128;
   const Wide quarter = frame.full_pixels / 4;
@@ -39,7 +39,7 @@ bool ReorderThePlainWay(Bytes& buffer, const ImageFrame& frame) {
   return true;
 }
 
-// Content that no two blocks share.
+// Content that differs in every block.
 Bytes Content(std::size_t size, std::uint32_t seed) {
   Bytes bytes(size);
   for (std::uint8_t& byte : bytes) {
@@ -49,8 +49,8 @@ Bytes Content(std::size_t size, std::uint32_t seed) {
   return bytes;
 }
 
-// As the image thread makes it from the sensor's size and region; now and then
-// numbers that no sensor has.
+// As the image thread derives it from the sensor's size and region; sometimes with numbers that no
+// sensor has.
 ImageFrame ConsumeFrame(FuzzedDataProvider& input, std::uint32_t& line) {
   if (input.ConsumeIntegral<std::uint8_t>() == 255) {
     line = input.ConsumeIntegral<std::uint32_t>();
@@ -75,7 +75,7 @@ void ReorderBoth(FuzzedDataProvider& input, ReorderScratch& scratch) {
   const auto given = input.ConsumeBytes<std::uint8_t>(input.ConsumeIntegral<std::uint8_t>());
   std::copy_n(given.begin(), std::min(given.size(), expected.size()), expected.begin());
 
-  // A block exactly as large.
+  // A block of exactly this size.
   const auto buffer = std::make_unique<std::byte[]>(size);
   if (size > 0) memcpy(buffer.get(), expected.data(), size);
   const bool fits = ReorderThePlainWay(expected, frame);

@@ -1,6 +1,5 @@
-// The logger: any texts, levels and lines, and formats with any arguments, against
-// lines put together by hand. All 32 sinks are taken: files and functions in turn, at
-// levels that follow no order.
+// The logger with any texts, levels, lines and formats with any arguments, compared with lines put
+// together by hand. All 32 sinks are in use: files and functions in turn, at levels in no order.
 #include <fuzzer/FuzzedDataProvider.h>
 #include <limits.h>
 
@@ -73,7 +72,7 @@ std::string Padded(int level) {
   return level >= 0 && level < 6 ? kNames[level] : "?    ";
 }
 
-// The pattern's 0s are digits, the rest itself.
+// In the pattern, 0 stands for a digit; everything else stands for itself.
 bool Matches(std::string_view text, std::string_view pattern) {
   if (text.size() != pattern.size()) return false;
   for (std::size_t i = 0; i < text.size(); ++i) {
@@ -97,7 +96,7 @@ std::string ConsumeText(FuzzedDataProvider& input) {
   return text;
 }
 
-// Calls the logger, and tells what the message is.
+// Calls the logger, and returns the expected message.
 template <typename... Args>
 std::string Log(const char* format, Args... args) {
   expected.format = format;
@@ -128,7 +127,7 @@ std::string LogSomething(FuzzedDataProvider& input) {
       return Log("%g %c%% %zu %p", input.ConsumeFloatingPoint<double>(), 'a' + (narrow & 15),
                  static_cast<std::size_t>(wide), static_cast<void*>(nullptr));
     case 5: {
-      // As a host's own line: a text is a format when nothing in it is a directive.
+      // An application's own line: a text without directives is a format.
       std::string format = text;
       std::erase(format, '%');
       return Log(format.c_str(), narrow);
@@ -175,7 +174,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (!quiet && expected.level >= threshold) {
     CheckLine(error_stream.Text(), "00:00:00", message);
   } else {
-    Require(error_stream.Text().empty(), "nothing on the standard error stream");
+    Require(error_stream.Text().empty(), "nothing on standard error");
   }
   for (int sink = 0; sink < kSinks; ++sink) {
     const bool reached = expected.level >= SinkLevel(sink);

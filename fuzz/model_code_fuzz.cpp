@@ -1,4 +1,4 @@
-// The model code: any text, against the table of products in words of its own.
+// The model code: any text, compared with an independent version of the product table.
 #include <fuzzer/FuzzedDataProvider.h>
 
 #include <cstring>
@@ -28,7 +28,7 @@ SeriesNumber ByHand(const char* model) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  // As a host passes it: up to the first zero, and exactly that long.
+  // As an application passes it: up to the first zero, and exactly that long.
   const std::size_t length = strnlen(reinterpret_cast<const char*>(data), size);
   const auto model = std::make_unique<char[]>(length + 1);
   if (length > 0) memcpy(model.get(), data, length);

@@ -1,7 +1,7 @@
-// The plain capture functions with drivers that answer anything. A set-up step that
-// fails ends the process; here the run. Whatever the driver said: result, exit status
-// and every text fit it, records belong to granted buffers, and a closed channel leaves
-// nothing behind, neither descriptor nor mapping nor memory.
+// The plain capture functions with drivers that answer anything. A failed set-up step ends the
+// process; here it ends the run. Whatever the driver answers, result, exit status and every text
+// must fit it, records belong to granted buffers, and a closed channel leaves no descriptor,
+// mapping or memory behind.
 #include <fuzzer/FuzzedDataProvider.h>
 
 #include <cstring>
@@ -29,7 +29,7 @@ using tessaline_fuzz::StepOutcome;
 using tessaline_fuzz::SwitchOutcome;
 using tessaline_fuzz::VideoDriver;
 
-// A driver and what the functions print, call by call.
+// A driver, and what the functions print, call by call.
 class Run {
  public:
   Run(FuzzedDataProvider& input, VideoDriver& driver, PrintedText& printed)
@@ -38,7 +38,7 @@ class Run {
   void UseChannel();
   void UseSteps();
 
-  // What was called last printed nothing but this, and came back or not.
+  // The last call printed exactly this, and returned or not.
   void JudgeEnd(std::optional<int> status) const {
     const Allocations::NotNow ours;
     CaptureOutcome expected;
@@ -57,7 +57,7 @@ class Run {
     }
     Require(status == expected.status, "it ends the process with the status of its failure");
     const std::string text(printed_.Text().substr(told_));
-    Require(tessaline_fuzz::WithoutPlace(text) == expected.text, "and tells that failure");
+    Require(tessaline_fuzz::WithoutPlace(text) == expected.text, "and reports that failure");
   }
 
  private:
@@ -69,13 +69,14 @@ class Run {
     driver_.ForgetReplies();
   }
 
-  // Of a function that has come back.
+  // For a function that has returned.
   void Judge(int result, unsigned long request) const {
     const Allocations::NotNow ours;
     Require(driver_.Replies().size() == 1 && driver_.Replies()[0].call == request, "one request");
     const CaptureOutcome expected = StepOutcome(driver_.Replies());
     Require(result == expected.result, "the driver's result");
-    Require(printed_.Text().substr(told_) == expected.text, "a failure is told, and nothing else");
+    Require(printed_.Text().substr(told_) == expected.text,
+            "a failure is reported, and nothing else");
   }
 
   void JudgeFormat(int result) const {
@@ -86,7 +87,8 @@ class Run {
         "tried and set");
     const CaptureOutcome expected = StepOutcome(replies);
     Require(result == expected.result, "the driver's result of setting it");
-    Require(printed_.Text().substr(told_) == expected.text, "a failure is told, and nothing else");
+    Require(printed_.Text().substr(told_) == expected.text,
+            "a failure is reported, and nothing else");
   }
 
   void CheckNewChannel(const tessaline_video_channel& channel, unsigned width, unsigned height,
@@ -97,7 +99,7 @@ class Run {
   VideoDriver& driver_;
   PrintedText& printed_;
   Calling calling_ = kElse;
-  std::size_t told_ = 0;  // by the calls before
+  std::size_t told_ = 0;  // printed by earlier calls
 };
 
 bool Copied(const tessaline_image_buffer& record, const tessaline_image_buffer& before) {
@@ -128,7 +130,7 @@ void Run::TakeImage(tessaline_video_channel& channel, tessaline_image_buffer*& t
   int result = 1234;
   tessaline_image_buffer* const image = video_request_img_buf(&channel, &result);
   const v4l2_buffer& answered = driver_.Replies().at(0).buffer;
-  // A driver without a frame leaves the index alone, which is the first record's then.
+  // A driver without a frame leaves the index alone, so it is the first record's.
   const bool known = answered.index < channel.count;
   Require(image == (known ? channel.buffers + answered.index : nullptr), "the frame's record");
   if (known) {
@@ -200,7 +202,8 @@ void Run::UseSteps() {
     const CaptureOutcome expected = OpenOutcome(driver_.Replies(), path);
     Require(expected.result == 0 ? fd >= VideoDriver::kFirstDescriptor : fd == -1,
             "a descriptor or -1");
-    Require(printed_.Text().substr(told_) == expected.text, "a failure is told, and nothing else");
+    Require(printed_.Text().substr(told_) == expected.text,
+            "a failure is reported, and nothing else");
   }
   Begin(kElse);
   if (fd == -1) return;

@@ -1,6 +1,6 @@
-// The strip thread, at work on buffers with any content: count, point counts, layout and
-// length of the mapping are the input's. What the application, the counters and the log
-// get is compared with a walk byte by byte.
+// The running strip thread, with buffers of any content: the input sets count, point counts, layout
+// and length of the mapping. What the application, the counters and the log get is compared with
+// a byte-by-byte walk.
 #include <errno.h>
 #include <fuzzer/FuzzedDataProvider.h>
 #include <linux/videodev2.h>
@@ -33,11 +33,11 @@ using tessaline_fuzz::Require;
 using tessaline_fuzz::StripReference;
 using namespace VeltranoSDK;  // NOLINT(google-build-using-namespace)
 
-constexpr std::size_t kStripBytes = 1024 * 640;  // of a buffer, whatever is mapped
+constexpr std::size_t kStripBytes = 1024 * 640;  // of a buffer, however much is mapped
 constexpr std::array<std::size_t, 6> kMapped{
     kStripBytes, kStripBytes + 13, kStripBytes - 1, kStripBytes / 2, 8, 1};
 
-// Gives the thread a buffer when it is told to, and waits until it comes back.
+// Gives the thread a buffer on request, and waits until it comes back.
 class StripDriver final : public tessaline_fuzz::SystemCalls {
  public:
   std::byte* Data(std::size_t index) const { return buffers_[index].get(); }
@@ -97,7 +97,7 @@ class StripDriver final : public tessaline_fuzz::SystemCalls {
     }
     return 0;
   }
-  // A block exactly as large, on the heap.
+  // A heap block of exactly this size.
   void* Map(std::size_t length, int, off_t offset) override {
     auto& buffer = buffers_.at(static_cast<std::size_t>(offset));
     buffer = std::make_unique<std::byte[]>(length);
@@ -105,7 +105,7 @@ class StripDriver final : public tessaline_fuzz::SystemCalls {
   }
   int Unmap(void*, std::size_t) override { return 0; }
   ssize_t Write(int, const void*, std::size_t) override { return -1; }
-  // For the device and for the thread's wake-up, which nobody rings.
+  // Polls for the device and for the thread's wake-up, which nobody rings.
   int Poll(pollfd* fds, nfds_t count, int timeout) override {
     Require(count == 2 && fds[0].fd == kFirstDescriptor && fds[0].events == POLLIN && timeout < 0,
             "the thread waits for a buffer as long as it takes");
@@ -117,7 +117,7 @@ class StripDriver final : public tessaline_fuzz::SystemCalls {
   }
 
  private:
-  // Now and then; the call is made again.
+  // Sometimes interrupted; the call is then repeated.
   bool SignalComesFirst() {
     constexpr unsigned kSeldom = 3;
     if (++waits_ % kSeldom != 0) return false;
@@ -162,8 +162,8 @@ struct Layout {
   }
 };
 
-// The content of a buffer: bytes at its beginning and in front of the count, or a
-// regular run of strips between.
+// The content of a buffer: bytes at its start and before the count, or a regular run of strips in
+// between.
 void Fill(FuzzedDataProvider& input, const Layout& layout, std::uint8_t* buffer, std::size_t size) {
   memset(buffer, 0, size);
   const std::size_t end = std::min(layout.CountAt(), size);
@@ -224,7 +224,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const StripReference expected(buffer, readable ? layout.CountAt() : 0, count,
                                 layout.PointBytes());
   std::vector<std::uint8_t> before(buffer, buffer + mapped);
-  // The driver's page may end behind the strips; nothing is to be read there.
+  // The driver's page may end right after the strips; nothing may be read beyond.
   if (readable) ASAN_POISON_MEMORY_REGION(buffer + kStripBytes, mapped - kStripBytes);
 
   (*strip)->ResetStripReleaseCount();

@@ -1,5 +1,5 @@
-// The walk over packed strips: any bytes, any count, any width of a point, against a
-// walk that takes the bytes one after another.
+// The walk over packed strips with any bytes, any count and any size of a point, compared with a
+// byte-by-byte walk.
 #include <fuzzer/FuzzedDataProvider.h>
 
 #include <memory>
@@ -33,7 +33,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const bool shifted = input.ConsumeBool();
   const auto bytes = input.ConsumeRemainingBytes<std::uint8_t>();
 
-  // A block exactly as large, at an odd address every other time.
+  // A block of exactly this size, at an odd address every other time.
   const auto block = std::make_unique<std::byte[]>(bytes.size() + shifted);
   std::byte* const buffer = block.get() + shifted;
   std::copy(bytes.begin(), bytes.end(), reinterpret_cast<std::uint8_t*>(buffer));
@@ -47,7 +47,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
       });
   Require(walk.strips == expected.strips.size(), "as many strips");
   Require(walk.bytes == expected.bytes, "as many bytes");
-  Require(walk.complete == expected.complete, "a strip that does not fit is told");
+  Require(walk.complete == expected.complete, "a strip that does not fit is reported");
   Require(walk.last_frame_id == expected.LastFrame(), "last frame");
   Require(std::equal(visited.begin(), visited.end(), expected.strips.begin(), expected.strips.end(),
                      Same),

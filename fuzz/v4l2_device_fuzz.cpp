@@ -1,7 +1,7 @@
-// The three flavours of capture device with drivers that answer anything: each call
-// succeeds where the driver did and says why where it did not, what is handed out is the
-// driver's frame and lies in mapped memory from end to end, nothing is touched outside,
-// and a closed device leaves neither descriptor nor mapping behind.
+// The three flavours of capture device with drivers that answer anything. Each call must succeed if
+// the driver did and say why if it did not. A delivered frame is the driver's and lies completely
+// in mapped memory, nothing outside is touched, and a closed device leaves no descriptor or
+// mapping behind.
 #include <errno.h>
 #include <fuzzer/FuzzedDataProvider.h>
 
@@ -29,13 +29,13 @@ using tessaline_fuzz::Require;
 using tessaline_fuzz::VideoDriver;
 using namespace VeltranoSDK;  // NOLINT(google-build-using-namespace)
 
-// What the library has said in this step, at level ERROR.
+// The ERROR lines that the library logged in this step.
 std::vector<std::string>& Errors() {
   static std::vector<std::string> errors;
   return errors;
 }
 
-// One text for both directions of the stream.
+// The same text for switching the stream on and off.
 constexpr std::pair<unsigned long, std::string_view> kTexts[] = {
     {VIDIOC_TRY_FMT, "v4l2 VIDIOC_TRY_FMT failed: "},
     {VIDIOC_S_FMT, "v4l2 VIDIOC_S_FMT failed: "},
@@ -55,10 +55,10 @@ std::string Refusal(unsigned long request, int error) {
   return {};
 }
 
-// What the application makes of a frame that it was handed out.
+// What the application does with a frame that it got.
 constexpr std::byte kSeen{0x5A};
 
-// How a call must end: with this ERROR line, or well.
+// How a call must end: with this ERROR line, or successfully.
 using Outcome = std::optional<std::string>;
 
 class Device {
@@ -99,7 +99,7 @@ class Device {
     }
   }
 
-  // Opens it the way a capture thread does.
+  // Opens it as a capture thread does.
   void SetUp() {
     Open();
     if (!went_well_) return;
@@ -125,7 +125,7 @@ class Device {
     driver_.ForgetReplies();
   }
 
-  // The result, and one line for a refusal, none else.
+  // Checks the result, and that there is one line for a refusal and no other.
   void Judge(bool succeeded, const Outcome& refusal) {
     went_well_ = succeeded;
     Require(succeeded == !refusal, "it succeeds where the driver does");
@@ -133,7 +133,7 @@ class Device {
             "who refuses says why, in one line");
   }
 
-  // The requests are these, up to the first one that fails.
+  // Checks that the requests are these, up to the first one that fails.
   Outcome RefusalOf(std::initializer_list<unsigned long> requests) const {
     if (!open_) {
       Require(driver_.Replies().empty(), "nothing is asked of a closed device");
@@ -143,19 +143,19 @@ class Device {
     for (const unsigned long request : requests) {
       Require(reply != driver_.Replies().end() && reply->call == request, "it is asked for");
       const int error = reply++->error;
-      Require(error == 0 || reply == driver_.Replies().end(), "no request behind a failure");
+      Require(error == 0 || reply == driver_.Replies().end(), "no request after a failure");
       if (error != 0) return Refusal(request, error);
     }
     Require(reply == driver_.Replies().end(), "nothing else is asked for");
     return {};
   }
 
-  // The buffers are gone, and whatever was in hand.
+  // The buffers are gone, including any taken one.
   void Forget() {
     frames_.clear();
     held_.reset();
     taken_.clear();
-    clearing_ = false;
+    in_hand_ = clearing_ = false;
   }
 
   void Open() {
@@ -195,10 +195,10 @@ class Device {
     went_well_ = made;
     Forget();
     const std::vector<std::string> expected = ExpectedOfBuffers(count, made);
-    Require(Errors() == expected, "each failure is told in one line");
+    Require(Errors() == expected, "each failure is reported in one line");
   }
 
-  // Fills in the frames as well.
+  // Also fills in the frames.
   std::vector<std::string> ExpectedOfBuffers(unsigned count, bool made) {
     const auto& replies = driver_.Replies();
     std::vector<std::string> errors;
@@ -206,8 +206,8 @@ class Device {
     const std::byte* area = nullptr;
     const auto ends_with = [&](std::string refusal) {
       errors.push_back(std::move(refusal));
-      Require(!made, "buffers that could not be had are refused");
-      Require(next == replies.size(), "no request behind a failure");
+      Require(!made, "buffers that were not granted are refused");
+      Require(next == replies.size(), "no request after a failure");
       return errors;
     };
     const auto reply = [&](unsigned long call) -> const Reply& {
@@ -253,11 +253,11 @@ class Device {
       const Reply& queued = reply(VIDIOC_QBUF);
       if (queued.error != 0) return ends_with(Refusal(VIDIOC_QBUF, queued.error));
     }
-    Require(made && next == replies.size(), "buffers that could be had are there");
+    Require(made && next == replies.size(), "buffers that were granted are there");
     return errors;
   }
 
-  // The frame that the driver has handed out, or none.
+  // The frame that the driver returned, or none.
   void JudgeTaken(std::byte* data) {
     PutBack();
     Outcome refusal = RefusalOf({VIDIOC_DQBUF});
@@ -266,9 +266,10 @@ class Device {
     Judge(data != nullptr, refusal);
     if (refusal) return;
     held_ = index;
+    in_hand_ = true;
     Require(data == frames_[index].first, "the frame of its index");
     Require(device_->BufferSize() == frames_[index].second, "and its size");
-    Require(device_->Index() == index, "the index is told");
+    Require(device_->Index() == index, "the index is reported");
     Require(driver_.Maps(data, device_->BufferSize()), "a buffer lies in mapped memory");
     std::fill_n(data, device_->BufferSize(), kSeen);
   }
@@ -280,24 +281,30 @@ class Device {
     }
   }
 
-  // Whoever has a frame keeps it until he gives it back, and then it is cleared too.
+  // A taken frame is left alone until it is given back; then it is cleared too.
   void ClearBuf() {
     Begin();
     device_->ClearBuf();
     Judge(true, {});
-    if (!held_) return RequireCleared();
+    if (!in_hand_) return RequireCleared();
     clearing_ = true;
     const auto [data, size] = frames_[*held_];
-    // The marker at its end goes when it is given back, though the driver may refuse it.
+    // The marker at its end is cleared when it is given back, even if the driver refuses it.
     const std::size_t seen = size - std::min(size, DevFOps::kCompletionMarkerBytes);
     Require(std::all_of(data, data + seen, [](std::byte byte) { return byte == kSeen; }),
             "a frame in hand is left alone");
   }
 
-  // The frame taken last is in nobody's hands any more.
+  // The last frame is in nobody's hands, be it that the driver does not take it back.
+  void LetGo() {
+    in_hand_ = false;
+    if (std::exchange(clearing_, false)) RequireCleared();
+  }
+
+  // The last frame is no longer taken.
   void PutBack() {
     held_.reset();
-    if (std::exchange(clearing_, false)) RequireCleared();
+    LetGo();
   }
 
   void Take() {
@@ -309,7 +316,7 @@ class Device {
     Begin();
     const unsigned before = last_index_;
     JudgeTaken(device_->DqBuf(last_index_));
-    Require(last_index_ == held_.value_or(before), "the index is told");
+    Require(last_index_ == held_.value_or(before), "the index is reported");
     if (held_) taken_.insert(*held_);
   }
 
@@ -323,6 +330,7 @@ class Device {
     Begin();
     const bool queued = device_->QBuf();
     Judge(queued, RefusalToQueue(held_.has_value()));
+    if (held_) LetGo();
     if (!queued) return;
     taken_.erase(*held_);
     PutBack();
@@ -349,12 +357,13 @@ class Device {
   FuzzedDataProvider& input_;
   VideoDriver& driver_;
 
-  // What a device has that was told the same and got the same answers.
+  // What a device must hold after the same calls and answers.
   bool open_ = false;
   std::size_t frame_bytes_ = 0;
   std::vector<std::pair<const std::byte*, std::size_t>> frames_;
-  std::optional<unsigned> held_;  // the one taken last
-  bool clearing_ = false;         // when that goes back
+  std::optional<unsigned> held_;  // the frame taken last
+  bool in_hand_ = false;          // and not given back, nor tried to
+  bool clearing_ = false;         // when it is no longer in hand
   std::set<unsigned> taken_;      // by index
   unsigned last_index_ = 0;
   bool went_well_ = false;

@@ -23,3 +23,4 @@ file(GLOB kit_pages ${PROJECT_SOURCE_DIR}/docs/on-a-board.md ${PROJECT_SOURCE_DI
   ${PROJECT_SOURCE_DIR}/docs/bring-up.md ${PROJECT_SOURCE_DIR}/docs/tool.md
   ${PROJECT_SOURCE_DIR}/docs/sensor-tables.md)
 install(FILES ${kit_pages} DESTINATION docs COMPONENT board-kit EXCLUDE_FROM_ALL)
+install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION . COMPONENT board-kit EXCLUDE_FROM_ALL)

@@ -21,7 +21,7 @@ void Require(bool done, const std::string& call) {
   throw Failure(ExitCode::kNegative,
                 fmt::format("{} was refused{}", call,
                             printed.empty() ? "" : fmt::format(" (\"{}\")", printed.back())),
-                "\"tessaline check\" looks at the board");
+                "\"tessaline check\" tests the board");
 }
 
 }  // namespace
@@ -30,7 +30,7 @@ bool ReadWholeSensor() {
   const unsigned full = GetCmosMaxDrive();
   const unsigned width = full >> 16;
   const unsigned height = full & 0xFFFF;
-  // The edge that one sensor leaves out by itself is not worth a change.
+  // One sensor leaves out an edge by itself; that is not worth a change.
   if (GetImageHeight() >= height * 3 / 4) return true;
   return SetROI1(0, 0, width, height) == 0;
 }
@@ -40,7 +40,8 @@ void Acquisition::Describe(CLI::App& app) {
       ->type_name("MICROSECONDS")
       ->check(CLI::Range(1u, 10'000'000u))
       ->capture_default_str();
-  app.add_option("--gain", gain_, "Analogue gain, in the sensor's own steps; 0 leaves it");
+  app.add_option("--gain", gain_,
+                 "Analogue gain, in the sensor's own steps; 0 leaves it unchanged");
   app.add_option("--power", power_, "Laser power")
       ->type_name("PERCENT")
       ->check(NumberIn(0, 100))
@@ -49,15 +50,14 @@ void Acquisition::Describe(CLI::App& app) {
       ->type_name("MODE")
       ->check(CLI::IsMember({"timer", "encoder", "external"}))
       ->capture_default_str();
-  app.add_option(
-         "--spacing", spacing_,
-         "Distance of two triggers: encoder pulses with --trigger encoder (10), microseconds "
-         "otherwise (4000, K37.. 8000)")
+  app.add_option("--spacing", spacing_,
+                 "Trigger spacing: encoder pulses with --trigger encoder (10), microseconds "
+                 "otherwise (4000, K37.. 8000)")
       ->check(CLI::Range(1u, 85'899'345u));
-  app.add_option("--roi", region_, "Region of interest in pixels (the whole sensor)")
+  app.add_option("--roi", region_, "Region of interest in pixels (default: the whole sensor)")
       ->type_name("X Y WIDTH HEIGHT")
       ->expected(static_cast<int>(kRegionNumbers));
-  app.add_option("--laser", laser_, "on or off, while frames are taken")
+  app.add_option("--laser", laser_, "on or off while frames are taken")
       ->type_name("STATE")
       ->check(CLI::IsMember({"on", "off"}))
       ->capture_default_str();
@@ -66,7 +66,7 @@ void Acquisition::Describe(CLI::App& app) {
 unsigned Acquisition::Spacing(const Model& model) const {
   constexpr unsigned kPulses = 10;
   if (spacing_ != 0) return spacing_;
-  return trigger_ == "encoder" ? kPulses : model.family().spacing;
+  return trigger_ == "encoder" ? kPulses : model.family().sensor.trigger_spacing;
 }
 
 void Acquisition::Apply(const Model& model, bool images) const {

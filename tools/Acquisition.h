@@ -8,20 +8,19 @@
 
 namespace tool {
 
-// Has a started device read the whole sensor: some products start with a part of their
-// rows. False when it refuses.
+// Makes a started device read the whole sensor: some products start with only part of their
+// rows. False if it refuses.
 bool ReadWholeSensor();
 
-// How frames are to be taken: the options of the sub-commands that take some.
+// How to take frames: the options of the sub-commands that do.
 class Acquisition {
  public:
   void Describe(CLI::App& app);
 
-  // Sets a started device up for images or strips. A Failure when it refuses something.
+  // Sets up a started device for images or strips. Throws a Failure if it refuses something.
   void Apply(const Model& model, bool images) const;
 
-  // For --dry-run: tells what it would call, and that it would write `file`, if it has a
-  // name.
+  // For --dry-run: shows what it would call, and that it would write `file`, unless empty.
   void Rehearse(const Session& session, const std::string& title, bool images,
                 const std::string& file = {}) const;
 

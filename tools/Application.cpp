@@ -13,16 +13,16 @@
 namespace tool {
 namespace {
 
-constexpr const char* kDescription = "Looks at, sets and tests a laser line-profile sensor.";
+constexpr const char* kDescription = "Inspects, sets up and tests a laser line-profile sensor.";
 constexpr const char* kFooter =
-    "Runs on the sensor itself; with --virtual K3610, or TESSALINE_BOARD=K3610, on the virtual "
-    "board, on any Linux machine.\n\nExamples:\n"
+    "Runs on the sensor itself, or on any Linux machine with the virtual board: --virtual K3610,\n"
+    "or TESSALINE_BOARD=K3610.\n\nExamples:\n"
     "  tessaline check --virtual K3610\n"
     "  tessaline capture strips -n 600 -o scan.png --virtual K3610\n"
     "  tessaline reg read TRIGGER_CTRL --virtual K3610\n"
-    "\"tessaline COMMAND --help\" tells about each command.";
+    "\"tessaline COMMAND --help\" describes each command.";
 
-// Which sub-command the user is in, as typed: "tessaline reg read".
+// The sub-command as typed: "tessaline reg read".
 std::string NameOf(const CLI::App& app) {
   std::string name = app.get_name();
   for (const CLI::App* sub : app.get_subcommands()) name += " " + NameOf(*sub);
@@ -39,7 +39,7 @@ void Tell(const std::string& who, const std::string& what, const std::string& ne
 Application::Application() : app_(kDescription, "tessaline"), commands_(MakeCommands()) {
   app_.footer(kFooter);
   app_.require_subcommand(0, 1);
-  // For the build of the packages; not in the help.
+  // For building the packages; not in the help.
   app_.add_option("--write-man-pages", man_)->group("");
   app_.add_flag("--write-completion", completion_)->group("");
   app_.set_version_flag("--version", "tessaline " TESSALINE_VERSION, "Print the version and exit");
@@ -66,8 +66,8 @@ ExitCode Application::Guarded(const std::function<ExitCode()>& run) {
   } catch (const Failure& failure) {
     Tell(NameOf(app_), failure.what(), failure.next());
     return failure.code();
-  } catch (const std::bad_alloc&) {  // caught, so that what is switched on goes off
-    Tell(NameOf(app_), "there is not enough memory", "capture less at a time");
+  } catch (const std::bad_alloc&) {  // caught, so that destructors switch the laser off
+    Tell(NameOf(app_), "out of memory", "capture less at a time");
     return ExitCode::kFile;
   }
 }

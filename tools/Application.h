@@ -16,15 +16,14 @@ class Application {
  public:
   Application();
 
-  // Parses and carries out. What goes wrong is told in one line on the standard error
-  // stream.
+  // Parses and runs the command line. Prints one line on standard error if it fails.
   ExitCode Run(int argc, char** argv);
 
-  // The same for a sub-command that runs inside of another, whose options hold for it too;
-  // it prints for people, or nothing if that one prints JSON.
+  // The same for a sub-command inside another, whose options also apply. It prints text for
+  // people, or nothing if the outer one prints JSON.
   static ExitCode RunNested(std::vector<std::string> arguments, const CommonOptions& outer);
 
-  // The parser with all that it knows, for manual pages and completion.
+  // The parser, for manual pages and completion.
   const CLI::App& app() const { return app_; }
 
  private:

@@ -10,21 +10,20 @@ std::string TextOf(Touches touches) {
     case Touches::kNothing:
       return "Does not touch the board.";
     case Touches::kReads:
-      return "Reads only: the board stays as it is.";
+      return "Only reads. Nothing on the board changes.";
     case Touches::kMayStart:
-      return "Reads only: the board stays as it is. But --start WRITES REGISTERS: it sets up FPGA "
-             "and image sensor anew. --dry-run tells what it would do and touches nothing.";
+      return "Only reads. But --start WRITES REGISTERS: it sets up the FPGA and the image sensor "
+             "from scratch. --dry-run shows what would be done and touches nothing.";
     case Touches::kSets:
-      return "WRITES REGISTERS: starts the device, which sets up FPGA and image sensor anew, and "
-             "sets it. --dry-run tells what it would do and touches nothing.";
+      return "WRITES REGISTERS: starts the device (FPGA and image sensor are set up from scratch), "
+             "then applies the setting. --dry-run shows what would be done and touches nothing.";
     case Touches::kLight:
-      return "DRIVES THE LASER and writes registers: mind your eyes. --dry-run tells what it would "
-             "do and touches nothing.";
+      return "DRIVES THE LASER and writes registers: protect your eyes. --dry-run shows what would "
+             "be done and touches nothing.";
     case Touches::kRegisters:
-      return "WRITES REGISTERS as they are. --dry-run tells what it would write and writes "
-             "nothing.";
+      return "WRITES REGISTERS directly. --dry-run shows what would be written and writes nothing.";
     case Touches::kEeprom:
-      return "WRITES THE EEPROM. --dry-run tells what it would write and writes nothing.";
+      return "WRITES THE EEPROM. --dry-run shows what would be written and writes nothing.";
   }
   return {};
 }
@@ -53,14 +52,13 @@ void AddCommonOptions(CLI::App& app, CommonOptions& common) {
   app.add_option("--virtual", common.virtual_model, "Run on the virtual board of this model")
       ->type_name("CODE");
   app.add_flag("--json", common.json, "Print the result as JSON");
-  app.add_flag("-v,--verbose", common.verbose,
-               "Show on the standard error stream what the library says");
+  app.add_flag("-v,--verbose", common.verbose, "Show the library's output on standard error");
 }
 
 CLI::App& AddCommand(CLI::App& parent, const About& about, CommonOptions& common) {
   CLI::App& command = Add(parent, about);
   if (CanBeRehearsed(about.touches)) {
-    command.add_flag("--dry-run", common.dry_run, "Tell what would be done, and do nothing");
+    command.add_flag("--dry-run", common.dry_run, "Show what would be done, and do nothing");
   }
   AddCommonOptions(command, common);
   return command;

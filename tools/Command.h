@@ -14,48 +14,48 @@ namespace tool {
 enum class Touches {
   kNothing,    // does not open the board
   kReads,      // looks, and changes nothing
-  kMayStart,   // looks, and starts the device before if asked to
-  kSets,       // and sets it
-  kLight,      // and drives the laser
-  kRegisters,  // writes registers as they are
+  kMayStart,   // looks, and first starts the device if asked to
+  kSets,       // starts the device and changes a setting
+  kLight,      // also drives the laser
+  kRegisters,  // writes registers directly
   kEeprom,     // writes the EEPROM
 };
 
-// A sub-command's part of the help that is not about single options.
+// The part of a sub-command's help that is not about single options.
 struct About {
   const char* name;
   const char* summary;
   Touches touches;
   const char* details;   // may be empty
-  const char* examples;  // one a line
+  const char* examples;  // one per line
 };
 
 // One sub-command.
 class Command {
  public:
   virtual ~Command() = default;
-  // Describes itself to the parser, below `parent`. Help, manual pages and completion are
-  // made from that.
+  // Describes itself to the parser, below `parent`. Help, manual pages and completion come
+  // from this.
   virtual void Describe(CLI::App& parent, CommonOptions& common) = 0;
   // Whether it is the one on the command line.
   virtual bool Asked() const = 0;
   virtual ExitCode Run(Session& session) = 0;
 };
 
-// A parser below `parent`, with the options that every sub-command takes. Those that
-// change something can be rehearsed.
+// A parser below `parent` with the options that every sub-command takes. Sub-commands that
+// change something also get --dry-run.
 CLI::App& AddCommand(CLI::App& parent, const About& about, CommonOptions& common);
 
-// The same for one that only holds others.
+// The same for one that only groups others.
 CLI::App& AddGroup(CLI::App& parent, const About& about);
 
 // The options that may also stand before the sub-command.
 void AddCommonOptions(CLI::App& app, CommonOptions& common);
 
-// A number within these limits; unlike the parser's own range, no "nan".
+// A number within these limits; unlike the parser's own range, it rejects "nan".
 CLI::Validator NumberIn(double low, double high);
 
-// Longer than anybody waits.
+// Longer than anyone waits.
 inline constexpr double kMostSeconds = 1e7;
 
 // All sub-commands, in the order of the help.

@@ -9,9 +9,8 @@
 
 namespace tool {
 
-// Runs a call of the library that may never come back on a thread of its own. False
-// when it has not come back in time: the thread is left behind, and the process should
-// end soon.
+// Runs a library call that may never return on a thread of its own. False if it has not
+// returned in time: the thread is abandoned, and the process should end soon.
 template <typename Call>
 bool ReturnsInTime(std::chrono::seconds limit, Call call) {
   struct Shared {

@@ -33,8 +33,8 @@ void Device::RequireRegisters() const {
   const Model& model = session_.model();
   if (!IsABoard(model.family())) {
     throw Failure(ExitCode::kUnreachable,
-                  fmt::format("this machine is no {} board: neither {} nor /dev/uio1 is there",
-                              model.code(), model.family().thermometer.file),
+                  fmt::format("this machine is not a {} board: neither {} nor /dev/uio1 is there",
+                              model.code(), model.family().board.processor.thermometer.file),
                   fmt::format("run it on the sensor, or try it with --virtual {}", model.code()));
   }
   const Node memory = NodesOf(model.family()).front();
@@ -48,7 +48,7 @@ void Device::RequireNodes() const {
     if (error == 0) continue;
     Failure failure = CannotOpen(node, error);
     throw Failure(failure.code(), failure.what(),
-                  failure.next() + "; \"tessaline check\" looks at everything");
+                  failure.next() + "; \"tessaline check\" tests everything");
   }
 }
 
@@ -69,8 +69,8 @@ bool Device::Open(bool start) {
   }
   session_.model();
   session_.Print(
-      "would set up FPGA and image sensor anew (RegisterHardwareInit(), SetGlobalControl(0)), "
-      "then look.\n"
+      "would set up the FPGA and the image sensor from scratch (RegisterHardwareInit(),\n"
+      "SetGlobalControl(0)), then look.\n"
       "Nothing was touched (--dry-run).\n");
   session_.Emit({{"dry_run", true}, {"calls", {"RegisterHardwareInit()", "SetGlobalControl(0)"}}});
   return false;
@@ -79,17 +79,17 @@ bool Device::Open(bool start) {
 void Device::Launch(tessaline_frame_handler on_image, tessaline_frame_handler on_strips) {
   RegisterEventHandler(TESSALINE_EVENT_IMAGE, reinterpret_cast<tessaline_event_handler>(on_image));
   RegisterEventHandler(TESSALINE_EVENT_STRIP, reinterpret_cast<tessaline_event_handler>(on_strips));
-  // A thread left behind still writes here.
+  // An abandoned thread still writes here.
   static int result = 0;
   if (!ReturnsInTime(kStartLimit, [] { result = RegisterHardwareInit(); })) {
     throw Failure(ExitCode::kUnreachable,
                   fmt::format("the device has not started after {} s", kStartLimit.count()),
                   "the image sensor does not become ready, or the registers are out of reach: "
-                  "\"tessaline check\" tells which");
+                  "\"tessaline check\" shows which");
   }
   if (result != 0) {
     throw Failure(ExitCode::kUnreachable, "the device cannot be started",
-                  "\"tessaline check\" tells why, --verbose shows what the library says");
+                  "\"tessaline check\" shows why; --verbose shows the library's output");
   }
   SetGlobalControl(0);                    // a K37.. whose self-test saw no image is still acquiring
   CatchInterrupts([] { CloseLaser(); });  // the start has installed a handler of its own
@@ -97,10 +97,10 @@ void Device::Launch(tessaline_frame_handler on_image, tessaline_frame_handler on
 }
 
 void Device::LaserOn() {
-  laser_on_ = true;  // also when one of its two lines only could be driven
+  laser_on_ = true;  // even if only one of its two lines could be driven
   if (OpenLaser() != 0) {
     throw Failure(ExitCode::kNegative, "the laser cannot be switched on",
-                  "\"tessaline check\" looks at its lines");
+                  "\"tessaline check\" tests its lines");
   }
 }
 

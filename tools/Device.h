@@ -8,39 +8,39 @@
 
 namespace tool {
 
-// The sensor, as a sub-command sees it. A process starts it once at most.
+// The sensor, as a sub-command sees it. A process starts it at most once.
 class Device {
  public:
   explicit Device(const Session& session) : session_(session) {}
-  // Switches off what this process has switched on and was not told to leave on.
+  // Switches off whatever this process switched on and was not told to leave on.
   ~Device();
   Device(const Device&) = delete;
   Device& operator=(const Device&) = delete;
 
-  // A Failure unless this machine is a board whose registers may be accessed. Selects the
-  // product; nothing on the board changes.
+  // Selects the product; nothing on the board changes. Throws a Failure unless this machine is
+  // a board whose registers may be accessed.
   void RequireRegisters() const;
 
-  // Starts the device: FPGA and image sensor are set up anew. The handlers may be null.
-  // A Failure when it cannot, or does not in time.
+  // Starts the device: sets up FPGA and image sensor from scratch. The handlers may be null.
+  // Throws a Failure if that fails or takes too long.
   void Start(tessaline_frame_handler on_image = nullptr,
              tessaline_frame_handler on_strips = nullptr);
 
-  // The same without looking at anything before: for who wants to see what comes of it.
+  // The same without checking anything first, for callers who want to see the result.
   void Launch(tessaline_frame_handler on_image, tessaline_frame_handler on_strips);
 
-  // For who only looks, and starts the device for that if asked to: opens it, or, when it
-  // would be started and this is a rehearsal, only tells so and returns false.
+  // For commands that only look, and start the device first if asked to: opens it. In a dry run
+  // that would start it, only says so and returns false.
   bool Open(bool start);
 
-  // The laser, until the end of the process or LaserOff().
+  // Switches the laser on until LaserOff() or the end of the process.
   void LaserOn();
   void LaserOff();
 
   void StartAcquisition();
   void StopAcquisition();
 
-  // What the library told while it started, for who wants to show it.
+  // What the library printed while it started.
   const std::vector<std::string>& complaints() const { return complaints_; }
 
  private:

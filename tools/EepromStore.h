@@ -12,9 +12,9 @@ namespace eeprom {
 inline constexpr std::size_t kBytes = 512;
 using Content = std::array<std::uint8_t, kBytes>;
 
-// A Failure when the bus is not there or the chip does not answer.
+// Throws a Failure if the bus is missing or the chip does not answer.
 Content Read();
-// Writes page by page; a Failure at the first page that cannot be written.
+// Writes page by page; throws a Failure at the first page that cannot be written.
 void Write(std::span<const std::uint8_t> bytes);
 
 }  // namespace eeprom

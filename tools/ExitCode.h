@@ -5,7 +5,7 @@
 
 namespace tool {
 
-// What the process tells the one that started it.
+// The exit status of the process.
 enum class ExitCode : int {
   kOk = 0,
   kNegative = 1,
@@ -27,21 +27,20 @@ inline constexpr std::array kExitCodes{
     ExitCodeText{ExitCode::kOk, "done"},
     ExitCodeText{
         ExitCode::kNegative,
-        "the answer is no: a check failed, two dumps or EEPROM contents differ, the device "
-        "refused a setting, frames were lost with --strict"},
+        "the answer is no: a check failed, dumps or EEPROM contents differ, the device refused a "
+        "setting, or frames were lost with --strict"},
     ExitCodeText{ExitCode::kUsage,
-                 "the command line is wrong: unknown option, unknown model, value out of range, "
+                 "the command line is wrong: unknown option or model, value out of range, or "
                  "register outside the map"},
     ExitCodeText{ExitCode::kUnreachable,
                  "the device is not there, does not answer, or sends no frames"},
-    ExitCodeText{ExitCode::kNoPermission, "a device node may not be opened"},
-    ExitCodeText{ExitCode::kExists, "an output file exists already; nothing was overwritten"},
+    ExitCodeText{ExitCode::kNoPermission, "no permission to open a device node"},
+    ExitCodeText{ExitCode::kExists, "an output file already exists; nothing was overwritten"},
     ExitCodeText{ExitCode::kFile,
                  "a file cannot be read, created or written (disk full), or memory ran out"},
     ExitCodeText{
         ExitCode::kInterrupted,
-        "ended by Ctrl-C, or a signal like it, before it was done; what was captured until then "
-        "is complete"},
+        "stopped early by Ctrl-C or a similar signal; what had been captured by then is complete"},
 };
 
 }  // namespace tool

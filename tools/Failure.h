@@ -8,7 +8,7 @@
 
 namespace tool {
 
-// Ends a command: what went wrong and what to do next, for one line to the user.
+// Ends a command: what went wrong and what to do next, printed in one line.
 class Failure : public std::runtime_error {
  public:
   Failure(ExitCode code, const std::string& what, std::string next = {})

@@ -4,7 +4,7 @@
 
 namespace tool {
 
-// Level of a GPIO line, from the kernel; nothing when it is not exported.
+// The level of a GPIO line, from the kernel; nothing if it is not exported.
 std::optional<bool> GpioLevel(unsigned line);
 
 }  // namespace tool

@@ -18,7 +18,7 @@ std::atomic<int> interrupts = 0;
 std::atomic<int> last_signal = 0;
 sem_t impatience;
 
-// Those of who has gone come more than once, and say nothing about patience.
+// These mean that the user has gone. They come more than once, which is not impatience.
 bool ComesFromAPerson(int signal) { return signal != SIGPIPE && signal != SIGHUP; }
 
 void OnInterrupt(int signal) {
@@ -73,8 +73,8 @@ void EndProcess(int status) {
 
 bool Interrupted() { return interrupts > 0; }
 
-// Until a point in time: the virtual board scales the other kind of sleep. In slices, for a
-// signal that comes just before one, or to another thread.
+// Sleeps until a point in time, because the virtual board scales relative sleeps. In slices,
+// because a signal may come just before a sleep, or to another thread.
 bool PauseFor(std::chrono::milliseconds time) {
   constexpr std::chrono::milliseconds kSlice{50};
   constexpr long kNsPerSecond = 1'000'000'000;

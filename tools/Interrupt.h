@@ -5,19 +5,18 @@
 
 namespace tool {
 
-// Ctrl-C and its like - SIGTERM, SIGQUIT, a terminal that has gone, a pipe that nobody reads
-// any more - ask the tool to come to an end in order, instead of the library's own handler,
-// which would end the process in the middle of a file. Who asks a second time gets
-// `last_resort`, on a thread of its own, and the end of the process; the third time ends it
-// at once.
+// Ctrl-C and the like (SIGTERM, SIGQUIT, a closed terminal, a closed pipe) ask the tool to end in
+// order. The library's own handler would end the process in the middle of a file. A second
+// request runs `last_resort` on a thread of its own and ends the process; a third ends it at
+// once.
 void CatchInterrupts(std::function<void()> last_resort);
 
 bool Interrupted();
 
-// Ends the process. Only the first thread that wants to comes through.
+// Ends the process. Only the first thread that calls it gets through.
 [[noreturn]] void EndProcess(int status);
 
-// Sleeps in real time, and wakes up for an interrupt. True when there was one.
+// Sleeps in real time, and wakes up for an interrupt. True if there was one.
 bool PauseFor(std::chrono::milliseconds time);
 
 }  // namespace tool

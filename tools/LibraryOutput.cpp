@@ -11,7 +11,7 @@
 namespace tool {
 namespace {
 
-// A chip that stays busy makes the library tell so for ever.
+// A chip that stays busy makes the library print forever.
 constexpr std::size_t kKeptLines = 500;
 
 void Keep(std::deque<std::string>& lines, std::string line) {
@@ -75,7 +75,7 @@ void LibraryOutput::Sink(log_Event* event) {
   Keep(self->errors_, text);
 }
 
-// What was printed before is on its way through the pipe for a moment.
+// What was printed just before is still on its way through the pipe for a moment.
 void LibraryOutput::Settle() {
   if (pipe_ < 0) return;
   fflush(stdout);

@@ -13,19 +13,19 @@ namespace tool {
 
 // Keeps the texts of the library away from what the tool prints.
 //
-// The library tells faults on the process's standard output and in its log. From
-// Capture() on, the first goes into a pipe whose latest lines are kept, and the
-// second into a sink; the tool itself prints on the standard output as it was.
+// The library reports faults on standard output and in its log. From Capture() on, the first goes
+// into a pipe whose latest lines are kept, the second into a sink; the tool itself prints on the
+// original standard output.
 //
 // There is one, for the life of the process: the library's threads use it to the end.
 class LibraryOutput {
  public:
   static LibraryOutput& Instance();
 
-  // Call before the library is used. Verbose: lines go on to the standard error stream.
+  // Call before the library is used. Verbose: also copies lines to standard error.
   void Capture(bool verbose);
 
-  // The standard output as the process was given it.
+  // The original standard output of the process.
   FILE* user() const { return user_; }
 
   // The latest lines printed, and ERROR messages logged ("source file: message"), up to now.
@@ -33,7 +33,7 @@ class LibraryOutput {
   std::vector<std::string> Errors();
   bool HasPrinted(const std::string& part);
   bool HasError(const std::string& part);
-  // ERROR messages with this part in them so far.
+  // ERROR messages so far that contain this part.
   unsigned long CountErrors(const std::string& part);
 
  private:
@@ -50,8 +50,8 @@ class LibraryOutput {
   std::deque<std::string> errors_;
 };
 
-// While it lives, the standard error stream goes where the library's output goes: for
-// the functions that tell their reasons there.
+// While it lives, standard error goes where the library's output goes, for functions that print
+// their reasons there.
 class ErrorStreamCaptured {
  public:
   ErrorStreamCaptured();

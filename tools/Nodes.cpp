@@ -10,10 +10,9 @@
 namespace tool {
 
 std::vector<Node> NodesOf(const Family& family) {
-  const std::string sensor_bus(family.sensor_bus);
   std::vector<Node> nodes{
       {"/dev/mem", O_RDWR | O_NONBLOCK, "FPGA registers",
-       "the kernel needs CONFIG_DEVMEM, and no strict access to it"},
+       "the kernel needs CONFIG_DEVMEM without CONFIG_STRICT_DEVMEM"},
       {"/dev/i2c-0", O_RDWR, "bus of the EEPROM",
        "enable the I2C controller in the device tree and load i2c-dev"},
   };
@@ -26,21 +25,21 @@ std::vector<Node> NodesOf(const Family& family) {
                      spi ? "enable the SPI controller in the device tree and load spidev"
                          : "enable the I2C controller in the device tree and load i2c-dev"});
   };
-  add_bus(family.sensor_bus, "bus of the image sensor");
-  add_bus(family.laser_bus, "bus of laser power and DA converter");
+  add_bus(family.board.sensor_bus.path, "bus of the image sensor");
+  add_bus(family.board.laser_bus.path, "bus of laser power and DA converter");
   nodes.push_back({"/sys/class/gpio/export", O_WRONLY, "laser and status light",
                    "the kernel needs CONFIG_GPIO_SYSFS"});
-  nodes.push_back({std::string(family.thermometer.file), O_RDONLY, "processor temperature",
+  nodes.push_back({family.board.processor.thermometer.file, O_RDONLY, "processor temperature",
                    "load the system monitor's driver (xilinx-xadc, ams)"});
-  nodes.push_back({"/dev/video0", O_RDWR, "images", "load the capture driver of the images"});
-  nodes.push_back({"/dev/video1", O_RDWR, "strips", "load the capture driver of the strips"});
+  nodes.push_back({"/dev/video0", O_RDWR, "images", "load the capture driver for images"});
+  nodes.push_back({"/dev/video1", O_RDWR, "strips", "load the capture driver for strips"});
   nodes.push_back({"/dev/uio0", O_RDWR, "external-trigger interrupt",
                    "load uio_pdrv_genirq and name the interrupt in the device tree"});
   nodes.push_back({"/dev/uio1", O_RDWR, "DA interrupt",
                    "load uio_pdrv_genirq and name the interrupt in the device tree"});
   if (family.has_dma_buffer) {
-    nodes.push_back({"/dev/udmabuf0", O_RDWR, "memory of the captured frames",
-                     "load u-dma-buf with a buffer of the size that the product needs"});
+    nodes.push_back({"/dev/udmabuf0", O_RDWR, "memory for captured frames",
+                     "load u-dma-buf with a buffer as large as the product needs"});
   }
   return nodes;
 }
@@ -59,7 +58,7 @@ std::string AdviceFor(const Node& node, int error) {
       return fmt::format("run as root, or give your user access with a udev rule (ls -l {})",
                          node.path);
     case EBUSY:
-      return fmt::format("another program has it: find it with \"fuser -v {}\" and end it",
+      return fmt::format("another program is using it: find it with \"fuser -v {}\" and end it",
                          node.path);
     default:
       return node.advice;
@@ -70,7 +69,7 @@ bool IsABoard(const Family& family) {
   const auto there = [](const std::string& path) {
     return TryToOpen({path, O_RDONLY | O_NONBLOCK, "", ""}) != ENOENT;
   };
-  return there(std::string(family.thermometer.file)) || there("/dev/uio1");
+  return there(family.board.processor.thermometer.file) || there("/dev/uio1");
 }
 
 }  // namespace tool

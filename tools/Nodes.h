@@ -15,18 +15,18 @@ struct Node {
   std::string advice;  // when it is missing
 };
 
-// All that a product needs, in the order in which they matter. The watchdog is not
-// among them: opening it arms it.
+// All files that a product needs, in order of importance. The watchdog is left out: opening it
+// arms it.
 std::vector<Node> NodesOf(const Family& family);
 
-// 0, or the errno with which it cannot be opened. Nothing is read or written.
+// 0, or the errno if it cannot be opened. Nothing is read or written.
 int TryToOpen(const Node& node);
 
 // What to do about it.
 std::string AdviceFor(const Node& node, int error);
 
-// Whether this machine is a sensor board at all. The registers are addresses in physical
-// memory, which mean something else on any other machine.
+// Whether this machine is a sensor board at all. The registers are physical addresses, which mean
+// something else on any other machine.
 bool IsABoard(const Family& family);
 
 }  // namespace tool

@@ -24,14 +24,14 @@ constexpr mode_t kMode = 0666;  // less the umask
 Failure Cannot(const char* what, const std::string& path, int error) {
   const char* next = error == ENOSPC || error == EDQUOT || error == EFBIG
                          ? "make room, or write elsewhere with -o"
-                     : error == ENOENT ? "make the directory first, or write elsewhere with -o"
+                     : error == ENOENT ? "create the directory first, or write elsewhere with -o"
                                        : "write elsewhere with -o";
   return Failure(ExitCode::kFile, fmt::format("cannot {} {}: {}", what, path, strerror(error)),
                  next);
 }
 
 Failure Exists(const std::string& path) {
-  return Failure(ExitCode::kExists, fmt::format("{} exists already", path),
+  return Failure(ExitCode::kExists, fmt::format("{} already exists", path),
                  "--force overwrites it");
 }
 
@@ -63,7 +63,7 @@ void RemoveFile(const std::string& path) {
 }
 
 OutputFile::OutputFile(std::string path, bool force) : path_(std::move(path)) {
-  signal(SIGXFSZ, SIG_IGN);  // a file that may not grow is told like a full disk
+  signal(SIGXFSZ, SIG_IGN);  // a file-size limit is reported like a full disk
   const int flags = O_WRONLY | O_CREAT | O_CLOEXEC;
   fd_ = open(path_.c_str(), flags | (force ? O_TRUNC : O_EXCL), kMode);
   if (fd_ < 0 && errno == EEXIST) {
@@ -116,7 +116,7 @@ void OutputFile::Flush() {
   ends_.clear();
   if (error == 0) return;
   failed_ = true;
-  // Gives back room only: where that fails, too, the last record stays cut.
+  // This only frees space. If it fails too, the last record stays cut.
   [[maybe_unused]] const int cut = ftruncate(fd_, size_);
   throw Cannot("write", path_, error);
 }
@@ -141,7 +141,7 @@ void WriteWholeFile(const std::string& path, bool force, std::span<const std::ui
 std::vector<std::uint8_t> ReadWholeFile(const std::string& path) {
   const auto cannot = [&](int error) {
     return Failure(ExitCode::kFile, fmt::format("cannot read {}: {}", path, strerror(error)),
-                   "give the path of a file that \"-o\" of a \"dump\" wrote");
+                   "give the path of a file written by \"dump -o\"");
   };
   const std::unique_ptr<FILE, int (*)(FILE*)> file(fopen(path.c_str(), "rb"), fclose);
   if (file == nullptr) throw cannot(errno);

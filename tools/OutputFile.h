@@ -11,21 +11,21 @@
 
 namespace tool {
 
-// Whether to overwrite what is at the path: with `force`, or when the user says so, who is
-// asked on a terminal. A Failure when it has to stay, or when no file can be made there for
-// a reason that is plain beforehand.
+// Makes sure that a file may be created at the path. An existing one needs `force`, or a yes from
+// the user, who is asked on a terminal. Throws a Failure if it must stay, or if it is already
+// clear that no file can be created there.
 bool MayOverwrite(const std::string& path, bool force);
-// Files only: what is written to /dev/full is not taken away.
+// Removes regular files only: not /dev/full.
 void RemoveFile(const std::string& path);
 
-// A file being written, record by record. Whatever happens - a full disk, Ctrl-C - it
-// holds whole records only.
+// A file being written, record by record. Whatever happens (a full disk, Ctrl-C), it only holds
+// whole records.
 class OutputFile {
  public:
-  // A Failure when it exists and `force` is false (on a terminal the user is asked first),
-  // or cannot be created.
+  // Throws a Failure if the file cannot be created, or exists and `force` is false (on a
+  // terminal the user is asked first).
   OutputFile(std::string path, bool force);
-  // Leaves what was flushed.
+  // Keeps what was flushed.
   ~OutputFile();
   OutputFile(const OutputFile&) = delete;
   OutputFile& operator=(const OutputFile&) = delete;
@@ -38,20 +38,20 @@ class OutputFile {
   void AppendNumber(Number number) {
     Append({reinterpret_cast<const std::uint8_t*>(&number), sizeof number});
   }
-  // What was appended since the last one belongs together. What comes before the first
-  // is the file's head, and no record.
+  // Ends a record: what was appended since the last call belongs together. What comes before
+  // the first call is the file's head, not a record.
   void EndRecord();
 
-  // Writes everything out. A Failure when the disk is full: the file then ends behind the
+  // Writes everything out. Throws a Failure if the disk is full; the file then ends after the
   // last whole record.
   void Flush();
-  // Replaces bytes that are in the file already.
+  // Replaces bytes that are already in the file.
   void Rewrite(off_t offset, std::span<const std::uint8_t> bytes);
-  // Records in the file, not only on their way.
+  // Records that are in the file, not just pending.
   std::size_t records() const { return records_; }
   bool failed() const { return failed_; }
 
-  // Takes the file away again: there is nothing of use in it.
+  // Removes the file: there is nothing useful in it.
   void Remove() { RemoveFile(path_); }
 
  private:
@@ -64,7 +64,7 @@ class OutputFile {
   bool failed_ = false;
 };
 
-// A small file as a whole: up to a megabyte when read.
+// A small file as a whole, up to a megabyte when read.
 void WriteWholeFile(const std::string& path, bool force, std::span<const std::uint8_t> bytes);
 std::vector<std::uint8_t> ReadWholeFile(const std::string& path);
 

@@ -19,7 +19,7 @@ void Plan::CarryOut() {
   device.Start();
   for (const Step& step : steps_) {
     if (step.run()) continue;
-    // The library says most precisely what it did not like.
+    // The library's own text is the most precise reason.
     const auto printed = LibraryOutput::Instance().Printed();
     throw Failure(ExitCode::kNegative,
                   fmt::format("{} was refused{}", step.call,
@@ -35,7 +35,7 @@ void Plan::Tell(bool done) const {
   session_.Print("{}:\n", done ? title_ : title_ + " would");
   session_.Print(
       "  {:<34} {}\n", "RegisterHardwareInit()",
-      done ? "FPGA and image sensor were set up anew" : "set up FPGA and image sensor anew");
+      done ? "FPGA and image sensor set up from scratch" : "set up FPGA and image sensor");
   session_.Print("  {:<34} {}\n", "SetGlobalControl(0)", "no acquisition");
   for (const Step& step : steps_) {
     session_.Print("  {:<34} {}\n", step.call, step.effect);
@@ -44,10 +44,10 @@ void Plan::Tell(bool done) const {
   if (!done) {
     session_.Print("Nothing was touched (--dry-run).\n");
   } else if (session_.on_virtual_board()) {
-    session_.Print("The virtual board ends with this command.\n");
+    session_.Print("The virtual board goes away with this command.\n");
   } else {
     session_.Print(
-        "This holds until the device is started again, by a command or an application.\n");
+        "The setting holds until a command or an application starts the device again.\n");
   }
   session_.Emit(json);
 }

@@ -15,16 +15,15 @@ struct Step {
   std::function<bool()> run;
 };
 
-// What a sub-command is about to do to the device, so that it can be told, done, or told
-// without being done.
+// What a sub-command is about to do to the device: a list to run and show, or only to show.
 class Plan {
  public:
   Plan(const Session& session, std::string title) : session_(session), title_(std::move(title)) {}
 
   void Add(std::string call, std::string effect, std::function<bool()> run);
 
-  // The steps one after the other on a started device; a Failure at the first that is
-  // refused. With --dry-run they are told only, and nothing is opened.
+  // Runs the steps on a started device; throws a Failure at the first that is refused. With
+  // --dry-run they are only shown, and nothing is opened.
   void CarryOut();
 
  private:

@@ -9,7 +9,7 @@ namespace tool {
 namespace {
 
 Failure NoDump(const std::string& path) {
-  return Failure(ExitCode::kUsage, fmt::format("{} is no register dump", path),
+  return Failure(ExitCode::kUsage, fmt::format("{} is not a register dump", path),
                  "\"tessaline reg dump -o FILE\" writes one");
 }
 

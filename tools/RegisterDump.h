@@ -18,10 +18,10 @@ struct RegisterDump {
   std::vector<Entry> entries;
 
   static RegisterDump Take(const Registers& registers);
-  // Of a file that "reg dump" wrote, as text or as JSON; a Failure for another.
+  // Reads a file that "reg dump" wrote, as text or JSON; throws a Failure for any other.
   static RegisterDump Load(const std::string& path);
 
-  // "IMAGE_BLOCK_1 TRIGGER_CTRL = 0x00000043  # mode 3, ..." a line
+  // One line per register: "IMAGE_BLOCK_1 TRIGGER_CTRL = 0x00000043  # mode 3, ..."
   std::string AsText(const Registers& registers) const;
   Json AsJson(const Registers& registers) const;
 };

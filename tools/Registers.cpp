@@ -50,7 +50,7 @@ std::string FullName(const fpga::Register& reg) {
 std::uint32_t ParseWord(const std::string& text) {
   std::uint32_t value = 0;
   if (!ParseNumber(text, value)) {
-    throw Failure(ExitCode::kUsage, fmt::format("\"{}\" is no 32-bit number", text),
+    throw Failure(ExitCode::kUsage, fmt::format("\"{}\" is not a 32-bit number", text),
                   "write 50000 or 0xC350");
   }
   return value;
@@ -67,17 +67,16 @@ std::vector<const fpga::Field*> Registers::FieldsOf(const fpga::Register& reg) c
   std::vector<const fpga::Field*> fields;
   for (const fpga::Field& field : fpga::kAllFields) {
     if (!(field.reg == reg)) continue;
-    // One word has two layouts; the one in halves is that of the newest FPGA.
-    const bool newest = family_.series == 25;
-    const bool halves = field.shift == fpga::kTRow25.shift || field.width == fpga::kTGes25.width;
-    if (reg == fpga::SENSOR_TIMING && halves != newest) continue;
+    // One word has two layouts.
+    const bool in_halves = field.shift == fpga::kTRow25.shift || field.width == fpga::kTGes25.width;
+    if (reg == fpga::SENSOR_TIMING && in_halves != (family_.timing_in_halves)) continue;
     fields.push_back(&field);
   }
   return fields;
 }
 
 std::uint32_t Registers::AddressOf(const fpga::Register& reg) const {
-  return fpga::BaseAddress(reg.block, family_.regions) + reg.offset;
+  return fpga::BaseAddress(reg.block, family_.board.processor.regions) + reg.offset;
 }
 
 const fpga::Register* Registers::At(std::uint32_t address) const {

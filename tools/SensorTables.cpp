@@ -1,7 +1,6 @@
 #include "SensorTables.h"
 
-// The one file of the tool that looks into the library's sources: at data alone, which is
-// that of the same build.
+// The only file of the tool that reads the library's sources: only data, from the same build.
 #include "Devices/sensor/SensorTableList.h"
 
 namespace tool {

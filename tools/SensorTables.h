@@ -12,7 +12,7 @@ struct SensorTable {
   std::string header;
   std::string name;
   std::size_t entries;
-  std::size_t placeholders;  // wait for the chip maker's documents
+  std::size_t placeholders;  // entries that wait for the chip maker's documents
 };
 
 std::vector<SensorTable> SensorTables();

@@ -34,8 +34,8 @@ bool Session::on_virtual_board() const {
 
 const Model& Session::model() const {
   if (code_.empty()) {
-    throw Failure(ExitCode::kUsage, "no model is given",
-                  "say --model CODE, set TESSALINE_MODEL, or try it with --virtual K3610");
+    throw Failure(ExitCode::kUsage, "no model given",
+                  "use --model CODE, set TESSALINE_MODEL, or try it with --virtual K3610");
   }
   if (!model_.known()) {
     throw Failure(ExitCode::kUsage, fmt::format("unknown model \"{}\"", code_),
@@ -57,9 +57,9 @@ void Session::EmitLine(const Json& json) const {
 void Session::Write(const std::string& text) const {
   FILE* const out = LibraryOutput::Instance().user();
   if (fwrite(text.data(), 1, text.size(), out) == text.size() && fflush(out) == 0) return;
-  if (errno == EPIPE) return;  // "| head": who reads it has seen enough
+  if (errno == EPIPE) return;  // "| head": the reader has seen enough
   throw Failure(ExitCode::kFile,
-                fmt::format("cannot write to the standard output: {}", strerror(errno)),
+                fmt::format("cannot write to standard output: {}", strerror(errno)),
                 "make room, or send it elsewhere");
 }
 

@@ -11,10 +11,10 @@
 
 namespace tool {
 
-// Members in the order in which a reader wants them.
+// Keeps members in the order they were added.
 using Json = nlohmann::ordered_json;
 
-// What every sub-command takes.
+// The options of every sub-command.
 struct CommonOptions {
   std::string model;
   std::string virtual_model;
@@ -34,19 +34,19 @@ class Session {
   // Whether the board is the virtual one.
   bool on_virtual_board() const;
 
-  // The product asked for; a Failure when there is none or nobody makes it.
+  // The requested product; throws a Failure if there is none or it does not exist.
   const Model& model() const;
 
-  // Results for people; nothing when JSON is asked for.
+  // Results for people; prints nothing with --json.
   template <typename... Args>
   void Print(fmt::format_string<Args...> format, Args&&... args) const {
     if (!json() && !options_.quiet) Write(fmt::format(format, std::forward<Args>(args)...));
   }
-  // The result for programs; nothing unless JSON is asked for.
+  // The result for programs; prints nothing without --json.
   void Emit(const Json& json) const;
-  // One of many, on a line of its own.
+  // One result of many, on a line of its own.
   void EmitLine(const Json& json) const;
-  // One line for people beside the result.
+  // One line for people besides the result.
   template <typename... Args>
   void Note(fmt::format_string<Args...> format, Args&&... args) const {
     WriteNote(fmt::format(format, std::forward<Args>(args)...));

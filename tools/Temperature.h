@@ -6,8 +6,8 @@
 
 namespace tool {
 
-// The processor's temperature in degrees Celsius, from the kernel: the device need not be
-// started. Nothing when the file cannot be read.
+// The processor's temperature in degrees Celsius, from the kernel, so the device need not be
+// started. Nothing if the file cannot be read.
 std::optional<double> ProcessorTemperature(const Family& family);
 
 }  // namespace tool

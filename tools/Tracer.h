@@ -10,10 +10,10 @@
 
 namespace tool {
 
-// Listens to the library's log from its lowest level on, and keeps the accesses to the
-// registers by name, with the functions they were made for.
+// Listens to the library's log at its lowest level, and keeps register accesses by name with the
+// functions that made them.
 //
-// Lives to the end of the process: a sink cannot be taken away.
+// Lives to the end of the process: a sink cannot be removed.
 class Tracer {
  public:
   explicit Tracer(const Model& model) : registers_(model) {}
@@ -25,7 +25,7 @@ class Tracer {
     std::uint32_t address;
     std::string text;  // "IMAGE_BLOCK_1 TRIGGER_CTRL", or the function's name
   };
-  // What was heard up to now.
+  // What was heard so far.
   std::vector<Line> Lines();
 
  private:

@@ -43,7 +43,7 @@ std::string FindBoard() {
       if (fs::exists(directory / name, ignored)) return directory / name;
     }
   }
-  throw Failure(ExitCode::kUnreachable, "the virtual board, libtessaline-board.so, is not there",
+  throw Failure(ExitCode::kUnreachable, "the virtual board, libtessaline-board.so, was not found",
                 "install the package tessaline-board, or build the target tessaline-board");
 }
 

@@ -59,7 +59,7 @@ void Ad5175::Execute(std::uint16_t frame) {
     case kReadControl:
       read_back_ = control_;
       break;
-    default:  // no operation, and the non-volatile memory's commands
+    default:  // no operation, or a command of the non-volatile memory
       break;
   }
 }

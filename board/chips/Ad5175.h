@@ -8,9 +8,9 @@
 
 namespace board {
 
-// Analog Devices AD5175, a potentiometer of 1024 positions at address 0x2F: 16-bit
-// frames of a 4-bit command and 10 bits of data. The non-volatile wiper memory
-// is not modelled: power-up and software reset go to mid-scale.
+// Analog Devices AD5175, a potentiometer with 1024 positions at address 0x2F. Its 16-bit frames
+// have a 4-bit command and 10 bits of data. The non-volatile wiper memory is not modelled:
+// power-up and software reset go to mid-scale.
 class Ad5175 : public I2cChip, public LaserPowerChip {
  public:
   Ad5175() = default;

@@ -4,8 +4,7 @@
 
 namespace board {
 
-// A chip from the bench's side: its registers without a transfer on its bus, and
-// whether it is fitted at all.
+// Access to a chip without its bus: its registers, and whether it is fitted at all.
 class ChipAccess {
  public:
   ChipAccess() = default;
@@ -13,7 +12,7 @@ class ChipAccess {
   ChipAccess(const ChipAccess&) = delete;
   ChipAccess& operator=(const ChipAccess&) = delete;
 
-  // A register's or memory cell's value; -1: the chip has no such address.
+  // The value of a register or memory cell; -1: the chip has no such address.
   virtual int Peek(unsigned address) const = 0;
   // False: no such address. Read-only registers can be set here.
   virtual bool Poke(unsigned address, unsigned value) = 0;

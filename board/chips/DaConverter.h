@@ -7,9 +7,8 @@
 
 namespace board {
 
-// The 12-bit DA converter at address 0x60. A write is any number of byte pairs:
-// two zero bits, two power-down bits, the value with its upper nibble first. A
-// read returns the pair in force.
+// The 12-bit DA converter at address 0x60. A write is any number of byte pairs: two zero bits,
+// two power-down bits, then the value, upper nibble first. A read returns the current pair.
 class DaConverter : public I2cChip {
  public:
   DaConverter() = default;
@@ -21,7 +20,7 @@ class DaConverter : public I2cChip {
   int Peek(unsigned address) const override;
   bool Poke(unsigned address, unsigned value) override;
 
-  // Output as a part of the reference, 0 .. 1; 0 when powered down.
+  // Output as a fraction of the reference, 0 .. 1; 0 when powered down.
   double Level() const;
 
  private:

@@ -20,7 +20,7 @@ enum Command : std::uint8_t {
   kConfigureSlices = 0xBB,
 };
 constexpr std::size_t kAddressEnd = 3;  // of command and address
-constexpr std::size_t kReadDataAt = 4;  // a byte for the chip to think comes between
+constexpr std::size_t kReadDataAt = 4;  // after one byte in which the chip fetches the data
 constexpr std::size_t kSliceCommandBytes = 5;
 
 constexpr unsigned kPageStep = 0x10000;
@@ -41,7 +41,7 @@ constexpr unsigned kAreaWidth = 0x0035;
 constexpr unsigned kSliceEnable = 0x0063;
 constexpr unsigned kOutputEnable = 0x012F;
 
-// Of the status.
+// Bits of the status.
 constexpr unsigned kAreaUpdateBusy = 0x01;
 constexpr unsigned kRegisterUpdateBusy = 0x10;
 constexpr unsigned kPllsLocked = 0x60;
@@ -56,13 +56,12 @@ constexpr unsigned kFlipVerticalBit = 0x04;
 constexpr unsigned kColumnUnit = 64;
 constexpr unsigned kRowUnit = 8;
 
-// Looks at the status that come too early.
+// Reads of the status that come too early.
 constexpr unsigned kLockLooks = 3;
 constexpr unsigned kSliceLooks = 2;
 constexpr unsigned kUpdateLooks = 2;
 
-// A clock of 15 MHz; sixteen outputs share a line, whose register holds its length
-// less one.
+// A clock of 15 MHz. Sixteen outputs share a line; the register holds its length minus one.
 constexpr double kExposureUnitUs = 1.0 / 15;
 constexpr double kLineClocksPerUs = 15 * 16;
 constexpr unsigned kFrameOverheadLines = 16;
@@ -119,7 +118,7 @@ void E2vFlash4k::Transfer(std::span<const std::uint8_t> in, std::span<std::uint8
   }
 }
 
-// Addresses count up within a transfer.
+// Addresses increment within a transfer.
 void E2vFlash4k::Read(std::span<const std::uint8_t> in, std::span<std::uint8_t> out) {
   if (in.size() < kAddressEnd) return;
   unsigned address = BigEndian(in.subspan(1));
@@ -159,7 +158,7 @@ unsigned E2vFlash4k::Status() const {
          (pll_.Settled() ? kPllsLocked : 0) | (slices_.Settled() ? kSlicesReady : 0);
 }
 
-// What is on already stays on: only the edge starts anything.
+// What is already on stays on: only the edge starts anything.
 void E2vFlash4k::WriteRegister(unsigned address, std::uint16_t value) {
   if (IsReadOnly(address)) return;
   const unsigned before = Register(address);
@@ -171,7 +170,7 @@ void E2vFlash4k::WriteRegister(unsigned address, std::uint16_t value) {
   } else if (address == kSliceEnable) {
     const bool on = (value & kSliceBit) != 0;
     if (!on) slices_.Cancel();
-    // Slices nobody has given an address, or without a clock, never come up.
+    // Slices without an address or a clock never come up.
     if (on && (before & kSliceBit) == 0 && slices_addressed_ && pll_.Settled()) {
       slices_.Begin(kSliceLooks);
     }

@@ -11,19 +11,19 @@
 
 namespace board {
 
-// e2v Flash 4K, 4096 x 1080 pixels: 16-bit registers at 16-bit addresses in pages,
-// and commands of their own for start, stop and the updates.
+// e2v Flash 4K, 4096 x 1080 pixels: 16-bit registers at 16-bit addresses in pages, and separate
+// commands for start, stop and updates.
 class E2vFlash4k : public SpiChip, public ImageSensorChip {
  public:
-  // Set as the status register's value, it lets the chip's own status show again.
+  // Writing this to the status register makes the chip's own status visible again.
   static constexpr unsigned kOwnStatus = 0x10000;
 
   E2vFlash4k();
 
   void Transfer(std::span<const std::uint8_t> in, std::span<std::uint8_t> out) override;
 
-  // Addresses: page x 0x10000 + register. A status (register 0 of page 0) that is
-  // set from here stays, whatever the chip does, until kOwnStatus is set.
+  // Addresses: page x 0x10000 + register. A status (register 0 of page 0) set from here
+  // stays, whatever the chip does, until kOwnStatus is set.
   int Peek(unsigned address) const override;
   bool Poke(unsigned address, unsigned value) override;
 
@@ -34,7 +34,7 @@ class E2vFlash4k : public SpiChip, public ImageSensorChip {
   void PowerUp();
   unsigned Register(unsigned address) const;
   void WriteRegister(unsigned address, std::uint16_t value);
-  // What software reads, and what that read makes come true.
+  // What software reads, and what that read triggers.
   unsigned ReadRegister(unsigned address);
   void Write(std::span<const std::uint8_t> in);
   void Read(std::span<const std::uint8_t> in, std::span<std::uint8_t> out);
@@ -46,7 +46,7 @@ class E2vFlash4k : public SpiChip, public ImageSensorChip {
   unsigned page_ = 0;
   bool slices_addressed_ = false;
   bool stopped_ = false;
-  unsigned area_x_ = 0, area_y_ = 0;  // as of the last area update, pixels that come out
+  unsigned area_x_ = 0, area_y_ = 0;  // as of the last area update, in output pixels
   unsigned area_height_ = 0;
   Settling pll_, slices_, register_update_, area_update_;
   std::optional<std::uint16_t> held_status_;

@@ -5,7 +5,7 @@
 namespace board {
 namespace {
 
-constexpr std::uint8_t kAddress = 0x50;  // of the first half; the next one of the second
+constexpr std::uint8_t kAddress = 0x50;  // of the first half; the second half has the next one
 constexpr std::size_t kHalf = Eeprom::kBytes / 2;
 constexpr std::size_t kPage = 16;
 
@@ -27,7 +27,7 @@ bool Eeprom::Acknowledges(std::uint8_t address) const {
 
 bool Eeprom::Message(const I2cMessage& message) {
   const std::lock_guard lock(mutex_);
-  // A repeated start in place of the stop condition gives up what was latched.
+  // A repeated start instead of a stop condition discards what was latched.
   pending_.clear();
   const std::size_t half = static_cast<std::size_t>(message.address - kAddress) * kHalf;
   if (message.read) {

@@ -9,12 +9,12 @@
 
 namespace board {
 
-// GMAX2509, 4200 columns: 8-bit registers at 8-bit addresses in frames of 24 bits
-// that are not byte aligned. A read's data come one bit later than a write's.
+// GMAX2509, 4200 columns: 8-bit registers at 8-bit addresses, in 24-bit frames that are not
+// byte aligned. A read's data come one bit later than a write's.
 class Gmax2509 : public SpiChip, public ImageSensorChip {
  public:
-  // The array has 2048 rows. A product of 1024 rows skips every other one all the
-  // time; State() counts the product's rows then.
+  // The array has 2048 rows. A product with 1024 rows always skips every other row; State()
+  // then counts the product's rows.
   static constexpr unsigned kArrayRows = 2048;
   explicit Gmax2509(unsigned product_rows);
 

@@ -38,7 +38,7 @@ constexpr unsigned kRowMask = 0x07FF;
 constexpr unsigned kDarkRows = 4;  // before the first row of the picture
 constexpr unsigned kFrameOverheadLines = 10;
 constexpr double kExposureUnitUs = 17.0 / 15;
-constexpr unsigned kFastLineClocks = 72;  // a line of two rows then takes one exposure unit
+constexpr unsigned kFastLineClocks = 72;  // then a line of two rows takes one exposure unit
 
 constexpr std::array kPowerUp{
     SensorRegisterValue{kLineTime, kFastLineClocks},
@@ -108,7 +108,7 @@ SensorState Gsprint6502::State() const {
   state.gain = std::max(1, registers_[kGain] & kGainBits);
   state.exposure_unit_us = kExposureUnitUs;
   state.line_time_us = Pair(kLineTime, kLineTimeMask) * kExposureUnitUs / kFastLineClocks;
-  // Two rows a line.
+  // Two rows per line.
   state.frame_lines = (Pair(kRowCount, kRowMask) / step + kDarkRows) / 2 + kFrameOverheadLines;
   state.fpga = {.block_pixels = 32, .block_units = 32, .crops = true};
   return state;
@@ -119,7 +119,7 @@ void Gsprint6502::Reset() {
   PowerUp();
 }
 
-// The temperature is no setting: it stays.
+// The temperature is not a setting: it survives.
 void Gsprint6502::PowerUp() {
   const std::array warmth{registers_[kTemperature], registers_[kTemperature + 1]};
   std::ranges::fill(registers_, 0);

@@ -9,8 +9,8 @@
 
 namespace board {
 
-// GSPRINT6502BSI, 2048 x 1152 pixels: 8-bit registers at 15-bit addresses, which
-// count up within a transfer.
+// GSPRINT6502BSI, 2048 x 1152 pixels: 8-bit registers at 15-bit addresses, which increment
+// within a transfer.
 class Gsprint6502 : public SpiChip, public ImageSensorChip {
  public:
   Gsprint6502();

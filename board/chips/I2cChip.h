@@ -10,17 +10,17 @@ namespace board {
 // One message on the wire: a start condition, the address, the bytes.
 struct I2cMessage {
   std::uint8_t address;           // 7 bits
-  bool read;                      // towards the master
-  std::span<std::uint8_t> bytes;  // of a write: for the chip to read; of a read: to fill
+  bool read;                      // from the chip to the master
+  std::span<std::uint8_t> bytes;  // write: the data; read: for the chip to fill
 };
 
-// A chip on an I2C bus. The bus serialises transfers; a chip also guards its own
-// registers, because bench and frame generator look at them at any time.
+// A chip on an I2C bus. The bus serialises transfers. A chip also guards its own registers,
+// because tests and the frame engine read them at any time.
 class I2cChip : public ChipAccess {
  public:
   // Whether the chip acknowledges this address now. An absent or busy one does not.
   virtual bool Acknowledges(std::uint8_t address) const = 0;
-  // A message to an address just acknowledged. False: a byte was not acknowledged.
+  // A message to the address just acknowledged. False: a byte was not acknowledged.
   virtual bool Message(const I2cMessage& message) = 0;
   // The stop condition that ends the transaction, after one or more messages.
   virtual void Stop() {}

@@ -2,16 +2,16 @@
 
 namespace board {
 
-// What the FPGA does with the sensor's lines on their way, and how it counts them.
+// What the FPGA does to the sensor's lines, and how it counts them.
 struct FpgaLines {
   unsigned block_pixels = 1;  // pixels of a block of columns
-  unsigned block_units = 1;   // what STRIP_IMAGE_WIDTH counts for it
+  unsigned block_units = 1;   // what STRIP_IMAGE_WIDTH counts for a block
   bool crops = false;         // leaves out ISP_WIDTH blocks on the left; else the sensor crops
   bool halves = false;        // leaves out every other column when ISP_CTRL says so
 };
 
-// What the frame generator has to know of the image sensor at the moment of an
-// exposure, whatever chip it is.
+// What the frame engine must know about the image sensor at the moment of an exposure,
+// whatever the chip.
 struct SensorState {
   bool streaming;       // out of standby
   unsigned full_width;  // pixels

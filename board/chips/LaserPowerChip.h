@@ -2,7 +2,7 @@
 
 namespace board {
 
-// The potentiometer that sets the laser's optical power, whatever chip it is.
+// The potentiometer that sets the laser's optical power, whatever the chip.
 class LaserPowerChip {
  public:
   virtual ~LaserPowerChip() = default;

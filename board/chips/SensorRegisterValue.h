@@ -4,7 +4,7 @@
 
 namespace board {
 
-// A register that does not power up at 0.
+// A register whose power-up value is not 0.
 struct SensorRegisterValue {
   std::uint16_t address;
   std::uint8_t value;

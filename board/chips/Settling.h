@@ -4,18 +4,18 @@
 
 namespace board {
 
-// A condition of a chip that comes true a while after its cause: after so many
-// looks at it, so that the same software always looks as often, or when the time
-// has passed for somebody who only waits.
+// A condition of a chip that comes true some time after its cause: after a number of reads, so
+// that software always needs the same number of polls, or, for software that only waits, after
+// a time.
 class Settling {
  public:
   void Begin(unsigned looks);
   void Cancel() { state_ = State::kIdle; }
-  // Whether it has come true by now. A look counts.
+  // Whether it has come true. This read counts.
   bool Look();
   // The same without counting.
   bool Settled() const;
-  // It was begun and has not come true yet.
+  // Begun, and not true yet.
   bool Pending() const { return state_ == State::kUnderWay && !Settled(); }
 
  private:

@@ -109,7 +109,7 @@ SensorState SonySensor::State() const {
   state.streaming = (registers_[kStandby] & kStandbyBit) == 0;
   state.full_width = model_.full_width;
   state.full_height = model_.full_height;
-  // Crop registers count the pixels that come out, so a subsampled one spans two.
+  // Crop registers count output pixels, so with subsampling each spans two.
   state.crop_x = (crop & kCropXBit) != 0 ? Pair(kCropX, kCropXMask) * steps.columns : 0;
   state.crop_y = (crop & kCropYBit) != 0 ? Pair(kCropY, kCropYMask) * steps.rows : 0;
   state.column_step = steps.columns;

@@ -18,7 +18,7 @@ struct ReadoutSteps {
   unsigned rows;
 };
 
-// What distinguishes one sensor of the family from another.
+// What differs between the sensors of the family.
 struct SonySensorModel {
   std::uint8_t i2c_address;
   unsigned full_width;
@@ -27,8 +27,8 @@ struct SonySensorModel {
   ReadoutSteps (*steps)(std::uint8_t readout_mode);
 };
 
-// A Sony global-shutter sensor on I2C: 8-bit registers at 16-bit addresses, which
-// count up within a transfer.
+// A Sony global-shutter sensor on I2C: 8-bit registers at 16-bit addresses, which increment
+// within a transfer.
 class SonySensor : public I2cChip, public ImageSensorChip {
  public:
   explicit SonySensor(const SonySensorModel& model);
@@ -36,8 +36,7 @@ class SonySensor : public I2cChip, public ImageSensorChip {
   bool Acknowledges(std::uint8_t address) const override;
   bool Message(const I2cMessage& message) override;
 
-  // Setting the temperature code (0x301E, 0x301F) also sets the temperature that
-  // the next latch takes.
+  // Setting the temperature code (0x301E, 0x301F) also sets what the next latch takes.
   int Peek(unsigned address) const override;
   bool Poke(unsigned address, unsigned value) override;
 

@@ -8,9 +8,9 @@
 
 namespace board {
 
-// Texas Instruments TPL0401B, a potentiometer of 128 positions at address 0x3E:
-// one register, 0, of 7 bits. It sits the other way round in the laser's supply,
-// so code 0 is full power.
+// Texas Instruments TPL0401B, a potentiometer with 128 positions at address 0x3E: one register,
+// 0, of 7 bits. It is wired the other way round in the laser's supply, so code 0 is full
+// power.
 class Tpl0401 : public I2cChip, public LaserPowerChip {
  public:
   Tpl0401() = default;

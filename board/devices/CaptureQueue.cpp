@@ -13,7 +13,7 @@ namespace board {
 namespace {
 
 constexpr unsigned kMinWidth = 16, kMinHeight = 1, kMaxSide = 16384;
-constexpr unsigned kFirstWidth = 640, kFirstHeight = 480;  // before anybody sets a format
+constexpr unsigned kFirstWidth = 640, kFirstHeight = 480;  // before a format is set
 constexpr unsigned kMaxBuffers = 32;
 constexpr std::size_t kPageBytes = 4096;
 
@@ -224,7 +224,7 @@ int CaptureQueue::StreamOff(unsigned type, Owner owner) {
   return 0;
 }
 
-// All buffers return to software; one that is being filled is waited for.
+// All buffers return to software. Waits for one that is being filled.
 void CaptureQueue::StopLocked(std::unique_lock<std::mutex>& lock) {
   streaming_ = false;
   queued_.clear();

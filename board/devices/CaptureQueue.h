@@ -1,3 +1,11 @@
+// The buffers of one capture device and the way they go: queued by software, filled by the
+// FPGA, dequeued by software.
+//
+// A buffer belongs to one side at a time. Begin() hands the longest-queued one to the FPGA,
+// which writes it without the lock and returns it with Finish(). Whatever takes buffers away
+// (StreamOff, Closed, Unplug) first waits for the one being written, so the FPGA never
+// writes into freed memory. An MMAP buffer is shared memory that both the board and software
+// map. The queue refuses what the kernel's buffer queue refuses.
 #pragma once
 
 #include <linux/videodev2.h>
@@ -19,9 +27,7 @@
 
 namespace board {
 
-// The buffers of one capture device and their way round: queued by software,
-// filled by the FPGA, dequeued by software. Refuses what the kernel's buffer
-// queue refuses. Results are 0 or the negative errno.
+// Results are 0 or the negative errno.
 class CaptureQueue {
  public:
   CaptureQueue();
@@ -29,8 +35,8 @@ class CaptureQueue {
   CaptureQueue(const CaptureQueue&) = delete;
   CaptureQueue& operator=(const CaptureQueue&) = delete;
 
-  // Software's side. `owner` tells open files apart: the one that requested the
-  // buffers has the stream.
+  // Software's side. `owner` identifies the open file; the one that requested the buffers
+  // owns the stream.
   using Owner = const void*;
   static int TryFormat(v4l2_format* format);
   int SetFormat(v4l2_format* format);
@@ -38,13 +44,13 @@ class CaptureQueue {
   int Request(v4l2_requestbuffers* request, Owner owner);
   int Query(v4l2_buffer* buffer) const;
   int Queue(v4l2_buffer* buffer, Owner owner);
-  int Dequeue(v4l2_buffer* buffer, Owner owner);  // -EAGAIN: none is filled yet
+  int Dequeue(v4l2_buffer* buffer, Owner owner);  // -EAGAIN: none filled yet
   int StreamOn(unsigned type, Owner owner);
   int StreamOff(unsigned type, Owner owner);
   // The address, or the negative errno.
   std::intptr_t Map(void* hint, std::size_t length, int protection, int flags, off_t offset);
-  void Closed(Owner owner);  // its stream ends, its buffers are freed
-  // poll; each open file has a sign from its opening to its close.
+  void Closed(Owner owner);  // ends its stream and frees its buffers
+  // For poll. Each open file has a sign as long as it is open.
   short Ready(PollSign& sign);
   void SetPoll(bool implemented);
   void Add(PollSign& sign);
@@ -58,13 +64,13 @@ class CaptureQueue {
     unsigned width;  // of the format the buffers were made for
     unsigned height;
   };
-  // Called, with nothing locked, after a buffer was queued or the stream started.
+  // Called without a lock after a buffer was queued or the stream started.
   void SetListener(std::function<void()> listener) { listener_ = std::move(listener); }
   bool Streaming() const;
-  std::size_t FormatBytes() const;  // of the buffers there are
+  std::size_t FormatBytes() const;  // of the existing buffers
   bool HasFree() const;
   bool IsShort() const;  // streaming, and no buffer is queued
-  // The longest-queued buffer, which is the FPGA's until it is given back by Finish.
+  // Takes the longest-queued buffer for the FPGA, until Finish().
   std::optional<Fill> Begin();
   void Finish(const Fill& fill, std::size_t bytes_used, std::uint32_t sequence);
 
@@ -99,7 +105,7 @@ class CaptureQueue {
   bool streaming_ = false;
   Owner owner_ = nullptr;
   unsigned memory_type_ = 0;
-  unsigned width_, height_;                        // the format in force
+  unsigned width_, height_;                        // the current format
   unsigned buffer_width_ = 0, buffer_height_ = 0;  // what the buffers were made for
   std::size_t buffer_bytes_ = 0;
   std::vector<Buffer> buffers_;

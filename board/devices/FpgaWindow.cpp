@@ -23,7 +23,7 @@ using VeltranoSDK::fpga::Block;
 constexpr std::size_t kPageBytes = 4096;
 constexpr std::size_t kMaxWindows = 64;
 
-// Values of a window's base that are no address.
+// Values of a window's base that are not addresses.
 constexpr std::uintptr_t kFree = 0;
 constexpr std::uintptr_t kBeingSetUp = 1;
 
@@ -43,7 +43,7 @@ struct Window {
   }
 };
 
-// The signal handler walks these: no allocation, no lock.
+// The signal handler walks these, so there is no allocation and no lock.
 constinit std::array<Window, kMaxWindows> windows{};
 struct sigaction previous_handler;
 
@@ -60,8 +60,8 @@ void Protect(const Window& window, int protection) {
   mprotect(reinterpret_cast<void*>(window.base.load()), kPageBytes, protection);
 }
 
-// A PROT_NONE page cannot be filled either: it is opened for the fill and, for a
-// read, made read-only right after. The one thread that touched it is in here.
+// A PROT_NONE page cannot be filled either, so it is writable while it is filled and then
+// made read-only. The one thread that touched it is in here meanwhile.
 void ShowLiveValues(Window& window) {
   Protect(window, PROT_READ | PROT_WRITE);
   for (std::size_t i = 0; i < kRegistersPerBlock; ++i) {
@@ -94,13 +94,13 @@ bool HandleTouch(std::uintptr_t address) {
 
 void OnSegmentationFault(int number, siginfo_t* info, void* context) {
   if (HandleTouch(reinterpret_cast<std::uintptr_t>(info->si_addr))) return;
-  // Somebody else's fault.
+  // Not a fault of ours.
   if ((previous_handler.sa_flags & SA_SIGINFO) != 0) {
     previous_handler.sa_sigaction(number, info, context);
   } else if (previous_handler.sa_handler != SIG_DFL && previous_handler.sa_handler != SIG_IGN) {
     previous_handler.sa_handler(number);
   } else {
-    // Back to the default; the faulting instruction runs again and ends the process.
+    // With the default action back, the faulting instruction runs again and ends the process.
     signal(number, SIG_DFL);
   }
 }
@@ -168,7 +168,7 @@ int CloseFpgaWindow(void* address) {
   if (touch == Touch::kWritten) {
     for (std::size_t i = 0; i < kRegistersPerBlock; ++i) now[i] = window.Words()[i];
   }
-  // Nobody may find this slot any more when the address is free for the next mapping.
+  // Nobody may find this slot once the address is free for the next mapping.
   void* const page = reinterpret_cast<void*>(window.base.exchange(kBeingSetUp));
   real::Munmap(page, kPageBytes);
   window.base.store(kFree, std::memory_order_release);

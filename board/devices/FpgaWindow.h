@@ -1,3 +1,15 @@
+// A mapping of one register block, as software gets it from /dev/mem.
+//
+// Registers are not memory: a read must return the value of that moment, and a write must
+// have an effect. The trick is to let the processor fault twice. A new mapping has no access
+// rights. The first touch faults; the handler fills the page with the registers' live values
+// and makes it readable. If the access was a read, it now succeeds. If it was a write, it
+// faults again, and the handler makes the page writable. When the page is unmapped, the two
+// faults tell which register was accessed and how, and the page holds the value.
+//
+// No instruction is decoded, so this works on any processor. It is exact for one access per
+// mapping, which is how the library accesses registers. Of several accesses in one mapping,
+// the first read and all changed words count.
 #pragma once
 
 #include <cstddef>
@@ -8,24 +20,13 @@ namespace board {
 
 class FpgaModel;
 
-// A mapping of one register block as software gets it from /dev/mem.
-//
-// Registers are not memory: reading one has to give its value of this moment, and
-// writing one has to do something. So the mapping starts without any access
-// right. The first touch is caught, filled with the registers' live values and
-// opened for reading; a touch that still does not get through was a store, and
-// the mapping is opened for writing. When it is unmapped, the access is known: its
-// register, its kind and its value. This needs no knowledge of the processor's
-// instructions. It is exact for the way registers are accessed here, one access a
-// mapping; of several in one mapping the first read and all changed words count.
-
 // The address, or the negative errno.
 std::ptrdiff_t OpenFpgaWindow(FpgaModel* fpga, VeltranoSDK::fpga::Block block, std::size_t length);
 
-// Callable at any time, takes no lock.
+// May be called at any time; takes no lock.
 bool IsFpgaWindow(const void* address);
 
-// Unmaps, and lets the model and the transcript have the access. 0.
+// Unmaps, and passes the access on to the model and the transcript. Returns 0.
 int CloseFpgaWindow(void* address);
 
 }  // namespace board

@@ -22,7 +22,7 @@ enum class Direction { kIn, kOut };
 
 struct Line {
   bool exported = false;
-  unsigned exports = 0;  // an open file of an earlier one is dead
+  unsigned exports = 0;  // open files of an earlier export are dead
   Direction direction = Direction::kIn;
   bool active_low = false;
   bool level = false;  // electrical
@@ -125,7 +125,7 @@ struct Gpio::Lines {
     return 0;
   }
 
-  // Direction and level stay with the pin; the inversion goes with the export.
+  // Direction and level stay with the pin; the inversion ends with the export.
   int Unexport(std::string_view text) {
     const std::lock_guard lock(mutex);
     Line* line = Named(text);

@@ -8,8 +8,8 @@
 
 namespace board {
 
-// The lines a board has, in the sysfs interface below /sys/class/gpio. All are
-// inputs at low level until software says otherwise.
+// The board's GPIO lines, in the sysfs interface below /sys/class/gpio. All are low inputs until
+// software changes them.
 class Gpio : public CountedDevice {
  public:
   explicit Gpio(const std::vector<unsigned>& lines);

@@ -8,13 +8,13 @@
 
 namespace board {
 
-// An I2C adapter with the chips on it, as i2c-dev shows it: "/dev/i2c-0".
+// An I2C adapter with its chips, as i2c-dev shows it: "/dev/i2c-0".
 class I2cBus : public CountedDevice {
  public:
   explicit I2cBus(unsigned number);
 
-  // Before the first transfer. Where two chips acknowledge one address, the
-  // earlier one wins.
+  // Call before the first transfer. If two chips acknowledge one address, the first added
+  // wins.
   void Attach(std::shared_ptr<I2cChip> chip);
 
   std::string Name() const override;

@@ -9,10 +9,10 @@
 
 namespace board {
 
-// The raw on-chip temperature of the system monitor's IIO driver.
+// The raw on-chip temperature, as the system monitor's IIO driver shows it.
 class IioTemperature : public CountedDevice {
  public:
-  // The files that return the value: one on a board, more where links lead to it.
+  // The files that return the value: one, or more where links lead to it.
   IioTemperature(std::vector<std::string> paths, unsigned raw);
 
   void SetRaw(unsigned raw) { *raw_ = raw; }

@@ -8,9 +8,9 @@ namespace board {
 
 class FpgaModel;
 
-// /dev/mem: the FPGA's register blocks where the board family has them, and the
-// processor's RAM below 1 GiB, which a reserved capture area may lie in. Other
-// addresses cannot be mapped.
+// /dev/mem: the FPGA's register blocks at the addresses of the board's family, and the
+// processor's RAM below 1 GiB, which may contain a reserved capture area. Other addresses
+// cannot be mapped.
 class Memory : public Device {
  public:
   Memory(std::shared_ptr<FpgaModel> fpga, VeltranoSDK::fpga::RegionBases bases);

@@ -7,15 +7,14 @@
 
 namespace board {
 
-// A device that knows how many of its open files are alive, so that leaked
-// descriptors show.
+// A device that counts its open files, so that leaked descriptors show.
 class CountedDevice : public Device {
  public:
   unsigned OpenFiles() const { return *open_files_; }  // now
   unsigned Opens() const { return opens_; }            // ever
 
  protected:
-  // Every open file keeps one; it outlives the device if the descriptor does.
+  // Every open file holds one; it outlives the device if the descriptor does.
   using OpenToken = std::shared_ptr<void>;
   OpenToken CountOpen();
 

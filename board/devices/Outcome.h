@@ -7,11 +7,10 @@
 
 namespace board {
 
-// The end of a transcript line: empty for a result that is none of the negative
-// errno values, else " failed: EBUSY".
+// The end of a transcript line: " failed: EBUSY" for a negative errno, else empty.
 std::string Outcome(long result);
 
-// Records the text a function makes, which is not called for nothing.
+// Records the text that a function makes. Calls it only when recording is on.
 template <typename MakeText>
 void RecordAs(std::string_view device, MakeText&& make_text) {
   if (Recording()) Record(device, make_text());

@@ -25,14 +25,14 @@ constexpr std::uint32_t kSupportedModes = SPI_CPHA | SPI_CPOL;
 constexpr std::uint8_t kBitsPerWord = 8;
 constexpr std::uint32_t kMaxSpeedHz = 25'000'000;
 
-// One transfer of a message while it is on its way: the bytes are the kernel's own
-// copies. Where software gave no buffer, zeros go out or what comes in is dropped.
+// One transfer of a message. The bytes are the kernel's own copies. Without a buffer of
+// software's, zeros are sent or received bytes are dropped.
 struct Transfer {
   std::vector<std::uint8_t> tx;
   std::vector<std::uint8_t> rx;
   bool sends;
   bool receives;
-  bool deselects;  // the chip is deselected behind this transfer
+  bool deselects;  // the chip is deselected after this transfer
 };
 
 Transfer Sending(std::span<const std::uint8_t> bytes) {
@@ -55,7 +55,7 @@ std::string Hex(std::span<const std::uint8_t> bytes) {
   return text;
 }
 
-// "tx da a0 80 rx 00 00 00"; transfers of one message are parted by semicolons.
+// "tx da a0 80 rx 00 00 00"; semicolons separate the transfers of one message.
 std::string Describe(const std::vector<Transfer>& transfers) {
   std::string text;
   for (const Transfer& transfer : transfers) {
@@ -71,7 +71,7 @@ std::uint8_t* Buffer(std::uint64_t address) {
   return reinterpret_cast<std::uint8_t*>(static_cast<std::uintptr_t>(address));
 }
 
-// Checks as spidev and the SPI core do and takes the bytes over.
+// Checks as spidev and the SPI core do, and copies the bytes.
 int CopyIn(std::span<const spi_ioc_transfer> request, std::vector<Transfer>& transfers) {
   std::size_t total = 0;
   std::size_t sent = 0;
@@ -82,7 +82,7 @@ int CopyIn(std::span<const spi_ioc_transfer> request, std::vector<Transfer>& tra
     if (part.rx_buf != 0) received += part.len;
     if (total > INT_MAX || std::max(sent, received) > kMaxMessageBytes) return -EMSGSIZE;
     if (part.bits_per_word != 0 && part.bits_per_word != kBitsPerWord) return -EINVAL;
-    // Without any buffer there is nothing to clock.
+    // Without a buffer there is nothing to clock.
     Transfer transfer = Receiving(part.tx_buf != 0 || part.rx_buf != 0 ? part.len : 0);
     transfer.sends = part.tx_buf != 0;
     transfer.receives = part.rx_buf != 0;
@@ -105,7 +105,7 @@ void CopyOut(const std::vector<Transfer>& transfers, std::span<const spi_ioc_tra
 
 }  // namespace
 
-// The settings are the device's, not the open file's.
+// The settings belong to the device, not to the open file.
 struct SpiBus::Line {
   void Run(std::vector<Transfer>& transfers) {
     const std::lock_guard lock(mutex);
@@ -118,8 +118,8 @@ struct SpiBus::Line {
     }
   }
 
-  // Between select and deselect. A chip that is not there, or gets its clock edges
-  // the wrong way round, leaves the line alone: it is pulled down.
+  // Between select and deselect. A chip that is missing, or gets its clock edges the wrong
+  // way round, does not drive the line, which is pulled down.
   void Select(std::span<Transfer> transfers) {
     std::vector<std::uint8_t> in;
     for (const Transfer& part : transfers) in.insert(in.end(), part.tx.begin(), part.tx.end());
@@ -195,11 +195,11 @@ class SpiBus::File : public OpenFile {
       case SPI_IOC_WR_MODE32:
         return Set<std::uint32_t>(request, argument, [this](auto mode) { return SetMode(mode); });
       case SPI_IOC_WR_LSB_FIRST:
-        // The controller shifts the most significant bit out first, always.
+        // The controller always shifts the most significant bit out first.
         return Set<std::uint8_t>(request, argument,
                                  [](auto lsb_first) { return lsb_first == 0 ? 0 : -EINVAL; });
       case SPI_IOC_WR_BITS_PER_WORD:
-        // 0 stands for the usual 8.
+        // 0 means the usual 8.
         return Set<std::uint8_t>(request, argument, [](auto bits) {
           return bits == 0 || bits == kBitsPerWord ? 0 : -EINVAL;
         });

@@ -8,8 +8,8 @@
 
 namespace board {
 
-// A chip select of an SPI controller with the chip on it, as spidev shows it:
-// "/dev/spidev1.0". Its name is "spi1.0".
+// A chip select of an SPI controller and its chip, as spidev shows it: "/dev/spidev1.0". Its name
+// is "spi1.0".
 class SpiBus : public CountedDevice {
  public:
   SpiBus(unsigned controller, unsigned select, std::shared_ptr<SpiChip> chip);

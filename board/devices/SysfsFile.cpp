@@ -89,7 +89,7 @@ OpenResult OpenSysfs(SysfsAttribute attribute, int flags, std::shared_ptr<void> 
 std::optional<long long> ParseNumber(std::string_view text) {
   const std::string digits(WithoutLineEnd(text));
   const std::size_t sign = !digits.empty() && (digits[0] == '-' || digits[0] == '+') ? 1 : 0;
-  // strtoll would also pass over leading blanks.
+  // strtoll would also skip leading blanks.
   if (digits.size() == sign || digits[sign] < '0' || digits[sign] > '9') return std::nullopt;
   char* end = nullptr;
   errno = 0;

@@ -76,7 +76,7 @@ class Uio::Interrupt {
     return count_;
   }
 
-  // What a read returns, which has then been seen.
+  // What a read returns; it has been seen then.
   std::uint32_t Take(std::atomic<std::uint32_t>& seen, PollSign& sign) {
     const std::lock_guard lock(mutex_);
     seen = count_;
@@ -84,15 +84,15 @@ class Uio::Interrupt {
     return count_;
   }
 
-  // POLLIN, POLLERR... as poll reports them.
+  // POLLIN, POLLERR and so on, as poll reports them.
   short Ready(const std::atomic<std::uint32_t>& seen, PollSign& sign) {
     const std::lock_guard lock(mutex_);
     if (gone_) return signs_.Watch(sign, POLLERR | POLLHUP);
     return signs_.Watch(sign, count_ != seen ? POLLIN | POLLRDNORM : 0);
   }
 
-  // Waits until the count differs from `last`; returns 0 or the negative errno.
-  // The thread may end in here.
+  // Waits until the count differs from `last`. Returns 0 or the negative errno. The thread
+  // may end in here.
   int WaitForOther(std::uint32_t last, bool nonblocking) {
     for (;;) {
       const std::uint32_t rings = bell_.Count();

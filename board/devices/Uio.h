@@ -7,15 +7,15 @@
 
 namespace board {
 
-// One interrupt of the FPGA as the generic UIO driver shows it: "/dev/uio0". An
-// interrupt masks itself until software writes 1; one that comes while masked
-// stays pending, and further ones merge with it.
+// One interrupt of the FPGA, as the generic UIO driver shows it: "/dev/uio0". An interrupt masks
+// itself until software writes 1. One that comes while masked stays pending; further ones
+// merge with it.
 class Uio : public CountedDevice {
  public:
   explicit Uio(unsigned number);
 
   void SetPoll(bool implemented) override;
-  // Ends the blocked reads with ENODEV: the board is pulled out under them.
+  // Ends blocked reads with ENODEV: the board is unplugged.
   void Unplug() override;
 
   // The FPGA's interrupt line.

@@ -21,10 +21,10 @@ constexpr std::string_view kName = "watchdog";
 constexpr std::string_view kIdentity = "cdns_wdt watchdog";
 
 constexpr int kDefaultTimeout = 10;  // seconds, as are these
-constexpr int kMaxTimeout = 516;     // what the counter of the hardware reaches
+constexpr int kMaxTimeout = 516;     // the limit of the hardware's counter
 constexpr char kMagicClose = 'V';
 
-// Hands an ioctl's result out through its argument.
+// Returns an ioctl's result through its argument.
 template <typename Value>
 int Put(void* argument, Value value) {
   if (argument == nullptr) return -EFAULT;
@@ -41,7 +41,7 @@ watchdog_info Info() {
 
 }  // namespace
 
-// The counter and the one permitted opening.
+// The counter and the one permitted open file.
 class Watchdog::Timer {
  public:
   bool Occupy() {
@@ -53,8 +53,8 @@ class Watchdog::Timer {
     return true;
   }
 
-  // Without the magic letter in the last write the timer runs on. Returns
-  // whether it was stopped.
+  // Without the magic letter in the last write, the timer runs on. Returns whether it was
+  // stopped.
   bool Vacate() {
     const std::lock_guard lock(mutex_);
     occupied_ = false;
@@ -98,7 +98,7 @@ class Watchdog::Timer {
     const std::lock_guard lock(mutex_);
     if (!deadline_ns_) return kNotArmed;
     const double left = static_cast<double>(*deadline_ns_ - NowNs()) / 1e9;
-    // A bite long ago must not be taken for the mark of an unarmed one.
+    // A bite long ago must not look like an unarmed timer.
     return std::max(left, kNotArmed + 1);
   }
 

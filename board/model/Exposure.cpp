@@ -8,8 +8,7 @@ namespace board {
 
 namespace {
 
-// With high dynamic range the upper half of the scale stands for four times the
-// light.
+// With high dynamic range, the upper half of the scale covers four times the light.
 constexpr double kKnee = 128;
 constexpr double kCompression = 4;
 

@@ -6,7 +6,7 @@
 
 namespace board {
 
-// One exposure of the sensor: all that a frame shows follows from it.
+// One exposure of the sensor. It determines everything that a frame shows.
 struct Exposure {
   std::uint64_t frame_id;
   std::uint64_t time_stamp;     // FPGA timer ticks
@@ -18,12 +18,12 @@ struct Exposure {
   unsigned height;
 };
 
-// The laser line as one column of the frame sees it. Across the line the light
-// falls off as a Gaussian with this many pixels of standard deviation.
+// The laser line as one column of the frame sees it. Across the line, the light is a Gaussian
+// with this standard deviation in pixels.
 inline constexpr double kLineSigma = 1.8;
 
 struct LinePoint {
-  double row;   // in the frame, sub-pixel; may lie outside of it
+  double row;   // in the frame, sub-pixel; may lie outside
   double peak;  // grey value, at most 255; 0: no light
 };
 

@@ -15,9 +15,8 @@ struct ResetValue {
   std::uint32_t value;
 };
 
-// The board's own choice of power-up values; registers that are not named start
-// at 0. An exposure of 100 sensor lines and a threshold of 30 show the scene's
-// line well without any setting.
+// Power-up values, chosen by us; all other registers start at 0. An exposure of 100 sensor
+// lines and a threshold of 30 show the scene's line well without any setting.
 constexpr std::array kPowerUp{
     ResetValue{fpga::EXP_TIME_1, 100},
     ResetValue{fpga::EXP_TIME_2, 100},
@@ -31,7 +30,7 @@ constexpr std::array kPowerUp{
     ResetValue{fpga::ENCODER_FREQ, static_cast<std::uint32_t>(scene::kCountsPerSecond)},
 };
 
-// Written by the FPGA only; what software writes there is lost.
+// Only the FPGA writes these; writes by software are lost.
 constexpr std::array kReadOnly{
     fpga::FPGA_VERSION,      fpga::XTRIG_LOST_STA,        fpga::TIMER_COUNTER_L,
     fpga::TIMER_COUNTER_H,   fpga::XTRIG_START_L,         fpga::XTRIG_START_H,
@@ -68,7 +67,7 @@ FpgaModel::FpgaModel(std::uint32_t version) {
 }
 
 const FpgaModel::Word& FpgaModel::Cell(const Register& reg) const {
-  // Two names of one block.
+  // Two names for one block.
   const Block block = reg.block == Block::kRebuild6B ? Block::kRebuild6 : reg.block;
   return words_[static_cast<std::size_t>(block)][reg.Index() % kRegistersPerBlock];
 }
@@ -119,9 +118,8 @@ void FpgaModel::CommitSwitch(Block block) {
   for (std::size_t i = 0; i < ports.size(); ++i) ports[i] = Get(fpga::StreamSwitchPort(block, i));
 }
 
-// The first switch hands the sensor's data to the extraction (port 0) or past it
-// (port 1); the second takes one of the two to memory. Only when both agree does
-// a frame arrive.
+// The first switch sends the sensor's data into the extraction (port 0) or past it (port 1); the
+// second sends one of the two to memory. A frame arrives only when both agree.
 Route FpgaModel::CommittedRoute() const {
   const auto& source = committed_[SwitchIndex(Block::kImage2)];
   const auto& sink = committed_[SwitchIndex(Block::kImage4)];

@@ -14,7 +14,7 @@ inline constexpr std::size_t kRegistersPerBlock = 64;
 // Where the committed stream switches send a frame.
 enum class Route { kNone, kImages, kStrips };
 
-// What the FPGA tells the rest of the board when software writes a register.
+// Signals to the rest of the board when software writes a register.
 struct FpgaSignals {
   std::function<void()> software_trigger = [] {};
   std::function<void()> acquisition_stop = [] {};
@@ -23,18 +23,18 @@ struct FpgaSignals {
   std::function<void()> settings_changed = [] {};  // after every write
 };
 
-// The FPGA's registers: what software reads, and what its writes set off. All
-// methods may be called from any thread; Value also from a signal handler.
+// The FPGA's registers: what software reads, and what its writes trigger. All methods may be
+// called from any thread, Value also from a signal handler.
 class FpgaModel {
  public:
   explicit FpgaModel(std::uint32_t version);
 
-  // To be set before the first write.
+  // Set before the first write.
   FpgaSignals signals;
 
-  // As software reads it at this moment.
+  // The value as software reads it now.
   std::uint32_t Value(VeltranoSDK::fpga::Block block, std::uint32_t offset) const;
-  // As software writes it, with all consequences.
+  // A write by software, with all consequences.
   void Write(VeltranoSDK::fpga::Block block, std::uint32_t offset, std::uint32_t value);
 
   // The stored word, from the FPGA's own side.
@@ -54,7 +54,7 @@ class FpgaModel {
   void CommitSwitch(VeltranoSDK::fpga::Block block);
 
   std::array<std::array<Word, kRegistersPerBlock>, VeltranoSDK::fpga::kBlockCount> words_{};
-  // The first two ports of each switch as last committed: the only ones wired up.
+  // The first two ports of each switch, as last committed. Only these are wired up.
   std::array<std::array<Word, 2>, 2> committed_{};
 };
 

@@ -8,7 +8,7 @@
 namespace board {
 namespace {
 
-constexpr std::uint64_t kFactor = 0x9E3779B97F4A7C15;  // odd: no step forgets anything
+constexpr std::uint64_t kFactor = 0x9E3779B97F4A7C15;  // odd, so no step loses information
 
 std::uint64_t Mix(std::uint64_t state, std::uint64_t word) {
   return std::rotl((state ^ word) * kFactor, 31);
@@ -17,7 +17,7 @@ std::uint64_t Mix(std::uint64_t state, std::uint64_t word) {
 }  // namespace
 
 std::uint64_t Checksum(std::span<const std::uint8_t> bytes) {
-  std::array<std::uint64_t, 4> lanes{1, 2, 3, 4};  // side by side, as no step waits for another
+  std::array<std::uint64_t, 4> lanes{1, 2, 3, 4};  // four, so that no step waits for the one before
   std::array<std::uint64_t, 4> words{};
   std::uint64_t sum = bytes.size();
   for (; bytes.size() >= sizeof words; bytes = bytes.subspan(sizeof words)) {

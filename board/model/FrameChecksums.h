@@ -9,21 +9,21 @@
 
 namespace board {
 
-// Quick, and changed by every wrong, missing or misplaced byte.
+// Fast; any wrong, missing or misplaced byte changes it.
 std::uint64_t Checksum(std::span<const std::uint8_t> bytes);
 
-// What the last frames were when the FPGA made them, for whoever wants to know whether
-// they arrived as they were. Off until somebody asks.
+// Checksums of the last frames as the FPGA made them, to check that they arrived unchanged. Off
+// until enabled.
 class FrameChecksums {
  public:
   void Keep(bool enable);
   bool Wanted() const { return wanted_.load(std::memory_order_relaxed); }
   void Note(std::uint64_t frame_id, std::uint64_t checksum);
-  // Nothing: none kept, or too many frames came since.
+  // Nothing if none was kept, or too many frames came since.
   std::optional<std::uint64_t> Find(std::uint64_t frame_id) const;
 
  private:
-  // More than all buffers of a device hold of the smallest strips.
+  // More than all buffers of a device can hold of the smallest strips.
   static constexpr std::size_t kKept = 1 << 16;
 
   struct Frame {

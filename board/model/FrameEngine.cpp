@@ -16,7 +16,7 @@ namespace fpga = VeltranoSDK::fpga;
 constexpr std::int64_t kNsPerMs = 1'000'000;
 constexpr std::int64_t kFlushAfterNs = 50 * kNsPerMs;
 constexpr std::int64_t kLateNs = 100 * kNsPerMs;
-// A machine that is this far behind does not catch up: those triggers are lost.
+// A machine this far behind does not catch up: these triggers are lost.
 constexpr std::int64_t kHopelessNs = 250 * kNsPerMs;
 constexpr std::int64_t kNever = -1;
 
@@ -33,7 +33,7 @@ void ReallySleep(std::int64_t nanoseconds) {
   real::Nanosleep(&request, nullptr);
 }
 
-// The shorter of two waits, where negative is for ever.
+// The shorter of two waits; negative means forever.
 std::int64_t Sooner(std::int64_t a, std::int64_t b) {
   if (a < 0) return b;
   if (b < 0) return a;
@@ -54,7 +54,7 @@ FrameEngine::~FrameEngine() {
 }
 
 void FrameEngine::EnsureRunning() {
-  // Who comes while it is being started does not wait: that takes the process's heap.
+  // A second caller does not wait for the start, which uses the process's heap.
   if (running_.exchange(true)) return;
   sigset_t all;
   sigset_t before;
@@ -65,7 +65,7 @@ void FrameEngine::EnsureRunning() {
 }
 
 void FrameEngine::UnlockAfterFork(bool child) {
-  // The thread did not come along; the next stream or trigger starts another.
+  // The thread does not exist in the child; the next stream or trigger starts another.
   if (child) running_ = false;
   mutex_.unlock();
 }
@@ -139,7 +139,7 @@ std::int64_t FrameEngine::Work() {
   const std::lock_guard lock(mutex_);
   if (wiring_.sensor == nullptr) return kNever;
   const unsigned edges = external_edges_.exchange(0);
-  // It may run again already: what comes now is not to be stamped as due before.
+  // The acquisition may be running again already: the old due time must not be used.
   if (timer_restarts_.exchange(false)) next_due_ns_ = -1;
   std::int64_t wait = kNever;
   if (!Armed(wiring_.sensor->State())) {
@@ -150,13 +150,13 @@ std::int64_t FrameEngine::Work() {
       for (unsigned i = 0; i < edges; ++i) Trigger(NowNs());
     }
     if (unsigned waiting = software_triggers_; waiting > 0) {
-      // A software trigger waits until the sensor has read out the frame before.
+      // A software trigger waits until the sensor has read out the previous frame.
       const std::int64_t early = sensor_ready_ns_ - NowNs();
       if (early > 0 && pace_ == TESSALINE_BOARD_REAL_TIME) {
         wait = early;
       } else {
         if (early > 0) AdvanceNs(early);
-        // Forgotten in this very moment: it comes too late for that.
+        // If triggers are forgotten at this very moment, this one still fires.
         software_triggers_.compare_exchange_strong(waiting, waiting - 1);
         Trigger(NowNs());
         if (software_triggers_ > 0) return 0;
@@ -165,7 +165,7 @@ std::int64_t FrameEngine::Work() {
     wait = Sooner(wait, TimedTriggers(NowNs()));
   }
   if (pending_.Empty()) return wait;
-  // None is lost in this pace: they wait for a buffer, whose arrival rings.
+  // At this pace none is lost: strips wait for a buffer, whose arrival rings.
   if (pace_ == TESSALINE_BOARD_FREE_RUN && wiring_.strips->IsShort()) return wait;
   const std::int64_t until_flush = pending_since_ns_ + kFlushAfterNs - MonotonicNs();
   if (until_flush <= 0) {
@@ -187,7 +187,7 @@ std::int64_t FrameEngine::TimedTriggers(std::int64_t now) {
     const CaptureQueue& target = route == Route::kImages ? *wiring_.images : *wiring_.strips;
     if (route == Route::kNone || !target.HasFree()) return kNever;
     if (next_due_ns_ > now) AdvanceNs(next_due_ns_ - now);
-    // Not where the switches stand a moment later: between two positions they stand nowhere.
+    // Not where the switches are a moment later: while they change they route nowhere.
     Trigger(next_due_ns_, route);
     next_due_ns_ += spacing;
     return 0;
@@ -205,7 +205,7 @@ std::int64_t FrameEngine::TimedTriggers(std::int64_t now) {
 
 void FrameEngine::Trigger(std::int64_t time_ns, Route route) {
   FpgaModel& fpga = *wiring_.fpga;
-  // The sensor still reads out the frame before.
+  // The sensor is still reading out the previous frame.
   if (time_ns < sensor_ready_ns_) {
     fpga.Add(fpga::XTRIG_LOST_STA, 1);
     return;
@@ -221,8 +221,7 @@ void FrameEngine::Trigger(std::int64_t time_ns, Route route) {
   }
 }
 
-// The sensor's frame as the extraction gets it: of some sensors the FPGA itself
-// leaves columns out.
+// The sensor's frame as the extraction gets it. For some sensors the FPGA leaves columns out.
 SensorState FrameEngine::AsReceived(SensorState sensor) const {
   const FpgaModel& fpga = *wiring_.fpga;
   if (sensor.fpga.crops) {
@@ -241,7 +240,7 @@ Exposure FrameEngine::Expose(std::int64_t time_ns) {
   sensor_ready_ns_ =
       time_ns + static_cast<std::int64_t>(sensor.frame_lines * sensor.line_time_us * 1000);
 
-  // With several exposures per cycle the slots take turns.
+  // With several exposures per cycle, the slots take turns.
   const unsigned slots = std::clamp(fpga.Get(fpga::kExposureCount), 1u, 5u);
   fpga::Register slot = fpga::EXP_TIME_1;
   slot.offset += 4 * static_cast<std::uint32_t>((id - 1) % slots);
@@ -257,7 +256,7 @@ Exposure FrameEngine::Expose(std::int64_t time_ns) {
   exposure.width =
       fpga.Get(fpga::STRIP_IMAGE_WIDTH) / sensor.fpga.block_units * sensor.fpga.block_pixels;
   exposure.height = fpga.Get(fpga::STRIP_IMAGE_HEIGHT);
-  // A height of 0 is a region switched off: the sensor reads out everything.
+  // Height 0 switches the region off: the sensor reads out everything.
   if (exposure.width == 0) exposure.width = sensor.full_width / sensor.column_step;
   if (exposure.height == 0) exposure.height = sensor.full_height / sensor.row_step;
   return exposure;
@@ -340,7 +339,7 @@ void FrameEngine::FlushStrips() {
     std::size_t used = fill->memory.size();
     if (!pending_.Deliver(fill->memory)) used = 0;
     if (fault == FrameFault::kTruncated) {
-      // The count never got there, so nothing of the buffer counts.
+      // The count was never written, so nothing in the buffer counts.
       used = pending_.Bytes() / 2;
       std::fill(fill->memory.begin() + static_cast<std::ptrdiff_t>(used), fill->memory.end(), 0);
     }

@@ -1,3 +1,9 @@
+// The FPGA at work: turns triggers into exposures, and exposures into image frames or strips.
+//
+// All of it runs on one thread, which starts with the first stream. Other threads never do
+// frame work: a software trigger, an edge or a returned buffer leaves a note in an atomic
+// and rings the bell. The thread does whatever is due, computes when the next timed trigger
+// is due, and sleeps on the bell until then. So frames have one writer and one order.
 #pragma once
 
 #include <pthread.h>
@@ -17,17 +23,13 @@
 #include "model/FrameChecksums.h"
 #include "model/StripBuffer.h"
 #include "tessaline/board.h"
+#include "tessaline/products.h"
 
 namespace board {
 
-// How strips carry their points.
-enum class PointLayout {
-  kFull,   // 8 bytes
-  kShort,  // 2 bytes
-  kByMode  // 2, 4 or 8 bytes, as BR_CONT_MODE says
-};
+using VeltranoSDK::products::PointLayout;
 
-// What the frame generator is connected to.
+// What the frame engine is connected to.
 struct EngineWiring {
   std::shared_ptr<FpgaModel> fpga;
   std::shared_ptr<ImageSensorChip> sensor;  // null: no frames
@@ -37,8 +39,6 @@ struct EngineWiring {
   PointLayout points;
 };
 
-// The FPGA at work: turns triggers into exposures and these into image frames or
-// strips, in a thread of its own that starts with the first stream.
 class FrameEngine {
  public:
   explicit FrameEngine(EngineWiring wiring);
@@ -46,7 +46,7 @@ class FrameEngine {
   FrameEngine(const FrameEngine&) = delete;
   FrameEngine& operator=(const FrameEngine&) = delete;
 
-  // Starts the thread if a stream is on and it does not run yet, and wakes it.
+  // Starts the thread if a stream is on and it is not running yet, and wakes it.
   void Attend();
   void Wake() { bell_.Ring(); }
 
@@ -65,7 +65,7 @@ class FrameEngine {
   struct tessaline_board_stream_stats Stats(int stream) const;
   FrameChecksums& Checksums() { return checksums_; }
 
-  // fork(): while locked, the thread is asleep and holds nothing.
+  // For fork(): while locked, the thread is asleep and holds nothing.
   void LockForFork() { mutex_.lock(); }
   void UnlockAfterFork(bool child);
 
@@ -76,8 +76,8 @@ class FrameEngine {
 
   void EnsureRunning();
   static void* Main(void* self);
-  // Does what is due; nanoseconds until there is more to do, negative: not before
-  // somebody rings.
+  // Does what is due. Returns the nanoseconds until there is more to do; negative: not
+  // until somebody rings.
   std::int64_t Work();
   std::int64_t TimedTriggers(std::int64_t now);
   bool Armed(const SensorState& sensor) const;
@@ -113,7 +113,7 @@ class FrameEngine {
   std::int64_t next_due_ns_ = -1;  // negative: the next trigger comes at once
   std::int64_t sensor_ready_ns_ = 0;
   StripBuffer pending_;
-  std::vector<std::uint8_t> image_;    // the last one whose checksum was wanted
+  std::vector<std::uint8_t> image_;    // the last one with a checksum
   std::int64_t pending_since_ns_ = 0;  // real time, not the board's
   std::uint32_t image_sequence_ = 0, strip_sequence_ = 0;
 };

@@ -14,14 +14,14 @@ constexpr std::size_t kPlanes = 4;
 constexpr std::size_t kBlockBytes = 16;
 constexpr std::size_t kHeaderBytes = 32;
 constexpr std::size_t kNoiseBytes = 1 << 18;
-constexpr int kLineReach = 6;  // pixels to both sides of its middle
+constexpr int kLineReach = 6;  // pixels on either side of its middle
 
 std::size_t PlaceOf(std::size_t pixel, std::size_t quarter) {
   const std::size_t block = pixel / kBlockBytes;
   return block % kPlanes * quarter + block / kPlanes * kBlockBytes + pixel % kBlockBytes;
 }
 
-// A dark frame's noise, to copy from.
+// The noise of a dark frame, to copy from.
 const std::vector<std::uint8_t>& Dark() {
   static const auto* const noise = [] {
     auto* pixels = new std::vector<std::uint8_t>(kNoiseBytes);

@@ -12,7 +12,7 @@ struct Rectangle {
   bool Holds(double x, double y) const { return x >= left && x < right && y >= front && y < back; }
 };
 
-// A ball sunk into the belt, so that a cap of 10 mm stands out.
+// A ball sunk into the belt, with a cap of 10 mm above it.
 constexpr double kBallX = -18, kBallY = 25, kBallRadius = 14, kBallSunk = 4;
 
 constexpr Rectangle kStairs{4, 32, 10, 40};  // three steps across, 3 mm each
@@ -31,7 +31,7 @@ constexpr double kObjectReflectance = 0.75;
 constexpr double kInkReflectance = 0.25;
 constexpr double kPaperReflectance = 0.9;
 
-// Where in the repeating pattern a belt position is, 0 .. kPeriod.
+// Position within the repeating pattern, 0 .. kPeriod.
 double InPeriod(double y) {
   const double rest = std::fmod(y, kPeriod);
   return rest < 0 ? rest + kPeriod : rest;

@@ -67,7 +67,7 @@ void StripBuffer::Append(const Exposure& exposure) {
     const bool found = line.peak > 0 && line.peak >= settings_.threshold &&
                        std::ceil(width) >= settings_.width_min && width <= settings_.width_max &&
                        line.row >= 0 && line.row <= exposure.height - 1.0;
-    // Two bytes a point carry no column: every column has its place.
+    // Two bytes per point have no room for a column: every column has its own place.
     if (!found && settings_.bytes_per_point != 2) continue;
     ++points;
     if (settings_.bytes_per_point == 2) {

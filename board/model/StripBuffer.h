@@ -9,19 +9,19 @@
 
 namespace board {
 
-// How the extraction is set at the moment of an exposure.
+// The settings of the extraction at the moment of an exposure.
 struct StripSettings {
   unsigned bytes_per_point;  // 8, 4 or 2
   double threshold;          // least peak, grey value
   unsigned width_min;        // of the line above the threshold, pixels
   unsigned width_max;
-  bool narrow_count;  // the count stands in the last four bytes, else in the last eight
+  bool narrow_count;  // the count is in the last four bytes, else in the last eight
 
   bool operator==(const StripSettings&) const = default;
 };
 
-// Strips packed one behind the other, as they go into one buffer of the strip
-// device: per strip 32 bytes of header and its points (docs/strip-format.md).
+// Strips packed one after another, as they go into one buffer of the strip device: for each a
+// header of 32 bytes and its points (docs/strip-format.md).
 class StripBuffer {
  public:
   bool Empty() const { return count_ == 0; }
@@ -30,12 +30,12 @@ class StripBuffer {
   void Start(const StripSettings& settings);
 
   void Append(const Exposure& exposure);
-  // Whether another strip of up to `points` points would still fit.
+  // Whether another strip with up to `points` points still fits.
   bool Fits(unsigned points, std::size_t buffer_bytes) const;
 
-  // Into a buffer of the device. False when it does not fit.
+  // Copies the strips into a buffer of the device. False if they do not fit.
   bool Deliver(std::span<std::uint8_t> buffer) const;
-  // Makes the last strip claim more points than any buffer holds.
+  // Makes the last strip claim more points than any buffer can hold.
   void CorruptLastStrip();
   std::size_t Bytes() const { return bytes_.size(); }
   std::span<const std::uint8_t> LastStrip() const { return std::span(bytes_).subspan(last_strip_); }

@@ -11,10 +11,11 @@
 
 namespace tessaline_fuzz {
 
-// What this thread has allocated and not freed: the fuzzer has another that allocates.
+// What this thread has allocated and not freed. Only this thread, because the fuzzer has another
+// one that allocates.
 class Allocations {
  public:
-  // Once a process.
+  // Once per process.
   static void Install() {
     __sanitizer_install_malloc_and_free_hooks(
         [](const volatile void* block, std::size_t) {
@@ -38,14 +39,14 @@ class Allocations {
 
   static std::size_t Live() { return count; }
 
-  // Frees what is left, as the end of a process does.
+  // Frees the rest, as the end of a process does.
   static void End() {
     watching = false;
     for (std::size_t i = 0; i < count; ++i) free(const_cast<void*>(blocks[i]));
     count = 0;
   }
 
-  // Blocks of somebody else.
+  // Blocks of others.
   class NotNow {
    public:
     NotNow() : before_(watching) { watching = false; }

@@ -8,11 +8,10 @@
 
 namespace tessaline_fuzz {
 
-// How a plain capture function ends when the driver has answered so, put together by
-// hand.
+// How a plain capture function must end after these answers of the driver, put together by hand.
 struct CaptureOutcome {
-  std::string text;           // on both standard streams, a place in the source as kPlace
-  std::optional<int> status;  // of a process that it ends
+  std::string text;           // on both standard streams, with kPlace for a place in the source
+  std::optional<int> status;  // if it ends the process
   int result = 0;             // of the driver's last request
 
   static constexpr const char* kPlace = "<place>";
@@ -26,7 +25,7 @@ CaptureOutcome OpenOutcome(const Replies& replies, bool path);
 CaptureOutcome SwitchOutcome(const Replies& replies, const char* step);
 CaptureOutcome CreateOutcome(const Replies& replies);
 
-// As printed, with the place in the source as in the expected text.
+// The printed text, with kPlace for the place in the source.
 std::string WithoutPlace(std::string printed);
 
 }  // namespace tessaline_fuzz

@@ -7,11 +7,11 @@
 
 namespace tessaline_fuzz {
 
-// What the code under test writes to the standard streams, in memory.
+// Keeps in memory what the code under test writes to the standard streams.
 class PrintedText {
  public:
   PrintedText() {
-    setvbuf(stream_, nullptr, _IONBF, 0);  // a buffer would be allocated in the middle of the run
+    setvbuf(stream_, nullptr, _IONBF, 0);  // a buffer would be allocated during the run
     stdout = stderr = stream_;
   }
   ~PrintedText() {
@@ -21,7 +21,7 @@ class PrintedText {
   PrintedText(const PrintedText&) = delete;
   PrintedText& operator=(const PrintedText&) = delete;
 
-  // From now on the streams are the process's again.
+  // Restores the process's own streams.
   void Restore() {
     stdout = output_;
     stderr = error_;

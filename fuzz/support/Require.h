@@ -6,11 +6,11 @@
 
 namespace tessaline_fuzz {
 
-// Ends the run as a finding. Not an assert: the build has NDEBUG.
+// Ends the run with a finding. Not an assert, because the build has NDEBUG.
 inline void Require(bool holds, const char* what, const char* file = __builtin_FILE(),
                     int line = __builtin_LINE()) {
   if (holds) return;
-  // Past the streams, which a target may have replaced.
+  // Not through the streams, which a target may have replaced.
   dprintf(STDERR_FILENO, "%s:%d: does not hold: %s\n", file, line, what);
   abort();
 }

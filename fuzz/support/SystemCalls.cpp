@@ -23,7 +23,7 @@ SystemCalls* Current(int fd) {
   return fd >= SystemCalls::kFirstDescriptor ? current.load() : nullptr;
 }
 
-// What stands for a standard stream that is not open is no device.
+// A stand-in for a closed standard stream is not a device.
 bool IsDevice(const char* path) { return std::string_view(path) != "/dev/null"; }
 
 }  // namespace
@@ -47,12 +47,12 @@ using tessaline_fuzz::current;
 using tessaline_fuzz::IsDevice;
 using tessaline_fuzz::Require;
 
-// The linker's names (--wrap): "__wrap_" receives what the program calls, "__real_"
-// is the C library's.
+// The linker's names (--wrap): "__wrap_" receives the program's calls, "__real_" is the C
+// library's function.
 extern "C" {
 
-// An allocation may fail, as on a small board. Freed blocks need not be remembered
-// for long: no input runs longer than some milliseconds.
+// An allocation may fail, as on a small board. Freed blocks need not be remembered for long: no
+// input runs for more than some milliseconds.
 const char* __asan_default_options() {
   return "allocator_may_return_null=1:max_allocation_size_mb=256:quarantine_size_mb=16:"
          "detect_stack_use_after_return=1";
@@ -112,7 +112,7 @@ int __wrap_poll(pollfd* fds, nfds_t count, int timeout) {
   return ours ? current.load()->Poll(fds, count, timeout) : __real_poll(fds, count, timeout);
 }
 
-// Nobody waits for a chip here.
+// No real chip to wait for.
 int __wrap_clock_nanosleep(clockid_t clock, int flags, const timespec* time, timespec* left) {
   return current != nullptr ? 0 : __real_clock_nanosleep(clock, flags, time, left);
 }

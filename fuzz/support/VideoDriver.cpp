@@ -16,7 +16,7 @@ namespace tessaline_fuzz {
 namespace {
 
 constexpr int kErrors[] = {EINVAL, ENODEV, EIO, EBUSY, ENOMEM, EAGAIN, EINTR, ENOTTY, EFAULT};
-// More memory is not to be had.
+// No more memory than this is available.
 constexpr std::size_t kMaxMapped = 1 << 20;
 constexpr std::size_t kMaxMappings = 64;
 
@@ -27,16 +27,16 @@ int VideoDriver::Fail() {
   return -1;
 }
 
-// Without any more input everything succeeds.
+// When the input is used up, everything succeeds.
 bool VideoDriver::Fails() { return answers_.ConsumeIntegralInRange<std::uint8_t>(0, 15) == 15; }
 
-// What was interrupted is made again, and nothing else comes before.
+// An interrupted call must be repeated before any other.
 void VideoDriver::Begin(unsigned long call) {
   Require(interrupted_.value_or(call) == call, "an interrupted call is made again");
   interrupted_.reset();
 }
 
-// A descriptor is gone when close() is interrupted.
+// The descriptor is gone even if close() is interrupted.
 bool VideoDriver::MustBeMadeAgain(unsigned long call) const {
   return errno == EINTR && call != Reply::kClose &&
          (call != VIDIOC_DQBUF || !tells_interrupted_dequeue_);
@@ -90,7 +90,7 @@ int VideoDriver::Open(const char* path) {
   if (fails) Fail();
   if (End(Reply::kOpen, fails)) return -1;
   Note({.call = Reply::kOpen, .error = fails ? errno : 0, .path = path});
-  // Nobody can set the offset then, which is told: what an earlier area left is not looked at.
+  // The offset cannot be set then, which is reported; do not check what an earlier area left.
   if (fails && std::string_view(path).ends_with("sync_offset")) sync_offset_ = 0;
   if (fails) return -1;
   open_[next_] = path;
@@ -132,7 +132,7 @@ int VideoDriver::AnswerRequest(unsigned long request, void* argument) {
   const bool fails = Fails();
   if (fails) Fail();
   const int error = errno;
-  // A failing driver may have written its answer before, but not one that is to be asked again.
+  // A failing driver may have written an answer, but not one whose call must be repeated.
   const bool answers = !fails || (answers_.ConsumeBool() && !MustBeMadeAgain(request));
   int result = 0;
   if (answers) {
@@ -258,7 +258,7 @@ int VideoDriver::Queue(v4l2_buffer& buffer) {
 int VideoDriver::Dequeue(v4l2_buffer& buffer) {
   const Answer answer = NextAnswer();
   if (answer == kSane) {
-    // A real one waits here.
+    // A real driver waits here.
     if (queued_.empty()) return errno = EAGAIN, -1;
     buffer.index = queued_.front();
     queued_.erase(queued_.begin());
@@ -309,7 +309,7 @@ int VideoDriver::Unmap(void* address, std::size_t length) {
   return 0;
 }
 
-// The attributes of the DMA area: a number in each, the offset before the size.
+// The attributes of the DMA area: one number in each, the offset before the size.
 ssize_t VideoDriver::Write(int fd, const void* data, std::size_t size) {
   const Allocations::NotNow ours;
   Begin(Reply::kWrite);

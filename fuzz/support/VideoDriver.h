@@ -13,45 +13,44 @@
 
 namespace tessaline_fuzz {
 
-// One thing that was asked of the driver, and how that ended.
+// One request to the driver, and its result.
 struct Reply {
-  // Beside the ioctl requests.
+  // Other than ioctl requests.
   static constexpr unsigned long kOpen = 0, kMap = 1, kWrite = 2, kClose = 3;
 
   unsigned long call;
   int error = 0;       // 0: it succeeded
-  std::string path{};  // that was opened
+  std::string path{};  // if it was an open
   const std::byte* map = nullptr;
-  // The record as the caller got it back.
+  // The record as returned to the caller.
   __u32 capabilities = 0;
   __u32 granted = 0;
   v4l2_buffer buffer{};
 };
 
-// Capture devices and the DMA area, whose answers are what the input says: sane ones,
-// errors, and whatever a broken driver might write into the record. Mapped memory is
-// a heap block of exactly the mapped length, so that the address sanitizer watches
-// its ends. Calls that no correct program makes are findings: closing what is not
-// open, unmapping what is not mapped or another length of it, and any other call than the
-// same once more when a signal came first.
+// Capture devices and the DMA area. The input determines their answers: sane ones, errors, and
+// whatever a broken driver might write into the record. Mapped memory is a heap block of exactly
+// the mapped length, so that the address sanitizer catches overruns. Calls that no correct
+// program makes are findings: closing what is not open, unmapping what is not mapped or with
+// another length, and making any other call before an interrupted one is repeated.
 class VideoDriver final : public SystemCalls {
  public:
   explicit VideoDriver(FuzzedDataProvider& answers) : answers_(answers) {}
 
-  // Every unmapping is to be of this length, whatever was mapped.
+  // Every munmap must have this length, whatever was mapped.
   void ExpectUnmapLength(std::size_t length) { unmap_length_ = length; }
 
-  // Who dequeues is told that a signal came first, and need not try again.
+  // An interrupted dequeue is reported to the caller and need not be repeated.
   void TellInterruptedDequeue() { tells_interrupted_dequeue_ = true; }
 
-  // What the driver was asked for since, but for closing, unmapping and writing, whose
-  // failures nobody is told, and for calls that were made again.
+  // The requests since then, without close, munmap and write, whose failures nobody reports, and
+  // without calls that were repeated.
   void ForgetReplies();
   const std::vector<Reply>& Replies() const;
 
   std::size_t Descriptors() const { return open_.size(); }
   std::size_t Mappings() const { return mappings_.size(); }
-  // The whole range is mapped.
+  // Whether the whole range is mapped.
   bool Maps(const void* address, std::size_t length) const;
 
   int Open(const char* path) override;

@@ -2,17 +2,17 @@
  * @file
  * The configuration store: 512 bytes in a serial EEPROM on the board.
  *
- * What the bytes mean is the application's business; the library adds no checksum
- * and does not read back what it wrote. The EEPROM keeps 16-byte pages and answers
- * at two I2C addresses of bus 0: 0x50 for the bytes 0-255, 0x51 for 256-511.
+ * Only the application knows what the bytes mean. The library adds no checksum and does
+ * not read back what it wrote. The EEPROM has 16-byte pages and answers at two I2C
+ * addresses of bus 0: 0x50 for bytes 0 to 255, 0x51 for bytes 256 to 511.
  *
- * These functions need no start-up. They tell failures on the standard output and,
- * where a system call failed, its reason on the standard error stream; nothing goes
- * to the log. A failed transfer is tried twice more by the bus driver, not here.
+ * These functions need no start-up. They report failures on standard output and, when a
+ * system call failed, its reason on standard error; nothing goes to the log. The bus
+ * driver, not this code, retries a failed transfer twice.
  *
- * Threads: one. Each transfer opens and closes the bus by itself and nothing is
- * locked, so no two of these functions may run at the same time, nor may anything
- * else talk to the EEPROM meanwhile. They may run beside all other functions.
+ * Threads: one. Each transfer opens and closes the bus without a lock, so no two of these
+ * functions may run at the same time, and nothing else may talk to the EEPROM meanwhile.
+ * They may run at the same time as all other functions.
  */
 #ifndef TESSALINE_EEPROM_H
 #define TESSALINE_EEPROM_H
@@ -29,14 +29,13 @@ extern "C" {
  * Writes the first bytes of the store.
  *
  * @param data  the bytes; not changed
- * @param size  how many, 1 to 512, from the store's beginning on
- * @return 0 ("ConfigSave successful!" on the standard output), or -1: a size out of range
- *         ("ConfigSave size error!", nothing is written), or a page that could not be
- *         written ("ConfigSave error!"; the pages before it stay written). NULL cannot be
- *         written.
+ * @param size  how many, 1 to 512, from the start of the store
+ * @return 0 ("ConfigSave successful!" on standard output), or -1: the size is out of range
+ *         ("ConfigSave size error!", nothing is written), or a page could not be written
+ *         ("ConfigSave error!"; the pages before it stay written). data must not be NULL.
  *
- * Writes page by page and pauses 10 ms after each, the time the EEPROM needs to keep
- * it: 320 ms for everything. One more line on the standard output per page.
+ * Writes page by page and pauses 10 ms after each, the time the EEPROM needs to store
+ * it: 320 ms for everything. Prints one more line on standard output per page.
  *
  * Device: EEPROM, /dev/i2c-0. Threads: one. See also ConfigRead().
  *
@@ -52,13 +51,13 @@ int ConfigSave(unsigned char* data, int size);
  * Reads the first bytes of the store.
  *
  * @param out   receives them
- * @param size  how many, 1 to 512, from the store's beginning on
- * @return 0 ("ConfigRead successful!" on the standard output), or -1: a size out of range
- *         ("ConfigRead size error!", nothing is read), or a page that could not be read
- *         ("ConfigRead error!"; out holds the pages before it). NULL cannot be read into.
+ * @param size  how many, 1 to 512, from the start of the store
+ * @return 0 ("ConfigRead successful!" on standard output), or -1: the size is out of range
+ *         ("ConfigRead size error!", nothing is read), or a page could not be read
+ *         ("ConfigRead error!"; out holds the pages before it). out must not be NULL.
  *
- * Sizes above 256 that are a multiple of 16 say "ConfigSave successful!" and "ConfigSave
- * error!" instead, though they read as well.
+ * For sizes above 256 that are a multiple of 16 the texts are "ConfigSave successful!" and
+ * "ConfigSave error!" instead; the bytes are read all the same.
  *
  * Reads page by page and pauses 10 ms after each.
  *
@@ -71,12 +70,12 @@ int ConfigRead(unsigned char* out, int size);
 /**
  * Reads bytes of one half of the store. No pause follows.
  *
- * @param wordAddress    where to begin in the half, 0 to 255
+ * @param wordAddress    first byte within the half, 0 to 255
  * @param out            receives the bytes
  * @param length         how many, 0 to 17; only the low 8 bits count
  * @param deviceAddress  I2C address, 0x50 or 0x51
- * @return length as given, or -1 for NULL, a longer length, and a bus that cannot be
- *         opened or does not answer (out is not changed).
+ * @return length as given; -1 for NULL, a longer length, or a bus that cannot be opened or
+ *         does not answer (out is unchanged).
  *
  * Device: EEPROM, /dev/i2c-0. Threads: one.
  */
@@ -86,16 +85,15 @@ int eeprom_page_read(unsigned char wordAddress, void* out, unsigned int length,
 /**
  * Writes bytes of one page.
  *
- * @param wordAddress    where to begin in the half, 0 to 255. Bytes beyond the end of its
- *                       page (the next multiple of 16) go to the page's beginning.
+ * @param wordAddress    first byte within the half, 0 to 255. Bytes beyond the end of its
+ *                       page (the next multiple of 16) wrap to the start of the page.
  * @param data           the bytes
  * @param length         how many, 0 to 16
  * @param deviceAddress  I2C address, 0x50 or 0x51
- * @return 0 ("write byte ioctl ret = 1" on the standard output), or -1 for NULL, a longer
- *         length, and a bus that cannot be opened or does not answer.
+ * @return 0 ("write byte ioctl ret = 1" on standard output); -1 for NULL, a longer length,
+ *         or a bus that cannot be opened or does not answer.
  *
- * The EEPROM then needs up to 10 ms during which it answers nothing: pause before the
- * next transfer.
+ * The EEPROM then does not answer for up to 10 ms: pause before the next transfer.
  *
  * Device: EEPROM, /dev/i2c-0. Threads: one.
  *

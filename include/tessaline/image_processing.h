@@ -2,14 +2,14 @@
  * @file
  * The FPGA's image-processing pipeline: corrections, enhancement, filters.
  *
- * Every function writes one field of one register and returns 0; -1 when the
- * register cannot be written, and before start-up. Values are grey values of 8
- * bits or counts; one that does not fit its field spills into the next, so keep to
- * the ranges given (only where bit 0 is said to count, the others are dropped).
- * "Threads: any" holds throughout, as explained in tessaline.h.
+ * Every function writes one field of one register and returns 0; -1 when the register
+ * cannot be written, and before start-up. Values are 8-bit grey values or counts. Keep to
+ * the ranges given: a value that does not fit spills into the next field. Other bits are
+ * dropped only where "bit 0 counts" is said. "Threads: any" holds for all of them, as
+ * explained in tessaline.h.
  *
- * Series 24 starts with all filters off, erosion threshold 10 and count 8; on the
- * other series the pipeline is as the FPGA starts.
+ * Start-up of series 24 switches all filters off and sets erosion threshold 10 and count 8.
+ * On the other series the pipeline keeps the FPGA's power-up values.
  */
 #ifndef TESSALINE_IMAGE_PROCESSING_H
 #define TESSALINE_IMAGE_PROCESSING_H
@@ -33,7 +33,7 @@ extern "C" {
 int SetBinEnable(unsigned int enable);
 
 /**
- * Switches the correction of hot pixels.
+ * Switches hot-pixel correction.
  *
  * @param enable  0 off, 1 on; bit 0 counts
  * @return 0 or -1
@@ -45,7 +45,7 @@ int SetHotpixelEnable(unsigned int enable);
 /**
  * Sets the optical-black offset.
  *
- * @param offset  written as it is
+ * @param offset  written unchanged
  * @return 0 or -1
  *
  * Register: REBUILD_BLOCK_4 OB_OFFSET.
@@ -75,7 +75,7 @@ int SetBriThresMin(unsigned int threshold);
 /* --- Enhancement ------------------------------------------------------------------------ */
 
 /**
- * Switches the enhancement of the line.
+ * Switches line enhancement.
  *
  * @param enable  0 or 1
  * @return 0 or -1
@@ -85,7 +85,7 @@ int SetBriThresMin(unsigned int threshold);
 int SetEnhanceEnable(unsigned int enable);
 
 /**
- * Sets the upper grey value of the pixels enhanced.
+ * Sets the highest grey value of pixels to enhance.
  *
  * @param threshold  0 to 255
  * @return 0 or -1
@@ -95,7 +95,7 @@ int SetEnhanceEnable(unsigned int enable);
 int SetEnhanceThresMax(unsigned int threshold);
 
 /**
- * Sets the lower grey value of the pixels enhanced.
+ * Sets the lowest grey value of pixels to enhance.
  *
  * @param threshold  0 to 255
  * @return 0 or -1

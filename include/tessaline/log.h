@@ -2,14 +2,13 @@
  * @file
  * The logger of libtessaline.
  *
- * One process-wide logger. The library reports through it; an application may
- * use it for lines of its own, change how much reaches the standard error
- * stream, and attach sinks.
+ * One process-wide logger. The library reports through it. An application may use it
+ * for lines of its own, change how much reaches standard error, and add sinks.
  *
- * No allocation, no thread, no lock of its own: when several threads log, their
- * lines can interleave unless a lock hook is set. Level and quiet flag may be set at
- * any time; sinks may be added while others log, by one thread. Set the hook before
- * starting threads. Times are of the time zone of the process's last tzset().
+ * The logger has no allocation, no thread and no lock of its own: when several threads
+ * log, their lines can interleave unless a lock hook is set. Level and quiet flag may be
+ * set at any time. One thread may add sinks while others log. Set the hook before starting
+ * threads. Times are in the time zone of the process's last tzset().
  */
 #ifndef TESSALINE_LOG_H
 #define TESSALINE_LOG_H
@@ -25,7 +24,7 @@ extern "C" {
 
 #pragma GCC visibility push(default)
 
-/** Levels, lowest first. Messages of the library use all but WARN and FATAL. */
+/** Levels, lowest first. The library uses all but WARN and FATAL. */
 enum {
   TESSALINE_LOG_TRACE,
   TESSALINE_LOG_DEBUG,
@@ -41,7 +40,7 @@ typedef struct {
   const char* fmt;  /**< printf format */
   const char* file; /**< source file of the message, relative to the source tree */
   struct tm* time;  /**< local time of the message */
-  void* udata;      /**< what the sink was added with */
+  void* udata;      /**< the udata the sink was added with */
   int line;         /**< source line of the message */
   int level;        /**< TESSALINE_LOG_TRACE .. TESSALINE_LOG_FATAL */
 } log_Event;
@@ -60,9 +59,9 @@ typedef void (*log_LockFn)(bool lock, void* udata);
  * @param line   source line named in the line
  * @param fmt    printf format, with its arguments after it
  *
- * Writes "HH:MM:SS LEVEL file:line: message" and a newline to the standard error
- * stream when not quiet and level is at least the one of log_set_level(), then
- * calls every sink whose own level is at most this one, in the order added.
+ * Writes "HH:MM:SS LEVEL file:line: message" and a newline to standard error, unless
+ * quiet or below the level of log_set_level(). Then calls every sink whose own level is
+ * not above this one, in the order added.
  *
  * Threads: any; see the lock hook.
  */
@@ -73,40 +72,41 @@ void log_log(int level, const char* file, int line, const char* fmt, ...)
     ;
 
 /**
- * Sets the lowest level written to the standard error stream.
+ * Sets the lowest level written to standard error.
  *
- * @param level  TESSALINE_LOG_TRACE .. TESSALINE_LOG_FATAL; not checked, so 6 silences the stream.
- *               TESSALINE_LOG_TRACE when never set; GetLibVersion() sets TESSALINE_LOG_ERROR.
+ * @param level  TESSALINE_LOG_TRACE .. TESSALINE_LOG_FATAL; not checked, so 6 silences the
+ *               stream. Initially TESSALINE_LOG_TRACE; GetLibVersion() sets
+ *               TESSALINE_LOG_ERROR.
  */
 void log_set_level(int level);
 
-/** Stops (true) or resumes (false) output to the standard error stream. Sinks still run. */
+/** Stops (true) or resumes (false) output to standard error. Sinks still run. */
 void log_set_quiet(bool enable);
 
 /**
- * Sets the lock hook, called exactly twice for every message, also for one that
- * nobody receives. The library's SIGINT handler logs, too, unless it interrupts a message:
- * whoever takes the hook's lock outside of the hook blocks SIGINT meanwhile, or the handler
- * waits for it until the process is ended.
+ * Sets the lock hook. It is called exactly twice for every message, even one that nobody
+ * receives. The library's SIGINT handler logs too, unless it interrupts a message. So if
+ * you take the hook's lock outside the hook, block SIGINT meanwhile; otherwise the handler
+ * may wait for the lock until the process is ended.
  *
  * @param fn     the hook; NULL removes it
- * @param udata  handed to the hook
+ * @param udata  passed to the hook
  */
 void log_set_lock(log_LockFn fn, void* udata);
 
 /**
  * Adds a sink. Sinks cannot be removed.
  *
- * @param fn     the sink. It may block: SIGINT ends the process all the same.
- * @param udata  handed to it in log_Event::udata
+ * @param fn     the sink. It may block: SIGINT still ends the process.
+ * @param udata  passed to it in log_Event::udata
  * @param level  lowest level it receives
- * @return 0, or -1 when 32 sinks are taken or fn is NULL (nothing is changed).
+ * @return 0; -1 when there are already 32 sinks or fn is NULL (nothing changes).
  */
 int log_add_callback(log_LogFn fn, void* udata, int level);
 
 /**
- * Adds a file as a sink: "YYYY-MM-DD HH:MM:SS LEVEL file:line: message", one line
- * a message, flushed after each. The file stays the caller's and must stay open.
+ * Adds a file as a sink: "YYYY-MM-DD HH:MM:SS LEVEL file:line: message", one line per
+ * message, flushed after each. The caller keeps the file and must leave it open.
  *
  * @return as log_add_callback(); -1 for NULL
  */

@@ -2,9 +2,9 @@
  * @file
  * The two digital outputs and the DA output.
  *
- * A channel is 0 for digital output 1 and 1 for digital output 2. A function that
- * gets another number says "<function> invalid parameter!" (or a text of its own)
- * on the standard output, touches no register, and returns -1 or all ones.
+ * Channel 0 is digital output 1, channel 1 is digital output 2. For any other number a
+ * function prints "<function> invalid parameter!" (or a text of its own) on standard
+ * output, touches no register, and returns -1 or all ones.
  *
  * Return values, behaviour before start-up and the meaning of "Threads" are
  * explained in tessaline.h.
@@ -60,7 +60,7 @@ int SetOutEvent(unsigned int channel, unsigned int event);
  * @return 0, whatever was set; all ones for another channel ("GetOutEvent invalid
  *         parameter!"), and before start-up.
  *
- * Register: IMAGE_BLOCK_3 DO1_CTRL or DO2_CTRL, read and not made use of. Threads: any.
+ * Register: IMAGE_BLOCK_3 DO1_CTRL or DO2_CTRL, read and ignored. Threads: any.
  */
 unsigned int GetOutEvent(unsigned int channel);
 
@@ -82,12 +82,12 @@ int SetOutMode(unsigned int channel, unsigned int mode);
  * @return 0, whatever was set; all ones for another channel ("GetOutMode invalid
  *         parameter!"), and before start-up.
  *
- * Register: IMAGE_BLOCK_3 DO1_CTRL or DO2_CTRL, read and not made use of. Threads: any.
+ * Register: IMAGE_BLOCK_3 DO1_CTRL or DO2_CTRL, read and ignored. Threads: any.
  */
 unsigned int GetOutMode(unsigned int channel);
 
 /**
- * Enables the output: only then its pin follows.
+ * Enables the output. Only then does its pin follow.
  *
  * @param channel  0 or 1
  * @param state    0 off, 1 on; bit 0 counts
@@ -115,8 +115,8 @@ int SetOutPolarity(unsigned int channel, unsigned int polarity);
  * @param channel  0 or 1
  * @return 0; -1 for another channel ("SWTrigger invalid parameter!"), and before start-up.
  *
- * Register: IMAGE_BLOCK_3 DO1_CTRL or DO2_CTRL bit 25, a pulse of 1 us, which
- * leaves bit 26 cleared too. Threads: any.
+ * Register: IMAGE_BLOCK_3 DO1_CTRL or DO2_CTRL bit 25, a pulse of 1 us, which also clears
+ * bit 26. Threads: any.
  */
 int OutputSWTrigger(unsigned int channel);
 
@@ -171,7 +171,7 @@ unsigned int GetOutDelayEn(unsigned int channel);
  * Sets the delay between event and pulse. SetOutDelayEn() switches it on.
  *
  * @param channel  0 or 1
- * @param delay    microseconds or encoder pulses, by SetExtTriDelayStandard(). The
+ * @param delay    microseconds or encoder pulses, see SetExtTriDelayStandard(). The
  *                 FPGA receives microseconds x 50, in 64 bits.
  * @return 0; -1 for another channel ("SetOutDelay invalid parameter!"), and before start-up.
  *
@@ -194,7 +194,7 @@ uint64_t GetOutDelay(unsigned int channel);
 /**
  * Sets the delay of the DA output.
  *
- * @param delay  microseconds or encoder pulses, by SetExtTriDelayStandard(2, ...).
+ * @param delay  microseconds or encoder pulses, see SetExtTriDelayStandard(2, ...).
  *               The register receives microseconds x 50 (32 bits: at most 85899345 us).
  * @return 0, or -1 before start-up.
  *
@@ -207,7 +207,7 @@ int SetDAOutputDelay(unsigned int delay);
 /**
  * Sets the analogue output.
  *
- * @param value  0 to 4095 of the converter's range; the low 12 bits count
+ * @param value  0 to 4095, the converter's range; the low 12 bits count
  * @return 0; -1 when the converter does not answer, and before start-up.
  *
  * Device: DA converter at I2C address 0x60. Threads: one.
@@ -215,18 +215,18 @@ int SetDAOutputDelay(unsigned int delay);
 int DAWrite(unsigned int value);
 
 /**
- * Switches the notification that the hardware has taken over a DA value: a thread
+ * Switches the notification that the hardware has applied a DA value: a thread
  * waits for the interrupt (/dev/uio1) and calls the handler of
  * TESSALINE_EVENT_DA_ARRIVED.
  *
  * @param state  1 on, 0 off; any other value changes nothing
- * @return 0. On while on: -2 ("SetDADelayState This thread has been opened!" on the
+ * @return 0. On while on: -2 ("SetDADelayState This thread has been opened!" on
  *         standard output). Off while off: 0 ("SetDADelayState This thread has been
  *         closed!"). -1 for any other state, and for on before start-up.
  *
  * Register the handler first: an interrupt without one ends the process. After
- * switching off, no further call of the handler begins; a call in progress is
- * waited for, at most 3 seconds.
+ * switching off, the handler is not called again; the function waits up to 3 seconds for
+ * a call in progress.
  *
  * Register: IMAGE_BLOCK_3 IRQ_CTRL bit 0; bits 16 to 31 are cleared. Threads: one.
  */

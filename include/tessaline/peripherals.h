@@ -19,11 +19,11 @@ extern "C" {
 /* --- Laser ------------------------------------------------------------------------------ */
 
 /**
- * Switches the laser on: both enable lines and, when that succeeded, a pause of 50 ms
- * for the light to become steady. It stays on until CloseLaser(), also after the
+ * Switches the laser on: drives both enable lines and, if that succeeded, pauses 50 ms
+ * until the light is steady. The laser stays on until CloseLaser(), even after the
  * process has ended.
  *
- * @return 0; -1 when a line cannot be driven (told on the standard output), and
+ * @return 0; -1 when a line cannot be driven (reported on standard output), and
  *         before start-up.
  *
  * Device: two GPIO lines (sysfs). Threads: one. See also SetLaserPower().
@@ -33,7 +33,7 @@ int OpenLaser(void);
 /**
  * Switches the laser off.
  *
- * @return 0; -1 when a line cannot be driven (told on the standard output), and
+ * @return 0; -1 when a line cannot be driven (reported on standard output), and
  *         before start-up.
  *
  * Device: two GPIO lines (sysfs). Threads: one.
@@ -43,8 +43,8 @@ int CloseLaser(void);
 /**
  * Sets the optical power of the laser.
  *
- * @param percent  0 to 100 of the potentiometer's travel, in GetDigitalPOTResolution()
- *                 steps, rounded down
+ * @param percent  0 to 100, of the potentiometer's travel; rounded down to one of its
+ *                 GetDigitalPOTResolution() steps
  * @return 0; -1 when the potentiometer does not answer, and before start-up.
  *
  * Device: potentiometer on I2C, AD5175 (0x2F) or TPL0401B (0x3E, series 24 and 25).
@@ -53,7 +53,7 @@ int CloseLaser(void);
 int SetLaserPower(float percent);
 
 /**
- * @return steps of the potentiometer, 1024 or 128; all ones before start-up.
+ * @return number of steps of the potentiometer, 1024 or 128; all ones before start-up.
  *         Threads: any.
  */
 unsigned int GetDigitalPOTResolution(void);
@@ -74,7 +74,7 @@ int SetLaserMode(unsigned int mode);
  * Sets the colour of the status light.
  *
  * @param colour  sum of 1 red, 2 green, 4 blue; 0 is dark
- * @return 0; -1 when a line cannot be driven (told on the standard output; the colours
+ * @return 0; -1 when a line cannot be driven (reported on standard output; the colours
  *         after it keep their state), and before start-up.
  *
  * Device: three GPIO lines (sysfs). Threads: one.

@@ -1,10 +1,10 @@
 /**
  * @file
- * The FPGA's register map as data: every block, register and field that software
- * uses, by name. C++20.
+ * The FPGA's register map as data: every block, register and field that software uses,
+ * by name. C++20.
  *
- * The library's register methods, the virtual board and register tools all read
- * this one table, so a register has one name everywhere.
+ * The library's register methods, the virtual board and the register tools all read this
+ * one table, so a register has the same name everywhere.
  */
 #ifndef TESSALINE_REGISTER_MAP_H
 #define TESSALINE_REGISTER_MAP_H

@@ -2,9 +2,9 @@
  * @file
  * A SIGINT handler that does nothing. C++.
  *
- * RegisterHardwareInit() installs a handler of the library that shuts the device
- * down and ends the process. An application that wants SIGINT to pass without
- * effect installs this one after it.
+ * RegisterHardwareInit() installs the library's handler, which shuts the device down and
+ * ends the process. An application that wants SIGINT to have no effect installs this one
+ * afterwards.
  */
 #ifndef TESSALINE_SIGNAL_HANDLER_H
 #define TESSALINE_SIGNAL_HANDLER_H
@@ -13,7 +13,7 @@
 
 namespace VeltranoSDK {
 
-/** Holds nothing; its handler and the installing of it are static. */
+/** Has no state; the handler and install() are static. */
 class SignalHandler {
  public:
   /** Does nothing. */
@@ -25,9 +25,9 @@ class SignalHandler {
   static void handleSignal(int signal);
 
   /**
-   * Makes handleSignal() the process's SIGINT handler: no further signals are
-   * blocked while it runs, interrupted system calls are not restarted, and the
-   * handler in place before is forgotten.
+   * Makes handleSignal() the process's SIGINT handler. While it runs, no further signals
+   * are blocked. Interrupted system calls are not restarted. The previous handler is
+   * forgotten.
    *
    * @return 0, or -1 with errno as sigaction() sets it.
    *

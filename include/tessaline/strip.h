@@ -2,7 +2,7 @@
  * @file
  * Laser-line (strip) extraction, reconstruction and acquisition.
  *
- * Strips arrive at the handler of TESSALINE_EVENT_STRIP, see startup.h.
+ * Strips go to the handler of TESSALINE_EVENT_STRIP, see startup.h.
  *
  * Return values, behaviour before start-up and the meaning of "Threads" are
  * explained in tessaline.h.
@@ -24,13 +24,13 @@ extern "C" {
  * Routes the sensor's data to images or to strips.
  *
  * @param mode  1 images (after start-up), 0 strips
- * @return 0; -1 for another mode ("SetCollectMode error mode error" on the standard
+ * @return 0; -1 for another mode ("SetCollectMode error mode error" on standard
  *         output, no register is touched), when a register cannot be written, and
  *         before start-up.
  *
  * Also sets the exposure-count delta (mode 1: 6000, or 10000000 on series 24 and
  * 25; mode 0: 1) and adapts the sensor's line time where the series needs it.
- * Blocks for 1 ms and more.
+ * Blocks for at least 1 ms.
  *
  * Registers: the stream switches in IMAGE_BLOCK_2 and IMAGE_BLOCK_4, REBUILD_BLOCK_4
  * COLLECT_MODE, IMAGE_BLOCK_0 EXPOSURE_NUM. Threads: one.
@@ -38,7 +38,7 @@ extern "C" {
 int SetCollectMode(unsigned int mode);
 
 /**
- * @return the mode last set, which the library remembers: no register is read; all
+ * @return the mode last set, as the library remembers it (no register is read); all
  *         ones before start-up. Threads: any.
  */
 unsigned int GetCollectMode(void);
@@ -46,8 +46,8 @@ unsigned int GetCollectMode(void);
 /**
  * Selects which strip data the FPGA sends.
  *
- * @param mode  written as it is. On series 24 modes 1 and 2 are exchanged, because
- *              its FPGA numbers them the other way round.
+ * @param mode  written unchanged. On series 24 modes 1 and 2 are swapped, because its
+ *              FPGA numbers them the other way round.
  * @return 0; -1 when the register cannot be written, and before start-up.
  *
  * Register: REBUILD_BLOCK_4 STRIP_DATA_MODE. Threads: one.
@@ -65,7 +65,7 @@ unsigned int GetStripDataMode(void);
 /**
  * Selects how strips are written to memory.
  *
- * @param strategy  written as it is. With 1 a point takes 4 bytes, and the strip
+ * @param strategy  written unchanged. With 1 a point takes 4 bytes, and the strip
  *                  count is read from the last 4 bytes of the buffer.
  * @return 0; -1 when a register cannot be written, and before start-up.
  *
@@ -81,8 +81,9 @@ int SetStripWriteMemMode(unsigned int strategy);
 /**
  * Sets the grey value above which a rise counts as the edge of the line.
  *
- * @param threshold  on series 21 the FPGA's value; on the others twice that (half of
- *                   it, rounded down, is written). More than 255 is written as 255.
+ * @param threshold  on series 21 the value the FPGA gets; on the others twice that
+ *                   (half of it, rounded down, is written). More than 255 is written as
+ *                   255.
  * @return 0; -1 when the register cannot be written, and before start-up.
  *
  * Register: REBUILD_BLOCK_1 RIS_THRESHOLD. Threads: any.
@@ -136,18 +137,18 @@ unsigned int GetStripWidthMax(void);
  * Loads the 21 coefficients of the reconstruction.
  *
  * @param values  21 signed numbers. Each is cut to the width of its register (0 to 8:
- *                23 bits; 9, 10, 12, 13, 15, 16: 29; 11, 14, 17: 26; 18 to 20: 18) and
- *                the array receives what was written.
+ *                23 bits; 9, 10, 12, 13, 15, 16: 29; 11, 14, 17: 26; 18 to 20: 18), and
+ *                the array receives the values written.
  * @return 0; -1 for NULL, and before start-up.
  *
- * Prints the numbers on the standard output before and after.
+ * Prints the numbers on standard output before and after cutting.
  *
  * Registers: REBUILD_BLOCK_5 STRIP_REBUILD_0 .. STRIP_REBUILD_20. Threads: one.
  */
 int SetStripRebuildValue(int32_t* values);
 
 /**
- * Sets the range of measured values that is kept.
+ * Sets the range of measured values to keep.
  *
  * @param start, end  the low 26 bits count
  * @return 0, or -1 before start-up.
@@ -157,7 +158,7 @@ int SetStripRebuildValue(int32_t* values);
 int SetMeasuringRange(unsigned int start, unsigned int end);
 
 /**
- * Tells the reconstruction where the region of interest lies on the sensor.
+ * Tells the reconstruction where on the sensor the region of interest lies.
  *
  * @param x  first column; the low 12 bits count
  * @param y  first row; the low 13 bits count
@@ -172,10 +173,10 @@ int SetRoiOffset(unsigned int x, unsigned int y);
  * Sets the raster on which reconstructed points are sampled.
  *
  * @param start_x  first position
- * @param step_x   distance of positions
+ * @param step_x   distance between positions
  * @param count_x  number of positions
- * @param fourth, fifth  handed to the FPGA as they are
- * @return 0; -1 when a register cannot be written (told on the standard output; the
+ * @param fourth, fifth  passed to the FPGA unchanged
+ * @return 0; -1 when a register cannot be written (reported on standard output; the
  *         ones after it are not written), and before start-up.
  *
  * Registers: REBUILD_BLOCK_5 RECONSTRUCTION_START_X, RECONSTRUCTION_STEP_X,
@@ -191,9 +192,9 @@ int SetSampleLightLineParam(int32_t start_x, int32_t step_x, int32_t count_x, in
  *
  * @param flag  0 off, anything else on
  *
- * The FPGA sends it on every product; the walk over a strip buffer follows on
- * arm_rebuild products of series 24 and 25, where a point takes 4 bytes with
- * brightness and 2 without (8 with the continuous flag, which prevails).
+ * The FPGA sends brightness on every product. On arm_rebuild products of series 24 and 25
+ * it changes the layout: a point takes 4 bytes with brightness and 2 without (8 with the
+ * continuous flag, which takes precedence), and the library counts accordingly.
  *
  * Registers: REBUILD_BLOCK_0 BR_CONT_MODE_A, REBUILD_BLOCK_5 BR_CONT_MODE_B.
  * Threads: one.
@@ -201,29 +202,29 @@ int SetSampleLightLineParam(int32_t start_x, int32_t step_x, int32_t count_x, in
 void SetBrFlag(unsigned int flag);
 
 /**
- * Switches the continuous layout of strips, 8 bytes a point on arm_rebuild products
- * of series 24 and 25.
+ * Switches the continuous layout of strips: 8 bytes per point on arm_rebuild products of
+ * series 24 and 25.
  *
- * @param flag  0 off, anything else on; prevails over SetBrFlag()
+ * @param flag  0 off, anything else on; takes precedence over SetBrFlag()
  *
- * Registers: as SetBrFlag(). Threads: one.
+ * Registers: as in SetBrFlag(). Threads: one.
  */
 void SetContinuousFlag(unsigned int flag);
 
 /* --- Counters and buffers --------------------------------------------------------------- */
 
 /**
- * Restarts the frame ids (the next frame has the first id again) and zeroes the strip and image
- * buffers.
+ * Restarts the frame ids (the next frame has the first id again) and zeroes the strip and
+ * image buffers.
  *
- * A buffer that a handler holds is left alone: its thread zeroes that stream's buffers when
- * the handler has returned. This call waits for it, up to a second; called from the handler
- * itself it does not wait.
+ * A buffer that a handler holds is left alone: the thread zeroes its stream's buffers when
+ * the handler has returned. This call waits up to a second for that, unless it is made
+ * from the handler itself.
  *
  * @return 0, or -1 before start-up.
  *
- * Register: REBUILD_BLOCK_4 FRAME_ID_RESET, a pulse of 1 us. Threads: one. Do it
- * while the acquisition is stopped: what the FPGA is just writing is wiped half.
+ * Register: REBUILD_BLOCK_4 FRAME_ID_RESET, a pulse of 1 us. Threads: one. Call it while
+ * the acquisition is stopped: a frame the FPGA is writing would be half zeroed.
  */
 int ResetFrameID(void);
 
@@ -238,7 +239,7 @@ unsigned int GetCallbackLostNum(void);
 /**
  * Clears the count of GetCallbackLostNum().
  *
- * @return -1 always, although the count is cleared (except before start-up).
+ * @return always -1, although the count is cleared (except before start-up).
  *
  * Register: REBUILD_BLOCK_2 CALLBACK_LOST_RESET, a pulse of 1 us. Threads: any.
  */
@@ -250,7 +251,7 @@ int ResetCallbackLostNum(void);
  */
 uint64_t GetStripReleaseNum(void);
 
-/** Sets that count to 0. @return 0. Threads: any, also before start-up. */
+/** Sets the count of GetStripReleaseNum() to 0. @return 0. Threads: any, also before start-up. */
 int ResetStripReleaseNum(void);
 
 /**
@@ -259,10 +260,9 @@ int ResetStripReleaseNum(void);
  * @param index  index of a buffer that was dequeued by index
  * @return 0; -1 when the driver refuses, and before start-up.
  *
- * The strip thread returns every buffer by itself when the handler comes back: an
- * application that receives strips through the handler does not need this. No
- * exported function dequeues by index, so in an ordinary application the result is
- * always -1 and nothing is touched.
+ * The strip thread returns every buffer when the handler comes back, so an application
+ * that receives strips through the handler does not need this. No exported function
+ * dequeues by index: an ordinary application always gets -1, and nothing is touched.
  *
  * Device: /dev/video1. Threads: one.
  */

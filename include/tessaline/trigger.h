@@ -1,6 +1,6 @@
 /**
  * @file
- * Trigger, encoder, synchronisation of several devices.
+ * Trigger, encoder, and synchronisation of several devices.
  *
  * Return values, behaviour before start-up and the meaning of "Threads" are
  * explained in tessaline.h.
@@ -21,8 +21,8 @@ extern "C" {
 /**
  * Selects what triggers a frame.
  *
- * @param mode  0 timer, 1 encoder pulses, 2 external input, 3 timer too, the mode
- *              after start-up; the low two bits count. TricontrolSWTrigger() works in
+ * @param mode  0 timer, 1 encoder pulses, 2 external input, 3 also the timer (the mode
+ *              after start-up); the low two bits count. TricontrolSWTrigger() works in
  *              every mode.
  * @return 0, or -1 before start-up.
  *
@@ -68,11 +68,11 @@ int SetTriSpacing(unsigned int spacing);
 unsigned int GetTriSpacing(void);
 
 /**
- * Switches door control, which gates the trigger by the external input.
+ * Switches door control, in which the external input gates the trigger.
  *
  * @param state  0 off, 1 on; bit 0 counts
  * @return 0; -1 in trigger modes 2 and 3, which have no door control ("SetDoorControlEn
- *         TriMode invalid parameter!" on the standard output), and before start-up.
+ *         TriMode invalid parameter!" on standard output), and before start-up.
  *
  * Register: IMAGE_BLOCK_1 TRIGGER_CTRL bit 2. Threads: any.
  */
@@ -80,7 +80,7 @@ int SetDoorControlEn(unsigned int state);
 
 /**
  * @return 0 or 1; all ones in trigger modes 2 and 3 ("GetDoorControlEn TriMode invalid
- *         parameter!" on the standard output), and before start-up.
+ *         parameter!" on standard output), and before start-up.
  *
  * Register: IMAGE_BLOCK_1 TRIGGER_CTRL bit 2. Threads: any.
  */
@@ -94,7 +94,7 @@ unsigned int GetDoorControlEn(void);
  * @param standard  0 microseconds, 1 encoder pulses; bit 0 counts
  * @return 0, or -1 before start-up.
  *
- * The delay already set keeps its raw value: set it again after a change.
+ * A delay already set keeps its raw value: set it again after a change.
  *
  * Register: IMAGE_BLOCK_1 TRIGGER_CTRL bit 5. Threads: any. See also SetTriDelay().
  */
@@ -120,7 +120,7 @@ int SetDelayEn(unsigned int state);
 /**
  * Sets the delay between trigger and exposure. SetDelayEn() switches it on.
  *
- * @param delay  microseconds or encoder pulses, by SetTriDelayStandard(). The
+ * @param delay  microseconds or encoder pulses, see SetTriDelayStandard(). The
  *               register receives microseconds x 50 (32 bits: at most 85899345 us).
  * @return 0, or -1 before start-up.
  *
@@ -139,14 +139,14 @@ unsigned int GetTriDelay(void);
 /* --- Encoder ---------------------------------------------------------------------------- */
 
 /**
- * Selects how encoder pulses against the direction of travel are treated.
+ * Selects how to treat encoder pulses against the direction of travel.
  *
  * @param mode  0 to 3, the low two bits count; 2 is the mode with a reverse distance
  * @return 0, or -1 before start-up.
  *
  * Register: IMAGE_BLOCK_3 REVERSE_CTRL bits 0-1. Threads: any.
- * See also SetReverseDistance(). The direction in which the sensor is read is
- * SetReverseMode().
+ * See also SetReverseDistance(). SetReverseMode() sets the direction in which the sensor is
+ * read.
  */
 int SetReverseMode_io(unsigned int mode);
 
@@ -162,7 +162,7 @@ unsigned int GetReverseMode_io(void);
  *
  * @param distance  encoder pulses; the low 10 bits count
  * @return 0; -1 in any other reverse mode ("SetReverseDistance ReverseMode invalid
- *         parameter!" on the standard output), and before start-up.
+ *         parameter!" on standard output), and before start-up.
  *
  * Register: IMAGE_BLOCK_3 REVERSE_CTRL bits 2-11. Threads: any.
  */
@@ -170,7 +170,7 @@ int SetReverseDistance(unsigned int distance);
 
 /**
  * @return the distance; all ones in any reverse mode but 2 ("GetReverseDistance
- *         ReverseMode invalid parameter!" on the standard output), and before start-up.
+ *         ReverseMode invalid parameter!" on standard output), and before start-up.
  *
  * Register: IMAGE_BLOCK_3 REVERSE_CTRL bits 2-11. Threads: any.
  */
@@ -186,8 +186,8 @@ unsigned int GetEncoderFreq(void);
 /**
  * @return the encoder's position in pulses; all ones before start-up.
  *
- * Registers: IMAGE_BLOCK_1 ENCODER_COUNTER_L, then _H, with no latch between: a
- * count that carries into the upper word at that moment is read wrong by 2^32.
+ * Registers: IMAGE_BLOCK_1 ENCODER_COUNTER_L, then _H, without a latch: if the count
+ * carries into the upper word between the two reads, the result is wrong by 2^32.
  * Threads: any.
  */
 uint64_t GetEncoderCounter(void);
@@ -196,7 +196,7 @@ uint64_t GetEncoderCounter(void);
  * @return the FPGA's free-running counter, the time base of the time stamps in
  *         images and strips; all ones before start-up.
  *
- * Registers: IMAGE_BLOCK_1 TIMER_COUNTER_L, then _H, as GetEncoderCounter().
+ * Registers: IMAGE_BLOCK_1 TIMER_COUNTER_L, then _H, as in GetEncoderCounter().
  * Threads: any.
  */
 uint64_t GetTimerCounter(void);
@@ -222,7 +222,7 @@ int TriggerLostReset(void);
 /**
  * Sets the shortest pulse that the external input accepts.
  *
- * @param microseconds  the register receives ticks, microseconds x 50, cut to 32 bits
+ * @param microseconds  the register receives microseconds x 50, in ticks, cut to 32 bits
  * @return 0, or -1 before start-up.
  *
  * Register: IMAGE_BLOCK_3 EXTIN_WIDTH. Threads: any.
@@ -245,12 +245,12 @@ int SetLasTriPolarity(unsigned int polarity);
  *
  * @param state  1 on, 0 off; any other value changes nothing
  * @return 0. On while on: -2 ("SetExtTriggerState This thread has been opened!" on
- *         the standard output). Off while off: 0 ("SetExtTriggerState This thread has
+ *         standard output). Off while off: 0 ("SetExtTriggerState This thread has
  *         been closed!"). -1 for any other state, and for on before start-up.
  *
  * Register the handler first: an interrupt without one ends the process. After
- * switching off, no further call of the handler begins; a call in progress is
- * waited for, at most 3 seconds.
+ * switching off, the handler is not called again; the function waits up to 3 seconds for
+ * a call in progress.
  *
  * Register: IMAGE_BLOCK_3 IRQ_CTRL bit 2; bits 16 to 31 are cleared. Threads: one.
  */
@@ -261,9 +261,9 @@ int SetExtTriggerState(unsigned int state);
 /**
  * Starts or stops the acquisition.
  *
- * @param state  1 starts. 0 stops and draws a line: images exposed up to now are
- *               no longer delivered (unless SetMasterState() holds the line at 0).
- *               Bit 0 goes to the FPGA.
+ * @param state  1 starts. 0 stops, and images exposed up to now are no longer delivered
+ *               (unless SetMasterState() made this device the master). Bit 0 goes to the
+ *               FPGA.
  * @return 0, or -1 before start-up.
  *
  * Stopping after a start blocks the caller for 1 s.
@@ -282,9 +282,9 @@ unsigned int GetGlobalControl(void);
 /**
  * Makes this device the master of a synchronised group.
  *
- * @param state  0 no, anything else yes for the delivery of images: stopping with
- *               SetGlobalControl(0) then lets through images of any time stamp.
- *               Bit 0 goes to the FPGA.
+ * @param state  bit 0 goes to the FPGA. For the delivery of images any value but 0 makes
+ *               the device a master: after SetGlobalControl(0) it still delivers images of
+ *               any time stamp.
  * @return 0, or -1 before start-up.
  *
  * Register: IMAGE_BLOCK_1 MASTER_CTRL bit 4; bits 5-31 are cleared. Threads: any.

@@ -7,13 +7,13 @@
  * it. A device that RegisterHardwareInit() has started belongs to the library's capture
  * threads; open another one here.
  *
- * Two ways to use it. The channel functions (create_video_channel() and those that take
- * a channel) do everything; a set-up that fails ends the process. The v4l2_ functions
- * are the single steps. Both tell failures on the standard output, with the reason of
- * some on the standard error stream; nothing goes to the log. "Told" below means so.
+ * There are two ways to use it. The channel functions (create_video_channel() and those
+ * that take a channel) do everything; a failed set-up ends the process. The v4l2_ functions
+ * are the single steps. "Reported" below means: failures are printed on standard output,
+ * some with their reason on standard error; nothing goes to the log.
  *
  * Null pointers are refused like any other failure, with EFAULT ("Bad address") as the
- * reason; they never end the process, except as the device of create_video_channel().
+ * reason. They never end the process, except as the device of create_video_channel().
  *
  * Threads: one. All calls for one device or channel come from one thread at a time;
  * different channels do not touch each other.
@@ -52,17 +52,17 @@ extern "C" {
 /* --- Records ---------------------------------------------------------------------------- */
 
 /**
- * One frame buffer: 176 bytes on the board's 64-bit processors. The library owns it, from
- * v4l2_reqbufs() or create_video_channel() on.
+ * One frame buffer: 176 bytes on the board's 64-bit processors. It comes from
+ * v4l2_reqbufs() or create_video_channel(), and the library owns it.
  */
 typedef struct {
-  uint32_t width;                /**< pixels a row, as asked for; 0 from v4l2_reqbufs() */
+  uint32_t width;                /**< pixels per row, as asked for; 0 from v4l2_reqbufs() */
   uint32_t height;               /**< rows, as asked for; 0 from v4l2_reqbufs() */
   uint32_t tag;                  /**< the caller's value, from create_video_channel() */
   uint32_t sequence;             /**< the driver's frame number at the last dequeue */
   uint8_t reserved_16[8];        /**< not for use */
-  void* address;                 /**< the frame, mapped: one byte a pixel */
-  struct v4l2_buffer descriptor; /**< as the last dequeue left it; before: its index alone */
+  void* address;                 /**< the mapped frame, one byte per pixel */
+  struct v4l2_buffer descriptor; /**< as the last dequeue left it; before that, only its index */
   uint32_t in_use;          /**< 1 once video_request_img_buf() has handed it out; never cleared */
   uint8_t reserved_124[52]; /**< not for use */
 } tessaline_image_buffer;
@@ -70,10 +70,10 @@ typedef struct {
 /** An open device with its buffers. */
 typedef struct {
   int fd;                          /**< descriptor of the device */
-  uint32_t width;                  /**< pixels a row, as asked for */
+  uint32_t width;                  /**< pixels per row, as asked for */
   uint32_t height;                 /**< rows, as asked for */
   uint32_t tag;                    /**< the caller's value, copied into every buffer */
-  uint32_t count;                  /**< number of buffers: as many as the driver granted */
+  uint32_t count;                  /**< number of buffers that the driver granted */
   tessaline_image_buffer* buffers; /**< the buffers, by index */
 } tessaline_video_channel;
 
@@ -84,17 +84,16 @@ typedef struct {
  * and queues them. The stream does not run yet.
  *
  * @param device      path of the device, such as "/dev/video0"
- * @param ignored_1   has no meaning
- * @param width       pixels a row
- * @param height      rows. The driver may round the size to what it can do and does not
- *                    tell; ask for what it can do.
- * @param ignored_2   has no meaning
+ * @param ignored_1   ignored
+ * @param width       pixels per row
+ * @param height      rows. The driver may round the size without saying so: ask for a size
+ *                    it supports.
+ * @param ignored_2   ignored
  * @param tag         any value; every buffer carries it
  * @param count       buffers to ask for. The driver decides how many it grants, see
  *                    tessaline_video_channel::count.
- * @return the channel, for close_video_channel() to free. A step that fails is told and
- *         ends the process: with status 1 where the buffers are concerned (see
- *         v4l2_reqbufs()), else with 255.
+ * @return the channel; close_video_channel() frees it. A failed step is reported and ends
+ *         the process, with status 1 for the steps of v4l2_reqbufs(), else with 255.
  */
 tessaline_video_channel* create_video_channel(const char* device, unsigned int ignored_1,
                                               unsigned int width, unsigned int height,
@@ -104,27 +103,27 @@ tessaline_video_channel* create_video_channel(const char* device, unsigned int i
 /**
  * Starts the stream.
  *
- * @return 0; -1 for NULL. A driver that refuses is told and ends the process with 255.
+ * @return 0; -1 for NULL. A refusal by the driver is reported and ends the process with 255.
  */
 int video_start_capture(tessaline_video_channel* channel);
 
 /**
- * Stops the stream. All buffers return to the program: queue them again with
+ * Stops the stream. All buffers return to the program. Queue them again with
  * video_release_img_buf() before the next start.
  *
- * @return 0; -1 for NULL. A driver that refuses is told and ends the process with 255.
+ * @return 0; -1 for NULL. A refusal by the driver is reported and ends the process with 255.
  */
 int video_stop_capture(tessaline_video_channel* channel);
 
 /**
- * Waits for the next frame and takes it out of the driver's queue.
+ * Waits for the next frame and takes it from the driver's queue.
  *
  * @param channel  the channel, its stream running
  * @param result   receives 0, or another value when there is no frame: test it before
  *                 using the buffer
- * @return the frame's buffer, to be given back with video_release_img_buf(). Without a
- *         frame (told) the first buffer, whose content means nothing then. NULL for NULL
- *         arguments, and when the channel has no buffer of the frame's index.
+ * @return the frame's buffer; give it back with video_release_img_buf(). Without a frame
+ *         (reported) the first buffer, whose content then means nothing. NULL for NULL
+ *         arguments, and when the channel has no buffer with the frame's index.
  */
 tessaline_image_buffer* video_request_img_buf(tessaline_video_channel* channel, int* result);
 
@@ -133,17 +132,17 @@ tessaline_image_buffer* video_request_img_buf(tessaline_video_channel* channel, 
  *
  * @param channel  the channel
  * @param image    a buffer from video_request_img_buf(); it stays marked as in use
- * @return 0; -1 for NULL and when the driver refuses, told.
+ * @return 0; -1 for NULL and when the driver refuses, reported.
  */
 int video_release_img_buf(tessaline_video_channel* channel, tessaline_image_buffer* image);
 
 /**
- * Unmaps the buffers, closes the device and frees the channel, whose buffers are gone
- * with it. Unmapped are width x height bytes a buffer, as asked for: of a driver's larger
- * frames the rest stays mapped, and of smaller ones the memory behind them goes too, so
- * the size of create_video_channel() has to be one that the driver can do.
+ * Unmaps the buffers, closes the device and frees the channel and its buffers. It unmaps
+ * width x height bytes per buffer, as asked for. If the driver's frames are larger, the
+ * rest stays mapped; if they are smaller, the memory behind them is unmapped too. So
+ * create_video_channel() needs a size that the driver supports.
  *
- * @return 0; -1 for NULL, told.
+ * @return 0; -1 for NULL, reported.
  */
 int close_video_channel(tessaline_video_channel* channel);
 
@@ -153,8 +152,8 @@ int close_video_channel(tessaline_video_channel* channel);
  * Opens a capture device for reading and writing.
  *
  * @param path  such as "/dev/video0"
- * @return its descriptor, for v4l2_close(); -1, told, when it cannot be opened, does not
- *         answer, or cannot capture.
+ * @return its descriptor, for v4l2_close(); -1, reported, when it cannot be opened, does
+ *         not answer, or cannot capture.
  */
 int v4l2_open(const char* path);
 
@@ -163,8 +162,8 @@ int v4l2_open(const char* path);
  *
  * @param fd             descriptor from v4l2_open()
  * @param width, height  pixels; the driver may round them
- * @return 0; -1 when the driver refuses, told. A driver that refuses only to try the
- *         format is told, too, and set all the same.
+ * @return 0; -1 when the driver refuses, reported. When it only refuses to try the format,
+ *         that is reported too, and the format is set anyway.
  */
 int v4l2_setfmt(int fd, unsigned int width, unsigned int height);
 
@@ -173,23 +172,23 @@ int v4l2_setfmt(int fd, unsigned int width, unsigned int height);
  *
  * @param fd             descriptor from v4l2_open()
  * @param width, height  size of a frame in pixels
- * @param ignored        has no meaning
+ * @param ignored        ignored
  * @param count          buffers to ask for
- * @return the buffers, as many as the driver granted, to be freed with free(); their
- *         width, height and tag are 0. A step that fails is told on the standard error
- *         stream ("Requesting Buffer: ...", "calloc", "Querying Buffer", "mmap", "Queue
- *         Buffer") and ends the process with status 1.
+ * @return the buffers that the driver granted; free them with free(). Their width, height
+ *         and tag are 0. A failed step is reported on standard error ("Requesting Buffer:
+ *         ...", "calloc", "Querying Buffer", "mmap", "Queue Buffer") and ends the process
+ *         with status 1.
  *
- * How many there are is not told: a driver grants fewer when memory is short, so ask for
- * a small number here, or use create_video_channel().
+ * The number of buffers is not returned, and a driver grants fewer when memory is short. Ask
+ * for a small number here, or use create_video_channel().
  */
 tessaline_image_buffer* v4l2_reqbufs(int fd, unsigned int width, unsigned int height,
                                      unsigned int ignored, unsigned int count);
 
-/** Starts the stream. @return 0; -1 when the driver refuses, told. */
+/** Starts the stream. @return 0; -1 when the driver refuses, reported. */
 int v4l2_streamon(int fd);
 
-/** Stops the stream. @return 0; -1 when the driver refuses, told. */
+/** Stops the stream. @return 0; -1 when the driver refuses, reported. */
 int v4l2_streamoff(int fd);
 
 /**
@@ -197,17 +196,17 @@ int v4l2_streamoff(int fd);
  *
  * @param fd      descriptor from v4l2_open()
  * @param buffer  its index, V4L2_BUF_TYPE_VIDEO_CAPTURE and V4L2_MEMORY_MMAP
- * @return 0; -1 when the driver refuses, told.
+ * @return 0; -1 when the driver refuses, reported.
  */
 int v4l2_qbuf(int fd, struct v4l2_buffer* buffer);
 
 /**
- * Waits for a filled buffer and takes it out of the driver's queue.
+ * Waits for a filled buffer and takes it from the driver's queue.
  *
  * @param fd      descriptor from v4l2_open()
  * @param buffer  V4L2_BUF_TYPE_VIDEO_CAPTURE and V4L2_MEMORY_MMAP; receives the rest
- * @return 0; -1 when there is no frame, told. A signal handler installed without SA_RESTART
- *         ends the waiting (errno EINTR), as that of video_request_img_buf().
+ * @return 0; -1 when there is no frame, reported. A signal handler installed without
+ *         SA_RESTART ends the wait (errno EINTR), as in video_request_img_buf().
  */
 int v4l2_dqbuf(int fd, struct v4l2_buffer* buffer);
 
@@ -216,7 +215,7 @@ int v4l2_dqbuf(int fd, struct v4l2_buffer* buffer);
  *
  * @param fd     descriptor from v4l2_open()
  * @param image  a buffer whose descriptor v4l2_dqbuf() has filled
- * @return 0; -1 for NULL and when the driver refuses, told.
+ * @return 0; -1 for NULL and when the driver refuses, reported.
  */
 int v4l2_release(int fd, tessaline_image_buffer* image);
 

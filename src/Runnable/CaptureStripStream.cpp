@@ -11,7 +11,6 @@
 #include "SeriesLogic/SeriesLogic.h"
 #include "SeriesLogic/StripParseProtocol.h"
 #include "log/Log.h"
-#include "thread/SignalMask.h"
 
 namespace VeltranoSDK {
 
@@ -19,9 +18,7 @@ namespace {
 
 constexpr const char* kName = "CaptureStripStream";
 
-// Long enough for a thread that is asked to end outside a callback, short enough for
-// somebody who has pressed Ctrl-C.
-constexpr unsigned kGoneMs = 1000;
+constexpr unsigned int kBufferCount = 18;
 
 constexpr unsigned int kNarrowCountMode = 1;
 constexpr unsigned int kNarrowCountBytes = 4;
@@ -51,9 +48,11 @@ struct CaptureStripStream::Layout {
   }
 };
 
+CaptureStripStream::CaptureStripStream() : CaptureStream("strip", __builtin_FILE()) {}
+
 bool CaptureStripStream::RegisterStripBufCallback(StripBufCallback callback) {
   Trace(__func__);
-  ReplaceCallback(strip_callback_, std::move(callback));
+  ReplaceCallback(callback_, std::move(callback));
   return true;
 }
 
@@ -91,87 +90,23 @@ bool CaptureStripStream::QV4l2Buf(unsigned int index) {
   return device && device->QBuf(index);
 }
 
-bool CaptureStripStream::ReleaseResource() {
-  Trace(__func__);
-  const auto device = Device();
-  if (!device) return false;
-  device->StreamOff();  // and with it a dequeue that blocks
-  if (WaitUntilGone(kGoneMs)) {
-    device->Close();
-  } else {
-    LogError()("the strip thread is still at work, its buffers stay mapped");
-  }
-  return true;
-}
-
 void CaptureStripStream::SetWriteMemMode(unsigned int mode) {
   Trace(__func__);
   write_mem_mode_ = mode;
 }
 
-void CaptureStripStream::SetMinTimeStamp(std::uint64_t time_stamp) {
-  Trace(__func__);
-  min_time_stamp_ = time_stamp;
-}
-
-void CaptureStripStream::SetTimeStampHold(bool hold) {
-  Trace(__func__);
-  time_stamp_hold_ = hold;
-}
-
-void CaptureStripStream::SetDevice(std::shared_ptr<DevFOps::V4l2Base> device) {
-  const SignalsBlocked no_handler_here;
-  const std::lock_guard lock(device_mutex_);
-  device_.swap(device);
-}
-
-std::shared_ptr<DevFOps::V4l2Base> CaptureStripStream::Device() const {
-  std::shared_ptr<DevFOps::V4l2Base> device;
-  {
-    const SignalsBlocked no_handler_here;
-    const std::lock_guard lock(device_mutex_);
-    device = device_;
-  }
-  if (!device) LogError()("the strip device is not open");
-  return device;
-}
-
 bool CaptureStripStream::BeforeRun() {
   Trace(__func__);
   if (device_) device_->Close();  // of an earlier start
-  const bool ready = SetUp();
-  if (ready) {
-    LogInfo()("initialize v4l2 succeffully");
-  } else {
-    LogError()("initialize v4l2 error!");
-  }
-  return ready;
+  return TellReady(SetUp());
 }
 
 bool CaptureStripStream::SetUp() {
   series_logic_ = neighbour::Series(kName);
   sensor_ = neighbour::Sensor(kName);
   SetDevice(neighbour::StripDevice(kName));
-  if (!series_logic_ || !sensor_ || !device_) return false;
-  const unsigned int width = sensor_->GetStripWidth();
-  const unsigned int height = sensor_->GetStripHeight();
-  return device_->Open(device_path_) && device_->SetFmt(width, height) &&
-         device_->ReqBufs(buffer_count_) && device_->StreamOn();
-}
-
-void CaptureStripStream::LoopRun() {
-  Trace(__func__);
-  if (!WaitFor(device_ ? device_->Descriptor() : -1)) return;
-  std::byte* buffer = device_ && sensor_ && series_logic_ ? device_->DqBuf() : nullptr;
-  if (buffer == nullptr) {
-    statistics_.DequeueFailed();
-    Rest(backoff_.Next());
-    return;
-  }
-  backoff_.Reset();
-  statistics_.Dequeued();
-  statistics_.Done(HandOver(buffer));
-  device_->QBuf();
+  return Ready() && OpenDevice("/dev/video1", sensor_->GetStripWidth(), sensor_->GetStripHeight(),
+                               kBufferCount);
 }
 
 CaptureStripStream::Layout CaptureStripStream::CurrentLayout() const {
@@ -193,16 +128,8 @@ Fate CaptureStripStream::HandOver(std::byte* buffer) {
   }
   if (walk.strips > 0) last_frame_id_ = walk.last_frame_id;
 
-  Fate fate = Fate::kSuppressed;  // when the thread is being ended
-  Deliver([&] {
-    if (const auto callback = strip_callback_.Get()) {
-      statistics_.Time([&] { (*callback)(walk.strips, walk.bytes, buffer); });
-      fate = Fate::kDelivered;
-    } else {
-      strip_release_count_ += walk.strips;
-      fate = Fate::kReleased;
-    }
-  });
+  const Fate fate = Offer(walk.strips, walk.bytes, buffer);
+  if (fate == Fate::kReleased) strip_release_count_ += walk.strips;
 
   if (!readable) return Fate::kMalformed;
   memset(buffer + layout.MarkerAt(), 0, DevFOps::kCompletionMarkerBytes);

@@ -11,18 +11,20 @@
 #include "Devices/sensor/CmosSensorFactory.h"
 #include "SeriesLogic/StripParseProtocol.h"
 #include "log/Log.h"
+#include "tessaline/products.h"
 
 namespace VeltranoSDK {
 
-SeriesLogic::SeriesLogic(std::shared_ptr<FpgaRegister> fpga_register, SeriesNumber series_number,
-                         const BoardDescription& board)
+SeriesLogic::SeriesLogic(std::shared_ptr<FpgaRegister> fpga_register, SeriesNumber series_number)
     : strip_parse_protocol_(std::make_shared<StripParseProtocol>()),
       fpga_register_(std::move(fpga_register)),
-      series_number_(series_number),
-      da_chip_i2c_dev_(board.da_chip_i2c_dev),
-      digital_pot_i2c_dev_(board.digital_pot_i2c_dev),
-      sensor_bus_dev_(board.sensor_bus_dev) {
-  std::copy(board.gpio_lines.begin(), board.gpio_lines.end(), gpio_lines_.begin());
+      series_number_(series_number) {
+  const products::Board& board = products::kProducts[series_number].family.board;
+  da_chip_i2c_dev_ = board.laser_bus.path;
+  digital_pot_i2c_dev_ = board.laser_bus.path;
+  sensor_bus_dev_ = board.sensor_bus.path;
+  std::ranges::transform(board.gpio.All(), gpio_lines_.begin(),
+                         [](unsigned int line) { return std::to_string(line); });
 }
 
 SeriesLogic::~SeriesLogic() = default;

@@ -9,7 +9,6 @@
 #include <vector>
 
 #include "Devices/SeriesNumber.h"
-#include "SeriesLogic/BoardDescription.h"
 #include "SeriesLogic/Notification.h"
 
 namespace VeltranoSDK {
@@ -57,14 +56,13 @@ class SeriesLogic {
   const std::string& da_chip_i2c_dev() const { return da_chip_i2c_dev_; }
   const std::string& digital_pot_i2c_dev() const { return digital_pot_i2c_dev_; }
   const std::string& sensor_bus_dev() const { return sensor_bus_dev_; }
-  // Lines 1 to 6; the order is that of BoardDescription::gpio_lines.
+  // Lines 1 to 6; the order is that of products::GpioLines.
   const std::string& gpio_line(int one_to_six) const { return gpio_lines_.at(one_to_six - 1); }
 
  protected:
   // series_number: the base number of the class family, so that the variants of a
   // family share its devices.
-  SeriesLogic(std::shared_ptr<FpgaRegister> fpga_register, SeriesNumber series_number,
-              const BoardDescription& board);
+  SeriesLogic(std::shared_ptr<FpgaRegister> fpga_register, SeriesNumber series_number);
 
   std::shared_ptr<StripParseProtocol> strip_parse_protocol_;
 

@@ -5,8 +5,7 @@
 
 namespace VeltranoSDK {
 
-SeriesLogic21::SeriesLogic21()
-    : SeriesLogic(std::make_shared<FpgaRegisterZynq>(), kSeries21, kZynqI2cSensorBoard) {}
+SeriesLogic21::SeriesLogic21() : SeriesLogic(std::make_shared<FpgaRegisterZynq>(), kSeries21) {}
 
 unsigned int SeriesLogic21::GetCallbackLostCount() { return StripThreadLostCount(); }
 

@@ -8,8 +8,7 @@
 
 namespace VeltranoSDK {
 
-SeriesLogic22::SeriesLogic22()
-    : SeriesLogic(std::make_shared<FpgaRegisterZynq>(), kSeries22, kZynqI2cSensorBoard) {
+SeriesLogic22::SeriesLogic22() : SeriesLogic(std::make_shared<FpgaRegisterZynq>(), kSeries22) {
   RegisterNotificationCallback(kStartupFinished, [] {
     neighbour::OnSensor<IMX252>("SeriesLogic22", [](IMX252& sensor) { sensor.PowerOnSelfTest(); });
   });

@@ -10,8 +10,6 @@ namespace VeltranoSDK {
 
 namespace {
 
-constexpr unsigned int kSensorWidth = 4200;
-constexpr unsigned int kSensorHeight = 2048;
 constexpr unsigned int kImageFilterThreshold = 10;
 
 // Code 1 of the FPGA's drive modes; no sensor has a mode of this number.
@@ -32,12 +30,12 @@ void FollowCollectMode(FpgaLogic& fpga) {
 
 }  // namespace
 
-SeriesLogic23::SeriesLogic23() : SeriesLogic23(kSensorWidth, kSensorHeight) {}
+SeriesLogic23::SeriesLogic23() : SeriesLogic23(products::kProducts[kSeries23]) {}
 
-SeriesLogic23::SeriesLogic23(unsigned int limit_a, unsigned int limit_b)
-    : SeriesLogic(std::make_shared<FpgaRegisterZynq>(), kSeries23, kZynqSpiSensorBoard),
-      limit_a_(limit_a),
-      limit_b_(limit_b) {
+SeriesLogic23::SeriesLogic23(const products::Product& product)
+    : SeriesLogic(std::make_shared<FpgaRegisterZynq>(), kSeries23),
+      limit_a_(product.family.sensor.width),
+      limit_b_(product.Height()) {
   RegisterNotificationCallback(kCollectModeChanged,
                                [] { neighbour::OnFpga("SeriesLogic23", FollowCollectMode); });
   // Reserved for products of this family with more to do.
@@ -64,7 +62,7 @@ std::pair<unsigned int, unsigned int> SeriesLogic23::CalStartPoint(unsigned int 
 
 ReadoutDriveMode SeriesLogic23::GetSubsamplingPLDriveMode() { return kDriveMode11; }
 
-SeriesLogic2320::SeriesLogic2320() : SeriesLogic23(kSensorWidth, kSensorHeight / 2) {}
+SeriesLogic2320::SeriesLogic2320() : SeriesLogic23(products::kProducts[kSeries2320]) {}
 
 ReadoutDriveMode SeriesLogic2320::GetDefaultCmosReadoutDriveMode() { return kDriveMode11; }
 

@@ -4,6 +4,7 @@
 
 #include "Devices/sensor/CmosSensorTypes.h"
 #include "SeriesLogic/SeriesLogic.h"
+#include "tessaline/products.h"
 
 namespace VeltranoSDK {
 
@@ -30,7 +31,7 @@ class SeriesLogic23 : public SeriesLogic {
   unsigned int limit_b() const { return limit_b_; }
 
  protected:
-  SeriesLogic23(unsigned int limit_a, unsigned int limit_b);
+  explicit SeriesLogic23(const products::Product& product);
 
  private:
   unsigned int limit_a_;

@@ -68,8 +68,7 @@ void SwapStripDataMode(FpgaLogic& fpga) {
 
 }  // namespace
 
-SeriesLogic24::SeriesLogic24()
-    : SeriesLogic(std::make_shared<FpgaRegisterZynq>(), kSeries24, kZynqSpiSensorBoard) {
+SeriesLogic24::SeriesLogic24() : SeriesLogic(std::make_shared<FpgaRegisterZynq>(), kSeries24) {
   RegisterNotificationCallback(kCollectModeChanged,
                                [] { neighbour::OnFpga("SeriesLogic24", FollowCollectMode); });
   RegisterNotificationCallback(kExposureConfigured, [] {

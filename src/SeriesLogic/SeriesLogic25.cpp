@@ -27,8 +27,7 @@ void FollowCollectMode(FpgaLogic& fpga) {
 
 }  // namespace
 
-SeriesLogic25::SeriesLogic25()
-    : SeriesLogic(std::make_shared<FpgaRegisterZynqMp>(), kSeries25, kZynqMpBoard) {
+SeriesLogic25::SeriesLogic25() : SeriesLogic(std::make_shared<FpgaRegisterZynqMp>(), kSeries25) {
   RegisterNotificationCallback(kCollectModeChanged,
                                [] { neighbour::OnFpga("SeriesLogic25", FollowCollectMode); });
   RegisterNotificationCallback(kExposureConfigured, [] {

@@ -2,6 +2,7 @@
 // once, in place, and goes back with its marker cleared.
 #include <errno.h>
 #include <gmock/gmock.h>
+#include <sys/mman.h>
 
 #include <atomic>
 #include <cstring>
@@ -298,26 +299,26 @@ TEST_F(StripThread, DoesNotGiveBackByIndexWhatItGivesBackItself) {
 }
 
 TEST_F(StripThread, AFormatTheBufferIsTooSmallForIsNeverReadPastTheMapping) {
+  constexpr std::size_t kPage = 4096;
+  // Maps one page of each buffer.
   class SmallBuffers final : public DevFOps::V4l2Base {
    public:
-    bool Open(std::string) override { return true; }
-    bool SetFmt(unsigned, unsigned) override { return true; }
-    bool ReqBufs(unsigned) override { return true; }
-    std::byte* DqBuf() override { return ++dequeues_ > 1 ? nullptr : memory_.data(); }
-    std::byte* DqBuf(unsigned&) override { return nullptr; }
-    bool QBuf() override { return true; }
-    bool QBuf(unsigned) override { return true; }
-    bool StreamOn() override { return true; }
-    bool StreamOff() override { return true; }
-    bool Close() override { return true; }
-    void ClearBuf() override {}
-    unsigned Index() override { return 0; }
-    std::size_t BufferSize() override { return memory_.size(); }
-    int Descriptor() const override { return -1; }
+    SmallBuffers() : V4l2Base(V4L2_MEMORY_MMAP, __builtin_FILE()) {}
 
    private:
-    std::vector<std::byte> memory_ = std::vector<std::byte>(4096, std::byte{0x11});
-    int dequeues_ = 0;
+    bool PrepareMemory(unsigned) override { return true; }
+    bool Provide(v4l2_buffer& descriptor, Buffer& buffer) override {
+      void* page = mmap(nullptr, kPage, PROT_READ | PROT_WRITE, MAP_SHARED, fd(),
+                        static_cast<off_t>(descriptor.m.offset));
+      if (page == MAP_FAILED) return false;
+      buffer.data = static_cast<std::byte*>(page);
+      buffer.size = kPage;
+      return true;
+    }
+    void ReleaseMemory() override {
+      for (Buffer& buffer : buffers()) munmap(buffer.data, buffer.size);
+    }
+    void ClearMemory() override {}
   };
   DeviceManagerHolder::Instance()->v4l2_buf_ = std::make_shared<SmallBuffers>();
   std::atomic<int> calls{0};
@@ -327,7 +328,9 @@ TEST_F(StripThread, AFormatTheBufferIsTooSmallForIsNeverReadPastTheMapping) {
     ++calls;
   });
   StartThread();
-  ASSERT_TRUE(Eventually([&] { return calls == 1; }));
+  FrameSource::Trigger(true);
+  ASSERT_TRUE(Eventually([&] { return calls > 0; }));
+  FrameSource::Trigger(false);
   strip->Cancel();
   EXPECT_THAT(log.Take(), Contains(HasSubstr("a strip buffer of 655360 bytes")));
 }

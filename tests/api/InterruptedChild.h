@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <functional>
@@ -55,6 +56,14 @@ inline void StartUp() {
   PlugIn();
   if (RegisterHardwareInit() != 0) _exit(99);
   tessaline_board_transcript_clear();
+}
+
+// A sink of the log.
+inline void ReportError(log_Event* event) {
+  char text[256];
+  const int length = snprintf(text, sizeof text, "error ");
+  vsnprintf(text + length, sizeof text - length - 1, event->fmt, event->ap);
+  Report(strcat(text, "\n"));
 }
 
 // Runs the work in a child; 42 when it comes back from it.

@@ -104,18 +104,23 @@ TEST_F(CtrlC, ToSeveralThreadsAtOnceEndsTheProcessOnce) {
   for (int round = 0; round < 20; ++round) {
     const Outcome outcome = InAChild([] {
       StartUp();
+      // None is interrupted in the middle of its start, where it may hold the heap.
+      static std::atomic<int> idle_threads{0};
+      const auto idle = [] {
+        ++idle_threads;
+        for (;;) pause();
+      };
       std::vector<pthread_t> threads{pthread_self()};
       for (int i = 0; i < 3; ++i) {
-        std::thread idle([] {
-          for (;;) pause();
-        });
-        threads.push_back(idle.native_handle());
-        idle.detach();
+        std::thread thread(idle);
+        threads.push_back(thread.native_handle());
+        thread.detach();
       }
       std::thread([threads] {
+        while (idle_threads < 4) ReallyWait(milliseconds(1));
         for (const pthread_t thread : threads) pthread_kill(thread, SIGINT);
       }).detach();
-      for (;;) pause();
+      idle();
     });
     ExpectReleased(outcome);
     EXPECT_LT(outcome.took, milliseconds(1900)) << "and without being made to";

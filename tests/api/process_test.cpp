@@ -203,19 +203,16 @@ TEST_F(CancelledThread, FinishesTheCallThatItIsIn) {
   const int before = OpenDescriptors();
   for (int round = 0; round < 200; ++round) {
     pthread_t thread;
-    ASSERT_EQ(pthread_create(
-                  &thread, nullptr,
-                  [](void*) -> void* {
-                    unsigned char settings[16] = {1};
-                    for (unsigned i = 0;; ++i) {
-                      SetTriSpacing(100 + i % 100);
-                      if (i % 8 == 0) ConfigSave(settings, sizeof settings);
-                      log_log(TESSALINE_LOG_INFO, "a", 1, "x");
-                      pthread_testcancel();
-                    }
-                  },
-                  nullptr),
-              0);
+    const auto work = [](void*) -> void* {
+      unsigned char settings[16] = {1};
+      for (unsigned i = 0;; ++i) {
+        SetTriSpacing(100 + i % 100);
+        if (i % 8 == 0) ConfigSave(settings, sizeof settings);
+        log_log(TESSALINE_LOG_INFO, "a", 1, "x");
+        pthread_testcancel();
+      }
+    };
+    ASSERT_EQ(pthread_create(&thread, nullptr, work, nullptr), 0);
     ReallyWait(milliseconds(round % 3));
     pthread_cancel(thread);
     ASSERT_EQ(pthread_join(thread, nullptr), 0);
@@ -223,27 +220,6 @@ TEST_F(CancelledThread, FinishesTheCallThatItIsIn) {
     pthread_mutex_unlock(&fpga_contol);
   }
   EXPECT_TRUE(NoDescriptorsAreLeft(before));
-}
-
-// At any instruction, that is; but not in the middle of a call.
-TEST_F(CancelledThread, MayBeCancelledAsynchronously) {
-  tessaline_board_transcript_enable(0);
-  for (int round = 0; round < 50; ++round) {
-    pthread_t thread;
-    ASSERT_EQ(pthread_create(
-                  &thread, nullptr,
-                  [](void*) -> void* {
-                    pthread_setcanceltype(PTHREAD_CANCEL_ASYNCHRONOUS, nullptr);
-                    for (unsigned i = 0;; ++i) SetTriSpacing(100 + i % 100);
-                  },
-                  nullptr),
-              0);
-    ReallyWait(milliseconds(round % 3));
-    pthread_cancel(thread);
-    ASSERT_EQ(pthread_join(thread, nullptr), 0);
-    ASSERT_EQ(pthread_mutex_trylock(&fpga_contol), 0) << "round " << round;
-    pthread_mutex_unlock(&fpga_contol);
-  }
 }
 
 // --- The rest -----------------------------------------------------------------------------

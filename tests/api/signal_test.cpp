@@ -145,9 +145,7 @@ TEST_F(HandledSigint, LetsAHandlerFinishFirst) {
 TEST_F(HandledSigint, LeavesTheBufferToAHandlerThatStays) {
   const Outcome outcome = InAChild([] {
     StartUp();
-    log_add_callback(
-        [](log_Event* ev) { Report((std::string("error ") + ev->fmt + "\n").c_str()); }, nullptr,
-        TESSALINE_LOG_ERROR);
+    log_add_callback(tessaline_test::ReportError, nullptr, TESSALINE_LOG_ERROR);
     atexit([] { ReallyWait(milliseconds(50)); });
     during_image = [] {
       for (;;) {
@@ -254,9 +252,7 @@ TEST_F(HandledSigint, EndsTheProcessWhoseHandlersWaitForTheInterruptedThread) {
 TEST_F(HandledSigint, ReleasesTheStripsThoughAnImagesHandlerStays) {
   const Outcome outcome = InAChild([] {
     StartUp();
-    log_add_callback(
-        [](log_Event* ev) { Report((std::string("error ") + ev->fmt + "\n").c_str()); }, nullptr,
-        TESSALINE_LOG_ERROR);
+    log_add_callback(tessaline_test::ReportError, nullptr, TESSALINE_LOG_ERROR);
     during_image = [] {
       for (;;) pause();
     };

@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <ostream>
 #include <string>
 
 #include "ToolRun.h"
@@ -31,10 +32,32 @@ TEST(Reg, DecodesFields) {
   EXPECT_EQ(one.Json()[0]["field_value"], 3);
 }
 
-// The word is split in another way there.
-TEST(Reg, DecodesTheTimingOfTheBoardsFamily) {
-  const auto timing = RunTool("reg read SENSOR_TIMING --start --json --virtual K4010").Json();
-  EXPECT_EQ(timing[0]["fields"], (nlohmann::json{{"t_ges", 28}, {"t_row", 7}}));
+// SENSOR_TIMING after a start, and where the upper of its two fields begins.
+struct Timing {
+  const char* model;
+  unsigned t_ges, t_row, row_shift;
+};
+
+void PrintTo(const Timing& timing, std::ostream* out) { *out << timing.model; }
+
+class SensorTiming : public ::testing::TestWithParam<Timing> {};
+
+TEST_P(SensorTiming, IsSplitAsTheFamilysFpgaDoes) {
+  const auto [model, t_ges, t_row, row_shift] = GetParam();
+  const std::string board = std::string(" --start --json --virtual ") + model;
+  const auto timing = RunTool("reg read SENSOR_TIMING" + board).Json();
+  EXPECT_EQ(timing[0]["fields"], (nlohmann::json{{"t_ges", t_ges}, {"t_row", t_row}}));
+  const auto write = RunTool("reg write SENSOR_TIMING.t_row 9" + board).Json();
+  EXPECT_EQ(write["after"], 9u << row_shift | t_ges);
+}
+
+INSTANTIATE_TEST_SUITE_P(Families, SensorTiming,
+                         ::testing::Values(Timing{"K3610", 20, 237, 5}, Timing{"K3710", 16, 309, 5},
+                                           Timing{"K3810", 80, 151, 16}, Timing{"K3910", 20, 0, 16},
+                                           Timing{"K4010", 28, 7, 16}));
+
+TEST(Reg, HasTheAddressesOfTheFamily) {
+  const auto timing = RunTool("reg read SENSOR_TIMING --json --virtual K4010").Json();
   EXPECT_EQ(timing[0]["address"], 0xA000002Cu);
 }
 
@@ -86,7 +109,7 @@ TEST(Reg, RefusesAFileThatIsNoDump) {
     WriteFile(file, text);
     const ToolResult result = RunTool("reg dump --model K3610 --diff " + file + " " + file);
     EXPECT_EQ(result.status, 2) << text;
-    EXPECT_THAT(result.err, HasSubstr("is no register dump")) << text;
+    EXPECT_THAT(result.err, HasSubstr("is not a register dump")) << text;
   }
 }
 

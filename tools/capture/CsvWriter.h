@@ -5,7 +5,7 @@
 
 namespace tool {
 
-// One line a point, with the stamps of its profile.
+// One line per point, with the stamps of its profile.
 class CsvWriter : public FrameWriter {
  public:
   explicit CsvWriter(const WriterSettings& settings);

@@ -10,8 +10,8 @@ namespace tool {
 struct Point {
   unsigned column;
   double row;
-  std::uint8_t peak;   // grey value; 255 where the product does not tell
-  std::uint8_t width;  // of the line, pixels; 0 where the product does not tell
+  std::uint8_t peak;   // grey value; 255 if the product does not send it
+  std::uint8_t width;  // of the line, pixels; 0 if the product does not send it
 };
 
 // What was captured at one trigger: an image, or the points of the laser line.
@@ -19,7 +19,7 @@ struct Frame {
   std::uint64_t id;
   std::uint64_t time_stamp;  // ticks of 20 ns
   std::uint64_t encoder_stamp;
-  std::span<const std::uint8_t> raw;  // as the library handed it out, header included
+  std::span<const std::uint8_t> raw;  // as the library delivered it, header included
 
   std::vector<Point> points;  // of a strip
 

@@ -10,7 +10,7 @@
 
 namespace tool {
 
-// What one call of a handler brought.
+// What one call of a handler delivered.
 struct Delivery {
   bool is_image;
   unsigned first;  // width, or the number of strips
@@ -18,8 +18,8 @@ struct Delivery {
   std::vector<std::uint8_t> bytes;
 };
 
-// Between the library's capture threads, whose buffers must go back quickly, and the
-// thread that writes files. Bounded: what has no room is counted, not forgotten.
+// Stands between the library's capture threads, whose buffers must go back quickly, and the thread
+// that writes files. It is bounded: deliveries without room are dropped and counted.
 //
 // There is one, for the life of the process: the library's threads use it to the end.
 class FrameQueue {
@@ -30,14 +30,14 @@ class FrameQueue {
   static void OnImage(unsigned width, unsigned height, void* data);
   static void OnStrips(unsigned strips, unsigned bytes, void* data);
 
-  // What comes while it is closed is dropped: it begins closed.
+  // Drops deliveries while closed. Starts closed.
   void Open();
   void Close();
 
-  // The next delivery, once there is one; nothing when none came in time.
+  // Waits for the next delivery; nothing if none comes in time.
   std::optional<Delivery> Take(std::chrono::milliseconds patience);
 
-  // Deliveries since Open() for which there was no room.
+  // Deliveries dropped since Open() for lack of room.
   std::uint64_t Dropped();
 
  private:

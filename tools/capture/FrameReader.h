@@ -9,10 +9,10 @@
 
 namespace tool {
 
-// Takes apart what the handlers are given; docs/strip-format.md and docs/image-format.md
-// have the layouts. The frames point into the bytes.
+// Takes apart what the handlers get; docs/strip-format.md and docs/image-format.md describe the
+// layouts. The frames point into the bytes.
 
-// False when the strips do not fit into the bytes; `use` gets those before.
+// False if the strips do not fit into the bytes; `use` gets those that do.
 bool ReadStrips(unsigned strips, std::span<const std::uint8_t> bytes, std::size_t point_bytes,
                 const std::function<void(const Frame&)>& use);
 

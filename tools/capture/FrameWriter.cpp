@@ -53,7 +53,7 @@ Format FormatOf(const std::string& path, const std::string& asked, bool images) 
   throw Failure(
       ExitCode::kUsage,
       fmt::format("{} cannot be written as \"{}\"", images ? "images" : "strips", name),
-      fmt::format("end the file's name in, or say with --format, one of {}", NamesFor(images)));
+      fmt::format("use one of these as the file's ending or with --format: {}", NamesFor(images)));
 }
 
 std::vector<std::string> FilesOf(Format format, const WriterSettings& settings,

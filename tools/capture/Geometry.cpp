@@ -7,8 +7,8 @@ Geometry VirtualGeometry(const Model& model) {
   constexpr double kHeightOfImage = 40;  // mm, from its first row to its last
   constexpr double kBeltAt = 0.75;       // of the image's height
   constexpr double kCountsPerMm = 100;
-  const double width = model.family().width;
-  const double height = model.height();
+  const double width = model.family().sensor.width;
+  const double height = model.product().Height();
   return {.mm_per_column = kSceneWidth / width,
           .column_at_zero = width / 2,
           .mm_per_row = kHeightOfImage / height,

@@ -4,8 +4,8 @@
 
 namespace tool {
 
-// How columns, rows and encoder counts become a place in space. A real sensor is
-// calibrated; without that, columns and rows stand for themselves.
+// How columns, rows and encoder counts become a position in space. A real sensor is calibrated;
+// without calibration, columns and rows stand for themselves.
 struct Geometry {
   double mm_per_column = 1;
   double column_at_zero = 0;
@@ -19,7 +19,7 @@ struct Geometry {
   double Y(double encoder_counts) const { return encoder_counts / counts_per_mm; }
 };
 
-// That of the virtual board's scene, docs/virtual-board.md.
+// The geometry of the virtual board's scene, see docs/virtual-board.md.
 Geometry VirtualGeometry(const Model& model);
 
 }  // namespace tool

@@ -17,7 +17,7 @@ namespace {
 constexpr unsigned kMostPixelsAcross = 1024;
 constexpr unsigned kMostRows = 20000;
 
-// As many columns to every pixel: other numbers show as stripes.
+// The same number of columns for every pixel: anything else shows as stripes.
 unsigned PixelsAcross(unsigned columns) {
   const unsigned columns_per_pixel = (columns + kMostPixelsAcross - 1) / kMostPixelsAcross;
   return std::max(columns / std::max(columns_per_pixel, 1u), 1u);
@@ -45,8 +45,8 @@ HeightMapWriter::HeightMapWriter(const WriterSettings& settings)
 void HeightMapWriter::Write(const Frame& frame) {
   if (profiles_.size() == kMostProfiles) {
     throw Failure(ExitCode::kFile,
-                  fmt::format("a height map takes {} profiles at most", kMostProfiles),
-                  "capture less at a time, or into .npy");
+                  fmt::format("a height map holds at most {} profiles", kMostProfiles),
+                  "capture less at a time, or write .npy");
   }
   Profile profile{frame.encoder_stamp, std::vector<float>(width_, kUnknown),
                   std::vector<std::uint8_t>(width_)};
@@ -60,7 +60,7 @@ void HeightMapWriter::Write(const Frame& frame) {
   profiles_.push_back(std::move(profile));
 }
 
-// Without its outermost thousandths: a single stray point would take all the colours.
+// Without the outermost thousandths: a single stray point would use up the colours.
 std::pair<double, double> HeightMapWriter::Range() const {
   std::vector<float> heights;
   for (const Profile& profile : profiles_) {
@@ -78,8 +78,8 @@ std::pair<double, double> HeightMapWriter::Range() const {
 std::vector<std::uint8_t> HeightMapWriter::Draw(unsigned& height) const {
   const Geometry& geometry = settings_.geometry;
   const std::uint64_t start = profiles_.front().encoder_stamp;
-  // As many millimetres a pixel down as across; a belt that stands still, or an encoder
-  // that counts backwards, has one row a profile.
+  // The same millimetres per pixel down as across. If the belt stands still or the encoder
+  // counts backwards, one row per profile.
   const double mm_per_pixel = geometry.mm_per_column * settings_.width / width_;
   const auto counts = static_cast<std::int64_t>(profiles_.back().encoder_stamp - start);
   const double travel = geometry.Y(static_cast<double>(counts)) / mm_per_pixel;

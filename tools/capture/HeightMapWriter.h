@@ -4,13 +4,13 @@
 
 namespace tool {
 
-// The surface seen from above, as a PNG picture: profiles from top to bottom, as far apart
-// as the encoder tells. The colour is the height, blue to red; light from the side shows
-// edges, the brightness of the line what is printed on the surface.
+// The surface seen from above, as a PNG picture: profiles from top to bottom, spaced by the
+// encoder. The colour shows the height, blue to red; light from the side shows edges; the
+// brightness of the line shows what is printed on the surface.
 class HeightMapWriter : public FrameWriter {
  public:
-  // It is all in memory: 5 KiB a profile, and a sensor has half a GiB. Who gets none of that
-  // is ended in the middle, with the laser on.
+  // Everything is kept in memory: 5 KiB per profile, and a sensor has half a GiB. A process that
+  // runs out of memory is killed halfway, with the laser on.
   static constexpr std::size_t kMostProfiles = 40'000;
 
   explicit HeightMapWriter(const WriterSettings& settings);
@@ -24,7 +24,7 @@ class HeightMapWriter : public FrameWriter {
  private:
   struct Profile {
     std::uint64_t encoder_stamp;
-    std::vector<float> heights;  // one a pixel across
+    std::vector<float> heights;  // one per pixel across
     std::vector<std::uint8_t> peaks;
   };
   std::vector<std::uint8_t> Draw(unsigned& height) const;

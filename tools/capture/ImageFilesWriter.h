@@ -4,8 +4,8 @@
 
 namespace tool {
 
-// A picture file an image: PATH for one, else PATH with the image's number before the
-// ending. Each file is whole or not there.
+// One picture file per image: PATH for a single one, else PATH with the image's number before the
+// ending. Each file is whole or absent.
 class ImageFilesWriter : public FrameWriter {
  public:
   ImageFilesWriter(const WriterSettings& settings, Format format);

@@ -10,7 +10,7 @@ namespace tool {
 namespace {
 
 constexpr std::string_view kMagic{"\x93NUMPY\x01\x00", 8};
-// Long enough for any number of frames, so that it can be told when that is known.
+// Long enough for any number of frames; the real one is filled in at the end.
 constexpr std::size_t kNpyHeadBytes = 256;
 
 }  // namespace
@@ -43,8 +43,8 @@ std::string NpyWriter::Head(std::size_t frames) const {
 
 void NpyWriter::Write(const Frame& frame) {
   if (images_ && (frame.width != width_ || frame.height != height_)) {
-    throw Failure(ExitCode::kNegative, "an image has another size than those before",
-                  "an array takes images of one size: write .pgm or .raw");
+    throw Failure(ExitCode::kNegative, "an image differs in size from those before it",
+                  "an array holds images of one size only: write .pgm or .raw");
   }
   file_.AppendNumber(frame.id);
   file_.AppendNumber(frame.time_stamp);

@@ -5,8 +5,8 @@
 
 namespace tool {
 
-// A NumPy array of records, one a frame: the stamps, and "row" and "peak" by column (not a
-// number and 0 where there is no line), or "pixels".
+// A NumPy array of records, one per frame: the stamps, and "row" and "peak" by column (NaN and 0
+// where there is no line), or "pixels".
 class NpyWriter : public FrameWriter {
  public:
   explicit NpyWriter(const WriterSettings& settings);

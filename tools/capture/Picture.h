@@ -8,7 +8,7 @@
 
 namespace tool {
 
-// A picture of 1 (grey) or 3 (RGB) bytes a pixel as the bytes of a PNG file.
+// A picture with 1 (grey) or 3 (RGB) bytes per pixel, as the bytes of a PNG file.
 std::vector<std::uint8_t> EncodePng(unsigned width, unsigned height, unsigned channels,
                                     std::span<const std::uint8_t> pixels);
 

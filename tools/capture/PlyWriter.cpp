@@ -16,7 +16,7 @@ PlyWriter::PlyWriter(const WriterSettings& settings)
   file_.Flush();
 }
 
-// The number of points is known at the end; a comment takes up the room it leaves.
+// The number of points is only known at the end; a comment pads the space kept for it.
 std::string PlyWriter::Head(std::size_t points) const {
   std::string head = fmt::format(
       "ply\nformat binary_little_endian 1.0\ncomment unit {}\nelement vertex {}\n"

@@ -23,7 +23,7 @@ class PlyWriter : public FrameWriter {
   OutputFile file_;
   Geometry geometry_;
   std::optional<std::uint64_t> start_;      // encoder stamp of the first profile
-  std::vector<std::size_t> points_before_;  // of every frame, and the sum behind the last
+  std::vector<std::size_t> points_before_;  // each frame, and the total after the last
 };
 
 }  // namespace tool

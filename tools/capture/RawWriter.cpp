@@ -7,7 +7,7 @@
 namespace tool {
 namespace {
 
-// The second file cannot be had: the first is of no use.
+// If the second file cannot be created, the first is useless.
 OutputFile MakeIndex(OutputFile& data, const WriterSettings& settings) {
   try {
     return OutputFile(RawWriter::IndexOf(settings.path), settings.force);

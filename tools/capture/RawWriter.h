@@ -5,8 +5,8 @@
 
 namespace tool {
 
-// The bytes as the library handed them out, and beside them PATH.csv: where each frame
-// begins, how long it is, and its stamps.
+// The bytes as the library delivered them, and next to them PATH.csv: where each frame begins, how
+// long it is, and its stamps.
 class RawWriter : public FrameWriter {
  public:
   explicit RawWriter(const WriterSettings& settings);
@@ -19,7 +19,7 @@ class RawWriter : public FrameWriter {
  private:
   OutputFile file_;
   OutputFile index_;
-  std::vector<std::string> lines_;  // of the index; they follow what they speak of
+  std::vector<std::string> lines_;  // of the index, written after the frames they describe
   std::size_t lines_done_ = 0;
   std::uint64_t offset_ = 0;
 };

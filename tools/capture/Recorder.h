@@ -24,7 +24,7 @@ struct RecordingResult {
   double seconds = 0;
   std::uint64_t missing = 0;  // ids left out between frames written
   std::uint64_t malformed = 0;
-  std::uint64_t dropped = 0;        // deliveries the tool had no room for
+  std::uint64_t dropped = 0;        // deliveries that the tool had no room for
   std::uint64_t fpga_lost = 0;      // strips the FPGA had no buffer for
   std::uint64_t triggers_lost = 0;  // came before the sensor was ready
   bool interrupted = false;
@@ -32,7 +32,7 @@ struct RecordingResult {
   std::optional<Failure> failure;  // of the writer
 };
 
-// Takes frames of an acquisition and has them written, showing how it goes.
+// Takes frames of an acquisition, has them written, and shows progress.
 class Recorder {
  public:
   Recorder(Device& device, FrameWriter& writer, bool images, std::size_t point_bytes)

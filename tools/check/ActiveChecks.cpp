@@ -32,7 +32,7 @@ constexpr std::array kFrameSteps{CheckStep{"images.arrive", "images arrive"},
                                  CheckStep{"strips.loss", "no loss at rate"},
                                  CheckStep{"laser.line", "laser line is seen"}};
 
-// What the driver printed when it could not reach its chip.
+// What the driver printed if it could not reach its chip.
 bool SensorComplained(std::string& text) {
   for (const std::string& line : LibraryOutput::Instance().Printed()) {
     for (const char* sign : {"init error", "Abnormal communication", "Fail", "fail"}) {
@@ -59,11 +59,9 @@ bool CheckStart(Device& device, Findings& findings) {
   } catch (const Failure& failure) {
     std::string last;
     const auto printed = LibraryOutput::Instance().Printed();
-    if (!printed.empty()) last = fmt::format("; the library says \"{}\"", printed.back());
-    findings.Fail(
-        kStart.id, kStart.title, failure.what() + last,
-        "the image sensor does not become ready: look at its supply, clock and reset, and "
-        "at its bus");
+    if (!printed.empty()) last = fmt::format("; the library says: \"{}\"", printed.back());
+    findings.Fail(kStart.id, kStart.title, failure.what() + last,
+                  "the image sensor does not become ready: check its supply, clock, reset and bus");
     SkipActiveChecks("the device did not start", findings);
     return false;
   }
@@ -74,22 +72,22 @@ bool CheckStart(Device& device, Findings& findings) {
 void CheckSensor(const Model& model, Findings& findings) {
   const Family& family = model.family();
   const std::string advice = fmt::format(
-      "look at the sensor's supply and reset and its bus {}; is it the {} of this model?",
-      family.sensor_bus, family.sensor);
+      "check the sensor's supply, its reset and its bus {}; is it the {} of this model?",
+      family.board.sensor_bus.path, family.sensor.name);
   std::string complaint;
-  const bool thermometer = !family.has_sensor_thermometer || GetSensorTemp() == 0;
+  const bool thermometer = !family.sensor.has_thermometer || GetSensorTemp() == 0;
   if (SensorComplained(complaint)) {
     findings.Fail(kSensor.id, kSensor.title, fmt::format("\"{}\"", complaint), advice);
   } else if (!thermometer) {
     findings.Fail(kSensor.id, kSensor.title, "its thermometer reads 0: nothing is on the bus",
                   advice);
   } else {
-    findings.Pass(kSensor.id, kSensor.title, std::string(family.sensor));
+    findings.Pass(kSensor.id, kSensor.title, std::string(family.sensor.name));
   }
 }
 
 void CheckLines(const Model& model, Findings& findings) {
-  const GpioLines& lines = model.family().gpio;
+  const GpioLines& lines = model.family().board.gpio;
   const std::string advice =
       "who may write to /sys/class/gpio? Does another program hold the lines (cat "
       "/sys/kernel/debug/gpio)?";
@@ -119,15 +117,16 @@ void CheckLaserBus(const Model& model, Findings& findings) {
   const Family& family = model.family();
   const auto tell = [&](const CheckStep& step, bool answers, std::string_view chip) {
     if (answers) {
-      findings.Pass(step.id, step.title, fmt::format("{} on {}", chip, family.laser_bus));
+      findings.Pass(step.id, step.title,
+                    fmt::format("{} on {}", chip, family.board.laser_bus.path));
     } else {
       findings.Fail(step.id, step.title,
-                    fmt::format("{} does not answer on {}", chip, family.laser_bus),
+                    fmt::format("{} does not answer on {}", chip, family.board.laser_bus.path),
                     fmt::format("look with \"i2cdetect -y {}\"; is the laser board connected?",
-                                family.laser_bus.back()));
+                                family.board.laser_bus.path.back()));
     }
   };
-  tell(kPower, SetLaserPower(0) == 0, family.pot);
+  tell(kPower, SetLaserPower(0) == 0, family.laser_power_chip);
   tell(kDa, DAWrite(0) == 0, "DA converter");
 }
 

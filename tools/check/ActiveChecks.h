@@ -5,15 +5,15 @@
 
 namespace tool {
 
-// The steps on a started device.
+// The checks on a started device.
 
-// Starts it. False when it does not: nothing else can be tried then.
+// Starts the device. False if it does not start: nothing else can be checked then.
 bool CheckStart(Device& device, Findings& findings);
 void CheckSensor(const Model& model, Findings& findings);
 void CheckLines(const Model& model, Findings& findings);
 void CheckLaserBus(const Model& model, Findings& findings);
 
-// All of them, for when there is no started device.
+// Skips all of them, because the device has not started.
 void SkipActiveChecks(const std::string& why, Findings& findings);
 
 }  // namespace tool

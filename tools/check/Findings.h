@@ -15,10 +15,10 @@ struct Finding {
   std::string title;  // for people
   Verdict verdict;
   std::string detail;
-  std::string advice;  // what to do, when it failed
+  std::string advice;  // what to do if it failed
 };
 
-// The findings so far; each is shown as it comes.
+// The findings so far; each is shown immediately.
 class Findings {
  public:
   explicit Findings(const Session& session) : session_(session) {}
@@ -30,7 +30,7 @@ class Findings {
 
   bool Failed(const std::string& id) const;
   std::size_t Count(Verdict verdict) const;
-  // Totals, and everything as JSON if it was asked for.
+  // Prints the totals, and everything as JSON with --json.
   void Conclude() const;
 
  private:

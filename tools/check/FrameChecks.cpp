@@ -59,7 +59,7 @@ FrameChecks::Seen FrameChecks::Run(const Stream& stream) {
     if (stream.images) {
       look(ReadImage(delivery->first, delivery->second, delivery->bytes));
     } else {
-      ReadStrips(delivery->first, delivery->bytes, model_.bytes_per_point(), look);
+      ReadStrips(delivery->first, delivery->bytes, model_.product().PointBytes(), look);
     }
   }
   seen.rate = static_cast<double>(seen.frames) /
@@ -85,11 +85,11 @@ std::string FrameChecks::WhyNothingCame(const Stream& stream) const {
   const auto statistics = StatisticsOf(stream.images);
   if (set_up_failed) return fmt::format("{} could not be set up: {}", stream.device, set_up);
   if (statistics.dequeue_errors > 0) {
-    return fmt::format("{} hands out no frames ({} errors): {}", stream.device,
+    return fmt::format("{} delivers no frames ({} errors): {}", stream.device,
                        statistics.dequeue_errors, dequeue);
   }
   if (statistics.suppressed > 0 || statistics.malformed > 0) {
-    return fmt::format("none that is whole: {} malformed, {} without a time stamp",
+    return fmt::format("no whole frame: {} malformed, {} without a time stamp",
                        statistics.malformed, statistics.suppressed);
   }
   return fmt::format("nothing came in {} s", kPatience.count());
@@ -103,8 +103,8 @@ bool FrameChecks::Judge(const Stream& stream, const Seen& seen) {
     const std::string came =
         seen.frames == 0 ? "" : fmt::format("{} came, then no more; ", seen.frames);
     findings_.Fail(name + ".arrive", name + " arrive", came + WhyNothingCame(stream),
-                   fmt::format("look at the driver of {} (dmesg), at the memory reserved for its "
-                               "buffers, and whether another program has it (fuser -v {})",
+                   fmt::format("check the driver of {} (dmesg), the memory reserved for its "
+                               "buffers, and whether another program is using it (fuser -v {})",
                                stream.device, stream.device));
   } else {
     findings_.Pass(name + ".arrive", name + " arrive",
@@ -116,15 +116,15 @@ bool FrameChecks::Judge(const Stream& stream, const Seen& seen) {
     return false;
   }
 
-  // Before the acquisition has stopped, nothing is held back on purpose.
+  // Until the acquisition stops, no frame is withheld on purpose.
   const std::uint64_t broken = statistics.malformed + statistics.suppressed;
   if (broken > 0 || !seen.stamps_grow) {
     findings_.Fail(
         name + ".whole", name + " are whole",
         fmt::format("{} malformed, {} without a time stamp{}", statistics.malformed,
                     statistics.suppressed, seen.stamps_grow ? "" : ", time stamps go back"),
-        fmt::format("the DMA behind {} does not write whole frames: check bit stream and "
-                    "driver fit each other",
+        fmt::format("the DMA behind {} does not write whole frames: check that bitstream and "
+                    "driver match",
                     stream.device));
   } else {
     findings_.Pass(name + ".whole", name + " are whole", "headers, sizes and time stamps fit");
@@ -133,8 +133,8 @@ bool FrameChecks::Judge(const Stream& stream, const Seen& seen) {
     findings_.Fail(name + ".ids", one + " ids continuous",
                    fmt::format("{} ids missing in {} gaps, {} out of order", statistics.ids_missing,
                                statistics.id_gaps, statistics.ids_out_of_order),
-                   "frames are lost between FPGA and driver: look for overruns in dmesg and at the "
-                   "load of the processor");
+                   "frames are lost between FPGA and driver: look for overruns in dmesg and check "
+                   "the processor load");
   } else {
     findings_.Pass(name + ".ids", one + " ids continuous",
                    fmt::format("{} ids", statistics.ids_seen));
@@ -142,8 +142,8 @@ bool FrameChecks::Judge(const Stream& stream, const Seen& seen) {
   return true;
 }
 
-// Twice what the sensor can follow: a check is no test of its limits.
-unsigned FrameChecks::StripSpacing() const { return 2 * model_.family().spacing; }
+// Twice the shortest spacing that the sensor can follow: a check does not test limits.
+unsigned FrameChecks::StripSpacing() const { return 2 * model_.family().sensor.trigger_spacing; }
 
 bool FrameChecks::LightUp() {
   SetLaserPower(kLaserPercent);
@@ -182,7 +182,7 @@ void FrameChecks::Strips(bool laser) {
     findings_.Fail(
         "strips.loss", title,
         fmt::format("{} strips found no buffer, {} triggers came too early", lost, triggers),
-        "the processor is too slow for this rate: look at its load, or trigger less "
+        "the processor is too slow for this rate: check its load, or trigger less "
         "often");
   } else {
     findings_.Pass("strips.loss", title, fmt::format("a trigger every {} us", StripSpacing()));
@@ -192,16 +192,16 @@ void FrameChecks::Strips(bool laser) {
     findings_.NotApplicable("laser.line", line, "the laser stays off without --laser");
   } else if (!lit) {
     findings_.Fail("laser.line", line, "the laser cannot be switched on",
-                   "look at the laser's lines and power chip first");
+                   "check the laser's lines and power chip first");
   } else if (!came) {
     findings_.Skip("laser.line", line, "no strips came");
   } else if (seen.points == 0) {
     findings_.Fail("laser.line", line, "no point in any profile",
-                   "is the laser lit, and something in front of the sensor? Try a longer exposure "
-                   "with \"tessaline watch\"");
+                   "is the laser lit, and is anything in front of the sensor? Try a longer "
+                   "exposure with \"tessaline watch\"");
   } else {
     findings_.Pass("laser.line", line,
-                   fmt::format("{} points a profile", seen.points / seen.frames));
+                   fmt::format("{} points per profile", seen.points / seen.frames));
   }
 }
 

@@ -5,8 +5,8 @@
 
 namespace tool {
 
-// Takes frames in both collect modes and looks at what comes. With the laser on, whether
-// its line is seen as well.
+// Takes frames in both collect modes and checks them. With the laser on, also checks that its line
+// is visible.
 class FrameChecks {
  public:
   FrameChecks(Device& device, const Model& model, Findings& findings)
@@ -21,10 +21,10 @@ class FrameChecks {
     const char* name;    // "images"
     const char* one;     // "image"
     const char* device;  // "/dev/video0"
-    const char* source;  // of the messages of its thread
-    unsigned frames;     // how many to look at
+    const char* source;  // source file in its thread's messages
+    unsigned frames;     // how many to check
   };
-  // What came.
+  // What arrived.
   struct Seen {
     std::uint64_t frames = 0;
     std::uint64_t whole = 0;

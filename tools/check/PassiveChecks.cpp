@@ -22,13 +22,13 @@ void CheckSeries(const Model& model, std::uint32_t version, Findings& findings) 
     findings.Pass("fpga.series", title, fmt::format("series {}", series));
   } else {
     findings.Fail("fpga.series", title,
-                  fmt::format("series {}, and {} is of series {}", series, model.code(),
+                  fmt::format("series {}, but {} is of series {}", series, model.code(),
                               model.family().series),
-                  "load the bit stream of this product, or give the right --model");
+                  "load the bitstream of this product, or give the right --model");
   }
 }
 
-// Two looks at the free-running counter.
+// Reads the free-running counter twice.
 void CheckClock(const Registers& registers, Findings& findings) {
   constexpr std::chrono::milliseconds kBetween{20};
   const auto count = [&] { return registers.Read(fpga::TIMER_COUNTER_L); };
@@ -39,9 +39,8 @@ void CheckClock(const Registers& registers, Findings& findings) {
   if (ticks > 0) {
     findings.Pass("fpga.clock", title, fmt::format("{} ticks in 20 ms", ticks));
   } else {
-    findings.Fail(
-        "fpga.clock", title, "TIMER_COUNTER stands still",
-        "the FPGA is loaded but not clocked: look at the clock set-up of the boot loader");
+    findings.Fail("fpga.clock", title, "TIMER_COUNTER stands still",
+                  "the FPGA is loaded but not clocked: check the boot loader's clock set-up");
   }
 }
 
@@ -53,8 +52,7 @@ void CheckHalf(unsigned char address, const char* id, const char* title, Finding
   } else {
     findings.Fail(
         id, title, fmt::format("no answer at 0x{:02x} of /dev/i2c-0", address),
-        "look with \"i2cdetect -y 0\"; if nothing answers there, look at the bus's pull-ups "
-        "and supply");
+        "look with \"i2cdetect -y 0\"; if nothing answers, check the bus's pull-ups and supply");
   }
 }
 
@@ -83,7 +81,7 @@ void CheckFpga(const Model& model, Findings& findings) {
   const std::string title = "FPGA answers";
   if (version == 0 || version == 0xFFFFFFFF) {
     findings.Fail("fpga.answers", title, fmt::format("FPGA_VERSION reads 0x{:08x}", version),
-                  "the FPGA is not loaded: look at what the boot loader says of the bit stream");
+                  "the FPGA is not loaded: see what the boot loader says about the bitstream");
     findings.Skip("fpga.series", "FPGA is of the model's series", "the FPGA does not answer");
     findings.Skip("fpga.clock", "FPGA clock runs", "the FPGA does not answer");
     return;
@@ -107,7 +105,7 @@ void CheckTemperature(const Model& model, Findings& findings) {
                   "load the system monitor's driver (xilinx-xadc, ams)");
   } else if (*degrees < kColdest || *degrees > kHottest) {
     findings.Fail("temperature", title, fmt::format("{:.1f} degrees C", *degrees),
-                  "switch off and look at cooling and heat sink; a value far off means a wrong "
+                  "switch off and check cooling and heat sink; a value far off means the wrong "
                   "driver or --model");
   } else {
     findings.Pass("temperature", title, fmt::format("{:.1f} degrees C", *degrees));

@@ -4,15 +4,15 @@
 
 namespace tool {
 
-// The steps that change nothing on the board: they come first.
+// The checks that change nothing on the board. They come first.
 
 void CheckNodes(const Model& model, Findings& findings);
-// What can be read out of the FPGA; needs its registers.
+// Checks what can be read from the FPGA; needs its registers.
 void CheckFpga(const Model& model, Findings& findings);
 void CheckEeprom(Findings& findings);
 void CheckTemperature(const Model& model, Findings& findings);
 
-// Of the files of the kernel, the id of the step.
+// The id of the check of a kernel file.
 std::string NodeId(const std::string& path);
 
 }  // namespace tool

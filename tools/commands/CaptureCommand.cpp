@@ -12,13 +12,13 @@ namespace {
 
 constexpr About kCaptureAbout{
     "capture", "Captures profiles (strips) or images into a file", Touches::kLight,
-    "Formats, by the ending of the file's name or --format. Strips: csv (a line a point), npy (an "
-    "array of records), ply (a point cloud), png (a height map), raw (as the library hands them "
-    "out, with an index in FILE.csv). Images: png and pgm (a file an image, numbered if more than "
-    "one is asked for), npy, raw.\n"
-    "The laser is on while frames are taken, and off afterwards. Ctrl-C and a full disk leave a "
-    "file that holds what was captured until then. Heights in millimetres need the sensor's "
-    "geometry (--mm-per-row and its like); on the virtual board it is known.",
+    "The file's ending, or --format, selects the format. Strips: csv (one line per point), npy (an "
+    "array of records), ply (a point cloud), png (a height map), raw (the bytes as the library "
+    "delivers them, with an index in FILE.csv). Images: png and pgm (one file per image, numbered "
+    "if more than one is asked for), npy, raw.\n"
+    "The laser is on while frames are taken, and off afterwards. After Ctrl-C or on a full disk "
+    "the file holds what was captured until then. Heights in millimetres need the sensor's "
+    "geometry (--mm-per-row and so on); the virtual board's is known.",
     "  tessaline capture strips -n 600 -o scan.png --virtual K3610\n"
     "  tessaline capture strips -t 10 -o scan.ply --spacing 1000 --model K3610\n"
     "  tessaline capture images -n 1 -o image.png --virtual K3920"};
@@ -41,7 +41,7 @@ class CaptureCommand : public Command {
         ->check(NumberIn(0.001, kMostSeconds))
         ->type_name("SECONDS");
     app_->add_option("--format", format_, "csv, npy, ply, png, pgm or raw")->type_name("FORMAT");
-    app_->add_flag("--force", force_, "Overwrite files that exist");
+    app_->add_flag("--force", force_, "Overwrite existing files");
     app_->add_flag("--strict", strict_, "Exit status 1 when a frame was lost or malformed");
     acquisition_.Describe(*app_);
     calibration_ = {
@@ -49,7 +49,8 @@ class CaptureCommand : public Command {
         app_->add_option("--column-at-zero", geometry_.column_at_zero, "Column at x = 0"),
         app_->add_option("--mm-per-row", geometry_.mm_per_row, "Height of a row"),
         app_->add_option("--row-at-zero", geometry_.row_at_zero, "Row at height 0"),
-        app_->add_option("--counts-per-mm", geometry_.counts_per_mm, "Encoder counts a millimetre")
+        app_->add_option("--counts-per-mm", geometry_.counts_per_mm,
+                         "Encoder counts per millimetre")
             ->check(NumberIn(1e-6, 1e9))};
   }
   bool Asked() const override { return app_->parsed(); }
@@ -58,15 +59,15 @@ class CaptureCommand : public Command {
     const bool images = what_ == "images";
     const Format format = FormatOf(path_, format_, images);
     if (limits_.frames == 0 && limits_.seconds == 0) {
-      throw Failure(ExitCode::kUsage, "neither a number of frames nor a time is given",
-                    "say -n COUNT or -t SECONDS");
+      throw Failure(ExitCode::kUsage, "give a number of frames or a time",
+                    "use -n COUNT or -t SECONDS");
     }
     const bool height_map = format == Format::kPng && !images;
     if (height_map && limits_.frames > HeightMapWriter::kMostProfiles) {
       throw Failure(
           ExitCode::kUsage,
-          fmt::format("a height map takes {} profiles at most", HeightMapWriter::kMostProfiles),
-          "capture less at a time, or into .npy");
+          fmt::format("a height map holds at most {} profiles", HeightMapWriter::kMostProfiles),
+          "capture less at a time, or write .npy");
     }
     const Model& model = session.model();
     if (session.options().dry_run) {
@@ -78,7 +79,7 @@ class CaptureCommand : public Command {
                             .images = images,
                             .single = limits_.frames == 1,
                             .geometry = ChooseGeometry(session)};
-    // Told, or asked, before the laser is on.
+    // Refuse, or ask the user, before the laser is on.
     for (const std::string& file : FilesOf(format, settings, limits_.frames)) {
       settings.force |= MayOverwrite(file, force_);
     }
@@ -89,7 +90,7 @@ class CaptureCommand : public Command {
     settings.width = GetImageWidth();
     settings.height = GetImageHeight();
     const auto writer = MakeWriter(format, settings);
-    Recorder recorder(device, *writer, images, model.bytes_per_point());
+    Recorder recorder(device, *writer, images, model.product().PointBytes());
     const RecordingResult result = recorder.Run(limits_, acquisition_.laser());
     const auto files = writer->Files();
     if (result.frames == 0) {
@@ -143,8 +144,7 @@ class CaptureCommand : public Command {
     if (result.no_more_came || result.frames == 0) {
       throw Failure(ExitCode::kUnreachable,
                     fmt::format("no {}frames came", result.frames == 0 ? "" : "more "),
-                    "does the trigger come (tessaline trigger)? \"tessaline check\" looks at the "
-                    "board");
+                    "are there triggers (tessaline trigger)? \"tessaline check\" tests the board");
     }
     const bool lost = result.missing + result.malformed + result.fpga_lost + result.triggers_lost +
                           result.dropped >

@@ -13,12 +13,11 @@ namespace {
 
 constexpr About kCheckAbout{
     "check", "Checks a board step by step: run this first", Touches::kLight,
-    "Looks at device nodes, FPGA, EEPROM and temperature, starts the device, asks image sensor, "
-    "laser power chip and DA converter (whose output becomes 0), drives the status light, and "
-    "takes "
-    "frames in both collect modes. The laser is driven with --laser only. Each step passes, fails "
-    "with what to do, is skipped because of one before, or does not apply. Exit status 1 when one "
-    "failed.",
+    "Tests device nodes, FPGA, EEPROM and temperature, starts the device, asks image sensor, laser "
+    "power chip and DA converter (whose output is set to 0), drives the status light, and takes "
+    "frames in both collect modes. Drives the laser only with --laser. Each step passes, fails "
+    "(and says what to do), is skipped because an earlier one failed, or does not apply. The exit "
+    "status is 1 when a step failed.",
     "  tessaline check --virtual K3610\n  tessaline check --laser --model K3920\n"
     "  tessaline check --passive --model K3920"};
 
@@ -26,7 +25,7 @@ class CheckCommand : public Command {
  public:
   void Describe(CLI::App& parent, CommonOptions& common) override {
     app_ = &AddCommand(parent, kCheckAbout, common);
-    app_->add_flag("--laser", laser_, "Drive the laser, too, and look for its line");
+    app_->add_flag("--laser", laser_, "Also drive the laser, and look for its line");
     app_->add_flag("--passive", passive_, "Only the steps that change nothing on the board");
   }
   bool Asked() const override { return app_->parsed(); }
@@ -40,7 +39,7 @@ class CheckCommand : public Command {
     CheckEeprom(findings);
     CheckTemperature(model, findings);
     if (!board) {
-      SkipFpga(findings, fmt::format("this machine is no {} board", model.code()));
+      SkipFpga(findings, fmt::format("this machine is not a {} board", model.code()));
     } else if (findings.Failed("node.mem")) {
       SkipFpga(findings, "/dev/mem cannot be opened");
     } else {
@@ -80,14 +79,14 @@ class CheckCommand : public Command {
 
   ExitCode Rehearse(Session& session) const {
     session.Print(
-        "check would look at {} device nodes, the FPGA, the EEPROM and the temperature{}\n"
+        "check would test {} device nodes, the FPGA, the EEPROM and the temperature{}\n"
         "Nothing was touched (--dry-run).\n",
         NodesOf(session.model().family()).size(),
         passive_ ? "."
-        : laser_ ? ",\nset up FPGA and image sensor anew, drive status light, DA output and LASER, "
-                   "and take frames."
-                 : ",\nset up FPGA and image sensor anew, drive status light and DA output, and "
-                   "take frames. The laser would stay off.");
+        : laser_ ? ",\nset up FPGA and image sensor, drive status light, DA output and LASER, and "
+                   "take frames."
+                 : ",\nset up FPGA and image sensor, drive status light and DA output, and take "
+                   "frames. The laser would stay off.");
     session.Emit({{"dry_run", true}, {"starts", !passive_}, {"laser", laser_ && !passive_}});
     return ExitCode::kOk;
   }

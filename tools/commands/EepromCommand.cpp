@@ -8,13 +8,13 @@ namespace {
 
 constexpr About kEepromAbout{
     "eeprom", "Dumps, loads and verifies the configuration store", Touches::kReads,
-    "512 bytes; what they mean is the application's business. \"load\" WRITES.",
+    "The store has 512 bytes; only the application knows what they mean. \"load\" WRITES.",
     "  tessaline eeprom dump --virtual K3610"};
 constexpr About kDumpAbout{"dump", "Shows the bytes, or writes them to a file", Touches::kReads, "",
                            "  tessaline eeprom dump -o board7.bin"};
 constexpr About kLoadAbout{
     "load", "Writes a file into the EEPROM and reads it back", Touches::kEeprom,
-    "The file has 1 to 512 bytes, written from the beginning on; what lies behind stays.",
+    "The file has 1 to 512 bytes. They go to the start of the store; the rest is unchanged.",
     "  tessaline eeprom load board7.bin --dry-run\n  tessaline eeprom load board7.bin"};
 constexpr About kVerifyAbout{"verify", "Compares the EEPROM with a file", Touches::kReads,
                              "Exit status 1 when they differ.",
@@ -72,7 +72,7 @@ class EepromCommand : public Command {
   ExitCode Load(Session& session, const std::vector<std::uint8_t>& wanted) const {
     if (session.options().dry_run) {
       session.Print(
-          "would write {} bytes of {} to the EEPROM, from its beginning on\n"
+          "would write {} bytes of {} to the start of the EEPROM\n"
           "Nothing was written (--dry-run).\n",
           wanted.size(), file_);
       session.Emit({{"bytes", wanted.size()}, {"dry_run", true}});

@@ -9,8 +9,8 @@ namespace {
 
 constexpr About kExposureAbout{
     "exposure", "Sets or shows the exposure times", Touches::kSets,
-    "Without times it only looks, at what the FPGA holds: steps of the image sensor. With up to "
-    "five, that many exposures make a cycle.",
+    "Without times, shows what the FPGA holds, in steps of the image sensor. With several times "
+    "(up to five), the exposures take turns.",
     "  tessaline exposure --model K3610\n  tessaline exposure 320 --gain 6 --model K3610\n"
     "  tessaline exposure 100 800 --model K3610"};
 
@@ -26,8 +26,8 @@ class ExposureCommand : public Command {
         ->check(CLI::Range(1u, 10'000'000u))
         ->expected(0, static_cast<int>(kTimes.size()));
     gain_option_ = app_->add_option("--gain", gain_,
-                                    "Analogue gain: decibels (IMX273, IMX252) or levels; what is "
-                                    "out of the sensor's range is clamped");
+                                    "Analogue gain: decibels (IMX273, IMX252) or levels; clamped "
+                                    "to the sensor's range");
   }
   bool Asked() const override { return app_->parsed(); }
 
@@ -37,7 +37,7 @@ class ExposureCommand : public Command {
     if (!times_.empty()) {
       const auto count = static_cast<unsigned>(times_.size());
       plan.Add(fmt::format("SetExposureNum({})", count),
-               fmt::format("{} exposure{} a cycle", count, count == 1 ? "" : "s"),
+               fmt::format("{} exposure{} per cycle", count, count == 1 ? "" : "s"),
                [count] { return SetExposureNum(count) == 0; });
     }
     for (unsigned i = 0; i < times_.size(); ++i) {

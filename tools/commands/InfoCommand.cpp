@@ -13,13 +13,13 @@ namespace {
 
 constexpr About kInfoAbout{
     "info", "Shows versions, FPGA, sensor, temperatures and counters", Touches::kMayStart,
-    "With --start the image sensor can be asked, too; some products take images in that.",
+    "With --start, asks the image sensor as well; starting some products takes images.",
     "  tessaline info --virtual K3610\n  tessaline info --model K3920 --start --json"};
 
 constexpr unsigned kSeriesShift = 16;
-constexpr double kUnreadableBelow = -270;  // what the library then returns
+constexpr double kUnreadableBelow = -270;  // what the library returns if it cannot read it
 
-// The counters of a stream; those of one group stand on one line.
+// The counters of a stream; one group per line.
 struct Counter {
   unsigned group;
   const char* name;
@@ -48,7 +48,7 @@ struct Stream {
 constexpr std::array kStreams{Stream{"images", TESSALINE_STREAM_IMAGES},
                               Stream{"strips", TESSALINE_STREAM_STRIPS}};
 
-// Null when this process has taken nothing from the stream.
+// Null if this process has taken nothing from the stream.
 Json StatisticsOf(unsigned stream) {
   tessaline_capture_statistics statistics{};
   TessalineGetCaptureStatistics(stream, &statistics);
@@ -84,9 +84,9 @@ class InfoCommand : public Command {
         {"board", session.on_virtual_board() ? "virtual" : "hardware"},
         {"interface_version", GetLibVersion(std::string(model.code()).c_str())},
         {"fpga", {{"series", fpga_version >> kSeriesShift}, {"version", fpga_version & 0xFFFF}}},
-        {"sensor", model.family().sensor},
-        {"width", model.family().width},
-        {"height", model.height()}};
+        {"sensor", model.family().sensor.name},
+        {"width", model.family().sensor.width},
+        {"height", model.product().Height()}};
     info["processor_temperature"] = temperature ? Json(*temperature) : Json(nullptr);
     const std::int64_t board_temperature = Temp18b20Read();
     info["board_temperature_18b20"] =
@@ -110,16 +110,16 @@ class InfoCommand : public Command {
   }
 
  private:
-  // The library can tell once it is started; the kernel always.
+  // The library knows it once started; the kernel always does.
   std::optional<double> Processor(const Family& family) const {
     if (!start_) return ProcessorTemperature(family);
     const double temperature = GetCpuTemp();
     return temperature > kUnreadableBelow ? std::optional(temperature) : std::nullopt;
   }
 
-  // Whether there is a temperature is all that the library tells of it.
+  // The library only says whether there is a temperature.
   static Json SensorAnswers(const Family& family) {
-    if (!family.has_sensor_thermometer) return nullptr;  // nothing to ask it for
+    if (!family.sensor.has_thermometer) return nullptr;  // nothing to ask it for
     return GetSensorTemp() == 0 && !LibraryOutput::Instance().HasPrinted("Abnormal communication");
   }
 
@@ -162,9 +162,9 @@ class InfoCommand : public Command {
   }
 
   static std::string SensorTemperature(const Family& family, const Json& info) {
-    if (!family.has_sensor_thermometer) return "not available";
+    if (!family.sensor.has_thermometer) return "not available";
     if (!info.contains("sensor_thermometer_answers")) return "not asked (--start asks)";
-    return info["sensor_thermometer_answers"] ? "answers; the library tells no value"
+    return info["sensor_thermometer_answers"] ? "answers; the library returns no value"
                                               : "DOES NOT ANSWER";
   }
 

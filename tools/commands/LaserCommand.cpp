@@ -12,8 +12,8 @@ namespace {
 
 constexpr About kLaserAbout{
     "laser", "Switches the laser on or off, or shows its state", Touches::kLight,
-    "\"on\" leaves the laser on, also when the command has ended: switch it off with \"off\". With "
-    "--seconds it goes off by itself, and at Ctrl-C. \"status\" only looks.",
+    "\"on\" leaves the laser on even after the command has ended: switch it off with \"off\". With "
+    "--seconds it goes off by itself, or at Ctrl-C. \"status\" only looks.",
     "  tessaline laser status --model K3610\n  tessaline laser on --seconds 5 --model K3610\n"
     "  tessaline laser on --dry-run --model K3610"};
 
@@ -25,7 +25,7 @@ class LaserCommand : public Command {
         ->check(CLI::IsMember({"on", "off", "status"}))
         ->type_name("STATE")
         ->capture_default_str();
-    app_->add_option("--seconds", seconds_, "Switch off again after so many seconds")
+    app_->add_option("--seconds", seconds_, "Switch off again after this many seconds")
         ->check(NumberIn(0.001, 3600));
   }
   bool Asked() const override { return app_->parsed(); }
@@ -46,7 +46,7 @@ class LaserCommand : public Command {
       });
       if (seconds_ > 0) {
         plan.Add("CloseLaser()", fmt::format("after {} s: off", seconds_), [this, &session] {
-          session.Note("The laser is ON for {} s; Ctrl-C switches it off before.", seconds_);
+          session.Note("The laser is ON for {} s; Ctrl-C switches it off earlier.", seconds_);
           PauseFor(std::chrono::milliseconds(static_cast<long>(seconds_ * 1000)));
           return CloseLaser() == 0;
         });
@@ -65,8 +65,8 @@ class LaserCommand : public Command {
   static ExitCode Show(Session& session) {
     Device(session).RequireRegisters();
     const Model& model = session.model();
-    const auto first = GpioLevel(model.family().gpio.laser1);
-    const auto second = GpioLevel(model.family().gpio.laser2);
+    const auto first = GpioLevel(model.family().board.gpio.laser1);
+    const auto second = GpioLevel(model.family().board.gpio.laser2);
     const Registers registers(model);
     const unsigned mode = fpga::kLaserMode.Of(registers.Read(fpga::LASER_CTRL));
     const auto text = [](std::optional<bool> level) {
@@ -75,8 +75,8 @@ class LaserCommand : public Command {
     const auto json = [](std::optional<bool> level) { return level ? Json(*level) : Json(); };
     const bool on = first.value_or(false) && second.value_or(false);
     session.Print("laser       {}\nline {:<6} {}\nline {:<6} {}\nmode        {}\n",
-                  on ? "ON" : "off", model.family().gpio.laser1, text(first),
-                  model.family().gpio.laser2, text(second), mode);
+                  on ? "ON" : "off", model.family().board.gpio.laser1, text(first),
+                  model.family().board.gpio.laser2, text(second), mode);
     session.Emit({{"on", on}, {"line1", json(first)}, {"line2", json(second)}, {"mode", mode}});
     return ExitCode::kOk;
   }

@@ -1,3 +1,6 @@
+#include <algorithm>
+#include <vector>
+
 #include "Failure.h"
 #include "commands/Commands.h"
 
@@ -6,26 +9,37 @@ namespace {
 
 constexpr About kModelsAbout{
     "models", "Lists the products: model code, series, sensor, strips, buses", Touches::kNothing,
-    "Strip geometry: a strip buffer has width x height bytes; a point of the laser line takes so "
-    "many bytes.",
+    "Strip geometry: width x height is the size of a strip buffer in bytes, followed by the bytes "
+    "per point.",
     "  tessaline models\n  tessaline models K3920arm_rebuild --json"};
+
+std::vector<std::string_view> CodesOf(const Family& family) {
+  std::vector<std::string_view> codes;
+  std::string_view rest = family.codes;
+  while (!rest.empty()) {
+    const std::size_t end = std::min(rest.find(' '), rest.size());
+    codes.push_back(rest.substr(0, end));
+    rest.remove_prefix(std::min(end + 1, rest.size()));
+  }
+  return codes;
+}
 
 Json AsJson(const Model& model) {
   const Family& family = model.family();
   return {{"model", model.code()},
           {"series", family.series},
-          {"variant", model.variant()},
-          {"soc", family.soc},
-          {"sensor", family.sensor},
-          {"width", family.width},
-          {"height", model.height()},
-          {"strip_width", family.strip_width},
-          {"strip_height", family.strip_height},
-          {"strip_buffer_bytes", family.strip_width * family.strip_height},
-          {"bytes_per_point", model.bytes_per_point()},
-          {"sensor_bus", family.sensor_bus},
-          {"laser_bus", family.laser_bus},
-          {"laser_power_chip", family.pot}};
+          {"variant", model.product().remark},
+          {"soc", family.board.processor.name},
+          {"sensor", family.sensor.name},
+          {"width", family.sensor.width},
+          {"height", model.product().Height()},
+          {"strip_width", family.sensor.strips.width},
+          {"strip_height", family.sensor.strips.height},
+          {"strip_buffer_bytes", family.sensor.strips.Bytes()},
+          {"bytes_per_point", model.product().PointBytes()},
+          {"sensor_bus", family.board.sensor_bus.path},
+          {"laser_bus", family.board.laser_bus.path},
+          {"laser_power_chip", family.laser_power_chip}};
 }
 
 class ModelsCommand : public Command {
@@ -45,10 +59,11 @@ class ModelsCommand : public Command {
       const Model model(code);
       const Family& family = model.family();
       session.Print("{:<21}{:<7}{:<15}{:<13}{:<12}{:<7}{:<16}{:<12}{}\n", code, family.series,
-                    family.sensor, fmt::format("{} x {}", family.width, model.height()),
-                    fmt::format("{} x {}", family.strip_width, family.strip_height),
-                    fmt::format("{} B", model.bytes_per_point()), family.sensor_bus,
-                    family.laser_bus, model.variant());
+                    family.sensor.name,
+                    fmt::format("{} x {}", family.sensor.width, model.product().Height()),
+                    fmt::format("{} x {}", family.sensor.strips.width, family.sensor.strips.height),
+                    fmt::format("{} B", model.product().PointBytes()), family.board.sensor_bus.path,
+                    family.board.laser_bus.path, model.product().remark);
       list.push_back(AsJson(model));
     }
     session.Emit(list);
@@ -66,7 +81,7 @@ class ModelsCommand : public Command {
       codes.push_back(code);
     }
     if (!codes.empty()) return codes;
-    for (const Family& family : kFamilies) {
+    for (const Family& family : products::kFamilies) {
       for (const std::string_view code : CodesOf(family)) codes.push_back(code);
     }
     return codes;

@@ -24,7 +24,8 @@ class PowerCommand : public Command {
   ExitCode Run(Session& session) override {
     Plan plan(session, fmt::format("power {}", percent_));
     plan.Add(fmt::format("SetLaserPower({})", percent_),
-             fmt::format("laser power {} %, by the {}", percent_, session.model().family().pot),
+             fmt::format("laser power {} %, by the {}", percent_,
+                         session.model().family().laser_power_chip),
              [this] { return SetLaserPower(static_cast<float>(percent_)) == 0; });
     plan.CarryOut();
     return ExitCode::kOk;

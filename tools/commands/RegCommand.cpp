@@ -12,8 +12,9 @@ namespace {
 
 constexpr About kRegAbout{
     "reg", "Lists, reads, writes and dumps the FPGA's registers", Touches::kReads,
-    "A register is named TRIGGER_CTRL, IMAGE_BLOCK_1.TRIGGER_CTRL (where two blocks have one of "
-    "that name), 0x43C10004 or IMAGE_BLOCK_1+0x04; a field TRIGGER_CTRL.mode. \"write\" WRITES.",
+    "Ways to name a register: TRIGGER_CTRL, IMAGE_BLOCK_1.TRIGGER_CTRL (needed where two blocks "
+    "have a register of that name), 0x43C10004 or IMAGE_BLOCK_1+0x04. A field: TRIGGER_CTRL.mode. "
+    "\"write\" WRITES.",
     "  tessaline reg list TRIGGER --model K3610\n  tessaline reg read TRIGGER_CTRL --virtual "
     "K3610\n"
     "  tessaline reg write TRIGGER_CTRL.mode 1 --dry-run --virtual K3610"};
@@ -22,21 +23,21 @@ constexpr About kListAbout{"list", "Lists registers and fields with their addres
 constexpr About kReadAbout{"read", "Reads registers and decodes their fields", Touches::kMayStart,
                            "", "  tessaline reg read TRIGGER_CTRL TRI_SPACING --model K3610"};
 constexpr About kWriteAbout{"write", "Writes a register, or one field of it", Touches::kRegisters,
-                            "Of a field, the other bits of the register are read and written back.",
+                            "When a field is written, the register's other bits are read and "
+                            "written back.",
                             "  tessaline reg write EXP_TIME_1 200 --model K3610\n"
                             "  tessaline reg write TRIGGER_CTRL.mode 1 --model K3610"};
 constexpr About kDumpAbout{
     "dump", "Dumps all registers, or shows how dumps differ", Touches::kMayStart,
-    "With --diff and two dumps, these are compared, and the board is not opened. With one, it is "
-    "compared with the registers of now. Exit status 1 when they differ.",
+    "--diff with two dumps compares them and does not open the board. With one dump it compares "
+    "the dump with the board. The exit status is 1 when they differ.",
     "  tessaline reg dump -o before.txt --model K3610\n"
     "  tessaline reg dump --diff before.txt --model K3610\n"
     "  tessaline reg dump --diff before.txt after.txt --model K3610"};
 
-// Sub-commands of "reg" that look at the board itself, started or not.
+// Sub-commands of "reg" that read the board, started or not.
 void AddStart(CLI::App& app, bool& start) {
-  app.add_flag("--start", start,
-               "Start the device first, so that the registers are as after a start");
+  app.add_flag("--start", start, "Start the device first");
 }
 
 class RegCommand : public Command {
@@ -44,7 +45,7 @@ class RegCommand : public Command {
   void Describe(CLI::App& parent, CommonOptions& common) override {
     app_ = &AddGroup(parent, kRegAbout);
     list_ = &AddCommand(*app_, kListAbout, common);
-    list_->add_option("part", filter_, "Only names with this in them")->type_name("TEXT");
+    list_->add_option("part", filter_, "Only names that contain this")->type_name("TEXT");
     read_ = &AddCommand(*app_, kReadAbout, common);
     read_->add_option("register", names_, "Names or addresses")->type_name("REGISTER")->required();
     AddStart(*read_, start_);
@@ -68,7 +69,7 @@ class RegCommand : public Command {
     const Registers registers(session.model());
     if (list_->parsed()) return List(session, registers);
     if (dump_->parsed()) return Dump(session, registers);
-    // Names first: a slip of the pen does not open the board.
+    // Names first: a typo does not open the board.
     std::vector<Place> places;
     for (const std::string& name : names_) places.push_back(registers.Find(name));
     if (read_->parsed()) return Read(session, registers, places);
@@ -98,8 +99,8 @@ class RegCommand : public Command {
                       {"fields", std::move(fields)}});
     }
     if (list.empty()) {
-      throw Failure(ExitCode::kUsage, fmt::format("no register has \"{}\" in its name", filter_),
-                    "\"tessaline reg list\" shows all");
+      throw Failure(ExitCode::kUsage, fmt::format("no register name contains \"{}\"", filter_),
+                    "\"tessaline reg list\" lists them all");
     }
     session.Emit(list);
     return ExitCode::kOk;
@@ -171,8 +172,8 @@ class RegCommand : public Command {
                   before, word, after, registers.Decoded(place.reg, after));
     if (after != word) {
       session.Note(
-          "The register does not read as it was written: it may be read-only, a pulse, or "
-          "have bits of the FPGA's own.");
+          "The register does not read back as written: it may be read-only, a pulse, or have bits "
+          "that the FPGA sets.");
     }
     session.Emit(json);
     return ExitCode::kOk;

@@ -10,12 +10,10 @@ namespace {
 
 constexpr About kRoiAbout{
     "roi", "Sets or shows the region of interest", Touches::kSets,
-    "Without numbers it only looks, at what the FPGA holds. What a sensor takes: IMX273 anything "
-    "within 1456 x 1088; IMX252 x from 8, y from 4; GMAX2509 x and width in steps of 28, width "
-    "from "
-    "560; GSPRINT6502BSI x and width in steps of 32, height in steps of 2; e2v Flash 4K x and "
-    "width "
-    "in steps of 64, y and height in steps of 8.",
+    "Without numbers, shows what the FPGA holds. What each sensor accepts: IMX273 anything within "
+    "1456 x 1088; IMX252 x from 8, y from 4; GMAX2509 x and width in steps of 28, width from 560; "
+    "GSPRINT6502BSI x and width in steps of 32, height in steps of 2; e2v Flash 4K x and width in "
+    "steps of 64, y and height in steps of 8.",
     "  tessaline roi --model K3610\n  tessaline roi 128 256 1000 700 --model K3610\n"
     "  tessaline roi --full --model K3820"};
 
@@ -36,7 +34,7 @@ class RoiCommand : public Command {
     if (region_.empty() && !full_) return Show(session);
     const Model& model = session.model();
     if (full_ != region_.empty()) Refuse();
-    if (full_) region_ = {0, 0, model.family().width, model.height()};
+    if (full_) region_ = {0, 0, model.family().sensor.width, model.product().Height()};
     if (region_.size() != kNumbers) Refuse();
     Plan plan(session, "roi");
     const unsigned x = region_[0];

@@ -5,12 +5,12 @@
 namespace tool {
 namespace {
 
-constexpr About kSensorAbout{"sensor", "Tells about the image sensors' register tables",
+constexpr About kSensorAbout{"sensor", "Shows the image sensors' register tables",
                              Touches::kNothing, "", "  tessaline sensor tables"};
 constexpr About kTablesAbout{
     "tables", "Lists the register tables of this build and their placeholders", Touches::kNothing,
-    "A placeholder stands where only the chip maker's documents could say what to write. "
-    "docs/sensor-tables.md tells how to supply them.",
+    "A placeholder marks an entry that only the chip maker's documents define. "
+    "docs/sensor-tables.md explains how to supply your own table.",
     "  tessaline sensor tables\n  tessaline sensor tables --json"};
 
 class SensorCommand : public Command {

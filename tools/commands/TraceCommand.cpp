@@ -10,11 +10,11 @@ namespace {
 
 constexpr About kTraceAbout{
     "trace", "Runs another sub-command and shows its register traffic by name", Touches::kSets,
-    "Listens to the library's log at its lowest level. A line an access, with register and "
-    "address, "
-    "below the functions that made it; --summary counts them instead. The sub-command does what it "
-    "always does: see its own help for what it touches. Its exit status is that of the trace. "
-    "Options of the trace come before the sub-command, --virtual and --model too.",
+    "Listens to the library's log at its lowest level. Prints one line per access, with register "
+    "and address, below the functions that made it; --summary counts accesses instead. The "
+    "sub-command does what it always does: its own help says what it touches. The trace exits with "
+    "the sub-command's status. Options of the trace, including --virtual and --model, come before "
+    "the sub-command.",
     "  tessaline trace --virtual K3610 trigger --mode encoder --spacing 10\n"
     "  tessaline trace --summary --virtual K3610 info --start"};
 
@@ -22,8 +22,8 @@ class TraceCommand : public Command {
  public:
   void Describe(CLI::App& parent, CommonOptions& common) override {
     app_ = &AddCommand(parent, kTraceAbout, common);
-    app_->add_flag("--summary", summary_, "Only how often each register was read and written");
-    app_->add_flag("--registers", only_registers_, "Leave the names of functions out");
+    app_->add_flag("--summary", summary_, "Only count the reads and writes of each register");
+    app_->add_flag("--registers", only_registers_, "Leave out the names of functions");
     app_->prefix_command();
   }
   bool Asked() const override { return app_->parsed(); }
@@ -32,14 +32,13 @@ class TraceCommand : public Command {
     std::vector<std::string> rest = app_->remaining();
     const char* const example = "for example \"tessaline trace --virtual K3610 info\"";
     if (rest.empty() || rest.front() == kTraceAbout.name) {
-      throw Failure(ExitCode::kUsage, "say which sub-command to trace", example);
+      throw Failure(ExitCode::kUsage, "which sub-command should be traced?", example);
     }
     for (const std::string& word : rest) {
       if (!word.starts_with("--model") && !word.starts_with("--virtual")) continue;
-      throw Failure(ExitCode::kUsage, "the model of a trace is given before the sub-command",
-                    example);
+      throw Failure(ExitCode::kUsage, "give the model before the sub-command", example);
     }
-    // The library's threads, and its log, use it to the end of the process.
+    // The library's threads and its log use it to the end of the process.
     auto* const tracer = new Tracer(session.model());
     tracer->Listen();
     CommonOptions options = session.options();

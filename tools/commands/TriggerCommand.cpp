@@ -12,8 +12,8 @@ namespace {
 
 constexpr About kTriggerAbout{
     "trigger", "Sets or shows what triggers a frame", Touches::kSets,
-    "Without options it only looks. --spacing counts encoder pulses in mode encoder, microseconds "
-    "otherwise.",
+    "Without options, shows the settings. --spacing counts encoder pulses in encoder mode, "
+    "microseconds otherwise.",
     "  tessaline trigger --model K3610\n"
     "  tessaline trigger --mode timer --spacing 1000 --model K3610\n"
     "  tessaline trigger --mode encoder --spacing 10 --model K3610"};
@@ -27,11 +27,11 @@ class TriggerCommand : public Command {
     app_ = &AddCommand(parent, kTriggerAbout, common);
     mode_option_ =
         app_->add_option("--mode", mode_,
-                         "timer, encoder, external, or timer-start (the timer too, as "
-                         "after the start)")
+                         "timer, encoder, external, or timer-start (also the timer; set "
+                         "after a start)")
             ->check(CLI::IsMember(std::vector<std::string>(kModes.begin(), kModes.end())))
             ->type_name("MODE");
-    spacing_option_ = app_->add_option("--spacing", spacing_, "Distance of two triggers")
+    spacing_option_ = app_->add_option("--spacing", spacing_, "Trigger spacing")
                           ->check(CLI::Range(1u, 85'899'345u));
     delay_option_ = app_->add_option("--delay", delay_,
                                      "Microseconds from trigger to exposure; 0 switches it off")
@@ -62,12 +62,12 @@ class TriggerCommand : public Command {
         fmt::format("a trigger every {} {}", spacing_, mode == kEncoder ? "pulses" : "us"),
         [this] { return SetTriSpacing(spacing_) == 0; });
     add(delay_option_, fmt::format("SetTriDelay({})", delay_),
-        fmt::format("exposure {} us behind the trigger", delay_), [this] {
+        fmt::format("exposure {} us after the trigger", delay_), [this] {
           return SetTriDelayStandard(0) == 0 && SetTriDelay(delay_) == 0 &&
                  SetDelayEn(delay_ == 0 ? 0 : 1) == 0;
         });
     add(filter_option_, fmt::format("SetExternSignalFilter({})", filter_),
-        fmt::format("external pulses below {} us are ignored", filter_),
+        fmt::format("external pulses shorter than {} us are ignored", filter_),
         [this] { return SetExternSignalFilter(filter_) == 0; });
     const unsigned door = door_ == "on" ? 1 : 0;
     add(door_option_, fmt::format("SetDoorControlEn({})", door), "door control " + door_,

@@ -14,8 +14,9 @@ namespace {
 
 constexpr About kWatchAbout{
     "watch", "Shows profile, rates, counters and temperatures live", Touches::kLight,
-    "On a terminal a picture that follows its size; otherwise a line an interval, with --json an "
-    "object a line. The laser is on meanwhile. Ctrl-C ends it, or --time.",
+    "On a terminal, draws a picture that follows the terminal's size; otherwise prints one line "
+    "per interval, with --json one object per line. The laser is on meanwhile. Ends at Ctrl-C or "
+    "after --time.",
     "  tessaline watch --virtual K3610\n"
     "  tessaline watch --time 5 --interval 1 --exposure 200 --model K3610"};
 
@@ -23,11 +24,11 @@ class WatchCommand : public Command {
  public:
   void Describe(CLI::App& parent, CommonOptions& common) override {
     app_ = &AddCommand(parent, kWatchAbout, common);
-    app_->add_option("-t,--time", seconds_, "End after so many seconds")
+    app_->add_option("-t,--time", seconds_, "End after this many seconds")
         ->check(NumberIn(0.001, kMostSeconds))
         ->type_name("SECONDS");
     app_->add_option("--interval", interval_,
-                     "Seconds between two looks (0.1, or 1 without terminal)")
+                     "Seconds between updates (0.1, or 1 without a terminal)")
         ->check(NumberIn(0.01, 3600))
         ->type_name("SECONDS");
     acquisition_.Describe(*app_);
@@ -57,10 +58,9 @@ class WatchCommand : public Command {
     device.StopAcquisition();
     if (status_.profiles == 0 && !Interrupted()) {
       throw Failure(ExitCode::kUnreachable, "no profiles came",
-                    "does the trigger come (tessaline trigger)? \"tessaline check\" looks at the "
-                    "board");
+                    "are there triggers (tessaline trigger)? \"tessaline check\" tests the board");
     }
-    return ExitCode::kOk;  // Ctrl-C is how it is ended
+    return ExitCode::kOk;  // Ctrl-C is the normal end
   }
 
  private:
@@ -90,7 +90,8 @@ class WatchCommand : public Command {
 
   void Use(const Model& model, const Delivery& delivery) {
     if (delivery.is_image) return;
-    ReadStrips(delivery.first, delivery.bytes, model.bytes_per_point(), [this](const Frame& frame) {
+    const unsigned point_bytes = model.product().PointBytes();
+    ReadStrips(delivery.first, delivery.bytes, point_bytes, [this](const Frame& frame) {
       ++status_.profiles;
       status_.last_id = frame.id;
       status_.encoder = frame.encoder_stamp;

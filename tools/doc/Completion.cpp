@@ -67,7 +67,7 @@ constexpr Choice kArguments[]{{" capture", "strips images"},
                               {" laser", "on off status"},
                               {" led", "off red green yellow blue magenta cyan white"}};
 
-// What may stand behind a path of sub-commands, one case of the script each.
+// What may follow a path of sub-commands, one case of the script for each.
 std::string Cases(const CLI::App& app, const std::string& path) {
   std::string words;
   for (const CLI::Option* option : app.get_options()) {
@@ -86,7 +86,7 @@ std::string Cases(const CLI::App& app, const std::string& path) {
 
 ExitCode WriteCompletion(const CLI::App& app) {
   std::string models;
-  for (const Family& family : kFamilies) models += fmt::format(" {}", family.codes);
+  for (const Family& family : products::kFamilies) models += fmt::format(" {}", family.codes);
   std::set<std::string_view> names;
   for (const auto& reg : VeltranoSDK::fpga::kAllRegisters) names.insert(reg.name);
   std::string registers;

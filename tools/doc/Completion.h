@@ -6,7 +6,7 @@
 
 namespace tool {
 
-// Prints a bash completion for all that the parser knows.
+// Prints a bash completion for everything that the parser knows.
 ExitCode WriteCompletion(const CLI::App& app);
 
 }  // namespace tool

@@ -9,7 +9,7 @@
 namespace tool {
 namespace {
 
-// Text as troff wants it: no command at the beginning of a line, no lost backslash.
+// Escapes text for troff: no command at the start of a line, no lost backslash.
 std::string Escaped(const std::string& text) {
   std::string escaped;
   for (std::size_t i = 0; i < text.size(); ++i) {
@@ -25,7 +25,7 @@ std::string Escaped(const std::string& text) {
   return escaped;
 }
 
-// Paragraphs as they are; lines that begin with blanks stay lines.
+// Keeps paragraphs; lines that begin with blanks stay separate lines.
 std::string Paragraphs(const std::string& text) {
   std::string page;
   std::istringstream lines(text);
@@ -67,10 +67,10 @@ std::string ExitStatus() {
 }
 
 std::string Environment() {
-  return ".SH ENVIRONMENT\n.TP\n.B TESSALINE_MODEL\nModel code, where \\-\\-model is not given.\n"
-         ".TP\n.B TESSALINE_BOARD\nModel code of the virtual board to run on, where \\-\\-virtual "
-         "is "
-         "not given.\n";
+  return ".SH ENVIRONMENT\n.TP\n.B TESSALINE_MODEL\nModel code, used when \\-\\-model is not "
+         "given.\n"
+         ".TP\n.B TESSALINE_BOARD\nModel code of the virtual board to run on, used when "
+         "\\-\\-virtual is not given.\n";
 }
 
 void WritePage(const CLI::App& app, const std::string& name, const std::string& directory) {

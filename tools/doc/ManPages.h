@@ -7,8 +7,8 @@
 
 namespace tool {
 
-// Writes the manual pages into a directory, tessaline.1 and one a sub-command, from what
-// --help shows.
+// Writes the manual pages into a directory, tessaline.1 and one per sub-command, from the texts of
+// --help.
 ExitCode WriteManPages(const CLI::App& app, const std::string& directory);
 
 }  // namespace tool

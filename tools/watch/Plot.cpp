@@ -6,7 +6,7 @@
 namespace tool {
 namespace {
 
-// Braille: two dots across, four down; the bit of each.
+// Braille: two dots across, four down, and the bit of each.
 constexpr std::array<std::array<unsigned, 2>, 4> kDots{
     {{0x01, 0x08}, {0x02, 0x10}, {0x04, 0x20}, {0x40, 0x80}}};
 constexpr unsigned kDotsAcross = 2;

@@ -45,7 +45,7 @@ std::string Status::AsPicture(std::string_view title, unsigned columns, unsigned
       cut(fmt::format("{}   {:.1f} profiles/s   id {}   encoder {}   CPU {}", title, rate, last_id,
                       encoder, temperature ? fmt::format("{:.1f} C", *temperature) : "?"));
   picture +=
-      cut(points.empty() ? "no line in this profile: is the laser on, the exposure long enough?"
+      cut(points.empty() ? "no line in this profile: is the laser on, is the exposure long enough?"
                          : fmt::format("{} points, rows {:.1f} to {:.1f} of {} x {} pixels",
                                        points.size(), top, bottom, width, height));
   constexpr unsigned kTextLines = 4;

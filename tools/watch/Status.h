@@ -12,7 +12,7 @@ namespace tool {
 struct Status {
   double seconds = 0;
   std::uint64_t profiles = 0;
-  double rate = 0;  // a second, lately
+  double rate = 0;  // per second, recently
   std::uint64_t last_id = 0;
   std::uint64_t encoder = 0;
   std::uint64_t missing = 0;
@@ -24,7 +24,7 @@ struct Status {
   unsigned height = 0;
   std::vector<Point> points;  // of the latest profile
 
-  // What is looked up, not counted: counters and temperature.
+  // Read from the device, not counted here: counters and temperature.
   void LookUp(const Family& family);
 
   std::string AsLine() const;

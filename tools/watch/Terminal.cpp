@@ -50,7 +50,7 @@ void Terminal::Send(const std::string& text) const {
   std::size_t sent = 0;
   while (sent < text.size()) {
     const ssize_t count = write(fd_, text.data() + sent, text.size() - sent);
-    if (count <= 0) return;  // a terminal that has gone is noticed elsewhere
+    if (count <= 0) return;  // a closed terminal is noticed elsewhere
     sent += static_cast<std::size_t>(count);
   }
 }

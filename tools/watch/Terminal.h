@@ -4,17 +4,17 @@
 
 namespace tool {
 
-// The user's terminal, if the output is one: plain ANSI, no library.
+// The user's terminal, if the output is one. Plain ANSI, no library.
 class Terminal {
  public:
   explicit Terminal(int fd);
-  // Shows the cursor again, on the screen as it was.
+  // Restores the screen and shows the cursor again.
   ~Terminal();
   Terminal(const Terminal&) = delete;
   Terminal& operator=(const Terminal&) = delete;
 
   bool present() const { return present_; }
-  // As it is now: it may be resized at any time.
+  // The current size; the terminal may be resized at any time.
   unsigned columns() const;
   unsigned rows() const;
 

@@ -2,16 +2,16 @@
  * @file
  * Control interface of the virtual board, libtessaline-board.so.
  *
- * The virtual board stands where the C library's file calls go: load it with
- * LD_PRELOAD or link a program with it, and the device nodes of one sensor board
- * exist for that process. This header is for programs that want to look at the
- * board from the other side: tests, and people who plant faults.
+ * The virtual board stands in front of the C library's file calls. Load it with LD_PRELOAD
+ * or link a program with it, and the device nodes of one sensor board exist for that
+ * process. This header shows the board from the other side: for tests, and for programs
+ * that plant faults.
  *
- * Without a call into this interface the board is set up by the environment:
+ * Unless a program calls this interface, the environment sets up the board:
  *   TESSALINE_BOARD             model code; without it nothing is interposed
- *   TESSALINE_BOARD_SLEEP       factor on every sleep of the process, 0 skips them (1)
+ *   TESSALINE_BOARD_SLEEP       factor on every sleep of the process; 0 skips them (1)
  *   TESSALINE_BOARD_PACE        "real" (default), or "free": triggers come as fast
- *                               as buffers come back
+ *                               as buffers are returned
  *   TESSALINE_BOARD_STRIPS      strips per strip buffer (10)
  *   TESSALINE_BOARD_FAULTS      faults planted at power-up: "call video1 VIDIOC_DQBUF EIO; absent
  *                               eeprom", or "@FILE"; see docs/virtual-board.md
@@ -40,19 +40,19 @@ extern "C" {
  *
  * @param model  model code; its first three characters choose the board, the rest
  *               may choose a variant ("K3810", "...arm_rebuild", "...ch16...")
- * @return 0, or -1 for a model no board is known for (nothing changes).
+ * @return 0, or -1 for an unknown model (nothing changes).
  */
 int tessaline_board_select(const char* model);
 
-/** Unplugs the board: its device nodes are gone. Open descriptors fail with ENODEV. */
+/** Unplugs the board: its device nodes disappear. Open descriptors fail with ENODEV. */
 void tessaline_board_unplug(void);
 
 /**
  * Scales the sleeps of the process (usleep, nanosleep, sleep, relative
- * clock_nanosleep). They are in the transcript with the length asked for.
+ * clock_nanosleep). The transcript shows the length asked for.
  *
- * @param factor  1 sleeps as asked, 0 not at all. Time the process did not sleep
- *                is added to the board's clock, so its counters run on as if it had.
+ * @param factor  1 sleeps as asked, 0 not at all. Time not slept is added to the board's
+ *                clock, so its counters advance as if the process had slept.
  */
 void tessaline_board_set_sleep_factor(double factor);
 
@@ -61,7 +61,7 @@ enum tessaline_board_pace {
   TESSALINE_BOARD_REAL_TIME, /**< a trigger per trigger spacing; no free buffer: lost */
   TESSALINE_BOARD_FREE_RUN   /**< a trigger whenever a buffer is free; none is lost */
 };
-/** How the timed triggers come. */
+/** Sets what timed triggers follow. */
 void tessaline_board_set_pace(enum tessaline_board_pace pace);
 
 /** Strips the FPGA packs into one strip buffer (1 .. what fits); fewer after 50 ms. */
@@ -71,24 +71,23 @@ void tessaline_board_set_strips_per_buffer(unsigned strips);
 
 /** How a transcript is written. */
 enum tessaline_board_format {
-  TESSALINE_BOARD_TEXT,      /**< a line an event */
-  TESSALINE_BOARD_JSON_LINES /**< an object an event, with time and thread */
+  TESSALINE_BOARD_TEXT,      /**< one line per event */
+  TESSALINE_BOARD_JSON_LINES /**< one object per event, with time and thread */
 };
 
 /**
  * Everything that crossed the system-call surface since power-up or the last
- * clear, in order. Text: one line an event, "<device> <operation> <details>",
- * for example "fpga write IMAGE_BLOCK_1 TRI_SPACING = 0x00030d40" or
- * "sleep 1000"; without times and threads, so that two runs compare equal.
- * JSON lines carry time and thread too.
+ * clear, in order. Text has one line per event, "<device> <operation> <details>", for
+ * example "fpga write IMAGE_BLOCK_1 TRI_SPACING = 0x00030d40" or "sleep 1000". It has no
+ * times or threads, so two runs compare equal. JSON lines have both.
  *
- * @return text for the caller to free()
+ * @return the text; the caller frees it with free()
  */
 char* tessaline_board_transcript(enum tessaline_board_format format);
 
 /**
- * Writes it to a file, in JSON lines when the name ends with ".json". Takes nothing from the
- * heap, so it works in a process that is being ended in the middle of malloc too.
+ * Writes the transcript to a file, as JSON lines when the name ends in ".json". Does not
+ * use the heap, so it also works in a process that is ended in the middle of malloc.
  *
  * @return 0; -1 with errno
  */
@@ -97,13 +96,13 @@ int tessaline_board_transcript_save(const char* path);
 /** Empties the transcript. */
 void tessaline_board_transcript_clear(void);
 
-/** Stops (0) or resumes (1) recording, for long runs. */
+/** Stops (0) or resumes (1) recording. For long runs. */
 void tessaline_board_transcript_enable(int enable);
 
 /* --- FPGA registers -------------------------------------------------------------------- */
 
 /**
- * A register as the FPGA holds it, without a line in the transcript.
+ * Returns a register as the FPGA holds it, without a line in the transcript.
  *
  * @param block   VeltranoSDK::fpga::Block as a number
  * @param offset  byte offset in the block, a multiple of 4 below 0x100
@@ -115,14 +114,14 @@ void tessaline_board_register_set(unsigned block, uint32_t offset, uint32_t valu
 
 /* --- Faults ---------------------------------------------------------------------------- */
 
-/** In place of an errno. */
+/** What to use in place of an errno. */
 enum tessaline_board_fate {
-  /** The call does half of what it is asked: reads and writes half the bytes, I2C_RDWR
-      half its messages, SPI_IOC_MESSAGE half the bytes of each transfer; any other call is
-      made in full. In the transcript: "<device> <operation> cut short". */
+  /** The call does half of what it is asked: a read or write half the bytes, I2C_RDWR half
+      the messages, SPI_IOC_MESSAGE half the bytes of each transfer; any other call is made
+      in full. In the transcript: "<device> <operation> cut short". */
   TESSALINE_BOARD_SHORT = -1,
-  /** The call is made as ever. In the transcript: "<device> <operation> called"; so every
-      call that can be made to fail can be listed. */
+  /** The call is made normally. In the transcript: "<device> <operation> called". Use it to
+      list every call that can be made to fail. */
   TESSALINE_BOARD_CALLED = 0
 };
 
@@ -133,8 +132,8 @@ enum tessaline_board_fate {
  *                   "gpio", ...), or "*"
  * @param operation  "open", "read", "write", "mmap", "poll", an ioctl's name
  *                   ("VIDIOC_DQBUF", "I2C_RDWR", "SPI_IOC_MESSAGE"), or "*"
- * @param skip       so many matching calls succeed first
- * @param count      then so many fail; 0: all
+ * @param skip       number of matching calls that succeed first
+ * @param count      number of calls that then fail; 0: all
  * @param error      errno of the failure, or one of tessaline_board_fate
  */
 void tessaline_board_fault(const char* device, const char* operation, unsigned skip, unsigned count,
@@ -154,13 +153,13 @@ void tessaline_board_frame_fault(int stream, enum tessaline_board_frame_fault ki
                                  unsigned count);
 
 /**
- * Whether the driver of a device implements poll. Without it the device is ready at once for
- * everything that poll, select or epoll ask for, as the kernel says of such drivers;
- * VIDIOC_DQBUF and read still wait. Until the next tessaline_board_select().
+ * Sets whether the driver of a device implements poll. Without it poll, select and epoll
+ * always find the device ready for everything, as with such drivers in the kernel;
+ * VIDIOC_DQBUF and read still wait. Holds until the next tessaline_board_select().
  *
  * @param device       as the transcript names it: "video1", "uio0", ...
- * @param implemented  1 (as at first) or 0
- * @return 0, or -1: the board has no such device
+ * @param implemented  1 (default) or 0
+ * @return 0, or -1 when the board has no such device
  */
 int tessaline_board_set_poll(const char* device, int implemented);
 
@@ -168,17 +167,18 @@ int tessaline_board_set_poll(const char* device, int implemented);
 void tessaline_board_clear_faults(void);
 
 /**
- * Open files of a device at this moment, to find descriptors that were left open.
+ * Counts the open files of a device, to find descriptors that were left open.
  *
  * @param device  as the transcript names it: "i2c-0", "gpio", "iio", "uio0", ...
- * @return -1 when the board has no such device or does not count (fpga, video)
+ * @return the number; -1 when the board has no such device or does not count its files
+ *         (fpga, video)
  */
 int tessaline_board_open_files(const char* device);
 
 /* --- Chips ----------------------------------------------------------------------------- */
 
 /**
- * A chip's register or memory byte, from the chip's own side.
+ * Reads a chip's register or memory byte from the chip's own side.
  *
  * @param chip     "sensor", "pot", "da", "eeprom"
  * @param address  register address; the EEPROM has 512 bytes, the K40's sensor counts
@@ -187,20 +187,20 @@ int tessaline_board_open_files(const char* device);
  */
 int tessaline_board_chip_get(const char* chip, unsigned address);
 
-/** Sets it. @return 0, or -1 as above */
+/** Sets a chip's register or memory byte. @return 0, or -1 as for tessaline_board_chip_get() */
 int tessaline_board_chip_set(const char* chip, unsigned address, unsigned value);
 
-/** A chip that is absent (0) answers nothing on its bus: on I2C that is an error, on SPI
- *  it reads 0. @return 0, or -1: no such chip */
+/** Fits (1) or removes (0) a chip. A missing chip does not answer on its bus: on I2C that is
+ *  an error, on SPI it reads as 0. @return 0, or -1 when there is no such chip */
 int tessaline_board_chip_present(const char* chip, int present);
 
 /** Level of a GPIO line: 0 or 1; -1 when it is not exported as an output. */
 int tessaline_board_gpio_level(unsigned line);
 
-/** Raw value the temperature file returns. */
+/** Sets the raw value that the temperature file returns. */
 void tessaline_board_set_temperature_raw(unsigned raw);
 
-/** Seconds until the armed watchdog would bite; negative when it has; -1000 not armed. */
+/** Seconds until the armed watchdog bites; negative when it has bitten; -1000 when not armed. */
 double tessaline_board_watchdog_left(void);
 
 /* --- Inputs ---------------------------------------------------------------------------- */
@@ -209,48 +209,49 @@ double tessaline_board_watchdog_left(void);
  *  edge raises the external-trigger interrupt when it is enabled. */
 void tessaline_board_external_trigger(int level);
 
-/** The DA converter's value has been taken over: raises the DA interrupt when enabled. */
+/** Reports that the DA converter has applied its value: raises the DA interrupt if enabled. */
 void tessaline_board_da_arrived(void);
 
 /** Interrupts raised on /dev/uio0 or /dev/uio1 since power-up. */
 unsigned tessaline_board_interrupts(unsigned index);
 
-/* --- Streams and scene: the truth a result can be compared with ------------------------- */
+/* --- Streams and scene: the truth to compare results with -------------------------------- */
 
-/** What became of a stream's frames on the board's side, since power-up. */
+/** What became of a stream's frames on the board's side since power-up. */
 struct tessaline_board_stream_stats {
   uint64_t frames;    /**< images, or strips, the FPGA produced */
   uint64_t delivered; /**< of these, written into a buffer */
   uint64_t lost;      /**< no buffer was queued */
   uint64_t buffers;   /**< buffers handed to the driver's done queue */
 };
-/** stream 0: images, 1: strips. */
+/** Reads a stream's counters. stream 0: images, 1: strips. */
 void tessaline_board_stream_stats(int stream, struct tessaline_board_stream_stats* out);
 
 /**
- * Keeps (1) checksums of the last 65536 frames as the FPGA produces them, or stops (0).
- * Frame faults planted are not in them: a frame that goes wrong differs from its own.
+ * Starts (1) or stops (0) keeping checksums of the last 65536 frames. They are taken before
+ * planted frame faults, so a faulty frame does not match its checksum.
  */
 void tessaline_board_keep_checksums(int enable);
 
 /**
- * The checksum of a frame, by tessaline_board_checksum(): of an image its pixels in
- * natural order and the 32 bytes behind them, of a strip its header and points.
+ * Looks up the checksum of a frame, as tessaline_board_checksum() makes it: for an image
+ * over its pixels in natural order and the 32 bytes behind them, for a strip over its header
+ * and points.
  *
- * @return 0, or -1: no such frame, or none kept of it (any more)
+ * @return 0, or -1 when there is no such frame, or no checksum of it (any more)
  */
 int tessaline_board_frame_checksum(uint64_t frame_id, uint64_t* checksum);
 
-/** The same of any bytes. */
+/** The same checksum of any bytes. */
 uint64_t tessaline_board_checksum(const void* data, size_t bytes);
 
 /** Height of the scene in mm at (x across, y along the movement), both in mm. */
 double tessaline_board_scene_height(double x_mm, double y_mm);
 
-/** Row of the laser line on the full sensor for a height, in pixels; see docs. */
+/** Row of the laser line on the full sensor for a height, in pixels; see docs/virtual-board.md. */
 double tessaline_board_scene_row(double height_mm);
 
-/** Where a full-sensor column looks across the scene, in mm. */
+/** Where across the scene a column of the full sensor looks, in mm. */
 double tessaline_board_scene_x(double column);
 
 /** Encoder counts per mm of movement. */

@@ -12,8 +12,9 @@ namespace VeltranoSDK {
 
 namespace {
 
-bool WriteFile(const std::string& path, int flags, const std::string& text, const char* failure) {
-  const int fd = OpenDevice(path.c_str(), flags);
+// Without the heap: the laser goes off at the end of a process, whatever that has interrupted.
+bool WriteFile(const char* path, int flags, std::string_view text, const char* failure) {
+  const int fd = OpenDevice(path, flags);
   if (fd < 0) {
     puts(failure);
     return false;
@@ -28,23 +29,20 @@ bool WriteFile(const std::string& path, int flags, const std::string& text, cons
 
 }  // namespace
 
-SysfsGpio::SysfsGpio()
-    : export_path_("/sys/class/gpio/export"), out_("out"), in_("in"), high_("1"), low_("0") {}
+SysfsGpio::SysfsGpio(std::string pin, const GpioLineTexts& texts)
+    : pin_(std::move(pin)), texts_(texts) {
+  std::tie(direction_path_, value_path_) = GenerateDirectionAndValueBy(pin_);
+}
 
 std::pair<std::string, std::string> SysfsGpio::GenerateDirectionAndValueBy(const std::string& pin) {
   const std::string line = "/sys/class/gpio/gpio" + pin;
   return {line + "/direction", line + "/value"};
 }
 
-SysfsGpio::Line::Line(std::string pin) : number(std::move(pin)) {
-  std::tie(direction_path, value_path) = GenerateDirectionAndValueBy(number);
-}
-
-bool SysfsGpio::Drive(const Line& line, const std::string& value,
-                      const GpioLineTexts& texts) const {
-  return WriteFile(export_path_, O_WRONLY, line.number, texts.export_failed) &&
-         WriteFile(line.direction_path, O_WRONLY, out_, texts.direction_failed) &&
-         WriteFile(line.value_path, O_RDWR, value, texts.value_failed);
+bool SysfsGpio::Drive(std::string_view value) const {
+  return WriteFile("/sys/class/gpio/export", O_WRONLY, pin_, texts_.export_failed) &&
+         WriteFile(direction_path_.c_str(), O_WRONLY, "out", texts_.direction_failed) &&
+         WriteFile(value_path_.c_str(), O_RDWR, value, texts_.value_failed);
 }
 
 }  // namespace VeltranoSDK

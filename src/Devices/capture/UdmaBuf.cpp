@@ -57,7 +57,7 @@ UdmaBuf::UdmaBuf(unsigned long offset, unsigned long size) : offset_(offset), si
   static_assert(kAttributeFiles.size() == kCount);
   for (std::size_t i = 0; i < attributes_.size(); ++i) {
     attributes_[i] = OpenDevice(kAttributeFiles[i].path, O_WRONLY);
-    if (attributes_[i] < 0) LogError()(kAttributeFiles[i].error);
+    if (attributes_[i] < 0) LogError()("%s", kAttributeFiles[i].error);
   }
 }
 

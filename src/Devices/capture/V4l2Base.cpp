@@ -118,7 +118,7 @@ std::byte* V4l2Base::DqBuf() {
   Enter(__func__);
   const Buffer* buffer = Dequeue(By::kOrder);
   if (buffer == nullptr) return nullptr;
-  AfterDequeue(current_.index, buffer->size);
+  AfterDequeue(last_index_, buffer->size);
   return buffer->data;
 }
 
@@ -126,7 +126,7 @@ std::byte* V4l2Base::DqBuf(unsigned int& index) {
   Enter(__func__);
   const Buffer* buffer = Dequeue(By::kIndex);
   if (buffer == nullptr) return nullptr;
-  index = current_.index;
+  index = last_index_;
   return buffer->data;
 }
 
@@ -146,8 +146,8 @@ void V4l2Base::Forget() {
 }
 
 void V4l2Base::ForgetLocked() {
-  has_current_ = false;
-  current_ = BufferDescriptor(0);
+  current_.reset();
+  last_index_ = 0;
   LetGo();
   in_hand_ = false;
 }
@@ -160,12 +160,9 @@ const V4l2Base::Buffer* V4l2Base::Dequeue(By by) {
     const std::lock_guard lock(memory_mutex_);
     if (dequeued.index < buffers_.size() && buffers_[dequeued.index].data != nullptr) {
       Buffer& buffer = buffers_[dequeued.index];
-      if (by == By::kIndex) {
-        buffer.taken = dequeued;
-        buffer.is_taken = true;
-      }
+      if (by == By::kIndex) buffer.taken = dequeued;
       current_ = dequeued;
-      has_current_ = true;
+      last_index_ = dequeued.index;
       holder_ = std::this_thread::get_id();
       in_hand_ = true;
       return &buffer;
@@ -182,14 +179,14 @@ bool V4l2Base::QBuf() {
   int error = EINVAL;
   {
     const std::lock_guard lock(memory_mutex_);
-    if (has_current_) {
-      Buffer& buffer = buffers_[current_.index];
-      BeforeQueue(current_.index, buffer.size);
-      error = Queue(current_);
+    if (current_) {
+      Buffer& buffer = buffers_[current_->index];
+      BeforeQueue(current_->index, buffer.size);
+      error = Queue(*current_);
       LetGo();
       if (error == 0) {
-        has_current_ = false;
-        buffer.is_taken = false;
+        current_.reset();
+        buffer.taken.reset();
         in_hand_ = false;
         return true;
       }
@@ -204,16 +201,16 @@ bool V4l2Base::QBuf(unsigned int index) {
   {
     const SignalsBlocked no_handler_here;
     const std::lock_guard lock(memory_mutex_);
-    if (index < buffers_.size() && buffers_[index].is_taken) {
+    if (index < buffers_.size() && buffers_[index].taken) {
       Buffer& buffer = buffers_[index];
       if (buffer.size >= kCompletionMarkerBytes) {
         memset(buffer.data + buffer.size - kCompletionMarkerBytes, 0, kCompletionMarkerBytes);
       }
-      error = Queue(buffer.taken);
+      error = Queue(*buffer.taken);
       if (error == 0) {
-        buffer.is_taken = false;
-        if (has_current_ && current_.index == index) {
-          has_current_ = false;
+        buffer.taken.reset();
+        if (current_ && current_->index == index) {
+          current_.reset();
           LetGo();
         }
         return true;
@@ -288,11 +285,11 @@ bool V4l2Base::Close() {
 
 unsigned int V4l2Base::Index() {
   Enter(__func__);
-  return current_.index;
+  return last_index_;
 }
 
 std::size_t V4l2Base::BufferSize() {
-  return current_.index < buffers_.size() ? buffers_[current_.index].size : 0;
+  return last_index_ < buffers_.size() ? buffers_[last_index_].size : 0;
 }
 
 }  // namespace VeltranoSDK::DevFOps

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -61,8 +62,7 @@ class V4l2Base {
   struct Buffer {
     std::byte* data = nullptr;  // null: not granted by the driver
     std::size_t size = 0;
-    v4l2_buffer taken{};  // as DqBuf(index) got it
-    bool is_taken = false;
+    std::optional<v4l2_buffer> taken;  // as DqBuf(index) got it, until it goes back
   };
 
   // file: of the flavour, for the log.
@@ -121,8 +121,8 @@ class V4l2Base {
   const char* const file_;
   Relaxed<int> fd_ = -1;
   std::vector<Buffer> buffers_;
-  v4l2_buffer current_{};
-  bool has_current_ = false;
+  std::optional<v4l2_buffer> current_;  // the buffer last dequeued, until it goes back
+  unsigned int last_index_ = 0;         // and its index, also afterwards
   // Of the thread that dequeues alone: it has not given the last buffer back itself.
   bool in_hand_ = false;
 };

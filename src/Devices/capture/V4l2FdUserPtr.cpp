@@ -4,7 +4,7 @@
 
 namespace VeltranoSDK::DevFOps {
 
-V4l2FdUserPtr::V4l2FdUserPtr() : V4l2FdUserPtr("V4l2FdUserPtr") {}
+V4l2FdUserPtr::V4l2FdUserPtr() : V4l2FdUserPtr(__builtin_FILE()) {}
 
 V4l2FdUserPtr::V4l2FdUserPtr(const char* file) : V4l2Base(V4L2_MEMORY_USERPTR, file) {}
 

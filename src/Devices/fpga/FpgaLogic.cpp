@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "Devices/bus/Bytes.h"
 #include "Devices/fpga/FpgaLogicUnit.h"
 #include "Devices/fpga/FpgaRegister.h"
 #include "Devices/sensor/CmosSensor.h"
@@ -46,17 +47,17 @@ bool FpgaLogic::WriteOrTell(const fpga::Register& reg, unsigned int value, const
   return false;
 }
 
-unsigned int FpgaLogic::Change(const fpga::Register& reg, unsigned int kept, unsigned int set) {
+unsigned int FpgaLogic::Update(const fpga::Register& reg, unsigned int mask, unsigned int bits) {
   Unit unit(*this, {{Unit::kRead, reg}, {Unit::kWrite, reg}});
-  return unit.Write(reg, (unit.Read(reg) & kept) | set);
+  return unit.Write(reg, Replaced(unit.Read(reg), mask, bits));
 }
 
 unsigned int FpgaLogic::Update(const fpga::Field& field, unsigned int value) {
-  return Change(field.reg, ~field.Mask(), field.In(0, value));
+  return Update(field.reg, field.Mask(), field.In(0, value));
 }
 
-unsigned int FpgaLogic::Merge(const fpga::Field& field, unsigned int value, unsigned int kept) {
-  return Change(field.reg, kept & ~field.Mask(), value << field.shift);
+unsigned int FpgaLogic::Merge(const fpga::Field& field, unsigned int value, unsigned int lost) {
+  return Update(field.reg, field.Mask() | lost, value << field.shift);
 }
 
 void FpgaLogic::Pulse(const fpga::Register& reg, unsigned int raised, unsigned int lowered) {
@@ -142,8 +143,7 @@ unsigned int FpgaLogic::GetCmosMaxDrive() const {
 bool FpgaLogic::SetLaserMode(LaserMode mode) {
   Trace(__func__);
   // Everything but the two known bits is cleared on purpose.
-  constexpr unsigned int kKept = fpga::kLaserMode.Mask() | fpga::kTriggerLostReset.Mask();
-  Merge(fpga::kLaserMode, mode & 1u, kKept);
+  Merge(fpga::kLaserMode, mode & 1u, ~(fpga::kLaserMode.Mask() | fpga::kTriggerLostReset.Mask()));
   return true;
 }
 

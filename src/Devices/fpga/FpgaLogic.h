@@ -242,18 +242,18 @@ class FpgaLogic {
   // Puts the text on the standard output when the write fails.
   bool WriteOrTell(const fpga::Register& reg, unsigned int value, const char* text);
 
-  // Reads a register, keeps these of its bits, sets those and writes it back; no other
-  // thread's access comes in between. The write's result.
-  unsigned int Change(const fpga::Register& reg, unsigned int kept, unsigned int set);
+  // Reads a register, replaces the bits of `mask` and writes it back; no other thread's
+  // access comes in between. The write's result.
+  unsigned int Update(const fpga::Register& reg, unsigned int mask, unsigned int bits);
   // The plain rule: read, replace the field, write. The write's result.
   unsigned int Update(const fpga::Field& field, unsigned int value);
   // The same for controls with a rule of their own: the value is not cut to the
-  // field, and of the old word only the bits in `kept` survive.
-  unsigned int Merge(const fpga::Field& field, unsigned int value, unsigned int kept = ~0u);
+  // field, and the register loses the bits in `lost` as well.
+  unsigned int Merge(const fpga::Field& field, unsigned int value, unsigned int lost = 0);
 
  private:
-  // ISP_CTRL keeps only these of its old bits on an update.
-  static constexpr unsigned int kIspControls = 0xFF;
+  // ISP_CTRL loses these of its old bits on an update.
+  static constexpr unsigned int kLostByIspControl = ~0xFFu;
 
   using OutputField = fpga::Field fpga::DigitalOutputFields::*;
   bool UpdateOutput(DigitalOutputChannel channel, OutputField field, unsigned int value,

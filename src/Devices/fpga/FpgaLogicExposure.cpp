@@ -82,13 +82,13 @@ bool FpgaLogic::SetExposureNumDelta(unsigned int delta) {
 bool FpgaLogic::SetExpNum(unsigned int count) {
   Trace(__func__);
   if (!IsExposureCount(count)) return false;
-  unsigned int kept = ~fpga::kExposureCount.Mask();
-  unsigned int set = fpga::kExposureCount.In(0, count);
+  unsigned int mask = fpga::kExposureCount.Mask();
+  unsigned int bits = fpga::kExposureCount.In(0, count);
   if (collect_mode_ == kCollectLaserLine) {
-    kept &= ~fpga::kExposureDelta.Mask();
-    set = fpga::kExposureDelta.In(set, kLaserLineExposureDelta);
+    mask |= fpga::kExposureDelta.Mask();
+    bits = fpga::kExposureDelta.In(bits, kLaserLineExposureDelta);
   }
-  Change(fpga::EXPOSURE_NUM, kept, set);
+  Update(fpga::EXPOSURE_NUM, mask, bits);
   return true;
 }
 

@@ -82,22 +82,23 @@ bool FpgaLogic::SetImageReadoutParam(unsigned int width, unsigned int height,
   const unsigned int block = PixelsPerBlock(sensor->model());
   Write(fpga::ISP_WIDTH, block == 0 ? 0 : width / block);
   Write(fpga::ISP_HEIGHT, block == 0 ? 0 : height / block);
-  Merge(fpga::kIspReadoutMode, mode == kDriveMode11 ? kHalfReadout : kNormalReadout, kIspControls);
+  Merge(fpga::kIspReadoutMode, mode == kDriveMode11 ? kHalfReadout : kNormalReadout,
+        kLostByIspControl);
   return true;
 }
 
 bool FpgaLogic::SetPLDriveMode(ReadoutDriveMode mode) {
   Trace(__func__);
   // Half readout starts from a cleared offset.
-  const unsigned int kept = mode == kDriveMode11 ? 0 : ~fpga::kPlDriveMode.Mask();
-  Change(fpga::ROI_OFFSET, kept, fpga::kPlDriveMode.In(0, PlDriveCode(mode)));
+  const unsigned int mask = mode == kDriveMode11 ? ~0u : fpga::kPlDriveMode.Mask();
+  Update(fpga::ROI_OFFSET, mask, fpga::kPlDriveMode.In(0, PlDriveCode(mode)));
   return true;
 }
 
 bool FpgaLogic::SetRoiOffset(unsigned int x, unsigned int y) {
   Trace(__func__);
-  const unsigned int replaced = fpga::kRoiOffsetX.Mask() | fpga::kRoiOffsetY.Mask();
-  Change(fpga::ROI_OFFSET, ~replaced, fpga::kRoiOffsetY.In(fpga::kRoiOffsetX.In(0, x), y));
+  const unsigned int mask = fpga::kRoiOffsetX.Mask() | fpga::kRoiOffsetY.Mask();
+  Update(fpga::ROI_OFFSET, mask, fpga::kRoiOffsetY.In(fpga::kRoiOffsetX.In(0, x), y));
   return true;
 }
 

@@ -7,7 +7,7 @@ namespace VeltranoSDK {
 namespace {
 
 // BRI_THRES loses whatever stands above its two fields on an update.
-constexpr unsigned int kBrightnessBits = fpga::kBrightnessMax.Mask() | fpga::kBrightnessMin.Mask();
+constexpr unsigned int kLost = ~(fpga::kBrightnessMax.Mask() | fpga::kBrightnessMin.Mask());
 
 }  // namespace
 
@@ -16,25 +16,25 @@ unsigned int FpgaLogic::SetISPHeight(unsigned int height) {
 }
 
 unsigned int FpgaLogic::SetBinEnable(unsigned int enable) {
-  return Merge(fpga::kIspBinning, enable & 1u, kIspControls);
+  return Merge(fpga::kIspBinning, enable & 1u, kLostByIspControl);
 }
 
 unsigned int FpgaLogic::SetHotpixelEnable(unsigned int enable) {
-  return Merge(fpga::kIspHotPixel, enable & 1u, kIspControls);
+  return Merge(fpga::kIspHotPixel, enable & 1u, kLostByIspControl);
 }
 
 unsigned int FpgaLogic::SetImgFlippingEnable(unsigned int enable) {
-  return Merge(fpga::kIspFlipping, enable & 1u, kIspControls);
+  return Merge(fpga::kIspFlipping, enable & 1u, kLostByIspControl);
 }
 
 unsigned int FpgaLogic::SetObOffset(unsigned int offset) { return Write(fpga::OB_OFFSET, offset); }
 
 unsigned int FpgaLogic::SetBriThresMax(unsigned int threshold) {
-  return Merge(fpga::kBrightnessMax, threshold, kBrightnessBits);
+  return Merge(fpga::kBrightnessMax, threshold, kLost);
 }
 
 unsigned int FpgaLogic::SetBriThresMin(unsigned int threshold) {
-  return Merge(fpga::kBrightnessMin, threshold, kBrightnessBits);
+  return Merge(fpga::kBrightnessMin, threshold, kLost);
 }
 
 // The enhancement and erosion controls do not cut a value to its field: one that

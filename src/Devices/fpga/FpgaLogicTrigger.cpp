@@ -9,9 +9,9 @@ namespace VeltranoSDK {
 
 namespace {
 
-// MASTER_CTRL and IRQ_CTRL lose whatever stands above these bits on an update.
-constexpr unsigned int kMasterBits = fpga::kMasterId.Mask() | fpga::kMasterState.Mask();
-constexpr unsigned int kIrqBits = 0xFFFF;
+// MASTER_CTRL and IRQ_CTRL lose these bits on an update.
+constexpr unsigned int kLostByMaster = ~(fpga::kMasterId.Mask() | fpga::kMasterState.Mask());
+constexpr unsigned int kLostByIrq = ~0xFFFFu;
 
 }  // namespace
 
@@ -194,13 +194,13 @@ unsigned int FpgaLogic::GetExternalTriggerLevel() const {
 
 bool FpgaLogic::ExternalTriggerIrqCtrl(STATE state) {
   Trace(__func__);
-  Merge(fpga::kExternalTriggerIrqEnable, state, kIrqBits);
+  Merge(fpga::kExternalTriggerIrqEnable, state, kLostByIrq);
   return true;
 }
 
 bool FpgaLogic::DaIrqCtrl(STATE state) {
   Trace(__func__);
-  Merge(fpga::kDaIrqEnable, state, kIrqBits);
+  Merge(fpga::kDaIrqEnable, state, kLostByIrq);
   return true;
 }
 
@@ -220,7 +220,7 @@ unsigned int FpgaLogic::GetExtinWidth() const {
 
 bool FpgaLogic::SetMasterState(STATE state) {
   Trace(__func__);
-  Merge(fpga::kMasterState, state & 1u, kMasterBits);
+  Merge(fpga::kMasterState, state & 1u, kLostByMaster);
   return true;
 }
 
@@ -231,7 +231,7 @@ unsigned int FpgaLogic::GetMasterState() const {
 
 bool FpgaLogic::SetMasterConctrolID(unsigned int id) {
   Trace(__func__);
-  Merge(fpga::kMasterId, id & fpga::kMasterId.LowMask(), kMasterBits);
+  Merge(fpga::kMasterId, id & fpga::kMasterId.LowMask(), kLostByMaster);
   return true;
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "Devices/bus/Bytes.h"
 #include "Neighbours.h"
 #include "log/Log.h"
 
@@ -18,9 +19,7 @@ constexpr unsigned int kWriteWiper = 1u << 10;
 constexpr unsigned int kWriteControl = 7u << 10;
 constexpr unsigned int kWiperUnlocked = 0x02;
 
-std::vector<std::uint8_t> BytesOf(unsigned int frame) {
-  return {static_cast<std::uint8_t>(frame >> 8), static_cast<std::uint8_t>(frame)};
-}
+std::vector<std::uint8_t> BytesOf(unsigned int frame) { return {HighByte(frame), LowByte(frame)}; }
 
 }  // namespace
 

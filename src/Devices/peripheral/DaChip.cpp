@@ -1,5 +1,6 @@
 #include "Devices/peripheral/DaChip.h"
 
+#include "Devices/bus/Bytes.h"
 #include "Neighbours.h"
 #include "log/Log.h"
 
@@ -16,8 +17,8 @@ DaChip::DaChip() : i2c_(neighbour::DaChipBus(), kAddress) {}
 bool DaChip::Write(int value) {
   Trace(__func__);
   // Above the upper four bits of the value are the power-down bits: all 0, powered.
-  return i2c_.I2cRdWr(
-      {static_cast<std::uint8_t>((value >> 8) & 0x0F), static_cast<std::uint8_t>(value & 0xFF)});
+  const unsigned int code = value & 0x0FFF;
+  return i2c_.I2cRdWr({HighByte(code), LowByte(code)});
 }
 
 }  // namespace VeltranoSDK

@@ -6,21 +6,17 @@
 namespace VeltranoSDK {
 
 Laser::Laser()
-    : pin1_(neighbour::LineNumber(BoardLine::kLaser1)),
-      pin28_(neighbour::LineNumber(BoardLine::kLaser2)) {}
+    : pin1_(neighbour::LineNumber(BoardLine::kLaser1), kLaserPin1Texts),
+      pin28_(neighbour::LineNumber(BoardLine::kLaser2), kLaserPin28Texts) {}
 
 bool Laser::Open() {
   Trace(__func__);
-  return DriveBoth(high_);
+  return pin1_.Drive(SysfsGpio::kHigh) && pin28_.Drive(SysfsGpio::kHigh);
 }
 
 bool Laser::Close() {
   Trace(__func__);
-  return DriveBoth(low_);
-}
-
-bool Laser::DriveBoth(const std::string& value) const {
-  return Drive(pin1_, value, kLaserPin1Texts) && Drive(pin28_, value, kLaserPin28Texts);
+  return pin1_.Drive(SysfsGpio::kLow) && pin28_.Drive(SysfsGpio::kLow);
 }
 
 }  // namespace VeltranoSDK

@@ -5,7 +5,7 @@
 namespace VeltranoSDK {
 
 // The laser's two enable lines.
-class Laser : private SysfsGpio {
+class Laser {
  public:
   Laser();
 
@@ -13,10 +13,8 @@ class Laser : private SysfsGpio {
   bool Close();
 
  private:
-  bool DriveBoth(const std::string& value) const;
-
-  Line pin1_;
-  Line pin28_;
+  SysfsGpio pin1_;
+  SysfsGpio pin28_;
 };
 
 }  // namespace VeltranoSDK

@@ -7,18 +7,18 @@
 
 namespace VeltranoSDK {
 
-LaserLed::LaserLed() : pin63_(neighbour::LineNumber(BoardLine::kLaserLed)) {
+LaserLed::LaserLed() : pin63_(neighbour::LineNumber(BoardLine::kLaserLed), kLaserLedTexts) {
   if (!Close()) puts("error: LaserLed Close() ");
 }
 
 bool LaserLed::Open() {
   Trace(__func__);
-  return Drive(pin63_, high_, kLaserLedTexts);
+  return pin63_.Drive(SysfsGpio::kHigh);
 }
 
 bool LaserLed::Close() {
   Trace(__func__);
-  return Drive(pin63_, low_, kLaserLedTexts);
+  return pin63_.Drive(SysfsGpio::kLow);
 }
 
 }  // namespace VeltranoSDK

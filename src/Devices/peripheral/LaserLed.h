@@ -5,7 +5,7 @@
 namespace VeltranoSDK {
 
 // The laser-on indicator; off from construction on.
-class LaserLed : private SysfsGpio {
+class LaserLed {
  public:
   LaserLed();
 
@@ -13,7 +13,7 @@ class LaserLed : private SysfsGpio {
   bool Close();
 
  private:
-  Line pin63_;
+  SysfsGpio pin63_;
 };
 
 }  // namespace VeltranoSDK

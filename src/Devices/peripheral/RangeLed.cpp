@@ -13,40 +13,38 @@ STATE Bit(RangeLed::Color color, unsigned int bit) {
   return static_cast<STATE>((color >> bit) & 1u);
 }
 
+const char* ValueOf(STATE state) {
+  if (state == kOn) return SysfsGpio::kHigh;
+  return state == kOff ? SysfsGpio::kLow : "";
+}
+
 }  // namespace
 
 RangeLed::RangeLed()
-    : pin55_(neighbour::LineNumber(BoardLine::kRangeRed)),
-      pin56_(neighbour::LineNumber(BoardLine::kRangeGreen)),
-      pin57_(neighbour::LineNumber(BoardLine::kRangeBlue)) {
+    : pin55_(neighbour::LineNumber(BoardLine::kRangeRed), kRedTexts),
+      pin56_(neighbour::LineNumber(BoardLine::kRangeGreen), kGreenTexts),
+      pin57_(neighbour::LineNumber(BoardLine::kRangeBlue), kBlueTexts) {
   if (!SetColor(BLACK)) puts("error: RangeLed SetColor(RangeLed::Color::BLACK) ");
 }
 
 bool RangeLed::SetR(STATE state) {
   Trace(__func__);
-  return DriveTo(pin55_, state, kRedTexts);
+  return pin55_.Drive(ValueOf(state));
 }
 
 bool RangeLed::SetG(STATE state) {
   Trace(__func__);
-  return DriveTo(pin56_, state, kGreenTexts);
+  return pin56_.Drive(ValueOf(state));
 }
 
 bool RangeLed::SetB(STATE state) {
   Trace(__func__);
-  return DriveTo(pin57_, state, kBlueTexts);
+  return pin57_.Drive(ValueOf(state));
 }
 
 bool RangeLed::SetColor(Color color) {
   Trace(__func__);
   return SetR(Bit(color, 0)) && SetG(Bit(color, 1)) && SetB(Bit(color, 2));
-}
-
-bool RangeLed::DriveTo(const Line& line, STATE state, const GpioLineTexts& texts) const {
-  std::string value;
-  if (state == kOn) value = high_;
-  if (state == kOff) value = low_;
-  return Drive(line, value, texts);
 }
 
 }  // namespace VeltranoSDK

@@ -6,7 +6,7 @@
 namespace VeltranoSDK {
 
 // The red, green and blue status light; dark from construction on.
-class RangeLed : private SysfsGpio {
+class RangeLed {
  public:
   // Bit 0 red, bit 1 green, bit 2 blue.
   enum Color : unsigned int {
@@ -30,11 +30,9 @@ class RangeLed : private SysfsGpio {
   bool SetColor(Color color);
 
  private:
-  bool DriveTo(const Line& line, STATE state, const GpioLineTexts& texts) const;
-
-  Line pin55_;
-  Line pin56_;
-  Line pin57_;
+  SysfsGpio pin55_;
+  SysfsGpio pin56_;
+  SysfsGpio pin57_;
 };
 
 }  // namespace VeltranoSDK

@@ -1,5 +1,6 @@
 #include "Devices/peripheral/TPL0401B.h"
 
+#include "Devices/bus/Bytes.h"
 #include "Neighbours.h"
 #include "log/Log.h"
 
@@ -22,7 +23,7 @@ bool TPL0401B::SetPosition(float percent) {
   Trace(__func__);
   const unsigned int step = StepOf(percent, resolution_) & 0xFFFFu;
   const unsigned int code = kHighestStep - (step < kSteps ? step : kHighestStep);
-  return i2c_.I2cRdWr({kWiperRegister, static_cast<std::uint8_t>(code)});
+  return i2c_.I2cRdWr({kWiperRegister, LowByte(code)});
 }
 
 }  // namespace VeltranoSDK

@@ -7,7 +7,6 @@
 #include <array>
 #include <cstddef>
 #include <cstdio>
-#include <utility>
 
 #include "log/Log.h"
 #include "thread/SystemCalls.h"
@@ -33,18 +32,17 @@ Text ReadLine(int fd) {
 
 }  // namespace
 
-XSysMonTemperatureOnChip::XSysMonTemperatureOnChip(std::string path) : path_(std::move(path)) {}
-
-float XSysMonTemperatureOnChip::ReadAndConvert(const Conversion& conversion) const {
+float XSysMonTemperatureOnChip::GetTemp() const {
+  const auto& [file, gain, steps, offset] = thermometer_;
   unsigned int raw = 0;
-  if (const int fd = OpenDevice(path_.c_str(), O_RDONLY); fd >= 0) {
+  if (const int fd = OpenDevice(file, O_RDONLY); fd >= 0) {
     if (sscanf(ReadLine(fd).data(), "%u", &raw) != 1) raw = 0;
     close(fd);
   } else {
-    LogError()("fopen %s failed!\n", path_.c_str());
+    LogError()("fopen %s failed!\n", file);
   }
-  const double scaled = static_cast<double>(static_cast<float>(raw)) * conversion.gain;
-  const auto degrees = static_cast<float>(scaled / conversion.steps + conversion.offset);
+  const double scaled = static_cast<double>(static_cast<float>(raw)) * gain;
+  const auto degrees = static_cast<float>(scaled / steps + offset);
   LogTrace()("GetTemp succuffully. temperature %f\n", static_cast<double>(degrees));
   return degrees;
 }

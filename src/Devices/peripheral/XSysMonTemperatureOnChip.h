@@ -1,6 +1,6 @@
 #pragma once
 
-#include <string>
+#include "tessaline/products.h"
 
 namespace VeltranoSDK {
 
@@ -11,21 +11,14 @@ class XSysMonTemperatureOnChip {
 
   // Degrees Celsius. Without the IIO device: an ERROR in the log and the value of a
   // raw reading of 0, which is below -270. Threads: any.
-  virtual float GetTemp() = 0;
+  float GetTemp() const;
 
  protected:
-  explicit XSysMonTemperatureOnChip(std::string path);
-
-  // raw x gain / steps + offset
-  struct Conversion {
-    double gain;
-    double steps;  // a power of two
-    double offset;
-  };
-  float ReadAndConvert(const Conversion& conversion) const;
+  explicit XSysMonTemperatureOnChip(const products::Thermometer& thermometer)
+      : thermometer_(thermometer) {}
 
  private:
-  std::string path_;
+  const products::Thermometer& thermometer_;
 };
 
 }  // namespace VeltranoSDK

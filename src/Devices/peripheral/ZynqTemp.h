@@ -8,8 +8,6 @@ namespace VeltranoSDK {
 class ZynqTemp : public XSysMonTemperatureOnChip {
  public:
   ZynqTemp();
-
-  float GetTemp() override;
 };
 
 }  // namespace VeltranoSDK

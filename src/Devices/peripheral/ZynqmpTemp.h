@@ -8,8 +8,6 @@ namespace VeltranoSDK {
 class ZynqmpTemp : public XSysMonTemperatureOnChip {
  public:
   ZynqmpTemp();
-
-  float GetTemp() override;
 };
 
 }  // namespace VeltranoSDK

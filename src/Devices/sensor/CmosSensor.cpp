@@ -1,22 +1,29 @@
 #include "Devices/sensor/CmosSensor.h"
 
+#include <cstdio>
+
+#include "Devices/fpga/FpgaLogic.h"
+#include "Neighbours.h"
 #include "log/Log.h"
+#include "thread/Pause.h"
 
 namespace VeltranoSDK {
 
-CmosSensor::CmosSensor(CmosSensorModel model, std::pair<unsigned int, unsigned int> resolution)
+CmosSensor::CmosSensor(CmosSensorModel model, std::pair<unsigned int, unsigned int> resolution,
+                       products::StripSize strips)
     : model_(model),
       resolution_(resolution),
       roi_height_(resolution.second),
-      roi_width_(resolution.first) {}
+      roi_width_(resolution.first),
+      strips_(strips) {}
 
 unsigned int CmosSensor::TransferMaxFrameValue() { return max_frame_value_; }
 
-unsigned int CmosSensor::GetStripBufferSize() { return strip_buffer_size_; }
+unsigned int CmosSensor::GetStripBufferSize() { return strips_.Bytes(); }
 
-unsigned int CmosSensor::GetStripWidth() { return strip_width_; }
+unsigned int CmosSensor::GetStripWidth() { return strips_.width; }
 
-unsigned int CmosSensor::GetStripHeight() { return strip_height_; }
+unsigned int CmosSensor::GetStripHeight() { return strips_.height; }
 
 bool CmosSensor::SetROI(unsigned int x, unsigned int y, unsigned int width, unsigned int height) {
   Trace(__func__);
@@ -44,18 +51,35 @@ bool CmosSensor::SetReadoutDriveDirection(ReadoutDriveDirection direction) {
   return SetReadoutDriveDirectionImpl(direction);
 }
 
-bool CmosSensor::InitializeKeepingReadout() {
-  const unsigned int x = roi_x_;
-  const unsigned int y = roi_y_;
-  const unsigned int height = roi_height_;
-  const unsigned int width = roi_width_;
-  const ReadoutDriveMode mode = read_out_drive_mode_;
-  const ReadoutDriveDirection direction = read_out_drive_direction_;
+CmosSensor::Readout CmosSensor::readout() const {
+  return {roi_x_, roi_y_, roi_width_, roi_height_, read_out_drive_mode_, read_out_drive_direction_};
+}
 
+void CmosSensor::PrepareTiming(FpgaLogic& fpga, unsigned int t_ges) {
+  fpga.SetTGes(t_ges);
+  fpga.SetLasTriPolarity(1);
+  fpga.SetCamTriPolarity(1);
+}
+
+void CmosSensor::StartTiming(FpgaLogic& fpga, unsigned int off_pause, unsigned int armed_pause) {
+  fpga.SetCmosTimingControl(kOff, kOff);
+  Pause(off_pause);
+  fpga.SetCmosTimingControl(kOff, kOn);
+  Pause(armed_pause);
+  fpga.SetCmosTimingControl(kOn, kOn);
+}
+
+bool CmosSensor::ResetAndRestore(const char* driver, unsigned int gain) {
+  const auto fpga = neighbour::Fpga(driver);
+  if (!fpga) return false;
+  fpga->CameraReset();
+  const Readout before = readout();
   bool done = RegisterInitialize(kDriveMode00);
-  done &= SetReadoutDriveDirection(direction);
-  done &= SetReadoutDriveMode(mode);
-  done &= SetROI(x, y, width, height);
+  done &= SetReadoutDriveDirection(before.direction);
+  done &= SetReadoutDriveMode(before.mode);
+  done &= SetROI(before.x, before.y, before.width, before.height);
+  done &= SetGain(gain);
+  if (!done) printf("%s::ResetAndInitialize() error.\n", driver);
   return done;
 }
 

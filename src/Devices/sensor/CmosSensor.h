@@ -3,9 +3,12 @@
 #include <utility>
 
 #include "Devices/sensor/CmosSensorTypes.h"
+#include "tessaline/products.h"
 #include "thread/Relaxed.h"
 
 namespace VeltranoSDK {
+
+class FpgaLogic;
 
 // One image sensor, whatever chip it is. Region of interest, readout mode and
 // direction are set through the non-virtual functions, which record the wish
@@ -15,7 +18,8 @@ namespace VeltranoSDK {
 // thread.
 class CmosSensor {
  public:
-  CmosSensor(CmosSensorModel model, std::pair<unsigned int, unsigned int> resolution);
+  CmosSensor(CmosSensorModel model, std::pair<unsigned int, unsigned int> resolution,
+             products::StripSize strips = products::kUsualStrips);
   virtual ~CmosSensor() = default;
   CmosSensor(const CmosSensor&) = delete;
   CmosSensor& operator=(const CmosSensor&) = delete;
@@ -64,10 +68,23 @@ class CmosSensor {
   ReadoutDriveDirection read_out_drive_direction() const { return read_out_drive_direction_; }
 
  protected:
-  // Programs the chip from the start and puts back direction, mode and region of
-  // interest as they were recorded before. Every step is taken, whatever became of
-  // the one before; false when one of them failed.
-  bool InitializeKeepingReadout();
+  // What is recorded of the readout.
+  struct Readout {
+    unsigned int x, y, width, height;
+    ReadoutDriveMode mode;
+    ReadoutDriveDirection direction;
+  };
+  Readout readout() const;
+
+  // What stands before the chip is programmed: its exposure shift, both triggers' polarity.
+  static void PrepareTiming(FpgaLogic& fpga, unsigned int t_ges);
+  // For a chip that runs: the FPGA's timing off, armed and on, with pauses in microseconds.
+  static void StartTiming(FpgaLogic& fpga, unsigned int off_pause, unsigned int armed_pause);
+
+  // Resets the chip, programs it from the start and puts back direction, mode and region
+  // of interest as they were recorded before, and the gain. Every step is taken, whatever
+  // became of the one before; false, and told under the driver's name, when one failed.
+  bool ResetAndRestore(const char* driver, unsigned int gain);
 
   virtual bool SetROIImpl(unsigned int x, unsigned int y, unsigned int width,
                           unsigned int height) = 0;
@@ -83,9 +100,7 @@ class CmosSensor {
   Relaxed<ReadoutDriveMode> read_out_drive_mode_;
   Relaxed<ReadoutDriveDirection> read_out_drive_direction_;
   unsigned int max_frame_value_ = 0x0136260D;
-  unsigned int strip_buffer_size_ = 1024 * 640;  // bytes: width x height
-  unsigned int strip_width_ = 1024;
-  unsigned int strip_height_ = 640;
+  const products::StripSize strips_;
 };
 
 }  // namespace VeltranoSDK

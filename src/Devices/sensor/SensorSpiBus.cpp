@@ -13,10 +13,10 @@ constexpr std::uint32_t kSpeedHz = 10'000'000;
 
 }  // namespace
 
-void SensorSpiBus::Access(const std::function<void()>& transfer) {
-  if (!Open(kDevice)) return;
-  if (SetOpt(kMode0, false, kBitsPerWord, kSpeedHz)) transfer();
-  Close();
+void SensorSpiBus::Access(const std::function<void(DevFOps::SpiDev&)>& transfer) {
+  if (!device_.Open(kDevice)) return;
+  if (device_.SetOpt(DevFOps::SpiDev::kMode0, false, kBitsPerWord, kSpeedHz)) transfer(device_);
+  device_.Close();
 }
 
 }  // namespace VeltranoSDK

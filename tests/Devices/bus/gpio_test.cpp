@@ -2,7 +2,7 @@
 // and what is said when one of its files cannot be opened.
 #include <cerrno>
 
-#include "DeviceTest.h"
+#include "Devices/DeviceTest.h"
 #include "Devices/bus/SysfsGpio.h"
 #include "Devices/peripheral/Laser.h"
 #include "Devices/peripheral/LaserLed.h"

@@ -3,7 +3,7 @@
 #include <cerrno>
 #include <thread>
 
-#include "DeviceTest.h"
+#include "Devices/DeviceTest.h"
 #include "Devices/bus/I2cDev.h"
 #include "Devices/sensor/sony/ImxSensorI2cInterface.h"
 

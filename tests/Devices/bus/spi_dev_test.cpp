@@ -6,7 +6,7 @@
 #include <cerrno>
 #include <utility>
 
-#include "DeviceTest.h"
+#include "Devices/DeviceTest.h"
 #include "Devices/bus/SpiDev.h"
 
 namespace VeltranoSDK {

@@ -15,7 +15,6 @@ using namespace VeltranoSDK::fpga;
 using ::testing::AllOf;
 using ::testing::Each;
 using ::testing::ElementsAre;
-using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::SizeIs;
 
@@ -27,7 +26,9 @@ TEST(FpgaLogicWithoutASeries, ReachesNoRegister) {
   FpgaLogic logic;
   EXPECT_EQ(logic.GetTriSpacing(), kAllOnes);
   EXPECT_FALSE(logic.SetExposureNum(1));
-  EXPECT_THAT(errors.lines(), ElementsAre(HasSubstr("FpgaLogic: no product")));
+  EXPECT_THAT(
+      errors.lines(),
+      ElementsAre("Neighbours.cpp: FpgaLogic: no product is selected, call GetLibVersion first"));
 }
 
 // --- Trigger and outputs ---------------------------------------------------------------------
@@ -441,7 +442,8 @@ TEST_F(ZynqFpga, WithoutASensorNothingIsTouched) {
   EXPECT_FALSE(logic().CameraReset());
   EXPECT_FALSE(logic().SetExpDelay());
   EXPECT_THAT(Steps(), IsEmpty());
-  EXPECT_THAT(errors.lines(), AllOf(SizeIs(6), Each(HasSubstr("FpgaLogic: there is no image"))));
+  EXPECT_THAT(errors.lines(), AllOf(SizeIs(6), Each("Neighbours.cpp: FpgaLogic: there is no image "
+                                                    "sensor, call RegisterHardwareInit first")));
 }
 
 TEST_F(ZynqFpga, WithoutCoefficientsNothingIsTouched) {

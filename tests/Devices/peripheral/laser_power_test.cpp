@@ -2,7 +2,7 @@
 #include <cerrno>
 #include <cmath>
 
-#include "DeviceTest.h"
+#include "Devices/DeviceTest.h"
 #include "Devices/peripheral/AD5175DigiPOT.h"
 #include "Devices/peripheral/DaChip.h"
 #include "Devices/peripheral/DigitalPOTFactory.h"

@@ -1,7 +1,7 @@
 // On-chip temperatures of both processors.
 #include <cerrno>
 
-#include "DeviceTest.h"
+#include "Devices/DeviceTest.h"
 #include "Devices/peripheral/TemperatureSensor18b20.h"
 #include "Devices/peripheral/XSysMonTemperatureOnChipFactory.h"
 #include "Devices/peripheral/ZynqTemp.h"

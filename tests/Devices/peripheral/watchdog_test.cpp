@@ -1,7 +1,7 @@
 // The hardware watchdog: armed, fed, and refused.
 #include <cerrno>
 
-#include "DeviceTest.h"
+#include "Devices/DeviceTest.h"
 #include "Devices/peripheral/WatchdogTimer.h"
 
 namespace VeltranoSDK {

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "DeviceTest.h"
+#include "Devices/DeviceTest.h"
 
 namespace VeltranoSDK {
 

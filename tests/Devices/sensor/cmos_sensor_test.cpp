@@ -1,5 +1,5 @@
 // What every image sensor does alike, and which series carries which.
-#include "DeviceTest.h"
+#include "Devices/DeviceTest.h"
 #include "Devices/sensor/CmosSensor.h"
 #include "Devices/sensor/CmosSensorFactory.h"
 #include "support/LoggedLines.h"

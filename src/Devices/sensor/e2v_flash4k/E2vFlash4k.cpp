@@ -4,12 +4,14 @@
 #include <cstdio>
 #include <memory>
 
+#include "Devices/bus/Bytes.h"
 #include "Devices/fpga/FpgaLogic.h"
 #include "Devices/sensor/e2v_flash4k/E2vFlash4kTables.h"
 #include "Neighbours.h"
 #include "log/Log.h"
 #include "sensor_tables/E2vGain.h"
 #include "sensor_tables/E2vReadoutMode.h"
+#include "tessaline/products.h"
 
 namespace VeltranoSDK {
 
@@ -17,13 +19,10 @@ namespace {
 
 constexpr char kName[] = "E2vFlash4k";
 
-constexpr unsigned int kFullWidth = 4096;
-constexpr unsigned int kFullHeight = 1080;
+constexpr unsigned int kFullWidth = products::kE2vFlash4k.width;
+constexpr unsigned int kFullHeight = products::kE2vFlash4k.height;
 constexpr unsigned int kColumnStep = 64;
 constexpr unsigned int kRowStep = 8;
-
-constexpr unsigned int kStripWidth = 8192;
-constexpr unsigned int kStripHeight = 2048;
 
 constexpr unsigned int kRowsBesideRegion = 16;
 constexpr float kExposureUnit = 0.06666667F;  // microseconds
@@ -38,15 +37,10 @@ std::span<const e2v::PagedEntry> GainList(unsigned int gain) {
   return e2v::kGainHigh;
 }
 
-constexpr std::uint16_t Short(unsigned int value) { return static_cast<std::uint16_t>(value); }
-
 }  // namespace
 
-E2vFlash4k::E2vFlash4k() : CmosSensor(kE2vFlash4k, {kFullWidth, kFullHeight}) {
-  strip_width_ = kStripWidth;
-  strip_height_ = kStripHeight;
-  strip_buffer_size_ = kStripWidth * kStripHeight;
-}
+E2vFlash4k::E2vFlash4k()
+    : CmosSensor(kE2vFlash4k, {kFullWidth, kFullHeight}, products::kE2vFlash4k.strips) {}
 
 bool E2vFlash4k::SetGain(unsigned int gain) {
   Trace(__func__);
@@ -103,10 +97,10 @@ bool E2vFlash4k::SetROIImpl(unsigned int x, unsigned int y, unsigned int width,
 
   puts(e2v::kRoiTaken);
   const e2v::Write region[]{
-      {e2v::kFirstColumn, Short(x / kColumnStep)},
-      {e2v::kColumnCount, Short(width / kColumnStep - 1)},
-      {e2v::kFirstRow, Short(y / kRowStep)},
-      {e2v::kRowCount, Short(height / kRowStep - 1)},
+      {e2v::kFirstColumn, LowHalf(x / kColumnStep)},
+      {e2v::kColumnCount, LowHalf(width / kColumnStep - 1)},
+      {e2v::kFirstRow, LowHalf(y / kRowStep)},
+      {e2v::kRowCount, LowHalf(height / kRowStep - 1)},
   };
   if (!WriteAll(region, e2v::kRoiWriteFailed)) return false;
   if (!e2v_spi_.UpdateRegisters()) {
@@ -120,7 +114,7 @@ bool E2vFlash4k::SetROIImpl(unsigned int x, unsigned int y, unsigned int width,
 
   fpga->SetImageReadoutParam(x, width, read_out_drive_mode_);
   fpga->SetImageSize(roi_width_, roi_height_);
-  fpga->SetStripSelectorImgWidth(Short(roi_width_));
+  fpga->SetStripSelectorImgWidth(LowHalf(roi_width_));
   fpga->SetExpDelay();
   neighbour::FitImageFormat(kName, roi_width_, roi_height_);
   return true;
@@ -157,7 +151,7 @@ bool E2vFlash4k::SetReadoutDriveDirectionImpl(ReadoutDriveDirection direction) {
   const auto [ok, old] = e2v_spi_.Read(e2v::kReadoutControl);
   if (!ok) return true;
   const unsigned int rows = direction == kVerticalFlip ? kRowsReversed : 0;
-  return Write({e2v::kReadoutControl, Short((old & ~kRowsReversed) | rows)},
+  return Write({e2v::kReadoutControl, LowHalf(Replaced(old, kRowsReversed, rows))},
                e2v::kDirectionWriteFailed);
 }
 

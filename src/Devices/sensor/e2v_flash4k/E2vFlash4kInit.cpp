@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <memory>
 
+#include "Devices/bus/Bytes.h"
 #include "Devices/fpga/FpgaLogic.h"
 #include "Devices/sensor/e2v_flash4k/E2vFlash4k.h"
 #include "Devices/sensor/e2v_flash4k/E2vFlash4kTables.h"
@@ -39,9 +40,7 @@ bool E2vFlash4k::RegisterInitialize(ReadoutDriveMode mode) {
   Trace(__func__);
   const auto fpga = neighbour::Fpga(kName);
   if (!fpga) return false;
-  fpga->SetTGes(e2v::kTGes);
-  fpga->SetLasTriPolarity(1);
-  fpga->SetCamTriPolarity(1);
+  PrepareTiming(*fpga, e2v::kTGes);
 
   if (!InitClocksAndSlicesConfig() || !LoadRegisters() || !LoadControlMemories() ||
       !FinalConfiguration() || !LvdsTraining() ||
@@ -52,17 +51,13 @@ bool E2vFlash4k::RegisterInitialize(ReadoutDriveMode mode) {
 
   fpga->SetTRow(kRowTime);
   fpga->SetImageReadoutParam(0, roi_width_, kDriveMode00);
-  fpga->SetStripSelectorImgWidth(static_cast<std::uint16_t>(roi_width_));
+  fpga->SetStripSelectorImgWidth(LowHalf(roi_width_));
   Pause(kGeometryPause);
   fpga->SetExpDelay();
   fpga->SetPLDriveMode(kDriveMode00);
   fpga->SetImageSize(roi_width_, roi_height_);
   Pause(kGeometryPause);
-  fpga->SetCmosTimingControl(kOff, kOff);
-  Pause(kTimingOffPause);
-  fpga->SetCmosTimingControl(kOff, kOn);
-  Pause(kTimingArmedPause);
-  fpga->SetCmosTimingControl(kOn, kOn);
+  StartTiming(*fpga, kTimingOffPause, kTimingArmedPause);
   return PrintStatusReg();
 }
 
@@ -146,7 +141,7 @@ bool E2vFlash4k::Configure() {
   std::vector<e2v::PagedEntry> list;
   for (const e2v::FinalEntry& entry : e2v::kFinalConfiguration) {
     const std::uint16_t value = sensing_ ? entry.sensor_timed : entry.fpga_timed;
-    list.push_back({0, entry.address, value, entry.placeholder, entry.kept});
+    list.push_back({0, entry.address, value, entry.placeholder, entry.mask});
   }
   return WriteList(list) && e2v_spi_.UpdateRegisters() && e2v_spi_.UpdateROI() &&
          e2v_spi_.Write(e2v::kConfigurationDone, 1);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "Devices/bus/Bytes.h"
 #include "Devices/sensor/e2v_flash4k/E2vFlash4k.h"
 #include "Devices/sensor/e2v_flash4k/E2vPages.h"
 #include "Devices/sensor/e2v_flash4k/E2vTexts.h"
@@ -24,7 +25,7 @@ bool E2vFlash4k::WriteAll(std::span<const e2v::Write> writes, const char* failur
 bool E2vFlash4k::Update(std::uint16_t address, std::uint16_t mask, std::uint16_t bits,
                         const char* failure) {
   const auto [ok, old] = e2v_spi_.Read(address);
-  if (ok) return Write({address, static_cast<std::uint16_t>((old & ~mask) | bits)}, failure);
+  if (ok) return Write({address, LowHalf(Replaced(old, mask, bits))}, failure);
   PrintRegister(failure, address);
   return false;
 }
@@ -56,7 +57,7 @@ bool E2vFlash4k::LoadTable(std::span<const e2v::PagedEntry> table) {
 bool E2vFlash4k::WritePage(unsigned char page, std::span<const e2v::PagedEntry> entries) {
   std::vector<std::uint16_t> kept;
   for (const e2v::PagedEntry& entry : entries) {
-    if (entry.kept != 0) kept.push_back(entry.address);
+    if (entry.mask != e2v::kAllBits) kept.push_back(entry.address);
   }
   std::pair<bool, std::vector<std::uint16_t>> held{true, {}};
   if (!kept.empty()) held = BatchReadRegister(page, kept);
@@ -66,9 +67,9 @@ bool E2vFlash4k::WritePage(unsigned char page, std::span<const e2v::PagedEntry> 
   std::vector<std::uint16_t> addresses;
   std::vector<std::uint16_t> values;
   for (const e2v::PagedEntry& entry : entries) {
-    const int stays = entry.kept == 0 ? 0 : *next_held++ & entry.kept;
+    const unsigned int old = entry.mask == e2v::kAllBits ? 0 : *next_held++;
     addresses.push_back(entry.address);
-    values.push_back(static_cast<std::uint16_t>(stays | entry.value));
+    values.push_back(LowHalf(Replaced(old, entry.mask, entry.value)));
   }
   return BatchWriteRegister(addresses, {page, values});
 }

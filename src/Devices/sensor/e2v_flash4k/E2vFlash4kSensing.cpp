@@ -5,6 +5,7 @@
 #include <limits>
 #include <memory>
 
+#include "Devices/bus/Bytes.h"
 #include "Devices/fpga/FpgaLogic.h"
 #include "Devices/sensor/e2v_flash4k/E2vFlash4k.h"
 #include "Devices/sensor/e2v_flash4k/E2vFlash4kTables.h"
@@ -31,8 +32,6 @@ constexpr std::uint16_t kLongestExposure = 65534;
 constexpr unsigned short kLeastK = 5;
 constexpr unsigned short kMostK = 500;
 
-constexpr std::uint16_t Short(unsigned int value) { return static_cast<std::uint16_t>(value); }
-
 std::span<const e2v::HdrEntry> HdrList(E2vFlash4k::KPosi posi) {
   switch (posi) {
     case E2vFlash4k::kPosiFirst:
@@ -52,11 +51,11 @@ std::uint16_t HdrRegister(const e2v::HdrEntry& entry, unsigned int k) {
     case e2v::HdrValue::kConstant:
       break;
     case e2v::HdrValue::kSub1:
-      return Short(k - 1);
+      return LowHalf(k - 1);
     case e2v::HdrValue::kSqSubKLow:
-      return Short(square);
+      return LowHalf(square);
     case e2v::HdrValue::kSqSubKHigh:
-      return Short(square >> 16);
+      return LowHalf(square >> 16);
   }
   return entry.constant;
 }
@@ -67,14 +66,14 @@ bool E2vFlash4k::ModifyHorizontalBlanking(unsigned short blanking) {
   Trace(__func__);
   const auto fpga = neighbour::Fpga(kName);
   if (!fpga) return false;
-  const std::uint16_t line = Short(blanking + e2v::kClocksBesideBlanking);
-  if (!Write({e2v::kBlanking, Short(blanking + kBlankingOffset)}, e2v::kInitWriteFailed)) {
+  const std::uint16_t line = LowHalf(blanking + e2v::kClocksBesideBlanking);
+  if (!Write({e2v::kBlanking, LowHalf(blanking + kBlankingOffset)}, e2v::kInitWriteFailed)) {
     return false;
   }
   for (const std::uint16_t address : e2v::kLineLength) {
     if (!Write({address, line}, e2v::kInitWriteFailed)) return false;
   }
-  if (!Write({e2v::kTripleLine, Short(3u * line)}, e2v::kInitWriteFailed)) return false;
+  if (!Write({e2v::kTripleLine, LowHalf(3u * line)}, e2v::kInitWriteFailed)) return false;
   blanking_ = blanking;
   const double laser_offset = std::ceil(line * kMicrosecondsPerLineClock + kLaserMargin);
   fpga->SetLaserOffsetTime(static_cast<unsigned int>(laser_offset));
@@ -106,7 +105,7 @@ bool E2vFlash4k::SetExposureTime(unsigned int time) {
   } else if (steps == 0) {
     LogError()(e2v::kExposureTooShort, time);
   } else {
-    value = Short(static_cast<unsigned int>(steps) - 1);
+    value = LowHalf(static_cast<unsigned int>(steps) - 1);
   }
   if (e2v_spi_.Write(e2v::kExposure, value)) return true;
   LogError()(e2v::kExposureWriteFailed);
@@ -118,13 +117,7 @@ bool E2vFlash4k::SetSensingMode(Sensing mode) {
   const bool sensing = mode == kSensingSensor;
   if (sensing == sensing_) return true;
 
-  const unsigned int x = roi_x_;
-  const unsigned int y = roi_y_;
-  const unsigned int width = roi_width_;
-  const unsigned int height = roi_height_;
-  const ReadoutDriveMode drive_mode = read_out_drive_mode_;
-  const ReadoutDriveDirection direction = read_out_drive_direction_;
-
+  const auto [x, y, width, height, drive_mode, direction] = readout();
   sensing_ = sensing;
   if (!Reload()) {
     // Or the next call would find nothing to do.

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <vector>
 
+#include "Devices/bus/Bytes.h"
 #include "Devices/sensor/e2v_flash4k/E2vFlash4kTables.h"
 
 namespace VeltranoSDK {
@@ -32,13 +33,6 @@ constexpr std::size_t kRegistersPerPage = 1024;
 constexpr unsigned char kControlMemoryPage = 11;
 constexpr std::array<unsigned char, 6> kPages{0, 1, 2, 3, 6, kControlMemoryPage};
 
-constexpr std::uint8_t High(unsigned short word) { return static_cast<std::uint8_t>(word >> 8); }
-constexpr std::uint8_t Low(unsigned short word) { return static_cast<std::uint8_t>(word); }
-
-unsigned short Word(const std::uint8_t* bytes) {
-  return static_cast<unsigned short>(bytes[0] << 8 | bytes[1]);
-}
-
 }  // namespace
 
 struct E2vSpiInterface::Update {
@@ -51,18 +45,21 @@ struct E2vSpiInterface::Update {
 };
 
 E2vSpiInterface::E2vSpiInterface() {
-  if (Open(kDevice)) SetOpt(kMode0, false, kBitsPerWord, kSpeedHz);
+  if (device_.Open(kDevice)) {
+    device_.SetOpt(DevFOps::SpiDev::kMode0, false, kBitsPerWord, kSpeedHz);
+  }
 }
 
 std::pair<bool, unsigned short> E2vSpiInterface::Read(unsigned short addr) {
-  std::array<std::uint8_t, kReadHeader + 2> tx{kReadRegister, High(addr), Low(addr)};
+  std::array<std::uint8_t, kReadHeader + 2> tx{kReadRegister, HighByte(addr), LowByte(addr)};
   std::array<std::uint8_t, tx.size()> rx{};
-  const bool ok = DoMsg(tx.data(), rx.data(), tx.size());
-  return {ok, Word(rx.data() + kReadHeader)};
+  const bool ok = device_.DoMsg(tx.data(), rx.data(), tx.size());
+  return {ok, WordOf(rx[kReadHeader], rx[kReadHeader + 1])};
 }
 
 bool E2vSpiInterface::Write(unsigned short addr, unsigned short value) {
-  std::array<std::uint8_t, 5> bytes{kWriteRegister, High(addr), Low(addr), High(value), Low(value)};
+  std::array<std::uint8_t, 5> bytes{kWriteRegister, HighByte(addr), LowByte(addr), HighByte(value),
+                                    LowByte(value)};
   return Send(bytes);
 }
 
@@ -127,9 +124,10 @@ bool E2vSpiInterface::PrintPage(unsigned char page) {
   std::vector<std::uint8_t> tx(kReadHeader + 2 * kRegistersPerPage);
   std::vector<std::uint8_t> rx(tx.size());
   tx[0] = kReadRegister;
-  if (!DoMsg(tx.data(), rx.data(), static_cast<std::uint32_t>(tx.size()))) return false;
+  if (!device_.DoMsg(tx.data(), rx.data(), static_cast<std::uint32_t>(tx.size()))) return false;
   for (std::size_t reg = 0; reg < kRegistersPerPage; ++reg) {
-    const unsigned long value = Word(rx.data() + kReadHeader + 2 * reg);
+    const std::size_t at = kReadHeader + 2 * reg;
+    const unsigned long value = WordOf(rx[at], rx[at + 1]);
     printf("E2vSpiInterface::ReadAll(): page:%lx, reg: 0x%lx, value: 0x%lx\n",
            static_cast<unsigned long>(page), static_cast<unsigned long>(reg), value);
   }
@@ -156,7 +154,7 @@ bool E2vSpiInterface::Run(const Update& update) {
 }
 
 bool E2vSpiInterface::Send(std::span<std::uint8_t> bytes) {
-  return DoWrite(bytes.data(), static_cast<std::uint32_t>(bytes.size()));
+  return device_.DoWrite(bytes.data(), static_cast<std::uint32_t>(bytes.size()));
 }
 
 }  // namespace VeltranoSDK

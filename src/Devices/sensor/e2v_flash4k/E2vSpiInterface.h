@@ -12,7 +12,7 @@ namespace VeltranoSDK {
 // into pages, and one-byte commands. Register 0x0000 is the chip's status.
 //
 // The device is open as long as the object lives.
-class E2vSpiInterface : private DevFOps::SpiDev {
+class E2vSpiInterface {
  public:
   E2vSpiInterface();
 
@@ -43,6 +43,8 @@ class E2vSpiInterface : private DevFOps::SpiDev {
   bool Run(const Update& update);
   bool Send(std::span<std::uint8_t> bytes);
   bool PrintPage(unsigned char page);
+
+  DevFOps::SpiDev device_;
 };
 
 }  // namespace VeltranoSDK

@@ -13,8 +13,7 @@ struct Write {
   constexpr Write NamedAs(std::uint16_t other) const { return {address, value, other}; }
 };
 
-// The bits of a register that stay as it holds them: all.
-inline constexpr std::uint16_t kWhole = 0xFFFF;
+inline constexpr std::uint16_t kAllBits = 0xFFFF;
 
 // One entry of a list that the chip's maker supplies.
 struct PagedEntry {
@@ -22,15 +21,13 @@ struct PagedEntry {
   std::uint16_t address;
   std::uint16_t value;
   bool placeholder = false;
-  std::uint16_t kept = 0;  // bits that stay as the register holds them, not in `value`
+  std::uint16_t mask = kAllBits;  // the bits that are replaced; `value` has no others
 };
 
 // Stands for entries that nobody has supplied yet: a register of the page gets back
 // what it holds, which is nothing new to any chip. Where the length of a list is the
 // maker's secret, too, one placeholder stands for all that goes to a page.
-constexpr PagedEntry PagedPlaceholder(unsigned char page = 0) {
-  return {page, 0x005F, 0, true, kWhole};
-}
+constexpr PagedEntry PagedPlaceholder(unsigned char page = 0) { return {page, 0x005F, 0, true, 0}; }
 
 // A register of the final configuration, with its value for either sensing mode.
 struct FinalEntry {
@@ -38,18 +35,16 @@ struct FinalEntry {
   std::uint16_t fpga_timed;
   std::uint16_t sensor_timed;
   bool placeholder = false;
-  std::uint16_t kept = 0;  // as above
+  std::uint16_t mask = kAllBits;  // as above
 };
 
 // A value nobody has supplied yet: the register keeps what it holds.
-constexpr FinalEntry FinalPlaceholder(std::uint16_t address) {
-  return {address, 0, 0, true, kWhole};
-}
+constexpr FinalEntry FinalPlaceholder(std::uint16_t address) { return {address, 0, 0, true, 0}; }
 // The same for a register that the driver programs itself: it gets what the driver
 // would give it, but for the bits the driver does not know.
 constexpr FinalEntry FinalPlaceholder(std::uint16_t address, std::uint16_t fpga_timed,
-                                      std::uint16_t sensor_timed, std::uint16_t kept = 0) {
-  return {address, fpga_timed, sensor_timed, true, kept};
+                                      std::uint16_t sensor_timed, std::uint16_t mask = kAllBits) {
+  return {address, fpga_timed, sensor_timed, true, mask};
 }
 
 // What a register of an HDR list receives; k is the factor in use.

@@ -4,11 +4,13 @@
 #include <cstdio>
 
 #include "Devices/fpga/FpgaLogic.h"
+#include "Devices/sensor/RegisterWrite.h"
 #include "Devices/sensor/gmax2509/Gmax2509Registers.h"
 #include "Neighbours.h"
 #include "SeriesLogic/SeriesLogic23.h"
 #include "log/Log.h"
 #include "sensor_tables/Gmax2509Init.h"
+#include "tessaline/products.h"
 #include "thread/Pause.h"
 
 namespace VeltranoSDK {
@@ -22,12 +24,11 @@ static_assert(kInitTable.size() == kInitEntries,
 
 constexpr char kName[] = "GMAX2509";
 
-constexpr unsigned int kFullWidth = 4200;
-constexpr unsigned int kFullHeight = 1024;
+constexpr unsigned int kFullWidth = products::kGmax2509.width;
+// Half of its rows are recorded until somebody sets a region.
+constexpr unsigned int kFullHeight = products::kGmax2509.height / 2;
 constexpr unsigned int kColumnBlock = 28;
 constexpr unsigned int kNarrowest = 560;
-constexpr unsigned int kStripWidth = 2048;
-constexpr unsigned int kStripHeight = 640;
 
 constexpr std::uint8_t kStreamingBit = 0x02;
 constexpr std::uint8_t kHorizontalFlipBit = 0x10;
@@ -62,32 +63,26 @@ constexpr unsigned int kTimingArmedPause = 2000;
 constexpr unsigned int kTimingOnPause = 10000;
 constexpr unsigned int kModePause = 100;
 
-constexpr std::uint8_t Byte(unsigned int value) { return static_cast<std::uint8_t>(value); }
-constexpr std::uint16_t Half(unsigned int value) { return static_cast<std::uint16_t>(value); }
-
-constexpr std::uint8_t DividerRegister(PllDiv div) { return Byte((div & 0x03u) << 6 | 0x30u); }
-constexpr std::uint8_t MultiplierRegister(PllMult mult) { return Byte(mult << 2 | 0x80u); }
+constexpr std::uint8_t DividerRegister(PllDiv div) { return LowByte((div & 0x03u) << 6 | 0x30u); }
+constexpr std::uint8_t MultiplierRegister(PllMult mult) { return LowByte(mult << 2 | 0x80u); }
 
 // What the FPGA has to know of a new image.
 void FollowSize(FpgaLogic& fpga, unsigned int x, unsigned int width, unsigned int height,
                 ReadoutDriveMode mode) {
   fpga.SetImageReadoutParam(x, width, mode);
   fpga.SetImageSize(width, height);
-  fpga.SetImageFilterSize(Half(width), Half(height));
+  fpga.SetImageFilterSize(LowHalf(width), LowHalf(height));
   fpga.SetExpDelay();
 }
 
 }  // namespace
 
 GMAX2509::GMAX2509()
-    : CmosSensor(kGMAX2509, {kFullWidth, kFullHeight}),
+    : CmosSensor(kGMAX2509, {kFullWidth, kFullHeight}, products::kGmax2509.strips),
       pll_div_reg_(DividerRegister(kDivAtPowerUp)),
       pll_mult_reg_(MultiplierRegister(kMultAtPowerUp)),
       line_time_(kLineTimeAtPowerUp),
       series_logic_(std::dynamic_pointer_cast<SeriesLogic23>(neighbour::Series(kName))) {
-  strip_width_ = kStripWidth;
-  strip_height_ = kStripHeight;
-  strip_buffer_size_ = kStripWidth * kStripHeight;
   if (series_logic_) {
     // The recorded region keeps the size it has until somebody sets one.
     resolution_ = {series_logic_->limit_a(), series_logic_->limit_b()};
@@ -101,31 +96,25 @@ bool GMAX2509::RegisterInitialize(ReadoutDriveMode mode) {
   const auto fpga = neighbour::Fpga(kName);
   if (!fpga) return false;
 
-  fpga->SetTGes(LineUnits() * kTGesPerLineUnit);
-  fpga->SetLasTriPolarity(1);
-  fpga->SetCamTriPolarity(1);
+  PrepareTiming(*fpga, LineUnits() * kTGesPerLineUnit);
 
-  Update(kStreaming, kStreamingBit, 0);
-  Update(kProgramming, kProgrammingBits, kInProgramming);
+  Update(spi_, kStreaming, kStreamingBit, 0);
+  Update(spi_, kProgramming, kProgrammingBits, kInProgramming);
   WriteInitTable();
   fpga->SetTRow(kRowTime);
   fpga->SetImageReadoutParam(0, roi_width_, kDriveMode00);
   Pause(kTablePause);
-  Update(kProgramming, kProgrammingBits, 0);
+  Update(spi_, kProgramming, kProgrammingBits, 0);
   Pause(kClockPause);
-  Update(kStreaming, kStreamingBit, kStreamingBit);
+  Update(spi_, kStreaming, kStreamingBit, kStreamingBit);
 
   fpga->SetExpDelay();
   fpga->SetPLDriveMode(mode);
   fpga->SetImageSize(roi_width_, roi_height_);
-  fpga->SetImageFilterSize(Half(roi_width_), Half(roi_height_));
+  fpga->SetImageFilterSize(LowHalf(roi_width_), LowHalf(roi_height_));
   Pause(kTablePause);
 
-  fpga->SetCmosTimingControl(kOff, kOff);
-  Pause(kTimingOffPause);
-  fpga->SetCmosTimingControl(kOff, kOn);
-  Pause(kTimingArmedPause);
-  fpga->SetCmosTimingControl(kOn, kOn);
+  StartTiming(*fpga, kTimingOffPause, kTimingArmedPause);
   Pause(kTimingOnPause);
   puts("2509 init successful");
   return true;
@@ -137,22 +126,22 @@ void GMAX2509::WriteInitTable() {
       case Computed::kRowSubsampling:
         return AlwaysSubsampled() ? 1 : 0;
       case Computed::kRowCountLow:
-        return Byte(roi_height_);
+        return LowByte(roi_height_);
       case Computed::kRowCountHigh:
-        return Byte(roi_height_ >> 8);
+        return HighByte(roi_height_);
       case Computed::kPllDivider:
         return pll_div_reg_;
       case Computed::kPllMultiplier:
         return pll_mult_reg_;
       case Computed::kLineTimeLow:
-        return Byte(line_time_);
+        return LowByte(line_time_);
       case Computed::kLineTimeHigh:
-        return Byte(line_time_ >> 8);
+        return HighByte(line_time_);
       case Computed::kGain:
         // Not clamped: SetGain() follows where it matters.
-        return Byte(gain_ | kGainBit);
+        return LowByte(gain_ | kGainBit);
       case Computed::kConfiguration:
-        return Byte(kConfiguration >> kConfigurationShift);
+        return LowByte(kConfiguration >> kConfigurationShift);
       case Computed::kNo:
         break;
     }
@@ -165,8 +154,8 @@ bool GMAX2509::SetGain(unsigned int gain) {
   Trace(__func__);
   gain_ = gain;
   const unsigned int effective = std::clamp(gain, kLowestGain, kHighestGain);
-  spi_.Write(kGainControl, Byte(effective | kGainBit));
-  spi_.Write(kGain, Byte(effective));
+  spi_.Write(kGainControl, LowByte(effective | kGainBit));
+  spi_.Write(kGain, LowByte(effective));
   return true;
 }
 
@@ -174,7 +163,7 @@ unsigned int GMAX2509::GetSensorTemp() {
   Trace(__func__);
   const unsigned int low = spi_.Read(kTemperatureLow);
   const unsigned int high = spi_.Read(kTemperatureHigh);
-  return high << 8 | low;
+  return WordOf(high, low);
 }
 
 unsigned int GMAX2509::GetSensorVer(unsigned int /*kind*/) {
@@ -205,20 +194,14 @@ bool GMAX2509::SetLineTime(unsigned short line_time) {
   const auto fpga = neighbour::Fpga(kName);
   if (!fpga) return false;
   fpga->SetCmosTimingControl(kOff, kOff);
-  WriteWord(kLineTimeLow, line_time);
+  WriteWord(spi_, kLineTimeLow, line_time);
   line_time_ = line_time;
   return ResetAndInitialize();
 }
 
 bool GMAX2509::ResetAndInitialize() {
   Trace(__func__);
-  const auto fpga = neighbour::Fpga(kName);
-  if (!fpga) return false;
-  fpga->CameraReset();
-  const bool done = InitializeKeepingReadout();
-  SetGain(gain_);
-  if (!done) puts("GMAX2509::ResetAndInitialize() error.");
-  return done;
+  return ResetAndRestore(kName, gain_);
 }
 
 bool GMAX2509::SetROIImpl(unsigned int x, unsigned int y, unsigned int width, unsigned int height) {
@@ -236,8 +219,8 @@ bool GMAX2509::SetROIImpl(unsigned int x, unsigned int y, unsigned int width, un
   const auto fpga = neighbour::Fpga(kName);
   if (!fpga) return false;
 
-  WriteWord(kFirstRowLow, y + kFirstRowUpright);
-  WriteWord(kRowCountLow, height);
+  WriteWord(spi_, kFirstRowLow, y + kFirstRowUpright);
+  WriteWord(spi_, kRowCountLow, height);
   FollowSize(*fpga, x, width, height, kDriveMode00);
   neighbour::FitImageFormat(kName, roi_width_, roi_height_);
   return true;
@@ -254,12 +237,12 @@ bool GMAX2509::SetReadoutDriveModeImpl(ReadoutDriveMode mode) {
   switch (mode) {
     case kDriveMode00:
       spi_.Write(kRowSubsampling, AlwaysSubsampled() ? 1 : 0);
-      WriteWord(kFirstRowLow, kFirstRowUpright);
-      WriteWord(kRowCountLow, roi_height_);
+      WriteWord(spi_, kFirstRowLow, kFirstRowUpright);
+      WriteWord(spi_, kRowCountLow, roi_height_);
       break;
     case kDriveMode11:
-      WriteWord(kFirstRowLow, kFirstRowUpright);
-      WriteWord(kRowCountLow, roi_height_);
+      WriteWord(spi_, kFirstRowLow, kFirstRowUpright);
+      WriteWord(spi_, kRowCountLow, roi_height_);
       spi_.Write(kRowSubsampling, 1);
       pl_drive_mode = series_logic_ ? series_logic_->GetSubsamplingPLDriveMode() : kDriveMode11;
       break;
@@ -282,21 +265,12 @@ bool GMAX2509::SetReadoutDriveDirectionImpl(ReadoutDriveDirection direction) {
   }
   const bool columns = (direction & kHorizontalFlip) != 0;
   const bool rows = (direction & kVerticalFlip) != 0;
-  Update(kFlipColumns, kHorizontalFlipBit, columns ? kHorizontalFlipBit : 0);
-  Update(kFlipRows, kUprightBit, rows ? 0 : kUprightBit);
+  Update(spi_, kFlipColumns, kHorizontalFlipBit, columns ? kHorizontalFlipBit : 0);
+  Update(spi_, kFlipRows, kUprightBit, rows ? 0 : kUprightBit);
   if (direction != kHorizontalFlip) {
-    WriteWord(kFirstRowLow, rows ? kFirstRowFlipped : kFirstRowUpright);
+    WriteWord(spi_, kFirstRowLow, rows ? kFirstRowFlipped : kFirstRowUpright);
   }
   return true;
-}
-
-void GMAX2509::WriteWord(std::uint8_t low_register, unsigned int value) {
-  spi_.Write(low_register, Byte(value));
-  spi_.Write(low_register + 1, Byte(value >> 8));
-}
-
-void GMAX2509::Update(std::uint8_t addr, std::uint8_t mask, std::uint8_t bits) {
-  spi_.Write(addr, (spi_.Read(addr) & ~mask) | bits);
 }
 
 unsigned int GMAX2509::LineUnits() const { return line_time_ / kClocksPerLineUnit; }

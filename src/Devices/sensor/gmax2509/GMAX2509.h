@@ -8,7 +8,6 @@
 
 namespace VeltranoSDK {
 
-class FpgaLogic;
 class SeriesLogic23;
 
 // The chip's PLL settings as their registers' fields take them: the multiplier
@@ -56,10 +55,6 @@ class GMAX2509 : public CmosSensor {
 
  private:
   void WriteInitTable();
-  // 16 bits over two registers.
-  void WriteWord(std::uint8_t low_register, unsigned int value);
-  // Replaces the bits in `mask`.
-  void Update(std::uint8_t addr, std::uint8_t mask, std::uint8_t bits);
   // Length of a line in the FPGA's units.
   unsigned int LineUnits() const;
   bool AlwaysSubsampled() const;

@@ -3,6 +3,7 @@
 #include <array>
 #include <cstdint>
 
+#include "Devices/bus/Bytes.h"
 #include "thread/Pause.h"
 
 namespace VeltranoSDK {
@@ -21,8 +22,7 @@ constexpr unsigned int kWrittenShift = 7;
 constexpr unsigned int kReadShift = 6;
 
 constexpr Frame ToBytes(std::uint32_t bits) {
-  return {static_cast<std::uint8_t>(bits >> 16), static_cast<std::uint8_t>(bits >> 8),
-          static_cast<std::uint8_t>(bits)};
+  return {LowByte(bits >> 16), HighByte(bits), LowByte(bits)};
 }
 
 }  // namespace
@@ -30,7 +30,7 @@ constexpr Frame ToBytes(std::uint32_t bits) {
 bool GMAX2509SpiInterface::Write(unsigned char addr, unsigned char value) {
   Frame tx = ToBytes(kWriteFlag | std::uint32_t{addr} << kAddressShift |
                      std::uint32_t{value} << kWrittenShift);
-  Access([&] { DoWrite(tx.data(), tx.size()); });
+  bus_.Access([&](auto& device) { device.DoWrite(tx.data(), tx.size()); });
   Pause(kPauseAfterAccess);
   return true;
 }
@@ -38,9 +38,9 @@ bool GMAX2509SpiInterface::Write(unsigned char addr, unsigned char value) {
 unsigned char GMAX2509SpiInterface::Read(unsigned char addr) {
   Frame tx = ToBytes(std::uint32_t{addr} << kAddressShift);
   Frame rx{};
-  Access([&] { DoMsg(tx.data(), rx.data(), tx.size()); });
+  bus_.Access([&](auto& device) { device.DoMsg(tx.data(), rx.data(), tx.size()); });
   Pause(kPauseAfterAccess);
-  return static_cast<std::uint8_t>((rx[1] << 8 | rx[2]) >> kReadShift);
+  return LowByte(WordOf(rx[1], rx[2]) >> kReadShift);
 }
 
 }  // namespace VeltranoSDK

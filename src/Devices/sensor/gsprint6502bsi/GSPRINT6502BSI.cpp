@@ -13,6 +13,7 @@
 #include "log/Log.h"
 #include "sensor_tables/GsprintGain.h"
 #include "sensor_tables/GsprintRecommended.h"
+#include "tessaline/products.h"
 #include "thread/Pause.h"
 
 namespace VeltranoSDK {
@@ -21,12 +22,11 @@ namespace {
 
 constexpr char kName[] = "GSPRINT6502BSI";
 
-constexpr unsigned int kFullWidth = 2048;
-constexpr unsigned int kFullHeight = 1152;
+constexpr unsigned int kFullWidth = products::kGsprint6502.width;
+constexpr unsigned int kFullHeight = products::kGsprint6502.height;
 constexpr unsigned int kColumnStep = 32;
 constexpr unsigned int kRowStep = 2;
 constexpr unsigned int kRowsBeforeImage = 4;
-constexpr unsigned int kHighRowBits = 0x07;
 
 constexpr unsigned int kFastLine = 72;  // the unit of the FPGA's timing
 constexpr unsigned int kSlowLine = 360;
@@ -50,8 +50,6 @@ static_assert(gsprint::kRecommendedSettings.size() == 496,
 static_assert(gsprint::kGainRows.size() == 4,
               "sensor_tables/GsprintGain.h: the GSPRINT6502BSI has four gain levels");
 
-constexpr std::uint8_t Byte(unsigned int value) { return static_cast<std::uint8_t>(value); }
-
 }  // namespace
 
 // The line time that initialisation ends with, because its first step already tells the
@@ -63,9 +61,7 @@ bool GSPRINT6502BSI::RegisterInitialize(ReadoutDriveMode /*mode*/) {
   Trace(__func__);
   const auto fpga = neighbour::Fpga(kName);
   if (!fpga) return false;
-  fpga->SetTGes(LineUnits() * kTGesPerLineUnit);
-  fpga->SetLasTriPolarity(1);
-  fpga->SetCamTriPolarity(1);
+  PrepareTiming(*fpga, LineUnits() * kTGesPerLineUnit);
   if (!Reset() || !SetLineTime(false)) return false;
   puts("GSPRINT6502BSI init successful");
   return true;
@@ -81,29 +77,19 @@ bool GSPRINT6502BSI::Reset() {
   StreamEn(true);
   InternalSerClkEn(true);
   PmuUpDownCtrl(true);
-  fpga->SetCmosTimingControl(kOff, kOff);
-  Pause(kTimingOffPause);
-  fpga->SetCmosTimingControl(kOff, kOn);
-  Pause(kTimingArmedPause);
-  fpga->SetCmosTimingControl(kOn, kOn);
+  StartTiming(*fpga, kTimingOffPause, kTimingArmedPause);
   return true;
 }
 
 bool GSPRINT6502BSI::ResetAndInitialize() {
   Trace(__func__);
-  const auto fpga = neighbour::Fpga(kName);
-  if (!fpga) return false;
-  fpga->CameraReset();
-  bool done = InitializeKeepingReadout();
-  done &= SetGain(gain_);
-  if (!done) puts("GSPRINT6502BSI::ResetAndInitialize() error.");
-  return done;
+  return ResetAndRestore(kName, gain_);
 }
 
 bool GSPRINT6502BSI::StreamEn(bool on) {
   Trace(__func__);
-  Merge(gsprint::kStream, 0xFE, on ? 0x01 : 0x00);
-  Merge(gsprint::kSerialOutput, 0xEF, on ? 0x10 : 0x00);
+  Switch(gsprint::kStream, 0x01, on);
+  Switch(gsprint::kSerialOutput, 0x10, on);
   Pause(kStreamPause);
   return true;
 }
@@ -116,7 +102,7 @@ bool GSPRINT6502BSI::InternalSerClkEn(bool /*on*/) {
 
 bool GSPRINT6502BSI::PmuUpDownCtrl(bool on) {
   Trace(__func__);
-  Merge(gsprint::kPower, 0xFE, on ? 0x01 : 0x00);
+  Switch(gsprint::kPower, 0x01, on);
   Pause(kPowerPause);
   return true;
 }
@@ -144,9 +130,9 @@ bool GSPRINT6502BSI::SetGain(unsigned int gain) {
   gain_ = std::clamp(gain, 1u, levels);
   const auto& values = gsprint::kGainRows[gain_ - 1].values;
   for (std::size_t i = 0; i < values.size(); ++i) {
-    const auto& [address, keep] = gsprint::kGainRegisters[i];
+    const auto& [address, mask] = gsprint::kGainRegisters[i];
     // What a row says beyond its bits is not the gain's to change.
-    Merge(address, keep, Byte(values[i] & ~keep));
+    Update(spi_, address, mask, values[i] & mask);
   }
   return true;
 }
@@ -155,7 +141,7 @@ unsigned int GSPRINT6502BSI::GetSensorTemp() {
   Trace(__func__);
   const unsigned int high = spi_.Read(gsprint::kTemperatureHigh);
   const unsigned int low = spi_.Read(gsprint::kTemperatureLow);
-  return high << 8 | low;
+  return WordOf(high, low);
 }
 
 unsigned int GSPRINT6502BSI::GetSensorVer(unsigned int /*kind*/) {
@@ -173,14 +159,9 @@ bool GSPRINT6502BSI::SetHdr(bool on) {
   Trace(__func__);
   const std::span<const RegisterWrite> settings =
       on ? std::span<const RegisterWrite>(gsprint::kHdrOn) : gsprint::kHdrOff;
-  for (const RegisterWrite& write : settings) Merge(write.address, write.keep, write.value);
+  for (const auto& [address, value, mask, named] : settings) Update(spi_, address, mask, value);
   if (on) {
-    const auto low = Byte((line_time_ & 0x3F) * 4);
-    const auto high = Byte((line_time_ & 0x3FC0) >> 6);
-    for (const std::uint16_t knee : gsprint::kHdrKnees) {
-      spi_.Write(knee, low);
-      spi_.Write(knee + 1, high);
-    }
+    for (const std::uint16_t knee : gsprint::kHdrKnees) WriteWord(spi_, knee, line_time_ * 4);
   }
   return true;
 }
@@ -191,7 +172,7 @@ bool GSPRINT6502BSI::SetLineTime(bool fast) {
   if (!fpga) return false;
   line_time_ = fast ? kFastLine : kSlowLine;
   spi_.Write(gsprint::kLineTimeMode, fast ? kFastMode : kSlowMode);
-  Merge(gsprint::kLineTimeSlow, 0xC0, fast ? 0x00 : 0x01);
+  Update(spi_, gsprint::kLineTimeSlow, 0x3F, fast ? 0x00 : 0x01);
   fpga->SetTGes(LineUnits() * kTGesPerLineUnit);
   return true;
 }
@@ -212,15 +193,14 @@ bool GSPRINT6502BSI::SetROIImpl(unsigned int x, unsigned int y, unsigned int wid
   const auto fpga = neighbour::Fpga(kName);
   if (!fpga) return false;
 
-  WriteRows(gsprint::kRowCount, height);
-  WriteRows(gsprint::kFirstRow, y + kRowsBeforeImage);
-  WriteRows(gsprint::kRowCountCopy, height);
+  WriteWord(spi_, gsprint::kRowCount, height & gsprint::kRowBits);
+  WriteWord(spi_, gsprint::kFirstRow, (y + kRowsBeforeImage) & gsprint::kRowBits);
+  WriteWord(spi_, gsprint::kRowCountCopy, height & gsprint::kRowBits);
 
-  const auto short_width = static_cast<std::uint16_t>(width);
   fpga->SetImageReadoutParam(x, width, kDriveMode00);
   fpga->SetImageSize(width, height);
-  fpga->SetImageFilterSize(short_width, static_cast<std::uint16_t>(height));
-  fpga->SetStripSelectorImgWidth(short_width);
+  fpga->SetImageFilterSize(LowHalf(width), LowHalf(height));
+  fpga->SetStripSelectorImgWidth(LowHalf(width));
   fpga->SetISPHeight(height);
   fpga->SetExpDelay();
   return true;
@@ -247,19 +227,13 @@ bool GSPRINT6502BSI::SetReadoutDriveDirectionImpl(ReadoutDriveDirection /*direct
 }
 
 void GSPRINT6502BSI::SetSubsampling(bool on) {
-  Merge(gsprint::kSubsampling, 0xFE, on ? 0x01 : 0x00);
+  Switch(gsprint::kSubsampling, 0x01, on);
   spi_.Write(gsprint::kSubsamplingOn, on ? 0x01 : 0x00);
-  Merge(gsprint::kSubsamplingRows, 0xFC, on ? 0x03 : 0x00);
+  Switch(gsprint::kSubsamplingRows, 0x03, on);
 }
 
-void GSPRINT6502BSI::WriteRows(const gsprint::RowPair& rows, unsigned int count) {
-  spi_.Write(rows.low, Byte(count));
-  spi_.Write(rows.high, Byte(count >> 8 & kHighRowBits));
-}
-
-void GSPRINT6502BSI::Merge(unsigned short addr, unsigned char keep, unsigned char bits) {
-  const unsigned int kept = keep == 0 ? 0u : spi_.Read(addr) & keep;
-  spi_.Write(addr, Byte(kept | bits));
+void GSPRINT6502BSI::Switch(std::uint16_t address, std::uint8_t mask, bool on) {
+  Update(spi_, address, mask, on ? mask : 0);
 }
 
 unsigned int GSPRINT6502BSI::LineUnits() const { return line_time_ / kFastLine; }

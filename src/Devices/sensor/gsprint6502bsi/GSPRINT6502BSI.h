@@ -1,14 +1,12 @@
 #pragma once
 
+#include <cstdint>
+
 #include "Devices/sensor/CmosSensor.h"
 #include "Devices/sensor/gsprint6502bsi/GSPRINT6502BSIInterface.h"
 #include "thread/Relaxed.h"
 
 namespace VeltranoSDK {
-
-namespace gsprint {
-struct RowPair;
-}
 
 // 2048 x 1152 pixels. The sensor crops rows, the FPGA columns.
 //
@@ -57,9 +55,8 @@ class GSPRINT6502BSI : public CmosSensor {
   bool SetReadoutDriveDirectionImpl(ReadoutDriveDirection direction) override;
 
  private:
-  // Keeps the bits of `keep` and puts `bits` beside them.
-  void Merge(unsigned short addr, unsigned char keep, unsigned char bits);
-  void WriteRows(const gsprint::RowPair& rows, unsigned int count);
+  // All bits of the mask.
+  void Switch(std::uint16_t address, std::uint8_t mask, bool on);
   void SetSubsampling(bool on);
   // Length of a line in the FPGA's units.
   unsigned int LineUnits() const;

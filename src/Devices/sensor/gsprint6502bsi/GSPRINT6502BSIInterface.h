@@ -9,7 +9,7 @@ namespace VeltranoSDK {
 
 // Register bus of the GSPRINT6502BSI: 8-bit registers at 15-bit addresses. The bus
 // knows no errors: the chip acknowledges nothing.
-class GSPRINT6502BSIInterface : private SensorSpiBus {
+class GSPRINT6502BSIInterface {
  public:
   // What arrived; 0 when nothing could be transferred.
   unsigned char Read(const unsigned short& addr);
@@ -19,6 +19,9 @@ class GSPRINT6502BSIInterface : private SensorSpiBus {
   bool BatchWrite(const std::vector<std::pair<unsigned short, unsigned char>>& list);
   // Registers one behind the other, in one frame. Always true.
   bool BatchWrite(const unsigned short& start, const std::vector<unsigned char>& data);
+
+ private:
+  SensorSpiBus bus_;
 };
 
 }  // namespace VeltranoSDK

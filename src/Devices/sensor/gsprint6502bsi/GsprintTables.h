@@ -3,7 +3,7 @@
 #include <array>
 #include <cstdint>
 
-#include "Devices/sensor/sony/RegisterWrite.h"
+#include "Devices/sensor/RegisterWrite.h"
 
 namespace VeltranoSDK::gsprint {
 
@@ -19,17 +19,14 @@ inline constexpr std::uint16_t kSerialOutput = 0x2400;     // bit 4
 inline constexpr std::uint16_t kTemperatureLow = 0x2500;
 inline constexpr std::uint16_t kTemperatureHigh = 0x2501;
 
-// Eleven bits over two registers.
-struct RowPair {
-  std::uint16_t low;
-  std::uint16_t high;
-};
-inline constexpr RowPair kRowCount{0x0130, 0x0131};
-inline constexpr RowPair kFirstRow{0x0140, 0x0141};
-inline constexpr RowPair kRowCountCopy{0x00B2, 0x00B3};
+// Eleven bits each, over this register and the next.
+inline constexpr unsigned int kRowBits = 0x07FF;
+inline constexpr std::uint16_t kRowCount = 0x0130;
+inline constexpr std::uint16_t kFirstRow = 0x0140;
+inline constexpr std::uint16_t kRowCountCopy = 0x00B2;
 
 inline constexpr std::array kHdrOff{
-    RegisterWrite{kHdrMode, 0x00}.Keeping(0xFC),
+    RegisterWrite{kHdrMode, 0x00}.Only(0x03),
     RegisterWrite{0x0191, 0x01},
     RegisterWrite{0x0192, 0x00},
     RegisterWrite{0x0213, 0x04},
@@ -45,7 +42,7 @@ inline constexpr std::array kHdrOff{
 
 // The knees follow, from the line time.
 inline constexpr std::array kHdrOn{
-    RegisterWrite{kHdrMode, 0x01}.Keeping(0xFC),
+    RegisterWrite{kHdrMode, 0x01}.Only(0x03),
     RegisterWrite{0x0191, 0x03},
     RegisterWrite{0x0192, 0x14},
     RegisterWrite{0x0213, 0x14},
@@ -56,11 +53,11 @@ inline constexpr std::array<std::uint16_t, 3> kHdrKnees{0x0219, 0x021B, 0x021D};
 
 struct GainRegister {
   std::uint16_t address;
-  std::uint8_t keep;  // bits that are not the gain's
+  std::uint8_t mask;  // the bits that are the gain's
 };
 inline constexpr std::array kGainRegisters{
-    GainRegister{0x00A0, 0xF0}, GainRegister{0x00A2, 0xF0}, GainRegister{0x040B, 0x00},
-    GainRegister{0x080B, 0x00}, GainRegister{0x200C, 0xC0}, GainRegister{0x2001, 0x00},
+    GainRegister{0x00A0, 0x0F}, GainRegister{0x00A2, 0x0F}, GainRegister{0x040B, 0xFF},
+    GainRegister{0x080B, 0xFF}, GainRegister{0x200C, 0x3F}, GainRegister{0x2001, 0xFF},
 };
 
 struct GainRow {

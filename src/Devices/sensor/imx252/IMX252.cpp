@@ -12,6 +12,7 @@
 #include "Neighbours.h"
 #include "log/Log.h"
 #include "sensor_tables/Imx252FixedSettings.h"
+#include "tessaline/products.h"
 #include "thread/Pause.h"
 
 namespace VeltranoSDK {
@@ -22,8 +23,8 @@ constexpr char kName[] = "IMX252";
 constexpr unsigned char kBusAddress = 0x10;
 constexpr unsigned int kInvalidKind = 0xFFFFFFFE;
 
-constexpr unsigned int kFullWidth = 2064;
-constexpr unsigned int kFullHeight = 1544;
+constexpr unsigned int kFullWidth = products::kImx252.width;
+constexpr unsigned int kFullHeight = products::kImx252.height;
 
 // The margin around the region that the product uses.
 constexpr unsigned int kLeft = 8;
@@ -49,8 +50,6 @@ constexpr unsigned int kStartPause = 1000;
 constexpr unsigned int kSwitchPause = 100;
 constexpr unsigned int kSwitchStep = 1000;
 constexpr unsigned int kFirstFramePause = 100000;
-
-constexpr std::uint8_t Byte(unsigned int value) { return static_cast<std::uint8_t>(value); }
 
 }  // namespace
 
@@ -87,7 +86,7 @@ bool IMX252::RegisterInitialize(ReadoutDriveMode mode) {
 
   if (!Write({sony::kStandby, 0}, sony::kInitFailed)) return false;
   Pause(kStartPause);
-  StartTiming(*fpga, kPowerUp.wake_up);
+  StartTimingWhenReady(*fpga, kPowerUp.wake_up);
   Pause(kFirstFramePause);
   if (!Write({sony::kTemperatureLatch, 1}, sony::kInitFailed)) return false;
   puts("252 init successful");
@@ -142,31 +141,29 @@ bool IMX252::SetROIImpl(unsigned int x, unsigned int y, unsigned int width, unsi
   }
   puts("entern setroi");
 
-  constexpr std::uint8_t kAbove13Bits = 0xE0;
-  constexpr std::uint8_t kAbove12Bits = 0xF0;
   const auto low = [](std::uint16_t address, unsigned int value) {
-    return RegisterWrite{address, Byte(value)};
+    return RegisterWrite{address, LowByte(value)};
   };
-  const auto high = [](std::uint16_t address, unsigned int value, std::uint8_t kept) {
-    return RegisterWrite{address, Byte(value >> 8 & ~kept)}.Keeping(kept);
+  const auto high = [](std::uint16_t address, unsigned int value, std::uint8_t mask) {
+    return RegisterWrite{address, LowByte(HighByte(value) & mask)}.Only(mask);
   };
   const unsigned int lines = height + kLinesBesideRegion;
   const std::array region{
       low(0x3310, x),
-      high(0x3311, x, kAbove13Bits),
+      high(0x3311, x, 0x1F),
       low(0x3312, y),
-      high(0x3313, y, kAbove12Bits),
+      high(0x3313, y, 0x0F),
       low(0x3314, width),
-      high(0x3315, width, kAbove13Bits),
+      high(0x3315, width, 0x1F),
       low(0x3316, height),
-      high(0x3317, height, kAbove12Bits),
+      high(0x3317, height, 0x0F),
       low(sony::kFrameLinesLow, lines),
       low(sony::kFrameLinesHigh, lines >> 8),
   };
   if (!WriteAll(region, sony::kRegionFailed)) return false;
 
   if (strip_width_follow_) {
-    fpga->SetStripSelectorImgWidth(static_cast<std::uint16_t>(roi_width_));
+    fpga->SetStripSelectorImgWidth(LowHalf(roi_width_));
   }
   fpga->SetImageSize(width, height);
   fpga->SetExpDelay();

@@ -4,7 +4,7 @@
 #include <span>
 
 #include "Devices/sensor/CmosSensorTypes.h"
-#include "Devices/sensor/sony/RegisterWrite.h"
+#include "Devices/sensor/RegisterWrite.h"
 #include "Devices/sensor/sony/SonyRegisters.h"
 
 namespace VeltranoSDK::imx252 {

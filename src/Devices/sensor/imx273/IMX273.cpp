@@ -11,6 +11,7 @@
 #include "Devices/sensor/sony/SonyTexts.h"
 #include "Neighbours.h"
 #include "log/Log.h"
+#include "tessaline/products.h"
 #include "thread/Pause.h"
 
 namespace VeltranoSDK {
@@ -23,8 +24,8 @@ constexpr char kName[] = "IMX273";
 constexpr unsigned char kBusAddress = 0x36;
 constexpr unsigned int kInvalidKind = 0xFFFFFFFD;
 
-constexpr unsigned int kFullWidth = 1456;
-constexpr unsigned int kFullHeight = 1088;
+constexpr unsigned int kFullWidth = products::kImx273.width;
+constexpr unsigned int kFullHeight = products::kImx273.height;
 constexpr unsigned int kReducedWidth = kFullWidth / 2;
 constexpr unsigned int kReducedHeight = kFullHeight / 2;
 
@@ -41,8 +42,6 @@ constexpr float kReducedLineTime = std::bit_cast<float>(0x403BE7DEu);  // 2.9360
 // Microseconds, as all pauses are.
 constexpr unsigned int kTimingPause = 100;
 constexpr unsigned int kFirstFramePause = 100000;
-
-constexpr std::uint8_t Byte(unsigned int value) { return static_cast<std::uint8_t>(value); }
 
 constexpr bool IsKnown(ReadoutDriveMode mode) {
   return mode == kDriveMode00 || mode == kDriveMode11 || mode == kDriveMode22;
@@ -84,7 +83,7 @@ bool IMX273::RegisterInitialize(ReadoutDriveMode mode) {
   fpga->SetPLDriveMode(mode);
   fpga->SetImageSize(roi_width_, roi_height_);
   read_out_drive_mode_ = mode;
-  if (!Write({sony::kReadoutMode, Byte(mode)}, sony::kInitFailed)) return false;
+  if (!Write({sony::kReadoutMode, LowByte(mode)}, sony::kInitFailed)) return false;
 
   if (!LeaveStandby(*fpga, kPauses, sony::kInitFailed)) return false;
   Pause(kFirstFramePause);
@@ -113,12 +112,12 @@ unsigned int IMX273::TransferMaxFrameValue() {
 }
 
 int IMX273::ROIOpen(int mask) {
-  const auto enabled = Byte(i2c_.Read(kCropEnable) | mask);
+  const auto enabled = LowByte(i2c_.Read(kCropEnable) | mask);
   return Write({kCropEnable, enabled}, sony::kCropEnableFailed) ? kOk : kBusFailure;
 }
 
 int IMX273::ROIClose(int mask) {
-  const auto enabled = Byte(i2c_.Read(kCropEnable) & mask);
+  const auto enabled = LowByte(i2c_.Read(kCropEnable) & mask);
   return Write({kCropEnable, enabled}, sony::kCropEnableFailed) ? kOk : kBusFailure;
 }
 
@@ -223,8 +222,8 @@ bool IMX273::OpenRegion(FpgaLogic& fpga, unsigned int x, unsigned int y, unsigne
   if (SetCropSize(1, static_cast<int>(height)) != kOk) return AbandonRegion(kSizeFailed);
 
   const unsigned int lines = height + kLinesBesideRegion;
-  if (!Write({sony::kFrameLinesLow, Byte(lines)}, sony::kDriveModeFailed)) return false;
-  if (!Write({sony::kFrameLinesHigh, Byte(lines >> 8)}, sony::kDriveModeFailed)) return false;
+  if (!Write({sony::kFrameLinesLow, LowByte(lines)}, sony::kDriveModeFailed)) return false;
+  if (!Write({sony::kFrameLinesHigh, HighByte(lines)}, sony::kDriveModeFailed)) return false;
   FollowRegion(fpga, width, height);
   puts("OpenROI1 successful !");
   return true;
@@ -258,7 +257,7 @@ bool IMX273::SetReadoutDriveModeImpl(ReadoutDriveMode mode) {
   Pause(kTimingPause);
   if (!EnterStandby(sony::kEnterStandbyFailed)) return false;
   if (mode == kDriveMode00) {
-    if (!Write({sony::kReadoutMode, Byte(mode)}, sony::kDriveModeFailed)) return false;
+    if (!Write({sony::kReadoutMode, LowByte(mode)}, sony::kDriveModeFailed)) return false;
     if (!ProgramFullFrame(sony::kDriveModeFailed)) return false;
   } else {
     if (!ProgramReduced(mode)) return false;
@@ -289,21 +288,21 @@ bool IMX273::ProgramFullFrame(const char* failure) {
 
 bool IMX273::ProgramReduced(ReadoutDriveMode mode) {
   return WriteAll(imx273::kNoCrop, sony::kDriveModeFailed) &&
-         Write({sony::kReadoutMode, Byte(mode)}, sony::kDriveModeFailed) &&
+         Write({sony::kReadoutMode, LowByte(mode)}, sony::kDriveModeFailed) &&
          WriteAll(imx273::kReducedTiming, sony::kDriveModeFailed);
 }
 
 bool IMX273::WritePair(const imx273::CropPair& pair, unsigned int value, const char* failure) {
-  if (!Write({pair.low, Byte(value)}, failure)) return false;
-  const unsigned int kept = i2c_.Read(pair.high) & ~pair.high_bits;
-  const unsigned int high = (value >> 8) & pair.high_bits;
-  return Write(RegisterWrite{pair.high_written, Byte(kept | high)}.NamedAs(pair.high), failure);
+  if (!Write({pair.low, LowByte(value)}, failure)) return false;
+  const unsigned int high = HighByte(value) & pair.high_bits;
+  const auto word = LowByte(Replaced(i2c_.Read(pair.high), pair.high_bits, high));
+  return Write(RegisterWrite{pair.high_written, word}.NamedAs(pair.high), failure);
 }
 
 int IMX273::ReadPair(const imx273::CropPair& pair) {
   const unsigned int low = i2c_.Read(pair.low);
   const unsigned int high = i2c_.Read(pair.high) & pair.high_bits;
-  return static_cast<int>(high << 8 | low);
+  return WordOf(high, low);
 }
 
 }  // namespace VeltranoSDK

@@ -2,7 +2,7 @@
 
 #include <array>
 
-#include "Devices/sensor/sony/RegisterWrite.h"
+#include "Devices/sensor/RegisterWrite.h"
 
 namespace VeltranoSDK::imx273 {
 
@@ -62,7 +62,7 @@ inline constexpr std::array kReducedTimingAtPowerUp{
 inline constexpr std::array kReducedTiming{
     RegisterWrite{0x3010, 0x4A},
     RegisterWrite{0x3011, 0x02},
-    RegisterWrite{0x3012, 0x00}.Keeping(0xF0),
+    RegisterWrite{0x3012, 0x00}.Only(0x0F),
     RegisterWrite{0x3014, 0xDA},
     RegisterWrite{0x3015, 0x00},
 };
@@ -71,7 +71,7 @@ inline constexpr std::array kReducedTiming{
 inline constexpr std::array kFullFrameLineCount{
     RegisterWrite{0x3010, 0x6A},
     RegisterWrite{0x3011, 0x04},
-    RegisterWrite{0x3012, 0x00}.Keeping(0xF0),
+    RegisterWrite{0x3012, 0x00}.Only(0x0F),
 };
 
 inline constexpr std::array kNoCrop{

@@ -1,5 +1,6 @@
 #include "Devices/sensor/sony/ImxSensorI2cInterface.h"
 
+#include "Devices/bus/Bytes.h"
 #include "Neighbours.h"
 #include "thread/Pause.h"
 
@@ -20,21 +21,18 @@ bool Retried(Access access) {
   return false;
 }
 
-constexpr std::uint8_t High(unsigned short addr) { return static_cast<std::uint8_t>(addr >> 8); }
-constexpr std::uint8_t Low(unsigned short addr) { return static_cast<std::uint8_t>(addr); }
-
 }  // namespace
 
 ImxSensorI2cInterface::ImxSensorI2cInterface(unsigned char address)
-    : I2cDev(neighbour::SensorBus(), address) {}
+    : device_(neighbour::SensorBus(), address) {}
 
 bool ImxSensorI2cInterface::Write(unsigned short addr, unsigned char value) {
-  return Retried([&] { return I2cRdWr({High(addr), Low(addr), value}); });
+  return Retried([&] { return device_.I2cRdWr({HighByte(addr), LowByte(addr), value}); });
 }
 
 unsigned char ImxSensorI2cInterface::Read(unsigned short addr) {
   std::vector<std::uint8_t> value{0};
-  Retried([&] { return I2cRdWr({High(addr), Low(addr)}, value); });
+  Retried([&] { return device_.I2cRdWr({HighByte(addr), LowByte(addr)}, value); });
   return value.front();
 }
 

@@ -6,7 +6,7 @@ namespace VeltranoSDK {
 
 // Register bus of the Sony sensors: 16-bit addresses, 8-bit values. The bus device
 // is the one the current series names for its sensor.
-class ImxSensorI2cInterface : private I2cDev {
+class ImxSensorI2cInterface {
  public:
   // `address` is the sensor's 7-bit bus address.
   explicit ImxSensorI2cInterface(unsigned char address);
@@ -15,6 +15,9 @@ class ImxSensorI2cInterface : private I2cDev {
   bool Write(unsigned short addr, unsigned char value);
   // 0 when the chip never answered.
   unsigned char Read(unsigned short addr);
+
+ private:
+  I2cDev device_;
 };
 
 }  // namespace VeltranoSDK

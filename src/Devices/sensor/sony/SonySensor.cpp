@@ -25,9 +25,8 @@ SonySensor::SonySensor(CmosSensorModel model, std::pair<unsigned int, unsigned i
 bool SonySensor::SetGain(unsigned int gain) {
   Trace(__func__);
   const unsigned int tenths = std::min(gain, kHighestGain) * 10;
-  const auto high = RegisterWrite{sony::kGainHigh, static_cast<std::uint8_t>(tenths >> 8)};
-  const auto low = RegisterWrite{sony::kGainLow, static_cast<std::uint8_t>(tenths)};
-  return Write(high.Keeping(0xFE), sony::kGainFailed) && Write(low, sony::kGainFailed);
+  return Write(RegisterWrite{sony::kGainHigh, HighByte(tenths)}.Only(0x01), sony::kGainFailed) &&
+         Write({sony::kGainLow, LowByte(tenths)}, sony::kGainFailed);
 }
 
 unsigned int SonySensor::GetSensorTemp() {
@@ -37,7 +36,7 @@ unsigned int SonySensor::GetSensorTemp() {
   const unsigned int high = i2c_.Read(sony::kTemperatureHigh);
   // The code is good even when the latch cannot be released.
   Write({sony::kTemperatureLatch, 0}, sony::kTemperatureFailed);
-  return (high & 0x03) << 8 | low;
+  return WordOf(high & 0x03, low);
 }
 
 unsigned int SonySensor::GetSensorVer(unsigned int kind) {
@@ -60,14 +59,11 @@ unsigned int SonySensor::GetSensorVer(unsigned int kind) {
 
 bool SonySensor::SetReadoutDriveDirectionImpl(ReadoutDriveDirection direction) {
   Trace(__func__);
-  const auto flip = RegisterWrite{sony::kFlip, static_cast<std::uint8_t>(direction)};
-  return Write(flip.Keeping(0xFC), sony::kFlipFailed);
+  return Write(RegisterWrite{sony::kFlip, LowByte(direction)}.Only(0x03), sony::kFlipFailed);
 }
 
 bool SonySensor::Write(const RegisterWrite& write, const char* failure) {
-  std::uint8_t value = write.value;
-  if (write.keep != 0) value |= i2c_.Read(write.address) & write.keep;
-  if (i2c_.Write(write.address, value)) return true;
+  if (i2c_.Write(write.address, write.ValueOn(i2c_))) return true;
   char text[80];
   snprintf(text, sizeof text, failure, write.named);
   puts(text);
@@ -83,7 +79,7 @@ bool SonySensor::EnterStandby(const char* failure) { return Write({sony::kStandb
 
 bool SonySensor::LeaveStandby(FpgaLogic& fpga, const WakeUp& pauses, const char* failure) {
   if (!Write({sony::kStandby, 0}, failure)) return false;
-  StartTiming(fpga, pauses);
+  StartTimingWhenReady(fpga, pauses);
   return true;
 }
 
@@ -98,14 +94,10 @@ bool SonySensor::RunOnce(FpgaLogic& fpga, const PowerUp& start) {
   return true;
 }
 
-void SonySensor::StartTiming(FpgaLogic& fpga, const WakeUp& pauses) {
+void SonySensor::StartTimingWhenReady(FpgaLogic& fpga, const WakeUp& pauses) {
   Pause(pauses.oscillator);
   Pause(pauses.pll);
-  fpga.SetCmosTimingControl(kOff, kOff);
-  Pause(pauses.timing_off);
-  fpga.SetCmosTimingControl(kOff, kOn);
-  Pause(pauses.timing_armed);
-  fpga.SetCmosTimingControl(kOn, kOn);
+  StartTiming(fpga, pauses.timing_off, pauses.timing_armed);
 }
 
 }  // namespace VeltranoSDK

@@ -5,12 +5,10 @@
 #include <utility>
 
 #include "Devices/sensor/CmosSensor.h"
+#include "Devices/sensor/RegisterWrite.h"
 #include "Devices/sensor/sony/ImxSensorI2cInterface.h"
-#include "Devices/sensor/sony/RegisterWrite.h"
 
 namespace VeltranoSDK {
-
-class FpgaLogic;
 
 // What the two Sony sensors have in common: register bus, gain, temperature,
 // identification, flip, and the way out of standby.
@@ -52,7 +50,7 @@ class SonySensor : public CmosSensor {
   // Once up and back into standby: only a chip that has run takes its programming.
   bool RunOnce(FpgaLogic& fpga, const PowerUp& start);
   // The second half of LeaveStandby, for a chip that has been started.
-  static void StartTiming(FpgaLogic& fpga, const WakeUp& pauses);
+  static void StartTimingWhenReady(FpgaLogic& fpga, const WakeUp& pauses);
 
   ImxSensorI2cInterface i2c_;
 

@@ -154,7 +154,7 @@ TEST_F(E2vLists, AFailedReadingOfAListGivesWhatThereIs) {
 // --- Tables --------------------------------------------------------------------------------
 
 // Whether a placeholder changes nothing of its register.
-constexpr bool WritesBack(const e2v::PagedEntry& entry) { return entry.kept == e2v::kWhole; }
+constexpr bool WritesBack(const e2v::PagedEntry& entry) { return entry.mask == 0; }
 
 template <typename Table>
 constexpr bool IsPlaceholdersThatWriteBack(const Table& table) {

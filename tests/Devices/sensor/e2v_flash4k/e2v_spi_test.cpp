@@ -1,7 +1,7 @@
 // The e2v sensor's bus on a K4010: the bytes of every operation, and what is printed.
 #include <cerrno>
 
-#include "DeviceTest.h"
+#include "Devices/DeviceTest.h"
 #include "Devices/sensor/e2v_flash4k/E2vSpiInterface.h"
 
 namespace VeltranoSDK {

@@ -1,5 +1,5 @@
 // The GMAX2509's register bus: what goes over the wire for an access.
-#include "DeviceTest.h"
+#include "Devices/DeviceTest.h"
 #include "Devices/sensor/gmax2509/GMAX2509SpiInterface.h"
 
 namespace VeltranoSDK {

@@ -1,7 +1,7 @@
 // The GSPRINT6502BSI's bus on a K3910: the bytes of every operation.
 #include <cerrno>
 
-#include "DeviceTest.h"
+#include "Devices/DeviceTest.h"
 #include "Devices/sensor/gsprint6502bsi/GSPRINT6502BSIInterface.h"
 
 namespace VeltranoSDK {

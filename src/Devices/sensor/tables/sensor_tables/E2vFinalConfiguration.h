@@ -21,7 +21,7 @@ inline constexpr std::uint16_t kStartUpColumns = 4096 / 64 - 1;
 inline constexpr std::array<FinalEntry, 34> kFinalConfiguration{{
     FinalPlaceholder(0x0026),
     FinalPlaceholder(0x0030),
-    FinalPlaceholder(0x0031, 0, 0, 0xFFFE),  // bit 0 halves the readout
+    FinalPlaceholder(0x0031, 0, 0, 0x0001),  // bit 0 halves the readout
     FinalPlaceholder(0x0032),
     FinalPlaceholder(0x0033),
     FinalPlaceholder(0x0034, 0, 0),  // first column
