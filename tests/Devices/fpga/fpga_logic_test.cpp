@@ -414,10 +414,12 @@ TEST_F(ZynqFpga, EnableCollectModeSignalStopsAtAFailedWrite) {
     tessaline_board_clear_faults();
     tessaline_board_transcript_clear();
     tessaline_board_fault("fpga", "mmap", access, 1, EIO);
-    EXPECT_FALSE(logic().EnableCollectModeSignal()) << access;
-    EXPECT_EQ(Steps(), Enabling(access));
+    Printed();
+    const bool enabled = logic().EnableCollectModeSignal();
     const bool is_mode = access == 16 || access == 18;  // and the memory's first port
     EXPECT_EQ(Printed(), is_mode ? "SetCollectMode error\n" : "SetEnableSignal error\n") << access;
+    EXPECT_FALSE(enabled) << access;
+    EXPECT_EQ(Steps(), Enabling(access));
     EXPECT_EQ(logic().collect_mode(), kCollectLaserLine) << access;
   }
 }
