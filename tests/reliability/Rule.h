@@ -38,6 +38,16 @@ struct Rule {
   std::string_view result = {};  // of that function, if it has one; kSame: as without the failure
   std::string_view why = {};
 
+ private:
+  // Stands before its uses for clang 14.
+  template <typename Value>
+  constexpr Rule With(Value Rule::*field, std::type_identity_t<Value> value) const {
+    Rule rule = *this;
+    rule.*field = value;
+    return rule;
+  }
+
+ public:
   constexpr Rule Of(std::string_view products) const { return With(&Rule::models, products); }
   constexpr Rule During(std::string_view function) const { return With(&Rule::during, function); }
   constexpr Rule For(std::string_view purpose) const { return With(&Rule::access, purpose); }
@@ -60,14 +70,6 @@ struct Rule {
   }
   constexpr Rule Returns(std::string_view value) const { return With(&Rule::result, value); }
   constexpr Rule Because(std::string_view reason) const { return With(&Rule::why, reason); }
-
- private:
-  template <typename Value>
-  constexpr Rule With(Value Rule::*field, std::type_identity_t<Value> value) const {
-    Rule rule = *this;
-    rule.*field = value;
-    return rule;
-  }
 };
 
 constexpr Rule On(std::string_view device, std::string_view operation = {}) {

@@ -236,25 +236,25 @@ std::vector<std::string> Addresses(const std::function<void()>& calls) {
 }
 
 TEST_F(ZynqFpga, EveryBlockIsAccessedAtItsAddress) {
-  EXPECT_THAT(Addresses([this] { TouchEveryBlock(logic()); }),
+  EXPECT_THAT(Addresses([] { TouchEveryBlock(logic()); }),
               ElementsAre("43c00028", "43c10000", "43c20008", "43c3001c", "83c00040", "83c50064",
                           "83c10000", "83c2000c", "83c40018", "83c60010"));
 }
 
 TEST_F(ZynqMpFpga, EveryBlockIsAccessedAtItsAddress) {
-  EXPECT_THAT(Addresses([this] { TouchEveryBlock(logic()); }),
+  EXPECT_THAT(Addresses([] { TouchEveryBlock(logic()); }),
               ElementsAre("a0000028", "a0010000", "a0020008", "a003001c", "b0000040", "b0050064",
                           "b0010000", "b002000c", "b0040018", "b0060010"));
 }
 
 TEST_F(ZynqFpga, TheSecondStreamSwitchIsAccessedAtItsAddress) {
-  const auto addresses = Addresses([this] { logic().SetCollectMode(kCollectImage); });
+  const auto addresses = Addresses([] { logic().SetCollectMode(kCollectImage); });
   EXPECT_THAT(addresses, ElementsAre("43c20040", "43c20044", "83c40000", "43c40040", "43c00018",
                                      "43c00018", "43c20000", "43c40000"));
 }
 
 TEST_F(ZynqMpFpga, TheSecondStreamSwitchIsAccessedAtItsAddress) {
-  const auto addresses = Addresses([this] { logic().SetCollectMode(kCollectImage); });
+  const auto addresses = Addresses([] { logic().SetCollectMode(kCollectImage); });
   EXPECT_THAT(addresses, ElementsAre("a0020040", "a0020044", "b0040000", "a0040040", "a0000018",
                                      "a0000018", "a0020000", "a0040000"));
 }
