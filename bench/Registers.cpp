@@ -65,7 +65,7 @@ std::uint32_t FourCalls(Touch touch) {
   const int fd = open("/dev/mem", O_RDWR | O_NONBLOCK);
   void* const block = mmap(nullptr, kMappedBytes, PROT_READ | PROT_WRITE, MAP_SHARED, fd, kBlock);
   const std::uint32_t result =
-      touch(static_cast<volatile std::uint32_t*>(block)[fpga::TRI_SPACING.Index()]);
+      touch(static_cast<volatile std::uint32_t*>(block)[fpga::kReg.TRI_SPACING.Index()]);
   close(fd);
   munmap(block, kMappedBytes);
   return result;
@@ -82,13 +82,13 @@ std::uint32_t BareWrite() {
   });
 }
 
-std::uint32_t LibraryRead() { return fpga_read_addr(kBlock, fpga::TRI_SPACING.Index()); }
+std::uint32_t LibraryRead() { return fpga_read_addr(kBlock, fpga::kReg.TRI_SPACING.Index()); }
 
 std::uint32_t LibraryWrite() {
-  return fpga_write_addr(kBlock, fpga::TRI_SPACING.Index(), kWritten);
+  return fpga_write_addr(kBlock, fpga::kReg.TRI_SPACING.Index(), kWritten);
 }
 
-constexpr fpga::Field kChanged = fpga::kLasTriPolarity;
+constexpr fpga::Field kChanged = fpga::kField.las_tri_polarity;
 
 std::uint32_t ReadChanged() { return fpga_read_addr(kBlock, kChanged.reg.Index()); }
 
@@ -172,7 +172,7 @@ class MemoryFile {
   MemoryFile() {
     const int fd = mkstemp(path_);
     if (fd < 0 || ftruncate(fd, off_t{kBlock} + 4096) != 0 ||
-        pwrite(fd, &kBefore, sizeof kBefore, off_t{kBlock} + fpga::TRI_SPACING.offset) < 0) {
+        pwrite(fd, &kBefore, sizeof kBefore, off_t{kBlock} + fpga::kReg.TRI_SPACING.offset) < 0) {
       std::perror(path_);
       std::exit(1);
     }
@@ -194,8 +194,8 @@ void PrintRegisterRows(const Options& options) {
   for (const Kind& kind : kKinds) {
     PrintRow(std::string(kind.name) + ", on the virtual board", InOwnProcess([&] {
                PlugInFor(kind);
-               tessaline_board_register_set(static_cast<unsigned>(fpga::TRI_SPACING.block),
-                                            fpga::TRI_SPACING.offset, kBefore);
+               tessaline_board_register_set(static_cast<unsigned>(fpga::kReg.TRI_SPACING.block),
+                                            fpga::kReg.TRI_SPACING.offset, kBefore);
                return Measure(kind, options);
              }));
   }

@@ -117,18 +117,18 @@ void StreamBare(const Scene& scene, Touch touch) {
     WriteText(base + "/value", "1");
   }
   tessaline_board_chip_set("sensor", 0x3000, 0);
-  SetRegister(fpga::CMOS_WORK_MODE, 3);
-  SetRegister(fpga::CMOS_TIMING_CTRL, 5);
-  SetRegister(fpga::STRIP_IMAGE_WIDTH, kFullColumns);
-  SetRegister(fpga::STRIP_IMAGE_HEIGHT, scene.rows);
-  SetRegister(fpga::TRI_SPACING, 200000);
+  SetRegister(fpga::kReg.CMOS_WORK_MODE, 3);
+  SetRegister(fpga::kReg.CMOS_TIMING_CTRL, 5);
+  SetRegister(fpga::kReg.STRIP_IMAGE_WIDTH, kFullColumns);
+  SetRegister(fpga::kReg.STRIP_IMAGE_HEIGHT, scene.rows);
+  SetRegister(fpga::kReg.TRI_SPACING, 200000);
   using fpga::Block;
   WriteRegister(fpga::StreamSwitchPort(Block::kImage2, 0), images ? fpga::kStreamSwitchPortOff : 0);
   WriteRegister(fpga::StreamSwitchPort(Block::kImage2, 1), images ? 0 : fpga::kStreamSwitchPortOff);
   WriteRegister(fpga::StreamSwitchPort(Block::kImage4, 0), images ? 1 : 0);
   WriteRegister(fpga::StreamSwitchControl(Block::kImage2), fpga::kStreamSwitchCommit);
   WriteRegister(fpga::StreamSwitchControl(Block::kImage4), fpga::kStreamSwitchCommit);
-  WriteRegister(fpga::TRIGGER_CTRL, fpga::kGlobalControl.Mask());
+  WriteRegister(fpga::kReg.TRIGGER_CTRL, fpga::kField.global_control.Mask());
   std::thread(Take, scene.stream, touch).detach();
 }
 

@@ -130,7 +130,8 @@ Kind* Board::Add(Args&&... args) {
 
 Board::Board(const products::Product& product)
     : family_(product.family),
-      fpga_(std::make_shared<FpgaModel>(family_.series << fpga::kFpgaSeries.shift | kFpgaVersion)) {
+      fpga_(std::make_shared<FpgaModel>(family_.series << fpga::kField.fpga_series.shift |
+                                        kFpgaVersion)) {
   const products::Board& wiring = family_.board;
   const auto lines = wiring.gpio.All();
   Add<Memory>(fpga_, wiring.processor.regions);
@@ -228,23 +229,24 @@ double Board::LaserPower() const {
 }
 
 void Board::DriveExternalTrigger(bool level) {
-  const bool before = fpga_->Get(fpga::kExternalTriggerLevel) != 0;
+  const bool before = fpga_->Get(fpga::kField.external_trigger_level) != 0;
   if (before == level) return;
-  fpga_->Set(fpga::EXT_TRIGGER_LEVEL, level ? 1 : 0);
+  fpga_->Set(fpga::kReg.EXT_TRIGGER_LEVEL, level ? 1 : 0);
   if (level) {
-    const std::uint32_t low = fpga_->Value(fpga::Block::kImage1, fpga::TIMER_COUNTER_L.offset);
-    const std::uint32_t high = fpga_->Value(fpga::Block::kImage1, fpga::TIMER_COUNTER_H.offset);
-    fpga_->Set(fpga::XTRIG_START_L, low);
-    fpga_->Set(fpga::XTRIG_START_H, high);
+    const std::uint32_t low = fpga_->Value(fpga::Block::kImage1, fpga::kReg.TIMER_COUNTER_L.offset);
+    const std::uint32_t high =
+        fpga_->Value(fpga::Block::kImage1, fpga::kReg.TIMER_COUNTER_H.offset);
+    fpga_->Set(fpga::kReg.XTRIG_START_L, low);
+    fpga_->Set(fpga::kReg.XTRIG_START_H, high);
     engine_->ExternalEdge();
   } else {
     engine_->Wake();  // a gate may have closed
   }
-  if (fpga_->Get(fpga::kExternalTriggerIrqEnable) != 0) uio_[0]->Raise();
+  if (fpga_->Get(fpga::kField.external_trigger_irq_enable) != 0) uio_[0]->Raise();
 }
 
 void Board::ReportDaArrived() {
-  if (fpga_->Get(fpga::kDaIrqEnable) != 0) uio_[1]->Raise();
+  if (fpga_->Get(fpga::kField.da_irq_enable) != 0) uio_[1]->Raise();
 }
 
 }  // namespace board

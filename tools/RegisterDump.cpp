@@ -18,8 +18,8 @@ Failure NoDump(const std::string& path) {
 RegisterDump RegisterDump::Take(const Registers& registers) {
   RegisterDump dump;
   for (const fpga::Register& reg : registers.All()) {
-    dump.entries.push_back(
-        {std::string(fpga::Info(reg.block).name), std::string(reg.name), registers.Read(reg)});
+    dump.entries.push_back({std::string(fpga::Info(reg.block).name), std::string(reg.name.View()),
+                            registers.Read(reg)});
   }
   return dump;
 }

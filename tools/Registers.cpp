@@ -35,8 +35,8 @@ std::string SimilarTo(const std::string& name) {
   std::string similar;
   int found = 0;
   for (const fpga::Register& reg : fpga::kAllRegisters) {
-    if (reg.name.find(name) == std::string_view::npos || found == 4) continue;
-    similar += fmt::format("{}{}", found++ == 0 ? "" : ", ", reg.name);
+    if (reg.name.View().find(name) == std::string_view::npos || found == 4) continue;
+    similar += fmt::format("{}{}", found++ == 0 ? "" : ", ", reg.name.View());
   }
   return similar;
 }
@@ -44,7 +44,7 @@ std::string SimilarTo(const std::string& name) {
 }  // namespace
 
 std::string FullName(const fpga::Register& reg) {
-  return fmt::format("{} {}", fpga::Info(reg.block).name, reg.name);
+  return fmt::format("{} {}", fpga::Info(reg.block).name, reg.name.View());
 }
 
 std::uint32_t ParseWord(const std::string& text) {
@@ -68,8 +68,9 @@ std::vector<const fpga::Field*> Registers::FieldsOf(const fpga::Register& reg) c
   for (const fpga::Field& field : fpga::kAllFields) {
     if (!(field.reg == reg)) continue;
     // One word has two layouts.
-    const bool in_halves = field.shift == fpga::kTRow25.shift || field.width == fpga::kTGes25.width;
-    if (reg == fpga::SENSOR_TIMING && in_halves != (family_.timing_in_halves)) continue;
+    const bool in_halves = field.shift == fpga::kField.t_row_halves.shift ||
+                           field.width == fpga::kField.t_ges_halves.width;
+    if (reg == fpga::kReg.SENSOR_TIMING && in_halves != (family_.timing_in_halves)) continue;
     fields.push_back(&field);
   }
   return fields;
@@ -119,7 +120,7 @@ Place Registers::Find(const std::string& text) const {
   name.erase(std::min(dot, name.size()));
   const fpga::Register* found = nullptr;
   for (const fpga::Register& reg : fpga::kAllRegisters) {
-    if (reg.name != name || (block != nullptr && block_of(reg) != block)) continue;
+    if (reg.name.View() != name || (block != nullptr && block_of(reg) != block)) continue;
     if (found != nullptr) {
       throw Failure(ExitCode::kUsage, fmt::format("\"{}\" is in two blocks", text),
                     fmt::format("write {}.{} or {}.{}", fpga::Info(found->block).name, name,
@@ -136,8 +137,8 @@ Place Registers::Find(const std::string& text) const {
   if (field_name.empty()) return {*found};
   std::string known;
   for (const fpga::Field* field : FieldsOf(*found)) {
-    if (Upper(field->name) == field_name) return {*found, field};
-    known += fmt::format("{}{}", known.empty() ? "" : ", ", field->name);
+    if (Upper(field->name.View()) == field_name) return {*found, field};
+    known += fmt::format("{}{}", known.empty() ? "" : ", ", field->name.View());
   }
   throw Failure(ExitCode::kUsage, fmt::format("{} has no field of that name", FullName(*found)),
                 known.empty() ? "it is one number" : "its fields are " + known);
@@ -154,19 +155,19 @@ void Registers::Write(const fpga::Register& reg, std::uint32_t value) const {
 std::string Registers::Decoded(const fpga::Register& reg, std::uint32_t value) const {
   std::string text;
   for (const fpga::Field* field : FieldsOf(reg)) {
-    text += fmt::format("{}{} {}", text.empty() ? "" : ", ", field->name, field->Of(value));
+    text += fmt::format("{}{} {}", text.empty() ? "" : ", ", field->name.View(), field->Of(value));
   }
   return text.empty() ? std::to_string(value) : text;
 }
 
 Json Registers::AsJson(const fpga::Register& reg, std::uint32_t value) const {
   Json json{{"block", fpga::Info(reg.block).name},
-            {"name", reg.name},
+            {"name", reg.name.View()},
             {"address", AddressOf(reg)},
             {"value", value}};
   Json fields = Json::object();
   for (const fpga::Field* field : FieldsOf(reg))
-    fields[std::string(field->name)] = field->Of(value);
+    fields[std::string(field->name.View())] = field->Of(value);
   if (!fields.empty()) json["fields"] = std::move(fields);
   return json;
 }

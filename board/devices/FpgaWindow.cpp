@@ -128,7 +128,8 @@ void RecordAccess(const char* kind, Block block, std::size_t offset, std::uint32
   if (!Recording()) return;
   const auto byte = static_cast<std::uint32_t>(offset);
   const auto* reg = VeltranoSDK::fpga::FindRegister(block, byte);
-  const std::string name = reg != nullptr ? std::string(reg->name) : fmt::format("0x{:02x}", byte);
+  const std::string name =
+      reg != nullptr ? std::string(reg->name.View()) : fmt::format("0x{:02x}", byte);
   Record("fpga", fmt::format("{} {} {} = 0x{:08x}", kind, VeltranoSDK::fpga::Info(block).name, name,
                              value));
 }

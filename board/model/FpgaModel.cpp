@@ -18,25 +18,25 @@ struct ResetValue {
 // Power-up values, chosen by us; all other registers start at 0. An exposure of 100 sensor
 // lines and a threshold of 30 show the scene's line well without any setting.
 constexpr std::array kPowerUp{
-    ResetValue{fpga::EXP_TIME_1, 100},
-    ResetValue{fpga::EXP_TIME_2, 100},
-    ResetValue{fpga::EXP_TIME_3, 100},
-    ResetValue{fpga::EXP_TIME_4, 100},
-    ResetValue{fpga::EXP_TIME_5, 100},
-    ResetValue{fpga::EXPOSURE_NUM, 1},
-    ResetValue{fpga::RIS_THRESHOLD, 30},
-    ResetValue{fpga::STRIP_WIDTH_MIN, 1},
-    ResetValue{fpga::STRIP_WIDTH_MAX, 128},
-    ResetValue{fpga::ENCODER_FREQ, static_cast<std::uint32_t>(scene::kCountsPerSecond)},
+    ResetValue{fpga::kReg.EXP_TIME_1, 100},
+    ResetValue{fpga::kReg.EXP_TIME_2, 100},
+    ResetValue{fpga::kReg.EXP_TIME_3, 100},
+    ResetValue{fpga::kReg.EXP_TIME_4, 100},
+    ResetValue{fpga::kReg.EXP_TIME_5, 100},
+    ResetValue{fpga::kReg.EXPOSURE_NUM, 1},
+    ResetValue{fpga::kReg.RIS_THRESHOLD, 30},
+    ResetValue{fpga::kReg.STRIP_WIDTH_MIN, 1},
+    ResetValue{fpga::kReg.STRIP_WIDTH_MAX, 128},
+    ResetValue{fpga::kReg.ENCODER_FREQ, static_cast<std::uint32_t>(scene::kCountsPerSecond)},
 };
 
 // Only the FPGA writes these; writes by software are lost.
 constexpr std::array kReadOnly{
-    fpga::FPGA_VERSION,      fpga::XTRIG_LOST_STA,        fpga::TIMER_COUNTER_L,
-    fpga::TIMER_COUNTER_H,   fpga::XTRIG_START_L,         fpga::XTRIG_START_H,
-    fpga::ENCODER_COUNTER_L, fpga::ENCODER_COUNTER_H,     fpga::ENCODER_FREQ,
-    fpga::STRIP_DELAY,       fpga::DO1_LOST_STA,          fpga::DO2_LOST_STA,
-    fpga::EXT_TRIGGER_LEVEL, fpga::COMM_VERIFY_ERROR_STA, fpga::CALLBACK_LOST_NUM,
+    fpga::kReg.FPGA_VERSION,      fpga::kReg.XTRIG_LOST_STA,        fpga::kReg.TIMER_COUNTER_L,
+    fpga::kReg.TIMER_COUNTER_H,   fpga::kReg.XTRIG_START_L,         fpga::kReg.XTRIG_START_H,
+    fpga::kReg.ENCODER_COUNTER_L, fpga::kReg.ENCODER_COUNTER_H,     fpga::kReg.ENCODER_FREQ,
+    fpga::kReg.STRIP_DELAY,       fpga::kReg.DO1_LOST_STA,          fpga::kReg.DO2_LOST_STA,
+    fpga::kReg.EXT_TRIGGER_LEVEL, fpga::kReg.COMM_VERIFY_ERROR_STA, fpga::kReg.CALLBACK_LOST_NUM,
 };
 
 bool IsReadOnly(const Register& reg) {
@@ -60,7 +60,7 @@ constexpr std::size_t SwitchIndex(Block block) { return block == Block::kImage2 
 
 FpgaModel::FpgaModel(std::uint32_t version) {
   for (const ResetValue& reset : kPowerUp) Set(reset.reg, reset.value);
-  Set(fpga::FPGA_VERSION, version);
+  Set(fpga::kReg.FPGA_VERSION, version);
   for (auto& ports : committed_) {
     for (Word& port : ports) port = fpga::kStreamSwitchPortOff;
   }
@@ -78,12 +78,12 @@ FpgaModel::Word& FpgaModel::Cell(const Register& reg) {
 
 std::uint32_t FpgaModel::Value(Block block, std::uint32_t offset) const {
   const Register reg{block, offset, {}};
-  if (reg == fpga::TIMER_COUNTER_L) return static_cast<std::uint32_t>(TimerTicks());
-  if (reg == fpga::TIMER_COUNTER_H) return static_cast<std::uint32_t>(TimerTicks() >> 32);
-  if (reg == fpga::ENCODER_COUNTER_L) {
+  if (reg == fpga::kReg.TIMER_COUNTER_L) return static_cast<std::uint32_t>(TimerTicks());
+  if (reg == fpga::kReg.TIMER_COUNTER_H) return static_cast<std::uint32_t>(TimerTicks() >> 32);
+  if (reg == fpga::kReg.ENCODER_COUNTER_L) {
     return static_cast<std::uint32_t>(scene::EncoderCount(NowNs()));
   }
-  if (reg == fpga::ENCODER_COUNTER_H) {
+  if (reg == fpga::kReg.ENCODER_COUNTER_H) {
     return static_cast<std::uint32_t>(scene::EncoderCount(NowNs()) >> 32);
   }
   return Get(reg);
@@ -95,18 +95,19 @@ void FpgaModel::Write(Block block, std::uint32_t offset, std::uint32_t value) {
   const std::uint32_t before = Cell(reg).exchange(value);
 
   const bool is_switch = block == Block::kImage2 || block == Block::kImage4;
-  if (reg == fpga::TRIGGER_CTRL && Rises(fpga::kSoftwareTrigger, before, value)) {
+  if (reg == fpga::kReg.TRIGGER_CTRL && Rises(fpga::kField.software_trigger, before, value)) {
     signals.software_trigger();
-  } else if (reg == fpga::TRIGGER_CTRL && Rises(fpga::kGlobalControl, value, before)) {
+  } else if (reg == fpga::kReg.TRIGGER_CTRL && Rises(fpga::kField.global_control, value, before)) {
     signals.acquisition_stop();
-  } else if (reg == fpga::CMOS_WORK_MODE && Rises(fpga::kCmosReset, value, before)) {
+  } else if (reg == fpga::kReg.CMOS_WORK_MODE && Rises(fpga::kField.cmos_reset, value, before)) {
     signals.sensor_reset();  // active low
-  } else if (reg == fpga::FRAME_ID_RESET && value != 0) {
+  } else if (reg == fpga::kReg.FRAME_ID_RESET && value != 0) {
     signals.frame_id_reset();
-  } else if (reg == fpga::CALLBACK_LOST_RESET && value != 0) {
-    Set(fpga::CALLBACK_LOST_NUM, 0);
-  } else if (reg == fpga::LASER_CTRL && Rises(fpga::kTriggerLostReset, before, value)) {
-    Set(fpga::XTRIG_LOST_STA, 0);
+  } else if (reg == fpga::kReg.CALLBACK_LOST_RESET && value != 0) {
+    Set(fpga::kReg.CALLBACK_LOST_NUM, 0);
+  } else if (reg == fpga::kReg.LASER_CTRL &&
+             Rises(fpga::kField.trigger_lost_reset, before, value)) {
+    Set(fpga::kReg.XTRIG_LOST_STA, 0);
   } else if (is_switch && offset == 0 && (value & fpga::kStreamSwitchCommit) != 0) {
     CommitSwitch(block);
   }

@@ -22,7 +22,8 @@ constexpr std::int64_t kNever = -1;
 
 enum TimerMode : unsigned { kTimer = 0, kEncoder = 1, kExternal = 2, kTimerDefault = 3 };
 constexpr std::uint32_t kHalfReadout = 2;  // of ISP_CTRL
-constexpr std::uint32_t kBothTimings = fpga::kTimingFirst.Mask() | fpga::kTimingSecond.Mask();
+constexpr std::uint32_t kBothTimings =
+    fpga::kField.timing_first.Mask() | fpga::kField.timing_second.Mask();
 
 // With the laser at half power, a white surface reaches this grey value per
 // microsecond of exposure.
@@ -109,15 +110,15 @@ struct tessaline_board_stream_stats FrameEngine::Stats(int stream) const {
 
 bool FrameEngine::Armed(const SensorState& sensor) const {
   const FpgaModel& fpga = *wiring_.fpga;
-  return fpga.Get(fpga::kGlobalControl) != 0 && sensor.streaming &&
-         (fpga.Get(fpga::CMOS_TIMING_CTRL) & kBothTimings) == kBothTimings &&
-         fpga.Get(fpga::kCmosReset) != 0;
+  return fpga.Get(fpga::kField.global_control) != 0 && sensor.streaming &&
+         (fpga.Get(fpga::kReg.CMOS_TIMING_CTRL) & kBothTimings) == kBothTimings &&
+         fpga.Get(fpga::kField.cmos_reset) != 0;
 }
 
 std::int64_t FrameEngine::SpacingNs() const {
   const FpgaModel& fpga = *wiring_.fpga;
-  const double spacing = fpga.Get(fpga::TRI_SPACING);
-  switch (fpga.Get(fpga::kTriggerMode)) {
+  const double spacing = fpga.Get(fpga::kReg.TRI_SPACING);
+  switch (fpga.Get(fpga::kField.trigger_mode)) {
     case kTimer:
     case kTimerDefault:
       return static_cast<std::int64_t>(spacing * fpga::kNanosecondsPerTick);
@@ -131,8 +132,9 @@ std::int64_t FrameEngine::SpacingNs() const {
 // Door control lets timed triggers through only while the external input is high.
 bool FrameEngine::GateOpen() const {
   const FpgaModel& fpga = *wiring_.fpga;
-  return fpga.Get(fpga::kDoorControl) == 0 || fpga.Get(fpga::kTriggerMode) >= kExternal ||
-         fpga.Get(fpga::kExternalTriggerLevel) != 0;
+  return fpga.Get(fpga::kField.door_control) == 0 ||
+         fpga.Get(fpga::kField.trigger_mode) >= kExternal ||
+         fpga.Get(fpga::kField.external_trigger_level) != 0;
 }
 
 std::int64_t FrameEngine::Work() {
@@ -146,7 +148,7 @@ std::int64_t FrameEngine::Work() {
     software_triggers_ = 0;
     next_due_ns_ = -1;
   } else {
-    if (wiring_.fpga->Get(fpga::kTriggerMode) == kExternal) {
+    if (wiring_.fpga->Get(fpga::kField.trigger_mode) == kExternal) {
       for (unsigned i = 0; i < edges; ++i) Trigger(NowNs());
     }
     if (unsigned waiting = software_triggers_; waiting > 0) {
@@ -194,7 +196,7 @@ std::int64_t FrameEngine::TimedTriggers(std::int64_t now) {
   }
   if (now - next_due_ns_ > kHopelessNs) {
     const std::int64_t missed = (now - next_due_ns_) / spacing;
-    wiring_.fpga->Add(fpga::XTRIG_LOST_STA, static_cast<std::uint32_t>(missed));
+    wiring_.fpga->Add(fpga::kReg.XTRIG_LOST_STA, static_cast<std::uint32_t>(missed));
     next_due_ns_ += missed * spacing;
   }
   if (next_due_ns_ > now) return next_due_ns_ - now;
@@ -207,7 +209,7 @@ void FrameEngine::Trigger(std::int64_t time_ns, Route route) {
   FpgaModel& fpga = *wiring_.fpga;
   // The sensor is still reading out the previous frame.
   if (time_ns < sensor_ready_ns_) {
-    fpga.Add(fpga::XTRIG_LOST_STA, 1);
+    fpga.Add(fpga::kReg.XTRIG_LOST_STA, 1);
     return;
   }
   const Exposure exposure = Expose(time_ns);
@@ -225,9 +227,9 @@ void FrameEngine::Trigger(std::int64_t time_ns, Route route) {
 SensorState FrameEngine::AsReceived(SensorState sensor) const {
   const FpgaModel& fpga = *wiring_.fpga;
   if (sensor.fpga.crops) {
-    sensor.crop_x += fpga.Get(fpga::ISP_WIDTH) * sensor.fpga.block_pixels * sensor.column_step;
+    sensor.crop_x += fpga.Get(fpga::kReg.ISP_WIDTH) * sensor.fpga.block_pixels * sensor.column_step;
   }
-  if (sensor.fpga.halves && fpga.Get(fpga::kIspReadoutMode) == kHalfReadout) {
+  if (sensor.fpga.halves && fpga.Get(fpga::kField.isp_readout_mode) == kHalfReadout) {
     sensor.column_step *= 2;
   }
   return sensor;
@@ -241,8 +243,8 @@ Exposure FrameEngine::Expose(std::int64_t time_ns) {
       time_ns + static_cast<std::int64_t>(sensor.frame_lines * sensor.line_time_us * 1000);
 
   // With several exposures per cycle, the slots take turns.
-  const unsigned slots = std::clamp(fpga.Get(fpga::kExposureCount), 1u, 5u);
-  fpga::Register slot = fpga::EXP_TIME_1;
+  const unsigned slots = std::clamp(fpga.Get(fpga::kField.exposure_count), 1u, 5u);
+  fpga::Register slot = fpga::kReg.EXP_TIME_1;
   slot.offset += 4 * static_cast<std::uint32_t>((id - 1) % slots);
   const double microseconds = fpga.Get(slot) * sensor.exposure_unit_us;
 
@@ -254,8 +256,8 @@ Exposure FrameEngine::Expose(std::int64_t time_ns) {
   exposure.light = 2 * wiring_.laser_power() * kGreyPerMicrosecond * microseconds * sensor.gain;
   exposure.sensor = sensor;
   exposure.width =
-      fpga.Get(fpga::STRIP_IMAGE_WIDTH) / sensor.fpga.block_units * sensor.fpga.block_pixels;
-  exposure.height = fpga.Get(fpga::STRIP_IMAGE_HEIGHT);
+      fpga.Get(fpga::kReg.STRIP_IMAGE_WIDTH) / sensor.fpga.block_units * sensor.fpga.block_pixels;
+  exposure.height = fpga.Get(fpga::kReg.STRIP_IMAGE_HEIGHT);
   // Height 0 switches the region off: the sensor reads out everything.
   if (exposure.width == 0) exposure.width = sensor.full_width / sensor.column_step;
   if (exposure.height == 0) exposure.height = sensor.full_height / sensor.row_step;
@@ -290,15 +292,16 @@ void FrameEngine::SendImage(const Exposure& exposure) {
 
 StripSettings FrameEngine::CurrentStripSettings() const {
   const FpgaModel& fpga = *wiring_.fpga;
-  StripSettings settings{8, static_cast<double>(fpga.Get(fpga::RIS_THRESHOLD)),
-                         fpga.Get(fpga::STRIP_WIDTH_MIN), fpga.Get(fpga::STRIP_WIDTH_MAX), false};
+  StripSettings settings{8, static_cast<double>(fpga.Get(fpga::kReg.RIS_THRESHOLD)),
+                         fpga.Get(fpga::kReg.STRIP_WIDTH_MIN), fpga.Get(fpga::kReg.STRIP_WIDTH_MAX),
+                         false};
   if (wiring_.points == PointLayout::kShort) {
     settings.bytes_per_point = 2;
   } else if (wiring_.points == PointLayout::kByMode) {
     constexpr unsigned kBytes[] = {2, 4, 8};  // normal, brightness, continuous
-    settings.bytes_per_point = kBytes[std::min(fpga.Get(fpga::BR_CONT_MODE_A), 2u)];
+    settings.bytes_per_point = kBytes[std::min(fpga.Get(fpga::kReg.BR_CONT_MODE_A), 2u)];
   }
-  if (fpga.Get(fpga::STRIP_WRIMEM_STRATEGY) == 1) {
+  if (fpga.Get(fpga::kReg.STRIP_WRIMEM_STRATEGY) == 1) {
     settings.bytes_per_point = 4;
     settings.narrow_count = true;
   }
@@ -324,7 +327,7 @@ void FrameEngine::AddStrip(const Exposure& exposure) {
 
 void FrameEngine::LoseStrips(std::uint32_t strips) {
   strip_counters_.lost += strips;
-  wiring_.fpga->Add(fpga::CALLBACK_LOST_NUM, strips);
+  wiring_.fpga->Add(fpga::kReg.CALLBACK_LOST_NUM, strips);
 }
 
 void FrameEngine::FlushStrips() {

@@ -121,7 +121,8 @@ struct Family {
   const Board& board;                /**< what it is built on */
   const ImageSensor& sensor;         /**< what it sees with */
   std::string_view laser_power_chip; /**< kAd5175 or kTpl0401 */
-  bool timing_in_halves; /**< SENSOR_TIMING is kTGes25 and kTRow25, else kTGes and kTRow */
+  bool timing_in_halves; /**< SENSOR_TIMING is kField.t_ges_halves and kField.t_row_halves, else
+                            kField.t_ges and kField.t_row */
   bool has_dma_buffer;   /**< frames are captured into /dev/udmabuf0 */
 };
 

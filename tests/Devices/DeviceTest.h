@@ -26,9 +26,9 @@ inline Lines operator+(Lines first, const Lines& second) {
 inline std::string Fpga(const fpga::Register& reg, unsigned value) {
   char text[16];
   snprintf(text, sizeof text, " = 0x%08x", value);
-  return std::string(reg.name) + text;
+  return std::string(reg.name.View()) + text;
 }
-inline std::string Timing(unsigned value) { return Fpga(fpga::CMOS_TIMING_CTRL, value); }
+inline std::string Timing(unsigned value) { return Fpga(fpga::kReg.CMOS_TIMING_CTRL, value); }
 
 // How the transcript tells a transaction on an I2C bus, bytes in hexadecimal:
 // I2cWrite(0x36, "30 0b 5a"), I2cRead(0x36, "30 0b", "c3").

@@ -226,7 +226,7 @@ TEST_F(CaptureDriver, AWriteModeSetDuringTheWaitCountsForTheBufferThatComes) {
   Run(*strip);
   ReallyWait(milliseconds(20));
 
-  Set(fpga::STRIP_WRIMEM_STRATEGY, 1);
+  Set(fpga::kReg.STRIP_WRIMEM_STRATEGY, 1);
   strip->SetWriteMemMode(1);
   FrameSource::Trigger(true);
   ASSERT_TRUE(Eventually([&] {

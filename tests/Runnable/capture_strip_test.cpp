@@ -207,7 +207,7 @@ TEST_F(StripThread, DeliversWhatIsWholeOfACorruptBuffer) {
 
 TEST_F(StripThread, NarrowModeHasFourBytesAPointAndANarrowCount) {
   Collect(/*bytes_per_point=*/4);
-  Set(fpga::STRIP_WRIMEM_STRATEGY, 1);
+  Set(fpga::kReg.STRIP_WRIMEM_STRATEGY, 1);
   strip->SetWriteMemMode(1);
   StartThread();
   FrameSource::Trigger(true);

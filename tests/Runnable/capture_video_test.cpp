@@ -148,7 +148,7 @@ TEST_F(ImageThread, RestoresThePixelOrder) {
       close(fd);
     }
   }
-  Set(fpga::EXP_TIME_1, 100);
+  Set(fpga::kReg.EXP_TIME_1, 100);
   std::atomic<int> images{0};
   std::atomic<std::size_t> columns_with_line{0};
   video->RegisterImageBufCallback([&](unsigned width, unsigned height, void* data) {

@@ -142,7 +142,7 @@ TEST_F(Notifier, SurvivesAThousandSwitchesUnderInterrupts) {
     ASSERT_TRUE(tessaline_test::NoDescriptorsAreLeft(before)) << "round " << round;
     // The lock around register accesses is free.
     Fpga().SetTriSpacing(static_cast<unsigned>(1000 + round));
-    ASSERT_EQ(Get(fpga::TRI_SPACING), static_cast<unsigned>(1000 + round) * 50);
+    ASSERT_EQ(Get(fpga::kReg.TRI_SPACING), static_cast<unsigned>(1000 + round) * 50);
     ASSERT_EQ(pulses, pulses_at_off);
     ASSERT_EQ(arrived, arrived_at_off);
   }

@@ -73,11 +73,11 @@ TEST_F(K3610, StartUpNotifiesBetweenItsSteps) {
   const auto reset = StartsWith("fpga write IMAGE_BLOCK_0 CMOS_WORK_MODE");
 
   const auto& exposure = events_so_far_[0];
-  EXPECT_EQ(exposure.back(), "fpga " + Wrote(fpga::EXPOSURE_NUM, 6000u << 3 | 1));
+  EXPECT_EQ(exposure.back(), "fpga " + Wrote(fpga::kReg.EXPOSURE_NUM, 6000u << 3 | 1));
   EXPECT_THAT(exposure, Not(Contains(reset)));
 
   const auto& trigger = events_so_far_[1];
-  EXPECT_EQ(trigger.back(), "fpga " + Wrote(fpga::TRIGGER_CTRL, 3));
+  EXPECT_EQ(trigger.back(), "fpga " + Wrote(fpga::kReg.TRIGGER_CTRL, 3));
   EXPECT_THAT(trigger, Contains(reset));
   EXPECT_THAT(trigger, Not(Contains(is_sensor)));
 
@@ -213,7 +213,7 @@ INSTANTIATE_TEST_SUITE_P(Series, AnswersOf, ::testing::ValuesIn(kAnswers),
                          [](const auto& row) { return std::string(row.param.model); });
 
 TEST_P(AnswersOf, LostCallbacksAreCountedInOnePlace) {
-  Set(fpga::CALLBACK_LOST_NUM, 7);
+  Set(fpga::kReg.CALLBACK_LOST_NUM, 7);
   if (GetParam().strip_thread_counts) {
     EXPECT_EQ(Series()->GetCallbackLostCount(), 0u);
     EXPECT_TRUE(Series()->ResetCallbackLostCount());
@@ -221,15 +221,15 @@ TEST_P(AnswersOf, LostCallbacksAreCountedInOnePlace) {
   } else {
     EXPECT_EQ(Series()->GetCallbackLostCount(), 7u);
     EXPECT_FALSE(Series()->ResetCallbackLostCount());
-    EXPECT_THAT(Steps(),
-                ElementsAre(Read(fpga::CALLBACK_LOST_NUM, 7), Wrote(fpga::CALLBACK_LOST_RESET, 1),
-                            Slept(1), Wrote(fpga::CALLBACK_LOST_RESET, 0), Slept(1)));
+    EXPECT_THAT(Steps(), ElementsAre(Read(fpga::kReg.CALLBACK_LOST_NUM, 7),
+                                     Wrote(fpga::kReg.CALLBACK_LOST_RESET, 1), Slept(1),
+                                     Wrote(fpga::kReg.CALLBACK_LOST_RESET, 0), Slept(1)));
   }
 }
 
 TEST_P(AnswersOf, TheThresholdIsScaledAndRoundedDown) {
   EXPECT_EQ(SetRisThresholdValue(101), 0);
-  EXPECT_THAT(Writes(), ElementsAre(Wrote(fpga::RIS_THRESHOLD, GetParam().threshold)));
+  EXPECT_THAT(Writes(), ElementsAre(Wrote(fpga::kReg.RIS_THRESHOLD, GetParam().threshold)));
 }
 
 TEST_P(AnswersOf, PointsGrowWithTheFlagsWhereTheProcessorReconstructs) {

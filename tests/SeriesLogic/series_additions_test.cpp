@@ -169,12 +169,13 @@ class AdditionsOf : public BoardFixture, public ::testing::WithParamInterface<co
   static Lines EventsOf(const Situation& situation, const std::function<void()>& calls) {
     PowerUp();
     TheFpga().SetCollectMode(situation.collect_mode);
-    Set(fpga::HDR_CTRL, situation.hdr);
-    Set(fpga::STRIP_DATA_MODE, situation.strip_data_mode);
+    Set(fpga::kReg.HDR_CTRL, situation.hdr);
+    Set(fpga::kReg.STRIP_DATA_MODE, situation.strip_data_mode);
     // So that it shows who clears what. All ones would be a failed read.
     for (const fpga::Register& reg :
-         {fpga::BASE_THRESHOLD, fpga::OB_OFFSET, fpga::BRI_THRES, fpga::ENHANCE_CTRL,
-          fpga::MEDIAN_CTRL, fpga::EROSION_CTRL, fpga::ISP_CTRL}) {
+         {fpga::kReg.BASE_THRESHOLD, fpga::kReg.OB_OFFSET, fpga::kReg.BRI_THRES,
+          fpga::kReg.ENHANCE_CTRL, fpga::kReg.MEDIAN_CTRL, fpga::kReg.EROSION_CTRL,
+          fpga::kReg.ISP_CTRL}) {
       Set(reg, 0x7FFFFFFF);
     }
     tessaline_board_transcript_clear();
@@ -229,7 +230,7 @@ TEST_P(ChannelsOf, AreKnownToTheSensorOnceTheTriggerIsConfigured) {
             }),
             expected);
   EXPECT_EQ(Sensor<IMX252>().TransferMaxFrameValue(), Is(k22ch16) ? 0x00D9260Du : 0x0136260Du);
-  const auto width = "fpga " + Wrote(fpga::STRIP_SELECTOR_IMAGE_WIDTH, 640);
+  const auto width = "fpga " + Wrote(fpga::kReg.STRIP_SELECTOR_IMAGE_WIDTH, 640);
   EXPECT_EQ(std::count(expected.begin(), expected.end(), width), Is(k22ch16Arm) ? 1 : 0);
 }
 
@@ -246,7 +247,7 @@ TEST_P(AdditionsOf, CollectModesProgramTheFpgaAndThenTheSeries) {
       });
       EXPECT_EQ(EventsOf(situation, [&] { EXPECT_EQ(SetCollectMode(mode), 0); }), expected);
       const unsigned int images_delta = Is(k24) || Is(k25) ? 10'000'000 : 6000;
-      EXPECT_EQ(Get(fpga::EXPOSURE_NUM) >> 3, mode == kCollectImage ? images_delta : 1);
+      EXPECT_EQ(Get(fpga::kReg.EXPOSURE_NUM) >> 3, mode == kCollectImage ? images_delta : 1);
     }
   }
 }

@@ -266,7 +266,7 @@ TEST_F(CaptureStatistics, TakeAChangeOfTheStreamOrOfTheIdsForNoLoss) {
 TEST_F(CaptureStatistics, FollowIdsThatBeginAnewUnannounced) {
   Collect(TESSALINE_STREAM_STRIPS);
   Capture(TESSALINE_STREAM_STRIPS, 3);
-  const auto& reset = tessaline_test::fpga::FRAME_ID_RESET;
+  const auto& reset = tessaline_test::fpga::kReg.FRAME_ID_RESET;
   for (const unsigned level : {1u, 0u}) {
     fpga_write_addr(
         tessaline_test::fpga::BaseAddress(reset.block, tessaline_test::fpga::kZynqRegions),

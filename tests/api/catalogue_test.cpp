@@ -49,8 +49,8 @@ TEST_F(Catalogue, StopAfterAStartWaitsASecondAndReadsTheTimer) {
   EXPECT_EQ(SetGlobalControl(0), 0);
   const auto steps = Steps();
   ASSERT_EQ(steps.size(), 5u);
-  EXPECT_EQ(steps[0], Read(fpga::TRIGGER_CTRL, 0x43));
-  EXPECT_EQ(steps[1], Wrote(fpga::TRIGGER_CTRL, 0x03));
+  EXPECT_EQ(steps[0], Read(fpga::kReg.TRIGGER_CTRL, 0x43));
+  EXPECT_EQ(steps[1], Wrote(fpga::kReg.TRIGGER_CTRL, 0x03));
   EXPECT_EQ(steps[2], Slept(1'000'000));
   EXPECT_THAT(steps[3], HasSubstr("read IMAGE_BLOCK_1 TIMER_COUNTER_L"));
   EXPECT_THAT(steps[4], HasSubstr("read IMAGE_BLOCK_1 TIMER_COUNTER_H"));
@@ -68,7 +68,8 @@ TEST_F(Catalogue, StopWithoutAStartDoesNotWait) {
 
 TEST_F(Catalogue, GlobalControlOfAnotherValueIsOnlyHandedOn) {
   EXPECT_EQ(SetGlobalControl(2), 0);
-  EXPECT_THAT(Accesses(), ElementsAre(Read(fpga::TRIGGER_CTRL, 3), Wrote(fpga::TRIGGER_CTRL, 3)));
+  EXPECT_THAT(Accesses(),
+              ElementsAre(Read(fpga::kReg.TRIGGER_CTRL, 3), Wrote(fpga::kReg.TRIGGER_CTRL, 3)));
   // It is no start either: nothing is waited for at the stop.
   EXPECT_EQ(SetGlobalControl(0), 0);
   EXPECT_THAT(Steps(), Not(Contains(Slept(1'000'000))));
@@ -77,7 +78,7 @@ TEST_F(Catalogue, GlobalControlOfAnotherValueIsOnlyHandedOn) {
 // The second image is older than the stop; a master takes it all the same.
 TEST_F(Catalogue, AMasterDeliversImagesFromBeforeTheStop) {
   EXPECT_EQ(SetMasterState(2), 0);
-  EXPECT_THAT(Writes(), ElementsAre(Wrote(fpga::MASTER_CTRL, 0)));
+  EXPECT_THAT(Writes(), ElementsAre(Wrote(fpga::kReg.MASTER_CTRL, 0)));
   HeldImages::StopBetweenTwo();
   EXPECT_THAT(HeldImages::Delivered(2), ElementsAre(1u, 2u));
 }
@@ -149,7 +150,7 @@ TEST_F(Catalogue, AnExposureThatDoesNotExistIsAnError) {
 TEST_F(Catalogue, ExposuresLastWholeLinesOfTheDriveMode) {
   EXPECT_EQ(SetDriveMode(0x11), 0);
   EXPECT_EQ(SetExposureTime(2, 1000), 0);
-  EXPECT_EQ(Get(fpga::EXP_TIME_2), 341u);
+  EXPECT_EQ(Get(fpga::kReg.EXP_TIME_2), 341u);
 }
 
 TEST_F(Catalogue, GainIsInTenthsOfADecibel) {
@@ -193,8 +194,8 @@ TEST_F(Catalogue, RegionGoesToTheSensorColumnsFirst) {
   EXPECT_EQ(SetROI1(0x80, 0x100, 1000, 601), 0);
   EXPECT_EQ(ChipWord(0x3310) & 0x1FFF, 0x80);
   EXPECT_EQ(ChipWord(0x3312) & 0x0FFF, 0x100);
-  EXPECT_EQ(Get(fpga::STRIP_IMAGE_WIDTH), 1000u);
-  EXPECT_EQ(Get(fpga::STRIP_IMAGE_HEIGHT), 601u);
+  EXPECT_EQ(Get(fpga::kReg.STRIP_IMAGE_WIDTH), 1000u);
+  EXPECT_EQ(Get(fpga::kReg.STRIP_IMAGE_HEIGHT), 601u);
 }
 
 TEST_F(Catalogue, DirectionGoesToTheSensor) {

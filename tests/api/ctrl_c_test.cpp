@@ -38,7 +38,7 @@ using ::testing::Not;
 
 namespace fpga = VeltranoSDK::fpga;
 
-const std::string kStopped = "fpga " + Wrote(fpga::TRIGGER_CTRL, 0);
+const std::string kStopped = "fpga " + Wrote(fpga::kReg.TRIGGER_CTRL, 0);
 
 class CtrlC : public ::testing::Test {
  protected:
@@ -49,8 +49,8 @@ class CtrlC : public ::testing::Test {
   static void ExpectReleased(const Outcome& outcome) {
     ExpectExit(outcome, 0);
     for (const std::string& event :
-         {"fpga " + Wrote(fpga::MASTER_CTRL, 0), kStopped, std::string("video0 VIDIOC_STREAMOFF"),
-          std::string("video1 VIDIOC_STREAMOFF")}) {
+         {"fpga " + Wrote(fpga::kReg.MASTER_CTRL, 0), kStopped,
+          std::string("video0 VIDIOC_STREAMOFF"), std::string("video1 VIDIOC_STREAMOFF")}) {
       EXPECT_THAT(outcome.events, Contains(event));
     }
   }
@@ -152,7 +152,7 @@ TEST_F(CtrlC, IsTheLastWriteOfARegister) {
           for (;;) {
             TricontrolSWTrigger();
             fpga_write_addr(fpga::BaseAddress(fpga::Block::kImage1, fpga::kZynqRegions),
-                            fpga::TRI_SPACING.Index(), 7);
+                            fpga::kReg.TRI_SPACING.Index(), 7);
             if (pause.count() > 0) ReallyWait(pause);
           }
         }).detach();

@@ -104,7 +104,7 @@ TEST_F(E2vBoard, TheHdrFactorStretchesTheSensorsExposureSteps) {
   ASSERT_EQ(SetSensingMode(1), 0);
   EXPECT_EQ(SetExposureTime(3, 1000), 0);
   EXPECT_EQ(tessaline_board_chip_get("sensor", 0x97), 5877);
-  EXPECT_EQ(Get(fpga::EXP_TIME_3), 15u) << "1 microsecond only starts it";
+  EXPECT_EQ(Get(fpga::kReg.EXP_TIME_3), 15u) << "1 microsecond only starts it";
   EXPECT_EQ(SetHDRParam(0, 20), 0);
   EXPECT_EQ(SetExposureTime(3, 1000), 0);
   EXPECT_EQ(tessaline_board_chip_get("sensor", 0x97), 2938);
@@ -115,9 +115,9 @@ TEST_F(TracedBoard, CountersAreReadLowWordFirst) {
   for (const bool timer : {true, false}) {
     tessaline_board_transcript_clear();
     const std::uint64_t counter = timer ? GetTimerCounter() : GetEncoderCounter();
-    EXPECT_THAT(Steps(), ElementsAre(Read(timer ? TIMER_COUNTER_L : ENCODER_COUNTER_L,
+    EXPECT_THAT(Steps(), ElementsAre(Read(timer ? kReg.TIMER_COUNTER_L : kReg.ENCODER_COUNTER_L,
                                           static_cast<std::uint32_t>(counter)),
-                                     Read(timer ? TIMER_COUNTER_H : ENCODER_COUNTER_H,
+                                     Read(timer ? kReg.TIMER_COUNTER_H : kReg.ENCODER_COUNTER_H,
                                           static_cast<std::uint32_t>(counter >> 32))));
   }
   EXPECT_THAT(traces, ElementsAre("GetTimerCounter", "GetEncoderCounter"));

@@ -71,19 +71,19 @@ class Notifier : public StartedBoard, public ::testing::WithParamInterface<Kind>
 };
 
 TEST_P(Notifier, SwitchesItsInterruptWithoutAWord) {
-  Set(fpga::IRQ_CTRL, 0xFFFF0002);
+  Set(fpga::kReg.IRQ_CTRL, 0xFFFF0002);
   EXPECT_EQ(Switch(1), 0);
   EXPECT_EQ(Switch(0), 0);
   EXPECT_EQ(Printed(), "");
-  EXPECT_THAT(Writes(),
-              ElementsAre(Wrote(fpga::IRQ_CTRL, 2 | GetParam().enable), Wrote(fpga::IRQ_CTRL, 2)));
+  EXPECT_THAT(Writes(), ElementsAre(Wrote(fpga::kReg.IRQ_CTRL, 2 | GetParam().enable),
+                                    Wrote(fpga::kReg.IRQ_CTRL, 2)));
 }
 
 TEST_P(Notifier, OnWhileOnIsRefusedAndLeavesItOn) {
   EXPECT_EQ(Switch(1), 0);
   EXPECT_EQ(Switch(1), -2);
   EXPECT_EQ(Printed(), Text("opened"));
-  EXPECT_EQ(Get(fpga::IRQ_CTRL), GetParam().enable);
+  EXPECT_EQ(Get(fpga::kReg.IRQ_CTRL), GetParam().enable);
   GetParam().interrupt();
   EXPECT_TRUE(CalledTimes(1));
 }

@@ -44,10 +44,11 @@ struct Setting {
 
 // All of them lie in TRIGGER_CTRL; the first two are set by one thread, the others by another.
 const Setting kSettings[] = {
-    {"global control", fpga::kGlobalControl, [](unsigned v) { SetGlobalControl(v); }},
-    {"trigger mode", fpga::kTriggerMode, [](unsigned v) { SetTriMode(v); }},
-    {"delay", fpga::kTriggerDelayEnable, [](unsigned v) { SetDelayEn(v); }},
-    {"delay standard", fpga::kTriggerDelayStandard, [](unsigned v) { SetTriDelayStandard(v); }},
+    {"global control", fpga::kField.global_control, [](unsigned v) { SetGlobalControl(v); }},
+    {"trigger mode", fpga::kField.trigger_mode, [](unsigned v) { SetTriMode(v); }},
+    {"delay", fpga::kField.trigger_delay_enable, [](unsigned v) { SetDelayEn(v); }},
+    {"delay standard", fpga::kField.trigger_delay_standard,
+     [](unsigned v) { SetTriDelayStandard(v); }},
 };
 
 TEST_F(OneRegister, LosesNoSetting) {
@@ -73,7 +74,8 @@ TEST_F(OneRegister, LosesNoSetting) {
   over = true;
   pulses.join();
   EXPECT_EQ(lost, 0);
-  EXPECT_EQ(fpga::kSoftwareTrigger.Of(Get(fpga::TRIGGER_CTRL)), 0u) << "a pulse was left set";
+  EXPECT_EQ(fpga::kField.software_trigger.Of(Get(fpga::kReg.TRIGGER_CTRL)), 0u)
+      << "a pulse was left set";
 }
 
 // The pulse is seen whole, and nothing in the middle of it.
@@ -91,9 +93,9 @@ TEST_F(OneRegister, IsLeftAloneDuringAPulse) {
     if (!accesses[i].starts_with("write ")) continue;
     const unsigned long word =
         std::stoul(accesses[i].substr(accesses[i].find("= ") + 2), nullptr, 16);
-    if (fpga::kSoftwareTrigger.Of(static_cast<std::uint32_t>(word)) == 0) continue;
-    const auto lowered = static_cast<std::uint32_t>(word) & ~fpga::kSoftwareTrigger.Mask();
-    EXPECT_EQ(accesses[i + 1], Wrote(fpga::TRIGGER_CTRL, lowered));
+    if (fpga::kField.software_trigger.Of(static_cast<std::uint32_t>(word)) == 0) continue;
+    const auto lowered = static_cast<std::uint32_t>(word) & ~fpga::kField.software_trigger.Mask();
+    EXPECT_EQ(accesses[i + 1], Wrote(fpga::kReg.TRIGGER_CTRL, lowered));
     ++pulses;
   }
   EXPECT_EQ(pulses, 100);
@@ -241,7 +243,7 @@ TEST_F(Notifiers, MayBeSwitchedOffByTheirHandlerAndByAnotherThreadAtOnce) {
     other.join();
   }
   SetExtTriggerState(0);
-  EXPECT_EQ(Get(fpga::IRQ_CTRL) & fpga::kExternalTriggerIrqEnable.Mask(), 0u);
+  EXPECT_EQ(Get(fpga::kReg.IRQ_CTRL) & fpga::kField.external_trigger_irq_enable.Mask(), 0u);
 }
 
 TEST_F(Notifiers, AreSwitchedAThousandTimesUnderInterrupts) {

@@ -65,17 +65,17 @@ TEST_P(Series, TellsWhatItIs) {
 
 TEST_P(Series, TellsTheFpgaThePaceOfTheSensor) {
   const Product& p = product();
-  EXPECT_EQ(Get(fpga::SENSOR_TIMING), p.timing_at_start);
-  EXPECT_EQ(fpga::kExposureDelta.Of(Get(fpga::EXPOSURE_NUM)), p.images_delta);
+  EXPECT_EQ(Get(fpga::kReg.SENSOR_TIMING), p.timing_at_start);
+  EXPECT_EQ(fpga::kField.exposure_delta.Of(Get(fpga::kReg.EXPOSURE_NUM)), p.images_delta);
   EXPECT_EQ(GetExposureNum(), 1u);
   for (const Mode mode : {kImages, kStrips, kImages}) {
     SCOPED_TRACE(mode);
     EXPECT_EQ(SetCollectMode(mode), 0);
     EXPECT_EQ(SetROI1(p.region.x, p.region.y, p.region.width, p.region.height), 0);
     const auto& pace = mode == kImages ? p.images : p.strips;
-    EXPECT_EQ(Get(fpga::SENSOR_TIMING), pace.sensor_timing);
-    EXPECT_EQ(Get(fpga::EXP_DELAY), pace.exposure_delay);
-    EXPECT_EQ(fpga::kExposureDelta.Of(Get(fpga::EXPOSURE_NUM)),
+    EXPECT_EQ(Get(fpga::kReg.SENSOR_TIMING), pace.sensor_timing);
+    EXPECT_EQ(Get(fpga::kReg.EXP_DELAY), pace.exposure_delay);
+    EXPECT_EQ(fpga::kField.exposure_delta.Of(Get(fpga::kReg.EXPOSURE_NUM)),
               mode == kImages ? p.images_delta : 1u);
     EXPECT_EQ(GetExposureNum(), 1u);
   }

@@ -32,7 +32,7 @@ TEST_P(SeriesLight, TheExposureMakesItBrighterUntilItSaturates) {
   for (const unsigned exposure : {140u, 250u, 3000u}) {
     SCOPED_TRACE(exposure);
     EXPECT_EQ(SetExposureTime(1, exposure), 0);
-    EXPECT_EQ(Get(fpga::EXP_TIME_1), Steps(exposure));
+    EXPECT_EQ(Get(fpga::kReg.EXP_TIME_1), Steps(exposure));
     ExpectSceneInBoth(product().all_pixels, Light(exposure));
   }
 }
@@ -105,7 +105,7 @@ TEST_P(Series24Light, HighDynamicRangeKeepsTheBrightFromSaturating) {
   EXPECT_EQ(SetExposureTime(1, 450), 0);
   EXPECT_EQ(Brightest(Snapshot(kImages)), 255);
   EXPECT_EQ(SetSensingMode(1), 0);
-  EXPECT_EQ(fpga::kHdrEnable.Of(Get(fpga::HDR_CTRL)), 1u);
+  EXPECT_EQ(fpga::kField.hdr_enable.Of(Get(fpga::kReg.HDR_CTRL)), 1u);
   const double bright = 128 + (Light(450) * kObjectReflectance - 128) / 4;
   for (const Mode mode : {kImages, kStrips, kImages}) {
     const Sighting sighting = Snapshot(mode);
@@ -130,10 +130,10 @@ class Series25Light : public SeriesLight {
 
 TEST_P(Series25Light, TheSensorTimesTheExposureItself) {
   EXPECT_EQ(SetExposureTime(1, 100), 0);
-  EXPECT_EQ(Get(fpga::EXP_TIME_1), 1500u);
+  EXPECT_EQ(Get(fpga::kReg.EXP_TIME_1), 1500u);
   EXPECT_EQ(SetSensingMode(1), 0);
   EXPECT_EQ(SetExposureTime(1, 100), 0);
-  EXPECT_EQ(Get(fpga::EXP_TIME_1), 15u);
+  EXPECT_EQ(Get(fpga::kReg.EXP_TIME_1), 15u);
   EXPECT_EQ(tessaline_board_chip_get("sensor", kExposureRegister), 583);
 
   // Whatever the exposure was, the region is what it was.

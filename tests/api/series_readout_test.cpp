@@ -39,7 +39,7 @@ class SeriesReadout : public SeriesRun {
     }
     ExpectSize(drive.view);
     ExpectSceneInBoth(drive.view);
-    EXPECT_EQ(fpga::kPlDriveMode.Of(Get(fpga::ROI_OFFSET)), drive.pl_drive_mode);
+    EXPECT_EQ(fpga::kField.pl_drive_mode.Of(Get(fpga::kReg.ROI_OFFSET)), drive.pl_drive_mode);
   }
 };
 
@@ -66,10 +66,10 @@ TEST_P(SeriesReadout, ARegionIsPartOfTheScene) {
   const Region& region = product().region;
   EXPECT_EQ(SetROI1(region.x, region.y, region.width, region.height), 0);
   ExpectSize(product().region_view);
-  EXPECT_EQ(Get(fpga::STRIP_IMAGE_HEIGHT), region.height);
-  EXPECT_EQ(Get(fpga::ISP_WIDTH), product().isp[0]);
-  EXPECT_EQ(Get(fpga::ISP_HEIGHT), product().isp[1]);
-  EXPECT_EQ(Get(fpga::STRIP_SELECTOR_IMAGE_WIDTH), product().selector_width);
+  EXPECT_EQ(Get(fpga::kReg.STRIP_IMAGE_HEIGHT), region.height);
+  EXPECT_EQ(Get(fpga::kReg.ISP_WIDTH), product().isp[0]);
+  EXPECT_EQ(Get(fpga::kReg.ISP_HEIGHT), product().isp[1]);
+  EXPECT_EQ(Get(fpga::kReg.STRIP_SELECTOR_IMAGE_WIDTH), product().selector_width);
   ExpectSceneInBoth(product().region_view, Light(kExposure));
 }
 

@@ -101,8 +101,8 @@ TEST_F(HandledSigint, StopsTheFpgaThenReleasesImagesThenStrips) {
     EXPECT_NE(found, events.end()) << line;
     return found - events.begin();
   };
-  const auto master = at("fpga " + Wrote(fpga::MASTER_CTRL, 0));
-  const auto trigger = at("fpga " + Wrote(fpga::TRIGGER_CTRL, 0));
+  const auto master = at("fpga " + Wrote(fpga::kReg.MASTER_CTRL, 0));
+  const auto trigger = at("fpga " + Wrote(fpga::kReg.TRIGGER_CTRL, 0));
   const auto images = at("video0 VIDIOC_STREAMOFF");
   const auto strips = at("video1 VIDIOC_STREAMOFF");
   EXPECT_LT(master, trigger);
@@ -187,7 +187,7 @@ void InterruptTwice(bool another_thread) {
     pause();
   });
   ExpectExit(outcome, 0);
-  const std::string stop = "fpga " + Wrote(fpga::MASTER_CTRL, 0);
+  const std::string stop = "fpga " + Wrote(fpga::kReg.MASTER_CTRL, 0);
   for (const char* event : {stop.c_str(), "video0 VIDIOC_STREAMOFF", "video1 VIDIOC_STREAMOFF"}) {
     EXPECT_EQ(std::count(outcome.events.begin(), outcome.events.end(), event), 1) << event;
   }
@@ -219,7 +219,7 @@ TEST_F(HandledSigint, EndsTheProcessThatLosesItsRegistersInTheEnding) {
   });
   ExpectExit(outcome, 0);
   EXPECT_THAT(outcome.events, Contains("video1 VIDIOC_STREAMOFF"));
-  EXPECT_THAT(outcome.events, Not(Contains("fpga " + Wrote(fpga::TRIGGER_CTRL, 0))));
+  EXPECT_THAT(outcome.events, Not(Contains("fpga " + Wrote(fpga::kReg.TRIGGER_CTRL, 0))));
 }
 
 // Handlers that want what the interrupted thread holds never return.

@@ -68,30 +68,30 @@ void Route(Lines& lines, fpga::Block block, std::size_t open_port, std::uint32_t
 Lines FpgaConfiguration() {
   Lines lines;
   Route(lines, fpga::Block::kImage2, 1, 0);
-  lines.push_back(Wrote(fpga::COLLECT_MODE, 1));
+  lines.push_back(Wrote(fpga::kReg.COLLECT_MODE, 1));
   lines.push_back(Wrote(fpga::StreamSwitchControl(fpga::Block::kImage2), 2));
   Route(lines, fpga::Block::kImage4, 0, 1);
   lines.push_back(Wrote(fpga::StreamSwitchControl(fpga::Block::kImage4), 2));
-  const Lines rest{Read(fpga::EXPOSURE_NUM, 1),
-                   Wrote(fpga::EXPOSURE_NUM, 1),
-                   Read(fpga::EXPOSURE_NUM, 1),
-                   Wrote(fpga::EXPOSURE_NUM, 6000u << 3 | 1),
-                   Read(fpga::CMOS_WORK_MODE, 0),
-                   Wrote(fpga::CMOS_WORK_MODE, 1),
+  const Lines rest{Read(fpga::kReg.EXPOSURE_NUM, 1),
+                   Wrote(fpga::kReg.EXPOSURE_NUM, 1),
+                   Read(fpga::kReg.EXPOSURE_NUM, 1),
+                   Wrote(fpga::kReg.EXPOSURE_NUM, 6000u << 3 | 1),
+                   Read(fpga::kReg.CMOS_WORK_MODE, 0),
+                   Wrote(fpga::kReg.CMOS_WORK_MODE, 1),
                    Slept(50000),
-                   Wrote(fpga::CMOS_WORK_MODE, 0),
+                   Wrote(fpga::kReg.CMOS_WORK_MODE, 0),
                    Slept(50000),
-                   Wrote(fpga::CMOS_WORK_MODE, 1),
+                   Wrote(fpga::kReg.CMOS_WORK_MODE, 1),
                    Slept(50000),
-                   Read(fpga::CMOS_WORK_MODE, 1),
-                   Wrote(fpga::CMOS_WORK_MODE, 3),
+                   Read(fpga::kReg.CMOS_WORK_MODE, 1),
+                   Wrote(fpga::kReg.CMOS_WORK_MODE, 3),
                    Slept(1000),
-                   Read(fpga::TRIGGER_CTRL, 0),
-                   Wrote(fpga::TRIGGER_CTRL, 3),
-                   Read(fpga::TRIGGER_CTRL, 3),
-                   Wrote(fpga::TRI_SPACING, 200000),
-                   Read(fpga::TRIGGER_CTRL, 3),
-                   Wrote(fpga::TRIGGER_CTRL, 3)};
+                   Read(fpga::kReg.TRIGGER_CTRL, 0),
+                   Wrote(fpga::kReg.TRIGGER_CTRL, 3),
+                   Read(fpga::kReg.TRIGGER_CTRL, 3),
+                   Wrote(fpga::kReg.TRI_SPACING, 200000),
+                   Read(fpga::kReg.TRIGGER_CTRL, 3),
+                   Wrote(fpga::kReg.TRIGGER_CTRL, 3)};
   lines.insert(lines.end(), rest.begin(), rest.end());
   return lines;
 }
@@ -114,13 +114,14 @@ TEST_F(Startup, SwitchesTheLightsOffThenConfiguresTheFpgaThenTheSensor) {
 }
 
 TEST_F(Startup, SetsTheLaserModeBetweenSensorAndCapture) {
-  Set(fpga::LASER_CTRL, 0xFFFFFFFF);
+  Set(fpga::kReg.LASER_CTRL, 0xFFFFFFFF);
   GetLibVersion("K3610");
   log_set_quiet(true);
   ASSERT_EQ(RegisterHardwareInit(), 0);
 
   const Lines events = Events();
-  const auto laser = std::find(events.begin(), events.end(), "fpga " + Wrote(fpga::LASER_CTRL, 1));
+  const auto laser =
+      std::find(events.begin(), events.end(), "fpga " + Wrote(fpga::kReg.LASER_CTRL, 1));
   ASSERT_NE(laser, events.end());
   EXPECT_THAT(Lines(events.begin(), laser), Each(Not(StartsWith("video"))));
   EXPECT_THAT(Lines(laser, events.end()), Each(Not(StartsWith("i2c-0"))));
@@ -190,12 +191,12 @@ INSTANTIATE_TEST_SUITE_P(Api, StartupWithout,
 // A dark sensor is told, and everything else started.
 TEST_F(Startup, GoesOnWithoutTheSensor) {
   tessaline_board_chip_present("sensor", 0);
-  Set(fpga::LASER_CTRL, 0xFFFFFFFF);
+  Set(fpga::kReg.LASER_CTRL, 0xFFFFFFFF);
   GetLibVersion("K3610");
   log_set_quiet(true);
   EXPECT_EQ(RegisterHardwareInit(), 0);
   EXPECT_EQ(Printed(), "init error 0x3000\n");
-  EXPECT_THAT(Events(), Contains("fpga " + Wrote(fpga::LASER_CTRL, 1)));
+  EXPECT_THAT(Events(), Contains("fpga " + Wrote(fpga::kReg.LASER_CTRL, 1)));
   EXPECT_THAT(Events(), Contains("video0 VIDIOC_STREAMON"));
   EXPECT_THAT(Events(), Contains("video1 VIDIOC_STREAMON"));
 }

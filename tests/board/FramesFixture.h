@@ -83,7 +83,7 @@ class FramesFixture : public tessaline_test::BoardFixture {
   }
 
   void TriggerOn(std::uint32_t mode = 0) const {
-    Write(fpga::TRIGGER_CTRL, fpga::kGlobalControl.Mask() | mode);
+    Write(fpga::kReg.TRIGGER_CTRL, fpga::kField.global_control.Mask() | mode);
   }
 
   static struct tessaline_board_stream_stats Stats(int stream) {

@@ -26,7 +26,7 @@ class Descriptors : public BoardTest {
  protected:
   void SetUp() override {
     BoardTest::SetUp();
-    SetRegister(VeltranoSDK::fpga::IRQ_CTRL, 5);  // both interrupts enabled
+    SetRegister(VeltranoSDK::fpga::kReg.IRQ_CTRL, 5);  // both interrupts enabled
     device_ = open("/dev/uio1", O_RDWR | O_NONBLOCK);
     ASSERT_GE(device_, 0);
   }

@@ -368,7 +368,7 @@ class UioTest : public BoardTest {
  protected:
   void SetUp() override {
     BoardTest::SetUp();
-    SetRegister(VeltranoSDK::fpga::IRQ_CTRL, 5);  // both interrupts enabled
+    SetRegister(VeltranoSDK::fpga::kReg.IRQ_CTRL, 5);  // both interrupts enabled
   }
 
   static long ReadCount(int fd) {

@@ -27,14 +27,15 @@ class Frames : public FramesFixture {
   void SetUp() override {
     FramesFixture::SetUp();
     tessaline_board_chip_set("sensor", 0x3000, 0);
-    Set(fpga::STRIP_IMAGE_WIDTH, kWidth);
-    Set(fpga::STRIP_IMAGE_HEIGHT, kHeight);
+    Set(fpga::kReg.STRIP_IMAGE_WIDTH, kWidth);
+    Set(fpga::kReg.STRIP_IMAGE_HEIGHT, kHeight);
   }
 
   // With trigger mode 2, in which nothing comes by itself.
   void SoftwareTrigger() const {
-    Write(fpga::TRIGGER_CTRL, fpga::kGlobalControl.Mask() | 2 | fpga::kSoftwareTrigger.Mask());
-    Write(fpga::TRIGGER_CTRL, fpga::kGlobalControl.Mask() | 2);
+    Write(fpga::kReg.TRIGGER_CTRL,
+          fpga::kField.global_control.Mask() | 2 | fpga::kField.software_trigger.Mask());
+    Write(fpga::kReg.TRIGGER_CTRL, fpga::kField.global_control.Mask() | 2);
   }
 };
 
@@ -136,15 +137,15 @@ TEST_F(Frames, WithoutTheLaserThereIsNoLine) {
 }
 
 TEST_F(Frames, ExposureDecidesWhetherDarkSurfacesReachTheThreshold) {
-  Set(fpga::EXP_TIME_1, 20);
-  Set(fpga::RIS_THRESHOLD, 50);
+  Set(fpga::kReg.EXP_TIME_1, 20);
+  Set(fpga::kReg.RIS_THRESHOLD, 50);
   RouteTo(false);
   VideoClient client("/dev/video1");
   client.Start(1024, 640, 4);
   TriggerOn();
   EXPECT_EQ(HeaderAt(client.Dequeue(), 0).points, 0u);
   client.Requeue();
-  Set(fpga::EXP_TIME_1, 200);
+  Set(fpga::kReg.EXP_TIME_1, 200);
   std::uint64_t points = 0;
   for (int i = 0; i < 10 && points == 0; ++i) {
     points = HeaderAt(client.Dequeue(), 0).points;
@@ -167,8 +168,8 @@ TEST_F(Frames, ACroppedSensorSeesTheSameLineElsewhere) {
   for (const auto& [reg, value] : crop) {
     ASSERT_EQ(tessaline_board_chip_set("sensor", reg, value), 0);
   }
-  Set(fpga::STRIP_IMAGE_WIDTH, kCropWidth);
-  Set(fpga::STRIP_IMAGE_HEIGHT, kCropHeight);
+  Set(fpga::kReg.STRIP_IMAGE_WIDTH, kCropWidth);
+  Set(fpga::kReg.STRIP_IMAGE_HEIGHT, kCropHeight);
   RouteTo(false);
   VideoClient client("/dev/video1");
   client.Start(1024, 640, 2);
@@ -184,8 +185,8 @@ TEST_F(Frames, ACroppedSensorSeesTheSameLineElsewhere) {
 
 TEST_F(Frames, ReducedReadoutHalvesTheFrame) {
   ASSERT_EQ(tessaline_board_chip_set("sensor", kPad, 0x11), 0);
-  Set(fpga::STRIP_IMAGE_WIDTH, kWidth / 2);
-  Set(fpga::STRIP_IMAGE_HEIGHT, kHeight / 2);
+  Set(fpga::kReg.STRIP_IMAGE_WIDTH, kWidth / 2);
+  Set(fpga::kReg.STRIP_IMAGE_HEIGHT, kHeight / 2);
   RouteTo(false);
   VideoClient client("/dev/video1");
   client.Start(1024, 640, 2);
@@ -213,14 +214,14 @@ TEST_F(Frames, NothingArrivesWhileAnythingIsMissing) {
   };
   tessaline_board_set_sleep_factor(1);
   EXPECT_FALSE(arrived()) << "global control is off";
-  Set(fpga::CMOS_TIMING_CTRL, 4);
+  Set(fpga::kReg.CMOS_TIMING_CTRL, 4);
   TriggerOn();
   EXPECT_FALSE(arrived()) << "the sensor timing is off";
   tessaline_board_chip_set("sensor", 0x3000, 1);
-  Set(fpga::CMOS_TIMING_CTRL, kStreaming);
+  Set(fpga::kReg.CMOS_TIMING_CTRL, kStreaming);
   EXPECT_FALSE(arrived()) << "the sensor is in standby";
   tessaline_board_chip_set("sensor", 0x3000, 0);
-  Set(fpga::TRI_SPACING, 200001);
+  Set(fpga::kReg.TRI_SPACING, 200001);
   EXPECT_TRUE(arrived());
 }
 
@@ -241,7 +242,7 @@ TEST_F(Frames, ASoftwareTriggerMakesOneFrame) {
 }
 
 TEST_F(Frames, StoppingForgetsTheTriggersThatStillWait) {
-  constexpr std::uint32_t kOn = fpga::kGlobalControl.Mask() | 2;
+  constexpr std::uint32_t kOn = fpga::kField.global_control.Mask() | 2;
   tessaline_board_set_pace(TESSALINE_BOARD_REAL_TIME);
   tessaline_board_set_strips_per_buffer(1);
   RouteTo(false);
@@ -250,10 +251,10 @@ TEST_F(Frames, StoppingForgetsTheTriggersThatStillWait) {
   for (int round = 0; round < 10; ++round) {
     TriggerOn(2);
     for (int i = 0; i < 10; ++i) {  // far more than the sensor reads out meanwhile
-      Write(fpga::TRIGGER_CTRL, kOn | fpga::kSoftwareTrigger.Mask());
-      Write(fpga::TRIGGER_CTRL, kOn);
+      Write(fpga::kReg.TRIGGER_CTRL, kOn | fpga::kField.software_trigger.Mask());
+      Write(fpga::kReg.TRIGGER_CTRL, kOn);
     }
-    Write(fpga::TRIGGER_CTRL, 2);
+    Write(fpga::kReg.TRIGGER_CTRL, 2);
   }
   // One that was being taken up at the stop may still come.
   EXPECT_LT(Stats(1).frames, 100u);
@@ -331,7 +332,7 @@ TEST_F(Frames, ResettingTheFrameIdStartsAtOneAgain) {
     client.Dequeue();
     client.Requeue();
   }
-  Write(fpga::FRAME_ID_RESET, 1);
+  Write(fpga::kReg.FRAME_ID_RESET, 1);
   std::uint64_t lowest = ~0ull;
   for (int i = 0; i < 8; ++i) {
     lowest = std::min(lowest, HeaderAt(client.Dequeue(), 0).frame_id);
@@ -349,11 +350,11 @@ TEST_F(Frames, WithoutABufferStripsAreLostAndCounted) {
   client.Start(1024, 640, 2);
   TriggerOn();
   while (Stats(1).lost < 5) usleep(1000);
-  EXPECT_GE(Get(fpga::CALLBACK_LOST_NUM), 5u);
+  EXPECT_GE(Get(fpga::kReg.CALLBACK_LOST_NUM), 5u);
   EXPECT_EQ(Stats(1).delivered, 2u);
-  Write(fpga::TRIGGER_CTRL, 0);
-  Write(fpga::CALLBACK_LOST_RESET, 1);
-  EXPECT_LE(Get(fpga::CALLBACK_LOST_NUM), 1u);
+  Write(fpga::kReg.TRIGGER_CTRL, 0);
+  Write(fpga::kReg.CALLBACK_LOST_RESET, 1);
+  EXPECT_LE(Get(fpga::kReg.CALLBACK_LOST_NUM), 1u);
 }
 
 // The strip that does not fit any more, when the buffer it did not fit into was the last.
@@ -389,8 +390,8 @@ TEST_F(Frames, ChecksumsAreThoseOfTheFramesAsTheyWereExposed) {
   std::uint64_t none = 0;
   EXPECT_EQ(tessaline_board_frame_checksum(1, &none), -1);
   tessaline_board_keep_checksums(1);
-  Set(fpga::STRIP_IMAGE_WIDTH, kSmallWidth);
-  Set(fpga::STRIP_IMAGE_HEIGHT, kSmallHeight);
+  Set(fpga::kReg.STRIP_IMAGE_WIDTH, kSmallWidth);
+  Set(fpga::kReg.STRIP_IMAGE_HEIGHT, kSmallHeight);
   RouteTo(true);
   VideoClient images("/dev/video0");
   images.Start(kWidth, kHeight + 1, 1);
@@ -423,14 +424,14 @@ TEST_F(Frames, ChecksumsAreThoseOfTheFramesAsTheyWereExposed) {
 }
 
 TEST_F(Frames, TriggersFasterThanTheSensorAreLost) {
-  Set(fpga::TRI_SPACING, 100000);  // 2 ms; a full frame takes 3.6 ms
+  Set(fpga::kReg.TRI_SPACING, 100000);  // 2 ms; a full frame takes 3.6 ms
   tessaline_board_set_strips_per_buffer(4);
   RouteTo(false);
   VideoClient client("/dev/video1");
   client.Start(1024, 640, 4);
   TriggerOn();
   client.Dequeue();
-  EXPECT_GE(Get(fpga::XTRIG_LOST_STA), 3u);
+  EXPECT_GE(Get(fpga::kReg.XTRIG_LOST_STA), 3u);
 }
 
 TEST_F(Frames, CanGoWrongOnPurpose) {

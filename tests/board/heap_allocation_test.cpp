@@ -135,7 +135,7 @@ class Allocations : public BoardTest {
 
 TEST_F(Allocations, ArePartOfNoCall) {
   tessaline_board_fault("*", "*", 0, 0, TESSALINE_BOARD_CALLED);
-  const auto change_register = [] { return ChangeRegister(fpga::TRI_SPACING); };
+  const auto change_register = [] { return ChangeRegister(fpga::kReg.TRI_SPACING); };
   for (const std::function<bool()>& use :
        {std::function<bool()>(change_register), std::function<bool()>(UseGpio),
         std::function<bool()>(UseSpi), std::function<bool()>(UseVideo),

@@ -53,7 +53,7 @@ void WriteRegister(const fpga::Register& reg, std::uint32_t value) {
 
 void StopAll(int) {
   const int error = errno;
-  WriteRegister(fpga::TRIGGER_CTRL, 1);
+  WriteRegister(fpga::kReg.TRIGGER_CTRL, 1);
   std::array<std::uint8_t, 2> address{0x30, 0x0B};
   std::uint8_t value = 0;
   std::array messages{i2c_msg{kSensor, 0, 2, address.data()},

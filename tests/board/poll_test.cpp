@@ -52,7 +52,7 @@ class Poll : public BoardTest {
  protected:
   void SetUp() override {
     BoardTest::SetUp();
-    SetRegister(VeltranoSDK::fpga::IRQ_CTRL, 5);  // both interrupts enabled
+    SetRegister(VeltranoSDK::fpga::kReg.IRQ_CTRL, 5);  // both interrupts enabled
     device_ = Descriptor("/dev/uio1", O_RDWR);
     ASSERT_TRUE(device_.IsOpen());
     other_ = eventfd(0, EFD_NONBLOCK);

@@ -54,14 +54,14 @@ class Registers : public BoardFixture {
 };
 
 TEST_F(Registers, KeepWhatIsWrittenAndTheTranscriptNamesEachAccess) {
-  WriteWord(fpga::TRI_SPACING, 0x30d40);
-  EXPECT_EQ(ReadWord(fpga::TRI_SPACING), 0x30d40u);
+  WriteWord(fpga::kReg.TRI_SPACING, 0x30d40);
+  EXPECT_EQ(ReadWord(fpga::kReg.TRI_SPACING), 0x30d40u);
   EXPECT_THAT(Events(), ElementsAre("fpga write IMAGE_BLOCK_1 TRI_SPACING = 0x00030d40",
                                     "fpga read IMAGE_BLOCK_1 TRI_SPACING = 0x00030d40"));
 }
 
 TEST_F(Registers, AWriteOfTheValueThatIsThereAlreadyIsSeen) {
-  WriteWord(fpga::TRI_DELAY, 0);
+  WriteWord(fpga::kReg.TRI_DELAY, 0);
   EXPECT_THAT(Events(), ElementsAre("fpga write IMAGE_BLOCK_3 TRI_DELAY = 0x00000000"));
 }
 
@@ -72,48 +72,49 @@ TEST_F(Registers, ThatNobodyNamedAreCalledByTheirOffset) {
 }
 
 TEST_F(Registers, OfTheFpgaOwnCannotBeWritten) {
-  const std::uint32_t version = ReadWord(fpga::FPGA_VERSION);
-  WriteWord(fpga::FPGA_VERSION, version + 1);
-  EXPECT_EQ(ReadWord(fpga::FPGA_VERSION), version);
+  const std::uint32_t version = ReadWord(fpga::kReg.FPGA_VERSION);
+  WriteWord(fpga::kReg.FPGA_VERSION, version + 1);
+  EXPECT_EQ(ReadWord(fpga::kReg.FPGA_VERSION), version);
   EXPECT_NE(version, 0u);
 }
 
 TEST_F(Registers, TimerCountsTwentyNanosecondTicksOfTheSleptTime) {
-  const std::uint32_t before = ReadWord(fpga::TIMER_COUNTER_L);
+  const std::uint32_t before = ReadWord(fpga::kReg.TIMER_COUNTER_L);
   usleep(1'000'000);
-  const std::uint32_t ticks = ReadWord(fpga::TIMER_COUNTER_L) - before;
+  const std::uint32_t ticks = ReadWord(fpga::kReg.TIMER_COUNTER_L) - before;
   EXPECT_GE(ticks, 50'000'000u);
   EXPECT_LT(ticks, 100'000'000u);
 }
 
 TEST_F(Registers, EncoderCountsWithTheBelt) {
-  const std::uint32_t before = ReadWord(fpga::ENCODER_COUNTER_L);
+  const std::uint32_t before = ReadWord(fpga::kReg.ENCODER_COUNTER_L);
   usleep(2'000'000);
-  const std::uint32_t counts = ReadWord(fpga::ENCODER_COUNTER_L) - before;
-  EXPECT_GE(counts, 2 * ReadWord(fpga::ENCODER_FREQ));
+  const std::uint32_t counts = ReadWord(fpga::kReg.ENCODER_COUNTER_L) - before;
+  EXPECT_GE(counts, 2 * ReadWord(fpga::kReg.ENCODER_FREQ));
 }
 
 TEST_F(Registers, SeveralWordsOfOneMappingAreAllWritten) {
   {
     const Access image(fpga::BaseAddress(fpga::Block::kImage1, fpga::kZynqRegions));
-    image.Word(fpga::TRI_SPACING) = 7;
-    image.Word(fpga::IMG_FILTER_WIDTH) = 8;
+    image.Word(fpga::kReg.TRI_SPACING) = 7;
+    image.Word(fpga::kReg.IMG_FILTER_WIDTH) = 8;
   }
-  EXPECT_EQ(Get(fpga::TRI_SPACING), 7u);
-  EXPECT_EQ(Get(fpga::IMG_FILTER_WIDTH), 8u);
+  EXPECT_EQ(Get(fpga::kReg.TRI_SPACING), 7u);
+  EXPECT_EQ(Get(fpga::kReg.IMG_FILTER_WIDTH), 8u);
 }
 
 TEST_F(Registers, OneBlockHasTwoNames) {
-  Set(fpga::STRIP_SELECTOR_IMAGE_WIDTH, 1456);
-  const fpga::Register other{fpga::Block::kRebuild6B, fpga::STRIP_SELECTOR_IMAGE_WIDTH.offset, ""};
+  Set(fpga::kReg.STRIP_SELECTOR_IMAGE_WIDTH, 1456);
+  const fpga::Register other{fpga::Block::kRebuild6B, fpga::kReg.STRIP_SELECTOR_IMAGE_WIDTH.offset,
+                             ""};
   EXPECT_EQ(Get(other), 1456u);
 }
 
 TEST_F(Registers, LieWhereTheBoardFamilyHasThem) {
   EXPECT_FALSE(Access(fpga::kZynqMpRegions.image).Mapped());
   ASSERT_EQ(tessaline_board_select("K4010"), 0);
-  WriteWord(fpga::TRI_SPACING, 3, fpga::kZynqMpRegions);
-  EXPECT_EQ(Get(fpga::TRI_SPACING), 3u);
+  WriteWord(fpga::kReg.TRI_SPACING, 3, fpga::kZynqMpRegions);
+  EXPECT_EQ(Get(fpga::kReg.TRI_SPACING), 3u);
   EXPECT_FALSE(Access(fpga::kZynqRegions.image).Mapped());
 }
 
@@ -125,16 +126,16 @@ TEST_F(Registers, NoBlockMeansNoMapping) {
 
 TEST_F(Registers, CanBeOutOfReach) {
   tessaline_board_fault("fpga", "open", 1, 1, EACCES);
-  ReadWord(fpga::TRI_SPACING);
+  ReadWord(fpga::kReg.TRI_SPACING);
   EXPECT_EQ(open("/dev/mem", O_RDWR), -1);
   EXPECT_EQ(errno, EACCES);
-  ReadWord(fpga::TRI_SPACING);
+  ReadWord(fpga::kReg.TRI_SPACING);
 }
 
 TEST_F(Registers, LostTriggersAreCountedUntilReset) {
-  Set(fpga::XTRIG_LOST_STA, 3);
-  WriteWord(fpga::LASER_CTRL, 1);
-  EXPECT_EQ(Get(fpga::XTRIG_LOST_STA), 0u);
+  Set(fpga::kReg.XTRIG_LOST_STA, 3);
+  WriteWord(fpga::kReg.LASER_CTRL, 1);
+  EXPECT_EQ(Get(fpga::kReg.XTRIG_LOST_STA), 0u);
 }
 
 TEST_F(Registers, AccessFromManyThreadsLosesNothing) {
@@ -155,21 +156,21 @@ TEST_F(Registers, AccessFromManyThreadsLosesNothing) {
 }
 
 TEST_F(Registers, AForkedProcessHasItsOwnBoard) {
-  WriteWord(fpga::TRI_SPACING, 1);
+  WriteWord(fpga::kReg.TRI_SPACING, 1);
   const pid_t child = fork();
   if (child == 0) {
-    const bool inherited = ReadWord(fpga::TRI_SPACING) == 1;
-    WriteWord(fpga::TRI_SPACING, 2);
-    _exit(inherited && ReadWord(fpga::TRI_SPACING) == 2 ? 0 : 1);
+    const bool inherited = ReadWord(fpga::kReg.TRI_SPACING) == 1;
+    WriteWord(fpga::kReg.TRI_SPACING, 2);
+    _exit(inherited && ReadWord(fpga::kReg.TRI_SPACING) == 2 ? 0 : 1);
   }
   int status = -1;
   ASSERT_EQ(waitpid(child, &status, 0), child);
   EXPECT_EQ(status, 0);
-  EXPECT_EQ(ReadWord(fpga::TRI_SPACING), 1u);
+  EXPECT_EQ(ReadWord(fpga::kReg.TRI_SPACING), 1u);
 }
 
 TEST_F(Registers, SomebodyElsesFaultStillEndsTheProcess) {
-  ReadWord(fpga::TRI_SPACING);  // the board's handler is in place
+  ReadWord(fpga::kReg.TRI_SPACING);  // the board's handler is in place
   EXPECT_DEATH(*const_cast<volatile int*>(static_cast<int*>(nullptr)) = 1, "")
       << "an ordinary bug must not be swallowed";
 }
@@ -193,16 +194,16 @@ TEST_F(Registers, RamBelowOneGigabyteCanBeMappedAndIsShared) {
 
 TEST_F(Registers, TheTranscriptCanBeSwitchedOffAndCleared) {
   tessaline_board_transcript_enable(0);
-  ReadWord(fpga::TRI_SPACING);
+  ReadWord(fpga::kReg.TRI_SPACING);
   EXPECT_THAT(Events(), IsEmpty());
   tessaline_board_transcript_enable(1);
-  ReadWord(fpga::TRI_SPACING);
+  ReadWord(fpga::kReg.TRI_SPACING);
   tessaline_board_transcript_clear();
   EXPECT_THAT(Events(), IsEmpty());
 }
 
 TEST_F(Registers, TheJsonTranscriptSaysWhenAndWho) {
-  WriteWord(fpga::TRI_SPACING, 1);
+  WriteWord(fpga::kReg.TRI_SPACING, 1);
   char* text = tessaline_board_transcript(TESSALINE_BOARD_JSON_LINES);
   EXPECT_THAT(text, ::testing::MatchesRegex(
                         "\\{\"time_us\":[0-9.]+,\"thread\":[0-9]+,\"device\":\"fpga\","

@@ -34,8 +34,8 @@ class SensorFrames : public FramesFixture {
   }
 
   static void SetSize(unsigned width, unsigned height) {
-    Set(fpga::STRIP_IMAGE_WIDTH, width);
-    Set(fpga::STRIP_IMAGE_HEIGHT, height);
+    Set(fpga::kReg.STRIP_IMAGE_WIDTH, width);
+    Set(fpga::kReg.STRIP_IMAGE_HEIGHT, height);
   }
 
   // A strip buffer of a new stream, with one strip in it, taken with the sensor as it
@@ -50,7 +50,7 @@ class SensorFrames : public FramesFixture {
     client.Requeue();
     const auto bytes = client.Dequeue();
     const std::vector<std::uint8_t> strip(bytes.begin(), bytes.end());
-    Write(fpga::TRIGGER_CTRL, 0);
+    Write(fpga::kReg.TRIGGER_CTRL, 0);
     return strip;
   }
 
@@ -116,7 +116,7 @@ class SensorFrames : public FramesFixture {
   void ExpectFramePeriod(double microseconds) {
     const double ticks = microseconds * fpga::kTicksPerMicrosecond;
     const double spacing = std::floor(ticks / 50);
-    Set(fpga::TRI_SPACING, static_cast<std::uint32_t>(spacing));
+    Set(fpga::kReg.TRI_SPACING, static_cast<std::uint32_t>(spacing));
     tessaline_board_set_strips_per_buffer(2);
     RouteTo(false);
     VideoClient client("/dev/video1");
@@ -184,7 +184,7 @@ TEST_F(GmaxFrames, AreFullSizeWhileNobodyHasSetOne) {
 TEST_F(GmaxFrames, RowsAreCroppedBySensorAndColumnsByTheFpga) {
   SetSensor(
       {{0x13, (500 + 4) & 0xFF}, {0x14, (500 + 4) >> 8}, {0x15, 1200 & 0xFF}, {0x16, 1200 >> 8}});
-  Set(fpga::ISP_WIDTH, 3);  // blocks left out
+  Set(fpga::kReg.ISP_WIDTH, 3);  // blocks left out
   SetSize(40 * 32, 1200);
   View view = kFull;
   view.left = 84;
@@ -196,7 +196,7 @@ TEST_F(GmaxFrames, RowsAreCroppedBySensorAndColumnsByTheFpga) {
 
 TEST_F(GmaxFrames, ReducedReadoutTakesEveryOtherRowAndTheFpgaEveryOtherColumn) {
   SetSensor({{0x12, 1}});
-  Set(fpga::ISP_CTRL, 2);
+  Set(fpga::kReg.ISP_CTRL, 2);
   SetSize(75 * 32, 1024);
   View view = kFull;
   view.width = 2100;
@@ -241,7 +241,7 @@ TEST_F(GmaxFrames, TheExposureUnitDoesNotFollowTheLineTime) {
 }
 
 TEST_F(GmaxFrames, GainMakesThemBrighter) {
-  Set(fpga::EXP_TIME_1, 60);
+  Set(fpga::kReg.EXP_TIME_1, 60);
   const unsigned plain = Brightest();
   SetSensor({{0xB5, 0x43}});
   EXPECT_NEAR(Brightest(), 3 * plain, 3);
@@ -281,7 +281,7 @@ TEST_F(HalfRowsFrames, TheFirstRowCountsRowsOfTheArray) {
 }
 
 TEST_F(HalfRowsFrames, ReducedReadoutHalvesTheColumnsOnly) {
-  Set(fpga::ISP_CTRL, 2);
+  Set(fpga::kReg.ISP_CTRL, 2);
   SetSize(75 * 32, 1024);
   View view = kHalf;
   view.width = 2100;
@@ -316,7 +316,7 @@ TEST_F(GsprintFrames, ShowTheWholeScene) { ExpectScene(kFull); }
 
 TEST_F(GsprintFrames, RowsAreCroppedBySensorAndColumnsByTheFpga) {
   SetSensor({{0x0140, (300 + 4) & 0xFF}, {0x0141, (300 + 4) >> 8}});
-  Set(fpga::ISP_WIDTH, 4);
+  Set(fpga::kReg.ISP_WIDTH, 4);
   SetSize(1024, 600);
   View view = kFull;
   view.left = 128;
@@ -355,7 +355,7 @@ TEST_F(GsprintFrames, TheSlowLineTimeIsFiveTimesAsLong) {
 }
 
 TEST_F(GsprintFrames, HighDynamicRangeKeepsTheBrightFromSaturating) {
-  Set(fpga::EXP_TIME_1, 800);
+  Set(fpga::kReg.EXP_TIME_1, 800);
   EXPECT_EQ(Brightest(), 255u);
   SetSensor({{0x0003, 1}});
   const unsigned brightest = Brightest();
@@ -383,7 +383,7 @@ class E2vFrames : public SensorFrames {
     SensorFrames::SetUp();
     BringUp();
     SetSize(4096, 1080);
-    Set(fpga::EXP_TIME_1, 4500);  // 300 us: enough for ink
+    Set(fpga::kReg.EXP_TIME_1, 4500);  // 300 us: enough for ink
   }
 
   static void Send(const std::vector<std::uint8_t>& bytes) {
@@ -509,7 +509,7 @@ class FullPoints : public Imx252Frames {
 };
 
 TEST_F(ShortPoints, HaveTwoBytesWhateverTheFlags) {
-  Set(fpga::BR_CONT_MODE_A, 2);
+  Set(fpga::kReg.BR_CONT_MODE_A, 2);
   const auto bytes = FreshStrip();
   const StripHeader header = HeaderAt(bytes, 0);
   ASSERT_EQ(header.points, 2064u);

@@ -25,7 +25,7 @@ class SensorTest : public BoardTest {
       const Descriptor memory("/dev/mem", O_RDWR);
       void* block = ::mmap(nullptr, 255, PROT_READ | PROT_WRITE, MAP_SHARED, memory.Get(),
                            fpga::BaseAddress(fpga::Block::kImage0, regions));
-      static_cast<volatile std::uint32_t*>(block)[fpga::CMOS_WORK_MODE.Index()] = level;
+      static_cast<volatile std::uint32_t*>(block)[fpga::kReg.CMOS_WORK_MODE.Index()] = level;
       ::munmap(block, 255);
     }
   }

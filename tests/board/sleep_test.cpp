@@ -40,8 +40,8 @@ std::uint32_t Register(const fpga::Register& reg) {
 }
 
 nanoseconds BoardTime() {
-  const std::uint64_t low = Register(fpga::TIMER_COUNTER_L);
-  const std::uint64_t high = Register(fpga::TIMER_COUNTER_H);
+  const std::uint64_t low = Register(fpga::kReg.TIMER_COUNTER_L);
+  const std::uint64_t high = Register(fpga::kReg.TIMER_COUNTER_H);
   return nanoseconds((high << 32 | low) * fpga::kNanosecondsPerTick);
 }
 

@@ -77,8 +77,8 @@ class FpgaAccess : public BoardFixture {
 TEST_F(FpgaAccess, ReadsBackWhatWasWritten) {
   EXPECT_EQ(fpga_write_addr(kImageBlock1, kTriSpacing, 200000), 0u);
   EXPECT_EQ(fpga_read_addr(kImageBlock1, kTriSpacing), 200000u);
-  EXPECT_THAT(Accesses(),
-              ElementsAre(Wrote(fpga::TRI_SPACING, 200000), Read(fpga::TRI_SPACING, 200000)));
+  EXPECT_THAT(Accesses(), ElementsAre(Wrote(fpga::kReg.TRI_SPACING, 200000),
+                                      Read(fpga::kReg.TRI_SPACING, 200000)));
 }
 
 TEST_F(FpgaAccess, RefusesAWordOutsideTheMapping) {
@@ -136,7 +136,7 @@ TEST_F(FpgaAccess, LogsTheByteAddressBeforeTheAccess) {
       [](log_Event* event) {
         char text[64];
         vsnprintf(text, sizeof text, event->fmt, event->ap);
-        logged.push_back({text, event->level, LockIsTaken(), Get(fpga::TRI_SPACING)});
+        logged.push_back({text, event->level, LockIsTaken(), Get(fpga::kReg.TRI_SPACING)});
       },
       nullptr, TESSALINE_LOG_TRACE);
   fpga_write_addr(kImageBlock1, kTriSpacing, 7);
@@ -167,8 +167,8 @@ TEST_F(FpgaAccess, TwoThreadsTakeTurns) {
   EXPECT_EQ(transactions.outside_the_lock, 0);
   EXPECT_FALSE(LockIsTaken());
   EXPECT_EQ(Accesses().size(), 2 * kRounds);
-  EXPECT_EQ(Get(fpga::TRI_SPACING), kRounds);
-  EXPECT_EQ(Get(fpga::IMG_FILTER_HEIGHT), kRounds);
+  EXPECT_EQ(Get(fpga::kReg.TRI_SPACING), kRounds);
+  EXPECT_EQ(Get(fpga::kReg.IMG_FILTER_HEIGHT), kRounds);
 }
 
 TEST_F(FpgaAccess, AFailedOpenIsFinal) {

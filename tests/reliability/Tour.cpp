@@ -94,7 +94,7 @@ void Acquire(Guide& guide, const char* what, Arrivals& arrivals) {
 
 // A register that ignores what is written to it.
 void Registers(Guide& guide, bool is_zynqmp) {
-  constexpr fpga::Register kRegister = fpga::FPGA_VERSION;
+  constexpr fpga::Register kRegister = fpga::kReg.FPGA_VERSION;
   const std::uint32_t block =
       BaseAddress(kRegister.block, is_zynqmp ? fpga::kZynqMpRegions : fpga::kZynqRegions);
   guide.Call("fpga_write_addr", fpga_write_addr, block, kRegister.Index(), 0U);

@@ -26,7 +26,7 @@ inline std::string AccessLine(std::string_view kind, const fpga::Register& reg,
   char digits[16];
   snprintf(digits, sizeof digits, "0x%08x", value);
   std::ostringstream line;
-  line << kind << ' ' << fpga::Info(reg.block).name << ' ' << reg.name << " = " << digits;
+  line << kind << ' ' << fpga::Info(reg.block).name << ' ' << reg.name.View() << " = " << digits;
   return line.str();
 }
 

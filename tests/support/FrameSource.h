@@ -28,14 +28,15 @@ class FrameSource {
   // Everything but sensor and trigger.
   static void Arm() {
     tessaline_board_set_pace(TESSALINE_BOARD_FREE_RUN);
-    Set(fpga::CMOS_WORK_MODE, 3);
-    Set(fpga::CMOS_TIMING_CTRL, fpga::kTimingFirst.Mask() | fpga::kTimingSecond.Mask());
-    Set(fpga::TRI_SPACING, 200000);
+    Set(fpga::kReg.CMOS_WORK_MODE, 3);
+    Set(fpga::kReg.CMOS_TIMING_CTRL,
+        fpga::kField.timing_first.Mask() | fpga::kField.timing_second.Mask());
+    Set(fpga::kReg.TRI_SPACING, 200000);
   }
 
   static void SetRegion(unsigned width, unsigned height) {
-    Set(fpga::STRIP_IMAGE_WIDTH, width);
-    Set(fpga::STRIP_IMAGE_HEIGHT, height);
+    Set(fpga::kReg.STRIP_IMAGE_WIDTH, width);
+    Set(fpga::kReg.STRIP_IMAGE_HEIGHT, height);
   }
 
   static void Route(Stream stream, fpga::RegionBases regions = fpga::kZynqRegions) {
@@ -51,7 +52,9 @@ class FrameSource {
     write(fpga::StreamSwitchControl(Block::kImage4), fpga::kStreamSwitchCommit);
   }
 
-  static void Trigger(bool on) { Write(fpga::TRIGGER_CTRL, on ? fpga::kGlobalControl.Mask() : 0); }
+  static void Trigger(bool on) {
+    Write(fpga::kReg.TRIGGER_CTRL, on ? fpga::kField.global_control.Mask() : 0);
+  }
 
   // The way of software, with all that a write sets off.
   static void Write(const fpga::Register& reg, std::uint32_t value,

@@ -16,7 +16,7 @@ constexpr double kColdest = -20;
 constexpr double kHottest = 95;
 
 void CheckSeries(const Model& model, std::uint32_t version, Findings& findings) {
-  const unsigned series = fpga::kFpgaSeries.Of(version);
+  const unsigned series = fpga::kField.fpga_series.Of(version);
   const std::string title = "FPGA is of the model's series";
   if (series == model.family().series) {
     findings.Pass("fpga.series", title, fmt::format("series {}", series));
@@ -31,7 +31,7 @@ void CheckSeries(const Model& model, std::uint32_t version, Findings& findings) 
 // Reads the free-running counter twice.
 void CheckClock(const Registers& registers, Findings& findings) {
   constexpr std::chrono::milliseconds kBetween{20};
-  const auto count = [&] { return registers.Read(fpga::TIMER_COUNTER_L); };
+  const auto count = [&] { return registers.Read(fpga::kReg.TIMER_COUNTER_L); };
   const std::uint32_t before = count();
   PauseFor(kBetween);
   const std::uint32_t ticks = count() - before;
@@ -77,7 +77,7 @@ void CheckNodes(const Model& model, Findings& findings) {
 
 void CheckFpga(const Model& model, Findings& findings) {
   const Registers registers(model);
-  const std::uint32_t version = registers.Read(fpga::FPGA_VERSION);
+  const std::uint32_t version = registers.Read(fpga::kReg.FPGA_VERSION);
   const std::string title = "FPGA answers";
   if (version == 0 || version == 0xFFFFFFFF) {
     findings.Fail("fpga.answers", title, fmt::format("FPGA_VERSION reads 0x{:08x}", version),
@@ -86,7 +86,7 @@ void CheckFpga(const Model& model, Findings& findings) {
     findings.Skip("fpga.clock", "FPGA clock runs", "the FPGA does not answer");
     return;
   }
-  const unsigned number = fpga::kFpgaVersion.Of(version);
+  const unsigned number = fpga::kField.fpga_version.Of(version);
   findings.Pass("fpga.answers", title, fmt::format("version {}.{}", number >> 8, number & 0xFF));
   CheckSeries(model, version, findings);
   CheckClock(registers, findings);

@@ -14,8 +14,8 @@ constexpr About kExposureAbout{
     "  tessaline exposure --model K3610\n  tessaline exposure 320 --gain 6 --model K3610\n"
     "  tessaline exposure 100 800 --model K3610"};
 
-constexpr std::array kTimes{fpga::EXP_TIME_1, fpga::EXP_TIME_2, fpga::EXP_TIME_3, fpga::EXP_TIME_4,
-                            fpga::EXP_TIME_5};
+constexpr std::array kTimes{fpga::kReg.EXP_TIME_1, fpga::kReg.EXP_TIME_2, fpga::kReg.EXP_TIME_3,
+                            fpga::kReg.EXP_TIME_4, fpga::kReg.EXP_TIME_5};
 
 class ExposureCommand : public Command {
  public:
@@ -57,7 +57,7 @@ class ExposureCommand : public Command {
   static ExitCode Show(Session& session) {
     Device(session).RequireRegisters();
     const Registers registers(session.model());
-    const unsigned count = fpga::kExposureCount.Of(registers.Read(fpga::EXPOSURE_NUM));
+    const unsigned count = fpga::kField.exposure_count.Of(registers.Read(fpga::kReg.EXPOSURE_NUM));
     Json json{{"exposures", count}, {"steps", Json::array()}};
     session.Print("exposures a cycle  {}\n", count);
     for (unsigned i = 0; i < kTimes.size(); ++i) {

@@ -76,7 +76,7 @@ class InfoCommand : public Command {
       const std::uint64_t lower = read(low);
       return std::uint64_t{read(high)} << 32 | lower;
     };
-    const std::uint32_t fpga_version = read(fpga::FPGA_VERSION);
+    const std::uint32_t fpga_version = read(fpga::kReg.FPGA_VERSION);
     const auto temperature = Processor(model.family());
 
     Json info{
@@ -92,15 +92,17 @@ class InfoCommand : public Command {
     info["board_temperature_18b20"] =
         board_temperature != 0 ? Json(board_temperature) : Json(nullptr);
     if (start_) info["sensor_thermometer_answers"] = SensorAnswers(model.family());
-    info["acquisition_running"] = fpga::kGlobalControl.Of(read(fpga::TRIGGER_CTRL)) != 0;
-    info["counters"] = {{"timer", read64(fpga::TIMER_COUNTER_L, fpga::TIMER_COUNTER_H)},
-                        {"encoder", read64(fpga::ENCODER_COUNTER_L, fpga::ENCODER_COUNTER_H)},
-                        {"encoder_frequency", read(fpga::ENCODER_FREQ)},
-                        {"triggers_lost", read(fpga::XTRIG_LOST_STA)},
-                        {"callbacks_lost", read(fpga::CALLBACK_LOST_NUM)},
-                        {"output1_lost", read(fpga::DO1_LOST_STA)},
-                        {"output2_lost", read(fpga::DO2_LOST_STA)},
-                        {"communication_errors", read(fpga::COMM_VERIFY_ERROR_STA)}};
+    info["acquisition_running"] =
+        fpga::kField.global_control.Of(read(fpga::kReg.TRIGGER_CTRL)) != 0;
+    info["counters"] = {
+        {"timer", read64(fpga::kReg.TIMER_COUNTER_L, fpga::kReg.TIMER_COUNTER_H)},
+        {"encoder", read64(fpga::kReg.ENCODER_COUNTER_L, fpga::kReg.ENCODER_COUNTER_H)},
+        {"encoder_frequency", read(fpga::kReg.ENCODER_FREQ)},
+        {"triggers_lost", read(fpga::kReg.XTRIG_LOST_STA)},
+        {"callbacks_lost", read(fpga::kReg.CALLBACK_LOST_NUM)},
+        {"output1_lost", read(fpga::kReg.DO1_LOST_STA)},
+        {"output2_lost", read(fpga::kReg.DO2_LOST_STA)},
+        {"communication_errors", read(fpga::kReg.COMM_VERIFY_ERROR_STA)}};
     for (const Stream& stream : kStreams) {
       info["captured"][stream.name] = StatisticsOf(stream.number);
     }

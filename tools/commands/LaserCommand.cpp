@@ -68,7 +68,7 @@ class LaserCommand : public Command {
     const auto first = GpioLevel(model.family().board.gpio.laser1);
     const auto second = GpioLevel(model.family().board.gpio.laser2);
     const Registers registers(model);
-    const unsigned mode = fpga::kLaserMode.Of(registers.Read(fpga::LASER_CTRL));
+    const unsigned mode = fpga::kField.laser_mode.Of(registers.Read(fpga::kReg.LASER_CTRL));
     const auto text = [](std::optional<bool> level) {
       return !level ? "not exported" : *level ? "high" : "low";
     };

@@ -88,13 +88,14 @@ class RegCommand : public Command {
       Json fields = Json::array();
       for (const fpga::Field* field : registers.FieldsOf(reg)) {
         const unsigned last = field->shift + field->width - 1;
-        session.Print("              {:<20} {}\n", field->name,
+        session.Print("              {:<20} {}\n", field->name.View(),
                       field->width == 1 ? fmt::format("bit {}", field->shift)
                                         : fmt::format("bits {}-{}", field->shift, last));
-        fields.push_back({{"name", field->name}, {"shift", field->shift}, {"width", field->width}});
+        fields.push_back(
+            {{"name", field->name.View()}, {"shift", field->shift}, {"width", field->width}});
       }
       list.push_back({{"block", fpga::Info(reg.block).name},
-                      {"name", reg.name},
+                      {"name", reg.name.View()},
                       {"address", registers.AddressOf(reg)},
                       {"fields", std::move(fields)}});
     }
@@ -114,9 +115,9 @@ class RegCommand : public Command {
       const std::uint32_t word = registers.Read(place.reg);
       Json json = registers.AsJson(place.reg, word);
       if (place.field != nullptr) {
-        session.Print("{}.{} = {}\n", FullName(place.reg), place.field->name,
+        session.Print("{}.{} = {}\n", FullName(place.reg), place.field->name.View(),
                       place.field->Of(word));
-        json["field"] = place.field->name;
+        json["field"] = place.field->name.View();
         json["field_value"] = place.field->Of(word);
       } else {
         session.Print("{} = 0x{:08x}  {}\n", FullName(place.reg), word,
@@ -134,12 +135,13 @@ class RegCommand : public Command {
     if (place.field != nullptr && value > place.field->LowMask()) {
       throw Failure(
           ExitCode::kUsage,
-          fmt::format("{} does not fit into {}.{}", value, FullName(place.reg), place.field->name),
+          fmt::format("{} does not fit into {}.{}", value, FullName(place.reg),
+                      place.field->name.View()),
           fmt::format("it has {} bits: at most {}", place.field->width, place.field->LowMask()));
     }
     const bool rehearsal = session.options().dry_run;
     Json json{{"block", fpga::Info(place.reg.block).name},
-              {"name", place.reg.name},
+              {"name", place.reg.name.View()},
               {"address", registers.AddressOf(place.reg)},
               {"dry_run", rehearsal}};
     if (rehearsal && place.field == nullptr) {

@@ -57,11 +57,11 @@ class RoiCommand : public Command {
   static ExitCode Show(Session& session) {
     Device(session).RequireRegisters();
     const Registers registers(session.model());
-    const std::uint32_t width = registers.Read(fpga::STRIP_IMAGE_WIDTH);
-    const std::uint32_t height = registers.Read(fpga::STRIP_IMAGE_HEIGHT);
-    const std::uint32_t offset = registers.Read(fpga::ROI_OFFSET);
-    const unsigned x = fpga::kRoiOffsetX.Of(offset);
-    const unsigned y = fpga::kRoiOffsetY.Of(offset);
+    const std::uint32_t width = registers.Read(fpga::kReg.STRIP_IMAGE_WIDTH);
+    const std::uint32_t height = registers.Read(fpga::kReg.STRIP_IMAGE_HEIGHT);
+    const std::uint32_t offset = registers.Read(fpga::kReg.ROI_OFFSET);
+    const unsigned x = fpga::kField.roi_offset_x.Of(offset);
+    const unsigned y = fpga::kField.roi_offset_y.Of(offset);
     session.Print("size in the FPGA       {} x {}{}\noffset of the points   column {}, row {}\n",
                   width, height, width == 0 ? " (the device was not started)" : "", x, y);
     session.Emit({{"width", width}, {"height", height}, {"offset_x", x}, {"offset_y", y}});

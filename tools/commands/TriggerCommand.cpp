@@ -81,21 +81,22 @@ class TriggerCommand : public Command {
   static ExitCode Show(Session& session) {
     Device(session).RequireRegisters();
     const Registers registers(session.model());
-    const std::uint32_t control = registers.Read(fpga::TRIGGER_CTRL);
-    const unsigned mode = fpga::kTriggerMode.Of(control);
-    const std::uint32_t spacing = registers.Read(fpga::TRI_SPACING);
-    const bool delay_on = fpga::kTriggerDelayEnable.Of(control) != 0;
-    const std::uint32_t delay = registers.Read(fpga::TRI_DELAY);
-    const std::uint32_t lost = registers.Read(fpga::XTRIG_LOST_STA);
-    const bool level = registers.Read(fpga::EXT_TRIGGER_LEVEL) != 0;
+    const std::uint32_t control = registers.Read(fpga::kReg.TRIGGER_CTRL);
+    const unsigned mode = fpga::kField.trigger_mode.Of(control);
+    const std::uint32_t spacing = registers.Read(fpga::kReg.TRI_SPACING);
+    const bool delay_on = fpga::kField.trigger_delay_enable.Of(control) != 0;
+    const std::uint32_t delay = registers.Read(fpga::kReg.TRI_DELAY);
+    const std::uint32_t lost = registers.Read(fpga::kReg.XTRIG_LOST_STA);
+    const bool level = registers.Read(fpga::kReg.EXT_TRIGGER_LEVEL) != 0;
     const bool pulses = mode == kEncoder;
     const double spacing_value = pulses ? spacing : spacing / double{fpga::kTicksPerMicrosecond};
     session.Print("mode            {} ({})\n", mode, kModes[mode]);
     session.Print("spacing         {} {}\n", spacing_value, pulses ? "encoder pulses" : "us");
     session.Print("delay           {}\n", delay_on ? fmt::format("{} (raw)", delay) : "off");
-    session.Print("door control    {}\n", fpga::kDoorControl.Of(control) != 0 ? "on" : "off");
+    session.Print("door control    {}\n",
+                  fpga::kField.door_control.Of(control) != 0 ? "on" : "off");
     session.Print("acquisition     {}\n",
-                  fpga::kGlobalControl.Of(control) != 0 ? "running" : "stopped");
+                  fpga::kField.global_control.Of(control) != 0 ? "running" : "stopped");
     session.Print("external input  {}\n", level ? "high" : "low");
     session.Print("triggers lost   {}\n", lost);
     session.Emit({{"mode", kModes[mode]},
@@ -103,8 +104,8 @@ class TriggerCommand : public Command {
                   {"spacing_unit", pulses ? "pulses" : "us"},
                   {"delay_enabled", delay_on},
                   {"delay_raw", delay},
-                  {"door_control", fpga::kDoorControl.Of(control) != 0},
-                  {"acquisition_running", fpga::kGlobalControl.Of(control) != 0},
+                  {"door_control", fpga::kField.door_control.Of(control) != 0},
+                  {"acquisition_running", fpga::kField.global_control.Of(control) != 0},
                   {"external_input", level},
                   {"triggers_lost", lost}});
     return ExitCode::kOk;

@@ -88,7 +88,7 @@ ExitCode WriteCompletion(const CLI::App& app) {
   std::string models;
   for (const Family& family : products::kFamilies) models += fmt::format(" {}", family.codes);
   std::set<std::string_view> names;
-  for (const auto& reg : VeltranoSDK::fpga::kAllRegisters) names.insert(reg.name);
+  for (const auto& reg : VeltranoSDK::fpga::kAllRegisters) names.insert(reg.name.View());
   std::string registers;
   for (const std::string_view name : names) registers += fmt::format(" {}", name);
   std::string values;

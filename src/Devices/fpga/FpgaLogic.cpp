@@ -82,28 +82,28 @@ std::shared_ptr<CmosSensor> FpgaLogic::Sensor() const { return neighbour::Sensor
 
 bool FpgaLogic::SetTRow(unsigned int row_time) {
   Trace(__func__);
-  Merge(fpga::kTRow, row_time);
+  Merge(fpga::kField.t_row, row_time);
   return true;
 }
 
 bool FpgaLogic::SetTGes(unsigned int global_exposure_shift) {
   Trace(__func__);
-  Merge(fpga::kTGes, global_exposure_shift);
+  Merge(fpga::kField.t_ges, global_exposure_shift);
   return true;
 }
 
 bool FpgaLogic::SetCmosSensorWorkMode(CameraSensorMode mode) {
   Trace(__func__);
   // The read belongs to the access sequence; what it returns does not matter.
-  Read(fpga::CMOS_WORK_MODE);
-  Write(fpga::CMOS_WORK_MODE, mode | fpga::kCmosWork.Mask());
+  Read(fpga::kReg.CMOS_WORK_MODE);
+  Write(fpga::kReg.CMOS_WORK_MODE, mode | fpga::kField.cmos_work.Mask());
   return true;
 }
 
 bool FpgaLogic::SetCmosTimingControl(STATE first, STATE second) {
   Trace(__func__);
-  Write(fpga::CMOS_TIMING_CTRL, unsigned{first} << fpga::kTimingFirst.shift |
-                                    unsigned{second} << fpga::kTimingSecond.shift);
+  Write(fpga::kReg.CMOS_TIMING_CTRL, unsigned{first} << fpga::kField.timing_first.shift |
+                                         unsigned{second} << fpga::kField.timing_second.shift);
   return true;
 }
 
@@ -118,16 +118,17 @@ bool FpgaLogic::CameraReset() {
 
   // This sensor gets the first edge only.
   const bool one_edge = sensor->model() == kGSPRINT6502BSI;
-  const Unit::Access write{Unit::kWrite, fpga::CMOS_WORK_MODE};
-  const Unit::Access read{Unit::kRead, fpga::CMOS_WORK_MODE};
+  const Unit::Access write{Unit::kWrite, fpga::kReg.CMOS_WORK_MODE};
+  const Unit::Access read{Unit::kRead, fpga::kReg.CMOS_WORK_MODE};
   Unit unit = one_edge ? Unit(*this, {read, write}) : Unit(*this, {read, write, write, write});
-  const unsigned int released = unit.Read(fpga::CMOS_WORK_MODE) | fpga::kCmosReset.Mask();
-  unit.Write(fpga::CMOS_WORK_MODE, released);
+  const unsigned int released =
+      unit.Read(fpga::kReg.CMOS_WORK_MODE) | fpga::kField.cmos_reset.Mask();
+  unit.Write(fpga::kReg.CMOS_WORK_MODE, released);
   Pause(kSettle);
   if (one_edge) return true;
-  unit.Write(fpga::CMOS_WORK_MODE, released & ~fpga::kCmosReset.Mask());
+  unit.Write(fpga::kReg.CMOS_WORK_MODE, released & ~fpga::kField.cmos_reset.Mask());
   Pause(kSettle);
-  unit.Write(fpga::CMOS_WORK_MODE, released);
+  unit.Write(fpga::kReg.CMOS_WORK_MODE, released);
   Pause(kSettle);
   return true;
 }
@@ -143,29 +144,30 @@ unsigned int FpgaLogic::GetCmosMaxDrive() const {
 bool FpgaLogic::SetLaserMode(LaserMode mode) {
   Trace(__func__);
   // Everything but the two known bits is cleared on purpose.
-  Merge(fpga::kLaserMode, mode & 1u, ~(fpga::kLaserMode.Mask() | fpga::kTriggerLostReset.Mask()));
+  Merge(fpga::kField.laser_mode, mode & 1u,
+        ~(fpga::kField.laser_mode.Mask() | fpga::kField.trigger_lost_reset.Mask()));
   return true;
 }
 
 unsigned int FpgaLogic::GetLaserMode() const {
   Trace(__func__);
-  return Read(fpga::kLaserMode);
+  return Read(fpga::kField.laser_mode);
 }
 
 bool FpgaLogic::SetLaserOffsetTime(unsigned int microseconds) {
   Trace(__func__);
-  Write(fpga::LASER_OFFSET_TIME, microseconds * fpga::kTicksPerMicrosecond);
+  Write(fpga::kReg.LASER_OFFSET_TIME, microseconds * fpga::kTicksPerMicrosecond);
   return true;
 }
 
 unsigned int FpgaLogic::GetFPGASeries() const {
   Trace(__func__);
-  return Read(fpga::kFpgaSeries);
+  return Read(fpga::kField.fpga_series);
 }
 
 unsigned int FpgaLogic::GetFPGAVersion() const {
   Trace(__func__);
-  return Read(fpga::kFpgaVersion);
+  return Read(fpga::kField.fpga_version);
 }
 
 }  // namespace VeltranoSDK

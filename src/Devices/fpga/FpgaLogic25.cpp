@@ -6,13 +6,13 @@ namespace VeltranoSDK {
 
 bool FpgaLogic25::SetTRow(unsigned int row_time) {
   Trace(__func__);
-  Merge(fpga::kTRow25, row_time);
+  Merge(fpga::kField.t_row_halves, row_time);
   return true;
 }
 
 bool FpgaLogic25::SetTGes(unsigned int global_exposure_shift) {
   Trace(__func__);
-  Merge(fpga::kTGes25, global_exposure_shift);
+  Merge(fpga::kField.t_ges_halves, global_exposure_shift);
   return true;
 }
 

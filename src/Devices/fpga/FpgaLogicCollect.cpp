@@ -41,12 +41,12 @@ struct Route {
 constexpr std::array kRoutes{
     Route{{{{StreamSwitchPort(kSensorSwitch, 0), 0},
             {StreamSwitchPort(kSensorSwitch, 1), kStreamSwitchPortOff},
-            {fpga::COLLECT_MODE, kCollectLaserLine},
+            {fpga::kReg.COLLECT_MODE, kCollectLaserLine},
             {StreamSwitchPort(kMemorySwitch, 0), 0}}},
           1},
     Route{{{{StreamSwitchPort(kSensorSwitch, 0), kStreamSwitchPortOff},
             {StreamSwitchPort(kSensorSwitch, 1), 0},
-            {fpga::COLLECT_MODE, kCollectImage},
+            {fpga::kReg.COLLECT_MODE, kCollectImage},
             {StreamSwitchPort(kMemorySwitch, 0), 1}}},
           6000},
 };
@@ -73,7 +73,8 @@ bool FpgaLogic::EnableCollectModeSignal() {
       WriteOrTell(StreamSwitchPort(kSensorSwitch, 0), kStreamSwitchPortOff, kSwitchError) &&
       WriteOrTell(StreamSwitchPort(kSensorSwitch, 1), 0, kSwitchError) &&
       SwitchOffPorts(kSensorSwitch, 2) &&
-      WriteOrTell(fpga::COLLECT_MODE, kCollectImage, kModeError) && CommitSwitch(kSensorSwitch) &&
+      WriteOrTell(fpga::kReg.COLLECT_MODE, kCollectImage, kModeError) &&
+      CommitSwitch(kSensorSwitch) &&
       WriteOrTell(StreamSwitchPort(kMemorySwitch, 0), 1, kModeError) &&
       SwitchOffPorts(kMemorySwitch, 1) && CommitSwitch(kMemorySwitch);
   if (routed) collect_mode_ = kCollectImage;
@@ -105,47 +106,49 @@ bool FpgaLogic::SetCollectMode(CollectMode mode) {
 }
 
 bool FpgaLogic::SetExposureDelta(unsigned int delta) {
-  Unit unit(*this, {{Unit::kRead, fpga::EXPOSURE_NUM}, {Unit::kWrite, fpga::EXPOSURE_NUM}});
-  const unsigned int exposures = unit.Read(fpga::EXPOSURE_NUM);
+  Unit unit(*this,
+            {{Unit::kRead, fpga::kReg.EXPOSURE_NUM}, {Unit::kWrite, fpga::kReg.EXPOSURE_NUM}});
+  const unsigned int exposures = unit.Read(fpga::kReg.EXPOSURE_NUM);
   return exposures != kFailed &&
-         unit.Write(fpga::EXPOSURE_NUM, fpga::kExposureDelta.In(exposures, delta)) != kFailed;
+         unit.Write(fpga::kReg.EXPOSURE_NUM, fpga::kField.exposure_delta.In(exposures, delta)) !=
+             kFailed;
 }
 
 bool FpgaLogic::SetCollectMode2(CollectMode mode) {
-  Write(fpga::COLLECT_MODE, mode);
+  Write(fpga::kReg.COLLECT_MODE, mode);
   return true;
 }
 
 bool FpgaLogic::SetStripDataMode(StripSelectMode mode) {
   Trace(__func__);
-  return Write(fpga::STRIP_DATA_MODE, mode) != kFailed;
+  return Write(fpga::kReg.STRIP_DATA_MODE, mode) != kFailed;
 }
 
 unsigned int FpgaLogic::GetStripDataMode() const {
   Trace(__func__);
-  return Read(fpga::STRIP_DATA_MODE);
+  return Read(fpga::kReg.STRIP_DATA_MODE);
 }
 
 bool FpgaLogic::ResetFrameID() {
   Trace(__func__);
-  PulseWord(fpga::FRAME_ID_RESET);
+  PulseWord(fpga::kReg.FRAME_ID_RESET);
   return true;
 }
 
 unsigned int FpgaLogic::GetCallbackLostNum() const {
   Trace(__func__);
-  return Read(fpga::CALLBACK_LOST_NUM);
+  return Read(fpga::kReg.CALLBACK_LOST_NUM);
 }
 
 bool FpgaLogic::ResetCallbackLostNum() {
   Trace(__func__);
-  PulseWord(fpga::CALLBACK_LOST_RESET);
+  PulseWord(fpga::kReg.CALLBACK_LOST_RESET);
   return false;
 }
 
 std::pair<bool, unsigned int> FpgaLogic::GetStripDelay() const {
   Trace(__func__);
-  const unsigned int delay = Read(fpga::STRIP_DELAY);
+  const unsigned int delay = Read(fpga::kReg.STRIP_DELAY);
   if (delay == kFailed) {
     puts("GetStripDelay error");
     return {false, 0};

@@ -12,8 +12,9 @@ namespace VeltranoSDK {
 namespace {
 
 // Indexed by ExposureIndex.
-constexpr std::array kExposureTimes{fpga::EXP_TIME_1, fpga::EXP_TIME_2, fpga::EXP_TIME_3,
-                                    fpga::EXP_TIME_4, fpga::EXP_TIME_5};
+constexpr std::array kExposureTimes{fpga::kReg.EXP_TIME_1, fpga::kReg.EXP_TIME_2,
+                                    fpga::kReg.EXP_TIME_3, fpga::kReg.EXP_TIME_4,
+                                    fpga::kReg.EXP_TIME_5};
 
 constexpr unsigned int kMaxExposures = kExposureTimes.size();
 
@@ -60,51 +61,51 @@ unsigned int FpgaLogic::StoredExposureTime(ExposureIndex index) const {
 
 bool FpgaLogic::SetExpDelay() {
   Trace(__func__);
-  if (const auto sensor = Sensor()) Write(fpga::EXP_DELAY, sensor->GetCameraDelay());
+  if (const auto sensor = Sensor()) Write(fpga::kReg.EXP_DELAY, sensor->GetCameraDelay());
   return false;
 }
 
 unsigned int FpgaLogic::GetExpDelay() const {
   Trace(__func__);
-  return Read(fpga::kExposureDelay);
+  return Read(fpga::kField.exposure_delay);
 }
 
 bool FpgaLogic::SetExposureNum(unsigned int count) {
   Trace(__func__);
-  return IsExposureCount(count) && Update(fpga::kExposureCount, count) != kFailed;
+  return IsExposureCount(count) && Update(fpga::kField.exposure_count, count) != kFailed;
 }
 
 bool FpgaLogic::SetExposureNumDelta(unsigned int delta) {
   Trace(__func__);
-  return Update(fpga::kExposureDelta, delta) != kFailed;
+  return Update(fpga::kField.exposure_delta, delta) != kFailed;
 }
 
 bool FpgaLogic::SetExpNum(unsigned int count) {
   Trace(__func__);
   if (!IsExposureCount(count)) return false;
-  unsigned int mask = fpga::kExposureCount.Mask();
-  unsigned int bits = fpga::kExposureCount.In(0, count);
+  unsigned int mask = fpga::kField.exposure_count.Mask();
+  unsigned int bits = fpga::kField.exposure_count.In(0, count);
   if (collect_mode_ == kCollectLaserLine) {
-    mask |= fpga::kExposureDelta.Mask();
-    bits = fpga::kExposureDelta.In(bits, kLaserLineExposureDelta);
+    mask |= fpga::kField.exposure_delta.Mask();
+    bits = fpga::kField.exposure_delta.In(bits, kLaserLineExposureDelta);
   }
-  Update(fpga::EXPOSURE_NUM, mask, bits);
+  Update(fpga::kReg.EXPOSURE_NUM, mask, bits);
   return true;
 }
 
 unsigned int FpgaLogic::GetExpNum() const {
   Trace(__func__);
-  return Read(fpga::kExposureCount);
+  return Read(fpga::kField.exposure_count);
 }
 
 unsigned int FpgaLogic::SetHDREnable(unsigned int enable) {
   Trace(__func__);
-  return Update(fpga::kHdrEnable, enable);
+  return Update(fpga::kField.hdr_enable, enable);
 }
 
 unsigned int FpgaLogic::GetHDREnable() const {
   Trace(__func__);
-  return Read(fpga::kHdrEnable);
+  return Read(fpga::kField.hdr_enable);
 }
 
 unsigned int FpgaLogic::SetHDRParam(double first, double second, double /*third*/) {
@@ -117,12 +118,12 @@ unsigned int FpgaLogic::SetHDRParam(double first, double second, double /*third*
   const unsigned int segment2 = ticks(second);
   const unsigned int whole = exposure * fpga::kTicksPerMicrosecond;
 
-  Update(fpga::kHdrSegment1, segment1);
-  Write(fpga::HDR_SEG2, segment2);
-  Write(fpga::HDR_SEG3, whole - (segment1 + segment2));
-  Write(fpga::HDR_GAP, kHdrGapTicks);
+  Update(fpga::kField.hdr_segment1, segment1);
+  Write(fpga::kReg.HDR_SEG2, segment2);
+  Write(fpga::kReg.HDR_SEG3, whole - (segment1 + segment2));
+  Write(fpga::kReg.HDR_GAP, kHdrGapTicks);
   // Two gaps lie between the three segments.
-  return Write(fpga::HDR_TOTAL, whole - 2 * kHdrGapTicks);
+  return Write(fpga::kReg.HDR_TOTAL, whole - 2 * kHdrGapTicks);
 }
 
 }  // namespace VeltranoSDK

@@ -55,9 +55,9 @@ bool FpgaLogic::SetImageSize(unsigned int width, unsigned int height) {
   const auto sensor = Sensor();
   if (!sensor) return false;
   if (sensor->model() == kGMAX2509) width = width / kGmaxPixels * kGmaxUnits;
-  return WriteOrTell(fpga::STRIP_IMAGE_WIDTH, width,
+  return WriteOrTell(fpga::kReg.STRIP_IMAGE_WIDTH, width,
                      "SetImageSize fpga_write_addr STRIP_IMAGE_WIDTH error") &&
-         WriteOrTell(fpga::STRIP_IMAGE_HEIGHT, height,
+         WriteOrTell(fpga::kReg.STRIP_IMAGE_HEIGHT, height,
                      "SetImageSize fpga_write_addr STRIP_IMAGE_HEIGHT error");
 }
 
@@ -65,13 +65,13 @@ unsigned int FpgaLogic::GetImageWidth() const {
   Trace(__func__);
   const auto sensor = Sensor();
   if (!sensor) return kFailed;
-  const unsigned int width = Read(fpga::STRIP_IMAGE_WIDTH);
+  const unsigned int width = Read(fpga::kReg.STRIP_IMAGE_WIDTH);
   return sensor->model() == kGMAX2509 ? width / kGmaxUnits * kGmaxPixels : width;
 }
 
 unsigned int FpgaLogic::GetImageHeight() const {
   Trace(__func__);
-  return Read(fpga::STRIP_IMAGE_HEIGHT);
+  return Read(fpga::kReg.STRIP_IMAGE_HEIGHT);
 }
 
 bool FpgaLogic::SetImageReadoutParam(unsigned int width, unsigned int height,
@@ -80,9 +80,9 @@ bool FpgaLogic::SetImageReadoutParam(unsigned int width, unsigned int height,
   const auto sensor = Sensor();
   if (!sensor) return false;
   const unsigned int block = PixelsPerBlock(sensor->model());
-  Write(fpga::ISP_WIDTH, block == 0 ? 0 : width / block);
-  Write(fpga::ISP_HEIGHT, block == 0 ? 0 : height / block);
-  Merge(fpga::kIspReadoutMode, mode == kDriveMode11 ? kHalfReadout : kNormalReadout,
+  Write(fpga::kReg.ISP_WIDTH, block == 0 ? 0 : width / block);
+  Write(fpga::kReg.ISP_HEIGHT, block == 0 ? 0 : height / block);
+  Merge(fpga::kField.isp_readout_mode, mode == kDriveMode11 ? kHalfReadout : kNormalReadout,
         kLostByIspControl);
   return true;
 }
@@ -90,22 +90,23 @@ bool FpgaLogic::SetImageReadoutParam(unsigned int width, unsigned int height,
 bool FpgaLogic::SetPLDriveMode(ReadoutDriveMode mode) {
   Trace(__func__);
   // Half readout starts from a cleared offset.
-  const unsigned int mask = mode == kDriveMode11 ? ~0u : fpga::kPlDriveMode.Mask();
-  Update(fpga::ROI_OFFSET, mask, fpga::kPlDriveMode.In(0, PlDriveCode(mode)));
+  const unsigned int mask = mode == kDriveMode11 ? ~0u : fpga::kField.pl_drive_mode.Mask();
+  Update(fpga::kReg.ROI_OFFSET, mask, fpga::kField.pl_drive_mode.In(0, PlDriveCode(mode)));
   return true;
 }
 
 bool FpgaLogic::SetRoiOffset(unsigned int x, unsigned int y) {
   Trace(__func__);
-  const unsigned int mask = fpga::kRoiOffsetX.Mask() | fpga::kRoiOffsetY.Mask();
-  Update(fpga::ROI_OFFSET, mask, fpga::kRoiOffsetY.In(fpga::kRoiOffsetX.In(0, x), y));
+  const unsigned int mask = fpga::kField.roi_offset_x.Mask() | fpga::kField.roi_offset_y.Mask();
+  Update(fpga::kReg.ROI_OFFSET, mask,
+         fpga::kField.roi_offset_y.In(fpga::kField.roi_offset_x.In(0, x), y));
   return true;
 }
 
 bool FpgaLogic::SetMeasuringRange(unsigned int start, unsigned int end) {
   Trace(__func__);
-  Write(fpga::MEASURING_RANGE_START, start & kMeasuringRangeMask);
-  Write(fpga::MEASURING_RANGE_END, end & kMeasuringRangeMask);
+  Write(fpga::kReg.MEASURING_RANGE_START, start & kMeasuringRangeMask);
+  Write(fpga::kReg.MEASURING_RANGE_END, end & kMeasuringRangeMask);
   return true;
 }
 

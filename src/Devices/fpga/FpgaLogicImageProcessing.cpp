@@ -7,85 +7,88 @@ namespace VeltranoSDK {
 namespace {
 
 // BRI_THRES loses whatever stands above its two fields on an update.
-constexpr unsigned int kLost = ~(fpga::kBrightnessMax.Mask() | fpga::kBrightnessMin.Mask());
+constexpr unsigned int kLost =
+    ~(fpga::kField.brightness_max.Mask() | fpga::kField.brightness_min.Mask());
 
 }  // namespace
 
 unsigned int FpgaLogic::SetISPHeight(unsigned int height) {
-  return Update(fpga::kIspHeight, height);
+  return Update(fpga::kField.isp_height, height);
 }
 
 unsigned int FpgaLogic::SetBinEnable(unsigned int enable) {
-  return Merge(fpga::kIspBinning, enable & 1u, kLostByIspControl);
+  return Merge(fpga::kField.isp_binning, enable & 1u, kLostByIspControl);
 }
 
 unsigned int FpgaLogic::SetHotpixelEnable(unsigned int enable) {
-  return Merge(fpga::kIspHotPixel, enable & 1u, kLostByIspControl);
+  return Merge(fpga::kField.isp_hot_pixel, enable & 1u, kLostByIspControl);
 }
 
 unsigned int FpgaLogic::SetImgFlippingEnable(unsigned int enable) {
-  return Merge(fpga::kIspFlipping, enable & 1u, kLostByIspControl);
+  return Merge(fpga::kField.isp_flipping, enable & 1u, kLostByIspControl);
 }
 
-unsigned int FpgaLogic::SetObOffset(unsigned int offset) { return Write(fpga::OB_OFFSET, offset); }
+unsigned int FpgaLogic::SetObOffset(unsigned int offset) {
+  return Write(fpga::kReg.OB_OFFSET, offset);
+}
 
 unsigned int FpgaLogic::SetBriThresMax(unsigned int threshold) {
-  return Merge(fpga::kBrightnessMax, threshold, kLost);
+  return Merge(fpga::kField.brightness_max, threshold, kLost);
 }
 
 unsigned int FpgaLogic::SetBriThresMin(unsigned int threshold) {
-  return Merge(fpga::kBrightnessMin, threshold, kLost);
+  return Merge(fpga::kField.brightness_min, threshold, kLost);
 }
 
 // The enhancement and erosion controls do not cut a value to its field: one that
 // is too wide runs into the next.
 
 unsigned int FpgaLogic::SetEnhanceEnable(unsigned int enable) {
-  return Merge(fpga::kEnhanceEnable, enable);
+  return Merge(fpga::kField.enhance_enable, enable);
 }
 
 unsigned int FpgaLogic::SetEnhanceThresMax(unsigned int threshold) {
-  return Merge(fpga::kEnhanceMax, threshold);
+  return Merge(fpga::kField.enhance_max, threshold);
 }
 
 unsigned int FpgaLogic::SetEnhanceThresMin(unsigned int threshold) {
-  return Merge(fpga::kEnhanceMin, threshold);
+  return Merge(fpga::kField.enhance_min, threshold);
 }
 
 unsigned int FpgaLogic::SetEnhanceThresNum(unsigned int count) {
-  return Merge(fpga::kEnhanceNum, count);
+  return Merge(fpga::kField.enhance_num, count);
 }
 
 unsigned int FpgaLogic::SetEnhanceGain(unsigned int gain) {
-  return Merge(fpga::kEnhanceGain, gain);
+  return Merge(fpga::kField.enhance_gain, gain);
 }
 
 unsigned int FpgaLogic::SetMedianFilterEnable(unsigned int enable) {
-  return Update(fpga::kMedianEnable, enable);
+  return Update(fpga::kField.median_enable, enable);
 }
 
 unsigned int FpgaLogic::SetErosionFilterEnable(unsigned int enable) {
-  return Merge(fpga::kErosionEnable, enable);
+  return Merge(fpga::kField.erosion_enable, enable);
 }
 
 unsigned int FpgaLogic::SetErosionThresMax(unsigned int threshold) {
-  return Merge(fpga::kErosionMax, threshold);
+  return Merge(fpga::kField.erosion_max, threshold);
 }
 
 unsigned int FpgaLogic::SetErosionThresMin(unsigned int threshold) {
-  return Merge(fpga::kErosionMin, threshold);
+  return Merge(fpga::kField.erosion_min, threshold);
 }
 
 unsigned int FpgaLogic::SetErosionThresNum(unsigned int count) {
-  return Merge(fpga::kErosionNum, count);
+  return Merge(fpga::kField.erosion_num, count);
 }
 
 unsigned int FpgaLogic::SetErosionFilterStrategy(unsigned int strategy) {
-  return Merge(fpga::kErosionStrategy, strategy);
+  return Merge(fpga::kField.erosion_strategy, strategy);
 }
 
 unsigned int FpgaLogic::SetFpgaContinuous(unsigned int continuous) {
-  return Write(fpga::FPGA_CONTINUOUS, continuous);
+  return Write(fpga::kReg.FPGA_CONTINUOUS, continuous);
 }
 
 }  // namespace VeltranoSDK

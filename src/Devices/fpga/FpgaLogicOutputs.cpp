@@ -16,18 +16,18 @@ struct DelayRegisters {
   fpga::Register low, high;
 };
 
-// Each indexed by DigitalOutputChannel, like fpga::kDigitalOutputs.
-constexpr std::array kDelays{DelayRegisters{fpga::DO1_DELAY_L, fpga::DO1_DELAY_H},
-                             DelayRegisters{fpga::DO2_DELAY_L, fpga::DO2_DELAY_H}};
-constexpr std::array kLostStates{fpga::DO1_LOST_STA, fpga::DO2_LOST_STA};
-constexpr std::array kPolarities{fpga::kOut1Polarity, fpga::kOut2Polarity};
+// Each indexed by DigitalOutputChannel, like fpga::kField.digital_outputs.
+constexpr std::array kDelays{DelayRegisters{fpga::kReg.DO1_DELAY_L, fpga::kReg.DO1_DELAY_H},
+                             DelayRegisters{fpga::kReg.DO2_DELAY_L, fpga::kReg.DO2_DELAY_H}};
+constexpr std::array kLostStates{fpga::kReg.DO1_LOST_STA, fpga::kReg.DO2_LOST_STA};
+constexpr std::array kPolarities{fpga::kField.out1_polarity, fpga::kField.out2_polarity};
 constexpr std::array kSetModeErrors{"SetOut1DelayEn error , mode error!",
                                     "SetOut2DelayEn error , mode error!"};
 constexpr std::array kGetModeErrors{"GetOut1DelayEn error, mode error!",
                                     "GetOut2DelayEn error , mode error!"};
 
 bool IsOutput(DigitalOutputChannel channel, const char* refusal) {
-  if (channel < fpga::kDigitalOutputs.size()) return true;
+  if (channel < fpga::kField.digital_outputs.size()) return true;
   puts(refusal);
   return false;
 }
@@ -39,14 +39,14 @@ constexpr unsigned int kNoOutput = ~0u;
 bool FpgaLogic::UpdateOutput(DigitalOutputChannel channel, OutputField field, unsigned int value,
                              const char* refusal) {
   if (!IsOutput(channel, refusal)) return false;
-  Update(fpga::kDigitalOutputs[channel].*field, value);
+  Update(fpga::kField.digital_outputs[channel].*field, value);
   return true;
 }
 
 std::optional<unsigned int> FpgaLogic::ReadOutput(DigitalOutputChannel channel, OutputField field,
                                                   const char* refusal) const {
   if (!IsOutput(channel, refusal)) return std::nullopt;
-  return Read(fpga::kDigitalOutputs[channel].*field);
+  return Read(fpga::kField.digital_outputs[channel].*field);
 }
 
 // --- Shape of the output pulse --------------------------------------------------------------
@@ -96,7 +96,7 @@ unsigned int FpgaLogic::GetOutMode(DigitalOutputChannel channel) const {
 bool FpgaLogic::DigitalOutputSWTrigger(DigitalOutputChannel channel) {
   Trace(__func__);
   if (!IsOutput(channel, "SWTrigger invalid parameter!")) return false;
-  const auto& output = fpga::kDigitalOutputs[channel];
+  const auto& output = fpga::kField.digital_outputs[channel];
   // A FIFO write that was left pending ends with the trigger.
   const unsigned int trigger = output.software_trigger.Mask();
   Pulse(output.software_trigger.reg, trigger, trigger | output.fifo_write.Mask());
@@ -106,7 +106,7 @@ bool FpgaLogic::DigitalOutputSWTrigger(DigitalOutputChannel channel) {
 bool FpgaLogic::WRFifo(DigitalOutputChannel channel) {
   Trace(__func__);
   if (!IsOutput(channel, "WRFifo invalid parameter!")) return false;
-  Pulse(fpga::kDigitalOutputs[channel].fifo_write);
+  Pulse(fpga::kField.digital_outputs[channel].fifo_write);
   return true;
 }
 
@@ -133,7 +133,7 @@ bool FpgaLogic::SetOutDelayEn(DigitalOutputChannel channel, STATE state) {
     return false;
     // GCOVR_EXCL_STOP
   }
-  Update(fpga::kDigitalOutputs[channel].delay_enable, state);
+  Update(fpga::kField.digital_outputs[channel].delay_enable, state);
   return true;
 }
 
@@ -146,7 +146,7 @@ unsigned int FpgaLogic::GetOutDelayEn(DigitalOutputChannel channel) const {
     return kNoOutput;
     // GCOVR_EXCL_STOP
   }
-  return Read(fpga::kDigitalOutputs[channel].delay_enable);
+  return Read(fpga::kField.digital_outputs[channel].delay_enable);
 }
 
 bool FpgaLogic::SetExtTriDelayStandard(DigitalOutputChannel channel, TriggerMode standard) {
@@ -156,7 +156,7 @@ bool FpgaLogic::SetExtTriDelayStandard(DigitalOutputChannel channel, TriggerMode
     return false;
   }
   if (channel == kDaOutput) {
-    Update(fpga::kDaDelayStandard, standard);
+    Update(fpga::kField.da_delay_standard, standard);
     return true;
   }
   return UpdateOutput(channel, &DigitalOutputFields::delay_standard, standard,
@@ -165,7 +165,7 @@ bool FpgaLogic::SetExtTriDelayStandard(DigitalOutputChannel channel, TriggerMode
 
 unsigned int FpgaLogic::GetExtTriDelayStandard(DigitalOutputChannel channel) const {
   Trace(__func__);
-  if (channel == kDaOutput) return Read(fpga::kDaDelayStandard);
+  if (channel == kDaOutput) return Read(fpga::kField.da_delay_standard);
   return ReadOutput(channel, &DigitalOutputFields::delay_standard,
                     "GetExtTriDelayStandard channel error!")
       .value_or(kNoOutput);
@@ -191,13 +191,13 @@ std::uint64_t FpgaLogic::GetOutDelay(DigitalOutputChannel channel) const {
 bool FpgaLogic::SetDAOutputDelay(unsigned int delay) {
   Trace(__func__);
   const bool in_counts = GetExtTriDelayStandard(kDaOutput) == kDelayInCounts;
-  Write(fpga::DA_OUTPUT_DELAY, in_counts ? delay : delay * fpga::kTicksPerMicrosecond);
+  Write(fpga::kReg.DA_OUTPUT_DELAY, in_counts ? delay : delay * fpga::kTicksPerMicrosecond);
   return true;
 }
 
 unsigned int FpgaLogic::GetDAOutputDelay() const {
   Trace(__func__);
-  const unsigned int delay = Read(fpga::DA_OUTPUT_DELAY);
+  const unsigned int delay = Read(fpga::kReg.DA_OUTPUT_DELAY);
   return GetExtTriDelayStandard(kDaOutput) == kDelayInCounts ? delay
                                                              : delay / fpga::kTicksPerMicrosecond;
 }
@@ -212,7 +212,7 @@ unsigned int FpgaLogic::GetOutLostSta(DigitalOutputChannel channel) const {
 
 unsigned int FpgaLogic::GetCommVerifyErrorSta() const {
   Trace(__func__);
-  return Read(fpga::COMM_VERIFY_ERROR_STA);
+  return Read(fpga::kReg.COMM_VERIFY_ERROR_STA);
 }
 
 // --- Polarities -----------------------------------------------------------------------------
@@ -226,31 +226,31 @@ bool FpgaLogic::SetOutPolarity(DigitalOutputChannel channel, unsigned int polari
 
 bool FpgaLogic::SetCamTriPolarity(unsigned int polarity) {
   Trace(__func__);
-  Update(fpga::kCamTriPolarity, polarity);
+  Update(fpga::kField.cam_tri_polarity, polarity);
   return true;
 }
 
 bool FpgaLogic::SetCamResPolarity(unsigned int polarity) {
   Trace(__func__);
-  Update(fpga::kCamResPolarity, polarity);
+  Update(fpga::kField.cam_res_polarity, polarity);
   return true;
 }
 
 bool FpgaLogic::SetLasTriPolarity(unsigned int polarity) {
   Trace(__func__);
-  Update(fpga::kLasTriPolarity, polarity);
+  Update(fpga::kField.las_tri_polarity, polarity);
   return true;
 }
 
 bool FpgaLogic::SetExtTriPolarity(unsigned int polarity) {
   Trace(__func__);
-  Update(fpga::kExtTriPolarity, polarity);
+  Update(fpga::kField.ext_tri_polarity, polarity);
   return false;
 }
 
 unsigned int FpgaLogic::GetPolarity() const {
   Trace(__func__);
-  return Read(fpga::kAllPolarities);
+  return Read(fpga::kField.all_polarities);
 }
 
 }  // namespace VeltranoSDK

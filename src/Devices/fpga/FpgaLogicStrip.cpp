@@ -49,45 +49,45 @@ constexpr unsigned int kContinuous = 2;
 
 bool FpgaLogic::SetRisThresholdValue(unsigned int threshold) {
   Trace(__func__);
-  return WriteOrTell(fpga::RIS_THRESHOLD, std::min(threshold, kMaxThreshold),
+  return WriteOrTell(fpga::kReg.RIS_THRESHOLD, std::min(threshold, kMaxThreshold),
                      "SetRisThresholdValue error");
 }
 
 unsigned int FpgaLogic::GetRisThresholdValue() const {
   Trace(__func__);
-  return Read(fpga::RIS_THRESHOLD);
+  return Read(fpga::kReg.RIS_THRESHOLD);
 }
 
 bool FpgaLogic::SetStripWidthMin(unsigned int width) {
   Trace(__func__);
-  return WriteOrTell(fpga::STRIP_WIDTH_MIN, std::clamp(width, kMinStripWidth, kMaxStripWidth),
+  return WriteOrTell(fpga::kReg.STRIP_WIDTH_MIN, std::clamp(width, kMinStripWidth, kMaxStripWidth),
                      "SetStripWidthMin error");
 }
 
 unsigned int FpgaLogic::GetStripWidthMin() const {
   Trace(__func__);
-  return Read(fpga::STRIP_WIDTH_MIN);
+  return Read(fpga::kReg.STRIP_WIDTH_MIN);
 }
 
 bool FpgaLogic::SetStripWidthMax(unsigned int width) {
   Trace(__func__);
-  return WriteOrTell(fpga::STRIP_WIDTH_MAX, std::clamp(width, kMinStripWidth, kMaxStripWidth),
+  return WriteOrTell(fpga::kReg.STRIP_WIDTH_MAX, std::clamp(width, kMinStripWidth, kMaxStripWidth),
                      "SetStripWidthMax error");
 }
 
 unsigned int FpgaLogic::GetStripWidthMax() const {
   Trace(__func__);
-  return Read(fpga::STRIP_WIDTH_MAX);
+  return Read(fpga::kReg.STRIP_WIDTH_MAX);
 }
 
 bool FpgaLogic::SetBaseThreshold(int threshold) {
-  return WriteOrTell(fpga::BASE_THRESHOLD, static_cast<unsigned int>(threshold),
+  return WriteOrTell(fpga::kReg.BASE_THRESHOLD, static_cast<unsigned int>(threshold),
                      "SetBaseThreshold fpga_write_addr BASE_THRESHOLD error");
 }
 
 bool FpgaLogic::SetStripSelectorImgWidth(std::uint16_t width) {
   Trace(__func__);
-  return WriteOrTell(fpga::STRIP_SELECTOR_IMAGE_WIDTH, width,
+  return WriteOrTell(fpga::kReg.STRIP_SELECTOR_IMAGE_WIDTH, width,
                      "SetStripSelectorImgWidth fpga_write_addr STRIP_SELECTOR_IMAGE_WIDTH error");
 }
 
@@ -97,19 +97,19 @@ bool FpgaLogic::SetStripSelectorImgWidth(std::uint16_t width) {
 // set until the next time.
 void FpgaLogic::StrobeImageFilter() {
   constexpr unsigned int kSettle = 1000;
-  const fpga::Register& reg = fpga::IMG_FILTER_THRS;
+  const fpga::Register& reg = fpga::kReg.IMG_FILTER_THRS;
   Unit unit(*this, {{Unit::kRead, reg}, {Unit::kWrite, reg}, {Unit::kWrite, reg}});
-  const unsigned int threshold = fpga::kFilterThreshold.Of(unit.Read(reg));
+  const unsigned int threshold = fpga::kField.filter_threshold.Of(unit.Read(reg));
   unit.Write(reg, threshold);
   Pause(kSettle);
-  unit.Write(reg, threshold | fpga::kFilterStrobe.Mask());
+  unit.Write(reg, threshold | fpga::kField.filter_strobe.Mask());
 }
 
 bool FpgaLogic::SetImageFilterSize(std::uint16_t width, std::uint16_t height) {
   Trace(__func__);
-  if (!WriteOrTell(fpga::IMG_FILTER_WIDTH, width,
+  if (!WriteOrTell(fpga::kReg.IMG_FILTER_WIDTH, width,
                    "SetImageFilterSize fpga_write_addr IMG_FILTER_WIDTH error") ||
-      !WriteOrTell(fpga::IMG_FILTER_HEIGHT, height,
+      !WriteOrTell(fpga::kReg.IMG_FILTER_HEIGHT, height,
                    "SetImageFilterSize fpga_write_addr IMG_FILTER_HEIGHT error")) {
     return false;
   }
@@ -119,7 +119,7 @@ bool FpgaLogic::SetImageFilterSize(std::uint16_t width, std::uint16_t height) {
 
 bool FpgaLogic::SetImageFilterThrs(std::uint16_t threshold) {
   Trace(__func__);
-  if (!WriteOrTell(fpga::IMG_FILTER_THRS, threshold,
+  if (!WriteOrTell(fpga::kReg.IMG_FILTER_THRS, threshold,
                    "SetImageFilterThrs fpga_write_addr IMG_FILTER_THRS error")) {
     return false;
   }
@@ -161,11 +161,11 @@ bool FpgaLogic::SetSampleLightLineParam(int start_x, int step_x, int count_x, in
   constexpr const char* kCountError =
       "SetSampleLightLineParam fpga_write_addr RECONSTRUCTION_CNT_X error";
   const std::array parameters{
-      Parameter{fpga::RECONSTRUCTION_START_X, start_x, kStartError},
-      Parameter{fpga::RECONSTRUCTION_STEP_X, step_x, kStepError},
-      Parameter{fpga::RECONSTRUCTION_CNT_X, count_x, kCountError},
-      Parameter{fpga::SAMPLE_LINE_PARAM_4, fourth, kStepError},
-      Parameter{fpga::SAMPLE_LINE_PARAM_5, fifth, kCountError},
+      Parameter{fpga::kReg.RECONSTRUCTION_START_X, start_x, kStartError},
+      Parameter{fpga::kReg.RECONSTRUCTION_STEP_X, step_x, kStepError},
+      Parameter{fpga::kReg.RECONSTRUCTION_CNT_X, count_x, kCountError},
+      Parameter{fpga::kReg.SAMPLE_LINE_PARAM_4, fourth, kStepError},
+      Parameter{fpga::kReg.SAMPLE_LINE_PARAM_5, fifth, kCountError},
   };
   return std::all_of(parameters.begin(), parameters.end(), [this](const Parameter& parameter) {
     return WriteOrTell(parameter.reg, static_cast<unsigned int>(parameter.value), parameter.error);
@@ -176,18 +176,19 @@ bool FpgaLogic::SetStripWriteMemMode(SampleStrategy strategy) {
   Trace(__func__);
   constexpr const char* kError =
       "SetStripWriteMemMode fpga_write_addr STRIP_WRIMEM_STRATEGY_WIDTH error";
-  return WriteOrTell(fpga::STRIP_WRIMEM_STRATEGY, strategy, kError) &&
-         WriteOrTell(fpga::STRIP_WRIMEM_STRATEGY_WIDTH, strategy, kError);
+  return WriteOrTell(fpga::kReg.STRIP_WRIMEM_STRATEGY, strategy, kError) &&
+         WriteOrTell(fpga::kReg.STRIP_WRIMEM_STRATEGY_WIDTH, strategy, kError);
 }
 
 unsigned int FpgaLogic::WriteBrContMode(Relaxed<bool>& flag, bool value) {
-  Unit unit(*this, {{Unit::kWrite, fpga::BR_CONT_MODE_A}, {Unit::kWrite, fpga::BR_CONT_MODE_B}});
+  Unit unit(*this,
+            {{Unit::kWrite, fpga::kReg.BR_CONT_MODE_A}, {Unit::kWrite, fpga::kReg.BR_CONT_MODE_B}});
   flag = value;
   const unsigned int mode = continuous_flag_   ? kContinuous
                             : brightness_flag_ ? kWithBrightness
                                                : kPointsOnly;
-  unit.Write(fpga::BR_CONT_MODE_A, mode);
-  return unit.Write(fpga::BR_CONT_MODE_B, mode);
+  unit.Write(fpga::kReg.BR_CONT_MODE_A, mode);
+  return unit.Write(fpga::kReg.BR_CONT_MODE_B, mode);
 }
 
 unsigned int FpgaLogic::SetBrFlag(unsigned int flag) {

@@ -10,7 +10,8 @@ namespace VeltranoSDK {
 namespace {
 
 // MASTER_CTRL and IRQ_CTRL lose these bits on an update.
-constexpr unsigned int kLostByMaster = ~(fpga::kMasterId.Mask() | fpga::kMasterState.Mask());
+constexpr unsigned int kLostByMaster =
+    ~(fpga::kField.master_id.Mask() | fpga::kField.master_state.Mask());
 constexpr unsigned int kLostByIrq = ~0xFFFFu;
 
 }  // namespace
@@ -19,18 +20,18 @@ constexpr unsigned int kLostByIrq = ~0xFFFFu;
 
 bool FpgaLogic::SetTriMode(TriggerMode mode) {
   Trace(__func__);
-  Update(fpga::kTriggerMode, mode);
+  Update(fpga::kField.trigger_mode, mode);
   return true;
 }
 
 unsigned int FpgaLogic::GetTriMode() const {
   Trace(__func__);
-  return Read(fpga::kTriggerMode);
+  return Read(fpga::kField.trigger_mode);
 }
 
 bool FpgaLogic::ControlSoftwareTrigger() {
   Trace(__func__);
-  Pulse(fpga::kSoftwareTrigger);
+  Pulse(fpga::kField.software_trigger);
   return true;
 }
 
@@ -38,14 +39,14 @@ bool FpgaLogic::SetTriSpacing(unsigned int spacing) {
   Trace(__func__);
   constexpr unsigned int kShortest = 2;
   const bool in_pulses = GetTriMode() == kEncoderTrigger;
-  Write(fpga::TRI_SPACING,
+  Write(fpga::kReg.TRI_SPACING,
         in_pulses ? spacing : std::max(spacing, kShortest) * fpga::kTicksPerMicrosecond);
   return true;
 }
 
 unsigned int FpgaLogic::GetTriSpacing() const {
   Trace(__func__);
-  return Read(fpga::TRI_SPACING);
+  return Read(fpga::kReg.TRI_SPACING);
 }
 
 bool FpgaLogic::SetDoorControlEn(STATE state) {
@@ -54,7 +55,7 @@ bool FpgaLogic::SetDoorControlEn(STATE state) {
     puts("SetDoorControlEn TriMode invalid parameter!");
     return false;
   }
-  Update(fpga::kDoorControl, state);
+  Update(fpga::kField.door_control, state);
   return true;
 }
 
@@ -64,59 +65,59 @@ unsigned int FpgaLogic::GetDoorControlEn() const {
     puts("GetDoorControlEn TriMode invalid parameter!");
     return kFailed;
   }
-  return Read(fpga::kDoorControl);
+  return Read(fpga::kField.door_control);
 }
 
 bool FpgaLogic::SetDelayEn(STATE state) {
   Trace(__func__);
-  Update(fpga::kTriggerDelayEnable, state);
+  Update(fpga::kField.trigger_delay_enable, state);
   return true;
 }
 
 unsigned int FpgaLogic::GetDelayEn() const {
   Trace(__func__);
-  return Read(fpga::kTriggerDelayEnable);
+  return Read(fpga::kField.trigger_delay_enable);
 }
 
 bool FpgaLogic::SetTriDelayStandard(TriggerMode standard) {
   Trace(__func__);
-  Update(fpga::kTriggerDelayStandard, standard);
+  Update(fpga::kField.trigger_delay_standard, standard);
   return true;
 }
 
 unsigned int FpgaLogic::GetTriDelayStandard() const {
   Trace(__func__);
-  return Read(fpga::kTriggerDelayStandard);
+  return Read(fpga::kField.trigger_delay_standard);
 }
 
 bool FpgaLogic::SetTriDelay(unsigned int delay) {
   Trace(__func__);
   const bool in_counts = GetTriDelayStandard() == kDelayInCounts;
-  Write(fpga::TRI_DELAY, in_counts ? delay : delay * fpga::kTicksPerMicrosecond);
+  Write(fpga::kReg.TRI_DELAY, in_counts ? delay : delay * fpga::kTicksPerMicrosecond);
   return true;
 }
 
 unsigned int FpgaLogic::GetTriDelay() const {
   Trace(__func__);
-  const unsigned int delay = Read(fpga::TRI_DELAY);
+  const unsigned int delay = Read(fpga::kReg.TRI_DELAY);
   return GetTriDelayStandard() == kDelayInCounts ? delay : delay / fpga::kTicksPerMicrosecond;
 }
 
 bool FpgaLogic::SetGlobalControl(STATE state) {
   Trace(__func__);
-  Update(fpga::kGlobalControl, state);
+  Update(fpga::kField.global_control, state);
   return true;
 }
 
 unsigned int FpgaLogic::GetGlobalControl() const {
   Trace(__func__);
-  return Read(fpga::kGlobalControl);
+  return Read(fpga::kField.global_control);
 }
 
 bool FpgaLogic::IntSignalOper() {
   Trace(__func__);
-  Write(fpga::MASTER_CTRL, 0);
-  Write(fpga::TRIGGER_CTRL, 0);
+  Write(fpga::kReg.MASTER_CTRL, 0);
+  Write(fpga::kReg.TRIGGER_CTRL, 0);
   return true;
 }
 
@@ -124,13 +125,13 @@ bool FpgaLogic::IntSignalOper() {
 
 bool FpgaLogic::SetReverseMode(ReverseMode mode) {
   Trace(__func__);
-  Update(fpga::kReverseMode, mode);
+  Update(fpga::kField.reverse_mode, mode);
   return true;
 }
 
 unsigned int FpgaLogic::GetReverseMode() const {
   Trace(__func__);
-  return Read(fpga::kReverseMode);
+  return Read(fpga::kField.reverse_mode);
 }
 
 bool FpgaLogic::SetReverseDistance(unsigned int distance) {
@@ -139,7 +140,7 @@ bool FpgaLogic::SetReverseDistance(unsigned int distance) {
     puts("SetReverseDistance ReverseMode invalid parameter!");
     return false;
   }
-  Update(fpga::kReverseDistance, distance);
+  Update(fpga::kField.reverse_distance, distance);
   return true;
 }
 
@@ -149,95 +150,95 @@ std::pair<bool, unsigned int> FpgaLogic::GetReverseDistance() const {
     puts("GetReverseDistance ReverseMode invalid parameter!");
     return {false, 0};
   }
-  return {true, Read(fpga::kReverseDistance)};
+  return {true, Read(fpga::kField.reverse_distance)};
 }
 
 unsigned int FpgaLogic::GetEncoderFreq() const {
   Trace(__func__);
-  return Read(fpga::ENCODER_FREQ);
+  return Read(fpga::kReg.ENCODER_FREQ);
 }
 
 // The 64-bit counters run on between the two reads: nothing latches them.
 
 std::uint64_t FpgaLogic::GetEncoderCounter() const {
   Trace(__func__);
-  return Read(fpga::ENCODER_COUNTER_L, fpga::ENCODER_COUNTER_H);
+  return Read(fpga::kReg.ENCODER_COUNTER_L, fpga::kReg.ENCODER_COUNTER_H);
 }
 
 std::uint64_t FpgaLogic::GetTimerCounter() const {
   Trace(__func__);
-  return Read(fpga::TIMER_COUNTER_L, fpga::TIMER_COUNTER_H);
+  return Read(fpga::kReg.TIMER_COUNTER_L, fpga::kReg.TIMER_COUNTER_H);
 }
 
 // --- External trigger -----------------------------------------------------------------------
 
 std::uint64_t FpgaLogic::GetXtrigStart() const {
   Trace(__func__);
-  return Read(fpga::XTRIG_START_L, fpga::XTRIG_START_H);
+  return Read(fpga::kReg.XTRIG_START_L, fpga::kReg.XTRIG_START_H);
 }
 
 unsigned int FpgaLogic::GetXtrigLostSta() const {
   Trace(__func__);
-  return Read(fpga::XTRIG_LOST_STA);
+  return Read(fpga::kReg.XTRIG_LOST_STA);
 }
 
 bool FpgaLogic::TriggerLostReset() {
   Trace(__func__);
-  Pulse(fpga::kTriggerLostReset);
+  Pulse(fpga::kField.trigger_lost_reset);
   return true;
 }
 
 unsigned int FpgaLogic::GetExternalTriggerLevel() const {
   Trace(__func__);
-  return Read(fpga::kExternalTriggerLevel);
+  return Read(fpga::kField.external_trigger_level);
 }
 
 bool FpgaLogic::ExternalTriggerIrqCtrl(STATE state) {
   Trace(__func__);
-  Merge(fpga::kExternalTriggerIrqEnable, state, kLostByIrq);
+  Merge(fpga::kField.external_trigger_irq_enable, state, kLostByIrq);
   return true;
 }
 
 bool FpgaLogic::DaIrqCtrl(STATE state) {
   Trace(__func__);
-  Merge(fpga::kDaIrqEnable, state, kLostByIrq);
+  Merge(fpga::kField.da_irq_enable, state, kLostByIrq);
   return true;
 }
 
 bool FpgaLogic::SetExtinWidth(unsigned int microseconds) {
   Trace(__func__);
   const std::uint64_t ticks = std::uint64_t{microseconds} * 1000 / fpga::kNanosecondsPerTick;
-  Write(fpga::EXTIN_WIDTH, static_cast<unsigned int>(ticks));
+  Write(fpga::kReg.EXTIN_WIDTH, static_cast<unsigned int>(ticks));
   return true;
 }
 
 unsigned int FpgaLogic::GetExtinWidth() const {
   Trace(__func__);
-  return Read(fpga::EXTIN_WIDTH);
+  return Read(fpga::kReg.EXTIN_WIDTH);
 }
 
 // --- Several sensors on one trigger ---------------------------------------------------------
 
 bool FpgaLogic::SetMasterState(STATE state) {
   Trace(__func__);
-  Merge(fpga::kMasterState, state & 1u, kLostByMaster);
+  Merge(fpga::kField.master_state, state & 1u, kLostByMaster);
   return true;
 }
 
 unsigned int FpgaLogic::GetMasterState() const {
   Trace(__func__);
-  return Read(fpga::kMasterState);
+  return Read(fpga::kField.master_state);
 }
 
 bool FpgaLogic::SetMasterConctrolID(unsigned int id) {
   Trace(__func__);
-  Merge(fpga::kMasterId, id & fpga::kMasterId.LowMask(), kLostByMaster);
+  Merge(fpga::kField.master_id, id & fpga::kField.master_id.LowMask(), kLostByMaster);
   return true;
 }
 
 unsigned int FpgaLogic::GetMasterConctrolID() const {
   Trace(__func__);
-  return Read(fpga::kMasterId);
+  return Read(fpga::kField.master_id);
 }
 
 }  // namespace VeltranoSDK

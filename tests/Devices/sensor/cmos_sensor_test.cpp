@@ -167,7 +167,7 @@ TEST_F(E2vThroughExports, HalvedReadoutFailsAndARegionOfValidSizeWorks) {
   EXPECT_EQ(GetImageHeight(), 540u);
   Printed([] { EXPECT_EQ(SetROI1(0, 0, 2048, 536), 0); });
   EXPECT_EQ(GetImageHeight(), 536u);
-  EXPECT_EQ(Get(fpga::STRIP_IMAGE_HEIGHT), 536u);
+  EXPECT_EQ(Get(fpga::kReg.STRIP_IMAGE_HEIGHT), 536u);
 }
 
 // The whole image does not fit behind an offset, which stays on record.

@@ -13,9 +13,9 @@ inline Calling Routing(unsigned int mode) {
   return Calling(SetCollectMode, mode)
       .Writes(StreamSwitchPort(Block::kImage2, 0), mode == 0 ? 0 : kOff)
       .Writes(StreamSwitchPort(Block::kImage2, 1), mode == 0 ? kOff : 0)
-      .Writes(COLLECT_MODE, mode)
+      .Writes(kReg.COLLECT_MODE, mode)
       .Writes(StreamSwitchPort(Block::kImage4, 0), mode)
-      .Changes(EXPOSURE_NUM, 0xFFFFFFF7, mode == 0 ? 0xF : 0xBB87)
+      .Changes(kReg.EXPOSURE_NUM, 0xFFFFFFF7, mode == 0 ? 0xF : 0xBB87)
       .Writes(StreamSwitchControl(Block::kImage2), 2)
       .Writes(StreamSwitchControl(Block::kImage4), 2)
       .Sleeps(1000);
@@ -23,11 +23,11 @@ inline Calling Routing(unsigned int mode) {
 
 inline Calling SamplingLightLine(int first = 1, int second = 2, int third = 3) {
   return Calling(SetSampleLightLineParam, first, second, third, 4, 5)
-      .Writes(RECONSTRUCTION_START_X, static_cast<std::uint32_t>(first))
-      .Writes(RECONSTRUCTION_STEP_X, static_cast<std::uint32_t>(second))
-      .Writes(RECONSTRUCTION_CNT_X, static_cast<std::uint32_t>(third))
-      .Writes(SAMPLE_LINE_PARAM_4, 4)
-      .Writes(SAMPLE_LINE_PARAM_5, 5);
+      .Writes(kReg.RECONSTRUCTION_START_X, static_cast<std::uint32_t>(first))
+      .Writes(kReg.RECONSTRUCTION_STEP_X, static_cast<std::uint32_t>(second))
+      .Writes(kReg.RECONSTRUCTION_CNT_X, static_cast<std::uint32_t>(third))
+      .Writes(kReg.SAMPLE_LINE_PARAM_4, 4)
+      .Writes(kReg.SAMPLE_LINE_PARAM_5, 5);
 }
 
 inline const std::vector<CalledFunction> kStripFunctions{
@@ -46,9 +46,9 @@ inline const std::vector<CalledFunction> kStripFunctions{
       Calling(SetCollectMode, 0)
           .Writes(StreamSwitchPort(Block::kImage2, 0), 0)
           .Writes(StreamSwitchPort(Block::kImage2, 1), kStreamSwitchPortOff)
-          .Writes(COLLECT_MODE, 0)
+          .Writes(kReg.COLLECT_MODE, 0)
           .Writes(StreamSwitchPort(Block::kImage4, 0), 0)
-          .Reads(EXPOSURE_NUM, kAllOnes)
+          .Reads(kReg.EXPOSURE_NUM, kAllOnes)
           .Fails("SetCollectMode error\n"),
       Calling(GetCollectMode).Returns(1),
       Routing(0).FailsAt(6, "SetEnableSignal error\n"),
@@ -62,70 +62,70 @@ inline const std::vector<CalledFunction> kStripFunctions{
       Calling(GetCollectMode).Returns(0)}},
     {"GetCollectMode", {Calling(GetCollectMode).Returns(1)}},
     {"SetStripDataMode",
-     {Calling(SetStripDataMode, 0).Writes(STRIP_DATA_MODE, 0),
-      Calling(SetStripDataMode, 1).Writes(STRIP_DATA_MODE, 1),
-      Calling(SetStripDataMode, kAllOnes).Writes(STRIP_DATA_MODE, kAllOnes),
+     {Calling(SetStripDataMode, 0).Writes(kReg.STRIP_DATA_MODE, 0),
+      Calling(SetStripDataMode, 1).Writes(kReg.STRIP_DATA_MODE, 1),
+      Calling(SetStripDataMode, kAllOnes).Writes(kReg.STRIP_DATA_MODE, kAllOnes),
       Calling(SetStripDataMode, 1).LosesAll().Fails()}},
     {"GetStripDataMode",
-     {Calling(GetStripDataMode).Reads(STRIP_DATA_MODE, 0).Returns(0),
-      Calling(GetStripDataMode).Reads(STRIP_DATA_MODE, kAllOnes).Returns(kAllOnes)}},
+     {Calling(GetStripDataMode).Reads(kReg.STRIP_DATA_MODE, 0).Returns(0),
+      Calling(GetStripDataMode).Reads(kReg.STRIP_DATA_MODE, kAllOnes).Returns(kAllOnes)}},
     {"SetStripWriteMemMode",
      {Calling(SetStripWriteMemMode, 0)
-          .Writes(STRIP_WRIMEM_STRATEGY, 0)
-          .Writes(STRIP_WRIMEM_STRATEGY_WIDTH, 0),
+          .Writes(kReg.STRIP_WRIMEM_STRATEGY, 0)
+          .Writes(kReg.STRIP_WRIMEM_STRATEGY_WIDTH, 0),
       Calling(SetStripWriteMemMode, kAllOnes)
-          .Writes(STRIP_WRIMEM_STRATEGY, kAllOnes)
-          .Writes(STRIP_WRIMEM_STRATEGY_WIDTH, kAllOnes),
+          .Writes(kReg.STRIP_WRIMEM_STRATEGY, kAllOnes)
+          .Writes(kReg.STRIP_WRIMEM_STRATEGY_WIDTH, kAllOnes),
       Calling(SetStripWriteMemMode, 1)
           .LosesAccess(0)
           .Fails("SetStripWriteMemMode fpga_write_addr STRIP_WRIMEM_STRATEGY_WIDTH error\n"),
       Calling(SetStripWriteMemMode, 1)
-          .Writes(STRIP_WRIMEM_STRATEGY, 1)
+          .Writes(kReg.STRIP_WRIMEM_STRATEGY, 1)
           .LosesAccess(1)
           .Fails("SetStripWriteMemMode fpga_write_addr STRIP_WRIMEM_STRATEGY_WIDTH error\n")}},
     {"SetRisThresholdValue",
-     {Calling(SetRisThresholdValue, 0).Writes(RIS_THRESHOLD, 0),
-      Calling(SetRisThresholdValue, 255).Writes(RIS_THRESHOLD, 255),
-      Calling(SetRisThresholdValue, 256).Writes(RIS_THRESHOLD, 255),
-      Calling(SetRisThresholdValue, kAllOnes).Writes(RIS_THRESHOLD, 255),
+     {Calling(SetRisThresholdValue, 0).Writes(kReg.RIS_THRESHOLD, 0),
+      Calling(SetRisThresholdValue, 255).Writes(kReg.RIS_THRESHOLD, 255),
+      Calling(SetRisThresholdValue, 256).Writes(kReg.RIS_THRESHOLD, 255),
+      Calling(SetRisThresholdValue, kAllOnes).Writes(kReg.RIS_THRESHOLD, 255),
       Calling(SetRisThresholdValue, 1).LosesAll().Fails("SetRisThresholdValue error\n")}},
     {"GetRisThresholdValue",
-     {Calling(GetRisThresholdValue).Reads(RIS_THRESHOLD, 31).Returns(31),
-      Calling(GetRisThresholdValue).Reads(RIS_THRESHOLD, kAllOnes).Returns(kAllOnes)}},
+     {Calling(GetRisThresholdValue).Reads(kReg.RIS_THRESHOLD, 31).Returns(31),
+      Calling(GetRisThresholdValue).Reads(kReg.RIS_THRESHOLD, kAllOnes).Returns(kAllOnes)}},
     {"SetStripWidthMin",
-     {Calling(SetStripWidthMin, 0).Writes(STRIP_WIDTH_MIN, 1),
-      Calling(SetStripWidthMin, 1).Writes(STRIP_WIDTH_MIN, 1),
-      Calling(SetStripWidthMin, 128).Writes(STRIP_WIDTH_MIN, 128),
-      Calling(SetStripWidthMin, 129).Writes(STRIP_WIDTH_MIN, 128),
-      Calling(SetStripWidthMin, kAllOnes).Writes(STRIP_WIDTH_MIN, 128),
+     {Calling(SetStripWidthMin, 0).Writes(kReg.STRIP_WIDTH_MIN, 1),
+      Calling(SetStripWidthMin, 1).Writes(kReg.STRIP_WIDTH_MIN, 1),
+      Calling(SetStripWidthMin, 128).Writes(kReg.STRIP_WIDTH_MIN, 128),
+      Calling(SetStripWidthMin, 129).Writes(kReg.STRIP_WIDTH_MIN, 128),
+      Calling(SetStripWidthMin, kAllOnes).Writes(kReg.STRIP_WIDTH_MIN, 128),
       Calling(SetStripWidthMin, 1).LosesAll().Fails("SetStripWidthMin error\n")}},
     {"GetStripWidthMin",
-     {Calling(GetStripWidthMin).Reads(STRIP_WIDTH_MIN, 3).Returns(3),
-      Calling(GetStripWidthMin).Reads(STRIP_WIDTH_MIN, kAllOnes).Returns(kAllOnes)}},
+     {Calling(GetStripWidthMin).Reads(kReg.STRIP_WIDTH_MIN, 3).Returns(3),
+      Calling(GetStripWidthMin).Reads(kReg.STRIP_WIDTH_MIN, kAllOnes).Returns(kAllOnes)}},
     {"SetStripWidthMax",
-     {Calling(SetStripWidthMax, 0).Writes(STRIP_WIDTH_MAX, 1),
-      Calling(SetStripWidthMax, 1).Writes(STRIP_WIDTH_MAX, 1),
-      Calling(SetStripWidthMax, 128).Writes(STRIP_WIDTH_MAX, 128),
-      Calling(SetStripWidthMax, 129).Writes(STRIP_WIDTH_MAX, 128),
-      Calling(SetStripWidthMax, kAllOnes).Writes(STRIP_WIDTH_MAX, 128),
+     {Calling(SetStripWidthMax, 0).Writes(kReg.STRIP_WIDTH_MAX, 1),
+      Calling(SetStripWidthMax, 1).Writes(kReg.STRIP_WIDTH_MAX, 1),
+      Calling(SetStripWidthMax, 128).Writes(kReg.STRIP_WIDTH_MAX, 128),
+      Calling(SetStripWidthMax, 129).Writes(kReg.STRIP_WIDTH_MAX, 128),
+      Calling(SetStripWidthMax, kAllOnes).Writes(kReg.STRIP_WIDTH_MAX, 128),
       Calling(SetStripWidthMax, 1).LosesAll().Fails("SetStripWidthMax error\n")}},
     {"GetStripWidthMax",
-     {Calling(GetStripWidthMax).Reads(STRIP_WIDTH_MAX, 33).Returns(33),
-      Calling(GetStripWidthMax).Reads(STRIP_WIDTH_MAX, kAllOnes).Returns(kAllOnes)}},
+     {Calling(GetStripWidthMax).Reads(kReg.STRIP_WIDTH_MAX, 33).Returns(33),
+      Calling(GetStripWidthMax).Reads(kReg.STRIP_WIDTH_MAX, kAllOnes).Returns(kAllOnes)}},
     {"SetMeasuringRange",
      {Calling(SetMeasuringRange, 0, 0x3FFFFFF)
-          .Writes(MEASURING_RANGE_START, 0)
-          .Writes(MEASURING_RANGE_END, 0x3FFFFFF),
+          .Writes(kReg.MEASURING_RANGE_START, 0)
+          .Writes(kReg.MEASURING_RANGE_END, 0x3FFFFFF),
       Calling(SetMeasuringRange, kAllOnes, 0x4000000)
-          .Writes(MEASURING_RANGE_START, 0x3FFFFFF)
-          .Writes(MEASURING_RANGE_END, 0),
+          .Writes(kReg.MEASURING_RANGE_START, 0x3FFFFFF)
+          .Writes(kReg.MEASURING_RANGE_END, 0),
       Calling(SetMeasuringRange, 1, 2).LosesAll()}},
     {"SetRoiOffset",
-     {Calling(SetRoiOffset, 0, 0).Changes(ROI_OFFSET, kAllOnes, 0xFE000000),
-      Calling(SetRoiOffset, 0xFFF, 0).Changes(ROI_OFFSET, 0, 0xFFF),
-      Calling(SetRoiOffset, 0, 0x1FFF).Changes(ROI_OFFSET, 0, 0x1FFF000),
-      Calling(SetRoiOffset, 0x1000, 0x2000).Changes(ROI_OFFSET, kAllOnes, 0xFE000000),
-      Calling(SetRoiOffset, kAllOnes, kAllOnes).Changes(ROI_OFFSET, 0x02000000, 0x03FFFFFF),
+     {Calling(SetRoiOffset, 0, 0).Changes(kReg.ROI_OFFSET, kAllOnes, 0xFE000000),
+      Calling(SetRoiOffset, 0xFFF, 0).Changes(kReg.ROI_OFFSET, 0, 0xFFF),
+      Calling(SetRoiOffset, 0, 0x1FFF).Changes(kReg.ROI_OFFSET, 0, 0x1FFF000),
+      Calling(SetRoiOffset, 0x1000, 0x2000).Changes(kReg.ROI_OFFSET, kAllOnes, 0xFE000000),
+      Calling(SetRoiOffset, kAllOnes, kAllOnes).Changes(kReg.ROI_OFFSET, 0x02000000, 0x03FFFFFF),
       Calling(SetRoiOffset, 1, 1).LosesAll()}},
     // The last two failures are told in the words of the second and third.
     {"SetSampleLightLineParam",
@@ -142,29 +142,35 @@ inline const std::vector<CalledFunction> kStripFunctions{
           4, "SetSampleLightLineParam fpga_write_addr RECONSTRUCTION_CNT_X error\n")}},
     // The one flag after the other: the continuous one prevails.
     {"SetBrFlag",
-     {Calling(SetBrFlag, 0).Writes(BR_CONT_MODE_A, 0).Writes(BR_CONT_MODE_B, 0),
-      Calling(SetBrFlag, 1).Writes(BR_CONT_MODE_A, 1).Writes(BR_CONT_MODE_B, 1),
-      Calling(SetBrFlag, kAllOnes).Writes(BR_CONT_MODE_A, 1).Writes(BR_CONT_MODE_B, 1),
-      Calling(SetContinuousFlag, 1).Writes(BR_CONT_MODE_A, 2).Writes(BR_CONT_MODE_B, 2),
-      Calling(SetBrFlag, 1).Writes(BR_CONT_MODE_A, 2).Writes(BR_CONT_MODE_B, 2)}},
+     {Calling(SetBrFlag, 0).Writes(kReg.BR_CONT_MODE_A, 0).Writes(kReg.BR_CONT_MODE_B, 0),
+      Calling(SetBrFlag, 1).Writes(kReg.BR_CONT_MODE_A, 1).Writes(kReg.BR_CONT_MODE_B, 1),
+      Calling(SetBrFlag, kAllOnes).Writes(kReg.BR_CONT_MODE_A, 1).Writes(kReg.BR_CONT_MODE_B, 1),
+      Calling(SetContinuousFlag, 1).Writes(kReg.BR_CONT_MODE_A, 2).Writes(kReg.BR_CONT_MODE_B, 2),
+      Calling(SetBrFlag, 1).Writes(kReg.BR_CONT_MODE_A, 2).Writes(kReg.BR_CONT_MODE_B, 2)}},
     {"SetContinuousFlag",
-     {Calling(SetContinuousFlag, 0).Writes(BR_CONT_MODE_A, 0).Writes(BR_CONT_MODE_B, 0),
-      Calling(SetContinuousFlag, 1).Writes(BR_CONT_MODE_A, 2).Writes(BR_CONT_MODE_B, 2),
-      Calling(SetContinuousFlag, kAllOnes).Writes(BR_CONT_MODE_A, 2).Writes(BR_CONT_MODE_B, 2),
-      Calling(SetBrFlag, 1).Writes(BR_CONT_MODE_A, 2).Writes(BR_CONT_MODE_B, 2),
-      Calling(SetContinuousFlag, 0).Writes(BR_CONT_MODE_A, 1).Writes(BR_CONT_MODE_B, 1)}},
+     {Calling(SetContinuousFlag, 0).Writes(kReg.BR_CONT_MODE_A, 0).Writes(kReg.BR_CONT_MODE_B, 0),
+      Calling(SetContinuousFlag, 1).Writes(kReg.BR_CONT_MODE_A, 2).Writes(kReg.BR_CONT_MODE_B, 2),
+      Calling(SetContinuousFlag, kAllOnes)
+          .Writes(kReg.BR_CONT_MODE_A, 2)
+          .Writes(kReg.BR_CONT_MODE_B, 2),
+      Calling(SetBrFlag, 1).Writes(kReg.BR_CONT_MODE_A, 2).Writes(kReg.BR_CONT_MODE_B, 2),
+      Calling(SetContinuousFlag, 0).Writes(kReg.BR_CONT_MODE_A, 1).Writes(kReg.BR_CONT_MODE_B, 1)}},
     {"ResetFrameID",
-     {Calling(ResetFrameID).Writes(FRAME_ID_RESET, 1).Sleeps(1).Writes(FRAME_ID_RESET, 0).Sleeps(1),
+     {Calling(ResetFrameID)
+          .Writes(kReg.FRAME_ID_RESET, 1)
+          .Sleeps(1)
+          .Writes(kReg.FRAME_ID_RESET, 0)
+          .Sleeps(1),
       Calling(ResetFrameID).Sleeps(1).Sleeps(1).LosesAll()}},
     {"GetCallbackLostNum",
-     {Calling(GetCallbackLostNum).Reads(CALLBACK_LOST_NUM, 0).Returns(0),
-      Calling(GetCallbackLostNum).Reads(CALLBACK_LOST_NUM, kAllOnes).Returns(kAllOnes)}},
+     {Calling(GetCallbackLostNum).Reads(kReg.CALLBACK_LOST_NUM, 0).Returns(0),
+      Calling(GetCallbackLostNum).Reads(kReg.CALLBACK_LOST_NUM, kAllOnes).Returns(kAllOnes)}},
     // Done, and yet a failure.
     {"ResetCallbackLostNum",
      {Calling(ResetCallbackLostNum)
-          .Writes(CALLBACK_LOST_RESET, 1)
+          .Writes(kReg.CALLBACK_LOST_RESET, 1)
           .Sleeps(1)
-          .Writes(CALLBACK_LOST_RESET, 0)
+          .Writes(kReg.CALLBACK_LOST_RESET, 0)
           .Sleeps(1)
           .Fails()}},
     {"GetStripReleaseNum", {Calling(GetStripReleaseNum).Returns(0)}},

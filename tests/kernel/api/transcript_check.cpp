@@ -40,9 +40,11 @@ void SetRegister(fpga::Block block, fpga::RegionBases family, unsigned offset,
 void PowerUp() {
   constexpr unsigned kWords = 64;
   const std::pair<fpga::Register, std::uint32_t> values[] = {
-      {fpga::EXP_TIME_1, 100},   {fpga::EXP_TIME_2, 100},    {fpga::EXP_TIME_3, 100},
-      {fpga::EXP_TIME_4, 100},   {fpga::EXP_TIME_5, 100},    {fpga::EXPOSURE_NUM, 1},
-      {fpga::RIS_THRESHOLD, 30}, {fpga::STRIP_WIDTH_MIN, 1}, {fpga::STRIP_WIDTH_MAX, 128},
+      {fpga::kReg.EXP_TIME_1, 100},      {fpga::kReg.EXP_TIME_2, 100},
+      {fpga::kReg.EXP_TIME_3, 100},      {fpga::kReg.EXP_TIME_4, 100},
+      {fpga::kReg.EXP_TIME_5, 100},      {fpga::kReg.EXPOSURE_NUM, 1},
+      {fpga::kReg.RIS_THRESHOLD, 30},    {fpga::kReg.STRIP_WIDTH_MIN, 1},
+      {fpga::kReg.STRIP_WIDTH_MAX, 128},
   };
   for (const auto& family : {fpga::kZynqRegions, fpga::kZynqMpRegions}) {
     for (unsigned block = 0; block + 1 < fpga::kBlockCount; ++block) {

@@ -191,7 +191,7 @@ void RecordAccess() {
       const auto* reg = FindRegister(block, offset);
       char text[128];
       snprintf(text, sizeof text, "%s %s %s = 0x%08x", access.writes ? "write" : "read",
-               Info(block).name.data(), reg ? std::string(reg->name).c_str() : "?", value);
+               Info(block).name.data(), reg ? std::string(reg->name.View()).c_str() : "?", value);
       Record("fpga", text, false);
       return;
     }

@@ -10,7 +10,7 @@ int main(int argc, char** argv) {
   GetLibVersion(argv[1]);
   if (RegisterHardwareInit() != 0) return 1;
   SetTriSpacing(1000);
-  const auto& spacing = VeltranoSDK::fpga::TRI_SPACING;
+  const auto& spacing = VeltranoSDK::fpga::kReg.TRI_SPACING;
   const VeltranoSDK::SignalHandler handler;
   return tessaline_board_register_get(static_cast<unsigned>(spacing.block), spacing.offset) == 50000
              ? 0

@@ -33,13 +33,13 @@ constexpr unsigned int kQuietTime = 1000;
 // The timing's states as the register takes them.
 enum class Timing : unsigned int {
   kOff = 0,
-  kArmed = fpga::kTimingSecond.Mask(),
-  kRunning = fpga::kTimingFirst.Mask() | fpga::kTimingSecond.Mask(),
+  kArmed = fpga::kField.timing_second.Mask(),
+  kRunning = fpga::kField.timing_first.Mask() | fpga::kField.timing_second.Mask(),
 };
 
 // Products with this sensor have the FPGA of one family only.
 void SetTiming(Timing timing) {
-  const auto& control = fpga::CMOS_TIMING_CTRL;
+  const auto& control = fpga::kReg.CMOS_TIMING_CTRL;
   fpga_write_addr(fpga::BaseAddress(control.block, fpga::kZynqRegions), control.Index(),
                   static_cast<unsigned int>(timing));
 }

@@ -36,7 +36,7 @@ TEST_F(E2v, IsWhatTheBoardHas) {
 // --- Region of interest --------------------------------------------------------------------
 
 TEST_F(E2v, ARegionGoesToChipAndFpga) {
-  Set(fpga::ISP_CTRL, 0xFF);
+  Set(fpga::kReg.ISP_CTRL, 0xFF);
   EXPECT_EQ(Told([&] { EXPECT_TRUE(sensor().SetROI(64, 8, 4032, 1072)); }),
             "----- left:64, top:8, width:4032, height:1072 ----- \n"
             "info E2vFlash4k::SetROIImpl logic! \n");
@@ -125,8 +125,8 @@ TEST_F(E2v, EveryPixelClearsTheReductionAndReappliesTheRegion) {
   EXPECT_THAT(Lines(accesses.begin(), accesses.begin() + 8),
               ElementsAre("0031 ?", "0031 = 8002", "0023 ?", "0023 = 1234", "0034 = 0000",
                           "0035 = 003F", "0024 = 0000", "0025 = 0086"));
-  EXPECT_EQ(Get(fpga::STRIP_IMAGE_WIDTH), 4096u);
-  EXPECT_EQ(Get(fpga::STRIP_IMAGE_HEIGHT), 1080u);
+  EXPECT_EQ(Get(fpga::kReg.STRIP_IMAGE_WIDTH), 4096u);
+  EXPECT_EQ(Get(fpga::kReg.STRIP_IMAGE_HEIGHT), 1080u);
 }
 
 // Half of 1080 is 540, and rows come in steps of 8.
@@ -143,8 +143,8 @@ TEST_F(E2v, HalvedReadoutIsSetUpAndFailsOnItsRegion) {
 
   tessaline_board_transcript_clear();
   Printed([&] { EXPECT_TRUE(sensor().SetROI(0, 0, 2048, 536)); });
-  EXPECT_EQ(Get(fpga::STRIP_IMAGE_HEIGHT), 536u);
-  EXPECT_EQ(Get(fpga::ISP_CTRL) & 3, 2u);
+  EXPECT_EQ(Get(fpga::kReg.STRIP_IMAGE_HEIGHT), 536u);
+  EXPECT_EQ(Get(fpga::kReg.ISP_CTRL) & 3, 2u);
 }
 
 TEST_F(E2v, OtherModesAreRefusedAndRecorded) {
@@ -266,7 +266,7 @@ TEST_F(E2v, TheCameraDelayFollowsBlankingAndHeight) {
 }
 
 TEST_F(E2v, LineTimingCanBePutBack) {
-  Set(fpga::SENSOR_TIMING, 0x0007FFFF);
+  Set(fpga::kReg.SENSOR_TIMING, 0x0007FFFF);
   EXPECT_TRUE(sensor().ResetTgesAndVtr());
   EXPECT_THAT(Programming(), ElementsAre("SENSOR_TIMING = 0x0007001c", "EXP_DELAY = 0x0000688c"));
 }

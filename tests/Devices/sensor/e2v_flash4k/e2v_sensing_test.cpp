@@ -246,7 +246,7 @@ TEST_F(E2vSensing, HdrTellsWhatFailed) {
 
 TEST_F(E2vSensing, TheFpgaTimesTheExposureUntilTheSensorDoes) {
   EXPECT_EQ(SetExposureTime(1, 100), 0);
-  EXPECT_EQ(Get(fpga::EXP_TIME_1), 1500u);
+  EXPECT_EQ(Get(fpga::kReg.EXP_TIME_1), 1500u);
   EXPECT_THAT(Accesses(), IsEmpty());
   Printed([&] { EXPECT_EQ(SetSensingMode(1), 0); });
   tessaline_board_transcript_clear();

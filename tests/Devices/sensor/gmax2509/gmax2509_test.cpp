@@ -137,23 +137,25 @@ const Lines kTableAtPowerUp = TableWrites(
 
 // Image and filter sizes of the FPGA; it counts 28 columns as 32.
 Lines ImageSize(unsigned width, unsigned height) {
-  return {Fpga(fpga::STRIP_IMAGE_WIDTH, width / 28 * 32), Fpga(fpga::STRIP_IMAGE_HEIGHT, height)};
+  return {Fpga(fpga::kReg.STRIP_IMAGE_WIDTH, width / 28 * 32),
+          Fpga(fpga::kReg.STRIP_IMAGE_HEIGHT, height)};
 }
 Lines FilterSize(unsigned width, unsigned height) {
-  return {Fpga(fpga::IMG_FILTER_WIDTH, width), Fpga(fpga::IMG_FILTER_HEIGHT, height),
-          Fpga(fpga::IMG_FILTER_THRS, 0), "sleep 1000", Fpga(fpga::IMG_FILTER_THRS, 0x10000)};
+  return {Fpga(fpga::kReg.IMG_FILTER_WIDTH, width), Fpga(fpga::kReg.IMG_FILTER_HEIGHT, height),
+          Fpga(fpga::kReg.IMG_FILTER_THRS, 0), "sleep 1000",
+          Fpga(fpga::kReg.IMG_FILTER_THRS, 0x10000)};
 }
 // Readout from a block of columns on, 1: whole, 2: half.
 Lines Readout(unsigned x, unsigned width, unsigned kind) {
-  return {Fpga(fpga::ISP_WIDTH, x / 28), Fpga(fpga::ISP_HEIGHT, width / 28),
-          Fpga(fpga::ISP_CTRL, kind)};
+  return {Fpga(fpga::kReg.ISP_WIDTH, x / 28), Fpga(fpga::kReg.ISP_HEIGHT, width / 28),
+          Fpga(fpga::kReg.ISP_CTRL, kind)};
 }
 std::string Delay(unsigned height, unsigned line_units = 10) {
-  return Fpga(fpga::EXP_DELAY, (height + 21) * line_units);
+  return Fpga(fpga::kReg.EXP_DELAY, (height + 21) * line_units);
 }
-std::string DriveCode(unsigned code) { return Fpga(fpga::ROI_OFFSET, code << 25); }
+std::string DriveCode(unsigned code) { return Fpga(fpga::kReg.ROI_OFFSET, code << 25); }
 std::string SensorTiming(unsigned t_ges, unsigned t_row) {
-  return Fpga(fpga::SENSOR_TIMING, t_ges | t_row << 16);
+  return Fpga(fpga::kReg.SENSOR_TIMING, t_ges | t_row << 16);
 }
 
 struct Initialisation {
@@ -348,8 +350,8 @@ TEST_F(Gmax, LineTimeNeedsTheWholeInitialisationAndRestoresTheSettings) {
     sensor().SetGain(3);
   });
   tessaline_board_transcript_clear();
-  Set(fpga::SENSOR_TIMING, 0);
-  Set(fpga::POLARITY, 0);
+  Set(fpga::kReg.SENSOR_TIMING, 0);
+  Set(fpga::kReg.POLARITY, 0);
   EXPECT_EQ(Printed([&] { EXPECT_TRUE(sensor().SetLineTime(12464)); }), "2509 init successful\n");
 
   const Initialisation initialisation{

@@ -33,7 +33,7 @@ TEST_F(Gsprint, IsWhatTheBoardHas) {
 // --- Region of interest --------------------------------------------------------------------
 
 TEST_F(Gsprint, ARegionGoesToChipAndFpga) {
-  Set(fpga::ISP_CTRL, 0xFF);
+  Set(fpga::kReg.ISP_CTRL, 0xFF);
   EXPECT_EQ(Printed([&] { EXPECT_TRUE(sensor().SetROI(32, 300, 2016, 770)); }), "");
   EXPECT_THAT(
       Programming(),
@@ -96,15 +96,15 @@ TEST_F(Gsprint, RegionsAreLogged) {
 TEST_F(Gsprint, HalvedReadoutSubsamplesAndLeavesTheImageSize) {
   SetChip(0x0110, 0xF0);
   SetChip(0x0196, 0xF0);
-  Set(fpga::ROI_OFFSET, 0x00ABCDEF);
-  Set(fpga::STRIP_IMAGE_WIDTH, 2048);
+  Set(fpga::kReg.ROI_OFFSET, 0x00ABCDEF);
+  Set(fpga::kReg.STRIP_IMAGE_WIDTH, 2048);
   log_set_quiet(true);
   EXPECT_TRUE(sensor().SetReadoutDriveMode(kDriveMode11));
   EXPECT_THAT(Programming(), ElementsAre("0110 ?", "0110 = F1", "0111 = 01", "0196 ?", "0196 = F3",
                                          "ROI_OFFSET = 0x06000000"));
   EXPECT_EQ(sensor().roi_width(), 1024u);
   EXPECT_EQ(sensor().roi_height(), 576u);
-  EXPECT_EQ(Get(fpga::STRIP_IMAGE_WIDTH), 2048u);
+  EXPECT_EQ(Get(fpga::kReg.STRIP_IMAGE_WIDTH), 2048u);
 }
 
 TEST_F(Gsprint, HalvedReadoutAsksForItsRegionAndIsRefused) {
@@ -130,7 +130,7 @@ TEST_F(Gsprint, EveryPixelReappliesTheWholeRegion) {
               ElementsAre("0110 ?", "0110 = FE", "0111 = 00", "0196 ?", "0196 = FC", "0130 = 80",
                           "0131 = 04", "0140 = 04", "0141 = 00", "00B2 = 80", "00B3 = 04"));
   EXPECT_EQ(steps.back(), "ROI_OFFSET = 0x00000000");
-  EXPECT_EQ(Get(fpga::STRIP_IMAGE_WIDTH), 2048u);
+  EXPECT_EQ(Get(fpga::kReg.STRIP_IMAGE_WIDTH), 2048u);
   EXPECT_EQ(sensor().roi_x(), 32u);
 }
 
@@ -230,9 +230,9 @@ TEST_F(Gsprint, SensingModeIsHdrInFpgaAndSensor) {
   EXPECT_EQ(SetSensingMode(2), 0);
   EXPECT_EQ(Chip(0x0191), 3);
   EXPECT_EQ(SetSensingMode(1), 0);
-  EXPECT_EQ(Get(fpga::HDR_CTRL) & 1, 1u);
+  EXPECT_EQ(Get(fpga::kReg.HDR_CTRL) & 1, 1u);
   EXPECT_EQ(SetSensingMode(0), 0);
-  EXPECT_EQ(Get(fpga::HDR_CTRL) & 1, 0u);
+  EXPECT_EQ(Get(fpga::kReg.HDR_CTRL) & 1, 0u);
   EXPECT_EQ(Chip(0x0191), 1);
 }
 
@@ -271,15 +271,15 @@ TEST_F(Gsprint, RegionsAndModesThroughTheExportedFunctions) {
   EXPECT_EQ(SetReverseMode(2), 0);
   EXPECT_EQ(TransferMaxFrameValue(), 0x0136260Du);
   EXPECT_EQ(SetExposureTime(1, 1000), 0);
-  EXPECT_EQ(Get(fpga::EXP_TIME_1), 883u);  // 882.35 steps
+  EXPECT_EQ(Get(fpga::kReg.EXP_TIME_1), 883u);  // 882.35 steps
 }
 
 TEST_F(Gsprint, HdrSegmentsAndContinuousGoToTheFpga) {
   EXPECT_EQ(SetExposureTime(1, 100), 0);
   SetHDRParam24(0.5, 0.25, 0);
-  EXPECT_EQ(Get(fpga::HDR_SEG2), 1250u);
+  EXPECT_EQ(Get(fpga::kReg.HDR_SEG2), 1250u);
   SetFpgaContinuous(1);
-  EXPECT_EQ(Get(fpga::FPGA_CONTINUOUS), 1u);
+  EXPECT_EQ(Get(fpga::kReg.FPGA_CONTINUOUS), 1u);
   EXPECT_EQ(SetHDRParam(1, 10), 0);
   EXPECT_THAT(Accesses(), IsEmpty());
 }
@@ -296,7 +296,7 @@ TEST_F(Gsprint, CollectModesChangeTheLineTime) {
 }
 
 TEST_F(Gsprint, CollectModesSetHdrUpAnewWhenTheFpgaHasItOn) {
-  Set(fpga::HDR_CTRL, 1);
+  Set(fpga::kReg.HDR_CTRL, 1);
   EXPECT_EQ(SetCollectMode(0), 0);
   EXPECT_EQ(Chip(0x0219), 0x20);
   EXPECT_EQ(SetCollectMode(1), 0);

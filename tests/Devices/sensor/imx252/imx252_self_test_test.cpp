@@ -45,7 +45,7 @@ class SelfTest : public SonySensorTest {
       if (!event.starts_with(control)) continue;
       const auto value =
           static_cast<std::uint32_t>(std::stoul(event.substr(control.size()), nullptr, 16));
-      triggers += (value & fpga::kSoftwareTrigger.Mask()) != 0 ? 1 : 0;
+      triggers += (value & fpga::kField.software_trigger.Mask()) != 0 ? 1 : 0;
     }
     return triggers;
   }
@@ -77,7 +77,7 @@ TEST_F(SelfTest, GivesUpAfter22TriggersAndLeavesGlobalControlOn) {
             Repeated(21, kRestarted) + "PowerOnSelfTest252 POSTreset252 error,reset count is 21\n");
   EXPECT_EQ(Triggers(), 22);
   EXPECT_TRUE(GlobalControl());
-  EXPECT_EQ(std::ranges::count(Programming(), Fpga(fpga::FRAME_ID_RESET, 1)), 0);
+  EXPECT_EQ(std::ranges::count(Programming(), Fpga(fpga::kReg.FRAME_ID_RESET, 1)), 0);
 }
 
 TEST_F(SelfTest, BeginsWithTheExposureAndWaitsForEveryImage) {
@@ -85,12 +85,14 @@ TEST_F(SelfTest, BeginsWithTheExposureAndWaitsForEveryImage) {
   Lines steps = Programming();
   steps.resize(8);
   // 100 microseconds in lines of 4.175.
-  EXPECT_THAT(steps, ElementsAre(Fpga(fpga::EXP_TIME_1, 24),
-                                 Fpga(fpga::TRIGGER_CTRL, fpga::kGlobalControl.Mask()), "sleep 10",
-                                 Fpga(fpga::TRIGGER_CTRL,
-                                      fpga::kGlobalControl.Mask() | fpga::kSoftwareTrigger.Mask()),
-                                 "sleep 1", Fpga(fpga::TRIGGER_CTRL, fpga::kGlobalControl.Mask()),
-                                 "sleep 10000", "sleep 200"));
+  EXPECT_THAT(
+      steps,
+      ElementsAre(Fpga(fpga::kReg.EXP_TIME_1, 24),
+                  Fpga(fpga::kReg.TRIGGER_CTRL, fpga::kField.global_control.Mask()), "sleep 10",
+                  Fpga(fpga::kReg.TRIGGER_CTRL,
+                       fpga::kField.global_control.Mask() | fpga::kField.software_trigger.Mask()),
+                  "sleep 1", Fpga(fpga::kReg.TRIGGER_CTRL, fpga::kField.global_control.Mask()),
+                  "sleep 10000", "sleep 200"));
 }
 
 TEST_F(SelfTest, ARestartThatFailsEndsIt) {
@@ -184,9 +186,9 @@ TEST_F(SelfTestWithImages, PassesWithTheFirst) {
   const Lines steps = Programming();
   ASSERT_GE(steps.size(), 6u);
   EXPECT_THAT(Lines(steps.end() - 6, steps.end()),
-              ElementsAre(Fpga(fpga::TRIGGER_CTRL, Get(fpga::TRIGGER_CTRL)), "sleep 1000",
-                          Fpga(fpga::FRAME_ID_RESET, 1), "sleep 1", Fpga(fpga::FRAME_ID_RESET, 0),
-                          "sleep 1"));
+              ElementsAre(Fpga(fpga::kReg.TRIGGER_CTRL, Get(fpga::kReg.TRIGGER_CTRL)), "sleep 1000",
+                          Fpga(fpga::kReg.FRAME_ID_RESET, 1), "sleep 1",
+                          Fpga(fpga::kReg.FRAME_ID_RESET, 0), "sleep 1"));
 }
 
 TEST_F(SelfTestWithImages, PassesWithTheThird) {

@@ -21,12 +21,14 @@ using ::testing::IsEmpty;
 using ::testing::Not;
 
 // T_GES is 16.
-std::string RowTime(unsigned row_time) { return Fpga(fpga::SENSOR_TIMING, row_time << 5 | 16); }
-Lines ImageSize(unsigned width, unsigned height) {
-  return {Fpga(fpga::STRIP_IMAGE_WIDTH, width), Fpga(fpga::STRIP_IMAGE_HEIGHT, height)};
+std::string RowTime(unsigned row_time) {
+  return Fpga(fpga::kReg.SENSOR_TIMING, row_time << 5 | 16);
 }
-std::string Delay(unsigned height) { return Fpga(fpga::EXP_DELAY, height + 41); }
-std::string DriveCode(unsigned code) { return Fpga(fpga::ROI_OFFSET, code << 25); }
+Lines ImageSize(unsigned width, unsigned height) {
+  return {Fpga(fpga::kReg.STRIP_IMAGE_WIDTH, width), Fpga(fpga::kReg.STRIP_IMAGE_HEIGHT, height)};
+}
+std::string Delay(unsigned height) { return Fpga(fpga::kReg.EXP_DELAY, height + 41); }
+std::string DriveCode(unsigned code) { return Fpga(fpga::kReg.ROI_OFFSET, code << 25); }
 
 class Imx252 : public SonySensorTest {
  protected:
@@ -196,7 +198,7 @@ const Lines kPrepare{"3000 = 00",
                      Timing(4),
                      "sleep 3000",
                      Timing(5),
-                     Fpga(fpga::SENSOR_TIMING, 16),
+                     Fpga(fpga::kReg.SENSOR_TIMING, 16),
                      Timing(4),
                      "sleep 200",
                      "3000 = 01",
@@ -372,7 +374,7 @@ TEST_F(Imx252, SwitchesToAllPixels) {
   for (const ChannelRow& row : kChannels) {
     PowerUp();
     sensor().SetCh16Mode(row.ch16);
-    Set(fpga::SENSOR_TIMING, 16);
+    Set(fpga::kReg.SENSOR_TIMING, 16);
     EXPECT_EQ(Printed([&] { EXPECT_TRUE(sensor().SetReadoutDriveMode(kDriveMode00)); }),
               "entern setroi\n");
     EXPECT_THAT(Programming(),
@@ -390,7 +392,7 @@ TEST_F(Imx252, BothReducedModesHalveTheRows) {
     for (const ReadoutDriveMode mode : {kDriveMode11, kDriveMode22}) {
       PowerUp();
       sensor().SetCh16Mode(row.ch16);
-      Set(fpga::SENSOR_TIMING, 16);
+      Set(fpga::kReg.SENSOR_TIMING, 16);
       EXPECT_EQ(Printed([&] { EXPECT_TRUE(sensor().SetReadoutDriveMode(mode)); }),
                 "entern setroi\n");
       EXPECT_THAT(Programming(),
@@ -482,7 +484,7 @@ TEST_F(Imx252, ARegionInTheMarginIsWarnedOfAndProgrammed) {
               row.printed);
     EXPECT_EQ(Chip(0x3310), static_cast<int>(row.x));
     EXPECT_EQ(Chip(0x3312), static_cast<int>(row.y));
-    EXPECT_EQ(Get(fpga::STRIP_IMAGE_HEIGHT), 1536u);
+    EXPECT_EQ(Get(fpga::kReg.STRIP_IMAGE_HEIGHT), 1536u);
   }
 }
 
@@ -499,7 +501,7 @@ TEST_F(Imx252, TheStripSelectorFollowsTheWidthWhereTheSeriesWantsIt) {
   const auto image = std::find(steps.begin(), steps.end(), ImageSize(0x12345, 100).front());
   ASSERT_NE(image, steps.end());
   EXPECT_EQ(*(image - 2), "3011 = 00");
-  EXPECT_EQ(*(image - 1), Fpga(fpga::STRIP_SELECTOR_IMAGE_WIDTH, 0x2345));
+  EXPECT_EQ(*(image - 1), Fpga(fpga::kReg.STRIP_SELECTOR_IMAGE_WIDTH, 0x2345));
 }
 
 // --- With the capture threads running ------------------------------------------------------
@@ -539,8 +541,8 @@ struct Imx252ch16 : Imx252 {
     tessaline_board_transcript_clear();
     Printed([&] { sensor().SetROI(8, 4, 100, 100); });
     const Lines steps = Programming();
-    return std::find(steps.begin(), steps.end(), Fpga(fpga::STRIP_SELECTOR_IMAGE_WIDTH, 100)) !=
-           steps.end();
+    return std::find(steps.begin(), steps.end(),
+                     Fpga(fpga::kReg.STRIP_SELECTOR_IMAGE_WIDTH, 100)) != steps.end();
   }
 };
 struct Imx252ch16Arm : Imx252ch16 {

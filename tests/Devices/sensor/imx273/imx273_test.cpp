@@ -242,7 +242,7 @@ TEST_F(Imx273, InitialisedInMode22ItHasTheFullRowTime) {
 
 TEST_F(Imx273, AnyNonZeroModeInitialisesReduced) {
   Printed([&] { EXPECT_TRUE(sensor().RegisterInitialize(ReadoutDriveMode{0x01})); });
-  EXPECT_EQ(Get(fpga::SENSOR_TIMING) >> 5, 217u);
+  EXPECT_EQ(Get(fpga::kReg.SENSOR_TIMING) >> 5, 217u);
   EXPECT_EQ(Chip(0x300D), 0x01);
   EXPECT_EQ(sensor().roi_width(), 728u);
 }
@@ -279,7 +279,7 @@ TEST_F(Imx273, EveryFailureOfTheReducedInitialisationNamesItsRegister) {
 
 TEST_F(Imx273, FullInitialisationOutOfMode22IsRefusedAtTheCropLine) {
   Enter(kDriveMode22);
-  Set(fpga::SENSOR_TIMING, 0);
+  Set(fpga::kReg.SENSOR_TIMING, 0);
   EXPECT_EQ(Printed([&] { EXPECT_FALSE(sensor().RegisterInitialize(kDriveMode00)); }),
             "drive mode error\ninit error SetCropLine 1\n");
   EXPECT_THAT(Programming(), ElementsAreArray(kPrepare + kFixedSettings));
@@ -327,7 +327,7 @@ const Lines kEnterStandby{"CMOS_TIMING_CTRL = 0x00000004", "sleep 100", "3000 = 
 TEST_F(Imx273, SwitchesToAllPixels) {
   Enter(kDriveMode11);
   SetChip(0x3012, 0xF7);
-  Set(fpga::SENSOR_TIMING, 20);
+  Set(fpga::kReg.SENSOR_TIMING, 20);
   EXPECT_EQ(Printed([&] { EXPECT_TRUE(sensor().SetReadoutDriveMode(kDriveMode00)); }), "");
   EXPECT_THAT(
       Programming(),
@@ -351,7 +351,7 @@ Lines ReducedSwitch(const char* mode, const char* roi_offset) {
 
 TEST_F(Imx273, SwitchesToHalfSize) {
   SetChip(0x3012, 0xF7);
-  Set(fpga::SENSOR_TIMING, 20);
+  Set(fpga::kReg.SENSOR_TIMING, 20);
   EXPECT_TRUE(sensor().SetReadoutDriveMode(kDriveMode11));
   EXPECT_THAT(Programming(),
               ElementsAreArray(ReducedSwitch("300D = 11", "ROI_OFFSET = 0x06000000")));
@@ -359,7 +359,7 @@ TEST_F(Imx273, SwitchesToHalfSize) {
 
 TEST_F(Imx273, SwitchesToMode22WithItsOwnRegion) {
   SetChip(0x3012, 0xF7);
-  Set(fpga::SENSOR_TIMING, 20);
+  Set(fpga::kReg.SENSOR_TIMING, 20);
   Printed([&] { sensor().SetROI(8, 8, 400, 300); });
   tessaline_board_transcript_clear();
   EXPECT_TRUE(sensor().SetReadoutDriveMode(kDriveMode22));
