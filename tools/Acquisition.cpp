@@ -1,9 +1,6 @@
 #include "Acquisition.h"
 
-#include <functional>
-
 #include "Command.h"
-#include "Failure.h"
 #include "tessaline/tessaline.h"
 
 namespace tool {
@@ -13,15 +10,6 @@ constexpr std::size_t kRegionNumbers = 4;
 
 unsigned TriggerMode(const std::string& name) {
   return name == "timer" ? 0 : name == "encoder" ? 1 : 2;
-}
-
-void Require(bool done, const std::string& call) {
-  if (done) return;
-  const auto printed = LibraryOutput::Instance().Printed();
-  throw Failure(ExitCode::kNegative,
-                fmt::format("{} was refused{}", call,
-                            printed.empty() ? "" : fmt::format(" (\"{}\")", printed.back())),
-                "\"tessaline check\" tests the board");
 }
 
 }  // namespace
@@ -69,26 +57,48 @@ unsigned Acquisition::Spacing(const Model& model) const {
   return trigger_ == "encoder" ? kPulses : model.family().sensor.trigger_spacing;
 }
 
-void Acquisition::Apply(const Model& model, bool images) const {
+std::vector<Step> Acquisition::Settings(const Model& model, bool images) const {
+  std::vector<Step> steps;
+  const auto add = [&steps](std::string call, std::function<bool()> run) {
+    steps.push_back({std::move(call), "", std::move(run)});
+  };
   if (region_.size() == kRegionNumbers) {
-    Require(SetROI1(region_[0], region_[1], region_[2], region_[3]) == 0, "SetROI1()");
+    add(fmt::format("SetROI1({}, {}, {}, {})", region_[0], region_[1], region_[2], region_[3]),
+        [&region = region_] { return SetROI1(region[0], region[1], region[2], region[3]) == 0; });
   } else {
-    Require(ReadWholeSensor(), "SetROI1()");
+    add("SetROI1(whole sensor)", ReadWholeSensor);
   }
-  Require(SetExposureNum(1) == 0 && SetExposureTime(1, exposure_) == 0, "SetExposureTime()");
-  if (gain_ != 0) Require(SetCmosGain(gain_) == 1, "SetCmosGain()");
-  if (laser()) Require(SetLaserPower(static_cast<float>(power_)) == 0, "SetLaserPower()");
-  Require(SetTriMode(TriggerMode(trigger_)) == 0, "SetTriMode()");
-  Require(SetTriSpacing(Spacing(model)) == 0, "SetTriSpacing()");
-  Require(SetCollectMode(images ? 1 : 0) == 0, "SetCollectMode()");
-  ResetFrameID();
-  ResetCallbackLostNum();
-  TriggerLostReset();
+  add("SetExposureNum(1)", [] { return SetExposureNum(1) == 0; });
+  add(fmt::format("SetExposureTime(1, {})", exposure_),
+      [this] { return SetExposureTime(1, exposure_) == 0; });
+  if (gain_ != 0) {
+    add(fmt::format("SetCmosGain({})", gain_), [this] { return SetCmosGain(gain_) == 1; });
+  }
+  if (laser()) {
+    add(fmt::format("SetLaserPower({})", power_),
+        [this] { return SetLaserPower(static_cast<float>(power_)) == 0; });
+  }
+  const auto set = [&add](std::string_view name, auto function, unsigned value) {
+    add(fmt::format("{}({})", name, value), [=] { return function(value) == 0; });
+  };
+  set("SetTriMode", SetTriMode, TriggerMode(trigger_));
+  set("SetTriSpacing", SetTriSpacing, Spacing(model));
+  set("SetCollectMode", SetCollectMode, images ? 1 : 0);
+  add("ResetFrameID()", [] { return ResetFrameID() == 0; });
+  add("ResetCallbackLostNum()", [] { return ResetCallbackLostNum() == 0; });
+  add("TriggerLostReset()", [] { return TriggerLostReset() == 0; });
+  return steps;
 }
 
 void Acquisition::Rehearse(const Session& session, const std::string& title, bool images,
                            const std::string& file) const {
-  const auto calls = Calls(session.model(), images);
+  Device device(session);
+  std::vector<std::string> calls;
+  for (const auto& call : Device::kStart) calls.emplace_back(call.name);
+  for (const auto& steps :
+       {Settings(session.model(), images), device.Begin(laser()), device.End(laser())}) {
+    for (const Step& step : steps) calls.push_back(step.call);
+  }
   session.Print("{} would call:\n", title);
   for (const std::string& call : calls) session.Print("  {}\n", call);
   if (!file.empty()) session.Print("and write {}.\n", file);
@@ -96,25 +106,6 @@ void Acquisition::Rehearse(const Session& session, const std::string& title, boo
   Json json{{"dry_run", true}, {"calls", calls}};
   if (!file.empty()) json["file"] = file;
   session.Emit(json);
-}
-
-std::vector<std::string> Acquisition::Calls(const Model& model, bool images) const {
-  std::vector<std::string> calls{"RegisterHardwareInit()", "SetGlobalControl(0)"};
-  if (region_.size() == kRegionNumbers) {
-    calls.push_back(
-        fmt::format("SetROI1({}, {}, {}, {})", region_[0], region_[1], region_[2], region_[3]));
-  }
-  calls.push_back(fmt::format("SetExposureTime(1, {})", exposure_));
-  if (gain_ != 0) calls.push_back(fmt::format("SetCmosGain({})", gain_));
-  if (laser()) calls.push_back(fmt::format("SetLaserPower({})", power_));
-  calls.push_back(fmt::format("SetTriMode({})", TriggerMode(trigger_)));
-  calls.push_back(fmt::format("SetTriSpacing({})", Spacing(model)));
-  calls.push_back(fmt::format("SetCollectMode({})", images ? 1 : 0));
-  if (laser()) calls.emplace_back("OpenLaser()");
-  calls.emplace_back("SetGlobalControl(1)");
-  calls.emplace_back("SetGlobalControl(0)");
-  if (laser()) calls.emplace_back("CloseLaser()");
-  return calls;
 }
 
 }  // namespace tool

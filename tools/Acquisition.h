@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "Device.h"
+#include "Step.h"
 
 namespace tool {
 
@@ -17,8 +18,8 @@ class Acquisition {
  public:
   void Describe(CLI::App& app);
 
-  // Sets up a started device for images or strips. Throws a Failure if it refuses something.
-  void Apply(const Model& model, bool images) const;
+  // Sets up a started device for images or strips. The steps refer to this object.
+  std::vector<Step> Settings(const Model& model, bool images) const;
 
   // For --dry-run: shows what it would call, and that it would write `file`, unless empty.
   void Rehearse(const Session& session, const std::string& title, bool images,
@@ -27,7 +28,6 @@ class Acquisition {
   bool laser() const { return laser_ == "on"; }
 
  private:
-  std::vector<std::string> Calls(const Model& model, bool images) const;
   unsigned Spacing(const Model& model) const;
 
   unsigned exposure_ = 320;  // microseconds

@@ -69,10 +69,11 @@ bool Device::Open(bool start) {
   }
   session_.model();
   session_.Print(
-      "would set up the FPGA and the image sensor from scratch (RegisterHardwareInit(),\n"
-      "SetGlobalControl(0)), then look.\n"
-      "Nothing was touched (--dry-run).\n");
-  session_.Emit({{"dry_run", true}, {"calls", {"RegisterHardwareInit()", "SetGlobalControl(0)"}}});
+      "would set up the FPGA and the image sensor from scratch ({},\n"
+      "{}), then look.\n"
+      "Nothing was touched (--dry-run).\n",
+      kStart[0].name, kStart[1].name);
+  session_.Emit({{"dry_run", true}, {"calls", {kStart[0].name, kStart[1].name}}});
   return false;
 }
 
@@ -117,6 +118,27 @@ void Device::StartAcquisition() {
 void Device::StopAcquisition() {
   if (acquiring_) SetGlobalControl(0);
   acquiring_ = false;
+}
+
+Step Device::Call(std::string name, void (Device::*method)()) {
+  return {std::move(name), "", [this, method] {
+            (this->*method)();
+            return true;
+          }};
+}
+
+std::vector<Step> Device::Begin(bool laser) {
+  std::vector<Step> steps;
+  if (laser) steps.push_back(Call("OpenLaser()", &Device::LaserOn));
+  steps.push_back(Call("SetGlobalControl(1)", &Device::StartAcquisition));
+  return steps;
+}
+
+std::vector<Step> Device::End(bool laser) {
+  std::vector<Step> steps;
+  if (laser) steps.push_back(Call("CloseLaser()", &Device::LaserOff));
+  steps.push_back(Call("SetGlobalControl(0)", &Device::StopAcquisition));
+  return steps;
 }
 
 }  // namespace tool

@@ -1,9 +1,12 @@
 #pragma once
 
+#include <array>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "Session.h"
+#include "Step.h"
 #include "tessaline/startup.h"
 
 namespace tool {
@@ -11,6 +14,15 @@ namespace tool {
 // The sensor, as a sub-command sees it. A process starts it at most once.
 class Device {
  public:
+  struct StartCall {
+    std::string_view name;
+    std::string_view effect;
+  };
+  // What Start() calls.
+  static constexpr std::array<StartCall, 2> kStart{
+      {{"RegisterHardwareInit()", "FPGA and image sensor set up from scratch"},
+       {"SetGlobalControl(0)", "no acquisition"}}};
+
   explicit Device(const Session& session) : session_(session) {}
   // Switches off whatever this process switched on and was not told to leave on.
   ~Device();
@@ -40,11 +52,16 @@ class Device {
   void StartAcquisition();
   void StopAcquisition();
 
+  // The same as steps: takes frames, with the laser or without, until End().
+  std::vector<Step> Begin(bool laser);
+  std::vector<Step> End(bool laser);
+
   // What the library printed while it started.
   const std::vector<std::string>& complaints() const { return complaints_; }
 
  private:
   void RequireNodes() const;
+  Step Call(std::string name, void (Device::*method)());
 
   const Session& session_;
   std::vector<std::string> complaints_;

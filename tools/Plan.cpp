@@ -1,7 +1,6 @@
 #include "Plan.h"
 
 #include "Device.h"
-#include "Failure.h"
 
 namespace tool {
 
@@ -17,26 +16,16 @@ void Plan::CarryOut() {
   }
   Device device(session_);
   device.Start();
-  for (const Step& step : steps_) {
-    if (step.run()) continue;
-    // The library's own text is the most precise reason.
-    const auto printed = LibraryOutput::Instance().Printed();
-    throw Failure(ExitCode::kNegative,
-                  fmt::format("{} was refused{}", step.call,
-                              printed.empty() ? "" : fmt::format(" (\"{}\")", printed.back())),
-                  "see the ranges in the sub-command's --help, and \"tessaline check\" for the "
-                  "board");
-  }
+  Run(steps_);
   Tell(true);
 }
 
 void Plan::Tell(bool done) const {
   Json json{{"command", title_}, {"dry_run", !done}, {"steps", Json::array()}};
   session_.Print("{}:\n", done ? title_ : title_ + " would");
-  session_.Print(
-      "  {:<34} {}\n", "RegisterHardwareInit()",
-      done ? "FPGA and image sensor set up from scratch" : "set up FPGA and image sensor");
-  session_.Print("  {:<34} {}\n", "SetGlobalControl(0)", "no acquisition");
+  for (const auto& [call, effect] : Device::kStart) {
+    session_.Print("  {:<34} {}\n", call, effect);
+  }
   for (const Step& step : steps_) {
     session_.Print("  {:<34} {}\n", step.call, step.effect);
     json["steps"].push_back({{"call", step.call}, {"effect", step.effect}});

@@ -5,15 +5,9 @@
 #include <vector>
 
 #include "Session.h"
+#include "Step.h"
 
 namespace tool {
-
-// One call of the library that changes something.
-struct Step {
-  std::string call;    // "SetLaserPower(50)"
-  std::string effect;  // for people
-  std::function<bool()> run;
-};
 
 // What a sub-command is about to do to the device: a list to run and show, or only to show.
 class Plan {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 #include "ToolRun.h"
 
@@ -10,6 +11,7 @@ namespace tessaline_test {
 namespace {
 
 using ::testing::AllOf;
+using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::Not;
 using ::testing::StartsWith;
@@ -161,6 +163,19 @@ INSTANTIATE_TEST_SUITE_P(Commands, DryRun,
                                            "reg write EXP_TIME_1 7",
                                            "reg write TRIGGER_CTRL.mode 1",
                                            "eeprom load @/content.bin"));
+
+TEST(DryRunOfACapture, ListsTheCallsInTheirOrder) {
+  const auto calls =
+      RunTool("capture strips -n 1 -o x.csv --exposure 150 --dry-run --json --virtual K3610")
+          .Json()["calls"]
+          .get<std::vector<std::string>>();
+  EXPECT_THAT(calls, ElementsAre("RegisterHardwareInit()", "SetGlobalControl(0)",
+                                 "SetROI1(whole sensor)", "SetExposureNum(1)",
+                                 "SetExposureTime(1, 150)", "SetLaserPower(50)", "SetTriMode(0)",
+                                 "SetTriSpacing(4000)", "SetCollectMode(0)", "ResetFrameID()",
+                                 "ResetCallbackLostNum()", "TriggerLostReset()", "OpenLaser()",
+                                 "SetGlobalControl(1)", "CloseLaser()", "SetGlobalControl(0)"));
+}
 
 TEST(Setting, ReachesTheBoard) {
   const Directory directory;

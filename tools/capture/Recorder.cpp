@@ -23,10 +23,9 @@ RecordingResult Recorder::Run(const RecordingLimits& limits, bool laser) {
   limits_ = limits;
   TessalineResetCaptureStatistics(Stream(images_));
   FrameQueue& queue = FrameQueue::Instance();
-  if (laser) device_.LaserOn();
   queue.Open();
   start_ = shown_ = Clock::now();
-  device_.StartAcquisition();
+  tool::Run(device_.Begin(laser));
   try {
     auto last_arrival = start_;
     while (!Complete()) {
@@ -45,8 +44,8 @@ RecordingResult Recorder::Run(const RecordingLimits& limits, bool laser) {
   }
   result_.interrupted = Interrupted() && !Complete();
   result_.seconds = std::chrono::duration<double>(Clock::now() - start_).count();
-  device_.LaserOff();
   queue.Close();
+  tool::Run(device_.End(laser));
   result_.dropped = queue.Dropped();
   tessaline_capture_statistics statistics{};
   TessalineGetCaptureStatistics(Stream(images_), &statistics);
@@ -54,7 +53,6 @@ RecordingResult Recorder::Run(const RecordingLimits& limits, bool laser) {
   result_.fpga_lost = GetCallbackLostNum();
   result_.triggers_lost = GetXtrigLostSta();
   ShowProgress(true);
-  device_.StopAcquisition();
   try {
     writer_.Finish();
   } catch (const Failure& failure) {

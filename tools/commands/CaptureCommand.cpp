@@ -86,7 +86,7 @@ class CaptureCommand : public Command {
 
     Device device(session);
     device.Start(FrameQueue::OnImage, FrameQueue::OnStrips);
-    acquisition_.Apply(model, images);
+    tool::Run(acquisition_.Settings(model, images));
     settings.width = GetImageWidth();
     settings.height = GetImageHeight();
     const auto writer = MakeWriter(format, settings);

@@ -46,16 +46,14 @@ class WatchCommand : public Command {
 
     Device device(session);
     device.Start(FrameQueue::OnImage, FrameQueue::OnStrips);
-    acquisition_.Apply(session.model(), /*images=*/false);
+    tool::Run(acquisition_.Settings(session.model(), /*images=*/false));
     TessalineResetCaptureStatistics(TESSALINE_STREAM_STRIPS);
-    if (acquisition_.laser()) device.LaserOn();
     FrameQueue::Instance().Open();
-    device.StartAcquisition();
+    tool::Run(device.Begin(acquisition_.laser()));
     if (pictures) terminal.Enter();
     Watch(session, terminal, pictures);
     FrameQueue::Instance().Close();
-    device.LaserOff();
-    device.StopAcquisition();
+    tool::Run(device.End(acquisition_.laser()));
     if (status_.profiles == 0 && !Interrupted()) {
       throw Failure(ExitCode::kUnreachable, "no profiles came",
                     "are there triggers (tessaline trigger)? \"tessaline check\" tests the board");
