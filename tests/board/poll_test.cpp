@@ -1,110 +1,19 @@
 // Waiting for the board's descriptors, alone and among others.
 #include <gmock/gmock.h>
-#include <poll.h>
 #include <pthread.h>
 #include <signal.h>
 #include <sys/epoll.h>
-#include <sys/eventfd.h>
-#include <sys/resource.h>
 #include <sys/select.h>
 #include <sys/wait.h>
 
-#include <algorithm>
-#include <array>
 #include <atomic>
-#include <chrono>
-#include <thread>
 #include <vector>
 
-#include "BoardFixture.h"
+#include "PollFixture.h"
 #include "VideoClient.h"
-#include "support/Waiting.h"
 
 namespace board_test {
 namespace {
-
-using std::chrono::milliseconds;
-using std::chrono::steady_clock;
-using tessaline_test::Eventually;
-using tessaline_test::ReallyWait;
-
-constexpr int kForever = 60'000;  // milliseconds; a test that waits so long has failed
-constexpr int kRounds = 20;
-
-void Interrupt() { tessaline_board_da_arrived(); }
-
-// How often the calling thread has gone to sleep.
-long Sleeps() {
-  rusage usage{};
-  getrusage(RUSAGE_THREAD, &usage);
-  return usage.ru_nvcsw;
-}
-
-// How much it has worked, in milliseconds.
-long Work() {
-  timespec time{};
-  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
-  return time.tv_sec * 1000 + time.tv_nsec / 1'000'000;
-}
-
-// A wait that nothing ends finds at its end what it has missed, so no test may take long.
-class Poll : public BoardTest {
- protected:
-  void SetUp() override {
-    BoardTest::SetUp();
-    SetRegister(VeltranoSDK::fpga::kReg.IRQ_CTRL, 5);  // both interrupts enabled
-    device_ = Descriptor("/dev/uio1", O_RDWR);
-    ASSERT_TRUE(device_.IsOpen());
-    other_ = eventfd(0, EFD_NONBLOCK);
-  }
-  void TearDown() override {
-    EXPECT_LT(steady_clock::now() - begin_, std::chrono::milliseconds(kForever / 2));
-    tessaline_board_clear_faults();
-    close(other_);
-    BoardTest::TearDown();
-  }
-
-  std::array<pollfd, 2> Both() const {
-    return {pollfd{device_.Get(), POLLIN, 0}, pollfd{other_, POLLIN, 0}};
-  }
-  void WakeOther() const { ASSERT_EQ(eventfd_write(other_, 1), 0); }
-  void TakeInterrupt() const {
-    std::uint32_t count = 0;
-    ASSERT_EQ(read(device_.Get(), &count, sizeof count), 4);
-    const std::int32_t enable = 1;
-    ASSERT_EQ(write(device_.Get(), &enable, sizeof enable), 4);
-  }
-
-  const steady_clock::time_point begin_ = steady_clock::now();
-  Descriptor device_;
-  int other_ = -1;
-};
-
-// The shortest time from an event to the end of a poll that waits for it, of some
-// rounds: on a busy machine a thread may come late, but not each time.
-template <typename Event, typename Taken>
-std::chrono::microseconds Delay(const std::array<pollfd, 2>& descriptors, Event event,
-                                Taken taken) {
-  auto shortest = std::chrono::microseconds::max();
-  for (int round = 0; round < kRounds; ++round) {
-    steady_clock::time_point woken;
-    std::thread waiting([&] {
-      auto set = descriptors;
-      EXPECT_EQ(poll(set.data(), set.size(), kForever), 1);
-      woken = steady_clock::now();
-    });
-    ReallyWait(milliseconds(5));
-    const auto begin = steady_clock::now();
-    event();
-    waiting.join();
-    taken();
-    shortest =
-        std::min(shortest, std::chrono::duration_cast<std::chrono::microseconds>(woken - begin));
-  }
-  return shortest;
-}
-
-constexpr std::chrono::milliseconds kAtOnce(2);
 
 TEST_F(Poll, EndsWithTheDevicesInterrupt) {
   EXPECT_LT(Delay(Both(), Interrupt, [this] { TakeInterrupt(); }), kAtOnce);
@@ -396,105 +305,6 @@ TEST_F(Poll, EpollWaitsForTheDevice) {
     TakeInterrupt();
   }
   close(set);
-}
-
-// --- Drivers without poll ----------------------------------------------------------------------
-
-constexpr short kAll = POLLIN | POLLRDNORM | POLLOUT | POLLWRNORM;
-
-short ReadyAtOnce(int fd) {
-  pollfd set{fd, static_cast<short>(kAll | POLLPRI), 0};
-  EXPECT_EQ(poll(&set, 1, kForever), 1);
-  return set.revents;
-}
-
-TEST_F(Poll, ADriverWithoutItIsAlwaysReady) {
-  VideoClient client("/dev/video1");
-  client.Start(1024, 640, 2);
-  ASSERT_EQ(tessaline_board_set_poll("uio1", 0), 0);
-  ASSERT_EQ(tessaline_board_set_poll("video1", 0), 0);
-  const Descriptor late("/dev/uio1", O_RDWR);
-  for (const int fd : {client.fd(), device_.Get(), late.Get()}) EXPECT_EQ(ReadyAtOnce(fd), kAll);
-
-  // Its other calls block as ever.
-  std::atomic<bool> blocked{true};
-  std::thread dequeues([&] {
-    EXPECT_TRUE(client.Dequeue().empty());
-    EXPECT_FALSE(blocked);
-  });
-  std::thread reads([&] {
-    std::uint32_t count = 0;
-    EXPECT_EQ(read(device_.Get(), &count, sizeof count), 4);
-    EXPECT_FALSE(blocked);
-  });
-  ReallyWait(milliseconds(50));
-  blocked = false;
-  Interrupt();
-  EXPECT_EQ(client.StreamOff(), 0);
-  dequeues.join();
-  reads.join();
-}
-
-TEST_F(Poll, TheKernelFindsADriverWithoutItReadyToo) {
-  ASSERT_EQ(tessaline_board_set_poll("uio1", 0), 0);
-  const int set = epoll_create1(EPOLL_CLOEXEC);
-  epoll_event event{};
-  event.events = EPOLLIN;
-  ASSERT_EQ(epoll_ctl(set, EPOLL_CTL_ADD, device_.Get(), &event), 0);
-  EXPECT_EQ(epoll_wait(set, &event, 1, 0), 1);
-  Interrupt();
-  TakeInterrupt();
-  EXPECT_EQ(epoll_wait(set, &event, 1, 0), 1);
-  close(set);
-}
-
-TEST_F(Poll, AWaitEndsWithADriverWithoutIt) {
-  std::thread waiting([this] {
-    pollfd set{device_.Get(), POLLIN, 0};
-    EXPECT_EQ(poll(&set, 1, kForever), 1);
-    EXPECT_EQ(set.revents, POLLIN);
-  });
-  ReallyWait(milliseconds(10));
-  ASSERT_EQ(tessaline_board_set_poll("uio1", 0), 0);
-  waiting.join();
-}
-
-TEST_F(Poll, ADriverCanHaveItAgain) {
-  ASSERT_EQ(tessaline_board_set_poll("uio1", 0), 0);
-  EXPECT_EQ(ReadyAtOnce(device_.Get()), kAll);
-  ASSERT_EQ(tessaline_board_set_poll("uio1", 1), 0);
-  pollfd set{device_.Get(), POLLIN, 0};
-  EXPECT_EQ(poll(&set, 1, 20), 0);
-  EXPECT_LT(Delay(Both(), Interrupt, [this] { TakeInterrupt(); }), kAtOnce);
-}
-
-TEST_F(Poll, OnlyDevicesHaveDrivers) {
-  EXPECT_EQ(tessaline_board_set_poll("video7", 0), -1);
-  EXPECT_EQ(tessaline_board_set_poll("i2c-0", 0), 0) << "that one is always ready anyway";
-  tessaline_board_unplug();
-  EXPECT_EQ(tessaline_board_set_poll("uio1", 0), -1);
-}
-
-// The test starts itself anew, with a board from the environment.
-TEST(PollFromTheEnvironment, ADriverCanBeWithoutIt) {
-  if (getenv("TESSALINE_BOARD_FAULTS") != nullptr) {
-    const Descriptor device("/dev/uio1", O_RDWR);
-    EXPECT_EQ(ReadyAtOnce(device.Get()), kAll);
-    const Descriptor other("/dev/uio0", O_RDWR);
-    pollfd set{other.Get(), POLLIN, 0};
-    EXPECT_EQ(poll(&set, 1, 0), 0);
-    return;
-  }
-  const pid_t child = fork();
-  if (child == 0) {
-    setenv("TESSALINE_BOARD", "K3610", 1);
-    setenv("TESSALINE_BOARD_FAULTS", "nopoll uio1", 1);
-    execl("/proc/self/exe", "child", "--gtest_filter=PollFromTheEnvironment.*", nullptr);
-    _exit(127);
-  }
-  int status = -1;
-  ASSERT_EQ(waitpid(child, &status, 0), child);
-  EXPECT_EQ(status, 0);
 }
 
 // --- Fork --------------------------------------------------------------------------------------

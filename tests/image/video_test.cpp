@@ -1,7 +1,4 @@
-// The plain capture functions on the virtual board: steps, frames, texts, and the
-// failures that end the process.
-#include "tessaline/video.h"
-
+// The plain capture functions on the virtual board: steps, frames and texts.
 #include <errno.h>
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -17,50 +14,17 @@
 #include <string>
 #include <vector>
 
-#include "support/BoardFixture.h"
-#include "support/FrameSource.h"
+#include "PlainCapture.h"
 #include "support/Waiting.h"
-#include "tessaline/log.h"
 
 namespace tessaline_test {
 namespace {
 
 using ::testing::Each;
 using ::testing::ElementsAre;
-using ::testing::ExitedWithCode;
 using ::testing::IsEmpty;
-using ::testing::MatchesRegex;
 using ::testing::internal::CaptureStderr;
 using ::testing::internal::GetCapturedStderr;
-
-constexpr const char* kDevice = "/dev/video0";
-constexpr const char* kNowhere = "/dev/no-such-video";
-constexpr unsigned kWidth = FrameSource::kWidth;
-constexpr unsigned kHeight = FrameSource::kHeight + 1;  // a line for the header
-constexpr unsigned kTag = 0xCAFE;
-constexpr std::size_t kPage = 4096;
-
-class PlainCapture : public BoardFixture {
- protected:
-  PlainCapture() : BoardFixture("K3610") { log_set_quiet(true); }
-
-  static tessaline_video_channel* Channel(unsigned count = 4, unsigned width = kWidth,
-                                          unsigned height = kHeight) {
-    return create_video_channel(kDevice, 1, width, height, 2, kTag, count);
-  }
-
-  // What a failed call told on the standard error stream.
-  template <typename Call>
-  static std::string Told(Call call) {
-    CaptureStderr();
-    call();
-    return GetCapturedStderr();
-  }
-
-  static void Fail(const char* operation, int error, unsigned skip = 0) {
-    tessaline_board_fault("video0", operation, skip, 1, error);
-  }
-};
 
 bool IsMapped(const void* address, std::size_t bytes) {
   auto* page = static_cast<std::uint8_t*>(const_cast<void*>(address));
@@ -441,69 +405,6 @@ INSTANTIATE_TEST_SUITE_P(
                  }},
         NullCall{"close_video_channel",
                  [](tessaline_video_channel*) { EXPECT_EQ(close_video_channel(nullptr), -1); }}));
-
-// --- Failures that end the process -------------------------------------------------------
-
-struct End {
-  const char* name;
-  const char* operation;  // that fails, or nullptr
-  unsigned skip;
-  void (*call)();
-  int status;
-  const char* told;     // standard error stream, a regular expression
-  const char* printed;  // standard output, a regular expression
-};
-
-void PrintTo(const End& row, std::ostream* out) { *out << row.name; }
-
-void Create() { create_video_channel(kDevice, 0, 64, 64, 0, kTag, 2); }
-
-tessaline_video_channel* volatile kept = nullptr;  // reachable to the end of the process
-
-void CreateAndSwitch(int (*switch_stream)(tessaline_video_channel*)) {
-  kept = create_video_channel(kDevice, 0, 64, 64, 0, kTag, 2);
-  switch_stream(kept);
-}
-
-class PlainEnd : public PlainCapture, public ::testing::WithParamInterface<End> {};
-
-TEST_P(PlainEnd, TellsTheReasonAndTheStatus) {
-  const End& row = GetParam();
-  if (row.operation != nullptr) Fail(row.operation, EIO, row.skip);
-  EXPECT_EXIT(row.call(), ExitedWithCode(row.status), row.told);
-  EXPECT_THAT(Printed(), MatchesRegex(row.printed));
-}
-
-#define AT_VIDEO_CPP "image/video\\.cpp\\([1-9][0-9]*\\) "
-
-INSTANTIATE_TEST_SUITE_P(
-    SetUps, PlainEnd,
-    ::testing::Values(
-        End{"NoSuchDevice", nullptr, 0,
-            [] { create_video_channel(kNowhere, 0, 64, 64, 0, kTag, 2); }, 255,
-            "^v4l2_open: No such file or directory\n$",
-            "v4l2_open failed: No such file or directory\n" AT_VIDEO_CPP},
-        End{"NullDevice", nullptr, 0, [] { create_video_channel(nullptr, 0, 64, 64, 0, kTag, 2); },
-            255, "^v4l2_open: Bad address\n$", "v4l2_open failed: Bad address\n" AT_VIDEO_CPP},
-        End{"NoAnswer", "VIDIOC_QUERYCAP", 0, Create, 255,
-            "^Setting Pixel Format: Input/output error\nv4l2_open: Input/output error\n$",
-            AT_VIDEO_CPP},
-        End{"NoFormat", "VIDIOC_S_FMT", 0, Create, 255, "^v4l2_setfmt: Input/output error\n$",
-            "VIDIOC_S_FMT failed: Input/output error \\(5\\)\n" AT_VIDEO_CPP},
-        End{"NoBuffers", "VIDIOC_REQBUFS", 0, Create, 1,
-            "^Requesting Buffer: Input/output error\n$", ""},
-        End{"BufferUnknown", "VIDIOC_QUERYBUF", 1, Create, 1,
-            "^Querying Buffer: Input/output error\n$", ""},
-        End{"BufferNotMapped", "mmap", 1, Create, 1, "^mmap: Input/output error\n$", ""},
-        End{"BufferNotQueued", "VIDIOC_QBUF", 1, Create, 1, "^Queue Buffer: Input/output error\n$",
-            ""},
-        End{"NoStart", "VIDIOC_STREAMON", 0, [] { CreateAndSwitch(video_start_capture); }, 255,
-            "^v4l2_streamon: Input/output error\n$",
-            "VIDIOC_STREAMON failed: Input/output error \\(5\\)" AT_VIDEO_CPP},
-        End{"NoStop", "VIDIOC_STREAMOFF", 0, [] { CreateAndSwitch(video_stop_capture); }, 255,
-            "^v4l2_streamoff: Input/output error\n$",
-            "VIDIOC_STREAMOFF failed: Input/output error \\(5\\)" AT_VIDEO_CPP}),
-    [](const auto& test) { return test.param.name; });
 
 }  // namespace
 }  // namespace tessaline_test
