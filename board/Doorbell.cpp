@@ -20,10 +20,7 @@ void Doorbell::Ring() {
 
 bool Doorbell::Wait(std::uint32_t seen, std::int64_t timeout_ns) {
   if (Count() != seen) return true;
-  if (timeout_ns < 0) {
-    WaitForChange(&count_, seen, nullptr);
-    return true;
-  }
+  if (timeout_ns < 0) return WaitForChange(&count_, seen, nullptr) != -EINTR || Count() != seen;
   const timespec timeout = ToTimespec(timeout_ns);
   return WaitForChange(&count_, seen, &timeout) != -ETIMEDOUT || Count() != seen;
 }

@@ -16,8 +16,9 @@ class Doorbell {
   std::uint32_t Count() const { return count_.load(std::memory_order_acquire); }
   void Ring();
 
-  // Waits until the count is no longer `seen`, or until the timeout (nanoseconds;
-  // negative: none). Returns false on timeout. The thread may end in here, see Caller.h.
+  // Waits until the count is no longer `seen`, or until the timeout (nanoseconds; negative:
+  // none). Returns false on timeout and, without a timeout, when a signal handler ran that was
+  // installed without SA_RESTART. The thread may end in here, see Caller.h.
   bool Wait(std::uint32_t seen, std::int64_t timeout_ns = -1);
 
  private:

@@ -295,7 +295,7 @@ class Device {
             "a frame in hand is left alone");
   }
 
-  // The last frame is in nobody's hands, be it that the driver does not take it back.
+  // The last frame is in nobody's hands, even if the driver refuses it back.
   void LetGo() {
     in_hand_ = false;
     if (std::exchange(clearing_, false)) RequireCleared();

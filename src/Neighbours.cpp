@@ -79,6 +79,10 @@ void FitImageFormat(const char* who, unsigned int width, unsigned int height) {
   if (const auto video = ImageThread(who)) video->SetV4l2Fmt(width, height);
 }
 
+void OtherDriver(const char* who) {
+  LogError()("%s: the image sensor has another driver", who);
+}
+
 bool OnFpga(const char* who, const std::function<void(FpgaLogic&)>& use) {
   const auto fpga = Fpga(who);
   if (fpga) use(*fpga);

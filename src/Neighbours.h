@@ -55,11 +55,19 @@ void FitImageFormat(const char* who, unsigned int width, unsigned int height);
 // Does something to the FPGA; false when there is none.
 bool OnFpga(const char* who, const std::function<void(FpgaLogic&)>& use);
 
-// Does something to the image sensor through its own driver; false when there is none.
+// Logs that the image sensor has another driver than `who` needs.
+void OtherDriver(const char* who);
+
+// Calls use(driver) with the image sensor's own driver; false when there is none.
 template <typename Driver, typename Use>
 bool OnSensor(const char* who, Use use) {
-  const auto sensor = std::dynamic_pointer_cast<Driver>(Sensor(who));
-  if (sensor) use(*sensor);
+  const auto any = Sensor(who);
+  const auto sensor = std::dynamic_pointer_cast<Driver>(any);
+  if (sensor) {
+    use(*sensor);
+  } else if (any) {
+    OtherDriver(who);
+  }
   return sensor != nullptr;
 }
 

@@ -1,11 +1,11 @@
 #include <limits>
 
 #include "Devices/fpga/FpgaLogic.h"
-#include "Neighbours.h"
 #include "Runnable/CaptureStatistics.h"
 #include "Runnable/CaptureStripStream.h"
 #include "Runnable/CaptureVideoStream.h"
 #include "SeriesLogic/SeriesLogic.h"
+#include "SeriesLogic/SeriesLogicFactory.h"
 #include "SeriesLogic/StripParseProtocol.h"
 #include "VeltranoApiCall.h"
 #include "tessaline/strip.h"
@@ -14,6 +14,9 @@ namespace {
 
 using namespace VeltranoSDK;       // NOLINT(google-build-using-namespace): this file is its C face
 using namespace VeltranoSDK::api;  // NOLINT(google-build-using-namespace)
+
+// An FPGA exists only where a series was selected, so whoever has the one finds the other.
+SeriesLogic& Series() { return *SeriesLogicFactory::GetSeriesLogicInstance(); }
 
 // Single precision, cut to a whole number.
 unsigned int Scale(unsigned int value, float coefficient) {
@@ -36,8 +39,8 @@ int SetCollectMode(unsigned int mode) {
       runnables->strip_->statistics().ExpectOtherIds();
     }
     if (!fpga.SetCollectMode(static_cast<CollectMode>(mode))) return false;
-    neighbour::Series(__func__)->Notify(kCollectModeChanged);
-    if (mode == kCollectImage) neighbour::Series(__func__)->Notify(kExposureConfigured);
+    Series().Notify(kCollectModeChanged);
+    if (mode == kCollectImage) Series().Notify(kExposureConfigured);
     return true;
   });
 }
@@ -49,7 +52,7 @@ unsigned int GetCollectMode(void) {
 int SetStripDataMode(unsigned int mode) {
   return Call<int>(__func__, kFpga, [mode](FpgaLogic& fpga) {
     if (!fpga.SetStripDataMode(static_cast<StripSelectMode>(mode))) return false;
-    neighbour::Series(__func__)->Notify(kStripDataModeChanged);
+    Series().Notify(kStripDataModeChanged);
     return true;
   });
 }
@@ -68,8 +71,7 @@ int SetStripWriteMemMode(unsigned int strategy) {
 
 int SetRisThresholdValue(unsigned int threshold) {
   return Call<int>(__func__, kFpga, [threshold](FpgaLogic& fpga) {
-    return fpga.SetRisThresholdValue(
-        Scale(threshold, neighbour::Series(__func__)->GetRisingEdgeThresholdCoeff()));
+    return fpga.SetRisThresholdValue(Scale(threshold, Series().GetRisingEdgeThresholdCoeff()));
   });
 }
 
@@ -119,14 +121,14 @@ int SetSampleLightLineParam(int32_t start_x, int32_t step_x, int32_t count_x, in
 void SetBrFlag(unsigned int flag) {
   Call<void>(__func__, kFpga, [flag](FpgaLogic& fpga) {
     fpga.SetBrFlag(flag);
-    neighbour::Series(__func__)->strip_parse_protocol()->SetBrFlag(flag);
+    Series().strip_parse_protocol()->SetBrFlag(flag);
   });
 }
 
 void SetContinuousFlag(unsigned int flag) {
   Call<void>(__func__, kFpga, [flag](FpgaLogic& fpga) {
     fpga.SetContinuousFlag(flag);
-    neighbour::Series(__func__)->strip_parse_protocol()->SetCFlag(flag);
+    Series().strip_parse_protocol()->SetCFlag(flag);
   });
 }
 

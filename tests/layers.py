@@ -41,14 +41,17 @@ def layer(path):
     return max(fits)[1]
 
 
-src = pathlib.Path(sys.argv[1])
+src = pathlib.Path(sys.argv[1]).resolve()
 climbs, seen = [], set()
 files = sorted(path for path in src.rglob("*") if path.suffix in (".h", ".cpp"))
 for file in files:
     path = file.relative_to(src).as_posix()
-    for include in re.findall(r'#include "([^"]+)"', file.read_text()):
-        if not (src / include).exists():
-            continue  # a public header, or a table that an integrator may replace
+    for include in re.findall(r'#include ["<]([^">]+)[">]', file.read_text()):
+        beside = (file.parent / include).resolve()
+        if beside.is_file():
+            include = beside.relative_to(src).as_posix()
+        elif not (src / include).is_file():
+            continue  # of the system, public, or a table that an integrator may replace
         if (path, include) in ALLOWED:
             seen.add((path, include))
         elif layer(include) > layer(path):

@@ -66,7 +66,7 @@ std::vector<Step> Acquisition::Settings(const Model& model, bool images) const {
     add(fmt::format("SetROI1({}, {}, {}, {})", region_[0], region_[1], region_[2], region_[3]),
         [&region = region_] { return SetROI1(region[0], region[1], region[2], region[3]) == 0; });
   } else {
-    add("SetROI1(whole sensor)", ReadWholeSensor);
+    add("SetROI1(whole sensor), if needed", ReadWholeSensor);
   }
   add("SetExposureNum(1)", [] { return SetExposureNum(1) == 0; });
   add(fmt::format("SetExposureTime(1, {})", exposure_),
@@ -84,9 +84,16 @@ std::vector<Step> Acquisition::Settings(const Model& model, bool images) const {
   set("SetTriMode", SetTriMode, TriggerMode(trigger_));
   set("SetTriSpacing", SetTriSpacing, Spacing(model));
   set("SetCollectMode", SetCollectMode, images ? 1 : 0);
-  add("ResetFrameID()", [] { return ResetFrameID() == 0; });
-  add("ResetCallbackLostNum()", [] { return ResetCallbackLostNum() == 0; });
-  add("TriggerLostReset()", [] { return TriggerLostReset() == 0; });
+  // Some of these give -1 even when they are done.
+  const auto reset = [&add](std::string_view name, auto function) {
+    add(fmt::format("{}()", name), [function] {
+      function();
+      return true;
+    });
+  };
+  reset("ResetFrameID", ResetFrameID);
+  reset("ResetCallbackLostNum", ResetCallbackLostNum);
+  reset("TriggerLostReset", TriggerLostReset);
   return steps;
 }
 

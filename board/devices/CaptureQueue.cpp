@@ -281,7 +281,8 @@ void CaptureQueue::SetPoll(bool implemented) {
 
 short CaptureQueue::Ready(PollSign& sign) {
   const std::lock_guard lock(mutex_);
-  if (unplugged_ || !streaming_) return signs_.Watch(sign, POLLERR);
+  if (unplugged_) return signs_.Watch(sign, POLLERR | POLLHUP);
+  if (!streaming_) return signs_.Watch(sign, POLLERR);
   return signs_.Watch(sign, done_.empty() ? 0 : POLLIN | POLLRDNORM);
 }
 

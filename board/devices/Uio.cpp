@@ -99,7 +99,7 @@ class Uio::Interrupt {
       if (gone_) return -ENODEV;
       if (Count() != last) return 0;
       if (nonblocking) return -EAGAIN;
-      bell_.Wait(rings);
+      if (!bell_.Wait(rings)) return -EINTR;
     }
   }
 

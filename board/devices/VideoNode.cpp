@@ -68,7 +68,9 @@ class VideoFile : public OpenFile {
 
   short Ready(short events) override {
     const short now = queue_->Ready(sign_);
-    return static_cast<short>(now & (events | POLLERR));
+    // The kernel's queue looks at nothing for those who do not ask for frames.
+    if ((events & (POLLIN | POLLRDNORM)) == 0 && (now & POLLHUP) == 0) return 0;
+    return static_cast<short>(now & (events | POLLERR | POLLHUP));
   }
 
   PollSign* Sign() override { return &sign_; }
@@ -140,7 +142,9 @@ class VideoFile : public OpenFile {
       const std::uint32_t seen = queue_->Filled().Count();
       result = queue_->Dequeue(buffer, this);
       if (result != -EAGAIN || Nonblocking()) break;
-      queue_->Filled().Wait(seen);
+      if (queue_->Filled().Wait(seen)) continue;
+      result = -EINTR;
+      break;
     }
     RecordAs(name_, [&] {
       return result != 0 ? "VIDIOC_DQBUF" + Outcome(result)

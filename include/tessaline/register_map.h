@@ -126,7 +126,8 @@ struct Field {
   Register reg;   /**< the register it is a part of */
   unsigned shift; /**< its lowest bit */
   unsigned width; /**< number of bits */
-  Name name;      /**< in lower case, unique in its register */
+  Name name; /**< in lower case, unique in its register but for SENSOR_TIMING, which has two layouts
+              */
 
   /** Ones at the field's width, shifted down to bit 0. */
   constexpr std::uint32_t LowMask() const { return width >= 32 ? 0xFFFFFFFFu : (1u << width) - 1u; }
@@ -320,7 +321,6 @@ struct FieldList {
   Field ext_tri_polarity{kReg.POLARITY, 3, 1, "external_trigger"};
   Field out1_polarity{kReg.POLARITY, 4, 1, "output1"};
   Field out2_polarity{kReg.POLARITY, 5, 1, "output2"};
-  Field all_polarities{kReg.POLARITY, 0, 6, "all"};
   Field trigger_mode{kReg.TRIGGER_CTRL, 0, 2, "mode"};
   Field door_control{kReg.TRIGGER_CTRL, 2, 1, "door_control"};
   Field software_trigger{kReg.TRIGGER_CTRL, 3, 1, "software_trigger"};
@@ -387,7 +387,7 @@ constexpr auto MakeAllRegisters() {
 /** Every register, in no particular order. */
 inline constexpr auto kAllRegisters = detail::MakeAllRegisters();
 
-/** Every field of kField. SENSOR_TIMING appears in both of its layouts. */
+/** Every field of kField: no two overlap, except the two layouts of SENSOR_TIMING. */
 inline constexpr auto kAllFields = detail::AsArray<Field>(kField);
 
 /** The register at a place, or null when software knows none there. */

@@ -197,7 +197,7 @@ INSTANTIATE_TEST_SUITE_P(Series, AdditionsOf,
 
 // --- Notifications -------------------------------------------------------------------------
 
-TEST_P(AdditionsOf, EveryNotificationAreTheCallsOfTheTable) {
+TEST_P(AdditionsOf, EveryNotificationMakesTheCallsOfTheTable) {
   for (const Situation& situation : kSituations) {
     for (int n = kCollectModeChanged; n <= kStripDataModeChanged; ++n) {
       SCOPED_TRACE(::testing::Message() << "notification " << n << ", " << situation);

@@ -1,4 +1,4 @@
-// The frame generator, seen by a plain capture program that programs the FPGA and
+// The frame engine, seen by a plain capture program that programs the FPGA and
 // the sensor itself.
 
 #include <gmock/gmock.h>

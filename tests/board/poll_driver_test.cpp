@@ -29,7 +29,7 @@ TEST_F(PollDriver, ADriverWithoutItIsAlwaysReady) {
   const Descriptor late("/dev/uio1", O_RDWR);
   for (const int fd : {client.fd(), device_.Get(), late.Get()}) EXPECT_EQ(ReadyAtOnce(fd), kAll);
 
-  // Its other calls block as ever.
+  // Its other calls still block.
   std::atomic<bool> blocked{true};
   std::thread dequeues([&] {
     EXPECT_TRUE(client.Dequeue().empty());

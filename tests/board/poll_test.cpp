@@ -138,6 +138,8 @@ TEST_F(Poll, TheEndOfTheStreamEndsIt) {
   ReallyWait(milliseconds(10));
   EXPECT_EQ(client.StreamOff(), 0);
   waiting.join();
+  pollfd for_nothing{client.fd(), 0, 0};
+  EXPECT_EQ(poll(&for_nothing, 1, 0), 0);
 }
 
 // --- Signals and cancellation --------------------------------------------------------------
@@ -188,6 +190,35 @@ TEST_F(Poll, AHandledSignalEndsItWithEintr) {
       EXPECT_GE(handled, 1);
     });
   }
+}
+
+TEST_F(Poll, AHandledSignalEndsBlockedCallsUnlessTheyRestart) {
+  VideoClient client("/dev/video1");
+  client.Start(1024, 640, 2);
+  const auto read_interrupt = [this] {
+    std::uint32_t count = 0;
+    return read(device_.Get(), &count, sizeof count) == sizeof count;
+  };
+  const auto dequeue = [&client] { return !client.Dequeue().empty(); };
+  Handle(SIGUSR1, OnSignal, 0);
+  WhileItPolls([&] {
+    EXPECT_FALSE(read_interrupt());
+    EXPECT_EQ(errno, EINTR);
+  });
+  WhileItPolls([&] {
+    EXPECT_FALSE(dequeue());
+    EXPECT_EQ(errno, EINTR);
+  });
+  Handle(SIGUSR1, OnSignal, SA_RESTART);
+  WhileItPolls([&] {
+    std::thread event([] {
+      ReallyWait(milliseconds(60));
+      Interrupt();
+    });
+    EXPECT_TRUE(read_interrupt());
+    EXPECT_GE(handled, 2);
+    event.join();
+  });
 }
 
 TEST_F(Poll, ASignalThatWasHeldBackEndsPpollWithEintr) {

@@ -263,7 +263,7 @@ Judgement Judge(const std::string& model, const Call& call, int error, const Out
                               outcome.results.empty() ? "the start" : outcome.results.back()));
   }
   const Rule* const rule = RuleFor(model, call, error);
-  if (rule == nullptr) return Defect("nobody has said what must become of it");
+  if (rule == nullptr) return Defect("no rule covers this call");
   const std::string disturbed = DisturbedBefore(call, reference, outcome);
   if (!disturbed.empty()) return Defect("before the call: \"" + disturbed + "\"");
   const std::string missing = Missing(*rule, call, error, reference, outcome);

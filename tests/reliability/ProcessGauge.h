@@ -12,9 +12,9 @@ class ProcessGauge {
   void Start();
   void Sample();
 
-  // Of threads there were never more than at the start, of descriptors no more in the end
-  // and so many more in between, and the memory has never grown by more than so much; one
-  // text for each that has.
+  // Checks that there were never more threads than at the start, no more descriptors at the end
+  // and at most `most_descriptors_more` in between, and that the memory never grew by more than
+  // `most_kib_more`. One line for each that fails.
   std::vector<std::string> Complaints(long most_kib_more, long most_descriptors_more) const;
   void Print() const;
 

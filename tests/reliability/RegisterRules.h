@@ -18,7 +18,7 @@ inline constexpr std::string_view kPipelineSetters =
 constexpr Rule Unmapped(std::string_view access = {}) { return On("fpga", "mmap").For(access); }
 
 inline constexpr std::array kRegisterRules{
-    // Writes that are told, whoever makes them
+    // Writes whose failure is printed, whoever makes them
     Unmapped("write REBUILD_BLOCK_1 STRIP_IMAGE_WIDTH")
         .Tells("SetImageSize fpga_write_addr STRIP_IMAGE_WIDTH error\n")
         .Returns(kSame),
@@ -80,7 +80,7 @@ inline constexpr std::array kRegisterRules{
         .Tells("SetCollectMode error\n")
         .Returns(kSame),
 
-    // Writes that show in the result alone
+    // Writes whose failure shows only in the result
     Unmapped("write").During(kPipelineSetters).Returns("-1"),
     Unmapped("write").During("SetExposureNum|SetStripDataMode").Returns("-1"),
     Unmapped().During("fpga_write_addr|fpga_read_addr").Returns(kAllOnes),

@@ -6,7 +6,7 @@
 
 namespace reliability {
 
-// What must become of a failed call.
+// Expected outcome of a failed call.
 enum class Effect {
   kTold,       // the texts and the result, the program goes on
   kRetried,    // the texts; every result is as without the failure
@@ -39,7 +39,7 @@ struct Rule {
   std::string_view why = {};
 
  private:
-  // Stands before its uses for clang 14.
+  // Defined before use, because clang 14 requires it.
   template <typename Value>
   constexpr Rule With(Value Rule::*field, std::type_identity_t<Value> value) const {
     Rule rule = *this;

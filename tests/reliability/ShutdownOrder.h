@@ -5,12 +5,12 @@
 
 namespace tessaline_test {
 
-// What is wrong with the end of an interrupted application, by the board's transcript
-// in JSON lines: one text a complaint, none for a shutdown in order. The order: FPGA, ask
-// images to end, ask strips, release images, release strips, and nothing else on the thread
-// that does it; no register write of another thread behind the first; no call of a handler
-// and no frame behind its thread's end. Of the handlers called before, so many may still be
-// at work.
+// What is wrong with the end of an interrupted application, by the board's transcript in JSON
+// lines: one line per complaint, none for a shutdown in order. The order: stop the FPGA, request
+// the end of the image thread, of the strip thread, release images, release strips, and nothing
+// else on the thread that does it. No other thread writes a register after the first of these;
+// no handler is called and no frame taken after its thread's end. A limited number of the
+// handlers called before may still be running.
 std::vector<std::string> ComplaintsAboutShutdown(const std::string& transcript_path,
                                                  int handlers_at_work);
 

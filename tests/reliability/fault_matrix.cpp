@@ -208,17 +208,18 @@ int main(int argc, char** argv) {
   Options options;
   // Many of the processes only wait for a lock that is never free again.
   options.jobs = 4 * std::max(1U, std::thread::hardware_concurrency());
-  CLI::App app("Fails every call into the virtual board in turn.", "fault_matrix");
-  app.add_option("models", options.models, "model codes; without any, all ten series");
-  app.add_option("--every", options.every, "only every so many-th case")
+  CLI::App app("Makes every call into the virtual board fail in turn.", "fault_matrix");
+  app.add_option("models", options.models, "model codes; default: all ten products");
+  app.add_option("--every", options.every, "run only every Nth case")
       ->check(CLI::PositiveNumber)
       ->capture_default_str();
   app.add_option("--jobs", options.jobs, "processes at a time")
       ->check(CLI::PositiveNumber)
       ->capture_default_str();
-  app.add_option("--only", options.only, "only devices whose names begin so: fpga, i2c, ...");
+  app.add_option("--only", options.only,
+                 "only devices whose names start with this: fpga, i2c, ...");
   app.add_option("--in", options.during,
-                 "only calls in functions whose names begin so: SetROI1, ..., and SIGINT");
+                 "only calls in functions whose names start with this: SetROI1, ..., and SIGINT");
   app.add_flag("--all-errors", options.all_errors, "each call with each error it can have");
   app.add_flag("--verbose", options.verbose, "a line per case, not only for defects");
   CLI11_PARSE(app, argc, argv);

@@ -141,15 +141,15 @@ int main(int argc, char** argv) {
   }
   CLI::App app("Interrupts applications at random moments.", "sigint_storm");
   Options options;
-  app.add_option("runs", options.runs, "how many")->capture_default_str();
-  app.add_option("--seed", options.seed, "of the random moments (printed)");
+  app.add_option("runs", options.runs, "number of runs")->capture_default_str();
+  app.add_option("--seed", options.seed, "seed for the random moments (printed)");
   app.add_option("--within", options.within_ms, "latest moment, ms")->capture_default_str();
   app.add_option("--most", options.most_seconds, "longest time to the end, s")
       ->capture_default_str();
   app.add_option("--application", options.application, "the program to interrupt")->required();
-  app.add_option("--activity", options.activities, "only these")
+  app.add_option("--activity", options.activities, "only these activities")
       ->check(CLI::IsMember(AllActivities()));
-  app.add_option("--model", options.models, "only these");
+  app.add_option("--model", options.models, "only these models");
   CLI11_PARSE(app, argc, argv);
   std::printf("%u runs, seed %llu\n", options.runs, static_cast<unsigned long long>(options.seed));
   std::fflush(stdout);

@@ -69,8 +69,8 @@ bool StartUp(const std::string& model) {
 int main(int argc, char** argv) {
   CLI::App app("Takes strips and images for a long time.", "soak");
   SoakPlan plan{"K3610", 10'000'000, 100'000};
-  app.add_option("--strips", plan.strips, "at least")->capture_default_str();
-  app.add_option("--images", plan.images, "at least")->capture_default_str();
+  app.add_option("--strips", plan.strips, "minimum number of strips")->capture_default_str();
+  app.add_option("--images", plan.images, "minimum number of images")->capture_default_str();
   // Products whose strips have eight bytes a point, and that try nothing out at start-up.
   app.add_option("--model", plan.model, "product")
       ->check(CLI::IsMember({"K3610", "K3920", "K4010"}))

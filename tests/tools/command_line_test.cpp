@@ -170,7 +170,7 @@ TEST(DryRunOfACapture, ListsTheCallsInTheirOrder) {
           .Json()["calls"]
           .get<std::vector<std::string>>();
   EXPECT_THAT(calls, ElementsAre("RegisterHardwareInit()", "SetGlobalControl(0)",
-                                 "SetROI1(whole sensor)", "SetExposureNum(1)",
+                                 "SetROI1(whole sensor), if needed", "SetExposureNum(1)",
                                  "SetExposureTime(1, 150)", "SetLaserPower(50)", "SetTriMode(0)",
                                  "SetTriSpacing(4000)", "SetCollectMode(0)", "ResetFrameID()",
                                  "ResetCallbackLostNum()", "TriggerLostReset()", "OpenLaser()",

@@ -59,7 +59,7 @@ class ExposureCommand : public Command {
     const Registers registers(session.model());
     const unsigned count = fpga::kField.exposure_count.Of(registers.Read(fpga::kReg.EXPOSURE_NUM));
     Json json{{"exposures", count}, {"steps", Json::array()}};
-    session.Print("exposures a cycle  {}\n", count);
+    session.Print("exposures per cycle  {}\n", count);
     for (unsigned i = 0; i < kTimes.size(); ++i) {
       const std::uint32_t steps = registers.Read(kTimes[i]);
       session.Print("exposure {}         {} steps{}\n", i + 1, steps,

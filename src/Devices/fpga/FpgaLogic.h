@@ -2,9 +2,7 @@
 
 #include <array>
 #include <cstdint>
-#include <map>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <utility>
 
@@ -281,11 +279,10 @@ class FpgaLogic {
   std::shared_ptr<CmosSensor> Sensor() const;
 
   Relaxed<CollectMode> collect_mode_{kCollectImage};
-  std::map<unsigned int, unsigned int> exposure_times_;  // by ExposureIndex
+  std::array<Relaxed<unsigned int>, kMaxExposures> exposure_times_;  // by ExposureIndex
   std::array<unsigned int, fpga::kBlockCount> block_bases_{};
   Relaxed<bool> brightness_flag_{false};
   Relaxed<bool> continuous_flag_{false};
-  mutable std::mutex exposure_times_mutex_;
 };
 
 }  // namespace VeltranoSDK

@@ -12,11 +12,9 @@ namespace VeltranoSDK {
 namespace {
 
 // Indexed by ExposureIndex.
-constexpr std::array kExposureTimes{fpga::kReg.EXP_TIME_1, fpga::kReg.EXP_TIME_2,
-                                    fpga::kReg.EXP_TIME_3, fpga::kReg.EXP_TIME_4,
-                                    fpga::kReg.EXP_TIME_5};
-
-constexpr unsigned int kMaxExposures = kExposureTimes.size();
+constexpr std::array<fpga::Register, kMaxExposures> kExposureTimes{
+    fpga::kReg.EXP_TIME_1, fpga::kReg.EXP_TIME_2, fpga::kReg.EXP_TIME_3, fpga::kReg.EXP_TIME_4,
+    fpga::kReg.EXP_TIME_5};
 
 constexpr unsigned int kLaserLineExposureDelta = 1;
 
@@ -40,10 +38,7 @@ bool FpgaLogic::SetExpTime(ExposureIndex index, unsigned int time, float unit) {
     LogError()("SetExpTime: there is no exposure slot %u, slots are 0 to 4", unsigned{index});
     return false;
   }
-  {
-    const std::lock_guard lock(exposure_times_mutex_);
-    exposure_times_[index] = time;
-  }
+  exposure_times_[index] = time;
   Write(kExposureTimes[index], ToUnsigned(std::ceil(static_cast<float>(time) / unit)));
   return true;
 }
@@ -54,9 +49,7 @@ unsigned int FpgaLogic::GetExpTime(ExposureIndex index) const {
 }
 
 unsigned int FpgaLogic::StoredExposureTime(ExposureIndex index) const {
-  const std::lock_guard lock(exposure_times_mutex_);
-  const auto found = exposure_times_.find(index);
-  return found == exposure_times_.end() ? 0 : found->second;
+  return index < exposure_times_.size() ? exposure_times_[index].Get() : 0;
 }
 
 bool FpgaLogic::SetExpDelay() {

@@ -34,6 +34,9 @@ bool IsOutput(DigitalOutputChannel channel, const char* refusal) {
 
 constexpr unsigned int kNoOutput = ~0u;
 
+// The six fields of the register, read as one number.
+constexpr fpga::Field kAllPolarities{fpga::kReg.POLARITY, 0, 6, "all"};
+
 }  // namespace
 
 bool FpgaLogic::UpdateOutput(DigitalOutputChannel channel, OutputField field, unsigned int value,
@@ -250,7 +253,7 @@ bool FpgaLogic::SetExtTriPolarity(unsigned int polarity) {
 
 unsigned int FpgaLogic::GetPolarity() const {
   Trace(__func__);
-  return Read(fpga::kField.all_polarities);
+  return Read(kAllPolarities);
 }
 
 }  // namespace VeltranoSDK

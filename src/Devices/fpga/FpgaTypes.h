@@ -50,6 +50,7 @@ enum CameraSensorMode : unsigned int {};
 
 // Exposure slots; slot i is programmed into EXP_TIME_<i + 1>.
 enum ExposureIndex : unsigned int { kExposure1, kExposure2, kExposure3, kExposure4, kExposure5 };
+inline constexpr std::size_t kMaxExposures = 5;
 
 // The two data paths: extracted laser lines, or the camera's images.
 enum CollectMode : unsigned int { kCollectLaserLine, kCollectImage };
