@@ -13,8 +13,8 @@ class SingletonLockFailed : public std::system_error {
   using std::system_error::system_error;
 };
 
-// The one instance of T: made on first use, never destroyed, so that threads
-// which outlive main() never see it go.
+// The only instance of T: made on first use and never destroyed, so that threads that outlive
+// main() can still use it.
 template <typename T>
 class SingletonHolder {
  public:
