@@ -5,12 +5,11 @@
 
 namespace tessaline_test {
 
-// What is wrong with the end of an interrupted application, by the board's transcript
-// in JSON lines: one text a complaint, none for a shutdown in order. The order: FPGA, ask
-// images to end, ask strips, release images, release strips, and nothing else on the thread
-// that does it; no register write of another thread behind the first; no call of a handler
-// and no frame behind its thread's end. Of the handlers called before, so many may still be
-// at work.
+// Checks the end of an interrupted application by the board's transcript in JSON lines, and returns
+// one text per complaint. The right order is: stop the FPGA, ask images to end, ask strips to end,
+// release images, release strips, and nothing else on the thread that does it. After the first of
+// these no other thread writes a register, and after the end of a capture thread there is no
+// handler call and no frame. `handlers_at_work` handlers called earlier may still be running.
 std::vector<std::string> ComplaintsAboutShutdown(const std::string& transcript_path,
                                                  int handlers_at_work);
 
