@@ -7,7 +7,7 @@
 
 namespace VeltranoSDK::Foundation {
 
-// A holder's lock could not be taken: one of the two exceptions that leave the library.
+// Thrown when a holder's lock cannot be taken: one of the two exceptions that leave the library.
 class SingletonLockFailed : public std::system_error {
  public:
   using std::system_error::system_error;

@@ -30,7 +30,7 @@ class CaptureStream : public Utility::Runnable {
   void SetTimeStampHold(bool hold);
   bool TimeStampHold() const { return time_stamp_hold_; }
 
-  // What became of the buffers.
+  // Counts what became of the buffers.
   CaptureStatistics& statistics() { return statistics_; }
 
  protected:

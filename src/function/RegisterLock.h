@@ -29,7 +29,7 @@ class RegisterLock {
   unsigned int Reach(unsigned int block_base, unsigned int index, Access access);
   bool Acquire();
 
-  std::optional<SignalsBlocked> no_handler_here_;  // before held_, which Acquire makes
+  std::optional<SignalsBlocked> no_handler_here_;  // before held_, whose initialiser uses it
   bool held_;
 };
 

@@ -43,7 +43,7 @@ class LineUnderWay {
   LineUnderWay& operator=(const LineUnderWay&) = delete;
 };
 
-// Two time formats, one printer: "<time> <level padded to 5> <file>:<line>: ".
+// Prints a line that starts with "<time> <level padded to 5> <file>:<line>: ".
 template <std::size_t kTimeSize>
 void WriteLine(FILE* out, const char* time_format, log_Event* ev) {
   std::array<char, kTimeSize> time_text;

@@ -28,7 +28,7 @@ struct Rule {
   std::string_view models = {};  // first characters
   std::string_view during = {};  // the exported function
   std::string_view access = {};  // purpose of the call, first characters: see Call
-  unsigned most = ~0U;           // only the first so many of such calls in the step
+  unsigned most = ~0U;           // only this many of such calls in the step, the first
   bool cut_short = false;        // for calls cut short; others match both
   Effect effect = Effect::kTold;
   // Each must be printed. {} is the text of the errno (EIO for a call cut short); {register},

@@ -77,7 +77,7 @@ class V4l2Base {
   virtual void ReleaseMemory() = 0;
   virtual void ClearMemory() = 0;
 
-  // Around DqBuf() and QBuf() without an index.
+  // Called by DqBuf() and QBuf() without an index.
   virtual void AfterDequeue(unsigned int index, std::size_t size);
   virtual void BeforeQueue(unsigned int index, std::size_t size);
 

@@ -112,7 +112,7 @@ class FpgaLogic {
   bool SetCamTriPolarity(unsigned int polarity);
   bool SetCamResPolarity(unsigned int polarity);
   bool SetLasTriPolarity(unsigned int polarity);
-  // Takes effect, and returns false.
+  // Takes effect, but returns false.
   bool SetExtTriPolarity(unsigned int polarity);
   unsigned int GetPolarity() const;
   bool DaIrqCtrl(STATE state);
@@ -164,7 +164,7 @@ class FpgaLogic {
   unsigned int GetStripDataMode() const;
   bool ResetFrameID();
   unsigned int GetCallbackLostNum() const;
-  // Takes effect, and returns false.
+  // Takes effect, but returns false.
   bool ResetCallbackLostNum();
   // The flag is always false; the value is 0 when the read failed.
   std::pair<bool, unsigned int> GetStripDelay() const;

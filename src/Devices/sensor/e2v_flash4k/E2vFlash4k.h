@@ -28,7 +28,7 @@ class E2vFlash4k : public CmosSensor {
 
   E2vFlash4k();
 
-  // Only mode 0x00 can be started in: any other is refused once the chip is set up.
+  // The sensor can start only in mode 0x00; any other is refused after the chip is set up.
   bool RegisterInitialize(ReadoutDriveMode mode) override;
   // Three ranges: below 2; 2 and 3; above.
   bool SetGain(unsigned int gain) override;
