@@ -19,12 +19,12 @@ class LaserLed;
 class RangeLed;
 class XSysMonTemperatureOnChip;
 
-// Owner of the board's device objects. Whoever uses one copies its pointer for
-// the length of the use: Init() replaces the members.
+// Owns the board's device objects. Copy the pointer of an object for as long as you use it: Init()
+// replaces the members.
 class DeviceManager {
  public:
-  // Builds every member for the selected series; false, and nothing changed, when
-  // no series is selected yet.
+  // Builds every member for the selected series. Returns false and changes nothing when no series
+  // is selected.
   bool Init();
 
   std::shared_ptr<CmosSensor> cmos_sensor_;

@@ -16,7 +16,7 @@ class FpgaLogic;
 class FpgaRegister;
 class SeriesLogic;
 
-// A board's output lines, by their place in its description.
+// A board's output lines, in the order of its description.
 enum class BoardLine {
   kLaser1 = 1,
   kLaser2,
@@ -26,8 +26,8 @@ enum class BoardLine {
   kLaserLed,
 };
 
-// The one way from an object of the library to the others. Before the start-up that makes
-// them the result is empty, and an ERROR line names `who` asked.
+// How an object of the library finds the others. Before start-up the result is empty and an ERROR
+// line says who asked.
 namespace neighbour {
 
 std::shared_ptr<FpgaLogic> Fpga(const char* who);
@@ -37,10 +37,11 @@ std::shared_ptr<CaptureVideoStream> ImageThread(const char* who);
 std::shared_ptr<CaptureStripStream> StripThread(const char* who);
 std::shared_ptr<SeriesLogic> Series(const char* who);
 
-// Where the selected series' FPGA has its registers.
+// The register regions of the selected series' FPGA.
 std::shared_ptr<FpgaRegister> FpgaRegions(const char* who);
 
-// Device nodes and line numbers of the selected series' board; users of an empty one fail to open.
+// Device nodes and line numbers of the selected series' board. Where one is empty, opening it
+// fails.
 std::string DaChipBus();
 std::string DigitalPotBus();
 std::string SensorBus();
@@ -49,16 +50,16 @@ std::string LineNumber(BoardLine line);
 // As given to GetLibVersion, suffixes included.
 std::string Model();
 
-// Fits the image thread's device to a region that the sensor has taken.
+// Sets the image device's format to the region the sensor accepted.
 void FitImageFormat(const char* who, unsigned int width, unsigned int height);
 
-// Does something to the FPGA; false when there is none.
+// Calls use(fpga); false when there is no FPGA.
 bool OnFpga(const char* who, const std::function<void(FpgaLogic&)>& use);
 
 // Logs that the image sensor has another driver than `who` needs.
 void OtherDriver(const char* who);
 
-// Calls use(driver) with the image sensor's own driver; false when there is none.
+// Calls use(sensor) with the sensor's own driver; false when the sensor is not a `Driver`.
 template <typename Driver, typename Use>
 bool OnSensor(const char* who, Use use) {
   const auto any = Sensor(who);

@@ -7,14 +7,14 @@
 
 namespace VeltranoSDK::Foundation {
 
-// A holder's lock could not be taken: one of the two exceptions that leave the library.
+// Thrown when a holder's lock cannot be taken: one of the two exceptions that leave the library.
 class SingletonLockFailed : public std::system_error {
  public:
   using std::system_error::system_error;
 };
 
-// The one instance of T: made on first use, never destroyed, so that threads
-// which outlive main() never see it go.
+// The only instance of T: made on first use and never destroyed, so that threads that outlive
+// main() can still use it.
 template <typename T>
 class SingletonHolder {
  public:

@@ -25,24 +25,23 @@ namespace VeltranoSDK {
 namespace {
 
 std::atomic<pid_t> owner{0};
-// Given up when the process ends: without a descriptor the FPGA cannot be stopped.
+// Closed at shutdown, so that a descriptor is free for stopping the FPGA.
 std::atomic<int> spare_descriptor{-1};
 std::atomic_flag shutting_down = ATOMIC_FLAG_INIT;
 
-// What the interrupted thread holds, a handler of the application may wait for, and exit()
-// too. All waits for handlers end so early that an ordinary end takes less than the whole
-// time, and then the process is ended without it.
+// Handlers of the application, and exit(), may wait for what the interrupted thread holds. Waits
+// for handlers end early enough for a normal exit; after that the process is ended by force.
 constexpr std::chrono::milliseconds kForHandlers{1300};
 constexpr std::chrono::milliseconds kForEverything{2000};
 
-// A forked child of the application: the device is its parent's.
+// For a forked child of the application: the device belongs to its parent.
 void EndAsAnyProcess() {
   signal(SIGINT, SIG_DFL);
   kill(getpid(), SIGINT);  // delivered when the handler returns
 }
 
-// exit() runs on the interrupted thread. A destructor that joins that very thread throws,
-// which would end the process by SIGABRT.
+// exit() runs on the interrupted thread. A destructor that joins this same thread throws, which
+// would end the process by SIGABRT.
 void EndQuietlyAtAbort() {
   struct sigaction action {};
   if (sigaction(SIGABRT, nullptr, &action) != 0 || action.sa_handler != SIG_DFL) return;
@@ -67,14 +66,13 @@ void SystemSignalHandle(int /*signal*/) {
   const auto strip = RunnableObjectManagerHolder::Instance()->strip_;
   const auto fpga = DeviceManagerHolder::Instance()->fpga_logic_;
 
-  // The FPGA first, so that no further frames are produced. Nothing that can block comes
-  // before it.
+  // The FPGA first, so that no further frames are produced. Nothing before it can block.
   std::optional<LogSilence> silence(std::in_place);
   CloseRegistersToOthers();
   if (fpga != nullptr) fpga->IntSignalOper();
   if (!ThisThreadIsLogging()) silence.reset();
 
-  // Both, so that the one's handlers end while the other's are waited for.
+  // Both first, so that one's handlers can finish while we wait for the other's.
   video->StopDelivering();
   strip->StopDelivering();
   video->Cancel();

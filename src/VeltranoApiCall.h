@@ -1,8 +1,8 @@
 #pragma once
 
-// What every exported function does around its one call: trace its name, hold back a
-// cancellation, fetch the object that does the work and keep it alive, call it, convert the
-// result, and stop exceptions.
+// What every exported function does around its one call: trace its name, hold back cancellation,
+// fetch the object that does the work and keep it alive, call it, convert the result, and stop
+// exceptions.
 
 #include <limits>
 #include <memory>
@@ -14,7 +14,7 @@
 
 namespace VeltranoSDK::api {
 
-// An exported function was entered, and here is where.
+// Marks the entry into an exported function.
 class Entry {
  public:
   // NOLINTNEXTLINE(google-explicit-constructor): __func__ is meant to become one
@@ -25,7 +25,7 @@ class Entry {
   // Logs an ERROR that names the function.
   void Error(const char* what) const;
 
-  // Of the exception being handled; goes on with one that leaves the library.
+  // Logs the current exception; rethrows one that may leave the library.
   void TellException() const;
 
  private:
@@ -45,7 +45,7 @@ inline constexpr auto kRangeLed = &DeviceManager::range_led_;
 inline constexpr auto kVideo = &RunnableObjectManager::video_;
 inline constexpr auto kStrip = &RunnableObjectManager::strip_;
 
-// What a function returns that found nothing to call.
+// The result when there is nothing to call.
 template <typename Result>
 constexpr Result Failure() {
   if constexpr (std::is_floating_point_v<Result>) {
@@ -55,8 +55,8 @@ constexpr Result Failure() {
   }
 }
 
-// Calls work(). C has no exceptions: one becomes an ERROR line and the failure value. Only
-// that of a holder's lock passes, and the end of a thread that leaves by pthread_exit.
+// Calls work(). C has no exceptions, so an exception becomes an ERROR line and the failure value.
+// Only two pass: SingletonLockFailed, and the unwinding of a thread that leaves with pthread_exit.
 template <typename Result, typename Work>
 Result Guarded(const Entry& entry, Work work) {
   try {
@@ -67,8 +67,7 @@ Result Guarded(const Entry& entry, Work work) {
   }
 }
 
-// A shared copy of a manager's member. Empty, with an ERROR in the log, when there
-// is none.
+// A shared copy of a manager's member. When there is none it is empty, and the log has an ERROR.
 template <typename Manager, typename Target>
 std::shared_ptr<Target> Fetch(const Entry& entry, std::shared_ptr<Target> Manager::*member) {
   auto target = Foundation::SingletonHolder<Manager>::Instance()->*member;
@@ -76,7 +75,7 @@ std::shared_ptr<Target> Fetch(const Entry& entry, std::shared_ptr<Target> Manage
   return target;
 }
 
-// A flag becomes 0 (true) or -1 (false), any other value passes.
+// A bool becomes 0 (true) or -1 (false); other values pass unchanged.
 template <typename Result, typename Value>
 Result Convert(Value value) {
   if constexpr (std::is_same_v<Value, bool>) {
@@ -100,8 +99,8 @@ Result Call(const Entry& entry, std::shared_ptr<Target> Manager::*member, Work w
   });
 }
 
-// Calls one method, with the arguments in the method's own types (mostly
-// enumerations, which the C interface has as plain numbers).
+// Calls one method and converts the arguments to its own parameter types (mostly enumerations,
+// which the C interface has as plain numbers).
 template <typename Result, typename Manager, typename Target, typename Value, typename... Parameter,
           typename... Argument>
 Result Forward(const Entry& entry, std::shared_ptr<Target> Manager::*member,

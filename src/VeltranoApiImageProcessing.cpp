@@ -9,7 +9,7 @@ using namespace VeltranoSDK::api;  // NOLINT(google-build-using-namespace)
 
 }  // namespace
 
-// These return what the register write returned: 0, or all ones, which is -1.
+// These return the result of the register write: 0, or all ones, which is -1.
 extern "C" {
 
 int SetBinEnable(unsigned int enable) {

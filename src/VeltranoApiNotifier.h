@@ -9,8 +9,8 @@
 
 namespace VeltranoSDK::api {
 
-// Switches an interrupt notifier: the thread first, then the interrupt in the
-// FPGA. On while on is -2, off while off is 0, both told on the standard output.
+// Switches an interrupt notifier: first the thread, then the interrupt in the FPGA. Switching on
+// what is on returns -2, switching off what is off returns 0; both are reported on standard output.
 template <typename Notifier>
 int SwitchNotifier(const Entry& entry, Slot<Notifier> RunnableObjectManager::*member,
                    bool (FpgaLogic::*enable_interrupt)(STATE), unsigned int state) {
@@ -25,7 +25,7 @@ int SwitchNotifier(const Entry& entry, Slot<Notifier> RunnableObjectManager::*me
         return 0;
       }
       notifier->Cancel();
-      // Unless it was switched on again meanwhile.
+      // Skipped if it was switched on again meanwhile.
       slot.WhileEmpty([&] {
         if (const auto fpga = Fetch(entry, kFpga)) switched = (fpga.get()->*enable_interrupt)(kOff);
       });

@@ -10,7 +10,7 @@ namespace {
 using namespace VeltranoSDK;       // NOLINT(google-build-using-namespace): this file is its C face
 using namespace VeltranoSDK::api;  // NOLINT(google-build-using-namespace)
 
-// The sensor's own driver, when it is that one.
+// The sensor as a `Driver`, or null when it is another one.
 template <typename Driver>
 Driver* As(CmosSensor& sensor) {
   return dynamic_cast<Driver*>(&sensor);

@@ -41,10 +41,10 @@ constexpr unsigned int kLaserModeAtStart = 0;
 constexpr std::uint8_t kCaptureThreads = 2;
 constexpr unsigned int kPollInterval = 10;  // microseconds
 
-// Whether the capture threads were started; they cannot be started again.
+// The capture threads were started. They cannot be started again.
 std::atomic<bool> started = false;
 
-// The series' own programming comes in between, at the notifications.
+// The series adds its own programming at the notifications.
 void ConfigureFpga(FpgaLogic& fpga, SeriesLogic& series) {
   fpga.EnableCollectModeSignal();
   fpga.SetExposureNum(kExposuresPerCycle);

@@ -9,7 +9,7 @@ namespace {
 using namespace VeltranoSDK;       // NOLINT(google-build-using-namespace): this file is its C face
 using namespace VeltranoSDK::api;  // NOLINT(google-build-using-namespace)
 
-// Null, with an ERROR in the log, for a number that is no stream.
+// Null, with an ERROR in the log, when the number is not a stream.
 CaptureStatistics* StatisticsOf(const Entry& entry, unsigned int stream) {
   const auto* const runnables = RunnableObjectManagerHolder::Instance();
   switch (stream) {
@@ -44,7 +44,7 @@ int Fill(const CaptureStatistics& statistics, tessaline_capture_statistics& out)
   return 0;
 }
 
-// Calls work(statistics); -1 for a number that is no stream.
+// Calls work(statistics); -1 when the number is not a stream.
 template <typename Work>
 int OnStatistics(const Entry& entry, unsigned int stream, Work work) {
   return Guarded<int>(entry, [&] {

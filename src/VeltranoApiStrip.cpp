@@ -18,7 +18,7 @@ using namespace VeltranoSDK::api;  // NOLINT(google-build-using-namespace)
 // An FPGA exists only where a series was selected, so whoever has the one finds the other.
 SeriesLogic& Series() { return *SeriesLogicFactory::GetSeriesLogicInstance(); }
 
-// Single precision, cut to a whole number.
+// Calculates in single precision and truncates.
 unsigned int Scale(unsigned int value, float coefficient) {
   const float scaled = static_cast<float>(value) * coefficient;
   constexpr float kEnd = 4294967296.0F;  // the first number too large for the result
@@ -32,7 +32,7 @@ extern "C" {
 
 int SetCollectMode(unsigned int mode) {
   return Call<int>(__func__, kFpga, [mode](FpgaLogic& fpga) {
-    // Both streams share the FPGA's count: what one gets, the other leaves out.
+    // Both streams share the FPGA's frame count: a frame that goes to one is missing in the other.
     if (FpgaLogic::IsCollectMode(static_cast<CollectMode>(mode))) {
       const auto* const runnables = RunnableObjectManagerHolder::Instance();
       runnables->video_->statistics().ExpectOtherIds();
@@ -159,7 +159,7 @@ int ResetStripReleaseNum(void) {
 
 int QV4l2Buf(unsigned int index) {
   const Entry entry(__func__);
-  // Without the buffers' owner the strip thread has no device either.
+  // Without the strip device the strip thread has no buffers either.
   if (Fetch(entry, &DeviceManager::v4l2_buf_) == nullptr) return Failure<int>();
   return Forward<int>(entry, kStrip, &CaptureStripStream::QV4l2Buf, index);
 }

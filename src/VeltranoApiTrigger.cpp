@@ -17,8 +17,7 @@ using namespace VeltranoSDK::api;  // NOLINT(google-build-using-namespace)
 
 constexpr unsigned int kDrain = 1'000'000;  // microseconds until frames under way have arrived
 
-// Older frames than the base are not delivered; a thread that holds its time
-// stamp takes all.
+// Frames older than the base are not delivered. A thread whose time stamp is held delivers all.
 template <typename Stream>
 void SetTimeBase(Stream& stream, std::uint64_t now) {
   stream.SetMinTimeStamp(stream.TimeStampHold() ? 0 : now);

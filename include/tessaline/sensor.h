@@ -115,7 +115,7 @@ int SetCmosGain(unsigned int gain);
  * Selects the sensing mode of the sensors that have one.
  *
  * @param mode  e2v Flash 4K: 1 lets the sensor time the exposure; anything else lets the
- *              FPGA do it (after start-up). A change reloads the sensor and restores its
+ *              FPGA time it, as after start-up. A change reloads the sensor and restores its
  *              settings. GSPRINT6502BSI: 0 plain, 1 high dynamic range; for any other value
  *              the sensor acts as for 1, the FPGA takes bit 0. No effect on the others.
  * @return 0, even when the sensor could not be programmed (reported on standard output;
@@ -334,11 +334,11 @@ unsigned int GetCmosMaxDrive(void);
  * |-----------------------|------------|---------------------------------------------|
  * | IMX273                | 0x00, 0x22 | 0x00EE2A11                                  |
  * | IMX273                | 0x11       | 0x00DA2A11                                  |
- * | IMX273                | others     | 0x2A11, and a line on standard output   |
+ * | IMX273                | others     | 0x2A11, and a line on standard output       |
  * | IMX252, 8 channels    | 0x00, 0x22 | 0x0136260D                                  |
  * | IMX252, 8 channels    | 0x11       | 0x00DA260D                                  |
  * | IMX252, 16 channels   | all three  | 0x00D9260D                                  |
- * | IMX252                | others     | all ones, and a line on standard output |
+ * | IMX252                | others     | all ones, and a line on standard output     |
  * | GMAX2509              | all        | 0x00981508                                  |
  * | GSPRINT6502BSI        | all        | 0x0136260D                                  |
  * | e2v Flash 4K          | all        | 0x0136260D                                  |

@@ -2,8 +2,8 @@
 
 namespace VeltranoSDK {
 
-// Product series, by FPGA board, image sensor and place of the reconstruction. Each is
-// the index of its row in products::kProducts.
+// Product series, by FPGA board, image sensor and place of the reconstruction. Each is the index of
+// its row in products::kProducts.
 enum SeriesNumber : int {
   kSeries21 = 0,
   kSeries22 = 1,

@@ -5,8 +5,8 @@
 
 namespace VeltranoSDK::Utility {
 
-// How long a pass rests that found nothing to do because its device fails: short
-// the first time, longer while the failure lasts.
+// How long a pass pauses while its device fails: short the first time, longer while the failure
+// lasts.
 class Backoff {
  public:
   std::chrono::milliseconds Next() {

@@ -7,7 +7,7 @@ namespace VeltranoSDK {
 
 CaptureStatistics::Counts CaptureStatistics::Snapshot() const {
   const Counts counts = published_.Read();
-  // A reset that was not granted yet: no frame has come since.
+  // The thread has not carried out a reset yet, so no frame has come since.
   return counts.epoch == resets_.load(std::memory_order_acquire) ? counts : Counts{};
 }
 
@@ -57,7 +57,7 @@ void CaptureStatistics::GrantRequests() {
     counts_.epoch = epoch;
     ids_.ClearCounts();
   }
-  // Read first, which costs nothing; taken in one step, so that no later request is lost.
+  // Read first, which costs nothing; then taken in one step, so that no later request is lost.
   if (other_ids_.load(std::memory_order_relaxed) &&
       other_ids_.exchange(false, std::memory_order_acquire)) {
     ids_.Restart();

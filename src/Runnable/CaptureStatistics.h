@@ -9,16 +9,15 @@
 
 namespace VeltranoSDK {
 
-// What becomes of a frame. Exactly one of them.
+// What became of a frame: exactly one of these.
 enum class Fate { kDelivered, kSuppressed, kReleased, kMalformed };
 
-// What a capture thread counts. It keeps its books privately and publishes them when a
-// frame is done with, so that no reader ever sees half a frame; a reset is a request that
-// it grants with the next frame.
+// What a capture thread counts. The thread counts privately and publishes after each frame, so no
+// reader sees half a frame. A reset is a request that it carries out with the next frame.
 class CaptureStatistics {
  public:
   struct Counts {
-    std::uint64_t epoch;  // resets that were granted
+    std::uint64_t epoch;  // resets carried out
     std::uint64_t dequeued;
     std::uint64_t delivered;
     std::uint64_t suppressed;
@@ -35,7 +34,7 @@ class CaptureStatistics {
 
   Counts Snapshot() const;
   void Reset();
-  // The next frame's id need not follow the one before.
+  // The next frame's id need not follow the previous one.
   void ExpectOtherIds();
 
   // --- For the capture thread

@@ -7,8 +7,7 @@ namespace VeltranoSDK {
 
 namespace {
 
-// Long enough for a thread that is asked to end outside a callback, short enough for
-// somebody who has pressed Ctrl-C.
+// Long enough for a thread that is not in a callback, short enough after Ctrl-C.
 constexpr unsigned kGoneMs = 1000;
 
 }  // namespace
@@ -17,7 +16,7 @@ bool CaptureStream::ReleaseResource() {
   Enter(__func__);
   const auto device = Device();
   if (!device) return false;
-  device->StreamOff();  // and with it a dequeue that blocks
+  device->StreamOff();  // also ends a blocked dequeue
   if (WaitUntilGone(kGoneMs)) {
     device->Close();
   } else {

@@ -18,19 +18,19 @@ namespace DevFOps {
 class V4l2Base;
 }
 
-// What the two capture threads have in common: each takes one buffer after the other from its
-// device, hands it over and gives it back to the driver. Each reports under its own source file.
+// What the two capture threads have in common: each takes one buffer after another from its device,
+// delivers it and gives it back to the driver. Each reports under its own source file.
 class CaptureStream : public Utility::Runnable {
  public:
-  // Stops the stream and closes the device, for a thread that was cancelled.
+  // Call after Cancel(): stops the stream and closes the device.
   bool ReleaseResource();
 
-  // Images up to and including this time are not delivered; strips all are.
+  // Images up to and including this time are not delivered; strips are always delivered.
   void SetMinTimeStamp(std::uint64_t time_stamp);
   void SetTimeStampHold(bool hold);
   bool TimeStampHold() const { return time_stamp_hold_; }
 
-  // What became of the buffers.
+  // Counts what became of the buffers.
   CaptureStatistics& statistics() { return statistics_; }
 
  protected:
@@ -46,7 +46,7 @@ class CaptureStream : public Utility::Runnable {
 
   virtual bool Ready() const { return device_ != nullptr; }
   virtual Fate HandOver(std::byte* buffer) = 0;
-  // Calls the application, if it has registered.
+  // Calls the application if it has registered a callback.
   Fate Offer(unsigned int first, unsigned int second, std::byte* buffer);
 
   Utility::CallbackSlot<Callback> callback_;
@@ -65,7 +65,7 @@ class CaptureStream : public Utility::Runnable {
   const char* const what_;
   const char* const file_;
   Relaxed<bool> time_stamp_hold_ = false;
-  mutable std::mutex device_mutex_;  // device_ is the worker's; others read it under this
+  mutable std::mutex device_mutex_;  // device_ belongs to the worker; others read it under this
   Utility::Backoff backoff_;
 };
 

@@ -33,13 +33,13 @@ void LogStrip(unsigned int index, const StripHeader& strip) {
 
 }  // namespace
 
-// Where in a buffer of this moment's settings the count lies, and what a point is.
+// Layout of a strip buffer under the current settings.
 struct CaptureStripStream::Layout {
   std::size_t buffer_bytes;
   std::size_t count_bytes;
   unsigned int bytes_per_point;
 
-  // The strips lie below it.
+  // The strips lie below this.
   std::size_t CountAt() const { return buffer_bytes - count_bytes; }
   std::size_t MarkerAt() const { return buffer_bytes - DevFOps::kCompletionMarkerBytes; }
   bool LiesIn(std::size_t mapped) const {
@@ -143,7 +143,7 @@ StripWalk CaptureStripStream::Walk(const std::byte* buffer, const Layout& layout
     return WalkStrips(buffer, layout.CountAt(), count, layout.bytes_per_point, visit);
   };
 
-  // Ids without a gap are looked at in passing; others are worth a second walk.
+  // Consecutive ids are checked in the same walk; others take a second one.
   std::uint64_t first;
   memcpy(&first, buffer, sizeof first);
   std::uint64_t odd = 0;

@@ -14,12 +14,12 @@ class CmosSensor;
 class SeriesLogic;
 struct StripWalk;
 
-// The strip thread: takes each buffer of packed strips, walks their headers, hands
-// the buffer to the application in place and gives it back to the driver.
+// The strip thread: takes each buffer of packed strips, walks their headers, delivers the buffer in
+// place and gives it back to the driver.
 class CaptureStripStream final : public CaptureStream {
  public:
-  // Number of strips, their bytes, first strip. The memory is the driver's again
-  // when the callback returns.
+  // Number of strips, their bytes, first strip. The memory belongs to the driver again when the
+  // callback returns.
   using StripBufCallback = std::function<Callback>;
 
   CaptureStripStream();
@@ -29,14 +29,14 @@ class CaptureStripStream final : public CaptureStream {
   bool ResetStripReleaseCount();
   bool ResetCallbackLostCount();
   bool ResetLastFrameId();
-  // Zeroes all strip buffers (see V4l2Base::ClearBuf), and the last frame id.
+  // Zeroes all strip buffers (see V4l2Base::ClearBuf) and the last frame id.
   bool StripBufClear();
   bool QV4l2Buf(unsigned int index);
 
   // The strip layout: in mode 1 points have 4 bytes and the count is narrow.
   void SetWriteMemMode(unsigned int mode);
 
-  // Strips nobody was registered for.
+  // Strips for which no callback was registered.
   std::uint64_t StripReleaseCount() const { return strip_release_count_; }
   std::uint64_t CallbackLostCount() const { return callback_lost_count_; }
   std::uint64_t LastFrameId() const { return last_frame_id_; }

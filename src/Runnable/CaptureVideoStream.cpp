@@ -26,13 +26,13 @@ struct ImageHeader {
 };
 static_assert(sizeof(ImageHeader) == kImageHeaderBytes);
 
-// All ones: a bus that nobody drove, not a count.
+// All ones: an undriven bus, not an id.
 constexpr std::uint64_t kNoFrameId = ~std::uint64_t{0};
 
 }  // namespace
 
 CaptureVideoStream::CaptureVideoStream() : CaptureStream("image", __builtin_FILE()) {
-  // For good: there is no start-up to wait for.
+  // Set once: the image device does not depend on the product.
   SetDevice(std::make_shared<DevFOps::V4l2Fd>());
 }
 
@@ -73,7 +73,7 @@ bool CaptureVideoStream::SetUp(const CmosSensor& sensor) {
   return OpenDevice("/dev/video0", width, height + 1, kBufferCount);
 }
 
-// That an image arrives is what the test is about. Once in the life of the process.
+// The test only asks whether an image arrives. Reported once per process.
 void CaptureVideoStream::ReportSelfTest() {
   if (self_test_reported_) return;
   Deliver([this] {
@@ -84,7 +84,7 @@ void CaptureVideoStream::ReportSelfTest() {
 
 Fate CaptureVideoStream::HandOver(std::byte* buffer) {
   const auto sensor = neighbour::Sensor(kName);
-  if (!sensor) return Fate::kMalformed;  // nobody knows its size
+  if (!sensor) return Fate::kMalformed;  // its size is unknown
   if (sensor->model() == kIMX252) ReportSelfTest();
   const auto [full_width, full_height] = sensor->resolution();
   const unsigned int width = sensor->roi_width();

@@ -11,12 +11,12 @@ namespace VeltranoSDK {
 
 class CmosSensor;
 
-// The image thread: takes each image, restores the pixel order in place, hands it
-// to the application and gives the buffer back to the driver.
+// The image thread: takes each image, restores the pixel order in place, delivers it and gives the
+// buffer back to the driver.
 class CaptureVideoStream final : public CaptureStream {
  public:
-  // Width, height, first pixel; the 32-byte header follows the last pixel. The
-  // memory is the driver's again when the callback returns.
+  // Width, height, first pixel; the 32-byte header follows the last pixel. The memory belongs to
+  // the driver again when the callback returns.
   using ImageBufCallback = std::function<Callback>;
 
   CaptureVideoStream();

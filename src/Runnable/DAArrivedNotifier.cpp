@@ -6,7 +6,7 @@
 
 namespace VeltranoSDK {
 
-// Never destroyed: an interrupt may still come while the process is leaving.
+// Never destroyed: an interrupt may still come while the process ends.
 Utility::CallbackSlot<void()>& DAArrivedNotifier::da_arrived_callback_ =
     *new Utility::CallbackSlot<void()>;
 

@@ -7,14 +7,13 @@
 
 namespace VeltranoSDK {
 
-// Reports that the hardware has taken over the laser power value.
+// Reports that the hardware has applied the laser power value.
 class DAArrivedNotifier final : public UioNotifier {
  public:
   DAArrivedNotifier();
 
-  // For all notifiers of the process. An interrupt without a callback ends the
-  // process (std::bad_function_call): register before the notification is
-  // switched on.
+  // For all notifiers of the process. An interrupt without a callback ends the process
+  // (std::bad_function_call), so register before switching the notification on.
   static bool RegisterDAArrivedCallback(std::function<void()> callback);
 
  private:

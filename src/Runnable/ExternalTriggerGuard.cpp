@@ -8,7 +8,7 @@
 
 namespace VeltranoSDK {
 
-// Never destroyed: a pulse may still come while the process is leaving.
+// Never destroyed: a pulse may still come while the process ends.
 Utility::CallbackSlot<void(unsigned int)>& ExternalTriggerGuard::pulse_signal_callback_ =
     *new Utility::CallbackSlot<void(unsigned int)>;
 

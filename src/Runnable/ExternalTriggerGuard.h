@@ -13,7 +13,7 @@ class ExternalTriggerGuard final : public UioNotifier {
   ExternalTriggerGuard();
 
   // For all guards of the process. A pulse without a callback ends the process
-  // (std::bad_function_call): register before the notification is switched on.
+  // (std::bad_function_call), so register before switching the notification on.
   static bool RegisterPulseSignalCallback(std::function<void(unsigned int)> callback);
 
  private:

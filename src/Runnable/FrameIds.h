@@ -4,7 +4,7 @@
 
 namespace VeltranoSDK {
 
-// Follows the FPGA's frame ids, which count up by one, and counts what is left out.
+// Follows the FPGA's frame ids, which count up by one, and counts the missing ones.
 class FrameIds {
  public:
   struct Counts {
@@ -30,7 +30,7 @@ class FrameIds {
     }
   }
 
-  // `count` ids from `first` on, without a gap. Two of them settle what came before.
+  // `count` ids from `first` on, without a gap. The first two settle what came before.
   void FollowRun(std::uint64_t first, std::uint64_t count) {
     constexpr std::uint64_t kSettled = 2;
     std::uint64_t told = 0;
@@ -41,17 +41,17 @@ class FrameIds {
     Follow(first + count - 1);
   }
 
-  // Whatever comes next is the first.
+  // The next id counts as the first one.
   void Restart() { known_ = false; }
 
   void ClearCounts() { counts_ = {}; }
   const Counts& counts() const { return counts_; }
 
  private:
-  // An id that is further ahead is rubbish: so many frames take months.
+  // An id further ahead is garbage: so many frames take months.
   static constexpr std::uint64_t kFarthest = std::uint64_t{1} << 32;
 
-  // A single one is an old frame; two in a row are a count that began anew.
+  // One stray id is an old frame; two in a row mean that counting restarted.
   void Stray(std::uint64_t id) {
     ++counts_.out_of_order;
     if (strayed_ && id - stray_ == 1) last_ = id;

@@ -27,7 +27,7 @@ Block BlockAt(const std::byte* data) {
   return block;
 }
 
-// Spelled out, so that a group goes through four vector registers.
+// Written out in full so that a group goes through four vector registers.
 void Merge(std::byte* out, const Sources& planes, std::size_t plane_bytes) {
   for (std::size_t at = 0; at < plane_bytes; at += kBlockBytes) {
     const Block block0 = BlockAt(planes[0] + at);
@@ -42,16 +42,15 @@ void Merge(std::byte* out, const Sources& planes, std::size_t plane_bytes) {
   }
 }
 
-// Where the planes lie in the buffer. They overlap when a region is larger than
-// the frame.
+// Where the planes lie in the buffer. They overlap when the region is larger than the frame.
 struct Planes {
   std::size_t distance;
   std::size_t bytes;  // of each: whole blocks
 
   std::size_t Offset(std::size_t plane, std::size_t at) const { return plane * distance + at; }
 
-  // Whether any of the bytes from `begin` to `end` is still to be merged, when the
-  // first `merged` of every plane are.
+  // Whether any byte from `begin` to `end` still has to be merged, when the first `merged` bytes of
+  // every plane have been.
   bool Unread(std::size_t begin, std::size_t end, std::size_t merged) const {
     for (std::size_t k = 0; k < kPlanes; ++k) {
       if (std::max(begin, Offset(k, merged)) < std::min(end, Offset(k, bytes))) return true;
@@ -60,8 +59,8 @@ struct Planes {
   }
 };
 
-// Merges what the image has from `out` to `out_end`. Blocks below `out_end` are
-// about to be overwritten or are already: those are taken from their copies.
+// Merges the part of the image from `out` to `out_end`. Blocks below `out_end` are overwritten now
+// or already have been, so they are read from their copies.
 void MergeChunk(std::byte* buffer, const Planes& planes, std::size_t out, std::size_t out_end,
                 const ReorderScratch& scratch) {
   std::size_t at = out / kPlanes;
@@ -115,10 +114,9 @@ void ReorderScratch::Release(std::size_t chunk) {
   slot_of_chunk_[chunk] = kNowhere;
 }
 
-// The image grows from offset 0 over the planes, chunk by chunk. A chunk of the
-// buffer that holds anything still to be read is copied just before the image
-// covers it, and its copy is used up soon after: half of the frame passes through
-// the scratch memory, at no time more than a quarter.
+// The image grows from offset 0 over the planes, chunk by chunk. A chunk of the buffer that holds
+// unread data is copied just before the image covers it, and the copy is used up soon after. Half
+// of the frame passes through the scratch memory, but never more than a quarter at a time.
 bool ReorderImage(std::byte* buffer, std::size_t size, const ImageFrame& frame,
                   ReorderScratch& scratch) {
   if (frame.full_pixels / kPlanes > size || frame.image_pixels > size) return false;

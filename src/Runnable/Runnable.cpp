@@ -17,16 +17,16 @@ namespace VeltranoSDK::Utility {
 
 namespace {
 
-// A worker that is asked to end and not inside a callback needs microseconds to go.
+// A worker that is asked to end and is not in a callback needs only microseconds.
 constexpr unsigned kFarewellMs = 500;
 constexpr unsigned kFormerWorkerMs = 3000;
-// What the process's end leaves to a worker, though another one's handler does not return.
+// Time a worker still gets when the process ends and another's handler does not return.
 constexpr std::chrono::milliseconds kToGo{50};
 
 }  // namespace
 
-// What is known of the worker. It belongs to both sides: the worker's last act is
-// to sign off here, when the object may have been destroyed already.
+// The worker's state, owned by both sides: the worker signs off here last, when the object may be
+// gone.
 struct Runnable::Life {
   std::mutex mutex;
   std::condition_variable changed;
@@ -74,7 +74,7 @@ bool Runnable::Start() {
   gate_.Open();
 
   const SignalsBlocked inherited_by_the_worker;
-  // A worker that is done at once waits here until its handle is known.
+  // A worker that finishes at once waits here until its handle is known.
   const std::lock_guard lock(life_->mutex);
   life_->wake_up.Open();
   life_->cancelled = false;

@@ -12,7 +12,7 @@
 
 namespace VeltranoSDK {
 
-// Owner of the threads. Released in reverse order.
+// Owns the threads and releases them in reverse order.
 class RunnableObjectManager {
  public:
   RunnableObjectManager();

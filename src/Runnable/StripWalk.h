@@ -17,7 +17,7 @@ struct StripHeader {
   std::uint64_t point_count;
 };
 
-// What a walk over packed strips found whole.
+// The complete strips that a walk found.
 struct StripWalk {
   std::uint32_t strips = 0;
   std::uint32_t bytes = 0;          // headers and points
@@ -39,8 +39,8 @@ Value ReadAt(const std::byte* at) {
   return value;
 }
 
-// `PointBytes` is a number known to the compiler where that is possible: the way from
-// one header to the next is then a load and a shift, and the checks run beside it.
+// `PointBytes` is known to the compiler where possible. The step from one header to the next is
+// then a load and a shift, and the checks run in parallel.
 template <typename PointBytes, typename Visitor>
 StripWalk Walk(const std::byte* buffer, std::size_t size, std::uint32_t count,
                PointBytes bytes_per_point, Visitor& visit) {
@@ -72,9 +72,8 @@ using Known = std::integral_constant<std::uint32_t, kBytes>;
 
 }  // namespace strip_walk
 
-// Walks `count` strips packed into the first `size` bytes. Neither the count nor
-// any point count is believed beyond the size. The visitor is told of every whole
-// strip, counted from 1.
+// Walks `count` strips packed into the first `size` bytes. Neither the count nor a point count is
+// trusted beyond the size. Calls the visitor for every complete strip, counted from 1.
 template <typename Visitor = VisitNoStrip>
 StripWalk WalkStrips(const std::byte* buffer, std::size_t size, std::uint32_t count,
                      std::uint32_t bytes_per_point, Visitor visit = {}) {

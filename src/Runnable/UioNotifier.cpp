@@ -30,8 +30,8 @@ bool UioNotifier::BeforeRun() {
   if (fd_ < 0) {
     printf("open \"%s\" failed!\n", device_path_.c_str());
   } else {
-    // The kernel masks an interrupt when it fires and leaves it so until it is
-    // told: one that fired while nobody listened would be the last one ever.
+    // The kernel masks an interrupt when it fires, until this write. Without it, an interrupt that
+    // fired while nobody listened would be the last one.
     UnmaskInterrupt();
   }
   ready_ = true;

@@ -9,12 +9,10 @@ namespace VeltranoSDK {
 
 // A thread that waits for one FPGA interrupt on its UIO device.
 //
-// When the device cannot be opened every wait returns at once, and every pass
-// reports an interrupt.
+// When the device cannot be opened, every wait returns at once and every pass reports an interrupt.
 class UioNotifier : public Utility::Runnable {
  public:
-  // Returns when the device is open: an interrupt that comes from then on is
-  // reported.
+  // Returns when the device is open; every later interrupt is reported.
   bool Start();
 
  protected:
@@ -23,8 +21,8 @@ class UioNotifier : public Utility::Runnable {
 
   bool BeforeRun() override;
 
-  // Blocks until the interrupt has fired; it stays masked until it is unmasked. False when
-  // the thread is asked to end.
+  // Blocks until the interrupt has fired; it stays masked until UnmaskInterrupt(). False when the
+  // thread is asked to end.
   bool WaitForInterrupt();
   void UnmaskInterrupt();
 

@@ -7,7 +7,7 @@
 
 namespace VeltranoSDK {
 
-// Arms the hardware watchdog and feeds it. Nothing starts it by itself.
+// Arms the hardware watchdog and feeds it. The library never starts it by itself.
 class WatchDogThread final : public Utility::Runnable {
  private:
   bool BeforeRun() override;

@@ -2,8 +2,8 @@
 
 namespace VeltranoSDK {
 
-// Exposure-count delta of the fast sensors (series 24 and 25), in place of the
-// 6000 of the common start-up.
+// Exposure-count delta of the fast sensors (series 24 and 25), instead of the 6000 of the common
+// start-up.
 inline constexpr unsigned int kWideExposureDelta = 10'000'000;
 
 }  // namespace VeltranoSDK

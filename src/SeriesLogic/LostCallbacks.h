@@ -2,8 +2,8 @@
 
 namespace VeltranoSDK {
 
-// The two places where buffers are counted that no callback took: the strip
-// thread (series 21 and 22) or the FPGA (the others).
+// The two counters of buffers that no callback took: the strip thread's (series 21 and 22) and the
+// FPGA's (the others).
 unsigned int StripThreadLostCount();
 bool ResetStripThreadLostCount();
 unsigned int FpgaLostCount();

@@ -6,8 +6,8 @@
 
 namespace VeltranoSDK {
 
-// The series of a model code; kSeriesUnknown when its first three characters are
-// those of no product.
+// The series of a model code; kSeriesUnknown when no product starts with its first three
+// characters.
 SeriesNumber SeriesOfModelCode(std::string_view model);
 
 }  // namespace VeltranoSDK

@@ -2,7 +2,7 @@
 
 namespace VeltranoSDK {
 
-// Moments at which a series may add programming of its own.
+// Moments at which a series may add its own programming.
 enum Notification : int {
   kCollectModeChanged = 0,    // the FPGA accepted a new collect mode
   kStartupFinished = 1,       // both capture threads finished their set-up

@@ -21,7 +21,7 @@ unsigned int SeriesLogic22::GetCallbackLostCount() { return StripThreadLostCount
 bool SeriesLogic22::ResetCallbackLostCount() { return ResetStripThreadLostCount(); }
 
 SeriesLogic22ch16::SeriesLogic22ch16() {
-  // Before the sensor is programmed, which depends on it.
+  // Set before the sensor is programmed, because its programming depends on it.
   RegisterNotificationCallback(kTriggerConfigured, [] {
     neighbour::OnSensor<IMX252>("SeriesLogic22ch16", [](IMX252& sensor) { sensor.SetCh16Mode(1); });
   });

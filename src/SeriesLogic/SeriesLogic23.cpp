@@ -12,7 +12,7 @@ namespace {
 
 constexpr unsigned int kImageFilterThreshold = 10;
 
-// Code 1 of the FPGA's drive modes; no sensor has a mode of this number.
+// Code 1 of the FPGA's drive modes; no sensor has a mode with this number.
 constexpr auto kSubsampledRows = static_cast<ReadoutDriveMode>(1);
 
 // The sensor's line times, in its clocks.
@@ -38,7 +38,7 @@ SeriesLogic23::SeriesLogic23(const products::Product& product)
       limit_b_(product.Height()) {
   RegisterNotificationCallback(kCollectModeChanged,
                                [] { neighbour::OnFpga("SeriesLogic23", FollowCollectMode); });
-  // Reserved for products of this family with more to do.
+  // Reserved for products of this family that need more.
   RegisterNotificationCallback(kCollectModeChanged, [] {});
   RegisterNotificationCallback(kSensorInitialized, [] {
     neighbour::OnFpga("SeriesLogic23",
@@ -69,7 +69,7 @@ ReadoutDriveMode SeriesLogic2320::GetDefaultCmosReadoutDriveMode() { return kDri
 std::pair<unsigned int, unsigned int> SeriesLogic2320::CalStartPoint(unsigned int x, unsigned int y,
                                                                      unsigned int width,
                                                                      unsigned int height) {
-  // Every row of the region stands for two of the chip.
+  // Every row of the region covers two rows of the chip.
   const auto [first, second] = SeriesLogic23::CalStartPoint(x, y, width, height);
   return {first, 2 * second};
 }

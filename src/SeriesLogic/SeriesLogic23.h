@@ -18,12 +18,12 @@ class SeriesLogic23 : public SeriesLogic {
 
   // The drive mode in which the sensor covers its full field.
   virtual ReadoutDriveMode GetDefaultCmosReadoutDriveMode();
-  // Where a region of interest starts on the sensor, whose rows count from the
-  // other end: (x, first row). Unsigned arithmetic, it wraps beyond the limit.
+  // Where a region of interest starts on the sensor: (x, first row). The sensor counts rows from
+  // the other end. The arithmetic is unsigned and wraps beyond the limit.
   virtual std::pair<unsigned int, unsigned int> CalStartPoint(unsigned int x, unsigned int y,
                                                               unsigned int width,
                                                               unsigned int height);
-  // What FpgaLogic::SetPLDriveMode takes while the sensor runs subsampled.
+  // The argument of FpgaLogic::SetPLDriveMode while the sensor runs subsampled.
   virtual ReadoutDriveMode GetSubsamplingPLDriveMode();
 
   // Size of the sensor as this product uses it.
@@ -38,7 +38,7 @@ class SeriesLogic23 : public SeriesLogic {
   unsigned int limit_b_;
 };
 
-// GMAX2509 that always runs subsampled: half as many rows.
+// GMAX2509 that always runs subsampled, with half the rows.
 class SeriesLogic2320 : public SeriesLogic23 {
  public:
   SeriesLogic2320();

@@ -23,7 +23,7 @@ struct Default {
   unsigned int value;
 };
 
-// In this order. The pipeline's filters start switched off.
+// Written in this order. The pipeline's filters start switched off.
 constexpr std::array kImageProcessingDefaults{
     Default{&FpgaLogic::SetObOffset, 0},           Default{&FpgaLogic::SetBriThresMax, 0},
     Default{&FpgaLogic::SetBriThresMin, 0},        Default{&FpgaLogic::SetEnhanceEnable, 0},
@@ -48,8 +48,8 @@ void SetImageProcessingDefaults(FpgaLogic& fpga) {
   fpga.SetImgFlippingEnable(ImageIsUpright() ? 0 : 1);
 }
 
-// Images are read out in slow lines, laser lines in fast ones. High dynamic range
-// counts in line time, so it is set up anew.
+// Images are read out in slow lines, laser lines in fast ones. High dynamic range counts in line
+// time, so it is set up again.
 void FollowCollectMode(FpgaLogic& fpga) {
   const CollectMode mode = fpga.collect_mode();
   if (mode != kCollectImage && mode != kCollectLaserLine) return;
@@ -59,8 +59,7 @@ void FollowCollectMode(FpgaLogic& fpga) {
   });
 }
 
-// This FPGA numbers the strip data modes 1 and 2 the other way round than the
-// application does.
+// This FPGA swaps the strip data modes 1 and 2 of the application.
 void SwapStripDataMode(FpgaLogic& fpga) {
   const unsigned int mode = fpga.GetStripDataMode();
   if (mode == 1 || mode == 2) fpga.SetStripDataMode(static_cast<StripSelectMode>(3 - mode));

@@ -40,7 +40,7 @@ std::shared_ptr<SeriesLogic> Create(SeriesNumber series) {
 
 }  // namespace
 
-// Never destroyed: threads and atexit functions ask for it while the process is leaving.
+// Never destroyed: threads and atexit functions use it while the process ends.
 std::shared_ptr<SeriesLogic>& SeriesLogicFactory::series_logic_ = *new std::shared_ptr<SeriesLogic>;
 
 bool SeriesLogicFactory::InitSeriesLogicBySeries(SeriesNumber series) {

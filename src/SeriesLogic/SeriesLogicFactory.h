@@ -8,11 +8,11 @@ namespace VeltranoSDK {
 
 class SeriesLogic;
 
-// Holds the process's one series logic.
+// Holds the only series logic of the process.
 class SeriesLogicFactory {
  public:
-  // Creates the series logic. The first success is final: later calls return true
-  // and change nothing. False for a number no class exists for.
+  // Creates the series logic. The first success is final: later calls return true and change
+  // nothing. False when the number has no class.
   static bool InitSeriesLogicBySeries(SeriesNumber series);
 
   // Empty before the first success.

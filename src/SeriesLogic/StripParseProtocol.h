@@ -5,15 +5,14 @@
 
 namespace VeltranoSDK {
 
-// How the FPGA packs strip buffers: how wide the strip count behind the strips
-// is, and how many bytes one point takes.
+// How the FPGA packs strip buffers: the width of the strip count behind the strips, and the bytes
+// per point.
 class StripParseProtocol {
  public:
   virtual ~StripParseProtocol() = default;
   virtual unsigned int StripCountNumberOfBytes();
   virtual unsigned int DataNumberOfBytes();
-  // The FPGA's brightness and continuous output flags; most layouts do not
-  // depend on them.
+  // The FPGA's brightness and continuous output flags; most layouts do not depend on them.
   virtual void SetBrFlag(unsigned int flag);
   virtual void SetCFlag(unsigned int flag);
 };
@@ -24,8 +23,8 @@ class StripParseProtocol22ch16Arm : public StripParseProtocol {
   unsigned int DataNumberOfBytes() override;
 };
 
-// Reconstruction on the processor, with a point that grows with what the FPGA
-// adds to the line position: 2 bytes, 4 with brightness, 8 in continuous output.
+// Reconstruction on the processor. A point grows with what the FPGA adds to the line position: 2
+// bytes, 4 with brightness, 8 in continuous output.
 class StripParseProtocol25Arm : public StripParseProtocol {
  public:
   unsigned int DataNumberOfBytes() override;

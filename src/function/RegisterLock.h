@@ -6,12 +6,13 @@
 
 namespace VeltranoSDK {
 
-// The FPGA's registers, for one thread at a time (it holds fpga_contol). A change that takes
-// several accesses (read, replace, write; a pulse) holds one lock all the way, and no other
-// thread's change of the same register is lost.
+// Gives one thread at a time the FPGA's registers (it holds fpga_contol). A change of several
+// accesses (read, replace, write; a pulse) holds one lock throughout, so no other thread's change
+// of the same register is lost.
 //
-// Signals wait for as long as the lock is held: their handlers write registers too. So nothing
-// is logged or printed meanwhile, which may block for ever; see TraceRead and TraceWrite.
+// Signals are blocked while the lock is held, because their handlers write registers too. So
+// nothing may be logged or printed meanwhile, which could block for ever; see TraceRead and
+// TraceWrite.
 class RegisterLock {
  public:
   RegisterLock();
@@ -19,7 +20,7 @@ class RegisterLock {
   RegisterLock(const RegisterLock&) = delete;
   RegisterLock& operator=(const RegisterLock&) = delete;
 
-  // What fpga_read_addr and fpga_write_addr return.
+  // Returns the same as fpga_read_addr and fpga_write_addr.
   unsigned int Read(unsigned int block_base, unsigned int index);
   unsigned int Write(unsigned int block_base, unsigned int index, unsigned int value);
 
@@ -28,17 +29,17 @@ class RegisterLock {
   unsigned int Reach(unsigned int block_base, unsigned int index, Access access);
   bool Acquire();
 
-  std::optional<SignalsBlocked> no_handler_here_;  // before held_, which Acquire makes
+  std::optional<SignalsBlocked> no_handler_here_;  // before held_, whose initialiser uses it
   bool held_;
 };
 
-// The lines of an access, to be logged before the registers are locked.
+// Log the trace line of an access. Called before the registers are locked.
 void TraceRead(unsigned int block_base, unsigned int index);
 void TraceWrite(unsigned int block_base, unsigned int index);
 
-// For the thread that ends the process, in its SIGINT handler: from now on no other thread's
-// write reaches the FPGA; it fails instead. This thread's accesses wait for nobody for ever:
-// they fail when /dev/mem was out of reach, and do without a lock that somebody keeps.
+// For the thread that ends the process, in its SIGINT handler: from now on a write of any other
+// thread fails and does not reach the FPGA. Accesses of this thread never block for ever: they fail
+// if /dev/mem was out of reach, and go ahead without a lock that another thread does not release.
 void CloseRegistersToOthers();
 
 }  // namespace VeltranoSDK

@@ -55,7 +55,7 @@ bool Allocate(Allocated<T>& memory, std::size_t count, const char* failed) {
 // One transaction on the bus: messages with repeated starts and one stop.
 class Transaction {
  public:
-  // False, and told, when there is no memory for so many messages (at most two).
+  // False, and reported, when there is no memory for this many messages (at most two).
   bool Allocate(std::size_t messages) {
     constexpr std::array kBufferFailed{"malloc iocs->msgs[0].buf", "malloc iocs->msgs[1].buf"};
     if (!::Allocate(request_, 1, "malloc iocs:")) return false;
@@ -68,13 +68,13 @@ class Transaction {
     return true;
   }
 
-  // Describes a message and hands out its buffer.
+  // Describes a message and returns its buffer.
   std::uint8_t* Message(std::size_t index, unsigned char device, __u16 flags, std::size_t bytes) {
     messages_.get()[index] = {device, flags, static_cast<__u16>(bytes), buffers_[index].get()};
     return buffers_[index].get();
   }
 
-  // What the transfer returned; -1, and told, when it failed.
+  // The transfer's result; -1, and reported, when it failed.
   int Run(int open_flags, const char* failed) {
     const int bus = OpenDevice(kBusDevice, open_flags);
     if (bus < 0) {
@@ -102,7 +102,7 @@ class Transaction {
   std::array<Allocated<std::uint8_t>, 2> buffers_;
 };
 
-// Refuses, with a reason, what cannot be transferred at all.
+// Refuses what cannot be transferred at all and prints the reason.
 bool Transferable(const void* memory, std::size_t message_bytes, const char* function,
                   const char* failed) {
   if (memory != nullptr && message_bytes <= kMessageBytes) return true;
@@ -129,8 +129,7 @@ bool IsBlockSize(int size, const BlockTexts& texts) {
   return fits;
 }
 
-// Calls transfer(word address, offset, bytes, device) page by page; the last one
-// may be short.
+// Calls transfer(word address, offset, bytes, device) page by page; the last page may be short.
 template <typename Transfer>
 int EachPage(int size, const BlockTexts& texts, Transfer transfer) {
   for (int offset = 0; offset < size; offset += kPageBytes) {
@@ -147,8 +146,8 @@ int EachPage(int size, const BlockTexts& texts, Transfer transfer) {
   return 0;
 }
 
-// Reading whole pages of both halves has always told its outcome in the words of
-// saving; hosts look for them.
+// Reading whole pages of both halves has always reported with the texts of saving; hosts look for
+// them.
 const BlockTexts& ReadTexts(int size) {
   return size > kHalfBytes && size % kPageBytes == 0 ? kSaveTexts : kReadTexts;
 }

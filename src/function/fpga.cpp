@@ -27,7 +27,7 @@ constexpr unsigned int kFailed = 0xFFFFFFFFu;
 constexpr std::size_t kMappedBytes = 255;
 constexpr unsigned int kWordsInMapping = kMappedBytes / sizeof(std::uint32_t);
 
-// The longest an interrupt waits for a thread that waits for the lock.
+// The longest time that a signal is held back from a thread waiting for the lock.
 constexpr long kSliceNs = 20'000'000;
 
 // Longer than the longest pulse, the camera's reset.
@@ -64,9 +64,9 @@ RegisterLock::~RegisterLock() {
   if (held_) pthread_mutex_unlock(&fpga_contol);
 }
 
-// No handler may find its own thread holding the lock, so signals are blocked with it. The
-// lock is not waited for like that: after a failed open it is never free again, and an
-// interrupt must still reach a process whose only thread waits here.
+// Signals are blocked while the lock is held, so that no handler finds its own thread holding it.
+// The wait lets them through: after a failed open the lock is never free again, and SIGINT must
+// still reach a process whose only thread waits here.
 bool RegisterLock::Acquire() {
   for (;;) {
     no_handler_here_.reset();  // a signal of the last slice is delivered here
@@ -78,8 +78,8 @@ bool RegisterLock::Acquire() {
   }
 }
 
-// Maps the block for the length of one access. A word outside the mapping or an unmappable
-// block reads as all ones, like an address nothing answers on.
+// Maps the block for one access. A word outside the mapping, or a block that cannot be mapped,
+// reads as all ones, like an address nobody answers on.
 template <typename Access>
 unsigned int RegisterLock::Reach(unsigned int block_base, unsigned int index, Access access) {
   if (!held_) held_ = Acquire();
@@ -87,8 +87,8 @@ unsigned int RegisterLock::Reach(unsigned int block_base, unsigned int index, Ac
 
   const int fd = OpenDevice("/dev/mem", O_RDWR | O_NONBLOCK);
   if (fd < 0) {
-    // The lock stays taken: a board whose registers were once out of reach is in no known
-    // state, and nothing may touch it until the process restarts.
+    // The lock stays taken: a board whose registers were once out of reach is in an unknown state,
+    // and nothing may touch it until the process restarts.
     out_of_reach = true;
     held_ = false;
     no_handler_here_.reset();

@@ -21,7 +21,7 @@ using VeltranoSDK::Ioctl;
 using VeltranoSDK::NotCancellable;
 using VeltranoSDK::OpenDevice;
 
-// Hosts written in other languages lay the records out by hand.
+// Hosts written in other languages declare the records by hand.
 static_assert(sizeof(v4l2_buffer) == 88);
 static_assert(sizeof(tessaline_image_buffer) == 176);
 static_assert(offsetof(tessaline_image_buffer, width) == 0);
@@ -42,7 +42,7 @@ static_assert(offsetof(tessaline_video_channel, buffers) == 24);
 
 constexpr int kFailed = -1;
 
-// Reporting can itself set errno, which callers still tell.
+// Reporting may change errno, which callers still need.
 class KeptErrno {
  public:
   KeptErrno() = default;
@@ -56,13 +56,13 @@ class KeptErrno {
   const int value_ = errno;
 };
 
-// "<what> failed: <reason> (<errno>)" on the standard output.
+// "<what> failed: <reason> (<errno>)" on standard output.
 void TellReason(const char* what, const char* end) {
   const KeptErrno error;
   printf("%s failed: %s (%d)%s", what, strerror(error.value()), error.value(), end);
 }
 
-// The reason on the standard error stream.
+// The reason on standard error.
 void TellError(const char* what) {
   const KeptErrno error;
   perror(what);
@@ -74,8 +74,7 @@ int BadAddress(const char* function) {
   return kFailed;
 }
 
-// A channel that cannot work: the calling line on the standard output, the reason
-// on the standard error stream, and the end.
+// A channel that cannot work: prints the calling line and the reason, and ends the process.
 [[noreturn]] void ExitFrom(const char* step, const char* file = __builtin_FILE(),
                            int line = __builtin_LINE()) {
   {
@@ -105,8 +104,8 @@ struct Free {
   void operator()(void* memory) const { free(memory); }
 };
 
-// The buffers of a device, as many as its driver granted. A step towards them that
-// fails ends the process.
+// The buffers of a device, as many as its driver granted. Ends the process when one of them cannot
+// be set up.
 class GrantedBuffers {
  public:
   GrantedBuffers(int fd, unsigned int frame_bytes, unsigned int asked) {
@@ -118,7 +117,7 @@ class GrantedBuffers {
     count_ = request.count;
     records_.reset(
         static_cast<tessaline_image_buffer*>(calloc(count_, sizeof(tessaline_image_buffer))));
-    // Of no records there need not be an array.
+    // calloc may return null for zero records.
     if (records_ == nullptr && count_ > 0) Exit("calloc");
     for (unsigned int index = 0; index < count_; ++index) MapAndQueue(fd, index, frame_bytes);
   }
@@ -225,7 +224,7 @@ int v4l2_qbuf(int fd, v4l2_buffer* buffer) {
 
 int v4l2_dqbuf(int fd, v4l2_buffer* buffer) {
   const NotCancellable whole;
-  // Not repeated: a signal handler of the application may end its waiting for a frame.
+  // Not repeated after a signal: a handler of the application may end its wait for a frame.
   const int result = ioctl(fd, VIDIOC_DQBUF, buffer);
   if (result != 0) {
     TellError("ioctl");
@@ -316,7 +315,7 @@ int video_release_img_buf(tessaline_video_channel* channel, tessaline_image_buff
 int close_video_channel(tessaline_video_channel* channel) {
   const NotCancellable whole;
   if (channel == nullptr) return BadAddress(__func__);
-  // The size asked for, whatever the driver made of it: the records do not keep that.
+  // The requested size; records do not keep the driver's.
   const std::size_t frame_bytes = static_cast<std::size_t>(channel->width) * channel->height;
   for (unsigned int index = 0; index < channel->count; ++index) {
     munmap(channel->buffers[index].address, frame_bytes);

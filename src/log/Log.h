@@ -4,12 +4,12 @@
 
 namespace VeltranoSDK {
 
-// True when a message of this level would be seen by anybody, be it the lock hook
-// alone: a loop over thousands of strips asks once instead of formatting for nobody.
+// True when somebody would see a message of this level, even if only the lock hook. A loop over
+// thousands of strips checks once instead of formatting lines that nobody reads.
 bool SomebodyListens(int level);
 
-// For the SIGINT handler. While one exists, what its thread logs goes nowhere: a sink may
-// block for ever, and the interrupted thread may hold what the sink wants.
+// For the SIGINT handler. While one exists, messages of its thread are dropped: a sink may block
+// for ever, or need what the interrupted thread holds.
 class LogSilence {
  public:
   LogSilence();
@@ -21,11 +21,11 @@ class LogSilence {
 // True inside a sink or lock hook, and in a handler that interrupted one.
 bool ThisThreadIsLogging();
 
-// Has the time zone at hand, which takes the heap and must not happen in a signal handler.
+// Loads the time zone now: that uses the heap and must not happen in a signal handler.
 void LoadTimeZone();
 
-// One line of the log, which names the place where it is made, in a format that the compiler
-// checks: LogError()("%s: no answer", name).
+// One log line with the caller's file and line; the compiler checks its format: LogError()("%s: no
+// answer", name).
 template <int level>
 class LogLine {
  public:

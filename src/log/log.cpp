@@ -13,7 +13,7 @@ constexpr std::array<const char*, 6> kLevelNames{"TRACE", "DEBUG", "INFO",
                                                  "WARN",  "ERROR", "FATAL"};
 constexpr std::size_t kMaxSinks = 32;
 
-// Entries are filled while other threads log: fn last, and it is read first.
+// Entries are filled while other threads log: fn is written last and read first.
 struct Sink {
   std::atomic<log_LogFn> fn;
   void* udata;
@@ -28,10 +28,10 @@ struct Logger {
   std::array<Sink, kMaxSinks> callbacks;
 };
 
-// Zero at load time: everything from TRACE up goes to the standard error stream.
+// All zero at load time: everything from TRACE up goes to standard error.
 constinit Logger logger{};
 
-// In the thread's static storage: the first look must not take the heap either.
+// In the thread's static storage: the first access must not use the heap either.
 [[gnu::tls_model("initial-exec")]] constinit thread_local int lines_under_way = 0;
 [[gnu::tls_model("initial-exec")]] constinit thread_local int silences = 0;
 
@@ -43,7 +43,7 @@ class LineUnderWay {
   LineUnderWay& operator=(const LineUnderWay&) = delete;
 };
 
-// Two time formats, one printer: "<time> <level padded to 5> <file>:<line>: ".
+// Prints a line that starts with "<time> <level padded to 5> <file>:<line>: ".
 template <std::size_t kTimeSize>
 void WriteLine(FILE* out, const char* time_format, log_Event* ev) {
   std::array<char, kTimeSize> time_text;
@@ -59,9 +59,9 @@ void file_callback(log_Event* ev) {
   WriteLine<64>(static_cast<FILE*>(ev->udata), "%Y-%m-%d %H:%M:%S", ev);
 }
 
-// The broken-down time lives in the caller's frame: messages of several threads
-// must not share localtime's static record. The time zone is that of the process's last
-// tzset(): to look for a change takes the heap, which the SIGINT handler must not need.
+// The caller provides the broken-down time: messages of several threads must not share localtime's
+// static record. The time zone is that of the process's last tzset(): checking for a change uses
+// the heap, which the SIGINT handler must not need.
 void TakeTime(log_Event* ev, struct tm* storage) {
   const time_t now = time(nullptr);
   ev->time = localtime_r(&now, storage);
@@ -72,7 +72,7 @@ bool ReachesStandardError(int level) {
          level >= logger.level.load(std::memory_order_relaxed);
 }
 
-// Asked several times a frame: it ends at the first free entry.
+// Called several times per frame, so it stops at the first free entry.
 bool ReachesASink(int level) {
   for (const Sink& sink : logger.callbacks) {
     if (sink.fn.load(std::memory_order_acquire) == nullptr) return false;
@@ -102,7 +102,7 @@ namespace {
 
 void Write(int level, const char* file, int line, const char* format, va_list arguments) {
   if (!SomebodyListens(level)) return;
-  // Not with SIGINT blocked: a sink may block, and an interrupt must still end the process.
+  // SIGINT stays open: a sink may block, and an interrupt must still end the process.
   const NotCancellable whole;
   const LineUnderWay line_under_way;
 

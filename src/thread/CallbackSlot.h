@@ -12,15 +12,14 @@ namespace VeltranoSDK::Utility {
 template <typename Signature>
 class CallbackSlot;
 
-// A callback that may be replaced while it runs: a call keeps the function it
-// began with alive to its end.
+// A callback that may be replaced while it runs: a running call keeps its function alive.
 template <typename... Args>
 class CallbackSlot<void(Args...)> {
  public:
   using Function = std::function<void(Args...)>;
 
   void Replace(Function function) {
-    // Declared before the lock: the old function is destroyed after it is free.
+    // Declared before the lock, so that the old function is destroyed after the lock is released.
     std::shared_ptr<const Function> fresh;
     if (function) fresh = std::make_shared<const Function>(std::move(function));
     const SignalsBlocked no_handler_here;
@@ -28,15 +27,14 @@ class CallbackSlot<void(Args...)> {
     function_.swap(fresh);
   }
 
-  // Null when there is none. For worker threads, which block SIGINT anyway: the
-  // SIGINT handler waits for them.
+  // Null when there is none. For worker threads, which block SIGINT: the SIGINT handler waits for
+  // them.
   std::shared_ptr<const Function> Get() const {
     const std::lock_guard lock(mutex_);
     return function_;
   }
 
-  // Like calling an empty std::function, throws std::bad_function_call when
-  // there is none.
+  // Like an empty std::function, throws std::bad_function_call when there is none.
   void operator()(Args... args) const {
     const auto function = Get();
     if (!function) throw std::bad_function_call();

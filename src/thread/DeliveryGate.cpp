@@ -25,7 +25,7 @@ bool DeliveryGate::Close() {
 }
 
 bool DeliveryGate::WaitForDelivery() {
-  // The next delivery may begin before this thread gets to look.
+  // Compares counts, because the next delivery may begin before this thread wakes up.
   std::optional<std::uint64_t> noted;
   return WaitInterruptibly(mutex_, left_, {kPatience}, [this, &noted] {
     if (!noted) noted = deliveries_;

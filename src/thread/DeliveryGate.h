@@ -9,28 +9,27 @@
 
 namespace VeltranoSDK::Utility {
 
-// The way from a worker to the application's callback. Whoever closes it knows
-// that the application is not called any more.
+// Every call of an application callback passes this gate. Once it is closed, no further call
+// begins.
 class DeliveryGate {
  public:
-  // What happens on the other side of the gate is the application's business and
-  // may wait for the very thread that closes it: patience ends.
+  // A callback may wait for the thread that closes the gate, so the wait is limited.
   static constexpr std::chrono::seconds kPatience{3};
 
   void Open();
 
-  // No delivery begins any more.
+  // No delivery begins after this.
   void Shut();
 
-  // Nothing is delivered from here on. Waits for the delivery in flight, unless
-  // this is the thread that delivers it; false when patience ended first.
+  // No delivery begins after this. Waits for the delivery in progress, unless this is the thread
+  // that delivers it; false when the wait has timed out.
   bool Close();
 
-  // The same wait with the gate left as it is.
+  // The same wait; the gate stays as it is.
   bool WaitForDelivery();
 
-  // Calls, unless the gate is closed (then false). For threads that block SIGINT:
-  // the SIGINT handler closes the gate.
+  // Calls unless the gate is closed (then false). For threads that block SIGINT: the SIGINT handler
+  // closes the gate.
   template <typename Call>
   bool Pass(Call&& call) {
     if (!Enter()) return false;
@@ -51,7 +50,7 @@ class DeliveryGate {
   std::mutex mutex_;
   std::condition_variable left_;
   bool open_ = true;
-  std::thread::id inside_;  // nobody: the default id
+  std::thread::id inside_;  // the default id: nobody
   std::uint64_t deliveries_ = 0;
 };
 

@@ -58,10 +58,10 @@ void StartGuard() {
   std::thread(Guard).detach();
 }
 
-// The process that has a guard: a forked child has none.
+// The process that has a guard; a forked child has none.
 std::atomic<pid_t> guarded{0};
 
-// Runs when main() is left with pthread_exit, and not when the process ends.
+// Runs when main() leaves with pthread_exit, but not when the process ends.
 void MainLeaves(void* /*value*/) {
   sigset_t signals;
   pthread_sigmask(SIG_BLOCK, nullptr, &signals);
@@ -90,12 +90,13 @@ void EndGuard::Start() {
 
 void EndGuard::EndProcessBy(Clock::time_point moment) {
   last_moment = moment.time_since_epoch();
-  // The handler runs on the guard, which waits in a place of its own: a thread can be made.
+  // The handler may have interrupted the guard itself. It waits where it holds no lock, so a new
+  // thread can be created here.
   if (pthread_equal(guard, pthread_self()) != 0) {
     try {
       StartGuard();
     } catch (...) {
-      // Nobody watches, and the process ends in its own time.
+      // Without a guard the process ends in its own time.
     }
   }
   sem_post(&called);

@@ -4,22 +4,21 @@
 
 namespace VeltranoSDK {
 
-// A thread that waits for the end of the process, and makes sure that it comes.
+// A thread that ends the process if its shutdown hangs.
 //
-// It also stands in for a main() that is left with pthread_exit: without it no thread would
-// be there any more to take a SIGINT, as those of the library block it. It does so if main()
-// was noticed, and did not block SIGINT when it left.
+// It also takes SIGINT for a main() that left with pthread_exit, because the library's own threads
+// block it; only if main() was noticed and did not block SIGINT.
 class EndGuard {
  public:
-  // Once a process; later calls do nothing. Throws std::system_error when there is no
-  // thread left.
+  // Once per process; later calls do nothing. Throws std::system_error when no thread can be
+  // created.
   static void Start();
 
-  // On the way of every application's main thread: here it is known.
+  // Called by every exported start-up function, so that main()'s thread becomes known.
   static void NoticeMain();
 
-  // From a signal handler: a process that is not gone by then is ended, with status 0 and
-  // without atexit functions, destructors and what is left in stdio's buffers.
+  // For a signal handler: if the process is still running at that moment, it is ended with status
+  // 0, without atexit functions or destructors and without flushing stdio's buffers.
   static void EndProcessBy(std::chrono::steady_clock::time_point moment);
 };
 

@@ -9,21 +9,21 @@
 
 namespace VeltranoSDK {
 
-// For the thread that ends the process: no wait for another thread goes on beyond this
-// moment, but for its grace. What the application's handlers do is not known.
+// For the thread that ends the process. Limits every wait for another thread to this moment plus
+// its grace: how long handlers take is unknown.
 void EndWaitsBy(std::chrono::steady_clock::time_point last_moment);
 
 std::chrono::steady_clock::time_point LastMomentOfWaits();
 
 struct Patience {
   std::chrono::milliseconds usually;
-  // Also when the process is being ended and others have used up the time.
+  // Granted even when other waits have used up the time.
   std::chrono::milliseconds grace{0};
 };
 
-// Waits until done(), which is asked under the lock, or until patience ends (false). Locks
-// are held with signals blocked, so the wait is cut into slices, between which they are
-// delivered.
+// Waits until done() returns true; false when the patience has run out first. done() is called
+// under the lock. Locks are held with signals blocked, so the wait is cut into slices, and signals
+// are delivered between them.
 template <typename Done>
 bool WaitInterruptibly(std::mutex& mutex, std::condition_variable& changed, Patience patience,
                        Done done) {

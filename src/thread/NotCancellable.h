@@ -4,9 +4,9 @@
 
 namespace VeltranoSDK {
 
-// Around every exported function: an application's thread that is cancelled in the middle
-// would leave locks taken and descriptors open. The request takes effect afterwards, where
-// the application next lets it.
+// Around every exported function: a thread of the application that was cancelled in the middle
+// would leave locks taken and descriptors open. The request takes effect at the application's next
+// cancellation point.
 class NotCancellable {
  public:
   NotCancellable() { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &before_); }

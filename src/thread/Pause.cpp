@@ -30,8 +30,8 @@ void Pause(unsigned int microseconds) {
     const timespec request = TimeSpec(left);
     timespec remaining{};
     if (clock_nanosleep(CLOCK_MONOTONIC, 0, &request, &remaining) != EINTR) return;
-    // The kernel's remainder includes its timer slack: alone, it would never come to an
-    // end under signals that come faster than that.
+    // The kernel's remainder includes its timer slack. Used alone, it would never reach zero while
+    // signals come faster than that.
     left = std::min(Nanoseconds(remaining), end - std::chrono::steady_clock::now());
     if (left <= nanoseconds::zero()) return;
   }

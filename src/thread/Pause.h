@@ -2,11 +2,11 @@
 
 namespace VeltranoSDK {
 
-// Sleeps for at least so long, whatever signals come meanwhile. On the monotonic clock:
-// setting the time of day changes nothing. The one way to wait for hardware: a power-up
-// time that a signal cuts short is a sensor that answers wrongly.
+// Sleeps for at least this time, whatever signals arrive. It uses the monotonic clock, so setting
+// the time of day has no effect. Use it for every hardware wait: a sensor whose power-up time is
+// cut short answers wrongly.
 //
-// Asks the kernel for the whole pause at first, and after an interruption for what is left.
+// Requests the whole pause from the kernel first, and after an interruption what is left.
 void Pause(unsigned int microseconds);
 
 }  // namespace VeltranoSDK

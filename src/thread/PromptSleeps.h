@@ -4,9 +4,9 @@
 
 namespace VeltranoSDK {
 
-// Lets the sleeps of the calling thread end when they are due. Ordinarily the kernel
-// may add 50 us to each, to save wake-ups; a start-up has hundreds of short ones.
-// Threads started meanwhile would inherit it.
+// Makes sleeps of the calling thread end on time. Otherwise the kernel may add 50 us to each, to
+// save wake-ups, and a start-up has hundreds of short ones. Threads started meanwhile would inherit
+// it.
 class PromptSleeps {
  public:
   PromptSleeps() : ordinary_(prctl(PR_GET_TIMERSLACK)) { prctl(PR_SET_TIMERSLACK, 1UL); }

@@ -11,8 +11,8 @@
 
 namespace VeltranoSDK::Utility {
 
-// A record of numbers that one thread writes as a whole while others read it as a whole.
-// The writer never waits; a reader that was overtaken by it reads again.
+// A record of numbers that one thread writes and others read, always as a whole. The writer never
+// waits; a reader that the writer has overtaken reads again.
 template <typename Record>
 class Published {
  public:
@@ -21,7 +21,7 @@ class Published {
     const auto words = std::bit_cast<Words>(record);
     const std::uint64_t version = version_.load(std::memory_order_relaxed);
     version_.store(version + 1, std::memory_order_relaxed);
-    // Release: who sees one of these sees the odd version too.
+    // Release: a reader that sees one of these also sees the odd version.
     for (std::size_t i = 0; i < kWords; ++i) words_[i].store(words[i], std::memory_order_release);
     version_.store(version + 2, std::memory_order_release);
   }
@@ -29,7 +29,7 @@ class Published {
   Record Read() const {
     Words words;
     while (!TryRead(words)) {
-      // Not a mere yield: the reader's priority may be above the writer's.
+      // Not just a yield: the reader's priority may be above the writer's.
       Pause(kOvertakenUs);
     }
     return std::bit_cast<Record>(words);

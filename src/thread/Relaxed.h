@@ -4,9 +4,8 @@
 
 namespace VeltranoSDK {
 
-// A plain setting that one thread changes while others read it: no order with
-// other settings is promised, only that no value is ever torn. Copies like the
-// value it holds.
+// A plain setting that one thread changes while others read it. It promises no order with other
+// settings, only that no value is torn. It is copied like the value it holds.
 template <typename T>
 class Relaxed {
  public:

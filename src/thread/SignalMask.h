@@ -5,13 +5,12 @@
 
 namespace VeltranoSDK {
 
-// Keeps signals away from this thread for a scope: all but those by which the processor
-// reports a mistake of the very thread.
+// Blocks all signals on this thread for a scope, except those that report its own faults.
 //
-// Around every lock: the library's SIGINT handler takes some of them, and a handler of the
-// application may end the process, whose atexit functions call the library. Neither may find
-// its own thread holding a lock. Also while a thread of the library is started, which
-// inherits it: no signal ends its waiting, and no handler of the application runs on it.
+// Used around every lock: the library's SIGINT handler takes some of them, and a handler of the
+// application may end the process, whose atexit functions call the library. Neither may find its
+// own thread holding a lock. Also used while the library starts a thread, which inherits the mask:
+// no signal ends its waits, and no handler of the application runs on it.
 class SignalsBlocked {
  public:
   SignalsBlocked() {

@@ -12,9 +12,9 @@
 
 namespace VeltranoSDK {
 
-// Place for one shared object that comes and goes while threads reach for it. Who fills or
-// takes waits for another thread that is at it. A thread that is at it itself, and was
-// interrupted by a handler that ends the process, finds the place empty and cannot fill it.
+// Holds one shared object that several threads may fill, take and read. Fill and Take wait for
+// another thread's Fill or Take. In a handler that interrupted one of them on its own thread, and
+// which ends the process, Take returns null and Fill fails.
 template <typename T>
 class Slot {
  public:
@@ -24,7 +24,7 @@ class Slot {
     return object_;
   }
 
-  // Fills an empty slot with what make() returns; false when it is not empty.
+  // Fills an empty slot with the result of make(); false when it is not empty.
   template <typename Make>
   bool Fill(Make make) {
     const Turn turn(*this);
@@ -39,7 +39,7 @@ class Slot {
     return turn.mine() ? Put(nullptr) : nullptr;
   }
 
-  // Calls work() unless somebody has filled the slot meanwhile, or does so.
+  // Calls work() if the slot is empty and nobody is filling it.
   template <typename Work>
   void WhileEmpty(Work work) {
     const Turn turn(*this);
@@ -90,7 +90,7 @@ class Slot {
 
   mutable std::mutex mutex_;
   std::condition_variable left_;
-  std::thread::id at_it_;  // nobody: the default id
+  std::thread::id at_it_;  // the default id: nobody
   std::shared_ptr<T> object_;
 };
 

@@ -14,14 +14,14 @@ bool IsOpen(int fd) { return fcntl(fd, F_GETFD) >= 0; }
 // Whether 0 to 2 are known to be open.
 std::atomic<bool> occupied{false};
 
-// Before a device is opened, so that none is on 0 to 2 even for a moment. A process that
-// closes them later is noticed by AwayFromStandardStreams, once.
+// Runs before a device is opened, so that none is on 0 to 2 even for a moment. If the process
+// closes them later, AwayFromStandardStreams notices it once.
 void OccupyStandardStreams() {
   if (occupied.load(std::memory_order_relaxed)) return;
   const int error = errno;
   for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd) {
     if (IsOpen(fd)) continue;
-    // The lowest free number is taken; another thread may have been faster.
+    // open() takes the lowest free number; another thread may have been faster.
     const int null = open("/dev/null", O_RDWR);  // NOLINT: to be inherited, as 0 to 2 are
     if (null > STDERR_FILENO) close(null);
   }
@@ -33,7 +33,7 @@ void OccupyStandardStreams() {
 
 int OpenDevice(const char* path, int flags) {
   OccupyStandardStreams();
-  // With a mode, so that it is open() in a checked build too, which a tracer stands in front of.
+  // Passes a mode so that a fortified build still calls open(), which tracers replace.
   return AwayFromStandardStreams(Uninterrupted([=] { return open(path, flags | O_CLOEXEC, 0); }));
 }
 

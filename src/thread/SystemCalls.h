@@ -5,9 +5,9 @@
 
 namespace VeltranoSDK {
 
-// Makes a system call again for as long as a signal interrupts it. Not for close: Linux has
-// released the descriptor when close reports EINTR, and closing it again would close
-// whatever another thread has just opened.
+// Repeats a system call while signals interrupt it. Not for close: Linux has released the
+// descriptor even when close reports EINTR, and closing it again would close whatever another
+// thread has just opened.
 template <typename Call>
 auto Uninterrupted(Call call) {
   for (;;) {
@@ -21,12 +21,12 @@ int Ioctl(int fd, unsigned long request, Argument argument) {
   return Uninterrupted([=] { return ioctl(fd, request, argument); });
 }
 
-// open() for devices: the descriptor is closed in children that exec, and is never 0 to 2,
-// where the texts of others would go into the device. Where one of those is not open, it
-// becomes /dev/null. -1 and errno on failure. Callable wherever open() is.
+// open() for devices: the descriptor is closed in children that exec, and is never 0 to 2, where
+// other code's output would go to the device. If one of those is not open, it becomes /dev/null.
+// Returns -1 and sets errno on failure. May be called wherever open() may.
 int OpenDevice(const char* path, int flags);
 
-// The same for a descriptor made otherwise, given up when it is moved; -1 stays -1.
+// Moves a descriptor made otherwise away from 0 to 2 and closes the original; -1 stays -1.
 int AwayFromStandardStreams(int fd);
 
 }  // namespace VeltranoSDK

@@ -2,7 +2,7 @@
 
 namespace VeltranoSDK {
 
-// A descriptor that poll() finds readable once it was rung: what ends a wait for a device.
+// A descriptor that becomes readable after Ring(); ends a wait for a device.
 class WakeUp {
  public:
   WakeUp() = default;
@@ -14,7 +14,7 @@ class WakeUp {
   void Open();
   void Close();
 
-  // From any thread, and from a signal handler, while it is open.
+  // May be called from any thread and from a signal handler while it is open.
   void Ring() const;
 
   int descriptor() const { return fd_; }

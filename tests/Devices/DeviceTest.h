@@ -22,7 +22,7 @@ inline Lines operator+(Lines first, const Lines& second) {
   return first;
 }
 
-// How a sensor's programming tells a write to the FPGA: "TRI_SPACING = 0x00000005".
+// A write to the FPGA in a sensor's programming: "TRI_SPACING = 0x00000005".
 inline std::string Fpga(const fpga::Register& reg, unsigned value) {
   char text[16];
   snprintf(text, sizeof text, " = 0x%08x", value);
@@ -30,8 +30,8 @@ inline std::string Fpga(const fpga::Register& reg, unsigned value) {
 }
 inline std::string Timing(unsigned value) { return Fpga(fpga::kReg.CMOS_TIMING_CTRL, value); }
 
-// How the transcript tells a transaction on an I2C bus, bytes in hexadecimal:
-// I2cWrite(0x36, "30 0b 5a"), I2cRead(0x36, "30 0b", "c3").
+// A transaction on an I2C bus in the transcript, bytes in hexadecimal: I2cWrite(0x36, "30 0b 5a"),
+// I2cRead(0x36, "30 0b", "c3").
 inline std::string I2cClient(unsigned address) {
   constexpr char kDigits[] = "0123456789abcdef";
   return std::string("0x") + kDigits[address >> 4 & 0xF] + kDigits[address & 0xF] + ' ';
@@ -43,8 +43,8 @@ inline std::string I2cRead(unsigned address, const std::string& bytes, const std
   return I2cWrite(address, bytes) + "; r " + I2cClient(address) + read;
 }
 
-// A board with its device objects as start-up makes them, before anything is
-// programmed. One series a process: the series logic is final.
+// A board with its device objects as start-up makes them, before anything is programmed. One series
+// per process: the series logic is final.
 class DeviceTest : public tessaline_test::BoardFixture {
  protected:
   explicit DeviceTest(const char* model = "K3610", SeriesNumber series = kSeries21)
@@ -57,7 +57,7 @@ class DeviceTest : public tessaline_test::BoardFixture {
     BuildDevices();
   }
 
-  // The board after another power-up, without faults, and device objects to match.
+  // The board after another power-up, without faults, and new device objects.
   void PowerUp() {
     tessaline_board_clear_faults();
     ASSERT_EQ(tessaline_board_select(board_model_), 0);
@@ -68,7 +68,7 @@ class DeviceTest : public tessaline_test::BoardFixture {
 
   using BoardFixture::Printed;
 
-  // What a call puts on the standard output, or on the standard error stream.
+  // The text that a call prints on standard output or standard error.
   template <typename Call>
   std::string Printed(Call call) {
     BoardFixture::Printed();
@@ -92,7 +92,7 @@ class DeviceTest : public tessaline_test::BoardFixture {
     return events;
   }
 
-  // Sizes that the image device was asked for, "640x480".
+  // Sizes requested of the image device, "640x480".
   static Lines FormatsAsked() {
     const std::string request = "VIDIOC_TRY_FMT ";
     Lines sizes;
@@ -104,8 +104,7 @@ class DeviceTest : public tessaline_test::BoardFixture {
     return sizes;
   }
 
-  // Which of these steps came, in the order they came in: registers written, ioctls,
-  // "sleep 100".
+  // Those of `steps` that occurred, in order: registers written, ioctls, "sleep 100".
   static Lines OrderOf(const Lines& steps) {
     Lines order;
     for (const std::string& event : Events()) {

@@ -11,11 +11,11 @@
 
 namespace tessaline_test {
 
-// An image handler that can be held: while the first image is being handled, others
-// wait in the driver however long the test takes. Software triggers alone make them.
+// An image handler that can be held: while the first image is in the handler, others wait in the
+// driver however long the test takes. Only software triggers make them.
 class HeldImages {
  public:
-  // Delivers image 1, stops the acquisition while image 2 waits, lets go.
+  // Delivers image 1, stops the acquisition while image 2 waits, and releases the handler.
   static void StopBetweenTwo() {
     RegisterEventHandler(TESSALINE_EVENT_IMAGE, reinterpret_cast<tessaline_event_handler>(OnImage));
     {
@@ -27,7 +27,7 @@ class HeldImages {
     }
   }
 
-  // Returns when the image lies in a buffer of the driver.
+  // Returns when the image is in a buffer of the driver.
   static void TriggerOnce() {
     const auto before = Produced();
     SetTriMode(2);
@@ -36,7 +36,7 @@ class HeldImages {
     ASSERT_TRUE(Eventually([=] { return Produced() > before; }));
   }
 
-  // The frame ids, once so many have arrived and no more do.
+  // The frame ids, once `expected` ids have arrived and no more do.
   static std::vector<std::uint64_t> Delivered(std::size_t expected) {
     Eventually([&] { return Arrived().size() >= expected; });
     ReallyWait(std::chrono::milliseconds(50));
@@ -65,7 +65,7 @@ class HeldImages {
     const std::lock_guard wait(gate_);
   }
 
-  // Never destroyed: the handler may run to the very end.
+  // Never destroyed: the handler may run until the process ends.
   static inline std::mutex& gate_ = *new std::mutex;
   static inline std::mutex& mutex_ = *new std::mutex;
   static inline std::vector<std::uint64_t>& ids_ = *new std::vector<std::uint64_t>;

@@ -1,7 +1,7 @@
 #pragma once
 
-// Applications that are interrupted, each a process of its own: a child of the test that
-// starts the device on a virtual board.
+// Interrupted applications. Each is its own process: a child of the test that starts the device on
+// a virtual board.
 
 #include <gtest/gtest.h>
 #include <signal.h>
@@ -25,7 +25,7 @@ namespace tessaline_test {
 
 struct Outcome {
   int status = -1;                  // as waitpid reports it
-  std::vector<std::string> events;  // what it reported, and the board's transcript at exit
+  std::vector<std::string> events;  // its reports, and the board's transcript at exit
   std::chrono::milliseconds took{};
 };
 
@@ -58,7 +58,7 @@ inline void StartUp() {
   tessaline_board_transcript_clear();
 }
 
-// A sink of the log.
+// A log sink.
 inline void ReportError(log_Event* event) {
   char text[256];
   const int length = snprintf(text, sizeof text, "error ");
@@ -66,7 +66,7 @@ inline void ReportError(log_Event* event) {
   Report(strcat(text, "\n"));
 }
 
-// Runs the work in a child; 42 when it comes back from it.
+// Runs the work in a child; the status is 42 when the work returns.
 inline Outcome InAChild(const std::function<void()>& work) {
   const auto start = std::chrono::steady_clock::now();
   int ends[2];
@@ -76,7 +76,7 @@ inline Outcome InAChild(const std::function<void()>& work) {
     close(ends[0]);
     report_pipe = ends[1];
     atexit(ReportTranscript);
-    alarm(60);  // a handler that hangs ends as a failure
+    alarm(60);  // a hanging handler becomes a failure
     work();
     _exit(42);
   }
@@ -101,8 +101,8 @@ inline void ExpectExit(const Outcome& outcome, int status) {
   EXPECT_EQ(WEXITSTATUS(outcome.status), status);
 }
 
-// The thread sanitizer runs handlers with every signal blocked, SIGSEGV too, by
-// which the virtual board sees register accesses.
+// The thread sanitizer runs handlers with every signal blocked, including SIGSEGV, which shows
+// register accesses to the virtual board.
 inline constexpr bool kHandlerReachesTheBoard = !tessaline_test::kThreadSanitizer;
 
 }  // namespace tessaline_test

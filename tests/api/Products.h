@@ -7,7 +7,7 @@
 
 namespace tessaline_test {
 
-// Which part of the full sensor a frame shows, and how.
+// The part of the full sensor that a frame shows, and how.
 struct View {
   unsigned left, top;  // pixels of the full sensor
   unsigned width, height;
@@ -19,15 +19,14 @@ struct DriveMode {
   unsigned mode;
   int result;
   View view;
-  unsigned pl_drive_mode;  // what the FPGA's reconstruction is told
+  unsigned pl_drive_mode;  // the mode that the FPGA's reconstruction gets
 };
 
 struct Region {
   unsigned x, y, width, height;
 };
 
-// What the FPGA has to know of the sensor's pace, which some sensors change with the
-// collect mode.
+// Timing values of the sensor in the FPGA. Some sensors change them with the collect mode.
 struct Pace {
   unsigned sensor_timing;   // register SENSOR_TIMING
   unsigned exposure_delay;  // register EXP_DELAY while the region below is read out
@@ -45,13 +44,13 @@ struct Product {
   View at_start;             // after start-up
   View all_pixels;           // in drive mode 0
   unsigned bytes_per_point;  // after start-up
-  float exposure_unit;       // microseconds, by which exposure times are divided
-  double exposure_step;      // microseconds that a step really takes
+  float exposure_unit;       // microseconds; exposure times are divided by it
+  double exposure_step;      // microseconds of a real step
   unsigned pot_steps;        // of the laser power
   unsigned max_frame_value;
   bool has_thermometer;
-  std::vector<DriveMode> drive_modes;  // those that are not 0
-  Region region;                       // one that is not refused
+  std::vector<DriveMode> drive_modes;  // all except 0
+  Region region;                       // an accepted one
   View region_view;
   std::vector<Region> refused;
   std::array<unsigned, 2> isp;  // registers ISP_WIDTH and ISP_HEIGHT of the region
@@ -104,8 +103,8 @@ inline Product K36(const char* model) {
           .gains = {{6, 1.995}, {60, 251}}};
 }
 
-// Both reduced readouts of the IMX252 leave out every other row and no columns. Its
-// crop registers count the rows that come out, so row 4 is row 8 of the sensor then.
+// Both reduced readouts of the IMX252 skip every other row and no columns. Its crop registers count
+// the rows that are read out, so row 4 is then row 8 of the sensor.
 inline Product K37(const char* model, bool ch16, unsigned bytes_per_point) {
   const unsigned row_time = ch16 ? 216 : 309;
   return {.model = model,
@@ -163,8 +162,8 @@ inline Product K38(const char* model) {
           .gains = {{2, 2}, {9, 5}, {0, 1}}};
 }
 
-// Every other row of the array is its sensor: half as many rows, and where a region
-// begins counts rows of the array.
+// Its sensor has every other row of the array: half as many rows. The start of a region counts rows
+// of the array.
 inline Product K3810() {
   Product product = K38("K3810");
   product.full_height = 1024;
@@ -211,8 +210,8 @@ constexpr unsigned E2vDelay(unsigned rows, unsigned blanking) {
   return ((rows + 16) * line >> 4) + (line * 3 / 2 >> 2) + 28 + (line * 3 >> 2);
 }
 
-// 0x11 fails because half of 1080 rows is no multiple of 8: the sensor is in reduced
-// readout then, but what it reads out is set by a region that follows.
+// 0x11 fails because half of 1080 rows is not a multiple of 8. The sensor is then in reduced
+// readout, and the next region decides what it reads out.
 inline Product K40(const char* model, unsigned bytes_per_point) {
   return {.model = model,
           .full_width = 4096,

@@ -1,9 +1,9 @@
 #pragma once
 
-// Start-up of an IMX252 product ends with a self-test: the sensor is triggered, and an
-// image has to come within 10 ms. Here exactly one comes, and the pause lasts until it
-// has been handled, however slow the machine is. To be included by one file of a
-// program: it stands before the board's clock_nanosleep.
+// Start-up of an IMX252 product ends with a self-test: the sensor is triggered, and an image must
+// arrive within 10 ms. Here exactly one arrives, and the pause lasts until it has been handled,
+// however slow the machine is. Include it in only one file of a program: it replaces the board's
+// clock_nanosleep.
 
 #include <dlfcn.h>
 #include <gtest/gtest.h>
@@ -19,7 +19,7 @@ namespace tessaline_test {
 
 class SelfTestImage {
  public:
-  // Before start-up, with an image handler registered that calls Handled().
+  // Create it before start-up, with an image handler registered that calls Handled().
   explicit SelfTestImage(const std::string& model) : needed_(model.starts_with("K37")) {
     if (!needed_) return;
     tessaline_board_frame_fault(0, TESSALINE_BOARD_FRAME_LOST, 1, 0);
@@ -33,7 +33,7 @@ class SelfTestImage {
   SelfTestImage(const SelfTestImage&) = delete;
   SelfTestImage& operator=(const SelfTestImage&) = delete;
 
-  // At the end of the handler.
+  // Called at the end of the handler.
   static void Handled() { handled_ = true; }
 
   static void AfterPause(const timespec& pause) {

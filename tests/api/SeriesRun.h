@@ -23,24 +23,24 @@ struct FrameHeader {
   std::uint64_t frame_id, time_stamp, encoder_stamp, last;
 };
 
-// The laser line as one frame shows it, whether it came as an image or as a strip.
+// The laser line in one frame, from an image or a strip.
 struct Sighting {
   struct Point {
     unsigned column;
     double row;
-    int peak;  // negative: the frame does not tell
+    int peak;  // negative: the frame has no brightness
   };
   FrameHeader header;
   unsigned width = 0, height = 0;  // of an image
-  std::vector<unsigned> columns;   // that were looked at
+  std::vector<unsigned> columns;   // that were examined
   std::vector<Point> points;       // those with a line
 };
 
-// What handlers reduce frames to.
+// Handlers reduce frames to these.
 class Sightings {
  public:
   static constexpr unsigned kEveryColumn = 7;  // of an image; not in step with its blocks
-  static constexpr int kDark = 40;             // no line is that dark, no noise that bright
+  static constexpr int kDark = 40;             // no line is this dark, no noise this bright
 
   static void BytesPerPoint(unsigned bytes) { bytes_per_point_ = bytes; }
 
@@ -52,7 +52,7 @@ class Sightings {
     const std::lock_guard lock(mutex_);
     return seen_.size();
   }
-  // Forgets all, and whatever is still under way from before this moment.
+  // Forgets all, including frames still on their way at this moment.
   static void Clear() {
     const std::uint64_t now = GetTimerCounter();
     const std::lock_guard lock(mutex_);
@@ -100,7 +100,7 @@ class Sightings {
   }
 
  private:
-  // Of the light around the brightest row.
+  // Centre of the light around the brightest row.
   static double Middle(const std::uint8_t* column, unsigned width, unsigned height, unsigned row) {
     constexpr int kReach = 6;
     constexpr double kDarkNoise = 7;
@@ -148,15 +148,15 @@ class Sightings {
     if (sighting.header.time_stamp > since_) seen_.push_back(std::move(sighting));
   }
 
-  // Never destroyed: the handlers may run to the very end.
+  // Never destroyed: the handlers may run until the process ends.
   static inline std::mutex& mutex_ = *new std::mutex;
   static inline std::vector<Sighting>& seen_ = *new std::vector<Sighting>;
   static inline std::uint64_t since_ = 0;
   static inline std::atomic<unsigned> bytes_per_point_{8};
 };
 
-// An application on the board of any product, started, its laser on, and triggered by
-// software alone until a test says otherwise.
+// A started application on the board of any product. The laser is on, and only software triggers it
+// until a test says otherwise.
 class SeriesRun : public BoardFixture, public ::testing::WithParamInterface<Product> {
  protected:
   enum Mode : unsigned { kStrips, kImages };
@@ -190,7 +190,7 @@ class SeriesRun : public BoardFixture, public ::testing::WithParamInterface<Prod
 
   static const Product& product() { return GetParam(); }
 
-  // One product's region after start-up lies beside the line.
+  // After start-up, one product's region misses the line.
   static void ShowTheWholeScene() {
     const Product& p = product();
     if (p.at_start.height == p.all_pixels.height) return;
@@ -199,13 +199,13 @@ class SeriesRun : public BoardFixture, public ::testing::WithParamInterface<Prod
 
   // --- Frames
 
-  // One frame, exposed while ball and stairs lie under the line. Empty: none came.
+  // One frame, exposed while ball and stairs are under the line. Empty when none arrived.
   static Sighting Snapshot(Mode mode) {
     constexpr int kTries = 20;
     for (int i = 0; i < kTries; ++i) {
       Sighting sighting = OneFrame(mode);
       const double y = std::fmod(BeltAt(sighting.header.time_stamp), kPeriod);
-      // A loaded machine may be so late that they have passed.
+      // A busy machine may be so late that they have passed.
       if (sighting.header.frame_id == 0 || (y > 11 && y < 39)) return sighting;
     }
     ADD_FAILURE() << "ball and stairs were never under the line";
@@ -233,7 +233,7 @@ class SeriesRun : public BoardFixture, public ::testing::WithParamInterface<Prod
   // --- The scene
 
   static constexpr double kSpeed = 50;    // mm/s
-  static constexpr double kPeriod = 120;  // mm, after which the objects come again
+  static constexpr double kPeriod = 120;  // mm, after which the objects repeat
   static constexpr double kBeltReflectance = 0.45;
   static constexpr double kObjectReflectance = 0.75;  // of ball and stairs
 
@@ -241,7 +241,7 @@ class SeriesRun : public BoardFixture, public ::testing::WithParamInterface<Prod
     return static_cast<double>(time_stamp) * fpga::kNanosecondsPerTick * 1e-9 * kSpeed;
   }
 
-  // The belt moves while somebody sleeps.
+  // The belt moves during sleeps.
   static void MoveBeltTo(double along) {
     const double way = along - std::fmod(BeltAt(GetTimerCounter()), kPeriod);
     usleep(static_cast<useconds_t>((way < 0 ? way + kPeriod : way) / kSpeed * 1e6));
@@ -267,7 +267,7 @@ class SeriesRun : public BoardFixture, public ::testing::WithParamInterface<Prod
     return 2 * PowerAt(kLaserPercent) * kGreyPerMicrosecond * Steps(exposure) *
            product().exposure_step * gain;
   }
-  // As a fraction. The finer potentiometer is not turned beyond 1000.
+  // As a fraction. The finer potentiometer is never turned beyond 1000.
   static double PowerAt(double percent) {
     const unsigned last = product().pot_steps - 1;
     const double code = std::floor(last * percent / 100);
@@ -279,8 +279,8 @@ class SeriesRun : public BoardFixture, public ::testing::WithParamInterface<Prod
 
   static constexpr double kAnyLight = -1;
 
-  // Every column has the line where the scene says, as bright as the light is, and
-  // none where the scene has none. Returns how many columns have it.
+  // Expects the line in every column where the scene has it, as bright as the light is, and nowhere
+  // else. Returns the number of columns with the line.
   static unsigned ExpectLine(const Sighting& sighting, const View& view, double light = kAnyLight) {
     const bool image = sighting.width != 0;
     if (image) {
@@ -310,7 +310,7 @@ class SeriesRun : public BoardFixture, public ::testing::WithParamInterface<Prod
       if (inside) ++seen;
       if (inside != (point != nullptr)) complain(x, inside ? "no line" : "a line");
       if (point == nullptr) continue;
-      // The middle of an image's line is estimated, a strip's row counted in 1/32 or less.
+      // The line's centre is estimated in an image; a strip's row is counted in 1/32 or less.
       if (std::abs(point->row - line.row) > (image ? 0.5 : 0.02)) {
         complain(x, "row " + std::to_string(point->row) + ", not " + std::to_string(line.row));
       }
@@ -325,12 +325,12 @@ class SeriesRun : public BoardFixture, public ::testing::WithParamInterface<Prod
     return seen;
   }
 
-  // The same, where most of the line is in view.
+  // The same, when most of the line is in view.
   static void ExpectScene(const Sighting& sighting, const View& view, double light = kAnyLight) {
     EXPECT_GT(ExpectLine(sighting, view, light), ColumnsLookedAt(sighting, view) / 2);
   }
 
-  // As a strip and as an image.
+  // In a strip and in an image.
   static void ExpectSceneInBoth(const View& view, double light = kAnyLight) {
     {
       SCOPED_TRACE("strip");
@@ -345,13 +345,13 @@ class SeriesRun : public BoardFixture, public ::testing::WithParamInterface<Prod
   }
 
  private:
-  // Whether the line is so near to the frame's edge that it may show or not.
+  // Whether the line is so near the frame's edge that it may or may not be visible.
   static bool Unclear(double row, unsigned height, bool image) {
     const double margin = image ? 8 : 0.05;
     return std::abs(row) < margin || std::abs(row - (height - 1.0)) < margin;
   }
 
-  // The brightest pixel of a line of so many grey values, noise included.
+  // The brightest pixel of a line with this grey value, noise included.
   static double InPixels(double grey, double row) {
     constexpr double kLineSigma = 1.8;
     constexpr double kDarkNoise = 7;

@@ -11,8 +11,8 @@
 
 namespace tessaline_test {
 
-// A board, K3610 if not said otherwise, after start-up, with nothing printed and an empty
-// transcript. The acquisition is stopped: no frames come.
+// A board (K3610 by default) after start-up, with nothing printed and an empty transcript. The
+// acquisition is stopped, so no frames arrive.
 class StartedBoard : public BoardFixture {
  protected:
   explicit StartedBoard(const char* model = "K3610") : BoardFixture(model), model_(model) {}
@@ -35,7 +35,7 @@ class StartedBoard : public BoardFixture {
 
  private:
   const char* model_;
-  const LoggedErrors errors_;  // sinks are added before there are threads that log
+  const LoggedErrors errors_;  // sinks are added before any thread logs
   std::size_t errors_at_start_ = 0;
 };
 

@@ -41,7 +41,7 @@ class Descriptor {
   int fd_ = -1;
 };
 
-// What a failed call leaves behind: -errno; a success: its result.
+// -errno of a failed call, or the result of a successful one.
 template <typename Result>
 long Outcome(Result result) {
   return result < 0 ? -static_cast<long>(errno) : static_cast<long>(result);
@@ -53,7 +53,7 @@ inline long OpenOutcome(const std::string& path, int flags) {
   return file.IsOpen() ? 0 : -errno;
 }
 
-// One write of the whole text to a freshly opened file, as a shell's echo does it.
+// Writes the whole text in one write to a freshly opened file, like echo in a shell.
 inline long WriteFile(const std::string& path, std::string_view text, int flags = O_WRONLY) {
   const Descriptor file(path.c_str(), flags);
   if (!file.IsOpen()) return -errno;
@@ -81,7 +81,7 @@ inline std::string Transcript() {
   return copy;
 }
 
-// Plugs a board in for one test.
+// Plugs in a board for one test.
 class BoardTest : public testing::Test {
  protected:
   void SetUp() override { Select("K3610"); }
@@ -96,7 +96,7 @@ class BoardTest : public testing::Test {
     tessaline_board_transcript_clear();
   }
 
-  // Lets the board's time pass without waiting for it.
+  // Advances the board's time without waiting for it.
   static void Pass(unsigned milliseconds) { ::usleep(milliseconds * 1000); }
 
   static void SetRegister(const VeltranoSDK::fpga::Register& reg, std::uint32_t value) {

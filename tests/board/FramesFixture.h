@@ -50,8 +50,8 @@ inline double BeltPosition(std::uint64_t time_stamp) {
   return static_cast<double>(time_stamp) * 20e-9 * 50;
 }
 
-// A board with its laser on and everything armed but the sensor and the trigger,
-// for plain capture programs that program FPGA and sensor themselves.
+// A board with its laser on and everything armed except the sensor and the trigger, for plain
+// capture programs that program FPGA and sensor themselves.
 class FramesFixture : public tessaline_test::BoardFixture {
  protected:
   FramesFixture(const char* model, std::vector<const char*> laser_lines, fpga::RegionBases regions)

@@ -1,4 +1,4 @@
-// Waiting for an interrupt of the board beside an ordinary descriptor.
+// Waits for an interrupt of the board and for an ordinary descriptor at once.
 #pragma once
 
 #include <poll.h>
@@ -20,26 +20,26 @@ using std::chrono::steady_clock;
 using tessaline_test::Eventually;
 using tessaline_test::ReallyWait;
 
-inline constexpr int kForever = 60'000;  // milliseconds; a test that waits so long has failed
+inline constexpr int kForever = 60'000;  // milliseconds; a test that waits this long has failed
 inline constexpr int kRounds = 20;
 
 inline void Interrupt() { tessaline_board_da_arrived(); }
 
-// How often the calling thread has gone to sleep.
+// The number of times the calling thread has gone to sleep.
 inline long Sleeps() {
   rusage usage{};
   getrusage(RUSAGE_THREAD, &usage);
   return usage.ru_nvcsw;
 }
 
-// How much it has worked, in milliseconds.
+// Its processor time in milliseconds.
 inline long Work() {
   timespec time{};
   clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
   return time.tv_sec * 1000 + time.tv_nsec / 1'000'000;
 }
 
-// A wait that nothing ends finds at its end what it has missed, so no test may take long.
+// A wait that nothing ends finds what it missed only at its end, so no test may take long.
 class Poll : public BoardTest {
  protected:
   void SetUp() override {
@@ -72,8 +72,8 @@ class Poll : public BoardTest {
   int other_ = -1;
 };
 
-// The shortest time from an event to the end of a poll that waits for it, of some
-// rounds: on a busy machine a thread may come late, but not each time.
+// The shortest time, of some rounds, from an event to the end of a poll that waits for it: on a
+// busy machine a thread may be late, but not each time.
 template <typename Event, typename Taken>
 std::chrono::microseconds Delay(const std::array<pollfd, 2>& descriptors, Event event,
                                 Taken taken) {

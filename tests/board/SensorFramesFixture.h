@@ -1,4 +1,4 @@
-// What the image sensors' registers do to the frames, seen by a plain capture program.
+// Effects of the image sensors' registers on the frames, seen by a plain capture program.
 #pragma once
 
 #include <cmath>
@@ -12,7 +12,7 @@ namespace board_test {
 
 using Registers = std::map<unsigned, unsigned>;
 
-// How the frame lies on the full sensor.
+// The frame's place on the full sensor.
 struct View {
   unsigned full_width, full_height;
   unsigned width, height;
@@ -36,8 +36,8 @@ class SensorFrames : public FramesFixture {
     Set(fpga::kReg.STRIP_IMAGE_HEIGHT, height);
   }
 
-  // A strip buffer of a new stream, with one strip in it, taken with the sensor as it
-  // is now: what comes first may be left over from before.
+  // A strip buffer of a new stream, with one strip, taken with the sensor's present settings: older
+  // buffers may be left over from before.
   std::vector<std::uint8_t> FreshStrip() {
     tessaline_board_set_strips_per_buffer(1);
     RouteTo(false);
@@ -61,13 +61,12 @@ class SensorFrames : public FramesFixture {
     return rows.size() < 2;
   }
 
-  // A strip of a line that is not straight: over the bare belt every column is as
-  // good as any other.
+  // A strip in which the line is not straight: over the bare belt all columns look the same.
   std::vector<std::uint8_t> StripOverAnObject() {
     constexpr useconds_t kTwentyMillimetres = 400'000;
     constexpr int kTwoRounds = 12;
     for (int i = 0; i < kTwoRounds; ++i) {
-      usleep(kTwentyMillimetres);  // moves the belt; takes no time
+      usleep(kTwentyMillimetres);  // moves the belt without real waiting
       auto bytes = FreshStrip();
       if (!IsStraight(bytes)) return bytes;
     }
@@ -75,7 +74,7 @@ class SensorFrames : public FramesFixture {
     return FreshStrip();
   }
 
-  // Every column that sees the line has it where the scene says.
+  // Every column that sees the line has it where the scene puts it.
   void ExpectScene(const View& view) {
     const auto bytes = StripOverAnObject();
     const StripHeader header = HeaderAt(bytes, 0);
@@ -128,7 +127,7 @@ class SensorFrames : public FramesFixture {
     EXPECT_LE(period, ticks + spacing + 1);
   }
 
-  // Whether a frame comes within some real time.
+  // Whether a frame arrives within some real time.
   bool Arrives() {
     RouteTo(false);
     VideoClient client("/dev/video1", O_RDWR | O_NONBLOCK);

@@ -31,7 +31,7 @@ class SpiClient {
     return transfer;
   }
 
-  // What comes in while `tx` goes out.
+  // The bytes received while `tx` is sent.
   Bytes Exchange(const Bytes& tx) const {
     Bytes rx(tx.size(), 0xEE);
     spi_ioc_transfer transfer = Transfer(tx.data(), rx.data(), tx.size());
@@ -43,7 +43,7 @@ class SpiClient {
     return Outcome(::write(fd(), bytes.data(), bytes.size()));
   }
 
-  // A setting of 8 or 32 bits, set or got in place; 0 or -errno.
+  // A setting of 8 or 32 bits, set or read in place; 0 or -errno.
   template <typename Value>
   long Setting(unsigned long request, Value&& value) const {
     return Outcome(::ioctl(fd(), request, &value));

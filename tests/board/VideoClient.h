@@ -13,7 +13,7 @@
 
 namespace board_test {
 
-// A plain capture program: what any V4L2 application does, without the library.
+// A plain capture program: it does what any V4L2 application does, without the library.
 class VideoClient {
  public:
   explicit VideoClient(const char* path, int flags = O_RDWR) : fd_(open(path, flags)) {}
@@ -36,7 +36,7 @@ class VideoClient {
     return ioctl(fd_, VIDIOC_S_FMT, &format);
   }
 
-  // The buffers granted, or -1.
+  // The number of buffers granted, or -1.
   int Request(unsigned count, unsigned memory = V4L2_MEMORY_MMAP) {
     v4l2_requestbuffers request{};
     request.count = count;
@@ -72,7 +72,7 @@ class VideoClient {
   int StreamOn() { return Stream(VIDIOC_STREAMON); }
   int StreamOff() { return Stream(VIDIOC_STREAMOFF); }
 
-  // Blocks for a frame; its bytes, empty on failure.
+  // Blocks until a frame arrives; returns its bytes, empty on failure.
   std::span<std::uint8_t> Dequeue() {
     last_ = Buffer(0);
     if (ioctl(fd_, VIDIOC_DQBUF, &last_) != 0) return {};

@@ -29,7 +29,7 @@ class PlainCapture : public BoardFixture {
     return create_video_channel(kDevice, 1, width, height, 2, kTag, count);
   }
 
-  // What a failed call told on the standard error stream.
+  // The text that a failed call printed on standard error.
   template <typename Call>
   static std::string Told(Call call) {
     ::testing::internal::CaptureStderr();

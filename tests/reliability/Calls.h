@@ -13,11 +13,11 @@ struct Call {
   unsigned nth = 0;      // from 0, among those of this device and operation in this step
   std::string during{};  // the exported function of this step
   std::string
-      access{};  // what it is for, where that matters: "read IMAGE_BLOCK_3 TRI_DELAY" of a mapping
+      access{};  // its purpose, where that matters: "read IMAGE_BLOCK_3 TRI_DELAY" of a mapping
 };
 
-// The calls of a surveying tour, in order. Of those that take turns (see Calls.cpp) each
-// group has one.
+// The calls of a surveying tour, in order. Of calls that alternate (see Calls.cpp), each group has
+// one.
 std::vector<Call> CallsOf(const std::vector<std::string>& events);
 
 struct Failure {
@@ -25,8 +25,8 @@ struct Failure {
   int error = 0;
 };
 
-// Each call with one of the errors it can have, in turn; or with all of them. All
-// errors of an operation come at least once for each exported function that makes it.
+// Each call with one of its possible errors, in turn; or with all of them. Every error of an
+// operation occurs at least once for each exported function that makes it.
 std::vector<Failure> FailuresOf(const std::vector<Call>& calls, bool all_errors);
 
 }  // namespace reliability

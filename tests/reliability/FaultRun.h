@@ -11,8 +11,8 @@
 
 namespace reliability {
 
-// One call into the board: the nth (from 0) of its kind once `step` lines of the tour are
-// told. What an earlier step does once more or less often does not move it.
+// One call into the board: the nth (from 0) of its kind after `step` lines of the tour. An earlier
+// step that makes one call more or less does not move it.
 struct Fault {
   std::string device;
   std::string operation;
@@ -21,13 +21,13 @@ struct Fault {
   int error = 0;  // an errno or TESSALINE_BOARD_SHORT; TESSALINE_BOARD_CALLED: see Survey
 };
 
-// A tour of a product in a process of its own, on a board of its own, in which one
-// call into the board fails. SIGINT ends it.
+// A tour of a product in its own process, on its own board, in which one call into the board fails.
+// SIGINT ends it.
 class FaultRun {
  public:
   struct Patience {
     double seconds;        // a process that takes longer counts as hung
-    double quiet_seconds;  // and one whose caller does nothing for so long after the failure
+    double quiet_seconds;  // so does one whose caller does nothing for this long after the failure
   };
 
   FaultRun(const std::string& model, const Fault& fault, Patience patience);
@@ -35,12 +35,11 @@ class FaultRun {
   FaultRun(const FaultRun&) = delete;
   FaultRun& operator=(const FaultRun&) = delete;
 
-  // A tour without a failure. Its events are all calls that can be made to fail
-  // ("gpio write called") between lines that name the exported function under way
-  // before ("in OpenLaser").
+  // A tour without a failure. Its events are all calls that can be made to fail ("gpio write
+  // called"). Lines before them name the exported function that makes them ("in OpenLaser").
   static std::unique_ptr<FaultRun> Survey(const std::string& model, Patience patience);
 
-  // To be asked again and again; does not block.
+  // Poll this; it does not block.
   bool Ended();
 
   Outcome Take() const;

@@ -7,7 +7,7 @@
 
 namespace tessaline_test {
 
-// Frame ids from one to another, both included.
+// A range of frame ids, both ends included.
 struct IdRange {
   std::uint64_t first = 0;
   std::uint64_t last = 0;
@@ -16,8 +16,8 @@ struct IdRange {
   bool Holds(const IdRange& other) const { return first <= other.first && other.last <= last; }
 };
 
-// The ids that one stream has delivered, as runs without a gap. Written by the stream's
-// thread, read by any.
+// The ids that one stream has delivered, as runs without a gap. The stream's thread writes, any
+// thread reads.
 class FrameRuns {
  public:
   void Note(std::uint64_t id);
@@ -25,7 +25,7 @@ class FrameRuns {
   std::uint64_t Last() const;
   std::uint64_t Frames() const;
   std::vector<IdRange> Runs() const;
-  // Between the runs from the one with this id on.
+  // The gaps between the runs, starting with the run of this id.
   std::vector<IdRange> GapsBehind(std::uint64_t id) const;
 
  private:
@@ -34,8 +34,8 @@ class FrameRuns {
   std::uint64_t frames_ = 0;
 };
 
-// The ids up to `last` that are in none of the runs. Ids that are there twice, or that
-// came in the wrong order, are told in `complaints`.
+// The ids up to `last` that are in none of the runs. Duplicate ids and ids in the wrong order
+// become `complaints`.
 std::vector<IdRange> Missing(std::vector<IdRange> runs, std::uint64_t last,
                              std::vector<std::string>& complaints);
 

@@ -11,23 +11,23 @@ namespace tessaline_test {
 struct Interruption {
   std::string model;
   StormActivity activity;
-  std::chrono::microseconds after;  // the application has begun its activity
+  std::chrono::microseconds after;  // after the application has begun its activity
 };
 
 struct InterruptedEnd {
   double seconds = 0;      // from the signal to the end of the process
-  bool cut_short = false;  // by the thread that guards it, not by exit()
+  bool cut_short = false;  // by the guard thread, not by exit()
   std::vector<std::string> complaints;
 };
 
-// Runs the application in a process of its own, on a virtual board of its own,
-// interrupts it, and looks at how it ends, and its children too, which the calling process
-// must be made to inherit (PR_SET_CHILD_SUBREAPER). Its output and the board's transcript
-// are left in the directory: output.txt, transcript.json.
+// Runs the application in its own process on its own virtual board, interrupts it, and checks how
+// it and its children end. The calling process must be made to inherit the children
+// (PR_SET_CHILD_SUBREAPER). The application's output and the board's transcript are left in the
+// directory: output.txt, transcript.json.
 class InterruptedRun {
  public:
-  // Whoever needs longer than `most_seconds` is a complaint, and is waited for a while
-  // all the same.
+  // A process that needs longer than `most_seconds` is a complaint; the wait still continues for a
+  // while.
   InterruptedRun(std::string application, std::string directory, double most_seconds)
       : application_(std::move(application)),
         directory_(std::move(directory)),

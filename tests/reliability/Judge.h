@@ -9,12 +9,12 @@
 namespace reliability {
 
 enum class Verdict {
-  kText,        // told by the text that belongs to it
-  kResult,      // told by the result alone
-  kRetried,     // made up for
-  kUnchecked,   // nobody looks, by design
-  kHung,        // holds the program for ever, by design
-  kNotReached,  // the call did not come this time: a frame more or less
+  kText,        // reported by the right text
+  kResult,      // reported by the result only
+  kRetried,     // repeated successfully
+  kUnchecked,   // not checked, by design
+  kHung,        // blocks the program for ever, by design
+  kNotReached,  // the call did not occur this time: a frame more or less
   kDefect,
 };
 inline constexpr const char* kVerdictNames[] = {
@@ -22,13 +22,13 @@ inline constexpr const char* kVerdictNames[] = {
 
 struct Judgement {
   Verdict verdict;
-  std::string reason;  // of a defect; else what makes it right
+  std::string reason;  // of a defect; otherwise why it is right
 };
 
-// The first rule that fits, or null.
+// The first rule that matches, or null.
 const Rule* RuleFor(const std::string& model, const Call& call, int error);
 
-// What became of `call`, which failed with `error`; `reference` is a tour without a failure.
+// Judges `call`, which failed with `error`; `reference` is a tour without a failure.
 Judgement Judge(const std::string& model, const Call& call, int error, const Outcome& reference,
                 const Outcome& outcome);
 

@@ -5,16 +5,16 @@
 
 namespace tessaline_test {
 
-// What this process takes of the machine, looked at now and then.
+// Samples the process's use of memory, descriptors and threads.
 class ProcessGauge {
  public:
-  // The values at this moment are those to compare with.
+  // Takes the current values as the base of the comparison.
   void Start();
   void Sample();
 
-  // Checks that there were never more threads than at the start, no more descriptors at the end
-  // and at most `most_descriptors_more` in between, and that the memory never grew by more than
-  // `most_kib_more`. One line for each that fails.
+  // Expects never more threads than at the start, no more descriptors at the end and at most
+  // `most_descriptors_more` in between, and a growth in memory of at most `most_kib_more`. Returns
+  // one text for each violation.
   std::vector<std::string> Complaints(long most_kib_more, long most_descriptors_more) const;
   void Print() const;
 

@@ -4,8 +4,8 @@
 
 namespace reliability {
 
-// What comes out when a register cannot be mapped: a read gives all ones, a write is lost.
-// Most setters do not look at their writes; those that do, and the getters, are here.
+// Results when a register cannot be mapped: a read returns all ones, a write is lost. Most setters
+// do not check their writes; those that do, and the getters, are here.
 
 inline constexpr std::string_view kAllOnes = "4294967295";
 inline constexpr std::string_view kCollectModeCalls = "SetCollectMode(0)|SetCollectMode(1)";
@@ -42,7 +42,7 @@ inline constexpr std::array kRegisterRules{
         .During("SetSampleLightLineParam")
         .Tells("SetSampleLightLineParam fpga_write_addr RECONSTRUCTION_START_X error\n")
         .Returns("-1"),
-    // The last two are told by the names of the second and the third.
+    // The last two are reported with the names of the second and third.
     Unmapped("write REBUILD_BLOCK_5 RECONSTRUCTION_STEP_X|"
              "write REBUILD_BLOCK_5 SAMPLE_LINE_PARAM_4")
         .During("SetSampleLightLineParam")
@@ -60,13 +60,13 @@ inline constexpr std::array kRegisterRules{
         .During(kCollectModeCalls)
         .Tells("SetEnableSignal error\n")
         .Returns("-1"),
-    // What follows the eight is the exposure count once more, of some products.
+    // Some products set the exposure count once more after the eight writes.
     Unmapped()
         .During(kCollectModeCalls)
         .AmongTheFirst(8)
         .Tells("SetCollectMode error\n")
         .Returns("-1"),
-    // Here the memory's first port is told as the mode is.
+    // Here the memory's first port is reported with the text of the mode.
     Unmapped("write IMAGE_BLOCK_4 STREAM_SWITCH_PORT_0")
         .During("RegisterHardwareInit")
         .Tells("SetCollectMode error\n")
@@ -85,8 +85,8 @@ inline constexpr std::array kRegisterRules{
     Unmapped("write").During("SetExposureNum|SetStripDataMode").Returns("-1"),
     Unmapped().During("fpga_write_addr|fpga_read_addr").Returns(kAllOnes),
 
-    // Reads: all ones, or what a field of all ones means. A mode of all ones is none in which
-    // door control, or the reverse distance, exists.
+    // Reads: all ones, or the meaning of a field of all ones. In a mode of all ones neither door
+    // control nor the reverse distance exists.
     Unmapped("read")
         .During("SetDoorControlEn")
         .AmongTheFirst(1)
@@ -121,7 +121,7 @@ inline constexpr std::array kRegisterRules{
     Unmapped("read").During("GetMasterConctrolID").Returns("15"),
     Unmapped("read").During("GetOutWidth").Returns("2097151"),
     Unmapped("read IMAGE_BLOCK_3 DO1_DELAY_L").During("GetOutDelay").Returns(kAllOnes),
-    // 5000 in its lower half
+    // 5000 in the lower half
     Unmapped("read IMAGE_BLOCK_3 DO1_DELAY_H")
         .During("GetOutDelay")
         .Returns("18446744069414589320"),

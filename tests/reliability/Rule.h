@@ -6,21 +6,20 @@
 
 namespace reliability {
 
-// Expected outcome of a failed call.
+// The expected outcome of a failed call.
 enum class Effect {
-  kTold,       // the texts and the result, the program goes on
-  kRetried,    // the texts; every result is as without the failure
-  kMadeAgain,  // as without the failure in every respect
-  kUnchecked,  // whatever it reads or leaves undone, the program goes on
-  kHangs,      // the texts, once, and no register is touched any more
-  kStops,      // the same, but the program goes on, with the result
+  kTold,       // prints the texts, returns the result, the program goes on
+  kRetried,    // prints the texts; every result is as without the failure
+  kMadeAgain,  // the same as without the failure in every respect
+  kUnchecked,  // whatever it reads or skips, the program goes on
+  kHangs,      // prints the texts once; no register is accessed any more
+  kStops,      // the same, but the program goes on with the result
 };
 
 inline constexpr std::string_view kSame = "=";
 
-// In which call, made by whom, and what must be seen. Alternatives are separated
-// by '|'; empty means any. The first rule that fits counts. A rule is written as
-// a sentence:
+// The call that fails, its caller, and what must be seen. Alternatives are separated by '|'; empty
+// means any. The first rule that matches counts. A rule is written as a sentence:
 //
 //   On("i2c-", "open").During("ConfigRead(100)").Tells("open eeprom: {}\n").Returns("-1")
 struct Rule {
@@ -28,18 +27,18 @@ struct Rule {
   std::string_view operation = {};
   std::string_view models = {};  // first characters
   std::string_view during = {};  // the exported function
-  std::string_view access = {};  // what the call is for, first characters: see Call
-  unsigned most = ~0U;           // only so many of the step's such calls, the first
-  bool cut_short = false;        // for calls cut short; the others are for both
+  std::string_view access = {};  // purpose of the call, first characters: see Call
+  unsigned most = ~0U;           // only this many of such calls in the step, the first
+  bool cut_short = false;        // for calls cut short; others match both
   Effect effect = Effect::kTold;
-  // Each must be printed. {} is the text of the errno, EIO for a call cut short; {register},
-  // {number} and {page} are a sensor's register (in two ways) and page, by the access.
+  // Each must be printed. {} is the text of the errno (EIO for a call cut short); {register},
+  // {number} and {page} are a sensor's register (in two forms) and page, from the access.
   std::array<std::string_view, 2> texts = {};
   std::string_view result = {};  // of that function, if it has one; kSame: as without the failure
   std::string_view why = {};
 
  private:
-  // Defined before use, because clang 14 requires it.
+  // Defined before its uses for clang 14.
   template <typename Value>
   constexpr Rule With(Value Rule::*field, std::type_identity_t<Value> value) const {
     Rule rule = *this;

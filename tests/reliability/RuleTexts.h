@@ -4,7 +4,7 @@
 
 namespace reliability {
 
-// What several rules name, or what is too long to stand in one.
+// Names that several rules use, and texts too long for a rule.
 
 inline constexpr std::string_view kStartUp = "RegisterHardwareInit";
 inline constexpr std::string_view kEepromCalls =

@@ -16,7 +16,7 @@ constexpr Rule FirstQueueing(std::string_view device, unsigned buffers) {
       .Returns("0");
 }
 
-// Of calls that a signal interrupts, before all others.
+// Calls that a signal interrupts; checked before all others.
 inline constexpr std::array kInterruptedRules{
     On("fpga|gpio|i2c-|spi|video|udmabuf|uio|iio")
         .IsMadeAgain()
@@ -77,7 +77,7 @@ inline constexpr std::array kRules{
         .During("ConfigRead(100)")
         .Tells("ioctl: {}\npage_read error\n", "ConfigRead error!\n")
         .Returns("-1"),
-    // Reading whole pages of both halves is told by the save's text.
+    // Reading whole pages of both halves reports with the texts of saving.
     On("i2c-", "open")
         .During("ConfigRead(272)")
         .Tells("open eeprom: {}\n", "ConfigSave error!\n")
@@ -123,8 +123,8 @@ inline constexpr std::array kRules{
     // Streams
     On("video", "open").Tells("v4l2 open file failed: {}", kNoVideo).Returns("0"),
     On("video", "VIDIOC_QUERYCAP").Tells("v4l2 VIDIOC_QUERYCAP failed", kNoVideo).Returns("0"),
-    // The first format of either device counts; the image device is given further ones with
-    // each region, without consequence.
+    // Only the first format of each device counts; the image device gets another with each region,
+    // which has no consequence.
     On("video", "VIDIOC_TRY_FMT")
         .During(kStartUp)
         .AmongTheFirst(1)
@@ -140,10 +140,10 @@ inline constexpr std::array kRules{
     On("video", "VIDIOC_REQBUFS").Tells("v4l2 VIDIOC_REQBUFS failed: {}", kNoVideo).Returns("0"),
     On("video", "VIDIOC_QUERYBUF").Tells("v4l2 VIDIOC_QUERYBUF failed: {}", kNoVideo).Returns("0"),
     On("video", "mmap").Tells("v4l2 mmap failed!", kNoVideo).Returns("0"),
-    // The stop is told by the start's text.
+    // The stop reports with the text of the start.
     On("video", "VIDIOC_STREAMOFF").Tells("v4l2 VIDIOC_STREAMON failed: {}").Returns(kSame),
     On("video", "VIDIOC_STREAMON").Tells("v4l2 VIDIOC_STREAMON failed: {}", kNoVideo).Returns("0"),
-    // The first queueing of all buffers counts. K37 takes an image to test itself before the
+    // Only the first queueing of all buffers counts. A K37 takes an image for its self-test before
     // start-up returns.
     FirstQueueing("video0", 10),
     FirstQueueing("video1", 18),

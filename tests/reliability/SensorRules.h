@@ -11,8 +11,8 @@ constexpr Rule SpiSetting(std::string_view operation, std::string_view text) {
   return On("spi", operation).Tells(text).Returns(kSame);
 }
 
-// A transfer of the K40's sensor: "write 42" sets a register, "write 60" selects a page,
-// "write 81" and "write 82" take registers and region over, "tx 02" reads a register.
+// A transfer of the K40's sensor: "write 42" sets a register, "write 60" selects a page, "write 81"
+// and "write 82" apply registers and region, "tx 02" reads a register.
 constexpr Rule E2vSent(std::string_view access, std::string_view text) {
   return On("spi", "write").Of("K40").For(access).Tells("SpiDev::DoWrite error\n", text);
 }
@@ -37,10 +37,10 @@ inline constexpr std::array kSensorRules{
         .Returns(kSame)
         .Because(
             "the driver transfers all or nothing; any positive number of bytes is taken for all"),
-    // The temperature is what was read; 0 is the failure.
+    // The result is the temperature that was read; 0 is the failure.
     On("spi").Of("K38|K39").During("GetSensorTemp").Tells("SpiDev::").Returns("0|-1"),
 
-    // K40: the status, asked for again until it is right
+    // K40: the status, polled until it is right
     E2vAsked("tx 02 00 00",
              "E2vFlash4k::RegisterInitialize PllEnable Read 0x0000 failed!\n|"
              "E2vFlash4k::RegisterInitialize PllSlcConfiguration Read 0x0000 failed!\n"
@@ -91,7 +91,7 @@ inline constexpr std::array kSensorRules{
     E2vSent("write 42", "E2vFlash4k::SetReadoutDriveDirectionImpl Write 0x0023 failed!\n")
         .During(kReverseCalls)
         .Returns("-1"),
-    // A direction that cannot be read is left as it is.
+    // When the direction cannot be read, it is left unchanged.
     E2vAsked("tx 02 00 23").During(kReverseCalls).Returns(kSame),
     E2vSent("write 42", "E2vFlash4k::BatchWriteRegister Write {number} failed!\n")
         .During("SetCmosGain")
@@ -114,7 +114,7 @@ inline constexpr std::array kSensorRules{
         .During("SetExposureTime(sensing)")
         .Returns(kSame),
 
-    // K40: start-up, of which a change of the sensing mode repeats a part
+    // K40: start-up; a change of the sensing mode repeats part of it
     E2vAsked("tx 02 00 01|tx 02 00 02",
              "E2vFlash4k::RegisterInitialize Read 0x0001 failed!\n"
              "E2vFlash4k::InitClocksAndSlicesConfig() failed! \n|"
@@ -128,9 +128,10 @@ inline constexpr std::array kSensorRules{
              "E2vFlash4k::FinalConfiguration() failed! \n")
         .During(kSensingCalls)
         .Returns(kSame),
-    // The direction's read is not told, the readout mode's of the same register is.
+    // A failed read for the direction is not reported; one for the readout mode, of the same
+    // register, is.
     E2vAsked("tx 02 00 23").During(kSensingCalls).Returns(kSame),
-    // What lists that nobody has supplied write back.
+    // Values that lists without supplied entries write back.
     E2vAsked("tx 02", "E2vFlash4k::BatchReadRegister Read {number} failed!\n").Returns(kSame),
     E2vSent("write bb",
             "E2vFlash4k::RegisterInitialize ConfigSlice failed!\n"

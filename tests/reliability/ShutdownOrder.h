@@ -5,12 +5,11 @@
 
 namespace tessaline_test {
 
-// What is wrong with the end of an interrupted application, by the board's transcript in JSON
-// lines: one line per complaint, none for a shutdown in order. The order: stop the FPGA, request
-// the end of the image thread, of the strip thread, release images, release strips, and nothing
-// else on the thread that does it. No other thread writes a register after the first of these;
-// no handler is called and no frame taken after its thread's end. A limited number of the
-// handlers called before may still be running.
+// Checks the end of an interrupted application by the board's transcript in JSON lines, and returns
+// one text per complaint. The right order is: stop the FPGA, ask images to end, ask strips to end,
+// release images, release strips, and nothing else on the thread that does it. After the first of
+// these no other thread writes a register, and after the end of a capture thread there is no
+// handler call and no frame. `handlers_at_work` handlers called earlier may still be running.
 std::vector<std::string> ComplaintsAboutShutdown(const std::string& transcript_path,
                                                  int handlers_at_work);
 

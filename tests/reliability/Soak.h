@@ -17,15 +17,15 @@ struct SoakPlan {
   std::uint64_t images;
 };
 
-// Takes strips and images as fast as they come, in turns, while the region of interest
-// and the collect mode change, the acquisition stops and goes on, and another thread
-// reads and writes registers. Once in the life of a process, behind the start-up.
+// Takes strips and images in turns, as fast as they come. Meanwhile the region of interest and the
+// collect mode change, acquisition stops and continues, and another thread reads and writes
+// registers. Runs once per process, after start-up.
 class Soak {
  public:
   explicit Soak(SoakPlan plan) : plan_(std::move(plan)) {}
 
   void Run();
-  // Prints what came out; whether all of it is right.
+  // Prints the results; returns whether all are right.
   bool Report() const;
 
  private:
@@ -40,20 +40,20 @@ class Soak {
 
   static void RegisterTraffic(const std::atomic<bool>& over);
 
-  // Ends the program: nothing came any more.
+  // Waits for the condition. Ends the program when nothing arrives any more.
   template <typename Condition>
   void Await(const char* what, Condition condition);
 
   const SoakPlan plan_;
   ProcessGauge gauge_;
-  unsigned small_regions_ = 0;  // changes to one of them
+  unsigned small_regions_ = 0;  // changes to a small one
   unsigned large_regions_ = 0;
   unsigned mode_changes_ = 0;
-  std::vector<IdRange> stops_;  // in which images may be dropped
-  std::uint64_t dropped_ = 0;   // by them
+  std::vector<IdRange> stops_;  // images may be dropped in these
+  std::uint64_t dropped_ = 0;   // dropped in stops
   double seconds_ = 0;
-  std::uint64_t produced_ = 0;  // by the board, of both kinds
-  std::uint64_t lost_ = 0;      // for want of a buffer
+  std::uint64_t produced_ = 0;  // frames of both kinds made by the board
+  std::uint64_t lost_ = 0;      // lost because no buffer was free
 };
 
 }  // namespace tessaline_test

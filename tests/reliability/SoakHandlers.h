@@ -11,8 +11,8 @@
 
 namespace tessaline_test {
 
-// The application's side of the two streams: notes every frame id, compares every frame
-// with the board's checksum, reads registers at times, and is slow at times.
+// The application's side of the two streams: records every frame id, compares every frame with the
+// board's checksum, and sometimes reads registers or is slow.
 class SoakHandlers {
  public:
   static void OnImage(unsigned width, unsigned height, void* pixels);
@@ -22,7 +22,7 @@ class SoakHandlers {
   static const FrameRuns& Strips() { return strips_; }
   static std::uint64_t Bytes() { return bytes_; }  // compared
 
-  // What was wrong with frames, the first few of each kind.
+  // Complaints about frames, the first few of each kind.
   static std::vector<std::string> Complaints();
 
  private:
@@ -32,7 +32,7 @@ class SoakHandlers {
   static void Complain(Wrong what, const std::string& text);
   static void BeBusy(unsigned call);
 
-  // Never destroyed: the handlers may run to the very end.
+  // Never destroyed: the handlers may run until the process ends.
   static inline FrameRuns& images_ = *new FrameRuns;
   static inline FrameRuns& strips_ = *new FrameRuns;
   static inline std::atomic<std::uint64_t> bytes_{0};

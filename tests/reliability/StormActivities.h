@@ -6,24 +6,23 @@
 
 namespace tessaline_test {
 
-// What an application may be busy with when it is interrupted, and what that allows its end
-// to be. Everything else is the same for all.
+// What an application does when it is interrupted, and how this may change its end. Everything else
+// is the same for all.
 struct StormActivity {
   std::string_view name;
-  // The interrupted thread may be within malloc(). What exit() runs then may want the same
-  // lock, and only the thread that guards the end gets the process out of it.
+  // The interrupted thread may be inside malloc(). Code that exit() runs may need the same lock,
+  // and then only the thread that guards the end gets the process out of it.
   bool takes_heap = false;
-  // Another thread than the interrupted one does, and goes on behind the FPGA's stop.
+  // Threads other than the interrupted one set registers and continue after the FPGA has stopped.
   bool others_set_registers = false;
-  // The handlers wait for a lock that the interrupted thread holds: one of images and one of
-  // strips cannot come back.
+  // The handlers wait for a lock that the interrupted thread holds: one image handler and one strip
+  // handler cannot return.
   int handlers_at_work = 0;
-  // Some of the calls are refused, and say so.
+  // Some of the calls are refused and report it.
   bool changes_settings = false;
   // Two threads are interrupted at once.
   bool twice = false;
-  // system() makes the process deaf to SIGINT for as long as its child runs, so whoever wants
-  // an end presses Ctrl-C again.
+  // The process ignores SIGINT while a child of system() runs, so the user presses Ctrl-C again.
   bool deaf_at_times = false;
 };
 

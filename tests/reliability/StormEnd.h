@@ -4,11 +4,11 @@
 
 namespace storm {
 
-// Where the interrupted application's end may be cut short, which is then reported and the
-// board's transcript is written all the same. Before any other thread is started.
+// Prepares for an end that is cut short: it is reported, and the board's transcript is still
+// written. Call before starting any other thread.
 void PrepareForTheEnd();
 
-// The application is at work; this thread of it is to be interrupted too, if there is one.
+// Reports that the application is running, and the second thread to interrupt, if there is one.
 void ReportAtWork(pid_t second_thread);
 
 }  // namespace storm

@@ -6,9 +6,8 @@
 
 namespace tessaline_test {
 
-// What the interrupted application leaves in the board's transcript: attempts to open files
-// that the board does not have. Each is there at its place among all other events, with the
-// thread that made it.
+// Marks of the interrupted application in the board's transcript: attempts to open files that the
+// board does not have. Each mark stands in order among all other events, with its thread.
 namespace mark {
 
 inline constexpr const char* kImagesAsked = "/sys/class/gpio/storm-images-asked";
@@ -19,16 +18,15 @@ inline constexpr const char* kHandlerTooLate = "/sys/class/gpio/storm-handler-to
 
 }  // namespace mark
 
-// Where the application reports.
+// The descriptor for the application's reports.
 inline constexpr int kReportDescriptor = 3;
 
-// First, that it is at work.
+// The first report: the application is running.
 struct AtWork {
   pid_t second_thread;  // to be interrupted too
 };
 
-// Later, if it comes to that: its end is due, and the thread that guards it does not wait for
-// exit() any longer.
+// A later report, if it happens: the end is due, and the guard thread no longer waits for exit().
 struct CutShort {
   std::chrono::steady_clock::time_point at;
 };

@@ -4,21 +4,21 @@
 
 namespace storm {
 
-// Whole programs in the middle of which the interrupt comes. Each has a preparation, which
-// returns the thread that is to be interrupted too, or 0, and work that never ends.
+// Complete programs that are interrupted in the middle. Each has a preparation, which returns a
+// second thread to interrupt, or 0, and work that never ends.
 
 // Several threads that use the heap all the time, and an end that uses it too.
 pid_t ShareTheHeap();
 [[noreturn]] void UseTheHeap();
 
-// A signal with a handler every millisecond, whatever the work is.
+// A signal with a handler every millisecond during any work.
 pid_t StartTheTimer();
 
-// Children are started all the time, in all ways there are, while devices are in use.
+// Starts children all the time, in every possible way, while devices are in use.
 pid_t ExpectChildren();
 [[noreturn]] void StartChildren();
 
-// Two threads, one of which a static object's destructor waits for.
+// Two threads; a static object's destructor waits for one of them.
 pid_t StartTheOtherThread();
 [[noreturn]] void WorkInTwoThreads();
 

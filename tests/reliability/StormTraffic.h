@@ -4,19 +4,19 @@ namespace storm {
 
 // What the interrupted application does with the library.
 
-// Chosen by the product, before anything else is called.
+// Chooses a region for the product. Call before anything else.
 void ChooseRegion(const char* model);
 
 void OnTrigger(unsigned level);
 
-// Some registers are set and read.
+// Sets and reads some registers.
 void RegisterTraffic(unsigned i);
 
-// Settings of all kinds in turn, for ever. All of them take a second; every process begins
-// with another one, so that no moment is out of reach.
+// Changes settings of all kinds in turn, for ever. All of them take a second, and every process
+// begins with a different one, so every moment can be hit.
 [[noreturn]] void ChangeSettings();
 
-// Says so on the standard error stream and ends the process in failure.
+// Prints `what` on standard error and ends the process as failed.
 [[noreturn]] void Fail(const char* what);
 
 }  // namespace storm

@@ -4,9 +4,9 @@
 
 namespace reliability {
 
-// Starts a product up, and calls about everything an application can call, as an
-// application would: frames are acquired in both collect modes meanwhile.
-// `told` gets every line as soon as it is known, so that a hang shows its place.
+// Starts a product and calls nearly everything an application can call, while frames are acquired
+// in both collect modes. `told` gets every line as soon as it is known, so that a hang shows its
+// place.
 void Tour(const std::string& model, void (*told)(const std::string& line));
 
 }  // namespace reliability

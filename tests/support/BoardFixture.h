@@ -40,8 +40,8 @@ inline std::string Read(const fpga::Register& reg, std::uint32_t value) {
 
 inline std::string Slept(unsigned microseconds) { return "sleep " + std::to_string(microseconds); }
 
-// A freshly powered board for every test, with sleeps skipped. What the process
-// prints is kept: Printed() hands it out, and a failing test shows all of it.
+// A freshly powered board for every test, with sleeps skipped. Collects what the process prints:
+// Printed() returns it, and a failing test shows all of it.
 class BoardFixture : public ::testing::Test {
  protected:
   explicit BoardFixture(const char* model) : model_(model) {}
@@ -59,7 +59,7 @@ class BoardFixture : public ::testing::Test {
     tessaline_board_unplug();
   }
 
-  // A register as the FPGA holds it; neither is an access of the software.
+  // A register as the FPGA holds it; neither counts as an access of the software.
   static void Set(const fpga::Register& reg, std::uint32_t value) {
     tessaline_board_register_set(static_cast<unsigned>(reg.block), reg.offset, value);
   }
@@ -99,8 +99,7 @@ class BoardFixture : public ::testing::Test {
     return writes;
   }
 
-  // What was written to the standard output, by any thread and in whatever way,
-  // since the test began or the last call.
+  // The text written to standard output by any thread since the test began or since the last call.
   std::string Printed() {
     fflush(stdout);
     std::string text;
@@ -120,7 +119,7 @@ class BoardFixture : public ::testing::Test {
     captured_ = mkstemp(path);
     ASSERT_GE(captured_, 0);
     unlink(path);
-    // Every write lands behind the last one, whoever writes.
+    // Appends every write, whichever thread makes it.
     ASSERT_EQ(fcntl(captured_, F_SETFL, O_APPEND), 0);
     real_stdout_ = dup(STDOUT_FILENO);
     ASSERT_EQ(dup2(captured_, STDOUT_FILENO), STDOUT_FILENO);

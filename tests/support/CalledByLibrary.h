@@ -6,8 +6,8 @@
 
 namespace tessaline_test {
 
-// Whether a return address lies in libtessaline.so: for functions that stand in front of the
-// C library's, which the virtual board and the program itself call too.
+// Whether a return address lies in libtessaline.so. For functions that replace those of the C
+// library, which the virtual board and the program itself call too.
 inline bool CalledByLibrary(void* return_address) {
   Dl_info caller{};
   return dladdr(return_address, &caller) != 0 &&

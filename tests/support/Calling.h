@@ -4,8 +4,8 @@
 //
 //   Calling(SetTriSpacing, 1).Reads(TRIGGER_CTRL, 0).Writes(TRI_SPACING, 100)
 //
-// A register that is read has that value beforehand; a call returns 0 and prints
-// nothing unless the line says so. Any other access is a failure.
+// A register that is read has that value before the call. A call returns 0 and prints nothing
+// unless the line says otherwise. Any other access is a failure.
 
 #include <errno.h>
 #include <gmock/gmock.h>
@@ -27,7 +27,7 @@ using namespace VeltranoSDK::fpga;  // NOLINT(google-build-using-namespace): the
 
 inline constexpr std::uint32_t kAllOnes = 0xFFFFFFFF;
 
-// What a call returns, as a number of 64 bits: -1 of an int is not 0xFFFFFFFF.
+// The result of a call as a number of 64 bits: -1 of an int is not 0xFFFFFFFF.
 using Result = std::uint64_t;
 
 class Calling {
@@ -44,7 +44,7 @@ class Calling {
         }),
         arguments_(Text(argument...)) {}
 
-  // Of something that is no function.
+  // Calls something that is not a function.
   template <typename... Argument>
   static Calling Something(std::function<Result()> make, Argument... argument) {
     return {std::move(make), Text(argument...), 0};
@@ -59,7 +59,7 @@ class Calling {
     steps_.push_back(Wrote(reg, value));
     return std::move(*this);
   }
-  // Read, and written back with a field replaced.
+  // Reads the register and writes it back with a field replaced.
   Calling&& Changes(const fpga::Register& reg, std::uint32_t from, std::uint32_t to) && {
     return std::move(*this).Reads(reg, from).Writes(reg, to);
   }
@@ -72,7 +72,7 @@ class Calling {
     lost_ = {number, 1};
     return std::move(*this);
   }
-  // None does.
+  // No access reaches the FPGA.
   Calling&& LosesAll() && {
     lost_ = {0, 0};
     return std::move(*this);
@@ -88,12 +88,12 @@ class Calling {
   Calling&& Fails(const char* printed = "") && {
     return std::move(*this).Prints(printed).Returns(static_cast<Result>(-1));
   }
-  // Ends with its access of this number, from 0, which does not reach the FPGA.
+  // Stops at the access with this number, from 0, which does not reach the FPGA.
   Calling&& FailsAt(unsigned int access, const char* printed = "") && {
     steps_.resize(access);
     return std::move(*this).LosesAccess(access).Fails(printed);
   }
-  // A getter of 32 bits has all ones for it.
+  // Like Fails, for a getter of 32 bits: it returns all ones.
   Calling&& FailsToGet(const char* printed) && {
     return std::move(*this).Prints(printed).Returns(kAllOnes);
   }
@@ -102,8 +102,7 @@ class Calling {
     fpga::Register reg;
     std::uint32_t value;
   };
-  // Accesses that are lost, in the board's terms: how many are not, and how many
-  // then are (0: all).
+  // Lost accesses in the board's terms: how many succeed first, and how many then fail (0: all).
   struct Loss {
     unsigned int skip = 0;
     unsigned int count = 1;
@@ -139,7 +138,7 @@ class Calling {
   std::string printed_;
 };
 
-// Its calls follow one another on one board.
+// The calls run one after another on one board.
 struct CalledFunction {
   std::string name;
   std::vector<Calling> calls;
@@ -147,7 +146,7 @@ struct CalledFunction {
 
 inline void PrintTo(const CalledFunction& function, std::ostream* out) { *out << function.name; }
 
-// A board on which the calls of a function are made.
+// A board on which a function's calls are made.
 template <typename Board>
 class CallingOn : public Board, public ::testing::WithParamInterface<CalledFunction> {
  public:
@@ -172,7 +171,7 @@ class CallingOn : public Board, public ::testing::WithParamInterface<CalledFunct
       tessaline_board_fault("fpga", "mmap", call.lost().skip, call.lost().count, ENOMEM);
     }
     tessaline_board_transcript_clear();
-    Board::Printed();  // a row that failed has told so there too
+    Board::Printed();  // a row that failed has printed it there too
     const Result result = call.Make();
     const std::string printed = Board::Printed();
     EXPECT_EQ(result, call.result());
@@ -183,7 +182,7 @@ class CallingOn : public Board, public ::testing::WithParamInterface<CalledFunct
   }
 
  private:
-  // What happened on the board beside register accesses and sleeps.
+  // Events on the board other than register accesses and sleeps.
   static std::vector<std::string> OtherEvents() {
     auto events = Board::Events();
     std::erase_if(events, [](const std::string& event) {

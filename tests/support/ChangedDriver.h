@@ -1,8 +1,8 @@
 #pragma once
 
-// Drivers that answer otherwise than the virtual board's: the program stands between
-// the library and the board and changes a request or its answer. To be included by
-// one file of a program: it replaces the program's ioctl.
+// Drivers that behave differently from the virtual board's: the program changes a request or its
+// answer between the library and the board. Include it in only one file of a program: it replaces
+// the program's ioctl.
 
 #include <dlfcn.h>
 #include <linux/videodev2.h>
@@ -18,10 +18,10 @@ using Ioctl = int (*)(int, unsigned long, ...);
 // Makes the call, with arguments or answer changed.
 using Driver = std::function<int(Ioctl call, int fd, unsigned long request, void* argument)>;
 
-// Empty: the board's own. Not to be changed while the library is in a call.
+// Empty: the board's own driver. Do not change it while the library is in a call.
 inline Driver changed_driver;
 
-// The driver grants another number of buffers than asked for.
+// The driver grants a different number of buffers than requested.
 inline void GrantBuffers(unsigned granted) {
   changed_driver = [granted](Ioctl call, int fd, unsigned long request, void* argument) {
     if (request == VIDIOC_REQBUFS) static_cast<v4l2_requestbuffers*>(argument)->count = granted;
@@ -29,7 +29,7 @@ inline void GrantBuffers(unsigned granted) {
   };
 }
 
-// The device is there, and cannot capture.
+// The device exists but cannot capture.
 inline void RefuseToCapture() {
   changed_driver = [](Ioctl call, int fd, unsigned long request, void* argument) {
     const int result = call(fd, request, argument);
@@ -43,11 +43,11 @@ inline void RefuseToCapture() {
 }  // namespace tessaline_test
 
 #pragma GCC visibility push(default)
-// By another name than the C library's, whose declaration says that it never throws:
-// the end of a library's thread is an unwinding of its stack, through this frame too.
+// The name differs from the C library's, whose declaration says that it never throws: the end of a
+// library thread unwinds its stack, through this frame too.
 extern "C" int ChangedIoctl(int fd, unsigned long request, ...) asm("ioctl");
 extern "C" int ChangedIoctl(int fd, unsigned long request, ...) {
-  // Constant from the first call on, before any thread can be ended here.
+  // Set at the first call, before any thread can be ended here.
   static const auto board_ioctl =
       reinterpret_cast<tessaline_test::Ioctl>(dlsym(RTLD_NEXT, "ioctl"));
   va_list arguments;

@@ -1,8 +1,8 @@
 #pragma once
 
-// Lets an allocation of libtessaline.so fail, chosen by the return address: the C
-// library's and the virtual board's own go on. To be included by one file of a
-// program: it replaces the program's allocation functions.
+// Makes an allocation of libtessaline.so fail, chosen by the return address; those of the C library
+// and the virtual board succeed. Include it in only one file of a program: it replaces the
+// program's allocation functions.
 
 #include <errno.h>
 
@@ -26,7 +26,7 @@ inline bool Fails(void* caller) {
 
 }  // namespace failing_allocations
 
-// The n-th (from 1) allocation that the library makes on this thread from now on.
+// Fails the n-th (from 1) allocation that the library makes on this thread from now on.
 inline void FailLibraryAllocation(int nth) { failing_allocations::until_failure = nth; }
 
 #pragma GCC visibility push(default)

@@ -8,11 +8,11 @@
 
 namespace tessaline_test {
 
-// Makes the FPGA of a selected board produce frames without the start-up of the library,
-// one for every free buffer.
+// Makes the FPGA of a selected board produce frames without the library's start-up, one for every
+// free buffer.
 class FrameSource {
  public:
-  // Of a K36's sensor.
+  // Size of a K36's sensor.
   static constexpr unsigned kWidth = 1456;
   static constexpr unsigned kHeight = 1088;
 
@@ -56,7 +56,7 @@ class FrameSource {
     Write(fpga::kReg.TRIGGER_CTRL, on ? fpga::kField.global_control.Mask() : 0);
   }
 
-  // The way of software, with all that a write sets off.
+  // Writes as software does, with everything that a write triggers.
   static void Write(const fpga::Register& reg, std::uint32_t value,
                     fpga::RegionBases regions = fpga::kZynqRegions) {
     const int memory = open("/dev/mem", O_RDWR);

@@ -1,10 +1,9 @@
 #pragma once
 
-// Counts the heap allocations that libtessaline.so asks for, itself or through the
-// standard libraries (a growing string, a stream), by the code that called. The virtual
-// board allocates too, often on the library's own threads, and the handlers may: theirs
-// are not counted. To be included by one file of a program: it replaces the program's
-// allocation functions.
+// Counts the heap allocations that libtessaline.so makes, directly or through the standard
+// libraries (a growing string, a stream), by the calling code. The virtual board allocates too,
+// often on the library's own threads, and so may the handlers: these are not counted. Include it in
+// only one file of a program: it replaces the program's allocation functions.
 
 #include <errno.h>
 #include <link.h>
@@ -26,7 +25,7 @@ void* __libc_memalign(std::size_t, std::size_t);
 
 namespace library_allocations {
 
-// Everything else is the standard libraries', which allocate for somebody.
+// All other code is the standard libraries', which allocate for one of these.
 enum Part { kLibrary, kBoard, kProgram, kParts };
 struct Code {
   std::uintptr_t begin = 0, end = 0;
@@ -42,7 +41,7 @@ inline Part Owner(std::uintptr_t address) {
   return kParts;
 }
 
-// The way from an allocation to whom it is for.
+// The search from an allocation to the code it is for.
 struct Search {
   const std::uintptr_t caller;
   bool begun = false;
@@ -81,7 +80,7 @@ inline int NoteCode(dl_phdr_info* info, std::size_t, void*) {
 
 }  // namespace library_allocations
 
-// Before counting. False: the library is not loaded.
+// Call before counting. False: the library is not loaded.
 inline bool FindLibraryCode() {
   dl_iterate_phdr(library_allocations::NoteCode, nullptr);
   return library_allocations::code[library_allocations::kLibrary].begin != 0;
@@ -90,8 +89,7 @@ inline bool FindLibraryCode() {
 inline std::uint64_t LibraryAllocations() { return library_allocations::count; }
 
 #pragma GCC visibility push(default)
-// The other forms of new come to these, or to the functions below, by way of the C++
-// library's.
+// The C++ library implements the other forms of new with these, or with the functions below.
 [[gnu::noinline]] void* operator new(std::size_t size) {
   library_allocations::Count(__builtin_return_address(0));
   if (void* memory = __libc_malloc(size)) return memory;

@@ -11,7 +11,7 @@
 
 namespace tessaline_test {
 
-// What the library logs from the given level up while this lives, as "LEVEL file: text".
+// The lines that the library logs from the given level up while this exists, as "LEVEL file: text".
 class LoggedLines {
  public:
   explicit LoggedLines(int level = TESSALINE_LOG_INFO) : level_(level), sink_(SinkFor(level)) {
@@ -43,8 +43,8 @@ class LoggedLines {
   }
 
  private:
-  // The logger's sinks cannot be removed, and threads may log to the very end: those
-  // of the process are never destroyed.
+  // Sinks of the logger cannot be removed, and threads may log until the end of the process, so
+  // sinks are never destroyed.
   struct Sink {
     std::mutex mutex;
     std::vector<LoggedLines*> listeners;
@@ -60,7 +60,7 @@ class LoggedLines {
     return *sink;
   }
 
-  // A process in which only errors are awaited goes without the lines below.
+  // A process that only expects errors does not get the lines below them.
   static Sink& SinkFor(int level) {
     return level < TESSALINE_LOG_ERROR ? SinkFrom<TESSALINE_LOG_TRACE>()
                                        : SinkFrom<TESSALINE_LOG_ERROR>();

@@ -1,4 +1,4 @@
-// Which sanitizer this program is built with, however the compiler says it.
+// The sanitizer that this program is built with, for both compilers' ways of reporting it.
 #pragma once
 
 namespace tessaline_test {

@@ -4,10 +4,10 @@
 
 namespace tessaline_test {
 
-// A start-up's transcript, thread by thread. Three threads are at work. The starting
-// thread's events are in order among themselves, and so are those of each capture
-// thread; they are compared apart. How often the starting thread polls for the other two
-// is nobody's business, nor how many frames come in meanwhile.
+// A start-up's transcript, thread by thread. The events of the starting thread are in order among
+// themselves, and so are those of each of the two capture threads; each thread is compared
+// separately. How often the starting thread polls for the other two, and how many frames arrive
+// meanwhile, does not matter.
 class StartUpSections {
  public:
   void Add(const std::string& event) {
@@ -27,7 +27,7 @@ class StartUpSections {
   }
 
  private:
-  // Less the frames that come in.
+  // Without the frames that arrive.
   struct CaptureThread {
     void Add(const std::string& event) {
       const bool frame = event.find("_DQBUF") != std::string::npos ||

@@ -8,8 +8,8 @@
 
 namespace tessaline_test {
 
-// Real time, whatever signals come and whatever the board does with sleeps: it leaves those
-// until a point in time alone.
+// Waits in real time, whatever signals arrive and whatever the board does with sleeps: the board
+// does not change sleeps until a point in time.
 inline void ReallyWait(std::chrono::milliseconds time) {
   timespec until{};
   clock_gettime(CLOCK_MONOTONIC, &until);
@@ -20,7 +20,7 @@ inline void ReallyWait(std::chrono::milliseconds time) {
   }
 }
 
-// Waits for what another thread is about to do; false when it does not.
+// Waits until another thread makes the condition true; false when it does not.
 template <typename Condition>
 bool Eventually(Condition condition,
                 std::chrono::milliseconds patience = std::chrono::seconds(20)) {
@@ -40,8 +40,8 @@ inline int OpenDescriptors() {
   return count - 3;  // ".", "..", and the directory itself
 }
 
-// Whether no more descriptors are open than before. A thread that is just being
-// created opens some for a moment.
+// Whether no more descriptors are open than before. A thread opens some briefly while it is being
+// created.
 inline bool NoDescriptorsAreLeft(int before) {
   return Eventually([before] { return OpenDescriptors() == before; });
 }

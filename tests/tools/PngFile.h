@@ -14,7 +14,7 @@ struct Picture {
   std::vector<std::uint8_t> pixels;
 };
 
-// No pixels when it cannot be read.
+// Empty when the file cannot be read.
 inline Picture ReadPng(const std::string& path, unsigned format) {
   png_image image{};
   image.version = PNG_IMAGE_VERSION;

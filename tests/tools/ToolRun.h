@@ -24,7 +24,7 @@
 
 namespace tessaline_test {
 
-// What the program's guide says of its exit status.
+// Exit statuses from the program's guide.
 constexpr int kOk = 0;
 constexpr int kNegative = 1;
 constexpr int kUsage = 2;
@@ -34,7 +34,7 @@ constexpr int kExists = 5;
 constexpr int kFile = 6;
 constexpr int kInterrupted = 130;
 
-// What a run of the program left behind.
+// The results of a run of the program.
 struct ToolResult {
   int status = -1;  // exit status; 128 + n when signal n ended it
   std::string out;
@@ -47,12 +47,12 @@ inline int CountLines(const std::string& text) {
   return static_cast<int>(std::count(text.begin(), text.end(), '\n'));
 }
 
-// A run of the program "tessaline" as a child process. On the virtual board sleeps are
-// skipped, and triggers come as fast as buffers are free.
+// A run of the program "tessaline" as a child process. On the virtual board sleeps are skipped, and
+// triggers come as fast as buffers are free.
 class ToolRun {
  public:
   explicit ToolRun(const std::string& arguments) : arguments_(arguments) {
-    // A setting of the machine the tests run on says nothing here.
+    // Settings of the machine that runs the tests must not matter.
     for (const char* name : {"TESSALINE_MODEL", "TESSALINE_BOARD", "TESSALINE_BOARD_FAULTS"}) {
       environment_[name] = "";
     }
@@ -68,8 +68,8 @@ class ToolRun {
     directory_ = directory;
     return *this;
   }
-  // Once there is a file of this name, no file can grow beyond so many bytes any more, which
-  // is told as a full disk is. (The board's memory is a larger file, made before.)
+  // Once there is a file of this name, no file can grow beyond this many bytes, which looks like a
+  // full disk. (The board's memory is a larger file, made before.)
   ToolRun& LimitWhenThereIs(const std::string& path, std::uint64_t bytes) {
     return When([=](const ToolResult&) { return FileHas(path, 0); },
                 [=](pid_t child) {
@@ -77,13 +77,13 @@ class ToolRun {
                   prlimit(child, RLIMIT_FSIZE, &limit, nullptr);
                 });
   }
-  // Once there is a file of this name and size.
+  // Sends the signal once there is a file of this name and size.
   ToolRun& SignalWhenFileHas(int signal, const std::string& path, std::uintmax_t bytes) {
     return When([=](const ToolResult&) { return FileHas(path, bytes); },
                 [=](pid_t child) { kill(child, signal); });
   }
-  // Does something to the process, once, as soon as what it has printed, or anything else,
-  // tells that it is time.
+  // Does something to the process, once, as soon as the condition holds for its output or anything
+  // else.
   ToolRun& When(std::function<bool(const ToolResult&)> condition,
                 std::function<void(pid_t)> action) {
     condition_ = std::move(condition);
@@ -91,7 +91,7 @@ class ToolRun {
     return *this;
   }
 
-  // Its reader goes away after so many lines.
+  // Closes the reading end after this many lines.
   ToolRun& ReadingLines(int lines) {
     lines_ = lines;
     return *this;
@@ -125,7 +125,7 @@ class ToolRun {
 
   // In a child process: never returns.
   [[noreturn]] void Become() const {
-    // What the tests were started by may ignore some of them.
+    // The process that started the tests may ignore some of them.
     for (const int number : {SIGHUP, SIGINT, SIGQUIT, SIGPIPE}) signal(number, SIG_DFL);
     for (const auto& [name, value] : environment_) setenv(name.c_str(), value.c_str(), 1);
     if (!directory_.empty() && chdir(directory_.c_str()) != 0) _exit(127);
@@ -185,7 +185,7 @@ class ToolRun {
 
 inline ToolResult RunTool(const std::string& arguments) { return ToolRun(arguments).Run(); }
 
-// A directory that goes away with the test.
+// A directory that is removed after the test.
 class Directory {
  public:
   Directory() {

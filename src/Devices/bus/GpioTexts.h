@@ -2,14 +2,14 @@
 
 namespace VeltranoSDK {
 
-// What is printed when the file of one of a line's three steps cannot be opened.
+// Printed when the file of one of a line's three steps cannot be opened.
 struct GpioLineTexts {
   const char* export_failed;
   const char* direction_failed;
   const char* value_failed;
 };
 
-// Switching the laser off reports as switching it on does.
+// Switching the laser off reports with the texts of switching it on.
 inline constexpr GpioLineTexts kLaserPin1Texts{
     "error: Laser::Open() open(sysfs_gpio_export_, O_WRONLY).",
     "error: Laser::Open() open(sysfs_gpio_pin1_direction_.c_str(), O_WRONLY).",

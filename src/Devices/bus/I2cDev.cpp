@@ -56,7 +56,7 @@ bool I2cDev::Transfer(std::span<i2c_msg> messages) const {
   const int fd = OpenBus();
   if (fd < 0) return false;
   i2c_rdwr_ioctl_data request{messages.data(), static_cast<std::uint32_t>(messages.size())};
-  // An adapter that stops early returns how many messages it got through.
+  // An adapter that stops early returns the number of messages it completed.
   const bool done = Ioctl(fd, I2C_RETRIES, kAdapterRetries) >= 0 &&
                     Ioctl(fd, I2C_RDWR, &request) == static_cast<int>(messages.size());
   close(fd);

@@ -12,8 +12,8 @@ namespace VeltranoSDK {
 // A client on an i2c-dev bus. Every transaction opens the bus device and closes it
 // again: no descriptor is held between transactions.
 //
-// Threads: transactions from any thread, several at once; the adapter runs them one
-// after the other. Open and Close are one thread's at a time.
+// Threads: any thread may start a transaction, several at once; the adapter runs them one after
+// another. Open and Close: one thread at a time.
 class I2cDev {
  public:
   // `address` is the client's 7-bit address.
@@ -22,24 +22,24 @@ class I2cDev {
   I2cDev(const I2cDev&) = delete;
   I2cDev& operator=(const I2cDev&) = delete;
 
-  // The bus device by hand, next to the descriptors of the transactions.
+  // Open and close the bus device separately, in addition to the descriptors of the transactions.
   bool Open();
   int Close();
 
-  // Writes, then reads read.size() bytes without a stop between. `read` changes only
-  // when the transaction succeeds.
+  // Writes, then reads read.size() bytes without a stop in between. `read` changes only when the
+  // transaction succeeds.
   bool I2cRdWr(std::vector<std::uint8_t> write, std::vector<std::uint8_t>& read) const;
   bool I2cRdWr(std::vector<std::uint8_t> write) const;
 
  private:
   int OpenBus() const;
-  // Nothing of a transaction is kept in the object.
+  // A transaction keeps no state in the object.
   bool Transfer(std::span<i2c_msg> messages) const;
   i2c_msg MessageOf(std::vector<std::uint8_t>& bytes, unsigned short flags) const;
 
   std::string path_;
   std::uint8_t address_;
-  int fd_ = -1;  // of Open
+  int fd_ = -1;  // opened by Open
 };
 
 }  // namespace VeltranoSDK

@@ -75,7 +75,7 @@ bool SpiDev::DoMsg(std::uint8_t* tx, std::uint8_t* rx, std::uint32_t len) {
 }
 
 bool SpiDev::DoWrite(std::uint8_t* buf, std::uint32_t len) {
-  // spidev sends a write whole or not at all; what is short did not arrive.
+  // spidev sends a write completely or not at all, so a short one did not arrive.
   if (Uninterrupted([=, this] { return write(fd_, buf, len); }) != static_cast<ssize_t>(len)) {
     puts("SpiDev::DoWrite error");
     return false;

@@ -19,8 +19,8 @@ class SpiDev {
   bool Open(const std::string& name);
   bool Close();
 
-  // Each option is set and read back; the first refusal ends it, with the options
-  // before it in effect.
+  // Sets each option and reads it back. Stops at the first one refused; those before it stay in
+  // effect.
   bool SetOpt(SpiMode mode, bool lsb_first, std::uint8_t bits_per_word, std::uint32_t max_speed_hz);
 
   // One full-duplex transfer of `len` bytes.

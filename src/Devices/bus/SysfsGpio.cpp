@@ -12,7 +12,7 @@ namespace VeltranoSDK {
 
 namespace {
 
-// Without the heap: the laser goes off at the end of a process, whatever that has interrupted.
+// No heap: atexit functions call CloseLaser(), and SIGINT may have interrupted malloc().
 bool WriteFile(const char* path, int flags, std::string_view text, const char* failure) {
   const int fd = OpenDevice(path, flags);
   if (fd < 0) {

@@ -2,8 +2,8 @@
 
 namespace VeltranoSDK {
 
-// A physical range that the kernel leaves alone, mapped for the object's life:
-// the alternative to UdmaBuf on a board whose capture area is such a range.
+// A physical range that the kernel does not use, mapped for the object's life: the alternative to
+// UdmaBuf on a board whose capture area is such a range.
 class ReservedMemory {
  public:
   ReservedMemory(unsigned long physical_address, unsigned long size);

@@ -31,8 +31,7 @@ constexpr std::array<AttributeFile, 5> kAttributeFiles{{
 }};
 constexpr const char* kSyncModeFile = "/sys/class/u-dma-buf/udmabuf0/sync_mode";
 
-// Decimal, without a newline. The driver takes what it is given or nothing; there
-// is nobody to tell.
+// Decimal, without a newline. A failed write cannot be reported.
 void WriteDecimal(int fd, unsigned long value) {
   std::array<char, 24> text;
   const auto end = std::to_chars(text.data(), text.data() + text.size(), value).ptr;

@@ -22,10 +22,10 @@ class UdmaBuf {
 
   void ClearBuf();
 
-  // Unmaps and closes, as the destructor does, without the heap.
+  // Unmaps and closes like the destructor, without the heap.
   void Release();
 
-  // The driver's way of mapping for the processor, see its documentation.
+  // How the driver maps the area for the processor, see its documentation.
   void SetSyncMode(unsigned char mode);
 
   // Makes a range coherent for the processor (kFromDevice) or for the device.

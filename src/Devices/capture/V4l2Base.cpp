@@ -16,7 +16,7 @@ namespace VeltranoSDK::DevFOps {
 
 namespace {
 
-// How long whoever wants the buffers cleared waits for the handler that has one.
+// How long ClearBuf() waits for a handler that holds a buffer.
 constexpr std::chrono::seconds kHandlerTime{1};
 
 }  // namespace
@@ -71,7 +71,7 @@ bool V4l2Base::ReqBufs(unsigned int count) {
   const SignalsBlocked no_handler_here;
   const std::lock_guard lock(memory_mutex_);
   const bool prepared = PrepareMemory(count);
-  // Those of an earlier request are gone, however this one ends.
+  // Buffers of an earlier request are gone, whether this one succeeds or not.
   buffers_.clear();
   ForgetLocked();
   if (!prepared) return false;
@@ -83,8 +83,7 @@ bool V4l2Base::ReqBufs(unsigned int count) {
     Tell()("v4l2 VIDIOC_REQBUFS failed: %s", strerror(errno));
     return false;
   }
-  // A driver may grant fewer, and one that needs more for itself grants more, but none
-  // has more than this: the number is not to be believed.
+  // A driver may grant fewer, or more for its own needs, but never more than this.
   if (request.count > std::max<unsigned int>(count, VIDEO_MAX_FRAME)) {
     Tell()("v4l2 VIDIOC_REQBUFS failed: %s", strerror(EOVERFLOW));
     return false;
@@ -110,7 +109,7 @@ bool V4l2Base::SetUpBuffer(unsigned int index) {
     Tell()("v4l2 VIDIOC_QUERYBUF failed: %s", strerror(errno));
     return false;
   }
-  descriptor.index = index;  // whatever the driver made of it
+  descriptor.index = index;  // the driver may have changed it
   return Provide(descriptor, buffers_[index]) && QueueOrTell(descriptor);
 }
 
@@ -130,8 +129,7 @@ std::byte* V4l2Base::DqBuf(unsigned int& index) {
   return buffer->data;
 }
 
-// With the lock. Between two frames: now somebody's wish to have the buffers cleared is
-// granted.
+// Called with the lock, between two frames: carries out a pending request to clear the buffers.
 void V4l2Base::LetGo() {
   holder_ = {};
   if (clearings_granted_ == clearings_wanted_) return;
@@ -167,7 +165,7 @@ const V4l2Base::Buffer* V4l2Base::Dequeue(By by) {
       in_hand_ = true;
       return &buffer;
     }
-    error = EBADSLT;  // a buffer nobody gave the driver
+    error = EBADSLT;  // a buffer that was never queued
   }
   Forget();
   Tell()("v4l2 VIDIOC_DQBUF failed: %s", strerror(error));
@@ -263,8 +261,8 @@ void V4l2Base::ClearBuf() {
     wanted = ++clearings_wanted_;
     if (holder_ == std::thread::id()) LetGo();
   }
-  // A handler has a buffer, and its thread clears when it has given that back. The handler
-  // itself may be who asks; one that keeps its buffer is not waited for.
+  // A handler holds a buffer; its thread clears when it gives that back. Do not wait if the caller
+  // is that handler.
   WaitInterruptibly(memory_mutex_, granted_, {kHandlerTime}, [this, wanted] {
     return clearings_granted_ >= wanted || holder_ == std::this_thread::get_id();
   });
@@ -275,7 +273,7 @@ bool V4l2Base::Close() {
   const SignalsBlocked no_handler_here;
   const std::lock_guard lock(memory_mutex_);
   ReleaseMemory();
-  // Keeps its capacity: the SIGINT handler comes here, and should not need the heap.
+  // Keeps its capacity: the SIGINT handler runs this and should not need the heap.
   buffers_.clear();
   ForgetLocked();
   if (fd_ >= 0) close(fd_);

@@ -10,7 +10,7 @@ namespace DevFOps {
 class V4l2Base;
 }
 
-// Chooses the flavour of a product's strip capture device. It is returned closed.
+// Creates the strip capture device of a product. It is returned closed.
 class V4l2BufFactory {
  public:
   static std::shared_ptr<DevFOps::V4l2Base> CreateV4l2BufBySeries(SeriesNumber series);

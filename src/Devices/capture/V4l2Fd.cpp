@@ -7,7 +7,7 @@ namespace VeltranoSDK::DevFOps {
 
 V4l2Fd::V4l2Fd() : V4l2Base(V4L2_MEMORY_MMAP, __builtin_FILE()) {}
 
-// The memory is the driver's business; only what an earlier request mapped has to go.
+// The driver owns the memory; only mappings of an earlier request must go.
 bool V4l2Fd::PrepareMemory(unsigned int) {
   ReleaseMemory();
   return true;

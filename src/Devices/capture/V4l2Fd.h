@@ -4,7 +4,7 @@
 
 namespace VeltranoSDK::DevFOps {
 
-// The buffers are the driver's, mapped.
+// Uses the driver's own buffers, mapped.
 class V4l2Fd final : public V4l2Base {
  public:
   V4l2Fd();

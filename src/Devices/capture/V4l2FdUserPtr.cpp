@@ -31,8 +31,8 @@ bool V4l2FdUserPtr::Provide(v4l2_buffer& descriptor, Buffer& buffer) {
   return true;
 }
 
-// In the SIGINT handler too, where the heap may be in use by the very thread: the object
-// stays until the next one.
+// Also runs in the SIGINT handler, which may have interrupted malloc(): release the contents, keep
+// the object.
 void V4l2FdUserPtr::ReleaseMemory() {
   if (udma_buf_) udma_buf_->Release();
 }

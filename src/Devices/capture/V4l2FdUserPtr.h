@@ -10,8 +10,8 @@ class UdmaBuf;
 
 namespace VeltranoSDK::DevFOps {
 
-// The buffers lie one after another in one DMA area, each of frame size, with a
-// spare frame behind the last.
+// The buffers lie one after another in one DMA area. Each has the size of a frame, and a spare
+// frame follows the last.
 class V4l2FdUserPtr : public V4l2Base {
  public:
   V4l2FdUserPtr();

@@ -11,7 +11,7 @@ void V4l2FdUserPtrSync::AfterDequeue(unsigned int index, std::size_t size) {
 }
 
 void V4l2FdUserPtrSync::BeforeQueue(unsigned int index, std::size_t size) {
-  if (size < kCompletionMarkerBytes) return;  // of a format without room for a marker
+  if (size < kCompletionMarkerBytes) return;  // this format has no room for a marker
   udma_buf()->Sync(kCompletionMarkerBytes, size * index + size - kCompletionMarkerBytes,
                    UdmaBuf::kToDevice);
 }

@@ -4,8 +4,8 @@
 
 namespace VeltranoSDK::DevFOps {
 
-// For boards whose DMA is not cache coherent: a dequeued buffer is made coherent
-// for the processor, and its completion marker is handed back to the device.
+// For boards whose DMA is not cache coherent: makes a dequeued buffer coherent for the processor,
+// and hands its completion marker back to the device.
 class V4l2FdUserPtrSync final : public V4l2FdUserPtr {
  public:
   V4l2FdUserPtrSync();

@@ -24,7 +24,7 @@ FpgaLogic::FpgaLogic() {
 
 // --- Access ---------------------------------------------------------------------------------
 
-// A base of 0 is no register block but the start of the main memory.
+// Base 0 is main memory, not a register block.
 
 unsigned int FpgaLogic::Read(const fpga::Register& reg) const {
   const unsigned int base = Base(reg);
@@ -94,7 +94,7 @@ bool FpgaLogic::SetTGes(unsigned int global_exposure_shift) {
 
 bool FpgaLogic::SetCmosSensorWorkMode(CameraSensorMode mode) {
   Trace(__func__);
-  // The read belongs to the access sequence; what it returns does not matter.
+  // The read is part of the access sequence; its result does not matter.
   Read(fpga::kReg.CMOS_WORK_MODE);
   Write(fpga::kReg.CMOS_WORK_MODE, mode | fpga::kField.cmos_work.Mask());
   return true;
@@ -116,7 +116,7 @@ bool FpgaLogic::CameraReset() {
   if (!sensor) return false;
   if (sensor->model() == kE2vFlash4k) Pause(kE2vPowerUp);
 
-  // This sensor gets the first edge only.
+  // This sensor gets only the first edge.
   const bool one_edge = sensor->model() == kGSPRINT6502BSI;
   const Unit::Access write{Unit::kWrite, fpga::kReg.CMOS_WORK_MODE};
   const Unit::Access read{Unit::kRead, fpga::kReg.CMOS_WORK_MODE};
@@ -143,7 +143,7 @@ unsigned int FpgaLogic::GetCmosMaxDrive() const {
 
 bool FpgaLogic::SetLaserMode(LaserMode mode) {
   Trace(__func__);
-  // Everything but the two known bits is cleared on purpose.
+  // Clears everything but the two known bits on purpose.
   Merge(fpga::kField.laser_mode, mode & 1u,
         ~(fpga::kField.laser_mode.Mask() | fpga::kField.trigger_lost_reset.Mask()));
   return true;

@@ -15,27 +15,25 @@ namespace VeltranoSDK {
 class CmosSensor;
 enum ReadoutDriveMode : unsigned int;
 
-// The FPGA's controls by name: each method turns a number in user units into a
-// field of a register, or back. The map of registers and fields is in
-// tessaline/register_map.h.
+// The FPGA's controls by name: each method converts a number in user units to a field of a
+// register, or back. The map of registers and fields is in tessaline/register_map.h.
 //
-// Results: setters return true when done. Arguments they cannot take, and the
-// write failures some of them look at, are told on the standard output; then no
-// register was touched, or no further one. Getters return all ones (0xFF...) for
-// an argument they cannot take. Methods that return the write's result say so:
-// it is 0 for success and all ones for failure, not a truth value.
+// Results: setters return true when done. Invalid arguments, and write failures where they are
+// checked, are reported on standard output; no further register is touched. Getters return all ones
+// (0xFF...) for an invalid argument. Methods that return the write's result say so: it is 0 for
+// success and all ones for failure, not a truth value.
 //
-// Threads: any thread. A change of a register (read, replace, write; a pulse) is one unit
-// against all other threads' accesses: none is lost.
+// Threads: any thread. A change of a register (read, replace, write; a pulse) is one unit: no
+// access of another thread comes in between, and no change is lost.
 class FpgaLogic {
  public:
-  // Takes the register regions of the current series.
+  // Uses the register regions of the current series.
   FpgaLogic();
   FpgaLogic(const FpgaLogic&) = delete;
   FpgaLogic& operator=(const FpgaLogic&) = delete;
 
-  // Row time and global exposure shift of the sensor's timing. Values wider than
-  // the field spill into its neighbour.
+  // Row time and global exposure shift of the sensor's timing. Values wider than the field overflow
+  // into its neighbour.
   virtual bool SetTRow(unsigned int row_time);
   virtual bool SetTGes(unsigned int global_exposure_shift);
 
@@ -44,11 +42,11 @@ class FpgaLogic {
   // --- Trigger, encoder, synchronisation ---------------------------------------------------
   bool SetTriMode(TriggerMode mode);
   unsigned int GetTriMode() const;
-  // One frame by software.
+  // Triggers one frame by software.
   bool ControlSoftwareTrigger();
   // Encoder pulses in trigger mode 1; microseconds, at least 2, in every other.
   bool SetTriSpacing(unsigned int spacing);
-  // The register as it stands: ticks, or pulses.
+  // The raw register: ticks, or pulses.
   unsigned int GetTriSpacing() const;
   // Door control exists in trigger modes 0 and 1 only.
   bool SetDoorControlEn(STATE state);
@@ -75,7 +73,7 @@ class FpgaLogic {
   bool TriggerLostReset();
   unsigned int GetExternalTriggerLevel() const;
   bool ExternalTriggerIrqCtrl(STATE state);
-  // Shortest pulse the external input accepts, in microseconds.
+  // The shortest pulse that the external input accepts, in microseconds.
   bool SetExtinWidth(unsigned int microseconds);
   // In ticks.
   unsigned int GetExtinWidth() const;
@@ -112,7 +110,7 @@ class FpgaLogic {
   bool SetCamTriPolarity(unsigned int polarity);
   bool SetCamResPolarity(unsigned int polarity);
   bool SetLasTriPolarity(unsigned int polarity);
-  // Takes effect, and returns false.
+  // Takes effect, but returns false.
   bool SetExtTriPolarity(unsigned int polarity);
   unsigned int GetPolarity() const;
   bool DaIrqCtrl(STATE state);
@@ -133,51 +131,51 @@ class FpgaLogic {
   bool SetLaserOffsetTime(unsigned int microseconds);
   // Remembers the time and programs it in the sensor's exposure units.
   bool SetExpTime(ExposureIndex index, unsigned int time, float unit);
-  // The time as it was set, 0 when never.
+  // The time that was set; 0 when none was.
   unsigned int GetExpTime(ExposureIndex index) const;
-  // From the sensor's camera delay. Takes effect, and returns false.
+  // Uses the sensor's camera delay. Takes effect, but returns false.
   bool SetExpDelay();
   unsigned int GetExpDelay() const;
-  // 1 to 5 exposures a cycle.
+  // 1 to 5 exposures per cycle.
   bool SetExposureNum(unsigned int count);
   bool SetExposureNumDelta(unsigned int delta);
-  // As SetExposureNum, and puts the delta to 1 while laser lines are collected.
+  // Like SetExposureNum, and sets the delta to 1 while laser lines are collected.
   bool SetExpNum(unsigned int count);
   unsigned int GetExpNum() const;
   // The write's result.
   unsigned int SetHDREnable(unsigned int enable);
   unsigned int GetHDREnable() const;
-  // Splits exposure slot 0 into three segments; the first two as fractions of it,
-  // the third is the rest. The third argument has no effect. The write's result.
+  // Splits exposure slot 0 into three segments: the first two are given as fractions of it, the
+  // third is the rest. The third argument has no effect. The write's result.
   unsigned int SetHDRParam(double first, double second, double third);
 
   // --- Data path ---------------------------------------------------------------------------
-  // Routes the images as after power-up: collect mode 1.
+  // Routes images, as after power-up: collect mode 1.
   bool EnableCollectModeSignal();
   bool SetCollectMode(CollectMode mode);
   static bool IsCollectMode(CollectMode mode);
-  // The mode register alone, without the routing.
+  // Sets only the mode register, not the routing.
   bool SetCollectMode2(CollectMode mode);
-  // The mode last routed.
+  // The last mode that was routed.
   CollectMode collect_mode() const { return collect_mode_; }
   bool SetStripDataMode(StripSelectMode mode);
   unsigned int GetStripDataMode() const;
   bool ResetFrameID();
   unsigned int GetCallbackLostNum() const;
-  // Takes effect, and returns false.
+  // Takes effect, but returns false.
   bool ResetCallbackLostNum();
-  // The flag is always false; the value 0 when the read failed.
+  // The flag is always false; the value is 0 when the read failed.
   std::pair<bool, unsigned int> GetStripDelay() const;
   unsigned int GetFPGASeries() const;
   unsigned int GetFPGAVersion() const;
 
   // --- Image geometry ----------------------------------------------------------------------
-  // Width in pixels of the sensor; the FPGA counts the GMAX2509's in units of its own.
+  // Width in pixels of the sensor; the FPGA counts the GMAX2509's in its own units.
   bool SetImageSize(unsigned int width, unsigned int height);
   unsigned int GetImageWidth() const;
   unsigned int GetImageHeight() const;
   bool SetImageReadoutParam(unsigned int width, unsigned int height, ReadoutDriveMode mode);
-  // Half readout (0x11) clears the ROI offset too.
+  // Half readout (0x11) also clears the ROI offset.
   bool SetPLDriveMode(ReadoutDriveMode mode);
   bool SetRoiOffset(unsigned int x, unsigned int y);
   bool SetMeasuringRange(unsigned int start, unsigned int end);
@@ -192,15 +190,15 @@ class FpgaLogic {
   bool SetStripWidthMax(unsigned int width);
   unsigned int GetStripWidthMax() const;
   bool SetBaseThreshold(int threshold);
-  // 21 signed coefficients, each cut to the width of its register; the caller's
-  // array receives what was written.
+  // 21 signed coefficients, each truncated to the width of its register; the caller's array
+  // receives the values written.
   bool SetStripRebuildValue(int* values);
   bool SetSampleLightLineParam(int start_x, int step_x, int count_x, int fourth, int fifth);
   bool SetStripWriteMemMode(SampleStrategy strategy);
   bool SetStripSelectorImgWidth(std::uint16_t width);
   bool SetImageFilterSize(std::uint16_t width, std::uint16_t height);
   bool SetImageFilterThrs(std::uint16_t threshold);
-  // What a strip's points carry beside their position. The write's result.
+  // What a strip's points carry in addition to their position. The write's result.
   unsigned int SetBrFlag(unsigned int flag);
   unsigned int SetContinuousFlag(unsigned int flag);
 
@@ -226,7 +224,7 @@ class FpgaLogic {
   unsigned int SetFpgaContinuous(unsigned int continuous);
 
  protected:
-  // What a read or write returns when the FPGA cannot be reached.
+  // The result of a read or write when the FPGA cannot be reached.
   static constexpr unsigned int kFailed = 0xFFFFFFFFu;
 
   unsigned int Read(const fpga::Register& reg) const;
@@ -237,20 +235,20 @@ class FpgaLogic {
   }
 
   unsigned int Write(const fpga::Register& reg, unsigned int value);
-  // Puts the text on the standard output when the write fails.
+  // Prints the text on standard output when the write fails.
   bool WriteOrTell(const fpga::Register& reg, unsigned int value, const char* text);
 
-  // Reads a register, replaces the bits of `mask` and writes it back; no other thread's
-  // access comes in between. The write's result.
+  // Reads a register, replaces the bits of `mask` and writes it back; no access of another thread
+  // comes in between. The write's result.
   unsigned int Update(const fpga::Register& reg, unsigned int mask, unsigned int bits);
   // The plain rule: read, replace the field, write. The write's result.
   unsigned int Update(const fpga::Field& field, unsigned int value);
-  // The same for controls with a rule of their own: the value is not cut to the
-  // field, and the register loses the bits in `lost` as well.
+  // Like Update, for controls with their own rules: the value is not masked, and the bits in `lost`
+  // are cleared too. The write's result.
   unsigned int Merge(const fpga::Field& field, unsigned int value, unsigned int lost = 0);
 
  private:
-  // ISP_CTRL loses these of its old bits on an update.
+  // Bits of ISP_CTRL that every update clears.
   static constexpr unsigned int kLostByIspControl = ~0xFFu;
 
   using OutputField = fpga::Field fpga::DigitalOutputFields::*;
@@ -261,7 +259,7 @@ class FpgaLogic {
 
   class Unit;
 
-  // Sets bits for a moment.
+  // Sets bits briefly.
   void Pulse(const fpga::Register& reg, unsigned int raised, unsigned int lowered);
   void Pulse(const fpga::Field& field) { Pulse(field.reg, field.Mask(), field.Mask()); }
   void PulseWord(const fpga::Register& reg);
@@ -275,7 +273,7 @@ class FpgaLogic {
   unsigned int WriteBrContMode(Relaxed<bool>& flag, bool value);
   void StrobeImageFilter();
 
-  // The device manager's sensor; an ERROR line when there is none.
+  // The device manager's sensor; null and an ERROR line when there is none.
   std::shared_ptr<CmosSensor> Sensor() const;
 
   Relaxed<CollectMode> collect_mode_{kCollectImage};

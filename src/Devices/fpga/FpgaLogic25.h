@@ -4,7 +4,7 @@
 
 namespace VeltranoSDK {
 
-// The FPGA of series 23 and later: the sensor timing word is split in halves.
+// The FPGA of series 23 and later: the sensor timing word has two halves.
 class FpgaLogic25 : public FpgaLogic {
  public:
   bool SetTRow(unsigned int row_time) override;

@@ -1,5 +1,4 @@
-// The data path of FpgaLogic: stream switches, collect and strip data modes, and
-// the counters that go with them.
+// The data path of FpgaLogic: stream switches, collect and strip data modes, and their counters.
 
 #include <array>
 #include <cstdio>
@@ -17,8 +16,8 @@ using fpga::Block;
 using fpga::kStreamSwitchPortOff;
 using fpga::StreamSwitchPort;
 
-// The first switch hands the sensor's data to the laser-line extraction (port 0) or
-// past it (port 1); the second takes one of the two to memory.
+// The first switch sends the sensor's data to the laser-line extraction (port 0) or past it (port
+// 1); the second sends one of the two to memory.
 constexpr Block kSensorSwitch = Block::kImage2;
 constexpr Block kMemorySwitch = Block::kImage4;
 
@@ -30,8 +29,7 @@ struct Setting {
   unsigned int value;
 };
 
-// What routes one collect mode, in the order of the writes; then the exposure
-// delta that goes with it.
+// The writes that route one collect mode, in their order, and its exposure delta.
 struct Route {
   std::array<Setting, 4> settings;
   unsigned int exposure_delta;

@@ -20,7 +20,7 @@ constexpr unsigned int kLaserLineExposureDelta = 1;
 
 constexpr unsigned int kHdrGapTicks = 50;
 
-// Towards zero, and to the nearest end of the range when there is no such number.
+// Truncates, and clamps to the range. NaN becomes 0.
 unsigned int ToUnsigned(double value) {
   constexpr unsigned int kMost = std::numeric_limits<unsigned int>::max();
   if (!(value > 0)) return 0;
@@ -115,7 +115,7 @@ unsigned int FpgaLogic::SetHDRParam(double first, double second, double /*third*
   Write(fpga::kReg.HDR_SEG2, segment2);
   Write(fpga::kReg.HDR_SEG3, whole - (segment1 + segment2));
   Write(fpga::kReg.HDR_GAP, kHdrGapTicks);
-  // Two gaps lie between the three segments.
+  // There are two gaps between the three segments.
   return Write(fpga::kReg.HDR_TOTAL, whole - 2 * kHdrGapTicks);
 }
 

@@ -1,5 +1,4 @@
-// Image size, readout and region of interest of FpgaLogic: what must match the
-// image sensor.
+// Image size, readout and region of interest of FpgaLogic: all that must match the image sensor.
 #include <array>
 
 #include "Devices/fpga/FpgaLogic.h"
@@ -10,11 +9,11 @@ namespace VeltranoSDK {
 
 namespace {
 
-// The FPGA keeps 28 pixels of the GMAX2509 in 32 units of its own width.
+// The FPGA packs 28 pixels of the GMAX2509 into 32 of its own units.
 constexpr unsigned int kGmaxPixels = 28;
 constexpr unsigned int kGmaxUnits = 32;
 
-// Pixels per block of the readout; 0: the FPGA needs no block count.
+// Pixels per block of the readout; 0 means that the FPGA needs no block count.
 unsigned int PixelsPerBlock(CmosSensorModel model) {
   switch (model) {
     case kGMAX2509:
@@ -37,7 +36,7 @@ struct DriveCode {
   unsigned int mode;
   unsigned int code;
 };
-// The FPGA's codes for a readout halved in neither, one or both directions.
+// The FPGA's codes for a readout that halves neither, one or both directions.
 constexpr std::array kDriveCodes{DriveCode{0x00, 0}, DriveCode{0x01, 1}, DriveCode{0x10, 2},
                                  DriveCode{0x11, 3}};
 

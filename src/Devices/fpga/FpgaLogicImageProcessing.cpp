@@ -1,12 +1,12 @@
-// The image-processing pipeline of FpgaLogic. Every method returns the result of
-// its write, and none leaves a trace line.
+// The image-processing pipeline of FpgaLogic. Every method returns the result of its write; none
+// logs a trace line.
 #include "Devices/fpga/FpgaLogic.h"
 
 namespace VeltranoSDK {
 
 namespace {
 
-// BRI_THRES loses whatever stands above its two fields on an update.
+// Every update of BRI_THRES clears the bits above its two fields.
 constexpr unsigned int kLost =
     ~(fpga::kField.brightness_max.Mask() | fpga::kField.brightness_min.Mask());
 
@@ -40,8 +40,8 @@ unsigned int FpgaLogic::SetBriThresMin(unsigned int threshold) {
   return Merge(fpga::kField.brightness_min, threshold, kLost);
 }
 
-// The enhancement and erosion controls do not cut a value to its field: one that
-// is too wide runs into the next.
+// The enhancement and erosion controls do not mask a value: one that is too wide overflows into the
+// next field.
 
 unsigned int FpgaLogic::SetEnhanceEnable(unsigned int enable) {
   return Merge(fpga::kField.enhance_enable, enable);

@@ -16,7 +16,7 @@ struct DelayRegisters {
   fpga::Register low, high;
 };
 
-// Each indexed by DigitalOutputChannel, like fpga::kField.digital_outputs.
+// Indexed by DigitalOutputChannel, like fpga::kField.digital_outputs.
 constexpr std::array kDelays{DelayRegisters{fpga::kReg.DO1_DELAY_L, fpga::kReg.DO1_DELAY_H},
                              DelayRegisters{fpga::kReg.DO2_DELAY_L, fpga::kReg.DO2_DELAY_H}};
 constexpr std::array kLostStates{fpga::kReg.DO1_LOST_STA, fpga::kReg.DO2_LOST_STA};
@@ -72,8 +72,8 @@ bool FpgaLogic::SetOutEvent(DigitalOutputChannel channel, DigitalOutputEvent eve
                       "SetOutEvent invalid parameter!");
 }
 
-// Event and mode read as 0 for either output: applications rely on the delay
-// enable, which asks for the mode, never being refused.
+// Event and mode read as 0 for either output. The functions of the delay enable check the mode, and
+// applications rely on this check to pass.
 
 unsigned int FpgaLogic::GetOutEvent(DigitalOutputChannel channel) const {
   Trace(__func__);
@@ -100,7 +100,7 @@ bool FpgaLogic::DigitalOutputSWTrigger(DigitalOutputChannel channel) {
   Trace(__func__);
   if (!IsOutput(channel, "SWTrigger invalid parameter!")) return false;
   const auto& output = fpga::kField.digital_outputs[channel];
-  // A FIFO write that was left pending ends with the trigger.
+  // The trigger also ends a FIFO write that was left pending.
   const unsigned int trigger = output.software_trigger.Mask();
   Pulse(output.software_trigger.reg, trigger, trigger | output.fifo_write.Mask());
   return true;

@@ -17,15 +17,15 @@ constexpr unsigned int kMaxThreshold = 255;
 constexpr unsigned int kMinStripWidth = 1;
 constexpr unsigned int kMaxStripWidth = 128;
 
-// Bits of a signed reconstruction coefficient's register. Coefficients 9 to 17 come
-// in threes, the last of each being narrower.
+// Bits of a signed reconstruction coefficient's register. Coefficients 9 to 17 come in threes, and
+// the last of each three is narrower.
 constexpr unsigned int CoefficientBits(std::size_t i) {
   if (i < 9) return 23;
   if (i < 18) return i % 3 == 2 ? 26 : 29;
   return 18;
 }
 
-// Cut to the register: a positive number loses the sign bit's place too.
+// Truncates to the register: a positive number loses the bit of the sign too.
 constexpr unsigned int CutCoefficient(int value, unsigned int bits) {
   const unsigned int kept = value < 0 ? bits : bits - 1;
   return static_cast<unsigned int>(value) & ((1u << kept) - 1u);
@@ -38,7 +38,7 @@ void PrintCoefficients(const int* values) {
   puts(line.c_str());
 }
 
-// BR_CONT_MODE: what goes with a point.
+// BR_CONT_MODE: what each point carries.
 constexpr unsigned int kPointsOnly = 0;
 constexpr unsigned int kWithBrightness = 1;
 constexpr unsigned int kContinuous = 2;
@@ -93,8 +93,8 @@ bool FpgaLogic::SetStripSelectorImgWidth(std::uint16_t width) {
 
 // --- Image filter ---------------------------------------------------------------------------
 
-// The filter takes its settings over on the strobe's rising edge. The bit stays
-// set until the next time.
+// The filter applies its settings on the strobe's rising edge. The bit stays set until the next
+// strobe.
 void FpgaLogic::StrobeImageFilter() {
   constexpr unsigned int kSettle = 1000;
   const fpga::Register& reg = fpga::kReg.IMG_FILTER_THRS;
@@ -153,7 +153,7 @@ bool FpgaLogic::SetSampleLightLineParam(int start_x, int step_x, int count_x, in
     int value;
     const char* error;
   };
-  // The last two share the texts of the second and third.
+  // The last two print the texts of the second and third.
   constexpr const char* kStartError =
       "SetSampleLightLineParam fpga_write_addr RECONSTRUCTION_START_X error";
   constexpr const char* kStepError =

@@ -9,7 +9,7 @@ namespace VeltranoSDK {
 
 namespace {
 
-// MASTER_CTRL and IRQ_CTRL lose these bits on an update.
+// Bits of MASTER_CTRL and IRQ_CTRL that every update clears.
 constexpr unsigned int kLostByMaster =
     ~(fpga::kField.master_id.Mask() | fpga::kField.master_state.Mask());
 constexpr unsigned int kLostByIrq = ~0xFFFFu;
@@ -158,7 +158,7 @@ unsigned int FpgaLogic::GetEncoderFreq() const {
   return Read(fpga::kReg.ENCODER_FREQ);
 }
 
-// The 64-bit counters run on between the two reads: nothing latches them.
+// The 64-bit counters keep running between the two reads: nothing latches them.
 
 std::uint64_t FpgaLogic::GetEncoderCounter() const {
   Trace(__func__);

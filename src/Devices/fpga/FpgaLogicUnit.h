@@ -7,7 +7,7 @@
 
 namespace VeltranoSDK {
 
-// Several accesses of registers between which no other thread's comes.
+// Several register accesses with no other thread's in between.
 class FpgaLogic::Unit {
  public:
   enum Kind { kRead, kWrite };
@@ -16,7 +16,7 @@ class FpgaLogic::Unit {
     const fpga::Register& reg;
   };
 
-  // All accesses there will be: they are traced before the registers are locked, as nothing
+  // Takes all accesses in advance: they are traced before the registers are locked, because nothing
   // may be logged meanwhile.
   Unit(const FpgaLogic& fpga, std::initializer_list<Access> accesses)
       : fpga_(fpga), lock_(Traced(fpga, accesses)) {}

@@ -4,8 +4,8 @@
 
 namespace VeltranoSDK {
 
-// Where a board family's programmable logic has its two register regions in
-// physical memory. The blocks inside a region are the same everywhere.
+// Where the programmable logic of a board family has its two register regions in physical memory.
+// The blocks inside a region are the same for all.
 class FpgaRegister {
  public:
   virtual ~FpgaRegister() = default;

@@ -1,8 +1,8 @@
 #pragma once
 
-// Argument types of the FPGA's controls. The values are those the register fields
-// take; the underlying type is fixed, so an application's out-of-range number
-// arrives unchanged and is judged by the method that receives it.
+// Argument types of the FPGA's controls. The values are those of the register fields. The
+// underlying type is fixed, so an out-of-range number of the application arrives unchanged, and the
+// method that receives it decides.
 
 namespace VeltranoSDK {
 
@@ -11,11 +11,10 @@ enum STATE : unsigned int { kOff, kOn };
 enum DigitalOutputChannel : unsigned int {
   kDigitalOutput1,
   kDigitalOutput2,
-  kDaOutput,  // has a delay standard only
+  kDaOutput,  // has only a delay standard
 };
 
-// The event that fires a digital output; which one each number stands for is
-// decided in the FPGA.
+// The event that fires a digital output. The FPGA defines what each number means.
 enum DigitalOutputEvent : unsigned int {
   kOutputEvent0,
   kOutputEvent1,
@@ -33,7 +32,7 @@ enum TriggerMode : unsigned int {
   kTimerTriggerAtStart,
 };
 
-// The same type selects what a delay counts.
+// The same type selects the unit of a delay.
 inline constexpr TriggerMode kDelayInMicroseconds{0};
 inline constexpr TriggerMode kDelayInCounts{1};
 
@@ -55,7 +54,7 @@ inline constexpr std::size_t kMaxExposures = 5;
 // The two data paths: extracted laser lines, or the camera's images.
 enum CollectMode : unsigned int { kCollectLaserLine, kCollectImage };
 
-// Handed to the FPGA unchanged.
+// Passed to the FPGA unchanged.
 enum SampleStrategy : unsigned int {};
 enum StripSelectMode : unsigned int {};
 

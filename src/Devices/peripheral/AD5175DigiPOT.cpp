@@ -14,7 +14,7 @@ constexpr unsigned char kAddress = 0x2F;
 constexpr unsigned int kSteps = 1024;
 constexpr unsigned int kHighestStep = 1000;
 
-// Commands in bits 10 to 13 of a frame, data below.
+// Bits 10 to 13 of a frame are the command, those below the data.
 constexpr unsigned int kWriteWiper = 1u << 10;
 constexpr unsigned int kWriteControl = 7u << 10;
 constexpr unsigned int kWiperUnlocked = 0x02;

@@ -14,7 +14,7 @@ class AD5175DigiPOT : public DigitalPOT {
 
   // Moves the wiper; the last 23 of its 1024 steps are never used.
   bool SetPower(unsigned short code);
-  // Lets the bus update the wiper register, which is locked after power-up.
+  // Unlocks the wiper register, which the bus cannot write after power-up.
   bool RemoveRegisterRdWrProtection();
 
  private:

@@ -16,7 +16,7 @@ DaChip::DaChip() : i2c_(neighbour::DaChipBus(), kAddress) {}
 
 bool DaChip::Write(int value) {
   Trace(__func__);
-  // Above the upper four bits of the value are the power-down bits: all 0, powered.
+  // The bits above the value are the power-down bits: 0 means powered.
   const unsigned int code = value & 0x0FFF;
   return i2c_.I2cRdWr({HighByte(code), LowByte(code)});
 }

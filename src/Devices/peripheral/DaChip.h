@@ -4,12 +4,12 @@
 
 namespace VeltranoSDK {
 
-// The analogue output's 12-bit converter.
+// The 12-bit converter of the analogue output.
 class DaChip {
  public:
   DaChip();
 
-  // The low 12 bits of `value`; the upper ones are dropped.
+  // Writes the low 12 bits of `value`.
   bool Write(int value);
 
  private:

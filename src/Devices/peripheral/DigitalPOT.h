@@ -16,7 +16,7 @@ class DigitalPOT {
   virtual bool SetPosition(float percent) = 0;
 
  protected:
-  // The step of a position: truncated, 0 for what is below 0 or no number.
+  // Converts percent to a step, truncated; 0 for negative numbers and NaN.
   static unsigned int StepOf(float percent, unsigned int resolution);
 };
 

@@ -4,7 +4,7 @@
 
 namespace VeltranoSDK {
 
-// The laser-on indicator; off from construction on.
+// The laser-on indicator. The constructor switches it off.
 class LaserLed {
  public:
   LaserLed();

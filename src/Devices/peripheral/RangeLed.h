@@ -5,7 +5,7 @@
 
 namespace VeltranoSDK {
 
-// The red, green and blue status light; dark from construction on.
+// The red, green and blue status light. The constructor switches it off.
 class RangeLed {
  public:
   // Bit 0 red, bit 1 green, bit 2 blue.
@@ -22,11 +22,11 @@ class RangeLed {
 
   RangeLed();
 
-  // A state other than on and off prepares the line and leaves its level alone.
+  // A state other than on and off prepares the line but leaves its level alone.
   bool SetR(STATE state);
   bool SetG(STATE state);
   bool SetB(STATE state);
-  // Red, green, blue, up to the first that fails.
+  // Sets red, green and blue, and stops at the first failure.
   bool SetColor(Color color);
 
  private:

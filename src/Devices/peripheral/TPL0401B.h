@@ -5,7 +5,7 @@
 
 namespace VeltranoSDK {
 
-// Its wiper runs against the power: code 0 is 100 percent.
+// The wiper runs opposite to the power: code 0 is 100 percent.
 class TPL0401B : public DigitalPOT {
  public:
   TPL0401B();

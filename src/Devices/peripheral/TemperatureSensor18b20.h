@@ -1,4 +1,4 @@
 #pragma once
 
-// The board temperature sensor that no board carries so far: always 0.
+// The board's temperature sensor. No board has one so far, so this always returns 0.
 int ReadTemperatureSensor18b20();

@@ -2,8 +2,8 @@
 
 namespace VeltranoSDK {
 
-// The hardware watchdog. Once started it resets the board unless it is fed; the
-// descriptor stays open for the life of the process, since closing it may disarm.
+// The hardware watchdog. Once started it resets the board unless it is fed. The descriptor stays
+// open for the life of the process, because closing it may disarm the watchdog.
 class WatchdogTimer {
  public:
   explicit WatchdogTimer(int timeout_seconds = 30, int setting = 2);
@@ -11,7 +11,7 @@ class WatchdogTimer {
   WatchdogTimer(const WatchdogTimer&) = delete;
   WatchdogTimer& operator=(const WatchdogTimer&) = delete;
 
-  // Arms it. The countdown runs from the open on, even when setting the timeout fails.
+  // Arms it. The countdown starts with the open, even when setting the timeout fails.
   bool Start();
   // One keep-alive.
   bool Feed();

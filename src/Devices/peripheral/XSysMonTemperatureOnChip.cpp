@@ -15,10 +15,10 @@ namespace VeltranoSDK {
 
 namespace {
 
-// A number and its newline, and the zero that ends them.
+// Room for a number, its newline and the terminating zero.
 using Text = std::array<char, 32>;
 
-// A read may bring a part only.
+// One read may return only part of the line.
 Text ReadLine(int fd) {
   Text text{};
   for (std::size_t size = 0; size + 1 < text.size() && strchr(text.data(), '\n') == nullptr;) {

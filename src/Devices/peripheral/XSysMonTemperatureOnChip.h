@@ -4,13 +4,13 @@
 
 namespace VeltranoSDK {
 
-// The processor's temperature as its system monitor reports it through IIO.
+// The processor's temperature, which its system monitor reports through IIO.
 class XSysMonTemperatureOnChip {
  public:
   virtual ~XSysMonTemperatureOnChip() = default;
 
-  // Degrees Celsius. Without the IIO device: an ERROR in the log and the value of a
-  // raw reading of 0, which is below -270. Threads: any.
+  // Degrees Celsius. Without the IIO device the result is that of a raw reading of 0, below -270,
+  // and the log has an ERROR. Threads: any.
   float GetTemp() const;
 
  protected:

@@ -10,12 +10,11 @@ namespace VeltranoSDK {
 
 class FpgaLogic;
 
-// One image sensor, whatever chip it is. Region of interest, readout mode and
-// direction are set through the non-virtual functions, which record the wish
-// before the driver acts on it: the record holds even when the chip refuses.
+// An image sensor of any type. The non-virtual setters of region of interest, readout mode and
+// direction record the setting before they call the driver; the record stays even when the chip
+// refuses.
 //
-// One caller at a time may set anything. The recorded values may be read from any
-// thread.
+// Only one caller at a time may change settings. Any thread may read the recorded values.
 class CmosSensor {
  public:
   CmosSensor(CmosSensorModel model, std::pair<unsigned int, unsigned int> resolution,
@@ -24,19 +23,19 @@ class CmosSensor {
   CmosSensor(const CmosSensor&) = delete;
   CmosSensor& operator=(const CmosSensor&) = delete;
 
-  // Full power-up programming. Ends with the sensor streaming and the FPGA's image
-  // size, exposure delay and drive mode matching it.
+  // Full power-up programming. At its end the sensor is streaming, and the FPGA's image size,
+  // exposure delay and drive mode match it.
   virtual bool RegisterInitialize(ReadoutDriveMode mode) = 0;
 
-  // Analogue gain in the chip's own steps; what is out of range is clamped.
+  // Analogue gain in the chip's own steps, clamped to its range.
   virtual bool SetGain(unsigned int gain) = 0;
 
   // Raw temperature code, not degrees. All ones when a Sony chip's bus fails, 0
   // from a chip without a temperature sensor.
   virtual unsigned int GetSensorTemp() = 0;
 
-  // Chip identification of the given kind; a value near all ones when the chip
-  // does not know the kind.
+  // Chip identification of the given kind; a value near all ones when the chip does not know the
+  // kind.
   virtual unsigned int GetSensorVer(unsigned int kind) = 0;
 
   // Readout latency in FPGA units, from the recorded region of interest.
@@ -53,8 +52,8 @@ class CmosSensor {
   virtual unsigned int GetStripHeight();
 
   bool SetROI(unsigned int x, unsigned int y, unsigned int width, unsigned int height);
-  // Mode 0x00 resets the recorded region to the full size, 0x11 to half of it in
-  // both directions; the offsets stay.
+  // Mode 0x00 resets the recorded region to the full size, 0x11 to half of it in both directions;
+  // the offsets stay.
   bool SetReadoutDriveMode(ReadoutDriveMode mode);
   bool SetReadoutDriveDirection(ReadoutDriveDirection direction);
 
@@ -68,7 +67,7 @@ class CmosSensor {
   ReadoutDriveDirection read_out_drive_direction() const { return read_out_drive_direction_; }
 
  protected:
-  // What is recorded of the readout.
+  // The recorded readout settings.
   struct Readout {
     unsigned int x, y, width, height;
     ReadoutDriveMode mode;
@@ -76,14 +75,14 @@ class CmosSensor {
   };
   Readout readout() const;
 
-  // What stands before the chip is programmed: its exposure shift, both triggers' polarity.
+  // Before the chip is programmed: global exposure shift and both trigger polarities.
   static void PrepareTiming(FpgaLogic& fpga, unsigned int t_ges);
-  // For a chip that runs: the FPGA's timing off, armed and on, with pauses in microseconds.
+  // For a running chip: switches the FPGA's timing off, armed, on. Pauses in microseconds.
   static void StartTiming(FpgaLogic& fpga, unsigned int off_pause, unsigned int armed_pause);
 
-  // Resets the chip, programs it from the start and puts back direction, mode and region
-  // of interest as they were recorded before, and the gain. Every step is taken, whatever
-  // became of the one before; false, and told under the driver's name, when one failed.
+  // Resets the chip, programs it from the start and restores the recorded direction, mode and
+  // region of interest, and the gain. Every step is taken even after a failure; then returns false
+  // and prints a line with the driver's name.
   bool ResetAndRestore(const char* driver, unsigned int gain);
 
   virtual bool SetROIImpl(unsigned int x, unsigned int y, unsigned int width,

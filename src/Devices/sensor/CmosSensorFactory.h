@@ -10,7 +10,7 @@ class CmosSensor;
 
 class CmosSensorFactory {
  public:
-  // The driver of a series' image sensor; empty for a series without one.
+  // The driver of a series' image sensor; empty when the series has none.
   static std::shared_ptr<CmosSensor> CreateCmosSensorBySeries(SeriesNumber series);
 };
 

@@ -2,7 +2,7 @@
 
 namespace VeltranoSDK {
 
-// The image sensors the product series carry; the value names the driver.
+// The image sensors of the product series; the value names the driver.
 enum CmosSensorModel : unsigned int {
   kIMX273 = 0,
   kIMX252 = 1,
@@ -11,7 +11,7 @@ enum CmosSensorModel : unsigned int {
   kGSPRINT6502BSI = 4,
 };
 
-// The codes the FPGA and the Sony sensors' readout-mode register take as they are.
+// Codes of the interface; the IMX273's readout-mode register takes them unchanged.
 enum ReadoutDriveMode : unsigned int {
   kDriveMode00 = 0x00,  // every pixel
   kDriveMode11 = 0x11,  // half the width and half the height

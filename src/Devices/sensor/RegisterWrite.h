@@ -6,7 +6,7 @@
 
 namespace VeltranoSDK {
 
-// One step of the programming of a sensor with 8-bit registers.
+// One write to an 8-bit register.
 struct RegisterWrite {
   std::uint16_t address;
   std::uint8_t value;
@@ -18,21 +18,21 @@ struct RegisterWrite {
     return {address, value, mask, other};
   }
 
-  // What the register receives. It is read only when it keeps something.
+  // The value to write; the register is read only if some bits stay.
   template <typename Bus>
   std::uint8_t ValueOn(Bus& bus) const {
     return mask == 0xFF ? value : LowByte(Replaced(bus.Read(address), mask, value));
   }
 };
 
-// For buses that know no errors.
+// For buses that report no errors.
 
 template <typename Bus>
 void Update(Bus& bus, std::uint16_t address, std::uint8_t mask, std::uint8_t bits) {
   bus.Write(address, RegisterWrite{address, bits, mask}.ValueOn(bus));
 }
 
-// 16 bits over two registers.
+// 16 bits in two registers.
 template <typename Bus>
 void WriteWord(Bus& bus, std::uint16_t low_address, unsigned int value) {
   bus.Write(low_address, LowByte(value));

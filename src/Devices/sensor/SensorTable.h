@@ -7,11 +7,10 @@ namespace VeltranoSDK {
 
 // One entry of a long register table.
 //
-// Where only the chip maker's documents could say what belongs there, the entry is
-// a placeholder: it rewrites a register that the driver documents with the value
-// the driver gives it anyway, so that a table nobody has supplied yet drives no
-// undocumented register. A value whose register alone is unknown goes to one that
-// only can be read. The table still has its full length and order.
+// Where only the chip maker's documents say what belongs there, the entry is a placeholder: it
+// rewrites a register that the driver documents with the value the driver gives it anyway. So a
+// table that nobody has supplied yet writes no undocumented register. A known value for an unknown
+// register goes to a read-only one. The table still has its full length and order.
 template <typename Address, typename Value>
 struct TableEntry {
   Address address;
@@ -24,7 +23,7 @@ constexpr TableEntry<Address, Value> Placeholder(Address address, Value value) {
   return {address, value, true};
 }
 
-// How many entries of a table wait for the chip maker's documents.
+// The number of entries that wait for the chip maker's documents.
 template <typename Entry, std::size_t kSize>
 constexpr std::size_t CountPlaceholders(const std::array<Entry, kSize>& table) {
   std::size_t count = 0;
@@ -41,7 +40,7 @@ constexpr std::array<TableEntry<Address, Value>, kCount> Placeholders(Address ad
   return table;
 }
 
-// Tables one after the other, as one table.
+// Joins tables one after another into one.
 template <typename Entry, std::size_t... kSizes>
 constexpr std::array<Entry, (kSizes + ...)> Joined(const std::array<Entry, kSizes>&... tables) {
   std::array<Entry, (kSizes + ...)> joined{};

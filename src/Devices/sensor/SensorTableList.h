@@ -18,10 +18,10 @@
 
 namespace VeltranoSDK {
 
-// Not beside the folder sensor_tables/: an include in quotes looks there first, and would
-// pass over the tables of an integrator.
+// Must not lie beside sensor_tables/: a quoted include would look there first and miss an
+// integrator's tables.
 
-// What a register table of this build amounts to.
+// Size and placeholders of one table in this build.
 struct SensorTableSummary {
   template <typename Table>
   constexpr SensorTableSummary(const char* of_sensor, const char* in_header, const char* with_name,

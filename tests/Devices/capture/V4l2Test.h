@@ -1,6 +1,6 @@
 #pragma once
 
-// A capture device of each flavour on the virtual board.
+// A capture device of each kind on the virtual board.
 
 #include <gtest/gtest.h>
 
@@ -38,7 +38,7 @@ struct FlavourCase {
 
 inline void PrintTo(const FlavourCase& flavour, std::ostream* out) { *out << flavour.file; }
 
-// 0 where the bytes are all zero.
+// The number of bytes that are not zero.
 inline std::size_t NonZero(const std::byte* data, std::size_t size) {
   return size - static_cast<std::size_t>(std::count(data, data + size, std::byte{0}));
 }
@@ -54,7 +54,7 @@ class V4l2 : public BoardFixture {
     tessaline_board_transcript_clear();
   }
 
-  // Before its memory is gone, the FPGA must let go of it.
+  // The FPGA must release the memory before it is freed.
   void TearDown() override {
     for (const auto& device : devices_) {
       device->StreamOff();

@@ -15,8 +15,7 @@ namespace tessaline_test {
 using VeltranoSDK::CmosSensor;
 using VeltranoSDK::FpgaLogic;
 
-// An image sensor without a bus: FpgaLogic asks it for its model, its resolution
-// and its camera delay.
+// An image sensor without a bus: FpgaLogic reads its model, resolution and camera delay.
 class SensorWithoutBus : public CmosSensor {
  public:
   static constexpr unsigned int kCameraDelay = 0x12345;
@@ -43,7 +42,7 @@ inline void CarrySensor(VeltranoSDK::CmosSensorModel model) {
 
 inline FpgaLogic& Logic() { return *VeltranoSDK::DeviceManagerHolder::Instance()->fpga_logic_; }
 
-// A process has one series, and so has every test case.
+// A process has only one series, so every test case has too.
 class FpgaLogicFixture : public VeltranoSDK::DeviceTest {
  protected:
   using DeviceTest::DeviceTest;
@@ -65,7 +64,7 @@ class ZynqMpFpga : public FpgaLogicFixture {
 
 // --- Calls of methods ------------------------------------------------------------------------
 
-// As an exported function tells it: true is 0, false is -1.
+// The result as an exported function returns it: true is 0, false is -1.
 template <std::same_as<bool> Done>
 Result Told(Done done) {
   return done ? 0 : static_cast<Result>(-1);
@@ -87,7 +86,7 @@ Calling Asking(Value (FpgaLogic::*method)(Parameter...) const, Argument... argum
       [=] { return Told((Logic().*method)(static_cast<Parameter>(argument)...)); }, argument...);
 }
 
-// The same with another sensor than the IMX273.
+// The same with a sensor other than the IMX273.
 template <typename Method, typename... Argument>
 Calling AskingWith(VeltranoSDK::CmosSensorModel model, Method method, Argument... argument) {
   const Calling call = Asking(method, argument...);

@@ -6,9 +6,9 @@
 
 namespace VeltranoSDK {
 
-// A board with an image sensor, and the sensor's programming as its authors speak of
-// it: its bus says what an event of the transcript is in their words, and which
-// pauses belong to the bus itself; "EXP_DELAY = 0x00000005" is a write to the FPGA.
+// A board with an image sensor, and the sensor's programming in its authors' terms: its bus
+// translates events of the transcript and knows which pauses belong to the bus itself; "EXP_DELAY =
+// 0x00000005" is a write to the FPGA.
 template <typename Bus>
 class SensorTest : public DeviceTest {
  protected:
@@ -29,7 +29,7 @@ class SensorTest : public DeviceTest {
     return steps;
   }
 
-  // Only what went over the sensor's bus.
+  // Only the accesses on the sensor's bus.
   static Lines Accesses() {
     Lines accesses;
     for (const std::string& event : Events()) {

@@ -1,6 +1,6 @@
 #pragma once
 
-// The image-processing pipeline: what a function returns is what its write returned.
+// The image-processing pipeline: a function returns the result of its write.
 
 #include "support/Calling.h"
 #include "tessaline/tessaline.h"
@@ -8,7 +8,7 @@
 namespace tessaline_test {
 
 inline const std::vector<CalledFunction> kImageProcessingFunctions{
-    // Nothing above bit 7 survives.
+    // Clears everything above bit 7.
     {"SetBinEnable",
      {Calling(SetBinEnable, 0).Changes(kReg.ISP_CTRL, kAllOnes, 0xFB),
       Calling(SetBinEnable, 1).Changes(kReg.ISP_CTRL, 0, 4),
@@ -25,8 +25,8 @@ inline const std::vector<CalledFunction> kImageProcessingFunctions{
      {Calling(SetObOffset, 0).Writes(kReg.OB_OFFSET, 0),
       Calling(SetObOffset, kAllOnes).Writes(kReg.OB_OFFSET, kAllOnes),
       Calling(SetObOffset, 1).LosesAll().Fails()}},
-    // Nothing of the old word above bit 15 survives; a value runs on into the bits
-    // above its field, here and in all that follow but the median filter.
+    // Clears everything above bit 15 of the old word. A value overflows into the bits above its
+    // field, here and in all that follow except the median filter.
     {"SetBriThresMax",
      {Calling(SetBriThresMax, 0).Changes(kReg.BRI_THRES, kAllOnes, 0xFF00),
       Calling(SetBriThresMax, 255).Changes(kReg.BRI_THRES, 0, 0xFF),

@@ -7,7 +7,7 @@
 
 namespace tessaline_test {
 
-// Control words leave out bits 25 and 26, at which the FPGA acts.
+// Control words do not include bits 25 and 26, which make the FPGA act.
 inline const std::vector<CalledFunction> kOutputsFunctions{
     {"SetOutWidth",
      {Calling(SetOutWidth, 0, 0).Changes(kReg.DO1_CTRL, 0xF9FFFFFF, 0xF9E00000),
@@ -30,7 +30,7 @@ inline const std::vector<CalledFunction> kOutputsFunctions{
       Calling(SetOutEvent, 2, 1).Fails("SetOutEvent invalid parameter!\n"),
       Calling(SetOutEvent, kAllOnes, 1).Fails("SetOutEvent invalid parameter!\n"),
       Calling(SetOutEvent, 0, 1).LosesAll()}},
-    // Event and mode are asked for, and are 0 all the same.
+    // Event and mode are read, but the result is always 0.
     {"GetOutEvent",
      {Calling(GetOutEvent, 0).Reads(kReg.DO1_CTRL, kAllOnes).Returns(0),
       Calling(GetOutEvent, 1).Reads(kReg.DO2_CTRL, 0x00600000).Returns(0),
@@ -49,7 +49,7 @@ inline const std::vector<CalledFunction> kOutputsFunctions{
       Calling(GetOutMode, 1).Reads(kReg.DO2_CTRL, 0x00800000).Returns(0),
       Calling(GetOutMode, 2).FailsToGet("GetOutMode invalid parameter!\n"),
       Calling(GetOutMode, kAllOnes).FailsToGet("GetOutMode invalid parameter!\n")}},
-    // The output's mode is asked for first, and never in the way.
+    // The output's mode is read first, and never prevents the change.
     {"SetOutDelayEn",
      {Calling(SetOutDelayEn, 0, 0)
           .Reads(kReg.DO1_CTRL, 0xF9FFFFFF)
@@ -75,7 +75,7 @@ inline const std::vector<CalledFunction> kOutputsFunctions{
           .Returns(1),
       Calling(GetOutDelayEn, 2).FailsToGet("GetOutDelayEn invalid parameter!\n"),
       Calling(GetOutDelayEn, kAllOnes).FailsToGet("GetOutDelayEn invalid parameter!\n")}},
-    // A FIFO write that was left pending ends with the trigger.
+    // The trigger also ends a FIFO write that was left pending.
     {"OutputSWTrigger",
      {Calling(OutputSWTrigger, 0)
           .Reads(kReg.DO1_CTRL, 0x04000005)
@@ -113,7 +113,7 @@ inline const std::vector<CalledFunction> kOutputsFunctions{
       Calling(SetDigitalOutputEnState, kAllOnes, 1)
           .Fails("SetDigitalOutputEnState channel error!\n"),
       Calling(SetDigitalOutputEnState, 0, 1).LosesAll()}},
-    // The DA output is a channel here. A wrong standard is told before a wrong channel.
+    // The DA output is a channel here. A wrong standard is reported before a wrong channel.
     {"SetExtTriDelayStandard",
      {Calling(SetExtTriDelayStandard, 0, 0).Changes(kReg.DO1_CTRL, 0xF9FFFFFF, 0xE9FFFFFF),
       Calling(SetExtTriDelayStandard, 1, 1).Changes(kReg.DO2_CTRL, 0, 0x10000000),

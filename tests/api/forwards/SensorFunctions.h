@@ -1,6 +1,6 @@
 #pragma once
 
-// Exposure, laser mode, and what the library knows without asking the FPGA.
+// Exposure, laser mode, and values that the library knows without reading the FPGA.
 
 #include "support/Calling.h"
 #include "tessaline/tessaline.h"
@@ -27,14 +27,14 @@ inline const std::vector<CalledFunction> kSensorFunctions{
       Calling(SetExposureTime, 5, 1000).Writes(kReg.EXP_TIME_5, 312),
       Calling(SetExposureTime, 0, 1000).Fails(), Calling(SetExposureTime, 6, 1000).Fails(),
       Calling(SetExposureTime, 1, 1000).LosesAll()}},
-    // Nothing above bit 1 survives.
+    // Clears everything above bit 1.
     {"SetLaserMode",
      {Calling(SetLaserMode, 0).Changes(kReg.LASER_CTRL, kAllOnes, 1),
       Calling(SetLaserMode, 1).Changes(kReg.LASER_CTRL, kAllOnes, 3),
       Calling(SetLaserMode, 2).Changes(kReg.LASER_CTRL, 2, 0),
       Calling(SetLaserMode, kAllOnes).Changes(kReg.LASER_CTRL, 0, 2),
       Calling(SetLaserMode, 1).LosesAll()}},
-    // For other sensors than this board's.
+    // For sensors that this board does not have.
     {"SetSensingMode", {Calling(SetSensingMode, 1)}},
     {"SetHDRParam", {Calling(SetHDRParam, 1, 2)}},
     {"SetHDRParam24", {Calling(SetHDRParam24, 0.5, 0.25, 0.125)}},

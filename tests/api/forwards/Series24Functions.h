@@ -1,6 +1,6 @@
 #pragma once
 
-// What only a board of series 24 does, or does otherwise than the first series'.
+// Functions that only a board of series 24 has, or that differ from those of the first series.
 
 #include "support/Calling.h"
 #include "tessaline/tessaline.h"
@@ -8,7 +8,7 @@
 namespace tessaline_test {
 
 inline const std::vector<CalledFunction> kSeries24Functions{
-    // Half the number, rounded down, is what the FPGA compares with.
+    // The FPGA compares with half the number, rounded down.
     {"SetRisThresholdValue",
      {Calling(SetRisThresholdValue, 0).Writes(kReg.RIS_THRESHOLD, 0),
       Calling(SetRisThresholdValue, 1).Writes(kReg.RIS_THRESHOLD, 0),
@@ -16,8 +16,8 @@ inline const std::vector<CalledFunction> kSeries24Functions{
       Calling(SetRisThresholdValue, 511).Writes(kReg.RIS_THRESHOLD, 255),
       Calling(SetRisThresholdValue, 512).Writes(kReg.RIS_THRESHOLD, 255),
       Calling(SetRisThresholdValue, kAllOnes).Writes(kReg.RIS_THRESHOLD, 255)}},
-    // Segments of the exposure of 100 microseconds, 5000 ticks, that is set first. The
-    // third number is not used; the third segment is what is left, and wraps around.
+    // Segments of the exposure of 100 microseconds (5000 ticks) that is set first. The third number
+    // is not used; the third segment is the rest, and wraps around.
     {"SetHDRParam24",
      {Calling(SetExposureTime, 1, 100).Writes(kReg.EXP_TIME_1, 89),
       Calling(SetHDRParam24, 0.5, 0.25, 9.0)
@@ -42,7 +42,7 @@ inline const std::vector<CalledFunction> kSeries24Functions{
      {Calling(SetFpgaContinuous, 0).Writes(kReg.FPGA_CONTINUOUS, 0),
       Calling(SetFpgaContinuous, 1).Writes(kReg.FPGA_CONTINUOUS, 1),
       Calling(SetFpgaContinuous, kAllOnes).Writes(kReg.FPGA_CONTINUOUS, kAllOnes)}},
-    // For another sensor than this board's.
+    // For a sensor that this board does not have.
     {"SetHDRParam", {Calling(SetHDRParam, 1, 2)}},
 };
 

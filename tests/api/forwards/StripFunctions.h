@@ -31,8 +31,8 @@ inline Calling SamplingLightLine(int first = 1, int second = 2, int third = 3) {
 }
 
 inline const std::vector<CalledFunction> kStripFunctions{
-    // The mode that is remembered, without asking the FPGA, changes once the exposures do.
-    // Exposures of all ones are as good as not read.
+    // The library remembers the mode without reading the FPGA, and changes it once the exposures
+    // have changed. Exposures of all ones count as not read.
     {"SetCollectMode",
      {Calling(SetCollectMode, 2).Fails("SetCollectMode error mode error\n"),
       Calling(SetCollectMode, kAllOnes).Fails("SetCollectMode error mode error\n"),
@@ -127,7 +127,7 @@ inline const std::vector<CalledFunction> kStripFunctions{
       Calling(SetRoiOffset, 0x1000, 0x2000).Changes(kReg.ROI_OFFSET, kAllOnes, 0xFE000000),
       Calling(SetRoiOffset, kAllOnes, kAllOnes).Changes(kReg.ROI_OFFSET, 0x02000000, 0x03FFFFFF),
       Calling(SetRoiOffset, 1, 1).LosesAll()}},
-    // The last two failures are told in the words of the second and third.
+    // The last two failures print the texts of the second and third.
     {"SetSampleLightLineParam",
      {SamplingLightLine(-1, INT32_MIN, INT32_MAX),
       SamplingLightLine().FailsAt(
@@ -140,7 +140,7 @@ inline const std::vector<CalledFunction> kStripFunctions{
           3, "SetSampleLightLineParam fpga_write_addr RECONSTRUCTION_STEP_X error\n"),
       SamplingLightLine().FailsAt(
           4, "SetSampleLightLineParam fpga_write_addr RECONSTRUCTION_CNT_X error\n")}},
-    // The one flag after the other: the continuous one prevails.
+    // One flag after the other: the continuous one has precedence.
     {"SetBrFlag",
      {Calling(SetBrFlag, 0).Writes(kReg.BR_CONT_MODE_A, 0).Writes(kReg.BR_CONT_MODE_B, 0),
       Calling(SetBrFlag, 1).Writes(kReg.BR_CONT_MODE_A, 1).Writes(kReg.BR_CONT_MODE_B, 1),
@@ -165,7 +165,7 @@ inline const std::vector<CalledFunction> kStripFunctions{
     {"GetCallbackLostNum",
      {Calling(GetCallbackLostNum).Reads(kReg.CALLBACK_LOST_NUM, 0).Returns(0),
       Calling(GetCallbackLostNum).Reads(kReg.CALLBACK_LOST_NUM, kAllOnes).Returns(kAllOnes)}},
-    // Done, and yet a failure.
+    // Takes effect, and yet returns a failure.
     {"ResetCallbackLostNum",
      {Calling(ResetCallbackLostNum)
           .Writes(kReg.CALLBACK_LOST_RESET, 1)

@@ -1,7 +1,7 @@
 #pragma once
 
-// The exported symbols that a row of register accesses cannot describe, by the test
-// that is about them.
+// The exported symbols that a row of register accesses cannot describe, by the test that covers
+// them.
 
 #include <string>
 #include <vector>

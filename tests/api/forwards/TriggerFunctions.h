@@ -26,8 +26,8 @@ inline const std::vector<CalledFunction> kTriggerFunctions{
           .Sleeps(1)
           .Writes(kReg.TRIGGER_CTRL, 0x33),
       Calling(TricontrolSWTrigger).Sleeps(1).LosesAll()}},
-    // Microseconds, at least 2, and in mode 1 pulses. 32 bits of ticks are not more
-    // than 85899345 microseconds.
+    // Microseconds, at least 2; in mode 1 pulses. 32 bits of ticks hold at most 85899345
+    // microseconds.
     {"SetTriSpacing",
      {Calling(SetTriSpacing, 0).Reads(kReg.TRIGGER_CTRL, 0).Writes(kReg.TRI_SPACING, 100),
       Calling(SetTriSpacing, 1).Reads(kReg.TRIGGER_CTRL, 2).Writes(kReg.TRI_SPACING, 100),
@@ -199,7 +199,7 @@ inline const std::vector<CalledFunction> kTriggerFunctions{
     {"GetGlobalControl",
      {Calling(GetGlobalControl).Reads(kReg.TRIGGER_CTRL, 0xFFFFFFBF).Returns(0),
       Calling(GetGlobalControl).Reads(kReg.TRIGGER_CTRL, 0x40).Returns(1)}},
-    // Nothing above bit 4 survives either of the two.
+    // This one and SetMasterConctrolID clear everything above bit 4.
     {"SetMasterState",
      {Calling(SetMasterState, 0).Changes(kReg.MASTER_CTRL, kAllOnes, 0x0F),
       Calling(SetMasterState, 1).Changes(kReg.MASTER_CTRL, 0xFFFFFFEA, 0x1A),

@@ -13,7 +13,7 @@ std::string ReadFile(const std::string& path) {
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
-// A driver's attribute tells what it refuses in the result of the one write.
+// A driver's attribute reports a refused value as the result of write(), so write only once.
 bool WriteFile(const std::string& path, const std::string& text) {
   const int fd = open(path.c_str(), O_WRONLY | O_TRUNC);
   if (fd < 0) return false;

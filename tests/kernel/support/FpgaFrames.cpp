@@ -11,13 +11,13 @@ namespace {
 constexpr std::size_t kBlock = 16;
 constexpr std::size_t kPlanes = 4;
 constexpr unsigned kPointBytes = 8;
-constexpr unsigned kOutputBuffers = 4;  // filled whole once, then only what changes
+constexpr unsigned kOutputBuffers = 4;  // filled once, then only changed
 
 struct ImageHeader {
   std::uint64_t frame_id, time_stamp, encoder_stamp, uninterpreted;
 };
 
-// What the capturing side will see as one run of bytes, in the lines of the output.
+// The capturing side's bytes, laid out in the lines of the output.
 class Canvas {
  public:
   Canvas(std::byte* pixels, unsigned line_bytes, unsigned width)

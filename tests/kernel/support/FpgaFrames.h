@@ -8,7 +8,7 @@
 
 namespace kernel_test {
 
-// What capture needs to know of a product.
+// What capture needs to know about a product.
 struct Product {
   const char* model;
   unsigned full_width, full_height;
@@ -26,16 +26,16 @@ inline constexpr Product kK4010{"K4010", 4096, 1080, 4096, 1080, 8192, 2048};
 // Images and strips as the FPGA writes them, sent into the kernel's video loop.
 namespace frames {
 
-// The image in its natural order, as an application is to get it.
+// The image in natural order, as an application receives it.
 std::vector<std::byte> Image(unsigned width, unsigned height);
 
-// Sends that image; ids and time stamps count from 1 on.
+// Sends that image; ids and time stamps count from 1.
 void SendImages(LoopedVideo& video, const Product& product);
 
 // `strips` of `points` points each; the first 16 bits of a point are its number.
 std::vector<std::byte> Strips(unsigned strips, unsigned points);
 
-// Sends these; frame ids go on from buffer to buffer.
+// Sends these; frame ids continue from buffer to buffer.
 void SendStrips(LoopedVideo& video, const Product& product, unsigned strips, unsigned points);
 
 struct StripHeader {

@@ -1,5 +1,5 @@
-// Runs every check in a process of its own, because the library's singletons live as
-// long as one, and prints one line for each. With --one NAME: that check, here.
+// Runs every check in its own process, because the library's singletons live as long as the
+// process, and prints one line for each. With --one NAME: runs only that check, in this process.
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/wait.h>
@@ -19,7 +19,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 constexpr std::chrono::seconds kPatience{90};
 
-// Says only what went wrong.
+// Prints only failures and skipped checks.
 class Failures : public ::testing::EmptyTestEventListener {
   void OnTestPartResult(const ::testing::TestPartResult& result) override {
     if (result.failed()) {
@@ -37,7 +37,7 @@ int RunOne(const std::string& name) {
   listeners.Append(new Failures);
   const int result = RUN_ALL_TESTS();
   std::fflush(nullptr);
-  // The library's threads are at work until the process is gone.
+  // The library's threads run until the process has ended.
   _exit(result);
 }
 
@@ -53,13 +53,13 @@ std::vector<std::string> Names() {
   return names;
 }
 
-// The exit status, or -1 when it had to be ended.
+// The exit status; -1 when the process had to be killed.
 int Wait(pid_t child) {
   const auto until = Clock::now() + kPatience;
   int status = 0;
   while (waitpid(child, &status, WNOHANG) == 0) {
     if (Clock::now() > until) {
-      kill(-child, SIGKILL);  // and whatever it started
+      kill(-child, SIGKILL);  // and its children
       waitpid(child, &status, 0);
       std::printf("  did not end by itself\n");
       return -1;

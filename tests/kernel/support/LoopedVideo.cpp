@@ -29,7 +29,7 @@ constexpr int kNoOsd = 2;
 
 constexpr unsigned kOutputBuffers = 4;
 
-// Of the driver's video modes.
+// The largest of the driver's video modes.
 constexpr unsigned kWidest = 4096;
 constexpr unsigned kHighest = 2160;
 
@@ -97,7 +97,7 @@ LoopedVideo::~LoopedVideo() {
   close(output_);
 }
 
-// The smallest progressive mode the driver knows that holds such a frame.
+// The smallest progressive mode of the driver that holds such a frame.
 v4l2_dv_timings LoopedVideo::ChooseTimings(unsigned width, unsigned height) {
   v4l2_dv_timings best{};
   unsigned best_pixels = UINT_MAX;

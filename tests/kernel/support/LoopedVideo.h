@@ -11,15 +11,15 @@
 
 namespace kernel_test {
 
-// A video output device of the kernel's test driver whose pixels come in at the
-// capture device of the same number: what stands in for the FPGA. Every frame goes out
-// with the device's own pace, until the object is gone.
+// A video output device of the kernel's test driver, which feeds the capture device with the same
+// number: the substitute for the FPGA. Sends frames at the device's own pace while the object
+// exists.
 class LoopedVideo {
  public:
   using Fill = std::function<void(unsigned frame, std::byte* pixels, unsigned line_bytes)>;
 
-  // `number` 0 feeds /dev/video0, 1 /dev/video1, with frames of which the capturing
-  // side takes the upper left width x height pixels.
+  // `number` 0 feeds /dev/video0, 1 feeds /dev/video1. The capturing side takes the upper left
+  // width x height pixels of each frame.
   LoopedVideo(unsigned number, unsigned width, unsigned height);
   ~LoopedVideo();
   LoopedVideo(const LoopedVideo&) = delete;
@@ -27,11 +27,11 @@ class LoopedVideo {
 
   void Start(Fill fill);
   unsigned Sent() const { return sent_; }
-  // No video mode is so large: the capturing side sees a smaller frame enlarged.
+  // No video mode is that large, so the capturing side sees a smaller frame enlarged.
   bool IsScaled() const { return scaled_; }
   double FramesPerSecond() const { return frames_per_second_; }
 
-  // The capture device loses so many of a hundred frames; 100 leaves it silent.
+  // The capture device loses this percentage of the frames; 100 leaves it silent.
   static void LosePercent(unsigned number, int percent);
 
  private:

@@ -5,10 +5,10 @@
 
 namespace kernel_test {
 
-// A number for the report and the documentation; it decides nothing.
+// Records a number for the report and the documentation; it decides nothing.
 void Measured(const std::string& what, double value, const std::string& unit);
 
-// Median and longest of these seconds, which shall all be below one.
+// Records median and longest of these times in seconds, and expects all to be below one second.
 void ExpectEachWithinASecond(const std::string& what, std::vector<double> seconds);
 
 }  // namespace kernel_test

@@ -6,7 +6,7 @@
 
 namespace kernel_test {
 
-// Both video devices of a K3610 capture, and nothing comes: whoever wants a frame waits.
+// Both video devices of a K3610 capture, but no frame arrives: a reader waits.
 class Silence {
  public:
   Silence();
@@ -15,7 +15,7 @@ class Silence {
   LoopedVideo images_, strips_;
 };
 
-// At least so many threads of this process sleep in poll, by the kernel's own account.
+// Whether at least `count` threads of the process sleep in poll, according to the kernel.
 bool ThreadsWaitInPoll(pid_t process, int count);
 
 }  // namespace kernel_test

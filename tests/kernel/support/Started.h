@@ -22,18 +22,18 @@ bool Eventually(Condition condition, std::chrono::seconds patience = std::chrono
   return true;
 }
 
-// Which chip stands on the second SPI bus.
+// Selects the chip on the second SPI bus.
 void PutOnSpiBus1(const std::string& model);
 
-// Both video devices fed with frames a product's FPGA would write. Where the driver
-// cannot loop so wide a frame it is scaled, and every byte is 0.
+// Both video devices, fed with frames that a product's FPGA would write. Where the driver cannot
+// loop so wide a frame, the frame is scaled and every byte is 0.
 class Frames {
  public:
   static constexpr unsigned kStrips = 3;
   static constexpr unsigned kPoints = 400;
 
   explicit Frames(const Product& product);
-  // Enlarging is slow work for the driver: such frames come from here on only.
+  // Enlarging is slow in the driver, so enlarged frames start only here.
   void Flow();
   LoopedVideo& images() { return *images_; }
   LoopedVideo& strips() { return *strips_; }

@@ -1,4 +1,4 @@
-// Settings of the e2v Flash 4K's user: region, readout mode and direction, gain.
+// The user's settings of the e2v Flash 4K: region, readout mode and direction, gain.
 #include "Devices/sensor/e2v_flash4k/E2vFlash4k.h"
 
 #include <cstdio>

@@ -13,13 +13,12 @@ namespace VeltranoSDK {
 
 // e2v Flash 4K, 4096 x 1080 pixels. It cannot flip columns.
 //
-// What the chip's maker supplies (docs/sensor-tables.md): the register and control
-// memory tables, the final configuration, the gain and HDR lists, and the LVDS
-// training and test image procedures.
+// The chip's maker supplies (docs/sensor-tables.md) the register and control memory tables, the
+// final configuration, the gain and HDR lists, and the procedures for LVDS training and test image.
 //
-// Initialisation and everything that ends in an update of registers or region ask
-// the chip until it is ready, without an end: one that never locks, or stays busy,
-// holds the calling thread. No lock is held meanwhile.
+// Initialisation, and everything that ends in an update of registers or region, poll the chip
+// without a limit: one that never locks or stays busy blocks the calling thread. No lock is held
+// meanwhile.
 class E2vFlash4k : public CmosSensor {
  public:
   // Who times the exposure.
@@ -29,13 +28,13 @@ class E2vFlash4k : public CmosSensor {
 
   E2vFlash4k();
 
-  // Only mode 0x00 can be started in: any other is refused once the chip is set up.
+  // The sensor can start only in mode 0x00; any other is refused after the chip is set up.
   bool RegisterInitialize(ReadoutDriveMode mode) override;
-  // Three ranges: below 2, 2 and 3, above.
+  // Three ranges: below 2; 2 and 3; above.
   bool SetGain(unsigned int gain) override;
   // 0: the chip has no temperature sensor.
   unsigned int GetSensorTemp() override;
-  // All ones: the chip does not tell.
+  // All ones: the chip does not report it.
   unsigned int GetSensorVer(unsigned int kind) override;
   // 0 while the sensor times the exposure.
   unsigned int GetCameraDelay() override;
@@ -44,17 +43,17 @@ class E2vFlash4k : public CmosSensor {
   // Whether the sensor times the exposure.
   bool sensing() const { return sensing_; }
 
-  // Exposure timed by the sensor, in microseconds; false, and nothing written, while
-  // the FPGA times it. What is out of range becomes the nearest that can be had.
+  // Exposure timed by the sensor, in microseconds. While the FPGA times it, returns false and
+  // writes nothing. Out-of-range times are clamped.
   bool SetExposureTime(unsigned int time);
-  // Loads the chip anew when the mode changes and restores the user's settings. Those
-  // the chip refused before it refuses again, which is no failure.
+  // Reloads the chip when the mode changes and restores the user's settings. Settings it had
+  // refused are refused again; that is no failure.
   bool SetSensingMode(Sensing mode);
   // k is clamped to 5 .. 500.
   bool SetHDRParam(KPosi posi, unsigned short k);
   // Clocks between two lines.
   bool ModifyHorizontalBlanking(unsigned short blanking);
-  // Puts the FPGA's line timing back to what initialisation gives it.
+  // Resets the FPGA's line timing to the values that initialisation sets.
   bool ResetTgesAndVtr();
 
   // Steps of the initialisation, in this order.
@@ -68,21 +67,21 @@ class E2vFlash4k : public CmosSensor {
   bool TestImage();
   bool PrintStatusReg();
 
-  // One page's registers, in order; page 0 is selected afterwards.
+  // Writes registers of one page in order, then selects page 0.
   bool BatchWriteRegister(const std::vector<std::uint16_t>& addresses,
                           const std::pair<unsigned char, std::vector<std::uint16_t>>& page_value);
-  // False and what was read so far when an access fails.
+  // False and the values read so far when an access fails.
   std::pair<bool, std::vector<std::uint16_t>> BatchReadRegister(
       unsigned char page, const std::vector<std::uint16_t>& addresses);
 
  protected:
   // Columns in steps of 64, rows in steps of 8.
   bool SetROIImpl(unsigned int x, unsigned int y, unsigned int width, unsigned int height) override;
-  // Re-applies the recorded region. Half of 1080 rows is no multiple of 8, so mode
-  // 0x11 switches the sensor to reduced readout and then fails on the region; a
-  // region of valid size set afterwards works.
+  // Re-applies the recorded region. Half of 1080 rows is not a multiple of 8, so mode 0x11 switches
+  // the sensor to reduced readout and then fails on the region; a valid region set afterwards
+  // works.
   bool SetReadoutDriveModeImpl(ReadoutDriveMode mode) override;
-  // Leaves the chip as it is, with true, when its register cannot be read.
+  // Returns true and leaves the chip unchanged when its register cannot be read.
   bool SetReadoutDriveDirectionImpl(ReadoutDriveDirection direction) override;
 
  private:
@@ -96,11 +95,11 @@ class E2vFlash4k : public CmosSensor {
   // Replaces the bits in `mask`; a failed read counts as a failed write.
   bool Update(std::uint16_t address, std::uint16_t mask, std::uint16_t bits, const char* failure);
   static void PrintRegister(const char* format, std::uint16_t address);
-  // A list that may span pages, page by page.
+  // Writes a list that may span pages, page by page.
   bool WriteList(std::span<const e2v::PagedEntry> list);
-  // The same for tables that are loaded: each page is selected by itself first.
+  // The same for tables that are loaded: selects each page once more before it.
   bool LoadTable(std::span<const e2v::PagedEntry> table);
-  // Reads first what the entries keep; without any that do, only writes.
+  // Reads registers that keep bits first; otherwise only writes.
   bool WritePage(unsigned char page, std::span<const e2v::PagedEntry> entries);
   bool ReturnToPage0(const char* failure);
 
@@ -108,7 +107,7 @@ class E2vFlash4k : public CmosSensor {
   bool AwaitStatus(const e2v::StatusWait& wait);
   bool Configure();
   bool CheckTestImage();
-  // What a chip needs that has got another sensing mode.
+  // Reloads the chip after a change of sensing mode.
   bool Reload();
 
   E2vSpiInterface e2v_spi_;

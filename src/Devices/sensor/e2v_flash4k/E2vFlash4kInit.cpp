@@ -1,5 +1,5 @@
-// Bringing the e2v Flash 4K up: clocks and slices, the maker's tables, LVDS outputs,
-// and the check with the chip's test image.
+// Start-up of the e2v Flash 4K: clocks and slices, the maker's tables, LVDS outputs, and the check
+// with the chip's test image.
 
 #include <algorithm>
 #include <cstdio>
@@ -26,7 +26,7 @@ constexpr char kName[] = "E2vFlash4k";
 
 constexpr unsigned int kRowTime = 7;
 
-// Microseconds, as all pauses are.
+// In microseconds, like all pauses.
 constexpr unsigned int kStatusPause = 1000;
 constexpr unsigned int kGeometryPause = 1500;
 constexpr unsigned int kTimingOffPause = 100;

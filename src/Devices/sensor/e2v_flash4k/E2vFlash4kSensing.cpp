@@ -1,5 +1,4 @@
-// Who times the exposure of the e2v Flash 4K, and how: blanking, sensing mode,
-// exposure time, high dynamic range.
+// Timing of the e2v Flash 4K's exposure: blanking, sensing mode, exposure time, high dynamic range.
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -120,12 +119,12 @@ bool E2vFlash4k::SetSensingMode(Sensing mode) {
   const auto [x, y, width, height, drive_mode, direction] = readout();
   sensing_ = sensing;
   if (!Reload()) {
-    // Or the next call would find nothing to do.
+    // Otherwise the next call would do nothing.
     sensing_ = !sensing;
     return false;
   }
-  // What the chip refuses is on record like everything else. It is refused again now,
-  // and that is no failure; halved readout always refuses its own region.
+  // Settings the chip refused are recorded too, and refused again here: no failure. Halved readout
+  // always refuses its own region.
   const bool direction_set = SetReadoutDriveDirection(direction) || !TakesDirection(direction);
   const bool mode_set = SetReadoutDriveMode(drive_mode) || !TakesDriveMode(drive_mode) ||
                         !TakesRegion(roi_x_, roi_y_, roi_width_, roi_height_);

@@ -8,7 +8,7 @@
 
 namespace VeltranoSDK::e2v {
 
-// A line takes the blanking and 128 clocks beside it.
+// A line takes the blanking and 128 more clocks.
 inline constexpr unsigned int kClocksBesideBlanking = 128;
 inline constexpr unsigned short kStartUpBlanking = 256;
 inline constexpr unsigned int kTGes = 28;  // of the FPGA's line timing
@@ -27,7 +27,7 @@ inline constexpr std::uint16_t kTripleLine = 0x0074;
 inline constexpr std::uint16_t kExposure = 0x0097;
 inline constexpr std::uint16_t kConfigurationDone = 0x012F;
 
-// What the identification registers hold.
+// The values of the identification registers.
 struct Identity {
   std::uint16_t address;
   std::uint16_t value;
@@ -81,7 +81,7 @@ inline constexpr std::array kLvdsSetUp{
     Write{0x0128, 0x0001},
 };
 
-// Ends the check of the test image, pattern off. Service staff know the failure of
+// Ends the check of the test image and switches the pattern off. Service staff know the failure of
 // the last write as 0x0048.
 inline constexpr std::array kTestImageEnd{
     Write{0x0071, 0x000F},

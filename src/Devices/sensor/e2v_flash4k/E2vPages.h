@@ -8,8 +8,8 @@
 
 namespace VeltranoSDK::e2v {
 
-// Calls use(page, entries) for each run of entries with the same page, in order, up
-// to the first that returns false. True when none did.
+// Calls use(page, entries) for each run of entries with the same page, in order. Stops and returns
+// false when a call returns false.
 template <typename Use>
 bool ForEachPage(std::span<const PagedEntry> list, Use use) {
   while (!list.empty()) {

@@ -4,7 +4,7 @@
 
 namespace VeltranoSDK::e2v {
 
-// One register in the page selected.
+// One register of the selected page.
 struct Write {
   std::uint16_t address;
   std::uint16_t value;
@@ -24,12 +24,11 @@ struct PagedEntry {
   std::uint16_t mask = kAllBits;  // the bits that are replaced; `value` has no others
 };
 
-// Stands for entries that nobody has supplied yet: a register of the page gets back
-// what it holds, which is nothing new to any chip. Where the length of a list is the
-// maker's secret, too, one placeholder stands for all that goes to a page.
+// Placeholder: writes a register of the page back unchanged. Where even the length is unknown, one
+// stands for the whole page.
 constexpr PagedEntry PagedPlaceholder(unsigned char page = 0) { return {page, 0x005F, 0, true, 0}; }
 
-// A register of the final configuration, with its value for either sensing mode.
+// A register of the final configuration, with its value for each sensing mode.
 struct FinalEntry {
   std::uint16_t address;
   std::uint16_t fpga_timed;
@@ -40,14 +39,14 @@ struct FinalEntry {
 
 // A value nobody has supplied yet: the register keeps what it holds.
 constexpr FinalEntry FinalPlaceholder(std::uint16_t address) { return {address, 0, 0, true, 0}; }
-// The same for a register that the driver programs itself: it gets what the driver
-// would give it, but for the bits the driver does not know.
+// The same for a register that the driver programs itself: it gets the driver's value in the bits
+// the driver knows.
 constexpr FinalEntry FinalPlaceholder(std::uint16_t address, std::uint16_t fpga_timed,
                                       std::uint16_t sensor_timed, std::uint16_t mask = kAllBits) {
   return {address, fpga_timed, sensor_timed, true, mask};
 }
 
-// What a register of an HDR list receives; k is the factor in use.
+// The value of a register of an HDR list; k is the factor in use.
 enum class HdrValue {
   kConstant,
   kSub1,       // k - 1
@@ -62,8 +61,8 @@ struct HdrEntry {
   bool placeholder = false;
 };
 
-// What is known of the entry is its value, not where it goes: until then it goes to a
-// register that only can be read, the first of the identification.
+// The value is known, the register is not: until then it goes to the read-only identification
+// register.
 constexpr HdrEntry HdrPlaceholder(HdrValue kind, std::uint16_t constant = 0) {
   return {0x0001, kind, constant, true};
 }

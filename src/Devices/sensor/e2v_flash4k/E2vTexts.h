@@ -2,9 +2,8 @@
 
 namespace VeltranoSDK::e2v {
 
-// What the e2v sensor's driver and bus print. Several texts speak of an
-// initialisation though other operations print them, too: so they have been known
-// in the field from the first unit on.
+// The texts of the e2v sensor's driver and bus. Several mention an initialisation though other
+// operations print them, too: they have been known in the field since the first unit.
 
 // Formats for a register's number.
 inline constexpr char kInitWriteFailed[] = "E2vFlash4k::RegisterInitialize Write 0x%04x failed!";

@@ -25,7 +25,7 @@ static_assert(kInitTable.size() == kInitEntries,
 constexpr char kName[] = "GMAX2509";
 
 constexpr unsigned int kFullWidth = products::kGmax2509.width;
-// Half of its rows are recorded until somebody sets a region.
+// Half of its rows are recorded until a region is set.
 constexpr unsigned int kFullHeight = products::kGmax2509.height / 2;
 constexpr unsigned int kColumnBlock = 28;
 constexpr unsigned int kNarrowest = 560;
@@ -48,14 +48,14 @@ constexpr std::uint16_t kLineTimeAtPowerUp = 10 * kClocksPerLineUnit;
 constexpr unsigned int kTGesPerLineUnit = 8;
 constexpr unsigned int kRowTime = 151;
 
-// The configuration word, of which 8 bits go into the table.
+// The configuration word; 8 bits of it go into the table.
 constexpr unsigned int kConfiguration = 0x3DA0;
 constexpr unsigned int kConfigurationShift = 6;
 
 constexpr PllDiv kDivAtPowerUp{0};
 constexpr PllMult kMultAtPowerUp{9};
 
-// Microseconds, as all pauses are.
+// In microseconds, like all pauses.
 constexpr unsigned int kTablePause = 1500;
 constexpr unsigned int kClockPause = 6500;
 constexpr unsigned int kTimingOffPause = 10000;
@@ -66,7 +66,7 @@ constexpr unsigned int kModePause = 100;
 constexpr std::uint8_t DividerRegister(PllDiv div) { return LowByte((div & 0x03u) << 6 | 0x30u); }
 constexpr std::uint8_t MultiplierRegister(PllMult mult) { return LowByte(mult << 2 | 0x80u); }
 
-// What the FPGA has to know of a new image.
+// What the FPGA needs to know about a new image.
 void FollowSize(FpgaLogic& fpga, unsigned int x, unsigned int width, unsigned int height,
                 ReadoutDriveMode mode) {
   fpga.SetImageReadoutParam(x, width, mode);
@@ -84,7 +84,7 @@ GMAX2509::GMAX2509()
       line_time_(kLineTimeAtPowerUp),
       series_logic_(std::dynamic_pointer_cast<SeriesLogic23>(neighbour::Series(kName))) {
   if (series_logic_) {
-    // The recorded region keeps the size it has until somebody sets one.
+    // The recorded region keeps its size until one is set.
     resolution_ = {series_logic_->limit_a(), series_logic_->limit_b()};
   } else {
     LogError()("%s: the selected product does not say how it uses this sensor", kName);
@@ -230,7 +230,7 @@ bool GMAX2509::SetReadoutDriveModeImpl(ReadoutDriveMode mode) {
   Trace(__func__);
   const auto fpga = neighbour::Fpga(kName);
   if (!fpga) return false;
-  // Such a product has no more rows to halve.
+  // Such a product has already halved its rows.
   if (AlwaysSubsampled()) roi_height_ = resolution_.second;
 
   ReadoutDriveMode pl_drive_mode = kDriveMode00;

@@ -14,11 +14,11 @@ constexpr unsigned int kPauseAfterAccess = 10;  // microseconds
 
 using Frame = std::array<std::uint8_t, 3>;
 
-// Bit 23 is the direction, 22 to 15 the address, 14 to 7 the data of a write.
+// Bit 23 is the direction, bits 22 to 15 the address, bits 14 to 7 the data of a write.
 constexpr std::uint32_t kWriteFlag = 1u << 23;
 constexpr unsigned int kAddressShift = 15;
 constexpr unsigned int kWrittenShift = 7;
-// The chip needs one clock to turn the line around: what it answers comes a bit later.
+// The chip needs one clock to turn the line around, so its answer comes one bit later.
 constexpr unsigned int kReadShift = 6;
 
 constexpr Frame ToBytes(std::uint32_t bits) {

@@ -4,14 +4,13 @@
 
 namespace VeltranoSDK {
 
-// Register bus of the GMAX2509: 8-bit addresses, 8-bit values, in frames of 24 bits
-// whose fields do not fall on byte boundaries. The bus knows no errors: the chip
-// acknowledges nothing.
+// Register bus of the GMAX2509: 8-bit addresses and values, in frames of 24 bits whose fields do
+// not start at byte boundaries. The bus reports no errors: the chip acknowledges nothing.
 class GMAX2509SpiInterface {
  public:
   // Always true.
   bool Write(unsigned char addr, unsigned char value);
-  // What arrived; 0 when nothing could be transferred.
+  // The value received; 0 when the transfer failed.
   unsigned char Read(unsigned char addr);
 
  private:

@@ -6,7 +6,7 @@
 
 namespace VeltranoSDK::gmax2509 {
 
-// Values of the initialisation table that the driver fills in as it writes it.
+// Values of the initialisation table that the driver computes when it writes the table.
 enum class Computed : std::uint8_t {
   kNo,
   kRowSubsampling,  // 1 in products that always run subsampled
@@ -20,7 +20,7 @@ enum class Computed : std::uint8_t {
   kConfiguration,  // 8 bits of the configuration word
 };
 
-// A byte, or what is to be computed in its place.
+// A byte, or the value to compute in its place.
 struct InitValue {
   constexpr InitValue() = default;
   // NOLINTNEXTLINE(google-explicit-constructor): tables hold either
@@ -34,7 +34,7 @@ struct InitValue {
 
 using InitEntry = TableEntry<std::uint8_t, InitValue>;
 
-// Every initialisation table of this sensor has so many entries.
+// Every initialisation table of this sensor has this many entries.
 inline constexpr std::size_t kInitEntries = 98;
 
 }  // namespace VeltranoSDK::gmax2509

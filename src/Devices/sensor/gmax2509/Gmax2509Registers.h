@@ -18,11 +18,11 @@ inline constexpr std::uint8_t kGain = 0xB6;
 inline constexpr std::uint8_t kTemperatureLow = 0xC0;
 inline constexpr std::uint8_t kTemperatureHigh = 0xC1;
 inline constexpr std::uint8_t kPllDivider = 0xCE;
-inline constexpr std::uint8_t kProgramming = 0xD0;  // bit 6; the low nibble is the chip's own
+inline constexpr std::uint8_t kProgramming = 0xD0;  // bit 6; the low nibble belongs to the chip
 inline constexpr std::uint8_t kPllMultiplier = 0xD2;
 inline constexpr std::uint8_t kFlipRows = 0xDE;  // bit 6, cleared for a flip
 
-// The first rows of the array are dark ones. Flipped, readout starts further in.
+// The first rows of the array are dark. Flipped, readout starts further in.
 inline constexpr std::uint8_t kFirstRowUpright = 4;
 inline constexpr std::uint8_t kFirstRowFlipped = 24;
 

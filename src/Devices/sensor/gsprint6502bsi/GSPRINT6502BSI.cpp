@@ -38,7 +38,7 @@ constexpr unsigned int kReadoutLatencyRows = 10;
 constexpr float kExposureUnit = 1.1333333F;  // microseconds
 constexpr unsigned int kUnknownVersion = 0xFFFFFFFF;
 
-// Microseconds, as all pauses are.
+// In microseconds, like all pauses.
 constexpr unsigned int kStreamPause = 10000;
 constexpr unsigned int kUploadPause = 10000;
 constexpr unsigned int kPowerPause = 100000;
@@ -52,8 +52,7 @@ static_assert(gsprint::kGainRows.size() == 4,
 
 }  // namespace
 
-// The line time that initialisation ends with, because its first step already tells the
-// FPGA one.
+// The line time initialisation ends with: its first step already needs one.
 GSPRINT6502BSI::GSPRINT6502BSI()
     : CmosSensor(kGSPRINT6502BSI, {kFullWidth, kFullHeight}), line_time_(kSlowLine) {}
 
@@ -131,7 +130,7 @@ bool GSPRINT6502BSI::SetGain(unsigned int gain) {
   const auto& values = gsprint::kGainRows[gain_ - 1].values;
   for (std::size_t i = 0; i < values.size(); ++i) {
     const auto& [address, mask] = gsprint::kGainRegisters[i];
-    // What a row says beyond its bits is not the gain's to change.
+    // Bits outside the mask do not belong to the gain.
     Update(spi_, address, mask, values[i] & mask);
   }
   return true;
@@ -215,7 +214,7 @@ bool GSPRINT6502BSI::SetReadoutDriveModeImpl(ReadoutDriveMode mode) {
   const auto fpga = neighbour::Fpga(kName);
   if (!fpga) return false;
   SetSubsampling(mode == kDriveMode11);
-  // Refused in mode 0x11, which changes nothing in the result.
+  // Fails in mode 0x11, which does not change the result.
   SetROIImpl(0, 0, roi_width_, roi_height_);
   fpga->SetPLDriveMode(mode);
   return true;

@@ -7,17 +7,17 @@
 
 namespace VeltranoSDK {
 
-// Register bus of the GSPRINT6502BSI: 8-bit registers at 15-bit addresses. The bus
-// knows no errors: the chip acknowledges nothing.
+// Register bus of the GSPRINT6502BSI: 8-bit registers at 15-bit addresses. The bus reports no
+// errors: the chip acknowledges nothing.
 class GSPRINT6502BSIInterface {
  public:
-  // What arrived; 0 when nothing could be transferred.
+  // The value received; 0 when the transfer failed.
   unsigned char Read(const unsigned short& addr);
   // Always true.
   bool Write(const unsigned short& addr, const unsigned char& value);
-  // Each register by itself, the device opened once. Always true.
+  // Writes each register separately, with the device opened once. Always true.
   bool BatchWrite(const std::vector<std::pair<unsigned short, unsigned char>>& list);
-  // Registers one behind the other, in one frame. Always true.
+  // Writes consecutive registers in one frame. Always true.
   bool BatchWrite(const unsigned short& start, const std::vector<unsigned char>& data);
 
  private:

@@ -19,7 +19,7 @@ inline constexpr std::uint16_t kSerialOutput = 0x2400;     // bit 4
 inline constexpr std::uint16_t kTemperatureLow = 0x2500;
 inline constexpr std::uint16_t kTemperatureHigh = 0x2501;
 
-// Eleven bits each, over this register and the next.
+// Eleven bits each, in this register and the next.
 inline constexpr unsigned int kRowBits = 0x07FF;
 inline constexpr std::uint16_t kRowCount = 0x0130;
 inline constexpr std::uint16_t kFirstRow = 0x0140;
@@ -40,7 +40,7 @@ inline constexpr std::array kHdrOff{
     RegisterWrite{0x021E, 0x00},
 };
 
-// The knees follow, from the line time.
+// The knees follow; they depend on the line time.
 inline constexpr std::array kHdrOn{
     RegisterWrite{kHdrMode, 0x01}.Only(0x03),
     RegisterWrite{0x0191, 0x03},
@@ -53,7 +53,7 @@ inline constexpr std::array<std::uint16_t, 3> kHdrKnees{0x0219, 0x021B, 0x021D};
 
 struct GainRegister {
   std::uint16_t address;
-  std::uint8_t mask;  // the bits that are the gain's
+  std::uint8_t mask;  // the bits that belong to the gain
 };
 inline constexpr std::array kGainRegisters{
     GainRegister{0x00A0, 0x0F}, GainRegister{0x00A2, 0x0F}, GainRegister{0x040B, 0xFF},

@@ -26,7 +26,7 @@ constexpr unsigned int kInvalidKind = 0xFFFFFFFE;
 constexpr unsigned int kFullWidth = products::kImx252.width;
 constexpr unsigned int kFullHeight = products::kImx252.height;
 
-// The margin around the region that the product uses.
+// The region that the product uses, and the margin around it.
 constexpr unsigned int kLeft = 8;
 constexpr unsigned int kTop = 4;
 constexpr unsigned int kUsedWidth = 2048;
@@ -35,7 +35,7 @@ constexpr unsigned int kUsedHeight = 1536;
 constexpr unsigned int kLinesBesideRegion = 38;
 constexpr unsigned int kReadoutLatencyLines = 41;
 
-// Microseconds a line takes: the step of the exposure.
+// Microseconds per line: the step of the exposure.
 constexpr float kFullLineTime = std::bit_cast<float>(0x40859A4Au);     // 4.175084
 constexpr float kReducedLineTime = std::bit_cast<float>(0x403BE7DEu);  // 2.936027
 
@@ -45,7 +45,7 @@ constexpr std::uint16_t kMasterStop = 0x300A;
 constexpr std::uint8_t kCropBothLines = 0x03;
 constexpr std::uint8_t kRowsReduced = 0x02;
 
-// Microseconds, as all pauses are.
+// In microseconds, like all pauses.
 constexpr unsigned int kStartPause = 1000;
 constexpr unsigned int kSwitchPause = 100;
 constexpr unsigned int kSwitchStep = 1000;

@@ -25,19 +25,19 @@ constexpr char kName[] = "IMX252";
 constexpr int kAttempts = 22;
 constexpr unsigned int kTestExposure = 100;
 
-// Microseconds, as all pauses are.
+// In microseconds, like all pauses.
 constexpr unsigned int kBeforeTrigger = 10;
 constexpr unsigned int kImageTime = 10000;
 constexpr unsigned int kQuietTime = 1000;
 
-// The timing's states as the register takes them.
+// The timing's states as register values.
 enum class Timing : unsigned int {
   kOff = 0,
   kArmed = fpga::kField.timing_second.Mask(),
   kRunning = fpga::kField.timing_first.Mask() | fpga::kField.timing_second.Mask(),
 };
 
-// Products with this sensor have the FPGA of one family only.
+// All products with this sensor are Zynq-7000.
 void SetTiming(Timing timing) {
   const auto& control = fpga::kReg.CMOS_TIMING_CTRL;
   fpga_write_addr(fpga::BaseAddress(control.block, fpga::kZynqRegions), control.Index(),
@@ -71,7 +71,7 @@ void IMX252::PowerOnSelfTest() {
   const auto strip = neighbour::StripThread(kName);
   if (!fpga || !video || !strip) return;
 
-  // The image may arrive when nobody waits for it any more.
+  // The image may arrive after this function has returned.
   const auto seen = std::make_shared<std::atomic<bool>>(false);
   video->RegisterCmos252SelfTestSuccessfullyCallback([seen] { *seen = true; });
   fpga->SetExpTime(kExposure1, kTestExposure, GetExposureTimeUnit());

@@ -14,8 +14,8 @@ inline constexpr std::array kOutputOver8Channels{
     RegisterWrite{0x301C, 0x10},
 };
 
-// Length of a line in clocks, and the FPGA's row time for it. Over 16 channels every
-// mode has the shortest.
+// Length of a line in clocks, and the FPGA's row time for it. Over 16 channels every mode has the
+// shortest one.
 struct LineTiming {
   RegisterWrite low;
   RegisterWrite high;
@@ -61,7 +61,7 @@ struct Start {
 inline constexpr std::array kStarts{
     Start{kDriveMode00, kFullFrame, kFullLine, 0x00, 2048, 1536},
     Start{kDriveMode11, kReducedFrame, kHalfSizeLine, 0x11, 1032, 772},
-    // The chip has its own code for the rows-only reduction.
+    // The chip has its own code for halving only the rows.
     Start{kDriveMode22, kReducedFrame, kFullLine, 0x02, 2064, 772},
 };
 

@@ -35,11 +35,11 @@ constexpr unsigned int kReadoutLatencyLines = 45;
 constexpr unsigned int kFullRowTime = 237;
 constexpr unsigned int kReducedRowTime = 217;
 
-// Microseconds a line takes: the step of the exposure.
+// Microseconds per line: the step of the exposure.
 constexpr float kFullLineTime = std::bit_cast<float>(0x404D2510u);     // 3.205387
 constexpr float kReducedLineTime = std::bit_cast<float>(0x403BE7DEu);  // 2.936027
 
-// Microseconds, as all pauses are.
+// In microseconds, like all pauses.
 constexpr unsigned int kTimingPause = 100;
 constexpr unsigned int kFirstFramePause = 100000;
 
@@ -47,7 +47,7 @@ constexpr bool IsKnown(ReadoutDriveMode mode) {
   return mode == kDriveMode00 || mode == kDriveMode11 || mode == kDriveMode22;
 }
 
-// The region is left as far as it got; callers have always been told that it went well.
+// The region stays partly set; callers have always got success here.
 bool AbandonRegion(const char* text) {
   puts(text);
   return true;
@@ -73,7 +73,7 @@ bool IMX273::RegisterInitialize(ReadoutDriveMode mode) {
   } else {
     if (!WriteAll(imx273::kNoCrop, sony::kInitFailed)) return false;
     if (!WriteAll(imx273::kReducedTimingAtPowerUp, sony::kInitFailed)) return false;
-    // Switched to later on, mode 0x22 has the reduced row time.
+    // A later switch to mode 0x22 uses the reduced row time.
     fpga->SetTRow(mode == kDriveMode22 ? kFullRowTime : kReducedRowTime);
     roi_width_ = kReducedWidth;
     roi_height_ = kReducedHeight;

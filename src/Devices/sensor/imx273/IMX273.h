@@ -8,10 +8,10 @@ namespace imx273 {
 struct CropPair;
 }
 
-// 1456 x 1088 pixels. The crop settings live in the chip and are read back from it.
+// 1456 x 1088 pixels. The crop settings are stored in the chip and read back from it.
 class IMX273 : public SonySensor {
  public:
-  // What the crop operations return beside a value.
+  // Results of the crop operations, apart from a value.
   static constexpr int kOk = 0;
   static constexpr int kBusFailure = -1;
   static constexpr int kInvalidParameter = -2;
@@ -24,14 +24,13 @@ class IMX273 : public SonySensor {
   float GetExposureTimeUnit() override;
   unsigned int TransferMaxFrameValue() override;
 
-  // Crop lines and sizes 0 and 1 are start and size of the region in use, first
-  // across, then down. 2 and 3 are a second region that the chip has and no product
-  // uses.
+  // Crop lines and sizes 0 and 1 are start and size of the region in use, first horizontal, then
+  // vertical. 2 and 3 are a second region of the chip that no product uses.
   int ROIOpen(int mask);
   int ROIClose(int mask);
   // 0 when the line is enabled, 1 when not.
   int CheckROIInit(int line);
-  // Enables the line and places it (close 0), or disables it (close 1).
+  // Enables and places the line (close 0), or disables it (close 1).
   int SetCropLine(unsigned int close, unsigned int line, unsigned int value);
   int GetCropLine(int line);
   int SetCropSize(int index, int value);
@@ -49,10 +48,10 @@ class IMX273 : public SonySensor {
   bool OpenRegion(FpgaLogic& fpga, unsigned int x, unsigned int y, unsigned int width,
                   unsigned int height);
   bool CloseRegion(FpgaLogic& fpga, unsigned int width);
-  // The failure text of the timing registers is the caller's.
+  // `failure` is the text for the timing registers.
   bool ProgramFullFrame(const char* failure);
   bool ProgramReduced(ReadoutDriveMode mode);
-  // Exposure delay and image formats follow the region.
+  // Adapts exposure delay and image formats to the region.
   void FollowRegion(FpgaLogic& fpga, unsigned int width, unsigned int height);
   bool WritePair(const imx273::CropPair& pair, unsigned int value, const char* failure);
   int ReadPair(const imx273::CropPair& pair);

@@ -80,7 +80,7 @@ inline constexpr std::array kNoCrop{
     RegisterWrite{0x3316, 0x00}, RegisterWrite{0x3317, 0x00}, RegisterWrite{0x3300, 0x00},
 };
 
-// A crop value over two registers: the high one's other bits are kept.
+// A crop value in two registers; the other bits of the high one are kept.
 struct CropPair {
   std::uint16_t low;
   std::uint16_t high;
@@ -103,8 +103,8 @@ inline constexpr std::array kCropLines{
 inline constexpr std::array kCropSizes{
     CropPair{0x3314, 0x3315, 0x1F},
     CropPair{0x3316, 0x3317, 0x0F},
-    // The high bits of the second region's width go to the first region's register,
-    // and so they have in every unit shipped.
+    // The high bits of the second region's width go to the first region's register, as in every
+    // unit shipped.
     CropPair{0x331C, 0x331D, 0x1F, 0x3315},
     CropPair{0x331E, 0x331F, 0x0F},
 };

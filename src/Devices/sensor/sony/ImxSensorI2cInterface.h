@@ -4,14 +4,14 @@
 
 namespace VeltranoSDK {
 
-// Register bus of the Sony sensors: 16-bit addresses, 8-bit values. The bus device
-// is the one the current series names for its sensor.
+// Register bus of the Sony sensors: 16-bit addresses, 8-bit values. The current series names the
+// bus device.
 class ImxSensorI2cInterface {
  public:
   // `address` is the sensor's 7-bit bus address.
   explicit ImxSensorI2cInterface(unsigned char address);
 
-  // Both try up to ten times, with a pause after every attempt.
+  // Both try up to ten times and pause after every attempt.
   bool Write(unsigned short addr, unsigned char value);
   // 0 when the chip never answered.
   unsigned char Read(unsigned short addr);

@@ -34,7 +34,7 @@ unsigned int SonySensor::GetSensorTemp() {
   if (!Write({sony::kTemperatureLatch, 1}, sony::kTemperatureFailed)) return kBusFailed;
   const unsigned int low = i2c_.Read(sony::kTemperatureLow);
   const unsigned int high = i2c_.Read(sony::kTemperatureHigh);
-  // The code is good even when the latch cannot be released.
+  // The code is valid even when the latch cannot be released.
   Write({sony::kTemperatureLatch, 0}, sony::kTemperatureFailed);
   return WordOf(high & 0x03, low);
 }

@@ -10,8 +10,8 @@
 
 namespace VeltranoSDK {
 
-// What the two Sony sensors have in common: register bus, gain, temperature,
-// identification, flip, and the way out of standby.
+// What the two Sony sensors have in common: register bus, gain, temperature, identification, flip,
+// and leaving standby.
 class SonySensor : public CmosSensor {
  public:
   bool SetGain(unsigned int gain) override;
@@ -19,7 +19,7 @@ class SonySensor : public CmosSensor {
   unsigned int GetSensorVer(unsigned int kind) override;
 
  protected:
-  // Pauses in microseconds on the way out of standby.
+  // Pauses in microseconds while leaving standby.
   struct WakeUp {
     unsigned int oscillator;
     unsigned int pll;
@@ -27,7 +27,7 @@ class SonySensor : public CmosSensor {
     unsigned int timing_armed;
   };
 
-  // And for its first time after power-up.
+  // The same for the first start after power-up.
   struct PowerUp {
     WakeUp wake_up;
     unsigned int t_ges;
@@ -40,16 +40,16 @@ class SonySensor : public CmosSensor {
 
   bool SetReadoutDriveDirectionImpl(ReadoutDriveDirection direction) override;
 
-  // One register. A failure prints `failure`, a format for the register's number.
+  // Writes one register. A failure prints `failure`, a format for the register's number.
   bool Write(const RegisterWrite& write, const char* failure);
-  // In order, up to the first failure.
+  // In order; stops at the first failure.
   bool WriteAll(std::span<const RegisterWrite> writes, const char* failure);
   bool EnterStandby(const char* failure);
   // Starts the chip and then, step by step, the FPGA's timing for it.
   bool LeaveStandby(FpgaLogic& fpga, const WakeUp& pauses, const char* failure);
-  // Once up and back into standby: only a chip that has run takes its programming.
+  // Starts the chip once and returns to standby: it accepts programming only after it has run.
   bool RunOnce(FpgaLogic& fpga, const PowerUp& start);
-  // The second half of LeaveStandby, for a chip that has been started.
+  // The second half of LeaveStandby, for a chip that is already started.
   static void StartTimingWhenReady(FpgaLogic& fpga, const WakeUp& pauses);
 
   ImxSensorI2cInterface i2c_;

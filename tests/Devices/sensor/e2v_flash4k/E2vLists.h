@@ -9,12 +9,12 @@
 
 namespace VeltranoSDK {
 
-// What the lists of the e2v Flash 4K that nobody has supplied yet put on its bus.
+// Bus accesses of the e2v Flash 4K's lists that nobody has supplied yet.
 
 inline const std::vector<unsigned> kRegisterPages{0, 1, 2, 3, 6};
 inline constexpr unsigned kControlMemoryPage = 11;
 
-// Nothing supplied yet: a placeholder a page, behind one more selection of it.
+// Nothing supplied yet: one placeholder per page, after one more selection of the page.
 inline Lines Loaded(const std::vector<unsigned>& pages) {
   Lines steps;
   for (const unsigned page : pages) {
@@ -23,8 +23,7 @@ inline Lines Loaded(const std::vector<unsigned>& pages) {
   return steps;
 }
 
-// Registers of the final configuration in their order, the last five behind those whose
-// place is known.
+// Registers of the final configuration in order; the last five follow those whose place is known.
 inline constexpr unsigned kFinalRegisters[]{
     0x0026, 0x0030, 0x0031, 0x0032, 0x0033, 0x0034, 0x0035, 0x0074, 0x0075, 0x0076, 0x007F, 0x0080,
     0x0081, 0x0082, 0x0097, 0x0098, 0x009F, 0x00A0, 0x00A1, 0x00A2, 0x00A3, 0x00A4, 0x0163, 0x01C7,
@@ -32,7 +31,7 @@ inline constexpr unsigned kFinalRegisters[]{
 inline constexpr unsigned kExposure = 0x0097;
 inline constexpr unsigned kFpgaTimed = 0;  // its values
 inline constexpr unsigned kSensorTimed = 583;
-// What the driver gives them; the others keep what they hold.
+// The driver's values; the other registers keep their contents.
 inline const std::map<unsigned, unsigned> kFinalValues{
     {0x0034, 0},     {0x0035, 0x3F},  {0x0074, 0x480}, {0x009F, 0x180}, {0x00A0, 0x180},
     {0x00A1, 0x180}, {0x00A2, 0x180}, {0x00A3, 0x180}, {0x00A4, 0x180}};

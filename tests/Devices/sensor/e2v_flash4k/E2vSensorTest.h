@@ -10,11 +10,11 @@
 
 namespace VeltranoSDK {
 
-// Updates of registers and region, and the looks at the status they take.
+// Updates of registers and region, and the status reads that they need.
 inline const Lines kUpdates{"update registers", "0000 ?", "0000 ?", "0000 ?",
                             "update ROI",       "0000 ?", "0000 ?", "0000 ?"};
 
-// A list nobody has supplied yet: a register of its page gets back what it holds.
+// A list nobody has supplied yet: it writes a register of its page back unchanged.
 inline Lines PlaceholderOn(unsigned page) {
   const std::string select = "page " + std::to_string(page);
   return {select, "005F ?", "page 0", select, "005F = 0000", "page 0"};
@@ -57,10 +57,9 @@ struct E2vBus {
   static bool IsItsOwnPause(const std::string&) { return false; }
 };
 
-// A K4010 board, and its sensor's programming as its authors speak of it:
-// "0021 = 017F" for a register, "0023 ?" for a read, "page 3", "slices 6 3 2 1",
-// "update registers", "update ROI", "failed" for an access that failed,
-// "EXP_DELAY = 0x00000005" for a write to the FPGA, "sleep 1000".
+// A K4010 board, and its sensor's programming in its authors' terms: "0021 = 017F" for a register,
+// "0023 ?" for a read, "page 3", "slices 6 3 2 1", "update registers", "update ROI", "failed" for
+// an access that failed, "EXP_DELAY = 0x00000005" for a write to the FPGA, "sleep 1000".
 class E2vSensorTest : public SensorTest<E2vBus> {
  protected:
   E2vSensorTest() : SensorTest("K4010", kSeries25) {}
@@ -69,13 +68,13 @@ class E2vSensorTest : public SensorTest<E2vBus> {
 
   static E2vFlash4k& sensor() { return dynamic_cast<E2vFlash4k&>(*devices().cmos_sensor_); }
 
-  // The sensor times the exposure; nothing of the way there is kept.
+  // Lets the sensor time the exposure, and discards the transcript of the way there.
   void EnterSensing() {
     Printed([&] { ASSERT_TRUE(sensor().SetSensingMode(E2vFlash4k::kSensingSensor)); });
     tessaline_board_transcript_clear();
   }
 
-  // Lets so many writes, or reads, through; then one fails, or all of the rest.
+  // Lets `skip` writes, or reads, succeed; then `count` fail, or all of the rest.
   static void FailWrite(unsigned skip, unsigned count = 1) {
     tessaline_board_clear_faults();
     tessaline_board_fault(kBus, "write", skip, count, EIO);
@@ -85,7 +84,7 @@ class E2vSensorTest : public SensorTest<E2vBus> {
     tessaline_board_fault(kBus, "SPI_IOC_MESSAGE", skip, count, EIO);
   }
 
-  // What a call prints, without what the bus wrapper and the polls say.
+  // The text that a call prints, without that of the bus wrapper and the polls.
   template <typename Call>
   std::string Told(Call call) {
     std::istringstream lines(Printed(call));

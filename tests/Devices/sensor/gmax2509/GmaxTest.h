@@ -8,7 +8,7 @@
 
 namespace VeltranoSDK {
 
-// "A0 = F0": a register of the sensor and what was written to it.
+// "A0 = F0": a register of the sensor and the value written to it.
 inline std::string Byte(unsigned address, unsigned value) {
   char text[24];
   snprintf(text, sizeof text, "%02X = %02X", address, value);
@@ -34,9 +34,9 @@ struct GmaxBus {
   }
 };
 
-// The sensor's programming as its authors speak of it: "A0 = F0" for a register
-// write, "A0 ?" for a read, "T_ROW = 0x..." for a write to the FPGA, "sleep 100". What
-// belongs to the bus and to a pulse itself is left out.
+// The sensor's programming in its authors' terms: "A0 = F0" for a register write, "A0 ?" for a
+// read, "T_ROW = 0x..." for a write to the FPGA, "sleep 100". Details of the bus and of a pulse are
+// left out.
 class Gmax : public SensorTest<GmaxBus> {
  protected:
   explicit Gmax(const char* model = "K3820", SeriesNumber series = kSeries23)

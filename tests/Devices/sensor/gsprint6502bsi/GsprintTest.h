@@ -8,8 +8,8 @@
 
 namespace VeltranoSDK {
 
-// The first gain level, on registers that hold 0 beside it. The rows behind the first
-// wait for the maker's documents and repeat it.
+// The first gain level, on registers whose other bits are 0. The rows after the first wait for the
+// maker's documents and repeat it.
 inline const Lines kFirstGain{"00A0 ?",    "00A0 = 01", "00A2 ?",    "00A2 = 01", "040B = 11",
                               "080B = 11", "200C ?",    "200C = 03", "2001 = 05"};
 
@@ -30,9 +30,8 @@ struct GsprintBus {
   static bool IsItsOwnPause(const std::string&) { return false; }
 };
 
-// A K3910 board, and its sensor's programming as its authors speak of it: "0080 = 48"
-// for a register, "0081 ?" for a read, "EXP_DELAY = 0x00000005" for the FPGA, "sleep
-// 1000".
+// A K3910 board, and its sensor's programming in its authors' terms: "0080 = 48" for a register,
+// "0081 ?" for a read, "EXP_DELAY = 0x00000005" for the FPGA, "sleep 1000".
 class GsprintTest : public SensorTest<GsprintBus> {
  protected:
   GsprintTest() : SensorTest("K3910", kSeries24) {}

@@ -26,7 +26,7 @@ class Imx252 : public SonySensorTest {
 
   static IMX252& sensor() { return dynamic_cast<IMX252&>(*devices().cmos_sensor_); }
 
-  // The sensor in a mode, with nothing of the way there in the transcript.
+  // Switches the sensor to a mode and discards the transcript of the way there.
   void Enter(ReadoutDriveMode mode) {
     Printed([&] { ASSERT_TRUE(sensor().SetReadoutDriveMode(mode)); });
     tessaline_board_transcript_clear();

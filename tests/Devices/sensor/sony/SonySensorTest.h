@@ -38,9 +38,9 @@ struct SonyBus {
   static bool IsItsOwnPause(const std::string& event) { return event == "sleep 500"; }
 };
 
-// A board with a Sony sensor, and the sensor's programming as its authors speak of
-// it: "3000 = 01" for a register write, "3012 ?" for a read, "failed" for an access
-// that failed, "TRI_SPACING = 0x00000005" for a write to the FPGA, "sleep 100".
+// A board with a Sony sensor, and the sensor's programming in its authors' terms: "3000 = 01" for a
+// register write, "3012 ?" for a read, "failed" for an access that failed, "TRI_SPACING =
+// 0x00000005" for a write to the FPGA, "sleep 100".
 class SonySensorTest : public SensorTest<SonyBus> {
  protected:
   using SensorTest::SensorTest;
@@ -50,17 +50,17 @@ class SonySensorTest : public SensorTest<SonyBus> {
   }
   static std::string Name(unsigned address) { return SonyBus::Name(address); }
 
-  // So often an access is tried before it counts as failed.
+  // The number of tries before an access counts as failed.
   static constexpr unsigned kTries = 10;
   inline static const Lines kFailed = Lines(kTries, "failed");
 
-  // Lets so many accesses through, then fails all tries of the next one.
+  // Lets `index` accesses succeed, then fails all tries of the next one.
   static void FailAccess(unsigned index) {
     tessaline_board_clear_faults();
     tessaline_board_fault("i2c-0", "I2C_RDWR", index, kTries, EIO);
   }
 
-  // The place of an access among Accesses(), for FailAccess on the next run.
+  // The index of an access among Accesses(), for FailAccess on the next run.
   static unsigned IndexOf(const std::string& access) {
     const Lines accesses = Accesses();
     const auto found = std::ranges::find(accesses, access);
@@ -68,9 +68,9 @@ class SonySensorTest : public SensorTest<SonyBus> {
     return static_cast<unsigned>(found - accesses.begin());
   }
 
-  // Repeats an operation once per register write it makes, with that write failing:
-  // it must print text(register, how often it was written before), return false, and
-  // up to there have done what it always does, and from there on nothing at all.
+  // Repeats an operation once per register write it makes, with that write failing. The operation
+  // must print text(register, number of earlier writes to it), return false, do the same as always
+  // up to the failure and nothing after it.
   template <typename Operation, typename Text>
   void FailEveryWrite(Operation operation, Text text) {
     PowerUp();
@@ -79,7 +79,7 @@ class SonySensorTest : public SensorTest<SonyBus> {
     const Lines accesses = Accesses();
     ASSERT_FALSE(accesses.empty());
     std::map<std::string, int> seen;
-    Lines expected;  // the steps ahead of the failure
+    Lines expected;  // the steps before the failure
     unsigned access = 0;
     for (const std::string& step : steps) {
       const bool on_the_bus = access < accesses.size() && step == accesses[access];

@@ -1,6 +1,6 @@
 #pragma once
 
-// 34 registers whose values tell the sensing mode. Made up for the tests.
+// 34 registers whose values show the sensing mode. Made up for the tests.
 
 #include <array>
 #include <cstdint>

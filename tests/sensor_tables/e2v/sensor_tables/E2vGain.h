@@ -1,6 +1,6 @@
 #pragma once
 
-// A value a range. Made up for the tests.
+// One value per range. Made up for the tests.
 
 #include <array>
 

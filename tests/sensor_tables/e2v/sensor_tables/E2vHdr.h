@@ -1,6 +1,6 @@
 #pragma once
 
-// Each position has registers of its own. Made up for the tests.
+// Each position has its own registers. Made up for the tests.
 
 #include <array>
 

@@ -1,7 +1,7 @@
 #pragma once
 
-// Four rows that differ in everything, with bits set that are not the gain's. Made up
-// for the tests.
+// Four rows that differ in everything, with bits set that do not belong to the gain. Made up for
+// the tests.
 
 #include <array>
 

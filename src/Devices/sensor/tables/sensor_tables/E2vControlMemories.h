@@ -1,7 +1,7 @@
 #pragma once
 
-// Control memories of the e2v Flash 4K, which are page 11. Before the first entry, the
-// driver makes them accessible (0x0070 = 0).
+// Control memories of the e2v Flash 4K, on page 11. The driver makes them accessible (0x0070 = 0)
+// before the first entry.
 
 #include <array>
 

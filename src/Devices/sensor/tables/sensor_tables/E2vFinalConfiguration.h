@@ -1,12 +1,12 @@
 #pragma once
 
-// Final configuration of the e2v Flash 4K on page 0: 34 registers, each with its
-// value while the FPGA times the exposure and while the sensor does.
+// Final configuration of the e2v Flash 4K on page 0: 34 registers, each with two values: while the
+// FPGA times the exposure, and while the sensor does.
 //
-// The values are all the maker's, and only the maker knows the last five registers. What
-// stands here instead is, for the registers that the driver programs itself, a value of
-// its own: all pixels, the full width, lines of 256 + 128 clocks, and while the sensor
-// times it an exposure of 100 us until one is set. The others keep what they hold.
+// All values come from the maker, and only the maker knows the last five registers. Until then, the
+// registers that the driver programs itself have values of the driver: all pixels, the full width,
+// lines of 256 + 128 clocks, and, while the sensor times it, an exposure of 100 us until one is
+// set. The others keep their contents.
 
 #include <array>
 #include <cstdint>
@@ -48,7 +48,7 @@ inline constexpr std::array<FinalEntry, 34> kFinalConfiguration{{
     FinalPlaceholder(0x01D4),
     FinalPlaceholder(0x01E2),
     FinalPlaceholder(0x01E3),
-    // In the place of the five: registers of the driver.
+    // In place of the five: registers of the driver.
     FinalPlaceholder(0x0023),
     FinalPlaceholder(0x0024),
     FinalPlaceholder(0x005F),

@@ -1,6 +1,6 @@
 #pragma once
 
-// Analogue gain of the e2v Flash 4K, a list a range.
+// Analogue gain of the e2v Flash 4K, one list per range.
 
 #include <array>
 

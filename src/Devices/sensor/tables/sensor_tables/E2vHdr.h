@@ -1,8 +1,8 @@
 #pragma once
 
-// High dynamic range of the e2v Flash 4K: a list a position of the factor k. Each
-// begins with its known head, the rest are the factors derived from k. Which registers
-// take them is not known.
+// High dynamic range of the e2v Flash 4K: one list per position of the factor k. Each list begins
+// with its known entries; the rest are the factors derived from k. The registers that take them are
+// not known.
 
 #include <array>
 

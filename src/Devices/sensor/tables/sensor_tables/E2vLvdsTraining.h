@@ -1,7 +1,7 @@
 #pragma once
 
-// What trains the LVDS outputs of the e2v Flash 4K, after the driver's own set-up
-// of 0x0122, 0x0123, 0x0127 and 0x0128.
+// LVDS training of the e2v Flash 4K, after the driver's own set-up of 0x0122, 0x0123, 0x0127 and
+// 0x0128.
 
 #include <array>
 

@@ -1,9 +1,8 @@
 #pragma once
 
-// Bits of register 0x0023 of the e2v Flash 4K that go with the halved readout: set
-// in mode 0x11, cleared in mode 0x00, one entry a bit group. None are known; a
-// placeholder without bits leaves the register as it was read. Bit 2, the flip, is
-// not the mode's.
+// Bits of register 0x0023 of the e2v Flash 4K that belong to the halved readout: set in mode 0x11,
+// cleared in mode 0x00, one entry per group of bits. None are known; a placeholder without bits
+// leaves the register unchanged. Bit 2, the flip, does not depend on the mode.
 
 #include <array>
 #include <cstdint>

@@ -1,7 +1,6 @@
 #pragma once
 
-// Registers of the e2v Flash 4K that are loaded once the clocks run, page by page
-// in this order.
+// Registers of the e2v Flash 4K that are loaded once the clocks run, page by page in this order.
 
 #include <array>
 

@@ -1,7 +1,7 @@
 #pragma once
 
-// What checks the test image of the e2v Flash 4K, while its test pattern is on
-// (0x005F = 1, which is what the placeholder finds and writes back).
+// Check of the e2v Flash 4K's test image, while its test pattern is on (0x005F = 1, which the
+// placeholder finds and writes back).
 
 #include <array>
 

@@ -7,8 +7,8 @@
 
 namespace VeltranoSDK::gmax2509 {
 
-// The row that readout starts with: the driver sets it to this value with every
-// readout mode, so that writing it here changes nothing.
+// The first row of the readout: the driver sets it to this value with every readout mode, so
+// writing it here changes nothing.
 inline constexpr InitValue kPlaceholderValue{kFirstRowUpright};
 
 inline constexpr std::array kComputedEntries{
@@ -20,13 +20,13 @@ inline constexpr std::array kComputedEntries{
     InitEntry{kLineTimeLow, Computed::kLineTimeLow},
     InitEntry{kLineTimeHigh, Computed::kLineTimeHigh},
     InitEntry{kGainControl, Computed::kGain},
-    // Two registers take the configuration; the maker's documents say which. Here it
-    // goes to two that only can be read.
+    // Two registers take the configuration; the maker's documents say which. Until then it goes to
+    // two read-only ones.
     Placeholder(kTemperatureLow, InitValue{Computed::kConfiguration}),
     Placeholder(kTemperatureHigh, InitValue{Computed::kConfiguration}),
 };
 
-// Written in this order while the chip is in programming.
+// Written in this order while the chip is being programmed.
 inline constexpr auto kInitTable =
     Joined(kComputedEntries,
            Placeholders<kInitEntries - kComputedEntries.size()>(kFirstRowLow, kPlaceholderValue));

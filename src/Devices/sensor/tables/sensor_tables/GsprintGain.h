@@ -1,7 +1,7 @@
 #pragma once
 
-// Gain levels 1 to 4 of the GSPRINT6502BSI, a row a level; the columns are the
-// registers of gsprint::kGainRegisters. The first row is known, the others repeat it.
+// Gain levels 1 to 4 of the GSPRINT6502BSI, one row per level; the columns are the registers of
+// gsprint::kGainRegisters. The first row is known, the others repeat it.
 
 #include <array>
 

@@ -1,7 +1,7 @@
 #pragma once
 
-// Recommended settings of the GSPRINT6502BSI: 496 entries, written in this order
-// with one opening of the bus. Of these, 0x00A0 to 0x00A3 are known.
+// Recommended settings of the GSPRINT6502BSI: 496 entries, written in this order while the bus
+// stays open. 0x00A0 to 0x00A3 are known.
 
 #include <array>
 #include <cstdint>
