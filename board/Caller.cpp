@@ -20,6 +20,7 @@ struct CallerState {
   int error = 0;       // errno
 };
 thread_local CallerState caller;
+thread_local sigset_t signals_before_fork;
 
 // All but the signals with which the processor reports an error, or a register access.
 sigset_t DeferrableSignals() {
@@ -149,6 +150,9 @@ void LeaveBoard() {
 }
 
 void KeepEverybodyOut() {
+  // A handler on this thread would wait for the end of the fork that it interrupts.
+  const sigset_t signals = DeferrableSignals();
+  pthread_sigmask(SIG_BLOCK, &signals, &signals_before_fork);
   forks.fetch_add(1);
   while (const unsigned busy = inside) inside.wait(busy);
 }
@@ -158,10 +162,11 @@ void LetEverybodyIn(bool child) {
     // No other thread exists in the child.
     inside = 0;
     forks = 0;
-    return;
+  } else {
+    forks.fetch_sub(1);
+    forks.notify_all();
   }
-  forks.fetch_sub(1);
-  forks.notify_all();
+  pthread_sigmask(SIG_SETMASK, &signals_before_fork, nullptr);
 }
 
 }  // namespace board

@@ -126,8 +126,7 @@ struct Field {
   Register reg;   /**< the register it is a part of */
   unsigned shift; /**< its lowest bit */
   unsigned width; /**< number of bits */
-  Name name; /**< in lower case, unique in its register but for SENSOR_TIMING, which has two layouts
-              */
+  Name name;      /**< lower case, unique in its register except in SENSOR_TIMING's two layouts */
 
   /** Ones at the field's width, shifted down to bit 0. */
   constexpr std::uint32_t LowMask() const { return width >= 32 ? 0xFFFFFFFFu : (1u << width) - 1u; }
@@ -150,9 +149,9 @@ inline constexpr std::uint32_t kNanosecondsPerTick = 20;
  * The registers that stand alone. kAllRegisters adds the two stream switches and the
  * coefficients of the reconstruction, which are computed.
  *
- * The one list of them is this class: members of one type lie one behind the other, so the
- * object is an array with a name for every element, and std::bit_cast makes the array of it.
- * Hence a Name holds its characters: a pointer cannot be cast so at compile time.
+ * This class is the only list of them. Members of one type lie one after another in memory, so
+ * the object is an array with a name for each element, and std::bit_cast turns it into one. That
+ * is why a Name holds its characters: a pointer cannot be cast at compile time.
  */
 struct RegisterList {
   // IMAGE_BLOCK_0: image sensor, exposure, HDR

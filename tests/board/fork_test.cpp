@@ -4,6 +4,7 @@
 #include <sys/wait.h>
 
 #include <atomic>
+#include <chrono>
 #include <thread>
 #include <vector>
 
@@ -46,6 +47,32 @@ TEST_F(Fork, TheChildFindsNothingLocked) {
   }
   enough = true;
   for (std::thread& thread : busy) thread.join();
+}
+
+std::atomic<int> handled{0};
+
+TEST_F(Fork, AHandlerThatInterruptsItMayUseTheBoard) {
+  ASSERT_EQ(WriteFile("/sys/class/gpio/export", "907"), 3);
+  struct sigaction action {};
+  action.sa_handler = [](int) { handled += UseTheBoard() ? 1 : 0; };
+  action.sa_flags = SA_RESTART;
+  ASSERT_EQ(sigaction(SIGUSR1, &action, nullptr), 0);
+  std::atomic<bool> enough{false};
+  std::thread forks([&enough] {
+    for (int i = 0; i < kForks; ++i) {
+      const pid_t child = fork();
+      if (child == 0) _exit(0);
+      waitpid(child, nullptr, 0);
+    }
+    enough = true;
+  });
+  while (!enough) {
+    pthread_kill(forks.native_handle(), SIGUSR1);
+    tessaline_test::ReallyWait(std::chrono::milliseconds(1));
+  }
+  forks.join();
+  EXPECT_GT(handled, 0);
+  tessaline_board_transcript_clear();
 }
 
 }  // namespace
