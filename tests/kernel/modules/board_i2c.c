@@ -24,7 +24,7 @@ static u16 eeprom_pointer;
 static unsigned long eeprom_ready;	// in jiffies
 static u8 *sensor;
 static u16 sensor_pointer;
-static u8 positions[8];			// the last byte of each position chip
+static u8 positions[8];			// address and bytes of the last message
 static struct debugfs_blob_wrapper eeprom_blob = {eeprom, EEPROM_BYTES};
 static struct debugfs_blob_wrapper sensor_blob = {NULL, SENSOR_BYTES};
 static struct debugfs_blob_wrapper positions_blob = {positions, sizeof(positions)};
