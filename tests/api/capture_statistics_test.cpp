@@ -109,7 +109,7 @@ INSTANTIATE_TEST_SUITE_P(Api, OfBothStreams,
                          ::testing::Values(TESSALINE_STREAM_IMAGES, TESSALINE_STREAM_STRIPS),
                          [](const auto& row) { return row.param == 0 ? "Images" : "Strips"; });
 
-// --- The fates of a frame
+// --- Outcomes of a frame
 
 TEST_P(OfBothStreams, CountWhatAHandlerGot) {
   Capture(stream(), 3);
@@ -191,7 +191,7 @@ TEST_P(OfBothStreams, CountDamagedFramesAsSuchWithoutAHandlerToo) {
   EXPECT_EQ(Counted(stream()).released, 0u);
 }
 
-// --- What never arrives
+// --- Frames that do not arrive
 
 TEST_P(OfBothStreams, CountFailuresOfTheDevice) {
   tessaline_board_fault(stream() == TESSALINE_STREAM_IMAGES ? "video0" : "video1", "VIDIOC_DQBUF",
@@ -405,7 +405,7 @@ TEST_P(OfBothStreams, AddUpInEverySnapshot) {
   for (std::thread& other : others) other.join();
 }
 
-// --- Refusals
+// --- Rejected calls
 
 TEST_F(CaptureStatistics, AreRefusedForNoStreamAndNoPlace) {
   Statistics statistics{};

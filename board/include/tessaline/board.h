@@ -116,7 +116,7 @@ void tessaline_board_register_set(unsigned block, uint32_t offset, uint32_t valu
 
 /** What to use in place of an errno. */
 enum tessaline_board_fate {
-  /** The call does half of what it is asked: a read or write half the bytes, I2C_RDWR half
+  /** The call does half of its work: a read or write half the bytes, I2C_RDWR half
       the messages, SPI_IOC_MESSAGE half the bytes of each transfer; any other call is made
       in full. In the transcript: "<device> <operation> cut short". */
   TESSALINE_BOARD_SHORT = -1,

@@ -408,7 +408,7 @@ using OnZynqMp = CallingOn<ZynqMpFpga>;
 TEST_P(OnZynqMp, DoesWhatItsRowsSay) { CheckAll(); }
 INSTANTIATE_TEST_SUITE_P(Timing, OnZynqMp, ::testing::ValuesIn(kSplitTiming), OnZynqMp::Name);
 
-// --- What is no row --------------------------------------------------------------------------
+// --- Tests that are not in the table ---------------------------------------------------------
 
 // The first `length` writes of EnableCollectModeSignal.
 std::vector<std::string> Enabling(std::size_t length) {

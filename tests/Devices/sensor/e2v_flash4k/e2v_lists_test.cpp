@@ -26,7 +26,7 @@ using ::testing::IsEmpty;
 
 using E2vLists = E2vSensorTest;
 
-// --- What nobody has supplied ---------------------------------------------------------------
+// --- Lists that have not been supplied ------------------------------------------------------
 
 TEST_F(E2vLists, PlaceholdersLeaveEveryRegisterAsItIs) {
   std::vector<unsigned> pages = kRegisterPages;

@@ -482,7 +482,7 @@ TEST_F(RunningGmax, TheVideoFormatIsAskedForWhenTheFpgaHasFollowed) {
   EXPECT_THAT(OrderOf(steps), ElementsAre("EXP_DELAY", "VIDIOC_TRY_FMT"));
 }
 
-// --- What the series does with it ----------------------------------------------------------
+// --- Use by the series ---------------------------------------------------------------------
 
 TEST_F(Gmax, LinesAreSlowForImagesAndFastForLaserLines) {
   const auto switch_to = [](CollectMode mode) {

@@ -343,7 +343,7 @@ TEST_F(RunningImx252, ARegionAsksForItsFormatBeforeTheLastPause) {
   EXPECT_THAT(OrderOf(steps), ElementsAreArray(steps));
 }
 
-// --- What the series do with it ------------------------------------------------------------
+// --- Use by the series ---------------------------------------------------------------------
 
 struct Imx252ch16 : Imx252 {
   explicit Imx252ch16(const char* model = "K3710ch16", SeriesNumber series = kSeries22ch16)
