@@ -1,5 +1,5 @@
-// Frames delivered, heap allocations and resident memory, next to a bare loop of dequeue and queue
-// on the same virtual device; and the time a frame takes from the dequeue to the application.
+// Compares frames delivered, heap allocations and resident memory with a bare loop of dequeue and
+// queue on the same virtual device. Also measures the time from the dequeue to the application.
 
 #include <dlfcn.h>
 #include <linux/videodev2.h>
@@ -25,7 +25,7 @@ namespace {
 
 using bench::Clock;
 
-// When this thread's last dequeue returned.
+// The time at which this thread's last dequeue returned.
 thread_local Clock::time_point dequeued;
 
 }  // namespace
@@ -56,7 +56,7 @@ struct Measurement {
   double resident_bytes;
 };
 
-// Without the frame buffers, which are the driver's memory (shared memory on the virtual board).
+// Leaves out the frame buffers, which are the driver's memory (shared memory on the virtual board).
 double ResidentBytes() {
   std::ifstream status("/proc/self/status");
   double kilobytes = 0;
@@ -70,7 +70,7 @@ double ResidentBytes() {
   return kilobytes * 1024;
 }
 
-// At least this long, and until this many frames have come.
+// Waits for at least this time, and until this many frames have arrived.
 void WaitForFrames(std::chrono::milliseconds time, std::uint64_t wanted) {
   const std::uint64_t first = frames;
   const auto limit = Clock::now() + std::chrono::seconds(20);
@@ -81,7 +81,8 @@ void WaitForFrames(std::chrono::milliseconds time, std::uint64_t wanted) {
 }
 
 Measurement MeasureStream(const Options& options) {
-  constexpr std::uint64_t kFewestFrames = 20;  // the first one grows the memory of the next
+  // The first frame enlarges the memory that later frames use.
+  constexpr std::uint64_t kFewestFrames = 20;
   WaitForFrames(std::chrono::milliseconds(options.quick ? 50 : 300), kFewestFrames);
   const auto start = Clock::now();
   const std::uint64_t first = frames;
@@ -116,7 +117,7 @@ std::function<Measurement()> Bare(const Scene& scene, Touch touch, const Options
 }
 
 void CompareStreams(Stream stream, Pace pace, const Options& options) {
-  // The board and the loop compete for the processors, so it takes more rounds.
+  // The board and the loop compete for the processors, so more rounds are needed.
   const bool contended = stream == Stream::kImages && pace == Pace::kFreeRun;
   const int rounds = options.quick ? 1 : (contended ? 24 : 8);
   std::vector<std::function<Measurement()>> ways;
@@ -182,7 +183,7 @@ struct Latency {
 Latency MeasureLatency(const Scene& scene, std::chrono::milliseconds time) {
   StreamThroughLibrary(scene, NoteLatency);
   std::this_thread::sleep_for(std::chrono::milliseconds(100));
-  latency_count = 0;  // a running handler may still add one old sample
+  latency_count = 0;  // a handler that is running may still add one old sample
   std::this_thread::sleep_for(time);
   const std::size_t count = latency_count.load(std::memory_order_acquire);
   Samples samples;

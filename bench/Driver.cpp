@@ -40,7 +40,7 @@ extern "C" int ioctl(int fd, unsigned long request, ...) noexcept {
   return next(fd, request, argument);
 }
 
-// Under another name, because the C library tells the compiler that poll only writes there.
+// Has another name in C++, because the C library declares that poll only writes to `fds`.
 extern "C" int AnswerPoll(pollfd* fds, nfds_t count, int timeout) __asm__("poll");
 extern "C" int AnswerPoll(pollfd* fds, nfds_t count, int timeout) {
   bench::Driver* const driver = count == 2 ? DriverOf(fds[0].fd) : nullptr;
@@ -58,7 +58,7 @@ Driver::Driver() : ready_(eventfd(1, EFD_CLOEXEC)) {
   serving = this;
 }
 
-// The next one may already exist.
+// The next driver may already exist.
 Driver::~Driver() {
   Driver* self = this;
   serving.compare_exchange_strong(self, nullptr);

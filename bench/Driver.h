@@ -6,8 +6,9 @@
 
 namespace bench {
 
-// A driver that always has the next buffer. Neither the kernel nor the virtual board slows the
-// thread that takes it, unless the kernel's own wait is wanted. The driver created last is used.
+// A driver that always has the next buffer. Neither the kernel nor the virtual board slows down the
+// thread that takes it, unless a subclass includes the kernel's wait. The last driver created is
+// used.
 class Driver {
  public:
   Driver();
@@ -20,7 +21,7 @@ class Driver {
 
   virtual bool Owns(int descriptor) const = 0;
 
-  // Answers an ioctl. False: the device behind it answers.
+  // Answers an ioctl. Returns false to pass it on to the device.
   virtual bool Answer(unsigned long request, void* argument) = 0;
 
   // Answers the thread's poll for this device and its wake-up.
@@ -31,7 +32,7 @@ class Driver {
   virtual bool WaitsInKernel() const { return false; }
 
  private:
-  const int ready_;  // a descriptor that can always be read
+  const int ready_;  // a descriptor that is always readable
   std::atomic<bool> done_{false};
 };
 

@@ -29,8 +29,8 @@ void GrowthSeries::Print(double plain, const Samples& ratio) const {
   std::fflush(stdout);
 }
 
-// Splits by size (one half, three quarters), not by number of points: some series have most of
-// their points at small sizes.
+// Splits by size (one half, three quarters), not by number of points, because some series have most
+// of their points at small sizes.
 double GrowthSeries::OffTheLine(double Point::*time) const {
   const double largest = points_.back().size;
   double n = 0, sum_x = 0, sum_y = 0, sum_xx = 0, sum_xy = 0;

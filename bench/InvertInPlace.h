@@ -6,7 +6,7 @@
 
 namespace bench {
 
-// Reads and writes every byte in place: the least that any change in place costs.
+// Reads and writes every byte in place. This is the least that any in-place change costs.
 inline void InvertInPlace(std::byte* data, std::size_t size) {
   std::uint64_t word;
   for (std::size_t at = 0; at + sizeof word <= size; at += sizeof word) {

@@ -9,8 +9,8 @@
 
 namespace bench {
 
-// Measures in a separate process, because a device has one owner, the library starts only once,
-// and its threads do not end. Its output is not shown.
+// Measures in a separate process, because a device has one owner, the library can be started only
+// once, and its threads do not end. Its output is not shown.
 template <typename Function>
 auto InOwnProcess(Function measure) {
   using Result = decltype(measure());

@@ -5,17 +5,17 @@
 
 namespace bench {
 
-// The sleeps of a start-up. Needs no heap and can be sent through a pipe.
+// The sleeps of a start-up. It needs no heap, and can be sent through a pipe.
 struct Pauses {
-  std::array<unsigned, 8192> microseconds;  // asked for: the hardware's pauses
+  std::array<unsigned, 8192> microseconds;  // the pauses for the hardware, as requested
   std::size_t count = 0;
-  double asked = 0;    // of these, nanoseconds
-  double slept = 0;    // wall time of these
+  double asked = 0;    // their requested total, in nanoseconds
+  double slept = 0;    // their wall time
   double waiting = 0;  // wall time of the other sleeps
 };
 
-// Records the sleeps of the calling thread. The library asks for prompt sleeps only while it pauses
-// for the hardware. Sleeps with the ordinary timer slack are waits for its own threads.
+// Records the sleeps of the calling thread. The library uses prompt sleeps only when it pauses for
+// the hardware. When it waits for its own threads, it sleeps with the ordinary timer slack.
 class PauseRecorder {
  public:
   explicit PauseRecorder(Pauses& into);

@@ -1,7 +1,7 @@
 // Compares a register access of the library with its four bare system calls, and an atomic change
-// of a register with the same change made of single accesses. Both run on the virtual board and
-// with a plain file in place of /dev/mem, where the calls are the kernel's own and as cheap as
-// possible.
+// of a register with the same change made by single accesses. Both run on the virtual board, and
+// also with a plain file in place of /dev/mem. With the file, the kernel serves the calls, so they
+// are as cheap as possible.
 
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -26,7 +26,7 @@
 
 namespace {
 
-// Opened in place of /dev/mem; null: /dev/mem itself.
+// The file to open in place of /dev/mem; null opens /dev/mem itself.
 const char* memory_path = nullptr;
 
 }  // namespace
@@ -56,10 +56,10 @@ namespace fpga = VeltranoSDK::fpga;
 
 constexpr std::uint32_t kBlock = fpga::BaseAddress(fpga::Block::kImage1, fpga::kZynqRegions);
 constexpr std::size_t kMappedBytes = 255;
-constexpr std::uint32_t kBefore = 100000;  // what the register holds
+constexpr std::uint32_t kBefore = 100000;  // the register's initial value
 constexpr std::uint32_t kWritten = 200000;
 
-// Exactly what the library does for an access.
+// Makes exactly the calls that the library makes for an access.
 template <typename Touch>
 std::uint32_t FourCalls(Touch touch) {
   const int fd = open("/dev/mem", O_RDWR | O_NONBLOCK);
@@ -120,7 +120,7 @@ double TimeOf(Access access, int times) {
   std::uint32_t all = 0;
   for (int i = 0; i < times; ++i) all |= access();
   const double took = ThreadNanoseconds() - start;
-  if (all == 0xFFFFFFFFu) std::exit(1);  // nothing answered
+  if (all == 0xFFFFFFFFu) std::exit(1);  // no device answered
   return took / times;
 }
 
@@ -166,7 +166,7 @@ void PrintRow(const std::string& what, const Rounds& rounds) {
   CompareTimes(what, times, Goal::AtMost(1.1)).Print();
 }
 
-// Large enough for the block, with one word of memory in it.
+// A file that is large enough for the block and holds one word of data.
 class MemoryFile {
  public:
   MemoryFile() {

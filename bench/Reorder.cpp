@@ -1,5 +1,5 @@
-// Compares image reorder with memcpy of the same frame and with the plain way. The buffers
-// rotate, as the driver's do: a frame has left the cache when its turn comes.
+// Compares image reorder with memcpy of the same frame and with the plain way. The buffers rotate,
+// as the driver's do, so a frame has left the cache when its turn comes.
 
 #include <sys/mman.h>
 #include <unistd.h>
@@ -39,7 +39,7 @@ std::size_t CacheBytes() {
   return bytes > 0 ? static_cast<std::size_t>(bytes) : 0;
 }
 
-// As many as the driver has, or more, to reach twice the cache's size.
+// At least as many buffers as the driver has, and enough to exceed twice the cache size.
 std::size_t RingLength(const Size& size, const Options& options) {
   if (options.quick) return 2;
   return std::max(kDriverBuffers, 2 * CacheBytes() / size.FrameBytes() + 1);
@@ -106,10 +106,10 @@ void CheckBytes(const Size& size) {
 }
 
 struct Times {
-  Comparison against_one_copy;       // every frame copied into the same memory
-  Comparison against_rotating_copy;  // into memory that has left the cache, like the frame
+  Comparison against_one_copy;       // every frame is copied to the same memory
+  Comparison against_rotating_copy;  // the target has left the cache, as the frame has
   Comparison against_in_place_pass;
-  Comparison plain_against_one_copy;  // "library" is the plain way here
+  Comparison plain_against_one_copy;  // here the plain way takes the library's place
   Comparison plain_against_rotating_copy;
   Comparison plain_against_in_place_pass;
 };
@@ -136,7 +136,7 @@ Times Measure(const Size& size, std::size_t length, int rounds) {
   for (int round = 0; round < rounds; ++round) {
     double took[kWays];
     for (int i = 0; i < kWays; ++i) {
-      const int way = (round + i) % kWays;  // no way always follows the same one
+      const int way = (round + i) % kWays;  // so that no way always follows the same one
       for (int frame = 0; frame < kUntimed; ++frame) ways[way](frames.Frame(++turn));
       const double start = ThreadNanoseconds();
       for (int frame = 0; frame < kTimed; ++frame) ways[way](frames.Frame(++turn));

@@ -16,8 +16,8 @@ inline double Nanoseconds(Clock::duration time) {
   return std::chrono::duration<double, std::nano>(time).count();
 }
 
-// Processor time of the calling thread. Unlike wall time, it does not count the time in which other
-// programs have the processor; they still take their share of the caches.
+// Processor time of the calling thread. Unlike wall time, it does not count the time when other
+// programs use the processor. Other programs still take their share of the caches.
 inline double ThreadNanoseconds() {
   timespec now{};
   clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
@@ -28,7 +28,7 @@ class Samples {
  public:
   void Add(double sample) { samples_.push_back(sample); }
 
-  // p = 0.5: the median. Interpolates between two samples. 0 without samples.
+  // p = 0.5 gives the median. Interpolates between two samples. Returns 0 if there are no samples.
   double Quantile(double p) const {
     if (samples_.empty()) return 0;
     std::vector<double> sorted = samples_;
@@ -48,8 +48,8 @@ class Samples {
   std::vector<double> samples_;
 };
 
-// Two ways of doing the same thing, measured side by side. There is a ratio for every round,
-// because other load on the machine affects both ways of a round alike.
+// Two ways of doing the same thing, measured side by side. Each round has its own ratio, because
+// other load on the machine affects both ways of a round alike.
 struct Comparison {
   Samples library;
   Samples bare;
@@ -62,7 +62,8 @@ struct Comparison {
   }
 };
 
-// The results of all ways. Each round starts with another one, so none always goes first.
+// Returns the results of all ways. Each round starts with a different way, so that none always goes
+// first.
 template <typename Result>
 std::vector<Result> InTurn(int round, const std::vector<std::function<Result()>>& ways) {
   std::vector<Result> results(ways.size());

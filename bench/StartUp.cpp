@@ -1,5 +1,5 @@
-// Compares the wall time of a start-up with the pauses that the hardware needs, really slept. Also
-// measures the size of the library.
+// Compares the wall time of a start-up with the time to sleep only the pauses that the hardware
+// needs. Also measures the size of the library.
 
 #include <fcntl.h>
 #include <sys/mman.h>
@@ -30,7 +30,7 @@ namespace bench {
 
 namespace {
 
-// Sleeps for five seconds.
+// The product with the longest pauses: its start-up sleeps for five seconds.
 constexpr std::string_view kSlowest = "K4010";
 
 std::string Transcript() {
@@ -47,8 +47,8 @@ std::size_t DmaBytesIn(const std::string& transcript) {
   return std::strtoul(transcript.c_str() + at + kMapping.size(), nullptr, 10);
 }
 
-// On a board the DMA area's memory exists since the driver was loaded, before any application runs.
-// The virtual board allocates it on first touch.
+// On a real board, the driver allocates the DMA area when it is loaded, before any application
+// runs. The virtual board allocates it on first touch.
 void TouchDmaArea(std::size_t bytes) {
   if (bytes == 0) return;
   const int fd = open("/dev/udmabuf0", O_RDWR);
@@ -88,7 +88,7 @@ double ProcessNanoseconds(const rusage& usage) {
   return of(usage.ru_utime) + of(usage.ru_stime);
 }
 
-// What a start-up asks of the board, counted in a transcript.
+// What a start-up needs from the board, counted in a transcript.
 struct Demand {
   std::size_t dma_bytes;
   std::size_t device_calls;
@@ -128,7 +128,7 @@ Run Measure(Function run) {
   return result;
 }
 
-// Without a transcript, which is not part of a start-up.
+// Runs without a transcript, because writing one is not part of a start-up.
 Run MeasureStartUp(const char* model, bool sleep, std::size_t dma_bytes) {
   PlugIn(model, sleep);
   tessaline_board_transcript_enable(0);
@@ -142,7 +142,7 @@ void Sleep(unsigned microseconds) {
   clock_nanosleep(CLOCK_MONOTONIC, 0, &time, nullptr);
 }
 
-// The same pauses, as prompt, with nothing in between.
+// Sleeps the same pauses just as promptly, with nothing in between.
 Run MeasureBareSleeps(const char* model, bool sleep, const Pauses& demanded) {
   PlugIn(model, sleep);
   tessaline_board_transcript_enable(0);

@@ -4,7 +4,7 @@
 #include <cstdint>
 
 // Two programs that take frames from the virtual board: an application of the library, and the
-// shortest loop that does without it.
+// shortest loop that works without the library.
 namespace bench {
 
 enum class Stream { kImages, kStrips };
@@ -21,24 +21,24 @@ struct Scene {
   unsigned rows = kFullRows;  // of an image
 };
 
-// What the bare loop does with an image: nothing, or the least that a change in place costs,
-// which is to read and write every byte.
+// What the bare loop does with an image: nothing, or read and write every byte, which is the least
+// that an in-place change costs.
 enum class Touch { kNothing, kEveryByte };
 
-// Images, or strips, received so far.
+// The number of images or strips received so far.
 inline std::atomic<std::uint64_t> frames{0};
 
 using FrameHandler = void (*)(unsigned, unsigned, void*);
 
-// Counts a call's frames.
+// Counts the frames of one callback.
 void CountImage(unsigned, unsigned, void*);
 void CountStrips(unsigned strips, unsigned, void*);
 
 // Starts the library on a K3610.
 void StreamThroughLibrary(const Scene& scene, FrameHandler handler);
 
-// Sets up the same board through its registers, and takes every frame on a thread that dequeues
-// and queues.
+// Sets up the same board through its registers. One thread dequeues every frame and queues it
+// again.
 void StreamBare(const Scene& scene, Touch touch);
 
 }  // namespace bench

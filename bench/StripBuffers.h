@@ -18,12 +18,12 @@ inline constexpr std::size_t kDriverBuffers = 18;
 
 struct Load {
   std::uint32_t strips;
-  std::uint32_t points;  // of each
+  std::uint32_t points;  // of each strip
   std::size_t buffers;
 };
 
-// Buffers full of strips, each starting on a page boundary. The frame ids run on from buffer to
-// buffer and start again with the first.
+// Buffers full of strips. Each buffer starts on a page boundary. Frame ids continue from buffer to
+// buffer and start again at the first buffer.
 class StripBuffers {
  public:
   explicit StripBuffers(const Load& load) : load_(load), memory_(Map(load.buffers)) {
@@ -45,7 +45,7 @@ class StripBuffers {
   unsigned Place(std::size_t turn) const { return static_cast<unsigned>(turn % load_.buffers); }
   std::byte* Buffer(std::size_t turn) const { return memory_ + Place(turn) * kStripBufferBytes; }
 
-  // Completes it as the FPGA does, because the library has cleared the count.
+  // Writes the count, as the FPGA does, because the library has cleared it.
   std::byte* Filled(std::size_t turn) const {
     PutCount(Buffer(turn), load_.strips);
     return Buffer(turn);

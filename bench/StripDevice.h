@@ -7,8 +7,8 @@
 
 namespace bench {
 
-// The library's strip device over its own memory, with a driver that answers at once. Subclasses
-// are the driver.
+// The library's strip device with its own memory and a driver that answers at once. Subclasses
+// implement the driver.
 class StripDevice : public VeltranoSDK::DevFOps::V4l2Base, public Driver {
  public:
   StripDevice(std::byte* memory, unsigned buffers, std::size_t buffer_bytes);
@@ -17,7 +17,7 @@ class StripDevice : public VeltranoSDK::DevFOps::V4l2Base, public Driver {
   bool Answer(unsigned long request, void* argument) override;
 
  protected:
-  // The filled buffer to dequeue.
+  // Returns the next filled buffer to dequeue.
   virtual unsigned Next() = 0;
   virtual void Queued() {}
 

@@ -25,7 +25,7 @@ namespace {
 
 using VeltranoSDK::StripHeader;
 
-// Not inlined: the same code wherever it is called from.
+// Not inlined, so that all callers run the same code.
 [[gnu::noinline]] std::uint32_t BareWalk(std::byte* buffer) {
   std::uint32_t count = 0;
   std::memcpy(&count, buffer + kStripBufferBytes - 8, sizeof count);
@@ -41,8 +41,8 @@ using VeltranoSDK::StripHeader;
 
 constexpr std::size_t kCachedBuffers = 4;
 
-// Serves buffers as fast as they are taken. Before or after a batch of passes, the same thread
-// walks as many buffers bare: that is one round.
+// Hands out buffers as fast as they are taken. A round is a batch of passes and, on the same thread
+// before or after it, a bare walk over as many buffers.
 class RacingDevice final : private StripBuffers, public StripDevice {
  public:
   RacingDevice(const Load& load, int rounds)
@@ -101,7 +101,7 @@ Comparison Measure(const Load& load, int rounds) {
   return device->times();
 }
 
-// --- Copies: which pages of a buffer a pass touches -----------------------------------------
+// --- Which pages of a buffer a pass touches -------------------------------------------------
 
 std::byte* watched = nullptr;
 std::atomic<unsigned> pages_touched{0};
@@ -120,7 +120,7 @@ void OnFault(int number, siginfo_t* info, void* context) {
   previous_action.sa_sigaction(number, info, context);
 }
 
-// Hands out buffers and notices every page that is touched.
+// Hands out buffers and records every page that is touched.
 class WatchedDevice final : private StripBuffers, public StripDevice {
  public:
   explicit WatchedDevice(const Load& load)
@@ -142,8 +142,8 @@ class WatchedDevice final : private StripBuffers, public StripDevice {
   unsigned pages_ = 0;
 };
 
-// Three strips of 200 kB each. Their headers and the count lie on four of the pages; a copy would
-// also touch the other 156.
+// Three strips of 200 kB each. The headers and the count are on four pages. A copy would also touch
+// the other 156 pages.
 void PrintPagesTouched() {
   constexpr Load kLoad{3, 25000, kDriverBuffers};
   constexpr unsigned kHeadersAndCount = 4;

@@ -9,12 +9,12 @@ namespace bench {
 
 // How long to measure, and what to print.
 struct Options {
-  bool quick = false;    // just enough to print every row; the figures mean nothing
-  bool growth = false;   // series over sizes instead of the table
-  bool profile = false;  // where the time of a start-up goes instead of the table
+  bool quick = false;    // measures just enough to print every row; the figures mean nothing
+  bool growth = false;   // prints series over sizes instead of the table
+  bool profile = false;  // prints where a start-up spends its time instead of the table
 };
 
-// A goal for a ratio or a number. Without one, the figure is only information.
+// A goal for a ratio or a number. A figure without a goal is for information only.
 struct Goal {
   enum class Kind { kNone, kAtMost, kAtLeast };
   Kind kind = Kind::kNone;
@@ -23,13 +23,13 @@ struct Goal {
   static Goal AtMost(double value) { return {Kind::kAtMost, value}; }
   static Goal AtLeast(double value) { return {Kind::kAtLeast, value}; }
 
-  // Judges the value as measured, not as shown.
+  // Compares the value as measured, not as rounded for display.
   bool IsMet(double value_reached) const;
   std::string Text() const;
 };
 
-// One row of the table that scripts/bench prints: Markdown, padded to be readable in a terminal
-// too.
+// One row of the table that scripts/bench prints. The table is Markdown, padded so that it is
+// readable in a terminal too.
 struct Row {
   std::string what;
   std::string library;
@@ -47,7 +47,7 @@ void PrintHeading();
 std::string Time(double nanoseconds);
 std::string Number(double value, int digits);
 
-// "1.02 (0.98 .. 1.11)": the median, and the 10th and 90th percentile.
+// "1.02 (0.98 .. 1.11)": the median, and the 10th and 90th percentiles.
 inline constexpr int kRatioDigits = 2;
 std::string Spread(const Samples& ratio, int digits);
 
@@ -56,7 +56,7 @@ Row CompareTimes(std::string what, const Comparison& times, Goal goal = {},
 Row CompareRates(std::string what, const Comparison& per_second, Goal goal = {});
 Row Figure(std::string what, std::string value, std::string bare = {});
 
-// Reads --quick, --growth and --profile; ends the process on anything else.
+// Reads --quick, --growth and --profile. Any other option ends the process.
 Options ReadOptions(int argc, char** argv);
 
 }  // namespace bench

@@ -1,5 +1,6 @@
-// What it costs a capture thread to wait in the kernel for its device and its wake-up before each
-// dequeue: the same passes with that call, and with an immediate answer in its place.
+// Measures what it costs a capture thread to wait in the kernel for its device and its wake-up
+// before each dequeue. Compares passes that make this call with passes that get an immediate
+// answer.
 
 #include <linux/videodev2.h>
 
@@ -16,7 +17,7 @@ namespace bench {
 
 namespace {
 
-// Two batches of passes per round, one of them with the kernel's wait. A pass goes from one
+// A round has two batches of passes, one of them with the kernel's wait. A pass goes from one
 // dequeue to the next.
 class WaitRace {
  public:
@@ -27,7 +28,7 @@ class WaitRace {
   bool IsOver() const { return times_.ratio.Size() == rounds_; }
   bool InKernel() const { return in_kernel_; }
 
-  // Before each buffer is handed out.
+  // Call before each buffer is handed out.
   void Dequeue() {
     if (pass_ == passes_) EndBatch();
     if (pass_ == 0) start_ = ThreadNanoseconds();
@@ -40,7 +41,7 @@ class WaitRace {
     pass_ = 0;
     first_of_round_ = !first_of_round_;
     if (first_of_round_) {
-      times_.AddRound(took_[1], took_[0]);  // the next starts with the way that ended this one
+      times_.AddRound(took_[1], took_[0]);  // the next round starts with this way
     } else {
       in_kernel_ = !in_kernel_;
     }
@@ -78,8 +79,8 @@ class WaitedForStrips final : private StripBuffers, public StripDevice {
   std::size_t turn_ = 0;
 };
 
-// The image device is the library's own. The board's device behind it is set up; once the stream is
-// on, its buffers are handed out in turn. Nothing else asks for a device meanwhile.
+// Uses the library's image device. Set-up calls reach the board's device. Once the stream is on,
+// its buffers are handed out in turn. No other device is used meanwhile.
 class WaitedForImages final : public Driver {
  public:
   WaitedForImages(int rounds, unsigned passes) : race_(rounds, passes) {}
@@ -123,7 +124,7 @@ void PrintWaitingRows(const Options& options) {
   const double waiting = strips->times().library.Median() - strips->times().bare.Median();
   Figure("poll of a device and a wake-up, a frame", Time(waiting)).Print();
 
-  log_set_quiet(true);  // the board refuses the second format, as any driver does
+  log_set_quiet(true);  // the board rejects the second format, as any driver does
   WaitedForImages images(rounds, options.quick ? 2 : 10);
   RunToTheEnd(*std::make_shared<VeltranoSDK::CaptureVideoStream>(), images);
   log_set_quiet(false);

@@ -1,4 +1,4 @@
-// What an application gets from the shared library, next to the same without it.
+// Compares an application of the shared library with the same work done without the library.
 
 #include "Application.h"
 

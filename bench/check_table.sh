@@ -1,7 +1,7 @@
 #!/bin/sh
-# Runs the benchmarks briefly and checks that every row is there with possible figures: positive
-# times, and ratios that a busy machine can reach. It judges no time. The programs themselves
-# fail if a reordered image differs from the plain way's.
+# Runs the benchmarks briefly and checks that every row exists and has plausible figures: positive
+# times, and ratios that a busy machine can reach. It does not check how long anything takes. The
+# programs themselves fail if a reordered image differs from the one made in the plain way.
 #   check_table.sh BENCH_HOT_PATHS BENCH_APPLICATION
 set -eu
 table=$("$1" --quick && "$2" --quick)

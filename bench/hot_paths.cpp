@@ -1,4 +1,4 @@
-// What the capture threads do with a frame, each compared with a minimal equivalent.
+// Compares each thing that the capture threads do with a frame with a minimal equivalent.
 
 #include <cstdio>
 

@@ -43,7 +43,7 @@ Slot& TheSlot() {
   return *slot;
 }
 
-// What the virtual product's FPGA and thermometer say.
+// The values that the virtual product's FPGA and thermometer report.
 constexpr unsigned kFpgaVersion = 0x0100;
 
 // About 40 degrees. Not computed from the table that the library reads: a test compares the two.
@@ -53,8 +53,8 @@ unsigned RawTemperature(const products::Processor& processor) {
   return processor.regions.image == VeltranoSDK::fpga::kZynqRegions.image ? kZynq : kZynqMp;
 }
 
-// During a fork no thread is inside, and the slot and the frame engine are locked, so the
-// child finds them at rest.
+// During a fork no thread is inside the board, and the slot and the frame engine are locked, so the
+// child finds them idle.
 std::shared_ptr<Board> board_at_fork;
 
 void BeforeFork() {
@@ -117,7 +117,7 @@ void Board::Unplug() {
   const std::shared_ptr<Board> board = Current();
   if (board == nullptr) return;
   Replace(nullptr);
-  // Open files keep the object alive, but nobody may go on waiting in it.
+  // Open files keep the object alive, but no thread may continue to wait in it.
   for (const auto& device : board->devices_) device->Unplug();
 }
 
@@ -241,7 +241,7 @@ void Board::DriveExternalTrigger(bool level) {
     fpga_->Set(fpga::kReg.XTRIG_START_H, high);
     engine_->ExternalEdge();
   } else {
-    engine_->Wake();  // a gate may have closed
+    engine_->Wake();  // the gate may have closed
   }
   if (fpga_->Get(fpga::kField.external_trigger_irq_enable) != 0) uio_[0]->Raise();
 }

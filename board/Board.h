@@ -24,7 +24,7 @@ class Board {
   // Null when no board is plugged in. The first is faster and takes no lock.
   static bool PluggedIn();
   static std::shared_ptr<Board> Current();
-  // False for an unknown model; the current board then stays.
+  // Returns false for an unknown model. The current board is then unchanged.
   static bool PlugIn(const std::string& model);
   static void Unplug();
 
@@ -34,10 +34,10 @@ class Board {
 
   // The device behind a path, or null.
   Device* Find(const std::string& path) const;
-  // The device that the transcript calls so, or null.
+  // The device with this name in the transcript, or null.
   Device* Named(const std::string& name) const;
 
-  // Open files of a device; -1: no such device, or it does not count them.
+  // The number of open files of a device. -1: the device does not exist or does not count them.
   int OpenFiles(const std::string& device) const;
 
   FpgaModel& fpga() { return *fpga_; }
@@ -47,7 +47,7 @@ class Board {
   IioTemperature& temperature() { return *temperature_; }
   Uio& uio(unsigned index) { return *uio_[index]; }
   ImageSensorChip* sensor() { return sensor_.get(); }
-  // "sensor", "pot", "da", "eeprom"; null if the board has none.
+  // Names are "sensor", "pot", "da" and "eeprom". Returns null if the board has no such chip.
   ChipAccess* chip(const std::string& name);
 
   void DriveExternalTrigger(bool level);

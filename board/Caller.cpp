@@ -22,7 +22,7 @@ struct CallerState {
 thread_local CallerState caller;
 thread_local sigset_t signals_before_fork;
 
-// All but the signals with which the processor reports an error, or a register access.
+// All signals except those by which the processor reports an error or a register access.
 sigset_t DeferrableSignals() {
   sigset_t signals;
   sigfillset(&signals);
@@ -32,12 +32,12 @@ sigset_t DeferrableSignals() {
   return signals;
 }
 
-// Called through a pointer that the compiler cannot see through. It knows that syscall() does
-// not throw, and would leave out what unwinding a cancelled thread needs.
+// Called through a pointer whose target the compiler does not know. The compiler assumes that
+// syscall() does not throw, and would omit the data needed to unwind a cancelled thread.
 using RawSyscall = long (*)(long, ...);
 RawSyscall volatile raw_syscall = reinterpret_cast<RawSyscall>(&syscall);
 
-// Threads inside, and forks waiting until there are none.
+// The number of threads inside, and of forks that wait until there are none.
 std::atomic<unsigned> inside{0};
 std::atomic<unsigned> forks{0};
 
@@ -57,7 +57,7 @@ void GoInside() {
 struct Wait {
   long number;
   long arguments[5];
-  bool lets_signals_in;  // itself, atomically with the start of the wait
+  bool lets_signals_in;  // the wait itself unblocks signals, atomically with its start
 };
 
 template <typename Pointer>
@@ -86,8 +86,8 @@ __attribute__((noinline)) long AsTheCallerWould(const Wait& wait) {
   const int error = errno;
   if (endable) {
     pthread_setcanceltype(PTHREAD_CANCEL_DEFERRED, &ignored);
-    // A cancellation sent while the thread could be cancelled may still be on its way as a
-    // signal, and could end the thread in any later call. A blocking call of the C library
+    // A cancellation may have been sent while the thread could be cancelled, and its signal may
+    // still be pending. It could end the thread in any later call. A blocking call of the C library
     // waits for it.
     real::Poll(nullptr, 0, 0);
     pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &ignored);
@@ -120,7 +120,7 @@ long WaitForAny(pollfd* fds, nfds_t count, const timespec* timeout, const sigset
 }
 
 void EnterBoard(bool cancellation_point) {
-  // First of all: with asynchronous cancellation the thread could end at any line.
+  // This must come first, because with asynchronous cancellation the thread could end at any line.
   int before = 0;
   pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &before);
   if (caller.depth == 0) {

@@ -13,7 +13,7 @@ std::atomic<double> sleep_factor{1.0};
 
 }  // namespace
 
-// Usable in a signal handler: one fills the register page.
+// Must be safe in a signal handler, because one fills the register page.
 std::int64_t MonotonicNs() {
   timespec now{};
   clock_gettime(CLOCK_MONOTONIC, &now);

@@ -13,14 +13,15 @@ std::int64_t NowNs();
 void AdvanceNs(std::int64_t nanoseconds);
 void RestartClock();
 
-// The process's own time.
+// Real time, without skipped sleeps or steps.
 std::int64_t MonotonicNs();
 constexpr std::int64_t kNsPerSecond = 1'000'000'000;
 constexpr timespec ToTimespec(std::int64_t nanoseconds) {
   return {nanoseconds / kNsPerSecond, nanoseconds % kNsPerSecond};
 }
 constexpr auto kMaxNs = std::numeric_limits<std::int64_t>::max();
-// Negative: not a valid time. A time too long to count becomes the longest possible.
+// Returns a negative number if the time is not valid. A time that is too long to represent becomes
+// the longest possible one.
 constexpr std::int64_t ToNs(const timespec& time) {
   if (time.tv_sec < 0 || time.tv_nsec < 0 || time.tv_nsec >= kNsPerSecond) return -1;
   if (time.tv_sec >= kMaxNs / kNsPerSecond) return kMaxNs;

@@ -1,4 +1,4 @@
-// The C control interface, and set-up from the environment.
+// The C control interface, and the set-up from the environment.
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -25,8 +25,8 @@ namespace {
 using board::Board;
 namespace fpga = VeltranoSDK::fpga;
 
-// Nothing in here waits, so no thread ends in it and no signal handler runs. Everything that
-// allocates goes through it (see Heap.cpp).
+// No function called through this object waits, so no thread ends there and no signal handler runs.
+// All code that allocates must use it (see Heap.cpp).
 struct Inside {
   Inside() { board::EnterBoard(false); }
   ~Inside() { board::LeaveBoard(); }
@@ -34,7 +34,7 @@ struct Inside {
   Inside& operator=(const Inside&) = delete;
 };
 
-// The answer of the current board, or `otherwise` if there is none.
+// Returns the current board's answer, or `otherwise` if there is no board.
 template <typename Result, typename Ask>
 Result AskBoard(Result otherwise, Ask ask) {
   const Inside inside;
@@ -57,8 +57,8 @@ const char* Environment(const char* name) {
   return value != nullptr && *value != '\0' ? value : nullptr;
 }
 
-// "@FILE" stands for the file's content. A test with faults that were not planted would
-// mislead, so a bad fault ends the process.
+// "@FILE" stands for the file's content. A test whose faults were not planted would be misleading,
+// so an invalid fault ends the process.
 void PlantFaultsOrEnd(const char* faults) {
   std::string text = faults;
   std::string wrong;
@@ -93,7 +93,7 @@ __attribute__((constructor)) void SetUpFromEnvironment() {
     tessaline_board_set_strips_per_buffer(static_cast<unsigned>(std::strtoul(strips, nullptr, 10)));
   }
   if (const char* faults = Environment("TESSALINE_BOARD_FAULTS")) PlantFaultsOrEnd(faults);
-  // Nobody would read it.
+  // Without a file, the transcript would not be read.
   if (Environment("TESSALINE_BOARD_TRANSCRIPT") == nullptr) tessaline_board_transcript_enable(0);
 }
 

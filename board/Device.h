@@ -14,13 +14,13 @@
 
 namespace board {
 
-// One open file description of a device. Every operation returns what the system call would,
-// or the negative errno. Calls come from any thread, with the caller's cancellation off; only
-// a wait (see Caller.h) lets it through.
+// One open file description of a device. Every operation returns the system call's result, or the
+// negative errno. Calls come from any thread, with the caller's cancellation off. Only a wait (see
+// Caller.h) allows cancellation.
 class OpenFile {
  public:
   OpenFile() = default;
-  virtual ~OpenFile() = default;  // the close
+  virtual ~OpenFile() = default;  // closes the file
   OpenFile(const OpenFile&) = delete;
   OpenFile& operator=(const OpenFile&) = delete;
 
@@ -31,10 +31,10 @@ class OpenFile {
   virtual ssize_t Read(void* buffer, std::size_t size);         // default: EINVAL
   virtual ssize_t Write(const void* buffer, std::size_t size);  // default: EINVAL
   virtual int Ioctl(unsigned long request, void* argument);     // default: ENOTTY
-  // The address to return, or the negative errno as a pointer value; default: ENODEV.
+  // Returns the address, or the negative errno as a pointer value; default: ENODEV.
   virtual std::intptr_t Mmap(void* hint, std::size_t length, int protection, int flags,
                              off_t offset);
-  // Which of `events` hold now (POLLIN, POLLOUT...); default: readable and writable.
+  // Returns which of `events` are true now (POLLIN, POLLOUT...); default: readable and writable.
   virtual short Ready(short events);
   // The sign of a file that is not always ready; default: null.
   virtual PollSign* Sign() { return nullptr; }
@@ -48,7 +48,7 @@ class OpenFile {
 
 using OpenResult = std::pair<std::shared_ptr<OpenFile>, int>;  // file, or null and errno
 
-// One device of the board: claims paths, opens them.
+// One device of the board. It claims paths and opens them.
 class Device {
  public:
   Device() = default;
@@ -56,21 +56,21 @@ class Device {
   Device(const Device&) = delete;
   Device& operator=(const Device&) = delete;
 
-  // The name in transcript and faults: "video0", "i2c-1", "gpio".
+  // The name in the transcript and in faults: "video0", "i2c-1", "gpio".
   virtual std::string Name() const = 0;
   virtual bool Claims(const std::string& path) const = 0;
   virtual OpenResult Open(const std::string& path, int flags) = 0;
-  // Without poll in its driver, a device is always ready for everything.
+  // If its driver does not implement poll, a device is always ready for everything.
   virtual void SetPoll(bool /*implemented*/) {}
-  // The board is unplugged: calls that wait in the device's files return.
+  // Called when the board is unplugged. Calls that wait in the device's files return.
   virtual void Unplug() {}
 };
 
-// Makes an ioctl transfer only half: of the messages (I2C_RDWR), or of the bytes of each
+// Makes an ioctl transfer only half of the messages (I2C_RDWR), or half of the bytes of each
 // transfer (SPI_IOC_MESSAGE). Any other ioctl is made in full.
 int IoctlCutShort(OpenFile& file, unsigned long request, void* argument);
 
-// The printable name of an ioctl request, such as "VIDIOC_DQBUF"; "ioctl" when unknown.
+// The printable name of an ioctl request, such as "VIDIOC_DQBUF", or "ioctl" if unknown.
 std::string IoctlName(unsigned long request);
 
 }  // namespace board

@@ -20,7 +20,7 @@ namespace fpga = VeltranoSDK::fpga;
 
 using Words = std::vector<std::string>;
 
-// 0 if it is not the name of an error.
+// Returns 0 if it is not the name of an error.
 int ErrnoOf(const std::string& name) {
   for (int error = 1; error <= EHWPOISON; ++error) {
     if (ErrnoName(error) == name) return error;
@@ -45,7 +45,7 @@ auto Find(const Table& table, std::string_view name) -> decltype(table.data()) {
   return found == table.end() ? nullptr : &*found;
 }
 
-// Decimal or 0x...; false if it is not a number.
+// Accepts decimal or 0x... numbers. Returns false if the word is not a number.
 bool Parse(std::string_view word, unsigned& value) {
   const bool hexadecimal = word.starts_with("0x");
   if (hexadecimal) word.remove_prefix(2);
@@ -54,7 +54,7 @@ bool Parse(std::string_view word, unsigned& value) {
   return parsed.ec == std::errc() && parsed.ptr == end && !word.empty();
 }
 
-// The optional numbers SKIP and COUNT; without them the fault comes at once, and always.
+// Parses the optional numbers SKIP and COUNT. Without them the fault starts at once and never ends.
 bool ParseWhen(const Words& words, std::size_t at, unsigned& skip, unsigned& count) {
   skip = count = 0;
   if (words.size() > at + 2) return false;

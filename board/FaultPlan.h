@@ -8,7 +8,7 @@ namespace board {
 // Plants faults, given as text (see docs/virtual-board.md), on the current board. Faults are
 // separated by semicolons or line ends; # starts a comment.
 //
-// Returns what is wrong with the first invalid fault, or nothing. The faults before it are
+// Returns what is wrong with the first invalid fault, or an empty text. The faults before it are
 // planted.
 std::string PlantFaults(std::string_view text);
 

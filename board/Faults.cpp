@@ -10,7 +10,8 @@
 namespace board {
 namespace {
 
-// `skip` matching calls pass, then `left` fail; unlimited if `left` started as 0.
+// `skip` matching calls succeed, then `left` calls fail. If `left` starts at 0, all later calls
+// fail.
 struct Countdown {
   unsigned skip;
   unsigned left;
@@ -52,7 +53,7 @@ Plan& ThePlan() {
   return *plan;
 }
 
-// Most runs plant nothing: then this is one load and no lock.
+// Most runs plant no faults. A query then costs one load and no lock.
 std::atomic<bool> anything_planted{false};
 
 bool Matches(const std::string& pattern, std::string_view name) {

@@ -8,7 +8,7 @@ namespace board {
 
 // The planted failures. Each query uses up one matching call or frame.
 
-// What is planted for a call: the errno to fail with, or to do half of what is asked. Both are
+// The fault planted for a call: it fails with an errno, or it does half of its work. Both are
 // recorded in the transcript.
 struct CallFate {
   int error = 0;

@@ -19,14 +19,14 @@ namespace board {
 namespace {
 
 constinit std::array<std::atomic<bool>, kMaxDescriptors> is_ours{};
-std::atomic<pid_t> owner{0};  // the process; 0: there was no board yet
+std::atomic<pid_t> owner{0};  // the process that owns the descriptors; 0 before the first board
 
 struct Table {
   std::mutex mutex;
   std::map<int, Entry> entries;
 
-  // Call both with the mutex held. Destroy what they return after unlocking, because a close
-  // may have work to do.
+  // Call both with the mutex held. Destroy the returned entry after unlocking, because a close may
+  // have work to do.
   Entry Put(int fd, Entry entry) {
     is_ours[static_cast<std::size_t>(fd)] = true;
     return std::exchange(entries[fd], std::move(entry));
@@ -53,7 +53,7 @@ int NewDescriptor(OpenFile& file, bool close_on_exec) {
   return fd < 0 ? -errno : fd;
 }
 
-// For a number that the kernel has just handed out.
+// Enters a descriptor that the kernel has just returned.
 int Enter(int fd, Entry entry) {
   if (fd >= kMaxDescriptors) {
     real::Close(fd);
@@ -90,8 +90,8 @@ int DuplicateOnto(int fd, int target, int flags) {
   Entry before;
   Table& table = TheTable();
   const std::lock_guard lock(table.mutex);
-  // The entry changes first: nobody may see the new file with the old entry, or an eventfd
-  // without one.
+  // The entry changes first. No thread may see the new file with the old entry, or an eventfd
+  // without an entry.
   const auto found = table.entries.find(fd);
   const bool ours = found != table.entries.end();
   const bool was_ours = table.entries.contains(target);

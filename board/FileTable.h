@@ -21,30 +21,31 @@ struct Entry {
 
 constexpr int kMaxDescriptors = 65536;
 
-// Takes no lock, usable at any time: most descriptors of a process are not ours.
+// Takes no lock and may be called at any time, because most descriptors of a process are not the
+// board's.
 bool IsBoardDescriptor(int fd);
 
-// The new descriptor, or the negative errno.
+// Returns the new descriptor, or the negative errno.
 int Install(Entry entry, bool close_on_exec);
 int Duplicate(int fd, int at_least, bool close_on_exec);
-// As dup3, for any descriptors: closes what the target stood for.
+// Works like dup3 on any descriptors, and closes the file that the target stood for.
 int DuplicateOnto(int fd, int target, int flags);
 
 Entry Lookup(int fd);
 
-// Removes the descriptor from the table and closes it; the OpenFile lives on while a call is
-// inside it. 0, or the negative errno.
+// Removes the descriptor from the table and closes it. The OpenFile lives on while a call is inside
+// it. Returns 0, or the negative errno.
 int Release(int fd);
-// The same for all descriptors of the process from `first` to `last`, ordinary ones included.
+// Does the same for all descriptors of the process from `first` to `last`, including ordinary ones.
 int ReleaseRange(unsigned first, unsigned last);
 
-// Whether the descriptors are those of the calling process. The child of a vfork has its own
-// descriptors but its parent's memory: what it closes is still open in the parent.
-void OwnDescriptors();  // from now on they are
+// Whether the descriptors belong to the calling process. The child of a vfork has its own
+// descriptors but its parent's memory. What it closes is still open in the parent.
+void OwnDescriptors();  // from now on they do
 bool OwnsDescriptors();
 
-// In the child of a fork, with nobody else inside: gives it signs of its own, so that its
-// files' readiness does not show in the parent.
+// Call in the child of a fork while no other thread is inside. Gives the child its own signs, so
+// that its files do not become ready in the parent.
 void RenewAfterFork();
 
 }  // namespace board

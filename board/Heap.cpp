@@ -1,10 +1,10 @@
 // The board's own heap.
 //
-// A signal handler may make a system call while it has interrupted malloc, because the kernel
-// does not use the process's heap. The board does the kernel's work inside the process: there,
-// malloc would find the C library's heap locked or half changed. So operator new of this
-// library allocates from here, and only where no signal can come: on a thread that is inside
-// the board (see Caller.h), which blocks signals, or on the frame engine's thread.
+// A signal handler may make a system call while it has interrupted malloc, because the kernel does
+// not use the process's heap. The board does the kernel's work inside the process, where malloc
+// would find the C library's heap locked or half changed. So this library's operator new allocates
+// from its own heap, and only where no signal can arrive: on a thread inside the board, where
+// signals are blocked (see Caller.h), or on the frame engine's thread.
 
 #include <sys/mman.h>
 
@@ -25,12 +25,12 @@ namespace {
 constexpr std::size_t kStep = alignof(std::max_align_t);
 constexpr std::size_t kLargestSmall = 1024;
 constexpr std::size_t kLargest = 64 * 1024;
-constexpr std::size_t kRegionBytes = 1024 * 1024;  // that blocks are cut from
+constexpr std::size_t kRegionBytes = 1024 * 1024;  // blocks are cut from regions
 
 // The header in front of every block.
 struct alignas(kStep) Block {
   std::size_t bytes;
-  Block* next;  // in the list of free ones
+  Block* next;  // in the list of free blocks
 };
 
 constexpr std::size_t SizeFor(std::size_t bytes) {
@@ -46,7 +46,7 @@ constexpr std::size_t ListFor(std::size_t size) {
 std::byte* Pages(std::size_t bytes) {
   void* const pages =
       real::Mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-  if (pages == MAP_FAILED) std::abort();  // no other way to go on without memory
+  if (pages == MAP_FAILED) std::abort();  // the board cannot continue without memory
   return static_cast<std::byte*>(pages);
 }
 

@@ -40,7 +40,7 @@ int OpenAny(int directory, const char* path, int flags, mode_t mode) {
     const int fd = InBoard(true, [=] { return OpenDevice(path, flags); });
     if (fd != kNotOurs) return AsSystemCall(fd);
   }
-  // The call itself is not a cancellation point.
+  // real::Open is not a cancellation point.
   pthread_testcancel();
   return real::Open(directory, path, flags, mode);
 }

@@ -11,12 +11,12 @@
 #include "Faults.h"
 #include "FileTable.h"
 
-// What the functions in front of the C library's have in common. Each passes on a call that is
-// not for the board. A board call is made with the caller's cancellation off (see Caller.h), so
-// these outer functions must not hold objects with destructors.
+// What the functions that replace the C library's have in common. Each passes on calls that are not
+// for the board. Calls of the board run with the caller's cancellation off (see Caller.h), so these
+// outer functions must not hold objects with destructors.
 namespace board {
 
-// Turns a negative errno into what the system call would return.
+// Converts a negative errno to the system call's return value and errno.
 template <typename Result>
 Result AsSystemCall(Result result) {
   if (result >= 0) return result;
@@ -29,8 +29,8 @@ __attribute__((noinline)) auto Run(Call& call) {
   return call();
 }
 
-// Out of line, to keep destructors out of the calling frame: a thread may end in a
-// cancellation point before anything is done, and later in a wait.
+// Not inlined, to keep destructors out of the calling frame. A thread may end at a cancellation
+// point before anything is done, and later in a wait.
 template <typename Call>
 auto InBoard(bool cancellation_point, Call call) {
   if (cancellation_point) pthread_testcancel();
@@ -40,12 +40,12 @@ auto InBoard(bool cancellation_point, Call call) {
   return result;
 }
 
-// The new descriptor, or -errno; kNotOurs when the path is not a device of the board.
+// Opening returns the new descriptor, -errno, or kNotOurs if the path is not a device of the board.
 constexpr int kNotOurs = 1 << 30;
 int OpenDevice(const char* path, int flags);
 
-// Runs a call on the file behind a board descriptor. The call learns whether to cut itself
-// short.
+// Runs a call on the file behind a board descriptor. The call is given a flag that says whether to
+// do only half.
 template <typename Call>
 std::int64_t OnFile(int fd, bool cancellation_point, const char* operation, Call call) {
   return InBoard(cancellation_point, [=]() -> std::int64_t {

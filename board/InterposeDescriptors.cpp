@@ -1,4 +1,4 @@
-// Descriptors themselves: duplicating them, their flags, closing them.
+// Operations on descriptors: duplicating them, their flags, closing them.
 
 #include <errno.h>
 #include <fcntl.h>
@@ -29,7 +29,7 @@ int DuplicateAny(int fd) {
   return AsSystemCall(InBoard(false, [=] { return Duplicate(fd, 0, false); }));
 }
 
-// True if the table must know of it.
+// True if the table must record the change.
 bool ConcernsBoard(int fd, int target) {
   const bool known =
       IsBoardDescriptor(fd) || IsBoardDescriptor(target) || IsPrivateDescriptor(target);
@@ -51,7 +51,7 @@ int ControlFile(int fd, int command, long argument) {
   });
 }
 
-// The kernel does the rest, as for any other descriptor.
+// All other commands go to the kernel, as for any other descriptor.
 int ControlAny(int fd, int command, long argument) {
   if (!IsBoardDescriptor(fd)) return real::Fcntl(fd, command, argument);
   const bool duplicate = command == F_DUPFD || command == F_DUPFD_CLOEXEC;
@@ -67,7 +67,7 @@ int ControlAny(int fd, int command, long argument) {
 }
 
 int CloseRangeAny(unsigned first, unsigned last, int flags) {
-  // With any flag, nothing is closed yet, or not for all threads.
+  // With a flag set, the call closes nothing yet, or not for all threads.
   if (flags != 0 || first > last || !OwnsDescriptors()) {
     return real::CloseRange(first, last, flags);
   }

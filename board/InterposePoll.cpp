@@ -18,13 +18,13 @@ namespace {
 
 constexpr std::int64_t kForever = -1;
 constexpr short kReadable = POLLIN | POLLRDNORM;
-// Signs only show that a file can be read. For anything else it is polled again.
+// A sign only shows that a file can be read. For other events the file is polled repeatedly.
 constexpr std::int64_t kLookAgainNs = 20'000'000;
 
 struct Look {
-  int ready;       // descriptors of the board, or the negative errno
+  int ready;       // number of the board's ready descriptors, or the negative errno
   bool others;     // some descriptors are not the board's
-  bool all_shown;  // the kernel sees it when one of the board's becomes ready
+  bool all_shown;  // the kernel notices when one of the board's becomes ready
 };
 
 short ReadyNow(const Entry& entry, short events) {
@@ -33,7 +33,7 @@ short ReadyNow(const Entry& entry, short events) {
   return entry.file->Ready(events);
 }
 
-// Asks the board's files, and prepares what the kernel is to wait for. Out of line, to keep
+// Polls the board's files, and prepares the list that the kernel waits for. Not inlined, to keep
 // destructors out of the frame that waits.
 __attribute__((noinline)) Look LookAtBoard(pollfd* fds, pollfd* for_kernel, nfds_t count,
                                            bool first) {
@@ -61,7 +61,7 @@ __attribute__((noinline)) Look LookAtBoard(pollfd* fds, pollfd* for_kernel, nfds
   return look;
 }
 
-// What the kernel said about those that are not the board's.
+// Takes the kernel's results for the descriptors that are not the board's.
 int TakeOthers(pollfd* fds, const pollfd* from_kernel, nfds_t count) {
   int ready = 0;
   for (nfds_t i = 0; i < count; ++i) {
@@ -112,7 +112,7 @@ int PpollAny(pollfd* fds, nfds_t count, const timespec* timeout, const sigset_t*
   return AsSystemCall(InBoard(true, [=] { return PollBoard(fds, count, timeout_ns, signals); }));
 }
 
-// For calls that ask only the kernel.
+// For calls that only the kernel answers.
 void KeepShown(int fd) {
   if (!IsBoardDescriptor(fd)) return;
   InBoard(false, [=] {
@@ -153,7 +153,7 @@ int __ppoll_chk(pollfd* fds, nfds_t count, const timespec* timeout, const sigset
   return board::PpollAny(fds, count, timeout, signals);
 }
 
-// For these the kernel knows enough: whether a file can be read.
+// The kernel answers these calls. It knows whether a file can be read.
 int select(int count, fd_set* read, fd_set* write, fd_set* except, timeval* timeout) {
   board::KeepShown(count, read);
   return board::real::Select(count, read, write, except, timeout);

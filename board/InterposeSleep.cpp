@@ -16,7 +16,7 @@
 namespace board {
 namespace {
 
-// Applies the sleep factor; 1 changes nothing, not even by rounding.
+// Applies the sleep factor. A factor of 1 changes nothing, not even by rounding.
 std::int64_t Scaled(std::int64_t nanoseconds, double factor) {
   if (factor == 1) return nanoseconds;
   const double scaled = static_cast<double>(nanoseconds) * factor;
@@ -30,7 +30,7 @@ void NoteSleep(std::int64_t nanoseconds) {
   });
 }
 
-// A skipped sleep still lets others run and is still a cancellation point. No signal can
+// A skipped sleep still lets other threads run and is still a cancellation point. No signal can
 // interrupt it.
 int SkipSleep(clockid_t clock, std::int64_t nanoseconds) {
   AdvanceNs(nanoseconds);
@@ -40,7 +40,7 @@ int SkipSleep(clockid_t clock, std::int64_t nanoseconds) {
   return error == EINTR ? 0 : error;
 }
 
-// 0, or the error. Both the remaining time and the advance of the board's clock are in the
+// Returns 0, or the error. Both the remaining time and the advance of the board's clock are in the
 // caller's unscaled time.
 int SleepFor(clockid_t clock, std::int64_t asked, timespec* remaining) {
   if (asked < 0) return EINVAL;

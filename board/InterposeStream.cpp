@@ -1,6 +1,6 @@
-// The C library's streams on files of the board. The C library reads and writes its own streams
-// with internal calls that cannot be interposed. So these are custom streams (fopencookie)
-// whose cookie is the descriptor.
+// C library streams on files of the board. The C library reads and writes its own streams by
+// internal calls that cannot be interposed, so these are custom streams (fopencookie). Their cookie
+// is the descriptor.
 
 #include <errno.h>
 #include <fcntl.h>

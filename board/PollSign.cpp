@@ -56,7 +56,7 @@ short PollSigns::Watch(PollSign& sign, short now) const {
 
 void PollSigns::SetPoll(bool implemented) {
   implemented_ = implemented;
-  // Waiters look again: one wake-up too many is better than none.
+  // Waiters check again. An unnecessary wake-up is better than a missed one.
   for (PollSign* sign : signs_) sign->Update(true);
 }
 

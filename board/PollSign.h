@@ -11,28 +11,29 @@ namespace board {
 // ordinary descriptors. It is an eventfd that is readable while the file is ready; the file's
 // descriptors are duplicates of it.
 //
-// A file that nobody waits for costs no system call. A polled file costs one when it becomes
-// ready, and one when somebody notices, perhaps later, that it no longer is. Callers that ask
-// only the kernel (select, epoll) must not see that delay: Exact() avoids it.
+// A file that no thread polls costs no system call. A polled file costs one when it becomes ready,
+// and another when a later call finds that it is no longer ready. Callers that use only the kernel
+// (select, epoll) must not see that delay. Exact() avoids it.
 class PollSign {
  public:
   PollSign();
   PollSign(const PollSign&) = delete;
   PollSign& operator=(const PollSign&) = delete;
 
-  // A new descriptor for the file, or the negative errno.
+  // Returns a new descriptor for the file, or the negative errno.
   int Duplicate(bool close_on_exec) const;
 
-  // Call both under the lock that guards the file's readiness. Update: the file has become
-  // ready or has stopped being so. Watch: somebody asks, and waits if it is not ready.
+  // Call both under the lock that guards the file's readiness. Call Update when the file becomes
+  // ready or stops being ready. Call Watch when a caller polls the file and will wait if it is not
+  // ready.
   void Update(bool ready);
   void Watch(bool ready);
 
-  // From the next Watch() on the sign is right at any time.
+  // After the next Watch(), the sign is always correct.
   void Exact() { exact_ = true; }
 
-  // For the child of a fork, which must not wake waiters in the parent: Renew makes a sign of
-  // its own, RenewDescriptor moves one of the file's descriptors to it.
+  // For the child of a fork, which must not wake waiters in the parent. Renew creates a new sign,
+  // and RenewDescriptor moves one of the file's descriptors to it.
   void Renew();
   void RenewDescriptor(int fd) const;
 
@@ -54,10 +55,10 @@ class PollSigns {
 
   void Update(bool ready);
   void Update(PollSign& sign, bool ready) const { sign.Update(ready || !implemented_); }
-  // What poll reports for a file that is ready for `now`. Its sign is watched from then on.
+  // Returns what poll reports for a file that is ready for `now`. Its sign is watched from then on.
   short Watch(PollSign& sign, short now) const;
 
-  // Without poll in the driver, all files are ready for everything.
+  // If the driver does not implement poll, all files are ready for everything.
   void SetPoll(bool implemented);
 
  private:

@@ -13,7 +13,7 @@
 namespace board {
 namespace {
 
-// Numbers from here on are as easy to get as the lowest.
+// Numbers from here on cost no more than low ones.
 constexpr int kOutOfTheWay = 32;
 
 constinit std::array<std::atomic<bool>, kMaxDescriptors> is_private{};

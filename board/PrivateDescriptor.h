@@ -5,7 +5,7 @@
 
 namespace board {
 
-// A descriptor that the board itself needs. Its number stays clear of the application's, and
+// A descriptor that the board itself needs. Its number does not collide with the application's, and
 // the application cannot close it.
 class PrivateDescriptor {
  public:
@@ -25,11 +25,11 @@ class PrivateDescriptor {
   int fd_ = -1;
 };
 
-// Shared memory, whose pages are allocated when they are touched. None if there is no such
-// memory.
+// Creates shared memory, whose pages are allocated when they are touched. Returns no descriptor if
+// that fails.
 PrivateDescriptor NewMemory(const char* name, std::size_t bytes);
 
-// Takes no lock, usable at any time.
+// Takes no lock and may be called at any time.
 bool IsPrivateDescriptor(int fd);
 
 }  // namespace board

@@ -10,8 +10,8 @@
 namespace board::real {
 namespace {
 
-// A function of the C library. A sanitizer's runtime calls it before our constructors have
-// run, so it is looked up at its first use.
+// A function of the C library. It is looked up at its first use, because a sanitizer's runtime
+// calls it before our constructors have run.
 template <typename Function>
 class LibraryCall {
  public:
@@ -45,8 +45,8 @@ constinit LibraryCall<int(clockid_t, int, const timespec*, timespec*)> clock_nan
 constinit LibraryCall<FILE*(const char*, const char*)> fopen_call("fopen");
 constinit LibraryCall<FILE*(int, const char*)> fdopen_call("fdopen");
 
-// Otherwise it is looked up before anything else, because a signal handler cannot ask the
-// dynamic linker.
+// Functions that were not used by then are looked up here, before any other code runs, because a
+// signal handler must not call the dynamic linker.
 __attribute__((constructor(101))) void LookUpAll() {
   read_call.Get();
   write_call.Get();
@@ -64,8 +64,8 @@ __attribute__((constructor(101))) void LookUpAll() {
 
 }  // namespace
 
-// These wrap exactly one system call and are used before the dynamic linker can be asked, so
-// they go straight to the kernel.
+// Each of these is exactly one system call. They are used before the dynamic linker is available,
+// so they call the kernel directly.
 int Open(int directory, const char* path, int flags, mode_t mode) {
   return static_cast<int>(syscall(SYS_openat, directory, path, flags, mode));
 }
@@ -96,7 +96,7 @@ int CloseRange(unsigned first, unsigned last, int flags) {
 
 int Dup(int fd) { return static_cast<int>(syscall(SYS_dup, fd)); }
 
-// Not every processor's kernel has the call.
+// Some processors' kernels do not have this call.
 int Dup2(int fd, int target) {
   if (fd == target) return Fcntl(fd, F_GETFD, 0) < 0 ? -1 : fd;
   return Dup3(fd, target, 0);

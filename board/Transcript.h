@@ -7,10 +7,9 @@
 
 namespace board {
 
-// The ordered record of what crossed the system-call surface.
-// Adds one event: the device's name and what happened. Time and thread are added here. Cheap
-// when recording is off, but the caller builds the text: check Recording() before building a
-// long one.
+// The ordered record of the calls that reached the board. Record adds one event: the device's name
+// and what happened. Time and thread are added here. This is cheap when recording is off, but the
+// caller builds the text. Check Recording() before building a long text.
 void Record(std::string_view device, std::string text);
 bool Recording();
 

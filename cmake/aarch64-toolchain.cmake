@@ -1,5 +1,5 @@
-# Debian's cross compiler for 64-bit Arm. The libraries it does not bring are unpacked
-# by scripts/aarch64; what is built runs under qemu's user emulation.
+# Debian's cross compiler for 64-bit Arm. scripts/aarch64 unpacks the libraries that it does not
+# include. The built programs run under qemu's user emulation.
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR aarch64)
 set(CMAKE_C_COMPILER aarch64-linux-gnu-gcc)
@@ -18,7 +18,7 @@ set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 
-# zlib lives apart from the others there.
+# zlib is not in the same directory as the others there.
 set(libraries ${sysroot}/lib/aarch64-linux-gnu:${sysroot}/usr/lib/aarch64-linux-gnu)
 set(CMAKE_EXE_LINKER_FLAGS_INIT -Wl,-rpath-link,${libraries})
 set(CMAKE_CROSSCOMPILING_EMULATOR

@@ -1,5 +1,6 @@
-// The thread sanitizer of clang 14 knows pthread_mutex_timedlock and not its sister with a
-// clock of choice: it would take what the lock protects for unprotected. Only in its build.
+// The thread sanitizer of clang 14 knows pthread_mutex_timedlock, but not the function that also
+// takes a clock. Without this replacement it would treat the protected data as unprotected. Only
+// the thread sanitizer's build uses this file.
 #include <pthread.h>
 #include <time.h>
 

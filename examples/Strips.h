@@ -25,7 +25,8 @@ Number Take(const std::uint8_t*& at) {
   return number;
 }
 
-// The strips that a handler got, as profiles. docs/strip-format.md describes the layout.
+// Converts the strips that a handler received to profiles. docs/strip-format.md describes the
+// layout.
 inline std::vector<Profile> ReadStrips(unsigned strips, unsigned bytes, const void* data,
                                        std::size_t point_bytes) {
   constexpr std::size_t kHeaderBytes = 32;

@@ -1,5 +1,5 @@
-// Camera images, one for each software trigger: the brightest row of each, and the time of its
-// exposure.
+// Takes one camera image per software trigger. Prints the brightest row of each image and the time
+// of its exposure.
 #include <tessaline/tessaline.h>
 #include <unistd.h>
 
@@ -19,12 +19,12 @@ struct Image {
   unsigned int width, height, brightest_row;
 };
 
-// What the capture thread hands to the main thread.
+// What the capture thread passes to the main thread.
 std::mutex mutex;
 std::condition_variable arrived;
 std::queue<Image> images;
 
-// Runs on the capture thread. Use the pixels here: they are the driver's memory.
+// Runs on the capture thread. Use the pixels only here, because they are in the driver's memory.
 void OnImage(unsigned int width, unsigned int height, void* data) {
   const auto* pixels = static_cast<const unsigned char*>(data);
   const std::size_t size = std::size_t{width} * height;
@@ -48,7 +48,7 @@ int main(int argc, char** argv) {
   if (RegisterHardwareInit() != 0) return 1;
 
   SetCollectMode(1);  // images
-  SetTriMode(2);      // triggers from the external input (quiet here) and by software
+  SetTriMode(2);      // triggers from the external input (unused here) and by software
   OpenLaser();
   SetGlobalControl(1);
   int missing = 0;

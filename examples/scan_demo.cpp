@@ -1,5 +1,5 @@
-// Scans what passes under the sensor: a few camera images, then some hundred laser-line profiles.
-// Writes one camera image and the height map as PNG.
+// Scans what passes under the sensor. Takes a few camera images, then several hundred laser-line
+// profiles. Writes one camera image and the height map as PNG files.
 //
 //   scan_demo --model K3610 --profiles 600 --output DIRECTORY
 //
@@ -38,17 +38,17 @@ constexpr unsigned kExposureMicroseconds = 320;
 constexpr float kLaserPercent = 50;
 constexpr unsigned kGreen = 2;
 
-// How rows of the laser line become heights. A real sensor is calibrated. This is the virtual
-// board's geometry: the belt is at 3/4 of the image height, 20 mm above it at 1/4.
+// Converts a row of the laser line to a height. A real sensor needs a calibration. This is the
+// virtual board's geometry: the belt is at 3/4 of the image height, and 20 mm above it is at 1/4.
 double HeightOf(double row, unsigned image_height) { return (0.75 - row / image_height) * 40.0; }
 
-// What the two handlers leave for the main thread. They run on the library's threads and must be
+// What the two handlers pass to the main thread. They run on the library's threads and must be
 // quick, because their buffer must go back to the driver.
 struct Results {
   std::mutex mutex;
   unsigned images = 0;
   std::uint64_t last_image_id = 0;
-  Picture most_telling;  // the image in which the line bends most
+  Picture most_telling;  // the image in which the line bends the most
   unsigned bend = 0;
   std::vector<Profile> profiles;  // the first `wanted`
   unsigned profiles_seen = 0;
@@ -58,8 +58,8 @@ struct Results {
 // Never destroyed: the library's threads run until the process ends.
 Results& results = *new Results;
 
-// Difference between the highest and the lowest row of the line, in pixels; 0 if there is no line
-// across the whole image, as in images taken before the laser was on.
+// Returns the difference between the highest and the lowest row of the line, in pixels. Returns 0
+// if the line does not cross the whole image, as in images taken before the laser was on.
 unsigned Bend(unsigned width, unsigned height, const std::uint8_t* pixels) {
   constexpr std::uint8_t kLineAtLeast = 60;
   unsigned top = height;
@@ -109,8 +109,8 @@ unsigned Profiles() {
   return results.profiles_seen;
 }
 
-// Triggers until `count()` has reached `wanted`, and shows progress. Returns the rate per second;
-// negative if nothing more came.
+// Triggers until `count()` has reached `wanted`, and shows progress. Returns the rate per second,
+// or a negative number if frames stopped coming.
 template <typename Count>
 double Acquire(const char* what, unsigned wanted, Count count) {
   constexpr auto kPatience = std::chrono::seconds(5);
@@ -133,7 +133,7 @@ double Acquire(const char* what, unsigned wanted, Count count) {
   return seen < wanted ? -1 : seen / seconds;
 }
 
-// Blue (low) over green and yellow to red (high).
+// From blue (low) through green and yellow to red (high).
 void Colour(double t, double brightness, std::uint8_t* rgb) {
   const double stops[3] = {1.5 - std::abs(4 * t - 3), 1.5 - std::abs(4 * t - 2),
                            1.5 - std::abs(4 * t - 1)};
@@ -143,9 +143,9 @@ void Colour(double t, double brightness, std::uint8_t* rgb) {
   }
 }
 
-// Seen from above, 0.1 mm per pixel: profiles from top to bottom, spaced as the belt moved. The
-// colour shows the height, light from the side shows edges and curvature, and the brightness of
-// the laser line shows what is printed on the surface.
+// The scene from above, at 0.1 mm per pixel. Profiles run from top to bottom, spaced by the
+// movement of the belt. The colour shows the height, light from the side shows edges and curvature,
+// and the brightness of the laser line shows what is printed on the surface.
 Picture HeightMap(const std::vector<Profile>& profiles, unsigned width, unsigned height) {
   constexpr unsigned kMapWidth = 728;
   constexpr unsigned kCountsPerPixel = 10;
@@ -191,7 +191,7 @@ int Run(const std::string& model, const std::string& directory) {
     std::fprintf(stderr, "scan_demo: the sensor did not start; see the messages above\n");
     return EXIT_FAILURE;
   }
-  // Some products start with only part of their rows.
+  // Some products use only part of their rows at first.
   const unsigned full_size = GetCmosMaxDrive();
   SetROI1(0, 0, full_size >> 16, full_size & 0xFFFF);
   const unsigned width = GetImageWidth();

@@ -1,4 +1,4 @@
-/* The smallest complete application. Takes laser lines for five seconds and prints how many came,
+/* The smallest complete application. Takes laser lines for five seconds. Prints how many arrived,
  * their frame ids and the mean number of points. */
 #include <inttypes.h>
 #include <stdatomic.h>
@@ -18,8 +18,8 @@ static uint64_t number_at(const unsigned char* bytes) {
   return number;
 }
 
-/* Runs on the library's capture thread. The memory goes back to the driver on return: copy what is
- * needed later. */
+/* Runs on the library's capture thread. The memory goes back to the driver on return, so copy what
+ * you need later. */
 static void on_strips(unsigned int strips, unsigned int bytes, void* data) {
   const unsigned char* strip = data;
   (void)bytes;
@@ -49,7 +49,7 @@ int main(int argc, char** argv) {
   SetGlobalControl(1);
   sleep(5);
   SetGlobalControl(0);
-  CloseLaser(); /* nothing else switches it off */
+  CloseLaser(); /* the laser stays on otherwise */
 
   const unsigned long long strips = atomic_load(&strips_seen);
   printf("%llu strips, frames %llu to %llu, %llu points each\n", strips, atomic_load(&first_id),

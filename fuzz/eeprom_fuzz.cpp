@@ -1,6 +1,7 @@
-// The configuration store with any sizes and addresses, on a bus whose chip answers or fails as
-// the input says. Each result and every text must fit what the bus did, no byte outside the
-// caller's block is touched, no message is longer than a page, and no descriptor or memory leaks.
+// Calls the configuration store with any sizes and addresses. The input determines whether the chip
+// on the bus answers or fails. Every result and text must match what the bus did. No byte outside
+// the caller's block may be touched, no message may be longer than a page, and no descriptor or
+// memory may leak.
 #include <errno.h>
 #include <fuzzer/FuzzedDataProvider.h>
 #include <linux/i2c-dev.h>
@@ -34,7 +35,7 @@ class Bus final : public tessaline_fuzz::SystemCalls {
   enum Fate { kDone, kNotOpened, kNotTransferred };
 
   void Forget() { fates_.clear(); }
-  // The transactions since then.
+  // The transactions since the last Forget().
   const std::vector<Fate>& fates() const { return fates_; }
   bool open() const { return open_; }
   std::uint8_t& At(unsigned device, unsigned word) { return memory_[device & 0xFF][word & 0xFF]; }
@@ -100,14 +101,14 @@ class Bus final : public tessaline_fuzz::SystemCalls {
 
 std::uint8_t Content(unsigned i) { return static_cast<std::uint8_t>(i * 7 + 3); }
 
-// The texts of saving and of reading.
+// The texts that saving prints and those that reading prints.
 struct Words {
   std::string page_error, page_done, error, done;
 };
 const Words kSaving{"page_write error\n", "write byte ioctl ret = 1\n", "ConfigSave error!\n",
                     "ConfigSave successful!\n"};
 const Words kReading{"page_read error\n", "", "ConfigRead error!\n", "ConfigRead successful!\n"};
-// For whole pages in both halves.
+// The texts for whole pages in both halves.
 const Words kReadingAll{"page_read error\n", "", "ConfigSave error!\n", "ConfigSave successful!\n"};
 
 std::string OfPage(Bus::Fate fate, const Words& words) {
@@ -122,7 +123,7 @@ std::string OfPage(Bus::Fate fate, const Words& words) {
   return words.page_done;
 }
 
-// Runs one call of the store at a time, and keeps what it printed and what the bus did.
+// Runs one call of the store at a time. Keeps what the call printed and what the bus did.
 class Store {
  public:
   Store(FuzzedDataProvider& input, Bus& bus, const PrintedText& printed)
@@ -189,7 +190,8 @@ void Store::Block() {
   const int size =
       input_.ConsumeBool() ? input_.ConsumeIntegralInRange(-1, 520) : input_.ConsumeIntegral<int>();
   const bool valid = size >= 1 && size <= 512;
-  // Exactly the size, so that overruns are caught. A size out of range must not be believed.
+  // The block has exactly this size, so that overruns are caught. A size out of range must have no
+  // effect.
   const std::size_t bytes = valid ? static_cast<std::size_t>(size) : 0;
   const auto block = std::make_unique<unsigned char[]>(bytes);
   for (unsigned i = 0; i < bytes; ++i) block[i] = Content(i);

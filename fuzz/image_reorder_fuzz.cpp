@@ -1,5 +1,5 @@
-// Compares the in-place reorder of an image with the plain way: gather into a zeroed work area,
-// copy the result back. Each input has two frames, which share the scratch memory.
+// Compares the in-place reorder of an image with the plain way, which gathers the image in a zeroed
+// work area and copies it back. Each input has two frames, which share the scratch memory.
 #include <fuzzer/FuzzedDataProvider.h>
 
 #include <algorithm>
@@ -19,7 +19,7 @@ constexpr std::size_t kMaxBytes = 1 << 17;
 
 using Bytes = std::vector<std::uint8_t>;
 
-// False if the image does not fit.
+// Returns false if the image does not fit.
 bool ReorderThePlainWay(Bytes& buffer, const ImageFrame& frame) {
   using Wide = unsigned __int128;
   const Wide quarter = frame.full_pixels / 4;
@@ -29,7 +29,7 @@ bool ReorderThePlainWay(Bytes& buffer, const ImageFrame& frame) {
   for (std::size_t g = 0; g < frame.image_pixels / 64; ++g) {
     for (std::size_t k = 0; k < 4; ++k) {
       const std::size_t from = k * static_cast<std::size_t>(quarter) + 16 * g;
-      // The header lies behind the last plane, so the planes lie in the buffer too.
+      // The header is behind the last plane, so the planes are in the buffer too.
       Require(from + 16 <= buffer.size(), "the planes lie in the buffer");
       memcpy(&work[64 * g + 16 * k], &buffer[from], 16);
     }
@@ -39,7 +39,7 @@ bool ReorderThePlainWay(Bytes& buffer, const ImageFrame& frame) {
   return true;
 }
 
-// Content that differs in every block.
+// Returns content that differs in every block.
 Bytes Content(std::size_t size, std::uint32_t seed) {
   Bytes bytes(size);
   for (std::uint8_t& byte : bytes) {
@@ -49,8 +49,8 @@ Bytes Content(std::size_t size, std::uint32_t seed) {
   return bytes;
 }
 
-// As the image thread derives it from the sensor's size and region; sometimes with numbers that no
-// sensor has.
+// Describes a frame as the image thread does, from the sensor's size and region. Some of the
+// numbers exist on no sensor.
 ImageFrame ConsumeFrame(FuzzedDataProvider& input, std::uint32_t& line) {
   if (input.ConsumeIntegral<std::uint8_t>() == 255) {
     line = input.ConsumeIntegral<std::uint32_t>();

@@ -1,5 +1,6 @@
-// The logger with any texts, levels, lines and formats with any arguments, compared with lines put
-// together by hand. All 32 sinks are in use: files and functions in turn, at levels in no order.
+// Calls the logger with any texts, levels and line numbers, and with formats that have any
+// arguments. Compares its lines with lines built by hand. All 32 sinks are in use, alternately
+// files and functions, at levels in no order.
 #include <fuzzer/FuzzedDataProvider.h>
 #include <limits.h>
 
@@ -34,7 +35,7 @@ struct Memory {
 };
 
 Memory error_stream;
-std::array<Memory, kSinks> files;  // every other one is used
+std::array<Memory, kSinks> files;  // only every other one is used
 std::array<std::string, kSinks> messages;
 std::array<int, kSinks> calls;
 
@@ -89,7 +90,7 @@ void CheckLine(std::string_view line, std::string_view time, const std::string& 
   Require(line.substr(std::min(time.size(), line.size())) == rest, "the rest of the line");
 }
 
-// Text without a zero.
+// Returns text that contains no zero byte.
 std::string ConsumeText(FuzzedDataProvider& input) {
   std::string text = input.ConsumeRandomLengthString(2000);
   text.resize(strlen(text.c_str()));
@@ -127,7 +128,7 @@ std::string LogSomething(FuzzedDataProvider& input) {
       return Log("%g %c%% %zu %p", input.ConsumeFloatingPoint<double>(), 'a' + (narrow & 15),
                  static_cast<std::size_t>(wide), static_cast<void*>(nullptr));
     case 5: {
-      // An application's own line: a text without directives is a format.
+      // A line of the application itself: text without directives is a valid format.
       std::string format = text;
       std::erase(format, '%');
       return Log(format.c_str(), narrow);

@@ -1,4 +1,5 @@
-// The model code: any text, compared with an independent version of the product table.
+// Passes any text as the model code. Compares the result with an independent version of the product
+// table.
 #include <fuzzer/FuzzedDataProvider.h>
 
 #include <cstring>
@@ -28,7 +29,7 @@ SeriesNumber ByHand(const char* model) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  // As an application passes it: up to the first zero, and exactly that long.
+  // An application passes the text up to the first zero, in a block of exactly that length.
   const std::size_t length = strnlen(reinterpret_cast<const char*>(data), size);
   const auto model = std::make_unique<char[]>(length + 1);
   if (length > 0) memcpy(model.get(), data, length);

@@ -1,7 +1,7 @@
-// The plain capture functions with drivers that answer anything. A failed set-up step ends the
-// process; here it ends the run. Whatever the driver answers, result, exit status and every text
-// must fit it, records belong to granted buffers, and a closed channel leaves no descriptor,
-// mapping or memory behind.
+// Calls the plain capture functions with drivers that give any answer. A failed set-up step ends
+// the process; here it ends the run. The result, the exit status and every text must match the
+// driver's answer. Records must belong to granted buffers, and a closed channel must leave no
+// descriptor, mapping or memory behind.
 #include <fuzzer/FuzzedDataProvider.h>
 
 #include <cstring>
@@ -29,7 +29,7 @@ using tessaline_fuzz::StepOutcome;
 using tessaline_fuzz::SwitchOutcome;
 using tessaline_fuzz::VideoDriver;
 
-// A driver, and what the functions print, call by call.
+// A driver, and the text that each call of the functions prints.
 class Run {
  public:
   Run(FuzzedDataProvider& input, VideoDriver& driver, PrintedText& printed)
@@ -38,7 +38,7 @@ class Run {
   void UseChannel();
   void UseSteps();
 
-  // The last call printed exactly this, and returned or not.
+  // Checks exactly what the last call printed, and whether it returned.
   void JudgeEnd(std::optional<int> status) const {
     const Allocations::NotNow ours;
     CaptureOutcome expected;
@@ -69,7 +69,7 @@ class Run {
     driver_.ForgetReplies();
   }
 
-  // For a function that has returned.
+  // Checks a function that has returned.
   void Judge(int result, unsigned long request) const {
     const Allocations::NotNow ours;
     Require(driver_.Replies().size() == 1 && driver_.Replies()[0].call == request, "one request");
@@ -99,7 +99,7 @@ class Run {
   VideoDriver& driver_;
   PrintedText& printed_;
   Calling calling_ = kElse;
-  std::size_t told_ = 0;  // printed by earlier calls
+  std::size_t told_ = 0;  // length of the text that earlier calls printed
 };
 
 bool Copied(const tessaline_image_buffer& record, const tessaline_image_buffer& before) {
@@ -130,7 +130,7 @@ void Run::TakeImage(tessaline_video_channel& channel, tessaline_image_buffer*& t
   int result = 1234;
   tessaline_image_buffer* const image = video_request_img_buf(&channel, &result);
   const v4l2_buffer& answered = driver_.Replies().at(0).buffer;
-  // A driver without a frame leaves the index alone, so it is the first record's.
+  // A driver that has no frame does not change the index, so it is the first record's index.
   const bool known = answered.index < channel.count;
   Require(image == (known ? channel.buffers + answered.index : nullptr), "the frame's record");
   if (known) {

@@ -1,6 +1,6 @@
-// The running strip thread, with buffers of any content: the input sets count, point counts, layout
-// and length of the mapping. What the application, the counters and the log get is compared with
-// a byte-by-byte walk.
+// Runs the strip thread with buffers of any content. The input sets the strip count, the point
+// counts, the layout and the length of the mapping. Compares what the application, the counters and
+// the log receive with a byte-by-byte walk.
 #include <errno.h>
 #include <fuzzer/FuzzedDataProvider.h>
 #include <linux/videodev2.h>
@@ -33,11 +33,11 @@ using tessaline_fuzz::Require;
 using tessaline_fuzz::StripReference;
 using namespace VeltranoSDK;  // NOLINT(google-build-using-namespace)
 
-constexpr std::size_t kStripBytes = 1024 * 640;  // of a buffer, however much is mapped
+constexpr std::size_t kStripBytes = 1024 * 640;  // of a buffer; the mapped length may differ
 constexpr std::array<std::size_t, 6> kMapped{
     kStripBytes, kStripBytes + 13, kStripBytes - 1, kStripBytes / 2, 8, 1};
 
-// Gives the thread a buffer on request, and waits until it comes back.
+// Gives a buffer to the thread on request, and waits until the thread returns it.
 class StripDriver final : public tessaline_fuzz::SystemCalls {
  public:
   std::byte* Data(std::size_t index) const { return buffers_[index].get(); }
@@ -47,7 +47,7 @@ class StripDriver final : public tessaline_fuzz::SystemCalls {
     changed_.wait(lock, [this] { return streaming_; });
   }
 
-  // Returns when the thread has given the buffer back.
+  // Returns when the thread has returned the buffer.
   void Process(unsigned index) {
     std::unique_lock lock(mutex_);
     filled_ = static_cast<int>(index);
@@ -105,7 +105,7 @@ class StripDriver final : public tessaline_fuzz::SystemCalls {
   }
   int Unmap(void*, std::size_t) override { return 0; }
   ssize_t Write(int, const void*, std::size_t) override { return -1; }
-  // Polls for the device and for the thread's wake-up, which nobody rings.
+  // Answers the poll for the device and for the thread's wake-up, which never occurs.
   int Poll(pollfd* fds, nfds_t count, int timeout) override {
     Require(count == 2 && fds[0].fd == kFirstDescriptor && fds[0].events == POLLIN && timeout < 0,
             "the thread waits for a buffer as long as it takes");
@@ -117,7 +117,7 @@ class StripDriver final : public tessaline_fuzz::SystemCalls {
   }
 
  private:
-  // Sometimes interrupted; the call is then repeated.
+  // Returns true if a signal interrupts the call, which is then repeated.
   bool SignalComesFirst() {
     constexpr unsigned kSeldom = 3;
     if (++waits_ % kSeldom != 0) return false;
@@ -134,7 +134,7 @@ class StripDriver final : public tessaline_fuzz::SystemCalls {
   std::array<std::unique_ptr<std::byte[]>, kMapped.size()> buffers_;
 };
 
-// What came out of one pass.
+// The results of one pass.
 struct Seen {
   unsigned errors = 0;
   unsigned calls = 0;
@@ -162,8 +162,8 @@ struct Layout {
   }
 };
 
-// The content of a buffer: bytes at its start and before the count, or a regular run of strips in
-// between.
+// Fills a buffer, either with bytes at its start and before the count, or with a regular series of
+// strips in between.
 void Fill(FuzzedDataProvider& input, const Layout& layout, std::uint8_t* buffer, std::size_t size) {
   memset(buffer, 0, size);
   const std::size_t end = std::min(layout.CountAt(), size);
@@ -191,7 +191,7 @@ void Fill(FuzzedDataProvider& input, const Layout& layout, std::uint8_t* buffer,
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
   log_set_quiet(true);
   log_add_callback([](log_Event*) { ++seen.errors; }, nullptr, TESSALINE_LOG_ERROR);
-  // Points of 2, 4 or 8 bytes, in buffers that the driver maps one by one.
+  // This product has points of 2, 4 or 8 bytes, and its driver maps the buffers one by one.
   SeriesLogicFactory::InitSeriesLogicBySeries(kSeries24ArmRebuild);
   auto* const devices = DeviceManagerHolder::Instance();
   devices->cmos_sensor_ = SeriesLogicFactory::GetSeriesLogicInstance()->CreateCmosSensor();
@@ -210,7 +210,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const Layout layout{input.ConsumeIntegralInRange(0u, 2u), input.ConsumeBool(),
                       input.ConsumeBool()};
   layout.Set();
-  // Mostly the whole buffer.
+  // In most cases the whole buffer is mapped.
   const unsigned index = input.ConsumeIntegralInRange(0u, 9u) % 8 % kMapped.size();
   const std::size_t mapped = kMapped[index];
   auto* const buffer = reinterpret_cast<std::uint8_t*>(driver->Data(index));
@@ -224,7 +224,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const StripReference expected(buffer, readable ? layout.CountAt() : 0, count,
                                 layout.PointBytes());
   std::vector<std::uint8_t> before(buffer, buffer + mapped);
-  // The driver's page may end right after the strips; nothing may be read beyond.
+  // The driver's page may end right after the strips. Nothing behind it may be read.
   if (readable) ASAN_POISON_MEMORY_REGION(buffer + kStripBytes, mapped - kStripBytes);
 
   (*strip)->ResetStripReleaseCount();

@@ -1,5 +1,5 @@
-// The walk over packed strips with any bytes, any count and any size of a point, compared with a
-// byte-by-byte walk.
+// Compares the walk over packed strips with a byte-by-byte walk, for any bytes, any count and any
+// point size.
 #include <fuzzer/FuzzedDataProvider.h>
 
 #include <memory>
@@ -33,7 +33,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const bool shifted = input.ConsumeBool();
   const auto bytes = input.ConsumeRemainingBytes<std::uint8_t>();
 
-  // A block of exactly this size, at an odd address every other time.
+  // The block has exactly this size. Every other time it starts at an odd address.
   const auto block = std::make_unique<std::byte[]>(bytes.size() + shifted);
   std::byte* const buffer = block.get() + shifted;
   std::copy(bytes.begin(), bytes.end(), reinterpret_cast<std::uint8_t*>(buffer));

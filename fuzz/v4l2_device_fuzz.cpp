@@ -1,7 +1,7 @@
-// The three flavours of capture device with drivers that answer anything. Each call must succeed if
-// the driver did and say why if it did not. A delivered frame is the driver's and lies completely
-// in mapped memory, nothing outside is touched, and a closed device leaves no descriptor or
-// mapping behind.
+// Calls the three kinds of capture device with drivers that give any answer. Each call must succeed
+// if the driver succeeded, and must log the reason if it did not. A delivered frame must be the
+// driver's and lie completely in mapped memory. Nothing outside may be touched, and a closed device
+// must leave no descriptor or mapping behind.
 #include <errno.h>
 #include <fuzzer/FuzzedDataProvider.h>
 
@@ -35,7 +35,7 @@ std::vector<std::string>& Errors() {
   return errors;
 }
 
-// The same text for switching the stream on and off.
+// Switching the stream on and off has the same text.
 constexpr std::pair<unsigned long, std::string_view> kTexts[] = {
     {VIDIOC_TRY_FMT, "v4l2 VIDIOC_TRY_FMT failed: "},
     {VIDIOC_S_FMT, "v4l2 VIDIOC_S_FMT failed: "},
@@ -55,10 +55,10 @@ std::string Refusal(unsigned long request, int error) {
   return {};
 }
 
-// What the application does with a frame that it got.
+// The application writes this value over a frame that it received.
 constexpr std::byte kSeen{0x5A};
 
-// How a call must end: with this ERROR line, or successfully.
+// How a call must end: with this ERROR line, or, if there is none, successfully.
 using Outcome = std::optional<std::string>;
 
 class Device {
@@ -99,7 +99,7 @@ class Device {
     }
   }
 
-  // Opens it as a capture thread does.
+  // Opens the device as a capture thread does.
   void SetUp() {
     Open();
     if (!went_well_) return;
@@ -125,7 +125,7 @@ class Device {
     driver_.ForgetReplies();
   }
 
-  // Checks the result, and that there is one line for a refusal and no other.
+  // Checks the result. Checks that a refusal is logged in one line and nothing else is.
   void Judge(bool succeeded, const Outcome& refusal) {
     went_well_ = succeeded;
     Require(succeeded == !refusal, "it succeeds where the driver does");
@@ -133,7 +133,7 @@ class Device {
             "who refuses says why, in one line");
   }
 
-  // Checks that the requests are these, up to the first one that fails.
+  // Checks that these requests were made, up to the first one that fails.
   Outcome RefusalOf(std::initializer_list<unsigned long> requests) const {
     if (!open_) {
       Require(driver_.Replies().empty(), "nothing is asked of a closed device");
@@ -150,7 +150,7 @@ class Device {
     return {};
   }
 
-  // The buffers are gone, including any taken one.
+  // Forgets the buffers, including one that was taken.
   void Forget() {
     frames_.clear();
     held_.reset();
@@ -169,7 +169,7 @@ class Device {
     if (!open_) {
       return Judge(opened, std::string("v4l2 open file failed: ") + strerror(replies[0].error));
     }
-    // It stays open, though it may not be what it should.
+    // The device stays open even if it turns out to be of the wrong kind.
     Require(replies.size() == 2 && replies[1].call == VIDIOC_QUERYCAP, "it is asked what it can");
     if (replies[1].error != 0) return Judge(opened, "v4l2 VIDIOC_QUERYCAP failed");
     if ((replies[1].capabilities & V4L2_CAP_VIDEO_CAPTURE) == 0) {
@@ -198,7 +198,7 @@ class Device {
     Require(Errors() == expected, "each failure is reported in one line");
   }
 
-  // Also fills in the frames.
+  // Also records the frames.
   std::vector<std::string> ExpectedOfBuffers(unsigned count, bool made) {
     const auto& replies = driver_.Replies();
     std::vector<std::string> errors;
@@ -257,7 +257,7 @@ class Device {
     return errors;
   }
 
-  // The frame that the driver returned, or none.
+  // Checks that the frame is the one that the driver returned, or none.
   void JudgeTaken(std::byte* data) {
     PutBack();
     Outcome refusal = RefusalOf({VIDIOC_DQBUF});
@@ -281,7 +281,7 @@ class Device {
     }
   }
 
-  // A taken frame is left alone until it is given back; then it is cleared too.
+  // A taken frame must not be changed until it is returned. Then it is cleared too.
   void ClearBuf() {
     Begin();
     device_->ClearBuf();
@@ -289,13 +289,13 @@ class Device {
     if (!in_hand_) return RequireCleared();
     clearing_ = true;
     const auto [data, size] = frames_[*held_];
-    // The marker at its end is cleared when it is given back, even if the driver refuses it.
+    // The marker at its end is cleared when the frame is returned, even if the driver rejects it.
     const std::size_t seen = size - std::min(size, DevFOps::kCompletionMarkerBytes);
     Require(std::all_of(data, data + seen, [](std::byte byte) { return byte == kSeen; }),
             "a frame in hand is left alone");
   }
 
-  // The last frame is in nobody's hands, even if the driver refuses it back.
+  // The application has given up the last frame, even if the driver rejects it.
   void LetGo() {
     in_hand_ = false;
     if (std::exchange(clearing_, false)) RequireCleared();
@@ -357,13 +357,13 @@ class Device {
   FuzzedDataProvider& input_;
   VideoDriver& driver_;
 
-  // What a device must hold after the same calls and answers.
+  // The state that a device must have after the same calls and answers.
   bool open_ = false;
   std::size_t frame_bytes_ = 0;
   std::vector<std::pair<const std::byte*, std::size_t>> frames_;
   std::optional<unsigned> held_;  // the frame taken last
-  bool in_hand_ = false;          // and not given back, nor tried to
-  bool clearing_ = false;         // when it is no longer in hand
+  bool in_hand_ = false;          // and no attempt was made to return it
+  bool clearing_ = false;         // will be cleared when it is no longer in hand
   std::set<unsigned> taken_;      // by index
   unsigned last_index_ = 0;
   bool went_well_ = false;

@@ -7,7 +7,7 @@ import pathlib
 import re
 import sys
 
-# From the ground up. Of two that fit a path the longer counts.
+# From bottom to top. If two entries match a path, the longer one counts.
 LAYERS = [
     ["thread/", "SingletonHolder.h"],
     ["log/"],
@@ -21,9 +21,9 @@ LAYERS = [
     ["VeltranoApi", "SystemSignalHandle", "SignalHandler", "Neighbours.cpp"],
 ]
 
-# The climbs that the product asks for.
+# Includes of a higher layer that the product needs.
 ALLOWED = {
-    # The GMAX2509 is cropped and subsampled as its product says.
+    # The product determines the cropping and subsampling of the GMAX2509.
     ("Devices/sensor/gmax2509/GMAX2509.cpp", "SeriesLogic/SeriesLogic23.h"),
     # The self-test takes an image through both capture threads.
     ("Devices/sensor/imx252/IMX252SelfTest.cpp", "Runnable/CaptureStripStream.h"),

@@ -4,7 +4,7 @@
 
 namespace board {
 
-// Access to a chip without its bus: its registers, and whether it is fitted at all.
+// Access to a chip without its bus: its registers, and whether it is fitted.
 class ChipAccess {
  public:
   ChipAccess() = default;
@@ -12,9 +12,9 @@ class ChipAccess {
   ChipAccess(const ChipAccess&) = delete;
   ChipAccess& operator=(const ChipAccess&) = delete;
 
-  // The value of a register or memory cell; -1: the chip has no such address.
+  // The value of a register or memory cell, or -1 if the chip has no such address.
   virtual int Peek(unsigned address) const = 0;
-  // False: no such address. Read-only registers can be set here.
+  // Returns false if there is no such address. Read-only registers can be set here.
   virtual bool Poke(unsigned address, unsigned value) = 0;
 
   void SetPresent(bool present) { present_ = present; }

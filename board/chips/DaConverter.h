@@ -20,7 +20,7 @@ class DaConverter : public I2cChip {
   int Peek(unsigned address) const override;
   bool Poke(unsigned address, unsigned value) override;
 
-  // Output as a fraction of the reference, 0 .. 1; 0 when powered down.
+  // The output as a fraction of the reference, 0 .. 1; 0 when powered down.
   double Level() const;
 
  private:

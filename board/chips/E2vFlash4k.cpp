@@ -56,7 +56,7 @@ constexpr unsigned kFlipVerticalBit = 0x04;
 constexpr unsigned kColumnUnit = 64;
 constexpr unsigned kRowUnit = 8;
 
-// Reads of the status that come too early.
+// Number of status reads that still return "not ready".
 constexpr unsigned kLockLooks = 3;
 constexpr unsigned kSliceLooks = 2;
 constexpr unsigned kUpdateLooks = 2;
@@ -158,7 +158,7 @@ unsigned E2vFlash4k::Status() const {
          (pll_.Settled() ? kPllsLocked : 0) | (slices_.Settled() ? kSlicesReady : 0);
 }
 
-// What is already on stays on: only the edge starts anything.
+// Only a bit that changes from 0 to 1 starts something. Writing 1 again has no effect.
 void E2vFlash4k::WriteRegister(unsigned address, std::uint16_t value) {
   if (IsReadOnly(address)) return;
   const unsigned before = Register(address);

@@ -22,8 +22,8 @@ class E2vFlash4k : public SpiChip, public ImageSensorChip {
 
   void Transfer(std::span<const std::uint8_t> in, std::span<std::uint8_t> out) override;
 
-  // Addresses: page x 0x10000 + register. A status (register 0 of page 0) set from here
-  // stays, whatever the chip does, until kOwnStatus is set.
+  // Addresses: page x 0x10000 + register. A status (register 0 of page 0) that is set here stays
+  // until kOwnStatus is set, whatever the chip does.
   int Peek(unsigned address) const override;
   bool Poke(unsigned address, unsigned value) override;
 
@@ -34,7 +34,7 @@ class E2vFlash4k : public SpiChip, public ImageSensorChip {
   void PowerUp();
   unsigned Register(unsigned address) const;
   void WriteRegister(unsigned address, std::uint16_t value);
-  // What software reads, and what that read triggers.
+  // Returns what software reads, and does what the read triggers.
   unsigned ReadRegister(unsigned address);
   void Write(std::span<const std::uint8_t> in);
   void Read(std::span<const std::uint8_t> in, std::span<std::uint8_t> out);

@@ -5,7 +5,7 @@
 namespace board {
 namespace {
 
-constexpr std::uint8_t kAddress = 0x50;  // of the first half; the second half has the next one
+constexpr std::uint8_t kAddress = 0x50;  // of the first half; the second half has the next address
 constexpr std::size_t kHalf = Eeprom::kBytes / 2;
 constexpr std::size_t kPage = 16;
 

@@ -10,10 +10,10 @@
 
 namespace board {
 
-// A serial EEPROM of 512 bytes. It answers at 0x50 for its first half and at 0x51 for its
-// second, with one byte of word address. Writes wrap within their 16-byte page and start at
-// the stop condition; then the chip does not answer for 10 ms, the longest it may take. Reads
-// run through both halves.
+// A serial EEPROM of 512 bytes. It answers at 0x50 for its first half and at 0x51 for its second,
+// with one byte of word address. Writes wrap within their 16-byte page and start at the stop
+// condition. The chip then does not answer for 10 ms, the longest time that a write may take. Reads
+// continue through both halves.
 class Eeprom : public I2cChip {
  public:
   static constexpr std::size_t kBytes = 512;

@@ -28,8 +28,8 @@ constexpr std::uint8_t kGainBits = 0x3F;
 constexpr std::uint8_t kProgrammingBit = 0x40;
 constexpr std::uint8_t kRowsForwardBit = 0x40;
 
-// Dark rows in front of the picture: this many lie before its first row, and more before the
-// row with which a flipped readout begins.
+// Dark rows before the picture. This many are before its first row, and more are before the first
+// row of a flipped readout.
 constexpr unsigned kDarkRows = 4;
 constexpr unsigned kDarkRowsFlipped = 24;
 
@@ -53,14 +53,14 @@ bool IsTemperature(unsigned address) {
   return address == kTemperature || address == kTemperature + 1;
 }
 
-// The frame, in wire order: direction, eight bits of address, data.
+// The frame in wire order: direction, eight address bits, data.
 struct Frame {
   explicit Frame(std::span<const std::uint8_t> in)
       : writes((in[0] & 0x80) != 0),
         address(static_cast<std::uint8_t>(in[0] << 1 | in[1] >> 7)),
         value(static_cast<std::uint8_t>(in[1] << 1 | in[2] >> 7)) {}
 
-  // The chip needs a clock to turn round: its data start one bit later.
+  // The chip needs one clock to change direction, so its data start one bit later.
   static void Answer(std::uint8_t value, std::span<std::uint8_t> out) {
     out[1] = value >> 2;
     out[2] = static_cast<std::uint8_t>(value << 6);
@@ -79,7 +79,7 @@ Gmax2509::Gmax2509(unsigned product_rows) : product_rows_(product_rows) {
 }
 
 void Gmax2509::Transfer(std::span<const std::uint8_t> in, std::span<std::uint8_t> out) {
-  // A short frame does nothing, nor does anything after a whole one.
+  // A short frame has no effect. Neither do bytes after a complete frame.
   if (in.size() < kFrameBytes) return;
   const Frame frame(in);
   const std::lock_guard lock(mutex_);
@@ -107,8 +107,8 @@ unsigned Gmax2509::Pair(std::uint8_t low_address) const {
   return registers_[low_address] | static_cast<unsigned>(registers_[low_address + 1]) << 8;
 }
 
-// First row of the picture, in rows of the array. A flipped readout that is told to begin among
-// the dark rows begins with the picture.
+// First row of the picture, in rows of the array. A flipped readout that is set to start in the
+// dark rows starts at the picture.
 unsigned Gmax2509::FirstRow() const {
   const bool flipped = (registers_[kRowOrder] & kRowsForwardBit) == 0;
   const unsigned first = Pair(kFirstRow);
@@ -142,7 +142,7 @@ void Gmax2509::Reset() {
   PowerUp();
 }
 
-// The temperature is not a setting: it survives.
+// The temperature is not a setting, so it does not change.
 void Gmax2509::PowerUp() {
   const std::array warmth{registers_[kTemperature], registers_[kTemperature + 1]};
   registers_.fill(0);

@@ -9,8 +9,8 @@
 
 namespace board {
 
-// GMAX2509, 4200 columns: 8-bit registers at 8-bit addresses, in 24-bit frames that are not
-// byte aligned. A read's data come one bit later than a write's.
+// GMAX2509, 4200 columns: 8-bit registers at 8-bit addresses, in 24-bit frames that are not byte
+// aligned. The data of a read start one bit later than those of a write.
 class Gmax2509 : public SpiChip, public ImageSensorChip {
  public:
   // The array has 2048 rows. A product with 1024 rows always skips every other row; State()

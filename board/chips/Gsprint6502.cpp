@@ -38,7 +38,8 @@ constexpr unsigned kRowMask = 0x07FF;
 constexpr unsigned kDarkRows = 4;  // before the first row of the picture
 constexpr unsigned kFrameOverheadLines = 10;
 constexpr double kExposureUnitUs = 17.0 / 15;
-constexpr unsigned kFastLineClocks = 72;  // then a line of two rows takes one exposure unit
+constexpr unsigned kFastLineClocks =
+    72;  // at this value, a line of two rows takes one exposure unit
 
 constexpr std::array kPowerUp{
     SensorRegisterValue{kLineTime, kFastLineClocks},
@@ -119,7 +120,7 @@ void Gsprint6502::Reset() {
   PowerUp();
 }
 
-// The temperature is not a setting: it survives.
+// The temperature is not a setting, so it does not change.
 void Gsprint6502::PowerUp() {
   const std::array warmth{registers_[kTemperature], registers_[kTemperature + 1]};
   std::ranges::fill(registers_, 0);

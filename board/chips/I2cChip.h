@@ -18,9 +18,9 @@ struct I2cMessage {
 // because tests and the frame engine read them at any time.
 class I2cChip : public ChipAccess {
  public:
-  // Whether the chip acknowledges this address now. An absent or busy one does not.
+  // Whether the chip acknowledges this address now. An absent or busy chip does not.
   virtual bool Acknowledges(std::uint8_t address) const = 0;
-  // A message to the address just acknowledged. False: a byte was not acknowledged.
+  // A message to the address just acknowledged. Returns false if a byte was not acknowledged.
   virtual bool Message(const I2cMessage& message) = 0;
   // The stop condition that ends the transaction, after one or more messages.
   virtual void Stop() {}

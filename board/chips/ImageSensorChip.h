@@ -2,16 +2,15 @@
 
 namespace board {
 
-// What the FPGA does to the sensor's lines, and how it counts them.
+// What the FPGA does with the sensor's lines, and how it counts them.
 struct FpgaLines {
-  unsigned block_pixels = 1;  // pixels of a block of columns
-  unsigned block_units = 1;   // what STRIP_IMAGE_WIDTH counts for a block
-  bool crops = false;         // leaves out ISP_WIDTH blocks on the left; else the sensor crops
-  bool halves = false;        // leaves out every other column when ISP_CTRL says so
+  unsigned block_pixels = 1;  // pixels in a block of columns
+  unsigned block_units = 1;   // units of STRIP_IMAGE_WIDTH per block
+  bool crops = false;   // the FPGA skips ISP_WIDTH blocks on the left; otherwise the sensor crops
+  bool halves = false;  // the FPGA skips every other column if ISP_CTRL says so
 };
 
-// What the frame engine must know about the image sensor at the moment of an exposure,
-// whatever the chip.
+// What the frame engine must know about any image sensor at the moment of an exposure.
 struct SensorState {
   bool streaming;       // out of standby
   unsigned full_width;  // pixels
@@ -26,7 +25,7 @@ struct SensorState {
   double gain;              // linear factor
   double exposure_unit_us;  // of the FPGA's exposure registers
   double line_time_us;
-  unsigned frame_lines;  // lines of one frame period: bounds the frame rate
+  unsigned frame_lines;  // lines of one frame period; limits the frame rate
   FpgaLines fpga;
 };
 

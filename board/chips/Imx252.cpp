@@ -24,7 +24,7 @@ constexpr std::array kPowerUp{
     SensorRegisterValue{0x3317, kHeight >> 8},
 };
 
-// 0x11 takes every other pixel in both directions, 0x02 every other row.
+// 0x11 reads out every other pixel in both directions, 0x02 every other row.
 ReadoutSteps Steps(std::uint8_t readout_mode) {
   switch (readout_mode) {
     case 0x11:

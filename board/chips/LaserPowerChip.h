@@ -2,11 +2,11 @@
 
 namespace board {
 
-// The potentiometer that sets the laser's optical power, whatever the chip.
+// Any potentiometer that sets the laser's optical power.
 class LaserPowerChip {
  public:
   virtual ~LaserPowerChip() = default;
-  virtual double Power() const = 0;  // 0 (dark) .. 1 (the most the wiper allows)
+  virtual double Power() const = 0;  // 0 (dark) .. 1 (the maximum that the wiper allows)
 };
 
 }  // namespace board

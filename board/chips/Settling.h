@@ -4,18 +4,18 @@
 
 namespace board {
 
-// A condition of a chip that comes true some time after its cause: after a number of reads, so
-// that software always needs the same number of polls, or, for software that only waits, after
-// a time.
+// A condition of a chip that becomes true some time after its cause. It becomes true after a number
+// of reads, so that software always needs the same number of polls, or after a time, for software
+// that only waits.
 class Settling {
  public:
   void Begin(unsigned looks);
   void Cancel() { state_ = State::kIdle; }
-  // Whether it has come true. This read counts.
+  // Whether it has become true. This read counts.
   bool Look();
   // The same without counting.
   bool Settled() const;
-  // Begun, and not true yet.
+  // Whether it has begun and is not true yet.
   bool Pending() const { return state_ == State::kUnderWay && !Settled(); }
 
  private:

@@ -36,7 +36,7 @@ constexpr unsigned kLineClocksMask = 0xFFFF;
 
 constexpr double kLineClockMHz = 74.25;
 
-// A 10-bit code in the middle of the range: a chip at working temperature.
+// A 10-bit code in the middle of the range, for a chip at working temperature.
 constexpr std::array<std::uint8_t, 2> kWarm{0x80, 0x02};
 
 bool IsTemperature(unsigned address) {
@@ -64,7 +64,7 @@ bool SonySensor::Message(const I2cMessage& message) {
     for (std::uint8_t& byte : message.bytes) byte = registers_[pointer_++];
     return true;
   }
-  // Fewer than the two address bytes select nothing.
+  // Without both address bytes, the message selects no register.
   if (message.bytes.size() < 2) return true;
   pointer_ = static_cast<std::uint16_t>(message.bytes[0] << 8 | message.bytes[1]);
   for (const std::uint8_t byte : message.bytes.subspan(2)) WriteRegister(pointer_++, byte);

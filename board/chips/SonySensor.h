@@ -18,7 +18,7 @@ struct ReadoutSteps {
   unsigned rows;
 };
 
-// What differs between the sensors of the family.
+// The differences between the sensors of the family.
 struct SonySensorModel {
   std::uint8_t i2c_address;
   unsigned full_width;
@@ -36,7 +36,7 @@ class SonySensor : public I2cChip, public ImageSensorChip {
   bool Acknowledges(std::uint8_t address) const override;
   bool Message(const I2cMessage& message) override;
 
-  // Setting the temperature code (0x301E, 0x301F) also sets what the next latch takes.
+  // Setting the temperature code (0x301E, 0x301F) also sets the code that the next latch copies.
   int Peek(unsigned address) const override;
   bool Poke(unsigned address, unsigned value) override;
 

@@ -11,8 +11,8 @@ namespace board {
 // because tests and the frame engine read them at any time.
 class SpiChip : public ChipAccess {
  public:
-  // What happens between select and deselect: for every byte in, one byte comes out. Both
-  // spans have the same length; `out` is zeroed.
+  // Everything between select and deselect. One byte is returned for every byte sent. Both spans
+  // have the same length, and `out` is initially zero.
   virtual void Transfer(std::span<const std::uint8_t> in, std::span<std::uint8_t> out) = 0;
 };
 

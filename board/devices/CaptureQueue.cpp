@@ -56,7 +56,7 @@ int CaptureQueue::SetFormat(v4l2_format* format) {
   const std::lock_guard lock(mutex_);
   if (unplugged_) return -ENODEV;
   if (const int error = TryFormat(format); error != 0) return error;
-  // Buffers have the size of the format they were made for.
+  // Existing buffers have the size of the current format.
   if (!buffers_.empty()) return -EBUSY;
   width_ = format->fmt.pix.width;
   height_ = format->fmt.pix.height;

@@ -1,11 +1,11 @@
-// The buffers of one capture device and the way they go: queued by software, filled by the
-// FPGA, dequeued by software.
+// The buffers of one capture device. Software queues them, the FPGA fills them, and software
+// dequeues them.
 //
-// A buffer belongs to one side at a time. Begin() hands the longest-queued one to the FPGA,
-// which writes it without the lock and returns it with Finish(). Whatever takes buffers away
-// (StreamOff, Closed, Unplug) first waits for the one being written, so the FPGA never
-// writes into freed memory. An MMAP buffer is shared memory that both the board and software
-// map. The queue refuses what the kernel's buffer queue refuses.
+// A buffer belongs to one side at a time. Begin() gives the FPGA the buffer that has been queued
+// the longest. The FPGA writes it without the lock and returns it with Finish(). Calls that take
+// buffers away (StreamOff, Closed, Unplug) first wait for the buffer being written, so the FPGA
+// never writes to freed memory. An MMAP buffer is shared memory that both the board and software
+// map. The queue rejects everything that the kernel's buffer queue rejects.
 #pragma once
 
 #include <linux/videodev2.h>
@@ -35,8 +35,8 @@ class CaptureQueue {
   CaptureQueue(const CaptureQueue&) = delete;
   CaptureQueue& operator=(const CaptureQueue&) = delete;
 
-  // Software's side. `owner` identifies the open file; the one that requested the buffers
-  // owns the stream.
+  // Software's side. `owner` identifies the open file. The file that requested the buffers owns the
+  // stream.
   using Owner = const void*;
   static int TryFormat(v4l2_format* format);
   int SetFormat(v4l2_format* format);
@@ -47,10 +47,10 @@ class CaptureQueue {
   int Dequeue(v4l2_buffer* buffer, Owner owner);  // -EAGAIN: none filled yet
   int StreamOn(unsigned type, Owner owner);
   int StreamOff(unsigned type, Owner owner);
-  // The address, or the negative errno.
+  // Returns the address, or the negative errno.
   std::intptr_t Map(void* hint, std::size_t length, int protection, int flags, off_t offset);
-  void Closed(Owner owner);  // ends its stream and frees its buffers
-  // For poll. Each open file has a sign as long as it is open.
+  void Closed(Owner owner);  // ends the owner's stream and frees its buffers
+  // For poll. Each open file has a sign while it is open.
   short Ready(PollSign& sign);
   void SetPoll(bool implemented);
   void Add(PollSign& sign);
@@ -61,20 +61,20 @@ class CaptureQueue {
   struct Fill {
     unsigned index;
     std::span<std::uint8_t> memory;
-    unsigned width;  // of the format the buffers were made for
+    unsigned width;  // of the format for which the buffers were created
     unsigned height;
   };
   // Called without a lock after a buffer was queued or the stream started.
   void SetListener(std::function<void()> listener) { listener_ = std::move(listener); }
   bool Streaming() const;
-  std::size_t FormatBytes() const;  // of the existing buffers
+  std::size_t FormatBytes() const;  // size of the existing buffers
   bool HasFree() const;
   bool IsShort() const;  // streaming, and no buffer is queued
-  // Takes the longest-queued buffer for the FPGA, until Finish().
+  // Takes the buffer queued the longest for the FPGA, until Finish().
   std::optional<Fill> Begin();
   void Finish(const Fill& fill, std::size_t bytes_used, std::uint32_t sequence);
 
-  // The board is unplugged: everything fails with ENODEV, blocked calls return.
+  // Called when the board is unplugged. All calls then fail with ENODEV, and blocked calls return.
   void Unplug();
 
  private:
@@ -106,7 +106,7 @@ class CaptureQueue {
   Owner owner_ = nullptr;
   unsigned memory_type_ = 0;
   unsigned width_, height_;                        // the current format
-  unsigned buffer_width_ = 0, buffer_height_ = 0;  // what the buffers were made for
+  unsigned buffer_width_ = 0, buffer_height_ = 0;  // the format of the existing buffers
   std::size_t buffer_bytes_ = 0;
   std::vector<Buffer> buffers_;
   std::deque<unsigned> queued_;

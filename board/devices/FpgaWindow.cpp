@@ -36,14 +36,14 @@ struct Window {
   std::atomic<Touch> touch{Touch::kNone};
   std::size_t read_offset = 0;
   std::size_t write_offset = 0;
-  std::array<std::uint32_t, kRegistersPerBlock> shown{};  // what the page was filled with
+  std::array<std::uint32_t, kRegistersPerBlock> shown{};  // the values that filled the page
 
   std::atomic<std::uint32_t>* Words() const {
     return reinterpret_cast<std::atomic<std::uint32_t>*>(base.load());
   }
 };
 
-// The signal handler walks these, so there is no allocation and no lock.
+// The signal handler walks through these, so they use no allocation and no lock.
 constinit std::array<Window, kMaxWindows> windows{};
 struct sigaction previous_handler;
 
@@ -60,8 +60,8 @@ void Protect(const Window& window, int protection) {
   mprotect(reinterpret_cast<void*>(window.base.load()), kPageBytes, protection);
 }
 
-// A PROT_NONE page cannot be filled either, so it is writable while it is filled and then
-// made read-only. The one thread that touched it is in here meanwhile.
+// A PROT_NONE page cannot be filled, so the page is writable while it is filled and then becomes
+// read-only. Meanwhile the one thread that accessed it is in this function.
 void ShowLiveValues(Window& window) {
   Protect(window, PROT_READ | PROT_WRITE);
   for (std::size_t i = 0; i < kRegistersPerBlock; ++i) {
@@ -94,7 +94,7 @@ bool HandleTouch(std::uintptr_t address) {
 
 void OnSegmentationFault(int number, siginfo_t* info, void* context) {
   if (HandleTouch(reinterpret_cast<std::uintptr_t>(info->si_addr))) return;
-  // Not a fault of ours.
+  // The fault did not come from a register window.
   if ((previous_handler.sa_flags & SA_SIGINFO) != 0) {
     previous_handler.sa_sigaction(number, info, context);
   } else if (previous_handler.sa_handler != SIG_DFL && previous_handler.sa_handler != SIG_IGN) {
@@ -169,7 +169,7 @@ int CloseFpgaWindow(void* address) {
   if (touch == Touch::kWritten) {
     for (std::size_t i = 0; i < kRegistersPerBlock; ++i) now[i] = window.Words()[i];
   }
-  // Nobody may find this slot once the address is free for the next mapping.
+  // The handler must not find this slot once the address is free for the next mapping.
   void* const page = reinterpret_cast<void*>(window.base.exchange(kBeingSetUp));
   real::Munmap(page, kPageBytes);
   window.base.store(kFree, std::memory_order_release);

@@ -22,13 +22,13 @@ enum class Direction { kIn, kOut };
 
 struct Line {
   bool exported = false;
-  unsigned exports = 0;  // open files of an earlier export are dead
+  unsigned exports = 0;  // open files of an earlier export no longer work
   Direction direction = Direction::kIn;
   bool active_low = false;
   bool level = false;  // electrical
 };
 
-// "gpio907/value" as line and file.
+// Splits "gpio907/value" into line and file.
 std::optional<std::pair<unsigned, std::string_view>> ParseLineFile(std::string_view file) {
   constexpr std::string_view kPrefix = "gpio";
   if (!file.starts_with(kPrefix)) return std::nullopt;
@@ -107,7 +107,7 @@ const LineFile* FindLineFile(std::string_view name) {
 }  // namespace
 
 struct Gpio::Lines {
-  // The line a text written to export or unexport names.
+  // The line named by a text that was written to export or unexport.
   Line* Named(std::string_view text) {
     const auto number = ParseNumber(text);
     if (!number || *number < 0) return nullptr;
@@ -125,7 +125,7 @@ struct Gpio::Lines {
     return 0;
   }
 
-  // Direction and level stay with the pin; the inversion ends with the export.
+  // The pin keeps its direction and level. The inversion ends with the export.
   int Unexport(std::string_view text) {
     const std::lock_guard lock(mutex);
     Line* line = Named(text);

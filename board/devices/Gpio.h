@@ -14,7 +14,7 @@ class Gpio : public CountedDevice {
  public:
   explicit Gpio(const std::vector<unsigned>& lines);
 
-  // Electrical level of an exported output; -1 for every other line.
+  // The electrical level of an exported output, or -1 for any other line.
   int Level(unsigned line) const;
 
   std::string Name() const override;

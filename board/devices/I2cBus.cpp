@@ -46,7 +46,7 @@ std::string Describe(const std::vector<Transfer>& transfers, long result) {
   return text + Outcome(result);
 }
 
-// Checks as i2c-dev does, and copies the bytes.
+// Makes the same checks as i2c-dev, and copies the bytes.
 int CopyIn(const i2c_rdwr_ioctl_data& request, std::vector<Transfer>& transfers) {
   if (request.msgs == nullptr || request.nmsgs == 0) return -EINVAL;
   if (request.nmsgs > I2C_RDWR_IOCTL_MAX_MSGS) return -EINVAL;
@@ -55,7 +55,7 @@ int CopyIn(const i2c_rdwr_ioctl_data& request, std::vector<Transfer>& transfers)
     if ((message.flags & I2C_M_RECV_LEN) != 0) return -EOPNOTSUPP;
     if (message.buf == nullptr && message.len > 0) return -EFAULT;
     const bool read = (message.flags & I2C_M_RD) != 0;
-    // No chip has a 10-bit address: use one that nobody acknowledges.
+    // No chip has a 10-bit address, so use an address that no chip acknowledges.
     const bool ten_bits = (message.flags & I2C_M_TEN) != 0;
     Transfer& transfer = transfers.emplace_back(
         Transfer{ten_bits ? UINT_MAX : message.addr, read, std::vector<std::uint8_t>(message.len)});
@@ -73,8 +73,8 @@ void CopyOut(const std::vector<Transfer>& transfers, const i2c_rdwr_ioctl_data& 
 }  // namespace
 
 struct I2cBus::Adapter {
-  // One transaction on the wire. The controllers of both processors report a missing
-  // acknowledge the same way for address and data.
+  // One transaction on the wire. The controllers of both processors report a missing acknowledge in
+  // the same way for address and data.
   int Run(std::vector<Transfer>& transfers) {
     const std::lock_guard lock(mutex);
     std::vector<I2cChip*> addressed;
@@ -154,7 +154,7 @@ class I2cBus::File : public OpenFile {
   }
 
  private:
-  // Longer plain transfers are cut, not refused.
+  // Longer plain transfers are shortened, not rejected.
   static std::size_t Limited(std::size_t size) { return std::min(size, kMaxMessageBytes); }
 
   int ReadWrite(const i2c_rdwr_ioctl_data* request) {
@@ -176,7 +176,8 @@ class I2cBus::File : public OpenFile {
     return result;
   }
 
-  // Retries and time-out have no effect: no arbitration is lost, and no chip holds the clock.
+  // Retries and time-out have no effect, because no arbitration is lost and no chip holds the
+  // clock.
   int Setting(const char* name, unsigned long value, unsigned long maximum) const {
     const int result = value > maximum ? -EINVAL : 0;
     RecordAs(adapter_->name,

@@ -8,13 +8,13 @@
 
 namespace board {
 
-// An I2C adapter with its chips, as i2c-dev shows it: "/dev/i2c-0".
+// An I2C adapter with its chips, seen through i2c-dev: "/dev/i2c-0".
 class I2cBus : public CountedDevice {
  public:
   explicit I2cBus(unsigned number);
 
-  // Call before the first transfer. If two chips acknowledge one address, the first added
-  // wins.
+  // Call before the first transfer. If two chips acknowledge the same address, the one attached
+  // first wins.
   void Attach(std::shared_ptr<I2cChip> chip);
 
   std::string Name() const override;

@@ -9,10 +9,10 @@
 
 namespace board {
 
-// The raw on-chip temperature, as the system monitor's IIO driver shows it.
+// The raw on-chip temperature, as the system monitor's IIO driver reports it.
 class IioTemperature : public CountedDevice {
  public:
-  // The files that return the value: one, or more where links lead to it.
+  // `paths` are the files that return the value. There are several if links lead to it.
   IioTemperature(std::vector<std::string> paths, unsigned raw);
 
   void SetRaw(unsigned raw) { *raw_ = raw; }

@@ -11,10 +11,10 @@ namespace board {
 class CountedDevice : public Device {
  public:
   unsigned OpenFiles() const { return *open_files_; }  // now
-  unsigned Opens() const { return opens_; }            // ever
+  unsigned Opens() const { return opens_; }            // in total
 
  protected:
-  // Every open file holds one; it outlives the device if the descriptor does.
+  // Every open file holds a token. The token outlives the device if the descriptor does.
   using OpenToken = std::shared_ptr<void>;
   OpenToken CountOpen();
 

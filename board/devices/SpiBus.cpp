@@ -25,8 +25,8 @@ constexpr std::uint32_t kSupportedModes = SPI_CPHA | SPI_CPOL;
 constexpr std::uint8_t kBitsPerWord = 8;
 constexpr std::uint32_t kMaxSpeedHz = 25'000'000;
 
-// One transfer of a message. The bytes are the kernel's own copies. Without a buffer of
-// software's, zeros are sent or received bytes are dropped.
+// One transfer of a message. The bytes are the kernel's own copies. If software gave no buffer,
+// zeros are sent or the received bytes are dropped.
 struct Transfer {
   std::vector<std::uint8_t> tx;
   std::vector<std::uint8_t> rx;
@@ -71,7 +71,7 @@ std::uint8_t* Buffer(std::uint64_t address) {
   return reinterpret_cast<std::uint8_t*>(static_cast<std::uintptr_t>(address));
 }
 
-// Checks as spidev and the SPI core do, and copies the bytes.
+// Makes the same checks as spidev and the SPI core, and copies the bytes.
 int CopyIn(std::span<const spi_ioc_transfer> request, std::vector<Transfer>& transfers) {
   std::size_t total = 0;
   std::size_t sent = 0;
@@ -82,7 +82,7 @@ int CopyIn(std::span<const spi_ioc_transfer> request, std::vector<Transfer>& tra
     if (part.rx_buf != 0) received += part.len;
     if (total > INT_MAX || std::max(sent, received) > kMaxMessageBytes) return -EMSGSIZE;
     if (part.bits_per_word != 0 && part.bits_per_word != kBitsPerWord) return -EINVAL;
-    // Without a buffer there is nothing to clock.
+    // Without a buffer there is nothing to transfer.
     Transfer transfer = Receiving(part.tx_buf != 0 || part.rx_buf != 0 ? part.len : 0);
     transfer.sends = part.tx_buf != 0;
     transfer.receives = part.rx_buf != 0;
@@ -118,8 +118,8 @@ struct SpiBus::Line {
     }
   }
 
-  // Between select and deselect. A chip that is missing, or gets its clock edges the wrong
-  // way round, does not drive the line, which is pulled down.
+  // Makes the transfers between select and deselect. A chip that is missing, or gets the wrong
+  // clock edges, does not drive the line, which is pulled down.
   void Select(std::span<Transfer> transfers) {
     std::vector<std::uint8_t> in;
     for (const Transfer& part : transfers) in.insert(in.end(), part.tx.begin(), part.tx.end());
@@ -195,11 +195,11 @@ class SpiBus::File : public OpenFile {
       case SPI_IOC_WR_MODE32:
         return Set<std::uint32_t>(request, argument, [this](auto mode) { return SetMode(mode); });
       case SPI_IOC_WR_LSB_FIRST:
-        // The controller always shifts the most significant bit out first.
+        // The controller always shifts out the most significant bit first.
         return Set<std::uint8_t>(request, argument,
                                  [](auto lsb_first) { return lsb_first == 0 ? 0 : -EINVAL; });
       case SPI_IOC_WR_BITS_PER_WORD:
-        // 0 means the usual 8.
+        // 0 means 8, the default.
         return Set<std::uint8_t>(request, argument, [](auto bits) {
           return bits == 0 || bits == kBitsPerWord ? 0 : -EINVAL;
         });
@@ -266,7 +266,7 @@ class SpiBus::File : public OpenFile {
     return result;
   }
 
-  // Half-duplex transfers of one buffer; `run` returns the bytes for the transcript.
+  // Makes half-duplex transfers of one buffer. `run` returns the bytes for the transcript.
   template <typename Run>
   ssize_t Plain(const char* operation, const void* buffer, std::size_t size, Run run) const {
     const int error = size > kMaxMessageBytes         ? -EMSGSIZE

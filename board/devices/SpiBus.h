@@ -8,7 +8,7 @@
 
 namespace board {
 
-// A chip select of an SPI controller and its chip, as spidev shows it: "/dev/spidev1.0". Its name
+// A chip select of an SPI controller and its chip, seen through spidev: "/dev/spidev1.0". Its name
 // is "spi1.0".
 class SpiBus : public CountedDevice {
  public:

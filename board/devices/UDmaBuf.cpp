@@ -84,7 +84,7 @@ class UDmaBuf::File : public OpenFile {
   std::intptr_t Map(void* hint, std::size_t length, int protection, int flags, off_t offset) const {
     const auto start = static_cast<std::uint64_t>(offset);
     if (start > kBytes || length > kBytes - start) return -EINVAL;
-    // The driver maps it as a whole, not page by page on touch.
+    // The driver maps all pages at once, not page by page on first access.
     void* address =
         real::Mmap(hint, length, protection, flags | MAP_POPULATE, buffer_->memory.Get(), offset);
     return address == MAP_FAILED ? -errno : reinterpret_cast<std::intptr_t>(address);

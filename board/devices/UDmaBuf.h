@@ -10,8 +10,8 @@
 namespace board {
 
 // The u-dma-buf driver's buffer: /dev/udmabuf0 and its attributes below
-// /sys/class/u-dma-buf/udmabuf0. The memory is real and shared by all mappings. Caches are
-// coherent here, so a sync only checks its range.
+// /sys/class/u-dma-buf/udmabuf0. The memory is real and shared by all mappings. The caches are
+// coherent on the virtual board, so a sync only checks its range.
 class UDmaBuf : public CountedDevice {
  public:
   static constexpr std::size_t kBytes = std::size_t{512} << 20;

@@ -76,7 +76,7 @@ class Uio::Interrupt {
     return count_;
   }
 
-  // What a read returns; it has been seen then.
+  // Returns the count for a read, and marks it as seen.
   std::uint32_t Take(std::atomic<std::uint32_t>& seen, PollSign& sign) {
     const std::lock_guard lock(mutex_);
     seen = count_;
@@ -91,8 +91,8 @@ class Uio::Interrupt {
     return signs_.Watch(sign, count_ != seen ? POLLIN | POLLRDNORM : 0);
   }
 
-  // Waits until the count differs from `last`. Returns 0 or the negative errno. The thread
-  // may end in here.
+  // Waits until the count differs from `last`. Returns 0 or the negative errno. The thread may end
+  // in this call.
   int WaitForOther(std::uint32_t last, bool nonblocking) {
     for (;;) {
       const std::uint32_t rings = bell_.Count();
@@ -158,7 +158,7 @@ class Uio::File : public OpenFile {
  private:
   const std::shared_ptr<Interrupt> interrupt_;
   const OpenToken token_;
-  std::atomic<std::uint32_t> seen_;  // the count the last read returned
+  std::atomic<std::uint32_t> seen_;  // the count that the last read returned
   PollSign sign_;
 };
 

@@ -7,20 +7,20 @@
 
 namespace board {
 
-// One interrupt of the FPGA, as the generic UIO driver shows it: "/dev/uio0". An interrupt masks
-// itself until software writes 1. One that comes while masked stays pending; further ones
-// merge with it.
+// One interrupt of the FPGA, seen through the generic UIO driver: "/dev/uio0". An interrupt masks
+// itself until software writes 1. An interrupt that arrives while masked stays pending. Further
+// ones merge with it.
 class Uio : public CountedDevice {
  public:
   explicit Uio(unsigned number);
 
   void SetPoll(bool implemented) override;
-  // Ends blocked reads with ENODEV: the board is unplugged.
+  // Called when the board is unplugged. Ends blocked reads with ENODEV.
   void Unplug() override;
 
   // The FPGA's interrupt line.
   void Raise();
-  unsigned Raised() const;  // how often, since power-up
+  unsigned Raised() const;  // number of interrupts since power-up
 
   std::string Name() const override;
   bool Claims(const std::string& path) const override;

@@ -68,7 +68,7 @@ class VideoFile : public OpenFile {
 
   short Ready(short events) override {
     const short now = queue_->Ready(sign_);
-    // The kernel's queue looks at nothing for those who do not ask for frames.
+    // The kernel's queue reports nothing to callers that do not poll for frames.
     if ((events & (POLLIN | POLLRDNORM)) == 0 && (now & POLLHUP) == 0) return 0;
     return static_cast<short>(now & (events | POLLERR | POLLHUP));
   }

@@ -20,8 +20,8 @@ namespace {
 constexpr std::string_view kName = "watchdog";
 constexpr std::string_view kIdentity = "cdns_wdt watchdog";
 
-constexpr int kDefaultTimeout = 10;  // seconds, as are these
-constexpr int kMaxTimeout = 516;     // the limit of the hardware's counter
+constexpr int kDefaultTimeout = 10;  // seconds
+constexpr int kMaxTimeout = 516;     // seconds; the limit of the hardware's counter
 constexpr char kMagicClose = 'V';
 
 // Returns an ioctl's result through its argument.
@@ -53,7 +53,7 @@ class Watchdog::Timer {
     return true;
   }
 
-  // Without the magic letter in the last write, the timer runs on. Returns whether it was
+  // If the last write did not contain the magic letter, the timer continues. Returns whether it was
   // stopped.
   bool Vacate() {
     const std::lock_guard lock(mutex_);
@@ -98,7 +98,7 @@ class Watchdog::Timer {
     const std::lock_guard lock(mutex_);
     if (!deadline_ns_) return kNotArmed;
     const double left = static_cast<double>(*deadline_ns_ - NowNs()) / 1e9;
-    // A bite long ago must not look like an unarmed timer.
+    // A timer that bit long ago must not look like an unarmed timer.
     return std::max(left, kNotArmed + 1);
   }
 
@@ -118,7 +118,7 @@ class Watchdog::Timer {
   bool occupied_ = false;
   bool may_stop_ = false;
   int timeout_ = kDefaultTimeout;
-  std::optional<std::int64_t> deadline_ns_;  // of an armed one
+  std::optional<std::int64_t> deadline_ns_;  // of an armed timer
 };
 
 class Watchdog::File : public OpenFile {

@@ -7,15 +7,15 @@
 
 namespace board {
 
-// The processor's watchdog timer: /dev/watchdog and /dev/watchdog0. It counts the board's time.
-// A bite resets nothing, but is remembered; feeding does not undo it.
+// The processor's watchdog timer: /dev/watchdog and /dev/watchdog0. It counts the board's time. A
+// bite does not reset the board, but it is recorded. Feeding does not undo it.
 class Watchdog : public CountedDevice {
  public:
   static constexpr double kNotArmed = -1000;
 
   Watchdog();
 
-  // Seconds until it bites; negative if it has bitten; kNotArmed.
+  // Seconds until it bites, negative if it has bitten, or kNotArmed.
   double Left() const;
 
   std::string Name() const override;

@@ -22,7 +22,7 @@ double Grey(double light, bool hdr) {
 LinePoint LineAt(const Exposure& exposure, unsigned column) {
   const SensorState& sensor = exposure.sensor;
   double on_sensor = sensor.crop_x + static_cast<double>(column) * sensor.column_step;
-  // The frame is wider than what the sensor reads out.
+  // The frame is wider than the area that the sensor reads out.
   if (on_sensor >= sensor.full_width) return {0, 0};
   if (sensor.flip_horizontal) on_sensor = sensor.full_width - 1 - on_sensor;
   const double x = scene::X(on_sensor, sensor.full_width);

@@ -6,7 +6,7 @@
 
 namespace board {
 
-// One exposure of the sensor. It determines everything that a frame shows.
+// One exposure of the sensor. It determines the whole content of a frame.
 struct Exposure {
   std::uint64_t frame_id;
   std::uint64_t time_stamp;     // FPGA timer ticks
@@ -18,12 +18,12 @@ struct Exposure {
   unsigned height;
 };
 
-// The laser line as one column of the frame sees it. Across the line, the light is a Gaussian
-// with this standard deviation in pixels.
+// The laser line in one column of the frame. Across the line, the light is a Gaussian with this
+// standard deviation in pixels.
 inline constexpr double kLineSigma = 1.8;
 
 struct LinePoint {
-  double row;   // in the frame, sub-pixel; may lie outside
+  double row;   // in the frame, sub-pixel; may be outside
   double peak;  // grey value, at most 255; 0: no light
 };
 

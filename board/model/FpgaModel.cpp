@@ -15,8 +15,8 @@ struct ResetValue {
   std::uint32_t value;
 };
 
-// Power-up values, chosen by us; all other registers start at 0. An exposure of 100 sensor
-// lines and a threshold of 30 show the scene's line well without any setting.
+// Power-up values. They are our choice; all other registers start at 0. With an exposure of 100
+// sensor lines and a threshold of 30, the scene's line is clearly visible without any settings.
 constexpr std::array kPowerUp{
     ResetValue{fpga::kReg.EXP_TIME_1, 100},
     ResetValue{fpga::kReg.EXP_TIME_2, 100},
@@ -67,7 +67,7 @@ FpgaModel::FpgaModel(std::uint32_t version) {
 }
 
 const FpgaModel::Word& FpgaModel::Cell(const Register& reg) const {
-  // Two names for one block.
+  // These are two names for one block.
   const Block block = reg.block == Block::kRebuild6B ? Block::kRebuild6 : reg.block;
   return words_[static_cast<std::size_t>(block)][reg.Index() % kRegistersPerBlock];
 }
@@ -119,8 +119,8 @@ void FpgaModel::CommitSwitch(Block block) {
   for (std::size_t i = 0; i < ports.size(); ++i) ports[i] = Get(fpga::StreamSwitchPort(block, i));
 }
 
-// The first switch sends the sensor's data into the extraction (port 0) or past it (port 1); the
-// second sends one of the two to memory. A frame arrives only when both agree.
+// The first switch sends the sensor's data to the extraction (port 0) or past it (port 1). The
+// second switch sends one of the two to memory. A frame arrives only if both switches agree.
 Route FpgaModel::CommittedRoute() const {
   const auto& source = committed_[SwitchIndex(Block::kImage2)];
   const auto& sink = committed_[SwitchIndex(Block::kImage4)];

@@ -11,7 +11,7 @@ namespace board {
 
 inline constexpr std::size_t kRegistersPerBlock = 64;
 
-// Where the committed stream switches send a frame.
+// The destination of a frame, set by the committed stream switches.
 enum class Route { kNone, kImages, kStrips };
 
 // Signals to the rest of the board when software writes a register.
@@ -23,8 +23,8 @@ struct FpgaSignals {
   std::function<void()> settings_changed = [] {};  // after every write
 };
 
-// The FPGA's registers: what software reads, and what its writes trigger. All methods may be
-// called from any thread, Value also from a signal handler.
+// The FPGA's registers: what software reads, and what its writes trigger. All methods may be called
+// from any thread. Value may also be called from a signal handler.
 class FpgaModel {
  public:
   explicit FpgaModel(std::uint32_t version);
@@ -32,9 +32,9 @@ class FpgaModel {
   // Set before the first write.
   FpgaSignals signals;
 
-  // The value as software reads it now.
+  // The value that software reads now.
   std::uint32_t Value(VeltranoSDK::fpga::Block block, std::uint32_t offset) const;
-  // A write by software, with all consequences.
+  // A write by software, with all its effects.
   void Write(VeltranoSDK::fpga::Block block, std::uint32_t offset, std::uint32_t value);
 
   // The stored word, from the FPGA's own side.
@@ -54,7 +54,7 @@ class FpgaModel {
   void CommitSwitch(VeltranoSDK::fpga::Block block);
 
   std::array<std::array<Word, kRegistersPerBlock>, VeltranoSDK::fpga::kBlockCount> words_{};
-  // The first two ports of each switch, as last committed. Only these are wired up.
+  // The first two ports of each switch, as last committed. Only these are connected.
   std::array<std::array<Word, 2>, 2> committed_{};
 };
 

@@ -17,7 +17,8 @@ std::uint64_t Mix(std::uint64_t state, std::uint64_t word) {
 }  // namespace
 
 std::uint64_t Checksum(std::span<const std::uint8_t> bytes) {
-  std::array<std::uint64_t, 4> lanes{1, 2, 3, 4};  // four, so that no step waits for the one before
+  std::array<std::uint64_t, 4> lanes{1, 2, 3,
+                                     4};  // four, so that no step waits for the previous one
   std::array<std::uint64_t, 4> words{};
   std::uint64_t sum = bytes.size();
   for (; bytes.size() >= sizeof words; bytes = bytes.subspan(sizeof words)) {

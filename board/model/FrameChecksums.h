@@ -9,21 +9,21 @@
 
 namespace board {
 
-// Fast; any wrong, missing or misplaced byte changes it.
+// A fast checksum. Any wrong, missing or misplaced byte changes it.
 std::uint64_t Checksum(std::span<const std::uint8_t> bytes);
 
-// Checksums of the last frames as the FPGA made them, to check that they arrived unchanged. Off
-// until enabled.
+// Checksums of the last frames that the FPGA made, to check that they arrived unchanged. Initially
+// off.
 class FrameChecksums {
  public:
   void Keep(bool enable);
   bool Wanted() const { return wanted_.load(std::memory_order_relaxed); }
   void Note(std::uint64_t frame_id, std::uint64_t checksum);
-  // Nothing if none was kept, or too many frames came since.
+  // Returns nothing if no checksum was kept, or if too many frames have followed.
   std::optional<std::uint64_t> Find(std::uint64_t frame_id) const;
 
  private:
-  // More than all buffers of a device can hold of the smallest strips.
+  // More than the number of smallest strips that all buffers of a device can hold.
   static constexpr std::size_t kKept = 1 << 16;
 
   struct Frame {

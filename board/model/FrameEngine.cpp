@@ -16,7 +16,7 @@ namespace fpga = VeltranoSDK::fpga;
 constexpr std::int64_t kNsPerMs = 1'000'000;
 constexpr std::int64_t kFlushAfterNs = 50 * kNsPerMs;
 constexpr std::int64_t kLateNs = 100 * kNsPerMs;
-// A machine this far behind does not catch up: these triggers are lost.
+// A machine this far behind does not catch up, so these triggers are lost.
 constexpr std::int64_t kHopelessNs = 250 * kNsPerMs;
 constexpr std::int64_t kNever = -1;
 
@@ -55,11 +55,11 @@ FrameEngine::~FrameEngine() {
 }
 
 void FrameEngine::EnsureRunning() {
-  // A second caller does not wait for the start, which uses the process's heap.
+  // A second caller does not wait for the thread's start, which uses the process's heap.
   if (running_.exchange(true)) return;
   sigset_t all;
   sigset_t before;
-  sigfillset(&all);  // signals are for the application's threads
+  sigfillset(&all);  // only the application's threads handle signals
   pthread_sigmask(SIG_SETMASK, &all, &before);
   if (pthread_create(&thread_, nullptr, Main, this) != 0) running_ = false;
   pthread_sigmask(SIG_SETMASK, &before, nullptr);
@@ -141,7 +141,7 @@ std::int64_t FrameEngine::Work() {
   const std::lock_guard lock(mutex_);
   if (wiring_.sensor == nullptr) return kNever;
   const unsigned edges = external_edges_.exchange(0);
-  // The acquisition may be running again already: the old due time must not be used.
+  // The acquisition may be running again already, so the old due time must not be used.
   if (timer_restarts_.exchange(false)) next_due_ns_ = -1;
   std::int64_t wait = kNever;
   if (!Armed(wiring_.sensor->State())) {
@@ -158,7 +158,7 @@ std::int64_t FrameEngine::Work() {
         wait = early;
       } else {
         if (early > 0) AdvanceNs(early);
-        // If triggers are forgotten at this very moment, this one still fires.
+        // If the triggers are discarded at this moment, this one still fires.
         software_triggers_.compare_exchange_strong(waiting, waiting - 1);
         Trigger(NowNs());
         if (software_triggers_ > 0) return 0;
@@ -167,7 +167,7 @@ std::int64_t FrameEngine::Work() {
     wait = Sooner(wait, TimedTriggers(NowNs()));
   }
   if (pending_.Empty()) return wait;
-  // At this pace none is lost: strips wait for a buffer, whose arrival rings.
+  // At this pace no frame is lost. Strips wait for a buffer, and its arrival rings the bell.
   if (pace_ == TESSALINE_BOARD_FREE_RUN && wiring_.strips->IsShort()) return wait;
   const std::int64_t until_flush = pending_since_ns_ + kFlushAfterNs - MonotonicNs();
   if (until_flush <= 0) {
@@ -189,7 +189,7 @@ std::int64_t FrameEngine::TimedTriggers(std::int64_t now) {
     const CaptureQueue& target = route == Route::kImages ? *wiring_.images : *wiring_.strips;
     if (route == Route::kNone || !target.HasFree()) return kNever;
     if (next_due_ns_ > now) AdvanceNs(next_due_ns_ - now);
-    // Not where the switches are a moment later: while they change they route nowhere.
+    // Use the route read above. The switches may change now, and route nowhere meanwhile.
     Trigger(next_due_ns_, route);
     next_due_ns_ += spacing;
     return 0;
@@ -223,7 +223,7 @@ void FrameEngine::Trigger(std::int64_t time_ns, Route route) {
   }
 }
 
-// The sensor's frame as the extraction gets it. For some sensors the FPGA leaves columns out.
+// The sensor's frame that the extraction receives. For some sensors the FPGA skips columns.
 SensorState FrameEngine::AsReceived(SensorState sensor) const {
   const FpgaModel& fpga = *wiring_.fpga;
   if (sensor.fpga.crops) {
@@ -258,7 +258,7 @@ Exposure FrameEngine::Expose(std::int64_t time_ns) {
   exposure.width =
       fpga.Get(fpga::kReg.STRIP_IMAGE_WIDTH) / sensor.fpga.block_units * sensor.fpga.block_pixels;
   exposure.height = fpga.Get(fpga::kReg.STRIP_IMAGE_HEIGHT);
-  // Height 0 switches the region off: the sensor reads out everything.
+  // A height of 0 switches the region off, so the sensor reads out everything.
   if (exposure.width == 0) exposure.width = sensor.full_width / sensor.column_step;
   if (exposure.height == 0) exposure.height = sensor.full_height / sensor.row_step;
   return exposure;
@@ -342,7 +342,7 @@ void FrameEngine::FlushStrips() {
     std::size_t used = fill->memory.size();
     if (!pending_.Deliver(fill->memory)) used = 0;
     if (fault == FrameFault::kTruncated) {
-      // The count was never written, so nothing in the buffer counts.
+      // The count was not written, so the strips in the buffer do not count.
       used = pending_.Bytes() / 2;
       std::fill(fill->memory.begin() + static_cast<std::ptrdiff_t>(used), fill->memory.end(), 0);
     }

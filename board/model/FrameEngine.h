@@ -1,9 +1,10 @@
-// The FPGA at work: turns triggers into exposures, and exposures into image frames or strips.
+// The FPGA's frame work: it turns triggers into exposures, and exposures into image frames or
+// strips.
 //
-// All of it runs on one thread, which starts with the first stream. Other threads never do
-// frame work: a software trigger, an edge or a returned buffer leaves a note in an atomic
-// and rings the bell. The thread does whatever is due, computes when the next timed trigger
-// is due, and sleeps on the bell until then. So frames have one writer and one order.
+// All of it runs on one thread, which starts with the first stream. Other threads never do frame
+// work. A software trigger, an edge or a returned buffer sets an atomic and rings the bell. The
+// thread does the work that is due, computes when the next timed trigger is due, and sleeps on the
+// bell until then. So frames have one writer and one order.
 #pragma once
 
 #include <pthread.h>
@@ -46,13 +47,13 @@ class FrameEngine {
   FrameEngine(const FrameEngine&) = delete;
   FrameEngine& operator=(const FrameEngine&) = delete;
 
-  // Starts the thread if a stream is on and it is not running yet, and wakes it.
+  // Starts the thread if a stream is on and the thread is not running yet. Wakes the thread.
   void Attend();
   void Wake() { bell_.Ring(); }
 
-  // These only leave a note for the thread.
+  // These only set atomics for the thread.
   void SoftwareTrigger();
-  // The acquisition has stopped.
+  // Call when the acquisition stops.
   void ForgetTriggers() {
     software_triggers_ = 0;
     timer_restarts_ = true;
@@ -65,7 +66,7 @@ class FrameEngine {
   struct tessaline_board_stream_stats Stats(int stream) const;
   FrameChecksums& Checksums() { return checksums_; }
 
-  // For fork(): while locked, the thread is asleep and holds nothing.
+  // For fork(). While the engine is locked, the thread is asleep and holds nothing.
   void LockForFork() { mutex_.lock(); }
   void UnlockAfterFork(bool child);
 
@@ -76,8 +77,8 @@ class FrameEngine {
 
   void EnsureRunning();
   static void* Main(void* self);
-  // Does what is due. Returns the nanoseconds until there is more to do; negative: not
-  // until somebody rings.
+  // Does the work that is due. Returns the nanoseconds until more work is due. A negative value
+  // means that no work is due before the bell rings.
   std::int64_t Work();
   std::int64_t TimedTriggers(std::int64_t now);
   bool Armed(const SensorState& sensor) const;
@@ -109,11 +110,11 @@ class FrameEngine {
   Counters image_counters_, strip_counters_;
   FrameChecksums checksums_;
 
-  // The thread's own.
+  // Used only by the thread.
   std::int64_t next_due_ns_ = -1;  // negative: the next trigger comes at once
   std::int64_t sensor_ready_ns_ = 0;
   StripBuffer pending_;
-  std::vector<std::uint8_t> image_;    // the last one with a checksum
+  std::vector<std::uint8_t> image_;    // the last image that needed a checksum
   std::int64_t pending_since_ns_ = 0;  // real time, not the board's
   std::uint32_t image_sequence_ = 0, strip_sequence_ = 0;
 };

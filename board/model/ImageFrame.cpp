@@ -21,7 +21,7 @@ std::size_t PlaceOf(std::size_t pixel, std::size_t quarter) {
   return block % kPlanes * quarter + block / kPlanes * kBlockBytes + pixel % kBlockBytes;
 }
 
-// The noise of a dark frame, to copy from.
+// A dark frame with noise, which is copied to every image.
 const std::vector<std::uint8_t>& Dark() {
   static const auto* const noise = [] {
     auto* pixels = new std::vector<std::uint8_t>(kNoiseBytes);

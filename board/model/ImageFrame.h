@@ -9,15 +9,15 @@
 
 namespace board {
 
-// Writes an image as the FPGA does: 16-byte blocks dealt out to four planes, a quarter of the
-// full frame apart, and a 32-byte header behind the last plane.
+// Writes an image as the FPGA does. Its 16-byte blocks go to four planes in turn. The planes are a
+// quarter of the full frame apart, and a 32-byte header is behind the last plane.
 //
-// full_pixels: width x height of the device's format without its extra line. What does not fit
-// into the buffer is not written. Returns the bytes used.
+// full_pixels: width x height of the device's format without its extra line. Bytes that do not fit
+// in the buffer are not written. Returns the number of bytes used.
 std::size_t WriteImage(const Exposure& exposure, std::size_t full_pixels,
                        std::span<std::uint8_t> buffer);
 
-// Puts such an image back into the order the camera saw: row after row, then the header.
+// Restores the camera's order of such an image: row after row, then the header.
 void TakeImage(const Exposure& exposure, std::size_t full_pixels,
                std::span<const std::uint8_t> buffer, std::vector<std::uint8_t>& image);
 

@@ -2,9 +2,9 @@
 
 #include <cstdint>
 
-// What the sensor looks at: objects of known shape on a belt that has moved at constant speed
-// since power-up, an encoder on the belt, and a laser line across it. Lengths in mm: x across
-// the belt, 0 in the middle; y along it; z up.
+// The scene in front of the sensor: objects of known shape on a belt that has moved at constant
+// speed since power-up, an encoder on the belt, and a laser line across it. Lengths are in mm. x is
+// across the belt, 0 in the middle; y is along the belt; z is up.
 namespace board::scene {
 
 inline constexpr double kSpeed = 50;         // mm/s
@@ -21,9 +21,9 @@ double Height(double x, double y);
 // Fraction of the laser's light that the surface reflects, 0 .. 1.
 double Reflectance(double x, double y);
 
-// Linear triangulation: a sensor of the given size sees the belt (z = 0) at three quarters of
-// its height and kMaxHeight at one quarter; its whole width sees kFieldOfView. Rows and columns
-// are in pixels of the full sensor.
+// Linear triangulation. A sensor of the given size sees the belt (z = 0) at three quarters of its
+// height and kMaxHeight at one quarter. Its whole width covers kFieldOfView. Rows and columns are
+// in pixels of the full sensor.
 double Row(double z, unsigned full_height);
 double X(double column, unsigned full_width);
 

@@ -25,7 +25,7 @@ struct ShortPoint {
   std::uint16_t row;  // 1/32 pixels
 };
 
-// Pixels of the line's cross-section that reach the threshold.
+// The number of pixels of the line's cross-section that reach the threshold.
 double WidthAbove(double threshold, double peak) {
   if (threshold <= 0) threshold = 1;
   if (peak <= threshold) return peak == threshold ? 1 : 0;
@@ -67,7 +67,7 @@ void StripBuffer::Append(const Exposure& exposure) {
     const bool found = line.peak > 0 && line.peak >= settings_.threshold &&
                        std::ceil(width) >= settings_.width_min && width <= settings_.width_max &&
                        line.row >= 0 && line.row <= exposure.height - 1.0;
-    // Two bytes per point have no room for a column: every column has its own place.
+    // Points of two bytes have no room for a column, so every column has its own place.
     if (!found && settings_.bytes_per_point != 2) continue;
     ++points;
     if (settings_.bytes_per_point == 2) {

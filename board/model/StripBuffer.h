@@ -12,16 +12,16 @@ namespace board {
 // The settings of the extraction at the moment of an exposure.
 struct StripSettings {
   unsigned bytes_per_point;  // 8, 4 or 2
-  double threshold;          // least peak, grey value
+  double threshold;          // minimum peak, grey value
   unsigned width_min;        // of the line above the threshold, pixels
   unsigned width_max;
-  bool narrow_count;  // the count is in the last four bytes, else in the last eight
+  bool narrow_count;  // the count is in the last four bytes, otherwise in the last eight
 
   bool operator==(const StripSettings&) const = default;
 };
 
-// Strips packed one after another, as they go into one buffer of the strip device: for each a
-// header of 32 bytes and its points (docs/strip-format.md).
+// Strips packed one after another for one buffer of the strip device. Each strip has a header of 32
+// bytes and its points (docs/strip-format.md).
 class StripBuffer {
  public:
   bool Empty() const { return count_ == 0; }

@@ -11,11 +11,11 @@
 
 namespace tessaline_fuzz {
 
-// What this thread has allocated and not freed. Only this thread, because the fuzzer has another
-// one that allocates.
+// The blocks that this thread has allocated and not freed. Other threads are not counted, because
+// the fuzzer has one that allocates.
 class Allocations {
  public:
-  // Once per process.
+  // Call once per process.
   static void Install() {
     __sanitizer_install_malloc_and_free_hooks(
         [](const volatile void* block, std::size_t) {
@@ -39,14 +39,14 @@ class Allocations {
 
   static std::size_t Live() { return count; }
 
-  // Frees the rest, as the end of a process does.
+  // Frees the remaining blocks, as the end of a process does.
   static void End() {
     watching = false;
     for (std::size_t i = 0; i < count; ++i) free(const_cast<void*>(blocks[i]));
     count = 0;
   }
 
-  // Blocks of others.
+  // While one of these exists, allocations are not counted.
   class NotNow {
    public:
     NotNow() : before_(watching) { watching = false; }

@@ -59,7 +59,7 @@ const char* BufferStep(unsigned long call) {
   return nullptr;
 }
 
-// The steps for the buffers, in order; appends to the earlier text.
+// Adds the outcome of the buffer steps, in order, to the earlier text.
 void AddBuffers(CaptureOutcome& outcome, const Replies& replies, std::size_t first) {
   constexpr unsigned long kEach[] = {VIDIOC_QUERYBUF, Reply::kMap, VIDIOC_QBUF};
   Require(first < replies.size() && replies[first].call == VIDIOC_REQBUFS, "buffers asked for");
@@ -75,7 +75,7 @@ void AddBuffers(CaptureOutcome& outcome, const Replies& replies, std::size_t fir
   }
   const std::size_t done = replies.size() - first - 1;
   if (done == std::size_t{request.granted} * std::size(kEach)) return;
-  // Only memory for the records can have been missing.
+  // The only other reason to stop is missing memory for the records.
   Require(done == 0 && request.granted > 1'000'000, "all buffers are set up");
   outcome.text += Perror("calloc", ENOMEM);
   outcome.status = kBuffersEnd;

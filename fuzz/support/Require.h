@@ -6,11 +6,11 @@
 
 namespace tessaline_fuzz {
 
-// Ends the run with a finding. Not an assert, because the build has NDEBUG.
+// Ends the run with a finding. It is not an assert, because the build defines NDEBUG.
 inline void Require(bool holds, const char* what, const char* file = __builtin_FILE(),
                     int line = __builtin_LINE()) {
   if (holds) return;
-  // Not through the streams, which a target may have replaced.
+  // Bypasses the streams, because a target may have replaced them.
   dprintf(STDERR_FILENO, "%s:%d: does not hold: %s\n", file, line, what);
   abort();
 }

@@ -8,7 +8,7 @@
 
 namespace tessaline_fuzz {
 
-// What a walk over packed strips must find, computed byte by byte.
+// The strips that a walk must find, computed byte by byte.
 struct StripReference {
   std::vector<VeltranoSDK::StripHeader> strips;
   std::size_t bytes = 0;

@@ -47,12 +47,12 @@ using tessaline_fuzz::current;
 using tessaline_fuzz::IsDevice;
 using tessaline_fuzz::Require;
 
-// The linker's names (--wrap): "__wrap_" receives the program's calls, "__real_" is the C
-// library's function.
+// These are the linker's names (--wrap). "__wrap_" functions receive the program's calls. "__real_"
+// functions are those of the C library.
 extern "C" {
 
-// An allocation may fail, as on a small board. Freed blocks need not be remembered for long: no
-// input runs for more than some milliseconds.
+// An allocation may fail, as on a small board. Freed blocks are kept only briefly, because no input
+// runs for more than a few milliseconds.
 const char* __asan_default_options() {
   return "allocator_may_return_null=1:max_allocation_size_mb=256:quarantine_size_mb=16:"
          "detect_stack_use_after_return=1";
@@ -112,7 +112,7 @@ int __wrap_poll(pollfd* fds, nfds_t count, int timeout) {
   return ours ? current.load()->Poll(fds, count, timeout) : __real_poll(fds, count, timeout);
 }
 
-// No real chip to wait for.
+// There is no real chip to wait for.
 int __wrap_clock_nanosleep(clockid_t clock, int flags, const timespec* time, timespec* left) {
   return current != nullptr ? 0 : __real_clock_nanosleep(clock, flags, time, left);
 }

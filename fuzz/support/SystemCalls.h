@@ -10,9 +10,9 @@
 
 namespace tessaline_fuzz {
 
-// Stands in for the kernel while it lives: the linker routes the library's system calls here first.
-// Only one may exist at a time. It answers every open() of a device, and the other calls if the
-// descriptor or mapping is one of its own.
+// Replaces the kernel while it exists. The linker routes the library's system calls here first.
+// Only one may exist at a time. It answers every open() of a device. It answers other calls if the
+// descriptor or mapping is its own.
 class SystemCalls {
  public:
   static constexpr int kFirstDescriptor = 1 << 20;  // ours; no real one is this high
@@ -22,23 +22,23 @@ class SystemCalls {
   SystemCalls(const SystemCalls&) = delete;
   SystemCalls& operator=(const SystemCalls&) = delete;
 
-  // Return as the C library does: -1 or MAP_FAILED, and errno.
+  // These return what the C library returns. An error is -1 or MAP_FAILED, with errno.
   virtual int Open(const char* path) = 0;
   virtual int Close(int fd) = 0;
   virtual int Ioctl(int fd, unsigned long request, void* argument) = 0;
   virtual void* Map(std::size_t length, int fd, off_t offset) = 0;
   virtual int Unmap(void* address, std::size_t length) = 0;
   virtual ssize_t Write(int fd, const void* data, std::size_t size) = 0;
-  // A finding, for devices on which nobody should wait.
+  // By default a wait is a finding.
   virtual int Poll(pollfd* fds, nfds_t count, int timeout);
 };
 
-// Where a call of exit() goes, and its status, instead of ending the fuzzer.
+// A call of exit() jumps here, with its status, and does not end the fuzzer.
 inline jmp_buf* on_exit_to = nullptr;
 inline int exit_status = 0;
 
-// Makes the call. If it calls exit(), returns the status as a shell sees it. The stack is then left
-// as at the end of a process: nothing on it is destroyed.
+// Makes the call. If it calls exit(), returns the status as a shell sees it. In that case no object
+// on the stack is destroyed, as at the end of a process.
 template <typename Call>
 std::optional<int> ExitStatus(Call&& call) {
   jmp_buf here;

@@ -36,7 +36,7 @@ void VideoDriver::Begin(unsigned long call) {
   interrupted_.reset();
 }
 
-// The descriptor is gone even if close() is interrupted.
+// An interrupted close() has still closed the descriptor.
 bool VideoDriver::MustBeMadeAgain(unsigned long call) const {
   return errno == EINTR && call != Reply::kClose &&
          (call != VIDIOC_DQBUF || !tells_interrupted_dequeue_);
@@ -90,7 +90,8 @@ int VideoDriver::Open(const char* path) {
   if (fails) Fail();
   if (End(Reply::kOpen, fails)) return -1;
   Note({.call = Reply::kOpen, .error = fails ? errno : 0, .path = path});
-  // The offset cannot be set then, which is reported; do not check what an earlier area left.
+  // The offset then cannot be set, which is reported. Forget the offset of an earlier area, so that
+  // it is not checked.
   if (fails && std::string_view(path).ends_with("sync_offset")) sync_offset_ = 0;
   if (fails) return -1;
   open_[next_] = path;
@@ -132,7 +133,7 @@ int VideoDriver::AnswerRequest(unsigned long request, void* argument) {
   const bool fails = Fails();
   if (fails) Fail();
   const int error = errno;
-  // A failing driver may have written an answer, but not one whose call must be repeated.
+  // A failing driver may write an answer, unless the call must be repeated.
   const bool answers = !fails || (answers_.ConsumeBool() && !MustBeMadeAgain(request));
   int result = 0;
   if (answers) {
@@ -309,7 +310,7 @@ int VideoDriver::Unmap(void* address, std::size_t length) {
   return 0;
 }
 
-// The attributes of the DMA area: one number in each, the offset before the size.
+// The attributes of the DMA area take one number each. The offset comes before the size.
 ssize_t VideoDriver::Write(int fd, const void* data, std::size_t size) {
   const Allocations::NotNow ours;
   Begin(Reply::kWrite);

@@ -15,12 +15,12 @@ namespace tessaline_fuzz {
 
 // One request to the driver, and its result.
 struct Reply {
-  // Other than ioctl requests.
+  // Calls that are not ioctl requests.
   static constexpr unsigned long kOpen = 0, kMap = 1, kWrite = 2, kClose = 3;
 
   unsigned long call;
   int error = 0;       // 0: it succeeded
-  std::string path{};  // if it was an open
+  std::string path{};  // of an open
   const std::byte* map = nullptr;
   // The record as returned to the caller.
   __u32 capabilities = 0;
@@ -28,29 +28,29 @@ struct Reply {
   v4l2_buffer buffer{};
 };
 
-// Capture devices and the DMA area. The input determines their answers: sane ones, errors, and
-// whatever a broken driver might write into the record. Mapped memory is a heap block of exactly
-// the mapped length, so that the address sanitizer catches overruns. Calls that no correct
-// program makes are findings: closing what is not open, unmapping what is not mapped or with
-// another length, and making any other call before an interrupted one is repeated.
+// Capture devices and the DMA area. The input determines their answers: valid ones, errors, and
+// anything that a broken driver might write to the record. Mapped memory is a heap block of exactly
+// the mapped length, so that the address sanitizer catches overruns. Calls that no correct program
+// makes are findings: closing a descriptor that is not open, unmapping memory that is not mapped or
+// with a wrong length, or making any other call before an interrupted one is repeated.
 class VideoDriver final : public SystemCalls {
  public:
   explicit VideoDriver(FuzzedDataProvider& answers) : answers_(answers) {}
 
-  // Every munmap must have this length, whatever was mapped.
+  // Every munmap must have this length, whatever length was mapped.
   void ExpectUnmapLength(std::size_t length) { unmap_length_ = length; }
 
   // An interrupted dequeue is reported to the caller and need not be repeated.
   void TellInterruptedDequeue() { tells_interrupted_dequeue_ = true; }
 
-  // The requests since then, without close, munmap and write, whose failures nobody reports, and
-  // without calls that were repeated.
+  // Forgets the recorded requests. Replies() returns those since then. It leaves out close, munmap
+  // and write, whose failures are not reported, and interrupted calls that were repeated.
   void ForgetReplies();
   const std::vector<Reply>& Replies() const;
 
   std::size_t Descriptors() const { return open_.size(); }
   std::size_t Mappings() const { return mappings_.size(); }
-  // Whether the whole range is mapped.
+  // Returns whether the whole range is mapped.
   bool Maps(const void* address, std::size_t length) const;
 
   int Open(const char* path) override;
@@ -67,7 +67,7 @@ class VideoDriver final : public SystemCalls {
   bool Fails();
   void Begin(unsigned long call);
   bool MustBeMadeAgain(unsigned long call) const;
-  // Whether it must.
+  // Ends a call. Returns whether it must be made again.
   bool End(unsigned long call, bool failed);
   Answer NextAnswer();
   template <typename Record>

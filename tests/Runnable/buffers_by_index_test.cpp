@@ -1,4 +1,4 @@
-// Buffers that one thread dequeues and another one gives back, by their index.
+// Buffers that one thread dequeues and another thread returns by their index.
 #include <gtest/gtest.h>
 
 #include <condition_variable>
@@ -38,7 +38,7 @@ class BuffersByIndex : public BoardFixture {
   VeltranoSDK::DevFOps::V4l2Fd device;
 };
 
-// Of two buffers, one that was lost on the way would soon stop the stream.
+// There are only two buffers, so a lost buffer would soon stop the stream.
 TEST_F(BuffersByIndex, GoRoundBetweenTwoThreads) {
   constexpr unsigned kRounds = 2000;
   std::mutex mutex;

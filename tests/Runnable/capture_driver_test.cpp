@@ -1,6 +1,5 @@
-// The capture threads with drivers that grant other numbers of buffers than they are
-// asked for, or cannot capture at all, and settings that change while a thread waits
-// in its driver.
+// The capture threads with drivers that grant a different number of buffers than requested, or
+// cannot capture at all. Also settings that change while a thread waits in its driver.
 #include <gmock/gmock.h>
 
 #include <algorithm>
@@ -104,7 +103,7 @@ TEST_F(CaptureDriver, ThatGrantsFewerStripBuffersIsCapturedWithThose) {
   strip->Cancel();
 }
 
-// Set-up is over, the thread has nothing to hand out, and lives.
+// The set-up is over. The thread has no buffers to deliver, but is still running.
 TEST_F(CaptureDriver, ThatGrantsNoBuffersIsNoDevice) {
   GrantBuffers(0);
   std::atomic<int> calls{0};
@@ -158,7 +157,7 @@ struct Image {
 
 class SteadyImages : public CaptureDriver {
  protected:
-  // The first `count` images; `at` is called on the capture thread with each.
+  // Returns the first `count` images. Calls `at` with each image on the capture thread.
   std::vector<Image> Collect(std::size_t count, std::function<void(const Image&)> at) {
     FrameSource::Route(FrameSource::kImages);
     video->RegisterImageBufCallback([=, this](unsigned width, unsigned height, void* data) {
@@ -206,8 +205,7 @@ TEST_F(SteadyImages, TheOneJustAfterTheTimeSetIsDelivered) {
   EXPECT_EQ(got[2].id, 3u);
 }
 
-// The thread waits for a buffer when the mode changes: the one that comes is read in the
-// new one.
+// The thread waits for a buffer when the mode changes. It reads the next buffer in the new mode.
 TEST_F(CaptureDriver, AWriteModeSetDuringTheWaitCountsForTheBufferThatComes) {
   FrameSource::Route(FrameSource::kStrips);
   struct Strips {

@@ -1,5 +1,5 @@
-// The strip thread on the virtual board: every buffer reaches the application
-// once, in place, and goes back with its marker cleared.
+// The strip thread on the virtual board: every buffer reaches the application once, in place, and
+// is returned with its marker cleared.
 #include <errno.h>
 #include <gmock/gmock.h>
 #include <sys/mman.h>
@@ -34,7 +34,7 @@ using ::testing::StartsWith;
 
 constexpr std::size_t kBufferBytes = 1024 * 640;
 
-// What the application made of one buffer.
+// What the application received from one buffer.
 struct Received {
   unsigned strips;
   unsigned bytes;
@@ -128,7 +128,7 @@ TEST_F(StripThread, DeliversEveryStripOnceAndInOrder) {
     EXPECT_EQ(got.last_id, got.first_id + got.strips - 1);
     next = got.last_id + 1;
   }
-  // One more buffer may have been walked when the delivery ended.
+  // The thread may have walked one more buffer when the delivery ended.
   EXPECT_GE(strip->LastFrameId(), received.back().last_id);
   EXPECT_EQ(strip->StripReleaseCount(), 0u);
   EXPECT_EQ(strip->CallbackLostCount(), 0u);
@@ -152,8 +152,8 @@ TEST_F(StripThread, GivesBuffersBackWithTheMarkerCleared) {
   ReallyWait(milliseconds(200));
   {
     const std::lock_guard lock(mutex);
-    // The last but one has been given back for certain, and is the driver's until triggers
-    // go on, so nobody writes there.
+    // The last buffer but one has certainly been returned. It stays with the driver until the
+    // triggers continue, so nothing writes to it.
     std::uint64_t marker;
     memcpy(&marker, buffers.end()[-2] + kBufferBytes - 8, sizeof marker);
     EXPECT_EQ(marker, 0u);
@@ -300,7 +300,7 @@ TEST_F(StripThread, DoesNotGiveBackByIndexWhatItGivesBackItself) {
 
 TEST_F(StripThread, AFormatTheBufferIsTooSmallForIsNeverReadPastTheMapping) {
   constexpr std::size_t kPage = 4096;
-  // Maps one page of each buffer.
+  // Maps only one page of each buffer.
   class SmallBuffers final : public DevFOps::V4l2Base {
    public:
     SmallBuffers() : V4l2Base(V4L2_MEMORY_MMAP, __builtin_FILE()) {}

@@ -1,5 +1,5 @@
-// The image thread on the virtual board: images arrive in natural order with
-// their header behind them, and only those younger than the time set.
+// The image thread on the virtual board: images arrive in natural order with their header behind
+// them, and only if they are newer than the time set.
 #include <errno.h>
 #include <gmock/gmock.h>
 
@@ -31,7 +31,7 @@ using ::testing::StartsWith;
 constexpr unsigned kWidth = FrameSource::kWidth;
 constexpr unsigned kHeight = FrameSource::kHeight;
 
-// A sensor of a chosen model and region that leaves the hardware alone.
+// A sensor of a chosen model and region that does not access the hardware.
 class StillSensor final : public CmosSensor {
  public:
   explicit StillSensor(CmosSensorModel model) : CmosSensor(model, {kWidth, kHeight}) {}
@@ -111,7 +111,7 @@ class ImageThread : public BoardFixture {
 
 TEST_F(ImageThread, TellsThatItIsReady) {
   StartThread();
-  // The driver refuses the change to the region of interest while it streams.
+  // The driver rejects a change of the region of interest while it streams.
   EXPECT_THAT(
       log.Take(),
       ElementsAre("INFO Runnable/CaptureVideoStream.cpp: initialize v4l2 succeffully",
@@ -135,8 +135,8 @@ TEST_F(ImageThread, DeliversImagesInOrder) {
 }
 
 TEST_F(ImageThread, RestoresThePixelOrder) {
-  // The sensor sees noise without a laser, but the row of the line with one: a
-  // smooth image. Neighbours are alike only when the blocks are in order.
+  // Without a laser the sensor sees noise. With a laser it sees the row of the line, which is a
+  // smooth image. Neighbouring pixels are similar only if the blocks are in order.
   for (const char* line : {"907", "934"}) {
     const std::string base = std::string("/sys/class/gpio/gpio") + line;
     for (const auto& [path, text] : std::initializer_list<std::pair<std::string, std::string>>{
@@ -188,7 +188,7 @@ TEST_F(ImageThread, DropsImagesUpToTheTimeSet) {
   video->SetMinTimeStamp(now);
   ASSERT_TRUE(Eventually([this] { return Images() >= 5; }));
   video->Cancel();
-  // Those in flight when the time was set may still have been delivered.
+  // Images on their way when the time was set may still have been delivered.
   const auto late = std::count_if(received.begin(), received.end(),
                                   [&](const Received& got) { return got.time_stamp > now; });
   EXPECT_GE(late, 1);
@@ -255,7 +255,7 @@ TEST_F(ImageThread, CountsTheImageOfAThreadThatIsBeingEndedAsSuppressed) {
   EXPECT_EQ(Images(), 0u);
 }
 
-// They are the process's, not the thread's.
+// The counts belong to the process, not to the thread.
 TEST_F(ImageThread, KeepsItsCountsFromStartToStart) {
   Collect();
   StartThread();

@@ -1,4 +1,4 @@
-// What is left out of a sequence of frame ids.
+// The ids that are missing in a sequence of frame ids.
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -74,7 +74,7 @@ TEST(FrameIds, ToldInRunsCountAsThoseToldOneByOne) {
   FrameIds singles;
   std::uint64_t next = 1;
   for (int round = 0; round < 5000; ++round) {
-    // Mostly the ids go on; or they leave some out, come again, or begin anew.
+    // Most ids follow on. Others skip some ids, repeat ids or start again.
     const std::uint64_t first = random() % 3 != 0 ? next : next - 6 + random() % 12;
     const std::uint64_t count = random() % 7;
     runs.FollowRun(first, count);

@@ -1,5 +1,5 @@
-// The in-place reorder of an image against the plain way of doing it: gather into
-// a zeroed work area, copy the result back.
+// Compares the in-place reorder of an image with the plain way, which gathers the image in a zeroed
+// work area and copies it back.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -54,7 +54,7 @@ void ExpectTheSame(const Size& size, unsigned seed, ReorderScratch& scratch) {
   Bytes expected = buffer;
   ReorderThePlainWay(expected, size.Frame());
   ASSERT_TRUE(ReorderImage(buffer.data(), buffer.size(), size.Frame(), scratch));
-  // Not one comparison of vectors: a failure would print megabytes.
+  // Does not compare the vectors as a whole, because a failure would print megabytes.
   const auto [got, wanted] = std::mismatch(buffer.begin(), buffer.end(), expected.begin());
   EXPECT_TRUE(got == buffer.end()) << "first difference at byte " << got - buffer.begin();
 }
@@ -103,8 +103,8 @@ TEST(ImageReorder, AgreesForAnySizeWithOneScratch) {
   }
 }
 
-// Every region of every small frame, and of frames of some chunks whose planes lie
-// at every distance from the chunks' borders.
+// Every region of every small frame. Also frames of several chunks whose planes start at every
+// distance from the chunk borders.
 struct Frames {
   std::size_t first, last;  // pixels
   std::size_t smallest_region_of_last;
@@ -118,7 +118,7 @@ TEST_P(EveryRegion, DoesWhatThePlainWayDoes) {
   ReorderScratch scratch;
   Bytes buffer, expected;
   for (std::size_t full = first; full <= last; ++full) {
-    // Some regions larger than the frame as well, as far as the buffer goes.
+    // Some regions are larger than the frame, up to the end of the buffer.
     for (std::size_t region = smallest; region <= full + 64; ++region) {
       const ImageFrame frame{full, region};
       buffer.assign(noise.begin(), noise.begin() + full + 256);
@@ -184,9 +184,10 @@ TEST_P(ImageReorderMisfit, IsRefusedAndLeavesTheBufferAlone) {
 
 INSTANTIATE_TEST_SUITE_P(Misfits, ImageReorderMisfit,
                          testing::Values(Misfit{0, {0, 0}}, Misfit{31, {0, 0}},
-                                         Misfit{4096 + 31, {4096, 4096}},  // header cut off
+                                         Misfit{4096 + 31, {4096, 4096}},  // the header is cut off
                                          Misfit{4096 + 64, {4096, 4160}},  // more than the frame
-                                         Misfit{4096, {1u << 20, 64}},     // planes too far apart
+                                         Misfit{4096,
+                                                {1u << 20, 64}},  // the planes are too far apart
                                          Misfit{4096, {4096, ~0ull}}, Misfit{4096, {~0ull, 64}},
                                          Misfit{4096, {~0ull, ~0ull}}));
 

@@ -1,4 +1,4 @@
-// What the library asks its own logger before it formats for nobody.
+// The check whether a log level has any receiver. The library makes it before it formats a line.
 #include <gtest/gtest.h>
 
 #include "log/Log.h"

@@ -1,5 +1,5 @@
-// The interrupt notifiers on the virtual board's UIO devices, which mask an
-// interrupt when it fires as the kernel does: one that is forgotten is the last.
+// The interrupt notifiers on the virtual board's UIO devices. Like the kernel, they mask an
+// interrupt when it fires, so no more interrupts come if a notifier does not unmask it.
 #include <errno.h>
 #include <gtest/gtest.h>
 
@@ -37,7 +37,7 @@ class Notifier : public BoardFixture {
 
   static FpgaLogic& Fpga() { return *DeviceManagerHolder::Instance()->fpga_logic_; }
 
-  // As the exported functions switch a notifier.
+  // Switches a notifier as the exported functions do.
   template <typename Kind>
   static std::shared_ptr<Kind> SwitchOn() {
     auto notifier = std::make_shared<Kind>();
@@ -152,7 +152,7 @@ TEST_F(Notifier, AnInterruptInTheMomentOfSwitchingOffIsNotTheLast) {
   std::atomic<int> arrived{0};
   DAArrivedNotifier::RegisterDAArrivedCallback([&] { ++arrived; });
   auto notifier = SwitchOn<DAArrivedNotifier>();
-  notifier->Cancel();  // switched off, but still there
+  notifier->Cancel();  // switched off, but still running
   tessaline_board_da_arrived();
   notifier.reset();
   EXPECT_EQ(arrived, 0);

@@ -1,5 +1,5 @@
-// The life of a worker: start, passes, hooks, the two ways to end it, and what is
-// promised about callbacks when it was cancelled.
+// The life of a worker: start, passes, hooks, the two ways to end it, and the guarantees about
+// callbacks after a cancellation.
 #include "Runnable/Runnable.h"
 
 #include <gmock/gmock.h>
@@ -25,8 +25,8 @@ using ::testing::ElementsAre;
 using VeltranoSDK::Utility::CallbackSlot;
 using VeltranoSDK::Utility::Runnable;
 
-// Each pass takes a byte from a pipe and delivers it. The object owns the reading
-// end, so a leaked object is a leaked descriptor.
+// Each pass takes a byte from a pipe and delivers it. The object owns the reading end, so a leaked
+// object leaks a descriptor.
 class PipeReader final : public Runnable {
  public:
   PipeReader() {
@@ -88,7 +88,7 @@ TEST_F(RunnableTest, StopLetsThePassEndAndTearsDown) {
   EXPECT_TRUE(reader->Start());
   EXPECT_TRUE(reader->IsRunning());
   ASSERT_TRUE(Eventually([&] { return reader->set_up && reader->IsAlive(); }));
-  // The pass in progress blocks until the pipe gives something.
+  // The pass in progress blocks until the pipe has data.
   std::thread feeder([&] {
     ReallyWait(milliseconds(50));
     reader->Feed();
@@ -367,8 +367,8 @@ TEST_F(RunnableTest, BlocksTheInterruptSignalInTheWorker) {
   reader->Cancel();
 }
 
-// The handler may hit any application thread at any place, also one that is inside
-// Cancel or WaitUntilGone itself.
+// The handler may interrupt any application thread at any place, including a thread inside Cancel
+// or WaitUntilGone.
 TEST_F(RunnableTest, CanBeCancelledFromTheInterruptHandler) {
   static std::shared_ptr<PipeReader> target;
   static std::atomic<int> handled{0};

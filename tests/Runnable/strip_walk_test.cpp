@@ -1,5 +1,5 @@
-// The walk over a buffer of packed strips, which is input from hardware: whole
-// strips are counted exactly, and nothing beyond the buffer is believed.
+// The walk over a buffer of packed strips, which is input from hardware. It must count complete
+// strips exactly and must not trust values that point beyond the buffer.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -16,7 +16,7 @@ using VeltranoSDK::StripHeader;
 using VeltranoSDK::StripWalk;
 using VeltranoSDK::WalkStrips;
 
-// Exactly as large as its content: the address sanitizer sees a byte too many.
+// Has exactly the size of its content, so that the address sanitizer finds any access beyond it.
 class Buffer {
  public:
   void Append(const StripHeader& strip, std::size_t points_bytes) {
@@ -109,7 +109,7 @@ TEST_P(PointCountBeyondTheBuffer, EndsTheWalk) {
   EXPECT_FALSE(walk.complete);
 }
 
-// Among them counts whose length in bytes wraps around to something that fits.
+// Some of these counts have a length in bytes that wraps around to a value that fits.
 INSTANTIATE_TEST_SUITE_P(Counts, PointCountBeyondTheBuffer,
                          testing::Values(5, 1u << 20, 0x2000000000000000ull, 0x2000000000000004ull,
                                          0xFFFFFFFFFFFFFFFFull, 0x1FFFFFFFFFFFFFFCull));
@@ -134,7 +134,7 @@ TEST(StripWalk, AgreesWithABufferItMadeItself) {
   for (int round = 0; round < 2000; ++round) {
     const std::uint32_t bytes_per_point = std::array{2, 4, 8}[random() % 3];
     const std::uint32_t strips = random() % 20;
-    const std::uint32_t broken = random() % 25;  // which strip lies, if there is one
+    const std::uint32_t broken = random() % 25;  // the strip with a wrong count, if it exists
     Buffer buffer;
     std::size_t whole_bytes = 0;
     for (std::uint32_t i = 0; i < strips; ++i) {

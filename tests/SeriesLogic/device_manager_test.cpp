@@ -1,4 +1,4 @@
-// The device objects of every product, and the holders of what exists once.
+// The device objects of every product, and the holders of singletons.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -133,12 +133,12 @@ TEST_P(DevicesOf, AreAllInTheManagerAfterInit) {
 INSTANTIATE_TEST_SUITE_P(DeviceManager, DevicesOf, ::testing::ValuesIn(kProducts),
                          [](const auto& row) { return std::string(row.param.model); });
 
-// The board of every family, as its devices meet it.
+// The board of every family, as its devices use it.
 struct Wiring {
   std::string_view family;
   unsigned int fpga_series;
   const char* sensor_bus;
-  const char* laser_bus;           // of potentiometer and DA converter
+  const char* laser_bus;           // bus of the potentiometer and the DA converter
   std::vector<std::string> lines;  // laser 1, laser 2, red, green, blue, laser LED
 };
 
@@ -163,7 +163,7 @@ class WiringOf : public DevicesOf {
     });
   }
 
-  // The devices that a call speaks to, without the sleeps between.
+  // The devices that a call uses, without the sleeps in between.
   template <typename Call>
   static std::vector<std::string> EventsOf(Call call) {
     tessaline_board_transcript_clear();
@@ -173,7 +173,7 @@ class WiringOf : public DevicesOf {
     return events;
   }
 
-  // The level each line is given, one after the other.
+  // The level of each line, in the order of the writes.
   template <typename Call>
   static std::vector<std::string> LevelsOf(Call call) {
     auto events = EventsOf(call);
@@ -239,7 +239,7 @@ TEST(DeviceManager, WithoutASeriesBuildsNothing) {
 
 std::atomic<int> made = 0;
 
-// Takes its time, so that everybody comes while the first is being made.
+// Its constructor is slow, so that all threads arrive while the first object is being made.
 struct Slow {
   Slow() {
     tessaline_test::ReallyWait(std::chrono::milliseconds(50));

@@ -1,4 +1,4 @@
-// What the exported functions ask of the series logic and tell it.
+// What the exported functions take from the series logic and pass to it.
 #include <errno.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -38,7 +38,7 @@ using ::testing::StartsWith;
 
 std::shared_ptr<SeriesLogic> Series() { return SeriesLogicFactory::GetSeriesLogicInstance(); }
 
-// A series logic that says what it was notified of, and when.
+// A series logic that records its notifications and when they came.
 class K3610 : public BoardFixture {
  protected:
   K3610() : BoardFixture("K3610") {}
@@ -103,7 +103,7 @@ TEST_F(K3610, CollectModesAreNotifiedOnceAccepted) {
   EXPECT_THAT(notified_, IsEmpty());
 }
 
-// So that an access fails once and the next is a good one again.
+// Makes one access fail. The next one succeeds again.
 void FailAccess(unsigned int index) {
   tessaline_board_clear_faults();
   tessaline_board_fault("fpga", "mmap", index, 1, ENOMEM);
@@ -156,7 +156,7 @@ TEST_F(K3610, ResetFrameIdForgetsTheLastFrame) {
 
 std::atomic<unsigned> bytes_of_points = 0;
 
-// One strip per buffer: bytes per point from the header's point count.
+// There is one strip per buffer. Computes the bytes per point from the header's point count.
 void OnStrips(unsigned int count, unsigned int bytes, void* data) {
   std::uint64_t points = 0;
   memcpy(&points, static_cast<char*>(data) + 24, sizeof points);
@@ -182,8 +182,8 @@ TEST_F(K3610, WriteStrategyOneMakesPointsFourBytes) {
 
 struct Answers {
   const char* model;
-  bool strip_thread_counts;             // lost callbacks; otherwise the FPGA does
-  std::uint32_t threshold;              // that the FPGA gets for 101
+  bool strip_thread_counts;             // the thread counts lost callbacks; otherwise the FPGA does
+  std::uint32_t threshold;              // the FPGA's value for 101
   std::array<unsigned, 3> point_bytes;  // plain, with brightness, continuous
 };
 

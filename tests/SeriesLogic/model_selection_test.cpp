@@ -1,5 +1,5 @@
-// Which series logic a model code selects. Every case is a process of its own:
-// the first selection is final.
+// Which series logic a model code selects. Every case runs in its own process, because the first
+// selection is final.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

@@ -1,6 +1,5 @@
-// What every series adds to the common programming: the calls of its devices, told
-// once in a table, and for each moment all that crosses the system-call surface, to
-// the access and in order, against those calls made by hand.
+// What every series adds to the common programming. A table lists the calls of its devices. For
+// each moment, the test compares every access, in order, with the same calls made by hand.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -122,7 +121,7 @@ const Addition kAdditions[]{
 
 // --- A board to compare on -----------------------------------------------------------------
 
-// What the callbacks of the series look at.
+// The state that the callbacks of the series check.
 struct Situation {
   CollectMode collect_mode;
   unsigned int hdr;
@@ -159,19 +158,20 @@ class AdditionsOf : public BoardFixture, public ::testing::WithParamInterface<co
     }
   }
 
-  // The board after another power-up, with devices to match.
+  // Powers up the board again, with matching devices.
   static void PowerUp() {
     ASSERT_EQ(tessaline_board_select(GetParam()), 0);
     ASSERT_TRUE(DeviceManagerHolder::Instance()->Init());
   }
 
-  // Everything some calls do to a board on which nothing has been done before.
+  // Returns all accesses that some calls make on a new board.
   static Lines EventsOf(const Situation& situation, const std::function<void()>& calls) {
     PowerUp();
     TheFpga().SetCollectMode(situation.collect_mode);
     Set(fpga::kReg.HDR_CTRL, situation.hdr);
     Set(fpga::kReg.STRIP_DATA_MODE, situation.strip_data_mode);
-    // So that it shows who clears what. All ones would be a failed read.
+    // Registers start with these values, so that the test sees which call clears which. All ones
+    // would look like a failed read.
     for (const fpga::Register& reg :
          {fpga::kReg.BASE_THRESHOLD, fpga::kReg.OB_OFFSET, fpga::kReg.BRI_THRES,
           fpga::kReg.ENHANCE_CTRL, fpga::kReg.MEDIAN_CTRL, fpga::kReg.EROSION_CTRL,
@@ -208,7 +208,7 @@ TEST_P(AdditionsOf, EveryNotificationMakesTheCallsOfTheTable) {
   }
 }
 
-// The sensors of series 22 are told how the board reads them, which is seen later.
+// The sensors of series 22 receive the number of channels, whose effect is visible later.
 class ChannelsOf : public AdditionsOf {};
 
 INSTANTIATE_TEST_SUITE_P(Series, ChannelsOf,
@@ -273,8 +273,8 @@ TEST_P(AdditionsOf, StripDataModesAreWrittenAndThenTheSeriesHasItsSay) {
 
 // --- Start-up ------------------------------------------------------------------------------
 
-// Writes to FPGA and sensor; how often a sensor is asked whether it is ready, and all
-// that the capture threads do beside, is left out.
+// Writes to the FPGA and the sensor. Leaves out polls of a sensor's status and everything that the
+// capture threads do.
 Lines Programming(Lines::const_iterator first, Lines::const_iterator last) {
   Lines writes;
   std::copy_if(first, last, std::back_inserter(writes), [](const std::string& event) {
@@ -301,8 +301,8 @@ void ConfigureTrigger() {
   TheFpga().SetGlobalControl(kOff);
 }
 
-// What the self-test of series 22 does after its first trigger depends on the images
-// that come; the rest of it is no matter of start-up.
+// After its first trigger, the self-test of series 22 depends on the images that arrive. The rest
+// of it is not part of start-up.
 TEST_P(AdditionsOf, StartUpIsTheCommonStepsWithTheSeriesInBetween) {
   PowerUp();
   tessaline_board_transcript_clear();
@@ -331,7 +331,7 @@ TEST_P(AdditionsOf, StartUpIsTheCommonStepsWithTheSeriesInBetween) {
 
   Lines after = Programming(both_stream, events.end());
   if (Is(k22)) {
-    // Until its first trigger the self-test is the same with images as without.
+    // Until its first trigger the self-test is the same with and without images.
     constexpr std::size_t kUntilTheTrigger = 3;
     ASSERT_GE(after.size(), kUntilTheTrigger);
     after.resize(kUntilTheTrigger);
@@ -342,7 +342,7 @@ TEST_P(AdditionsOf, StartUpIsTheCommonStepsWithTheSeriesInBetween) {
 
 // --- Without devices -----------------------------------------------------------------------
 
-// Who tells what is missing, at all six moments one after the other.
+// What is logged about missing devices, at all six moments in turn.
 struct Missing {
   const Models& models;
   Lines without_sensor;

@@ -59,7 +59,7 @@ TEST(Notifications, RaiseAtAnEmptyCallbackAndCanBeUsedAfterwards) {
 
   EXPECT_THROW(series.Notify(kStartupFinished), std::bad_function_call);
   EXPECT_THAT(calls, ElementsAre("before"));
-  // The lock was let go: otherwise these would wait for ever.
+  // The lock must be free, otherwise these calls would wait for ever.
   series.RegisterNotificationCallback(kTriggerConfigured, [&] { calls.emplace_back("later"); });
   series.Notify(kTriggerConfigured);
   EXPECT_THAT(calls, ElementsAre("before", "later"));
@@ -78,7 +78,7 @@ struct Series {
   const char* name;
   std::shared_ptr<SeriesLogic> (*make)();
   bool zynq_mp;
-  const char* laser_bus;  // of DA chip and potentiometer
+  const char* laser_bus;  // bus of the DA chip and the potentiometer
   const char* sensor_bus;
   std::vector<std::string> gpio_lines;
   float threshold_coefficient;

@@ -17,8 +17,8 @@ class Allocation : public BoardFixture {
  protected:
   Allocation() : BoardFixture("K3610") {}
 
-  // Heap allocations of the library while so many frames were handed over, after
-  // as many to warm up.
+  // Counts the library's heap allocations while it delivers `wanted` frames, after as many frames
+  // of warm-up.
   static std::uint64_t During(std::uint64_t wanted) {
     EXPECT_TRUE(Eventually([=] { return frames >= wanted; }));
     const std::uint64_t before = LibraryAllocations();
@@ -48,7 +48,7 @@ TEST_P(NoneInTheSteadyState, OfTheCaptureThreads) {
 
 INSTANTIATE_TEST_SUITE_P(CollectModes, NoneInTheSteadyState, ::testing::Values(0u, 1u));
 
-// The thread that is interrupted may be in the heap itself.
+// The interrupted thread may be inside the heap itself.
 class NoneAtTheEnd : public ::testing::TestWithParam<const char*> {};
 
 TEST_P(NoneAtTheEnd, OfTheSigintHandlerNorOfSwitchingTheLaserOff) {

@@ -1,5 +1,5 @@
-// Every exported function of the device, called before there is a device: one
-// ERROR that names it, its failure value, and nothing else.
+// Calls every exported device function before there is a device. Each must log one ERROR that names
+// it, return its failure value, and do nothing else.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -181,7 +181,7 @@ const Call kWithoutDevice[] = {
 
 std::vector<std::string> traces;
 
-// Every entry of an exported function, "LEVEL text".
+// Keeps every log line of an exported function as "LEVEL text".
 void KeepTrace(log_Event* ev) {
   if (ev->level >= TESSALINE_LOG_ERROR || !std::string(ev->file).starts_with("VeltranoApi")) return;
   char text[128];
@@ -206,7 +206,7 @@ INSTANTIATE_TEST_SUITE_P(Done, Traced, ::testing::ValuesIn(kWithoutDevice),
 INSTANTIATE_TEST_SUITE_P(Api, BeforeStartup, ::testing::ValuesIn(kCalls),
                          [](const auto& row) { return std::string(row.param.name); });
 
-// A selected model alone builds no device.
+// Selecting a model does not create a device.
 TEST(BeforeStartup, IsStillAnErrorOnceAModelIsSelected) {
   GetLibVersion("K3610");
   const LoggedErrors errors;
@@ -238,7 +238,7 @@ TEST(BeforeStartup, NullCoefficientsAreAnError) {
   EXPECT_THAT(errors.lines(), ElementsAre(MatchesRegex("VeltranoApi.*: SetStripRebuildValue: .+")));
 }
 
-// The two tables are all of the exported device functions.
+// The two tables list all exported device functions.
 TEST(BeforeStartup, EveryExportedFunctionIsCovered) {
   std::set<std::string> covered;
   for (const Call& call : kCalls) covered.insert(call.name);
@@ -248,7 +248,7 @@ TEST(BeforeStartup, EveryExportedFunctionIsCovered) {
   ASSERT_TRUE(list.is_open());
   std::vector<std::string> missing;
   for (std::string name; std::getline(list, name);) {
-    // The device's functions are those in upper camel case that are not the EEPROM's.
+    // Device functions have names in upper camel case and are not EEPROM functions.
     const bool device = isupper(static_cast<unsigned char>(name[0])) != 0 &&
                         name != "TESSALINE_1" && !name.starts_with("Config");
     if (device && !covered.contains(name)) missing.push_back(name);

@@ -1,4 +1,4 @@
-// What the library says became of the frames, against what was done to them.
+// Compares the library's frame counts with what happened to the frames.
 #include <errno.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -63,20 +63,20 @@ class CaptureStatistics : public tessaline_test::StartedBoard {
                          wanted ? reinterpret_cast<tessaline_event_handler>(OnFrame) : nullptr);
   }
 
-  // The modes count the other way round.
+  // The modes have the opposite numbers.
   static void Collect(unsigned stream) {
     ASSERT_EQ(SetCollectMode(stream == TESSALINE_STREAM_IMAGES ? 1 : 0), 0);
     ASSERT_EQ(SetGlobalControl(1), 0);
   }
 
-  // Exposes one frame and waits until the FPGA has sent it, or lost it.
+  // Exposes one frame and waits until the FPGA has sent or lost it.
   static void Expose(unsigned stream) {
     const std::uint64_t before = Board(stream).frames;
     ASSERT_EQ(TricontrolSWTrigger(), 0);
     ASSERT_TRUE(Eventually([=] { return Board(stream).frames > before; }));
   }
 
-  // The same, until the library is done with it.
+  // Does the same, and waits until the library has finished with each frame.
   static void Capture(unsigned stream, unsigned frames) {
     for (unsigned i = 0; i < frames; ++i) {
       const std::uint64_t before = Counted(stream).dequeued;
@@ -109,7 +109,7 @@ INSTANTIATE_TEST_SUITE_P(Api, OfBothStreams,
                          ::testing::Values(TESSALINE_STREAM_IMAGES, TESSALINE_STREAM_STRIPS),
                          [](const auto& row) { return row.param == 0 ? "Images" : "Strips"; });
 
-// --- The fates of a frame
+// --- Outcomes of a frame
 
 TEST_P(OfBothStreams, CountWhatAHandlerGot) {
   Capture(stream(), 3);
@@ -153,7 +153,7 @@ TEST_F(CaptureStatistics, CountImagesFromBeforeTheStopAsSuppressed) {
   EXPECT_EQ(s.id_gaps, 0u);
 }
 
-// A handler that is not registered does not matter to a frame nobody may have.
+// A missing handler makes no difference to an image that would be suppressed anyway.
 TEST_F(CaptureStatistics, CountSuppressedImagesAsSuchWithoutAHandlerToo) {
   Collect(TESSALINE_STREAM_IMAGES);
   handling = WaitInside;
@@ -168,7 +168,7 @@ TEST_F(CaptureStatistics, CountSuppressedImagesAsSuchWithoutAHandlerToo) {
   EXPECT_EQ(Counted(TESSALINE_STREAM_IMAGES).released, 0u);
 }
 
-// A damaged frame still reaches the handler, as far as it is whole; its id is missing.
+// The intact part of a damaged frame still reaches the handler. Its id is missing.
 TEST_P(OfBothStreams, CountDamagedFrames) {
   tessaline_board_frame_fault(static_cast<int>(stream()), TESSALINE_BOARD_FRAME_CORRUPT, 1, 1);
   Capture(stream(), 3);
@@ -191,12 +191,12 @@ TEST_P(OfBothStreams, CountDamagedFramesAsSuchWithoutAHandlerToo) {
   EXPECT_EQ(Counted(stream()).released, 0u);
 }
 
-// --- What never arrives
+// --- Frames that do not arrive
 
 TEST_P(OfBothStreams, CountFailuresOfTheDevice) {
   tessaline_board_fault(stream() == TESSALINE_STREAM_IMAGES ? "video0" : "video1", "VIDIOC_DQBUF",
                         0, 3, EIO);
-  Expose(stream());  // the call that waits for it may be one of before the fault
+  Expose(stream());  // the call that waits for this frame may have started before the fault
   ASSERT_TRUE(Eventually([] { return Counted(stream()).dequeued == 1; }));
   ASSERT_TRUE(Eventually([] { return Counted(stream()).dequeue_errors == 3; }));
   Capture(stream(), 1);
@@ -223,7 +223,7 @@ TEST_P(OfBothStreams, CountFramesThatGotLostOnTheWay) {
   EXPECT_EQ(s.ids_missing, 4u);
 }
 
-// More frames than a slow handler leaves buffers for: those the board knows it lost.
+// There are more frames than the slow handler leaves buffers for. The board counts the lost frames.
 TEST_P(OfBothStreams, AgreeWithTheBoardAboutWhatASlowHandlerCosts) {
   handling = [] { ReallyWait(milliseconds(10)); };
   ASSERT_EQ(SetTriSpacing(1000), 0);
@@ -235,7 +235,7 @@ TEST_P(OfBothStreams, AgreeWithTheBoardAboutWhatASlowHandlerCosts) {
   const auto all_taken = [] { return Counted(stream()).dequeued == Board(stream()).buffers; };
   ASSERT_TRUE(Eventually(all_taken));
   ASSERT_EQ(SetGlobalControl(1), 0);
-  Capture(stream(), 3);  // what was lost last shows with what comes next
+  Capture(stream(), 3);  // the last losses only show with the next frame
   ASSERT_TRUE(Eventually(all_taken));
   const Statistics s = Counted(stream());
   EXPECT_EQ(s.ids_seen, Board(stream()).delivered);
@@ -262,7 +262,7 @@ TEST_F(CaptureStatistics, TakeAChangeOfTheStreamOrOfTheIdsForNoLoss) {
   }
 }
 
-// The FPGA can be told by hand to count anew.
+// A register write can make the FPGA restart its count.
 TEST_F(CaptureStatistics, FollowIdsThatBeginAnewUnannounced) {
   Collect(TESSALINE_STREAM_STRIPS);
   Capture(TESSALINE_STREAM_STRIPS, 3);
@@ -361,7 +361,7 @@ TEST_P(OfBothStreams, CanBeAskedAndResetByTheHandler) {
   EXPECT_EQ(Counted(stream()).dequeued, 1u);
 }
 
-// Frames of every fate as fast as they come, while others look on and reset.
+// Frames with every result arrive at full speed, while other threads read and reset the counts.
 TEST_P(OfBothStreams, AddUpInEverySnapshot) {
   constexpr std::uint64_t kFramesEach = 150;
   std::atomic<bool> done{false};
@@ -387,7 +387,7 @@ TEST_P(OfBothStreams, AddUpInEverySnapshot) {
       EXPECT_EQ(TessalineResetCaptureStatistics(stream()), 0);
     }
   });
-  // Every fourth frame damaged, every second part of the run without a handler.
+  // Every fourth frame is damaged, and every second part of the run has no handler.
   tessaline_board_set_pace(TESSALINE_BOARD_FREE_RUN);
   ASSERT_EQ(SetTriMode(0), 0);
   for (unsigned part = 0; part < 4; ++part) {
@@ -405,7 +405,7 @@ TEST_P(OfBothStreams, AddUpInEverySnapshot) {
   for (std::thread& other : others) other.join();
 }
 
-// --- Refusals
+// --- Rejected calls
 
 TEST_F(CaptureStatistics, AreRefusedForNoStreamAndNoPlace) {
   Statistics statistics{};

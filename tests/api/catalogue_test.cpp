@@ -1,4 +1,4 @@
-// Functions that do more than hand on a number.
+// Functions that do more than pass on a number.
 #include <errno.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -29,7 +29,7 @@ namespace fpga = VeltranoSDK::fpga;
 
 class Catalogue : public StartedBoard {
  protected:
-  // A sensor register and the high byte behind it.
+  // A sensor register and the high byte that follows it.
   static int ChipWord(unsigned address) {
     return tessaline_board_chip_get("sensor", address) |
            tessaline_board_chip_get("sensor", address + 1) << 8;
@@ -70,12 +70,12 @@ TEST_F(Catalogue, GlobalControlOfAnotherValueIsOnlyHandedOn) {
   EXPECT_EQ(SetGlobalControl(2), 0);
   EXPECT_THAT(Accesses(),
               ElementsAre(Read(fpga::kReg.TRIGGER_CTRL, 3), Wrote(fpga::kReg.TRIGGER_CTRL, 3)));
-  // It is no start either: nothing is waited for at the stop.
+  // It does not count as a start, so the stop does not wait.
   EXPECT_EQ(SetGlobalControl(0), 0);
   EXPECT_THAT(Steps(), Not(Contains(Slept(1'000'000))));
 }
 
-// The second image is older than the stop; a master takes it all the same.
+// The second image is older than the stop, but a master delivers it.
 TEST_F(Catalogue, AMasterDeliversImagesFromBeforeTheStop) {
   EXPECT_EQ(SetMasterState(2), 0);
   EXPECT_THAT(Writes(), ElementsAre(Wrote(fpga::kReg.MASTER_CTRL, 0)));
@@ -93,7 +93,7 @@ TEST_F(Catalogue, AFormerMasterDropsThemAgain) {
 
 // --- Strips ------------------------------------------------------------------------------
 
-// What a reconstruction coefficient's register keeps: of a number below 0 one bit more.
+// The bits that a reconstruction coefficient's register keeps. A negative number has one more.
 struct Coefficients {
   std::size_t count;
   std::uint32_t below_zero;
@@ -131,7 +131,7 @@ TEST_F(Catalogue, CoefficientsAreCutToTheirRegistersAndHandedBack) {
   }
 }
 
-// The driver has it already, or never had it: it is not asked.
+// The driver already has the buffer, or the buffer does not exist. The driver gets no request.
 TEST_F(Catalogue, ABufferNobodyTookCannotBeReturned) {
   for (const unsigned int index : {0u, 17u, 18u, 1000u}) EXPECT_EQ(QV4l2Buf(index), -1) << index;
   EXPECT_EQ(Errors().size(), 4u);
@@ -146,7 +146,7 @@ TEST_F(Catalogue, AnExposureThatDoesNotExistIsAnError) {
                                     "exposure slot 5, slots are 0 to 4"));
 }
 
-// A line takes 2.936027 microseconds in the reduced mode.
+// In the reduced mode a line takes 2.936027 microseconds.
 TEST_F(Catalogue, ExposuresLastWholeLinesOfTheDriveMode) {
   EXPECT_EQ(SetDriveMode(0x11), 0);
   EXPECT_EQ(SetExposureTime(2, 1000), 0);
@@ -243,7 +243,7 @@ TEST_F(Catalogue, ALaserThatCannotBeSwitchedIsAFailure) {
   EXPECT_EQ(LedControl(1), -1);
 }
 
-// Without light there is nothing to wait for.
+// Without light there is no reason to wait.
 TEST_F(Catalogue, ALaserThatStaysDarkIsNotWaitedFor) {
   for (const unsigned int line_files : {0u, 3u}) {  // the first line fails, or the second
     tessaline_board_clear_faults();
@@ -283,7 +283,7 @@ TEST_F(Catalogue, ProcessorTemperatureIsInDegrees) {
 
 // --- Traces ------------------------------------------------------------------------------
 
-std::vector<std::string> capture_calls;  // by other threads than the two at work
+std::vector<std::string> capture_calls;  // by threads other than the two capture threads
 void Remember(log_Event* ev) {
   char text[128];
   vsnprintf(text, sizeof text, ev->fmt, ev->ap);
@@ -305,7 +305,7 @@ class TracedCatalogue : public Catalogue {
   }
 };
 
-// What is the strip thread's concern too goes there first.
+// Calls that concern the strip thread too go to it first.
 TEST_F(TracedCatalogue, AStopGivesBothThreadsItsTime) {
   SetGlobalControl(1);
   EXPECT_THAT(capture_calls, IsEmpty());

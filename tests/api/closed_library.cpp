@@ -1,5 +1,5 @@
-// An application that loads the library, starts the device, and unloads it again: threads and
-// signal handler run on. The library's path is the argument.
+// An application that loads the library, starts the device and unloads the library again. Threads
+// and signal handler continue to run. The argument is the library's path.
 #include <dlfcn.h>
 #include <signal.h>
 #include <time.h>

@@ -1,5 +1,5 @@
-// SIGINT in the processes that there are: with other threads, a full pipe, locks taken, an
-// end of their own, children. Each case interrupts a process of its own.
+// SIGINT in all kinds of processes: with other threads, a full pipe, held locks, their own way to
+// end, or children. Each case interrupts its own process.
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -63,7 +63,7 @@ void InterruptLater(pthread_t thread) {
   }).detach();
 }
 
-// The thread has not finished when the process ends, and gets an interrupt of its own.
+// The thread has not finished when the process ends, and gets its own interrupt.
 TEST_F(CtrlC, LeavesAThreadAloneThatTheEndJoins) {
   const Outcome outcome = InAChild([] {
     static std::atomic<bool> over{false};
@@ -104,7 +104,7 @@ TEST_F(CtrlC, ToSeveralThreadsAtOnceEndsTheProcessOnce) {
   for (int round = 0; round < 20; ++round) {
     const Outcome outcome = InAChild([] {
       StartUp();
-      // None is interrupted in the middle of its start, where it may hold the heap.
+      // No thread may be interrupted while it starts, because it may hold the heap's lock then.
       static std::atomic<int> idle_threads{0};
       const auto idle = [] {
         ++idle_threads;
@@ -128,13 +128,13 @@ TEST_F(CtrlC, ToSeveralThreadsAtOnceEndsTheProcessOnce) {
   }
 }
 
-// What the interrupted thread holds never becomes free again.
+// A lock that the interrupted thread holds never becomes free again.
 TEST_F(CtrlC, IsTheEndInTwoSecondsWhateverTheEndWaitsFor) {
   const Outcome outcome = InAChild([] {
     static std::mutex of_application;
     StartUp();
     atexit([] { const std::lock_guard lock(of_application); });
-    atexit(tessaline_test::ReportTranscript);  // before that
+    atexit(tessaline_test::ReportTranscript);  // runs before that
     of_application.lock();
     raise(SIGINT);
   });
@@ -157,7 +157,7 @@ TEST_F(CtrlC, IsTheLastWriteOfARegister) {
           }
         }).detach();
       }
-      atexit([] { ReallyWait(milliseconds(30)); });  // the others run on
+      atexit([] { ReallyWait(milliseconds(30)); });  // the other threads continue
       ReallyWait(milliseconds(5 + round));
       raise(SIGINT);
     });
@@ -169,7 +169,7 @@ TEST_F(CtrlC, IsTheLastWriteOfARegister) {
   }
 }
 
-// The application's own use of the lock does not keep the FPGA running.
+// The FPGA stops even if the application holds the lock.
 TEST_F(CtrlC, StopsTheFpgaThoughTheApplicationHoldsTheRegisters) {
   ExpectReleased(InAChild([] {
     StartUp();
@@ -178,7 +178,7 @@ TEST_F(CtrlC, StopsTheFpgaThoughTheApplicationHoldsTheRegisters) {
   }));
 }
 
-// The video devices and all of the application's files are open to the end.
+// The video devices and all of the application's files stay open to the end.
 TEST_F(CtrlC, StopsTheFpgaWithoutADescriptorLeft) {
   ExpectReleased(InAChild([] {
     StartUp();
@@ -192,7 +192,7 @@ TEST_F(CtrlC, StopsTheFpgaWithoutADescriptorLeft) {
   }));
 }
 
-// Other signals end processes too, in the middle of a change of a register or anywhere else.
+// Other signals also end processes, for example during a change of a register.
 TEST_F(CtrlC, IsNotNeededByAProcessWhoseOwnHandlerExits) {
   for (int round = 0; round < 10; ++round) {
     const Outcome outcome = InAChild([round] {
@@ -215,7 +215,7 @@ TEST_F(CtrlC, IsNotNeededByAProcessWhoseOwnHandlerExits) {
   }
 }
 
-// The guard of the process's end is its own, though its parent had one too.
+// The child has its own guard of the process's end, although its parent has one too.
 TEST_F(CtrlC, EndsAForkedChildThatIsASensorItself) {
   const Outcome outcome = InAChild([] {
     static std::mutex of_application;
@@ -235,7 +235,7 @@ TEST_F(CtrlC, EndsAForkedChildThatIsASensorItself) {
   ExpectExit(outcome, 7);
 }
 
-// Nobody reads the pipe that the standard error stream goes into.
+// Sends the standard error stream to a pipe that nothing reads.
 void StallTheLog() {
   int ends[2];
   if (pipe(ends) != 0) _exit(97);
@@ -290,8 +290,8 @@ TEST_F(CtrlC, EndsAForkedChildAsAnyProcessAndNotItsParentsSensor) {
   EXPECT_THAT(outcome.events, Not(Contains("video0 VIDIOC_STREAMOFF")));
 }
 
-// Registered twice: the interrupt may come in the middle of the first, which then never goes
-// on.
+// Registered twice, because the interrupt may come during the first call, which then never
+// continues.
 TEST_F(CtrlC, DuringExitLeavesTheLaserOff) {
   const Outcome outcome = InAChild([] {
     static const auto laser_off = [] {

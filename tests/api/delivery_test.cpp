@@ -1,6 +1,6 @@
-// What the handlers get, byte for byte, against what the driver had in its buffers.
-// This program stands between the library and the board's system calls and keeps
-// a copy of every buffer as it leaves the driver.
+// Compares what the handlers receive, byte for byte, with what the driver had in its buffers. This
+// program intercepts the library's system calls to the board and keeps a copy of every buffer that
+// leaves the driver.
 
 #include <dlfcn.h>
 #include <gmock/gmock.h>
@@ -30,13 +30,13 @@ struct Watched {
   std::size_t length;
 };
 
-// By device (image frames have one line more than their format asked for, strips
-// are 1024 wide) and buffer index.
+// Ordered by device and buffer index. Image frames have one more line than their format requests;
+// strips are 1024 wide.
 struct Tap {
   std::mutex mutex;
   std::map<int, std::map<unsigned, Watched>> buffers;  // by descriptor
   std::map<std::uint8_t*, Bytes> dequeued;             // the raw frame, by buffer
-  std::vector<std::uint64_t> markers;                  // last 8 bytes at every re-queueing
+  std::vector<std::uint64_t> markers;  // the last 8 bytes each time a buffer is queued again
 };
 
 Tap& TheTap() {
@@ -73,8 +73,8 @@ void NoteQueue(int fd, const v4l2_buffer& buffer) {
 }  // namespace
 
 #pragma GCC visibility push(default)
-// The header promises that ioctl does not throw, but a thread that is cancelled in it
-// unwinds: so it has a name of its own here.
+// The header declares that ioctl does not throw, but a thread that is cancelled in it unwinds. So
+// it has a different name here.
 extern "C" int TappedIoctl(int fd, unsigned long request, ...) __asm__("ioctl");
 
 extern "C" int TappedIoctl(int fd, unsigned long request, ...) {
@@ -92,8 +92,7 @@ extern "C" int TappedIoctl(int fd, unsigned long request, ...) {
   return result;
 }
 
-// Before the first test it must be callable without anything being set up: a
-// sanitizer's runtime maps its memory through it.
+// It must work before anything is set up, because a sanitizer's runtime maps its memory through it.
 extern "C" __attribute__((no_sanitize("thread", "address", "undefined"))) void* mmap(
     void* hint, size_t length, int protection, int flags, int fd, off_t offset) {
   if (!tapping) {
@@ -124,7 +123,7 @@ struct Frame {
   bool in_place;
 };
 
-// Never destroyed: the threads deliver until the process is gone.
+// Never destroyed, because the threads deliver until the process ends.
 std::mutex& frames_mutex = *new std::mutex;
 std::vector<Frame>& frames = *new std::vector<Frame>;
 
@@ -177,7 +176,7 @@ class Delivery : public BoardFixture {
   }
 };
 
-// The plain way: every 16-byte block from its plane into a fresh image.
+// The plain way copies every 16-byte block from its plane to a new image.
 Bytes InOrder(const Bytes& raw, unsigned full_width, unsigned full_height, unsigned width,
               unsigned height) {
   const std::size_t quarter = std::size_t{full_width} * full_height / 4;

@@ -1,5 +1,5 @@
-// The library's symbols are exactly those of the checked-in list: the interface
-// changes on purpose or not at all.
+// The library's symbols are exactly those of the checked-in list, so that the interface only
+// changes on purpose.
 #include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -48,11 +48,10 @@ TEST(Exports, AreExactlyTheListedOnes) {
   EXPECT_THAT(ExportedSymbols(), ::testing::ElementsAreArray(listed));
 }
 
-// Applications derive from it, too: constructor and destructor have a second symbol
-// for that.
+// Applications also derive from it, so its constructor and destructor have a second symbol.
 class OwnHandler : public VeltranoSDK::SignalHandler {};
 
-// Keeps the class's symbols honest: they must link from outside.
+// The class's symbols must link from outside.
 TEST(Exports, IncludeTheSignalHandlerClass) {
   const VeltranoSDK::SignalHandler handler;
   const OwnHandler own;

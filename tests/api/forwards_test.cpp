@@ -29,7 +29,7 @@ using ::testing::ElementsAre;
 
 std::vector<std::string> traces;
 
-// The names that exported functions leave in the log.
+// Keeps the names that exported functions write to the log.
 void KeepTrace(log_Event* event) {
   if (event->level != TESSALINE_LOG_TRACE ||
       std::string(event->file).find("VeltranoApi") == std::string::npos)
@@ -98,8 +98,8 @@ class E2vBoard : public StartedBoard {
   E2vBoard() : StartedBoard("K4010") {}
 };
 
-// Its steps are 0.017 microseconds times the factor, which is 10 at first, and count
-// from 0.714 microseconds on.
+// Its steps are 0.017 microseconds times the factor, which is initially 10, and start at 0.714
+// microseconds.
 TEST_F(E2vBoard, TheHdrFactorStretchesTheSensorsExposureSteps) {
   ASSERT_EQ(SetSensingMode(1), 0);
   EXPECT_EQ(SetExposureTime(3, 1000), 0);
@@ -110,7 +110,7 @@ TEST_F(E2vBoard, TheHdrFactorStretchesTheSensorsExposureSteps) {
   EXPECT_EQ(tessaline_board_chip_get("sensor", 0x97), 2938);
 }
 
-// The counters run: what a read returned is taken from the transcript.
+// The counters run, so the test takes the value of each read from the transcript.
 TEST_F(TracedBoard, CountersAreReadLowWordFirst) {
   for (const bool timer : {true, false}) {
     tessaline_board_transcript_clear();
@@ -144,7 +144,7 @@ std::string SourceName(const std::string& symbol) {
   return name.substr(0, name.find('('));
 }
 
-// All but the name of the interface's version.
+// All exported names except that of the interface version.
 std::set<std::string> ExportedNames() {
   std::istringstream list(Contents(Tests() / "exports.txt"));
   std::set<std::string> names;
@@ -160,7 +160,7 @@ TEST(Completeness, EveryExportHasRowsOrATestOfItsOwn) {
   for (const TestFile& file : kTestedElsewhere) {
     tested.insert(file.symbols.begin(), file.symbols.end());
   }
-  // Both ways: nothing is missing, and nothing is there twice or no longer exported.
+  // The lists must be equal: no name is missing, duplicated or no longer exported.
   EXPECT_THAT(tested, ::testing::ElementsAreArray(ExportedNames()));
 }
 
@@ -169,7 +169,7 @@ TEST(Completeness, TheTestsNamedElsewhereUseWhatTheyAreNamedFor) {
     const std::string source = Contents(Tests() / file.path);
     for (const std::string& symbol : file.symbols) {
       const std::string name = symbol.substr(symbol.rfind(':') + 1);
-      // An object is read, a destructor runs unwritten; the rest is called.
+      // Objects are only read, and destructors run implicitly. All other symbols are called.
       const bool called = name[0] != '~' && name != "fpga_contol" && name != "SignalHandler";
       EXPECT_THAT(source, ::testing::HasSubstr(called ? name + '(' : name.substr(name[0] == '~')))
           << file.path;

@@ -1,6 +1,5 @@
-// The whole start-up of a product of every series as it crosses the system-call
-// surface, compared with a file. A change of one access, its value, its place or a
-// pause shows here.
+// Compares the whole start-up of a product of every series, as the board records it, with a file.
+// The test fails if an access, its value, its order or a pause changes.
 
 #include <cstdlib>
 #include <filesystem>

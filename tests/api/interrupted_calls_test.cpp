@@ -28,14 +28,14 @@ using ::testing::IsEmpty;
 
 volatile sig_atomic_t signals_handled = 0;
 
-// Without SA_RESTART, which would not help a pause.
+// The handler has no SA_RESTART, which would not help a pause.
 void Handle(int signal_number) {
   struct sigaction action {};
   action.sa_handler = [](int) { signals_handled = signals_handled + 1; };
   sigaction(signal_number, &action, nullptr);
 }
 
-// A signal to this process every so often.
+// Sends a signal to this process at regular intervals.
 class Timer {
  public:
   explicit Timer(int microseconds) {
@@ -47,7 +47,7 @@ class Timer {
   ~Timer() {
     const itimerval never{};
     setitimer(ITIMER_REAL, &never, nullptr);
-    EXPECT_GT(signals_handled, 2);  // the thread sanitizer holds some back
+    EXPECT_GT(signals_handled, 2);  // the thread sanitizer delays some
   }
   Timer(const Timer&) = delete;
   Timer& operator=(const Timer&) = delete;
@@ -74,7 +74,7 @@ class Interrupted : public BoardFixture {
   const char* model_;
 };
 
-// 32 pages, a pause of 10 ms after each.
+// There are 32 pages, with a pause of 10 ms after each.
 TEST_F(Interrupted, ASettingsBlockIsSavedWhole) {
   tessaline_board_set_sleep_factor(1);
   unsigned char block[512];
@@ -99,7 +99,7 @@ TEST_F(Interrupted, OneChildThatEndsDoesNoHarmEither) {
   waitpid(child, nullptr, 0);
 }
 
-// Faster than the kernel's timer slack, by which every sleep is longer.
+// The signals come faster than the kernel's timer slack, which makes every sleep longer.
 TEST_F(Interrupted, APauseComesToItsEnd) {
   ASSERT_EQ(RegisterHardwareInit(), 0);
   tessaline_board_set_sleep_factor(1);
@@ -126,7 +126,7 @@ class InterruptedStart : public Interrupted {
   InterruptedStart() : Interrupted("K4010") {}
 };
 
-// More than five seconds of it are pauses; here three tenths of that.
+// The start has more than five seconds of pauses. This test sleeps three tenths of them.
 TEST_F(InterruptedStart, WaitsForTheSensorToPowerUp) {
   tessaline_board_set_sleep_factor(0.3);
   double seconds = 0;
@@ -184,14 +184,14 @@ TEST_P(InterruptedCall, IsMadeAgain) {
   EXPECT_THAT(Events(), ::testing::Contains(::testing::HasSubstr(": EINTR")))
       << made << " was never interrupted";
   EXPECT_THAT(Printed(), ::testing::Not(::testing::ContainsRegex("rror|failed")));
-  // The driver refuses another format anyway while it streams.
+  // The driver rejects a different format anyway while it streams.
   const bool refused = std::string("video0") == GetParam().device;
   EXPECT_EQ(errors_.lines().size(), errors + (refused ? 1 : 0));
 }
 
 // --- Threads of the library
 
-// None of the application's handlers runs on them, and no signal ends their waiting.
+// The application's handlers do not run on these threads, and no signal ends their waits.
 TEST_F(Interrupted, ThreadsOfTheLibraryGetNoSignals) {
   static std::atomic<unsigned> blocked{0};
   static std::atomic<bool> asked{false};
@@ -219,7 +219,7 @@ TEST_F(Interrupted, ThreadsOfTheLibraryGetNoSignals) {
   EXPECT_EQ(sigismember(&own, SIGTERM), 0) << "the application's thread keeps its own";
 }
 
-// A read that a signal ends has no interrupt to tell of.
+// A read that a signal ends does not report an interrupt.
 TEST_F(Interrupted, ANotifierTellsOfInterruptsAlone) {
   static std::atomic<int> pulses{0};
   RegisterEventHandler(TESSALINE_EVENT_EXTERNAL_TRIGGER,

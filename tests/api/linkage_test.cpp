@@ -1,4 +1,4 @@
-// What the shipped file says about itself to the dynamic linker.
+// What the shipped file declares to the dynamic linker.
 #include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -15,7 +15,7 @@ namespace {
 
 constexpr bool kSanitized = tessaline_test::kAddressSanitizer || tessaline_test::kThreadSanitizer;
 
-// What readelf says about the library, by line.
+// The lines that readelf prints about the library.
 std::vector<std::string> Readelf(const std::string& options) {
   Dl_info library{};
   dladdr(reinterpret_cast<void*>(&GetLibVersion), &library);
@@ -39,7 +39,7 @@ std::vector<std::string> DynamicEntries(const std::string& kind) {
   return entries;
 }
 
-// Access of every segment of a type, "R E": what is mapped, and with which rights.
+// The access rights of every segment of a type, such as "R E".
 std::vector<std::string> SegmentRights(const std::string& type) {
   std::vector<std::string> rights;
   const std::regex wanted("^ *" + type + "( +0x[0-9a-f]+){5} ([R ][W ][E ]) ");
@@ -66,7 +66,7 @@ TEST(Linkage, NothingIsNeededButTheStandardLibraries) {
 
 TEST(Hardening, NothingMappedIsWritableAndExecutable) {
   const auto mapped = SegmentRights("LOAD");
-  EXPECT_GE(mapped.size(), 2u);  // code and data; some linkers set more apart
+  EXPECT_GE(mapped.size(), 2u);  // code and data; some linkers make more segments
   for (const std::string& rights : mapped) EXPECT_NE(rights, "RWE");
   EXPECT_THAT(SegmentRights("GNU_STACK"), ::testing::ElementsAre("RW "));
 }

@@ -1,4 +1,4 @@
-// What is mapped in a process that has the library at work.
+// The mappings of a process while the library is running.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -14,7 +14,7 @@ using ::testing::Contains;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 
-// A line each: "7f5c0a000000-7f5c0a021000 rw-p 00000000 00:00 0   [stack]".
+// One line per mapping: "7f5c0a000000-7f5c0a021000 rw-p 00000000 00:00 0 [stack]".
 std::vector<std::string> Mappings(bool wanted(const std::string& rights)) {
   std::vector<std::string> mappings;
   std::ifstream maps("/proc/self/maps");

@@ -47,7 +47,7 @@ const Kind kKinds[] = {
     {"SetExtTriggerState", SetExtTriggerState, TESSALINE_EVENT_EXTERNAL_TRIGGER,
      reinterpret_cast<tessaline_event_handler>(OnTrigger),
      [] {
-       // Either edge interrupts.
+       // Both edges interrupt.
        static int level = 0;
        level = 1 - level;
        tessaline_board_external_trigger(level);
@@ -131,7 +131,7 @@ TEST_P(Notifier, CallsNobodyOnceOffAndWorksAgainOnceOn) {
 INSTANTIATE_TEST_SUITE_P(Api, Notifier, ::testing::ValuesIn(kKinds),
                          [](const auto& row) { return std::string(row.param.name); });
 
-// The level is that of the input when the handler is called.
+// The handler gets the level that the input has at the time of the call.
 TEST_F(StartedBoard, TheTriggerHandlerIsToldTheLevel) {
   RegisterEventHandler(TESSALINE_EVENT_EXTERNAL_TRIGGER,
                        reinterpret_cast<tessaline_event_handler>(OnTrigger));

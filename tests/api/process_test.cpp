@@ -1,6 +1,5 @@
-// What an application's process may do to the library, and must not harm it: threads that
-// change one register, handlers that take their time, threads that are cancelled, standard
-// streams that are closed.
+// Things that an application may do without harm to the library: threads that change the same
+// register, slow handlers, cancelled threads, closed standard streams.
 #include <errno.h>
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -42,7 +41,7 @@ struct Setting {
   void (*set)(unsigned value);
 };
 
-// All of them lie in TRIGGER_CTRL; the first two are set by one thread, the others by another.
+// All of them are in TRIGGER_CTRL. One thread sets the first two, another thread sets the others.
 const Setting kSettings[] = {
     {"global control", fpga::kField.global_control, [](unsigned v) { SetGlobalControl(v); }},
     {"trigger mode", fpga::kField.trigger_mode, [](unsigned v) { SetTriMode(v); }},
@@ -78,7 +77,7 @@ TEST_F(OneRegister, LosesNoSetting) {
       << "a pulse was left set";
 }
 
-// The pulse is seen whole, and nothing in the middle of it.
+// The pulse is complete, and no other access is in the middle of it.
 TEST_F(OneRegister, IsLeftAloneDuringAPulse) {
   std::atomic<bool> over{false};
   std::thread other([&] {
@@ -183,7 +182,7 @@ TEST(StandardStreams, AreNeverDevices) {
   EXPECT_THAT(outcome.events, Contains(HasSubstr("spi0.0 tx ")));
 }
 
-// A process that closes them later, and between two openings of the library.
+// A process that closes the streams later, and between two opens of the library.
 TEST(StandardStreams, GetNoDeviceLaterEither) {
   const Outcome outcome = InAChild([] {
     StartUp();
@@ -262,7 +261,7 @@ TEST_F(Notifiers, AreSwitchedAThousandTimesUnderInterrupts) {
   }
 }
 
-// The library's SIGINT handler logs the time, and must not load the zone's file then.
+// The library's SIGINT handler logs the time, and must not load the zone's file at that point.
 TEST(TimeZone, IsLoadedAtTheStart) {
   ExpectExit(InAChild([] {
                setenv("TZ", "TST+5", 1);

@@ -1,5 +1,5 @@
-// Every series from the model code to frames in the application's handlers, through
-// the exported functions alone; what arrives is compared with the scene.
+// Every series from the model code to frames in the application's handlers, only through the
+// exported functions. The frames are compared with the scene.
 
 #include <gmock/gmock.h>
 
@@ -19,7 +19,8 @@ namespace fpga = VeltranoSDK::fpga;
 
 class Series : public SeriesRun {
  protected:
-  // Timed triggers until so many frames have arrived, and those still under way.
+  // Runs timed triggers until `wanted` frames have arrived, and returns all frames, including later
+  // ones.
   static std::vector<Sighting> Acquire(Mode mode, std::size_t wanted) {
     EXPECT_EQ(SetCollectMode(mode), 0);
     const auto before = Stats(mode);
@@ -27,7 +28,7 @@ class Series : public SeriesRun {
     SetGlobalControl(1);
     EXPECT_TRUE(Eventually([=] { return Sightings::Count() >= wanted; }));
     SetGlobalControl(0);
-    // Images from before the stop are dropped after it, strips are not.
+    // After the stop, older images are dropped but older strips are not.
     EXPECT_TRUE(Eventually([&] {
       const auto produced = Stats(mode).frames - before.frames;
       return mode == kImages || Sightings::Count() == produced;
@@ -81,7 +82,7 @@ TEST_P(Series, TellsTheFpgaThePaceOfTheSensor) {
   }
 }
 
-// The FPGA of one series numbers two modes the other way round.
+// The FPGA of one series swaps the numbers of two modes.
 TEST_P(Series, SelectsTheStripData) {
   const bool exchanged = product().Is("K39");
   for (const unsigned mode : {0u, 1u, 2u, 3u}) {
@@ -96,7 +97,7 @@ TEST_P(Series, ShowsTheSceneAfterStartUp) {
   if (view.height == product().all_pixels.height) {
     ExpectSceneInBoth(view, Light(kExposure));
   } else {
-    // The upper half of the sensor sees nothing of what is lower than 10 mm.
+    // The upper half of the sensor sees nothing below 10 mm.
     EXPECT_EQ(ExpectLine(Snapshot(kStrips), view), 0u);
     EXPECT_EQ(ExpectLine(Snapshot(kImages), view), 0u);
   }
@@ -135,8 +136,8 @@ TEST_P(Series, LosesNothingAndCountsOnFromStripsToImages) {
   }
 }
 
-// A strip has as many points as columns that see the line, those of two bytes one for
-// every column.
+// A strip has one point per column that sees the line. With two bytes per point it has one point
+// for every column.
 TEST_P(Series, StripsHaveTheProductsPoints) {
   ShowTheWholeScene();
   const View& view = product().all_pixels;

@@ -1,5 +1,5 @@
-// How bright every product shows the line in the frames that arrive: exposure, gain,
-// laser power, and what only one sensor can do.
+// The brightness of the line in the frames of every product: exposure, gain, laser power, and
+// features of single sensors.
 
 #include "api/SeriesRun.h"
 
@@ -67,8 +67,8 @@ TEST_P(SeriesLight, TheLaserPowerMakesItBrighter) {
   }
 }
 
-// The objects are brighter than the belt. All series but the first count the threshold
-// in halves.
+// The objects are brighter than the belt. All series except the first count the threshold in
+// halves.
 TEST_P(SeriesLight, AThresholdBetweenBeltAndObjectsHidesTheBelt) {
   const View& view = product().all_pixels;
   const auto threshold = static_cast<unsigned>(0.6 * Light(kExposure));
@@ -97,8 +97,8 @@ std::vector<Product> ProductsOf(const char* family) {
   return products;
 }
 
-// The GSPRINT6502BSI shows what is brighter than half the scale at a quarter of the
-// difference, and keeps doing so over a change of what is collected.
+// The GSPRINT6502BSI compresses values above half the scale to a quarter of the difference. This
+// also applies after a change of the collect mode.
 class Series24Light : public SeriesLight {};
 
 TEST_P(Series24Light, HighDynamicRangeKeepsTheBrightFromSaturating) {
@@ -122,7 +122,7 @@ TEST_P(Series24Light, HighDynamicRangeKeepsTheBrightFromSaturating) {
 
 INSTANTIATE_TEST_SUITE_P(Api, Series24Light, ::testing::ValuesIn(ProductsOf("K39")), ModelOf);
 
-// The e2v Flash 4K can time the exposure itself: the FPGA's slot then only starts it.
+// The e2v Flash 4K can time the exposure itself. The FPGA's slot then only starts it.
 class Series25Light : public SeriesLight {
  protected:
   static constexpr unsigned kExposureRegister = 0x0097;
@@ -136,7 +136,7 @@ TEST_P(Series25Light, TheSensorTimesTheExposureItself) {
   EXPECT_EQ(Get(fpga::kReg.EXP_TIME_1), 15u);
   EXPECT_EQ(tessaline_board_chip_get("sensor", kExposureRegister), 583);
 
-  // Whatever the exposure was, the region is what it was.
+  // The region does not depend on the exposure.
   EXPECT_EQ(SetSensingMode(0), 0);
   EXPECT_EQ(SetExposureTime(1, kExposure), 0);
   ExpectSceneInBoth(product().all_pixels, Light(kExposure));

@@ -1,5 +1,5 @@
-// What every product reads out of its sensor: drive modes, regions of interest and
-// flips, in the frames that arrive.
+// What every product reads out of its sensor: the effect of drive modes, regions of interest and
+// flips on the frames.
 
 #include "api/SeriesRun.h"
 
@@ -88,7 +88,8 @@ TEST_P(SeriesReadout, ARegionIsGivenUpForAllPixels) {
   const Region& region = product().region;
   EXPECT_EQ(SetROI1(region.x, region.y, region.width, region.height), 0);
   if (product().Is("K40")) {
-    // Offsets stay, and with them the whole size is no region of the e2v Flash 4K.
+    // Offsets are kept, and with an offset the whole size is not a valid region of the e2v Flash
+    // 4K.
     EXPECT_EQ(SetDriveMode(0), kRefused);
     EXPECT_EQ(SetROI1(0, 0, product().full_width, product().full_height), 0);
   } else {

@@ -1,5 +1,5 @@
-// SIGINT: what it does to the process and to the devices. Each case starts the
-// device in a process of its own and interrupts that.
+// The effect of SIGINT on the process and on the devices. Each case starts the device in its own
+// process and interrupts that process.
 #include <dlfcn.h>
 #include <errno.h>
 #include <gmock/gmock.h>
@@ -64,7 +64,7 @@ void OnImage(unsigned, unsigned, void* pixels) {
   during_image();
 }
 
-// Up to the moment when an image is being handled.
+// Triggers an image and waits until the handler is called with it.
 void HandleAnImage() {
   RegisterEventHandler(TESSALINE_EVENT_IMAGE, reinterpret_cast<tessaline_event_handler>(OnImage));
   SetTriMode(2);
@@ -141,7 +141,7 @@ TEST_F(HandledSigint, LetsAHandlerFinishFirst) {
   EXPECT_NE(std::find(finished, events.end(), "video0 VIDIOC_STREAMOFF"), events.end());
 }
 
-// Its image stays readable to the end of the process.
+// The handler's image stays readable to the end of the process.
 TEST_F(HandledSigint, LeavesTheBufferToAHandlerThatStays) {
   const Outcome outcome = InAChild([] {
     StartUp();
@@ -163,8 +163,8 @@ TEST_F(HandledSigint, LeavesTheBufferToAHandlerThatStays) {
   EXPECT_THAT(outcome.events, Contains("video1 VIDIOC_STREAMOFF"));
 }
 
-// The second comes while the first is being handled, to the thread that handles it
-// or to another one of the application's.
+// The second signal comes while the first is being handled. It goes to the thread that handles the
+// first, or to another thread of the application.
 void InterruptTwice(bool another_thread) {
   const Outcome outcome = InAChild([another_thread] {
     StartUp();
@@ -197,7 +197,7 @@ TEST_F(HandledSigint, EndsTheProcessOnceWhenItComesTwice) { InterruptTwice(false
 
 TEST_F(HandledSigint, EndsTheProcessOnceWhenItComesToTwoThreads) { InterruptTwice(true); }
 
-// Register accesses wait for ever once the registers were out of reach.
+// Register accesses wait for ever after the registers could not be opened.
 TEST_F(HandledSigint, EndsTheProcessWhoseRegistersAreOutOfReach) {
   ExpectExit(InAChild([] {
                StartUp();
@@ -222,7 +222,7 @@ TEST_F(HandledSigint, EndsTheProcessThatLosesItsRegistersInTheEnding) {
   EXPECT_THAT(outcome.events, Not(Contains("fpga " + Wrote(fpga::kReg.TRIGGER_CTRL, 0))));
 }
 
-// Handlers that want what the interrupted thread holds never return.
+// Handlers that need a lock held by the interrupted thread never return.
 TEST_F(HandledSigint, EndsTheProcessWhoseHandlersWaitForTheInterruptedThread) {
   const Outcome outcome = InAChild([] {
     static std::mutex application;
@@ -248,7 +248,7 @@ TEST_F(HandledSigint, EndsTheProcessWhoseHandlersWaitForTheInterruptedThread) {
   EXPECT_THAT(outcome.events, Contains("video1 VIDIOC_STREAMOFF"));
 }
 
-// One stream's handler stays, but the other stream's thread has time to go.
+// One stream's handler does not return, but the other stream's thread has time to end.
 TEST_F(HandledSigint, ReleasesTheStripsThoughAnImagesHandlerStays) {
   const Outcome outcome = InAChild([] {
     StartUp();
@@ -350,7 +350,7 @@ TEST(Sigint, PassesWithoutEffectOnceTheIdleHandlerIsInstalled) {
 
 }  // namespace
 
-// Stand before the C library's for the whole program, to tell whose turn it is: the image
+// These replace the C library's functions for the whole program and identify the threads: the image
 // thread gets its wake-up first, then the strip thread.
 extern "C" int eventfd(unsigned int count, int flags)
 #if defined(__GLIBC__)

@@ -1,5 +1,5 @@
-// The exported functions' arguments and results. Applications that were built against
-// earlier headers, and hosts in other languages, rely on them.
+// The arguments and results of the exported functions. Applications built with earlier headers, and
+// hosts in other languages, depend on them.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -16,7 +16,7 @@
 
 namespace {
 
-// Names alone, nothing is called: other tests have to do that.
+// Only names the functions. Other tests call them.
 template <typename Signature, typename... Functions>
 constexpr bool kAllAre = (std::is_same_v<Functions, Signature> && ...);
 
@@ -128,7 +128,7 @@ static_assert(kAllAre<int(Channel), decltype(video_start_capture), decltype(vide
 static_assert(kAllAre<Image(Channel, int*), decltype(video_request_img_buf)>);
 static_assert(kAllAre<int(Channel, Image), decltype(video_release_img_buf)>);
 
-// What the compiler has checked above is all there is.
+// The checks above cover all exports.
 TEST(Signatures, OfEveryExportAreFixed) {
   const std::filesystem::path source = __FILE__;
   std::set<std::string> fixed;

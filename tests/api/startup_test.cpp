@@ -64,7 +64,7 @@ void Route(Lines& lines, fpga::Block block, std::size_t open_port, std::uint32_t
   }
 }
 
-// Everything before the sensor is spoken to.
+// All accesses before the first one to the sensor.
 Lines FpgaConfiguration() {
   Lines lines;
   Route(lines, fpga::Block::kImage2, 1, 0);
@@ -188,7 +188,7 @@ INSTANTIATE_TEST_SUITE_P(Api, StartupWithout,
                          ::testing::Values(Capture{"video0", "Video"}, Capture{"video1", "Strip"}),
                          [](const auto& row) { return std::string(row.param.stream); });
 
-// A dark sensor is told, and everything else started.
+// A sensor that does not answer is reported, and everything else is started.
 TEST_F(Startup, GoesOnWithoutTheSensor) {
   tessaline_board_chip_present("sensor", 0);
   Set(fpga::kReg.LASER_CTRL, 0xFFFFFFFF);
@@ -255,7 +255,7 @@ tessaline_event_handler Generic(Handler handler) {
   return reinterpret_cast<tessaline_event_handler>(handler);
 }
 
-// In external mode with a silent input, the software alone triggers.
+// In external mode without an input signal, only the software triggers.
 void TriggerOnce() {
   SetTriMode(2);
   SetGlobalControl(1);
@@ -279,7 +279,7 @@ void NoteTimerSlack(unsigned, unsigned, void*) {
   slack_of_the_capture_thread = prctl(PR_GET_TIMERSLACK);
 }
 
-// Start-up sleeps more exactly, but that is nobody else's business.
+// Start-up sleeps more exactly, but must not change the timer slack of other threads.
 TEST_F(Startup, LeavesTheTimerSlackOfTheCallerAndOfTheCaptureThreadsAlone) {
   constexpr int kNanoseconds = 77777;
   ASSERT_EQ(prctl(PR_SET_TIMERSLACK, static_cast<unsigned long>(kNanoseconds)), 0);
@@ -316,7 +316,7 @@ TEST_F(StartedBoard, CountsStripsNobodyTakes) {
   EXPECT_EQ(GetStripReleaseNum(), 0u);
 }
 
-// Every event arrives, and those registered for it are called.
+// Every event arrives, and its registered handlers are called.
 TEST_F(StartedBoard, IgnoresAHandlerOfNoEvent) {
   RegisterEventHandler(TESSALINE_EVENT_IMAGE, Generic(OnImage));
   RegisterEventHandler(TESSALINE_EVENT_STRIP, Generic(OnStrips));
@@ -357,7 +357,7 @@ TEST_F(StartedBoard, WithoutAHandlerImagesGoBackToTheDriver) {
   EXPECT_TRUE(Eventually([] { return image.calls == 1; }));
 }
 
-// The second image is made before the stop and would be handled after it.
+// The second image is exposed before the stop and would be handled after it.
 TEST_F(StartedBoard, DropsImagesFromBeforeTheStop) {
   HeldImages::StopBetweenTwo();
   HeldImages::TriggerOnce();
@@ -366,7 +366,7 @@ TEST_F(StartedBoard, DropsImagesFromBeforeTheStop) {
 
 }  // namespace
 
-// Stands before the C library's for the whole program, to fail for the one lock.
+// Replaces the C library's function for the whole program, so that one lock fails.
 extern "C" int pthread_mutex_init(pthread_mutex_t* mutex, const pthread_mutexattr_t* attributes)
 #if defined(__GLIBC__)
     __THROW

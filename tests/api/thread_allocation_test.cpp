@@ -1,4 +1,4 @@
-// Threads that cannot be had.
+// Threads that cannot be created.
 #include <dlfcn.h>
 #include <errno.h>
 #include <gmock/gmock.h>
@@ -11,7 +11,7 @@
 
 namespace {
 
-// The n-th from now on, on any thread.
+// The creation of this thread, counted from now on, fails.
 std::atomic<int> threads_until_failure{0};
 
 }  // namespace
@@ -38,8 +38,8 @@ class Refused : public BoardFixture {
   const LoggedErrors errors_;
 };
 
-// The guard of the process's end, which stays once it is there; the image thread; the strip
-// thread. Whichever is missing, nothing is left half started.
+// The guard of the process's end, which stays once it runs, then the image thread, then the strip
+// thread. If one of them is missing, nothing is left half started.
 TEST_F(Refused, AStartThatFindsNoThreadFailsAndCanBeTriedAgain) {
   for (const int missing : {1, 1, 2}) {
     threads_until_failure = missing;
@@ -72,7 +72,7 @@ TEST_F(Refused, ANotifierThatFindsNoThreadStaysOff) {
 }  // namespace
 }  // namespace tessaline_test
 
-// In front of the C library's for the whole program.
+// Replaces the C library's function for the whole program.
 extern "C" int pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
                               void* (*start)(void*), void* argument)
 #if defined(__GLIBC__)

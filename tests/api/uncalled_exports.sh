@@ -1,7 +1,6 @@
 #!/bin/sh
-# Fails, and names them, when there are exported symbols that no test program
-# refers to. Needs all of the test programs: one that was not built could be the one
-# that calls them.
+# Fails if there are exported symbols that no test program refers to, and prints them. Needs all
+# test programs, because a program that was not built could be the one that uses a symbol.
 #   uncalled_exports.sh NM EXPORTS PROGRAM...
 set -eu
 export LC_ALL=C
@@ -19,8 +18,8 @@ done
 
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
-# A function a program calls is undefined there; an object it reads may have become
-# its own. The list also holds the name of the interface version, which nobody calls.
+# A function that a program calls is undefined there. An object that it reads may be copied into it.
+# The list also contains the name of the interface version, which is never called.
 "$nm" -D "$@" >"$work/symbols"
 awk 'NF >= 2 { sub("@.*", "", $NF); print $NF }' "$work/symbols" | sort -u >"$work/called"
 grep -v '^TESSALINE_' "$exports" | sort >"$work/exported"

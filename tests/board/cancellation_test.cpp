@@ -1,4 +1,4 @@
-// Which calls end a thread whose cancellation was requested before.
+// Which calls end a thread that was cancelled before the call.
 #include <gmock/gmock.h>
 #include <poll.h>
 #include <pthread.h>
@@ -16,7 +16,7 @@ namespace {
 constexpr const char* kTemperature = "/sys/devices/soc0/amba/f8007100.adc/iio:device0/in_temp0_raw";
 constexpr std::uint32_t kRegisters = 0x43C0'0000;
 
-// A call, with a descriptor of /dev/uio0, and what it leaves behind.
+// A call on a descriptor of /dev/uio0, and its results.
 struct Call {
   const char* name;
   void (*make)(int fd);
@@ -26,12 +26,12 @@ void PrintTo(const Call& call, std::ostream* out) { *out << call.name; }
 struct Attempt {
   const Call& call;
   int fd;
-  int state = PTHREAD_CANCEL_ENABLE;  // of its cancellation during the call
+  int state = PTHREAD_CANCEL_ENABLE;  // the thread's cancel state during the call
   std::atomic<bool> cancelled{false};
   std::atomic<bool> returned{false};
 };
 
-// No frame here has a destructor: the thread may end in the call.
+// No frame here has a destructor, because the thread may end in the call.
 void* MakeTheCall(void* argument) {
   auto* attempt = static_cast<Attempt*>(argument);
   int ignored = 0;
@@ -135,7 +135,7 @@ INSTANTIATE_TEST_SUITE_P(All, OtherCalls,
 
 using Elsewhere = BoardTest;
 
-// As for every file: no unmapping ends a thread, and an ordinary file's opening does.
+// This holds for every file. munmap does not end a thread, but opening an ordinary file does.
 TEST_F(Elsewhere, UnmappingReturnsAndOpeningAnOrdinaryFileEndsTheThread) {
   static void* window;
   const Descriptor memory("/dev/mem", O_RDWR);

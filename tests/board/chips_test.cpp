@@ -1,4 +1,4 @@
-// The chips on the virtual board's I2C buses, reached as any program reaches them.
+// The chips on the virtual board's I2C buses, accessed as any program would.
 
 #include <gmock/gmock.h>
 #include <linux/i2c-dev.h>
@@ -223,8 +223,7 @@ TEST_F(ChipTest, EepromWritesWrapWithinTheirPage) {
 }
 
 TEST_F(ChipTest, EepromIsDeafDuringItsWriteCycle) {
-  // The board's time does not stand still: on a busy machine the cycle may be over
-  // between two calls.
+  // The board's time continues, so on a busy machine the cycle may end between two calls.
   EXPECT_TRUE(Eventually([] {
     if (Write(kBus0, kEeprom, {0x00, 0x42}) != 1) return false;
     Pass(9);

@@ -1,4 +1,4 @@
-// What a program can do with descriptors, whatever they stand for.
+// What a program can do with descriptors of any kind.
 #include <gmock/gmock.h>
 #include <linux/close_range.h>
 #include <poll.h>
@@ -20,7 +20,7 @@
 namespace board_test {
 namespace {
 
-constexpr int kHigh = 77;  // a number nobody uses
+constexpr int kHigh = 77;  // an unused number
 
 class Descriptors : public BoardTest {
  protected:
@@ -38,21 +38,21 @@ class Descriptors : public BoardTest {
 
   static int OpenFiles() { return tessaline_board_open_files("uio1"); }
 
-  // The interrupts so far, or -errno.
+  // Returns the number of interrupts so far, or -errno.
   static long Count(int fd) {
     std::uint32_t count = 0;
     const long result = Outcome(read(fd, &count, sizeof count));
     return result == sizeof count ? static_cast<long>(count) : result;
   }
 
-  // Whether it is an ordinary one, as the kernel gives them out; ends it.
+  // Whether it is an ordinary descriptor of the kernel. Closes it.
   static bool IsOrdinary(int fd) {
     std::uint64_t value = 5;
     const bool written = write(fd, &value, sizeof value) == sizeof value;
     const bool ordinary = written && read(fd, &value, sizeof value) == sizeof value && value == 5;
     return close(fd) == 0 && ordinary;
   }
-  // Whether the number is free, and is an ordinary descriptor's when it is given out again.
+  // Whether the number is free, and becomes an ordinary descriptor when it is used again.
   static bool IsFree(int fd) {
     if (fcntl(fd, F_GETFD) != -1) return false;
     const int other = eventfd(0, EFD_NONBLOCK);
@@ -209,7 +209,7 @@ TEST_F(Descriptors, AreKeptByARangeThatClosesOnExecOnly) {
   EXPECT_EQ(Outcome(close_range(5, 4, 0)), -EINVAL);
 }
 
-// All that is left of a board then is what its user does not see.
+// Checks the parts of the board that do not depend on the application's descriptors.
 bool BoardWorks() {
   const Descriptor memory("/dev/mem", O_RDWR);
   void* const ram = mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_SHARED, memory.Get(), 0);
@@ -230,7 +230,7 @@ TEST_F(Descriptors, CanAllBeClosed) {
   EXPECT_TRUE(BoardWorks());
 }
 
-// Frames go on arriving in buffers that belong to nobody's descriptor.
+// Frames still arrive in buffers that have no descriptor of the application.
 TEST_F(Descriptors, OfTheBoardItselfAreNobodyElses) {
   std::vector<int> own;
   for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {

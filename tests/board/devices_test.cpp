@@ -252,7 +252,7 @@ TEST_F(WatchdogTest, OnlyTheMagicLetterStopsItAtTheClose) {
   EXPECT_GT(tessaline_board_watchdog_left(), 0);
   Open();
   EXPECT_EQ(::write(watchdog_.Get(), "V", 1), 1);
-  EXPECT_EQ(::write(watchdog_.Get(), "1", 1), 1);  // takes it back
+  EXPECT_EQ(::write(watchdog_.Get(), "1", 1), 1);  // cancels the magic close
   watchdog_.Close();
   EXPECT_GT(tessaline_board_watchdog_left(), 0);
   Open();
@@ -411,7 +411,7 @@ TEST_F(UioTest, FurtherInterruptsWaitForTheEnabling) {
   EXPECT_EQ(ReadCount(file.Get()), 1);
   EXPECT_EQ(ReadCount(file.Get()), -EAGAIN);
   EXPECT_EQ(Enable(file.Get(), 1), 4);
-  EXPECT_EQ(ReadCount(file.Get()), 2);  // the two that were pending are one
+  EXPECT_EQ(ReadCount(file.Get()), 2);  // the two pending interrupts became one
   EXPECT_EQ(Enable(file.Get(), 1), 4);
   EXPECT_EQ(ReadCount(file.Get()), -EAGAIN);
 }
@@ -463,7 +463,7 @@ TEST_F(UioTest, BlockedReaderCanBeCancelled) {
   void* result = nullptr;
   ASSERT_EQ(pthread_join(reader, &result), 0);
   EXPECT_EQ(result, PTHREAD_CANCELED);
-  // Nothing was left locked behind it.
+  // No lock was left held.
   tessaline_board_external_trigger(1);
   EXPECT_EQ(ReadCount(file.Get()), 1);
 }

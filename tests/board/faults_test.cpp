@@ -1,4 +1,4 @@
-// What the board does to a call when it is asked to, beside failing it.
+// Faults that do not make a call fail.
 #include <linux/i2c-dev.h>
 #include <linux/i2c.h>
 

@@ -18,7 +18,7 @@ using tessaline_test::Eventually;
 
 constexpr int kForks = 300;
 
-// As many of the board's locks as a few calls can take.
+// Takes as many of the board's locks as a few calls can.
 bool UseTheBoard() {
   const Descriptor bus("/dev/i2c-0", O_RDWR);
   return bus.IsOpen() && WriteFile("/sys/class/gpio/export", "907") == -EBUSY;
@@ -41,7 +41,7 @@ TEST_F(Fork, TheChildFindsNothingLocked) {
     int status = 0;
     const bool ended = Eventually([&] { return waitpid(child, &status, WNOHANG) == child; });
     EXPECT_TRUE(ended && status == 0) << "fork " << i;
-    // Its signals may wait as well.
+    // The child may have its signals blocked.
     if (!ended) kill(child, SIGKILL);
     tessaline_board_transcript_clear();
   }

@@ -31,7 +31,7 @@ class Frames : public FramesFixture {
     Set(fpga::kReg.STRIP_IMAGE_HEIGHT, kHeight);
   }
 
-  // With trigger mode 2, in which nothing comes by itself.
+  // Use with trigger mode 2, in which there are no other triggers.
   void SoftwareTrigger() const {
     Write(fpga::kReg.TRIGGER_CTRL,
           fpga::kField.global_control.Mask() | 2 | fpga::kField.software_trigger.Mask());
@@ -231,7 +231,7 @@ TEST_F(Frames, ASoftwareTriggerMakesOneFrame) {
   RouteTo(false);
   VideoClient client("/dev/video1");
   client.Start(1024, 640, 4);
-  TriggerOn(2);  // external: nothing comes by itself
+  TriggerOn(2);  // external: there are no other triggers
   for (std::uint64_t id = 1; id <= 3; ++id) {
     SoftwareTrigger();
     const auto bytes = client.Dequeue();
@@ -250,13 +250,13 @@ TEST_F(Frames, StoppingForgetsTheTriggersThatStillWait) {
   client.Start(1024, 640, 16);
   for (int round = 0; round < 10; ++round) {
     TriggerOn(2);
-    for (int i = 0; i < 10; ++i) {  // far more than the sensor reads out meanwhile
+    for (int i = 0; i < 10; ++i) {  // far more triggers than the sensor can read out in this time
       Write(fpga::kReg.TRIGGER_CTRL, kOn | fpga::kField.software_trigger.Mask());
       Write(fpga::kReg.TRIGGER_CTRL, kOn);
     }
     Write(fpga::kReg.TRIGGER_CTRL, 2);
   }
-  // One that was being taken up at the stop may still come.
+  // A trigger that was being processed at the stop may still produce a frame.
   EXPECT_LT(Stats(1).frames, 100u);
   const std::uint64_t frames = Stats(1).frames;
   TriggerOn(2);
@@ -285,7 +285,7 @@ TEST_F(Frames, PollWaitsForEachOfThem) {
   }
 }
 
-// Once it watches the device it asks nobody but the kernel.
+// After registering the device, epoll only uses the kernel.
 TEST_F(Frames, EpollSeesThemComeAndGo) {
   tessaline_board_set_strips_per_buffer(1);
   RouteTo(false);
@@ -357,7 +357,7 @@ TEST_F(Frames, WithoutABufferStripsAreLostAndCounted) {
   EXPECT_LE(Get(fpga::kReg.CALLBACK_LOST_NUM), 1u);
 }
 
-// The strip that does not fit any more, when the buffer it did not fit into was the last.
+// A strip that no longer fits must wait if the full buffer was the last one.
 TEST_F(Frames, AtFreePaceStripsWaitForABuffer) {
   tessaline_board_set_strips_per_buffer(1000);
   RouteTo(false);

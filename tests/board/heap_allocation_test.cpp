@@ -1,5 +1,5 @@
-// What the board's calls take from the heap of the process: nothing. This program replaces
-// the C library's allocation functions.
+// The board's calls take nothing from the process's heap. This program replaces the C library's
+// allocation functions.
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <linux/spi/spidev.h>
@@ -25,8 +25,8 @@ void __libc_free(void*);
 
 namespace {
 
-// Of the thread that counts; constant initialisation, because the first allocation comes
-// before any of this program's own.
+// True on the thread that counts. Constant initialisation is needed, because the first allocation
+// comes before this program's own code.
 constinit thread_local bool counting = false;
 constinit thread_local int calls = 0;
 
@@ -64,7 +64,7 @@ namespace {
 
 namespace fpga = VeltranoSDK::fpga;
 
-// Runs it with the calls counted.
+// Runs `act` and counts the calls.
 template <typename Act>
 int Calls(Act act) {
   calls = 0;
@@ -128,7 +128,7 @@ class Allocations : public BoardTest {
  protected:
   void SetUp() override {
     Select("K3820");
-    // The first stream starts a thread, which no handler does.
+    // Start a stream here, because the first one starts a thread, which a handler must not do.
     ASSERT_TRUE(UseVideo());
   }
 };
@@ -155,7 +155,7 @@ TEST_F(Allocations, ArePartOfWhatIsHandedOut) {
   EXPECT_EQ(Calls([&] { free(text); }), 1);
 }
 
-// Else the process and its other libraries would have the board's heap.
+// Otherwise the process and its other libraries would use the board's heap.
 TEST_F(Allocations, OfTheBoardAreNobodyElses) {
   for (const char* name : {"_Znwm", "_ZdlPv", "_ZdlPvm", "_ZNSsC1Ev"}) {
     Dl_info library{};

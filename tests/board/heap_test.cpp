@@ -1,4 +1,4 @@
-// A signal handler that uses the board, on a thread that it has interrupted anywhere.
+// A signal handler that uses the board, on a thread interrupted at any place.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <linux/i2c-dev.h>
@@ -67,7 +67,7 @@ void StopAll(int) {
   errno = error;
 }
 
-// What a thread may be interrupted in.
+// Code in which a thread may be interrupted.
 void Allocate(unsigned round) {
   static std::array<void*, 64> kept{};
   void*& slot = kept[round % kept.size()];
@@ -93,12 +93,12 @@ void AskTheBoard(unsigned) {
   tessaline_board_clear_faults();
 }
 
-// Ends with 0 when the handler has interrupted it for some time.
+// Exits with 0 after the handler has interrupted it for some time.
 void BeInterrupted(void (*round)(unsigned)) {
   struct sigaction action {};
   action.sa_handler = StopAll;
   sigaction(SIGALRM, &action, nullptr);
-  // The C library takes its locks for real in a process with threads only.
+  // The C library only takes its locks in a process with threads.
   std::thread([] { pause(); }).detach();
   timer_t timer{};
   sigevent event{};

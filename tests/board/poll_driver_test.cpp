@@ -1,4 +1,4 @@
-// Waiting for a descriptor whose driver has no poll function: it is always ready.
+// Waiting for a descriptor whose driver has no poll function. Such a descriptor is always ready.
 #include <gmock/gmock.h>
 #include <sys/epoll.h>
 #include <sys/wait.h>
@@ -29,7 +29,7 @@ TEST_F(PollDriver, ADriverWithoutItIsAlwaysReady) {
   const Descriptor late("/dev/uio1", O_RDWR);
   for (const int fd : {client.fd(), device_.Get(), late.Get()}) EXPECT_EQ(ReadyAtOnce(fd), kAll);
 
-  // Its other calls still block.
+  // The driver's other calls still block.
   std::atomic<bool> blocked{true};
   std::thread dequeues([&] {
     EXPECT_TRUE(client.Dequeue().empty());
@@ -88,7 +88,7 @@ TEST_F(PollDriver, OnlyDevicesHaveDrivers) {
   EXPECT_EQ(tessaline_board_set_poll("uio1", 0), -1);
 }
 
-// The test starts itself anew, with a board from the environment.
+// The test starts itself again, with a board from the environment.
 TEST(PollFromTheEnvironment, ADriverCanBeWithoutIt) {
   if (getenv("TESSALINE_BOARD_FAULTS") != nullptr) {
     const Descriptor device("/dev/uio1", O_RDWR);

@@ -1,4 +1,4 @@
-// Waiting for the board's descriptors, alone and among others.
+// Waiting for the board's descriptors, alone and together with others.
 #include <gmock/gmock.h>
 #include <pthread.h>
 #include <signal.h>
@@ -89,7 +89,8 @@ TEST_F(Poll, AnEventWakesEverybody) {
 }
 
 TEST_F(Poll, OneWhoComesTooLateWaitsOn) {
-  // Two wait, one takes it: the other's poll may end, and then finds nothing any more.
+  // Two threads wait and one takes the interrupt. The other's poll may end, but then it finds
+  // nothing.
   std::atomic<int> taken{0};
   std::atomic<long> sleeps{0};
   const auto take = [&] {
@@ -164,7 +165,7 @@ void Handle(int signal, void (*handler)(int), int flags) {
   handled = 0;
 }
 
-// Interrupts a thread that polls; more than once, because it may only be about to.
+// Interrupts a thread that polls, more than once, because the poll may not have started yet.
 template <typename Polls>
 void WhileItPolls(Polls polls) {
   std::atomic<bool> ended{false};
@@ -294,7 +295,8 @@ TEST_F(Poll, APlantedFaultIsItsResult) {
 
 TEST_F(Poll, IsOneCallHoweverLongItWaits) {
   tessaline_board_fault("*", "poll", 0, 0, TESSALINE_BOARD_CALLED);
-  pollfd set{device_.Get(), POLLPRI, 0};  // nothing tells the end of that: it looks again
+  pollfd set{device_.Get(), POLLPRI,
+             0};  // there is no sign for this event, so the board polls repeatedly
   EXPECT_EQ(poll(&set, 1, 100), 0);
   EXPECT_EQ(Transcript(), "uio1 poll called\n");
 }

@@ -1,5 +1,5 @@
-// The table of the products, number by number: library, virtual board, command and
-// examples read it, so that none of them would notice a wrong one.
+// The product table, number by number. Library, virtual board, command and examples all read it, so
+// none of them would detect a wrong number.
 #include "tessaline/products.h"
 
 #include <gmock/gmock.h>

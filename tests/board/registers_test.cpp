@@ -18,7 +18,7 @@ using ::testing::IsEmpty;
 
 constexpr std::size_t kMapped = 255;
 
-// One register access the way drivers do it.
+// One register access, made as drivers make it.
 class Access {
  public:
   explicit Access(std::uint32_t block_base) : fd_(open("/dev/mem", O_RDWR)) {

@@ -1,5 +1,4 @@
-// What the image sensors' registers do to the frames, seen by a plain capture
-// program.
+// The effect of the image sensors' registers on the frames, seen by a plain capture program.
 
 #include <gmock/gmock.h>
 
@@ -36,7 +35,7 @@ TEST_F(GmaxFrames, AreFullSizeWhileNobodyHasSetOne) {
 TEST_F(GmaxFrames, RowsAreCroppedBySensorAndColumnsByTheFpga) {
   SetSensor(
       {{0x13, (500 + 4) & 0xFF}, {0x14, (500 + 4) >> 8}, {0x15, 1200 & 0xFF}, {0x16, 1200 >> 8}});
-  Set(fpga::kReg.ISP_WIDTH, 3);  // blocks left out
+  Set(fpga::kReg.ISP_WIDTH, 3);  // skipped blocks
   SetSize(40 * 32, 1200);
   View view = kFull;
   view.left = 84;
@@ -108,7 +107,7 @@ TEST_F(GmaxFrames, NeedTheStreamBitAndAnEndOfTheProgramming) {
   EXPECT_TRUE(Arrives());
 }
 
-// One product reads every other row of the array, all the time.
+// One product always reads every other row of the array.
 class HalfRowsFrames : public GmaxFrames {
  protected:
   HalfRowsFrames() : GmaxFrames("K3810") {}
@@ -235,7 +234,7 @@ class E2vFrames : public SensorFrames {
     SensorFrames::SetUp();
     BringUp();
     SetSize(4096, 1080);
-    Set(fpga::kReg.EXP_TIME_1, 4500);  // 300 us: enough for ink
+    Set(fpga::kReg.EXP_TIME_1, 4500);  // 300 us, long enough to see ink
   }
 
   static void Send(const std::vector<std::uint8_t>& bytes) {

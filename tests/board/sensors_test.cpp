@@ -1,4 +1,4 @@
-// The image sensors on SPI, byte by byte as a spidev program reaches them.
+// The image sensors on SPI, byte by byte, as a spidev program accesses them.
 
 #include <gmock/gmock.h>
 #include <sys/mman.h>
@@ -179,7 +179,7 @@ class E2vFlash4k : public SensorTest {
   }
   void Page(std::uint8_t page) { EXPECT_EQ(client_->Write({0x60, page}), 2); }
 
-  // Reads of the status until all bits of the mask are as wanted.
+  // Counts the reads of the status until the masked bits have the expected value.
   unsigned Polls(unsigned mask, unsigned wanted) {
     unsigned polls = 1;
     while ((Read(0) & mask) != wanted && polls < 100) ++polls;
@@ -195,7 +195,7 @@ TEST_F(E2vFlash4k, IdentifiesItself) {
   EXPECT_EQ(Read(0x0002), 0x25F9u);
   Write(0x0001, 0);
   EXPECT_EQ(Read(0x0001), 0x2030u);
-  Set(0x0001, 0x1234);  // another chip
+  Set(0x0001, 0x1234);  // a new chip
   EXPECT_EQ(Read(0x0001), 0x1234u);
 }
 

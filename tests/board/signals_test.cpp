@@ -1,4 +1,4 @@
-// A signal handler that uses the board, on a thread that uses it all the time.
+// A signal handler that uses the board, on a thread that constantly uses it.
 #include <errno.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -23,17 +23,17 @@ std::atomic<int> handled = 0;
 std::atomic<int> failed = 0;
 timer_t timer;
 
-// As many of the board's locks as a few calls can take.
+// Takes as many of the board's locks as a few calls can.
 void UseTheBoard() {
   const int fd = open(kExport, O_WRONLY);
-  // The line is exported already: the board says so, and writes it down.
+  // The line is already exported, so the board rejects the write and records it.
   if (fd < 0 || write(fd, kLine.data(), kLine.size()) >= 0) ++failed;
   if (fd >= 0) close(fd);
   usleep(1);
 }
 
-// Starts the timer anew when it has done its work: with a period of the timer's own, a slow
-// machine would do nothing but handle signals.
+// Restarts the timer after its work. With a periodic timer, a slow machine would do nothing but
+// handle signals.
 void OnSignal(int) {
   const int error = errno;
   UseTheBoard();
@@ -56,14 +56,15 @@ TEST_F(Signals, NeverMeetTheBoardInTheMiddleOfACall) {
   ASSERT_EQ(write(fd, kLine.data(), kLine.size()), static_cast<ssize_t>(kLine.size()));
   close(fd);
 
-  // A timer interrupts at any instruction; another thread would mostly find this one
-  // where it gives way.
+  // A timer interrupts at any instruction. Another thread would mostly interrupt this one where it
+  // yields.
   sigevent event{};
   event.sigev_notify = SIGEV_SIGNAL;
   event.sigev_signo = SIGUSR1;
   ASSERT_EQ(timer_create(CLOCK_MONOTONIC, &event, &timer), 0);
   ASSERT_EQ(timer_settime(timer, 0, &kOnce, nullptr), 0);
-  // On a busy machine every pause costs milliseconds, and enough is what there was time for.
+  // On a busy machine every pause costs milliseconds, so the rounds that fit in this time are
+  // enough.
   const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
   while (handled < kEnough && std::chrono::steady_clock::now() < end) UseTheBoard();
   timer_delete(timer);

@@ -1,4 +1,4 @@
-// Sleeps that are scaled, and those that a signal cuts short.
+// Sleeps that are scaled, and sleeps that a signal interrupts.
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/time.h>
@@ -20,7 +20,7 @@ using std::chrono::nanoseconds;
 using std::chrono::seconds;
 using std::chrono::steady_clock;
 
-// What a busy machine may add.
+// The extra time that a busy machine may need.
 constexpr milliseconds kPatience(300);
 
 std::atomic<int> handled{0};
@@ -45,7 +45,7 @@ nanoseconds BoardTime() {
   return nanoseconds((high << 32 | low) * fpga::kNanosecondsPerTick);
 }
 
-// Signals of real time, the first after so long and then again and again.
+// Sends signals in real time: the first after the given time, and then repeatedly.
 class Alarm {
  public:
   explicit Alarm(milliseconds period) {
@@ -73,7 +73,7 @@ class Alarm {
 
 class Sleep : public BoardTest {
  protected:
-  // What passes meanwhile on the board and really.
+  // Measures how much board time and real time pass during the call.
   template <typename Call>
   void Measure(Call call) {
     const nanoseconds board = BoardTime();
@@ -87,7 +87,7 @@ class Sleep : public BoardTest {
   nanoseconds on_board_{};
 };
 
-// Not less, and not much more.
+// The time must not be less, and not much more.
 void ExpectAbout(nanoseconds time, nanoseconds expected) {
   EXPECT_GE(time.count(), (expected - milliseconds(1)).count());
   EXPECT_LE(time.count(), (expected + kPatience).count());

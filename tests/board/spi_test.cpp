@@ -1,5 +1,5 @@
-// The SPI buses, as any spidev program sees them. What the chips do with the bytes
-// is sensors_test's.
+// The SPI buses, as any spidev program sees them. sensors_test checks what the chips do with the
+// bytes.
 
 #include <gmock/gmock.h>
 #include <linux/i2c-dev.h>

@@ -91,7 +91,7 @@ TEST_F(Video, RefusesWrongIndicesAndStates) {
   buffer = VideoClient::Buffer(0);
   EXPECT_ERRNO(ioctl(client.fd(), VIDIOC_DQBUF, &buffer), EINVAL);  // not streaming
   ASSERT_EQ(ioctl(client.fd(), VIDIOC_QBUF, &buffer), 0);
-  EXPECT_ERRNO(ioctl(client.fd(), VIDIOC_QBUF, &buffer), EINVAL);  // is queued
+  EXPECT_ERRNO(ioctl(client.fd(), VIDIOC_QBUF, &buffer), EINVAL);  // already queued
   EXPECT_ERRNO(ioctl(client.fd(), VIDIOC_QUERYBUF, nullptr), EFAULT);
   EXPECT_ERRNO(ioctl(client.fd(), 0x1234, &buffer), ENOTTY);
 }
@@ -107,7 +107,7 @@ TEST_F(Video, UserMemoryMustBeThereAndLargeEnough) {
   EXPECT_ERRNO(ioctl(client.fd(), VIDIOC_QBUF, &buffer), EINVAL);
   buffer = VideoClient::Buffer(0, V4L2_MEMORY_USERPTR);
   buffer.length = 4096;
-  buffer.m.userptr = ~0xFFFul;  // what a failed mmap gives
+  buffer.m.userptr = ~0xFFFul;  // a value like that of a failed mmap
   EXPECT_ERRNO(ioctl(client.fd(), VIDIOC_QBUF, &buffer), EFAULT);
   buffer.m.userptr = reinterpret_cast<unsigned long>(memory.data());
   EXPECT_EQ(ioctl(client.fd(), VIDIOC_QBUF, &buffer), 0);
@@ -141,7 +141,7 @@ TEST_F(Video, UnpluggingEndsABlockedDequeue) {
   blocked.join();
 }
 
-// What a thread that blocks in DQBUF does when it is cancelled.
+// A thread that blocks in DQBUF and is cancelled.
 struct Blocked {
   VideoClient* client;
   int type;
@@ -152,7 +152,7 @@ void* DequeueCancellably(void* argument) {
   auto* blocked = static_cast<Blocked*>(argument);
   int ignored = 0;
   pthread_setcanceltype(blocked->type, &ignored);
-  // Not declared non-throwing: the unwind has to pass.
+  // Not declared non-throwing, because the unwind must pass through it.
   int (*volatile call)(int, unsigned long, ...) =
       reinterpret_cast<int (*)(int, unsigned long, ...)>(&ioctl);
   v4l2_buffer buffer = VideoClient::Buffer(0);
@@ -170,8 +170,8 @@ TEST_F(Video, AThreadWithAsynchronousCancellationEndsInsideTheDequeue) {
     ASSERT_EQ(pthread_create(&thread, nullptr, DequeueCancellably, &blocked), 0);
     if (round % 2 == 0) sched_yield();
     ASSERT_EQ(pthread_cancel(thread), 0);
-    // Not what join hands out: the C library sets no result for a thread that ends
-    // where it enables its cancellation again.
+    // Ignores the result of join. The C library sets none for a thread that ends where it enables
+    // its cancellation again.
     ASSERT_EQ(pthread_join(thread, nullptr), 0);
     EXPECT_FALSE(blocked.returned);
   }

@@ -1,5 +1,5 @@
 #!/bin/sh
-# Generates the API reference, and looks for every exported function in it.
+# Generates the API reference and checks that it contains every exported function.
 #   api_reference.sh SOURCE OUTPUT MAP
 set -eu
 command -v doxygen >/dev/null || {

@@ -1,4 +1,4 @@
-// The configuration store when there is no memory for a transfer.
+// The configuration store without memory for a transfer.
 #include <gmock/gmock.h>
 
 #include <string>

@@ -1,5 +1,5 @@
-// The configuration store with bus drivers that answer otherwise than the virtual
-// board's, and how it opens the bus.
+// The configuration store with bus drivers whose answers differ from the virtual board's, and how
+// it opens the bus.
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -26,8 +26,8 @@ int OpenAndRemember(const char* path, int flags) {
 }  // namespace
 
 #pragma GCC visibility push(default)
-// Stands between the library and the board; by other names, because the C library
-// declares these with attributes of its own. The second is that of hardened builds.
+// Intercept the library's calls to the board. They have different names in C++, because the C
+// library declares them with its own attributes. Hardened builds call the second one.
 extern "C" int SeenOpen(const char* path, int flags, ...) asm("open");
 extern "C" int SeenOpen(const char* path, int flags, ...) { return OpenAndRemember(path, flags); }
 extern "C" int SeenHardenedOpen(const char* path, int flags) asm("__open_2");
@@ -54,7 +54,7 @@ class EepromBus : public BoardFixture {
     BoardFixture::TearDown();
   }
 
-  // Transfers succeed with this result, and move nothing.
+  // Makes transfers succeed with this result without moving data.
   static void Answer(int result) {
     changed_driver = [result](Ioctl call, int fd, unsigned long request, void* argument) {
       return request == I2C_RDWR ? result : call(fd, request, argument);

@@ -1,5 +1,5 @@
-// The configuration store, through the exported functions: what crosses the bus,
-// what the EEPROM keeps, what is told.
+// The configuration store, through the exported functions: the bus traffic, the content of the
+// EEPROM, and the printed text.
 #include "tessaline/eeprom.h"
 
 #include <errno.h>
@@ -60,7 +60,7 @@ constexpr std::size_t kLinesAPage = 4;
 
 using PageLine = std::string (*)(unsigned char, unsigned char, const unsigned char*, std::size_t);
 
-// How a block of this size is to be transferred, one case after the other.
+// The expected transfers of a block of this size, case by case.
 std::vector<std::string> Partition(const Bytes& data, int size, PageLine line) {
   std::vector<std::string> events;
   const auto page = [&](unsigned char device, int word, int offset, int count) {
@@ -125,7 +125,7 @@ class EepromStore : public BoardFixture {
 
   static Bytes Erased() { return Bytes(kBlock, 0xFF); }
 
-  // The first bytes of one, then those of the other.
+  // The first `count` bytes of one block, then the rest of the other.
   static Bytes Joined(const Bytes& first, int count, const Bytes& second) {
     Bytes bytes(second);
     std::copy_n(first.begin(), count, bytes.begin());
@@ -273,7 +273,7 @@ void PrintTo(const BusFailure& row, std::ostream* out) { *out << row.name; }
 
 class EepromBusFails : public EepromStore, public ::testing::WithParamInterface<BusFailure> {
  protected:
-  // The n-th transfer (from 0) fails.
+  // Makes the n-th transfer (from 0) fail.
   static void Fail(unsigned nth) {
     tessaline_board_fault("i2c-0", GetParam().operation, nth, 1, GetParam().error);
   }
@@ -299,7 +299,7 @@ TEST_P(EepromBusFails, InAPageRead) {
   EXPECT_THAT(page, Each(0xEE));
 }
 
-// Sizes of every way through the partition.
+// Sizes for every case of the partition.
 constexpr int kSizes[] = {1, 15, 16, 17, 255, 256, 257, 272, 300, 496, 511, 512};
 
 TEST_P(EepromBusFails, InEveryPageOfASave) {
@@ -324,7 +324,7 @@ TEST_P(EepromBusFails, InEveryPageOfASave) {
 TEST_P(EepromBusFails, InEveryPageOfARead) {
   Store(data_);
   for (const int size : kSizes) {
-    // The texts of saving, where whole pages of both halves are read.
+    // The texts printed by saving, which reads whole pages of both halves.
     const std::string told =
         size > 256 && size % 16 == 0 ? "ConfigSave error!\n" : "ConfigRead error!\n";
     for (int failing = 0; failing < Pages(size); ++failing) {

@@ -35,8 +35,7 @@ constexpr unsigned int kTriSpacing = 2;
 constexpr unsigned int kFailed = 0xFFFFFFFF;
 constexpr auto kFailedOpen = "open(/dev/mem) failed.";
 
-// What the program's own open and munmap, at the end of this file, see of the
-// transactions on /dev/mem.
+// The transactions on /dev/mem, as seen by this program's open and munmap at the end of this file.
 struct Transactions {
   int flags = -1;
   std::atomic<int> under_way{0};
@@ -64,7 +63,7 @@ class FpgaAccess : public BoardFixture {
     BoardFixture::SetUp();
     log_set_quiet(true);
   }
-  // For the cases that run in this process after this one.
+  // Resets the state for later cases in this process.
   void TearDown() override {
     transactions.at_open = nullptr;
     if (LockIsTaken()) pthread_mutex_unlock(&fpga_contol);
@@ -109,7 +108,7 @@ TEST_F(FpgaAccess, OpensForReadingAndWritingWithoutBlocking) {
   EXPECT_EQ(transactions.flags & kAsked, O_RDWR | O_NONBLOCK);
 }
 
-// The board has room for 64 mappings at a time.
+// The board allows 64 mappings at a time.
 TEST_F(FpgaAccess, LeavesNeitherDescriptorNorMappingBehind) {
   const int before = OpenDescriptors();
   for (unsigned int i = 0; i < 100; ++i) {
@@ -127,7 +126,7 @@ struct Line {
   std::string text;
   int level;
   bool lock_taken;
-  unsigned int spacing;  // what the FPGA held when the line came
+  unsigned int spacing;  // the FPGA's value when the line was logged
 };
 std::vector<Line> logged;
 
@@ -198,7 +197,7 @@ TEST_F(FpgaAccess, TheAccessAfterAFailedOpenBlocks) {
   EXPECT_FALSE(done);
   EXPECT_THAT(Steps(), IsEmpty());
   EXPECT_EQ(Printed(), kFailedOpen);
-  // Only so that the thread comes back.
+  // This only lets the thread finish.
   pthread_mutex_unlock(&fpga_contol);
   next.join();
 }
@@ -220,7 +219,7 @@ TEST_F(FpgaAccess, RestoresTheSignalMask) {
 enum class Handled { kNot, kWhileTheLockWasFree, kWhileTheLockWasTaken };
 volatile sig_atomic_t handled;
 
-// An interrupt in the middle of an access waits for its end.
+// An interrupt during an access waits until the access ends.
 TEST_F(FpgaAccess, TheSigintHandlerNeverFindsItsOwnThreadHoldingTheLock) {
   handled = static_cast<int>(Handled::kNot);
   signal(SIGINT, [](int) {
@@ -232,13 +231,13 @@ TEST_F(FpgaAccess, TheSigintHandlerNeverFindsItsOwnThreadHoldingTheLock) {
   EXPECT_EQ(static_cast<Handled>(handled), Handled::kWhileTheLockWasFree);
 }
 
-// How a child process ended, and what it printed until then.
+// How a child process ended, and what it had printed.
 struct Outcome {
   int status = -1;
   std::string printed;
 };
 
-// Runs the work in a child with a board of its own; 42 when it comes back from it.
+// Runs the work in a child with its own board. The child exits with 42 if the work returns.
 Outcome InAChild(const std::function<void()>& work) {
   int ends[2];
   EXPECT_EQ(pipe(ends), 0);
@@ -248,8 +247,8 @@ Outcome InAChild(const std::function<void()>& work) {
     dup2(ends[1], STDOUT_FILENO);
     close(ends[0]);
     close(ends[1]);
-    alarm(20);                // a child that hangs ends as a failure
-    signal(SIGINT, SIG_DFL);  // whatever shell started the tests
+    alarm(20);                // a child that hangs is a failure
+    signal(SIGINT, SIG_DFL);  // the shell may have changed it
     log_set_quiet(true);
     tessaline_board_select("K3610");
     work();
@@ -270,7 +269,7 @@ TEST(FpgaAccessAfterAFailedOpen, IsEndedBySigint) {
   const Outcome outcome = InAChild([] {
     tessaline_board_fault("fpga", "open", 0, 1, EACCES);
     fpga_write_addr(kImageBlock1, kTriSpacing, 1);
-    // To this thread, whoever else could take it.
+    // Sent to this thread, even if other threads could take it.
     std::thread([blocked = pthread_self()] {
       ReallyWait(milliseconds(100));
       pthread_kill(blocked, SIGINT);
@@ -285,7 +284,7 @@ TEST(FailedOpen, IsToldAtOnce) {
   const Outcome outcome = InAChild([] {
     tessaline_board_fault("fpga", "open", 0, 1, EACCES);
     fpga_read_addr(kImageBlock1, kTriSpacing);
-    _exit(42);  // whatever is still in a buffer is lost
+    _exit(42);  // buffered output is lost
   });
   EXPECT_EQ(outcome.printed, kFailedOpen);
 }

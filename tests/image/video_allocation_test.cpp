@@ -1,4 +1,4 @@
-// Plain capture when there is no memory for its records.
+// Plain capture without memory for its records.
 #include <gmock/gmock.h>
 
 #include "support/BoardFixture.h"
@@ -33,7 +33,7 @@ TEST_F(PlainWithoutMemory, ThereAreNoBuffers) {
   EXPECT_EQ(Printed(), "");
 }
 
-// Some C libraries give no memory for nothing.
+// Some C libraries return null for an allocation of size 0.
 TEST_F(PlainWithoutMemory, AChannelOfNoBuffersHasNoArray) {
   EXPECT_EXIT(Create(2, 0), ExitedWithCode(255), "^v4l2_reqbufs: ");
   EXPECT_THAT(Printed(), MatchesRegex(AT_VIDEO_CPP));

@@ -1,4 +1,4 @@
-// Plain capture with drivers that answer otherwise than the virtual board's.
+// Plain capture with drivers whose answers differ from the virtual board's.
 #include <errno.h>
 #include <gmock/gmock.h>
 #include <stdlib.h>

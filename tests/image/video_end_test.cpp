@@ -12,7 +12,7 @@ using ::testing::MatchesRegex;
 
 struct End {
   const char* name;
-  const char* operation;  // that fails, or nullptr
+  const char* operation;  // the operation that fails, or nullptr
   unsigned skip;
   void (*call)();
   int status;

@@ -123,12 +123,12 @@ TEST_F(PlainSteps, RequestMapAndQueueTheBuffers) {
                                     "video0 VIDIOC_QBUF 1"));
   for (unsigned index = 0; index < 2; ++index) {
     EXPECT_TRUE(IsMapped(buffers[index].address, 64 * 64));
-    // Nothing but index and address is filled in.
+    // Only index and address are filled in.
     tessaline_image_buffer expected{};
     expected.descriptor.index = index;
     expected.address = buffers[index].address;
     EXPECT_EQ(memcmp(&buffers[index], &expected, sizeof expected), 0);
-    memset(buffers[index].address, 0x5A, 64 * 64);  // the host may write there, too
+    memset(buffers[index].address, 0x5A, 64 * 64);  // the host may also write there
     munmap(buffers[index].address, 64 * 64);
   }
   free(buffers);
@@ -269,7 +269,7 @@ TEST_F(PlainCapture, CapturesTheFramesOfTheSensor) {
     EXPECT_EQ(image->sequence, frame);
     EXPECT_EQ(image->descriptor.sequence, frame);
     EXPECT_EQ(image->descriptor.length, kWidth * kHeight);
-    // The FPGA writes its own count of frames behind the pixels, from 1.
+    // The FPGA writes its frame count, which starts at 1, behind the pixels.
     const auto* bytes = static_cast<const std::uint8_t*>(image->address);
     std::uint64_t id = 0;
     memcpy(&id, bytes + pixels, sizeof id);
@@ -323,7 +323,7 @@ TEST_F(PlainCapture, ClosingLeavesNothingBehind) {
   close_video_channel(next);
 }
 
-// The driver makes at least 16 pixels of a row, so its frames are larger here.
+// The driver makes rows of at least 16 pixels, so its frames are larger here.
 TEST_F(PlainCapture, ClosingUnmapsWhatWasAskedFor) {
   tessaline_video_channel* channel = Channel(1, 4, 4096);
   auto* frame = static_cast<std::uint8_t*>(channel->buffers[0].address);
@@ -336,7 +336,7 @@ TEST_F(PlainCapture, ClosingUnmapsWhatWasAskedFor) {
 }
 
 TEST_F(PlainCapture, FewerBuffersThanAskedAreAllThereIs) {
-  tessaline_video_channel* channel = Channel(40, 64, 64);  // the driver has 32
+  tessaline_video_channel* channel = Channel(40, 64, 64);  // the driver has only 32
   EXPECT_EQ(channel->count, 32u);
   for (unsigned index = 0; index < channel->count; ++index) {
     EXPECT_EQ(channel->buffers[index].tag, kTag);

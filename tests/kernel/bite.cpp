@@ -1,4 +1,4 @@
-// Arms the watchdog and lets it bite: the guest ends here, as the last of its checks.
+// Arms the watchdog and lets it bite. This is the guest's last check, because it ends the guest.
 #include <unistd.h>
 
 #include <cstdio>

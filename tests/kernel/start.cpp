@@ -1,5 +1,5 @@
-// Starts a product and ends: what is recorded is its start-up. With a second argument it
-// captures strips and takes interrupts too, and stays until a signal ends it.
+// Starts a product and ends, so that its start-up can be recorded. With a second argument it also
+// captures strips and takes interrupts, and runs until a signal ends it.
 //
 //   kernel_start MODEL [stay]
 #include <unistd.h>

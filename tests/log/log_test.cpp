@@ -1,6 +1,5 @@
-// The logger as an application meets it: what reaches the standard error stream,
-// the sinks, the lock hook. Each test is a process of its own (see CMake), since
-// sinks cannot be removed.
+// The logger as an application uses it: the standard error stream, the sinks and the lock hook.
+// Each test runs in its own process (see CMake), because sinks cannot be removed.
 #include "tessaline/log.h"
 
 #include <gmock/gmock.h>
@@ -140,14 +139,14 @@ TEST(Logger, FileSinkCarriesTheDate) {
 
 // --- The time of a message ----------------------------------------------------------------
 
-// The clock of the program, see the end of this file.
+// The program's clock; see the end of this file.
 struct Clock {
   time_t stands_at = 0;
   int readings = 0;
   void (*at_reading)() = nullptr;
 } the_clock;
 
-// 2023-11-14 22:13:20 in Greenwich, the next day five and a half hours to the east.
+// 2023-11-14 22:13:20 UTC. In a zone five and a half hours ahead, it is the next day.
 class LoggerInAnotherTimeZone : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -211,8 +210,8 @@ TEST_F(LoggerInAnotherTimeZone, TakesNoTimeForAMessageNobodyReceives) {
 
 // --- An interrupt in the middle of a message ----------------------------------------------
 
-// A sink may block, and an interrupt must get through all the same; the message is finished
-// when its handler has returned.
+// A sink may block, but an interrupt must still be handled. The message is finished after the
+// handler has returned.
 class InterruptedLogger : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -279,7 +278,7 @@ TEST(Logger, NamesTheLevels) {
 
 }  // namespace
 
-// In front of the C library's, for the whole program.
+// Replace the C library's functions for the whole program.
 extern "C" time_t time(time_t* out)
 #if defined(__GLIBC__)
     __THROW

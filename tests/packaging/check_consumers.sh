@@ -1,6 +1,6 @@
 #!/bin/sh
-# Builds an application in C and one in C++ from an installed tree, with find_package and
-# with pkg-config, and the installed examples; runs them on the installed virtual board.
+# Builds an application in C and one in C++ from an installed tree, with find_package and with
+# pkg-config. Also builds the installed examples. Runs all of them on the installed virtual board.
 #   check_consumers.sh PREFIX WORK     (CC, CXX and CMAKE name other programs)
 set -eu
 prefix=$(readlink -f "$1")
@@ -11,7 +11,7 @@ cd "$2"
 cc=${CC:-cc} cxx=${CXX:-c++} cmake=${CMAKE:-cmake}
 
 libdir=$(dirname "$(find "$prefix" -name libtessaline.so)")
-# Nothing of the tree that was built may stand in.
+# Nothing from the build tree may be used.
 export LD_LIBRARY_PATH="$libdir"
 export PKG_CONFIG_LIBDIR="$libdir/pkgconfig"
 unset PKG_CONFIG_PATH CFLAGS CXXFLAGS LDFLAGS

@@ -1,7 +1,7 @@
 #!/bin/sh
-# Installs the packages of a directory in a fresh Debian 12, uses them - as the guide to the
-# first scan does, and to build applications -, removes them, and compares what is left with
-# what was there before. Needs root and the network.
+# Installs the packages of a directory in a fresh Debian 12. Uses them as the guide to the first
+# scan does, and to build applications. Then removes them and compares the files with those from
+# before. Needs root and the network.
 #   check_in_chroot.sh PACKAGES
 set -eu
 "$(dirname "$0")/../../scripts/setup" debootstrap
@@ -16,13 +16,13 @@ for package in "$packages"/*.deb; do
   case "$package" in *-dbgsym_*) ;; *) cp "$package" "$root/packages" ;; esac
 done
 cp -r "$tests" "$root/tests"
-# The lines that the guide tells its reader to type, but for those that install.
+# The commands of the guide, except those that install.
 awk '/^```sh$/ { typed = 1; next } /^```/ { typed = 0 } typed' "$guide" >"$root/first-scan"
 grep -q 'tessaline capture strips' "$root/first-scan"
 
 mount -t proc proc "$root/proc"  # where a program finds itself
 
-# Nothing of this shell's settings, which speak of what is installed here.
+# Uses none of this shell's settings, which refer to the host's installation.
 in_root() {
   env -i HOME=/root PATH=/usr/sbin:/usr/bin:/sbin:/bin LC_ALL=C.UTF-8 DEBIAN_FRONTEND=noninteractive \
     http_proxy="${http_proxy:-}" https_proxy="${https_proxy:-}" "$(command -v chroot)" "$root" sh -euc "$1"
@@ -31,7 +31,7 @@ quietly() { in_root "$1" >"$packages/chroot.log" 2>&1 || { tail -20 "$packages/c
 files() { (cd "$root" && find etc lib usr var -xdev ! -path 'var/cache/*' ! -path 'var/lib/dpkg/*' \
   ! -path 'var/lib/apt/*' ! -path 'var/log/*' ! -name ld.so.cache | sort); }
 
-# Everything the packages depend on first, so that only they themselves make a difference.
+# Installs all dependencies first, so that only the packages themselves make a difference.
 quietly 'apt-get update && apt-get install -y --no-install-recommends \
   cmake gcc g++ libc6-dev libcli11-dev libpng-dev libfmt9 ninja-build pkg-config'
 files >"$packages/before"

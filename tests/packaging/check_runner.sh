@@ -1,5 +1,5 @@
 #!/bin/sh
-# What the command tessaline-board does with its arguments.
+# Checks what the command tessaline-board does with its arguments.
 #   check_runner.sh PREFIX
 set -eu
 export runner="$1/bin/tessaline-board"
@@ -31,7 +31,7 @@ expect 0 '^K3610,$' run -- sh -c 'echo "$TESSALINE_BOARD,${TESSALINE_BOARD_PACE:
 expect 0 '^K4010 free 0 3 a b$' run --model K4010 --pace free --sleep 0 --strips 3 \
   sh -c 'echo "$TESSALINE_BOARD $TESSALINE_BOARD_PACE $TESSALINE_BOARD_SLEEP $TESSALINE_BOARD_STRIPS $*"' sh a b
 expect 0 '^absent eeprom$' run --faults 'absent eeprom' -- printenv TESSALINE_BOARD_FAULTS
-# The board is there for the program, and what it did is in the transcript.
+# The program runs on the board, and its calls are in the transcript.
 transcript=$(mktemp)
 trap 'rm -f "$transcript"' EXIT
 temperature=/sys/devices/soc0/amba/f8007100.adc/iio:device0/in_temp0_raw

@@ -19,8 +19,8 @@ struct Errors {
   std::span<const int> errors;
 };
 
-// A format or a buffer request that comes too late is EBUSY by itself, so EBUSY would
-// not show which one failed.
+// A late format or buffer request fails with EBUSY anyway, so EBUSY would not show which one
+// failed.
 constexpr int kOpenErrors[] = {ENODEV, EIO, EBUSY, ENOMEM, EAGAIN, EINTR};
 constexpr int kMmapErrors[] = {ENODEV, ENOMEM, EAGAIN};
 constexpr int kReadErrors[] = {EIO, ENODEV, EAGAIN, EINTR, TESSALINE_BOARD_SHORT};
@@ -31,7 +31,8 @@ constexpr int kFormatErrors[] = {EIO, ENODEV, EINTR};
 constexpr int kBufferErrors[] = {ENOMEM, EIO, ENODEV, EINTR};
 constexpr int kDequeueErrors[] = {EIO, ENODEV, EAGAIN, EINTR};
 constexpr int kStreamErrors[] = {EIO, ENODEV, EBUSY, ENOMEM, EAGAIN, EINTR};
-constexpr int kPollErrors[] = {ENOMEM, EINTR};  // a device's own are no failures of the call
+constexpr int kPollErrors[] = {ENOMEM,
+                               EINTR};  // a device's own errors are not failures of the call
 constexpr int kOtherErrors[] = {EIO, ENODEV, EBUSY, EINTR};
 
 constexpr std::array kErrors{
@@ -55,8 +56,8 @@ std::span<const int> ErrorsOf(std::string_view operation) {
   return at == kErrors.end() ? std::span<const int>(kOtherErrors) : at->errors;
 }
 
-// The settings an SPI access makes before its transfer, all at one place in the code and
-// all told in the same way: of each access only one fails, each in turn.
+// The settings that an SPI access makes before its transfer. They are in one place in the code and
+// are all reported in the same way, so only one fails per access, each in turn.
 constexpr std::array<std::string_view, 8> kSettings{
     "SPI_IOC_WR_MODE",         "SPI_IOC_RD_MODE",          "SPI_IOC_WR_LSB_FIRST",
     "SPI_IOC_RD_LSB_FIRST",    "SPI_IOC_WR_BITS_PER_WORD", "SPI_IOC_RD_BITS_PER_WORD",
@@ -64,18 +65,18 @@ constexpr std::array<std::string_view, 8> kSettings{
 
 bool IsItsTurn(const Call& call) {
   const auto* const at = std::ranges::find(kSettings, call.operation);
-  // The first access has all of them: on some boards there is only one.
+  // For the first access all of them fail in turn, because some boards make only one access.
   return at == kSettings.end() || call.nth == 0 ||
          call.nth % kSettings.size() == static_cast<std::size_t>(at - kSettings.begin());
 }
 
-// What such a call is for is the next event of its device.
+// The purpose of such a call is the next event of its device.
 bool HasAccess(const Call& call) {
   return call.device == "fpga" || call.device.starts_with("spi") ||
          (call.device == "gpio" && call.operation == "write");
 }
 
-// A register's mapping belongs to the open before it, any other call is for itself.
+// A register's mapping belongs to the open before it. All other calls are separate.
 bool IsPartOf(const Call& first, const Call& call) {
   return first.device == "fpga" && first.operation == "open" && call.device == "fpga" &&
          call.operation == "mmap";
@@ -88,9 +89,9 @@ std::vector<Call> CallsOf(const std::vector<std::string>& events) {
   constexpr std::string_view kIn = "in ";
   std::map<std::string, unsigned> seen;
   std::vector<Call> calls;
-  std::size_t unnamed = 0;  // the end of their step is further down
+  std::size_t unnamed = 0;  // calls from here on have no step name yet
   unsigned step = 0;
-  std::vector<std::size_t> open;  // the calls whose access is still to come
+  std::vector<std::size_t> open;  // the calls whose access follows later
   for (const std::string& event : events) {
     const std::string device = event.substr(0, event.find(' '));
     if (event.ends_with(kCalled)) {
@@ -112,7 +113,7 @@ std::vector<Call> CallsOf(const std::vector<std::string>& events) {
       open.clear();
     }
   }
-  calls.resize(unnamed);  // behind the last step nothing is the tour's
+  calls.resize(unnamed);  // calls after the last step do not belong to the tour
   return calls;
 }
 

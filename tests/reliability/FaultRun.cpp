@@ -18,7 +18,7 @@
 
 namespace reliability {
 
-// A file without a name, which the child fills and the parent reads afterwards.
+// An unnamed file, which the child fills and the parent reads afterwards.
 class FaultRun::File {
  public:
   explicit File(const char* name) : fd_(memfd_create(name, 0)) {
@@ -51,12 +51,12 @@ namespace {
 
 constexpr int kHungStatus = 99;
 constexpr std::size_t kTimeOfDay = sizeof "12:34:56";  // and a blank
-// A child that cannot even end itself is ended from outside so much later.
+// The parent waits this much longer before it kills a child that cannot end itself.
 constexpr double kGraceSeconds = 5;
-// A caller is quiet that ran, or could have run, for less than this part of the time.
+// A caller is quiet if it ran, or could have run, for less than this part of the time.
 constexpr double kQuietShare = 0.1;
 
-// What of the child is behind its callbacks.
+// The child's state that its callbacks use.
 int results_fd = -1;
 int events_fd = -1;
 const Fault* planned = nullptr;
@@ -113,13 +113,13 @@ void Tell(const std::string& line) {
   Append(events_fd, "in " + line + "\n");
 }
 
-// The exit the library's SIGINT handler makes.
+// The exit by the library's SIGINT handler.
 void AtExit(int status, void* /*unused*/) {
   if (interrupted) Tell("SIGINT = " + std::to_string(status));
   Leave(status);
 }
 
-// Seconds the process's first thread ran or waited for a processor.
+// Seconds that the process's first thread ran or waited for a processor.
 double BusySeconds() {
   std::ifstream statistics("/proc/self/task/" + std::to_string(getpid()) + "/schedstat");
   double ran = 0;
@@ -128,8 +128,8 @@ double BusySeconds() {
   return (ran + waited) * 1e-9;
 }
 
-// Ends the process when it hangs, with the transcript written. It does not sleep: the
-// board makes every sleep of this process short.
+// Writes the transcript and ends the process when it hangs. It does not sleep, because the board
+// shortens every sleep of this process.
 void WatchForHangs(FaultRun::Patience patience) {
   std::thread([patience] {
     using Clock = std::chrono::steady_clock;

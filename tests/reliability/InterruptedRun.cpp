@@ -33,19 +33,19 @@ constexpr int kOrphansMs = 5'000;
 constexpr const char* kOutput = "output.txt";
 constexpr const char* kTranscript = "transcript.json";
 
-// Lines that a healthy application leaves: the image device refuses another format
-// while it has buffers, the notifiers tell what they did, and the self-test of the
-// IMX252 waits for its image in pauses that are skipped here.
+// Lines that a working application prints. The image device rejects a different format while it has
+// buffers, the notifiers report what they did, and the self-test of the IMX252 waits for its image
+// in pauses that are skipped here.
 constexpr std::array<std::string_view, 4> kAlwaysExpected{
     "v4l2 VIDIOC_S_FMT failed: Device or resource busy", " This thread has been opened!",
     " This thread has been closed!", "PowerOnSelfTest252"};
-// A write behind the FPGA's stop fails, and this setter says so.
+// A write after the FPGA's stop fails, and this setter reports it.
 constexpr std::array<std::string_view, 1> kExpectedOfOtherThreads{"SetRisThresholdValue error"};
-// A handler that cannot come back is told.
+// A handler that cannot return is reported.
 constexpr std::array<std::string_view, 2> kExpectedOfHandlers{
     "a callback of the application does not return",
     " thread is still at work, its buffers stay mapped"};
-// A buffer that is not the caller's to give back is refused.
+// Returning a buffer that the caller does not own is rejected.
 constexpr std::array<std::string_view, 1> kExpectedOfSettings{
     "v4l2 VIDIOC_QBUF failed: Invalid argument"};
 
@@ -69,13 +69,13 @@ std::optional<Message> Receive(int report, int milliseconds) {
 
 void Interrupt(pid_t process, pid_t thread) { syscall(SYS_tgkill, process, thread, SIGINT); }
 
-// Which of two threads comes first is a matter of the moment.
+// Either of the two threads may come first.
 void InterruptBoth(pid_t process, pid_t second_thread, bool second_first) {
   Interrupt(process, second_first ? second_thread : process);
   Interrupt(process, second_first ? process : second_thread);
 }
 
-// False: it is still there.
+// Returns false if the process is still running.
 bool WaitForTheEnd(pid_t process, bool deaf_at_times) {
   const int fd = static_cast<int>(syscall(SYS_pidfd_open, process, 0));
   bool ended = false;
@@ -100,8 +100,8 @@ std::string Described(int status) {
 
 bool Succeeded(int status) { return WIFEXITED(status) && WEXITSTATUS(status) == 0; }
 
-// What the application has started goes on without it, and is inherited. One that was to be
-// interrupted ends with its parent instead.
+// Processes that the application started continue without it and become our children. A child that
+// was to be interrupted ends with its parent instead.
 void JudgeOrphans(std::vector<std::string>& complaints) {
   const auto until = Clock::now() + std::chrono::milliseconds(kOrphansMs);
   for (;;) {
@@ -132,10 +132,11 @@ void InterruptedRun::Execute(const Interruption& interruption, int report) const
   dup2(output, STDOUT_FILENO);
   dup2(output, STDERR_FILENO);
   dup2(report, kReportDescriptor);
-  // Whatever this process was left by others: the application's children look for devices.
+  // Sets close-on-exec on inherited descriptors, because the application's children look for open
+  // devices.
   close_range(kReportDescriptor + 1, ~0U, CLOSE_RANGE_CLOEXEC);
   setenv("TESSALINE_BOARD", interruption.model.c_str(), 1);
-  setenv("TESSALINE_BOARD_SLEEP", "0", 1);  // for the start-up
+  setenv("TESSALINE_BOARD_SLEEP", "0", 1);  // during the start-up
   setenv("TESSALINE_BOARD_PACE", "free", 1);
   setenv("TESSALINE_BOARD_STRIPS", "8", 1);
   setenv("TESSALINE_BOARD_TRANSCRIPT", Path(kTranscript).c_str(), 1);

@@ -15,7 +15,7 @@
 namespace reliability {
 namespace {
 
-// Whether one of the alternatives, or there being none, satisfies `fits`.
+// Whether `fits` is true for one of the alternatives, or there are none.
 template <typename Fits>
 bool AnyOf(std::string_view alternatives, Fits fits) {
   if (alternatives.empty()) return true;
@@ -45,8 +45,8 @@ void ReplaceAll(std::string& text, std::string_view sought, const std::string& b
   }
 }
 
-// Of "write 42 00 0f 00 01" and "tx 02 00 0f 00 00 00" register 000f, of "write 60 0b"
-// page 0b.
+// For "write 42 00 0f 00 01" and "tx 02 00 0f 00 00 00" the register is 000f. For "write 60 0b" the
+// page is 0b.
 std::string Filled(std::string_view text, const Call& call, int error) {
   const bool is_read = call.access.starts_with("tx");
   const std::size_t first_byte = is_read ? sizeof "tx 02" : sizeof "write 42";
@@ -62,7 +62,7 @@ std::string Filled(std::string_view text, const Call& call, int error) {
   return filled;
 }
 
-// The text that should be there and is not, or nothing.
+// The required text that is missing, or nothing.
 std::string Missing(const Rule& rule, const Call& call, int error, const Outcome& reference,
                     const Outcome& outcome) {
   const std::string before = Whole(reference.printed);
@@ -78,7 +78,7 @@ std::string Missing(const Rule& rule, const Call& call, int error, const Outcome
   return {};
 }
 
-// A text that comes more often than once more than without the failure, or nothing.
+// A text that appears at least twice more than without the failure, or nothing.
 std::string Repeated(const Rule& rule, const Call& call, int error, const Outcome& reference,
                      const Outcome& outcome) {
   const std::string before = Whole(reference.printed);
@@ -90,7 +90,7 @@ std::string Repeated(const Rule& rule, const Call& call, int error, const Outcom
   return {};
 }
 
-// What a line of the tour says was returned; nothing of a line that says none.
+// The result in a line of the tour, or nothing if the line has none.
 std::optional<std::string_view> ResultOf(std::string_view line) {
   constexpr std::string_view kEquals = " = ";
   const auto equals = line.find(kEquals);
@@ -98,7 +98,7 @@ std::optional<std::string_view> ResultOf(std::string_view line) {
   return line.substr(equals + kEquals.size());
 }
 
-// The first line before the failure's step that is not as without the failure, or nothing.
+// The first line before the failure's step that differs from the run without it, or nothing.
 std::string DisturbedBefore(const Call& call, const Outcome& reference, const Outcome& outcome) {
   for (std::size_t i = 0; i < call.step && i < outcome.results.size(); ++i) {
     if (outcome.results[i] != reference.results.at(i)) return outcome.results[i];
@@ -117,7 +117,7 @@ std::string WrongResult(const Rule& rule, const Call& call, const Outcome& refer
   return fmt::format("{} returned {} instead of {}", call.during, now, expected);
 }
 
-// Where in the transcript the failure is; the end when it did not come.
+// The position of the failure in the transcript, or the end if it did not occur.
 auto FailureIn(const Outcome& outcome, const Call& call) {
   const std::string failed = call.device + ' ' + call.operation + " failed: ";
   const std::string cut = call.device + ' ' + call.operation + " cut short";
@@ -126,11 +126,11 @@ auto FailureIn(const Outcome& outcome, const Call& call) {
   });
 }
 
-// The self-test of the IMX252 goes on until its image arrives, in pauses that are skipped
-// here: how often it says so depends on the moment.
+// The self-test of the IMX252 repeats until its image arrives, with pauses that are skipped here.
+// So the number of its lines varies.
 constexpr std::string_view kSelfTest = "PowerOnSelfTest252 ";
 
-// What is printed that is not without the failure, or nothing.
+// Text that is not printed without the failure, or nothing.
 std::string PrintedInAddition(const Outcome& reference, const Outcome& outcome) {
   const auto times = [](const Outcome& of, const std::string& line) {
     return std::ranges::count(of.printed, line);
@@ -141,8 +141,8 @@ std::string PrintedInAddition(const Outcome& reference, const Outcome& outcome) 
   return more == outcome.printed.end() ? std::string() : *more;
 }
 
-// How often a product tests itself depends on when the images come, and with it which of its
-// accesses is the n-th.
+// The number of self-test rounds depends on when the images arrive. So which access is the n-th
+// varies too.
 bool TestedItselfAsOften(const Outcome& reference, const Outcome& outcome) {
   const auto rounds = [](const Outcome& of) {
     return std::ranges::count_if(
@@ -151,7 +151,7 @@ bool TestedItselfAsOften(const Outcome& reference, const Outcome& outcome) {
   return rounds(reference) == rounds(outcome);
 }
 
-// Whether what the call is for came all the same: the answer may be another one.
+// Whether the access that the call prepares was made anyway. Its answer may differ.
 bool AccessFollows(const Call& call, const Outcome& outcome) {
   if (call.access.empty()) return true;
   const auto failure = FailureIn(outcome, call);
@@ -216,7 +216,7 @@ Judgement JudgeReturned(const Rule& rule, const std::string& missing, const Call
       return {Verdict::kRetried, std::string(rule.why)};
     case Effect::kUnchecked:
       return {Verdict::kUnchecked, std::string(rule.why)};
-    case Effect::kHangs:  // the tour's last access has no other behind it that would wait
+    case Effect::kHangs:  // after the tour's last access there is no other that would wait
     case Effect::kStops:
       break;
   }
@@ -270,7 +270,7 @@ Judgement Judge(const std::string& model, const Call& call, int error, const Out
   if (outcome.ending == Ending::kHung)
     return JudgeHung(*rule, missing, call, error, reference, outcome);
   if (FailureIn(outcome, call) == outcome.events.end()) {
-    // How often the threads that wait for frames and interrupts come round depends on the moment.
+    // The number of passes of the threads that wait for frames and interrupts varies.
     const bool depends = call.operation == "VIDIOC_DQBUF" || call.operation == "VIDIOC_QBUF" ||
                          call.operation == "poll" ||
                          (call.device.starts_with("uio") && call.operation != "open") ||

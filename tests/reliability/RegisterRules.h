@@ -18,7 +18,7 @@ inline constexpr std::string_view kPipelineSetters =
 constexpr Rule Unmapped(std::string_view access = {}) { return On("fpga", "mmap").For(access); }
 
 inline constexpr std::array kRegisterRules{
-    // Writes whose failure is printed, whoever makes them
+    // Writes whose failure is printed for any caller
     Unmapped("write REBUILD_BLOCK_1 STRIP_IMAGE_WIDTH")
         .Tells("SetImageSize fpga_write_addr STRIP_IMAGE_WIDTH error\n")
         .Returns(kSame),

@@ -8,12 +8,12 @@ namespace reliability {
 
 // The expected outcome of a failed call.
 enum class Effect {
-  kTold,       // prints the texts, returns the result, the program goes on
+  kTold,       // prints the texts, returns the result, the program continues
   kRetried,    // prints the texts; every result is as without the failure
   kMadeAgain,  // the same as without the failure in every respect
-  kUnchecked,  // whatever it reads or skips, the program goes on
+  kUnchecked,  // the program continues with any value or skipped step
   kHangs,      // prints the texts once; no register is accessed any more
-  kStops,      // the same, but the program goes on with the result
+  kStops,      // the same, but the program continues with the result
 };
 
 inline constexpr std::string_view kSame = "=";

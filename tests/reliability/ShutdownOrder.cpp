@@ -21,7 +21,7 @@ constexpr std::string_view kMaster = "fpga write IMAGE_BLOCK_1 MASTER_CTRL = ";
 constexpr std::string_view kTrigger = "fpga write IMAGE_BLOCK_1 TRIGGER_CTRL = ";
 constexpr std::string_view kZero = "0x00000000";
 
-// What the board makes of a mark.
+// The board's transcript line for a mark.
 std::string Left(const char* mark) { return "gpio open " + std::string(mark) + " failed: ENOENT"; }
 
 std::vector<std::string> OrderedShutdown() {

@@ -27,8 +27,8 @@ constexpr auto kLastExposure = milliseconds(50);
 constexpr auto kPatience = std::chrono::minutes(1);
 constexpr std::uint64_t kImageBuffers = 10;
 
-// The warm-up touches every page of every buffer; what comes later are a few pages of
-// stacks and of the heap. A leak of six bytes an image is more than this in a full run.
+// The warm-up touches every page of every buffer. Later growth is a few pages of stacks and of the
+// heap. In a full run, a leak of six bytes per image exceeds this.
 constexpr long kMostKibMore = 512;
 // A register access opens the registers, one at a time.
 constexpr long kMostDescriptorsMore = 1;
@@ -37,15 +37,15 @@ struct Region {
   unsigned x, y, width, height;
 };
 
-// In steps that every sensor takes. Strips of the small ones come about a thousand to
-// a buffer.
+// All sensors accept these steps. A buffer holds about a thousand strips of the small regions.
 constexpr Region kSmall[] = {
     {0, 0, 64, 1080}, {512, 8, 64, 1072}, {128, 0, 64, 1080}, {256, 240, 64, 800}};
 constexpr Region kLarge[] = {
     {0, 0, 1408, 1080}, {64, 240, 1024, 640}, {0, 0, 512, 512}, {128, 8, 704, 1000}};
 constexpr unsigned kStripsPerBuffer = 1000;
-constexpr unsigned kLargeStrips = 2500;  // all buffers, more than once
-constexpr unsigned kWarmUpBuffers = 30;  // few of them full, as the region changes meanwhile
+constexpr unsigned kLargeStrips = 2500;  // enough for all buffers, more than once
+constexpr unsigned kWarmUpBuffers =
+    30;  // few of them are full, because the region changes meanwhile
 
 struct tessaline_board_stream_stats Stats(int stream) {
   struct tessaline_board_stream_stats stats {};
@@ -64,7 +64,7 @@ void Soak::Await(const char* what, Condition condition) {
   std::_Exit(EXIT_FAILURE);
 }
 
-// Registers that nobody else here changes.
+// Uses registers that no other thread here changes.
 void Soak::RegisterTraffic(const std::atomic<bool>& over) {
   for (unsigned i = 0; !over; ++i) {
     SetTriSpacing(4000 + i % 100);
@@ -80,8 +80,8 @@ void Soak::WatchOver() {
   gauge_.Sample();
 }
 
-// Images on their way are put in order by the region of the moment they are handled, so
-// nobody changes it before they are. Strips come: the last image is exposed.
+// Images are reordered with the region at the time they are handled, so the region must not change
+// before then. When strips arrive, the last image has been exposed.
 void Soak::SettleImages() {
   const std::uint64_t strips = Stats(1).frames;
   Await("strips behind the images", [strips] { return Stats(1).frames > strips; });
@@ -99,9 +99,8 @@ void Soak::ChangeRegion(bool small) {
   }
 }
 
-// With images on their way. Those that the capture thread has not handled by then are
-// not delivered, as their time stamp tells; the first that is delivered afterwards
-// comes behind them.
+// Stops and starts with images on their way. Images that the capture thread has not yet handled are
+// dropped because of their time stamp. The first one delivered afterwards comes after them.
 void Soak::StopAndGo() {
   const std::uint64_t before = SoakHandlers::Images().Last();
   SetGlobalControl(0);
@@ -115,7 +114,7 @@ void Soak::StopAndGo() {
   stops_.push_back(stop);
 }
 
-// The triggers cease, and what they have triggered arrives: nothing may be missing.
+// The triggers stop, and all triggered frames arrive. None may be missing.
 void Soak::ComeToRest() {
   SettleImages();
   SetTriMode(kExternal);
@@ -132,7 +131,7 @@ void Soak::TakeStrips(std::uint64_t until) {
   ++mode_changes_;
   SettleImages();
   for (unsigned i = 0; SoakHandlers::Strips().Frames() < until; ++i) {
-    // Large ones are rare: the board needs long for them.
+    // Large regions are rare, because the board takes a long time for them.
     ChangeRegion(i % 16 != 15);
     for (int pause = 0; pause < 4; ++pause) WatchOver();
   }
@@ -153,12 +152,12 @@ void Soak::TakeImages(std::uint64_t until) {
   }
 }
 
-// Every page of every buffer, every path, once.
+// Uses every page of every buffer and every path once.
 void Soak::WarmUp() {
   for (unsigned lap = 1; lap <= std::size(kLarge); ++lap) {
     TakeStrips(kWarmUpBuffers * lap * kStripsPerBuffer);
     TakeImages(40 * lap);
-    // In the large region of the images.
+    // Uses the images' large region.
     const std::uint64_t enough = SoakHandlers::Strips().Frames() + kLargeStrips;
     Await("large strips", [enough] { return SoakHandlers::Strips().Frames() > enough; });
   }
@@ -212,7 +211,7 @@ bool Soak::Report() const {
   const std::uint64_t images = SoakHandlers::Images().Frames();
   if (strips < plan_.strips || images < plan_.images) complaints.push_back("too few frames");
   if (lost_ != 0) complaints.push_back(std::to_string(lost_) + " frames found no buffer");
-  // The sanitizers keep what is freed for a while.
+  // The sanitizers keep freed memory for a while.
   if constexpr (!kAddressSanitizer && !kThreadSanitizer) {
     for (auto& complaint : gauge_.Complaints(kMostKibMore, kMostDescriptorsMore)) {
       complaints.push_back(std::move(complaint));

@@ -16,7 +16,8 @@ namespace storm {
 
 namespace {
 
-// A shell that has any descriptor but the standard streams fails: it was left a device.
+// A shell fails if it has any descriptor except the standard streams, because it then inherited a
+// device.
 constexpr const char* kLookAround =
     "for fd in /proc/$$/fd/*; do case ${fd##*/} in [012]) ;;"
     " *) [ ! -h $fd ] || { echo failed: left $(readlink $fd); exit 7; } ;;"
@@ -58,7 +59,7 @@ void CallSystem() {
   if (std::system(kLookAround) != 0) Fail("a child of system() failed");
 }
 
-// It has the library's handler, but the device is its parent's.
+// The child has the library's handler, but the device belongs to its parent.
 void ForkAndInterrupt() {
   const pid_t parent = getpid();
   const pid_t child = fork();
@@ -72,7 +73,7 @@ void ForkAndInterrupt() {
   if (!WIFSIGNALED(status) || WTERMSIG(status) != SIGINT) Fail("an interrupted child failed");
 }
 
-// So that some are open at any moment at which a child is started.
+// Ensures that some devices are open whenever a child is started.
 void KeepDevicesBusy() {
   for (unsigned i = 0;; ++i) {
     RegisterTraffic(i);
@@ -87,7 +88,7 @@ void KeepDevicesBusy() {
 
 pid_t ExpectChildren() {
   struct sigaction action {};
-  action.sa_handler = CountChild;  // no SA_RESTART: every call is interrupted
+  action.sa_handler = CountChild;  // no SA_RESTART, so every call is interrupted
   sigaction(SIGCHLD, &action, nullptr);
   std::thread(KeepDevicesBusy).detach();
   return 0;

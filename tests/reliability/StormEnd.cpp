@@ -23,7 +23,7 @@ using tessaline_test::AtWork;
 using tessaline_test::CutShort;
 using tessaline_test::kReportDescriptor;
 
-// The process is past its end by so much at the most.
+// The process may exceed its end by at most this time.
 constexpr long kForTranscriptNs = 300'000'000;
 
 sem_t cut_short;
@@ -34,11 +34,11 @@ bool Report(const Message& message) {
   return write(kReportDescriptor, &message, sizeof message) == sizeof message;
 }
 
-// A thread of its own, as nobody knows what the one that ends the process may wait for.
+// Runs on its own thread, because the thread that ends the process may wait for anything.
 void WaitForTheCut() {
   while (sem_wait(&cut_short) != 0) {
   }
-  // As the board does at an ordinary end.
+  // The board does this at an ordinary end.
   tessaline_board_transcript_save(std::getenv("TESSALINE_BOARD_TRANSCRIPT"));
   sem_post(&transcript_written);
 }
@@ -74,8 +74,8 @@ void ReportAtWork(pid_t second_thread) {
 
 }  // namespace storm
 
-// Stands before the C library's for the whole program, but not for its own exit(): who comes
-// here with status 0 does not wait for that any longer.
+// Replaces the C library's function for the whole program, except for its own exit(). A thread that
+// calls this with status 0 no longer waits for exit().
 extern "C" void _exit(int status) {
   if (status == EXIT_SUCCESS) storm::CutIsMade();
   for (;;) syscall(SYS_exit_group, status);

@@ -7,7 +7,7 @@
 namespace tessaline_test {
 
 // Marks of the interrupted application in the board's transcript: attempts to open files that the
-// board does not have. Each mark stands in order among all other events, with its thread.
+// board does not have. Each mark is in order with all other events and has its thread.
 namespace mark {
 
 inline constexpr const char* kImagesAsked = "/sys/class/gpio/storm-images-asked";

@@ -23,8 +23,8 @@ namespace {
 
 // --- Heap
 
-// Mostly small, some of the sizes that are cut from the top of the heap, few that are
-// mapped each for itself.
+// Most blocks are small. Some have sizes that are cut from the top of the heap, and a few have
+// their own mapping.
 class Hoard {
  public:
   explicit Hoard(unsigned seed) : random_(seed) {}
@@ -43,7 +43,7 @@ class Hoard {
   std::map<unsigned, std::string> names_;
 };
 
-// What C++ programs leave to their end.
+// Work that C++ programs do at their end.
 struct Diary {
   ~Diary() {
     for (unsigned i = 0; i < 100; ++i)
@@ -75,7 +75,7 @@ class Worker {
     while (thread_id_ == 0) std::this_thread::yield();
     return thread_id_;
   }
-  // exit() runs on the thread that is interrupted, which cannot wait for itself.
+  // exit() may run on this thread, if it was interrupted, and a thread cannot wait for itself.
   ~Worker() {
     stop_ = true;
     if (!thread_.joinable()) return;
@@ -115,7 +115,7 @@ void UseTheHeap() {
 
 pid_t StartTheTimer() {
   struct sigaction action {};
-  action.sa_handler = CountAlarm;  // no SA_RESTART: every call is interrupted
+  action.sa_handler = CountAlarm;  // no SA_RESTART, so every call is interrupted
   sigaction(SIGALRM, &action, nullptr);
   constexpr timeval kMillisecond{0, 1000};
   const itimerval every{kMillisecond, kMillisecond};

@@ -14,11 +14,11 @@ namespace storm {
 
 namespace {
 
-// The IMX252 refuses regions at the very edge. The e2v Flash 4K keeps their offsets for the
-// whole image of drive mode 0, for which there is then no room.
+// The IMX252 rejects regions at the very edge. The e2v Flash 4K keeps a region's offsets for the
+// whole image of drive mode 0, which then does not fit.
 unsigned region_corner = 64;
 
-// Comes back only if the store had the time it needs in between.
+// Reads back the saved value only if the store had the time that it needs in between.
 void SaveAndReadBack(unsigned i) {
   unsigned char saved[16];
   memset(saved, static_cast<int>(i % 256), sizeof saved);
@@ -40,7 +40,7 @@ constexpr void (*kSettings[])(unsigned) = {
     [](unsigned) { SetDriveMode(0); },
     [](unsigned) { SetGlobalControl(0); },
     [](unsigned) { ResetFrameID(); },
-    [](unsigned) {  // it is off
+    [](unsigned) {  // the notifier is off
       RegisterEventHandler(TESSALINE_EVENT_EXTERNAL_TRIGGER,
                            reinterpret_cast<tessaline_event_handler>(OnTrigger));
     },

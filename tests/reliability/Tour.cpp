@@ -17,7 +17,7 @@ namespace fpga = VeltranoSDK::fpga;
 namespace reliability {
 namespace {
 
-// What has come from a stream.
+// The frames that have arrived from a stream.
 class Arrivals {
  public:
   void Add(unsigned count) {
@@ -54,7 +54,7 @@ class Guide {
  public:
   explicit Guide(void (*told)(const std::string&)) : told_(told) {}
 
-  // What comes from a clock or a counter differs from run to run: only the call.
+  // Records only the call, because results from a clock or a counter differ between runs.
   template <typename Function, typename... Arguments>
   void Visit(const char* name, Function function, Arguments... arguments) {
     function(arguments...);
@@ -76,7 +76,7 @@ class Guide {
   void (*told_)(const std::string&);
 };
 
-// A fault may keep away what is waited for, so it waits only so long.
+// The wait has a limit, because a fault may prevent the awaited frames.
 void Await(Guide& guide, const char* what, Arrivals& arrivals, unsigned enough) {
   constexpr std::chrono::seconds kPatience{10};
   const bool arrived = arrivals.WaitFor(enough, kPatience);
@@ -92,7 +92,7 @@ void Acquire(Guide& guide, const char* what, Arrivals& arrivals) {
   guide.Call("SetGlobalControl(0)", SetGlobalControl, 0U);
 }
 
-// A register that ignores what is written to it.
+// Uses a register that ignores writes.
 void Registers(Guide& guide, bool is_zynqmp) {
   constexpr fpga::Register kRegister = fpga::kReg.FPGA_VERSION;
   const std::uint32_t block =
@@ -214,17 +214,17 @@ void Sensor(Guide& guide) {
   guide.Call("SetExposureTime", SetExposureTime, 1U, 300U);
   guide.Call("SetCmosGain", SetCmosGain, 1U);
   guide.Call("SetSensingMode(1)", SetSensingMode, 1U);
-  // By the FPGA before, by the sensor now where it can.
+  // The FPGA timed the exposure before. Now the sensor does, if it can.
   guide.Call("SetExposureTime(sensing)", SetExposureTime, 1U, 300U);
   guide.Call("SetSensingMode(0)", SetSensingMode, 0U);
   guide.Call("SetHDRParam", SetHDRParam, 10U, static_cast<unsigned short>(20));
   guide.Call("SetHDRParam24", SetHDRParam24, 1.0, 2.0, 3.0);
   guide.Call("SetFpgaContinuous", SetFpgaContinuous, 0U);
-  // Halved readout, which not every sensor has.
+  // Halved readout, which some sensors do not have.
   guide.Call("SetDriveMode(17)", SetDriveMode, 0x11U);
   guide.Call("SetDriveMode(0)", SetDriveMode, 0U);
   guide.Call("GetDriveMode", GetDriveMode);
-  // In steps of eight, which every sensor takes.
+  // Uses steps of eight, which every sensor accepts.
   guide.Call("SetROI1", SetROI1, 0U, 0U, width, height / 16 * 8);
   guide.Call("SetReverseMode(1)", SetReverseMode, 1U);
   guide.Call("SetReverseMode(0)", SetReverseMode, 0U);
@@ -253,7 +253,7 @@ void Peripherals(Guide& guide) {
   guide.Call("ConfigRead(100)", ConfigRead, settings.data(), kLowerHalf);
   guide.Call("ConfigSave(272)", ConfigSave, settings.data(), kBothHalves);
   guide.Call("ConfigRead(272)", ConfigRead, settings.data(), kBothHalves);
-  // In this order: for a while after the write the chip would not answer.
+  // The read comes first, because the chip does not answer for a while after a write.
   guide.Call("eeprom_page_read", eeprom_page_read, kPage, settings.data(), unsigned{kPageBytes},
              kStore);
   guide.Call("eeprom_page_write", eeprom_page_write, kPage, settings.data(), kPageBytes, kStore);

@@ -1,5 +1,5 @@
-// Fails every single call into the board in turn, each in a process of its own, and
-// judges what became of it by Rules.h. Exit status 1: not all of it is as it must be.
+// Makes every call into the board fail in turn, each in its own process, and judges the outcome by
+// Rules.h. The exit status is 1 if any outcome is wrong.
 //
 //   fault_matrix [--every N] [--only DEVICE] [--in FUNCTION] [--jobs N] [--all-errors] [--verbose]
 //   [MODEL ...]
@@ -31,9 +31,9 @@ const std::vector<std::string> kAllModels{
 
 constexpr auto kPoll = std::chrono::milliseconds(1);
 constexpr double kLongestTour = 120;  // on a machine under load
-// Nobody but a thread that waits for the register lock is quiet for so long.
+// Only a thread that waits for the register lock is quiet for this long.
 constexpr double kQuietSeconds = 0.3;
-// And so long nobody at all who still means to end.
+// No thread that can still end is quiet for this long.
 constexpr double kStuckSeconds = 10;
 
 struct Options {
@@ -78,7 +78,7 @@ class Matrix {
     const auto start = std::chrono::steady_clock::now();
     reference_ = Survey(model);
     const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
-    // With as many at a time, and a few seconds for frames that do not come.
+    // Allows for parallel runs, and a few seconds for frames that do not arrive.
     patience_ = 8 * took.count() * options_.jobs + 20;
 
     const auto calls = CallsOf(reference_.events);
@@ -101,7 +101,7 @@ class Matrix {
                series_.back().counts[static_cast<std::size_t>(Verdict::kDefect)]);
   }
 
-  // False when there is a defect.
+  // Returns false if there is a defect.
   bool Report() const {
     fmt::print("\n| model | calls | cases |");
     for (const char* name : kVerdictNames) fmt::print(" {} |", name);
@@ -123,8 +123,8 @@ class Matrix {
   }
 
  private:
-  // Of a few tours the one with the fewest events: the others had to wait for something,
-  // and what was called once more then does not come every time.
+  // Returns the one of several tours that has the fewest events. The others had to wait for
+  // something, and made calls that do not occur every time.
   static Outcome Survey(const std::string& model) {
     constexpr int kTours = 3;
     Outcome fewest;
@@ -137,7 +137,7 @@ class Matrix {
     return fewest;
   }
 
-  // Each product's sample begins elsewhere, and always there.
+  // Each product's sample starts at a different call, but always at the same one.
   std::size_t FirstOf(const std::string& model) const {
     const auto at = std::ranges::find(kAllModels, model) - kAllModels.begin();
     return options_.every * static_cast<std::size_t>(at) / (kAllModels.size() + 1);
@@ -206,7 +206,7 @@ class Matrix {
 
 int main(int argc, char** argv) {
   Options options;
-  // Many of the processes only wait for a lock that is never free again.
+  // Many of the processes only wait for a lock that never becomes free.
   options.jobs = 4 * std::max(1U, std::thread::hardware_concurrency());
   CLI::App app("Makes every call into the virtual board fail in turn.", "fault_matrix");
   app.add_option("models", options.models, "model codes; default: all ten products");

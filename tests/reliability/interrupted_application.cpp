@@ -1,5 +1,5 @@
-// The program that sigint_storm interrupts: starts a product, takes one image and one
-// strip buffer, reports, and is busy in one way until SIGINT ends it.
+// The program that sigint_storm interrupts. It starts a product, takes one image and one strip
+// buffer, reports, and then performs one activity until SIGINT ends it.
 //
 //   interrupted_application MODEL ACTIVITY
 #include <dlfcn.h>
@@ -30,7 +30,7 @@ using tessaline_test::Eventually;
 using tessaline_test::ReallyWait;
 namespace mark = tessaline_test::mark;
 
-// One capture thread. It is asked to end by its wake-up.
+// One capture thread. Its wake-up tells it to end.
 struct Capture {
   const char* asked_mark;
   std::atomic<int> wake_up{-1};
@@ -42,13 +42,13 @@ Capture strips{mark::kStripsAsked};
 
 std::atomic<bool> busy_handlers{false};
 std::atomic<bool> locking_handlers{false};
-// Never destroyed: a handler may wait for it to the very end.
+// Never destroyed, because a handler may wait for it until the process ends.
 std::mutex& of_application = *new std::mutex;
 
-// The board does not have the file, and its transcript tells of the attempt.
+// The board does not have this file, but its transcript records the attempt.
 void Leave(const char* mark) { open(mark, O_RDONLY | O_CLOEXEC); }
 
-// Some milliseconds, never the same.
+// Waits some milliseconds, never the same time.
 void StayInHandler() {
   static thread_local unsigned visits = 0;
   ++visits;
@@ -58,7 +58,7 @@ void StayInHandler() {
   Leave(mark::kHandlerEnds);
 }
 
-// What the interrupted thread holds never becomes free again.
+// A lock that the interrupted thread holds never becomes free again.
 void WantTheLock() {
   Leave(mark::kHandlerBegins);
   { const std::lock_guard lock(of_application); }
@@ -136,8 +136,8 @@ void StreamToBusyHandlers() {
   }
 }
 
-// The lock is free now and then, so that the handlers are called again and again; most
-// of the time the main thread has it, and accesses registers with it.
+// The lock is free at times, so that the handlers are called repeatedly. Most of the time the main
+// thread holds it while it accesses registers.
 void HoldTheLock() {
   locking_handlers = true;
   SetCollectMode(0);
@@ -201,9 +201,9 @@ int main(int argc, char** argv) {
   Fail("no such activity");
 }
 
-// These stand before the C library's for the whole program: they show whose turn it is. The
-// library makes the image thread's wake-up first, then the strip thread's; the virtual board
-// makes others. The thread's handler must not be called once it was asked to end.
+// These replace the C library's functions for the whole program and identify the threads. The
+// library creates the image thread's wake-up first, then the strip thread's. The virtual board
+// creates others. A thread's handler must not be called after the thread was told to end.
 extern "C" int eventfd(unsigned count, int flags)
 #if defined(__GLIBC__)
     __THROW

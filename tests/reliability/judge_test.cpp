@@ -1,4 +1,4 @@
-// The judge of the fault matrix must know a defect when it sees one.
+// The judge of the fault matrix must recognise a defect.
 #include "Judge.h"
 
 #include <errno.h>
@@ -17,7 +17,7 @@ namespace {
 
 const std::string kK36 = "K3610";
 
-// A tour of two steps, in the second of which the call of the test fails.
+// A tour of two steps. The call under test fails in the second one.
 Outcome Undisturbed() {
   Outcome outcome;
   outcome.results = {"RegisterHardwareInit = 0", "OpenLaser = 0"};
@@ -166,8 +166,7 @@ TEST(Judge, ARuleMayBeForTheFirstCallsOnly) {
   EXPECT_NE(RuleFor(kK36, first, EIO), RuleFor(kK36, second, EIO));
 }
 
-// A failed access of a sensor whose function returns `now` instead of `before` and tells
-// something.
+// A failed access to a sensor. Its function prints something and returns `now` instead of `before`.
 Judgement JudgeSensor(const Call& call, const std::string& before, const std::string& now,
                       const std::string& told) {
   Outcome reference = Undisturbed();

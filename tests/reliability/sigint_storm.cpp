@@ -1,7 +1,7 @@
-// Interrupts an application at random moments, again and again, and checks that it ends
-// in order each time. Prints a table; fails if one run does not end as it should. The column
-// "cut" counts the ends that exit() did not come to in time: the thread that guards the end
-// made them. One that is in order is no failure where the interrupted thread used the heap.
+// Interrupts an application at random moments, again and again, and checks that it always ends
+// correctly. Prints a table. Fails if any run does not end correctly. The column "cut" counts the
+// runs in which exit() was too slow and the thread that guards the end ended the process. A correct
+// end of this kind is no failure if the interrupted thread used the heap.
 #include <stdlib.h>
 #include <sys/prctl.h>
 
@@ -45,9 +45,9 @@ struct Options {
   unsigned runs = 1000;
   std::uint64_t seed = std::random_device{}();
   unsigned within_ms = 200;
-  // The library's two seconds are from its handler's first statement. Until that is reached
-  // the virtual board finishes the call it is in, and at an ordinary end it writes its
-  // transcript afterwards: some ten thousand lines, on a machine that others use too.
+  // The library's two seconds start at its handler's first statement. Before that, the virtual
+  // board finishes the current call. After an ordinary end it writes its transcript of some ten
+  // thousand lines, on a machine that may be busy.
   double most_seconds = 2.5;
   std::string application;
   std::vector<std::string> activities = AllActivities();
@@ -81,8 +81,8 @@ void Report(unsigned run, const Interruption& what, const InterruptedEnd& end) {
   std::fflush(stdout);
 }
 
-// All pairs in turn, each as far from its likes as the numbers allow: however few the
-// runs are, they are of as many models and activities as there can be.
+// Goes through all pairs, with similar ones as far apart as possible. So even a few runs cover as
+// many models and activities as possible.
 std::pair<std::string, std::string> ModelAndActivity(const Options& options, std::size_t run) {
   const std::size_t models = options.models.size();
   const std::size_t activities = options.activities.size();
@@ -90,7 +90,7 @@ std::pair<std::string, std::string> ModelAndActivity(const Options& options, std
   return {options.models[model % models], options.activities[run % activities]};
 }
 
-// What a failed run has left stays; the rest goes.
+// Keeps the files of failed runs and removes all others.
 bool Storm(const Options& options) {
   namespace fs = std::filesystem;
   std::string pattern = (fs::temp_directory_path() / "sigint-storm-XXXXXX").string();
@@ -153,6 +153,6 @@ int main(int argc, char** argv) {
   CLI11_PARSE(app, argc, argv);
   std::printf("%u runs, seed %llu\n", options.runs, static_cast<unsigned long long>(options.seed));
   std::fflush(stdout);
-  prctl(PR_SET_CHILD_SUBREAPER, 1);  // the applications' children are looked at too
+  prctl(PR_SET_CHILD_SUBREAPER, 1);  // the applications' children are checked too
   return Storm(options) ? EXIT_SUCCESS : EXIT_FAILURE;
 }

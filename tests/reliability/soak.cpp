@@ -1,5 +1,5 @@
-// Takes millions of strips and many images, and checks that every one of them arrives,
-// that all bytes are right, and that nothing grows meanwhile.
+// Takes millions of strips and many images. Checks that every one of them arrives, that all bytes
+// are correct, and that memory and descriptors do not grow.
 #include "reliability/Soak.h"
 
 #include <stdlib.h>
@@ -22,7 +22,7 @@ using tessaline_test::SoakPlan;
 
 std::atomic<unsigned> unexpected_errors = 0;
 
-// The image device refuses another format while it has buffers, at every region.
+// At every change of region, the image device rejects the new format because it has buffers.
 void OnError(log_Event* event) {
   char text[512];
   vsnprintf(text, sizeof text, event->fmt, event->ap);
@@ -31,7 +31,7 @@ void OnError(log_Event* event) {
   std::fprintf(stderr, "WRONG: %s: %s\n", event->file, text);
 }
 
-// The library tells on the standard output what it does; that is not to be read here.
+// Hides what the library prints on the standard output.
 class LibrarySilenced {
  public:
   LibrarySilenced() : output_(dup(STDOUT_FILENO)) {
@@ -71,7 +71,7 @@ int main(int argc, char** argv) {
   SoakPlan plan{"K3610", 10'000'000, 100'000};
   app.add_option("--strips", plan.strips, "minimum number of strips")->capture_default_str();
   app.add_option("--images", plan.images, "minimum number of images")->capture_default_str();
-  // Products whose strips have eight bytes a point, and that try nothing out at start-up.
+  // Products whose strips have eight bytes per point and that have no self-test at start-up.
   app.add_option("--model", plan.model, "product")
       ->check(CLI::IsMember({"K3610", "K3920", "K4010"}))
       ->capture_default_str();

@@ -1,6 +1,6 @@
-// Compares the register tables that a build uses with a listing of them: lines that
-// begin with "| `Header.h` | `kTable` | entries | placeholders |". What the listing
-// says must be so; with "all" it must also say something about every table.
+// Compares the register tables of a build with a listing of them. Its lines begin with "|
+// `Header.h` | `kTable` | entries | placeholders |". Every listed line must be correct. With "all"
+// the listing must also include every table.
 #include <cstdio>
 #include <fstream>
 #include <iterator>

@@ -1,4 +1,4 @@
-// The e2v Flash 4K's driver, compiled with tables that an integrator supplied.
+// The e2v Flash 4K driver, compiled with tables supplied by an integrator.
 #include <algorithm>
 
 #include "Devices/sensor/SensorTable.h"
@@ -16,7 +16,7 @@ using ::testing::Not;
 
 class SuppliedE2vTables : public E2vSensorTest {
  protected:
-  // What goes to the chip in `call`, reads of its status left out.
+  // The accesses to the chip during `call`, without reads of its status.
   template <typename Call>
   Lines Written(Call call) {
     tessaline_board_transcript_clear();

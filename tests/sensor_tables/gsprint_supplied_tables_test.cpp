@@ -1,4 +1,4 @@
-// The GSPRINT6502BSI's driver, compiled with tables that an integrator supplied.
+// The GSPRINT6502BSI driver, compiled with tables supplied by an integrator.
 #include <cstdio>
 
 #include "Devices/sensor/SensorTable.h"
@@ -14,7 +14,7 @@ using ::testing::ElementsAreArray;
 
 class SuppliedGsprintTables : public GsprintTest {
  protected:
-  // What setting a gain writes, the registers' other bits being all set.
+  // The writes of a gain setting when all other bits of the registers are set.
   static Lines Written(unsigned gain) {
     for (const unsigned address : {0x00A0u, 0x00A2u, 0x200Cu}) SetChip(address, 0xFF);
     tessaline_board_transcript_clear();
@@ -54,7 +54,7 @@ TEST_F(SuppliedGsprintTables, ALevelIsARowOfWhichTheGainsBitsAreWritten) {
   EXPECT_EQ(Written(7), fourth);
 }
 
-// Bits of a row that are not the gain's are not set either.
+// Bits of a row that do not belong to the gain are not set.
 TEST_F(SuppliedGsprintTables, ForeignBitsOfARowAreLeftOut) {
   EXPECT_TRUE(sensor().SetGain(4));
   EXPECT_THAT(Accesses(), ElementsAre("00A0 ?", "00A0 = 04", "00A2 ?", "00A2 = 04", "040B = F4",

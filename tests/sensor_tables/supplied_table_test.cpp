@@ -1,4 +1,4 @@
-// The drivers, compiled with the tables that docs/sensor-tables.md shows an integrator.
+// The drivers, compiled with the example tables of docs/sensor-tables.md.
 #include "Devices/sensor/CmosSensor.h"
 #include "Devices/sensor/SensorTable.h"
 #include "Devices/sensor/gmax2509/GmaxTest.h"
@@ -39,7 +39,7 @@ TEST_F(SuppliedImx252, IsWhatTheDriverWrites) {
                                 "3000 = 00", "301D = 01"}));
 }
 
-// Constants as they are, in the place of what is computed the value at this moment.
+// Constants are written unchanged. Computed entries are written with their current value.
 TEST_F(SuppliedGmax2509, IsWhatTheDriverWrites) {
   Printed([] {
     sensor().SetGain(2);

@@ -1,2 +1,2 @@
-// Gives the test framework's precompiled headers a target to belong to.
+// The target that holds the test framework's precompiled headers.
 int main() { return 0; }

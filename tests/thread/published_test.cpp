@@ -1,4 +1,4 @@
-// A record that one thread publishes over and over is read whole by the others.
+// Other threads always read a complete record while one thread publishes it repeatedly.
 #include "thread/Published.h"
 
 #include <gtest/gtest.h>
@@ -29,8 +29,8 @@ TEST(Published, IsZeroAtFirstAndThenTheLastRecord) {
 }
 
 TEST(Published, IsNeverReadTornNorGoesBack) {
-  // On one processor the readers could be through before the writer ran once: they go on
-  // until they have been overtaken often enough for a torn record to show.
+  // On one processor the readers could finish before the writer runs once. So they continue until
+  // the writer has overtaken them often enough to reveal a torn record.
   constexpr int kReads = 20000;
   constexpr int kChanges = 50;
   Published<Record> published;

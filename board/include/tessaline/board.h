@@ -56,12 +56,12 @@ void tessaline_board_unplug(void);
  */
 void tessaline_board_set_sleep_factor(double factor);
 
-/** What timed triggers follow. */
+/** When timed triggers occur. */
 enum tessaline_board_pace {
   TESSALINE_BOARD_REAL_TIME, /**< a trigger per trigger spacing; no free buffer: lost */
   TESSALINE_BOARD_FREE_RUN   /**< a trigger whenever a buffer is free; none is lost */
 };
-/** Sets what timed triggers follow. */
+/** Sets when timed triggers occur. */
 void tessaline_board_set_pace(enum tessaline_board_pace pace);
 
 /** Strips the FPGA packs into one strip buffer (1 .. what fits); fewer after 50 ms. */
@@ -116,7 +116,7 @@ void tessaline_board_register_set(unsigned block, uint32_t offset, uint32_t valu
 
 /** What to use in place of an errno. */
 enum tessaline_board_fate {
-  /** The call does half of what it is asked: a read or write half the bytes, I2C_RDWR half
+  /** The call does half of its work: a read or write half the bytes, I2C_RDWR half
       the messages, SPI_IOC_MESSAGE half the bytes of each transfer; any other call is made
       in full. In the transcript: "<device> <operation> cut short". */
   TESSALINE_BOARD_SHORT = -1,

@@ -1,5 +1,5 @@
-// Laser lines, laser LED and range LED: the three steps of each line, its levels,
-// and what is said when one of its files cannot be opened.
+// Laser lines, laser LED and range LED: the three steps of each line, its levels, and what is
+// printed if one of its files cannot be opened.
 #include <cerrno>
 
 #include "Devices/DeviceTest.h"
@@ -24,14 +24,15 @@ class GpioLines : public DeviceTest {
  protected:
   using DeviceTest::DeviceTest;
 
-  // The steps without the outcome: a line is exported once and refuses to be again.
+  // The steps without the outcome, because a line can be exported only once and a second export
+  // fails.
   static Lines GpioSteps() {
     Lines steps = EventsOf("gpio");
     for (std::string& step : steps) step = step.substr(0, step.find(" failed: "));
     return steps;
   }
 
-  // Lets so many opens through and fails the next one.
+  // Lets `index` opens succeed and the next one fail.
   static void FailOpen(unsigned index) {
     tessaline_board_clear_faults();
     tessaline_board_fault("gpio", "open", index, 1, EACCES);
@@ -39,7 +40,7 @@ class GpioLines : public DeviceTest {
   }
 };
 
-// One operation: its print-out for each of its opens failing, in order.
+// One operation and, in order, what it prints when each of its opens fails.
 struct Failures {
   const char* operation;
   bool (*run)(DeviceManager&);

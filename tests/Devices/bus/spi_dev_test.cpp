@@ -1,4 +1,4 @@
-// The SPI wrapper. What needs a device runs on a K3910, whose sensor is on SPI.
+// The SPI wrapper. Tests that need a device run on a K3910, whose sensor is on SPI.
 #include <linux/spi/spidev.h>
 #include <sys/ioctl.h>
 
@@ -16,7 +16,7 @@ using DevFOps::SpiDev;
 using ::testing::StartsWith;
 
 constexpr char kPath[] = "/dev/spidev1.0";
-constexpr char kBus[] = "spi1.0";  // of the transcript
+constexpr char kBus[] = "spi1.0";  // the name in the transcript
 constexpr std::uint32_t kSpeed = 10'000'000;
 constexpr std::uint8_t kBits = 8;
 
@@ -82,7 +82,7 @@ TEST_F(Spi, EveryModeIsItsPolarityAndPhase) {
   }
 }
 
-// The bus shifts bytes, most significant bit first, and needs a clock.
+// The bus transfers bytes, most significant bit first, and needs a clock.
 TEST_F(Spi, WhatTheBusCannotDoIsRefused) {
   EXPECT_FALSE(device_.SetOpt(SpiDev::kMode0, true, kBits, kSpeed));
   EXPECT_EQ(Printed(), "SpiDev::SetOpt wr_lsb_fist\n");
@@ -95,7 +95,7 @@ TEST_F(Spi, WhatTheBusCannotDoIsRefused) {
   EXPECT_THAT(BusEvents().back(), StartsWith(Event("SPI_IOC_WR_MAX_SPEED_HZ 0 ")));
 }
 
-// Asked of the driver past the wrapper.
+// Reads the options directly from the driver, not through the wrapper.
 TEST_F(Spi, OptionsBeforeTheRefusedOneStayInEffect) {
   ASSERT_TRUE(device_.SetOpt(SpiDev::kMode0, false, kBits, kSpeed));
   EXPECT_FALSE(device_.SetOpt(SpiDev::kMode3, false, kBits, 0));
@@ -139,7 +139,7 @@ TEST_F(Spi, CloseAndTheObjectsEndCloseTheDevice) {
   EXPECT_EQ(tessaline_board_open_files(kBus), 0);
 }
 
-// The sensor's frames: address with bit 15 for a write, then the value.
+// The sensor's frames have an address, with bit 15 set for a write, and then the value.
 TEST_F(Spi, TransfersAndWrites) {
   ASSERT_TRUE(device_.SetOpt(SpiDev::kMode0, false, kBits, kSpeed));
   std::array<std::uint8_t, 3> write_frame{0x80, 0x12, 0x5A};
@@ -176,7 +176,7 @@ class NoSpi : public tessaline_test::BoardFixture {
  protected:
   NoSpi() : BoardFixture("K3610") {}
 
-  // An ordinary file takes what is written to it, and keeps it to be looked at.
+  // An ordinary file stores what is written to it, so that the test can check it.
   class File {
    public:
     File() : fd_(mkstemp(path_)) {}

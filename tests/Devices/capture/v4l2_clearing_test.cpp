@@ -1,4 +1,4 @@
-// When the buffers of a capture device are zeroed, and whose frame is left alone.
+// When the buffers of a capture device are zeroed, and which frames must not be changed.
 #include <errno.h>
 #include <gtest/gtest.h>
 
@@ -26,7 +26,7 @@ INSTANTIATE_TEST_SUITE_P(Flavours, Clearing, AllFlavours());
 TEST_P(Clearing, ZeroesAllBuffers) {
   std::byte* const data = AFrame();
   ASSERT_NE(data, nullptr);
-  device->StreamOff();  // nobody else writes from here on
+  device->StreamOff();  // nothing else writes to the buffers from here on
   const std::size_t size = device->BufferSize();
   EXPECT_NE(NonZero(data, size), 0u);
   device->QBuf();
@@ -35,7 +35,7 @@ TEST_P(Clearing, ZeroesAllBuffers) {
   EXPECT_EQ(NonZero(data, size), 0u);
 }
 
-// Whoever has a frame may ask, and keeps it until it goes back.
+// The owner of a frame may request a clear, and keeps the frame until it returns it.
 TEST_P(Clearing, AFramesOwnerClearsWhenItGivesTheFrameBack) {
   std::byte* const data = AFrame();
   ASSERT_NE(data, nullptr);
@@ -48,7 +48,7 @@ TEST_P(Clearing, AFramesOwnerClearsWhenItGivesTheFrameBack) {
   EXPECT_EQ(NonZero(data, size), 0u);
 }
 
-// A handler in the middle of its frame keeps it; a clearing from elsewhere waits.
+// A handler keeps the frame that it is using. A clear requested elsewhere waits.
 TEST_P(Clearing, ClearingLeavesTheFrameInHandAlone) {
   std::byte* const data = AFrame();
   ASSERT_NE(data, nullptr);
@@ -81,7 +81,7 @@ TEST_P(Clearing, ClearingDoesNotWaitForEver) {
   EXPECT_EQ(NonZero(data, size), 0u) << "it was only put off";
 }
 
-// A driver that does not take it back changes nothing: the handler has returned.
+// It makes no difference if the driver rejects the frame, because the handler has returned.
 TEST_P(Clearing, ClearingDoesNotWaitForAFrameThatTheDriverRefuses) {
   std::byte* const data = AFrame();
   ASSERT_NE(data, nullptr);
@@ -95,7 +95,7 @@ TEST_P(Clearing, ClearingDoesNotWaitForAFrameThatTheDriverRefuses) {
   EXPECT_EQ(NonZero(data, size), 0u);
 }
 
-// Between one frame and the next there is time for it, however soon that comes.
+// The clear happens between two frames, even if the next one comes at once.
 TEST_P(Clearing, ClearingIsDoneWithTheNextFrameThatGoesBack) {
   Start(*device);
   FrameSource::Trigger(true);

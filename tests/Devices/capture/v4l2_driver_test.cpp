@@ -1,4 +1,4 @@
-// The capture devices with drivers whose answers are not to be believed.
+// The capture devices with drivers that give wrong answers.
 #include <gmock/gmock.h>
 
 #include <climits>
@@ -24,7 +24,7 @@ using ::testing::IsEmpty;
 constexpr unsigned kWidth = 1024;
 constexpr unsigned kHeight = 640;
 
-// A series whose devices are of the flavour.
+// A series whose devices are of the tested kind.
 class V4l2Driver : public BoardFixture, public testing::WithParamInterface<SeriesNumber> {
  protected:
   V4l2Driver() : BoardFixture("K3610") {}
@@ -56,7 +56,7 @@ class V4l2Driver : public BoardFixture, public testing::WithParamInterface<Serie
     };
   }
 
-  // Of the board's memory, in this process.
+  // The number of mappings of the board's memory in this process.
   static int Mappings() {
     std::ifstream maps("/proc/self/maps");
     int mappings = 0;
@@ -95,7 +95,7 @@ TEST_P(V4l2Driver, AskedForBuffersAgainGivesBackTheFirst) {
   FrameSource::Trigger(false);
   ASSERT_TRUE(device->StreamOff());
   ASSERT_TRUE(device->ReqBufs(1));
-  // That of the first request is in nobody's hands any more.
+  // The application no longer has the frame of the first request.
   EXPECT_FALSE(device->QBuf());
   device->Close();
   EXPECT_EQ(Mappings(), before);

@@ -1,5 +1,5 @@
-// The three flavours of capture device against the virtual board: what they ask
-// of the driver, what they hand out, and what they say when it refuses.
+// The three kinds of capture device on the virtual board: their requests to the driver, the frames
+// that they return, and what they print if the driver fails.
 #include <errno.h>
 #include <gmock/gmock.h>
 #include <sys/mman.h>
@@ -37,7 +37,7 @@ Lines EventsOf(const Lines& events, std::string_view device) {
   return found;
 }
 
-// What was written to the DMA area's attribute files: "sync_size 8".
+// The values written to the DMA area's attribute files: "sync_size 8".
 Lines Attributes(const Lines& events) {
   Lines written;
   for (const std::string& event : EventsOf(events, "udmabuf0 write ")) {
@@ -150,7 +150,8 @@ TEST_P(V4l2Flavour, SaysWhyItCannotOpen) {
   EXPECT_TRUE(device->Close());
 }
 
-// The file is the flavour's, the line that of the call: two failures have two lines.
+// The message names the source file of this kind of device and the line of the call. Two failures
+// have different lines.
 TEST_P(V4l2Flavour, NamesTheLineOfTheFailingCall) {
   static std::vector<int> lines;
   lines.clear();
@@ -160,7 +161,7 @@ TEST_P(V4l2Flavour, NamesTheLineOfTheFailingCall) {
     EXPECT_FALSE(device->SetFmt(100, 200));
     EXPECT_FALSE(device->StreamOn());
   }
-  // One sink more for every flavour that this process has tried.
+  // There is one more sink for each kind of device that this process has tested.
   lines.erase(std::unique(lines.begin(), lines.end()), lines.end());
   ASSERT_EQ(lines.size(), 4u);
   EXPECT_NE(lines[0], lines[1]);
@@ -256,7 +257,7 @@ TEST_P(V4l2Flavour, AThreadThatWaitsForTheDriverEndsWhenAsked) {
     const auto dequeuer = std::make_shared<Dequeuer>(*device);
     dequeuer->Start();
     dequeuer->Detach();
-    if (round % 2 == 0) {  // waiting for ever, or in the middle of the stream
+    if (round % 2 == 0) {  // the thread waits for ever, or is in the middle of the stream
       ReallyWait(std::chrono::milliseconds(2));
     } else {
       FrameSource::Trigger(true);
@@ -267,7 +268,7 @@ TEST_P(V4l2Flavour, AThreadThatWaitsForTheDriverEndsWhenAsked) {
     FrameSource::Trigger(false);
   }
 
-  // None of the four buffers went lost with a thread that had just been given it.
+  // None of the four buffers was lost with a thread that had just received it.
   FrameSource::Trigger(true);
   std::set<unsigned int> seen;
   for (int i = 0; i < 8; ++i) {
@@ -312,7 +313,7 @@ TEST_F(V4l2, OnlyTheSynchronisingFlavourSynchronises) {
   ASSERT_TRUE(device.QBuf(index));
   EXPECT_THAT(Attributes(Events()), IsEmpty());
 
-  // The whole buffer to the processor, the marker back to the device.
+  // The whole buffer is synchronised for the processor, and the marker for the device.
   ASSERT_NE(device.DqBuf(), nullptr);
   const std::size_t at = kBytes * device.Index();
   EXPECT_EQ(Attributes(Events()),

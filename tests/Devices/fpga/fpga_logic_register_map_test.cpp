@@ -1,5 +1,5 @@
-// Where the FPGA has its registers, in numbers: everything else in the system, the
-// virtual board included, takes them from the map.
+// The addresses of the FPGA's registers, as numbers. The rest of the system, including the virtual
+// board, takes them from the map.
 #include <array>
 #include <set>
 #include <string>
@@ -152,14 +152,14 @@ const std::vector<RegisterPlace> kRegisterPlaces{
     {kReg.STRIP_SELECTOR_IMAGE_WIDTH, "REBUILD_BLOCK_6", 0x10, "STRIP_SELECTOR_IMAGE_WIDTH"},
 };
 
-// The registers that come in rows: first, step 4, count.
+// Registers that come in rows: the first one, then `count` registers in steps of 4.
 struct RegisterRow {
   Register (*at)(std::size_t);
   std::string_view block;
   std::uint32_t first_offset;
   std::size_t first;
   std::size_t count;
-  std::string name;  // before the number
+  std::string name;  // the name without the number
 };
 
 const std::vector<RegisterRow> kRegisterRows{
@@ -210,7 +210,7 @@ TEST(RegisterMap, HasOneRegisterAPlace) {
 
 // --- The addresses that cross the boundary ------------------------------------------------
 
-// One access to every block.
+// Makes one access to every block.
 void TouchEveryBlock(FpgaLogic& f) {
   f.GetLaserMode();
   f.GetPolarity();

@@ -1,6 +1,6 @@
-// What no exported function shows of FpgaLogic: the methods that only start-up, the
-// series and the notifiers call, and the corners of others. The rest of the methods is
-// tested where applications call them, in api/forwards/.
+// The parts of FpgaLogic that no exported function reaches: the methods that only start-up, the
+// series and the notifiers call, and special cases of others. All other methods are tested in
+// api/forwards/, where applications call them.
 #include <map>
 
 #include "Devices/fpga/FpgaLogic25.h"
@@ -18,8 +18,8 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::SizeIs;
 
-// First in the file and without the fixture: nothing may have selected a series in
-// this process.
+// This test comes first and has no fixture, because nothing may have selected a series in this
+// process.
 TEST(FpgaLogicWithoutASeries, ReachesNoRegister) {
   ASSERT_EQ(SeriesLogicFactory::GetSeriesLogicInstance(), nullptr);
   const LoggedErrors errors;
@@ -40,7 +40,7 @@ const std::vector<CalledFunction> kTriggerMethods{
     {"GetDelayEn",
      {Asking(&FpgaLogic::GetDelayEn).Reads(kReg.TRIGGER_CTRL, kAllOnes).Returns(1),
       Asking(&FpgaLogic::GetDelayEn).Reads(kReg.TRIGGER_CTRL, 0xFFFFFFEF).Returns(0)}},
-    // Master mode is left first.
+    // The device first leaves master mode.
     {"IntSignalOper",
      {Asking(&FpgaLogic::IntSignalOper).Writes(kReg.MASTER_CTRL, 0).Writes(kReg.TRIGGER_CTRL, 0)}},
     {"GetXtrigStart",
@@ -53,7 +53,7 @@ const std::vector<CalledFunction> kTriggerMethods{
           .Reads(kReg.EXT_TRIGGER_LEVEL, kAllOnes)
           .Returns(1),
       Asking(&FpgaLogic::GetExternalTriggerLevel).Reads(kReg.EXT_TRIGGER_LEVEL, ~1u).Returns(0)}},
-    // The upper half of the word does not survive, and the value is not cut to its bit.
+    // The upper half of the word is lost, and the value is not masked to its bit.
     {"ExternalTriggerIrqCtrl",
      {Asking(&FpgaLogic::ExternalTriggerIrqCtrl, kOff).Changes(kReg.IRQ_CTRL, kAllOnes, 0xFFFB),
       Asking(&FpgaLogic::ExternalTriggerIrqCtrl, 3).Changes(kReg.IRQ_CTRL, 0, 0xC)}},
@@ -96,7 +96,7 @@ const std::vector<CalledFunction> kTriggerMethods{
     {"SetCamResPolarity",
      {Asking(&FpgaLogic::SetCamResPolarity, 3).Changes(kReg.POLARITY, 0, 0x2),
       Asking(&FpgaLogic::SetCamResPolarity, 0).Changes(kReg.POLARITY, kAllOnes, 0xFFFFFFFD)}},
-    // Done, and yet a failure.
+    // The write is made, but the result is a failure.
     {"SetExtTriPolarity",
      {Asking(&FpgaLogic::SetExtTriPolarity, 3).Changes(kReg.POLARITY, 0, 0x8).Fails(),
       Asking(&FpgaLogic::SetExtTriPolarity, 0)
@@ -109,7 +109,7 @@ const std::vector<CalledFunction> kTriggerMethods{
 // --- Sensor, laser, exposure -----------------------------------------------------------------
 
 const std::vector<CalledFunction> kSensorMethods{
-    // It reads for nothing, and does not cut the value.
+    // The value that it reads is not used, and the argument is not masked.
     {"SetCmosSensorWorkMode",
      {Asking(&FpgaLogic::SetCmosSensorWorkMode, 1).Changes(kReg.CMOS_WORK_MODE, 0xFF, 3),
       Asking(&FpgaLogic::SetCmosSensorWorkMode, 0).Changes(kReg.CMOS_WORK_MODE, 0, 2),
@@ -121,7 +121,7 @@ const std::vector<CalledFunction> kSensorMethods{
     {"SetTRow",
      {Asking(&FpgaLogic::SetTRow, 217).Changes(kReg.SENSOR_TIMING, kAllOnes, 217 << 5 | 0x1F),
       Asking(&FpgaLogic::SetTRow, kAllOnes).Changes(kReg.SENSOR_TIMING, 0, 0xFFFFFFE0)}},
-    // What does not fit spills into the row time.
+    // Bits that do not fit overflow into the row time.
     {"SetTGes",
      {Asking(&FpgaLogic::SetTGes, 16).Changes(kReg.SENSOR_TIMING, kAllOnes, 0xFFFFFFF0),
       Asking(&FpgaLogic::SetTGes, 0x21).Changes(kReg.SENSOR_TIMING, 0, 0x21)}},
@@ -164,14 +164,14 @@ const std::vector<CalledFunction> kSensorMethods{
      {Asking(&FpgaLogic::GetFPGASeries).Reads(kReg.FPGA_VERSION, 0x12345678).Returns(0x1234)}},
     {"GetFPGAVersion",
      {Asking(&FpgaLogic::GetFPGAVersion).Reads(kReg.FPGA_VERSION, 0x12345678).Returns(0x5678)}},
-    // Divided in single precision: 16777217 is no float, it counts as 16777216. Units of a
-    // sensor that knows none lead to the ends of the range.
+    // The division is in single precision. 16777217 has no exact float, so it counts as 16777216. A
+    // sensor without a unit gives the ends of the range.
     {"SetExpTime",
      {Asking(&FpgaLogic::SetExpTime, kExposure5, 101, 10.0f).Writes(kReg.EXP_TIME_5, 11),
       Asking(&FpgaLogic::SetExpTime, kExposure2, 16777217, 1.0f).Writes(kReg.EXP_TIME_2, 16777216),
       Asking(&FpgaLogic::SetExpTime, kExposure3, 1, 0.0f).Writes(kReg.EXP_TIME_3, kAllOnes),
       Asking(&FpgaLogic::SetExpTime, kExposure4, 1, -1.0f).Writes(kReg.EXP_TIME_4, 0)}},
-    // The time that was set last, of a slot there is.
+    // Returns the last time set for an existing slot.
     {"GetExpTime",
      {Asking(&FpgaLogic::GetExpTime, kExposure3).Returns(0),
       Asking(&FpgaLogic::SetExpTime, kExposure3, 100, 10.0f).Writes(kReg.EXP_TIME_3, 10),
@@ -179,7 +179,7 @@ const std::vector<CalledFunction> kSensorMethods{
       Asking(&FpgaLogic::GetExpTime, kExposure3).Returns(230),
       Asking(&FpgaLogic::SetExpTime, 5, 100, 10.0f).Fails(),
       Asking(&FpgaLogic::GetExpTime, 5).Returns(0)}},
-    // Done, and yet a failure.
+    // The write is made, but the result is a failure.
     {"SetExpDelay",
      {Asking(&FpgaLogic::SetExpDelay)
           .Writes(kReg.EXP_DELAY, SensorWithoutBus::kCameraDelay)
@@ -194,7 +194,7 @@ const std::vector<CalledFunction> kSensorMethods{
           .Reads(kReg.EXPOSURE_NUM, 1)
           .LosesAccess(1)
           .Fails()}},
-    // Of laser lines the delta is 1 again.
+    // For laser lines the delta is 1 again.
     {"SetExpNum",
      {Asking(&FpgaLogic::SetExpNum, 1).Changes(kReg.EXPOSURE_NUM, kAllOnes, 0xFFFFFFF9),
       Asking(&FpgaLogic::SetExpNum, 5).Changes(kReg.EXPOSURE_NUM, 0, 5),
@@ -219,8 +219,8 @@ const std::vector<CalledFunction> kSensorMethods{
     {"GetHDREnable",
      {Asking(&FpgaLogic::GetHDREnable).Reads(kReg.HDR_CTRL, 1).Returns(1),
       Asking(&FpgaLogic::GetHDREnable).Reads(kReg.HDR_CTRL, 0xFFFFFFFE).Returns(0)}},
-    // The result is the last write's. The segments are truncated, and computed in double
-    // precision in this order: 16777217 is no float, 16777217 x 0.3 x 50 ends in .99999997,
+    // The result is that of the last write. The segments are computed in double precision, in this
+    // order, and truncated: 16777217 has no exact float, 16777217 x 0.3 x 50 ends in .99999997, and
     // 10 x 0.83 x 50 is just below 415.
     {"SetHDRParam",
      {Asking(&FpgaLogic::SetHDRParam, 0.5, 0.25, 0)
@@ -295,7 +295,7 @@ const std::vector<CalledFunction> kImageMethods{
           .Returns(980)}},
     {"GetImageHeight",
      {Asking(&FpgaLogic::GetImageHeight).Reads(kReg.STRIP_IMAGE_HEIGHT, 640).Returns(640)}},
-    // Blocks of the sensors that need them counted; of the old word eight bits survive.
+    // Block counts, for the sensors that need them. Eight bits of the old word are kept.
     {"SetImageReadoutParam",
      {Asking(&FpgaLogic::SetImageReadoutParam, 1456, 1088, kDriveMode11)
           .Writes(kReg.ISP_WIDTH, 0)
@@ -317,8 +317,8 @@ const std::vector<CalledFunction> kImageMethods{
           .Writes(kReg.ISP_WIDTH, 64)
           .Writes(kReg.ISP_HEIGHT, 36)
           .Changes(kReg.ISP_CTRL, 0, 1)}},
-    // Halving one direction keeps the region's offset, halving both clears it. The Sony
-    // sensors' reduced readout is a full one to the FPGA.
+    // Halving one direction keeps the region's offset. Halving both clears it. For the FPGA, the
+    // reduced readout of the Sony sensors is a full readout.
     {"SetPLDriveMode",
      {Asking(&FpgaLogic::SetPLDriveMode, 0x00).Changes(kReg.ROI_OFFSET, kAllOnes, 0x01FFFFFF),
       Asking(&FpgaLogic::SetPLDriveMode, 0x11).Changes(kReg.ROI_OFFSET, kAllOnes, 0x06000000),
@@ -359,7 +359,7 @@ const std::vector<CalledFunction> kImageMethods{
       Asking(&FpgaLogic::SetImageFilterThrs, 10)
           .LosesAccess(0)
           .Fails("SetImageFilterThrs fpga_write_addr IMG_FILTER_THRS error\n")}},
-    // The exported functions do not return what these do: the second write's result.
+    // Unlike the exported functions, these return the result of the second write.
     {"SetBrFlag",
      {Asking(&FpgaLogic::SetBrFlag, 1).Writes(kReg.BR_CONT_MODE_B, 1).LosesAccess(0),
       Asking(&FpgaLogic::SetBrFlag, 1)
@@ -381,7 +381,7 @@ const std::vector<CalledFunction> kImageMethods{
           .Returns(kAllOnes)}},
     {"SetFpgaContinuous", {Asking(&FpgaLogic::SetFpgaContinuous, 5).LosesAll().Returns(kAllOnes)}},
     {"SetCollectMode2", {Asking(&FpgaLogic::SetCollectMode2, 77).Writes(kReg.COLLECT_MODE, 77)}},
-    // It is never true.
+    // The result is never true.
     {"GetStripDelay",
      {Asking(&FpgaLogic::GetStripDelay).Reads(kReg.STRIP_DELAY, 40).Returns(40),
       Asking(&FpgaLogic::GetStripDelay)
@@ -408,9 +408,9 @@ using OnZynqMp = CallingOn<ZynqMpFpga>;
 TEST_P(OnZynqMp, DoesWhatItsRowsSay) { CheckAll(); }
 INSTANTIATE_TEST_SUITE_P(Timing, OnZynqMp, ::testing::ValuesIn(kSplitTiming), OnZynqMp::Name);
 
-// --- What is no row --------------------------------------------------------------------------
+// --- Tests that are not in the table ---------------------------------------------------------
 
-// What EnableCollectModeSignal writes, up to the n-th.
+// The first `length` writes of EnableCollectModeSignal.
 std::vector<std::string> Enabling(std::size_t length) {
   std::vector<std::string> steps{Wrote(StreamSwitchPort(Block::kImage2, 0), kStreamSwitchPortOff),
                                  Wrote(StreamSwitchPort(Block::kImage2, 1), 0)};
@@ -429,7 +429,7 @@ std::vector<std::string> Enabling(std::size_t length) {
 }
 constexpr unsigned int kWholeEnabling = 35;
 
-// The collect mode is what SetExpNum goes by: it must not run ahead of the routing.
+// SetExpNum depends on the collect mode, so the mode must not change before the routing.
 TEST_F(ZynqFpga, EnableCollectModeSignalStopsAtAFailedWrite) {
   ASSERT_TRUE(logic().SetCollectMode(kCollectLaserLine));
   for (unsigned int access = 0; access < kWholeEnabling; ++access) {
@@ -438,7 +438,7 @@ TEST_F(ZynqFpga, EnableCollectModeSignalStopsAtAFailedWrite) {
     tessaline_board_fault("fpga", "mmap", access, 1, EIO);
     Printed();
     const bool enabled = logic().EnableCollectModeSignal();
-    const bool is_mode = access == 16 || access == 18;  // and the memory's first port
+    const bool is_mode = access == 16 || access == 18;  // 18 is the memory's first port
     EXPECT_EQ(Printed(), is_mode ? "SetCollectMode error\n" : "SetEnableSignal error\n") << access;
     EXPECT_FALSE(enabled) << access;
     EXPECT_EQ(Steps(), Enabling(access));

@@ -1,5 +1,5 @@
-// The trace lines of FpgaLogic: nearly every method leaves its name, and then those
-// of the methods it asks.
+// The trace lines of FpgaLogic. Nearly every method logs its name, followed by the names of the
+// methods that it calls.
 #include <array>
 
 #include "Devices/fpga/FpgaLogicFixture.h"
@@ -15,7 +15,7 @@ using Names = std::vector<std::string>;
 struct Traced {
   const char* name;
   void (*call)(FpgaLogic&);
-  Names asked = {};  // the methods it asks on its way
+  Names asked = {};  // the methods that it calls
 };
 
 const std::vector<Traced> kTraced{
@@ -175,7 +175,7 @@ const std::vector<Traced> kUntraced{
 
 class Tracing : public ZynqFpga {
  protected:
-  // What a call logs, without the lines of the register access: "TRACE SetTriMode".
+  // The lines that a call logs, without those of the register access: "TRACE SetTriMode".
   static Names Lines(FpgaLogic& logic, const Traced& method) {
     const LoggedLines lines(TESSALINE_LOG_TRACE);
     method.call(logic);

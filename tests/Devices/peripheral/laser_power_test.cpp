@@ -60,7 +60,7 @@ TEST_F(Ad5175, PositionsInSteps) {
       {INFINITY, "07 e8"},
       {-5, "04 00"},
       {NAN, "04 00"},
-      // The product with the highest step is a float: in double it would stay below 733.
+      // The product with the highest step is a float. As a double it would be below 733.
       {71.652f, "06 dd"},
   };
   for (const Position& row : kRows) {
@@ -112,7 +112,7 @@ TEST_F(Tpl0401, RunsAgainstThePower) {
       {100, "00 00"},
       {150, "00 00"},
       {-10, "00 7f"},
-      // Step 65540: its low 16 bits count.
+      // This is step 65540. Only its low 16 bits count.
       {51607, "00 7b"},
   };
   for (const Position& row : kRows) {

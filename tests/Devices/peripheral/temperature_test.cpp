@@ -24,7 +24,7 @@ class Temperature : public DeviceTest {
  protected:
   using DeviceTest::DeviceTest;
 
-  // The logger's sinks cannot be removed: one for the whole process.
+  // The logger's sinks cannot be removed, so the whole process uses one.
   static void SetUpTestSuite() {
     static const bool once = (log_add_callback(Remember, nullptr, TESSALINE_LOG_TRACE), true);
     static_cast<void>(once);
@@ -82,7 +82,7 @@ TEST_F(Temperature, KindBySeries) {
 
 TEST_F(Temperature, BoardSensorIsAlwaysZero) { EXPECT_EQ(ReadTemperatureSensor18b20(), 0); }
 
-// A K4010 when there is one on the bench; its file is another and so is its scale.
+// A K4010 has a different file and a different scale.
 class ZynqMpTemperature : public Temperature {
  protected:
   ZynqMpTemperature() : Temperature("K4010", kSeries25) {}

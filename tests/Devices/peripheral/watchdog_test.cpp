@@ -1,4 +1,4 @@
-// The hardware watchdog: armed, fed, and refused.
+// The hardware watchdog: arming, feeding and failures.
 #include <cerrno>
 
 #include "Devices/DeviceTest.h"

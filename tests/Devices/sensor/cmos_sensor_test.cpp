@@ -1,4 +1,4 @@
-// What every image sensor does alike, and which series carries which.
+// What all image sensors do in the same way, and which series has which sensor.
 #include "Devices/DeviceTest.h"
 #include "Devices/sensor/CmosSensor.h"
 #include "Devices/sensor/CmosSensorFactory.h"
@@ -10,7 +10,7 @@ namespace {
 
 using ::testing::ElementsAre;
 
-// A driver that refuses everything and tells what it was asked.
+// A driver that rejects every call and records it.
 class Refusing : public CmosSensor {
  public:
   Refusing() : CmosSensor(kE2vFlash4k, {1457, 1089}) {}
@@ -130,17 +130,17 @@ TEST_F(Sony, WhatBothSensorsDoAlikeIsTraced) {
                                  "TRACE Devices/SonySensor.cpp: SetReadoutDriveDirectionImpl"));
 }
 
-// The exported functions' arguments, on the sensor with the most of them.
+// The arguments of the exported functions, on the sensor that supports the most of them.
 class E2vThroughExports : public DeviceTest {
  protected:
   E2vThroughExports() : DeviceTest("K4010", kSeries25) {}
 
   void SetUp() override {
     DeviceTest::SetUp();
-    log_set_quiet(true);  // there is no image device that could follow
+    log_set_quiet(true);  // there is no image device to follow the change
   }
 
-  // What the sensor counts for 100 microseconds.
+  // Returns the number of sensor steps for 100 microseconds.
   int StepsOf100Microseconds() {
     Printed([] { EXPECT_EQ(SetExposureTime(1, 100), 0); });
     return tessaline_board_chip_get("sensor", 0x0097);
@@ -170,7 +170,7 @@ TEST_F(E2vThroughExports, HalvedReadoutFailsAndARegionOfValidSizeWorks) {
   EXPECT_EQ(Get(fpga::kReg.STRIP_IMAGE_HEIGHT), 536u);
 }
 
-// The whole image does not fit behind an offset, which stays on record.
+// The whole image does not fit behind an offset. The offset is kept.
 TEST_F(E2vThroughExports, EveryPixelNeedsARegionWithoutOffset) {
   Printed([] {
     EXPECT_EQ(SetROI1(64, 8, 128, 16), 0);
@@ -183,7 +183,7 @@ TEST_F(E2vThroughExports, EveryPixelNeedsARegionWithoutOffset) {
 class SensorFactory : public DeviceTest {};
 
 TEST_F(SensorFactory, EveryFamilyHasItsSensor) {
-  const tessaline_test::LoggedErrors errors;  // a sensor of another board looks in vain for it
+  const tessaline_test::LoggedErrors errors;  // a sensor of another board does not find it
   struct Row {
     int series;
     CmosSensorModel model;

@@ -1,4 +1,4 @@
-// The example application, as it is.
+// The example application, unchanged.
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>

@@ -1,4 +1,4 @@
-// The EEPROM store on a real I2C bus, at every size at which it changes its ways.
+// The EEPROM store on a real I2C bus, at every size at which its method changes.
 #include <errno.h>
 #include <gtest/gtest.h>
 
@@ -71,7 +71,7 @@ TEST(Eeprom, ABusThatFailsEndsTheSaveAndLeavesThePagesBefore) {
 TEST(Eeprom, ABusyChipDoesNotAnswer) {
   auto bytes = Bytes(16, 5);
   ASSERT_EQ(eeprom_page_write(0, bytes.data(), 16, 0x50), 0);
-  // The library pauses after the page; a reader that does not wait is refused.
+  // The library pauses after the page. A reader that does not wait gets an error.
   std::vector<unsigned char> read(16);
   int result = -1;
   for (int tries = 0; tries < 100000 && result < 0; ++tries) {

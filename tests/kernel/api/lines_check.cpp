@@ -1,5 +1,5 @@
-// Laser, LEDs, interrupts and laser power of a started product: GPIO lines, UIO devices
-// and a chip on the I2C bus.
+// Laser, LEDs, interrupts and laser power of a started product, on GPIO lines, UIO devices and a
+// chip on the I2C bus.
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -20,7 +20,7 @@ namespace {
 using namespace kernel_test;
 using Clock = std::chrono::steady_clock;
 
-// What the controller drives: '1', '0', or 'i' for an input.
+// The level that the controller drives: '1', '0', or 'i' for an input.
 char Level(unsigned line) {
   constexpr unsigned kFirst = 338;
   const std::string lines = "/sys/kernel/debug/board_gpio/";
@@ -28,7 +28,7 @@ char Level(unsigned line) {
   return ReadFile(lines + "from338").at(line - kFirst);
 }
 
-// With capture devices that stay silent.
+// Starts the product with capture devices that deliver nothing.
 void StartInSilence(const char* model) {
   log_set_quiet(true);
   PutOnSpiBus1(model);
@@ -44,7 +44,7 @@ class Started : public ::testing::Test {
 
 constexpr unsigned kLaser1 = 363, kLaser2 = 364, kRed = 417, kGreen = 416, kBlue = 418;
 
-// Of a ZynqMP board; the numbers of the others are out of this kernel's range.
+// Uses the lines of a ZynqMP board. The numbers of the other boards are out of this kernel's range.
 TEST(Lines, LaserAndLedsAreDriven) {
   StartInSilence("K4010");
   const std::string lines = "/sys/class/gpio/gpio";
@@ -66,7 +66,7 @@ TEST(Lines, LaserAndLedsAreDriven) {
   }
 }
 
-// Another one's lines cannot be exported here. The library says so and fails.
+// The lines of other boards cannot be exported here. The library reports this and fails.
 TEST(Lines, NumbersTheKernelDoesNotHaveAreAFailure) {
   StartInSilence("K3920");
   EXPECT_EQ(OpenLaser(), -1);
@@ -85,7 +85,7 @@ void OnArrival() {
   ++arrivals;
 }
 
-// Every one is told, one after the other; returns how long that took.
+// Raises interrupts one after another and checks that each is reported. Returns the times taken.
 std::vector<double> Fire(const char* number, std::atomic<unsigned>& count,
                          std::atomic<Clock::time_point>& last) {
   constexpr unsigned kTimes = 100;
@@ -99,7 +99,7 @@ std::vector<double> Fire(const char* number, std::atomic<unsigned>& count,
       break;
     }
     microseconds.push_back(std::chrono::duration<double, std::micro>(last.load() - start).count());
-    // The handler has returned, the thread has yet to unmask the interrupt.
+    // The handler has returned, but the thread may not have unmasked the interrupt yet.
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
     EXPECT_EQ(count, before + 1) << "told twice";
   }
@@ -140,7 +140,7 @@ TEST_F(Started, NotifiersThatWaitAreSwitchedOffAHundredTimes) {
     seconds.push_back(std::chrono::duration<double>(Clock::now() - start).count());
   }
   ExpectEachWithinASecond("switching a notifier that waits off", seconds);
-  // None of the threads is left to take what belongs to the next one.
+  // No old thread is left that could take an interrupt of the next one.
   ASSERT_EQ(SetExtTriggerState(1), 0);
   WriteFile("/sys/module/board_uio/parameters/raise", "0");
   EXPECT_TRUE(Eventually([] { return pulses == 1; }));

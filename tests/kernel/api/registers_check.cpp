@@ -1,4 +1,4 @@
-// Register access on the four regions, as the kernel grants it.
+// Register access on the four regions, as the kernel allows it.
 #include <errno.h>
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -21,7 +21,7 @@ using namespace VeltranoSDK::fpga;
 
 constexpr unsigned kNobody = 0xFFFFFFFFu;
 
-// What the memory behind a register holds, not by way of the library.
+// The memory behind a register, read without the library.
 class Memory {
  public:
   explicit Memory(std::uint32_t address) {
@@ -69,7 +69,7 @@ TEST(Registers, OrdinaryMemoryIsRefused) {
   EXPECT_FALSE(Memory(kOfTheKernel).IsThere());
   EXPECT_EQ(fpga_read_addr(kOfTheKernel, 0), kNobody);
   EXPECT_EQ(fpga_write_addr(kOfTheKernel, 0, 0), kNobody);
-  // That was no failed open: registers are still within reach.
+  // The open did not fail, so registers can still be accessed.
   EXPECT_EQ(fpga_write_addr(kZynqRegions.image, 0, 7), 0u);
   EXPECT_EQ(fpga_read_addr(kZynqRegions.image, 0), 7u);
 }
@@ -83,8 +83,8 @@ TEST(Registers, AWordOutsideTheMappingIsNotTouched) {
   EXPECT_EQ(memory[0x40], 0x1234u);
 }
 
-// In a process of its own, because the failure is final there: it is told, and whoever
-// comes next waits for good.
+// Runs in its own process, because the failure is final. It is reported, and every later access
+// waits for ever.
 template <typename Hide>
 void ExpectTheFirstAccessToFailAndTheNextToBlock(Hide hide_memory) {
   log_set_quiet(true);
@@ -96,7 +96,7 @@ void ExpectTheFirstAccessToFailAndTheNextToBlock(Hide hide_memory) {
     if (hide_memory() != 0) _exit(9);
     const unsigned value = fpga_read_addr(kZynqRegions.image, 0);
     if (value != kNobody) _exit(8);
-    alarm(1);  // blocked by then
+    alarm(1);  // the access is blocked by then
     fpga_read_addr(kZynqRegions.image, 0);
     _exit(7);
   }

@@ -19,7 +19,7 @@ namespace {
 using namespace kernel_test;
 using Clock = std::chrono::steady_clock;
 
-// kernel_start, which stays once it has started.
+// Runs kernel_start, which keeps running after the start.
 class Application {
  public:
   Application() : process_(fork()) {
@@ -41,7 +41,7 @@ class Application {
   // Both capture threads and both notifiers.
   bool Waits() const { return ThreadsWaitInPoll(process_, 4); }
 
-  // By the kernel's account: the library installs its handler last of all.
+  // According to the kernel. The library installs its handler last.
   bool CatchesSigint() const {
     static const std::string kCaught = "SigCgt:";
     const std::string status = ReadFile("/proc/" + std::to_string(process_) + "/status");

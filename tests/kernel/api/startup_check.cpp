@@ -1,5 +1,5 @@
-// One product of every bus type, started with the devices a kernel provides, and what
-// its capture threads then deliver.
+// Starts one product of every bus type with the devices that a kernel provides, and checks the
+// frames of its capture threads.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -18,7 +18,7 @@ namespace {
 
 using namespace kernel_test;
 
-// What the handlers saw. Never destroyed: they may be called to the very end.
+// What the handlers received. Never destroyed, because they may be called until the process ends.
 struct Seen {
   std::mutex mutex;
   std::vector<std::byte> image, strips;  // expected
@@ -41,7 +41,7 @@ void OnImage(unsigned width, unsigned height, void* data) {
   seen.image_ids.insert(id);
 }
 
-// Everything but the ids and stamps is as it was sent.
+// Whether all data except the ids and stamps is as it was sent.
 bool IsRight(unsigned count, unsigned bytes, const std::byte* data) {
   if (count != Frames::kStrips || bytes != seen.strips.size()) return false;
   const std::size_t strip_bytes = seen.strips.size() / Frames::kStrips;
@@ -79,7 +79,7 @@ Number Get(Number Seen::*member) {
   return seen.*member;
 }
 
-// At one moment: frames go on coming.
+// A snapshot, because frames continue to arrive.
 unsigned WrongBuffers() {
   const std::lock_guard lock(seen.mutex);
   return seen.buffers - seen.right_buffers - seen.empty_buffers;
@@ -128,8 +128,8 @@ TEST_P(EveryBus, StartsAndCaptures) {
            (Get(&Seen::buffers) - strips_before) / took.count(), "per second");
   EXPECT_EQ(WrongBuffers(), 0u);
 
-  // A frame that the driver had to enlarge is dark: its time stamp is 0, and the
-  // library delivers none such.
+  // A frame that the driver had to enlarge is dark. Its time stamp is 0, and the library does not
+  // deliver such frames.
   if (fed.images().IsScaled()) {
     EXPECT_EQ(Get(&Seen::images), 0u);
     return;
@@ -149,8 +149,8 @@ INSTANTIATE_TEST_SUITE_P(Startup, EveryBus,
                          ::testing::Values(kK3610, kK3710, kK3820, kK3920, kK4010),
                          [](const auto& row) { return std::string(row.param.model); });
 
-// The driver refuses a format while its buffers are in use. The image goes on as it was,
-// and the library says so once.
+// The driver rejects a format while its buffers are in use. The image keeps its format, and the
+// library reports it once.
 TEST(FormatWhileStreaming, IsRefusedAndHarmless) {
   static int refusals;
   log_add_callback(

@@ -1,5 +1,5 @@
-// The start-up of every product on the kernel, compared with what the virtual board wrote
-// down of it (tests/golden). What differs and why is below, and in docs/kernel-board.md.
+// Compares the start-up of every product on the kernel with the virtual board's record of it
+// (tests/golden). The differences and their reasons are below and in docs/kernel-board.md.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/mman.h>
@@ -35,8 +35,8 @@ void SetRegister(fpga::Block block, fpga::RegionBases family, unsigned offset,
   munmap(page, 4096);
 }
 
-// The FPGA's power-up values, in memory that has none of its own, fresh sensors
-// and no exported lines.
+// Sets the FPGA's power-up values in memory, which has none itself. Resets the sensors and
+// unexports all lines.
 void PowerUp() {
   constexpr unsigned kWords = 64;
   const std::pair<fpga::Register, std::uint32_t> values[] = {
@@ -55,14 +55,14 @@ void PowerUp() {
     for (const auto& [reg, value] : values) SetRegister(reg.block, family, reg.offset, value);
   }
   ASSERT_TRUE(WriteFile("/sys/module/board_i2c/parameters/reset", "1"));
-  // What an earlier process exported stays so.
+  // Lines that an earlier process exported are still exported.
   for (const char* line : {"0", "363", "364", "416", "417", "418"}) {
     WriteFile("/sys/class/gpio/unexport", line);
   }
 }
 
-// What is no matter of the kernel: what the chips on the buses answer, and whether the
-// sensor boards' GPIO numbers above 511 exist. Both sides are put like this.
+// Leaves out what the kernel does not determine: the answers of the chips on the buses, and whether
+// the sensor boards' GPIO numbers above 511 exist. Both sides are converted in this way.
 std::string Comparable(std::string line) {
   static const std::regex i2c_answer("(; r 0x[0-9a-f]+)( [0-9a-f]{2})+");
   static const std::regex spi_answer("( rx)( [0-9a-f]{2})+");
@@ -75,9 +75,8 @@ bool IsCompared(const std::string& line, bool has_lines) {
   return has_lines || !line.starts_with("gpio ");
 }
 
-// The IMX252's self-test triggers an image, waits 10 ms for it and tries again when none
-// has come: what follows depends on how fast the machine is. It is the last of the
-// sensor's steps.
+// The IMX252's self-test triggers an image, waits 10 ms for it, and tries again if none has
+// arrived. What follows depends on the speed of the machine. It is the sensor's last step.
 constexpr const char* kSelfTestWaits = "sleep 10000";
 
 std::vector<std::string> Lines(const std::string& text, const Product& product) {

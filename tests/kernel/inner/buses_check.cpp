@@ -1,4 +1,4 @@
-// I2C and SPI as the library speaks them, through the kernel's character devices.
+// The library's I2C and SPI traffic through the kernel's character devices.
 #include <errno.h>
 #include <gtest/gtest.h>
 
@@ -66,7 +66,7 @@ TEST_F(I2c, AFailingBusFailsAndComesBack) {
   EXPECT_TRUE(sensor_.I2cRdWr({0x30, 0x00}, read));
 }
 
-// A lost arbitration is tried again, as often as the library asked for.
+// A transfer that loses arbitration is repeated as often as the library has set.
 TEST_F(I2c, TheKernelRetriesALostArbitration) {
   WriteFile(kI2c + "fail_error", std::to_string(EAGAIN));
   WriteFile(kI2c + "fail_count", "10");

@@ -67,7 +67,7 @@ TEST(WaitingForABuffer, AThreadEndsWhenAskedAHundredTimes) {
   ExpectEachWithinASecond("end of a thread that waits for a buffer", seconds);
 }
 
-// As RegisterHardwareInit does it, less what it tells the sensor.
+// Does what RegisterHardwareInit does, except for the sensor's programming.
 [[noreturn]] void StartCapturing() {
   std::freopen("/dev/null", "w", stdout);
   GetLibVersion("K3610");
@@ -106,7 +106,7 @@ using Flavours =
     ::testing::Types<DevFOps::V4l2Fd, DevFOps::V4l2FdUserPtr, DevFOps::V4l2FdUserPtrSync>;
 TYPED_TEST_SUITE(Flavour, Flavours);
 
-// Strips of 1024 x 640 in memory of the driver and in a DMA area.
+// Strips of 1024 x 640 in the driver's memory and in a DMA area.
 TYPED_TEST(Flavour, CapturesEveryByte) {
   log_set_quiet(true);
   constexpr unsigned kStrips = 4, kPoints = 900, kFrames = 60;

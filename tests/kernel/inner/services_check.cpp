@@ -1,4 +1,4 @@
-// Temperature channel and watchdog.
+// The temperature channel and the watchdog.
 #include <errno.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -44,8 +44,8 @@ TEST_F(Temperature, ZynqMp) {
   EXPECT_NEAR(ZynqmpTemp().GetTemp(), 30.6306, 0.001);
 }
 
-// Of the kernel's software watchdog. A closed descriptor leaves it running, unless the
-// letter V was written to it; the library's is found among the open ones.
+// For the kernel's software watchdog. It keeps running after its descriptor is closed, unless the
+// letter V was written first. The library's descriptor is found among the open ones.
 void LetTheWatchdogBeStopped() {
   for (int fd = 3; fd < 64; ++fd) {
     char target[32] = {};
@@ -67,7 +67,7 @@ class Watchdog : public ::testing::Test {
   }
 };
 
-// The guest itself would be gone, were it not fed.
+// If the watchdog were not fed, the guest would end.
 TEST_F(Watchdog, IsArmedAndFed) {
   constexpr int kTimeout = 4;
   WatchdogTimer timer(kTimeout, 2);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-2.0
-// The processor's temperature channel as an IIO device: with zynqmp=0 under the path
-// and name of the Zynq-7000's driver, with zynqmp=1 under those of the ZynqMP's.
+// The processor's temperature channel as an IIO device. With zynqmp=0 it has the path and name of
+// the Zynq-7000's driver, with zynqmp=1 those of the ZynqMP's driver.
 #include <linux/iio/iio.h>
 #include <linux/module.h>
 #include <linux/platform_device.h>

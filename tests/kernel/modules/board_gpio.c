@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: GPL-2.0
-// GPIO lines under the numbers of the ZynqMP boards: 338 to 511, and the line 0 that
-// they call their laser LED. What the lines are driven to is in debugfs, one character a
-// line: 1 or 0, and i for an input.
+// GPIO lines with the numbers of the ZynqMP boards: 338 to 511, and line 0 for the laser LED.
+// debugfs shows the levels, one character per line: 1 or 0, or i for an input.
 #include <linux/debugfs.h>
 #include <linux/gpio/driver.h>
 #include <linux/module.h>

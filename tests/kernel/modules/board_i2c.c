@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: GPL-2.0
-// Two I2C buses with the chips of the sensor boards on them: an EEPROM, the image
-// sensors and the laser-power chips. What the chips hold is in debugfs, where bus
-// failures are planted as well.
+// Two I2C buses with the chips of the sensor boards: an EEPROM, the image sensors and the
+// laser-power chips. debugfs shows the content of the chips. Bus failures are also planted there.
 #include <linux/debugfs.h>
 #include <linux/i2c.h>
 #include <linux/jiffies.h>
@@ -25,12 +24,12 @@ static u16 eeprom_pointer;
 static unsigned long eeprom_ready;	// in jiffies
 static u8 *sensor;
 static u16 sensor_pointer;
-static u8 positions[8];			// the latest bytes of a position chip
+static u8 positions[8];			// address and bytes of the last message
 static struct debugfs_blob_wrapper eeprom_blob = {eeprom, EEPROM_BYTES};
 static struct debugfs_blob_wrapper sensor_blob = {NULL, SENSOR_BYTES};
 static struct debugfs_blob_wrapper positions_blob = {positions, sizeof(positions)};
 
-// The next `fail_count` transfers after `fail_skip` ones end with `fail_error`.
+// After `fail_skip` transfers, the next `fail_count` end with `fail_error`.
 static u32 fail_skip, fail_count, fail_error;
 static u32 transfers;
 
@@ -56,7 +55,7 @@ static bool is_position_chip(u16 address)
 	return false;
 }
 
-// A byte written past the end of its page lands at the page's beginning.
+// A byte written past the end of its page goes to the start of the page.
 static int eeprom_message(struct i2c_msg *message)
 {
 	u16 half = message->addr == EEPROM_HIGH ? EEPROM_BYTES / 2 : 0;
@@ -154,7 +153,7 @@ static const struct i2c_algorithm algorithm = {
 	.functionality = functionality,
 };
 
-// Writing anything to the parameter switches the sensors off and on.
+// Writing any value to the parameter switches the sensors off and on.
 static int reset_sensors(const char *text, const struct kernel_param *parameter)
 {
 	if (sensor)

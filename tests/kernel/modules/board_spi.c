@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-2.0
-// Two SPI buses with an image sensor each, as far as software can tell. Bus 0 has the
-// e2v Flash 4K; bus 1 the GMAX2509 or, with chip=1, the GSPRINT6502BSI. Registers keep
-// what is written; the e2v takes a few looks at its status for whatever it is told to do.
+// Two SPI buses that each seem to have an image sensor. Bus 0 has the e2v Flash 4K. Bus 1 has the
+// GMAX2509 or, with chip=1, the GSPRINT6502BSI. Registers keep the written values. The e2v needs a
+// few reads of its status to complete each command.
 #include <linux/debugfs.h>
 #include <linux/module.h>
 #include <linux/platform_device.h>
@@ -13,7 +13,7 @@
 #define LOCK_LOOKS 4
 #define OTHER_LOOKS 3
 
-// Of the first byte.
+// Values of the first byte.
 enum { E2V_READ = 0x02, E2V_WRITE = 0x42, E2V_PAGE = 0x60, E2V_PAGES = 0x40, E2V_WORDS = 0x200 };
 enum { E2V_UPDATE_REGISTERS = 0x81, E2V_UPDATE_AREA = 0x82, E2V_PLL = 0x08, E2V_SLICES = 0x63 };
 enum { E2V_AREA_BUSY = 0x01, E2V_REGISTERS_BUSY = 0x10, E2V_LOCKED = 0x60, E2V_SLICES_READY = 0x80 };
@@ -33,7 +33,7 @@ static u8 *registers[BUSES];
 static struct debugfs_blob_wrapper blobs[BUSES];
 static u8 e2v_page;
 
-// What comes true after so many looks at the status; 0 looks: it is not on its way.
+// A condition that becomes true after `looks` reads of the status. 0 means that it has not begun.
 struct settling {
 	unsigned int looks;
 	bool settled;
@@ -132,7 +132,7 @@ static void e2v(const u8 *tx, u8 *rx, unsigned int length)
 	}
 }
 
-// Frames of 24 bits; what is read comes one clock later than what is written.
+// Frames have 24 bits. Data of a read come one clock later than data of a write.
 static void gmax(const u8 *tx, u8 *rx, unsigned int length)
 {
 	u8 address;
@@ -190,7 +190,7 @@ static int transfer_one(struct spi_controller *controller, struct spi_device *de
 	return 0;
 }
 
-// Both buses' chips are new ones then.
+// A change also resets the chips of both buses.
 static int change_chip(const char *text, const struct kernel_param *parameter)
 {
 	int i, result = param_set_uint(text, parameter);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-2.0
-// Stands in for the u-dma-buf driver: one area of memory behind /dev/udmabuf0, and its
-// attributes under /sys/class/u-dma-buf. Here the processor and the frame grabber see
-// the same memory, so a synchronisation is only counted.
+// Replaces the u-dma-buf driver: one area of memory behind /dev/udmabuf0, and its attributes under
+// /sys/class/u-dma-buf. Here the processor and the frame grabber see the same memory, so a
+// synchronisation is only counted.
 #include <linux/cdev.h>
 #include <linux/device.h>
 #include <linux/fs.h>
@@ -18,7 +18,7 @@ static struct class *driver_class;
 static void *area;
 
 static u64 sync_offset, sync_size, sync_direction, sync_mode;
-static u64 sync_for_cpu, sync_for_device;	// how often done
+static u64 sync_for_cpu, sync_for_device;	// number of calls
 
 static bool is_inside(void)
 {
@@ -69,8 +69,8 @@ ATTRIBUTE_GROUPS(board_udmabuf);
 
 static int map(struct file *file, struct vm_area_struct *vma)
 {
-	// As good as written to already: else the first write to each of its pages is a
-	// fault, and clearing the area would take seconds under emulation.
+	// Marks the pages dirty. Otherwise the first write to each page is a fault, and
+	// clearing the area would take seconds under emulation.
 	vma->vm_page_prot = pte_pgprot(pte_mkdirty(pfn_pte(0, vma->vm_page_prot)));
 	return remap_vmalloc_range(vma, area, vma->vm_pgoff);
 }

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-2.0
-// The two interrupts of the FPGA as /dev/uio0 and /dev/uio1, with the manners of the
-// kernel's generic interrupt driver: masked when it fires, unmasked by writing 1.
-// Writing 0 or 1 to the parameter raise makes that interrupt pending.
+// The two interrupts of the FPGA as /dev/uio0 and /dev/uio1. They behave as in the kernel's generic
+// interrupt driver: an interrupt is masked when it fires, and unmasked by writing 1. Writing 0 or 1
+// to the parameter raise makes that interrupt pending.
 #include <linux/interrupt.h>
 #include <linux/irq.h>
 #include <linux/module.h>

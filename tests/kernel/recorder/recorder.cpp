@@ -1,8 +1,7 @@
-// Loaded with LD_PRELOAD, writes down what the library asks of the kernel and what it
-// gets, in the words of the virtual board's transcript, to the file RECORDER_FILE. Of a
-// register access the library itself says where it goes, in a TRACE line before: those of a
-// change in one piece all come before its first access. The value is what the register holds
-// when the mapping ends.
+// Loaded with LD_PRELOAD. Records the library's requests to the kernel and their results in the
+// file RECORDER_FILE, in the format of the virtual board's transcript. The address of a register
+// access comes from the library's TRACE line before it. An atomic change logs all its lines before
+// its first access. The value is what the register holds when the mapping ends.
 #include <dlfcn.h>
 #include <errno.h>
 #include <fcntl.h>
@@ -55,7 +54,7 @@ void Record(const std::string& device, std::string what, bool failed) {
   errno = error;
 }
 
-// As the virtual board calls it; empty for what is no device of the board.
+// The virtual board's name of the device. Empty if the path is not a device of the board.
 std::string DeviceOf(const std::string& path) {
   const auto after = [&](const char* prefix) {
     return path.starts_with(prefix) ? path.substr(strlen(prefix)) : "";
@@ -100,7 +99,7 @@ std::string Format(const char* request, const v4l2_format& format) {
          std::to_string(format.fmt.pix.height) + " GREY";
 }
 
-// What was asked; after the call, so that it holds the answers as well.
+// Describes a request. Called after it, so that the text includes the answers.
 std::string Request(unsigned long request, void* argument) {
   const auto number = [&](const char* name, unsigned value) {
     return std::string(name) + ' ' + std::to_string(value);
@@ -153,7 +152,7 @@ std::string Request(unsigned long request, void* argument) {
   }
 }
 
-// The register accesses this thread is about to make, and the mapping for the first of them.
+// The register accesses that this thread will make next, and the mapping for the first of them.
 struct Access {
   bool writes;
   std::uint32_t address;

@@ -17,7 +17,7 @@ struct ImageHeader {
   std::uint64_t frame_id, time_stamp, encoder_stamp, uninterpreted;
 };
 
-// The capturing side's bytes, laid out in the lines of the output.
+// The bytes of the capturing side, arranged in the lines of the output.
 class Canvas {
  public:
   Canvas(std::byte* pixels, unsigned line_bytes, unsigned width)

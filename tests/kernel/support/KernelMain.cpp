@@ -53,7 +53,7 @@ std::vector<std::string> Names() {
   return names;
 }
 
-// The exit status; -1 when the process had to be killed.
+// Returns the exit status, or -1 if the process had to be killed.
 int Wait(pid_t child) {
   const auto until = Clock::now() + kPatience;
   int status = 0;

@@ -1,4 +1,4 @@
-// A test of somebody's application in C++: brings its virtual board along.
+// An application's test in C++ that links the virtual board.
 #include <tessaline/board.h>
 #include <tessaline/register_map.h>
 #include <tessaline/signal_handler.h>

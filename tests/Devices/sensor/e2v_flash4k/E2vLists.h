@@ -9,7 +9,7 @@
 
 namespace VeltranoSDK {
 
-// Bus accesses of the e2v Flash 4K's lists that nobody has supplied yet.
+// Bus accesses of the e2v Flash 4K's lists that have not been supplied yet.
 
 inline const std::vector<unsigned> kRegisterPages{0, 1, 2, 3, 6};
 inline constexpr unsigned kControlMemoryPage = 11;

@@ -14,7 +14,7 @@ namespace VeltranoSDK {
 inline const Lines kUpdates{"update registers", "0000 ?", "0000 ?", "0000 ?",
                             "update ROI",       "0000 ?", "0000 ?", "0000 ?"};
 
-// A list nobody has supplied yet: it writes a register of its page back unchanged.
+// A list that has not been supplied yet. It writes a register of its page back unchanged.
 inline Lines PlaceholderOn(unsigned page) {
   const std::string select = "page " + std::to_string(page);
   return {select, "005F ?", "page 0", select, "005F = 0000", "page 0"};

@@ -1,5 +1,5 @@
-// Bringing the e2v Flash 4K up on a K4010 board: what goes to chip and FPGA, in which
-// order, what is told, and where a failure ends it.
+// Bring-up of the e2v Flash 4K on a K4010 board: what is written to the chip and the FPGA, in which
+// order, what is printed, and where a failure ends it.
 #include <algorithm>
 #include <thread>
 
@@ -17,14 +17,14 @@ using ::testing::IsEmpty;
 
 class E2vInit : public E2vSensorTest {
  protected:
-  // One write of an operation and what is told when it fails.
+  // One write of an operation, and the text printed if it fails.
   struct Step {
     std::string access;
     std::string told;
   };
   using Steps = std::vector<Step>;
 
-  // Those of a list nobody has supplied yet.
+  // The steps of a list that has not been supplied yet.
   static Steps PlaceholderSteps(unsigned page) {
     const std::string number = std::to_string(page);
     const std::string read = "E2vFlash4k::BatchReadRegister Wpage ";
@@ -39,7 +39,7 @@ class E2vInit : public E2vSensorTest {
     first.insert(first.end(), second.begin(), second.end());
     return first;
   }
-  // A table is loaded behind one more selection of the page.
+  // Loading a table first selects the page once more.
   static Steps LoadSteps(unsigned page) {
     const std::string number = std::to_string(page);
     return Joined(
@@ -47,9 +47,9 @@ class E2vInit : public E2vSensorTest {
         PlaceholderSteps(page));
   }
 
-  // Lets every write of an operation fail in turn: it must tell the step's text
-  // between `announcement` and `summary`, return false, and make no further write but
-  // the one back to page 0.
+  // Makes every write of an operation fail in turn. The operation must print the step's text
+  // between `announcement` and `summary`, return false, and make no other write than the return to
+  // page 0.
   template <typename Operation>
   void FailEveryWrite(const Steps& steps, const std::string& summary, Operation operation,
                       const std::string& announcement = "") {
@@ -155,8 +155,8 @@ TEST_F(E2vInit, AFailedStepEndsIt) {
   FailWrite(0);
   Printed([&] { EXPECT_FALSE(sensor().RegisterInitialize(kDriveMode00)); });
   EXPECT_EQ(Programming().back(), "failed");
-  // The last read, of the status, behind those of clocks, loads, final configuration,
-  // updates and training.
+  // The last read is of the status. It follows those of clocks, loads, final configuration, updates
+  // and training.
   PowerUp();
   FailRead((2 + 4 + 3 + 1) + (5 + 1) + 24 + 6 + 1);
   EXPECT_TRUE(Printed([&] { EXPECT_FALSE(sensor().RegisterInitialize(kDriveMode00)); })
@@ -215,7 +215,7 @@ TEST_F(E2vInit, AnotherChipIsToldByTheRegisterThatDiffers) {
             std::string("E2vFlash4k::RegisterInitialize Read 0x0001 failed!\n") + kClocksFailed);
 }
 
-// Reads of the clock set-up and what a failed one tells.
+// Reads of the clock set-up, and the text printed if one fails.
 struct FailedRead {
   unsigned read;
   const char* told;
@@ -240,7 +240,7 @@ TEST_F(E2vInit, AFailedReadEndsThePolls) {
 }
 
 TEST_F(E2vInit, ThePollsShowTheBitsTheyWaitFor) {
-  // The status never comes true; a failed read ends the waiting.
+  // The status never becomes true. A failed read ends the wait.
   SetChip(0x0000, 0x00BF);
   FailRead(3);
   EXPECT_THAT(Printed([&] { sensor().InitClocksAndSlicesConfig(); }),
@@ -253,7 +253,7 @@ TEST_F(E2vInit, ThePollsShowTheBitsTheyWaitFor) {
                                    "current value: 0 \n"));
 }
 
-// The bench holds the status back and lets it come true bit by bit.
+// The test holds the status back and sets its bits one by one.
 TEST_F(E2vInit, TheLastPollAsksForAllBitsAgain) {
   const auto asked_after = [](const std::string& write) {
     return tessaline_test::Eventually([&] {

@@ -75,7 +75,7 @@ TEST_F(E2v, OtherRegionsAreRefusedAndRecorded) {
              "E2vFlash4k::SetROIImpl param error: left:%d, top:%d, width:%d, height:%d\n",
              static_cast<int>(x), static_cast<int>(y), width, height, static_cast<int>(x),
              static_cast<int>(y), width, height);
-    // Clang 14 cannot yet capture what a structured binding names.
+    // Clang 14 cannot capture a structured binding.
     const auto refused = [&, x = x, y = y, width = width, height = height] {
       EXPECT_FALSE(sensor().SetROI(x, y, width, height));
     };
@@ -306,7 +306,7 @@ TEST_F(RunningE2v, VideoFormatFollowsTheRegion) {
     EXPECT_EQ(SetROI1(64, 8, 4032, 1072), 0);
     EXPECT_EQ(SetROI1(0, 0, 64, 8), 0);
     EXPECT_EQ(SetDriveMode(0x00), 0);
-    // Refused: the format stays.
+    // The call is rejected, and the format does not change.
     EXPECT_EQ(SetDriveMode(0x11), -1);
     EXPECT_EQ(SetROI1(32, 0, 64, 8), -1);
   });

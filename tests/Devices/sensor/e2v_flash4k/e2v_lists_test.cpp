@@ -1,5 +1,5 @@
-// Lists of the e2v Flash 4K on a K4010 board: what is written where nobody has supplied
-// them, and how a list goes to its page and comes back.
+// Lists of the e2v Flash 4K on a K4010 board: what is written if they have not been supplied, and
+// how a list selects its page and returns to page 0.
 #include <algorithm>
 #include <set>
 
@@ -26,7 +26,7 @@ using ::testing::IsEmpty;
 
 using E2vLists = E2vSensorTest;
 
-// --- What nobody has supplied ---------------------------------------------------------------
+// --- Lists that have not been supplied ------------------------------------------------------
 
 TEST_F(E2vLists, PlaceholdersLeaveEveryRegisterAsItIs) {
   std::vector<unsigned> pages = kRegisterPages;
@@ -67,8 +67,8 @@ TEST_F(E2vLists, FinalConfigurationHasValuesForTheSensorThatTimesTheExposure) {
 
 TEST_F(E2vLists, FinalConfigurationTellsThatItFailed) {
   constexpr char kFailed[] = "E2vFlash4k::FinalConfiguration() failed! \n";
-  constexpr unsigned kFirst = 3;                 // behind the selections of the page
-  constexpr unsigned kUpdate = kFirst + 34 + 1;  // behind the return to page 0
+  constexpr unsigned kFirst = 3;                 // after the selections of the page
+  constexpr unsigned kUpdate = kFirst + 34 + 1;  // after the return to page 0
   struct {
     unsigned write;
     std::string told;
@@ -153,7 +153,7 @@ TEST_F(E2vLists, AFailedReadingOfAListGivesWhatThereIs) {
 
 // --- Tables --------------------------------------------------------------------------------
 
-// Whether a placeholder changes nothing of its register.
+// Whether a placeholder leaves its register unchanged.
 constexpr bool WritesBack(const e2v::PagedEntry& entry) { return entry.mask == 0; }
 
 template <typename Table>
@@ -197,7 +197,7 @@ TEST(E2vTables, ListsAreWrittenAPageAtATimeInTheirOrder) {
   EXPECT_THAT(runs, ElementsAre("1: 10 11"));
 }
 
-// Their values are known, their registers are not: a chip does not take them.
+// Their values are known but their registers are not, so a chip ignores the writes.
 TEST(E2vTables, HdrListsGoToARegisterThatOnlyCanBeRead) {
   const auto goes_nowhere = [](const auto& table) {
     return std::all_of(table.begin(), table.end(), [](const e2v::HdrEntry& entry) {

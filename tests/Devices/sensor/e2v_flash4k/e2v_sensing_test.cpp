@@ -1,5 +1,5 @@
-// Who times the exposure of the e2v Flash 4K on a K4010 board, and how: exposure,
-// sensing mode, high dynamic range.
+// What times the exposure of the e2v Flash 4K on a K4010 board, and how: exposure, sensing mode,
+// high dynamic range.
 #include <algorithm>
 
 #include "Devices/sensor/e2v_flash4k/E2vSensorTest.h"
@@ -56,7 +56,7 @@ TEST_F(E2vSensing, TheHdrFactorStretchesTheStep) {
   EXPECT_THAT(Accesses(), ElementsAre("0097 = 0B7A"));
 }
 
-// 33423.286 / (30 x 0.017) = 65535.9: the most that is in range.
+// 33423.286 / (30 x 0.017) = 65535.9, the largest value in range.
 TEST_F(E2vSensing, TheLongestExposureIsInRange) {
   EnterSensing();
   Printed([&] { ASSERT_TRUE(sensor().SetHDRParam(E2vFlash4k::kPosiFirst, 30)); });
@@ -156,8 +156,8 @@ TEST_F(E2vSensing, ASensingModeThatCannotBeLoadedIsNotEntered) {
   EXPECT_TRUE(sensor().sensing());
 }
 
-// A write of the restoring, counted from the first one of the direction on, that
-// fails while everything is well otherwise.
+// One restoring write fails and all others succeed. Writes are counted from the first one of the
+// direction.
 TEST_F(E2vSensing, ASettingThatCannotBeRestoredIsAFailure) {
   Printed([&] { ASSERT_TRUE(sensor().SetROI(0, 0, 640, 80)); });
   EnterSensing();
@@ -201,7 +201,7 @@ struct Hdr {
   Lines values;
   const char* factors;
 };
-// The head, k - 1, and of the squared form k x k - k - 1 in two halves.
+// The head, k - 1, and for the squared form k x k - k - 1 in two halves.
 const Hdr kHdr[]{
     {E2vFlash4k::kPosiFirst, 10, {"1000", "0009"}, "kSub1:9\n"},
     {E2vFlash4k::kPosiSecond, 4, {"1000", "0004"}, "kSub1:4\n"},

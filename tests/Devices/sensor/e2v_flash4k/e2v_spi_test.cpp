@@ -150,7 +150,7 @@ TEST_F(E2vSpi, AnUpdateThatCannotBeSentIsOver) {
 
 constexpr char kDumpRead[] = "tx 02 00 00 00 ";
 
-// Bus traffic of a dump, a page's registers shortened to "page".
+// The bus traffic of a dump, with the registers of a page shortened to "page".
 Lines Shortened(const Lines& bytes) {
   Lines lines;
   for (const std::string& line : bytes)
@@ -181,12 +181,12 @@ TEST_F(E2vSpi, ADumpedPageIsOneTransferOf1024Registers) {
   EXPECT_THAT(printed, ::testing::HasSubstr("page:b, reg: 0x1, value: 0xc0\n"));
   for (const std::string& line : Bytes()) {
     if (!line.starts_with(kDumpRead)) continue;
-    // "tx" and "rx", three characters a byte, a blank between.
+    // "tx" and "rx", three characters per byte, and a blank in between.
     EXPECT_EQ(line.size(), 2 * (2 + 3 * 2052) + 1u);
   }
 }
 
-// What a dump tells behind its last register when the given write fails.
+// What a dump prints after its last register if the given write fails.
 struct DumpFailure {
   unsigned write;
   const char* told;

@@ -1,4 +1,4 @@
-// The GMAX2509's register bus: what goes over the wire for an access.
+// The GMAX2509's register bus: the bytes on the wire for each access.
 #include "Devices/DeviceTest.h"
 #include "Devices/sensor/gmax2509/GMAX2509SpiInterface.h"
 
@@ -23,7 +23,7 @@ class Gmax2509Spi : public tessaline_test::BoardFixture {
  protected:
   explicit Gmax2509Spi(const char* model = "K3820") : BoardFixture(model) {}
 
-  // What went over the wire, without the options and pauses around it.
+  // The bytes on the wire, without the options and pauses around them.
   static Lines OnTheWire() {
     Lines wire;
     for (const std::string& event : Events()) {

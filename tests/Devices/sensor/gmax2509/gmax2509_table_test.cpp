@@ -1,5 +1,5 @@
-// The initialisation table of the GMAX2509 on a K3820: what it computes, and what it
-// writes where nobody has supplied an entry.
+// The initialisation table of the GMAX2509 on a K3820: the values that it computes, and what it
+// writes for entries that have not been supplied.
 #include "Devices/sensor/SensorTable.h"
 #include "Devices/sensor/gmax2509/GmaxTest.h"
 #include "sensor_tables/Gmax2509Init.h"
@@ -16,8 +16,8 @@ TEST(Gmax2509Table, HasNinetyEightEntriesOfWhichNinetyWaitForTheMaker) {
   EXPECT_EQ(CountPlaceholders(gmax2509::kInitTable), 90u);
 }
 
-// Two take the configuration, and which they are nobody knows: it goes to registers that
-// only can be read.
+// Two entries take the configuration. Their registers are not known, so it is written to read-only
+// registers.
 TEST(Gmax2509Table, PlaceholdersRewriteTheFirstRowOrCarryTheConfiguration) {
   std::vector<unsigned> configuration;
   for (const gmax2509::InitEntry& entry : gmax2509::kInitTable) {
@@ -56,7 +56,7 @@ TEST_F(Gmax, TheInitialisationTableTakesTheGainAsItWasAsked) {
     sensor().SetGain(9);
     sensor().ResetAndInitialize();
   });
-  // First from the table, then from the gain that is set again.
+  // The first comes from the table, the second from setting the gain again.
   Lines gains;
   for (const std::string& access : Accesses()) {
     if (access.starts_with("B5 = ")) gains.push_back(access);

@@ -1,5 +1,5 @@
-// The GMAX2509 driver on the boards that carry the sensor: a K3820, and a K3810,
-// which always runs subsampled.
+// The GMAX2509 driver on the boards that have the sensor: a K3820, and a K3810, which always runs
+// subsampled.
 #include "Devices/fpga/FpgaLogic.h"
 #include "Devices/sensor/gmax2509/GmaxTest.h"
 #include "SeriesLogic/SeriesLogic.h"
@@ -122,7 +122,7 @@ TEST_F(Gmax, OtherDirectionsAreRefused) {
 
 // --- Initialisation ------------------------------------------------------------------------
 
-// What the table writes: what is computed, the configuration's bits 6 to 13, placeholders.
+// The writes of the table: computed values, the configuration's bits 6 to 13, placeholders.
 Lines TableWrites(Lines computed) {
   computed.insert(computed.end(), {"C0 = F6", "C1 = F6"});
   computed.insert(computed.end(), 88, "13 = 04");
@@ -132,7 +132,7 @@ Lines TableWrites(Lines computed) {
 const Lines kTableAtPowerUp = TableWrites(
     {"12 = 00", "15 = 00", "16 = 04", "CE = 30", "D2 = A4", "A0 = F0", "A1 = 05", "B5 = 41"});
 
-// Image and filter sizes of the FPGA; it counts 28 columns as 32.
+// The image and filter sizes of the FPGA, which counts 28 columns as 32.
 Lines ImageSize(unsigned width, unsigned height) {
   return {Fpga(fpga::kReg.STRIP_IMAGE_WIDTH, width / 28 * 32),
           Fpga(fpga::kReg.STRIP_IMAGE_HEIGHT, height)};
@@ -142,7 +142,7 @@ Lines FilterSize(unsigned width, unsigned height) {
           Fpga(fpga::kReg.IMG_FILTER_THRS, 0), "sleep 1000",
           Fpga(fpga::kReg.IMG_FILTER_THRS, 0x10000)};
 }
-// Readout from a block of columns on, 1: whole, 2: half.
+// A readout that starts at a block of columns. 1: whole, 2: half.
 Lines Readout(unsigned x, unsigned width, unsigned kind) {
   return {Fpga(fpga::kReg.ISP_WIDTH, x / 28), Fpga(fpga::kReg.ISP_HEIGHT, width / 28),
           Fpga(fpga::kReg.ISP_CTRL, kind)};
@@ -165,7 +165,7 @@ struct Initialisation {
   unsigned drive_code = 0;
 };
 
-// From a chip whose streaming and programming registers read zero.
+// Starts from a chip whose streaming and programming registers read zero.
 Lines Initialised(const Initialisation& is) {
   return Lines{SensorTiming(is.t_ges, is.t_row_before),
                "POLARITY = 0x00000004",
@@ -244,7 +244,7 @@ constexpr RegionRow kRegions[]{
     {0, 561, "value fail,width is 561,left is 0\n"},
     {3668, 560, "value fail,width is 560,left is 3668\n"},
     {28, 4200, "value fail,width is 4200,left is 28\n"},
-    // A sum that wraps is still too wide.
+    // The sum wraps around, but the region is still too wide.
     {0xFFFFFFFC, 560, "value fail,width is 560,left is -4\n"},
 };
 
@@ -335,7 +335,7 @@ TEST_F(Gmax2320, ARefusedModeStillResetsTheHeight) {
 
 // --- Line time and PLL ---------------------------------------------------------------------
 
-// The FPGA's reset line; work mode bits beside it stay.
+// The FPGA's reset line. The work mode bits beside it do not change.
 const Lines kCameraReset{"CMOS_WORK_MODE = 0x00000001", "sleep 50000",
                          "CMOS_WORK_MODE = 0x00000000", "sleep 50000",
                          "CMOS_WORK_MODE = 0x00000001", "sleep 50000"};
@@ -387,7 +387,7 @@ constexpr PllRow kPlls[]{
     {9, 0, "CE = 30", "D2 = A4"},
     {0, 1, "CE = 70", "D2 = 80"},
     {31, 3, "CE = F0", "D2 = FC"},
-    {1, 6, "CE = B0", "D2 = 84"},  // of the divider two bits count
+    {1, 6, "CE = B0", "D2 = 84"},  // only two bits of the divider count
 };
 
 TEST_F(Gmax, PllStopsTheTimingAndIsInTheTableOfTheInitialisation) {
@@ -415,7 +415,7 @@ TEST_F(Gmax, HalfSizeSurvivesANewLineTimeButIsReportedAsAFailure) {
   tessaline_board_transcript_clear();
   EXPECT_EQ(Printed([&] { EXPECT_FALSE(sensor().SetLineTime(152)); }),
             "2509 init successful\ndrive mode error\nGMAX2509::ResetAndInitialize() error.\n");
-  // It is initialised for all pixels; then the mode is entered again.
+  // The sensor is initialised for all pixels. Then it enters the mode again.
   Lines codes = Programming();
   std::erase_if(codes, [](const std::string& step) { return !step.starts_with("ROI_OFFSET"); });
   EXPECT_THAT(codes, ElementsAre(DriveCode(0), DriveCode(3)));
@@ -482,7 +482,7 @@ TEST_F(RunningGmax, TheVideoFormatIsAskedForWhenTheFpgaHasFollowed) {
   EXPECT_THAT(OrderOf(steps), ElementsAre("EXP_DELAY", "VIDIOC_TRY_FMT"));
 }
 
-// --- What the series does with it ----------------------------------------------------------
+// --- Use by the series ---------------------------------------------------------------------
 
 TEST_F(Gmax, LinesAreSlowForImagesAndFastForLaserLines) {
   const auto switch_to = [](CollectMode mode) {

@@ -1,5 +1,5 @@
-// The GSPRINT6502BSI driver on a K3910 board: what it writes to chip and FPGA, in
-// which order, and what it refuses. Initialisation: gsprint_init_test.cpp.
+// The GSPRINT6502BSI driver on a K3910 board: what it writes to the chip and the FPGA, in which
+// order, and what it rejects. gsprint_init_test.cpp tests the initialisation.
 #include "Devices/sensor/gsprint6502bsi/GSPRINT6502BSI.h"
 
 #include <algorithm>
@@ -152,7 +152,7 @@ TEST_F(Gsprint, AnyDirectionIsTakenAndChangesNothing) {
 
 // --- Gain, temperature, delays -------------------------------------------------------------
 
-// The rows behind the first wait for the maker's documents and repeat it.
+// The rows after the first wait for the maker's documents and repeat it.
 TEST_F(Gsprint, AGainIsSixRegistersAndKeepsForeignBits) {
   SetChip(0x00A0, 0xEE);
   SetChip(0x00A2, 0xDD);

@@ -18,7 +18,7 @@ using ::testing::IsEmpty;
 
 using GsprintInit = GsprintTest;
 
-// What the recommended settings hold as long as nobody has supplied them.
+// The recommended settings as long as they have not been supplied.
 Lines Recommended() {
   Lines writes(496, "00A0 = 01");
   writes[1] = "00A1 = 01";
@@ -110,7 +110,7 @@ TEST_F(GsprintInit, ADeadBusIsNotNoticed) {
 
 // --- Reset with the user's settings --------------------------------------------------------
 
-// One edge of the reset line.
+// An edge of the reset line.
 const Lines kCameraReset{"CMOS_WORK_MODE = 0x00000001", "sleep 50000"};
 
 // 0x00 sets the whole region, so the user's region follows the mode.
@@ -168,7 +168,7 @@ TEST_F(GsprintInit, ResetRestoresTheUsersSettings) {
   EXPECT_EQ(Printed([&] { EXPECT_TRUE(sensor().ResetAndInitialize()); }),
             "GSPRINT6502BSI init successful\n");
   Lines initialisation = kInitialisation;
-  initialisation.front() = "SENSOR_TIMING = 0x00000004";  // fast lines, up to now
+  initialisation.front() = "SENSOR_TIMING = 0x00000004";  // fast lines, until the reset
   EXPECT_THAT(Programming(), ElementsAreArray(kCameraReset + initialisation + kEveryPixel +
                                               kUsersRegion + kFirstGain));
   EXPECT_EQ(sensor().roi_x(), 32u);
@@ -179,7 +179,7 @@ TEST_F(GsprintInit, ResetRestoresTheUsersSettings) {
   EXPECT_EQ(sensor().read_out_drive_direction(), kBothFlip);
 }
 
-// A mode that the sensor does not know is on record, too.
+// A mode that the sensor does not know is stored, too.
 TEST_F(GsprintInit, ResetInAnUnknownModeFailsButSetsTheGain) {
   Printed([] { sensor().SetReadoutDriveMode(kDriveMode22); });
   tessaline_board_transcript_clear();

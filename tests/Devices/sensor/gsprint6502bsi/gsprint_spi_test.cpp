@@ -25,14 +25,14 @@ class GsprintSpi : public tessaline_test::BoardFixture {
  protected:
   GsprintSpi() : BoardFixture("K3910") {}
 
-  // The bus between opening and closing it.
+  // The bus traffic while the bus is open.
   static Lines Opened(const Lines& transfers) {
     Lines lines = kOptions;
     lines.insert(lines.end(), transfers.begin(), transfers.end());
     return lines;
   }
 
-  // All that happened, also sleeps.
+  // All events, including sleeps.
   static Lines Traffic() {
     Lines lines;
     for (const std::string& event : Events()) {

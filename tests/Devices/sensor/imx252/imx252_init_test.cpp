@@ -1,4 +1,4 @@
-// What the IMX252 driver programs after power-up, in each mode, and what it says when a write
+// What the IMX252 driver programs after power-up, in each mode, and what it prints if a write
 // fails.
 #include "Devices/sensor/imx252/Imx252Fixture.h"
 #include "sensor_tables/Imx252FixedSettings.h"
@@ -127,7 +127,8 @@ TEST_F(Imx252, EveryFailureOfTheInitialisationNamesItsRegister) {
 }
 
 TEST_F(Imx252, EveryFailureOfAReducedStartNamesItsRegister) {
-  // What comes behind the fixed settings, and three writes in front of them.
+  // The registers that are written after the fixed settings. Three writes come before those
+  // settings.
   constexpr const char* kNames[]{"3300", "3010", "3011", "3012", "3014",
                                  "3015", "300D", "3000", "301D"};
   const auto first = static_cast<unsigned>(3 + kFixedSettings.size());

@@ -1,5 +1,5 @@
-// The power-on self-test of the IMX252 on a K3710 board: it triggers until the image
-// thread reports an image, and restarts the sensor in between.
+// The power-on self-test of the IMX252 on a K3710 board. It triggers until the image thread reports
+// an image, and restarts the sensor between triggers.
 #include <algorithm>
 #include <atomic>
 #include <string_view>
@@ -84,7 +84,7 @@ TEST_F(SelfTest, BeginsWithTheExposureAndWaitsForEveryImage) {
   Printed([&] { sensor().PowerOnSelfTest(); });
   Lines steps = Programming();
   steps.resize(8);
-  // 100 microseconds in lines of 4.175.
+  // 100 microseconds, in lines of 4.175 microseconds.
   EXPECT_THAT(
       steps,
       ElementsAre(Fpga(fpga::kReg.EXP_TIME_1, 24),
@@ -96,7 +96,7 @@ TEST_F(SelfTest, BeginsWithTheExposureAndWaitsForEveryImage) {
 }
 
 TEST_F(SelfTest, ARestartThatFailsEndsIt) {
-  // Two restarts of two writes each go well.
+  // Two restarts of two writes each succeed.
   FailAccess(4);
   EXPECT_EQ(Printed([&] { sensor().PowerOnSelfTest(); }),
             Repeated(2, kRestarted) +
@@ -107,13 +107,12 @@ TEST_F(SelfTest, ARestartThatFailsEndsIt) {
 
 // --- With images ---------------------------------------------------------------------------
 
-// The sensor streaming a small region, so that images take no time, and the image
-// thread waiting for them. The self-test's own trace tells where it is: it goes on
-// when the frame of its trigger has been exposed, and for the image that a test
-// expects it waits as long as a slow machine may take.
+// The sensor streams a small region, so that images take no time, and the image thread waits for
+// them. The self-test's own trace shows its progress. It continues when the frame of its trigger
+// has been exposed. For the image that a test expects, it waits as long as a slow machine may need.
 class SelfTestWithImages : public SelfTest {
  protected:
-  // The 10 ms after a trigger are so many times longer when its image is expected.
+  // If the image of a trigger is expected, the 10 ms after it are longer by this factor.
   static constexpr double kPatience = 200;
 
   void SetUp() override {
@@ -146,7 +145,7 @@ class SelfTestWithImages : public SelfTest {
     SelfTest::TearDown();
   }
 
-  // The first trigger whose image arrives.
+  // Sets the first trigger whose image arrives.
   void ExpectImageOfTrigger(unsigned trigger) { awaited_ = trigger; }
 
   std::shared_ptr<CaptureVideoStream> video_;
@@ -182,7 +181,7 @@ TEST_F(SelfTestWithImages, PassesWithTheFirst) {
   EXPECT_EQ(Triggers(), 1);
   EXPECT_FALSE(GlobalControl());
 
-  // The counters start over for the application.
+  // The counters start again for the application.
   const Lines steps = Programming();
   ASSERT_GE(steps.size(), 6u);
   EXPECT_THAT(Lines(steps.end() - 6, steps.end()),
@@ -215,7 +214,7 @@ TEST_F(SelfTestWithImages, NeverPassesOnceAnEarlierImageUsedTheReportUp) {
             Repeated(21, kRestarted) + "PowerOnSelfTest252 POSTreset252 error,reset count is 21\n");
 }
 
-// The strip thread runs too, and a strip has come already that nobody was registered for.
+// The strip thread runs too. A strip has already arrived while no handler was registered.
 class SelfTestAfterAStrip : public SelfTestWithImages {
  protected:
   void SetUp() override {
@@ -248,7 +247,7 @@ class SelfTestAfterAStrip : public SelfTestWithImages {
 };
 
 TEST_F(SelfTestAfterAStrip, LeavesNothingBehindForTheApplication) {
-  // The image's header in the driver's buffer, and its frame id when it arrived.
+  // The image's header in the driver's buffer, and the frame id when the image arrived.
   std::atomic<const std::uint64_t*> header{nullptr};
   std::uint64_t frame_id = 0;
   video_->RegisterImageBufCallback([&](unsigned width, unsigned height, void* data) {
@@ -256,7 +255,7 @@ TEST_F(SelfTestAfterAStrip, LeavesNothingBehindForTheApplication) {
     frame_id = *reinterpret_cast<const std::uint64_t*>(at);
     header = reinterpret_cast<const std::uint64_t*>(at);
   });
-  ExpectImageOfTrigger(2);  // the first was the strip's
+  ExpectImageOfTrigger(2);  // the first trigger made the strip
   EXPECT_EQ(Printed([&] { sensor().PowerOnSelfTest(); }), kPassed);
   video_->RegisterImageBufCallback({});
 

@@ -1,5 +1,5 @@
-// The IMX252 driver on a K3710 board: what it writes to the chip and to the FPGA, in
-// which order, and what it says when the bus fails.
+// The IMX252 driver on a K3710 board: what it writes to the chip and to the FPGA, in which order,
+// and what it prints if the bus fails.
 #include <bit>
 
 #include "Devices/sensor/imx252/Imx252Fixture.h"
@@ -63,7 +63,7 @@ TEST_F(Imx252, MaxFrameValueByModeAndChannels) {
     EXPECT_EQ(sensor().TransferMaxFrameValue(), row.over_8_channels);
     sensor().SetCh16Mode(1);
     EXPECT_EQ(sensor().TransferMaxFrameValue(), row.over_16_channels);
-    // Only 1 stands for the 16 channels.
+    // Only 1 selects the 16 channels.
     sensor().SetCh16Mode(2);
     EXPECT_EQ(sensor().TransferMaxFrameValue(), row.over_8_channels);
   }
@@ -112,7 +112,7 @@ TEST_F(Imx252, Versions) {
               "GetSensorVer Type succeffful!\n");
     return version;
   };
-  // Type and monochrome mark of the chip as it is.
+  // The real chip's type and monochrome mark.
   EXPECT_EQ(told(0), 252u);
   EXPECT_EQ(told(1), 1u);
   SetChip(0x3148, 0x7F);
@@ -227,7 +227,7 @@ TEST_F(Imx252, RefusesAnUnknownModeButRecordsIt) {
   EXPECT_THAT(Events(), IsEmpty());
 }
 
-// `readout` is the text for the readout mode's register, which the switches have apart.
+// `readout` is the text for the readout mode's register, which differs between the switches.
 auto ModeError(const std::string& readout) {
   return [readout](const std::string& reg, int time) -> std::string {
     const bool before_region = reg == "300A" || reg == "3300" || (reg == "3000" && time == 0) ||
@@ -343,13 +343,13 @@ TEST_F(RunningImx252, ARegionAsksForItsFormatBeforeTheLastPause) {
   EXPECT_THAT(OrderOf(steps), ElementsAreArray(steps));
 }
 
-// --- What the series do with it ------------------------------------------------------------
+// --- Use by the series ---------------------------------------------------------------------
 
 struct Imx252ch16 : Imx252 {
   explicit Imx252ch16(const char* model = "K3710ch16", SeriesNumber series = kSeries22ch16)
       : Imx252(model, series) {}
 
-  // The selector's register is touched by a new region.
+  // A new region writes the selector's register.
   bool StripWidthFollows() {
     tessaline_board_transcript_clear();
     Printed([&] { sensor().SetROI(8, 4, 100, 100); });

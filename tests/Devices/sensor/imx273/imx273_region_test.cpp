@@ -1,5 +1,5 @@
-// The IMX273's region of interest: the crop operations, what a region programs into
-// chip and FPGA, and the video format that follows it.
+// The IMX273's region of interest: the crop operations, what a region writes to the chip and the
+// FPGA, and the video format that follows it.
 #include "Devices/sensor/imx273/Imx273Test.h"
 #include "tessaline/tessaline.h"
 
@@ -49,8 +49,8 @@ TEST_F(Imx273, CheckRoiInitTakesAnyOtherLineForEnabled) {
 
 struct CropRow {
   unsigned line;
-  unsigned low;          // register; the high one follows
-  unsigned kept;         // of the high register
+  unsigned low;          // the low register; the high one follows
+  unsigned kept;         // bits kept in the high register
   const char* enabled;   // what 0x3300 becomes from 0xF0
   const char* disabled;  // and from 0xFF
 };
@@ -100,7 +100,7 @@ TEST_F(Imx273, CropLineFailuresNameTheRegister) {
   }
 }
 
-// A failed read cannot be told from a register of zeros.
+// A failed read looks the same as a register of zeros.
 TEST_F(Imx273, CropBitsThatCannotBeReadAreWrittenAsZero) {
   SetChip(0x3300, 0xF0);
   SetChip(0x3313, 0xFF);
@@ -249,12 +249,12 @@ constexpr Limit kLimits[]{
      "entern setroi!\nIMX273::SetROIImpl error! top:1, height:1088\n"},
     {kDriveMode00, 1457, 1089, 0, 0,
      "entern setroi!\nIMX273::SetROIImpl error! left:1457, width:0\n"},
-    // Without a height the limits hold all the same.
+    // The limits also apply without a height.
     {kDriveMode00, 0, 1089, 0, 0, "entern setroi!\nIMX273::SetROIImpl error! top:1089, height:0\n"},
     {kDriveMode00, 0, 1088, 640, 0, "entern setroi!\n"},
     {kDriveMode11, 0, 545, 0, 0, "entern setroi!\nIMX273::SetROIImpl error! top:545, height:0\n"},
     {kDriveMode11, 0, 544, 640, 0, "entern setroi!\n"},
-    // A sum that wraps is still too wide.
+    // The sum wraps around, but the region is still too wide.
     {kDriveMode00, 0xFFFFFFFF, 0, 2, 10,
      "entern setroi!\nIMX273::SetROIImpl error! left:-1, width:2\n"},
     {kDriveMode11, 0, 0, 728, 544, "entern setroi!\nOpenROI1 successful !\n"},
@@ -361,7 +361,7 @@ TEST_F(RunningImx273, VideoFormatFollowsRegionAndMode) {
   EXPECT_THAT(FormatsAsked(), ElementsAre("640x480", "640x0", "728x544", "1456x1088", "728x544"));
 }
 
-// The drive mode goes to ROI_OFFSET.
+// The drive mode is written to ROI_OFFSET.
 TEST_F(RunningImx273, AModeSwitchAsksForItsFormatBeforeTheLastPause) {
   for (const ReadoutDriveMode mode : {kDriveMode11, kDriveMode22, kDriveMode00}) {
     tessaline_board_transcript_clear();
@@ -385,7 +385,7 @@ TEST_F(RunningImx273, AFailedRegionAsksForNoFormat) {
     unsigned height;
     unsigned access;
   };
-  // The last access of a region, and of none; the first crop line of either.
+  // The last access with a region and without one, and the first crop line of each.
   for (const Row& row : {Row{480, 17}, Row{0, 7}, Row{480, 1}, Row{0, 1}}) {
     FailAccess(row.access);
     Printed([&] { sensor().SetROI(0, 0, 640, row.height); });

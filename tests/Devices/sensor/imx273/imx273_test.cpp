@@ -1,5 +1,5 @@
-// The IMX273 driver on a K3610 board: what it writes to the chip and to the FPGA,
-// in which order, and what it says when the bus fails.
+// The IMX273 driver on a K3610 board: what it writes to the chip and to the FPGA, in which order,
+// and what it prints if the bus fails.
 #include <bit>
 
 #include "Devices/sensor/imx273/Imx273Test.h"
@@ -31,7 +31,7 @@ const Lines kFixedSettings{
     "3D4A = 85", "3D4B = 00", "400E = 58", "4014 = 1C", "4041 = 2A", "40A2 = 06", "40C1 = F6",
     "40C7 = 0F", "40C8 = 00"};
 
-// The crop line's enable, then its place; the size keeps the bits above it.
+// The crop line's enable bit, then its position. The size keeps the bits above it.
 const Lines kFullCrop{"3300 ?",    "3300 = 01", "3310 = 00", "3311 ?",    "3311 = 00", "3314 = B0",
                       "3315 ?",    "3315 = 05", "3300 ?",    "3300 = 03", "3312 = 00", "3313 ?",
                       "3313 = 00", "3316 = 40", "3317 ?",    "3317 = 04"};
@@ -45,7 +45,7 @@ const Lines kReducedTiming{"3010 = 4A", "3011 = 02", "3012 = 00", "3014 = DA", "
 
 const Lines kGoLive = kLeaveStandby + Lines{"sleep 100000", "301D = 01"};
 
-// T_ROW 237 and 217 in bits 5 and up, T_GES 20 below.
+// T_ROW 237 and 217 from bit 5 up, T_GES 20 below.
 constexpr char kFullTRow[] = "SENSOR_TIMING = 0x00001db4";
 constexpr char kReducedTRow[] = "SENSOR_TIMING = 0x00001b34";
 
@@ -177,7 +177,7 @@ TEST_F(Imx273, ADirectionAboveThreeReachesTheBitsAboveTheFlip) {
   EXPECT_EQ(sensor().read_out_drive_direction(), ReadoutDriveDirection{0x46});
 }
 
-// A failed read cannot be told from a register of zeros.
+// A failed read looks the same as a register of zeros.
 TEST_F(Imx273, BitsThatCannotBeReadAreWrittenAsZero) {
   SetChip(0x3205, 0x54);
   FailAccess(0);
@@ -299,7 +299,7 @@ TEST_F(Imx273, AFailedInitialisationLeavesTheRecords) {
   EXPECT_EQ(sensor().roi_width(), 1456u);
   EXPECT_EQ(sensor().roi_height(), 1088u);
 
-  // By then the FPGA has the mode too.
+  // By then the FPGA also has the mode.
   PowerUp();
   FailAccess(first_after);
   Printed([&] { EXPECT_FALSE(sensor().RegisterInitialize(kDriveMode11)); });
@@ -373,7 +373,7 @@ TEST_F(Imx273, SwitchesToMode22WithItsOwnRegion) {
 TEST_F(Imx273, AFailedSwitchToMode22LeavesTheRegion) {
   Printed([&] { ASSERT_TRUE(sensor().SetReadoutDriveMode(kDriveMode22)); });
   const auto accesses = static_cast<unsigned>(Accesses().size());
-  // The first access and the last, both of the standby register.
+  // The first and the last access. Both are to the standby register.
   for (const unsigned access : {0u, accesses - 1}) {
     PowerUp();
     Printed([&] { sensor().SetROI(8, 8, 400, 300); });
