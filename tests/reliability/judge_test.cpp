@@ -319,7 +319,7 @@ TEST(Judge, ACallThatDoesNotComeIsADefectUnlessItIsAFrames) {
 TEST(Judge, ACallWithoutARuleIsADefect) {
   Outcome outcome = Undisturbed();
   outcome.events = {"watchdog open failed: EIO"};
-  ExpectDefect(JudgeEio(InOpenLaser("watchdog", "open"), outcome), "nobody has said");
+  ExpectDefect(JudgeEio(InOpenLaser("watchdog", "open"), outcome), "no rule covers");
 }
 
 TEST(Calls, AreCountedWithinTheirStep) {
