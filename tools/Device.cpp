@@ -6,6 +6,7 @@
 #include "Deadline.h"
 #include "Failure.h"
 #include "Interrupt.h"
+#include "Laser.h"
 #include "Nodes.h"
 #include "tessaline/tessaline.h"
 
@@ -99,14 +100,14 @@ void Device::Launch(tessaline_frame_handler on_image, tessaline_frame_handler on
 
 void Device::LaserOn() {
   laser_on_ = true;  // even if only one of its two lines could be driven
-  if (OpenLaser() != 0) {
+  if (!laser::On()) {
     throw Failure(ExitCode::kNegative, "the laser cannot be switched on",
                   "\"tessaline check\" tests its lines");
   }
 }
 
 void Device::LaserOff() {
-  if (laser_on_) CloseLaser();
+  if (laser_on_) laser::Off();
   laser_on_ = false;
 }
 

@@ -8,6 +8,8 @@
 #include <chrono>
 #include <thread>
 
+#include "Interrupt.h"
+
 namespace tool {
 namespace {
 
@@ -48,6 +50,7 @@ void LibraryOutput::Capture(bool verbose) {
   close(ends[1]);
   setvbuf(stdout, nullptr, _IOLBF, 0);
   pipe_ = ends[0];
+  const SignalsBlocked inherited;
   std::thread([this, fd = ends[0]] { ReadPipe(fd); }).detach();
 }
 
