@@ -37,10 +37,7 @@ const Model& Session::model() const {
     throw Failure(ExitCode::kUsage, "no model given",
                   "use --model CODE, set TESSALINE_MODEL, or try it with --virtual K3610");
   }
-  if (!model_.known()) {
-    throw Failure(ExitCode::kUsage, fmt::format("unknown model \"{}\"", code_),
-                  "\"tessaline models\" lists the model codes");
-  }
+  model_.Require();
   return model_;
 }
 
