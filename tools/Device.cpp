@@ -1,6 +1,9 @@
 #include "Device.h"
 
+#include <unistd.h>
+
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 
 #include "Deadline.h"
@@ -9,6 +12,7 @@
 #include "Laser.h"
 #include "Nodes.h"
 #include "tessaline/tessaline.h"
+#include "watch/Terminal.h"
 
 namespace tool {
 namespace {
@@ -81,9 +85,13 @@ bool Device::Open(bool start) {
 void Device::Launch(tessaline_frame_handler on_image, tessaline_frame_handler on_strips) {
   RegisterEventHandler(TESSALINE_EVENT_IMAGE, reinterpret_cast<tessaline_event_handler>(on_image));
   RegisterEventHandler(TESSALINE_EVENT_STRIP, reinterpret_cast<tessaline_event_handler>(on_strips));
+  const bool screen = IsScreen(STDERR_FILENO);
+  if (screen) fprintf(stderr, "starting the %s ...", std::string(session_.model().code()).c_str());
   // An abandoned thread still writes here.
   static int result = 0;
-  if (!ReturnsInTime(kStartLimit, [] { result = RegisterHardwareInit(); })) {
+  const bool returned = ReturnsInTime(kStartLimit, [] { result = RegisterHardwareInit(); });
+  if (screen) fputs("\r\033[K", stderr);
+  if (!returned) {
     throw Failure(ExitCode::kUnreachable,
                   fmt::format("the device has not started after {} s", kStartLimit.count()),
                   "the image sensor does not become ready, or the registers are out of reach: "
