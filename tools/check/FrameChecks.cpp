@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
-#include "Acquisition.h"
 #include "Failure.h"
 #include "Interrupt.h"
+#include "Region.h"
 #include "capture/FrameQueue.h"
 #include "capture/FrameReader.h"
 #include "tessaline/capture_statistics.h"
@@ -156,7 +156,7 @@ bool FrameChecks::LightUp() {
 }
 
 void FrameChecks::Images() {
-  ReadWholeSensor();
+  if (const Region region = UsualRegion(model_); region != StartRegion(model_)) region.Set();
   const Stream stream{true, "images", "image", "/dev/video0", "Runnable/CaptureVideoStream.cpp",
                       20};
   const Seen seen = Run(stream);

@@ -1,3 +1,6 @@
+#include <algorithm>
+#include <cmath>
+
 #include "Acquisition.h"
 #include "Device.h"
 #include "Failure.h"
@@ -25,6 +28,22 @@ constexpr About kCaptureAbout{
 
 constexpr double kMostFrames = 1e15;
 
+constexpr std::string_view kMm = "mm";
+constexpr std::string_view kPixels = "pixels";
+constexpr double kFarthest = 1e6;  // columns and rows
+
+// Millimetres per pixel; below 0 if the sensor is mounted the other way round.
+CLI::Validator IsScale() {
+  return CLI::Validator(
+      [](const std::string& text) {
+        double number = 0;
+        const bool scale = CLI::detail::lexical_cast(text, number) && std::abs(number) >= 1e-6 &&
+                           std::abs(number) <= 1e3;
+        return scale ? std::string() : text + " is not a number of millimetres per pixel";
+      },
+      "MILLIMETRES");
+}
+
 class CaptureCommand : public Command {
  public:
   void Describe(CLI::App& parent, CommonOptions& common) override {
@@ -44,14 +63,15 @@ class CaptureCommand : public Command {
     app_->add_flag("--force", force_, "Overwrite existing files");
     app_->add_flag("--strict", strict_, "Exit status 1 when a frame was lost or malformed");
     acquisition_.Describe(*app_);
-    calibration_ = {
-        app_->add_option("--mm-per-column", geometry_.mm_per_column, "Width of a column"),
-        app_->add_option("--column-at-zero", geometry_.column_at_zero, "Column at x = 0"),
-        app_->add_option("--mm-per-row", geometry_.mm_per_row, "Height of a row"),
-        app_->add_option("--row-at-zero", geometry_.row_at_zero, "Row at height 0"),
-        app_->add_option("--counts-per-mm", geometry_.counts_per_mm,
-                         "Encoder counts per millimetre")
-            ->check(NumberIn(1e-6, 1e9))};
+    mm_per_column_ =
+        Calibration("--mm-per-column", geometry_.mm_per_column, "Width of a column", IsScale());
+    mm_per_row_ = Calibration("--mm-per-row", geometry_.mm_per_row, "Height of a row", IsScale());
+    counts_per_mm_ = Calibration("--counts-per-mm", geometry_.counts_per_mm,
+                                 "Encoder counts per millimetre", NumberIn(1e-6, 1e9));
+    Calibration("--column-at-zero", geometry_.column_at_zero, "Column of the full sensor at x = 0",
+                NumberIn(-kFarthest, kFarthest));
+    Calibration("--row-at-zero", geometry_.row_at_zero, "Row of the full sensor at height 0",
+                NumberIn(-kFarthest, kFarthest));
   }
   bool Asked() const override { return app_->parsed(); }
 
@@ -70,18 +90,20 @@ class CaptureCommand : public Command {
           "capture less at a time, or write .npy");
     }
     const Model& model = session.model();
-    if (session.options().dry_run) {
-      acquisition_.Rehearse(session, "capture " + what_, images, path_);
-      return ExitCode::kOk;
-    }
     WriterSettings settings{.path = path_,
                             .force = force_,
                             .images = images,
                             .single = limits_.frames == 1,
-                            .geometry = ChooseGeometry(session)};
+                            .geometry = ChooseGeometry(session, format)
+                                            .In(acquisition_.RegionOf(model))};
+    acquisition_.Require(model);
     // Refuse, or ask the user, before the laser is on.
     for (const std::string& file : FilesOf(format, settings, limits_.frames)) {
       settings.force |= MayOverwrite(file, force_);
+    }
+    if (session.options().dry_run) {
+      acquisition_.Rehearse(session, "capture " + what_, images, path_);
+      return ExitCode::kOk;
     }
 
     Device device(session);
@@ -96,22 +118,36 @@ class CaptureCommand : public Command {
     if (result.frames == 0) {
       for (const std::string& file : files) RemoveFile(file);
     }
-    return Report(session, result, files);
+    const bool heights = !images && format != Format::kNpy && format != Format::kRaw;
+    return Report(session, result, files, heights && settings.geometry.calibrated ? kMm : kPixels);
   }
 
  private:
-  Geometry ChooseGeometry(const Session& session) const {
-    for (const CLI::Option* option : calibration_) {
-      if (option->count() == 0) continue;
-      Geometry geometry = geometry_;
-      geometry.calibrated = true;
-      return geometry;
+  CLI::Option* Calibration(const char* name, double& value, const char* text,
+                           const CLI::Validator& check) {
+    calibration_.push_back(app_->add_option(name, value, text)->check(check));
+    return calibration_.back();
+  }
+
+  // A millimetre that is none, because half of the calibration is missing, is worse than a pixel.
+  Geometry ChooseGeometry(const Session& session, Format format) const {
+    const bool given = std::any_of(calibration_.begin(), calibration_.end(),
+                                   [](const CLI::Option* option) { return option->count() > 0; });
+    if (!given) return session.on_virtual_board() ? VirtualGeometry(session.model()) : geometry_;
+    const bool travels = format == Format::kPly || format == Format::kPng;
+    if (mm_per_column_->count() == 0 || mm_per_row_->count() == 0 ||
+        (travels && counts_per_mm_->count() == 0)) {
+      throw Failure(ExitCode::kUsage, "millimetres need a whole calibration",
+                    travels ? "give --mm-per-column, --mm-per-row and --counts-per-mm"
+                            : "give --mm-per-column and --mm-per-row");
     }
-    return session.on_virtual_board() ? VirtualGeometry(session.model()) : geometry_;
+    Geometry geometry = geometry_;
+    geometry.calibrated = true;
+    return geometry;
   }
 
   ExitCode Report(Session& session, const RecordingResult& result,
-                  const std::vector<std::string>& files) const {
+                  const std::vector<std::string>& files, std::string_view unit) const {
     const double rate =
         result.seconds > 0 ? static_cast<double>(result.frames) / result.seconds : 0;
     if (result.frames > 0) {
@@ -125,6 +161,9 @@ class CaptureCommand : public Command {
         "missing ids {}, malformed {}, lost by the FPGA {}, lost triggers {}, dropped by "
         "this tool {}\n",
         result.missing, result.malformed, result.fpga_lost, result.triggers_lost, result.dropped);
+    if (unit == kPixels && what_ == "strips") {
+      session.Print("in columns and rows, not in millimetres\n");
+    }
     session.Emit({{"frames", result.frames},
                   {"seconds", result.seconds},
                   {"rate", rate},
@@ -134,6 +173,7 @@ class CaptureCommand : public Command {
                   {"triggers_lost", result.triggers_lost},
                   {"dropped", result.dropped},
                   {"complete", !result.interrupted && !result.no_more_came && !result.failure},
+                  {"unit", unit},
                   {"files", result.frames > 0 ? files : std::vector<std::string>()}});
     if (result.failure) {
       throw Failure(result.failure->code(),
@@ -154,6 +194,9 @@ class CaptureCommand : public Command {
 
   CLI::App* app_ = nullptr;
   std::vector<CLI::Option*> calibration_;
+  CLI::Option* mm_per_column_ = nullptr;
+  CLI::Option* mm_per_row_ = nullptr;
+  CLI::Option* counts_per_mm_ = nullptr;
   std::string what_;
   std::string path_;
   std::string format_;
