@@ -31,7 +31,8 @@ void Acquisition::Describe(CLI::App& app) {
       ->capture_default_str();
   app.add_option("--spacing", spacing_,
                  "Trigger spacing: encoder pulses with --trigger encoder (10), microseconds "
-                 "otherwise (4000, K37.. 8000)")
+                 "otherwise (default: the fastest that suits the whole sensor; images: that a file "
+                 "each can follow)")
       ->check(CLI::Range(1u, 85'899'345u));
   app.add_option("--roi", region_, "Region of interest in pixels (default: the whole sensor)")
       ->type_name("X Y WIDTH HEIGHT")
@@ -42,10 +43,14 @@ void Acquisition::Describe(CLI::App& app) {
       ->capture_default_str();
 }
 
-unsigned Acquisition::Spacing(const Model& model) const {
+unsigned Acquisition::Spacing(const Model& model, bool images) const {
   constexpr unsigned kPulses = 10;
+  constexpr unsigned kPixelsPerMicrosecond = 16;  // that become PNG files, with time to spare
   if (spacing_ != 0) return spacing_;
-  return trigger_ == "encoder" ? kPulses : model.family().sensor.trigger_spacing;
+  if (trigger_ == "encoder") return kPulses;
+  const products::ImageSensor& sensor = model.family().sensor;
+  return images ? sensor.width * model.product().Height() / kPixelsPerMicrosecond
+                : sensor.trigger_spacing;
 }
 
 void Acquisition::Require(const Model& model) const {
@@ -80,7 +85,7 @@ std::vector<Step> Acquisition::Settings(const Model& model, bool images) const {
     add(fmt::format("{}({})", name, value), [=] { return function(value) == 0; });
   };
   set("SetTriMode", SetTriMode, TriggerMode(trigger_));
-  set("SetTriSpacing", SetTriSpacing, Spacing(model));
+  set("SetTriSpacing", SetTriSpacing, Spacing(model, images));
   set("SetCollectMode", SetCollectMode, images ? 1 : 0);
   // Some of these give -1 even when they are done.
   const auto reset = [&add](std::string_view name, auto function) {

@@ -31,7 +31,7 @@ class Acquisition {
   bool laser() const { return laser_ == "on"; }
 
  private:
-  unsigned Spacing(const Model& model) const;
+  unsigned Spacing(const Model& model, bool images) const;
 
   unsigned exposure_ = 320;  // microseconds
   double power_ = 50;        // percent

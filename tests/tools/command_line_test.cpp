@@ -276,6 +276,13 @@ constexpr Mistake kMistakes[]{
     {"CloudWithoutTravel",
      "capture strips -n 1 -o /tmp/x.ply --mm-per-row 0.1 --mm-per-column 0.1 --virtual K3610",
      kUsage, "--counts-per-mm"},
+    {"StreamWithoutFormat", "capture strips -n 1 -o - --virtual K3610", kUsage, "--format"},
+    {"StreamOfACloud", "capture strips -n 1 --format ply -o - --virtual K3610", kUsage,
+     "cannot be streamed"},
+    {"StreamOfAnArray", "capture strips -t 1 --format npy -o - --virtual K3610", kUsage,
+     "-n COUNT"},
+    {"StreamOfPictures", "capture images -n 2 --format png -o - --virtual K3610", kUsage,
+     "stream pgm"},
     {"NoSuchDump", "reg dump --diff /nonexistent/a /nonexistent/b --model K3610", kFile,
      "cannot read"},
     {"NoLimit", "capture strips -o /tmp/x.csv --virtual K3610", kUsage, "-n COUNT or -t SECONDS"},
@@ -333,6 +340,33 @@ TEST(Device, ThatRefusesIsToldInPlainWords) {
   EXPECT_THAT(result.err, HasSubstr("SetLaserPower(30) was refused by the device; \"tessaline "
                                     "check\" tests the board"));
 }
+
+TEST(Board, OfAnotherModelIsTold) {
+  for (const char* arguments : {"info --model K3920", "exposure --model K3920 --json"}) {
+    const ToolResult result = ToolRun(arguments).With("TESSALINE_BOARD", "K3610").Run();
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_THAT(result.err,
+                HasSubstr("TESSALINE_BOARD plugs in the virtual board of a K3610, but the model "
+                          "is K3920"));
+  }
+}
+
+class OnTheVirtualBoard : public ::testing::TestWithParam<const char*> {};
+
+TEST_P(OnTheVirtualBoard, EveryAnswerSaysSo) {
+  const Directory directory;
+  const auto run = [&](const char* format) {
+    return ToolRun(GetParam() + std::string(format) + " --virtual K3610")
+        .In(directory.path())
+        .Run();
+  };
+  EXPECT_THAT(run("").out, StartsWith("# virtual board of a K3610\n"));
+  EXPECT_THAT(run(" --json").out, HasSubstr("\"board\": \"virtual\""));
+}
+
+INSTANTIATE_TEST_SUITE_P(Commands, OnTheVirtualBoard,
+                         ::testing::Values("reg read EXP_TIME_1", "exposure", "roi", "trigger",
+                                           "laser status", "power 30"));
 
 TEST(Device, ThatMayNotBeOpenedIsTold) {
   const ToolResult result =

@@ -84,5 +84,19 @@ TEST(Calibration, HoldsForEveryRegion) {
   EXPECT_THAT(line, HasSubstr(",0.0000,"));  // column 0 of the region
 }
 
+// Of what a product does not send, nothing is made up.
+TEST(Csv, LeavesEmptyWhatIsNotKnown) {
+  const Directory directory;
+  const std::string file = directory / "scan.csv";
+  ASSERT_EQ(RunTool("capture strips -n 1 -o " + file + " --virtual K4010arm_rebuild").status, 0);
+  std::istringstream lines(FileText(file));
+  std::string head;
+  std::string line;
+  std::getline(lines, head);
+  std::getline(lines, line);
+  EXPECT_EQ(std::count(head.begin(), head.end(), ','), std::count(line.begin(), line.end(), ','));
+  EXPECT_THAT(line, HasSubstr(",,,"));
+}
+
 }  // namespace
 }  // namespace tessaline_test

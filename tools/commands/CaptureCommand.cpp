@@ -1,7 +1,9 @@
 #include <algorithm>
 #include <cmath>
+#include <optional>
 
 #include "Acquisition.h"
+#include "Counted.h"
 #include "Device.h"
 #include "Failure.h"
 #include "OutputFile.h"
@@ -27,7 +29,6 @@ constexpr About kCaptureAbout{
     "  tessaline capture images -n 1 -o image.png --virtual K3920"};
 
 constexpr double kMostFrames = 1e15;
-
 constexpr std::string_view kMm = "mm";
 constexpr std::string_view kPixels = "pixels";
 constexpr double kFarthest = 1e6;  // columns and rows
@@ -90,15 +91,18 @@ class CaptureCommand : public Command {
           "capture less at a time, or write .npy");
     }
     const Model& model = session.model();
-    WriterSettings settings{.path = path_,
-                            .force = force_,
-                            .images = images,
-                            .single = limits_.frames == 1,
-                            .geometry = ChooseGeometry(session, format)
-                                            .In(acquisition_.RegionOf(model))};
+    WriterSettings settings{
+        .path = path_,
+        .force = force_,
+        .images = images,
+        .frames = limits_.frames,
+        .rows_only = model.product().points != products::PointLayout::kFull,
+        .geometry = ChooseGeometry(session, format).In(acquisition_.RegionOf(model))};
     acquisition_.Require(model);
+    RequireStreamable(format, settings, limits_.seconds == 0);
+    if (IsStandardOutput(path_)) LibraryOutput::Instance().KeepUserForData();
     // Refuse, or ask the user, before the laser is on.
-    for (const std::string& file : FilesOf(format, settings, limits_.frames)) {
+    for (const std::string& file : FilesOf(format, settings)) {
       settings.force |= MayOverwrite(file, force_);
     }
     if (session.options().dry_run) {
@@ -112,7 +116,8 @@ class CaptureCommand : public Command {
     settings.width = GetImageWidth();
     settings.height = GetImageHeight();
     const auto writer = MakeWriter(format, settings);
-    Recorder recorder(device, *writer, images, model.product().PointBytes());
+    Recorder recorder(device, *writer, images, model.product().PointBytes(),
+                      LightMeter(images, settings.rows_only));
     const RecordingResult result = recorder.Run(limits_, acquisition_.laser());
     const auto files = writer->Files();
     if (result.frames == 0) {
@@ -146,13 +151,28 @@ class CaptureCommand : public Command {
     return geometry;
   }
 
+  static std::optional<Failure> FailureOf(const RecordingResult& result) {
+    if (result.failure) {
+      return Failure(
+          result.failure->code(),
+          fmt::format("{}; {} {} kept", result.failure->what(), Counted(result.frames, "frame"),
+                      result.frames == 1 ? "is" : "are"),
+          result.failure->next());
+    }
+    if (result.interrupted || (!result.no_more_came && result.frames > 0)) return std::nullopt;
+    return Failure(ExitCode::kUnreachable,
+                   fmt::format("no {}frames came", result.frames == 0 ? "" : "more "),
+                   "are there triggers (tessaline trigger)? \"tessaline check\" tests the board");
+  }
+
   ExitCode Report(Session& session, const RecordingResult& result,
                   const std::vector<std::string>& files, std::string_view unit) const {
     const double rate =
         result.seconds > 0 ? static_cast<double>(result.frames) / result.seconds : 0;
     if (result.frames > 0) {
-      session.Print("{} {} in {:.1f} s ({:.1f}/s): {}{}\n", result.frames,
-                    what_ == "images" ? "images" : "profiles", result.seconds, rate, files.front(),
+      session.Print("{} in {:.1f} s ({:.1f}/s): {}{}\n",
+                    Counted(result.frames, what_ == "images" ? "image" : "profile"), result.seconds,
+                    rate, files.front(),
                     files.size() == 1
                         ? ""
                         : fmt::format(" {} {}", files.size() == 2 ? "and" : "to", files.back()));
@@ -160,36 +180,30 @@ class CaptureCommand : public Command {
     session.Print(
         "missing ids {}, malformed {}, lost by the FPGA {}, lost triggers {}, dropped by "
         "this tool {}\n",
-        result.missing, result.malformed, result.fpga_lost, result.triggers_lost, result.dropped);
+        result.missing, result.losses.malformed, result.losses.fpga_lost,
+        result.losses.triggers_lost, result.dropped);
     if (unit == kPixels && what_ == "strips") {
       session.Print("in columns and rows, not in millimetres\n");
     }
-    session.Emit({{"frames", result.frames},
-                  {"seconds", result.seconds},
-                  {"rate", rate},
-                  {"missing_ids", result.missing},
-                  {"malformed", result.malformed},
-                  {"fpga_lost", result.fpga_lost},
-                  {"triggers_lost", result.triggers_lost},
-                  {"dropped", result.dropped},
-                  {"complete", !result.interrupted && !result.no_more_came && !result.failure},
-                  {"unit", unit},
-                  {"files", result.frames > 0 ? files : std::vector<std::string>()}});
-    if (result.failure) {
-      throw Failure(result.failure->code(),
-                    fmt::format("{}; {} frames are kept", result.failure->what(), result.frames),
-                    result.failure->next());
-    }
+    Json json{{"frames", result.frames},
+              {"seconds", result.seconds},
+              {"rate", rate},
+              {"missing_ids", result.missing},
+              {"malformed", result.losses.malformed},
+              {"fpga_lost", result.losses.fpga_lost},
+              {"triggers_lost", result.losses.triggers_lost},
+              {"dropped", result.dropped},
+              {"complete", result.Complete()},
+              {"unit", unit},
+              {"files", result.frames > 0 ? files : std::vector<std::string>()}};
+    if (!result.warning.empty()) json["warning"] = result.warning;
+    const std::optional<Failure> failure = FailureOf(result);
+    if (failure) json["error"] = failure->what();
+    session.Emit(json);
+    if (!result.warning.empty() && !session.json()) session.Note("{}", result.warning);
+    if (failure) throw *failure;
     if (result.interrupted) return ExitCode::kInterrupted;
-    if (result.no_more_came || result.frames == 0) {
-      throw Failure(ExitCode::kUnreachable,
-                    fmt::format("no {}frames came", result.frames == 0 ? "" : "more "),
-                    "are there triggers (tessaline trigger)? \"tessaline check\" tests the board");
-    }
-    const bool lost = result.missing + result.malformed + result.fpga_lost + result.triggers_lost +
-                          result.dropped >
-                      0;
-    return strict_ && lost ? ExitCode::kNegative : ExitCode::kOk;
+    return strict_ && result.Lost() ? ExitCode::kNegative : ExitCode::kOk;
   }
 
   CLI::App* app_ = nullptr;

@@ -50,6 +50,7 @@ class EepromCommand : public Command {
   ExitCode Dump(Session& session) const {
     const eeprom::Content content = eeprom::Read();
     if (!output_.empty()) {
+      if (IsStandardOutput(output_)) LibraryOutput::Instance().KeepUserForData();
       WriteWholeFile(output_, force_, content);
       session.Print("wrote {} bytes to {}\n", content.size(), output_);
       session.Emit({{"file", output_}, {"bytes", content.size()}});

@@ -39,6 +39,7 @@ class ModelsCommand : public Command {
 
   ExitCode Run(Session& session) override {
     const auto codes = Codes();
+    Session::LeaveOutBoard();
     Json list = Json::array();
     session.Print("{:<21}{:<7}{:<15}{:<13}{:<12}{:<7}{:<16}{:<12}{}\n", "MODEL", "SERIES", "SENSOR",
                   "PIXELS", "STRIPS", "POINT", "SENSOR BUS", "LASER BUS", "REMARK");
