@@ -12,6 +12,8 @@
 #include <mutex>
 #include <queue>
 
+#include "Laser.h"
+
 namespace {
 
 struct Image {
@@ -49,7 +51,7 @@ int main(int argc, char** argv) {
 
   SetCollectMode(1);  // images
   SetTriMode(2);      // triggers from the external input (unused here) and by software
-  OpenLaser();
+  laser_on();
   SetGlobalControl(1);
   int missing = 0;
   for (int n = 0; n < 5; ++n) {
@@ -67,6 +69,6 @@ int main(int argc, char** argv) {
                 image.brightest_row, static_cast<double>(image.time_stamp) * 20e-9);
   }
   SetGlobalControl(0);
-  CloseLaser();
+  laser_off();
   return missing != 0;
 }

@@ -25,6 +25,7 @@
 #include <thread>
 #include <vector>
 
+#include "Laser.h"
 #include "Png.h"
 #include "Strips.h"
 
@@ -204,7 +205,7 @@ int Run(const std::string& model, const std::string& directory) {
   SetExposureTime(1, kExposureMicroseconds);
   SetTriMode(0);
   SetTriSpacing(kTriggerMicroseconds);
-  OpenLaser();
+  laser_on();
 
   std::printf("camera images (collect mode 1)\n");
   SetCollectMode(1);
@@ -214,7 +215,7 @@ int Run(const std::string& model, const std::string& directory) {
   ResetFrameID();
   ResetCallbackLostNum();
   const double profile_rate = Acquire("profiles", results.wanted, Profiles);
-  CloseLaser();
+  laser_off();
   LedControl(0);
   if (image_rate < 0 || profile_rate < 0) {
     std::fprintf(stderr, "scan_demo: no more frames came\n");

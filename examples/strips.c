@@ -7,6 +7,8 @@
 #include <tessaline/tessaline.h>
 #include <unistd.h>
 
+#include "Laser.h"
+
 /* 8 bytes per point on every product except those with arm_rebuild in the model code. */
 enum { kHeaderBytes = 32, kBytesPerPoint = 8 };
 
@@ -45,11 +47,11 @@ int main(int argc, char** argv) {
   SetCollectMode(0);   /* laser lines; 1: images */
   SetTriMode(0);       /* by the timer, ... */
   SetTriSpacing(4000); /* ... every 4000 microseconds */
-  if (OpenLaser() != 0) fprintf(stderr, "the laser stays dark\n");
+  if (laser_on() != 0) fprintf(stderr, "the laser stays dark\n");
   SetGlobalControl(1);
-  sleep(5);
+  for (unsigned left = 5; left > 0;) left = sleep(left); /* Ctrl-Z cuts a sleep short */
   SetGlobalControl(0);
-  CloseLaser(); /* the laser stays on otherwise */
+  laser_off();
 
   const unsigned long long strips = atomic_load(&strips_seen);
   printf("%llu strips, frames %llu to %llu, %llu points each\n", strips, atomic_load(&first_id),

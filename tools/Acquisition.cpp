@@ -1,6 +1,7 @@
 #include "Acquisition.h"
 
 #include "Command.h"
+#include "Gain.h"
 #include "tessaline/tessaline.h"
 
 namespace tool {
@@ -14,22 +15,12 @@ unsigned TriggerMode(const std::string& name) {
 
 }  // namespace
 
-bool ReadWholeSensor() {
-  const unsigned full = GetCmosMaxDrive();
-  const unsigned width = full >> 16;
-  const unsigned height = full & 0xFFFF;
-  // One sensor leaves out an edge by itself; that is not worth a change.
-  if (GetImageHeight() >= height * 3 / 4) return true;
-  return SetROI1(0, 0, width, height) == 0;
-}
-
 void Acquisition::Describe(CLI::App& app) {
   app.add_option("--exposure", exposure_, "Exposure time")
       ->type_name("MICROSECONDS")
       ->check(CLI::Range(1u, 10'000'000u))
       ->capture_default_str();
-  app.add_option("--gain", gain_,
-                 "Analogue gain, in the sensor's own steps; 0 leaves it unchanged");
+  app.add_option("--gain", gain_, std::string(kGainHelp) + " (default: that of the start)");
   app.add_option("--power", power_, "Laser power")
       ->type_name("PERCENT")
       ->check(NumberIn(0, 100))
@@ -40,7 +31,8 @@ void Acquisition::Describe(CLI::App& app) {
       ->capture_default_str();
   app.add_option("--spacing", spacing_,
                  "Trigger spacing: encoder pulses with --trigger encoder (10), microseconds "
-                 "otherwise (4000, K37.. 8000)")
+                 "otherwise (default: the fastest that suits the whole sensor; images: that a file "
+                 "each can follow)")
       ->check(CLI::Range(1u, 85'899'345u));
   app.add_option("--roi", region_, "Region of interest in pixels (default: the whole sensor)")
       ->type_name("X Y WIDTH HEIGHT")
@@ -51,10 +43,24 @@ void Acquisition::Describe(CLI::App& app) {
       ->capture_default_str();
 }
 
-unsigned Acquisition::Spacing(const Model& model) const {
+unsigned Acquisition::Spacing(const Model& model, bool images) const {
   constexpr unsigned kPulses = 10;
+  constexpr unsigned kPixelsPerMicrosecond = 16;  // that become PNG files, with time to spare
   if (spacing_ != 0) return spacing_;
-  return trigger_ == "encoder" ? kPulses : model.family().sensor.trigger_spacing;
+  if (trigger_ == "encoder") return kPulses;
+  const products::ImageSensor& sensor = model.family().sensor;
+  return images ? sensor.width * model.product().Height() / kPixelsPerMicrosecond
+                : sensor.trigger_spacing;
+}
+
+void Acquisition::Require(const Model& model) const {
+  tool::Require(RegionOf(model), model);
+  if (gain_) RequireGain(*gain_, model);
+}
+
+Region Acquisition::RegionOf(const Model& model) const {
+  if (region_.size() != kRegionNumbers) return UsualRegion(model);
+  return {region_[0], region_[1], region_[2], region_[3]};
 }
 
 std::vector<Step> Acquisition::Settings(const Model& model, bool images) const {
@@ -62,17 +68,14 @@ std::vector<Step> Acquisition::Settings(const Model& model, bool images) const {
   const auto add = [&steps](std::string call, std::function<bool()> run) {
     steps.push_back({std::move(call), "", std::move(run)});
   };
-  if (region_.size() == kRegionNumbers) {
-    add(fmt::format("SetROI1({}, {}, {}, {})", region_[0], region_[1], region_[2], region_[3]),
-        [&region = region_] { return SetROI1(region[0], region[1], region[2], region[3]) == 0; });
-  } else {
-    add("SetROI1(whole sensor), if needed", ReadWholeSensor);
+  if (const Region region = RegionOf(model); region != StartRegion(model)) {
+    add(region.AsCall(), [region] { return region.Set(); });
   }
   add("SetExposureNum(1)", [] { return SetExposureNum(1) == 0; });
   add(fmt::format("SetExposureTime(1, {})", exposure_),
       [this] { return SetExposureTime(1, exposure_) == 0; });
-  if (gain_ != 0) {
-    add(fmt::format("SetCmosGain({})", gain_), [this] { return SetCmosGain(gain_) == 1; });
+  if (gain_) {
+    add(fmt::format("SetCmosGain({})", *gain_), [this] { return SetCmosGain(*gain_) == 1; });
   }
   if (laser()) {
     add(fmt::format("SetLaserPower({})", power_),
@@ -82,7 +85,7 @@ std::vector<Step> Acquisition::Settings(const Model& model, bool images) const {
     add(fmt::format("{}({})", name, value), [=] { return function(value) == 0; });
   };
   set("SetTriMode", SetTriMode, TriggerMode(trigger_));
-  set("SetTriSpacing", SetTriSpacing, Spacing(model));
+  set("SetTriSpacing", SetTriSpacing, Spacing(model, images));
   set("SetCollectMode", SetCollectMode, images ? 1 : 0);
   // Some of these give -1 even when they are done.
   const auto reset = [&add](std::string_view name, auto function) {

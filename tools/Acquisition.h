@@ -1,22 +1,25 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "Device.h"
+#include "Region.h"
 #include "Step.h"
 
 namespace tool {
-
-// Makes a started device read the whole sensor: some products start with only part of their
-// rows. False if it refuses.
-bool ReadWholeSensor();
 
 // How to take frames: the options of the sub-commands that do.
 class Acquisition {
  public:
   void Describe(CLI::App& app);
+
+  // Throws a Failure if the model cannot do what the options ask.
+  void Require(const Model& model) const;
+  // What is read of the sensor.
+  Region RegionOf(const Model& model) const;
 
   // Sets up a started device for images or strips. The steps refer to this object.
   std::vector<Step> Settings(const Model& model, bool images) const;
@@ -28,12 +31,12 @@ class Acquisition {
   bool laser() const { return laser_ == "on"; }
 
  private:
-  unsigned Spacing(const Model& model) const;
+  unsigned Spacing(const Model& model, bool images) const;
 
   unsigned exposure_ = 320;  // microseconds
   double power_ = 50;        // percent
   unsigned spacing_ = 0;     // microseconds, or encoder pulses; 0: the model's
-  unsigned gain_ = 0;
+  std::optional<unsigned> gain_;
   std::string trigger_ = "timer";
   std::string laser_ = "on";
   std::vector<unsigned> region_;

@@ -2,10 +2,12 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <iostream>
 #include <new>
 
 #include "Failure.h"
 #include "LibraryOutput.h"
+#include "Printable.h"
 #include "VirtualBoard.h"
 #include "doc/Completion.h"
 #include "doc/ManPages.h"
@@ -29,9 +31,21 @@ std::string NameOf(const CLI::App& app) {
   return name;
 }
 
-void Tell(const std::string& who, const std::string& what, const std::string& next) {
-  fprintf(stderr, "%s: %s%s%s\n", who.c_str(), what.c_str(), next.empty() ? "" : "; ",
-          next.c_str());
+void Tell(const std::string& who, const Failure& failure) {
+  const std::string next = failure.next().empty() ? "" : "; " + failure.next();
+  fprintf(stderr, "%s\n", Printable(fmt::format("{}: {}{}", who, failure.what(), next)).c_str());
+}
+
+// The same for programs, unless they have their answer.
+void EmitError(const Failure& failure) {
+  if (Session::HasEmitted()) return;
+  const Json json{{"error", failure.what()},
+                  {"advice", failure.next()},
+                  {"status", static_cast<int>(failure.code())}};
+  try {
+    Session::Write(json.dump(2, ' ', false, Json::error_handler_t::replace) + '\n');
+  } catch (const Failure&) {  // standard output is what cannot be written
+  }
 }
 
 }  // namespace
@@ -52,6 +66,9 @@ void Application::Parse(const std::function<void()>& parse) {
     parse();
   } catch (const CLI::Success& wanted) {  // --help
     app_.exit(wanted);
+    if (!std::cout.flush()) {
+      throw Failure(ExitCode::kFile, "cannot write to standard output", "send it elsewhere");
+    }
     throw;
   } catch (const CLI::ParseError& error) {
     throw Failure(ExitCode::kUsage, error.what(), fmt::format("see \"{} --help\"", NameOf(app_)));
@@ -59,20 +76,28 @@ void Application::Parse(const std::function<void()>& parse) {
 }
 
 ExitCode Application::Guarded(const std::function<ExitCode()>& run) {
+  const auto end = [this](const Failure& failure) {
+    Tell(NameOf(app_), failure);
+    // A command inside another leaves the answer to that one, which has none to a wrong line.
+    const bool answers = common_.json || (common_.quiet && failure.code() == ExitCode::kUsage);
+    if (answers) EmitError(failure);
+    return failure.code();
+  };
   try {
     return run();
   } catch (const CLI::Success&) {
     return ExitCode::kOk;
   } catch (const Failure& failure) {
-    Tell(NameOf(app_), failure.what(), failure.next());
-    return failure.code();
+    return end(failure);
   } catch (const std::bad_alloc&) {  // caught, so that destructors switch the laser off
-    Tell(NameOf(app_), "out of memory", "capture less at a time");
-    return ExitCode::kFile;
+    return end(Failure(ExitCode::kFile, "out of memory", "capture less at a time"));
   }
 }
 
 ExitCode Application::Run(int argc, char** argv) {
+  // The parser may give up before it has come to the option.
+  common_.json = std::any_of(argv, argv + argc,
+                             [](const char* word) { return std::string_view(word) == "--json"; });
   return Guarded([&] {
     Parse([&] { app_.parse(argc, argv); });
     if (!man_.empty()) return WriteManPages(app_, man_);
@@ -84,6 +109,7 @@ ExitCode Application::Run(int argc, char** argv) {
     }
     LibraryOutput::Instance().Capture(common_.verbose);
     Session session(common_);
+    session.CompareBoard();
     return Carry(session);
   });
 }
@@ -91,6 +117,8 @@ ExitCode Application::Run(int argc, char** argv) {
 ExitCode Application::RunNested(std::vector<std::string> arguments, const CommonOptions& outer) {
   Application inner;
   inner.common_ = outer;
+  inner.common_.json = false;
+  inner.common_.quiet = outer.json;
   return inner.Guarded([&] {
     std::reverse(arguments.begin(), arguments.end());  // as the parser wants them
     inner.Parse([&] { inner.app_.parse(arguments); });

@@ -16,7 +16,9 @@ std::string TextOf(Touches touches) {
              "from scratch. --dry-run shows what would be done and touches nothing.";
     case Touches::kSets:
       return "WRITES REGISTERS: starts the device (FPGA and image sensor are set up from scratch), "
-             "then applies the setting. --dry-run shows what would be done and touches nothing.";
+             "then applies the setting. The next command that starts the device sets it up from "
+             "scratch too, so the setting is gone: give \"capture\" and \"watch\" the same as an "
+             "option. --dry-run shows what would be done and touches nothing.";
     case Touches::kLight:
       return "DRIVES THE LASER and writes registers: protect your eyes. --dry-run shows what would "
              "be done and touches nothing.";

@@ -7,6 +7,8 @@
 #include <thread>
 #include <utility>
 
+#include "Interrupt.h"
+
 namespace tool {
 
 // Runs a library call that may never return on a thread of its own. False if it has not
@@ -19,12 +21,15 @@ bool ReturnsInTime(std::chrono::seconds limit, Call call) {
     bool done = false;
   };
   const auto shared = std::make_shared<Shared>();
-  std::thread([shared, call = std::move(call)]() mutable {
-    call();
-    const std::lock_guard lock(shared->mutex);
-    shared->done = true;
-    shared->done_changed.notify_one();
-  }).detach();
+  {
+    const SignalsBlocked inherited;
+    std::thread([shared, call = std::move(call)]() mutable {
+      call();
+      const std::lock_guard lock(shared->mutex);
+      shared->done = true;
+      shared->done_changed.notify_one();
+    }).detach();
+  }
   std::unique_lock lock(shared->mutex);
   return shared->done_changed.wait_for(lock, limit, [&] { return shared->done; });
 }

@@ -1,13 +1,18 @@
 #include "Device.h"
 
+#include <unistd.h>
+
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 
 #include "Deadline.h"
 #include "Failure.h"
 #include "Interrupt.h"
+#include "Laser.h"
 #include "Nodes.h"
 #include "tessaline/tessaline.h"
+#include "watch/Terminal.h"
 
 namespace tool {
 namespace {
@@ -80,9 +85,13 @@ bool Device::Open(bool start) {
 void Device::Launch(tessaline_frame_handler on_image, tessaline_frame_handler on_strips) {
   RegisterEventHandler(TESSALINE_EVENT_IMAGE, reinterpret_cast<tessaline_event_handler>(on_image));
   RegisterEventHandler(TESSALINE_EVENT_STRIP, reinterpret_cast<tessaline_event_handler>(on_strips));
+  const bool screen = IsScreen(STDERR_FILENO);
+  if (screen) fprintf(stderr, "starting the %s ...", std::string(session_.model().code()).c_str());
   // An abandoned thread still writes here.
   static int result = 0;
-  if (!ReturnsInTime(kStartLimit, [] { result = RegisterHardwareInit(); })) {
+  const bool returned = ReturnsInTime(kStartLimit, [] { result = RegisterHardwareInit(); });
+  if (screen) fputs("\r\033[K", stderr);
+  if (!returned) {
     throw Failure(ExitCode::kUnreachable,
                   fmt::format("the device has not started after {} s", kStartLimit.count()),
                   "the image sensor does not become ready, or the registers are out of reach: "
@@ -99,14 +108,14 @@ void Device::Launch(tessaline_frame_handler on_image, tessaline_frame_handler on
 
 void Device::LaserOn() {
   laser_on_ = true;  // even if only one of its two lines could be driven
-  if (OpenLaser() != 0) {
+  if (!laser::On()) {
     throw Failure(ExitCode::kNegative, "the laser cannot be switched on",
                   "\"tessaline check\" tests its lines");
   }
 }
 
 void Device::LaserOff() {
-  if (laser_on_) CloseLaser();
+  if (laser_on_) laser::Off();
   laser_on_ = false;
 }
 

@@ -35,7 +35,9 @@ inline constexpr std::array kExitCodes{
     ExitCodeText{ExitCode::kUnreachable,
                  "the device is not there, does not answer, or sends no frames"},
     ExitCodeText{ExitCode::kNoPermission, "no permission to open a device node"},
-    ExitCodeText{ExitCode::kExists, "an output file already exists; nothing was overwritten"},
+    ExitCodeText{
+        ExitCode::kExists,
+        "an output file already exists, or another command is writing it; nothing was overwritten"},
     ExitCodeText{ExitCode::kFile,
                  "a file cannot be read, created or written (disk full), or memory ran out"},
     ExitCodeText{

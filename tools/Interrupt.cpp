@@ -6,7 +6,9 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
+#include <cerrno>
 #include <cstdlib>
 #include <thread>
 #include <utility>
@@ -39,9 +41,36 @@ void OnInterrupt(int signal) {
   }
 }
 
-void Catch(int signal) {
+struct StopHook {
+  void (*before)();
+  void (*after)();
+};
+std::array<StopHook, 2> stop_hooks;  // the laser and the screen
+std::atomic<std::size_t> stop_hook_count = 0;
+
+void OnStop(int signal) {
+  const int error = errno;
+  const std::size_t hooks = stop_hook_count;
+  for (std::size_t i = 0; i < hooks; ++i) stop_hooks[i].before();
+  struct sigaction standard {};
+  struct sigaction ours {};
+  standard.sa_handler = SIG_DFL;
+  sigaction(signal, &standard, &ours);
+  sigset_t only;
+  sigset_t before;
+  sigemptyset(&only);
+  sigaddset(&only, signal);
+  raise(signal);
+  pthread_sigmask(SIG_UNBLOCK, &only, &before);  // stops here
+  pthread_sigmask(SIG_SETMASK, &before, nullptr);
+  sigaction(signal, &ours, nullptr);
+  for (std::size_t i = hooks; i > 0; --i) stop_hooks[i - 1].after();
+  errno = error;
+}
+
+void Catch(int signal, void (*handler)(int) = OnInterrupt) {
   struct sigaction action {};
-  action.sa_handler = OnInterrupt;
+  action.sa_handler = handler;
   sigaction(signal, &action, nullptr);
 }
 
@@ -55,6 +84,7 @@ bool IsIgnored(int signal) {
 
 void CatchInterrupts(std::function<void()> last_resort) {
   sem_init(&impatience, /*pshared=*/0, 0);
+  const SignalsBlocked inherited;
   std::thread([last_resort = std::move(last_resort)] {
     while (sem_wait(&impatience) != 0) {
     }
@@ -72,6 +102,25 @@ void EndProcess(int status) {
 }
 
 bool Interrupted() { return interrupts > 0; }
+
+bool AtStop(void (*before)(), void (*after)()) {
+  stop_hooks.at(stop_hook_count) = {before, after};
+  ++stop_hook_count;
+  for (const int signal : {SIGTSTP, SIGTTIN, SIGTTOU}) {
+    if (!IsIgnored(signal)) Catch(signal, OnStop);  // ignored: no shell would make it go on
+  }
+  return true;
+}
+
+SignalsBlocked::SignalsBlocked() {
+  sigset_t all;
+  sigfillset(&all);
+  // A thread's own faults. The virtual board lives on one of them.
+  for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP}) sigdelset(&all, fault);
+  pthread_sigmask(SIG_SETMASK, &all, &before_);
+}
+
+SignalsBlocked::~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
 
 // Sleeps until a point in time, because the virtual board scales relative sleeps. In slices,
 // because a signal may come just before a sleep, or to another thread.

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <signal.h>
+
 #include <chrono>
 #include <functional>
 
@@ -12,6 +14,23 @@ namespace tool {
 void CatchInterrupts(std::function<void()> last_resort);
 
 bool Interrupted();
+
+// When the process is about to stop (Ctrl-Z) it runs `before`, and when it goes on, `after`. Both
+// run in a signal handler on the main thread. True, for initialising a constant.
+bool AtStop(void (*before)(), void (*after)());
+
+// While it lives, signals go to other threads; a thread that is started meanwhile gets none ever,
+// but for its own faults.
+class SignalsBlocked {
+ public:
+  SignalsBlocked();
+  ~SignalsBlocked();
+  SignalsBlocked(const SignalsBlocked&) = delete;
+  SignalsBlocked& operator=(const SignalsBlocked&) = delete;
+
+ private:
+  sigset_t before_;
+};
 
 // Ends the process. Only the first thread that calls it gets through.
 [[noreturn]] void EndProcess(int status);

@@ -6,7 +6,11 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstring>
 #include <thread>
+
+#include "Interrupt.h"
+#include "Printable.h"
 
 namespace tool {
 namespace {
@@ -31,23 +35,30 @@ LibraryOutput& LibraryOutput::Instance() {
   return *output;
 }
 
+void LibraryOutput::ReserveStandardStreams() {
+  for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (fcntl(fd, F_GETFD) < 0) {
+      [[maybe_unused]] const int same = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    }
+  }
+}
+
 void LibraryOutput::Capture(bool verbose) {
   verbose_ = verbose;
+  // Standard error itself may become part of what is captured.
+  if (FILE* const own = fdopen(fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 3), "w")) told_ = own;
   log_set_quiet(true);
   log_add_callback(Sink, this, TESSALINE_LOG_ERROR);
 
   int ends[2];
   if (pipe2(ends, O_CLOEXEC) != 0) return;
   const int user = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3);
-  if (user < 0) {  // started without a standard output
-    user_ = fopen("/dev/null", "w");
-  } else {
-    user_ = fdopen(user, "w");
-  }
+  user_ = fdopen(user, "w");
   dup2(ends[1], STDOUT_FILENO);
   close(ends[1]);
   setvbuf(stdout, nullptr, _IOLBF, 0);
   pipe_ = ends[0];
+  const SignalsBlocked inherited;
   std::thread([this, fd = ends[0]] { ReadPipe(fd); }).detach();
 }
 
@@ -58,7 +69,7 @@ void LibraryOutput::ReadPipe(int fd) {
     rest.append(chunk, static_cast<std::size_t>(got));
     const std::lock_guard lock(mutex_);
     for (std::size_t end = 0; (end = rest.find('\n')) != std::string::npos;) {
-      if (verbose_) fprintf(stderr, "library: %.*s\n", static_cast<int>(end), rest.c_str());
+      Tell(rest.data(), end);
       Keep(printed_, rest.substr(0, end));
       rest.erase(0, end + 1);
     }
@@ -71,8 +82,14 @@ void LibraryOutput::Sink(log_Event* event) {
   const int prefix = snprintf(text, sizeof text, "%s: ", event->file);
   vsnprintf(text + prefix, sizeof text - static_cast<std::size_t>(prefix), event->fmt, event->ap);
   const std::lock_guard lock(self->mutex_);
-  if (self->verbose_) fprintf(stderr, "library: %s\n", text);
+  self->Tell(text, strlen(text));
   Keep(self->errors_, text);
+}
+
+void LibraryOutput::Tell(const char* text, std::size_t length) const {
+  if (!verbose_) return;
+  fprintf(told_, "library: %s\n", Printable({text, length}).c_str());
+  fflush(told_);
 }
 
 // What was printed just before is still on its way through the pipe for a moment.

@@ -22,11 +22,19 @@ class LibraryOutput {
  public:
   static LibraryOutput& Instance();
 
+  // First of all: a closed standard stream gets a descriptor nothing can be written to, so that no
+  // other file takes its number.
+  static void ReserveStandardStreams();
+
   // Call before the library is used. Verbose: also copies lines to standard error.
   void Capture(bool verbose);
 
-  // The original standard output of the process.
+  // The original standard output of the process; null if it was started without one.
   FILE* user() const { return user_; }
+
+  // Where the tool's results go: the same, unless that is for data.
+  FILE* results() const { return data_on_user_ ? stderr : user_; }
+  void KeepUserForData() { data_on_user_ = true; }
 
   // The latest lines printed, and ERROR messages logged ("source file: message"), up to now.
   std::vector<std::string> Printed();
@@ -42,7 +50,11 @@ class LibraryOutput {
   void ReadPipe(int fd);
   void Settle();
 
+  void Tell(const char* text, std::size_t length) const;
+
   FILE* user_ = stdout;
+  bool data_on_user_ = false;
+  FILE* told_ = stderr;  // the original standard error
   int pipe_ = -1;
   bool verbose_ = false;
   std::mutex mutex_;

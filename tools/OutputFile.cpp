@@ -3,6 +3,8 @@
 #include <fcntl.h>
 #include <fmt/core.h>
 #include <signal.h>
+#include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -13,6 +15,7 @@
 #include <utility>
 
 #include "Failure.h"
+#include "LibraryOutput.h"
 
 namespace tool {
 namespace {
@@ -26,7 +29,8 @@ Failure Cannot(const char* what, const std::string& path, int error) {
                          ? "make room, or write elsewhere with -o"
                      : error == ENOENT ? "create the directory first, or write elsewhere with -o"
                                        : "write elsewhere with -o";
-  return Failure(ExitCode::kFile, fmt::format("cannot {} {}: {}", what, path, strerror(error)),
+  const std::string name = IsStandardOutput(path) ? "standard output" : path;
+  return Failure(ExitCode::kFile, fmt::format("cannot {} {}: {}", what, name, strerror(error)),
                  next);
 }
 
@@ -44,7 +48,17 @@ bool UserAgreesToOverwrite(const std::string& path) {
 
 }  // namespace
 
+bool IsStandardOutput(const std::string& path) {
+  return path == "-" || path == "/dev/stdout" || path == "/dev/fd/1" || path == "/proc/self/fd/1";
+}
+
+bool IsStream(const std::string& path) {
+  std::error_code ignored;
+  return IsStandardOutput(path) || std::filesystem::is_fifo(path, ignored);
+}
+
 bool MayOverwrite(const std::string& path, bool force) {
+  if (IsStandardOutput(path)) return true;
   std::error_code ignored;
   if (std::filesystem::is_directory(path, ignored)) throw Cannot("write", path, EISDIR);
   if (!std::filesystem::exists(path, ignored)) {
@@ -59,20 +73,40 @@ bool MayOverwrite(const std::string& path, bool force) {
 
 void RemoveFile(const std::string& path) {
   std::error_code ignored;
-  if (std::filesystem::is_regular_file(path, ignored)) unlink(path.c_str());
+  if (!IsStandardOutput(path) && std::filesystem::is_regular_file(path, ignored))
+    unlink(path.c_str());
 }
 
 OutputFile::OutputFile(std::string path, bool force) : path_(std::move(path)) {
   signal(SIGXFSZ, SIG_IGN);  // a file-size limit is reported like a full disk
+  if (IsStandardOutput(path_)) {
+    FILE* const user = LibraryOutput::Instance().user();
+    fd_ = user == nullptr ? -1 : fcntl(fileno(user), F_DUPFD_CLOEXEC, 3);
+    if (fd_ < 0) throw Cannot("write", path_, EBADF);
+    return;
+  }
   const int flags = O_WRONLY | O_CREAT | O_CLOEXEC;
-  fd_ = open(path_.c_str(), flags | (force ? O_TRUNC : O_EXCL), kMode);
+  fd_ = open(path_.c_str(), flags | (force ? 0 : O_EXCL), kMode);
   if (fd_ < 0 && errno == EEXIST) {
     if (!UserAgreesToOverwrite(path_)) {
       throw Exists(path_);
     }
-    fd_ = open(path_.c_str(), flags | O_TRUNC, kMode);
+    fd_ = open(path_.c_str(), flags, kMode);
   }
   if (fd_ < 0) throw Cannot("create", path_, errno);
+  LockAndEmpty();
+}
+
+// The lock goes with the descriptor. Pipes and devices are nobody's own.
+void OutputFile::LockAndEmpty() {
+  struct stat status {};
+  if (fstat(fd_, &status) != 0 || !S_ISREG(status.st_mode)) return;
+  if (flock(fd_, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
+    close(fd_);
+    throw Failure(ExitCode::kExists, fmt::format("{} is being written by another command", path_),
+                  "wait for it, or write elsewhere with -o");
+  }
+  if (ftruncate(fd_, 0) != 0) throw Cannot("write", path_, errno);
 }
 
 OutputFile::~OutputFile() {
@@ -125,6 +159,30 @@ void OutputFile::Rewrite(off_t offset, std::span<const std::uint8_t> bytes) {
   if (pwrite(fd_, bytes.data(), bytes.size(), offset) != static_cast<ssize_t>(bytes.size())) {
     throw Cannot("write", path_, errno);
   }
+}
+
+WholeFile::WholeFile(std::string path, bool force) : path_(std::move(path)), force_(force) {
+  std::error_code ignored;
+  const auto status = std::filesystem::status(path_, ignored);
+  if (IsStandardOutput(path_) ||
+      (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status))) {
+    return;
+  }
+  part_ = std::make_unique<OutputFile>(path_ + ".part", /*force=*/true);
+}
+
+WholeFile::~WholeFile() {
+  if (part_) part_->Remove();
+}
+
+void WholeFile::Write(std::span<const std::uint8_t> bytes) {
+  if (!part_) return WriteWholeFile(path_, force_, bytes);
+  part_->Append(bytes);
+  part_->Flush();
+  const char* const part = part_->path().c_str();
+  // A link never replaces a file.
+  if ((force_ ? rename(part, path_.c_str()) : link(part, path_.c_str())) == 0) return;
+  throw errno == EEXIST ? Exists(path_) : Cannot("create", path_, errno);
 }
 
 void WriteWholeFile(const std::string& path, bool force, std::span<const std::uint8_t> bytes) {

@@ -4,12 +4,18 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace tool {
+
+// Whether a path means the standard output: "-", "/dev/stdout".
+bool IsStandardOutput(const std::string& path);
+// Whether what was written to it cannot be changed any more: standard output, a pipe.
+bool IsStream(const std::string& path);
 
 // Makes sure that a file may be created at the path. An existing one needs `force`, or a yes from
 // the user, who is asked on a terminal. Throws a Failure if it must stay, or if it is already
@@ -22,8 +28,8 @@ void RemoveFile(const std::string& path);
 // whole records.
 class OutputFile {
  public:
-  // Throws a Failure if the file cannot be created, or exists and `force` is false (on a
-  // terminal the user is asked first).
+  // Throws a Failure if the file cannot be created, exists and `force` is false (on a terminal
+  // the user is asked first), or is being written by another process.
   OutputFile(std::string path, bool force);
   // Keeps what was flushed.
   ~OutputFile();
@@ -55,6 +61,8 @@ class OutputFile {
   void Remove() { RemoveFile(path_); }
 
  private:
+  void LockAndEmpty();
+
   std::string path_;
   int fd_ = -1;
   off_t size_ = 0;  // of the file
@@ -62,6 +70,25 @@ class OutputFile {
   std::vector<std::size_t> ends_;  // of records in what is pending
   std::size_t records_ = 0;
   bool failed_ = false;
+};
+
+// A file that appears as a whole, at the end. Until then its place is reserved: a second process
+// that wants it is refused.
+class WholeFile {
+ public:
+  // Throws a Failure if another process is making this file, or it cannot be created.
+  WholeFile(std::string path, bool force);
+  // Leaves nothing behind that is not whole.
+  ~WholeFile();
+  WholeFile(const WholeFile&) = delete;
+  WholeFile& operator=(const WholeFile&) = delete;
+
+  void Write(std::span<const std::uint8_t> bytes);
+
+ private:
+  const std::string path_;
+  const bool force_;
+  std::unique_ptr<OutputFile> part_;  // null for a stream or a device, which cannot be replaced
 };
 
 // A small file as a whole, up to a megabyte when read.

@@ -33,10 +33,11 @@ void Plan::Tell(bool done) const {
   if (!done) {
     session_.Print("Nothing was touched (--dry-run).\n");
   } else if (session_.on_virtual_board()) {
-    session_.Print("The virtual board goes away with this command.\n");
+    session_.Print("The virtual board goes away with this command, and the setting with it.\n");
   } else {
     session_.Print(
-        "The setting holds until a command or an application starts the device again.\n");
+        "The setting is gone when a command or an application starts the device again: give "
+        "\"capture\" and \"watch\" the same as an option.\n");
   }
   session_.Emit(json);
 }

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "Failure.h"
+#include "Printable.h"
 
 namespace tool {
 namespace {
@@ -28,34 +29,65 @@ std::string ChooseModel(const CommonOptions& options) {
 Session::Session(CommonOptions options)
     : options_(std::move(options)), code_(ChooseModel(options_)), model_(code_) {}
 
-bool Session::on_virtual_board() const {
-  return !options_.virtual_model.empty() || !Environment("TESSALINE_BOARD").empty();
+void Session::CompareBoard() const {
+  const std::string board = Board();
+  if (board.empty() || board == code_ || !model_.known()) return;
+  Note(
+      "{} plugs in the virtual board of a {}, but the model is {}: the answers are not those of a "
+      "{}",
+      options_.virtual_model.empty() ? "TESSALINE_BOARD" : "--virtual", board, code_, code_);
 }
+
+std::string Session::Board() const {
+  return options_.virtual_model.empty() ? Environment("TESSALINE_BOARD") : options_.virtual_model;
+}
+
+bool Session::on_virtual_board() const { return !Board().empty(); }
 
 const Model& Session::model() const {
   if (code_.empty()) {
     throw Failure(ExitCode::kUsage, "no model given",
                   "use --model CODE, set TESSALINE_MODEL, or try it with --virtual K3610");
   }
-  if (!model_.known()) {
-    throw Failure(ExitCode::kUsage, fmt::format("unknown model \"{}\"", code_),
-                  "\"tessaline models\" lists the model codes");
-  }
+  model_.Require();
   return model_;
+}
+
+void Session::MarkVirtual(Json& json) const {
+  if (on_virtual_board() && json.is_object()) json["board"] = "virtual";
+}
+
+std::string Session::BoardLine() const {
+  return on_virtual_board() ? fmt::format("# virtual board of a {}\n", Board()) : "";
 }
 
 void Session::Emit(const Json& json) const {
   if (!options_.json) return;
+  Json marked = json;
+  MarkVirtual(marked);
+  emitted_ = true;
   // Texts from files and arguments may be in any encoding.
-  Write(json.dump(2, ' ', false, Json::error_handler_t::replace) + '\n');
+  Write(marked.dump(2, ' ', false, Json::error_handler_t::replace) + '\n');
 }
 
 void Session::EmitLine(const Json& json) const {
-  if (options_.json) Write(json.dump(-1, ' ', false, Json::error_handler_t::replace) + '\n');
+  if (!options_.json) return;
+  Json marked = json;
+  MarkVirtual(marked);
+  Write(marked.dump(-1, ' ', false, Json::error_handler_t::replace) + '\n');
 }
 
-void Session::Write(const std::string& text) const {
-  FILE* const out = LibraryOutput::Instance().user();
+void Session::PrintText(const std::string& text) const {
+  if (!std::exchange(told_of_board_, true)) Write(BoardLine());
+  Write(Printable(text));
+}
+
+void Session::Write(const std::string& text) {
+  FILE* const out = LibraryOutput::Instance().results();
+  if (out == nullptr) {
+    throw Failure(ExitCode::kFile, "standard output is closed, so the result cannot be shown",
+                  "send it to /dev/null if it is not wanted");
+  }
   if (fwrite(text.data(), 1, text.size(), out) == text.size() && fflush(out) == 0) return;
   if (errno == EPIPE) return;  // "| head": the reader has seen enough
   throw Failure(ExitCode::kFile,
@@ -64,7 +96,7 @@ void Session::Write(const std::string& text) const {
 }
 
 void Session::WriteNote(const std::string& text) {
-  fprintf(stderr, "%s\n", text.c_str());
+  fprintf(stderr, "%s\n", Printable(text).c_str());
   fflush(stderr);
 }
 

@@ -33,19 +33,32 @@ class Session {
   bool json() const { return options_.json; }
   // Whether the board is the virtual one.
   bool on_virtual_board() const;
+  // Notes that the virtual board is another product's, if it is.
+  void CompareBoard() const;
+  // The model of the virtual board; empty on hardware.
+  std::string Board() const;
 
   // The requested product; throws a Failure if there is none or it does not exist.
   const Model& model() const;
 
-  // Results for people; prints nothing with --json.
+  // Results for people; prints nothing with --json. On a virtual board the first one says so.
   template <typename... Args>
   void Print(fmt::format_string<Args...> format, Args&&... args) const {
-    if (!json() && !options_.quiet) Write(fmt::format(format, std::forward<Args>(args)...));
+    if (!json() && !options_.quiet) PrintText(fmt::format(format, std::forward<Args>(args)...));
   }
   // The result for programs; prints nothing without --json.
   void Emit(const Json& json) const;
+  // What follows is not about the board.
+  static void LeaveOutBoard() { told_of_board_ = true; }
   // One result of many, on a line of its own.
   void EmitLine(const Json& json) const;
+  // Adds to a result that the board is virtual, if it is.
+  void MarkVirtual(Json& json) const;
+  // "# virtual board of a K3610", or nothing on hardware.
+  std::string BoardLine() const;
+  // Whether there has been a result for programs.
+  static bool HasEmitted() { return emitted_; }
+  static void Write(const std::string& text);
   // One line for people besides the result.
   template <typename... Args>
   void Note(fmt::format_string<Args...> format, Args&&... args) const {
@@ -53,8 +66,11 @@ class Session {
   }
 
  private:
-  void Write(const std::string& text) const;
+  void PrintText(const std::string& text) const;
   static void WriteNote(const std::string& text);
+
+  static inline bool emitted_ = false;
+  static inline bool told_of_board_ = false;
 
   CommonOptions options_;
   std::string code_;

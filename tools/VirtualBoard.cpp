@@ -67,10 +67,7 @@ void StartAnew(char** argv) {
 }  // namespace
 
 void PlugInVirtualBoard(const std::string& model, char** argv) {
-  if (!Model(model).known()) {
-    throw Failure(ExitCode::kUsage, fmt::format("unknown model \"{}\"", model),
-                  "\"tessaline models\" lists the model codes");
-  }
+  Model(model).Require();
   const char* const before = getenv("TESSALINE_BOARD");
   if (BoardIsLoaded() && before != nullptr && model == before) return;
   setenv("TESSALINE_BOARD", model.c_str(), 1);

@@ -31,8 +31,9 @@ extern pthread_mutex_t fpga_contol;
  * @param block_base  physical address of a register block (page aligned)
  * @param index       word index within the block, below 32 (byte offset / 4)
  * @return the register's value; 0xFFFFFFFF when /dev/mem cannot be opened. That is
- *         reported on standard output ("open(/dev/mem) failed.") and is final: the lock
- *         stays taken, and every later access of the process blocks. Only on a thread that
+ *         reported on standard output ("open(/dev/mem) failed."), on standard error with
+ *         what follows from it, and is final: the lock stays taken, and every later access
+ *         of the process blocks. Only on a thread that
  *         is ending the process after SIGINT do accesses fail at once.
  *
  * Threads: any.

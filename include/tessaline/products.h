@@ -104,7 +104,7 @@ struct ImageSensor {
 inline constexpr ImageSensor kImx273{"IMX273", 1456, 1088, kUsualStrips, 4000, true}; /**< of K36 */
 inline constexpr ImageSensor kImx252{"IMX252", 2064, 1544, kUsualStrips, 8000, true}; /**< of K37 */
 inline constexpr ImageSensor kGmax2509{"GMAX2509",  4200, 2048,
-                                       {2048, 640}, 4000, true}; /**< of K38 */
+                                       {2048, 640}, 5000, true}; /**< of K38 */
 inline constexpr ImageSensor kGsprint6502{"GSPRINT6502BSI", 2048, 1152,
                                           kUsualStrips,     4000, true}; /**< of K39 */
 inline constexpr ImageSensor kE2vFlash4k{"e2v Flash 4K", 4096, 1080,

@@ -94,6 +94,7 @@ unsigned int RegisterLock::Reach(unsigned int block_base, unsigned int index, Ac
     no_handler_here_.reset();
     printf("open(/dev/mem) failed.");
     fflush(stdout);
+    fputs("open(/dev/mem) failed: later accesses block; restart the process\n", stderr);
     return kFailed;
   }
   void* block = mmap(nullptr, kMappedBytes, PROT_READ | PROT_WRITE, MAP_SHARED, fd,

@@ -93,7 +93,7 @@ TEST(Families, K38) {
   const Family& family = kFamilies[2];
   ExpectFamily(family, "K38", 23, "AD5175", true, false);
   ExpectSpiSensorBoard(family.board);
-  ExpectSensor(family.sensor, "GMAX2509", 4200, 2048, {2048, 640}, 4000, true);
+  ExpectSensor(family.sensor, "GMAX2509", 4200, 2048, {2048, 640}, 5000, true);
   EXPECT_EQ(family.codes, "K3810 K3820 K3830 K3840 K3850 K3860");
 }
 

@@ -178,6 +178,15 @@ TEST_F(FpgaAccess, AFailedOpenIsFinal) {
   EXPECT_FALSE(SigintIsBlocked());
 }
 
+// Whoever waits for the next access should know why.
+TEST_F(FpgaAccess, AFailedOpenTellsWhatFollows) {
+  FailNextOpen();
+  ::testing::internal::CaptureStderr();
+  fpga_write_addr(kImageBlock1, kTriSpacing, 1);
+  EXPECT_EQ(::testing::internal::GetCapturedStderr(),
+            "open(/dev/mem) failed: later accesses block; restart the process\n");
+}
+
 TEST_F(FpgaAccess, AFailedOpenIsFinalForAReadToo) {
   FailNextOpen();
   EXPECT_EQ(fpga_read_addr(kImageBlock1, kTriSpacing), kFailed);

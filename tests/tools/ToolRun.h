@@ -100,6 +100,20 @@ class ToolRun {
     output_ = path;
     return *this;
   }
+  ToolRun& WithoutStandardOutput() {
+    closed_ = true;
+    return *this;
+  }
+  // Another program, which runs on the board by itself.
+  ToolRun& Program(const std::string& path, const std::string& model) {
+    program_ = path;
+    return With("TESSALINE_BOARD", model).With("LD_PRELOAD", TESSALINE_BOARD_LIBRARY);
+  }
+  // As a shell starts it: a Ctrl-Z stops it and nothing else.
+  ToolRun& InAGroupOfItsOwn() {
+    own_group_ = true;
+    return *this;
+  }
 
   ToolResult Run() const {
     int out[2];
@@ -111,6 +125,8 @@ class ToolRun {
       dup2(output_.empty() ? out[1] : open(output_.c_str(), O_WRONLY), STDOUT_FILENO);
       dup2(err[1], STDERR_FILENO);
       for (const int fd : {out[0], out[1], err[0], err[1]}) close(fd);
+      if (closed_) close(STDOUT_FILENO);
+      if (own_group_) setpgid(0, 0);
       Become();
     }
     close(out[1]);
@@ -129,7 +145,7 @@ class ToolRun {
     for (const int number : {SIGHUP, SIGINT, SIGQUIT, SIGPIPE}) signal(number, SIG_DFL);
     for (const auto& [name, value] : environment_) setenv(name.c_str(), value.c_str(), 1);
     if (!directory_.empty() && chdir(directory_.c_str()) != 0) _exit(127);
-    std::vector<std::string> words{TESSALINE_TOOL};
+    std::vector<std::string> words{program_};
     std::istringstream stream(arguments_);
     for (std::string word; stream >> word;) words.push_back(word);
     std::vector<char*> argv;
@@ -178,6 +194,9 @@ class ToolRun {
   std::map<std::string, std::string> environment_;
   std::string directory_;
   std::string output_;
+  std::string program_ = TESSALINE_TOOL;
+  bool closed_ = false;
+  bool own_group_ = false;
   int lines_ = 0;
   std::function<bool(const ToolResult&)> condition_;
   std::function<void(pid_t)> action_;

@@ -397,6 +397,32 @@ TEST(Capture, CountsTriggersThatCameTooEarly) {
   EXPECT_GT(result.Json()["triggers_lost"], 0);
 }
 
+TEST(Capture, WarnsOfAPictureThatShowsNothing) {
+  struct Case {
+    const char* arguments;
+    const char* warning;  // empty: none
+  };
+  const Case cases[]{{"strips -n 5", ""},
+                     {"images -n 1", ""},
+                     {"strips -n 5 --laser off", "no laser line"},
+                     {"images -n 1 --laser off", "no laser line"},
+                     {"strips -n 5 --exposure 3000", "saturated"}};
+  for (const Case& one : cases) {
+    const Directory directory;
+    const std::string arguments = one.arguments + (" -o " + (directory / "PICTURE.PNG"));
+    const ToolResult result = Capture(arguments).Run();
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_EQ(result.err.empty(), *one.warning == '\0') << result.err;
+    EXPECT_THAT(result.err, HasSubstr(one.warning)) << one.arguments;
+  }
+}
+
+TEST(Capture, CountsOneAsOne) {
+  const Directory directory;
+  EXPECT_THAT(Capture("images -n 1 -o " + (directory / "a.png")).Run().out,
+              HasSubstr("\n1 image in "));
+}
+
 TEST(Capture, WithoutFramesLeavesNoFile) {
   const Directory directory;
   const ToolResult result = Capture("strips -n 5 -o " + (directory / "scan.csv"))

@@ -13,6 +13,8 @@ namespace {
 using ::testing::Contains;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using ::testing::IsSupersetOf;
+using ::testing::Not;
 
 std::set<std::string> IdsWith(const nlohmann::json& report, const std::string& verdict) {
   std::set<std::string> ids;
@@ -129,6 +131,32 @@ TEST(Check, TellsPeopleWhatToDo) {
   EXPECT_THAT(result.out, HasSubstr("FAIL  DA converter answers"));
   EXPECT_THAT(result.out, HasSubstr("-> look with \"i2cdetect -y 1\""));
   EXPECT_THAT(result.out, HasSubstr("n/a   laser line is seen"));
+}
+
+// A bus that may not be opened says nothing about the chips on it.
+TEST(Check, BlamesNoChipForAMissingPermission) {
+  const ToolResult result =
+      ToolRun("check --json --virtual K3610")
+          .With("TESSALINE_BOARD_FAULTS", "call i2c-0 open EACCES; call i2c-1 open EACCES")
+          .Run();
+  EXPECT_THAT(IdsWith(result.Json(), "skipped"),
+              IsSupersetOf({"eeprom.low", "eeprom.high", "laser.power", "da"}))
+      << result.out;
+}
+
+// What is cut short has not failed.
+TEST(Check, SaysThatItWasInterrupted) {
+  const ToolResult result = ToolRun("check --virtual K3610")
+                                .With("TESSALINE_BOARD_FAULTS", "frame images lost")
+                                .When(
+                                    [](const ToolResult& now) {
+                                      return now.out.find("DA converter answers") != now.out.npos;
+                                    },
+                                    [](pid_t child) { kill(child, SIGINT); })
+                                .Run();
+  EXPECT_EQ(result.status, kInterrupted);
+  EXPECT_THAT(result.out, HasSubstr("\ninterrupted: "));
+  EXPECT_THAT(result.out, Not(HasSubstr("FAIL")));
 }
 
 TEST(Check, LeavesTheBoardAloneOnRequest) {

@@ -169,12 +169,20 @@ TEST(DryRunOfACapture, ListsTheCallsInTheirOrder) {
       RunTool("capture strips -n 1 -o x.csv --exposure 150 --dry-run --json --virtual K3610")
           .Json()["calls"]
           .get<std::vector<std::string>>();
-  EXPECT_THAT(calls, ElementsAre("RegisterHardwareInit()", "SetGlobalControl(0)",
-                                 "SetROI1(whole sensor), if needed", "SetExposureNum(1)",
-                                 "SetExposureTime(1, 150)", "SetLaserPower(50)", "SetTriMode(0)",
-                                 "SetTriSpacing(4000)", "SetCollectMode(0)", "ResetFrameID()",
-                                 "ResetCallbackLostNum()", "TriggerLostReset()", "OpenLaser()",
-                                 "SetGlobalControl(1)", "CloseLaser()", "SetGlobalControl(0)"));
+  EXPECT_THAT(calls,
+              ElementsAre("RegisterHardwareInit()", "SetGlobalControl(0)", "SetExposureNum(1)",
+                          "SetExposureTime(1, 150)", "SetLaserPower(50)", "SetTriMode(0)",
+                          "SetTriSpacing(4000)", "SetCollectMode(0)", "ResetFrameID()",
+                          "ResetCallbackLostNum()", "TriggerLostReset()", "OpenLaser()",
+                          "SetGlobalControl(1)", "CloseLaser()", "SetGlobalControl(0)"));
+}
+
+// It starts with half of its rows.
+TEST(DryRunOfACapture, ListsTheRegionThatTheRunSets) {
+  EXPECT_THAT(RunTool("capture strips -n 1 -o x.csv --dry-run --virtual K3820").out,
+              HasSubstr("  SetROI1(0, 0, 4200, 2048)\n"));
+  EXPECT_THAT(RunTool("watch --roi 28 0 560 512 --dry-run --virtual K3820").out,
+              HasSubstr("  SetROI1(28, 0, 560, 512)\n"));
 }
 
 TEST(Setting, ReachesTheBoard) {
@@ -231,6 +239,11 @@ constexpr Mistake kMistakes[]{
     {"UnknownModel", "info --model X1", kUsage, "\"tessaline models\" lists"},
     {"UnknownBoard", "info --virtual X1", kUsage, "\"tessaline models\" lists"},
     {"UnknownModelListed", "models X1", kUsage, "unknown model \"X1\""},
+    {"MistypedVariant", "info --virtual K3920arm_rebuidl", kUsage,
+     "the nearest is K3920arm_rebuild;"},
+    {"MistypedModel", "info --model K36foo", kUsage, "the nearest is K36"},
+    {"MistypedNumber", "models K3999", kUsage, "the nearest is K39"},
+    {"MistypedCase", "info --virtual k3820", kUsage, "the nearest is K3820;"},
     {"NoBoard", "info --model K3610", kUnreachable, "--virtual K3610"},
     {"NoEeprom", "eeprom dump", kUnreachable, "--virtual K3610"},
     {"OutsideTheMap", "reg read 0x43C1FFF0 --virtual K3610", kUsage, "reg list"},
@@ -242,7 +255,34 @@ constexpr Mistake kMistakes[]{
     {"NoNumber", "reg write EXP_TIME_1 many --virtual K3610", kUsage, "not a 32-bit number"},
     {"TooMuchPower", "power 101 --virtual K3610", kUsage, "range"},
     {"RegionOfThreeNumbers", "roi 1 2 3 --virtual K3610", kUsage, "four numbers"},
-    {"RefusedRegion", "roi 1 0 1456 1088 --virtual K3610", kNegative, "was refused"},
+    {"RegionOutside", "roi 1 0 1456 1088 --virtual K3610", kUsage, "lies within 1456 x 1088"},
+    {"RegionOfNothing", "capture strips -n 1 -o /tmp/x.csv --roi 0 0 0 0 --virtual K3610", kUsage,
+     "no region of 0 x 0 at column 0, row 0"},
+    {"RegionAcross", "roi 4294967295 0 2 1088 --virtual K3610", kUsage, "lies within"},
+    {"RegionOffSteps", "roi 10 0 560 512 --virtual K3820", kUsage,
+     "in steps of 28, width from 560"},
+    {"RegionTooNarrow", "watch --roi 0 0 28 512 --virtual K3820", kUsage, "width from 560"},
+    {"RegionTooHigh", "roi 0 0 4200 2048 --virtual K3810", kUsage, "lies within 4200 x 1024"},
+    {"RegionOffRows", "roi 0 4 64 8 --virtual K4010", kUsage, "y in steps of 8"},
+    {"TooMuchGain", "capture strips -n 1 -o /tmp/x.csv --gain 999 --virtual K3610", kUsage,
+     "its gain is 0 to 48 decibels"},
+    {"NoGainOfZero", "exposure --gain 0 --virtual K3820", kUsage, "its gain is 1 to 5"},
+    {"ScaleIsNoNumber", "capture strips -n 1 -o /tmp/x.csv --mm-per-row nan --virtual K3610",
+     kUsage, "nan is not a number of millimetres"},
+    {"ScaleIsZero", "capture strips -n 1 -o /tmp/x.csv --mm-per-column 0 --virtual K3610", kUsage,
+     "0 is not a number of millimetres"},
+    {"HalfACalibration", "capture strips -n 1 -o /tmp/x.csv --mm-per-row 0.1 --virtual K3610",
+     kUsage, "give --mm-per-column and --mm-per-row"},
+    {"CloudWithoutTravel",
+     "capture strips -n 1 -o /tmp/x.ply --mm-per-row 0.1 --mm-per-column 0.1 --virtual K3610",
+     kUsage, "--counts-per-mm"},
+    {"StreamWithoutFormat", "capture strips -n 1 -o - --virtual K3610", kUsage, "--format"},
+    {"StreamOfACloud", "capture strips -n 1 --format ply -o - --virtual K3610", kUsage,
+     "cannot be streamed"},
+    {"StreamOfAnArray", "capture strips -t 1 --format npy -o - --virtual K3610", kUsage,
+     "-n COUNT"},
+    {"StreamOfPictures", "capture images -n 2 --format png -o - --virtual K3610", kUsage,
+     "stream pgm"},
     {"NoSuchDump", "reg dump --diff /nonexistent/a /nonexistent/b --model K3610", kFile,
      "cannot read"},
     {"NoLimit", "capture strips -o /tmp/x.csv --virtual K3610", kUsage, "-n COUNT or -t SECONDS"},
@@ -267,6 +307,66 @@ constexpr Mistake kMistakes[]{
 
 INSTANTIATE_TEST_SUITE_P(Mistakes, Mistaken, ::testing::ValuesIn(kMistakes),
                          [](const auto& info) { return std::string(info.param.name); });
+
+// What a run refuses before it touches anything, its rehearsal refuses in the same words.
+class Rehearsed : public ::testing::TestWithParam<const char*> {};
+
+TEST_P(Rehearsed, RefusesWhatTheRunRefuses) {
+  const Directory directory;
+  WriteFile(directory / "mine.csv", "mine");
+  const std::string arguments = std::string(GetParam()) + " --virtual K3820";
+  const ToolResult run = ToolRun(arguments).In(directory.path()).Run();
+  const ToolResult rehearsal = ToolRun(arguments + " --dry-run").In(directory.path()).Run();
+  EXPECT_NE(run.status, 0);
+  EXPECT_EQ(rehearsal.status, run.status);
+  EXPECT_EQ(rehearsal.err, run.err);
+  EXPECT_EQ(rehearsal.out, "");
+}
+
+INSTANTIATE_TEST_SUITE_P(Refusals, Rehearsed,
+                         ::testing::Values("capture strips -n 1 -o mine.csv",
+                                           "capture strips -n 1 -o missing/x.csv",
+                                           "capture strips -n 1 -o x.csv --roi 1 2 3 4",
+                                           "capture strips -n 1 -o x.csv --gain 6",
+                                           "watch --roi 1 2 3 4", "roi 1 2 3 4",
+                                           "exposure 100 --gain 9"));
+
+// A refusal by a device that has been set up: a plain line, and the library's text on request.
+TEST(Device, ThatRefusesIsToldInPlainWords) {
+  const ToolResult result =
+      ToolRun("power 30 --virtual K3610").With("TESSALINE_BOARD_FAULTS", "absent pot").Run();
+  EXPECT_EQ(result.status, kNegative);
+  EXPECT_EQ(CountLines(result.err), 1) << result.err;
+  EXPECT_THAT(result.err, HasSubstr("SetLaserPower(30) was refused by the device; \"tessaline "
+                                    "check\" tests the board"));
+}
+
+TEST(Board, OfAnotherModelIsTold) {
+  for (const char* arguments : {"info --model K3920", "exposure --model K3920 --json"}) {
+    const ToolResult result = ToolRun(arguments).With("TESSALINE_BOARD", "K3610").Run();
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_THAT(result.err,
+                HasSubstr("TESSALINE_BOARD plugs in the virtual board of a K3610, but the model "
+                          "is K3920"));
+  }
+}
+
+class OnTheVirtualBoard : public ::testing::TestWithParam<const char*> {};
+
+TEST_P(OnTheVirtualBoard, EveryAnswerSaysSo) {
+  const Directory directory;
+  const auto run = [&](const char* format) {
+    return ToolRun(GetParam() + std::string(format) + " --virtual K3610")
+        .In(directory.path())
+        .Run();
+  };
+  EXPECT_THAT(run("").out, StartsWith("# virtual board of a K3610\n"));
+  EXPECT_THAT(run(" --json").out, HasSubstr("\"board\": \"virtual\""));
+}
+
+INSTANTIATE_TEST_SUITE_P(Commands, OnTheVirtualBoard,
+                         ::testing::Values("reg read EXP_TIME_1", "exposure", "roi", "trigger",
+                                           "laser status", "power 30"));
 
 TEST(Device, ThatMayNotBeOpenedIsTold) {
   const ToolResult result =

@@ -4,6 +4,7 @@
 #include <sys/ioctl.h>
 #include <sys/stat.h>
 
+#include <cstring>
 #include <string>
 
 #include "ToolRun.h"
@@ -26,6 +27,15 @@ class LaserOff : public ::testing::Test {
     const std::size_t on = events.rfind("gpio write " + line + "/value 1");
     const std::size_t off = events.rfind("gpio write " + line + "/value 0");
     return on != std::string::npos && off != std::string::npos && off > on;
+  }
+
+  // How often both lines were switched on.
+  int TimesOn() const {
+    const std::string events = FileText(transcript_);
+    const std::string on = "gpio write gpio907/value 1";
+    int times = 0;
+    for (std::size_t at = 0; (at = events.find(on, at)) != std::string::npos; ++at) ++times;
+    return times;
   }
 
   const Directory directory_;
@@ -73,9 +83,138 @@ TEST_P(LaserOffAtSignal, BeforeItsTime) {
   EXPECT_TRUE(WentOff());
 }
 
+TEST_P(LaserOffAtSignal, WhileWatching) {
+  const ToolResult result = Tool("watch --json --interval 0.05")
+                                .When([](const ToolResult& now) { return CountLines(now.out) > 1; },
+                                      [](pid_t child) { kill(child, GetParam()); })
+                                .Run();
+  EXPECT_EQ(result.status, kOk) << result.err;
+  EXPECT_TRUE(WentOff());
+}
+
 // A key, kill, another key, a terminal that is closed.
 INSTANTIATE_TEST_SUITE_P(Signals, LaserOffAtSignal,
                          ::testing::Values(SIGINT, SIGTERM, SIGQUIT, SIGHUP));
+
+// Waits until the process has stopped.
+bool Stops(pid_t child) {
+  int status = 0;
+  return waitpid(child, &status, WUNTRACED) == child && WIFSTOPPED(status);
+}
+
+// What is stopped by Ctrl-Z, goes on, and is ended by another signal.
+ToolRun& StoppedOnce(ToolRun& run, std::function<bool(const ToolResult&)> when, int end,
+                     bool& stopped) {
+  return run.InAGroupOfItsOwn().When(std::move(when), [&stopped, end](pid_t child) {
+    kill(child, SIGTSTP);
+    stopped = Stops(child);
+    kill(child, SIGCONT);
+    usleep(100'000);  // it is light again
+    kill(child, end);
+  });
+}
+
+TEST_F(LaserOff, WhileACaptureIsStopped) {
+  bool stopped = false;
+  ToolRun run = Tool("capture strips -n 100000000 -o " + file_);
+  const auto captures = [this](const ToolResult&) {
+    std::error_code ignored;
+    return std::filesystem::exists(file_) && std::filesystem::file_size(file_, ignored) > 300'000;
+  };
+  EXPECT_EQ(StoppedOnce(run, captures, SIGTERM, stopped).Run().status, kInterrupted);
+  EXPECT_TRUE(stopped);
+  EXPECT_EQ(TimesOn(), 2);
+  EXPECT_TRUE(WentOff());
+}
+
+TEST_F(LaserOff, WhileItsTimeIsStopped) {
+  bool stopped = false;
+  ToolRun run = Tool("laser on --seconds 3600");
+  const auto is_on = [](const ToolResult& now) { return CountLines(now.err) > 0; };
+  EXPECT_EQ(StoppedOnce(run, is_on, SIGHUP, stopped).Run().status, kInterrupted);
+  EXPECT_TRUE(stopped);
+  EXPECT_EQ(TimesOn(), 2);
+  EXPECT_TRUE(WentOff());
+}
+
+struct Example {
+  const char* name;
+  const char* program;
+  const char* arguments;
+};
+
+std::ostream& operator<<(std::ostream& out, const Example& one) { return out << one.name; }
+
+// The programs that users copy.
+class LaserOffInExample : public LaserOff {
+ protected:
+  ToolRun Program(const Example& one) const {
+    return ToolRun(one.arguments)
+        .Program(one.program, "K3610")
+        .In(directory_.path())
+        .With("TESSALINE_BOARD_SLEEP", "1")
+        .With("TESSALINE_BOARD_PACE", "real")
+        .With("TESSALINE_BOARD_TRANSCRIPT", transcript_);
+  }
+};
+
+class LaserOffInEveryExample : public LaserOffInExample,
+                               public ::testing::WithParamInterface<Example> {};
+
+TEST_P(LaserOffInEveryExample, AtItsEnd) {
+  EXPECT_EQ(Program(GetParam()).Run().status, 0);
+  EXPECT_TRUE(WentOff());
+}
+
+constexpr Example kStrips{"Strips", TESSALINE_STRIPS, "K3610"};
+
+INSTANTIATE_TEST_SUITE_P(Programs, LaserOffInEveryExample,
+                         ::testing::Values(kStrips, Example{"Images", TESSALINE_IMAGES, "K3610"},
+                                           Example{"ScanDemo", TESSALINE_SCAN_DEMO,
+                                                   "--model K3610"}),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+// It is lit from some hundred milliseconds after its start on, for five seconds.
+std::function<bool(const ToolResult&)> InTheMiddle() {
+  return [start = std::chrono::steady_clock::now()](const ToolResult&) {
+    return std::chrono::steady_clock::now() - start > std::chrono::milliseconds(2500);
+  };
+}
+
+TEST_F(LaserOffInExample, AtAnySignal) {
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) {
+    Program(kStrips).When(InTheMiddle(), [signal](pid_t child) { kill(child, signal); }).Run();
+    EXPECT_TRUE(WentOff()) << strsignal(signal);
+  }
+}
+
+TEST_F(LaserOffInExample, WhileStopped) {
+  bool stopped = false;
+  ToolRun run = Program(kStrips);
+  StoppedOnce(run, InTheMiddle(), SIGTERM, stopped).Run();
+  EXPECT_TRUE(stopped);
+  EXPECT_EQ(TimesOn(), 2);
+  EXPECT_TRUE(WentOff());
+}
+
+// What the sample unit does when the application has ended, however it did.
+TEST(SampleUnit, SwitchesTheLinesOff) {
+  const Directory directory;
+  const std::string unit = FileText(TESSALINE_SOURCE "/packaging/tessaline-application.service");
+  const std::string key = "ExecStopPost=+";
+  const std::size_t begin = unit.find(key) + key.size();
+  std::string command = unit.substr(begin, unit.find('\n', begin) - begin);
+  const std::string gpio = "/sys/class/gpio";
+  command.replace(command.find(gpio), gpio.size(), directory.path());
+  for (const char* line : {"907", "934"}) {
+    std::filesystem::create_directory(directory / ("gpio" + std::string(line)));
+    WriteFile(directory / ("gpio" + std::string(line) + "/value"), "1\n");
+  }
+  setenv("TESSALINE_LINES", "907 934 961 962 963 969", 1);
+  EXPECT_EQ(std::system(command.c_str()), 0);
+  EXPECT_EQ(FileText(directory / "gpio907/value"), "0\n");
+  EXPECT_EQ(FileText(directory / "gpio934/value"), "0\n");
+}
 
 // A file that is somebody's to read.
 class LaserOffAtPipe : public LaserOff {

@@ -49,6 +49,47 @@ TEST(Watch, TellsWhenNothingComes) {
   EXPECT_THAT(result.err, HasSubstr("no profiles came"));
 }
 
+// Runs it on a terminal, and presses a key there when there is a picture or a line of text.
+ToolResult OnTerminalUntil(const ToolRun& run, const std::string& shown, char key) {
+  ToolResult result;
+  int terminal = -1;
+  const pid_t child = forkpty(&terminal, nullptr, nullptr, nullptr);
+  if (child == 0) run.Become();
+  char chunk[4096];
+  bool pressed = false;
+  for (ssize_t got = 0; (got = read(terminal, chunk, sizeof chunk)) > 0;) {
+    result.out.append(chunk, static_cast<std::size_t>(got));
+    if (pressed || result.out.find(shown) == std::string::npos) continue;
+    pressed = write(terminal, &key, 1) == 1;
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  result.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  close(terminal);
+  return result;
+}
+
+TEST(Watch, EndsAtQ) {
+  const ToolResult result = OnTerminalUntil(Watch("").With("TERM", "xterm"), "q ends", 'q');
+  EXPECT_EQ(result.status, 0);
+  EXPECT_THAT(result.out, HasSubstr("\033[?1049l"));
+  EXPECT_THAT(result.out, HasSubstr("tessaline K3610, virtual board"));
+}
+
+// Six seconds are long: what is going on is said before the picture.
+TEST(Watch, TellsThatTheDeviceIsBeingStarted) {
+  const ToolResult result = OnTerminalUntil(Watch("").With("TERM", "xterm"), "q ends", 'q');
+  EXPECT_LT(result.out.find("starting the K3610 ..."), result.out.find("\033[?1049h"));
+}
+
+TEST(Watch, DrawsNothingOnATerminalThatCannotMoveItsCursor) {
+  const ToolResult result =
+      OnTerminalUntil(Watch("--time 1 --interval 0.2").With("TERM", "dumb"), "never", 'q');
+  EXPECT_EQ(result.status, 0);
+  EXPECT_THAT(result.out, HasSubstr("profiles"));
+  EXPECT_THAT(result.out, Not(HasSubstr("\033")));
+}
+
 // What a terminal of a size got to see until `enough`; then it has another size, until
 // `enough` again, then Ctrl-C is pressed.
 class OnATerminal {

@@ -7,7 +7,9 @@
 namespace tool {
 
 CsvWriter::CsvWriter(const WriterSettings& settings)
-    : file_(settings.path, settings.force), geometry_(settings.geometry) {
+    : file_(settings.path, settings.force),
+      geometry_(settings.geometry),
+      rows_only_(settings.rows_only) {
   file_.Append("frame_id,time_stamp,encoder_stamp,column,row,peak,line_width");
   file_.Append(geometry_.calibrated ? ",x_mm,z_mm\n" : "\n");
   file_.Flush();
@@ -17,8 +19,13 @@ void CsvWriter::Write(const Frame& frame) {
   fmt::memory_buffer lines;
   auto out = std::back_inserter(lines);
   for (const Point& point : frame.points) {
-    fmt::format_to(out, "{},{},{},{},{:.5f},{},{}", frame.id, frame.time_stamp, frame.encoder_stamp,
-                   point.column, point.row, point.peak, point.width);
+    fmt::format_to(out, "{},{},{},{},{:.5f},", frame.id, frame.time_stamp, frame.encoder_stamp,
+                   point.column, point.row);
+    if (rows_only_) {
+      lines.push_back(',');
+    } else {
+      fmt::format_to(out, "{},{}", point.peak, point.width);
+    }
     if (geometry_.calibrated) {
       fmt::format_to(out, ",{:.4f},{:.4f}", geometry_.X(point.column), geometry_.Z(point.row));
     }

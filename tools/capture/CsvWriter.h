@@ -5,7 +5,7 @@
 
 namespace tool {
 
-// One line per point, with the stamps of its profile.
+// One line per point, with the stamps of its profile. What the product does not send is empty.
 class CsvWriter : public FrameWriter {
  public:
   explicit CsvWriter(const WriterSettings& settings);
@@ -17,6 +17,7 @@ class CsvWriter : public FrameWriter {
  private:
   OutputFile file_;
   Geometry geometry_;
+  const bool rows_only_;
 };
 
 }  // namespace tool

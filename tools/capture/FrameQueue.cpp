@@ -1,6 +1,8 @@
 #include "capture/FrameQueue.h"
 
 #include "capture/FrameReader.h"
+#include "tessaline/capture_statistics.h"
+#include "tessaline/tessaline.h"
 
 namespace tool {
 namespace {
@@ -8,6 +10,13 @@ namespace {
 constexpr std::size_t kMostBytes = std::size_t{256} << 20;
 
 }  // namespace
+
+Losses Losses::SoFar(bool images) {
+  tessaline_capture_statistics statistics{};
+  TessalineGetCaptureStatistics(images ? TESSALINE_STREAM_IMAGES : TESSALINE_STREAM_STRIPS,
+                                &statistics);
+  return {statistics.malformed, GetCallbackLostNum(), GetXtrigLostSta()};
+}
 
 FrameQueue& FrameQueue::Instance() {
   static FrameQueue* queue = new FrameQueue;
@@ -24,14 +33,20 @@ void FrameQueue::OnStrips(unsigned strips, unsigned bytes, void* data) {
 
 void FrameQueue::Put(bool is_image, unsigned first, unsigned second, const void* data,
                      std::size_t bytes) {
+  {
+    const std::lock_guard lock(mutex_);
+    if (!open_) return;
+  }
+  Delivery delivery{is_image, first, second, Losses::SoFar(is_image), {}};
   const std::lock_guard lock(mutex_);
   if (!open_) return;
   if (waiting_bytes_ + bytes > kMostBytes) {
-    ++dropped_;
+    dropped_ += delivery.Frames();
     return;
   }
   const auto* begin = static_cast<const std::uint8_t*>(data);
-  waiting_.push_back({is_image, first, second, {begin, begin + bytes}});
+  delivery.bytes.assign(begin, begin + bytes);
+  waiting_.push_back(std::move(delivery));
   waiting_bytes_ += bytes;
   arrived_.notify_one();
 }
@@ -56,6 +71,13 @@ std::optional<Delivery> FrameQueue::Take(std::chrono::milliseconds patience) {
   waiting_.pop_front();
   waiting_bytes_ -= delivery.bytes.size();
   return delivery;
+}
+
+void FrameQueue::Abandon() {
+  const std::lock_guard lock(mutex_);
+  for (const Delivery& delivery : waiting_) dropped_ += delivery.Frames();
+  waiting_.clear();
+  waiting_bytes_ = 0;
 }
 
 std::uint64_t FrameQueue::Dropped() {

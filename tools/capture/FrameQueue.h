@@ -10,16 +10,28 @@
 
 namespace tool {
 
+// What had not become a frame when a delivery came.
+struct Losses {
+  std::uint64_t malformed = 0;
+  std::uint64_t fpga_lost = 0;      // strips the FPGA had no buffer for
+  std::uint64_t triggers_lost = 0;  // came before the sensor was ready
+
+  static Losses SoFar(bool images);
+};
+
 // What one call of a handler delivered.
 struct Delivery {
   bool is_image;
   unsigned first;  // width, or the number of strips
   unsigned second;
+  Losses losses;  // up to here
   std::vector<std::uint8_t> bytes;
+
+  std::uint64_t Frames() const { return is_image ? 1 : first; }
 };
 
 // Stands between the library's capture threads, whose buffers must go back quickly, and the thread
-// that writes files. It is bounded: deliveries without room are dropped and counted.
+// that writes files. It is bounded: frames without room are dropped and counted.
 //
 // There is one, for the life of the process: the library's threads use it to the end.
 class FrameQueue {
@@ -37,7 +49,10 @@ class FrameQueue {
   // Waits for the next delivery; nothing if none comes in time.
   std::optional<Delivery> Take(std::chrono::milliseconds patience);
 
-  // Deliveries dropped since Open() for lack of room.
+  // Drops what waits.
+  void Abandon();
+
+  // Frames dropped since Open(), for lack of room or by Abandon().
   std::uint64_t Dropped();
 
  private:

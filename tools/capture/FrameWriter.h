@@ -29,8 +29,9 @@ struct WriterSettings {
   std::string path;
   bool force = false;
   bool images = false;
-  bool single = false;  // one image is asked for: its file gets exactly this path
-  unsigned width = 0;   // of the region of interest
+  std::uint64_t frames = 0;  // that come at most; 0 if there is no limit
+  bool rows_only = false;    // the product sends no grey value and no width of the line
+  unsigned width = 0;        // of the region of interest
   unsigned height = 0;
   Geometry geometry;
 };
@@ -40,9 +41,12 @@ enum class Format { kCsv, kNpy, kPly, kPng, kPgm, kRaw };
 // Chosen by the path's ending; throws a Failure if it is unknown or does not fit.
 Format FormatOf(const std::string& path, const std::string& asked, bool images);
 
-// The files that a writer would make for this many frames; 0 frames means unknown.
-std::vector<std::string> FilesOf(Format format, const WriterSettings& settings,
-                                 std::uint64_t frames);
+// Throws a Failure if the path is a stream and the format must be completed at its beginning, or
+// holds one picture only. `exact`: the number of frames is not just a limit.
+void RequireStreamable(Format format, const WriterSettings& settings, bool exact);
+
+// The files that a writer would make.
+std::vector<std::string> FilesOf(Format format, const WriterSettings& settings);
 
 std::unique_ptr<FrameWriter> MakeWriter(Format format, const WriterSettings& settings);
 

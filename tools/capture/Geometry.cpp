@@ -2,6 +2,13 @@
 
 namespace tool {
 
+Geometry Geometry::In(const Region& region) const {
+  Geometry geometry = *this;
+  geometry.first_column = region.x;
+  geometry.first_row = region.y;
+  return geometry;
+}
+
 Geometry VirtualGeometry(const Model& model) {
   constexpr double kSceneWidth = 72.8;   // mm, across the full sensor
   constexpr double kHeightOfImage = 40;  // mm, from its first row to its last

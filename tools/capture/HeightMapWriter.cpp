@@ -8,7 +8,6 @@
 #include <limits>
 
 #include "Failure.h"
-#include "OutputFile.h"
 #include "capture/Picture.h"
 
 namespace tool {
@@ -40,7 +39,9 @@ std::array<std::uint8_t, 3> Colour(double t, double brightness) {
 }  // namespace
 
 HeightMapWriter::HeightMapWriter(const WriterSettings& settings)
-    : settings_(settings), width_(PixelsAcross(settings.width)) {}
+    : settings_(settings),
+      file_(settings.path, settings.force),
+      width_(PixelsAcross(settings.width)) {}
 
 void HeightMapWriter::Write(const Frame& frame) {
   if (profiles_.size() == kMostProfiles) {
@@ -105,7 +106,8 @@ std::vector<std::uint8_t> HeightMapWriter::Draw(unsigned& height) const {
       const double slope =
           (slope_to(profile.heights[std::min(x + 1, width_ - 1)]) - slope_to(before.heights[x])) *
           12 / (high - low);
-      const double light = 0.5 + 0.4 * profile.peaks[x] / 255 + std::clamp(slope, -0.4, 0.4);
+      // Never so dark that shade looks like what was not seen, which is black.
+      const double light = 0.6 + 0.3 * profile.peaks[x] / 255 + std::clamp(slope, -0.2, 0.4);
       const auto rgb = Colour(std::clamp((z - low) / (high - low), 0.0, 1.0) * 0.9 + 0.05, light);
       for (unsigned y = row_of(i); y < std::min(end, height); ++y) {
         std::copy(rgb.begin(), rgb.end(), &picture[(std::size_t{y} * width_ + x) * 3]);
@@ -119,7 +121,7 @@ void HeightMapWriter::Finish() {
   if (profiles_.empty()) return;
   unsigned height = 0;
   const auto picture = Draw(height);
-  WriteWholeFile(settings_.path, settings_.force, EncodePng(width_, height, 3, picture));
+  file_.Write(EncodePng(width_, height, 3, picture));
   frames_ = profiles_.size();
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "OutputFile.h"
 #include "capture/FrameWriter.h"
 
 namespace tool {
@@ -31,6 +32,7 @@ class HeightMapWriter : public FrameWriter {
   std::pair<double, double> Range() const;
 
   WriterSettings settings_;
+  WholeFile file_;
   unsigned width_;  // of the picture
   std::vector<Profile> profiles_;
   std::size_t frames_ = 0;

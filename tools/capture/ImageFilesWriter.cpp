@@ -20,8 +20,8 @@ std::string ImageFilesWriter::PathOf(const std::string& series, std::size_t numb
 }
 
 void ImageFilesWriter::Write(const Frame& frame) {
-  const std::string path =
-      settings_.single ? settings_.path : PathOf(settings_.path, files_.size() + 1);
+  const bool one_place = settings_.frames == 1 || IsStandardOutput(settings_.path);
+  const std::string path = one_place ? settings_.path : PathOf(settings_.path, files_.size() + 1);
   const auto bytes = format_ == Format::kPng
                          ? EncodePng(frame.width, frame.height, 1, frame.pixels)
                          : EncodePgm(frame.width, frame.height, frame.pixels,

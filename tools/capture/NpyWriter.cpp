@@ -17,10 +17,11 @@ constexpr std::size_t kNpyHeadBytes = 256;
 
 NpyWriter::NpyWriter(const WriterSettings& settings)
     : file_(settings.path, settings.force),
+      stream_(IsStream(settings.path)),
       images_(settings.images),
       width_(settings.width),
       height_(settings.height) {
-  file_.Append(Head(0));
+  file_.Append(Head(stream_ ? settings.frames : 0));
   file_.Flush();
 }
 
@@ -67,6 +68,7 @@ void NpyWriter::Write(const Frame& frame) {
 
 void NpyWriter::Finish() {
   file_.Flush();
+  if (stream_) return;
   const std::string head = Head(file_.records());
   file_.Rewrite(0, {reinterpret_cast<const std::uint8_t*>(head.data()), head.size()});
 }

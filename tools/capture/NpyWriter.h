@@ -19,6 +19,7 @@ class NpyWriter : public FrameWriter {
   std::string Head(std::size_t frames) const;
 
   OutputFile file_;
+  const bool stream_;
   bool images_;
   unsigned width_;
   unsigned height_;

@@ -2,11 +2,13 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 
 #include "Interrupt.h"
 #include "tessaline/capture_statistics.h"
 #include "tessaline/tessaline.h"
+#include "watch/Terminal.h"
 
 namespace tool {
 namespace {
@@ -14,6 +16,7 @@ namespace {
 constexpr std::chrono::milliseconds kSlice{50};
 constexpr std::chrono::seconds kPatience{5};
 constexpr std::chrono::milliseconds kShowEvery{200};
+constexpr std::chrono::seconds kPatienceAtTheEnd{2};  // of somebody who wants an end
 
 unsigned Stream(bool images) { return images ? TESSALINE_STREAM_IMAGES : TESSALINE_STREAM_STRIPS; }
 
@@ -26,32 +29,30 @@ RecordingResult Recorder::Run(const RecordingLimits& limits, bool laser) {
   queue.Open();
   start_ = shown_ = Clock::now();
   tool::Run(device_.Begin(laser));
-  try {
-    auto last_arrival = start_;
-    while (!Complete()) {
-      if (const auto delivery = queue.Take(kSlice)) {
-        last_arrival = Clock::now();
-        Use(*delivery);
-      } else if (limits.seconds == 0 && Clock::now() - last_arrival > kPatience) {
-        result_.no_more_came = true;
-        break;
-      }
-      if (Interrupted()) break;
-      ShowProgress(false);
+  const Losses before = Losses::SoFar(images_);
+  const auto guarded = [this](void (Recorder::*part)()) {
+    try {
+      if (!result_.failure) (this->*part)();
+    } catch (const Failure& failure) {
+      result_.failure = failure;
     }
-  } catch (const Failure& failure) {
-    result_.failure = failure;
-  }
-  result_.interrupted = Interrupted() && !Complete();
+  };
+  guarded(&Recorder::TakeFrames);
+  result_.interrupted = Interrupted() && !IsOver();
   result_.seconds = std::chrono::duration<double>(Clock::now() - start_).count();
   queue.Close();
   tool::Run(device_.End(laser));
+  const Losses after = Losses::SoFar(images_);
+  guarded(&Recorder::TakeRest);
+  // What comes before the first frame and after the last that was wanted is no loss.
+  if (!HasEnough()) result_.losses = after;
+  result_.losses.fpga_lost -= before.fpga_lost;
+  result_.losses.triggers_lost -= before.triggers_lost;
+  if (HasEnough()) {
+    result_.losses.fpga_lost = std::min(result_.losses.fpga_lost, result_.missing);
+  }
+  if (!HasEnough()) queue.Abandon();
   result_.dropped = queue.Dropped();
-  tessaline_capture_statistics statistics{};
-  TessalineGetCaptureStatistics(Stream(images_), &statistics);
-  result_.malformed = statistics.malformed;
-  result_.fpga_lost = GetCallbackLostNum();
-  result_.triggers_lost = GetXtrigLostSta();
   ShowProgress(true);
   try {
     writer_.Finish();
@@ -59,17 +60,46 @@ RecordingResult Recorder::Run(const RecordingLimits& limits, bool laser) {
     if (!result_.failure) result_.failure = failure;
   }
   result_.frames = writer_.Frames();
+  result_.warning = light_.Warning();
   return result_;
 }
 
-bool Recorder::Complete() const {
-  if (limits_.frames != 0 && result_.frames >= limits_.frames) return true;
-  return limits_.seconds != 0 &&
-         std::chrono::duration<double>(Clock::now() - start_).count() >= limits_.seconds;
+void Recorder::TakeFrames() {
+  auto last_arrival = start_;
+  while (!IsOver() && !Interrupted()) {
+    if (const auto delivery = FrameQueue::Instance().Take(kSlice)) {
+      last_arrival = Clock::now();
+      Use(*delivery);
+    } else if (limits_.seconds == 0 && Clock::now() - last_arrival > kPatience) {
+      result_.no_more_came = true;
+      return;
+    }
+    ShowProgress(false);
+  }
+}
+
+void Recorder::TakeRest() {
+  const auto begin = Clock::now();
+  while (!HasEnough() && !(Interrupted() && Clock::now() - begin > kPatienceAtTheEnd)) {
+    const auto delivery = FrameQueue::Instance().Take(std::chrono::milliseconds(0));
+    if (!delivery) return;
+    Use(*delivery);
+    ShowProgress(false);
+  }
+}
+
+bool Recorder::HasEnough() const { return limits_.frames != 0 && result_.frames >= limits_.frames; }
+
+bool Recorder::IsOver() const {
+  return HasEnough() ||
+         (limits_.seconds != 0 &&
+          std::chrono::duration<double>(Clock::now() - start_).count() >= limits_.seconds);
 }
 
 void Recorder::Use(const Delivery& delivery) {
   if (delivery.is_image != images_) return;  // left over from the start
+  if (HasEnough()) return;
+  result_.losses = delivery.losses;
   if (images_) {
     WriteFrame(ReadImage(delivery.first, delivery.second, delivery.bytes));
     return;
@@ -79,15 +109,16 @@ void Recorder::Use(const Delivery& delivery) {
 }
 
 void Recorder::WriteFrame(const Frame& frame) {
-  if (limits_.frames != 0 && result_.frames >= limits_.frames) return;
+  if (HasEnough()) return;
   writer_.Write(frame);
+  light_.Look(frame);
   ++result_.frames;
   if (last_id_ && frame.id > *last_id_ + 1) result_.missing += frame.id - *last_id_ - 1;
   last_id_ = frame.id;
 }
 
 void Recorder::ShowProgress(bool last) {
-  if (isatty(STDERR_FILENO) == 0) return;
+  if (!IsScreen(STDERR_FILENO)) return;
   const auto now = Clock::now();
   if (!last && now - shown_ < kShowEvery) return;
   shown_ = now;

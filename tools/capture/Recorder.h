@@ -10,6 +10,7 @@
 #include "capture/FrameQueue.h"
 #include "capture/FrameReader.h"
 #include "capture/FrameWriter.h"
+#include "capture/LightMeter.h"
 
 namespace tool {
 
@@ -23,35 +24,50 @@ struct RecordingResult {
   std::uint64_t frames = 0;  // written
   double seconds = 0;
   std::uint64_t missing = 0;  // ids left out between frames written
-  std::uint64_t malformed = 0;
-  std::uint64_t dropped = 0;        // deliveries that the tool had no room for
-  std::uint64_t fpga_lost = 0;      // strips the FPGA had no buffer for
-  std::uint64_t triggers_lost = 0;  // came before the sensor was ready
+  std::uint64_t dropped = 0;  // frames that the tool had no room for
+  Losses losses;              // between the start and the last frame wanted
   bool interrupted = false;
   bool no_more_came = false;
+  std::string warning;             // about the light; may be empty
   std::optional<Failure> failure;  // of the writer
+
+  bool Lost() const {
+    return missing + dropped + losses.malformed + losses.fpga_lost + losses.triggers_lost > 0;
+  }
+  // Whether every frame that was wanted is there.
+  bool Complete() const { return !interrupted && !no_more_came && !failure && !Lost(); }
 };
 
 // Takes frames of an acquisition, has them written, and shows progress.
 class Recorder {
  public:
-  Recorder(Device& device, FrameWriter& writer, bool images, std::size_t point_bytes)
-      : device_(device), writer_(writer), images_(images), point_bytes_(point_bytes) {}
+  Recorder(Device& device, FrameWriter& writer, bool images, std::size_t point_bytes,
+           LightMeter light)
+      : device_(device),
+        writer_(writer),
+        images_(images),
+        point_bytes_(point_bytes),
+        light_(light) {}
 
   // Runs the acquisition, and completes the files.
   RecordingResult Run(const RecordingLimits& limits, bool laser);
 
  private:
   using Clock = std::chrono::steady_clock;
+  void TakeFrames();
+  // Writes what has come and still waits.
+  void TakeRest();
   void Use(const Delivery& delivery);
   void WriteFrame(const Frame& frame);
   void ShowProgress(bool last);
-  bool Complete() const;
+  bool HasEnough() const;
+  bool IsOver() const;
 
   Device& device_;
   FrameWriter& writer_;
   const bool images_;
   const std::size_t point_bytes_;
+  LightMeter light_;
   RecordingLimits limits_;
   RecordingResult result_;
   std::optional<std::uint64_t> last_id_;

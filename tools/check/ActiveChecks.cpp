@@ -5,6 +5,7 @@
 #include "Failure.h"
 #include "Gpio.h"
 #include "capture/FrameQueue.h"
+#include "check/PassiveChecks.h"
 #include "tessaline/tessaline.h"
 
 namespace tool {
@@ -115,8 +116,12 @@ void CheckLines(const Model& model, Findings& findings) {
 
 void CheckLaserBus(const Model& model, Findings& findings) {
   const Family& family = model.family();
+  const std::string bus(family.board.laser_bus.path);
+  const bool opens = !findings.Failed(NodeId(bus));
   const auto tell = [&](const CheckStep& step, bool answers, std::string_view chip) {
-    if (answers) {
+    if (!opens) {
+      findings.Skip(step.id, step.title, fmt::format("{} cannot be opened", bus));
+    } else if (answers) {
       findings.Pass(step.id, step.title,
                     fmt::format("{} on {}", chip, family.board.laser_bus.path));
     } else {
@@ -126,8 +131,8 @@ void CheckLaserBus(const Model& model, Findings& findings) {
                                 family.board.laser_bus.path.back()));
     }
   };
-  tell(kPower, SetLaserPower(0) == 0, family.laser_power_chip);
-  tell(kDa, DAWrite(0) == 0, "DA converter");
+  tell(kPower, opens && SetLaserPower(0) == 0, family.laser_power_chip);
+  tell(kDa, opens && DAWrite(0) == 0, "DA converter");
 }
 
 void SkipActiveChecks(const std::string& why, Findings& findings) {

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "Interrupt.h"
+
 namespace tool {
 namespace {
 
@@ -33,6 +35,8 @@ void Findings::Pass(std::string id, std::string title, std::string detail) {
 }
 
 void Findings::Fail(std::string id, std::string title, std::string detail, std::string advice) {
+  // What is cut short proves nothing.
+  if (Interrupted()) return Skip(std::move(id), std::move(title), "interrupted");
   Add({std::move(id), std::move(title), Verdict::kFail, std::move(detail), std::move(advice)});
 }
 
@@ -63,8 +67,9 @@ std::size_t Findings::Count(Verdict verdict) const {
 }
 
 void Findings::Conclude() const {
-  session_.Print("{} passed, {} failed, {} skipped, {} not applicable\n", Count(Verdict::kPass),
-                 Count(Verdict::kFail), Count(Verdict::kSkipped), Count(Verdict::kNotApplicable));
+  session_.Print("{}{} passed, {} failed, {} skipped, {} not applicable\n",
+                 Interrupted() ? "interrupted: " : "", Count(Verdict::kPass), Count(Verdict::kFail),
+                 Count(Verdict::kSkipped), Count(Verdict::kNotApplicable));
   Json steps = Json::array();
   for (const Finding& finding : findings_) {
     steps.push_back({{"id", finding.id},
@@ -78,6 +83,7 @@ void Findings::Conclude() const {
                  {"failed", Count(Verdict::kFail)},
                  {"skipped", Count(Verdict::kSkipped)},
                  {"not_applicable", Count(Verdict::kNotApplicable)},
+                 {"interrupted", Interrupted()},
                  {"steps", std::move(steps)}});
 }
 

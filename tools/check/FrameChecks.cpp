@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
-#include "Acquisition.h"
 #include "Failure.h"
 #include "Interrupt.h"
+#include "Region.h"
 #include "capture/FrameQueue.h"
 #include "capture/FrameReader.h"
 #include "tessaline/capture_statistics.h"
@@ -13,7 +13,7 @@
 namespace tool {
 namespace {
 
-constexpr std::chrono::seconds kPatience{3};
+constexpr std::chrono::seconds kFramePatience{3};
 // Images are larger, and some sensors read them out slowly.
 constexpr unsigned kImageSpacing = 40'000;
 constexpr unsigned kExposure = 320;  // microseconds
@@ -53,7 +53,7 @@ FrameChecks::Seen FrameChecks::Run(const Stream& stream) {
     last_stamp = frame.time_stamp;
   };
   while (seen.frames < stream.frames && !Interrupted()) {
-    const auto delivery = queue.Take(kPatience);
+    const auto delivery = queue.Take(kFramePatience);
     if (!delivery) break;
     if (delivery->is_image != stream.images) continue;
     if (stream.images) {
@@ -92,7 +92,7 @@ std::string FrameChecks::WhyNothingCame(const Stream& stream) const {
     return fmt::format("no whole frame: {} malformed, {} without a time stamp",
                        statistics.malformed, statistics.suppressed);
   }
-  return fmt::format("nothing came in {} s", kPatience.count());
+  return fmt::format("nothing came in {} s", kFramePatience.count());
 }
 
 bool FrameChecks::Judge(const Stream& stream, const Seen& seen) {
@@ -156,7 +156,7 @@ bool FrameChecks::LightUp() {
 }
 
 void FrameChecks::Images() {
-  ReadWholeSensor();
+  if (const Region region = UsualRegion(model_); region != StartRegion(model_)) region.Set();
   const Stream stream{true, "images", "image", "/dev/video0", "Runnable/CaptureVideoStream.cpp",
                       20};
   const Seen seen = Run(stream);

@@ -14,6 +14,7 @@ namespace {
 
 constexpr double kColdest = -20;
 constexpr double kHottest = 95;
+constexpr const char* kEepromBus = "/dev/i2c-0";
 
 void CheckSeries(const Model& model, std::uint32_t version, Findings& findings) {
   const unsigned series = fpga::kField.fpga_series.Of(version);
@@ -45,6 +46,10 @@ void CheckClock(const Registers& registers, Findings& findings) {
 }
 
 void CheckHalf(unsigned char address, const char* id, const char* title, Findings& findings) {
+  if (findings.Failed(NodeId(kEepromBus))) {
+    findings.Skip(id, title, fmt::format("{} cannot be opened", kEepromBus));
+    return;
+  }
   unsigned char bytes[16];
   const ErrorStreamCaptured captured;
   if (eeprom_page_read(0, bytes, sizeof bytes, address) == static_cast<int>(sizeof bytes)) {

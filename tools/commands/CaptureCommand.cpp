@@ -1,4 +1,9 @@
+#include <algorithm>
+#include <cmath>
+#include <optional>
+
 #include "Acquisition.h"
+#include "Counted.h"
 #include "Device.h"
 #include "Failure.h"
 #include "OutputFile.h"
@@ -24,6 +29,21 @@ constexpr About kCaptureAbout{
     "  tessaline capture images -n 1 -o image.png --virtual K3920"};
 
 constexpr double kMostFrames = 1e15;
+constexpr std::string_view kMm = "mm";
+constexpr std::string_view kPixels = "pixels";
+constexpr double kFarthest = 1e6;  // columns and rows
+
+// Millimetres per pixel; below 0 if the sensor is mounted the other way round.
+CLI::Validator IsScale() {
+  return CLI::Validator(
+      [](const std::string& text) {
+        double number = 0;
+        const bool scale = CLI::detail::lexical_cast(text, number) && std::abs(number) >= 1e-6 &&
+                           std::abs(number) <= 1e3;
+        return scale ? std::string() : text + " is not a number of millimetres per pixel";
+      },
+      "MILLIMETRES");
+}
 
 class CaptureCommand : public Command {
  public:
@@ -44,14 +64,15 @@ class CaptureCommand : public Command {
     app_->add_flag("--force", force_, "Overwrite existing files");
     app_->add_flag("--strict", strict_, "Exit status 1 when a frame was lost or malformed");
     acquisition_.Describe(*app_);
-    calibration_ = {
-        app_->add_option("--mm-per-column", geometry_.mm_per_column, "Width of a column"),
-        app_->add_option("--column-at-zero", geometry_.column_at_zero, "Column at x = 0"),
-        app_->add_option("--mm-per-row", geometry_.mm_per_row, "Height of a row"),
-        app_->add_option("--row-at-zero", geometry_.row_at_zero, "Row at height 0"),
-        app_->add_option("--counts-per-mm", geometry_.counts_per_mm,
-                         "Encoder counts per millimetre")
-            ->check(NumberIn(1e-6, 1e9))};
+    mm_per_column_ =
+        Calibration("--mm-per-column", geometry_.mm_per_column, "Width of a column", IsScale());
+    mm_per_row_ = Calibration("--mm-per-row", geometry_.mm_per_row, "Height of a row", IsScale());
+    counts_per_mm_ = Calibration("--counts-per-mm", geometry_.counts_per_mm,
+                                 "Encoder counts per millimetre", NumberIn(1e-6, 1e9));
+    Calibration("--column-at-zero", geometry_.column_at_zero, "Column of the full sensor at x = 0",
+                NumberIn(-kFarthest, kFarthest));
+    Calibration("--row-at-zero", geometry_.row_at_zero, "Row of the full sensor at height 0",
+                NumberIn(-kFarthest, kFarthest));
   }
   bool Asked() const override { return app_->parsed(); }
 
@@ -70,18 +91,23 @@ class CaptureCommand : public Command {
           "capture less at a time, or write .npy");
     }
     const Model& model = session.model();
+    WriterSettings settings{
+        .path = path_,
+        .force = force_,
+        .images = images,
+        .frames = limits_.frames,
+        .rows_only = model.product().points != products::PointLayout::kFull,
+        .geometry = ChooseGeometry(session, format).In(acquisition_.RegionOf(model))};
+    acquisition_.Require(model);
+    RequireStreamable(format, settings, limits_.seconds == 0);
+    if (IsStandardOutput(path_)) LibraryOutput::Instance().KeepUserForData();
+    // Refuse, or ask the user, before the laser is on.
+    for (const std::string& file : FilesOf(format, settings)) {
+      settings.force |= MayOverwrite(file, force_);
+    }
     if (session.options().dry_run) {
       acquisition_.Rehearse(session, "capture " + what_, images, path_);
       return ExitCode::kOk;
-    }
-    WriterSettings settings{.path = path_,
-                            .force = force_,
-                            .images = images,
-                            .single = limits_.frames == 1,
-                            .geometry = ChooseGeometry(session)};
-    // Refuse, or ask the user, before the laser is on.
-    for (const std::string& file : FilesOf(format, settings, limits_.frames)) {
-      settings.force |= MayOverwrite(file, force_);
     }
 
     Device device(session);
@@ -90,33 +116,63 @@ class CaptureCommand : public Command {
     settings.width = GetImageWidth();
     settings.height = GetImageHeight();
     const auto writer = MakeWriter(format, settings);
-    Recorder recorder(device, *writer, images, model.product().PointBytes());
+    Recorder recorder(device, *writer, images, model.product().PointBytes(),
+                      LightMeter(images, settings.rows_only));
     const RecordingResult result = recorder.Run(limits_, acquisition_.laser());
     const auto files = writer->Files();
     if (result.frames == 0) {
       for (const std::string& file : files) RemoveFile(file);
     }
-    return Report(session, result, files);
+    const bool heights = !images && format != Format::kNpy && format != Format::kRaw;
+    return Report(session, result, files, heights && settings.geometry.calibrated ? kMm : kPixels);
   }
 
  private:
-  Geometry ChooseGeometry(const Session& session) const {
-    for (const CLI::Option* option : calibration_) {
-      if (option->count() == 0) continue;
-      Geometry geometry = geometry_;
-      geometry.calibrated = true;
-      return geometry;
+  CLI::Option* Calibration(const char* name, double& value, const char* text,
+                           const CLI::Validator& check) {
+    calibration_.push_back(app_->add_option(name, value, text)->check(check));
+    return calibration_.back();
+  }
+
+  // A millimetre that is none, because half of the calibration is missing, is worse than a pixel.
+  Geometry ChooseGeometry(const Session& session, Format format) const {
+    const bool given = std::any_of(calibration_.begin(), calibration_.end(),
+                                   [](const CLI::Option* option) { return option->count() > 0; });
+    if (!given) return session.on_virtual_board() ? VirtualGeometry(session.model()) : geometry_;
+    const bool travels = format == Format::kPly || format == Format::kPng;
+    if (mm_per_column_->count() == 0 || mm_per_row_->count() == 0 ||
+        (travels && counts_per_mm_->count() == 0)) {
+      throw Failure(ExitCode::kUsage, "millimetres need a whole calibration",
+                    travels ? "give --mm-per-column, --mm-per-row and --counts-per-mm"
+                            : "give --mm-per-column and --mm-per-row");
     }
-    return session.on_virtual_board() ? VirtualGeometry(session.model()) : geometry_;
+    Geometry geometry = geometry_;
+    geometry.calibrated = true;
+    return geometry;
+  }
+
+  static std::optional<Failure> FailureOf(const RecordingResult& result) {
+    if (result.failure) {
+      return Failure(
+          result.failure->code(),
+          fmt::format("{}; {} {} kept", result.failure->what(), Counted(result.frames, "frame"),
+                      result.frames == 1 ? "is" : "are"),
+          result.failure->next());
+    }
+    if (result.interrupted || (!result.no_more_came && result.frames > 0)) return std::nullopt;
+    return Failure(ExitCode::kUnreachable,
+                   fmt::format("no {}frames came", result.frames == 0 ? "" : "more "),
+                   "are there triggers (tessaline trigger)? \"tessaline check\" tests the board");
   }
 
   ExitCode Report(Session& session, const RecordingResult& result,
-                  const std::vector<std::string>& files) const {
+                  const std::vector<std::string>& files, std::string_view unit) const {
     const double rate =
         result.seconds > 0 ? static_cast<double>(result.frames) / result.seconds : 0;
     if (result.frames > 0) {
-      session.Print("{} {} in {:.1f} s ({:.1f}/s): {}{}\n", result.frames,
-                    what_ == "images" ? "images" : "profiles", result.seconds, rate, files.front(),
+      session.Print("{} in {:.1f} s ({:.1f}/s): {}{}\n",
+                    Counted(result.frames, what_ == "images" ? "image" : "profile"), result.seconds,
+                    rate, files.front(),
                     files.size() == 1
                         ? ""
                         : fmt::format(" {} {}", files.size() == 2 ? "and" : "to", files.back()));
@@ -124,36 +180,37 @@ class CaptureCommand : public Command {
     session.Print(
         "missing ids {}, malformed {}, lost by the FPGA {}, lost triggers {}, dropped by "
         "this tool {}\n",
-        result.missing, result.malformed, result.fpga_lost, result.triggers_lost, result.dropped);
-    session.Emit({{"frames", result.frames},
-                  {"seconds", result.seconds},
-                  {"rate", rate},
-                  {"missing_ids", result.missing},
-                  {"malformed", result.malformed},
-                  {"fpga_lost", result.fpga_lost},
-                  {"triggers_lost", result.triggers_lost},
-                  {"dropped", result.dropped},
-                  {"complete", !result.interrupted && !result.no_more_came && !result.failure},
-                  {"files", result.frames > 0 ? files : std::vector<std::string>()}});
-    if (result.failure) {
-      throw Failure(result.failure->code(),
-                    fmt::format("{}; {} frames are kept", result.failure->what(), result.frames),
-                    result.failure->next());
+        result.missing, result.losses.malformed, result.losses.fpga_lost,
+        result.losses.triggers_lost, result.dropped);
+    if (unit == kPixels && what_ == "strips") {
+      session.Print("in columns and rows, not in millimetres\n");
     }
+    Json json{{"frames", result.frames},
+              {"seconds", result.seconds},
+              {"rate", rate},
+              {"missing_ids", result.missing},
+              {"malformed", result.losses.malformed},
+              {"fpga_lost", result.losses.fpga_lost},
+              {"triggers_lost", result.losses.triggers_lost},
+              {"dropped", result.dropped},
+              {"complete", result.Complete()},
+              {"unit", unit},
+              {"files", result.frames > 0 ? files : std::vector<std::string>()}};
+    if (!result.warning.empty()) json["warning"] = result.warning;
+    const std::optional<Failure> failure = FailureOf(result);
+    if (failure) json["error"] = failure->what();
+    session.Emit(json);
+    if (!result.warning.empty() && !session.json()) session.Note("{}", result.warning);
+    if (failure) throw *failure;
     if (result.interrupted) return ExitCode::kInterrupted;
-    if (result.no_more_came || result.frames == 0) {
-      throw Failure(ExitCode::kUnreachable,
-                    fmt::format("no {}frames came", result.frames == 0 ? "" : "more "),
-                    "are there triggers (tessaline trigger)? \"tessaline check\" tests the board");
-    }
-    const bool lost = result.missing + result.malformed + result.fpga_lost + result.triggers_lost +
-                          result.dropped >
-                      0;
-    return strict_ && lost ? ExitCode::kNegative : ExitCode::kOk;
+    return strict_ && result.Lost() ? ExitCode::kNegative : ExitCode::kOk;
   }
 
   CLI::App* app_ = nullptr;
   std::vector<CLI::Option*> calibration_;
+  CLI::Option* mm_per_column_ = nullptr;
+  CLI::Option* mm_per_row_ = nullptr;
+  CLI::Option* counts_per_mm_ = nullptr;
   std::string what_;
   std::string path_;
   std::string format_;

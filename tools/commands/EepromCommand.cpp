@@ -10,8 +10,8 @@ constexpr About kEepromAbout{
     "eeprom", "Dumps, loads and verifies the configuration store", Touches::kReads,
     "The store has 512 bytes; only the application knows what they mean. \"load\" WRITES.",
     "  tessaline eeprom dump --virtual K3610"};
-constexpr About kDumpAbout{"dump", "Shows the bytes, or writes them to a file", Touches::kReads, "",
-                           "  tessaline eeprom dump -o board7.bin"};
+constexpr About kEepromDumpAbout{"dump", "Shows the bytes, or writes them to a file",
+                                 Touches::kReads, "", "  tessaline eeprom dump -o board7.bin"};
 constexpr About kLoadAbout{
     "load", "Writes a file into the EEPROM and reads it back", Touches::kEeprom,
     "The file has 1 to 512 bytes. They go to the start of the store; the rest is unchanged.",
@@ -26,7 +26,7 @@ class EepromCommand : public Command {
  public:
   void Describe(CLI::App& parent, CommonOptions& common) override {
     app_ = &AddGroup(parent, kEepromAbout);
-    dump_ = &AddCommand(*app_, kDumpAbout, common);
+    dump_ = &AddCommand(*app_, kEepromDumpAbout, common);
     dump_->add_option("-o,--output", output_, "File to write, as raw bytes")->type_name("FILE");
     dump_->add_flag("--force", force_, "Overwrite the file if it exists");
     load_ = &AddCommand(*app_, kLoadAbout, common);
@@ -50,6 +50,7 @@ class EepromCommand : public Command {
   ExitCode Dump(Session& session) const {
     const eeprom::Content content = eeprom::Read();
     if (!output_.empty()) {
+      if (IsStandardOutput(output_)) LibraryOutput::Instance().KeepUserForData();
       WriteWholeFile(output_, force_, content);
       session.Print("wrote {} bytes to {}\n", content.size(), output_);
       session.Emit({{"file", output_}, {"bytes", content.size()}});

@@ -1,4 +1,7 @@
+#include <optional>
+
 #include "Device.h"
+#include "Gain.h"
 #include "Plan.h"
 #include "Registers.h"
 #include "commands/Commands.h"
@@ -25,14 +28,13 @@ class ExposureCommand : public Command {
         ->type_name("MICROSECONDS")
         ->check(CLI::Range(1u, 10'000'000u))
         ->expected(0, static_cast<int>(kTimes.size()));
-    gain_option_ = app_->add_option("--gain", gain_,
-                                    "Analogue gain: decibels (IMX273, IMX252) or levels; clamped "
-                                    "to the sensor's range");
+    app_->add_option("--gain", gain_, kGainHelp);
   }
   bool Asked() const override { return app_->parsed(); }
 
   ExitCode Run(Session& session) override {
-    if (times_.empty() && gain_option_->count() == 0) return Show(session);
+    if (times_.empty() && !gain_) return Show(session);
+    if (gain_) RequireGain(*gain_, session.model());
     Plan plan(session, "exposure");
     if (!times_.empty()) {
       const auto count = static_cast<unsigned>(times_.size());
@@ -45,9 +47,9 @@ class ExposureCommand : public Command {
                fmt::format("exposure {}: {} us", i + 1, times_[i]),
                [this, i] { return SetExposureTime(i + 1, times_[i]) == 0; });
     }
-    if (gain_option_->count() > 0) {
-      plan.Add(fmt::format("SetCmosGain({})", gain_), fmt::format("analogue gain {}", gain_),
-               [this] { return SetCmosGain(gain_) == 1; });
+    if (gain_) {
+      plan.Add(fmt::format("SetCmosGain({})", *gain_), fmt::format("analogue gain {}", *gain_),
+               [this] { return SetCmosGain(*gain_) == 1; });
     }
     plan.CarryOut();
     return ExitCode::kOk;
@@ -71,9 +73,8 @@ class ExposureCommand : public Command {
   }
 
   CLI::App* app_ = nullptr;
-  CLI::Option* gain_option_ = nullptr;
   std::vector<unsigned> times_;
-  unsigned gain_ = 0;
+  std::optional<unsigned> gain_;
 };
 
 }  // namespace

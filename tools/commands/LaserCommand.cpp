@@ -2,10 +2,10 @@
 #include "Failure.h"
 #include "Gpio.h"
 #include "Interrupt.h"
+#include "Laser.h"
 #include "Plan.h"
 #include "Registers.h"
 #include "commands/Commands.h"
-#include "tessaline/tessaline.h"
 
 namespace tool {
 namespace {
@@ -37,24 +37,27 @@ class LaserCommand : public Command {
     }
     Plan plan(session, "laser " + state_);
     if (state_ == "off") {
-      plan.Add("CloseLaser()", "both laser lines low: off", [] { return CloseLaser() == 0; });
+      plan.Add("CloseLaser()", "both laser lines low: off", laser::Off);
     } else {
       plan.Add("OpenLaser()", "both laser lines high: ON", [] {
-        if (OpenLaser() == 0 && !Interrupted()) return true;
-        CloseLaser();  // one of the two may be on
+        if (laser::On() && !Interrupted()) return true;
+        laser::Off();  // one of the two may be on
         return Interrupted();
       });
       if (seconds_ > 0) {
         plan.Add("CloseLaser()", fmt::format("after {} s: off", seconds_), [this, &session] {
           session.Note("The laser is ON for {} s; Ctrl-C switches it off earlier.", seconds_);
           PauseFor(std::chrono::milliseconds(static_cast<long>(seconds_ * 1000)));
-          return CloseLaser() == 0;
+          return laser::Off();
         });
       }
     }
     plan.CarryOut();
     if (session.options().dry_run) return ExitCode::kOk;
-    if (Interrupted()) return ExitCode::kInterrupted;
+    if (Interrupted()) {
+      laser::Off();
+      return ExitCode::kInterrupted;
+    }
     if (state_ == "on" && seconds_ == 0 && !session.on_virtual_board()) {
       session.Note("The laser stays ON. \"tessaline laser off\" switches it off.");
     }

@@ -1,7 +1,5 @@
-#include <algorithm>
 #include <vector>
 
-#include "Failure.h"
 #include "commands/Commands.h"
 
 namespace tool {
@@ -12,17 +10,6 @@ constexpr About kModelsAbout{
     "Strip geometry: width x height is the size of a strip buffer in bytes, followed by the bytes "
     "per point.",
     "  tessaline models\n  tessaline models K3920arm_rebuild --json"};
-
-std::vector<std::string_view> CodesOf(const Family& family) {
-  std::vector<std::string_view> codes;
-  std::string_view rest = family.codes;
-  while (!rest.empty()) {
-    const std::size_t end = std::min(rest.find(' '), rest.size());
-    codes.push_back(rest.substr(0, end));
-    rest.remove_prefix(std::min(end + 1, rest.size()));
-  }
-  return codes;
-}
 
 Json AsJson(const Model& model) {
   const Family& family = model.family();
@@ -52,6 +39,7 @@ class ModelsCommand : public Command {
 
   ExitCode Run(Session& session) override {
     const auto codes = Codes();
+    Session::LeaveOutBoard();
     Json list = Json::array();
     session.Print("{:<21}{:<7}{:<15}{:<13}{:<12}{:<7}{:<16}{:<12}{}\n", "MODEL", "SERIES", "SENSOR",
                   "PIXELS", "STRIPS", "POINT", "SENSOR BUS", "LASER BUS", "REMARK");
@@ -72,19 +60,9 @@ class ModelsCommand : public Command {
 
  private:
   std::vector<std::string_view> Codes() const {
-    std::vector<std::string_view> codes;
-    for (const std::string& code : codes_) {
-      if (!Model(code).known()) {
-        throw Failure(ExitCode::kUsage, fmt::format("unknown model \"{}\"", code),
-                      "\"tessaline models\" lists the model codes");
-      }
-      codes.push_back(code);
-    }
-    if (!codes.empty()) return codes;
-    for (const Family& family : products::kFamilies) {
-      for (const std::string_view code : CodesOf(family)) codes.push_back(code);
-    }
-    return codes;
+    if (codes_.empty()) return ModelCodes();
+    for (const std::string& code : codes_) Model(code).Require();
+    return {codes_.begin(), codes_.end()};
   }
 
   CLI::App* app_ = nullptr;

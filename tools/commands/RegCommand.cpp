@@ -78,6 +78,7 @@ class RegCommand : public Command {
 
  private:
   ExitCode List(Session& session, const Registers& registers) const {
+    Session::LeaveOutBoard();
     std::string part = filter_;
     std::transform(part.begin(), part.end(), part.begin(),
                    [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
@@ -123,6 +124,7 @@ class RegCommand : public Command {
         session.Print("{} = 0x{:08x}  {}\n", FullName(place.reg), word,
                       registers.Decoded(place.reg, word));
       }
+      session.MarkVirtual(json);
       list.push_back(std::move(json));
     }
     session.Emit(list);
@@ -183,6 +185,7 @@ class RegCommand : public Command {
 
   ExitCode Dump(Session& session, const Registers& registers) {
     if (diff_.size() == 2) {
+      Session::LeaveOutBoard();
       return Compare(session, registers, RegisterDump::Load(diff_[0]),
                      RegisterDump::Load(diff_[1]));
     }
@@ -197,8 +200,11 @@ class RegCommand : public Command {
       session.Emit(now.AsJson(registers));
       return ExitCode::kOk;
     }
+    Json json = now.AsJson(registers);
+    session.MarkVirtual(json);
     const std::string text =
-        session.json() ? now.AsJson(registers).dump(2) + '\n' : now.AsText(registers);
+        session.json() ? json.dump(2) + '\n' : session.BoardLine() + now.AsText(registers);
+    if (IsStandardOutput(output_)) LibraryOutput::Instance().KeepUserForData();
     WriteWholeFile(output_, force_,
                    {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()});
     session.Print("wrote {} registers to {}\n", now.entries.size(), output_);

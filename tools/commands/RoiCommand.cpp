@@ -1,9 +1,9 @@
 #include "Device.h"
 #include "Failure.h"
 #include "Plan.h"
+#include "Region.h"
 #include "Registers.h"
 #include "commands/Commands.h"
-#include "tessaline/tessaline.h"
 
 namespace tool {
 namespace {
@@ -34,16 +34,15 @@ class RoiCommand : public Command {
     if (region_.empty() && !full_) return Show(session);
     const Model& model = session.model();
     if (full_ != region_.empty()) Refuse();
-    if (full_) region_ = {0, 0, model.family().sensor.width, model.product().Height()};
-    if (region_.size() != kNumbers) Refuse();
+    if (!full_ && region_.size() != kNumbers) Refuse();
+    const Region region =
+        full_ ? WholeSensor(model) : Region{region_[0], region_[1], region_[2], region_[3]};
+    Require(region, model);
     Plan plan(session, "roi");
-    const unsigned x = region_[0];
-    const unsigned y = region_[1];
-    const unsigned width = region_[2];
-    const unsigned height = region_[3];
-    plan.Add(fmt::format("SetROI1({}, {}, {}, {})", x, y, width, height),
-             fmt::format("{} x {} pixels at column {}, row {}", width, height, x, y),
-             [=] { return SetROI1(x, y, width, height) == 0; });
+    plan.Add(region.AsCall(),
+             fmt::format("{} x {} pixels at column {}, row {}", region.width, region.height,
+                         region.x, region.y),
+             [region] { return region.Set(); });
     plan.CarryOut();
     return ExitCode::kOk;
   }

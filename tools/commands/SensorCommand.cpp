@@ -23,6 +23,7 @@ class SensorCommand : public Command {
 
   ExitCode Run(Session& session) override {
     Json list = Json::array();
+    Session::LeaveOutBoard();
     std::size_t missing = 0;
     session.Print("{:<16}{:<26}{:<23}{:>8}{:>14}\n", "SENSOR", "HEADER", "TABLE", "ENTRIES",
                   "PLACEHOLDERS");

@@ -15,8 +15,9 @@ namespace {
 constexpr About kWatchAbout{
     "watch", "Shows profile, rates, counters and temperatures live", Touches::kLight,
     "On a terminal, draws a picture that follows the terminal's size; otherwise prints one line "
-    "per interval, with --json one object per line. The laser is on meanwhile. Ends at Ctrl-C or "
-    "after --time.",
+    "per interval, with --json one object per line. The laser is on meanwhile. Ends at q, at "
+    "Ctrl-C "
+    "or after --time.",
     "  tessaline watch --virtual K3610\n"
     "  tessaline watch --time 5 --interval 1 --exposure 200 --model K3610"};
 
@@ -36,11 +37,13 @@ class WatchCommand : public Command {
   bool Asked() const override { return app_->parsed(); }
 
   ExitCode Run(Session& session) override {
+    acquisition_.Require(session.model());
     if (session.options().dry_run) {
       acquisition_.Rehearse(session, "watch", /*images=*/false);
       return ExitCode::kOk;
     }
-    Terminal terminal(fileno(LibraryOutput::Instance().user()));
+    FILE* const user = LibraryOutput::Instance().user();
+    Terminal terminal(user == nullptr ? -1 : fileno(user));
     const bool pictures = terminal.present() && !session.json();
     if (interval_ == 0) interval_ = pictures ? 0.1 : 1;
 
@@ -68,7 +71,7 @@ class WatchCommand : public Command {
     const auto start = Clock::now();
     auto shown = start;
     std::uint64_t before = 0;
-    while (!Interrupted()) {
+    while (!Interrupted() && !terminal.WantsToQuit()) {
       if (const auto delivery = FrameQueue::Instance().Take(std::chrono::milliseconds(20))) {
         Use(session.model(), *delivery);
       }
@@ -101,8 +104,10 @@ class WatchCommand : public Command {
     const Model& model = session.model();
     status_.LookUp(model.family());
     if (pictures) {
-      terminal.Show(status_.AsPicture(fmt::format("tessaline {}", model.code()), terminal.columns(),
-                                      terminal.rows()));
+      terminal.Show(
+          status_.AsPicture(fmt::format("tessaline {}{}", model.code(),
+                                        session.on_virtual_board() ? ", virtual board" : ""),
+                            terminal.columns(), terminal.rows()));
     } else if (session.json()) {
       session.EmitLine(status_.AsJson());
     } else {

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "Temperature.h"
+#include "capture/FrameQueue.h"
 #include "tessaline/capture_statistics.h"
 #include "tessaline/tessaline.h"
 #include "watch/Plot.h"
@@ -14,6 +15,7 @@ void Status::LookUp(const Family& family) {
   TessalineGetCaptureStatistics(TESSALINE_STREAM_STRIPS, &statistics);
   missing = statistics.ids_missing;
   malformed = statistics.malformed;
+  dropped = FrameQueue::Instance().Dropped();
   fpga_lost = GetCallbackLostNum();
   triggers_lost = GetXtrigLostSta();
   temperature = ProcessorTemperature(family);
@@ -26,7 +28,7 @@ std::string Status::AsLine() const {
       "{:7.1f} s  {:8} profiles  {:8.1f}/s  id {:8}  {:5} points  missing {}  "
       "malformed {}  lost {}  {}",
       seconds, profiles, rate, last_id, points.size(), missing, malformed,
-      fpga_lost + triggers_lost,
+      fpga_lost + triggers_lost + dropped,
       temperature ? fmt::format("{:.1f} C", *temperature) : "no temperature");
 }
 
@@ -57,7 +59,7 @@ std::string Status::AsPicture(std::string_view title, unsigned columns, unsigned
   picture +=
       cut(fmt::format("missing ids {}   malformed {}   lost by the FPGA {}   lost triggers {}",
                       missing, malformed, fpga_lost, triggers_lost));
-  picture += cut(fmt::format("{} profiles in {:.0f} s   Ctrl-C ends", profiles, seconds));
+  picture += cut(fmt::format("{} profiles in {:.0f} s   q ends", profiles, seconds));
   picture.pop_back();
   return picture;
 }
@@ -73,6 +75,7 @@ Json Status::AsJson() const {
           {"malformed", malformed},
           {"fpga_lost", fpga_lost},
           {"triggers_lost", triggers_lost},
+          {"dropped", dropped},
           {"processor_temperature", temperature ? Json(*temperature) : Json(nullptr)}};
 }
 

@@ -19,6 +19,7 @@ struct Status {
   std::uint64_t malformed = 0;
   std::uint64_t fpga_lost = 0;
   std::uint64_t triggers_lost = 0;
+  std::uint64_t dropped = 0;  // by this tool
   std::optional<double> temperature;
   unsigned width = 0;  // of the region of interest
   unsigned height = 0;

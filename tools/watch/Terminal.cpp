@@ -1,7 +1,15 @@
 #include "watch/Terminal.h"
 
+#include <poll.h>
 #include <sys/ioctl.h>
+#include <termios.h>
 #include <unistd.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <string_view>
+
+#include "Interrupt.h"
 
 namespace tool {
 namespace {
@@ -20,12 +28,51 @@ winsize SizeOf(int fd) {
   return known ? size : kUsual;
 }
 
+// What the stop of the process needs; a signal handler uses it.
+int screen = -1;
+bool has_keyboard = false;
+termios keyboard_before;
+
+void SendAll(int fd, std::string_view text) {
+  while (!text.empty()) {
+    const ssize_t count = write(fd, text.data(), text.size());
+    if (count <= 0) return;  // a closed terminal is noticed elsewhere
+    text.remove_prefix(static_cast<std::size_t>(count));
+  }
+}
+
+void TakeOver() {
+  if (screen < 0) return;
+  SendAll(screen, kEnter);
+  // In the background the keyboard is another program's.
+  has_keyboard = isatty(STDIN_FILENO) != 0 && tcgetpgrp(STDIN_FILENO) == getpgrp() &&
+                 tcgetattr(STDIN_FILENO, &keyboard_before) == 0;
+  if (!has_keyboard) return;
+  termios keys = keyboard_before;
+  keys.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO);
+  tcsetattr(STDIN_FILENO, TCSANOW, &keys);
+}
+
+void GiveBack() {
+  if (screen < 0) return;
+  if (has_keyboard) tcsetattr(STDIN_FILENO, TCSANOW, &keyboard_before);
+  has_keyboard = false;
+  SendAll(screen, kLeave);
+}
+
 }  // namespace
 
-Terminal::Terminal(int fd) : fd_(fd), present_(isatty(fd) != 0) {}
+bool IsScreen(int fd) {
+  const char* const kind = std::getenv("TERM");
+  return isatty(fd) != 0 && (kind == nullptr || std::strcmp(kind, "dumb") != 0);
+}
+
+Terminal::Terminal(int fd) : fd_(fd), present_(IsScreen(fd)) {}
 
 Terminal::~Terminal() {
-  if (entered_) Send(kLeave);
+  if (!entered_) return;
+  GiveBack();
+  screen = -1;
 }
 
 unsigned Terminal::columns() const { return SizeOf(fd_).ws_col; }
@@ -33,8 +80,20 @@ unsigned Terminal::columns() const { return SizeOf(fd_).ws_col; }
 unsigned Terminal::rows() const { return SizeOf(fd_).ws_row; }
 
 void Terminal::Enter() {
-  entered_ = true;
-  Send(kEnter);
+  static const bool follows_stops = AtStop(GiveBack, TakeOver);
+  entered_ = follows_stops;
+  screen = fd_;
+  TakeOver();
+}
+
+bool Terminal::WantsToQuit() const {
+  pollfd keys{STDIN_FILENO, POLLIN, 0};
+  while (has_keyboard && poll(&keys, 1, 0) == 1) {
+    char key = 0;
+    if (read(STDIN_FILENO, &key, 1) != 1) return false;
+    if (key == 'q' || key == 'Q') return true;
+  }
+  return false;
 }
 
 void Terminal::Show(const std::string& picture) {
@@ -43,16 +102,7 @@ void Terminal::Show(const std::string& picture) {
     if (c == '\n') text += kClearLine;
     text += c;
   }
-  Send(text + kClearLine + kClearBelow);
-}
-
-void Terminal::Send(const std::string& text) const {
-  std::size_t sent = 0;
-  while (sent < text.size()) {
-    const ssize_t count = write(fd_, text.data() + sent, text.size() - sent);
-    if (count <= 0) return;  // a closed terminal is noticed elsewhere
-    sent += static_cast<std::size_t>(count);
-  }
+  SendAll(fd_, text + kClearLine + kClearBelow);
 }
 
 }  // namespace tool

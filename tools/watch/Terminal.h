@@ -4,11 +4,14 @@
 
 namespace tool {
 
-// The user's terminal, if the output is one. Plain ANSI, no library.
+// Whether the descriptor is a terminal on which the cursor can be moved: not with TERM=dumb.
+bool IsScreen(int fd);
+
+// The user's terminal, if the output is one. Plain ANSI, no library. There is one at a time.
 class Terminal {
  public:
   explicit Terminal(int fd);
-  // Restores the screen and shows the cursor again.
+  // Restores screen and keyboard.
   ~Terminal();
   Terminal(const Terminal&) = delete;
   Terminal& operator=(const Terminal&) = delete;
@@ -18,14 +21,15 @@ class Terminal {
   unsigned columns() const;
   unsigned rows() const;
 
-  // Takes over the screen.
+  // Takes over the screen, and the keyboard if it is this terminal's. While the process is stopped
+  // (Ctrl-Z), both are the shell's.
   void Enter();
   // Replaces the picture, without flicker.
   void Show(const std::string& picture);
+  // Whether "q" was pressed since the last call.
+  bool WantsToQuit() const;
 
  private:
-  void Send(const std::string& text) const;
-
   int fd_;
   bool present_;
   bool entered_ = false;
