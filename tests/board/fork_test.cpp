@@ -1,4 +1,5 @@
 // A process that forks while its other threads use the board.
+#include <errno.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/wait.h>
@@ -54,7 +55,11 @@ std::atomic<int> handled{0};
 TEST_F(Fork, AHandlerThatInterruptsItMayUseTheBoard) {
   ASSERT_EQ(WriteFile("/sys/class/gpio/export", "907"), 3);
   struct sigaction action {};
-  action.sa_handler = [](int) { handled += UseTheBoard() ? 1 : 0; };
+  action.sa_handler = [](int) {
+    const int error = errno;
+    handled += UseTheBoard() ? 1 : 0;
+    errno = error;
+  };
   action.sa_flags = SA_RESTART;
   ASSERT_EQ(sigaction(SIGUSR1, &action, nullptr), 0);
   std::atomic<bool> enough{false};

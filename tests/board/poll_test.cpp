@@ -217,7 +217,7 @@ TEST_F(Poll, AHandledSignalEndsBlockedCallsUnlessTheyRestart) {
       Interrupt();
     });
     EXPECT_TRUE(read_interrupt());
-    EXPECT_GE(handled, 2);
+    EXPECT_GE(handled, 1);
     event.join();
   });
 }
