@@ -1,0 +1,11 @@
+#!/bin/sh
+# The library exports the functions that its header declares, all of them and nothing else.
+#   check_exports.sh NM LIBRARY HEADER
+set -eu
+exported=$("$1" -D --defined-only "$2" | awk '$2 == "T" { sub(/@.*/, "", $3); print $3 }' | sort)
+declared=$(sed -n 's/^[a-z].*[ *]\(tessaline_[a-z_]*\)(.*/\1/p' "$3" | sort)
+[ -n "$declared" ]
+if [ "$exported" != "$declared" ]; then
+  printf 'exported:\n%s\ndeclared:\n%s\n' "$exported" "$declared"
+  exit 1
+fi
