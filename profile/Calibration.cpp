@@ -47,13 +47,12 @@ struct Edges {
 
 // The largest q = u u + v v of the sensor: that of a corner.
 double LargestSquare(const Map& map, const Edges& edges) {
-  double largest = 0;
-  for (const double column : {edges.left, edges.right}) {
-    for (const double row : {edges.top, edges.bottom}) {
-      largest = std::max(largest, map.At(column, row).q);
-    }
-  }
-  return largest;
+  const auto farthest = [](double from, double to, double centre) {
+    return std::max(std::abs(from - centre), std::abs(to - centre));
+  };
+  const double u = farthest(edges.left, edges.right, map.centre_column) * map.per_pixel;
+  const double v = farthest(edges.top, edges.bottom, map.centre_row) * map.per_pixel;
+  return u * u + v * v;
 }
 
 // How the undistorted radius grows with the radius: d(r L(r r)) / dr, as a function of q = r r.
@@ -63,6 +62,10 @@ double Growth(const Map& map, double q) {
 
 // Growth is a cubic in q: it is lowest at an end of the range, or where its derivative is 0.
 bool GrowsUpTo(const Map& map, double most) {
+  // Every profile is checked, and nearly every lens is one of these.
+  const double at_most =
+      most * (3 * std::abs(map.k1) + most * (5 * std::abs(map.k2) + most * 7 * std::abs(map.k3)));
+  if (at_most < 1) return true;
   if (!(Growth(map, 0) > 0 && Growth(map, most) > 0)) return false;
   const double a = 21 * map.k3;
   const double b = 10 * map.k2;
@@ -77,10 +80,20 @@ bool GrowsUpTo(const Map& map, double most) {
   return true;
 }
 
-// The depth is linear in the undistorted image, so it is lowest somewhere on the edge. Profiles
-// are measured in single precision, which ends earlier.
-bool SeesAllOf(const Map& map, const PlaneMap<float>& single, const Edges& edges) {
-  constexpr int kPlaces = 4;
+// The sensor lies before the horizon, in single precision too, in which profiles are measured.
+// `reach` is how far the undistorted sensor reaches from the centre.
+bool SeesTheSensor(const Map& map, const PlaneMap<float>& single, const Edges& edges,
+                   double reach) {
+  // Here too, nearly every head is clear at once.
+  constexpr double kClear = 0.01;
+  constexpr double kUsual = 1e9;  // of numbers in millimetres
+  const double sizes = std::abs(map.x0) + std::abs(map.z0) + std::abs(map.xu) + std::abs(map.xv) +
+                       std::abs(map.zu) + std::abs(map.zv);
+  const double fall = std::hypot(map.wu, map.wv) * reach;
+  if (fall < 1 - kClear && reach < kUsual && sizes < kUsual) return true;
+
+  // The depth is linear in the undistorted image, so it is lowest somewhere on the edge.
+  constexpr int kPlaces = 16;
   const auto sees = [&](double column, double row) {
     const auto plane =
         single.Project(single.At(static_cast<float>(column), static_cast<float>(row)));
@@ -134,7 +147,10 @@ bool IsPossible(const tessaline_calibration& c) {
   const double size = std::abs(map.xu * map.zv) + std::abs(map.xv * map.zu);
   if (!std::isfinite(size) || !(std::abs(determinant) > kDegenerate * size)) return false;
   const Edges edges(c);
-  return GrowsUpTo(map, LargestSquare(map, edges)) && SeesAllOf(map, PlaneMap<float>(c), edges);
+  const double most = LargestSquare(map, edges);
+  if (!GrowsUpTo(map, most)) return false;
+  const double reach = std::sqrt(most) * (1 + most * (map.k1 + most * (map.k2 + most * map.k3)));
+  return SeesTheSensor(map, PlaneMap<float>(c), edges, reach);
 }
 
 }  // namespace profile
@@ -183,7 +199,6 @@ int tessaline_point_to_pixel(const struct tessaline_calibration* calibration, do
   const double determinant = xu * zv - xv * zu;
   const double u = (dx * zv - dz * xv) / determinant;
   const double v = (dz * xu - dx * zu) / determinant;
-  if (!(1 + map.wu * u + map.wv * v > 0)) return TESSALINE_PROFILE_OUTSIDE;
 
   const Edges edges(*calibration);
   const double undistorted = std::hypot(u, v);

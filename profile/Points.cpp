@@ -83,11 +83,15 @@ Position RowPoint(const unsigned char* bytes, std::size_t i) {
   return {static_cast<std::int32_t>(i), row == TESSALINE_NO_LINE ? kNoRow : row};
 }
 
-// The arrays are arguments because that is where both compilers believe that they do not overlap.
-template <typename Layout>
+// The same loop with and without what else points of 8 bytes have. The arrays are arguments because
+// that is where both compilers believe that they do not overlap.
+template <bool kWithLooks, typename Layout>
 void Place(Layout position_of, const unsigned char* __restrict bytes, std::size_t count,
            const Axes axes, float* __restrict columns, float* __restrict rows,
-           std::uint8_t* __restrict valid) {
+           std::uint8_t* __restrict valid, std::uint8_t* __restrict peaks,
+           std::uint8_t* __restrict widths) {
+  static_assert(offsetof(tessaline_full_point, peak) == 2);
+  static_assert(offsetof(tessaline_full_point, width) == 3);
   for (std::size_t i = 0; i < count; ++i) {
     const Position position = position_of(bytes, i);
     const float column = axes.column.At(position.column);
@@ -97,42 +101,41 @@ void Place(Layout position_of, const unsigned char* __restrict bytes, std::size_
     columns[i] = column;
     rows[i] = holds != 0 ? row : kNowhere;
     valid[i] = static_cast<std::uint8_t>(holds);
+    if constexpr (kWithLooks) {
+      const std::uint32_t point = Long(bytes, 2 * i);
+      peaks[i] = static_cast<std::uint8_t>(point >> 16);
+      widths[i] = static_cast<std::uint8_t>(point >> 24);
+    }
   }
-}
-
-template <std::size_t kOffset>
-void CopyBytes(const unsigned char* __restrict bytes, std::size_t count,
-               std::uint8_t* __restrict values) {
-  for (std::size_t i = 0; i < count; ++i) {
-    values[i] = static_cast<std::uint8_t>(Long(bytes, 2 * i) >> 8 * kOffset);
-  }
-}
-
-void SetToZero(std::size_t count, std::uint8_t* values) {
-  if (values != nullptr) std::memset(values, 0, count);
 }
 
 void ReadAll(const unsigned char* bytes, std::size_t count, std::size_t point_bytes,
              const tessaline_geometry& geometry, const tessaline_profile& profile) {
-  const auto place = [&](auto layout, int row_steps) {
-    Place(layout, bytes, count, Axes(geometry, row_steps), profile.column, profile.row,
-          profile.valid);
+  const auto place = [&]<bool kWithLooks>(auto layout, int row_steps) {
+    Place<kWithLooks>(layout, bytes, count, Axes(geometry, row_steps), profile.column, profile.row,
+                      profile.valid, profile.peak, profile.width);
   };
+  const bool looks = profile.peak != nullptr;
   if (point_bytes == sizeof(tessaline_full_point)) {
-    place([](auto... at) { return FullPoint(at...); }, TESSALINE_FULL_ROW_STEPS);
-    constexpr std::size_t kPeak = offsetof(tessaline_full_point, peak);
-    constexpr std::size_t kWidth = offsetof(tessaline_full_point, width);
-    if (profile.peak != nullptr) CopyBytes<kPeak>(bytes, count, profile.peak);
-    if (profile.width != nullptr) CopyBytes<kWidth>(bytes, count, profile.width);
+    const auto full = [](auto... at) { return FullPoint(at...); };
+    if (looks) {
+      place.template operator()<true>(full, TESSALINE_FULL_ROW_STEPS);
+    } else {
+      place.template operator()<false>(full, TESSALINE_FULL_ROW_STEPS);
+    }
     return;
   }
   if (point_bytes == sizeof(tessaline_short_point)) {
-    place([](auto... at) { return ShortPoint(at...); }, TESSALINE_SHORT_ROW_STEPS);
+    place.template operator()<false>([](auto... at) { return ShortPoint(at...); },
+                                     TESSALINE_SHORT_ROW_STEPS);
   } else {
-    place([](auto... at) { return RowPoint(at...); }, TESSALINE_SHORT_ROW_STEPS);
+    place.template operator()<false>([](auto... at) { return RowPoint(at...); },
+                                     TESSALINE_SHORT_ROW_STEPS);
   }
-  SetToZero(count, profile.peak);
-  SetToZero(count, profile.width);
+  if (looks) {
+    std::memset(profile.peak, 0, count);
+    std::memset(profile.width, 0, count);
+  }
 }
 
 TESSALINE_PROFILE_WIDE void ReadAllWide(const unsigned char* bytes, std::size_t count,

@@ -42,7 +42,8 @@ int tessaline_strips_next(struct tessaline_strips* strips,
   if (points > profile->capacity) return TESSALINE_PROFILE_CAPACITY;
   const bool arrays =
       profile->column != nullptr && profile->row != nullptr && profile->valid != nullptr;
-  if (points > 0 && !arrays) return TESSALINE_PROFILE_ARGUMENT;
+  const bool looks_in_pairs = (profile->peak == nullptr) == (profile->width == nullptr);
+  if (points > 0 && !(arrays && looks_in_pairs)) return TESSALINE_PROFILE_ARGUMENT;
 
   ReadPoints(strips->next + sizeof header, points, strips->point_bytes, *geometry, *profile);
   profile->frame_id = header.frame_id;

@@ -212,6 +212,38 @@ TEST(Pixel, IsTheOneThatSawThePoint) {
   }
 }
 
+// Lenses on which Newton's steps alone go astray: the radius hardly grows somewhere, or fast.
+TEST(Pixel, IsFoundForLensesThatNobodyMakes) {
+  constexpr std::array<double, 3> kStrange[] = {{-1.0555, 0.5278, 0}, {2.7463, -0.87598, -0.09346}};
+  for (const auto& k : kStrange) {
+    const auto head = With([&k](auto& c) { std::copy(k.begin(), k.end(), c.distortion); });
+    ASSERT_EQ(tessaline_calibration_check(&head), 0);
+    ForPlaces(head, [&head](double column, double row) {
+      const Millimetres mm = ByTheFormulas(head, column, row);
+      double seen_column = 0;
+      double seen_row = 0;
+      ASSERT_EQ(tessaline_point_to_pixel(&head, mm.x, mm.z, &seen_column, &seen_row), 0);
+      ASSERT_NEAR(seen_column, column, 1e-9);
+      ASSERT_NEAR(seen_row, row, 1e-9);
+    });
+  }
+}
+
+// Not even in the direction of a corner, which is as far out as the sensor goes.
+TEST(Pixel, BeyondACornerThereIsNone) {
+  for (const double right : {-0.5, 1455.5}) {
+    for (const double bottom : {-0.5, 1087.5}) {
+      const double column = kHead.centre_column + 1.1 * (right - kHead.centre_column);
+      const double row = kHead.centre_row + 1.1 * (bottom - kHead.centre_row);
+      const Millimetres mm = ByTheFormulas(kHead, column, row);
+      double seen_column = 0;
+      double seen_row = 0;
+      EXPECT_EQ(tessaline_point_to_pixel(&kHead, mm.x, mm.z, &seen_column, &seen_row),
+                TESSALINE_PROFILE_OUTSIDE);
+    }
+  }
+}
+
 TEST(Pixel, IsOnTheSensorOrThereIsNone) {
   double column = 5;
   double row = 6;

@@ -388,8 +388,14 @@ TEST(Argument, ThatIsMissingIsRefused) {
     without.*member = nullptr;
     EXPECT_EQ(tessaline_strips_next(&strips, &kSensor, &without), TESSALINE_PROFILE_ARGUMENT);
   }
-  profile.valid = nullptr;
-  EXPECT_EQ(tessaline_strips_next(&strips, &kSensor, &profile), TESSALINE_PROFILE_ARGUMENT);
+  std::uint8_t* tessaline_profile::*const small[] = {
+      &tessaline_profile::valid, &tessaline_profile::peak, &tessaline_profile::width};
+  for (const auto member : small) {
+    auto without = profile;
+    without.*member = nullptr;
+    EXPECT_EQ(tessaline_strips_next(&strips, &kSensor, &without), TESSALINE_PROFILE_ARGUMENT);
+  }
+  EXPECT_EQ(tessaline_strips_next(&strips, &kSensor, &profile), 0);
 }
 
 // The last byte of the strips is the last one of a page, and the next page cannot be read.

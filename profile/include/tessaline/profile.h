@@ -100,8 +100,10 @@ struct tessaline_profile {
   size_t capacity; /**< points for which each array has room */
   float* column;   /**< of the full sensor; 0 is the centre of its first column */
   float* row;      /**< of the full sensor, with a fraction; NaN where valid is 0 */
-  uint8_t* peak;   /**< grey value of the line; 0 if the layout has none. May be null. */
-  uint8_t* width;  /**< of the line in pixels; 0 if the layout has none. May be null. */
+  uint8_t* peak;   /**< grey value of the line; 0 if the layout has none. May be null together
+                        with width. */
+  uint8_t* width;  /**< of the line in pixels; 0 if the layout has none. May be null together
+                        with peak. */
   uint8_t* valid;  /**< 1: a point of the line. 0: no line in this column, or not a place on
                         the sensor. */
 
