@@ -66,7 +66,12 @@ struct tessaline_geometry {
   uint32_t flip_rows;     /**< 0; 1 if rows are read from the last to the first */
 };
 
-/** A frame that is the full sensor: no offset, steps of 1, no flip. */
+/**
+ * A frame that is the full sensor: no offset, steps of 1, no flip.
+ *
+ * @param sensor_width   columns of the full sensor
+ * @param sensor_height  rows of the full sensor
+ */
 struct tessaline_geometry tessaline_geometry_full(uint32_t sensor_width, uint32_t sensor_height);
 
 /** Where the reading of strips has got to. tessaline_strips_begin() fills it. */
