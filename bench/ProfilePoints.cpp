@@ -127,13 +127,16 @@ Comparison Measure(const Load& load, Work work, int rounds) {
 
 void PrintProfileRows(const Options& options) {
   const int rounds = options.quick ? 3 : 200;
-  constexpr Load kFullBuffers{55, kWidth, kDriverBuffers};
-  const auto print = [&](const char* what, Work work, Goal goal) {
-    CompareTimes(what, Measure(kFullBuffers, work, rounds), goal).Print();
+  constexpr Load kFromMemory{55, kWidth, kDriverBuffers};
+  constexpr Load kFromCache{55, kWidth, 1};
+  const auto print = [&](const char* what, const Load& load, Work work, Goal goal) {
+    CompareTimes(what, Measure(load, work, rounds), goal).Print();
   };
-  print("1456 points to places / reading their bytes", Work::kProfile, Goal::AtMost(3));
-  print("1456 points to millimetres / reading their bytes", Work::kMillimetres, Goal::AtMost(3));
-  print("the same with uncertainties / reading their bytes", Work::kSigma, {});
+  const Goal goal = Goal::AtMost(3);
+  print("1456 points to places / reading their bytes", kFromMemory, Work::kProfile, goal);
+  print("1456 points to millimetres / reading their bytes", kFromMemory, Work::kMillimetres, goal);
+  print("the same with uncertainties / reading their bytes", kFromMemory, Work::kSigma, {});
+  print("1456 points to millimetres / reading cached bytes", kFromCache, Work::kMillimetres, {});
 }
 
 void PrintProfileGrowth(const Options& options) {
