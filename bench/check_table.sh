@@ -12,6 +12,8 @@ printf '%s\n' "$table" | awk -F'|' '
   BEGIN {
     wanted["image reorder "] = 9
     wanted[" / bare walk, "] = 3
+    wanted[" / reading their bytes"] = 3
+    wanted[" / reading cached bytes"] = 1
     wanted[", waiting in poll / not waiting"] = 2
     wanted["poll of a device and a wake-up, "] = 1
     wanted["pages of 160 touched "] = 1
@@ -47,7 +49,7 @@ printf '%s\n' "$table" | awk -F'|' '
     if (lines != rows) complain(lines " rows, not " rows)
     exit failed
   }'
-for series in reorder strips points delivered latency; do
+for series in reorder strips points profile delivered latency; do
   printf '%s\n' "$points" | awk -v series=$series '
     $1 == series && NF == 8 && $2 > 0 && $3 > 0 && ($4 > 0 && $6 > 0 || $5 > 0) { good = 1 }
     $1 == "#" && $3 == series && NF == 15 && $5 != 0 && $7 != 0 && $9 != 0 { judged = 1 }

@@ -1,4 +1,5 @@
-// Compares each thing that the capture threads do with a frame with a minimal equivalent.
+// Compares each thing that the capture threads and libtessaline-profile do with a frame with a
+// minimal equivalent.
 
 #include <cstdio>
 
@@ -17,11 +18,13 @@ int main(int argc, char** argv) {
   if (options.growth) {
     bench::PrintReorderGrowth(options);
     bench::PrintStripPassGrowth(options);
+    bench::PrintProfileGrowth(options);
     return 0;
   }
   bench::PrintHeading();
   bench::PrintReorderRows(options);
   bench::PrintStripPassRows(options);
+  bench::PrintProfileRows(options);
   bench::PrintWaitingRows(options);
   return 0;
 }

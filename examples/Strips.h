@@ -1,7 +1,10 @@
 #pragma once
 
+#include <tessaline/frames.h>
+
 #include <cstdint>
 #include <cstring>
+#include <utility>
 #include <vector>
 
 // One point of the laser line; the row is within the region of interest.
@@ -17,42 +20,37 @@ struct Profile {
   std::vector<Point> points;
 };
 
-template <typename Number>
-Number Take(const std::uint8_t*& at) {
-  Number number;
-  std::memcpy(&number, at, sizeof number);
-  at += sizeof number;
-  return number;
+template <typename Record>
+Record Take(const std::uint8_t*& at) {
+  Record record;
+  std::memcpy(&record, at, sizeof record);
+  at += sizeof record;
+  return record;
 }
 
 // Converts the strips that a handler received to profiles. docs/strip-format.md describes the
 // layout.
 inline std::vector<Profile> ReadStrips(unsigned strips, unsigned bytes, const void* data,
                                        std::size_t point_bytes) {
-  constexpr std::size_t kHeaderBytes = 32;
-  constexpr std::uint16_t kNoLine = 0xFFFF;
+  constexpr double kFullSteps = TESSALINE_FULL_ROW_STEPS;
+  constexpr double kShortSteps = TESSALINE_SHORT_ROW_STEPS;
   std::vector<Profile> profiles;
   const auto* at = static_cast<const std::uint8_t*>(data);
   const auto* const end = at + bytes;
   for (unsigned i = 0; i < strips; ++i) {
-    if (static_cast<std::size_t>(end - at) < kHeaderBytes) return profiles;
-    Profile profile{};
-    profile.frame_id = Take<std::uint64_t>(at);
-    Take<std::uint64_t>(at);  // the time stamp
-    profile.encoder_stamp = Take<std::uint64_t>(at);
-    const auto points = Take<std::uint64_t>(at);
-    if (points > static_cast<std::size_t>(end - at) / point_bytes) return profiles;
-    profile.points.reserve(points);
-    for (unsigned n = 0; n < points; ++n) {
-      if (point_bytes == 2) {
-        const auto row = Take<std::uint16_t>(at);
-        if (row != kNoLine) profile.points.push_back({n, 255, row / 32.0});
-        continue;
+    if (static_cast<std::size_t>(end - at) < sizeof(tessaline_strip_header)) return profiles;
+    const auto strip = Take<tessaline_strip_header>(at);
+    if (strip.point_count > static_cast<std::size_t>(end - at) / point_bytes) return profiles;
+    Profile profile{strip.frame_id, strip.encoder_stamp, {}};
+    profile.points.reserve(strip.point_count);
+    for (unsigned n = 0; n < strip.point_count; ++n) {
+      if (point_bytes == sizeof(tessaline_row_point)) {
+        const unsigned row = Take<tessaline_row_point>(at).row;
+        if (row != TESSALINE_NO_LINE) profile.points.push_back({n, 255, row / kShortSteps});
+      } else {
+        const auto point = Take<tessaline_full_point>(at);
+        profile.points.push_back({point.column, point.peak, point.row / kFullSteps});
       }
-      const unsigned column = Take<std::uint16_t>(at);
-      const auto peak = Take<std::uint8_t>(at);
-      Take<std::uint8_t>(at);  // width of the line
-      profile.points.push_back({column, peak, Take<std::uint32_t>(at) / 65536.0});
     }
     profiles.push_back(std::move(profile));
   }

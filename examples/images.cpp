@@ -30,9 +30,9 @@ std::queue<Image> images;
 void OnImage(unsigned int width, unsigned int height, void* data) {
   const auto* pixels = static_cast<const unsigned char*>(data);
   const std::size_t size = std::size_t{width} * height;
-  Image image{0, 0, width, height, 0};
-  std::memcpy(&image.frame_id, pixels + size, 8);
-  std::memcpy(&image.time_stamp, pixels + size + 8, 8);
+  tessaline_image_header header;
+  std::memcpy(&header, pixels + size, sizeof header);
+  Image image{header.frame_id, header.time_stamp, width, height, 0};
   const auto brightest = std::max_element(pixels, pixels + size) - pixels;
   image.brightest_row = static_cast<unsigned int>(static_cast<std::size_t>(brightest) / width);
   {

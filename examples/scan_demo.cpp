@@ -83,7 +83,9 @@ void OnImage(unsigned int width, unsigned int height, void* data) {
   const unsigned bend = Bend(width, height, pixels);
   const std::lock_guard lock(results.mutex);
   ++results.images;
-  std::memcpy(&results.last_image_id, pixels + bytes, sizeof results.last_image_id);
+  tessaline_image_header header;
+  std::memcpy(&header, pixels + bytes, sizeof header);
+  results.last_image_id = header.frame_id;
   if (results.most_telling.bytes.empty() || bend > results.bend) {
     results.bend = bend;
     results.most_telling = Picture(width, height, 1);

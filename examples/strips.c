@@ -1,6 +1,5 @@
 /* The smallest complete application. Takes laser lines for five seconds. Prints how many arrived,
  * their frame ids and the mean number of points. */
-#include <inttypes.h>
 #include <stdatomic.h>
 #include <stdio.h>
 #include <string.h>
@@ -9,28 +8,21 @@
 
 #include "Laser.h"
 
-/* 8 bytes per point on every product except those with arm_rebuild in the model code. */
-enum { kHeaderBytes = 32, kBytesPerPoint = 8 };
-
 static atomic_ullong strips_seen, points_seen, first_id, last_id;
-
-static uint64_t number_at(const unsigned char* bytes) {
-  uint64_t number;
-  memcpy(&number, bytes, sizeof number);
-  return number;
-}
 
 /* Runs on the library's capture thread. The memory goes back to the driver on return, so copy what
  * you need later. */
 static void on_strips(unsigned int strips, unsigned int bytes, void* data) {
-  const unsigned char* strip = data;
+  const unsigned char* at = data;
   (void)bytes;
   for (unsigned int i = 0; i < strips; ++i) {
-    const uint64_t id = number_at(strip), points = number_at(strip + 24);
-    if (atomic_fetch_add(&strips_seen, 1) == 0) atomic_store(&first_id, id);
-    atomic_store(&last_id, id);
-    atomic_fetch_add(&points_seen, points);
-    strip += kHeaderBytes + kBytesPerPoint * points;
+    struct tessaline_strip_header strip;
+    memcpy(&strip, at, sizeof strip);
+    if (atomic_fetch_add(&strips_seen, 1) == 0) atomic_store(&first_id, strip.frame_id);
+    atomic_store(&last_id, strip.frame_id);
+    atomic_fetch_add(&points_seen, strip.point_count);
+    /* 8 bytes per point, except on products with arm_rebuild in the model code. */
+    at += sizeof strip + sizeof(struct tessaline_full_point) * strip.point_count;
   }
 }
 

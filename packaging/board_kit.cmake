@@ -1,4 +1,4 @@
-# What scripts/board-kit packs for a board: library, headers, examples, the tool.
+# What scripts/board-kit packs for a board: libraries, headers, examples, the tool.
 include(GNUInstallDirs)
 set(programs scan_demo)
 if(TARGET tessaline-tool)
@@ -14,13 +14,15 @@ if(CMAKE_CROSSCOMPILING)
   endforeach()
 endif()
 install(TARGETS ${programs} RUNTIME DESTINATION bin COMPONENT board-kit EXCLUDE_FROM_ALL)
-install(TARGETS tessaline LIBRARY DESTINATION lib COMPONENT board-kit EXCLUDE_FROM_ALL)
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/tessaline DESTINATION include
+install(TARGETS tessaline tessaline-profile
+  LIBRARY DESTINATION lib COMPONENT board-kit EXCLUDE_FROM_ALL)
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/tessaline
+  ${PROJECT_SOURCE_DIR}/profile/include/tessaline DESTINATION include
   COMPONENT board-kit EXCLUDE_FROM_ALL)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples DESTINATION .
   COMPONENT board-kit EXCLUDE_FROM_ALL PATTERN CMakeLists.txt EXCLUDE)
 file(GLOB kit_pages ${PROJECT_SOURCE_DIR}/docs/on-a-board.md ${PROJECT_SOURCE_DIR}/docs/*-format.md
   ${PROJECT_SOURCE_DIR}/docs/bring-up.md ${PROJECT_SOURCE_DIR}/docs/tool.md
-  ${PROJECT_SOURCE_DIR}/docs/sensor-tables.md)
+  ${PROJECT_SOURCE_DIR}/docs/sensor-tables.md ${PROJECT_SOURCE_DIR}/docs/profile.md)
 install(FILES ${kit_pages} DESTINATION docs COMPONENT board-kit EXCLUDE_FROM_ALL)
 install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION . COMPONENT board-kit EXCLUDE_FROM_ALL)

@@ -31,6 +31,7 @@
 #include "tessaline/capture_statistics.h"
 #include "tessaline/eeprom.h"
 #include "tessaline/fpga.h"
+#include "tessaline/frames.h"
 #include "tessaline/image_processing.h"
 #include "tessaline/log.h"
 #include "tessaline/outputs.h"

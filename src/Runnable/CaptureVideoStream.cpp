@@ -9,6 +9,7 @@
 #include "Devices/sensor/CmosSensor.h"
 #include "Neighbours.h"
 #include "log/Log.h"
+#include "tessaline/frames.h"
 
 namespace VeltranoSDK {
 
@@ -17,14 +18,6 @@ namespace {
 constexpr const char* kName = "CaptureVideoStream";
 
 constexpr unsigned int kBufferCount = 10;
-
-struct ImageHeader {
-  std::uint64_t frame_id;
-  std::uint64_t time_stamp;
-  std::uint64_t encoder_stamp;
-  std::uint64_t uninterpreted;
-};
-static_assert(sizeof(ImageHeader) == kImageHeaderBytes);
 
 // All ones: an undriven bus, not an id.
 constexpr std::uint64_t kNoFrameId = ~std::uint64_t{0};
@@ -99,7 +92,7 @@ Fate CaptureVideoStream::HandOver(std::byte* buffer) {
     return Fate::kMalformed;
   }
 
-  ImageHeader header;
+  tessaline_image_header header;
   memcpy(&header, buffer + frame.image_pixels, sizeof header);
   LogDebug()("frameId: %lld, timeStamp: %lld, encoderStamp: %lld \n",
              static_cast<long long>(header.frame_id), static_cast<long long>(header.time_stamp),

@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <vector>
 
+#include "tessaline/frames.h"
+
 namespace VeltranoSDK {
 
 // An image as the FPGA writes it: four planes, a quarter of the full frame apart, and a header
@@ -13,7 +15,7 @@ struct ImageFrame {
   std::uint64_t image_pixels;  // of the region of interest
 };
 
-inline constexpr std::size_t kImageHeaderBytes = 32;
+inline constexpr std::size_t kImageHeaderBytes = sizeof(tessaline_image_header);
 
 // Scratch memory that ReorderImage keeps from image to image; it grows with the first ones.
 class ReorderScratch {

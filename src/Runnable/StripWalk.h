@@ -7,15 +7,11 @@
 #include <cstdint>
 #include <type_traits>
 
+#include "tessaline/frames.h"
+
 namespace VeltranoSDK {
 
-// In front of every strip's points, little-endian.
-struct StripHeader {
-  std::uint64_t frame_id;
-  std::uint64_t time_stamp;
-  std::uint64_t encoder_stamp;
-  std::uint64_t point_count;
-};
+using StripHeader = tessaline_strip_header;
 
 // The complete strips that a walk found.
 struct StripWalk {

@@ -22,6 +22,7 @@
 #include "support/FrameSource.h"
 #include "support/LoggedLines.h"
 #include "support/Waiting.h"
+#include "tessaline/frames.h"
 
 namespace {
 
@@ -161,10 +162,10 @@ class SteadyImages : public CaptureDriver {
   std::vector<Image> Collect(std::size_t count, std::function<void(const Image&)> at) {
     FrameSource::Route(FrameSource::kImages);
     video->RegisterImageBufCallback([=, this](unsigned width, unsigned height, void* data) {
-      Image image;
-      const auto* header = static_cast<const std::byte*>(data) + std::size_t{width} * height;
-      memcpy(&image.id, header, sizeof image.id);
-      memcpy(&image.time_stamp, header + 8, sizeof image.time_stamp);
+      tessaline_image_header header;
+      memcpy(&header, static_cast<const std::byte*>(data) + std::size_t{width} * height,
+             sizeof header);
+      const Image image{header.frame_id, header.time_stamp};
       at(image);
       const std::lock_guard lock(mutex);
       images.push_back(image);
@@ -215,10 +216,10 @@ TEST_F(CaptureDriver, AWriteModeSetDuringTheWaitCountsForTheBufferThatComes) {
   std::mutex mutex;
   std::vector<Strips> received;
   strip->RegisterStripBufCallback([&](unsigned count, unsigned bytes, void* data) {
-    std::uint64_t header[4];
-    memcpy(header, data, sizeof header);
+    tessaline_strip_header header;
+    memcpy(&header, data, sizeof header);
     const std::lock_guard lock(mutex);
-    received.push_back({count, bytes, header[3]});
+    received.push_back({count, bytes, header.point_count});
   });
   tessaline_board_set_strips_per_buffer(1);
   Run(*strip);

@@ -19,6 +19,7 @@
 #include "support/FrameSource.h"
 #include "support/LoggedLines.h"
 #include "support/Waiting.h"
+#include "tessaline/frames.h"
 
 namespace {
 
@@ -76,11 +77,12 @@ class StripThread : public BoardFixture {
       Received got{strips, bytes, 0, 0, 0, 0};
       const auto* buffer = static_cast<const std::byte*>(data);
       for (unsigned i = 0; i < strips; ++i) {
-        std::uint64_t header[4];
-        memcpy(header, buffer + got.walked_bytes, sizeof header);
-        if (i == 0) got.first_id = header[0];
-        got.last_id = header[0];
-        got.walked_bytes += static_cast<unsigned>(32 + bytes_per_point * header[3]);
+        tessaline_strip_header header;
+        memcpy(&header, buffer + got.walked_bytes, sizeof header);
+        if (i == 0) got.first_id = header.frame_id;
+        got.last_id = header.frame_id;
+        got.walked_bytes +=
+            static_cast<unsigned>(sizeof header + bytes_per_point * header.point_count);
       }
       const std::size_t count_at = kBufferBytes - (bytes_per_point == 4 ? 4 : 8);
       memcpy(&got.count_field, buffer + count_at, sizeof got.count_field);

@@ -17,6 +17,7 @@
 #include "support/FrameSource.h"
 #include "support/LoggedLines.h"
 #include "support/Waiting.h"
+#include "tessaline/frames.h"
 
 namespace {
 
@@ -87,10 +88,10 @@ class ImageThread : public BoardFixture {
 
   void Collect() {
     video->RegisterImageBufCallback([this](unsigned width, unsigned height, void* data) {
-      Received got{width, height, 0, 0};
-      const auto* header = static_cast<const std::byte*>(data) + std::size_t{width} * height;
-      memcpy(&got.frame_id, header, sizeof got.frame_id);
-      memcpy(&got.time_stamp, header + 8, sizeof got.time_stamp);
+      tessaline_image_header header;
+      memcpy(&header, static_cast<const std::byte*>(data) + std::size_t{width} * height,
+             sizeof header);
+      const Received got{width, height, header.frame_id, header.time_stamp};
       const std::lock_guard lock(mutex);
       received.push_back(got);
     });

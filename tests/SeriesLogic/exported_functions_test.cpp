@@ -158,9 +158,10 @@ std::atomic<unsigned> bytes_of_points = 0;
 
 // There is one strip per buffer. Computes the bytes per point from the header's point count.
 void OnStrips(unsigned int count, unsigned int bytes, void* data) {
-  std::uint64_t points = 0;
-  memcpy(&points, static_cast<char*>(data) + 24, sizeof points);
-  if (count == 1 && points != 0) bytes_of_points = (bytes - 32) / static_cast<unsigned>(points);
+  tessaline_strip_header strip;
+  memcpy(&strip, data, sizeof strip);
+  if (count != 1 || strip.point_count == 0) return;
+  bytes_of_points = (bytes - sizeof strip) / static_cast<unsigned>(strip.point_count);
 }
 
 TEST_F(K3610, WriteStrategyOneMakesPointsFourBytes) {

@@ -19,10 +19,6 @@
 
 namespace tessaline_test {
 
-struct FrameHeader {
-  std::uint64_t frame_id, time_stamp, encoder_stamp, last;
-};
-
 // The laser line in one frame, from an image or a strip.
 struct Sighting {
   struct Point {
@@ -30,7 +26,7 @@ struct Sighting {
     double row;
     int peak;  // negative: the frame has no brightness
   };
-  FrameHeader header;
+  tessaline_strip_header header;   // of an image without the number of points
   unsigned width = 0, height = 0;  // of an image
   std::vector<unsigned> columns;   // that were examined
   std::vector<Point> points;       // those with a line
@@ -40,7 +36,9 @@ struct Sighting {
 class Sightings {
  public:
   static constexpr unsigned kEveryColumn = 7;  // of an image; not in step with its blocks
-  static constexpr int kDark = 40;             // no line is this dark, no noise this bright
+  static constexpr double kFullSteps = TESSALINE_FULL_ROW_STEPS;
+  static constexpr double kShortSteps = TESSALINE_SHORT_ROW_STEPS;
+  static constexpr int kDark = 40;  // no line is this dark, no noise this bright
 
   static void BytesPerPoint(unsigned bytes) { bytes_per_point_ = bytes; }
 
@@ -63,7 +61,9 @@ class Sightings {
   static void OnImage(unsigned width, unsigned height, void* data) {
     const auto* pixels = static_cast<const std::uint8_t*>(data);
     Sighting sighting{};
-    std::memcpy(&sighting.header, pixels + std::size_t{width} * height, sizeof sighting.header);
+    tessaline_image_header header;
+    std::memcpy(&header, pixels + std::size_t{width} * height, sizeof header);
+    sighting.header = {header.frame_id, header.time_stamp, header.encoder_stamp, 0};
     sighting.width = width;
     sighting.height = height;
     std::vector<unsigned> brightest(width);
@@ -90,7 +90,7 @@ class Sightings {
       ASSERT_GE(rest.size(), sizeof sighting.header);
       std::memcpy(&sighting.header, rest.data(), sizeof sighting.header);
       rest = rest.subspan(sizeof sighting.header);
-      const std::uint64_t points = sighting.header.last;
+      const std::uint64_t points = sighting.header.point_count;
       ASSERT_LE(points * bytes_per_point_, rest.size());
       TakePoints(rest.first(points * bytes_per_point_), sighting);
       rest = rest.subspan(points * bytes_per_point_);
@@ -115,30 +115,29 @@ class Sightings {
     return moment / light;
   }
 
-  template <typename Value>
-  static Value At(std::span<const std::uint8_t> bytes, std::size_t offset) {
-    Value value{};
-    std::memcpy(&value, &bytes[offset], sizeof value);
-    return value;
+  template <typename Record>
+  static Record First(std::span<const std::uint8_t> bytes) {
+    Record record{};
+    std::memcpy(&record, bytes.data(), sizeof record);
+    return record;
   }
 
   static void TakePoints(std::span<const std::uint8_t> bytes, Sighting& sighting) {
-    constexpr std::uint16_t kNoLine = 0xFFFF;
     const unsigned size = bytes_per_point_;
     unsigned place = 0;
     for (; bytes.size() >= size; bytes = bytes.subspan(size), ++place) {
-      if (size == 2) {
-        const auto row = At<std::uint16_t>(bytes, 0);
-        if (row != kNoLine) sighting.points.push_back({place, row / 32.0, -1});
+      if (size == sizeof(tessaline_row_point)) {
+        const auto point = First<tessaline_row_point>(bytes);
+        if (point.row != TESSALINE_NO_LINE) {
+          sighting.points.push_back({place, point.row / kShortSteps, -1});
+        }
         sighting.columns.push_back(place);
-        continue;
-      }
-      const unsigned column = At<std::uint16_t>(bytes, 0);
-      if (size == 4) {
-        sighting.points.push_back({column, At<std::uint16_t>(bytes, 2) / 32.0, -1});
+      } else if (size == sizeof(tessaline_short_point)) {
+        const auto point = First<tessaline_short_point>(bytes);
+        sighting.points.push_back({point.column, point.row / kShortSteps, -1});
       } else {
-        sighting.points.push_back(
-            {column, At<std::uint32_t>(bytes, 4) / 65536.0, At<std::uint8_t>(bytes, 2)});
+        const auto point = First<tessaline_full_point>(bytes);
+        sighting.points.push_back({point.column, point.row / kFullSteps, point.peak});
       }
     }
   }

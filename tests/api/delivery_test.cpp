@@ -235,9 +235,9 @@ TEST_F(Delivery, StripsAreTheDriversBytesAndTheMarkerIsClearedBeforeRequeueing) 
       // The bytes are exactly those of the strips.
       std::size_t at = 0;
       for (std::uint32_t strip = 0; strip < count; ++strip) {
-        std::uint64_t points = 0;
-        std::memcpy(&points, &frame.raw[at + 24], sizeof points);
-        at += 32 + 8 * points;
+        tessaline_strip_header header;
+        std::memcpy(&header, &frame.raw[at], sizeof header);
+        at += sizeof header + sizeof(tessaline_full_point) * header.point_count;
       }
       EXPECT_EQ(at, frame.second);
     }

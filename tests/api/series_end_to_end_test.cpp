@@ -145,7 +145,7 @@ TEST_P(Series, StripsHaveTheProductsPoints) {
     Sightings::BytesPerPoint(bytes);
     const Sighting strip = Snapshot(kStrips);
     const unsigned seen = ExpectLine(strip, view);
-    EXPECT_EQ(strip.header.last, bytes == 2 ? view.width : strip.points.size());
+    EXPECT_EQ(strip.header.point_count, bytes == 2 ? view.width : strip.points.size());
     EXPECT_GT(seen, view.width / 2);
   };
   const unsigned usual = product().bytes_per_point;

@@ -10,6 +10,7 @@
 #include "board/VideoClient.h"
 #include "support/BoardFixture.h"
 #include "support/FrameSource.h"
+#include "tessaline/frames.h"
 
 namespace board_test {
 
@@ -17,15 +18,9 @@ namespace fpga = VeltranoSDK::fpga;
 
 // --- A strip, as it lies in the buffer -----------------------------------------------------
 
-struct StripHeader {
-  std::uint64_t frame_id, time_stamp, encoder_stamp, points;
-};
-
-struct StripPoint {
-  std::uint16_t column;
-  std::uint8_t peak, width;
-  std::uint32_t row;
-};
+// The board writes records of its own, so each is a witness of the other.
+using StripHeader = tessaline_strip_header;
+using StripPoint = tessaline_full_point;
 
 inline StripHeader HeaderAt(std::span<const std::uint8_t> bytes, std::size_t at) {
   StripHeader header{};

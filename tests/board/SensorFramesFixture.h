@@ -55,7 +55,7 @@ class SensorFrames : public FramesFixture {
   static bool IsStraight(std::span<const std::uint8_t> bytes) {
     const StripHeader header = HeaderAt(bytes, 0);
     std::set<std::uint32_t> rows;
-    for (std::uint64_t i = 0; i < header.points; ++i) {
+    for (std::uint64_t i = 0; i < header.point_count; ++i) {
       rows.insert(PointAt(bytes, sizeof header + i * sizeof(StripPoint)).row);
     }
     return rows.size() < 2;
@@ -80,7 +80,7 @@ class SensorFrames : public FramesFixture {
     const StripHeader header = HeaderAt(bytes, 0);
     const double y = BeltPosition(header.time_stamp);
     std::vector<double> rows(view.width, -1);
-    for (std::uint64_t i = 0; i < header.points; ++i) {
+    for (std::uint64_t i = 0; i < header.point_count; ++i) {
       const StripPoint point = PointAt(bytes, sizeof header + i * sizeof(StripPoint));
       ASSERT_LT(point.column, view.width);
       rows[point.column] = point.row / 65536.0;
@@ -121,7 +121,8 @@ class SensorFrames : public FramesFixture {
     TriggerOn();
     const auto bytes = client.Dequeue();
     const StripHeader first = HeaderAt(bytes, 0);
-    const StripHeader second = HeaderAt(bytes, sizeof first + first.points * sizeof(StripPoint));
+    const StripHeader second =
+        HeaderAt(bytes, sizeof first + first.point_count * sizeof(StripPoint));
     const auto period = static_cast<double>(second.time_stamp - first.time_stamp);
     EXPECT_GE(period, ticks - 1);
     EXPECT_LE(period, ticks + spacing + 1);
@@ -146,7 +147,7 @@ class SensorFrames : public FramesFixture {
     const auto bytes = FreshStrip();
     const StripHeader header = HeaderAt(bytes, 0);
     unsigned brightest = 0;
-    for (std::uint64_t i = 0; i < header.points; ++i) {
+    for (std::uint64_t i = 0; i < header.point_count; ++i) {
       brightest = std::max<unsigned>(brightest,
                                      PointAt(bytes, sizeof header + i * sizeof(StripPoint)).peak);
     }

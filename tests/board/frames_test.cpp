@@ -52,9 +52,9 @@ TEST_F(Frames, StripsCarryTheSceneWithinAHundredthOfAPixel) {
     for (std::uint32_t strip = 0; strip < CountIn(bytes); ++strip) {
       const StripHeader header = HeaderAt(bytes, at);
       at += sizeof header;
-      ASSERT_EQ(header.points, kWidth);  // every column sees the line
+      ASSERT_EQ(header.point_count, kWidth);  // every column sees the line
       const double y = BeltPosition(header.time_stamp);
-      for (std::uint64_t i = 0; i < header.points; ++i, at += sizeof(StripPoint)) {
+      for (std::uint64_t i = 0; i < header.point_count; ++i, at += sizeof(StripPoint)) {
         const StripPoint point = PointAt(bytes, at);
         ASSERT_EQ(point.column, i);
         const double z = tessaline_board_scene_height(tessaline_board_scene_x(point.column), y);
@@ -89,7 +89,7 @@ TEST_F(Frames, IdsAreConsecutiveAndStampsOneSpacingApart) {
       }
       id = header.frame_id;
       stamp = header.time_stamp;
-      at += sizeof header + 8 * header.points;
+      at += sizeof header + 8 * header.point_count;
     }
     client.Requeue();
   }
@@ -133,7 +133,7 @@ TEST_F(Frames, WithoutTheLaserThereIsNoLine) {
   TriggerOn();
   const auto bytes = client.Dequeue();
   ASSERT_GT(CountIn(bytes), 0u);
-  EXPECT_EQ(HeaderAt(bytes, 0).points, 0u);
+  EXPECT_EQ(HeaderAt(bytes, 0).point_count, 0u);
 }
 
 TEST_F(Frames, ExposureDecidesWhetherDarkSurfacesReachTheThreshold) {
@@ -143,12 +143,12 @@ TEST_F(Frames, ExposureDecidesWhetherDarkSurfacesReachTheThreshold) {
   VideoClient client("/dev/video1");
   client.Start(1024, 640, 4);
   TriggerOn();
-  EXPECT_EQ(HeaderAt(client.Dequeue(), 0).points, 0u);
+  EXPECT_EQ(HeaderAt(client.Dequeue(), 0).point_count, 0u);
   client.Requeue();
   Set(fpga::kReg.EXP_TIME_1, 200);
   std::uint64_t points = 0;
   for (int i = 0; i < 10 && points == 0; ++i) {
-    points = HeaderAt(client.Dequeue(), 0).points;
+    points = HeaderAt(client.Dequeue(), 0).point_count;
     client.Requeue();
   }
   EXPECT_EQ(points, kWidth);
@@ -176,7 +176,7 @@ TEST_F(Frames, ACroppedSensorSeesTheSameLineElsewhere) {
   TriggerOn();
   const auto bytes = client.Dequeue();
   const StripHeader header = HeaderAt(bytes, 0);
-  ASSERT_EQ(header.points, kCropWidth);
+  ASSERT_EQ(header.point_count, kCropWidth);
   const StripPoint point = PointAt(bytes, sizeof header + 100 * sizeof(StripPoint));
   const double y = BeltPosition(header.time_stamp);
   const double z = tessaline_board_scene_height(tessaline_board_scene_x(kLeft + 100), y);
@@ -193,7 +193,7 @@ TEST_F(Frames, ReducedReadoutHalvesTheFrame) {
   TriggerOn();
   const auto bytes = client.Dequeue();
   const StripHeader header = HeaderAt(bytes, 0);
-  ASSERT_EQ(header.points, kWidth / 2);
+  ASSERT_EQ(header.point_count, kWidth / 2);
   const StripPoint point = PointAt(bytes, sizeof header + 100 * sizeof(StripPoint));
   const double y = BeltPosition(header.time_stamp);
   const double z = tessaline_board_scene_height(tessaline_board_scene_x(200), y);
@@ -372,7 +372,7 @@ TEST_F(Frames, AtFreePaceStripsWaitForABuffer) {
     for (std::uint32_t strip = 0; strip < CountIn(bytes); ++strip) {
       const StripHeader header = HeaderAt(bytes, at);
       EXPECT_EQ(header.frame_id, ++id);
-      at += sizeof header + 8 * header.points;
+      at += sizeof header + 8 * header.point_count;
     }
     client.Requeue();
   }
@@ -417,7 +417,7 @@ TEST_F(Frames, ChecksumsAreThoseOfTheFramesAsTheyWereExposed) {
   std::size_t at = 0;
   for (std::uint32_t strip = 0; strip < CountIn(bytes); ++strip) {
     const StripHeader header = HeaderAt(bytes, at);
-    const std::size_t size = sizeof header + 8 * header.points;
+    const std::size_t size = sizeof header + 8 * header.point_count;
     EXPECT_EQ(tessaline_board_checksum(&bytes[at], size), kept(header.frame_id));
     at += size;
   }
@@ -446,7 +446,7 @@ TEST_F(Frames, CanGoWrongOnPurpose) {
   EXPECT_EQ(HeaderAt(client.Dequeue(), 0).frame_id, 1u);
   auto bytes = client.Dequeue();  // 3 and 4 are lost
   EXPECT_EQ(HeaderAt(bytes, 0).frame_id, 5u);
-  EXPECT_GT(HeaderAt(bytes, 32 + 8 * HeaderAt(bytes, 0).points).points, bytes.size());
+  EXPECT_GT(HeaderAt(bytes, 32 + 8 * HeaderAt(bytes, 0).point_count).point_count, bytes.size());
   bytes = client.Dequeue();
   EXPECT_EQ(HeaderAt(bytes, 0).frame_id, 7u);
   EXPECT_EQ(CountIn(bytes), 0u);

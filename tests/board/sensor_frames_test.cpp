@@ -363,11 +363,11 @@ TEST_F(ShortPoints, HaveTwoBytesWhateverTheFlags) {
   Set(fpga::kReg.BR_CONT_MODE_A, 2);
   const auto bytes = FreshStrip();
   const StripHeader header = HeaderAt(bytes, 0);
-  ASSERT_EQ(header.points, 2064u);
+  ASSERT_EQ(header.point_count, 2064u);
   const double y = BeltPosition(header.time_stamp);
-  std::uint16_t row = 0;
-  std::memcpy(&row, &bytes[sizeof header + 2 * 1000], sizeof row);
-  EXPECT_NEAR(row / 32.0, RowOf(kFull, 1000, y), 0.05);
+  tessaline_row_point point{};
+  std::memcpy(&point, &bytes[sizeof header + sizeof point * 1000], sizeof point);
+  EXPECT_NEAR(point.row / 32.0, RowOf(kFull, 1000, y), 0.05);
 }
 
 TEST_F(FullPoints, StayWithoutSixteenChannels) { ExpectScene(kFull); }

@@ -19,6 +19,7 @@ unset PKG_CONFIG_PATH CFLAGS CXXFLAGS LDFLAGS
 run() { # DIRECTORY MODEL
   "$prefix/bin/tessaline-board" run --model "$2" -- "$1/scan" "$2"
   "$1/scan_on_board" "$2"
+  "$1/profile"
   for program in scan scan_on_board; do
     ldd "$1/$program" | grep -q "$libdir/libtessaline.so.1" || {
       echo "$1/$program runs with another libtessaline:"
@@ -26,6 +27,12 @@ run() { # DIRECTORY MODEL
       exit 1
     }
   done
+  ldd "$1/profile" >"$1/profile.libraries"
+  grep -q "$libdir/libtessaline-profile.so.1" "$1/profile.libraries"
+  if grep -E 'libtessaline\.so|libstdc' "$1/profile.libraries"; then
+    echo "$1/profile needs more than libtessaline-profile"
+    exit 1
+  fi
 }
 
 echo "== find_package"
@@ -38,9 +45,11 @@ run with_cmake K3920
 echo "== pkg-config"
 mkdir with_pkg_config
 
-pkg-config --modversion tessaline tessaline-board
+pkg-config --modversion tessaline tessaline-profile tessaline-board
 $cc -std=gnu11 -Wall -Werror $(pkg-config --cflags tessaline) "$source/scan.c" \
   $(pkg-config --libs tessaline) -o with_pkg_config/scan
+$cc -std=c11 -Wall -Werror $(pkg-config --cflags tessaline-profile) "$source/profile.c" \
+  $(pkg-config --libs tessaline-profile) -o with_pkg_config/profile
 $cxx -std=c++20 -Wall -Werror $(pkg-config --cflags tessaline tessaline-board) \
   "$source/scan_on_board.cpp" $(pkg-config --libs tessaline tessaline-board) \
   -o with_pkg_config/scan_on_board

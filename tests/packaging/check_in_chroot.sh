@@ -42,7 +42,7 @@ echo "applications"
 in_root 'sh /tests/check_consumers.sh /usr /tmp/consumers
   cc -std=gnu11 $(pkg-config --cflags tessaline) /tests/consumer/scan.c $(pkg-config --libs tessaline) -o /tmp/scan.out
   tessaline-board run --model K4010 -- /tmp/scan.out K4010'
-quietly 'apt-get purge -y libtessaline1 libtessaline-dev tessaline-tools tessaline-board'
+quietly 'apt-get purge -y libtessaline1 libtessaline-profile1 libtessaline-dev tessaline-tools tessaline-board'
 files >"$packages/after"
 diff "$packages/before" "$packages/after" || {
   echo "the packages leave these differences behind"

@@ -10,20 +10,14 @@ namespace tessaline_test {
 
 namespace {
 
-constexpr std::size_t kHeaderBytes = 32;
-constexpr std::size_t kPointBytes = 8;
 constexpr std::uint64_t kExamples = 5;
 
 constexpr unsigned kCallsToARead = 32;
 constexpr unsigned kCallsToASlowOne = 250;
 constexpr unsigned kLongestMs = 40;
 
-struct Header {
-  std::uint64_t frame_id, time_stamp, encoder_stamp, points;
-};
-static_assert(sizeof(Header) == kHeaderBytes);
-
-Header HeaderAt(const std::uint8_t* data) {
+template <typename Header>
+Header At(const std::uint8_t* data) {
   Header header;
   std::memcpy(&header, data, sizeof header);
   return header;
@@ -72,8 +66,8 @@ void SoakHandlers::BeBusy(unsigned call) {
 void SoakHandlers::OnImage(unsigned width, unsigned height, void* pixels) {
   const auto* image = static_cast<const std::uint8_t*>(pixels);
   const std::size_t size = std::size_t{width} * height;
-  const std::uint64_t id = HeaderAt(image + size).frame_id;
-  Compare(id, image, size + kHeaderBytes);
+  const std::uint64_t id = At<tessaline_image_header>(image + size).frame_id;
+  Compare(id, image, size + sizeof(tessaline_image_header));
   static unsigned calls = 0;
   BeBusy(++calls);
   images_.Note(id);
@@ -85,9 +79,9 @@ void SoakHandlers::OnStrips(unsigned strips, unsigned bytes, void* data) {
   static unsigned calls = 0;
   BeBusy(++calls);
   for (unsigned i = 0; i < strips; ++i) {
-    const Header header = HeaderAt(strip);
-    const std::size_t size = kHeaderBytes + kPointBytes * header.points;
-    if (header.points > bytes || strip + size > end) {
+    const auto header = At<tessaline_strip_header>(strip);
+    const std::size_t size = sizeof header + sizeof(tessaline_full_point) * header.point_count;
+    if (header.point_count > bytes || strip + size > end) {
       return Complain(kTruncated, "strip " + std::to_string(i) + " reaches beyond its buffer");
     }
     Compare(header.frame_id, strip, size);

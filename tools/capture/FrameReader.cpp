@@ -5,33 +5,34 @@
 namespace tool {
 namespace {
 
-constexpr std::uint16_t kNoLine = 0xFFFF;
-constexpr double kShortRowSteps = 32;
-constexpr double kFullRowSteps = 65536;
+template <typename Record>
+Record Take(const std::uint8_t*& at) {
+  Record record;
+  std::memcpy(&record, at, sizeof record);
+  at += sizeof record;
+  return record;
+}
 
-template <typename Number>
-Number Take(const std::uint8_t*& at) {
-  Number number;
-  std::memcpy(&number, at, sizeof number);
-  at += sizeof number;
-  return number;
+constexpr double FullRow(std::uint32_t row) {
+  return row / static_cast<double>(TESSALINE_FULL_ROW_STEPS);
+}
+constexpr double ShortRow(std::uint16_t row) {
+  return row / static_cast<double>(TESSALINE_SHORT_ROW_STEPS);
 }
 
 std::vector<Point> ReadPoints(const std::uint8_t* at, std::size_t count, std::size_t point_bytes) {
   std::vector<Point> points;
   points.reserve(count);
   for (unsigned n = 0; n < count; ++n) {
-    if (point_bytes == 2) {
-      const auto row = Take<std::uint16_t>(at);
-      if (row != kNoLine) points.push_back({n, row / kShortRowSteps, 255, 0});
-    } else if (point_bytes == 4) {
-      const unsigned column = Take<std::uint16_t>(at);
-      points.push_back({column, Take<std::uint16_t>(at) / kShortRowSteps, 255, 0});
+    if (point_bytes == sizeof(tessaline_row_point)) {
+      const auto point = Take<tessaline_row_point>(at);
+      if (point.row != TESSALINE_NO_LINE) points.push_back({n, ShortRow(point.row), 255, 0});
+    } else if (point_bytes == sizeof(tessaline_short_point)) {
+      const auto point = Take<tessaline_short_point>(at);
+      points.push_back({point.column, ShortRow(point.row), 255, 0});
     } else {
-      const unsigned column = Take<std::uint16_t>(at);
-      const auto peak = Take<std::uint8_t>(at);
-      const auto width = Take<std::uint8_t>(at);
-      points.push_back({column, Take<std::uint32_t>(at) / kFullRowSteps, peak, width});
+      const auto point = Take<tessaline_full_point>(at);
+      points.push_back({point.column, FullRow(point.row), point.peak, point.width});
     }
   }
   return points;
@@ -45,15 +46,15 @@ bool ReadStrips(unsigned strips, std::span<const std::uint8_t> bytes, std::size_
   const std::uint8_t* const end = at + bytes.size();
   for (unsigned i = 0; i < strips; ++i) {
     const std::uint8_t* const begin = at;
-    if (static_cast<std::size_t>(end - at) < kFrameHeaderBytes) return false;
+    if (static_cast<std::size_t>(end - at) < sizeof(tessaline_strip_header)) return false;
+    const auto header = Take<tessaline_strip_header>(at);
+    if (header.point_count > static_cast<std::size_t>(end - at) / point_bytes) return false;
     Frame frame{};
-    frame.id = Take<std::uint64_t>(at);
-    frame.time_stamp = Take<std::uint64_t>(at);
-    frame.encoder_stamp = Take<std::uint64_t>(at);
-    const auto points = Take<std::uint64_t>(at);
-    if (points > static_cast<std::size_t>(end - at) / point_bytes) return false;
-    frame.points = ReadPoints(at, points, point_bytes);
-    at += points * point_bytes;
+    frame.id = header.frame_id;
+    frame.time_stamp = header.time_stamp;
+    frame.encoder_stamp = header.encoder_stamp;
+    frame.points = ReadPoints(at, header.point_count, point_bytes);
+    at += header.point_count * point_bytes;
     frame.raw = {begin, at};
     use(frame);
   }
@@ -67,9 +68,10 @@ Frame ReadImage(unsigned width, unsigned height, std::span<const std::uint8_t> b
   frame.raw = bytes;
   frame.pixels = bytes.first(std::size_t{width} * height);
   const std::uint8_t* at = bytes.data() + frame.pixels.size();
-  frame.id = Take<std::uint64_t>(at);
-  frame.time_stamp = Take<std::uint64_t>(at);
-  frame.encoder_stamp = Take<std::uint64_t>(at);
+  const auto header = Take<tessaline_image_header>(at);
+  frame.id = header.frame_id;
+  frame.time_stamp = header.time_stamp;
+  frame.encoder_stamp = header.encoder_stamp;
   return frame;
 }
 

@@ -36,9 +36,9 @@ void OnImage(unsigned width, unsigned height, void* data) {
   const std::size_t bytes = std::size_t{width} * height;
   seen.right_images +=
       seen.image.size() == bytes && std::memcmp(data, seen.image.data(), bytes) == 0;
-  std::uint64_t id;
-  std::memcpy(&id, static_cast<std::byte*>(data) + bytes, sizeof id);
-  seen.image_ids.insert(id);
+  tessaline_image_header header;
+  std::memcpy(&header, static_cast<std::byte*>(data) + bytes, sizeof header);
+  seen.image_ids.insert(header.frame_id);
 }
 
 // Whether all data except the ids and stamps is as it was sent.
@@ -47,12 +47,12 @@ bool IsRight(unsigned count, unsigned bytes, const std::byte* data) {
   const std::size_t strip_bytes = seen.strips.size() / Frames::kStrips;
   std::uint64_t first_id = 0;
   for (unsigned i = 0; i < count; ++i) {
-    frames::StripHeader header;
+    tessaline_strip_header header;
     std::memcpy(&header, data + i * strip_bytes, sizeof header);
     if (i == 0) first_id = header.frame_id;
     if (header.frame_id != first_id + i || header.time_stamp != header.frame_id * 1000)
       return false;
-    if (header.points != Frames::kPoints) return false;
+    if (header.point_count != Frames::kPoints) return false;
     if (std::memcmp(data + i * strip_bytes + sizeof header,
                     seen.strips.data() + i * strip_bytes + sizeof header,
                     strip_bytes - sizeof header) != 0) {

@@ -132,10 +132,10 @@ TYPED_TEST(Flavour, CapturesEveryByte) {
       ++filled;
       EXPECT_EQ(count, kStrips);
       for (unsigned strip = 0; strip < kStrips; ++strip) {
-        const std::size_t at = strip * strip_bytes + sizeof(frames::StripHeader);
-        EXPECT_EQ(
-            std::memcmp(data + at, expected.data() + at, strip_bytes - sizeof(frames::StripHeader)),
-            0);
+        const std::size_t at = strip * strip_bytes + sizeof(tessaline_strip_header);
+        EXPECT_EQ(std::memcmp(data + at, expected.data() + at,
+                              strip_bytes - sizeof(tessaline_strip_header)),
+                  0);
       }
     }
     ASSERT_TRUE(device.QBuf());

@@ -10,12 +10,7 @@ namespace {
 
 constexpr std::size_t kBlock = 16;
 constexpr std::size_t kPlanes = 4;
-constexpr unsigned kPointBytes = 8;
 constexpr unsigned kOutputBuffers = 4;  // filled once, then only changed
-
-struct ImageHeader {
-  std::uint64_t frame_id, time_stamp, encoder_stamp, uninterpreted;
-};
 
 // The bytes of the capturing side, arranged in the lines of the output.
 class Canvas {
@@ -65,22 +60,23 @@ void SendImages(LoopedVideo& video, const Product& product) {
   video.Start([=](unsigned frame, std::byte* out, unsigned line_bytes) {
     Canvas canvas(out, line_bytes, product.full_width);
     if (frame < kOutputBuffers) canvas.Put(0, in_planes->data(), in_planes->size());
-    const ImageHeader header{frame + 1u, frame + 1u, 2u * frame, 0x0123456789ABCDEFu};
+    const tessaline_image_header header{frame + 1u, frame + 1u, 2u * frame, 0x0123456789ABCDEFu};
     canvas.Put(in_planes->size(), &header, sizeof header);
   });
 }
 
 std::vector<std::byte> Strips(unsigned strips, unsigned points) {
-  const std::size_t strip_bytes = sizeof(StripHeader) + std::size_t{points} * kPointBytes;
+  const std::size_t strip_bytes =
+      sizeof(tessaline_strip_header) + points * sizeof(tessaline_full_point);
   std::vector<std::byte> all(strips * strip_bytes);
   for (unsigned strip = 0; strip < strips; ++strip) {
     std::byte* at = all.data() + strip * strip_bytes;
-    const StripHeader header{0, 0, 0, points};
+    const tessaline_strip_header header{0, 0, 0, points};
     std::memcpy(at, &header, sizeof header);
     at += sizeof header;
-    for (unsigned i = 0; i < points; ++i, at += kPointBytes) {
-      const std::uint64_t row = 500 * 65536 + i * 37 + strip;
-      const std::uint64_t point = i | std::uint64_t{200} << 16 | row << 32;
+    for (unsigned i = 0; i < points; ++i, at += sizeof(tessaline_full_point)) {
+      const std::uint32_t row = 500 * TESSALINE_FULL_ROW_STEPS + i * 37 + strip;
+      const tessaline_full_point point{static_cast<std::uint16_t>(i), 200, 0, row};
       std::memcpy(at, &point, sizeof point);
     }
   }
@@ -96,7 +92,7 @@ void SendStrips(LoopedVideo& video, const Product& product, unsigned strips, uns
     if (frame < kOutputBuffers) canvas.Put(0, all->data(), all->size());
     for (unsigned strip = 0; strip < strips; ++strip) {
       const std::uint64_t id = std::uint64_t{frame} * strips + strip + 1;
-      const StripHeader header{id, id * 1000, id * 20, points};
+      const tessaline_strip_header header{id, id * 1000, id * 20, points};
       canvas.Put(strip * strip_bytes, &header, sizeof header);
     }
     const std::uint64_t count = strips;

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "support/LoopedVideo.h"
+#include "tessaline/frames.h"
 
 namespace kernel_test {
 
@@ -37,10 +38,6 @@ std::vector<std::byte> Strips(unsigned strips, unsigned points);
 
 // Sends these; frame ids continue from buffer to buffer.
 void SendStrips(LoopedVideo& video, const Product& product, unsigned strips, unsigned points);
-
-struct StripHeader {
-  std::uint64_t frame_id, time_stamp, encoder_stamp, points;
-};
 
 }  // namespace frames
 }  // namespace kernel_test
