@@ -39,7 +39,7 @@ constexpr int kDescriptors = 1024;
 std::array<std::string, kDescriptors>& names = *new std::array<std::string, kDescriptors>;
 std::mutex& mutex = *new std::mutex;
 
-std::string Name(int fd) {
+std::string NodeName(int fd) {
   const std::lock_guard lock(mutex);
   return fd >= 0 && fd < kDescriptors ? names[fd] : "";
 }
@@ -226,7 +226,7 @@ int close(int fd) {
 
 ssize_t write(int fd, const void* buffer, std::size_t size) {
   static auto* const next = Next<ssize_t(int, const void*, std::size_t)>("write");
-  const std::string name = Name(fd);
+  const std::string name = NodeName(fd);
   const ssize_t result = next(fd, buffer, size);
   if (name.starts_with("gpio ")) {
     Record("gpio",
@@ -244,7 +244,7 @@ int ioctl(int fd, unsigned long request, ...) noexcept {
   void* const argument = va_arg(arguments, void*);
   va_end(arguments);
   static auto* const next = Next<int(int, unsigned long, ...)>("ioctl");
-  const std::string name = Name(fd);
+  const std::string name = NodeName(fd);
   const unsigned wanted =
       request == VIDIOC_REQBUFS ? static_cast<v4l2_requestbuffers*>(argument)->count : 0;
   const bool format = request == VIDIOC_TRY_FMT || request == VIDIOC_S_FMT;
@@ -266,7 +266,7 @@ int ioctl(int fd, unsigned long request, ...) noexcept {
 void* mmap(void* hint, std::size_t size, int protection, int flags, int fd, off_t offset) noexcept {
   static auto* const next = Next<void*(void*, std::size_t, int, int, int, off_t)>("mmap");
   void* const address = next(hint, size, protection, flags, fd, offset);
-  const std::string name = fd >= 0 ? Name(fd) : "";
+  const std::string name = fd >= 0 ? NodeName(fd) : "";
   if (name == "mem") {
     mapping = address;
   } else if (name.starts_with("video")) {
