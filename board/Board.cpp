@@ -24,6 +24,9 @@
 #include "devices/SpiBus.h"
 #include "devices/UDmaBuf.h"
 
+// Exported by the C library; its headers do not declare it.
+extern "C" int __register_atfork(void (*prepare)(), void (*parent)(), void (*child)(), void* dso);
+
 namespace board {
 namespace {
 
@@ -75,8 +78,10 @@ void AfterFork(bool child) {
 void HandleForks() {
   static std::once_flag once;
   std::call_once(once, [] {
-    pthread_atfork(
-        BeforeFork, [] { AfterFork(false); }, [] { AfterFork(true); });
+    // As pthread_atfork, but exit() on another thread does not remove the handlers in the middle
+    // of a fork, which would leave the board closed and the signals blocked.
+    __register_atfork(
+        BeforeFork, [] { AfterFork(false); }, [] { AfterFork(true); }, nullptr);
   });
 }
 

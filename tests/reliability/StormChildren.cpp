@@ -17,11 +17,11 @@ namespace storm {
 namespace {
 
 // A shell fails if it has any descriptor except the standard streams, because it then inherited a
-// device.
+// device. Pipes do not count: the address sanitizer tests memory with one, for a moment.
 constexpr const char* kLookAround =
     "for fd in /proc/$$/fd/*; do case ${fd##*/} in [012]) ;;"
-    " *) [ ! -h $fd ] || { echo failed: left $(readlink $fd); exit 7; } ;;"
-    " esac; done";
+    " *) case $(readlink $fd) in '' | pipe:*) ;; *) echo failed: left $(readlink $fd); exit 7;"
+    " esac ;; esac; done";
 constexpr const char* kShell = "/bin/sh";
 const char* const kArguments[] = {kShell, "-c", kLookAround, nullptr};
 constexpr int kNoShell = 127;
