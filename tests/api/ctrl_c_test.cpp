@@ -43,7 +43,7 @@ const std::string kStopped = "fpga " + Wrote(fpga::kReg.TRIGGER_CTRL, 0);
 class CtrlC : public ::testing::Test {
  protected:
   void SetUp() override {
-    if (!tessaline_test::kHandlerReachesTheBoard) GTEST_SKIP() << "no registers in a handler";
+    if (!tessaline_test::kHandlerReachesTheBoard) GTEST_SKIP() << tessaline_test::kWhyNot;
   }
 
   static void ExpectReleased(const Outcome& outcome) {

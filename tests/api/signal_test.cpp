@@ -39,6 +39,7 @@ using tessaline_test::Eventually;
 using tessaline_test::ExpectExit;
 using tessaline_test::InAChild;
 using tessaline_test::kHandlerReachesTheBoard;
+using tessaline_test::kWhyNot;
 using tessaline_test::Outcome;
 using tessaline_test::PlugIn;
 using tessaline_test::ReallyWait;
@@ -76,7 +77,7 @@ void HandleAnImage() {
 class HandledSigint : public ::testing::Test {
  protected:
   void SetUp() override {
-    if (!kHandlerReachesTheBoard) GTEST_SKIP() << "no registers in a signal handler";
+    if (!kHandlerReachesTheBoard) GTEST_SKIP() << kWhyNot;
   }
 };
 

@@ -127,7 +127,7 @@ TEST(Npy, HasARecordAProfile) {
 TEST(Npy, IsReadByNumPy) {
   const std::string python = "/usr/bin/python3";  // the one that Debian's package is for
   if (std::system((python + " -c 'import numpy' 2>/dev/null").c_str()) != 0) {
-    GTEST_SKIP() << "python3-numpy is not installed";
+    GTEST_SKIP() << "python3-numpy is not installed; scripts/setup installs it";
   }
   const Directory directory;
   ASSERT_EQ(Capture("strips -n 5 -o " + (directory / "s.npy")).Run().status, 0);
