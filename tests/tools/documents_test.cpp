@@ -110,7 +110,8 @@ TEST(ManPages, AreThereForEverySubCommand) {
 }
 
 TEST(ManPages, AreWhatTroffUnderstands) {
-  if (std::system("command -v groff >/dev/null") != 0) GTEST_SKIP() << "groff is not installed; scripts/setup installs it";
+  if (std::system("command -v groff >/dev/null") != 0)
+    GTEST_SKIP() << "groff is not installed; scripts/setup installs it";
   const Directory directory;
   ASSERT_EQ(RunTool("--write-man-pages " + directory.path()).status, 0);
   const std::string format = "for page in " + directory.path() +
