@@ -58,18 +58,14 @@ unsigned RawTemperature(const products::Processor& processor) {
 
 // During a fork no thread is inside the board, and the slot and the frame engine are locked, so the
 // child finds them idle.
-std::shared_ptr<Board> board_at_fork;
-
 void BeforeFork() {
   KeepEverybodyOut();
   TheSlot().mutex.lock();
-  board_at_fork = TheSlot().board;
-  if (board_at_fork != nullptr) board_at_fork->engine().LockForFork();
+  if (const auto& board = TheSlot().board) board->engine().LockForFork();
 }
 
 void AfterFork(bool child) {
-  if (board_at_fork != nullptr) board_at_fork->engine().UnlockAfterFork(child);
-  board_at_fork = nullptr;
+  if (const auto& board = TheSlot().board) board->engine().UnlockAfterFork(child);
   TheSlot().mutex.unlock();
   if (child) RenewAfterFork();
   LetEverybodyIn(child);

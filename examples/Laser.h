@@ -1,5 +1,6 @@
-/* The laser, off whenever nobody looks after it: before Ctrl-C, kill or a closed terminal end the
- * process, and while Ctrl-Z holds it. Only SIGKILL leaves it as it is. For C and C++. */
+/* Keeps the laser off when nobody looks after it: before Ctrl-C, kill, a closed terminal or a closed
+ * pipe end the process, and while the terminal stops it (Ctrl-Z). SIGKILL, SIGSTOP and a crash leave
+ * it as it is. For C and C++. */
 #pragma once
 
 #include <errno.h>
@@ -12,6 +13,7 @@ static void (*library_ends)(int); /* the library's own way to end the process at
 
 /* OpenLaser() and CloseLaser() may be called in a signal handler. */
 static inline void laser_ends(int number) {
+  laser_wanted = 0; /* not even when Ctrl-Z comes before the end */
   CloseLaser();
   library_ends(number);
 }
@@ -33,11 +35,16 @@ static inline void laser_pauses(int number) {
 
 /* Call it after RegisterHardwareInit(), which installs the library's handler. */
 static inline int laser_on(void) {
-  library_ends = signal(SIGINT, laser_ends);
-  signal(SIGTERM, laser_ends);
-  signal(SIGQUIT, laser_ends);
-  signal(SIGHUP, laser_ends);
-  signal(SIGTSTP, laser_pauses);
+  if (!library_ends) {
+    library_ends = signal(SIGINT, laser_ends);
+    signal(SIGTERM, laser_ends);
+    signal(SIGQUIT, laser_ends);
+    signal(SIGPIPE, laser_ends);
+    if (signal(SIGHUP, laser_ends) == SIG_IGN) signal(SIGHUP, SIG_IGN); /* nohup */
+    signal(SIGTSTP, laser_pauses);
+    signal(SIGTTIN, laser_pauses);
+    signal(SIGTTOU, laser_pauses);
+  }
   laser_wanted = 1;
   return OpenLaser();
 }

@@ -47,6 +47,9 @@ inline std::vector<Profile> ReadStrips(unsigned strips, unsigned bytes, const vo
       if (point_bytes == sizeof(tessaline_row_point)) {
         const unsigned row = Take<tessaline_row_point>(at).row;
         if (row != TESSALINE_NO_LINE) profile.points.push_back({n, 255, row / kShortSteps});
+      } else if (point_bytes == sizeof(tessaline_short_point)) {
+        const auto point = Take<tessaline_short_point>(at);
+        profile.points.push_back({point.column, 255, point.row / kShortSteps});
       } else {
         const auto point = Take<tessaline_full_point>(at);
         profile.points.push_back({point.column, point.peak, point.row / kFullSteps});

@@ -97,7 +97,7 @@ bool SeesTheSensor(const Map& map, const PlaneMap<float>& single, const Edges& e
   const auto sees = [&](double column, double row) {
     const auto plane =
         single.Project(single.At(static_cast<float>(column), static_cast<float>(row)));
-    return map.Project(map.At(column, row)).depth > 0 && plane.depth > 0 &&
+    return map.Project(map.At(column, row)).depth > kClear && plane.depth > 0 &&
            std::isfinite(plane.x) && std::isfinite(plane.z);
   };
   for (int i = 0; i <= kPlaces; ++i) {
@@ -140,8 +140,19 @@ bool IsPossible(const tessaline_calibration& c) {
   if (!AllFinite(c)) return false;
   const auto sensor = [](double size) { return size >= 1 && size <= kMostPixels; };
   if (!sensor(c.sensor_width) || !sensor(c.sensor_height)) return false;
-  if (!(c.pixels_per_unit > 0) || !(c.plane[8] > 0)) return false;
-  if (c.column_sigma < 0 || c.row_sigma < 0 || c.x_sigma < 0 || c.z_sigma < 0) return false;
+  // A profile is measured in single precision, which larger numbers do not fit.
+  if (!(c.pixels_per_unit >= 1) || c.pixels_per_unit > kMostPixels || !(c.plane[8] > 0))
+    return false;
+  for (const double sigma : {c.column_sigma, c.row_sigma, c.x_sigma, c.z_sigma}) {
+    if (sigma < 0 || sigma > kMostPixels) return false;
+  }
+  const auto near_sensor = [](double centre, double size) {
+    return centre >= -size && centre <= 2 * size;
+  };
+  if (!near_sensor(c.centre_column, c.sensor_width) ||
+      !near_sensor(c.centre_row, c.sensor_height)) {
+    return false;
+  }
   const Map map(c);
   const double determinant = map.xu * map.zv - map.xv * map.zu;
   const double size = std::abs(map.xu * map.zv) + std::abs(map.xv * map.zu);

@@ -66,6 +66,7 @@ int tessaline_profile_to_mm(const struct tessaline_calibration* calibration,
   }
   if ((mm->x_sigma == nullptr) != (mm->z_sigma == nullptr)) return TESSALINE_PROFILE_ARGUMENT;
   if (profile->point_count == 0) return TESSALINE_PROFILE_OK;
+  if (profile->point_count > profile->capacity) return TESSALINE_PROFILE_CAPACITY;
   if (profile->column == nullptr || profile->row == nullptr || mm->x == nullptr ||
       mm->z == nullptr) {
     return TESSALINE_PROFILE_ARGUMENT;

@@ -38,14 +38,17 @@ int tessaline_strips_next(struct tessaline_strips* strips,
   const std::size_t left = strips->bytes_left - sizeof header;
   if (header.point_count > left / strips->point_bytes) return TESSALINE_PROFILE_MALFORMED;
   const auto points = static_cast<std::size_t>(header.point_count);
-  profile->point_count = points;
-  if (points > profile->capacity) return TESSALINE_PROFILE_CAPACITY;
+  if (points > profile->capacity) {
+    profile->point_count = points;
+    return TESSALINE_PROFILE_CAPACITY;
+  }
   const bool arrays =
       profile->column != nullptr && profile->row != nullptr && profile->valid != nullptr;
   const bool looks_in_pairs = (profile->peak == nullptr) == (profile->width == nullptr);
-  if (points > 0 && !(arrays && looks_in_pairs)) return TESSALINE_PROFILE_ARGUMENT;
+  if ((points > 0 && !arrays) || !looks_in_pairs) return TESSALINE_PROFILE_ARGUMENT;
 
   ReadPoints(strips->next + sizeof header, points, strips->point_bytes, *geometry, *profile);
+  profile->point_count = points;
   profile->frame_id = header.frame_id;
   profile->time_stamp = header.time_stamp;
   profile->encoder_stamp = header.encoder_stamp;

@@ -39,11 +39,11 @@ void Tell(const std::string& who, const Failure& failure) {
 // The same for programs, unless they have their answer.
 void EmitError(const Failure& failure) {
   if (Session::HasEmitted()) return;
-  const Json json{{"error", failure.what()},
-                  {"advice", failure.next()},
-                  {"status", static_cast<int>(failure.code())}};
+  Json json;
+  AddTo(json, failure);
   try {
-    Session::Write(json.dump(2, ' ', false, Json::error_handler_t::replace) + '\n');
+    // On one line, because `watch` has written lines before.
+    Session::Write(json.dump(-1, ' ', false, Json::error_handler_t::replace) + '\n');
   } catch (const Failure&) {  // standard output is what cannot be written
   }
 }
@@ -91,6 +91,8 @@ ExitCode Application::Guarded(const std::function<ExitCode()>& run) {
     return end(failure);
   } catch (const std::bad_alloc&) {  // caught, so that destructors switch the laser off
     return end(Failure(ExitCode::kFile, "out of memory", "capture less at a time"));
+  } catch (const std::exception& error) {  // likewise
+    return end(Failure(ExitCode::kFile, error.what()));
   }
 }
 

@@ -18,7 +18,10 @@ namespace {
 
 std::atomic<int> interrupts = 0;
 std::atomic<int> last_signal = 0;
-sem_t impatience;
+sem_t requests;  // the first and the second
+
+// For what the command does after an interrupt; a reader may never read again.
+constexpr timespec kGrace{5, 0};
 
 // These mean that the user has gone. They come more than once, which is not impatience.
 bool ComesFromAPerson(int signal) { return signal != SIGPIPE && signal != SIGHUP; }
@@ -26,20 +29,21 @@ bool ComesFromAPerson(int signal) { return signal != SIGPIPE && signal != SIGHUP
 void OnInterrupt(int signal) {
   if (!ComesFromAPerson(signal)) {
     int none = 0;
-    interrupts.compare_exchange_strong(none, 1);
+    if (interrupts.compare_exchange_strong(none, 1)) sem_post(&requests);
     return;
   }
   last_signal = signal;
   switch (interrupts.fetch_add(1)) {
     case 0:
-      return;
     case 1:
-      sem_post(&impatience);
+      sem_post(&requests);
       return;
     default:
       _exit(128 + signal);
   }
 }
+
+constexpr std::array kStops{SIGTSTP, SIGTTIN, SIGTTOU};
 
 struct StopHook {
   void (*before)();
@@ -71,6 +75,11 @@ void OnStop(int signal) {
 void Catch(int signal, void (*handler)(int) = OnInterrupt) {
   struct sigaction action {};
   action.sa_handler = handler;
+  if (handler == OnStop) {
+    // One stop at a time, and what it interrupts goes on afterwards.
+    for (const int stop : kStops) sigaddset(&action.sa_mask, stop);
+    action.sa_flags = SA_RESTART;
+  }
   sigaction(signal, &action, nullptr);
 }
 
@@ -83,12 +92,21 @@ bool IsIgnored(int signal) {
 }  // namespace
 
 void CatchInterrupts(std::function<void()> last_resort) {
-  sem_init(&impatience, /*pshared=*/0, 0);
+  sem_init(&requests, /*pshared=*/0, 0);
   const SignalsBlocked inherited;
   std::thread([last_resort = std::move(last_resort)] {
-    while (sem_wait(&impatience) != 0) {
+    while (sem_wait(&requests) != 0) {
+    }
+    timespec until{};
+    clock_gettime(CLOCK_MONOTONIC, &until);
+    until.tv_sec += kGrace.tv_sec;
+    if (sem_clockwait(&requests, CLOCK_MONOTONIC, &until) != 0) {
+      last_resort();  // light without anybody who takes frames
+      while (sem_wait(&requests) != 0) {
+      }
     }
     last_resort();
+    for (std::size_t i = 0; i < stop_hook_count; ++i) stop_hooks[i].before();
     EndProcess(128 + last_signal);
   }).detach();
   for (const int signal : {SIGINT, SIGTERM, SIGQUIT, SIGPIPE}) Catch(signal);
@@ -103,13 +121,12 @@ void EndProcess(int status) {
 
 bool Interrupted() { return interrupts > 0; }
 
-bool AtStop(void (*before)(), void (*after)()) {
+void AtStop(void (*before)(), void (*after)()) {
   stop_hooks.at(stop_hook_count) = {before, after};
   ++stop_hook_count;
-  for (const int signal : {SIGTSTP, SIGTTIN, SIGTTOU}) {
+  for (const int signal : kStops) {
     if (!IsIgnored(signal)) Catch(signal, OnStop);  // ignored: no shell would make it go on
   }
-  return true;
 }
 
 SignalsBlocked::SignalsBlocked() {

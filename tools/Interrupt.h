@@ -8,16 +8,16 @@
 namespace tool {
 
 // Ctrl-C and the like (SIGTERM, SIGQUIT, a closed terminal, a closed pipe) ask the tool to end in
-// order. The library's own handler would end the process in the middle of a file. A second
-// request runs `last_resort` on a thread of its own and ends the process; a third ends it at
-// once.
+// order. The library's own handler would end the process in the middle of a file. If that takes
+// five seconds, `last_resort` runs on a thread of its own. A second request runs it at once and
+// ends the process; a third only ends it.
 void CatchInterrupts(std::function<void()> last_resort);
 
 bool Interrupted();
 
 // When the process is about to stop (Ctrl-Z) it runs `before`, and when it goes on, `after`. Both
-// run in a signal handler on the main thread. True, for initialising a constant.
-bool AtStop(void (*before)(), void (*after)());
+// run in a signal handler on the main thread.
+void AtStop(void (*before)(), void (*after)());
 
 // While it lives, signals go to other threads; a thread that is started meanwhile gets none ever,
 // but for its own faults.

@@ -1,6 +1,7 @@
 #include "Laser.h"
 
 #include <atomic>
+#include <mutex>
 
 #include "Interrupt.h"
 #include "tessaline/tessaline.h"
@@ -10,21 +11,21 @@ namespace {
 
 std::atomic<bool> wanted = false;
 
-// Runs in a signal handler, which these two calls of the library allow.
-template <int (*call)()>
-void IfWanted() {
-  if (wanted) call();
+// These run in a signal handler, which the two calls of the library allow.
+void Leave() { CloseLaser(); }
+void Resume() {
+  if (wanted && !Interrupted()) OpenLaser();
 }
 
 }  // namespace
 
 bool On() {
-  static const bool follows_stops = AtStop(IfWanted<CloseLaser>, IfWanted<OpenLaser>);
-  wanted = follows_stops;
+  static std::once_flag once;
+  std::call_once(once, [] { AtStop(Leave, Resume); });
+  wanted = true;
   return OpenLaser() == 0;
 }
 
-// A stop in between leaves it off.
 bool Off() {
   wanted = false;
   return CloseLaser() == 0;

@@ -180,9 +180,14 @@ void WholeFile::Write(std::span<const std::uint8_t> bytes) {
   part_->Append(bytes);
   part_->Flush();
   const char* const part = part_->path().c_str();
-  // A link never replaces a file.
-  if ((force_ ? rename(part, path_.c_str()) : link(part, path_.c_str())) == 0) return;
-  throw errno == EEXIST ? Exists(path_) : Cannot("create", path_, errno);
+  if (!force_) {
+    // Reserves the name: nobody else's file is replaced. Not every file system has links.
+    const int fd = open(path_.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, 0666);
+    if (fd < 0) throw errno == EEXIST ? Exists(path_) : Cannot("create", path_, errno);
+    close(fd);
+  }
+  if (rename(part, path_.c_str()) != 0) throw Cannot("create", path_, errno);
+  part_.reset();  // another command may use the name now
 }
 
 void WriteWholeFile(const std::string& path, bool force, std::span<const std::uint8_t> bytes) {

@@ -57,6 +57,12 @@ void Session::MarkVirtual(Json& json) const {
   if (on_virtual_board() && json.is_object()) json["board"] = "virtual";
 }
 
+void AddTo(Json& json, const Failure& failure) {
+  json["error"] = failure.what();
+  json["advice"] = failure.next();
+  json["status"] = static_cast<int>(failure.code());
+}
+
 std::string Session::BoardLine() const {
   return on_virtual_board() ? fmt::format("# virtual board of a {}\n", Board()) : "";
 }

@@ -6,6 +6,7 @@
 #include <string>
 #include <utility>
 
+#include "Failure.h"
 #include "LibraryOutput.h"
 #include "Models.h"
 
@@ -13,6 +14,9 @@ namespace tool {
 
 // Keeps members in the order they were added.
 using Json = nlohmann::ordered_json;
+
+// Adds what went wrong and what to do next: `error`, `advice`, `status`.
+void AddTo(Json& json, const Failure& failure);
 
 // The options of every sub-command.
 struct CommonOptions {

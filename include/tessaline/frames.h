@@ -3,9 +3,9 @@
  * What strips and images consist of in memory: records without gaps, for C11 and C++20.
  *
  * A strip handler gets strips one behind the other: a tessaline_strip_header, and
- * point_count points of one of three layouts. Which layout a product sends, and when, says
- * docs/strip-format.md. An image handler gets the pixels, one byte each, and directly behind
- * them a tessaline_image_header.
+ * point_count points of one of three layouts. The layout depends on the FPGA build; these
+ * are the virtual board's, and docs/strip-format.md says which product sends which. An image
+ * handler gets the pixels, one byte each, and directly behind them a tessaline_image_header.
  *
  * All numbers are little-endian, like the processors that the library runs on. Points of 2
  * and 4 bytes leave the next header at any even address, so copy a record out of the buffer:
@@ -22,10 +22,6 @@
 #include <assert.h>
 #include <stddef.h>
 #include <stdint.h>
-
-#ifdef __cplusplus
-extern "C" {
-#endif
 
 /** Numbers of the formats. */
 enum tessaline_frame_number {
@@ -76,22 +72,20 @@ static_assert(offsetof(struct tessaline_strip_header, time_stamp) == 8, "as the 
 static_assert(offsetof(struct tessaline_strip_header, encoder_stamp) == 16,
               "as the FPGA writes it");
 static_assert(offsetof(struct tessaline_strip_header, point_count) == 24, "as the FPGA writes it");
-static_assert(sizeof(struct tessaline_full_point) == 8, "as the FPGA writes it");
-static_assert(offsetof(struct tessaline_full_point, peak) == 2, "as the FPGA writes it");
-static_assert(offsetof(struct tessaline_full_point, width) == 3, "as the FPGA writes it");
-static_assert(offsetof(struct tessaline_full_point, row) == 4, "as the FPGA writes it");
-static_assert(sizeof(struct tessaline_short_point) == 4, "as the processor writes it");
-static_assert(offsetof(struct tessaline_short_point, row) == 2, "as the processor writes it");
-static_assert(sizeof(struct tessaline_row_point) == 2, "as the processor writes it");
+static_assert(sizeof(struct tessaline_full_point) == 8, "without gaps");
+static_assert(offsetof(struct tessaline_full_point, column) == 0, "without gaps");
+static_assert(offsetof(struct tessaline_full_point, peak) == 2, "without gaps");
+static_assert(offsetof(struct tessaline_full_point, width) == 3, "without gaps");
+static_assert(offsetof(struct tessaline_full_point, row) == 4, "without gaps");
+static_assert(sizeof(struct tessaline_short_point) == 4, "without gaps");
+static_assert(offsetof(struct tessaline_short_point, column) == 0, "without gaps");
+static_assert(offsetof(struct tessaline_short_point, row) == 2, "without gaps");
+static_assert(sizeof(struct tessaline_row_point) == 2, "without gaps");
 static_assert(sizeof(struct tessaline_image_header) == 32, "as the FPGA writes it");
 static_assert(offsetof(struct tessaline_image_header, frame_id) == 0, "as the FPGA writes it");
 static_assert(offsetof(struct tessaline_image_header, time_stamp) == 8, "as the FPGA writes it");
 static_assert(offsetof(struct tessaline_image_header, encoder_stamp) == 16,
               "as the FPGA writes it");
 static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "the records are copied as they are");
-
-#ifdef __cplusplus
-}
-#endif
 
 #endif

@@ -299,6 +299,9 @@ std::vector<Change> ImpossibleOnes() {
       {"numbers_beyond_single_precision", [](auto& c) { c.plane[0] = 1e39; }},
       {"no_unit", [](auto& c) { c.pixels_per_unit = 0; }},
       {"negative_unit", [](auto& c) { c.pixels_per_unit = -728; }},
+      {"unit_beyond_the_sensor", [](auto& c) { c.pixels_per_unit = 1e39; }},
+      {"centre_far_to_the_right", [](auto& c) { c.centre_column = 3000; }},
+      {"centre_far_above", [](auto& c) { c.centre_row = -1100; }},
       {"no_columns", [](auto& c) { c.sensor_width = 0; }},
       {"too_many_rows", [](auto& c) { c.sensor_height = 32769; }},
       {"behind_at_the_centre", [](auto& c) { c.plane[8] = -1; }},
@@ -322,6 +325,8 @@ std::vector<Change> ImpossibleOnes() {
       {"negative_row_sigma", [](auto& c) { c.row_sigma = -1; }},
       {"negative_x_sigma", [](auto& c) { c.x_sigma = -1; }},
       {"negative_z_sigma", [](auto& c) { c.z_sigma = -1; }},
+      {"column_sigma_beyond_the_sensor", [](auto& c) { c.column_sigma = 1e200; }},
+      {"x_sigma_beyond_single_precision", [](auto& c) { c.x_sigma = 1e39; }},
   };
 }
 
@@ -384,6 +389,11 @@ class Profiles : public ::testing::Test {
   tessaline_profile profile_;
   tessaline_millimetres mm_;
 };
+
+TEST_F(Profiles, WithMorePointsThanRoomAreRefused) {
+  profile_.point_count = profile_.capacity + 1;
+  EXPECT_EQ(tessaline_profile_to_mm(&kHead, &profile_, &mm_), TESSALINE_PROFILE_CAPACITY);
+}
 
 TEST_F(Profiles, AreMeasuredWithinAFewHundredthsOfAMicrometre) {
   constexpr double kClose = 0.05e-3;

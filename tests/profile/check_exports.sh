@@ -10,7 +10,7 @@ if [ "$exported" != "$declared" ]; then
   printf 'exported:\n%s\ndeclared:\n%s\n' "$exported" "$declared"
   exit 1
 fi
-if "$1" -D --undefined-only "$2" | grep -wE 'malloc|calloc|realloc|_Zn[wa].*'; then
+if "$1" -D --undefined-only "$2" | grep -wE 'malloc|calloc|realloc|reallocarray|aligned_alloc|posix_memalign|mmap|_Zn[wa].*'; then
   echo "a profile is to be made without allocating"
   exit 1
 fi

@@ -348,6 +348,19 @@ TEST(Damage, WhatIsWholeBeforeIsRead) {
   EXPECT_EQ(tessaline_strips_next(&strips, &kSensor, &profile), TESSALINE_PROFILE_MALFORMED);
 }
 
+TEST(Looks, AreWantedBothOrNotAtAll) {
+  for (const std::size_t points : {0u, 1u}) {
+    StripBytes bytes(4);
+    bytes.Add<Short>(1, std::vector<Short>(points, Short{1, 32}));
+    auto strips = bytes.Begin();
+    Arrays arrays(1);
+    auto profile = arrays.Profile();
+    profile.width = nullptr;
+    EXPECT_EQ(tessaline_strips_next(&strips, &kSensor, &profile), TESSALINE_PROFILE_ARGUMENT);
+    EXPECT_EQ(profile.point_count, 0u);
+  }
+}
+
 TEST(Capacity, IsAskedForAndTheStripComesAgain) {
   StripBytes bytes(4);
   bytes.Add<Short>(6, {{1, 32}, {2, 64}, {3, 96}});

@@ -18,7 +18,15 @@ using ::testing::Not;
 class LaserOff : public ::testing::Test {
  protected:
   ToolRun Tool(const std::string& arguments) const {
-    return ToolRun(arguments + " --virtual K3610").With("TESSALINE_BOARD_TRANSCRIPT", transcript_);
+    return ToolRun(arguments + " --virtual K3610")
+        .With("TESSALINE_BOARD_TRANSCRIPT", transcript_)
+        .With("LASER_WITNESS", witness_)
+        .With("LD_PRELOAD", TESSALINE_LASER_WITNESS);
+  }
+  // While the program runs; the transcript comes at its end.
+  bool IsDark() const {
+    const std::string states = FileText(witness_);
+    return states.find('1') != std::string::npos && states.back() == '0';
   }
   // Whether both lines were driven, and both are off since.
   bool WentOff() const { return LineWentOff("gpio907") && LineWentOff("gpio934"); }
@@ -41,6 +49,7 @@ class LaserOff : public ::testing::Test {
   const Directory directory_;
   const std::string file_ = directory_ / "scan.csv";
   const std::string transcript_ = directory_ / "transcript.txt";
+  const std::string witness_ = directory_ / "laser.txt";
 };
 
 TEST_F(LaserOff, AfterACapture) {
@@ -102,12 +111,13 @@ bool Stops(pid_t child) {
   return waitpid(child, &status, WUNTRACED) == child && WIFSTOPPED(status);
 }
 
-// What is stopped by Ctrl-Z, goes on, and is ended by another signal.
+// What is stopped by Ctrl-Z, goes on, and is ended by another signal. `dark`: whether it was off
+// while it was stopped.
 ToolRun& StoppedOnce(ToolRun& run, std::function<bool(const ToolResult&)> when, int end,
-                     bool& stopped) {
-  return run.InAGroupOfItsOwn().When(std::move(when), [&stopped, end](pid_t child) {
+                     std::function<bool()> is_dark, bool& dark) {
+  return run.InAGroupOfItsOwn().When(std::move(when), [&dark, is_dark, end](pid_t child) {
     kill(child, SIGTSTP);
-    stopped = Stops(child);
+    dark = Stops(child) && is_dark();
     kill(child, SIGCONT);
     usleep(100'000);  // it is light again
     kill(child, end);
@@ -115,24 +125,32 @@ ToolRun& StoppedOnce(ToolRun& run, std::function<bool(const ToolResult&)> when, 
 }
 
 TEST_F(LaserOff, WhileACaptureIsStopped) {
-  bool stopped = false;
+  bool dark = false;
   ToolRun run = Tool("capture strips -n 100000000 -o " + file_);
   const auto captures = [this](const ToolResult&) {
     std::error_code ignored;
     return std::filesystem::exists(file_) && std::filesystem::file_size(file_, ignored) > 300'000;
   };
-  EXPECT_EQ(StoppedOnce(run, captures, SIGTERM, stopped).Run().status, kInterrupted);
-  EXPECT_TRUE(stopped);
+  EXPECT_EQ(StoppedOnce(
+                run, captures, SIGTERM, [this] { return IsDark(); }, dark)
+                .Run()
+                .status,
+            kInterrupted);
+  EXPECT_TRUE(dark);
   EXPECT_EQ(TimesOn(), 2);
   EXPECT_TRUE(WentOff());
 }
 
 TEST_F(LaserOff, WhileItsTimeIsStopped) {
-  bool stopped = false;
+  bool dark = false;
   ToolRun run = Tool("laser on --seconds 3600");
   const auto is_on = [](const ToolResult& now) { return CountLines(now.err) > 0; };
-  EXPECT_EQ(StoppedOnce(run, is_on, SIGHUP, stopped).Run().status, kInterrupted);
-  EXPECT_TRUE(stopped);
+  EXPECT_EQ(StoppedOnce(
+                run, is_on, SIGHUP, [this] { return IsDark(); }, dark)
+                .Run()
+                .status,
+            kInterrupted);
+  EXPECT_TRUE(dark);
   EXPECT_EQ(TimesOn(), 2);
   EXPECT_TRUE(WentOff());
 }
@@ -154,7 +172,9 @@ class LaserOffInExample : public LaserOff {
         .In(directory_.path())
         .With("TESSALINE_BOARD_SLEEP", "1")
         .With("TESSALINE_BOARD_PACE", "real")
-        .With("TESSALINE_BOARD_TRANSCRIPT", transcript_);
+        .With("TESSALINE_BOARD_TRANSCRIPT", transcript_)
+        .With("LASER_WITNESS", witness_)
+        .With("LD_PRELOAD", TESSALINE_LASER_WITNESS ":" TESSALINE_BOARD_LIBRARY);
   }
 };
 
@@ -182,17 +202,21 @@ std::function<bool(const ToolResult&)> InTheMiddle() {
 }
 
 TEST_F(LaserOffInExample, AtAnySignal) {
-  for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) {
-    Program(kStrips).When(InTheMiddle(), [signal](pid_t child) { kill(child, signal); }).Run();
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE}) {
+    const ToolResult result =
+        Program(kStrips).When(InTheMiddle(), [signal](pid_t child) { kill(child, signal); }).Run();
+    EXPECT_THAT(result.out, Not(HasSubstr(" strips, frames"))) << "it came to its own end";
     EXPECT_TRUE(WentOff()) << strsignal(signal);
   }
 }
 
 TEST_F(LaserOffInExample, WhileStopped) {
-  bool stopped = false;
+  bool dark = false;
   ToolRun run = Program(kStrips);
-  StoppedOnce(run, InTheMiddle(), SIGTERM, stopped).Run();
-  EXPECT_TRUE(stopped);
+  StoppedOnce(
+      run, InTheMiddle(), SIGTERM, [this] { return IsDark(); }, dark)
+      .Run();
+  EXPECT_TRUE(dark);
   EXPECT_EQ(TimesOn(), 2);
   EXPECT_TRUE(WentOff());
 }
@@ -246,6 +270,23 @@ TEST_F(LaserOffAtPipe, AtTheSecondCtrlC) {
                                 .Run();
   EXPECT_GT(result.status, 128);
   EXPECT_TRUE(WentOff());
+}
+
+TEST_F(LaserOffAtPipe, SomeSecondsAfterOneRequest) {
+  ASSERT_TRUE(made_);
+  bool dark = false;
+  EndlessCapture()
+      .When([this](const ToolResult&) { return Waiting() > 1 << 15; },
+            [this, &dark](pid_t child) {
+              kill(child, SIGTERM);
+              for (int i = 0; i < 200 && !dark; ++i) {
+                usleep(100'000);
+                dark = IsDark();
+              }
+              kill(child, SIGINT);
+            })
+      .Run();
+  EXPECT_TRUE(dark);
 }
 
 TEST_F(LaserOffAtPipe, WhenItsReaderHasGone) {

@@ -73,11 +73,13 @@ std::optional<Delivery> FrameQueue::Take(std::chrono::milliseconds patience) {
   return delivery;
 }
 
-void FrameQueue::Abandon() {
+bool FrameQueue::Abandon() {
   const std::lock_guard lock(mutex_);
+  const bool any = !waiting_.empty();
   for (const Delivery& delivery : waiting_) dropped_ += delivery.Frames();
   waiting_.clear();
   waiting_bytes_ = 0;
+  return any;
 }
 
 std::uint64_t FrameQueue::Dropped() {

@@ -49,8 +49,8 @@ class FrameQueue {
   // Waits for the next delivery; nothing if none comes in time.
   std::optional<Delivery> Take(std::chrono::milliseconds patience);
 
-  // Drops what waits.
-  void Abandon();
+  // Drops what waits. False if nothing does.
+  bool Abandon();
 
   // Frames dropped since Open(), for lack of room or by Abandon().
   std::uint64_t Dropped();

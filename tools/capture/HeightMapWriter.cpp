@@ -81,7 +81,7 @@ std::vector<std::uint8_t> HeightMapWriter::Draw(unsigned& height) const {
   const std::uint64_t start = profiles_.front().encoder_stamp;
   // The same millimetres per pixel down as across. If the belt stands still or the encoder
   // counts backwards, one row per profile.
-  const double mm_per_pixel = geometry.mm_per_column * settings_.width / width_;
+  const double mm_per_pixel = std::abs(geometry.mm_per_column) * settings_.width / width_;
   const auto counts = static_cast<std::int64_t>(profiles_.back().encoder_stamp - start);
   const double travel = geometry.Y(static_cast<double>(counts)) / mm_per_pixel;
   const bool by_encoder = geometry.calibrated && travel >= 1 && travel < kMostRows;

@@ -29,7 +29,6 @@ RecordingResult Recorder::Run(const RecordingLimits& limits, bool laser) {
   queue.Open();
   start_ = shown_ = Clock::now();
   tool::Run(device_.Begin(laser));
-  const Losses before = Losses::SoFar(images_);
   const auto guarded = [this](void (Recorder::*part)()) {
     try {
       if (!result_.failure) (this->*part)();
@@ -38,7 +37,7 @@ RecordingResult Recorder::Run(const RecordingLimits& limits, bool laser) {
     }
   };
   guarded(&Recorder::TakeFrames);
-  result_.interrupted = Interrupted() && !IsOver();
+  const bool in_time = IsOver();
   result_.seconds = std::chrono::duration<double>(Clock::now() - start_).count();
   queue.Close();
   tool::Run(device_.End(laser));
@@ -46,13 +45,15 @@ RecordingResult Recorder::Run(const RecordingLimits& limits, bool laser) {
   guarded(&Recorder::TakeRest);
   // What comes before the first frame and after the last that was wanted is no loss.
   if (!HasEnough()) result_.losses = after;
-  result_.losses.fpga_lost -= before.fpga_lost;
-  result_.losses.triggers_lost -= before.triggers_lost;
+  result_.losses.fpga_lost -= before_.fpga_lost;
+  result_.losses.triggers_lost -= before_.triggers_lost;
+  const bool abandoned = !HasEnough() && queue.Abandon();
+  result_.dropped = queue.Dropped();
   if (HasEnough()) {
     result_.losses.fpga_lost = std::min(result_.losses.fpga_lost, result_.missing);
+    result_.dropped = std::min(result_.dropped, result_.missing);
   }
-  if (!HasEnough()) queue.Abandon();
-  result_.dropped = queue.Dropped();
+  result_.interrupted = Interrupted() && (!in_time || abandoned);
   ShowProgress(true);
   try {
     writer_.Finish();
@@ -99,6 +100,7 @@ bool Recorder::IsOver() const {
 void Recorder::Use(const Delivery& delivery) {
   if (delivery.is_image != images_) return;  // left over from the start
   if (HasEnough()) return;
+  if (result_.frames == 0) before_ = delivery.losses;
   result_.losses = delivery.losses;
   if (images_) {
     WriteFrame(ReadImage(delivery.first, delivery.second, delivery.bytes));

@@ -70,6 +70,7 @@ class Recorder {
   LightMeter light_;
   RecordingLimits limits_;
   RecordingResult result_;
+  Losses before_;  // the first frame
   std::optional<std::uint64_t> last_id_;
   Clock::time_point start_;
   Clock::time_point shown_;

@@ -198,7 +198,7 @@ class CaptureCommand : public Command {
               {"files", result.frames > 0 ? files : std::vector<std::string>()}};
     if (!result.warning.empty()) json["warning"] = result.warning;
     const std::optional<Failure> failure = FailureOf(result);
-    if (failure) json["error"] = failure->what();
+    if (failure) AddTo(json, *failure);
     session.Emit(json);
     if (!result.warning.empty() && !session.json()) session.Note("{}", result.warning);
     if (failure) throw *failure;

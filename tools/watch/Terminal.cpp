@@ -7,6 +7,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <mutex>
 #include <string_view>
 
 #include "Interrupt.h"
@@ -80,8 +81,9 @@ unsigned Terminal::columns() const { return SizeOf(fd_).ws_col; }
 unsigned Terminal::rows() const { return SizeOf(fd_).ws_row; }
 
 void Terminal::Enter() {
-  static const bool follows_stops = AtStop(GiveBack, TakeOver);
-  entered_ = follows_stops;
+  static std::once_flag once;
+  std::call_once(once, [] { AtStop(GiveBack, TakeOver); });
+  entered_ = true;
   screen = fd_;
   TakeOver();
 }

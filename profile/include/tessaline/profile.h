@@ -98,8 +98,8 @@ int tessaline_strips_begin(struct tessaline_strips* strips, const void* data, si
 
 /**
  * The laser line of one frame. The caller sets the capacity and the arrays;
- * tessaline_strips_next() fills in the rest. The sensor's width is room enough for any
- * whole strip.
+ * tessaline_strips_next() fills in the rest. The sensor's width is room enough for a
+ * strip, except on K38.., whose frames may be 4800 columns wide.
  */
 struct tessaline_profile {
   size_t capacity; /**< points for which each array has room */
@@ -164,7 +164,7 @@ struct tessaline_calibration {
   double sensor_height;   /**< rows of the full sensor that was calibrated */
   double centre_column;   /**< centre of the distortion, pixels */
   double centre_row;      /**< centre of the distortion, pixels */
-  double pixels_per_unit; /**< above 0; half of the sensor's width keeps all numbers near 1 */
+  double pixels_per_unit; /**< 1 to 32768; half of the sensor's width keeps all numbers near 1 */
   double distortion[3];   /**< k1, k2, k3 */
   double plane[9];        /**< projective map, row by row; plane[8] is above 0 */
   double column_sigma;    /**< 1-sigma of a point's column, pixels */
@@ -174,7 +174,8 @@ struct tessaline_calibration {
 };
 
 /**
- * Checks that a calibration can be one: all numbers finite, the map invertible, the whole
+ * Checks that a calibration can be one: all numbers finite and of usual size, the centre
+ * within a sensor's size of the sensor, the map invertible, the whole
  * sensor on this side of the horizon, the distortion growing outwards everywhere on the
  * sensor, no negative sigma.
  *
@@ -197,11 +198,12 @@ struct tessaline_millimetres {
  * @param profile      from tessaline_strips_next(); only read
  * @param mm           the arrays are filled up to the profile's point_count
  * @return 0; TESSALINE_PROFILE_SENSOR when profile and calibration have full sensors of
- *         different sizes; TESSALINE_PROFILE_CALIBRATION or TESSALINE_PROFILE_ARGUMENT.
+ *         different sizes; TESSALINE_PROFILE_CAPACITY when the profile has more points than
+ *         its arrays; TESSALINE_PROFILE_CALIBRATION or TESSALINE_PROFILE_ARGUMENT.
  *         Without success no array is touched.
  *
  * Computes in single precision: within 0.05 micrometres of tessaline_point_to_mm() for
- * fields of view up to 100 mm.
+ * fields of view up to 100 mm in which x and z are 0 somewhere.
  */
 int tessaline_profile_to_mm(const struct tessaline_calibration* calibration,
                             const struct tessaline_profile* profile,
