@@ -1,6 +1,7 @@
 // The live view: lines where there is no terminal, a picture that follows the size of one.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <pty.h>
 #include <sys/ioctl.h>
 
