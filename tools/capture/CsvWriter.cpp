@@ -8,10 +8,10 @@ namespace tool {
 
 CsvWriter::CsvWriter(const WriterSettings& settings)
     : file_(settings.path, settings.force),
-      geometry_(settings.geometry),
+      calibrated_(settings.measuring.calibrated()),
       rows_only_(settings.rows_only) {
   file_.Append("frame_id,time_stamp,encoder_stamp,column,row,peak,line_width");
-  file_.Append(geometry_.calibrated ? ",x_mm,z_mm\n" : "\n");
+  file_.Append(calibrated_ ? ",x_mm,z_mm\n" : "\n");
   file_.Flush();
 }
 
@@ -26,9 +26,7 @@ void CsvWriter::Write(const Frame& frame) {
     } else {
       fmt::format_to(out, "{},{}", point.peak, point.width);
     }
-    if (geometry_.calibrated) {
-      fmt::format_to(out, ",{:.4f},{:.4f}", geometry_.X(point.column), geometry_.Z(point.row));
-    }
+    if (calibrated_) fmt::format_to(out, ",{:.4f},{:.4f}", point.x, point.z);
     lines.push_back('\n');
   }
   file_.Append({lines.data(), lines.size()});

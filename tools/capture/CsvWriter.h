@@ -16,7 +16,7 @@ class CsvWriter : public FrameWriter {
 
  private:
   OutputFile file_;
-  Geometry geometry_;
+  const bool calibrated_;
   const bool rows_only_;
 };
 

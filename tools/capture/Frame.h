@@ -6,12 +6,14 @@
 
 namespace tool {
 
-// One point of the laser line. Column and row count within the region of interest.
+// One point of the laser line. Column and row are those of the full sensor.
 struct Point {
   unsigned column;
-  double row;
-  std::uint8_t peak;   // grey value; 255 if the product does not send it
+  float row;
+  std::uint8_t peak;   // grey value; 0 if the product does not send it
   std::uint8_t width;  // of the line, pixels; 0 if the product does not send it
+  float x;             // mm, if there is a calibration
+  float z;
 };
 
 // What was captured at one trigger: an image, or the points of the laser line.

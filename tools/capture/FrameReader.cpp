@@ -1,64 +1,59 @@
 #include "capture/FrameReader.h"
 
+#include <cmath>
 #include <cstring>
 
 namespace tool {
 namespace {
 
-template <typename Record>
-Record Take(const std::uint8_t*& at) {
-  Record record;
-  std::memcpy(&record, at, sizeof record);
-  at += sizeof record;
-  return record;
-}
-
-constexpr double FullRow(std::uint32_t row) {
-  return row / static_cast<double>(TESSALINE_FULL_ROW_STEPS);
-}
-constexpr double ShortRow(std::uint16_t row) {
-  return row / static_cast<double>(TESSALINE_SHORT_ROW_STEPS);
-}
-
-std::vector<Point> ReadPoints(const std::uint8_t* at, std::size_t count, std::size_t point_bytes) {
-  std::vector<Point> points;
-  points.reserve(count);
-  for (unsigned n = 0; n < count; ++n) {
-    if (point_bytes == sizeof(tessaline_row_point)) {
-      const auto point = Take<tessaline_row_point>(at);
-      if (point.row != TESSALINE_NO_LINE) points.push_back({n, ShortRow(point.row), 255, 0});
-    } else if (point_bytes == sizeof(tessaline_short_point)) {
-      const auto point = Take<tessaline_short_point>(at);
-      points.push_back({point.column, ShortRow(point.row), 255, 0});
-    } else {
-      const auto point = Take<tessaline_full_point>(at);
-      points.push_back({point.column, FullRow(point.row), point.peak, point.width});
-    }
-  }
-  return points;
-}
+constexpr std::size_t kWidestFrame = 32768;  // columns
 
 }  // namespace
 
-bool ReadStrips(unsigned strips, std::span<const std::uint8_t> bytes, std::size_t point_bytes,
-                const std::function<void(const Frame&)>& use) {
-  const std::uint8_t* at = bytes.data();
-  const std::uint8_t* const end = at + bytes.size();
-  for (unsigned i = 0; i < strips; ++i) {
-    const std::uint8_t* const begin = at;
-    if (static_cast<std::size_t>(end - at) < sizeof(tessaline_strip_header)) return false;
-    const auto header = Take<tessaline_strip_header>(at);
-    if (header.point_count > static_cast<std::size_t>(end - at) / point_bytes) return false;
+StripReader::StripReader(std::size_t point_bytes, const tessaline_geometry& geometry,
+                         const std::optional<tessaline_calibration>& calibration)
+    : point_bytes_(point_bytes), geometry_(geometry), calibration_(calibration) {
+  for (auto* numbers : {&columns_, &rows_, &x_, &z_}) numbers->resize(kWidestFrame);
+  for (auto* numbers : {&peaks_, &widths_, &valid_}) numbers->resize(kWidestFrame);
+}
+
+bool StripReader::Read(unsigned strips, std::span<const std::uint8_t> bytes,
+                       const std::function<void(const Frame&)>& use) {
+  tessaline_strips reading{};
+  if (tessaline_strips_begin(&reading, bytes.data(), bytes.size(), strips,
+                             static_cast<std::uint32_t>(point_bytes_)) != 0) {
+    return false;
+  }
+  tessaline_profile profile{};
+  profile.capacity = kWidestFrame;
+  profile.column = columns_.data();
+  profile.row = rows_.data();
+  profile.peak = peaks_.data();
+  profile.width = widths_.data();
+  profile.valid = valid_.data();
+  for (;;) {
+    const unsigned char* const begin = reading.next;
+    const int result = tessaline_strips_next(&reading, &geometry_, &profile);
+    if (result != 0) return result == TESSALINE_PROFILE_END;
     Frame frame{};
-    frame.id = header.frame_id;
-    frame.time_stamp = header.time_stamp;
-    frame.encoder_stamp = header.encoder_stamp;
-    frame.points = ReadPoints(at, header.point_count, point_bytes);
-    at += header.point_count * point_bytes;
-    frame.raw = {begin, at};
+    frame.id = profile.frame_id;
+    frame.time_stamp = profile.time_stamp;
+    frame.encoder_stamp = profile.encoder_stamp;
+    frame.raw = {begin, reading.next};
+    Measure(profile, frame);
     use(frame);
   }
-  return true;
+}
+
+void StripReader::Measure(const tessaline_profile& profile, Frame& frame) {
+  const tessaline_millimetres mm{x_.data(), z_.data(), nullptr, nullptr};
+  if (calibration_) tessaline_profile_to_mm(&*calibration_, &profile, &mm);
+  frame.points.reserve(profile.point_count);
+  for (std::size_t i = 0; i < profile.point_count; ++i) {
+    if (valid_[i] == 0) continue;
+    frame.points.push_back({static_cast<unsigned>(std::lround(columns_[i])), rows_[i], peaks_[i],
+                            widths_[i], calibration_ ? x_[i] : 0, calibration_ ? z_[i] : 0});
+  }
 }
 
 Frame ReadImage(unsigned width, unsigned height, std::span<const std::uint8_t> bytes) {
@@ -67,8 +62,8 @@ Frame ReadImage(unsigned width, unsigned height, std::span<const std::uint8_t> b
   frame.height = height;
   frame.raw = bytes;
   frame.pixels = bytes.first(std::size_t{width} * height);
-  const std::uint8_t* at = bytes.data() + frame.pixels.size();
-  const auto header = Take<tessaline_image_header>(at);
+  tessaline_image_header header;
+  std::memcpy(&header, bytes.data() + frame.pixels.size(), sizeof header);
   frame.id = header.frame_id;
   frame.time_stamp = header.time_stamp;
   frame.encoder_stamp = header.encoder_stamp;

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "capture/Frame.h"
-#include "capture/Geometry.h"
+#include "capture/Measuring.h"
 
 namespace tool {
 
@@ -33,7 +33,7 @@ struct WriterSettings {
   bool rows_only = false;    // the product sends no grey value and no width of the line
   unsigned width = 0;        // of the region of interest
   unsigned height = 0;
-  Geometry geometry;
+  Measuring measuring;
 };
 
 enum class Format { kCsv, kNpy, kPly, kPng, kPgm, kRaw };

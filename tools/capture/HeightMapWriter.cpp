@@ -22,6 +22,7 @@ unsigned PixelsAcross(unsigned columns) {
   return std::max(columns / std::max(columns_per_pixel, 1u), 1u);
 }
 
+constexpr std::uint8_t kBright = 255;  // of a line whose brightness nobody knows
 constexpr float kUnknown = std::numeric_limits<float>::quiet_NaN();
 
 // Blue (0) over green and yellow to red (1).
@@ -52,11 +53,11 @@ void HeightMapWriter::Write(const Frame& frame) {
   Profile profile{frame.encoder_stamp, std::vector<float>(width_, kUnknown),
                   std::vector<std::uint8_t>(width_)};
   for (const Point& point : frame.points) {
-    if (point.column >= settings_.width) continue;
-    const std::size_t x =
-        std::min(std::size_t{point.column} * width_ / settings_.width, std::size_t{width_} - 1);
-    profile.heights[x] = static_cast<float>(settings_.geometry.Z(point.row));
-    profile.peaks[x] = point.peak;
+    const std::size_t column = point.column - settings_.measuring.geometry.first_column;
+    if (column >= settings_.width) continue;
+    const std::size_t x = std::min(column * width_ / settings_.width, std::size_t{width_} - 1);
+    profile.heights[x] = settings_.measuring.calibrated() ? point.z : -point.row;
+    profile.peaks[x] = settings_.rows_only ? kBright : point.peak;
   }
   profiles_.push_back(std::move(profile));
 }
@@ -77,19 +78,20 @@ std::pair<double, double> HeightMapWriter::Range() const {
 }
 
 std::vector<std::uint8_t> HeightMapWriter::Draw(unsigned& height) const {
-  const Geometry& geometry = settings_.geometry;
+  const Measuring& measuring = settings_.measuring;
   const std::uint64_t start = profiles_.front().encoder_stamp;
   // The same millimetres per pixel down as across. If the belt stands still or the encoder
   // counts backwards, one row per profile.
-  const double mm_per_pixel = std::abs(geometry.mm_per_column) * settings_.width / width_;
+  const double mm_per_pixel =
+      measuring.MmPerColumn(settings_.width, settings_.height) * settings_.width / width_;
   const auto counts = static_cast<std::int64_t>(profiles_.back().encoder_stamp - start);
-  const double travel = geometry.Y(static_cast<double>(counts)) / mm_per_pixel;
-  const bool by_encoder = geometry.calibrated && travel >= 1 && travel < kMostRows;
+  const double travel = measuring.Y(static_cast<double>(counts)) / mm_per_pixel;
+  const bool by_encoder = measuring.travels() && travel >= 1 && travel < kMostRows;
   const auto row_of = [&](std::size_t i) {
     if (!by_encoder) return static_cast<unsigned>(i);
     const auto moved = static_cast<std::int64_t>(profiles_[i].encoder_stamp - start);
     return static_cast<unsigned>(
-        std::clamp(geometry.Y(static_cast<double>(moved)) / mm_per_pixel, 0.0, travel));
+        std::clamp(measuring.Y(static_cast<double>(moved)) / mm_per_pixel, 0.0, travel));
   };
 
   height = row_of(profiles_.size() - 1) + 1;

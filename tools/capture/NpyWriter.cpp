@@ -19,6 +19,8 @@ NpyWriter::NpyWriter(const WriterSettings& settings)
     : file_(settings.path, settings.force),
       stream_(IsStream(settings.path)),
       images_(settings.images),
+      rows_only_(settings.rows_only),
+      first_column_(settings.measuring.geometry.first_column),
       width_(settings.width),
       height_(settings.height) {
   file_.Append(Head(stream_ ? settings.frames : 0));
@@ -28,7 +30,8 @@ NpyWriter::NpyWriter(const WriterSettings& settings)
 std::string NpyWriter::Head(std::size_t frames) const {
   const std::string fields =
       images_ ? fmt::format("('pixels', '|u1', ({}, {}))", height_, width_)
-              : fmt::format("('row', '<f4', ({},)), ('peak', '|u1', ({},))", width_, width_);
+              : fmt::format("('row', '<f4', ({},)){}", width_,
+                            rows_only_ ? "" : fmt::format(", ('peak', '|u1', ({},))", width_));
   std::string text = fmt::format(
       "{{'descr': [('frame_id', '<u8'), ('time_stamp', '<u8'), ('encoder_stamp', '<u8'), {}], "
       "'fortran_order': False, 'shape': ({},), }}",
@@ -56,12 +59,13 @@ void NpyWriter::Write(const Frame& frame) {
     std::vector<float> rows(width_, std::numeric_limits<float>::quiet_NaN());
     std::vector<std::uint8_t> peaks(width_);
     for (const Point& point : frame.points) {
-      if (point.column >= width_) continue;
-      rows[point.column] = static_cast<float>(point.row);
-      peaks[point.column] = point.peak;
+      const unsigned column = point.column - first_column_;
+      if (column >= width_) continue;
+      rows[column] = point.row;
+      peaks[column] = point.peak;
     }
     file_.Append({reinterpret_cast<const std::uint8_t*>(rows.data()), rows.size() * sizeof(float)});
-    file_.Append(peaks);
+    if (!rows_only_) file_.Append(peaks);
   }
   file_.EndRecord();
 }

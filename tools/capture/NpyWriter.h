@@ -21,6 +21,8 @@ class NpyWriter : public FrameWriter {
   OutputFile file_;
   const bool stream_;
   bool images_;
+  const bool rows_only_;
+  const unsigned first_column_;
   unsigned width_;
   unsigned height_;
 };

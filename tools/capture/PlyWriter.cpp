@@ -11,7 +11,10 @@ constexpr std::string_view kEnd = "\nend_header\n";
 }  // namespace
 
 PlyWriter::PlyWriter(const WriterSettings& settings)
-    : file_(settings.path, settings.force), geometry_(settings.geometry), points_before_{0} {
+    : file_(settings.path, settings.force),
+      measuring_(settings.measuring),
+      rows_only_(settings.rows_only),
+      points_before_{0} {
   file_.Append(Head(0));
   file_.Flush();
 }
@@ -20,8 +23,9 @@ PlyWriter::PlyWriter(const WriterSettings& settings)
 std::string PlyWriter::Head(std::size_t points) const {
   std::string head = fmt::format(
       "ply\nformat binary_little_endian 1.0\ncomment unit {}\nelement vertex {}\n"
-      "property float x\nproperty float y\nproperty float z\nproperty uchar intensity\ncomment ",
-      geometry_.calibrated ? "mm" : "pixels, and encoder counts along y", points);
+      "property float x\nproperty float y\nproperty float z\n{}comment ",
+      measuring_.calibrated() ? "mm" : "pixels, and encoder counts along y", points,
+      rows_only_ ? "" : "property uchar intensity\n");
   head.resize(kPlyHeadBytes - kEnd.size(), '-');
   return head.append(kEnd);
 }
@@ -30,12 +34,13 @@ void PlyWriter::Write(const Frame& frame) {
   if (!start_) start_ = frame.encoder_stamp;
   const auto travelled =
       static_cast<double>(static_cast<std::int64_t>(frame.encoder_stamp - *start_));
-  const auto y = static_cast<float>(geometry_.Y(travelled));
+  const auto y = static_cast<float>(measuring_.Y(travelled));
   for (const Point& point : frame.points) {
-    file_.AppendNumber(static_cast<float>(geometry_.X(point.column)));
+    // Without a calibration, columns and rows stand for themselves; up is up.
+    file_.AppendNumber(measuring_.calibrated() ? point.x : static_cast<float>(point.column));
     file_.AppendNumber(y);
-    file_.AppendNumber(static_cast<float>(geometry_.Z(point.row)));
-    file_.AppendNumber(point.peak);
+    file_.AppendNumber(measuring_.calibrated() ? point.z : -point.row);
+    if (!rows_only_) file_.AppendNumber(point.peak);
   }
   points_before_.push_back(points_before_.back() + frame.points.size());
   file_.EndRecord();

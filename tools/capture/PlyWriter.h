@@ -21,7 +21,8 @@ class PlyWriter : public FrameWriter {
   std::string Head(std::size_t points) const;
 
   OutputFile file_;
-  Geometry geometry_;
+  const Measuring measuring_;
+  const bool rows_only_;
   std::optional<std::uint64_t> start_;      // encoder stamp of the first profile
   std::vector<std::size_t> points_before_;  // each frame, and the total after the last
 };

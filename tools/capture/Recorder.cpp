@@ -106,8 +106,7 @@ void Recorder::Use(const Delivery& delivery) {
     WriteFrame(ReadImage(delivery.first, delivery.second, delivery.bytes));
     return;
   }
-  ReadStrips(delivery.first, delivery.bytes, point_bytes_,
-             [this](const Frame& frame) { WriteFrame(frame); });
+  strips_.Read(delivery.first, delivery.bytes, [this](const Frame& frame) { WriteFrame(frame); });
 }
 
 void Recorder::WriteFrame(const Frame& frame) {

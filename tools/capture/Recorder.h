@@ -41,12 +41,11 @@ struct RecordingResult {
 // Takes frames of an acquisition, has them written, and shows progress.
 class Recorder {
  public:
-  Recorder(Device& device, FrameWriter& writer, bool images, std::size_t point_bytes,
-           LightMeter light)
+  Recorder(Device& device, FrameWriter& writer, bool images, StripReader strips, LightMeter light)
       : device_(device),
         writer_(writer),
         images_(images),
-        point_bytes_(point_bytes),
+        strips_(std::move(strips)),
         light_(light) {}
 
   // Runs the acquisition, and completes the files.
@@ -66,7 +65,7 @@ class Recorder {
   Device& device_;
   FrameWriter& writer_;
   const bool images_;
-  const std::size_t point_bytes_;
+  StripReader strips_;
   LightMeter light_;
   RecordingLimits limits_;
   RecordingResult result_;

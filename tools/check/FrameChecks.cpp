@@ -45,6 +45,8 @@ FrameChecks::Seen FrameChecks::Run(const Stream& stream) {
   device_.StartAcquisition();
   const auto start = Clock::now();
   Seen seen;
+  const Region sensor = WholeSensor(model_);
+  StripReader strips(model_.product().PointBytes(), tessaline_geometry_full(sensor.width, sensor.height));
   std::uint64_t last_stamp = 0;
   const auto look = [&](const Frame& frame) {
     ++seen.frames;
@@ -59,7 +61,7 @@ FrameChecks::Seen FrameChecks::Run(const Stream& stream) {
     if (stream.images) {
       look(ReadImage(delivery->first, delivery->second, delivery->bytes));
     } else {
-      ReadStrips(delivery->first, delivery->bytes, model_.product().PointBytes(), look);
+      strips.Read(delivery->first, delivery->bytes, look);
     }
   }
   seen.rate = static_cast<double>(seen.frames) /

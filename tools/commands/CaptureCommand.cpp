@@ -1,5 +1,3 @@
-#include <algorithm>
-#include <cmath>
 #include <optional>
 
 #include "Acquisition.h"
@@ -8,6 +6,7 @@
 #include "Failure.h"
 #include "OutputFile.h"
 #include "capture/HeightMapWriter.h"
+#include "capture/Measuring.h"
 #include "capture/Recorder.h"
 #include "commands/Commands.h"
 #include "tessaline/tessaline.h"
@@ -22,8 +21,8 @@ constexpr About kCaptureAbout{
     "delivers them, with an index in FILE.csv). Images: png and pgm (one file per image, numbered "
     "if more than one is asked for), npy, raw.\n"
     "The laser is on while frames are taken, and off afterwards. After Ctrl-C or on a full disk "
-    "the file holds what was captured until then. Heights in millimetres need the sensor's "
-    "geometry (--mm-per-row and so on); the virtual board's is known.",
+    "the file holds what was captured until then. Heights are in millimetres if the head is "
+    "calibrated (tessaline calibrate), otherwise in columns and rows of the full sensor.",
     "  tessaline capture strips -n 600 -o scan.png --virtual K3610\n"
     "  tessaline capture strips -t 10 -o scan.ply --spacing 1000 --model K3610\n"
     "  tessaline capture images -n 1 -o image.png --virtual K3920"};
@@ -31,20 +30,6 @@ constexpr About kCaptureAbout{
 constexpr double kMostFrames = 1e15;
 constexpr std::string_view kMm = "mm";
 constexpr std::string_view kPixels = "pixels";
-constexpr double kFarthest = 1e6;  // columns and rows
-
-// Millimetres per pixel; below 0 if the sensor is mounted the other way round.
-CLI::Validator IsScale() {
-  return CLI::Validator(
-      [](const std::string& text) {
-        double number = 0;
-        const bool scale = CLI::detail::lexical_cast(text, number) && std::abs(number) >= 1e-6 &&
-                           std::abs(number) <= 1e3;
-        return scale ? std::string() : text + " is not a number of millimetres per pixel";
-      },
-      "MILLIMETRES");
-}
-
 class CaptureCommand : public Command {
  public:
   void Describe(CLI::App& parent, CommonOptions& common) override {
@@ -64,15 +49,7 @@ class CaptureCommand : public Command {
     app_->add_flag("--force", force_, "Overwrite existing files");
     app_->add_flag("--strict", strict_, "Exit status 1 when a frame was lost or malformed");
     acquisition_.Describe(*app_);
-    mm_per_column_ =
-        Calibration("--mm-per-column", geometry_.mm_per_column, "Width of a column", IsScale());
-    mm_per_row_ = Calibration("--mm-per-row", geometry_.mm_per_row, "Height of a row", IsScale());
-    counts_per_mm_ = Calibration("--counts-per-mm", geometry_.counts_per_mm,
-                                 "Encoder counts per millimetre", NumberIn(1e-6, 1e9));
-    Calibration("--column-at-zero", geometry_.column_at_zero, "Column of the full sensor at x = 0",
-                NumberIn(-kFarthest, kFarthest));
-    Calibration("--row-at-zero", geometry_.row_at_zero, "Row of the full sensor at height 0",
-                NumberIn(-kFarthest, kFarthest));
+    measuring_.Describe(*app_);
   }
   bool Asked() const override { return app_->parsed(); }
 
@@ -97,7 +74,9 @@ class CaptureCommand : public Command {
         .images = images,
         .frames = limits_.frames,
         .rows_only = model.product().points != products::PointLayout::kFull,
-        .geometry = ChooseGeometry(session, format).In(acquisition_.RegionOf(model))};
+        .measuring = measuring_.Choose(
+            session, acquisition_.RegionOf(model),
+            /*travels=*/!images && (format == Format::kPly || format == Format::kPng))};
     acquisition_.Require(model);
     RequireStreamable(format, settings, limits_.seconds == 0);
     if (IsStandardOutput(path_)) LibraryOutput::Instance().KeepUserForData();
@@ -116,7 +95,9 @@ class CaptureCommand : public Command {
     settings.width = GetImageWidth();
     settings.height = GetImageHeight();
     const auto writer = MakeWriter(format, settings);
-    Recorder recorder(device, *writer, images, model.product().PointBytes(),
+    Recorder recorder(device, *writer, images,
+                      StripReader(model.product().PointBytes(), settings.measuring.geometry,
+                                  settings.measuring.calibration),
                       LightMeter(images, settings.rows_only));
     const RecordingResult result = recorder.Run(limits_, acquisition_.laser());
     const auto files = writer->Files();
@@ -124,33 +105,10 @@ class CaptureCommand : public Command {
       for (const std::string& file : files) RemoveFile(file);
     }
     const bool heights = !images && format != Format::kNpy && format != Format::kRaw;
-    return Report(session, result, files, heights && settings.geometry.calibrated ? kMm : kPixels);
+    return Report(session, result, files, heights ? settings.measuring.source : "");
   }
 
  private:
-  CLI::Option* Calibration(const char* name, double& value, const char* text,
-                           const CLI::Validator& check) {
-    calibration_.push_back(app_->add_option(name, value, text)->check(check));
-    return calibration_.back();
-  }
-
-  // A millimetre that is none, because half of the calibration is missing, is worse than a pixel.
-  Geometry ChooseGeometry(const Session& session, Format format) const {
-    const bool given = std::any_of(calibration_.begin(), calibration_.end(),
-                                   [](const CLI::Option* option) { return option->count() > 0; });
-    if (!given) return session.on_virtual_board() ? VirtualGeometry(session.model()) : geometry_;
-    const bool travels = format == Format::kPly || format == Format::kPng;
-    if (mm_per_column_->count() == 0 || mm_per_row_->count() == 0 ||
-        (travels && counts_per_mm_->count() == 0)) {
-      throw Failure(ExitCode::kUsage, "millimetres need a whole calibration",
-                    travels ? "give --mm-per-column, --mm-per-row and --counts-per-mm"
-                            : "give --mm-per-column and --mm-per-row");
-    }
-    Geometry geometry = geometry_;
-    geometry.calibrated = true;
-    return geometry;
-  }
-
   static std::optional<Failure> FailureOf(const RecordingResult& result) {
     if (result.failure) {
       return Failure(
@@ -166,7 +124,8 @@ class CaptureCommand : public Command {
   }
 
   ExitCode Report(Session& session, const RecordingResult& result,
-                  const std::vector<std::string>& files, std::string_view unit) const {
+                  const std::vector<std::string>& files, const std::string& calibration) const {
+    const std::string_view unit = calibration.empty() ? kPixels : kMm;
     const double rate =
         result.seconds > 0 ? static_cast<double>(result.frames) / result.seconds : 0;
     if (result.frames > 0) {
@@ -182,6 +141,7 @@ class CaptureCommand : public Command {
         "this tool {}\n",
         result.missing, result.losses.malformed, result.losses.fpga_lost,
         result.losses.triggers_lost, result.dropped);
+    if (unit == kMm) session.Print("in millimetres, by the calibration of {}\n", calibration);
     if (unit == kPixels && what_ == "strips") {
       session.Print("in columns and rows, not in millimetres\n");
     }
@@ -195,6 +155,7 @@ class CaptureCommand : public Command {
               {"dropped", result.dropped},
               {"complete", result.Complete()},
               {"unit", unit},
+              {"calibration", calibration.empty() ? Json() : Json(calibration)},
               {"files", result.frames > 0 ? files : std::vector<std::string>()}};
     if (!result.warning.empty()) json["warning"] = result.warning;
     const std::optional<Failure> failure = FailureOf(result);
@@ -207,10 +168,6 @@ class CaptureCommand : public Command {
   }
 
   CLI::App* app_ = nullptr;
-  std::vector<CLI::Option*> calibration_;
-  CLI::Option* mm_per_column_ = nullptr;
-  CLI::Option* mm_per_row_ = nullptr;
-  CLI::Option* counts_per_mm_ = nullptr;
   std::string what_;
   std::string path_;
   std::string format_;
@@ -218,7 +175,7 @@ class CaptureCommand : public Command {
   bool strict_ = false;
   RecordingLimits limits_;
   Acquisition acquisition_;
-  Geometry geometry_;
+  MeasuringOptions measuring_;
 };
 
 }  // namespace

@@ -54,6 +54,10 @@ class WatchCommand : public Command {
     FrameQueue::Instance().Open();
     tool::Run(device.Begin(acquisition_.laser()));
     if (pictures) terminal.Enter();
+    // The picture shows the frame, wherever it lies on the sensor.
+    const Region sensor = WholeSensor(session.model());
+    strips_.emplace(session.model().product().PointBytes(),
+                    tessaline_geometry_full(sensor.width, sensor.height));
     Watch(session, terminal, pictures);
     FrameQueue::Instance().Close();
     tool::Run(device.End(acquisition_.laser()));
@@ -73,7 +77,7 @@ class WatchCommand : public Command {
     std::uint64_t before = 0;
     while (!Interrupted() && !terminal.WantsToQuit()) {
       if (const auto delivery = FrameQueue::Instance().Take(std::chrono::milliseconds(20))) {
-        Use(session.model(), *delivery);
+        Use(*delivery);
       }
       const auto now = Clock::now();
       const double since = std::chrono::duration<double>(now - shown).count();
@@ -89,10 +93,9 @@ class WatchCommand : public Command {
     }
   }
 
-  void Use(const Model& model, const Delivery& delivery) {
+  void Use(const Delivery& delivery) {
     if (delivery.is_image) return;
-    const unsigned point_bytes = model.product().PointBytes();
-    ReadStrips(delivery.first, delivery.bytes, point_bytes, [this](const Frame& frame) {
+    strips_->Read(delivery.first, delivery.bytes, [this](const Frame& frame) {
       ++status_.profiles;
       status_.last_id = frame.id;
       status_.encoder = frame.encoder_stamp;
@@ -119,6 +122,7 @@ class WatchCommand : public Command {
   double seconds_ = 0;
   double interval_ = 0;
   Acquisition acquisition_;
+  std::optional<StripReader> strips_;
   Status status_;
 };
 

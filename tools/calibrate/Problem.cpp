@@ -1,0 +1,293 @@
+#include "calibrate/Problem.h"
+
+#include <Eigen/Geometry>
+#include <Eigen/QR>
+#include <Eigen/SVD>
+#include <algorithm>
+#include <array>
+#include <cmath>
+
+#include "Failure.h"
+
+namespace tool::calibrate {
+namespace {
+
+using Eigen::Vector2d;
+using Eigen::VectorXd;
+
+// The inputs of the head.
+constexpr int kPlane = 0;
+constexpr int kPlaneNumbers = 8;
+constexpr int kDistortion = 8;
+constexpr int kCentre = 11;
+
+// What is known of a head before it is calibrated: standard deviations of its distortion and of
+// its centre, as a part of the sensor's width. They keep what the views hardly show near nothing.
+constexpr double kUsualDistortion = 0.3;
+constexpr double kUsualCentre = 0.02;
+constexpr int kPriors = 5;
+
+// The edge of a tread lies anywhere between two columns, and one more when a point is missing or
+// the wall below shows. Simulated rows
+// have no noise.
+constexpr double kLeastCornerSigma = 0.5;
+constexpr double kLeastRowSigma = 1e-4;
+
+// For what cannot be measured: far off, but finite.
+constexpr double kFarOff = 1e4;
+
+constexpr std::size_t kMostSamplesPerSight = 1000;
+
+// So that the image is about as large as -1 .. 1.
+double PixelsPerUnit(unsigned width) { return width / 2.0; }
+
+}  // namespace
+
+struct Problem::Placement {
+  Vector2d shift;
+  double cosine;
+  double sine;
+
+  // A vector of the laser plane in the target's frame.
+  Vector2d Turned(const Vector2d& v) const {
+    return {cosine * v.x() + sine * v.y(), -sine * v.x() + cosine * v.y()};
+  }
+};
+
+Problem::Problem(unsigned sensor_width, unsigned sensor_height, const Target& target,
+                 std::vector<Sight> sights)
+    : width_(sensor_width), height_(sensor_height), target_(target), sights_(std::move(sights)) {
+  for (std::size_t i = 0; i < sights_.size(); ++i) {
+    const Pose& pose = sights_[i].pose;
+    first_.push_back(inputs_);
+    inputs_ += !pose.x + !pose.z + !pose.tilt;
+    std::size_t count = 0;
+    for (const Piece& piece : sights_[i].outline.pieces) count += piece.end - piece.begin;
+    const std::size_t stride = count / kMostSamplesPerSight + 1;
+    for (const Piece& piece : sights_[i].outline.pieces) {
+      for (std::size_t k = piece.begin; k < piece.end; k += stride) {
+        const Sample& sample = sights_[i].view.samples[k];
+        samples_.push_back({i, piece.facet, sample.column, sample.row});
+      }
+    }
+  }
+  CountValues();
+}
+
+void Problem::CountValues() {
+  values_ = static_cast<int>(samples_.size()) + kPriors;
+  for (const Sight& sight : sights_) {
+    if (sight.outline.corners_are_measured) {
+      values_ += static_cast<int>(sight.outline.corners.size());
+    }
+  }
+}
+
+tessaline_calibration Problem::Calibration(const InputType& input) const {
+  tessaline_calibration head{};
+  head.sensor_width = width_;
+  head.sensor_height = height_;
+  head.pixels_per_unit = PixelsPerUnit(width_);
+  std::copy_n(input.data() + kPlane, kPlaneNumbers, head.plane);
+  head.plane[kPlaneNumbers] = 1;
+  std::copy_n(input.data() + kDistortion, 3, head.distortion);
+  head.centre_column = input[kCentre];
+  head.centre_row = input[kCentre + 1];
+  return head;
+}
+
+Problem::Placement Problem::PlacementOf(const InputType& input, std::size_t sight) const {
+  const Pose& pose = sights_[sight].pose;
+  int next = first_[sight];
+  const double x = pose.x ? *pose.x : input[next++];
+  const double z = pose.z ? *pose.z : input[next++];
+  const double tilt = pose.tilt ? *pose.tilt : input[next];
+  return {{x, z}, std::cos(tilt), std::sin(tilt)};
+}
+
+double Problem::Residual(const tessaline_calibration& head, const Placement& placement,
+                         const Placed& sample) const {
+  tessaline_measurement point{};
+  if (tessaline_point_to_mm(&head, sample.column, sample.row, &point) != 0) return kFarOff;
+  const Facet& facet = target_.facets[sample.facet];
+  const Vector2d along = (facet.end - facet.begin).normalized();
+  const Vector2d normal(-along.y(), along.x());
+  const Vector2d place = placement.Turned(Vector2d(point.x, point.z) - placement.shift);
+  const double per_row = normal.dot(placement.Turned({point.x_row, point.z_row}));
+  const double pixels = normal.dot(place - facet.begin) / per_row;
+  return std::isfinite(pixels) ? std::clamp(pixels, -kFarOff, kFarOff) : kFarOff;
+}
+
+double Problem::CornerResidual(const tessaline_calibration& head, const Placement& placement,
+                               const Corner& corner) const {
+  tessaline_measurement point{};
+  if (tessaline_point_to_mm(&head, corner.column, corner.row, &point) != 0) return kFarOff;
+  const Vector2d place = placement.Turned(Vector2d(point.x, point.z) - placement.shift);
+  const double per_column = placement.Turned({point.x_column, point.z_column}).x();
+  const double pixels = (place.x() - corner.place.x()) / per_column;
+  return std::isfinite(pixels) ? std::clamp(pixels, -kFarOff, kFarOff) : kFarOff;
+}
+
+int Problem::operator()(const InputType& input, ValueType& value) const {
+  const tessaline_calibration head = Calibration(input);
+  std::vector<Placement> placements;
+  for (std::size_t i = 0; i < sights_.size(); ++i) placements.push_back(PlacementOf(input, i));
+  int next = 0;
+  for (const Placed& sample : samples_) {
+    value[next++] = Residual(head, placements[sample.sight], sample) / row_sigma_;
+  }
+  for (std::size_t i = 0; i < sights_.size(); ++i) {
+    if (!sights_[i].outline.corners_are_measured) continue;
+    for (const Corner& corner : sights_[i].outline.corners) {
+      value[next++] = CornerResidual(head, placements[i], corner) / corner_sigma_;
+    }
+  }
+  for (const double k : head.distortion) value[next++] = k / kUsualDistortion;
+  value[next++] = (head.centre_column - width_ / 2.0) / (kUsualCentre * width_);
+  value[next++] = (head.centre_row - height_ / 2.0) / (kUsualCentre * width_);
+  return 0;
+}
+
+void Problem::SetSigmas(const InputType& input) {
+  const tessaline_calibration head = Calibration(input);
+  double squares = 0;
+  double count = 0;
+  for (std::size_t i = 0; i < sights_.size(); ++i) {
+    if (!sights_[i].outline.corners_are_measured) continue;
+    for (const Corner& corner : sights_[i].outline.corners) {
+      const double off = CornerResidual(head, PlacementOf(input, i), corner);
+      squares += off * off;
+      count += 1;
+    }
+  }
+  if (count > 0) corner_sigma_ = std::max(std::sqrt(squares / count), kLeastCornerSigma);
+  row_sigma_ = std::max(RowError(input), kLeastRowSigma);
+}
+
+std::size_t Problem::DropOutliers(const InputType& input, double sigmas) {
+  const tessaline_calibration head = Calibration(input);
+  const std::size_t before = samples_.size();
+  std::erase_if(samples_, [&](const Placed& sample) {
+    return std::abs(Residual(head, PlacementOf(input, sample.sight), sample)) > sigmas * row_sigma_;
+  });
+  for (std::size_t i = 0; i < sights_.size(); ++i) {
+    Outline& outline = sights_[i].outline;
+    if (!outline.corners_are_measured) continue;
+    std::erase_if(outline.corners, [&](const Corner& corner) {
+      return std::abs(CornerResidual(head, PlacementOf(input, i), corner)) > sigmas * corner_sigma_;
+    });
+  }
+  CountValues();
+  return before - samples_.size();
+}
+
+std::vector<Problem::Error> Problem::Errors(const InputType& input) const {
+  const tessaline_calibration head = Calibration(input);
+  std::vector<Error> errors;
+  for (const Placed& sample : samples_) {
+    tessaline_measurement point{};
+    const bool seen = tessaline_point_to_mm(&head, sample.column, sample.row, &point) == 0;
+    const double pixels = Residual(head, PlacementOf(input, sample.sight), sample);
+    const double mm = seen ? pixels * std::hypot(point.x_row, point.z_row) : 0;
+    errors.push_back({sample.sight, sample.column, pixels, mm});
+  }
+  return errors;
+}
+
+double Problem::RowError(const InputType& input) const {
+  double squares = 0;
+  for (const Error& error : Errors(input)) squares += error.pixels * error.pixels;
+  // The solver has used up as many of them as it has unknowns.
+  const double free = std::max(static_cast<double>(samples_.size()) - inputs_, 1.0);
+  return std::sqrt(squares / free);
+}
+
+Eigen::Vector3d Problem::ImagePoint(double column, double row) const {
+  const double unit = PixelsPerUnit(width_);
+  return {(column - width_ / 2.0) / unit, (row - height_ / 2.0) / unit, 1};
+}
+
+Problem::InputType Problem::Guess() const {
+  InputType guess = target_.kind == Target::Kind::kPlane ? GuessFromPlanes() : GuessFromCorners();
+  guess[kCentre] = width_ / 2.0;
+  guess[kCentre + 1] = height_ / 2.0;
+  return guess;
+}
+
+// The first view gives the map; with it, the others give their poses.
+Problem::InputType Problem::GuessFromCorners() const {
+  const auto corners_of = [this](std::size_t i) -> const std::vector<Corner>& {
+    return sights_[i].outline.corners;
+  };
+  const auto refuse = [this](std::size_t i) {
+    throw Failure(ExitCode::kUsage, sights_[i].view.name + ": too few corners of the target",
+                  "show more of it: at least three corners at two heights");
+  };
+  InputType guess = InputType::Zero(inputs_);
+  for (std::size_t i = 0; i < sights_.size(); ++i) {
+    const std::vector<Corner>& corners = corners_of(i);
+    const auto count = static_cast<Eigen::Index>(corners.size());
+    if (count < 3) refuse(i);
+    Eigen::MatrixXd image(count, 3);
+    Eigen::MatrixXd places(count, 2);
+    for (Eigen::Index n = 0; n < count; ++n) {
+      const Corner& corner = corners[static_cast<std::size_t>(n)];
+      image.row(n) = ImagePoint(corner.column, corner.row);
+      places.row(n) = corner.place;
+    }
+    if (i == 0) {
+      // Where the first view's pose is not known, it is the origin.
+      const Eigen::ColPivHouseholderQR<Eigen::MatrixXd> solver(image);
+      if (solver.rank() < 3) refuse(i);
+      const Pose& pose = sights_[i].pose;
+      const Eigen::Rotation2Dd turn(pose.tilt.value_or(0));
+      const Vector2d shift(pose.x.value_or(0), pose.z.value_or(0));
+      for (Eigen::Index n = 0; n < count; ++n) {
+        places.row(n) = (turn * Vector2d(places.row(n).transpose()) + shift).transpose();
+      }
+      const Eigen::MatrixXd map = solver.solve(places);  // 3 x 2
+      for (int k = 0; k < 3; ++k) {
+        guess[kPlane + k] = map(k, 0);
+        guess[kPlane + 3 + k] = map(k, 1);
+      }
+    }
+    Eigen::Matrix<double, 2, 3> map;
+    map << guess[0], guess[1], guess[2], guess[3], guess[4], guess[5];
+    const Eigen::MatrixXd seen = map * image.transpose();  // 2 x count
+    const Eigen::Matrix3d pose = Eigen::umeyama(places.transpose(), seen, /*scaling=*/false);
+    int next = first_[i];
+    const Pose& known = sights_[i].pose;
+    if (i == 0) continue;
+    if (!known.x) guess[next++] = pose(0, 2);
+    if (!known.z) guess[next++] = pose(1, 2);
+    if (!known.tilt) guess[next] = std::atan2(pose(1, 0), pose(0, 0));
+  }
+  return guess;
+}
+
+// Where a plane stands, one combination of x and z is known.
+Problem::InputType Problem::GuessFromPlanes() const {
+  const auto rows = static_cast<Eigen::Index>(samples_.size());
+  Eigen::MatrixXd equations(rows, 6);
+  VectorXd heights(rows);
+  for (Eigen::Index i = 0; i < rows; ++i) {
+    const Placed& sample = samples_[static_cast<std::size_t>(i)];
+    const Pose& pose = sights_[sample.sight].pose;
+    const double sine = std::sin(*pose.tilt);
+    const double cosine = std::cos(*pose.tilt);
+    const Eigen::RowVector3d image = ImagePoint(sample.column, sample.row);
+    equations.row(i) << -sine * image, cosine * image;
+    heights[i] = -sine * *pose.x + cosine * *pose.z;
+  }
+  const Eigen::ColPivHouseholderQR<Eigen::MatrixXd> solver(equations);
+  if (solver.rank() < 6) {
+    throw Failure(ExitCode::kUsage, "the views of the plane do not determine the head",
+                  "take it at several heights and at tilts to both sides: flat views alone say "
+                  "nothing about x");
+  }
+  InputType guess = InputType::Zero(inputs_);
+  guess.head<6>() = solver.solve(heights);
+  return guess;
+}
+
+}  // namespace tool::calibrate

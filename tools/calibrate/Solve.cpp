@@ -1,0 +1,272 @@
+#include "calibrate/Solve.h"
+
+#include <fmt/core.h>
+
+#include <Eigen/Cholesky>
+#include <Eigen/LU>
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <unsupported/Eigen/NonLinearOptimization>
+#include <unsupported/Eigen/NumericalDiff>
+
+#include "Failure.h"
+
+namespace tool::calibrate {
+namespace {
+
+using Eigen::MatrixXd;
+using Eigen::VectorXd;
+using Derived = Eigen::NumericalDiff<Problem, Eigen::Central>;
+
+constexpr double kOutlier = 4.5;       // standard deviations
+constexpr double kMostOutliers = 0.2;  // of the samples
+constexpr double kMostRowError = 2;    // pixels
+
+void Minimise(const Problem& problem, VectorXd& input) {
+  Derived derived(problem);
+  Eigen::LevenbergMarquardt<Derived> solver(derived);
+  solver.parameters.maxfev = 2000;
+  solver.parameters.xtol = 1e-12;
+  solver.parameters.ftol = 1e-14;
+  solver.minimize(input);
+}
+
+[[noreturn]] void RefuseViews(const std::string& what) {
+  throw Failure(ExitCode::kUsage, "the views do not determine the head: " + what,
+                "take the target at several heights and tilts, across the whole field of view");
+}
+
+// What the samples cover, in pixels.
+struct Field {
+  double left = HUGE_VAL, right = -HUGE_VAL, top = HUGE_VAL, bottom = -HUGE_VAL;
+
+  explicit Field(const std::vector<Sight>& sights) {
+    for (const Sight& sight : sights) {
+      for (const Piece& piece : sight.outline.pieces) {
+        for (std::size_t i = piece.begin; i < piece.end; ++i) {
+          const Sample& sample = sight.view.samples[i];
+          left = std::min(left, sample.column);
+          right = std::max(right, sample.column);
+          top = std::min(top, sample.row);
+          bottom = std::max(bottom, sample.row);
+        }
+      }
+    }
+  }
+};
+
+constexpr int kGrid = 9;  // places along each side of the field
+
+// Calls use(column, row) for the middles of a grid of equal areas across the field.
+template <typename Use>
+void ForGrid(const Field& field, Use use) {
+  for (int i = 0; i < kGrid; ++i) {
+    for (int k = 0; k < kGrid; ++k) {
+      use(field.left + (field.right - field.left) * (i + 0.5) / kGrid,
+          field.top + (field.bottom - field.top) * (k + 0.5) / kGrid);
+    }
+  }
+}
+
+// Variances at one place: of the head's part in a coordinate, and of the row's part.
+struct Variance {
+  double head;
+  double row;
+};
+
+// One sigma of the head for the whole field: with it, as many points of the field lie within two
+// standard deviations as if each place had its own.
+double SigmaForField(const std::vector<Variance>& places) {
+  const double wanted = std::erf(std::sqrt(2.0));
+  double low = 0;
+  double high = 0;
+  for (const Variance& place : places) high = std::max(high, std::sqrt(place.head));
+  for (int i = 0; i < 60; ++i) {
+    const double sigma = (low + high) / 2;
+    double within = 0;
+    for (const Variance& place : places) {
+      // Two of the stated standard deviations, by the true one.
+      const double stated = std::sqrt((sigma * sigma + place.row) / (place.head + place.row));
+      within += std::erf(std::sqrt(2.0) * stated) / static_cast<double>(places.size());
+    }
+    (within < wanted ? low : high) = sigma;
+  }
+  return high;
+}
+
+// The uncertainty of the head's parameters, taken through the derivatives of x and z by them.
+void SetSigmas(const Problem& problem, const VectorXd& input, tessaline_calibration& calibration) {
+  MatrixXd jacobian(problem.values(), problem.inputs());
+  Derived(problem).df(input, jacobian);
+  // Parameters differ in size by orders of magnitude.
+  const VectorXd scale = jacobian.colwise().norm().cwiseMax(1e-300).cwiseInverse();
+  const MatrixXd scaled = jacobian * scale.asDiagonal();
+  const Eigen::LDLT<MatrixXd> normal(scaled.transpose() * scaled);
+  if (normal.info() != Eigen::Success || !(normal.rcond() > 1e-15)) {
+    RefuseViews("some of its parameters could have any value");
+  }
+  const MatrixXd covariance = scale.asDiagonal() *
+                              normal.solve(MatrixXd::Identity(input.size(), input.size())) *
+                              scale.asDiagonal();
+
+  const Field field(problem.sights());
+  std::vector<Variance> x_variances;
+  std::vector<Variance> z_variances;
+  double x_low = HUGE_VAL, x_high = -HUGE_VAL, z_low = HUGE_VAL, z_high = -HUGE_VAL;
+  ForGrid(field, [&](double column, double row) {
+    Eigen::Matrix<double, 2, Problem::kHead> by_parameter;
+    for (int k = 0; k < Problem::kHead; ++k) {
+      const double step = std::max(std::abs(input[k]), 1e-3) * 1e-5;
+      VectorXd moved = input;
+      tessaline_measurement above{};
+      tessaline_measurement below{};
+      moved[k] = input[k] + step;
+      const tessaline_calibration up = problem.Calibration(moved);
+      moved[k] = input[k] - step;
+      const tessaline_calibration down = problem.Calibration(moved);
+      if (tessaline_point_to_mm(&up, column, row, &above) != 0 ||
+          tessaline_point_to_mm(&down, column, row, &below) != 0) {
+        RefuseViews("it would not see its whole field");
+      }
+      by_parameter(0, k) = (above.x - below.x) / (2 * step);
+      by_parameter(1, k) = (above.z - below.z) / (2 * step);
+      x_low = std::min(x_low, above.x);
+      x_high = std::max(x_high, above.x);
+      z_low = std::min(z_low, above.z);
+      z_high = std::max(z_high, above.z);
+    }
+    const Eigen::Matrix2d here = by_parameter *
+                                 covariance.topLeftCorner(Problem::kHead, Problem::kHead) *
+                                 by_parameter.transpose();
+    tessaline_measurement point{};
+    tessaline_point_to_mm(&calibration, column, row, &point);
+    x_variances.push_back({here(0, 0), std::pow(calibration.row_sigma * point.x_row, 2)});
+    z_variances.push_back({here(1, 1), std::pow(calibration.row_sigma * point.z_row, 2)});
+  });
+  calibration.x_sigma = SigmaForField(x_variances);
+  calibration.z_sigma = SigmaForField(z_variances);
+
+  constexpr double kMostOfField = 0.01;
+  const auto require = [](double sigma, double size, const char* name) {
+    if (sigma <= kMostOfField * size) return;
+    RefuseViews(fmt::format("{} would be uncertain by {:.2f} mm in a field of {:.1f} mm", name,
+                            sigma, size));
+  };
+  require(calibration.x_sigma, x_high - x_low, "x");
+  require(calibration.z_sigma, z_high - z_low, "z");
+}
+
+// How well each view and all together fit.
+void SetErrors(const Problem& problem, const VectorXd& input, Solution& solution) {
+  constexpr std::size_t kBins = 48;
+  const double width = solution.calibration.sensor_width;
+  struct Sum {
+    double pixels = 0, mm = 0, count = 0;  // squares
+    std::array<double, kBins> across{}, counts{};
+  };
+  std::vector<Sum> sums(problem.sights().size());
+  double all = 0;
+  for (const Problem::Error& error : problem.Errors(input)) {
+    Sum& sum = sums[error.sight];
+    sum.pixels += error.pixels * error.pixels;
+    sum.mm += error.mm * error.mm;
+    sum.count += 1;
+    const auto bin = static_cast<std::size_t>(error.column / width * kBins);
+    sum.across[std::min(bin, kBins - 1)] += error.mm;
+    sum.counts[std::min(bin, kBins - 1)] += 1;
+    solution.error_pixels += error.pixels * error.pixels;
+    solution.error_mm += error.mm * error.mm;
+    all += 1;
+  }
+  // The solver has used up as many residuals as it has unknowns.
+  const double free = std::max(all - problem.inputs(), 1.0);
+  solution.error_pixels = std::sqrt(solution.error_pixels / free);
+  solution.error_mm = std::sqrt(solution.error_mm / free);
+  for (std::size_t i = 0; i < sums.size(); ++i) {
+    const Sum& sum = sums[i];
+    Fit fit{problem.sights()[i].view.name,
+            std::sqrt(sum.pixels / std::max(sum.count, 1.0)),
+            std::sqrt(sum.mm / std::max(sum.count, 1.0)),
+            {}};
+    // 0 / 0, where there are none, is the NaN that is promised.
+    for (std::size_t k = 0; k < kBins; ++k) fit.across.push_back(sum.across[k] / sum.counts[k]);
+    solution.fits.push_back(std::move(fit));
+  }
+}
+
+// A target whose place nobody knows tells its own frame: that of the first view.
+void FixFrame(const Target& target, std::vector<Sight>& sights) {
+  const bool plane = target.kind == Target::Kind::kPlane;
+  for (Sight& sight : sights) {
+    if (plane && !(sight.pose.z && sight.pose.tilt)) {
+      throw Failure(ExitCode::kUsage,
+                    "a plane says nothing about millimetres unless its height and tilt are known",
+                    "give --at HEIGHT,TILT once for each file, or take a sawtooth or stairs");
+    }
+    if (plane) sight.pose.x = sight.pose.x.value_or(0);  // a plane looks the same everywhere
+  }
+  Pose& first = sights.front().pose;
+  first.x = first.x.value_or(0);
+  first.z = first.z.value_or(0);
+  first.tilt = first.tilt.value_or(0);
+}
+
+}  // namespace
+
+Solution Solve(unsigned sensor_width, unsigned sensor_height, const Target& target,
+               std::vector<Sight> sights) {
+  constexpr std::size_t kFewestViews = 3;
+  if (sights.size() < kFewestViews) {
+    throw Failure(ExitCode::kUsage,
+                  fmt::format("{} views are too few to calibrate a head", sights.size()),
+                  "take the target at three or more heights, some of them tilted");
+  }
+  FixFrame(target, sights);
+  for (Sight& sight : sights) {
+    sight.outline = TakeApart(sight.view, target, sensor_width / 2.0);
+  }
+  Problem problem(sensor_width, sensor_height, target, std::move(sights));
+  VectorXd input = problem.Guess();
+  if (problem.values() <= problem.inputs()) RefuseViews("there are too few points");
+
+  Solution solution;
+  const std::size_t before = problem.Samples();
+  for (int round = 0; round < 4; ++round) {
+    Minimise(problem, input);
+    problem.SetSigmas(input);
+    solution.outliers += problem.DropOutliers(input, kOutlier);
+  }
+  Minimise(problem, input);
+  if (static_cast<double>(solution.outliers) > kMostOutliers * static_cast<double>(before)) {
+    throw Failure(
+        ExitCode::kUsage,
+        fmt::format("{} of {} points do not lie on the target", solution.outliers, before),
+        "is the target that of the file, and nothing else in view?");
+  }
+  solution.samples = problem.Samples();
+  solution.calibration = problem.Calibration(input);
+  SetErrors(problem, input, solution);
+  if (!(solution.error_pixels < kMostRowError)) {
+    throw Failure(ExitCode::kUsage,
+                  fmt::format("the target does not explain what was seen: points are {:.1f} pixels "
+                              "off on average",
+                              solution.error_pixels),
+                  "is the target that of the file, and its size right?");
+  }
+
+  double scatter = 0;  // of one profile against the mean of its view
+  for (const Sight& sight : problem.sights()) {
+    const View& view = sight.view;
+    scatter += view.scatter * view.scatter * (1 - 1 / view.profiles) /
+               static_cast<double>(problem.sights().size());
+  }
+  solution.calibration.row_sigma = std::hypot(solution.error_pixels, std::sqrt(scatter));
+  SetSigmas(problem, input, solution.calibration);
+  if (tessaline_calibration_check(&solution.calibration) != 0) {
+    RefuseViews("no lens distorts like this");
+  }
+  return solution;
+}
+
+}  // namespace tool::calibrate

@@ -1,0 +1,184 @@
+#include "capture/Measuring.h"
+
+#include <algorithm>
+#include <cmath>
+#include <span>
+
+#include "Command.h"
+#include "EepromStore.h"
+#include "Failure.h"
+#include "VirtualBoard.h"
+#include "calibrate/CalibrationFile.h"
+
+namespace tool {
+namespace {
+
+constexpr double kFarthest = 1e6;  // columns and rows
+constexpr const char* kEeprom = "eeprom";
+constexpr const char* kNone = "none";
+constexpr double kVirtualCountsPerMm = 100;
+
+// Millimetres per pixel; below 0 if the sensor is mounted the other way round.
+CLI::Validator IsScale() {
+  return CLI::Validator(
+      [](const std::string& text) {
+        double number = 0;
+        const bool scale = CLI::detail::lexical_cast(text, number) && std::abs(number) >= 1e-6 &&
+                           std::abs(number) <= 1e3;
+        return scale ? std::string() : text + " is not a number of millimetres per pixel";
+      },
+      "MILLIMETRES");
+}
+
+// Without perspective and distortion: x grows with the columns, z shrinks with the rows.
+tessaline_calibration Linear(const Model& model, double mm_per_column, double column_at_zero,
+                             double mm_per_row, double row_at_zero) {
+  const Region sensor = WholeSensor(model);
+  const double unit = sensor.width / 2.0;
+  tessaline_calibration c{};
+  c.sensor_width = sensor.width;
+  c.sensor_height = sensor.height;
+  c.centre_column = sensor.width / 2.0;
+  c.centre_row = sensor.height / 2.0;
+  c.pixels_per_unit = unit;
+  c.plane[0] = mm_per_column * unit;
+  c.plane[2] = mm_per_column * (c.centre_column - column_at_zero);
+  c.plane[4] = -mm_per_row * unit;
+  c.plane[5] = mm_per_row * (row_at_zero - c.centre_row);
+  c.plane[8] = 1;
+  return c;
+}
+
+// Of the virtual board's scene with ideal optics, see docs/virtual-board.md.
+tessaline_calibration VirtualCalibration(const Model& model) {
+  constexpr double kSceneWidth = 72.8;   // mm, across the full sensor
+  constexpr double kHeightOfImage = 40;  // mm, from its first row to its last
+  constexpr double kBeltAt = 0.75;       // of the image's height
+  const Region sensor = WholeSensor(model);
+  return Linear(model, kSceneWidth / sensor.width, sensor.width / 2.0,
+                kHeightOfImage / sensor.height, kBeltAt * sensor.height);
+}
+
+void RequireSensor(const tessaline_calibration& c, const Model& model, const std::string& source) {
+  const Region sensor = WholeSensor(model);
+  if (c.sensor_width == sensor.width && c.sensor_height == sensor.height) return;
+  throw Failure(
+      ExitCode::kUsage,
+      fmt::format("{}: the calibration is that of a sensor of {} x {}, and a {} has {} x {}",
+                  source, c.sensor_width, c.sensor_height, model.code(), sensor.width,
+                  sensor.height),
+      "give this head's own, or --calibration none for columns and rows");
+}
+
+// `asked`: the user wants it, so that there must be one.
+std::optional<tessaline_calibration> FromEeprom(bool asked) {
+  const auto refuse = [](const char* what) {
+    throw Failure(
+        ExitCode::kNegative, what,
+        "store one with \"tessaline calibration store FILE\", give --calibration FILE, or "
+        "--calibration none for columns and rows");
+  };
+  eeprom::Content content{};
+  try {
+    content = eeprom::Read();
+  } catch (const Failure&) {
+    if (asked) throw;
+    return std::nullopt;  // a board without an EEPROM has no calibration there
+  }
+  const auto bytes = std::span(content).subspan(calibrate::kBlockAt, calibrate::kBlockBytes);
+  if (const auto stored = calibrate::FromBlock(bytes)) return stored->numbers;
+  if (calibrate::IsBlock(bytes)) refuse("the calibration in the EEPROM is damaged");
+  if (asked) refuse("there is no calibration in the EEPROM");
+  return std::nullopt;
+}
+
+}  // namespace
+
+double Measuring::MmPerColumn(unsigned columns, unsigned rows) const {
+  if (!calibration) return 1;
+  tessaline_measurement middle{};
+  const double column = geometry.first_column + columns / 2.0;
+  const double row = geometry.first_row + rows / 2.0;
+  const bool seen = tessaline_point_to_mm(&*calibration, column, row, &middle) == 0;
+  return seen && middle.x_column != 0 ? std::abs(middle.x_column) : 1;
+}
+
+tessaline_geometry GeometryOf(const Model& model, const Region& region) {
+  const Region sensor = WholeSensor(model);
+  tessaline_geometry geometry = tessaline_geometry_full(sensor.width, sensor.height);
+  geometry.first_column = region.x;
+  geometry.first_row = region.y;
+  return geometry;
+}
+
+void MeasuringOptions::Describe(CLI::App& app) {
+  app.add_option("--calibration", from_,
+                 "Calibration of the head: a file of \"tessaline calibrate\", eeprom, or none for "
+                 "columns and rows (default: the EEPROM's, if there is one)")
+      ->type_name("FILE");
+  const auto add = [&](const char* name, double& value, const char* text,
+                       const CLI::Validator& check) {
+    numbers_.push_back(app.add_option(name, value, text)->check(check));
+  };
+  add("--mm-per-column", mm_per_column_, "Width of a column, instead of a calibration", IsScale());
+  add("--mm-per-row", mm_per_row_, "Height of a row, instead of a calibration", IsScale());
+  add("--column-at-zero", column_at_zero_, "Column of the full sensor at x = 0",
+      NumberIn(-kFarthest, kFarthest));
+  add("--row-at-zero", row_at_zero_, "Row of the full sensor at height 0",
+      NumberIn(-kFarthest, kFarthest));
+  app.add_option("--counts-per-mm", counts_per_mm_, "Encoder counts per millimetre")
+      ->check(NumberIn(1e-6, 1e9));
+}
+
+// A millimetre that is none, because half of the calibration is missing, is worse than a pixel.
+std::optional<tessaline_calibration> MeasuringOptions::FromNumbers(const Model& model,
+                                                                   bool travels) const {
+  if (std::ranges::none_of(numbers_, [](const CLI::Option* o) { return o->count() > 0; })) {
+    return std::nullopt;
+  }
+  if (!from_.empty()) {
+    throw Failure(ExitCode::kUsage, "--calibration and numbers of millimetres exclude each other");
+  }
+  if (mm_per_column_ == 0 || mm_per_row_ == 0 || (travels && counts_per_mm_ == 0)) {
+    throw Failure(ExitCode::kUsage, "millimetres need a whole calibration",
+                  travels ? "give --mm-per-column, --mm-per-row and --counts-per-mm"
+                          : "give --mm-per-column and --mm-per-row");
+  }
+  return Linear(model, mm_per_column_, column_at_zero_, mm_per_row_, row_at_zero_);
+}
+
+Measuring MeasuringOptions::Choose(const Session& session, const Region& region,
+                                   bool travels) const {
+  const Model& model = session.model();
+  Measuring measuring{.geometry = GeometryOf(model, region), .calibration = {}, .source = {}};
+  measuring.counts_per_mm = counts_per_mm_;
+  if (counts_per_mm_ == 0 && session.on_virtual_board()) {
+    measuring.counts_per_mm = kVirtualCountsPerMm;
+  }
+  const auto use = [&measuring](std::optional<tessaline_calibration> calibration,
+                                const std::string& source) {
+    measuring.calibration = calibration;
+    if (calibration) measuring.source = source;
+    return measuring.calibrated();
+  };
+  if (from_ == kNone || use(FromNumbers(model, travels), "the options")) return measuring;
+  // A rehearsal touches nothing, so it does not know what the EEPROM holds.
+  const bool may_read = !session.options().dry_run;
+  if (!from_.empty() && from_ != kEeprom) {
+    use(calibrate::ReadCalibration(from_).numbers, from_);
+  } else if (may_read) {
+    use(FromEeprom(/*asked=*/from_ == kEeprom), "the EEPROM");
+  }
+  if (measuring.calibrated()) {
+    RequireSensor(*measuring.calibration, model, measuring.source);
+    if (travels && measuring.counts_per_mm == 0) {
+      throw Failure(ExitCode::kUsage, "millimetres along the movement need the encoder's scale",
+                    "give --counts-per-mm");
+    }
+  } else if (from_.empty() && session.on_virtual_board() && VirtualOpticsAreIdeal()) {
+    use(VirtualCalibration(model), "the virtual board's optics");
+  }
+  return measuring;
+}
+
+}  // namespace tool

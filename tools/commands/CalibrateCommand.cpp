@@ -1,0 +1,192 @@
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <numbers>
+
+#include "Counted.h"
+#include "Failure.h"
+#include "LibraryOutput.h"
+#include "OutputFile.h"
+#include "Region.h"
+#include "calibrate/CalibrationFile.h"
+#include "calibrate/Solve.h"
+#include "commands/Commands.h"
+
+namespace tool {
+namespace {
+
+using calibrate::Solution;
+using calibrate::Target;
+
+constexpr About kCalibrateAbout{
+    "calibrate", "Solves for the calibration of a head from captures of a target",
+    Touches::kNothing,
+    "Each FILE is a csv of \"tessaline capture strips\": one or more profiles of the target at "
+    "rest. Move and tilt the target between them, so that it has been everywhere in the field of "
+    "view. The first file sets the frame: the target's origin there is x = 0, z = 0, unless --at "
+    "tells where it stood.\n"
+    "Targets: \"sawtooth\" (give --pitch and --depth), \"plane\" (give --at for each file), or a "
+    "JSON file, see docs/calibration.md. The sawtooth is the best: it determines x and z.\n"
+    "Needs --model, for the sensor's size.",
+    "  tessaline calibrate --target sawtooth --pitch 8 --depth 4 view*.csv -o head.cal --model "
+    "K3610\n"
+    "  tessaline calibrate --target stairs.json view*.csv -o head.cal --model K3610\n"
+    "  tessaline calibrate --target plane --at 0 --at 10 --at 5,8 --at 5,-8 p1.csv p2.csv p3.csv "
+    "p4.csv -o head.cal --model K3610"};
+
+constexpr double kMicrometres = 1000;  // in a millimetre
+constexpr double kMostTilt = 80;       // degrees
+constexpr const char* kPlaceHelp = "give HEIGHT in mm, or HEIGHT,TILT with degrees up to 80";
+
+// Where the target stood: "HEIGHT" or "HEIGHT,TILT" or "HEIGHT,TILT,X".
+calibrate::Pose ReadPose(const std::string& text) {
+  std::vector<double> numbers;
+  for (const std::string& word : CLI::detail::split(text, ',')) {
+    double number = 0;
+    if (!CLI::detail::lexical_cast(word, number) || !(std::abs(number) <= 1e4)) {
+      throw Failure(ExitCode::kUsage, fmt::format("--at {}: this is no place", text), kPlaceHelp);
+    }
+    numbers.push_back(number);
+  }
+  if (numbers.size() > 3 || (numbers.size() > 1 && !(std::abs(numbers[1]) <= kMostTilt))) {
+    throw Failure(ExitCode::kUsage, fmt::format("--at {}: this is no place", text), kPlaceHelp);
+  }
+  calibrate::Pose pose;
+  pose.z = numbers[0];
+  pose.tilt = numbers.size() > 1 ? numbers[1] * std::numbers::pi / 180 : 0;
+  if (numbers.size() > 2) pose.x = numbers[2];
+  return pose;
+}
+
+// What is left over, across the field, as a line of blocks: the middle one is zero.
+std::string Drawn(const std::vector<double>& residuals, double largest) {
+  constexpr std::array kBlocks{"▁", "▂", "▃", "▄", "▅", "▆", "▇", "█"};
+  std::string line;
+  for (const double residual : residuals) {
+    if (std::isnan(residual)) {
+      line += " ";
+      continue;
+    }
+    const double level = largest > 0 ? residual / largest : 0;
+    const auto block = std::lround((level + 1) / 2 * (kBlocks.size() - 1));
+    line += kBlocks[static_cast<std::size_t>(std::clamp<long>(block, 0, kBlocks.size() - 1))];
+  }
+  return line;
+}
+
+class CalibrateCommand : public Command {
+ public:
+  void Describe(CLI::App& parent, CommonOptions& common) override {
+    app_ = &AddCommand(parent, kCalibrateAbout, common);
+    app_->add_option("files", files_, "Captures of the target")->type_name("FILES")->required();
+    app_->add_option("--target", target_, "sawtooth, plane, or a JSON file with the target's shape")
+        ->type_name("TARGET")
+        ->required();
+    app_->add_option("--pitch", pitch_, "From tooth to tooth of a sawtooth, mm")
+        ->check(NumberIn(0.001, 1e4));
+    app_->add_option("--depth", depth_, "From valley to peak of a sawtooth, mm")
+        ->check(NumberIn(0.001, 1e4));
+    app_->add_option("--at", places_,
+                     "Where the target stood: height in mm, tilt in degrees, x in mm; once for "
+                     "each file")
+        ->type_name("HEIGHT[,TILT[,X]]")
+        ->expected(1)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+    app_->add_option("-o,--output", output_, "File to write")->type_name("FILE")->required();
+    app_->add_flag("--force", force_, "Overwrite an existing file");
+  }
+  bool Asked() const override { return app_->parsed(); }
+
+  ExitCode Run(Session& session) override {
+    const Region sensor = WholeSensor(session.model());
+    const Target target = ChooseTarget();
+    const bool overwrite = MayOverwrite(output_, force_);
+    if (IsStandardOutput(output_)) LibraryOutput::Instance().KeepUserForData();
+    std::vector<calibrate::Sight> sights;
+    for (const std::string& file : files_) {
+      sights.push_back({calibrate::ReadView(file, sensor.width, sensor.height), {}, {}});
+    }
+    SetPlaces(sights);
+    const Solution solution =
+        calibrate::Solve(sensor.width, sensor.height, target, std::move(sights));
+    const calibrate::StoredCalibration stored{solution.calibration,
+                                              std::string(session.model().code())};
+    const std::string text = calibrate::ToJson(stored).dump(2) + "\n";
+    WriteWholeFile(output_, overwrite,
+                   {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()});
+    Report(session, solution);
+    return ExitCode::kOk;
+  }
+
+ private:
+  Target ChooseTarget() const {
+    if (target_ == "plane") return calibrate::Plane();
+    if (target_ != "sawtooth") return calibrate::ReadTarget(target_);
+    if (pitch_ == 0 || depth_ == 0) {
+      throw Failure(ExitCode::kUsage, "a sawtooth has a pitch and a depth",
+                    "give --pitch and --depth in mm");
+    }
+    return calibrate::Sawtooth(pitch_, depth_);
+  }
+
+  void SetPlaces(std::vector<calibrate::Sight>& sights) const {
+    if (places_.empty()) return;
+    if (places_.size() != sights.size()) {
+      throw Failure(ExitCode::kUsage,
+                    fmt::format("{}, but {}", Counted(sights.size(), "file"),
+                                Counted(places_.size(), "place")),
+                    "give --at once for each file");
+    }
+    for (std::size_t i = 0; i < sights.size(); ++i) {
+      sights[i].pose = ReadPose(places_[i]);
+    }
+  }
+
+  void Report(Session& session, const Solution& solution) const {
+    const tessaline_calibration& c = solution.calibration;
+    double largest = 0;
+    for (const calibrate::Fit& fit : solution.fits) {
+      for (const double residual : fit.across) {
+        if (!std::isnan(residual)) largest = std::max(largest, std::abs(residual));
+      }
+    }
+    session.Print("{} points of {} on the target, {} left out\n", solution.samples,
+                  Counted(files_.size(), "view"), solution.outliers);
+    Json fits = Json::array();
+    for (const calibrate::Fit& fit : solution.fits) {
+      session.Print("  {:>7.2f} um |{}| {}\n", fit.error_mm * kMicrometres,
+                    Drawn(fit.across, largest), fit.name);
+      fits.push_back({{"file", fit.name},
+                      {"residual_um", fit.error_mm * kMicrometres},
+                      {"residual_pixels", fit.error_pixels}});
+    }
+    session.Print("residuals: {:.2f} um, {:.3f} pixels; the drawn means reach {:.2f} um\n",
+                  solution.error_mm * kMicrometres, solution.error_pixels, largest * kMicrometres);
+    session.Print("uncertainty of the calibration: x {:.2f} um, z {:.2f} um (1 sigma)\n",
+                  c.x_sigma * kMicrometres, c.z_sigma * kMicrometres);
+    session.Print("wrote {}\n", output_);
+    session.Emit({{"file", output_},
+                  {"points", solution.samples},
+                  {"left_out", solution.outliers},
+                  {"residual_um", solution.error_mm * kMicrometres},
+                  {"residual_pixels", solution.error_pixels},
+                  {"x_sigma_um", c.x_sigma * kMicrometres},
+                  {"z_sigma_um", c.z_sigma * kMicrometres},
+                  {"views", fits}});
+  }
+
+  CLI::App* app_ = nullptr;
+  std::vector<std::string> files_;
+  std::string target_;
+  std::vector<std::string> places_;
+  std::string output_;
+  double pitch_ = 0;
+  double depth_ = 0;
+  bool force_ = false;
+};
+
+}  // namespace
+
+std::unique_ptr<Command> MakeCalibrateCommand() { return std::make_unique<CalibrateCommand>(); }
+
+}  // namespace tool
