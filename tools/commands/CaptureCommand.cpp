@@ -91,6 +91,7 @@ class CaptureCommand : public Command {
           "capture less at a time, or write .npy");
     }
     const Model& model = session.model();
+    acquisition_.Settle(model);
     WriterSettings settings{
         .path = path_,
         .force = force_,
@@ -98,7 +99,6 @@ class CaptureCommand : public Command {
         .frames = limits_.frames,
         .rows_only = model.product().points != products::PointLayout::kFull,
         .geometry = ChooseGeometry(session, format).In(acquisition_.RegionOf(model))};
-    acquisition_.Require(model);
     RequireStreamable(format, settings, limits_.seconds == 0);
     if (IsStandardOutput(path_)) LibraryOutput::Instance().KeepUserForData();
     // Refuse, or ask the user, before the laser is on.
