@@ -13,15 +13,20 @@
 
 namespace tool {
 
+// Only exposures come as a list.
+template <typename T>
+std::size_t CountOf(const T&) {
+  return 1;
+}
+inline std::size_t CountOf(const std::vector<unsigned>& numbers) { return numbers.size(); }
+
 // An option, or an argument, that fills one setting of a recipe.
 template <typename T>
 CLI::Option& AddSettingOption(CLI::App& app, const char* name, const std::string& text,
                               const Setting& setting, std::optional<T>& value) {
   const auto keep = [name, &value](const T& given) {
-    if constexpr (std::is_same_v<T, std::vector<unsigned>>) {
-      if (given.size() > setting::kMostExposures) {
-        throw CLI::ValidationError(name, fmt::format("takes at most {}", setting::kMostExposures));
-      }
+    if (CountOf(given) > setting::kMostExposures) {
+      throw CLI::ValidationError(name, fmt::format("takes at most {}", setting::kMostExposures));
     }
     value = given;
   };
