@@ -227,6 +227,8 @@ TEST_F(Recipe, IsForAModelOrAFamily) {
       {"recipe show one.json --model K3610", "one.json: made for a K3820, not for a K3610"},
       {"recipe apply all.json --virtual K3610", "all.json: made for a K38.., not for a K3610"},
       {"recipe save more.json --recipe one.json --model K3610", "not for a K3610"},
+      {use + "all.json --gain 6 --model K3820",
+       "capture: the GMAX2509 of a K3820 has no gain of 6"},
       // What a model or its family does not have is not saved either.
       {"recipe save x.json --gain 6 --model K3820", "no gain of 6; its gain is 1 to 5"},
       {"recipe save x.json --roi 0 0 100 100 --model K3820", "width from 560"},
@@ -255,6 +257,8 @@ struct BadFile {
   int status;
   const char* reason;
 };
+
+void PrintTo(const BadFile& file, std::ostream* out) { *out << file.name; }
 
 std::string Times(int count, const std::string& text) {
   std::string all;
