@@ -1,7 +1,9 @@
 #include "Acquisition.h"
 
-#include "Command.h"
+#include "Failure.h"
 #include "Gain.h"
+#include "RecipeFile.h"
+#include "SettingOption.h"
 #include "tessaline/tessaline.h"
 
 namespace tool {
@@ -9,90 +11,74 @@ namespace {
 
 constexpr std::size_t kRegionNumbers = 4;
 
-unsigned TriggerMode(const std::string& name) {
-  return name == "timer" ? 0 : name == "encoder" ? 1 : 2;
-}
-
 }  // namespace
 
 void Acquisition::Describe(CLI::App& app) {
-  app.add_option("--exposure", exposure_, "Exposure time")
-      ->type_name("MICROSECONDS")
-      ->check(CLI::Range(1u, 10'000'000u))
-      ->capture_default_str();
-  app.add_option("--gain", gain_, std::string(kGainHelp) + " (default: that of the start)");
-  app.add_option("--power", power_, "Laser power")
-      ->type_name("PERCENT")
-      ->check(NumberIn(0, 100))
-      ->capture_default_str();
-  app.add_option("--trigger", trigger_, "timer, encoder or external")
-      ->type_name("MODE")
-      ->check(CLI::IsMember({"timer", "encoder", "external"}))
-      ->capture_default_str();
-  app.add_option("--spacing", spacing_,
-                 "Trigger spacing: encoder pulses with --trigger encoder (10), microseconds "
-                 "otherwise (default: the fastest that suits the whole sensor; images: that a file "
-                 "each can follow)")
-      ->check(CLI::Range(1u, 85'899'345u));
-  app.add_option("--roi", region_, "Region of interest in pixels (default: the whole sensor)")
-      ->type_name("X Y WIDTH HEIGHT")
+  const Recipe defaults = Defaults();
+  app.add_option("--recipe", path_, "File with settings (tessaline recipe); options come first")
+      ->type_name("FILE");
+  AddSettingOption(app, "--exposure", "Exposure time, or several that take turns (100,800)",
+                   setting::kExposure, options_.exposures)
+      .delimiter(',')
+      ->allow_extra_args(false)
+      ->default_str(std::to_string(defaults.exposures->front()));
+  AddSettingOption(app, "--gain", std::string(kGainHelp) + " (default: that of the start)",
+                   setting::kGain, options_.gain);
+  AddSettingOption(app, "--power", "Laser power", setting::kPower, options_.power)
+      .default_str(fmt::format("{}", *defaults.power));
+  AddSettingOption(app, "--trigger", "timer, encoder, external, or timer-start (also the timer)",
+                   setting::kTrigger, options_.trigger)
+      .default_str(*defaults.trigger);
+  AddSettingOption(
+      app, "--spacing",
+      "Trigger spacing: encoder pulses with --trigger encoder (10), microseconds "
+      "otherwise (default: the fastest that suits the whole sensor; images: that a file "
+      "each can follow)",
+      setting::kSpacing, options_.spacing);
+  AddSettingOption(app, "--delay", "Time from trigger to exposure; 0 switches it off",
+                   setting::kDelay, options_.delay);
+  AddSettingOption(app, "--input-filter", "Shortest pulse the external input accepts",
+                   setting::kFilter, options_.filter);
+  AddSettingOption(app, "--door", "on or off: the external input gates the trigger", setting::kDoor,
+                   options_.door);
+  const auto set_region = [this](const std::vector<unsigned>& numbers) {
+    options_.region = {numbers[0], numbers[1], numbers[2], numbers[3]};
+  };
+  app.add_option_function<std::vector<unsigned>>(
+         "--roi", set_region, "Region of interest in pixels (default: the whole sensor)")
+      ->type_name(std::string(setting::kRegion.type))
       ->expected(static_cast<int>(kRegionNumbers));
-  app.add_option("--laser", laser_, "on or off while frames are taken")
-      ->type_name("STATE")
-      ->check(CLI::IsMember({"on", "off"}))
-      ->capture_default_str();
+  AddSettingOption(app, "--laser", "on or off while frames are taken", setting::kLaser,
+                   options_.laser)
+      .default_str(*defaults.laser);
+  AddSettingOption(app, "--led", "Colour of the status light", setting::kLed, options_.led);
 }
 
-unsigned Acquisition::Spacing(const Model& model, bool images) const {
-  constexpr unsigned kPulses = 10;
-  constexpr unsigned kPixelsPerMicrosecond = 16;  // that become PNG files, with time to spare
-  if (spacing_ != 0) return spacing_;
-  if (trigger_ == "encoder") return kPulses;
-  const products::ImageSensor& sensor = model.family().sensor;
-  return images ? sensor.width * model.product().Height() / kPixelsPerMicrosecond
-                : sensor.trigger_spacing;
+void Acquisition::Settle(const Model& model) {
+  recipe_ = path_.empty() ? options_ : Over(options_, ReadRecipe(path_, model));
+  Require(recipe_, model);
 }
 
-void Acquisition::Require(const Model& model) const {
-  tool::Require(RegionOf(model), model);
-  if (gain_) RequireGain(*gain_, model);
+void Acquisition::Settle() {
+  recipe_ = path_.empty() ? options_ : Over(options_, ReadRecipe(path_));
+  RequireItself(recipe_);
 }
 
 Region Acquisition::RegionOf(const Model& model) const {
-  if (region_.size() != kRegionNumbers) return UsualRegion(model);
-  return {region_[0], region_[1], region_[2], region_[3]};
+  return recipe_.region.value_or(UsualRegion(model));
 }
 
 std::vector<Step> Acquisition::Settings(const Model& model, bool images) const {
-  std::vector<Step> steps;
-  const auto add = [&steps](std::string call, std::function<bool()> run) {
-    steps.push_back({std::move(call), "", std::move(run)});
-  };
-  if (const Region region = RegionOf(model); region != StartRegion(model)) {
-    add(region.AsCall(), [region] { return region.Set(); });
-  }
-  add("SetExposureNum(1)", [] { return SetExposureNum(1) == 0; });
-  add(fmt::format("SetExposureTime(1, {})", exposure_),
-      [this] { return SetExposureTime(1, exposure_) == 0; });
-  if (gain_) {
-    add(fmt::format("SetCmosGain({})", *gain_), [this] { return SetCmosGain(*gain_) == 1; });
-  }
-  if (laser()) {
-    add(fmt::format("SetLaserPower({})", power_),
-        [this] { return SetLaserPower(static_cast<float>(power_)) == 0; });
-  }
-  const auto set = [&add](std::string_view name, auto function, unsigned value) {
-    add(fmt::format("{}({})", name, value), [=] { return function(value) == 0; });
-  };
-  set("SetTriMode", SetTriMode, TriggerMode(trigger_));
-  set("SetTriSpacing", SetTriSpacing, Spacing(model, images));
-  set("SetCollectMode", SetCollectMode, images ? 1 : 0);
+  std::vector<Step> steps = StepsAfterStart(recipe_, model, images);
+  const unsigned mode = images ? 1 : 0;
+  steps.push_back(
+      {fmt::format("SetCollectMode({})", mode), "", [mode] { return SetCollectMode(mode) == 0; }});
   // Some of these give -1 even when they are done.
-  const auto reset = [&add](std::string_view name, auto function) {
-    add(fmt::format("{}()", name), [function] {
-      function();
-      return true;
-    });
+  const auto reset = [&steps](std::string_view name, auto function) {
+    steps.push_back({fmt::format("{}()", name), "", [function] {
+                       function();
+                       return true;
+                     }});
   };
   reset("ResetFrameID", ResetFrameID);
   reset("ResetCallbackLostNum", ResetCallbackLostNum);

@@ -25,13 +25,13 @@ struct ExitCodeText {
 // As the manual pages list them.
 inline constexpr std::array kExitCodes{
     ExitCodeText{ExitCode::kOk, "done"},
-    ExitCodeText{
-        ExitCode::kNegative,
-        "the answer is no: a check failed, dumps or EEPROM contents differ, the device refused a "
-        "setting, or frames were lost with --strict"},
+    ExitCodeText{ExitCode::kNegative,
+                 "the answer is no: a check failed, dumps, recipes or EEPROM contents differ, the "
+                 "device refused a "
+                 "setting, or frames were lost with --strict"},
     ExitCodeText{ExitCode::kUsage,
-                 "the command line is wrong: unknown option or model, value out of range, or "
-                 "register outside the map"},
+                 "the command line is wrong: unknown option or model, value out of range, "
+                 "register outside the map, or such an error in a recipe"},
     ExitCodeText{ExitCode::kUnreachable,
                  "the device is not there, does not answer, or sends no frames"},
     ExitCodeText{ExitCode::kNoPermission, "no permission to open a device node"},

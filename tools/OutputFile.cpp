@@ -21,14 +21,13 @@ namespace tool {
 namespace {
 
 constexpr std::size_t kFlushAt = 1 << 18;
-constexpr std::size_t kLargestRead = 1 << 20;
 constexpr mode_t kMode = 0666;  // less the umask
 
 Failure Cannot(const char* what, const std::string& path, int error) {
   const char* next = error == ENOSPC || error == EDQUOT || error == EFBIG
-                         ? "make room, or write elsewhere with -o"
-                     : error == ENOENT ? "create the directory first, or write elsewhere with -o"
-                                       : "write elsewhere with -o";
+                         ? "make room, or write elsewhere"
+                     : error == ENOENT ? "create the directory first, or write elsewhere"
+                                       : "write elsewhere";
   const std::string name = IsStandardOutput(path) ? "standard output" : path;
   return Failure(ExitCode::kFile, fmt::format("cannot {} {}: {}", what, name, strerror(error)),
                  next);
@@ -104,7 +103,7 @@ void OutputFile::LockAndEmpty() {
   if (flock(fd_, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
     close(fd_);
     throw Failure(ExitCode::kExists, fmt::format("{} is being written by another command", path_),
-                  "wait for it, or write elsewhere with -o");
+                  "wait for it, or write elsewhere");
   }
   if (ftruncate(fd_, 0) != 0) throw Cannot("write", path_, errno);
 }
@@ -201,14 +200,14 @@ void WriteWholeFile(const std::string& path, bool force, std::span<const std::ui
   }
 }
 
-std::vector<std::uint8_t> ReadWholeFile(const std::string& path) {
+std::vector<std::uint8_t> ReadWholeFile(const std::string& path, std::size_t most,
+                                        const char* next) {
   const auto cannot = [&](int error) {
-    return Failure(ExitCode::kFile, fmt::format("cannot read {}: {}", path, strerror(error)),
-                   "give the path of a file written by \"dump -o\"");
+    return Failure(ExitCode::kFile, fmt::format("cannot read {}: {}", path, strerror(error)), next);
   };
   const std::unique_ptr<FILE, int (*)(FILE*)> file(fopen(path.c_str(), "rb"), fclose);
   if (file == nullptr) throw cannot(errno);
-  std::vector<std::uint8_t> bytes(kLargestRead);
+  std::vector<std::uint8_t> bytes(most);
   bytes.resize(fread(bytes.data(), 1, bytes.size(), file.get()));
   if (ferror(file.get()) != 0) throw cannot(errno);
   if (fgetc(file.get()) != EOF) throw cannot(EFBIG);

@@ -1,11 +1,24 @@
 #include "Plan.h"
 
+#include <algorithm>
+#include <iterator>
+
 #include "Device.h"
 
 namespace tool {
+namespace {
+
+constexpr const char* kKeep =
+    "give it to \"capture\" and \"watch\" as an option, or keep it with \"tessaline recipe save\".";
+
+}  // namespace
 
 void Plan::Add(std::string call, std::string effect, std::function<bool()> run) {
   steps_.push_back({std::move(call), std::move(effect), std::move(run)});
+}
+
+void Plan::Add(std::vector<Step> steps) {
+  std::move(steps.begin(), steps.end(), std::back_inserter(steps_));
 }
 
 void Plan::CarryOut() {
@@ -33,11 +46,12 @@ void Plan::Tell(bool done) const {
   if (!done) {
     session_.Print("Nothing was touched (--dry-run).\n");
   } else if (session_.on_virtual_board()) {
-    session_.Print("The virtual board goes away with this command, and the setting with it.\n");
+    session_.Print("The virtual board goes away with this command, and the setting with it: {}\n",
+                   kKeep);
   } else {
     session_.Print(
-        "The setting is gone when a command or an application starts the device again: give "
-        "\"capture\" and \"watch\" the same as an option.\n");
+        "The setting is gone when a command or an application starts the device again: {}\n",
+        kKeep);
   }
   session_.Emit(json);
 }

@@ -15,6 +15,7 @@ class Plan {
   Plan(const Session& session, std::string title) : session_(session), title_(std::move(title)) {}
 
   void Add(std::string call, std::string effect, std::function<bool()> run);
+  void Add(std::vector<Step> steps);
 
   // Runs the steps on a started device; throws a Failure at the first that is refused. With
   // --dry-run they are only shown, and nothing is opened.

@@ -2,43 +2,18 @@
 
 #include <fmt/core.h>
 
-#include <algorithm>
-#include <array>
-
 #include "Failure.h"
+#include "SensorLimits.h"
 #include "tessaline/tessaline.h"
 
 namespace tool {
-namespace {
-
-// What a sensor accepts, and what it reads after a start.
-struct Rules {
-  std::string_view sensor;
-  unsigned across;  // x and width come in these steps
-  unsigned down;    // y
-  unsigned height;
-  unsigned least_width;
-  Region start;  // no width: everything
-};
-
-constexpr std::array kRules{
-    Rules{"IMX273", 1, 1, 1, 1, {}},
-    Rules{"IMX252", 1, 1, 1, 1, {8, 4, 2048, 1536}},
-    Rules{"GMAX2509", 28, 1, 1, 560, {0, 0, 4200, 1024}},
-    Rules{"GSPRINT6502BSI", 32, 1, 2, 32, {}},
-    Rules{"e2v Flash 4K", 64, 8, 8, 64, {}},
-};
-
-const Rules& RulesOf(const Model& model) {
-  return *std::find_if(kRules.begin(), kRules.end(), [&](const Rules& rules) {
-    return rules.sensor == model.family().sensor.name;
-  });
-}
-
-}  // namespace
 
 std::string Region::AsCall() const {
   return fmt::format("SetROI1({}, {}, {}, {})", x, y, width, height);
+}
+
+std::string Region::AsText() const {
+  return fmt::format("{} x {} pixels at column {}, row {}", width, height, x, y);
 }
 
 bool Region::Set() const { return SetROI1(x, y, width, height) == 0; }
@@ -48,7 +23,7 @@ Region WholeSensor(const Model& model) {
 }
 
 Region StartRegion(const Model& model) {
-  const Region& start = RulesOf(model).start;
+  const Region& start = LimitsOf(model).start;
   return start.width == 0 ? WholeSensor(model) : start;
 }
 
@@ -59,31 +34,30 @@ Region UsualRegion(const Model& model) {
 }
 
 void Require(const Region& region, const Model& model) {
-  const Rules& rules = RulesOf(model);
+  const SensorLimits& limits = LimitsOf(model);
   const Region whole = WholeSensor(model);
   const auto fits = [](unsigned from, unsigned size, unsigned most) {
     return size >= 1 && size <= most && from <= most - size;
   };
-  const bool in_steps = region.x % rules.across == 0 && region.width % rules.across == 0 &&
-                        region.y % rules.down == 0 && region.height % rules.height == 0;
+  const bool in_steps = region.x % limits.across == 0 && region.width % limits.across == 0 &&
+                        region.y % limits.down == 0 && region.height % limits.height == 0;
   if (fits(region.x, region.width, whole.width) && fits(region.y, region.height, whole.height) &&
-      in_steps && region.width >= rules.least_width) {
+      in_steps && region.width >= limits.least_width) {
     return;
   }
-  std::string limits =
-      fmt::format("a region lies within {} x {} pixels", whole.width, whole.height);
-  const auto add = [&limits](const char* what, unsigned step) {
-    if (step > 1) limits += fmt::format(", {} in steps of {}", what, step);
+  std::string text = fmt::format("a region lies within {} x {} pixels", whole.width, whole.height);
+  const auto add = [&text](const char* what, unsigned step) {
+    if (step > 1) text += fmt::format(", {} in steps of {}", what, step);
   };
-  add("x and width", rules.across);
-  add("y", rules.down);
-  add("height", rules.height);
-  if (rules.least_width > 1) limits += fmt::format(", width from {}", rules.least_width);
+  add("x and width", limits.across);
+  add("y", limits.down);
+  add("height", limits.height);
+  if (limits.least_width > 1) text += fmt::format(", width from {}", limits.least_width);
   throw Failure(
       ExitCode::kUsage,
-      fmt::format("the {} of a {} has no region of {} x {} at column {}, row {}", rules.sensor,
+      fmt::format("the {} of a {} has no region of {} x {} at column {}, row {}", limits.sensor,
                   model.code(), region.width, region.height, region.x, region.y),
-      limits);
+      text);
 }
 
 }  // namespace tool

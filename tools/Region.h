@@ -15,6 +15,7 @@ struct Region {
 
   bool operator==(const Region&) const = default;
   std::string AsCall() const;  // "SetROI1(0, 0, 1456, 1088)"
+  std::string AsText() const;
   bool Set() const;
 };
 

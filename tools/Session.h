@@ -42,6 +42,8 @@ class Session {
   // The model of the virtual board; empty on hardware.
   std::string Board() const;
 
+  // Whether a product was requested at all.
+  bool has_model() const { return !code_.empty(); }
   // The requested product; throws a Failure if there is none or it does not exist.
   const Model& model() const;
 

@@ -32,9 +32,9 @@ std::set<std::string> Commands() {
   return commands;
 }
 
-const std::set<std::string> kCommands{"capture", "check",  "eeprom", "exposure", "info",
-                                      "laser",   "led",    "models", "power",    "reg",
-                                      "roi",     "sensor", "trace",  "trigger",  "watch"};
+const std::set<std::string> kCommands{"capture", "check",  "eeprom",  "exposure", "info", "laser",
+                                      "led",     "models", "power",   "recipe",   "reg",  "roi",
+                                      "sensor",  "trace",  "trigger", "watch"};
 
 TEST(Help, ListsEverySubCommand) { EXPECT_EQ(Commands(), kCommands); }
 
@@ -42,7 +42,8 @@ TEST(Help, SaysWhatDrivesTheLaserOrWrites) {
   for (const char* command : {"laser", "capture strips", "watch", "check"}) {
     EXPECT_THAT(RunTool(std::string(command) + " --help").out, HasSubstr("DRIVES THE LASER"));
   }
-  for (const char* command : {"led", "power", "exposure", "roi", "trigger", "reg write"}) {
+  for (const char* command :
+       {"led", "power", "exposure", "roi", "trigger", "recipe apply", "reg write"}) {
     EXPECT_THAT(RunTool(std::string(command) + " --help").out, HasSubstr("WRITES REGISTERS"));
   }
   for (const char* command : {"info", "reg read", "reg dump"}) {
@@ -64,7 +65,7 @@ TEST(Guide, ShowsCommandsThatWork) {
     if (arguments == "watch --virtual K3610") arguments += " --time 0.5";
     const ToolResult result =
         ToolRun(arguments).In(directory.path()).With("TESSALINE_BOARD_PACE", "real").Run();
-    const int expected = arguments.find("--diff") == std::string::npos ? 0 : 1;
+    const int expected = arguments.find("diff ") == std::string::npos ? 0 : 1;
     EXPECT_EQ(result.status, expected) << line << '\n' << result.err;
     ++commands;
   }
@@ -152,7 +153,8 @@ TEST(Completion, KnowsCommandsOptionsModelsAndRegisters) {
   EXPECT_EQ(Completions(directory, "tessaline led ma"), Words{"magenta"});
   EXPECT_EQ(Completions(directory, "tessaline laser on --sec"), Words{"--seconds"});
   EXPECT_EQ(Completions(directory, "tessaline capture strips --tri"), Words{"--trigger"});
-  EXPECT_EQ(Completions(directory, "tessaline trace re"), Words{"reg"});
+  EXPECT_EQ(Completions(directory, "tessaline recipe save front.json --led ma"), Words{"magenta"});
+  EXPECT_EQ(Completions(directory, "tessaline trace re"), (Words{"recipe", "reg"}));
   EXPECT_EQ(Completions(directory, "tessaline trace --virtual K3610 reg re"), Words{"read"});
 }
 

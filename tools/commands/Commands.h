@@ -19,6 +19,7 @@ std::unique_ptr<Command> MakePowerCommand();
 std::unique_ptr<Command> MakeExposureCommand();
 std::unique_ptr<Command> MakeRoiCommand();
 std::unique_ptr<Command> MakeTriggerCommand();
+std::unique_ptr<Command> MakeRecipeCommand();
 std::unique_ptr<Command> MakeEepromCommand();
 std::unique_ptr<Command> MakeCalibrateCommand();
 std::unique_ptr<Command> MakeCalibrationCommand();
@@ -26,11 +27,11 @@ std::unique_ptr<Command> MakeSensorCommand();
 std::unique_ptr<Command> MakeTraceCommand();
 
 inline constexpr std::array kCommandMakers{
-    MakeCheckCommand,       MakeCaptureCommand,  MakeWatchCommand, MakeInfoCommand,
-    MakeModelsCommand,      MakeRegCommand,      MakeLaserCommand, MakeLedCommand,
-    MakePowerCommand,       MakeExposureCommand, MakeRoiCommand,   MakeTriggerCommand,
-    MakeEepromCommand,      MakeSensorCommand,   MakeTraceCommand, MakeCalibrateCommand,
-    MakeCalibrationCommand,
+    MakeCheckCommand,  MakeCaptureCommand,   MakeWatchCommand,       MakeInfoCommand,
+    MakeModelsCommand, MakeRegCommand,       MakeLaserCommand,       MakeLedCommand,
+    MakePowerCommand,  MakeExposureCommand,  MakeRoiCommand,         MakeTriggerCommand,
+    MakeRecipeCommand, MakeCalibrateCommand, MakeCalibrationCommand, MakeEepromCommand,
+    MakeSensorCommand, MakeTraceCommand,
 };
 
 }  // namespace tool

@@ -1,11 +1,9 @@
-#include <optional>
-
 #include "Device.h"
 #include "Gain.h"
 #include "Plan.h"
 #include "Registers.h"
+#include "SettingOption.h"
 #include "commands/Commands.h"
-#include "tessaline/tessaline.h"
 
 namespace tool {
 namespace {
@@ -24,33 +22,20 @@ class ExposureCommand : public Command {
  public:
   void Describe(CLI::App& parent, CommonOptions& common) override {
     app_ = &AddCommand(parent, kExposureAbout, common);
-    app_->add_option("microseconds", times_, "One to five exposure times")
-        ->type_name("MICROSECONDS")
-        ->check(CLI::Range(1u, 10'000'000u))
-        ->expected(0, static_cast<int>(kTimes.size()));
-    app_->add_option("--gain", gain_, kGainHelp);
+    AddSettingOption(*app_, "microseconds", "One to five exposure times", setting::kExposure,
+                     recipe_.exposures)
+        .expected(0, static_cast<int>(setting::kMostExposures));
+    AddSettingOption(*app_, "--gain", kGainHelp, setting::kGain, recipe_.gain);
   }
   bool Asked() const override { return app_->parsed(); }
 
   ExitCode Run(Session& session) override {
-    if (times_.empty() && !gain_) return Show(session);
-    if (gain_) RequireGain(*gain_, session.model());
+    const Model& model = session.model();
+    Require(recipe_, model);
+    const auto steps = StepsOf(recipe_, model);
+    if (steps.empty()) return Show(session);
     Plan plan(session, "exposure");
-    if (!times_.empty()) {
-      const auto count = static_cast<unsigned>(times_.size());
-      plan.Add(fmt::format("SetExposureNum({})", count),
-               fmt::format("{} exposure{} per cycle", count, count == 1 ? "" : "s"),
-               [count] { return SetExposureNum(count) == 0; });
-    }
-    for (unsigned i = 0; i < times_.size(); ++i) {
-      plan.Add(fmt::format("SetExposureTime({}, {})", i + 1, times_[i]),
-               fmt::format("exposure {}: {} us", i + 1, times_[i]),
-               [this, i] { return SetExposureTime(i + 1, times_[i]) == 0; });
-    }
-    if (gain_) {
-      plan.Add(fmt::format("SetCmosGain({})", *gain_), fmt::format("analogue gain {}", *gain_),
-               [this] { return SetCmosGain(*gain_) == 1; });
-    }
+    plan.Add(steps);
     plan.CarryOut();
     return ExitCode::kOk;
   }
@@ -73,8 +58,7 @@ class ExposureCommand : public Command {
   }
 
   CLI::App* app_ = nullptr;
-  std::vector<unsigned> times_;
-  std::optional<unsigned> gain_;
+  Recipe recipe_;
 };
 
 }  // namespace

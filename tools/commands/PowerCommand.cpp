@@ -1,6 +1,6 @@
 #include "Plan.h"
+#include "SettingOption.h"
 #include "commands/Commands.h"
-#include "tessaline/tessaline.h"
 
 namespace tool {
 namespace {
@@ -14,26 +14,22 @@ class PowerCommand : public Command {
  public:
   void Describe(CLI::App& parent, CommonOptions& common) override {
     app_ = &AddCommand(parent, kPowerAbout, common);
-    app_->add_option("percent", percent_, "0 to 100 of the potentiometer's travel")
-        ->check(NumberIn(0, 100))
-        ->type_name("PERCENT")
-        ->required();
+    AddSettingOption(*app_, "percent", "0 to 100 of the potentiometer's travel", setting::kPower,
+                     recipe_.power)
+        .required();
   }
   bool Asked() const override { return app_->parsed(); }
 
   ExitCode Run(Session& session) override {
-    Plan plan(session, fmt::format("power {}", percent_));
-    plan.Add(fmt::format("SetLaserPower({})", percent_),
-             fmt::format("laser power {} %, by the {}", percent_,
-                         session.model().family().laser_power_chip),
-             [this] { return SetLaserPower(static_cast<float>(percent_)) == 0; });
+    Plan plan(session, fmt::format("power {}", *recipe_.power));
+    plan.Add(StepsOf(recipe_, session.model()));
     plan.CarryOut();
     return ExitCode::kOk;
   }
 
  private:
   CLI::App* app_ = nullptr;
-  double percent_ = 0;
+  Recipe recipe_;
 };
 
 }  // namespace

@@ -1,7 +1,7 @@
 #include "Device.h"
 #include "Failure.h"
 #include "Plan.h"
-#include "Region.h"
+#include "Recipe.h"
 #include "Registers.h"
 #include "commands/Commands.h"
 
@@ -39,10 +39,9 @@ class RoiCommand : public Command {
         full_ ? WholeSensor(model) : Region{region_[0], region_[1], region_[2], region_[3]};
     Require(region, model);
     Plan plan(session, "roi");
-    plan.Add(region.AsCall(),
-             fmt::format("{} x {} pixels at column {}, row {}", region.width, region.height,
-                         region.x, region.y),
-             [region] { return region.Set(); });
+    Recipe recipe;
+    recipe.region = region;
+    plan.Add(StepsOf(recipe, model));
     plan.CarryOut();
     return ExitCode::kOk;
   }

@@ -37,7 +37,7 @@ class WatchCommand : public Command {
   bool Asked() const override { return app_->parsed(); }
 
   ExitCode Run(Session& session) override {
-    acquisition_.Require(session.model());
+    acquisition_.Settle(session.model());
     if (session.options().dry_run) {
       acquisition_.Rehearse(session, "watch", /*images=*/false);
       return ExitCode::kOk;

@@ -35,7 +35,7 @@ _tessaline() {{
   COMPREPLY=()
   case "$previous" in
     --model|--virtual) COMPREPLY=($(compgen -W "{models}" -- "$current")); return ;;
-    -o|--output|--diff) _tessaline_files "$current"; return ;;
+    -o|--output|--diff|--recipe) _tessaline_files "$current"; return ;;
 {values}  esac
   for word in "${{COMP_WORDS[@]:1:COMP_CWORD-1}}"; do
     [[ $path != " trace" || " $(_tessaline_words "") " != *" $word "* || $word == -* ]] || path=""
@@ -47,7 +47,7 @@ _tessaline() {{
   words="$(_tessaline_words "$path") $(_tessaline_arguments "$path")"
   case "$path" in
     " trace") words="$words $(_tessaline_words "")" ;;
-    " eeprom load"|" eeprom verify") [[ $current == -* ]] || _tessaline_files "$current" ;;
+    " eeprom load"|" eeprom verify"|" recipe "*) [[ $current == -* ]] || _tessaline_files "$current" ;;
   esac
   COMPREPLY+=($(compgen -W "$words" -- "$current"))
 }}
@@ -59,13 +59,13 @@ struct Choice {
   const char* words;
 };
 
+constexpr const char* kColours = "off red green yellow blue magenta cyan white";
 constexpr Choice kChoices[]{{"--format", "csv npy ply png pgm raw"},
-                            {"--trigger", "timer encoder external"},
-                            {"--mode", "timer encoder external timer-start"},
-                            {"--laser|--door", "on off"}};
-constexpr Choice kArguments[]{{" capture", "strips images"},
-                              {" laser", "on off status"},
-                              {" led", "off red green yellow blue magenta cyan white"}};
+                            {"--trigger|--mode", "timer encoder external timer-start"},
+                            {"--laser|--door", "on off"},
+                            {"--led", kColours}};
+constexpr Choice kArguments[]{
+    {" capture", "strips images"}, {" laser", "on off status"}, {" led", kColours}};
 
 // What may follow a path of sub-commands, one case of the script for each.
 std::string Cases(const CLI::App& app, const std::string& path) {
