@@ -17,10 +17,10 @@ using Matrix = std::array<Vector, 3>;
 // Limits of a head's numbers. Lengths are in mm, angles in degrees.
 constexpr double kLeastAngle = 25, kMostAngle = 40;  // between optical axis and laser plane
 constexpr double kNearest = 180, kFarthest = 320;    // camera to field
-constexpr double kCameraX = 12;
-constexpr double kAimX = 1.5;
+constexpr double kCameraX = 2.5;
+constexpr double kAimX = 1;
 constexpr double kAimZ = 0.5;  // around the middle of the height
-constexpr double kRoll = 1.5;
+constexpr double kRoll = 0.4;
 constexpr double kK1 = 0.08, kK2 = 0.015, kK3 = 0.002;
 // The principal point is off by this fraction of the sensor's size: 20 pixels of 1456.
 constexpr double kPrincipal = 20.0 / 1456;
