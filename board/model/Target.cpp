@@ -78,13 +78,6 @@ constexpr std::array kSettings{Setting{"x", &Pose::x, kMostShift},
                                Setting{"z", &Pose::z, kMostShift},
                                Setting{"tilt", &Pose::tilt, kMostTilt}};
 
-// The text up to the next comma, which is taken off.
-std::string_view NextWord(std::string_view& text) {
-  const std::string_view word = text.substr(0, text.find(','));
-  text.remove_prefix(std::min(text.size(), word.size() + 1));
-  return word;
-}
-
 template <typename Entry, std::size_t Size>
 const Entry* Find(const std::array<Entry, Size>& entries, std::string_view name) {
   for (const Entry& entry : entries) {
@@ -112,7 +105,8 @@ std::string Read(std::string_view word, Pose& pose) {
 }  // namespace
 
 std::optional<Target> Target::Parse(std::string_view text, std::string& wrong) {
-  const std::string_view name = NextWord(text);
+  std::size_t comma = text.find(',');
+  const std::string_view name = text.substr(0, comma);
   const Kind* const kind = Find(kKinds, name);
   if (kind == nullptr) {
     wrong =
@@ -120,8 +114,10 @@ std::optional<Target> Target::Parse(std::string_view text, std::string& wrong) {
     return std::nullopt;
   }
   Pose pose;
-  while (!text.empty()) {
-    wrong = Read(NextWord(text), pose);
+  while (comma != std::string_view::npos) {
+    text.remove_prefix(comma + 1);
+    comma = text.find(',');
+    wrong = Read(text.substr(0, comma), pose);
     if (!wrong.empty()) return std::nullopt;
   }
   return Target(kind->make(pose));
