@@ -25,9 +25,10 @@ constexpr double kK1 = 0.08, kK2 = 0.015, kK3 = 0.002;
 // The principal point is off by this fraction of the sensor's size: 20 pixels of 1456.
 constexpr double kPrincipal = 20.0 / 1456;
 
-constexpr int kMostSteps = 20;         // of Newton's method
-constexpr double kNearEnough = 1e-11;  // in units of half the sensor's width
-constexpr double kOnCircle = 1e-9;     // mm
+constexpr int kMostSteps = 20;  // of Newton's method
+// In units of half the sensor's width. Each step squares what is left.
+constexpr double kNearEnough = 1e-6;
+constexpr double kOnCircle = 1e-9;  // mm
 
 double Radians(double degrees) { return degrees * std::numbers::pi / 180; }
 

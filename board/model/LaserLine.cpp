@@ -14,6 +14,9 @@ LaserLine::LaserLine(const Head& head, const Surface& surface, bool view_is_free
                       face.to.x,
                       head.Image(face.from, face.to)});
   }
+  if (cap_) {
+    cap_columns_ = {head.ColumnsOf({cap_->left, 0}).first, head.ColumnsOf({cap_->right, 0}).last};
+  }
 }
 
 std::optional<LaserLine::Place> LaserLine::At(double column) const {
@@ -27,7 +30,9 @@ std::optional<LaserLine::Place> LaserLine::At(double column) const {
     if (column < part.columns.first || column > part.columns.last) continue;
     look(head_.RowOf(part.line, column), part.left, part.right);
   }
-  if (cap_) look(head_.RowOfCircle(cap_->centre, cap_->radius, column), cap_->left, cap_->right);
+  if (cap_ && column >= cap_columns_.first && column <= cap_columns_.last) {
+    look(head_.RowOfCircle(cap_->centre, cap_->radius, column), cap_->left, cap_->right);
+  }
   return seen;
 }
 

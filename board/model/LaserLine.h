@@ -33,6 +33,7 @@ class LaserLine {
   const Head& head_;
   std::vector<Part> parts_;
   std::optional<Cap> cap_;
+  Head::Columns cap_columns_{};
 };
 
 }  // namespace board

@@ -110,7 +110,14 @@ Surface CrossSection(double along) {
 
 namespace {
 
+// Whether a way that goes against the movement misses an object between these limits, at any x.
+bool IsOut(double front, double back, const Sight& sight) {
+  constexpr double kLongest = 12;  // mm along the belt, until it is above everything
+  return sight.y < front || sight.y - kLongest > back;
+}
+
 bool IsBlockedByBall(const Sight& sight) {
+  if (IsOut(kBallY - kBallRadius, kBallY + kBallRadius, sight)) return false;
   const double dx = sight.x - kBallX;
   const double dy = sight.y - kBallY;
   const double dz = sight.z + kBallSunk;
@@ -132,6 +139,7 @@ Part Between(double low, double high, double from, double direction) {
 
 // Whether the way enters an object through one of its sides.
 bool IsBlockedBy(const Rectangle& object, const Sight& sight) {
+  if (IsOut(object.front, object.back, sight)) return false;
   constexpr double kInside = 1e-6;  // mm, so that the height is the object's
   const Part x = Between(object.left, object.right, sight.x, sight.across);
   const Part y = Between(object.front, object.back, sight.y, sight.along);
