@@ -19,8 +19,8 @@ class Head {
   std::uint64_t Seed() const { return seed_; }
   unsigned Width() const { return width_; }
   unsigned Height() const { return height_; }
-  // Where the camera is, seen along the belt; and how far from the laser plane, against the
-  // movement.
+  // Where the camera is, seen along the belt; and how far from the laser plane, on the side where
+  // the belt has passed.
   PlanePoint Camera() const { return camera_; }
   double CameraAway() const { return away_; }
 

@@ -110,7 +110,7 @@ Surface CrossSection(double along) {
 
 namespace {
 
-// Whether a way that goes against the movement misses an object between these limits, at any x.
+// Whether a way misses an object between these limits at any x.
 bool IsOut(double front, double back, const Sight& sight) {
   constexpr double kLongest = 12;  // mm along the belt, until it is above everything
   return sight.y < front || sight.y - kLongest > back;

@@ -26,8 +26,8 @@ double Reflectance(double x, double y);
 // What the laser plane meets at y.
 Surface CrossSection(double y);
 
-// A straight way that starts on the surface, goes against the movement and rises by at least as
-// much as it goes.
+// A straight way that starts on the surface, goes to where the belt has passed (smaller y) and rises
+// by at least as much as it goes.
 struct Sight {
   double x, y, z;
   double across, along, up;  // direction

@@ -201,7 +201,7 @@ TEST_F(GsprintOptics, ObjectsCastShadowsOutwards) {
   EXPECT_GT(CountWithin(beside_stairs, 3, 3.8), 15u);  // on the side of the light
 }
 
-// The camera looks along the movement, from behind: what has passed hides the belt.
+// The camera is where the belt has passed, so what has just passed hides it.
 TEST_F(GsprintOptics, ObjectsHideTheBeltBehindThem) {
   See("belt", "real:3");
   PassTo(86);
