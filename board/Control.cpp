@@ -3,11 +3,13 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <iterator>
+#include <limits>
 #include <string>
 
 #include "Board.h"
@@ -17,7 +19,10 @@
 #include "Faults.h"
 #include "RealCalls.h"
 #include "Transcript.h"
+#include "model/LaserLine.h"
 #include "model/Scene.h"
+#include "model/Speckle.h"
+#include "model/View.h"
 #include "tessaline/board.h"
 
 namespace {
@@ -52,26 +57,63 @@ bool IsRegister(unsigned block, uint32_t offset) {
   return block < fpga::kBlockCount && offset % 4 == 0 && offset / 4 < board::kRegistersPerBlock;
 }
 
+bool IsSensor(unsigned width, unsigned height) {
+  constexpr unsigned kLeast = 16;
+  constexpr unsigned kMost = 32768;
+  return width >= kLeast && width <= kMost && height >= kLeast && height <= kMost;
+}
+
+int Give(board::PlanePoint point, double* x, double* z) {
+  if (!std::isfinite(point.x) || !std::isfinite(point.z)) return -1;
+  *x = point.x;
+  *z = point.z;
+  return 0;
+}
+
 const char* Environment(const char* name) {
   const char* value = std::getenv(name);
   return value != nullptr && *value != '\0' ? value : nullptr;
 }
 
-// "@FILE" stands for the file's content. A test whose faults were not planted would be misleading,
-// so an invalid fault ends the process.
-void PlantFaultsOrEnd(const char* faults) {
-  std::string text = faults;
-  std::string wrong;
-  if (text.front() == '@') {
-    std::ifstream file(text.substr(1));
-    if (!file) wrong = "cannot read " + text.substr(1);
-    text.assign(std::istreambuf_iterator<char>(file), {});
+// Returns what is wrong with the text, or an empty text.
+std::string SetOptics(Board& board, std::string_view text) {
+  std::optional<std::uint64_t> seed;
+  const std::string wrong = board::ReadOptics(text, seed);
+  if (!wrong.empty()) return wrong;
+  std::optional<board::Head> head;
+  if (seed) {
+    const board::SensorState sensor = board.sensor()->State();
+    head.emplace(*seed, sensor.full_width, sensor.full_height);
   }
-  if (wrong.empty()) wrong = board::PlantFaults(text);
+  board.engine().SetHead(head);
+  return {};
+}
+
+// Likewise.
+std::string SetScene(Board& board, std::string_view text) {
+  std::optional<board::Target> target;
+  const std::string wrong = board::ReadScene(text, target);
+  if (wrong.empty()) board.engine().SetTarget(std::move(target));
+  return wrong;
+}
+
+// A test without the faults, optics or scene that it asked for would be misleading, so an invalid
+// value ends the process.
+void EndIf(const char* variable, const std::string& wrong) {
   if (wrong.empty()) return;
-  std::fprintf(stderr, "TESSALINE_BOARD_FAULTS: %s\n", wrong.c_str());
+  std::fprintf(stderr, "%s: %s\n", variable, wrong.c_str());
   constexpr int kUsage = 2;
   _exit(kUsage);
+}
+
+// "@FILE" stands for the file's content.
+std::string PlantFaults(std::string text) {
+  if (text.front() == '@') {
+    std::ifstream file(text.substr(1));
+    if (!file) return "cannot read " + text.substr(1);
+    text.assign(std::istreambuf_iterator<char>(file), {});
+  }
+  return board::PlantFaults(text);
 }
 
 __attribute__((constructor)) void SetUpFromEnvironment() {
@@ -92,7 +134,13 @@ __attribute__((constructor)) void SetUpFromEnvironment() {
   if (const char* strips = Environment("TESSALINE_BOARD_STRIPS")) {
     tessaline_board_set_strips_per_buffer(static_cast<unsigned>(std::strtoul(strips, nullptr, 10)));
   }
-  if (const char* faults = Environment("TESSALINE_BOARD_FAULTS")) PlantFaultsOrEnd(faults);
+  const auto set = [](const char* variable, auto setter) {
+    if (const char* text = Environment(variable)) EndIf(variable, setter(text));
+  };
+  const std::shared_ptr<Board> board = Board::Current();
+  set("TESSALINE_BOARD_OPTICS", [&](const char* text) { return SetOptics(*board, text); });
+  set("TESSALINE_BOARD_SCENE", [&](const char* text) { return SetScene(*board, text); });
+  set("TESSALINE_BOARD_FAULTS", PlantFaults);
   // Without a file, the transcript would not be read.
   if (Environment("TESSALINE_BOARD_TRANSCRIPT") == nullptr) tessaline_board_transcript_enable(0);
 }
@@ -135,6 +183,18 @@ void tessaline_board_set_pace(enum tessaline_board_pace pace) {
 
 void tessaline_board_set_strips_per_buffer(unsigned strips) {
   TellBoard([=](Board& board) { board.engine().SetStripsPerBuffer(strips); });
+}
+
+int tessaline_board_set_optics(const char* optics) {
+  return AskBoard(-1, [=](Board& board) {
+    return optics != nullptr && SetOptics(board, optics).empty() ? 0 : -1;
+  });
+}
+
+int tessaline_board_set_scene(const char* scene) {
+  return AskBoard(-1, [=](Board& board) {
+    return scene != nullptr && SetScene(board, scene).empty() ? 0 : -1;
+  });
 }
 
 char* tessaline_board_transcript(enum tessaline_board_format format) {
@@ -301,5 +361,51 @@ double tessaline_board_scene_x(double column) {
 }
 
 double tessaline_board_scene_counts_per_mm(void) { return board::scene::kCountsPerMm; }
+
+int tessaline_board_point_to_mm(double column, double row, double* x_mm, double* z_mm) {
+  return AskBoard(-1, [=](Board& board) {
+    const board::SensorState sensor = board.sensor()->State();
+    const auto view = board.engine().GetView();
+    return Give(view->head ? view->head->ToMillimetres(column, row)
+                           : board::PlanePoint{board::scene::X(column, sensor.full_width),
+                                               board::scene::Z(row, sensor.full_height)},
+                x_mm, z_mm);
+  });
+}
+
+int tessaline_board_head_to_mm(uint64_t seed, unsigned sensor_width, unsigned sensor_height,
+                               double column, double row, double* x_mm, double* z_mm) {
+  if (!IsSensor(sensor_width, sensor_height)) return -1;
+  const board::Head head(seed, sensor_width, sensor_height);
+  return Give(head.ToMillimetres(column, row), x_mm, z_mm);
+}
+
+int tessaline_board_head_line(uint64_t seed, unsigned sensor_width, unsigned sensor_height,
+                              const char* scene, uint64_t frame_id, double noise, float* rows,
+                              unsigned columns) {
+  const Inside inside;
+  std::optional<board::Target> target;
+  if (!IsSensor(sensor_width, sensor_height) || !(noise >= 0) || !std::isfinite(noise) ||
+      scene == nullptr || !board::ReadScene(scene, target).empty()) {
+    return -1;
+  }
+  const board::Head head(seed, sensor_width, sensor_height);
+  const board::LaserLine line(head, target ? target->CrossSection() : board::scene::CrossSection(0),
+                              false);
+  for (unsigned column = 0; column < columns; ++column) {
+    rows[column] = std::numeric_limits<float>::quiet_NaN();
+    if (column >= sensor_width) continue;
+    const auto place = line.At(column);
+    if (!place) continue;
+    double row = place->row;
+    if (noise > 0) {
+      const board::Speckle speckle = board::SpeckleAt(seed, frame_id, column);
+      if (speckle.lost) continue;
+      row += noise * board::kSpeckleRow * speckle.row;
+    }
+    if (row >= 0 && row <= sensor_height - 1.0) rows[column] = static_cast<float>(row);
+  }
+  return 0;
+}
 
 }  // extern "C"

@@ -104,11 +104,7 @@ ExitCode Application::Run(int argc, char** argv) {
     Parse([&] { app_.parse(argc, argv); });
     if (!man_.empty()) return WriteManPages(app_, man_);
     if (completion_) return WriteCompletion(app_);
-    if (common_.virtual_model.empty()) {
-      PlugInBoardOfEnvironment(argv);
-    } else {
-      PlugInVirtualBoard(common_.virtual_model, argv);
-    }
+    PlugInVirtualBoard({common_.virtual_model, common_.optics, common_.scene}, argv);
     LibraryOutput::Instance().Capture(common_.verbose);
     Session session(common_);
     session.CompareBoard();

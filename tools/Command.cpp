@@ -1,5 +1,6 @@
 #include "Command.h"
 
+#include "VirtualBoard.h"
 #include "commands/Commands.h"
 
 namespace tool {
@@ -54,6 +55,15 @@ void AddCommonOptions(CLI::App& app, CommonOptions& common) {
       ->type_name("CODE");
   app.add_option("--virtual", common.virtual_model, "Run on the virtual board of this model")
       ->type_name("CODE");
+  app.add_option("--optics", common.optics,
+                 "Optics of the virtual board: ideal, or a simulated head for each seed")
+      ->type_name("ideal|real[:SEED]")
+      ->check(WrongOptics);
+  app.add_option("--scene", common.scene,
+                 "What the virtual board sees: belt, or plane, sawtooth or stairs, each with "
+                 ",x=MM,z=MM,tilt=DEGREES behind it if you like")
+      ->type_name("SCENE")
+      ->check(WrongScene);
   app.add_flag("--json", common.json, "Print the result as JSON");
   app.add_flag("-v,--verbose", common.verbose, "Show the library's output on standard error");
 }

@@ -22,6 +22,8 @@ void AddTo(Json& json, const Failure& failure);
 struct CommonOptions {
   std::string model;
   std::string virtual_model;
+  std::string optics;  // of the virtual board; empty: as the environment says
+  std::string scene;   // likewise
   bool json = false;
   bool verbose = false;
   bool dry_run = false;

@@ -1,8 +1,12 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
+#include <optional>
 
 #include "chips/ImageSensorChip.h"
+#include "model/LaserLine.h"
+#include "model/View.h"
 
 namespace board {
 
@@ -16,6 +20,7 @@ struct Exposure {
   SensorState sensor;
   unsigned width;  // pixels read out, as the FPGA counts them
   unsigned height;
+  std::shared_ptr<const View> view;  // never null
 };
 
 // The laser line in one column of the frame. Across the line, the light is a Gaussian with this
@@ -23,10 +28,25 @@ struct Exposure {
 inline constexpr double kLineSigma = 1.8;
 
 struct LinePoint {
-  double row;   // in the frame, sub-pixel; may be outside
-  double peak;  // grey value, at most 255; 0: no light
+  double row;    // in the frame, sub-pixel; may be outside
+  double peak;   // grey value, at most 255; 0: no light
+  double light;  // the same, but without the limit
 };
 
-LinePoint LineAt(const Exposure& exposure, unsigned column);
+// The laser line of one exposure, which must outlive this.
+class ExposedLine {
+ public:
+  explicit ExposedLine(const Exposure& exposure);
+
+  LinePoint At(unsigned column) const;
+
+ private:
+  LinePoint Ideal(double column) const;
+  LinePoint Real(double column) const;
+  double LightAt(double x) const;
+
+  const Exposure& exposure_;
+  std::optional<LaserLine> real_;
+};
 
 }  // namespace board

@@ -103,6 +103,23 @@ void FrameEngine::SetPace(tessaline_board_pace pace) {
 
 void FrameEngine::SetStripsPerBuffer(unsigned strips) { strips_per_buffer_ = std::max(1u, strips); }
 
+std::shared_ptr<const View> FrameEngine::GetView() const {
+  const std::lock_guard lock(view_mutex_);
+  return view_;
+}
+
+void FrameEngine::SetView(View view) {
+  auto next = std::make_shared<const View>(std::move(view));
+  const std::lock_guard lock(view_mutex_);
+  view_.swap(next);
+}
+
+void FrameEngine::SetHead(std::optional<Head> head) { SetView({head, GetView()->target}); }
+
+void FrameEngine::SetTarget(std::optional<Target> target) {
+  SetView({GetView()->head, std::move(target)});
+}
+
 struct tessaline_board_stream_stats FrameEngine::Stats(int stream) const {
   const Counters& counters = stream == 0 ? image_counters_ : strip_counters_;
   return {counters.frames, counters.delivered, counters.lost, counters.buffers};
@@ -261,6 +278,7 @@ Exposure FrameEngine::Expose(std::int64_t time_ns) {
   // A height of 0 switches the region off, so the sensor reads out everything.
   if (exposure.width == 0) exposure.width = sensor.full_width / sensor.column_step;
   if (exposure.height == 0) exposure.height = sensor.full_height / sensor.row_step;
+  exposure.view = GetView();
   return exposure;
 }
 

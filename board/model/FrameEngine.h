@@ -63,6 +63,9 @@ class FrameEngine {
 
   void SetPace(tessaline_board_pace pace);
   void SetStripsPerBuffer(unsigned strips);
+  void SetHead(std::optional<Head> head);
+  void SetTarget(std::optional<Target> target);
+  std::shared_ptr<const View> GetView() const;
   struct tessaline_board_stream_stats Stats(int stream) const;
   FrameChecksums& Checksums() { return checksums_; }
 
@@ -76,6 +79,7 @@ class FrameEngine {
   };
 
   void EnsureRunning();
+  void SetView(View view);
   static void* Main(void* self);
   // Does the work that is due. Returns the nanoseconds until more work is due. A negative value
   // means that no work is due before the bell rings.
@@ -109,6 +113,9 @@ class FrameEngine {
   std::atomic<unsigned> strips_per_buffer_{10};
   Counters image_counters_, strip_counters_;
   FrameChecksums checksums_;
+
+  mutable std::mutex view_mutex_;  // of the pointer only
+  std::shared_ptr<const View> view_ = std::make_shared<const View>();
 
   // Used only by the thread.
   std::int64_t next_due_ns_ = -1;  // negative: the next trigger comes at once

@@ -14,7 +14,13 @@ constexpr std::size_t kPlanes = 4;
 constexpr std::size_t kBlockBytes = 16;
 constexpr std::size_t kHeaderBytes = 32;
 constexpr std::size_t kNoiseBytes = 1 << 18;
-constexpr int kLineReach = 6;  // pixels on either side of its middle
+
+// The pixels on either side of its middle in which a line is seen.
+int ReachOf(double light) {
+  constexpr double kLeast = 6;
+  const double seen = kLineSigma * std::sqrt(2 * std::log(std::max(light, 1.0)));
+  return static_cast<int>(std::ceil(std::max(kLeast, seen)));
+}
 
 std::size_t PlaceOf(std::size_t pixel, std::size_t quarter) {
   const std::size_t block = pixel / kBlockBytes;
@@ -54,14 +60,16 @@ std::size_t WriteImage(const Exposure& exposure, std::size_t full_pixels,
     }
   }
 
+  const ExposedLine exposed(exposure);
   for (unsigned column = 0; column < exposure.width; ++column) {
-    const LinePoint point = LineAt(exposure, column);
+    const LinePoint point = exposed.At(column);
     if (point.peak <= 0) continue;
     const int middle = static_cast<int>(std::lround(point.row));
-    for (int row = middle - kLineReach; row <= middle + kLineReach; ++row) {
+    const int reach = ReachOf(point.light);
+    for (int row = middle - reach; row <= middle + reach; ++row) {
       if (row < 0 || row >= static_cast<int>(exposure.height)) continue;
       const double away = (row - point.row) / kLineSigma;
-      const double light = point.peak * std::exp(-0.5 * away * away);
+      const double light = point.light * std::exp(-0.5 * away * away);
       const std::size_t pixel = static_cast<std::size_t>(row) * exposure.width + column;
       if (pixel / (kPlanes * kBlockBytes) * kBlockBytes + kBlockBytes > plane_bytes) continue;
       std::uint8_t& grey = buffer[PlaceOf(pixel, quarter)];

@@ -61,9 +61,10 @@ void StripBuffer::Append(const Exposure& exposure) {
   Push(bytes_, std::array<std::uint64_t, 4>{exposure.frame_id, exposure.time_stamp,
                                             exposure.encoder_stamp, 0});
   std::uint64_t points = 0;
+  const ExposedLine exposed(exposure);
   for (unsigned column = 0; column < exposure.width; ++column) {
-    const LinePoint line = LineAt(exposure, column);
-    const double width = WidthAbove(settings_.threshold, line.peak);
+    const LinePoint line = exposed.At(column);
+    const double width = WidthAbove(settings_.threshold, line.light);
     const bool found = line.peak > 0 && line.peak >= settings_.threshold &&
                        std::ceil(width) >= settings_.width_min && width <= settings_.width_max &&
                        line.row >= 0 && line.row <= exposure.height - 1.0;

@@ -31,6 +31,9 @@ expect 0 '^K3610,$' run -- sh -c 'echo "$TESSALINE_BOARD,${TESSALINE_BOARD_PACE:
 expect 0 '^K4010 free 0 3 a b$' run --model K4010 --pace free --sleep 0 --strips 3 \
   sh -c 'echo "$TESSALINE_BOARD $TESSALINE_BOARD_PACE $TESSALINE_BOARD_SLEEP $TESSALINE_BOARD_STRIPS $*"' sh a b
 expect 0 '^absent eeprom$' run --faults 'absent eeprom' -- printenv TESSALINE_BOARD_FAULTS
+expect 0 '^real:7 plane,tilt=2$' run --optics real:7 --scene plane,tilt=2 \
+  sh -c 'echo "$TESSALINE_BOARD_OPTICS $TESSALINE_BOARD_SCENE"'
+expect 2 '^TESSALINE_BOARD_SCENE: there is no scene "ball"' run --scene ball -- true
 # The program runs on the board, and its calls are in the transcript.
 transcript=$(mktemp)
 trap 'rm -f "$transcript"' EXIT

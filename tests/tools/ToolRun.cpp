@@ -17,7 +17,8 @@ int CountLines(const std::string& text) {
 
 ToolRun::ToolRun(const std::string& arguments) : arguments_(arguments), program_(TESSALINE_TOOL) {
   // Settings of the machine that runs the tests must not matter.
-  for (const char* name : {"TESSALINE_MODEL", "TESSALINE_BOARD", "TESSALINE_BOARD_FAULTS"}) {
+  for (const char* name : {"TESSALINE_MODEL", "TESSALINE_BOARD", "TESSALINE_BOARD_FAULTS",
+                           "TESSALINE_BOARD_OPTICS", "TESSALINE_BOARD_SCENE"}) {
     environment_[name] = "";
   }
   environment_["TESSALINE_BOARD_SLEEP"] = "0";

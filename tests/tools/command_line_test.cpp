@@ -302,7 +302,17 @@ constexpr Mistake kMistakes[]{
     {"EndlessContent", "eeprom load /dev/zero --virtual K3610", kFile, "File too large"},
     {"NothingToTrace", "trace --virtual K3610", kUsage, "which sub-command"},
     {"UnknownToTrace", "trace --virtual K3610 frobnicate", kUsage, "--help"},
-    {"TraceOfAModel", "trace info --virtual K3610", kUsage, "before the sub-command"},
+    {"TraceOfAModel", "trace info --virtual K3610", kUsage, "--virtual before the sub-command"},
+    {"TraceOfAScene", "trace --virtual K3610 info --scene plane", kUsage,
+     "--scene before the sub-command"},
+    {"OpticsOfHardware", "info --model K3610 --optics real", kUsage, "add --virtual CODE"},
+    {"SceneOfHardware", "info --model K3610 --scene plane", kUsage, "add --virtual CODE"},
+    {"UnknownOptics", "info --virtual K3610 --optics fine", kUsage, "ideal, real and real:SEED"},
+    {"OpticsWithoutSeed", "info --virtual K3610 --optics real:", kUsage,
+     "ideal, real and real:SEED"},
+    {"UnknownScene", "info --virtual K3610 --scene ball", kUsage, "belt, and plane, sawtooth"},
+    {"PoseWithoutEnd", "info --virtual K3610 --scene plane,", kUsage, "belt, and plane"},
+    {"TooMuchTilt", "info --virtual K3610 --scene plane,tilt=16", kUsage, "tilt from -15 to 15"},
 };
 
 INSTANTIATE_TEST_SUITE_P(Mistakes, Mistaken, ::testing::ValuesIn(kMistakes),

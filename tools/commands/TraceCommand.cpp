@@ -35,8 +35,11 @@ class TraceCommand : public Command {
       throw Failure(ExitCode::kUsage, "which sub-command should be traced?", example);
     }
     for (const std::string& word : rest) {
-      if (!word.starts_with("--model") && !word.starts_with("--virtual")) continue;
-      throw Failure(ExitCode::kUsage, "give the model before the sub-command", example);
+      for (const char* option : {"--model", "--virtual", "--optics", "--scene"}) {
+        if (!word.starts_with(option)) continue;
+        throw Failure(ExitCode::kUsage, fmt::format("give {} before the sub-command", option),
+                      example);
+      }
     }
     // The library's threads and its log use it to the end of the process.
     auto* const tracer = new Tracer(session.model());

@@ -13,6 +13,9 @@
  *   TESSALINE_BOARD_PACE        "real" (default), or "free": triggers come as fast
  *                               as buffers are returned
  *   TESSALINE_BOARD_STRIPS      strips per strip buffer (10)
+ *   TESSALINE_BOARD_OPTICS      "ideal" (default), "real" or "real:SEED", see
+ *                               tessaline_board_set_optics()
+ *   TESSALINE_BOARD_SCENE       "belt" (default) or a target, see tessaline_board_set_scene()
  *   TESSALINE_BOARD_FAULTS      faults planted at power-up: "call video1 VIDIOC_DQBUF EIO; absent
  *                               eeprom", or "@FILE"; see docs/virtual-board.md
  *   TESSALINE_BOARD_TRANSCRIPT  file that receives the transcript at process exit;
@@ -66,6 +69,31 @@ void tessaline_board_set_pace(enum tessaline_board_pace pace);
 
 /** Strips the FPGA packs into one strip buffer (1 .. what fits); fewer after 50 ms. */
 void tessaline_board_set_strips_per_buffer(unsigned strips);
+
+/**
+ * Sets through what the camera sees the laser line, from the next frame on.
+ *
+ * @param optics  "ideal" (after select): linear, exact, without noise. "real:SEED": a head with
+ *                perspective, lens distortion, speckle, shadows and missing points; each seed
+ *                (0 to 2^64 - 1) is another head, the same one on every machine. "real" is
+ *                "real:1".
+ * @return 0, or -1 when there is no board or no such optics (nothing changes)
+ *
+ * docs/virtual-board.md has the formulas.
+ */
+int tessaline_board_set_optics(const char* optics);
+
+/**
+ * Sets what is in front of the sensor, from the next frame on.
+ *
+ * @param scene  "belt" (after select): the moving belt with its objects. "plane", "sawtooth" or
+ *               "stairs": a calibration target, the same everywhere along the movement. It can be
+ *               followed by its pose in the laser plane, ",x=MM,z=MM,tilt=DEGREES" in any order:
+ *               turned about its origin, then shifted. x and z: -50 to 50, tilt: -15 to 15; 0
+ *               when not given.
+ * @return 0, or -1 when there is no board or no such scene (nothing changes)
+ */
+int tessaline_board_set_scene(const char* scene);
 
 /* --- Transcript ------------------------------------------------------------------------ */
 
@@ -256,6 +284,53 @@ double tessaline_board_scene_x(double column);
 
 /** Encoder counts per mm of movement. */
 double tessaline_board_scene_counts_per_mm(void);
+
+/**
+ * What a pixel of the full sensor sees in the laser plane, through the board's optics.
+ *
+ * @param column  of the full sensor, 0 at the centre of the first; may have a fraction
+ * @param row     likewise
+ * @param x_mm    receives the place across
+ * @param z_mm    receives the height
+ * @return 0, or -1 when there is no board or the result is not finite
+ *
+ * The functions named tessaline_board_scene_... are those of the ideal optics.
+ */
+int tessaline_board_point_to_mm(double column, double row, double* x_mm, double* z_mm);
+
+/**
+ * The same for the head of a seed on a sensor of any size. Needs no board.
+ *
+ * @param seed           as in "real:SEED"
+ * @param sensor_width   columns of the full sensor, 16 to 32768
+ * @param sensor_height  rows of the full sensor, 16 to 32768
+ * @param column         of the full sensor
+ * @param row            of the full sensor
+ * @param x_mm           receives the place across
+ * @param z_mm           receives the height
+ * @return 0, or -1 when there is no such sensor or the result is not finite
+ */
+int tessaline_board_head_to_mm(uint64_t seed, unsigned sensor_width, unsigned sensor_height,
+                               double column, double row, double* x_mm, double* z_mm);
+
+/**
+ * The laser line that the head of a seed sees on the full sensor. It is bright and not
+ * saturated. Needs no board.
+ *
+ * @param seed           as in "real:SEED"
+ * @param sensor_width   columns of the full sensor, 16 to 32768
+ * @param sensor_height  rows of the full sensor, 16 to 32768
+ * @param scene          as for tessaline_board_set_scene(); "belt" is the belt without objects
+ * @param frame_id       frames of different ids have different noise
+ * @param noise          factor on the row's noise; 1 is that of the board's frames. 0: no noise,
+ *                       and no points missing at random
+ * @param rows           receives the line's row in each column; NaN where there is no point
+ * @param columns        how many columns to compute, from column 0 on
+ * @return 0, or -1 when there is no such sensor or scene, or the noise is negative or not finite
+ */
+int tessaline_board_head_line(uint64_t seed, unsigned sensor_width, unsigned sensor_height,
+                              const char* scene, uint64_t frame_id, double noise, float* rows,
+                              unsigned columns);
 
 #pragma GCC visibility pop
 
