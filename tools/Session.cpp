@@ -6,14 +6,10 @@
 
 #include "Failure.h"
 #include "Printable.h"
+#include "VirtualBoard.h"
 
 namespace tool {
 namespace {
-
-std::string Environment(const char* name) {
-  const char* value = std::getenv(name);
-  return value == nullptr ? "" : value;
-}
 
 std::string ChooseModel(const CommonOptions& options) {
   for (const std::string& choice :

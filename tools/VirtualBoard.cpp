@@ -70,11 +70,6 @@ void StartAnew(char** argv) {
                 fmt::format("cannot start with the virtual board: {}", strerror(errno)));
 }
 
-std::string Environment(const char* name) {
-  const char* const value = getenv(name);
-  return value == nullptr ? "" : value;
-}
-
 // Puts a value into the environment, unless it is empty. Returns whether that changes anything.
 bool Change(const char* name, const std::string& value) {
   if (value.empty() || Environment(name) == value) return false;
@@ -119,6 +114,11 @@ bool IsScene(std::string_view text) {
 }
 
 }  // namespace
+
+std::string Environment(const char* name) {
+  const char* const value = getenv(name);
+  return value == nullptr ? "" : value;
+}
 
 std::string WrongOptics(const std::string& text) {
   constexpr std::string_view kSeeded = "real:";

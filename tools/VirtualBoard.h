@@ -4,6 +4,9 @@
 
 namespace tool {
 
+// A variable of the environment; empty if there is none.
+std::string Environment(const char* name);
+
 // What the command line says about the virtual board; empty where it says nothing.
 struct VirtualBoard {
   std::string model;

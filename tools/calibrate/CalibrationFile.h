@@ -11,6 +11,8 @@
 
 namespace tool::calibrate {
 
+inline constexpr double kMicrometres = 1000;  // in a millimetre
+
 // A calibration as it is kept: in a file, and in the EEPROM of the head it belongs to.
 struct StoredCalibration {
   tessaline_calibration numbers{};

@@ -34,8 +34,7 @@ constexpr About kCalibrateAbout{
     "  tessaline calibrate --target plane --at 0 --at 10 --at 5,8 --at 5,-8 p1.csv p2.csv p3.csv "
     "p4.csv -o head.cal --model K3610"};
 
-constexpr double kMicrometres = 1000;  // in a millimetre
-constexpr double kMostTilt = 80;       // degrees
+constexpr double kMostTilt = 80;  // degrees
 constexpr const char* kPlaceHelp = "give HEIGHT in mm, or HEIGHT,TILT with degrees up to 80";
 
 // Where the target stood: "HEIGHT" or "HEIGHT,TILT" or "HEIGHT,TILT,X".
@@ -154,24 +153,25 @@ class CalibrateCommand : public Command {
                   Counted(files_.size(), "view"), solution.outliers);
     Json fits = Json::array();
     for (const calibrate::Fit& fit : solution.fits) {
-      session.Print("  {:>7.2f} um |{}| {}\n", fit.error_mm * kMicrometres,
+      session.Print("  {:>7.2f} um |{}| {}\n", fit.error_mm * calibrate::kMicrometres,
                     Drawn(fit.across, largest), fit.name);
       fits.push_back({{"file", fit.name},
-                      {"residual_um", fit.error_mm * kMicrometres},
+                      {"residual_um", fit.error_mm * calibrate::kMicrometres},
                       {"residual_pixels", fit.error_pixels}});
     }
     session.Print("residuals: {:.2f} um, {:.3f} pixels; the drawn means reach {:.2f} um\n",
-                  solution.error_mm * kMicrometres, solution.error_pixels, largest * kMicrometres);
+                  solution.error_mm * calibrate::kMicrometres, solution.error_pixels,
+                  largest * calibrate::kMicrometres);
     session.Print("uncertainty of the calibration: x {:.2f} um, z {:.2f} um (1 sigma)\n",
-                  c.x_sigma * kMicrometres, c.z_sigma * kMicrometres);
+                  c.x_sigma * calibrate::kMicrometres, c.z_sigma * calibrate::kMicrometres);
     session.Print("wrote {}\n", output_);
     session.Emit({{"file", output_},
                   {"points", solution.samples},
                   {"left_out", solution.outliers},
-                  {"residual_um", solution.error_mm * kMicrometres},
+                  {"residual_um", solution.error_mm * calibrate::kMicrometres},
                   {"residual_pixels", solution.error_pixels},
-                  {"x_sigma_um", c.x_sigma * kMicrometres},
-                  {"z_sigma_um", c.z_sigma * kMicrometres},
+                  {"x_sigma_um", c.x_sigma * calibrate::kMicrometres},
+                  {"z_sigma_um", c.z_sigma * calibrate::kMicrometres},
                   {"views", fits}});
   }
 

@@ -25,8 +25,6 @@ constexpr About kStoreAbout{
     "--force.",
     "  tessaline calibration store head.cal --dry-run\n  tessaline calibration store head.cal"};
 
-constexpr double kMicrometres = 1000;  // in a millimetre
-
 std::span<std::uint8_t> BlockOf(eeprom::Content& content) {
   return std::span(content).subspan(calibrate::kBlockAt, calibrate::kBlockBytes);
 }
@@ -65,11 +63,11 @@ class CalibrationCommand : public Command {
     if (tessaline_point_to_mm(&c, c.sensor_width / 2, c.sensor_height / 2, &middle) == 0) {
       session.Print(
           "in the middle  x {:.3f} mm, z {:.3f} mm; {:.2f} um a column, {:.2f} um a row\n",
-          middle.x, middle.z, std::abs(middle.x_column) * kMicrometres,
-          std::abs(middle.z_row) * kMicrometres);
+          middle.x, middle.z, std::abs(middle.x_column) * calibrate::kMicrometres,
+          std::abs(middle.z_row) * calibrate::kMicrometres);
     }
     session.Print("1 sigma        row {:.3f} pixels, x {:.2f} um, z {:.2f} um\n", c.row_sigma,
-                  c.x_sigma * kMicrometres, c.z_sigma * kMicrometres);
+                  c.x_sigma * calibrate::kMicrometres, c.z_sigma * calibrate::kMicrometres);
     session.Emit(calibrate::ToJson(stored));
     return ExitCode::kOk;
   }

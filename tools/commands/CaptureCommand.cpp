@@ -75,14 +75,9 @@ class CaptureCommand : public Command {
         .images = images,
         .frames = limits_.frames,
         .rows_only = model.product().points != products::PointLayout::kFull,
-<<<<<<< HEAD
         .measuring = measuring_.Choose(
             session, acquisition_.RegionOf(model),
             /*travels=*/!images && (format == Format::kPly || format == Format::kPng))};
-    acquisition_.Require(model);
-=======
-        .geometry = ChooseGeometry(session, format).In(acquisition_.RegionOf(model))};
->>>>>>> recipes
     RequireStreamable(format, settings, limits_.seconds == 0);
     if (IsStandardOutput(path_)) LibraryOutput::Instance().KeepUserForData();
     // Refuse, or ask the user, before the laser is on.

@@ -40,8 +40,8 @@ std::string Status::AsPicture(std::string_view title, unsigned columns, unsigned
   double top = height;
   double bottom = 0;
   for (const Point& point : points) {
-    top = std::min(top, point.row);
-    bottom = std::max(bottom, point.row);
+    top = std::min<double>(top, point.row);
+    bottom = std::max<double>(bottom, point.row);
   }
   std::string picture =
       cut(fmt::format("{}   {:.1f} profiles/s   id {}   encoder {}   CPU {}", title, rate, last_id,
