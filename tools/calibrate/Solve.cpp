@@ -37,7 +37,7 @@ void Minimise(const Problem& problem, VectorXd& input) {
                 "take the target at several heights and tilts, across the whole field of view");
 }
 
-// What the samples cover, in pixels.
+// What the samples cover, in pixels. Beyond it, a calibration is a guess.
 struct Field {
   double left = HUGE_VAL, right = -HUGE_VAL, top = HUGE_VAL, bottom = -HUGE_VAL;
 
@@ -56,15 +56,16 @@ struct Field {
   }
 };
 
-constexpr int kGrid = 9;  // places along each side of the field
-
-// Calls use(column, row) for the middles of a grid of equal areas across the field.
+// Calls use(column, row) for some hundred of the places where the target was seen.
 template <typename Use>
-void ForGrid(const Field& field, Use use) {
-  for (int i = 0; i < kGrid; ++i) {
-    for (int k = 0; k < kGrid; ++k) {
-      use(field.left + (field.right - field.left) * (i + 0.5) / kGrid,
-          field.top + (field.bottom - field.top) * (k + 0.5) / kGrid);
+void ForPlaces(const std::vector<Sight>& sights, Use use) {
+  constexpr std::size_t kPerView = 24;
+  for (const Sight& sight : sights) {
+    for (const Piece& piece : sight.outline.pieces) {
+      const std::size_t stride = sight.view.samples.size() / kPerView + 1;
+      for (std::size_t i = piece.begin + stride / 2; i < piece.end; i += stride) {
+        use(sight.view.samples[i].column, sight.view.samples[i].row);
+      }
     }
   }
 }
@@ -110,11 +111,10 @@ void SetSigmas(const Problem& problem, const VectorXd& input, tessaline_calibrat
                               normal.solve(MatrixXd::Identity(input.size(), input.size())) *
                               scale.asDiagonal();
 
-  const Field field(problem.sights());
   std::vector<Variance> x_variances;
   std::vector<Variance> z_variances;
   double x_low = HUGE_VAL, x_high = -HUGE_VAL, z_low = HUGE_VAL, z_high = -HUGE_VAL;
-  ForGrid(field, [&](double column, double row) {
+  ForPlaces(problem.sights(), [&](double column, double row) {
     Eigen::Matrix<double, 2, Problem::kHead> by_parameter;
     for (int k = 0; k < Problem::kHead; ++k) {
       const double step = std::max(std::abs(input[k]), 1e-3) * 1e-5;
@@ -195,6 +195,20 @@ void SetErrors(const Problem& problem, const VectorXd& input, Solution& solution
   }
 }
 
+void RequireField(const Problem& problem, unsigned sensor_width, unsigned sensor_height) {
+  constexpr double kLeastWidth = 0.5;
+  constexpr double kLeastHeight = 0.25;
+  const Field field(problem.sights());
+  if (field.right - field.left < kLeastWidth * sensor_width) {
+    RefuseViews(fmt::format("they only cover columns {:.0f} to {:.0f} of {}", field.left,
+                            field.right, sensor_width));
+  }
+  if (field.bottom - field.top < kLeastHeight * sensor_height) {
+    RefuseViews(fmt::format("they only cover rows {:.0f} to {:.0f} of {}", field.top, field.bottom,
+                            sensor_height));
+  }
+}
+
 // A target whose place nobody knows tells its own frame: that of the first view.
 void FixFrame(const Target& target, std::vector<Sight>& sights) {
   const bool plane = target.kind == Target::Kind::kPlane;
@@ -227,6 +241,7 @@ Solution Solve(unsigned sensor_width, unsigned sensor_height, const Target& targ
     sight.outline = TakeApart(sight.view, target, sensor_width / 2.0);
   }
   Problem problem(sensor_width, sensor_height, target, std::move(sights));
+  RequireField(problem, sensor_width, sensor_height);
   VectorXd input = problem.Guess();
   if (problem.values() <= problem.inputs()) RefuseViews("there are too few points");
 

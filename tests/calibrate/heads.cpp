@@ -1,0 +1,83 @@
+// Calibrates simulated heads and measures with them: how many of the points lie within two of the
+// standard deviations that the calibration states? Prints a table; fails outside 93 % to 97 %.
+#include "Heads.h"
+
+#include <fmt/core.h>
+
+#include <CLI/CLI.hpp>
+#include <cmath>
+
+#include "Failure.h"
+
+namespace {
+
+using namespace tessaline_test;
+using namespace tool::calibrate;
+
+// The points of a coordinate.
+struct Coverage {
+  double points = 0;
+  double within = 0;
+  double squares = 0;  // of the errors, mm
+
+  void Add(double error, double sigma) {
+    points += 1;
+    within += std::abs(error) <= 2 * sigma ? 1 : 0;
+    squares += error * error;
+  }
+  bool IsRight() const { return within >= 0.93 * points && within <= 0.97 * points; }
+  void Print(const char* name) const {
+    fmt::print("{}: {:.2f} % of {} points within 2 sigma, error {:.2f} um (1 sigma)\n", name,
+               100 * within / points, points, 1000 * std::sqrt(squares / points));
+  }
+};
+
+// A surface that the solver has not seen, somewhere in the field.
+std::string SceneFor(std::uint64_t head) {
+  return fmt::format("sawtooth,x=2.5,z={},tilt={}", head * 7 % 14, static_cast<int>(head % 9) - 4);
+}
+
+void Measure(std::uint64_t head, const tessaline_calibration& c, Coverage& x, Coverage& z) {
+  const View truth = Look(head, SceneFor(head), 1000, 0);
+  const View seen = Look(head, SceneFor(head), 1000, 1);
+  std::size_t k = 0;
+  for (const Sample& sample : seen.samples) {
+    while (k < truth.samples.size() && truth.samples[k].column < sample.column) ++k;
+    if (k == truth.samples.size() || truth.samples[k].column != sample.column) continue;
+    double true_x = 0;
+    double true_z = 0;
+    tessaline_board_head_to_mm(head, kWidth, kHeight, sample.column, truth.samples[k].row, &true_x,
+                               &true_z);
+    tessaline_measurement measured{};
+    if (tessaline_point_to_mm(&c, sample.column, sample.row, &measured) != 0) continue;
+    x.Add(measured.x - true_x, std::hypot(c.x_sigma, c.row_sigma * measured.x_row));
+    z.Add(measured.z - true_z, std::hypot(c.z_sigma, c.row_sigma * measured.z_row));
+  }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  CLI::App app("Calibrates simulated heads and compares their measurements with the truth");
+  unsigned heads = 1000;
+  app.add_option("heads", heads, "How many")->check(CLI::Range(1u, 1'000'000u));
+  CLI11_PARSE(app, argc, argv);
+
+  const Target target = Sawtooth(8, 4);
+  Coverage x;
+  Coverage z;
+  unsigned refused = 0;
+  for (std::uint64_t head = 1; head <= heads; ++head) {
+    try {
+      Measure(head, Solve(kWidth, kHeight, target, LookAtAll(head, "sawtooth", 1)).calibration, x,
+              z);
+    } catch (const tool::Failure& failure) {
+      ++refused;
+      fmt::print("head {}: {}\n", head, failure.what());
+    }
+  }
+  fmt::print("{} heads, {} refused\n", heads, refused);
+  x.Print("x");
+  z.Print("z");
+  return refused == 0 && x.IsRight() && z.IsRight() ? 0 : 1;
+}
