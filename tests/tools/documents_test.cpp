@@ -32,7 +32,7 @@ std::set<std::string> Commands() {
   return commands;
 }
 
-const std::set<std::string> kCommands{"capture", "check",  "eeprom",  "exposure", "info", "laser",
+const std::set<std::string> kCommands{"calibrate", "calibration", "capture", "check",  "eeprom",  "exposure", "info", "laser",
                                       "led",     "models", "power",   "recipe",   "reg",  "roi",
                                       "sensor",  "trace",  "trigger", "watch"};
 
@@ -141,7 +141,7 @@ std::set<std::string> Completions(const Directory& directory, const std::string&
 TEST(Completion, KnowsCommandsOptionsModelsAndRegisters) {
   const Directory directory;
   using Words = std::set<std::string>;
-  EXPECT_EQ(Completions(directory, "tessaline ca"), Words{"capture"});
+  EXPECT_EQ(Completions(directory, "tessaline cap"), Words{"capture"});
   EXPECT_EQ(Completions(directory, "tessaline reg d"), Words{"dump"});
   EXPECT_EQ(Completions(directory, "tessaline reg dump --for"), Words{"--force"});
   EXPECT_EQ(Completions(directory, "tessaline info --virtual K391"),

@@ -107,7 +107,8 @@ tessaline_geometry GeometryOf(const Model& model, const Region& region) {
   const Region sensor = WholeSensor(model);
   tessaline_geometry geometry = tessaline_geometry_full(sensor.width, sensor.height);
   geometry.first_column = region.x;
-  geometry.first_row = region.y;
+  // Half the rows: the region counts those of the whole array.
+  geometry.first_row = region.y / model.product().row_step;
   return geometry;
 }
 

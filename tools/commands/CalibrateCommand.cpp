@@ -89,7 +89,7 @@ class CalibrateCommand : public Command {
                      "Where the target stood: height in mm, tilt in degrees, x in mm; once for "
                      "each file")
         ->type_name("HEIGHT[,TILT[,X]]")
-        ->expected(1)
+        ->allow_extra_args(false)
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     app_->add_option("-o,--output", output_, "File to write")->type_name("FILE")->required();
     app_->add_flag("--force", force_, "Overwrite an existing file");

@@ -1,0 +1,275 @@
+// From captures of a target to millimetres, on heads with real optics.
+#include <fmt/core.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdio>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "ToolRun.h"
+#include "calibrate/CalibrationFile.h"
+
+namespace tessaline_test {
+namespace {
+
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+constexpr const char* kTarget = " --target sawtooth --pitch 8 --depth 4 ";
+
+class Calibrate : public ::testing::Test {
+ protected:
+  // Captures the target at these places; returns the files.
+  std::string Views(const std::string& board, const std::string& options = {}) const {
+    std::string files;
+    int number = 0;
+    for (const char* place : {"", ",z=5,tilt=2,x=1", ",z=9,tilt=-4", ",z=13,tilt=6,x=2",
+                              ",z=2,tilt=-8", ",z=10,tilt=9"}) {
+      const std::string file = directory_ / fmt::format("view{}.csv", ++number);
+      EXPECT_EQ(RunTool(fmt::format("capture strips -n 4 --exposure 120 -o {} --scene sawtooth{} "
+                                    "{} {}",
+                                    file, place, options, board))
+                    .status,
+                0);
+      files += file + " ";
+    }
+    return files;
+  }
+  ToolResult Solve(const std::string& files, const std::string& model = "K3610") const {
+    return RunTool("calibrate" + std::string(kTarget) + files + "-o " + head_ + " --json --model " +
+                   model);
+  }
+
+  const Directory directory_;
+  const std::string head_ = directory_ / "head.cal";
+};
+
+// x and z of all points of a csv file.
+struct Point {
+  double x, z;
+};
+std::vector<Point> ReadPoints(const std::string& file) {
+  std::vector<Point> points;
+  std::istringstream lines(FileText(file));
+  std::string line;
+  std::getline(lines, line);
+  while (std::getline(lines, line)) {
+    Point point{};
+    const std::size_t z = line.rfind(',');
+    const std::size_t x = line.rfind(',', z - 1);
+    point.x = std::stod(line.substr(x + 1));
+    point.z = std::stod(line.substr(z + 1));
+    points.push_back(point);
+  }
+  return points;
+}
+
+struct Head {
+  const char* model;
+  const char* region;  // options; shows the middle of the scene
+};
+std::ostream& operator<<(std::ostream& out, const Head& head) {
+  return out << head.model << head.region;
+}
+
+class CalibrateSeries : public Calibrate, public ::testing::WithParamInterface<Head> {};
+
+// Two neighbouring treads of the stairs differ by 3.000 mm. Their mean heights do so within twice
+// the uncertainty that the calibration states for two single points.
+TEST_P(CalibrateSeries, AStairOfThreeMillimetresIsOne) {
+  const std::string board = fmt::format("--virtual {} --optics real:{}", GetParam().model, 11);
+  const ToolResult solved = Solve(Views(board), GetParam().model);
+  ASSERT_EQ(solved.status, 0) << solved.err;
+  const auto sigma = nlohmann::json::parse(FileText(head_))["sigma"];
+
+  const std::string scan = directory_ / "stairs.csv";
+  const ToolResult result = RunTool(
+      fmt::format("capture strips -n 10 --exposure 120 --scene stairs -o {} --calibration {} {} {}",
+                  scan, head_, GetParam().region, board));
+  ASSERT_EQ(result.status, 0) << result.err;
+  EXPECT_THAT(result.out, HasSubstr("in millimetres, by the calibration of " + head_));
+
+  // The top tread lies from x = -3 to 3 at 12 mm, the next from 3 to 9 at 9 mm.
+  double top = 0, next = 0, tops = 0, nexts = 0;
+  for (const Point& point : ReadPoints(scan)) {
+    if (std::abs(point.x) < 2.5) top += point.z, tops += 1;
+    if (point.x > 3.5 && point.x < 8.5) next += point.z, nexts += 1;
+  }
+  ASSERT_GT(tops, 100);
+  ASSERT_GT(nexts, 100);
+  const double mm_per_row = 0.06;
+  const double row_part = sigma["row_pixels"].get<double>() * mm_per_row / std::sqrt(nexts / 10);
+  const double uncertainty = std::hypot(sigma["z_mm"].get<double>(), row_part);
+  EXPECT_NEAR(top / tops - next / nexts, 3.000, 2 * std::sqrt(2) * uncertainty);
+  EXPECT_LT(uncertainty, 0.02) << "a sensor of this kind is better";
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Products, CalibrateSeries,
+    ::testing::Values(Head{"K3610", ""}, Head{"K3610", "--roi 400 200 700 700"},
+                      Head{"K3710", "--roi 640 240 800 1000"}, Head{"K3710ch16", ""},
+                      Head{"K3710ch16arm_rebuild", "--roi 640 240 800 1000"},
+                      Head{"K3810", "--roi 1680 200 1400 600"}, Head{"K3820", ""},
+                      Head{"K3920", ""}, Head{"K3920", "--roi 608 200 896 900"},
+                      Head{"K3920arm_rebuild", "--roi 608 200 896 900"},
+                      Head{"K4010", "--roi 1536 200 1536 800"}, Head{"K4010arm_rebuild", ""}));
+
+TEST_F(Calibrate, ReportsItsResiduals) {
+  const std::string files = Views("--virtual K3610 --optics real:3");
+  const ToolResult result =
+      RunTool("calibrate" + std::string(kTarget) + files + "-o " + head_ + " --model K3610");
+  EXPECT_EQ(result.status, 0) << result.err;
+  EXPECT_THAT(result.out, HasSubstr("residuals: "));
+  EXPECT_THAT(result.out, HasSubstr(" um |"));
+  EXPECT_THAT(result.out, HasSubstr("uncertainty of the calibration: x "));
+}
+
+// The EEPROM of the virtual board lasts as long as its process, so the tool stores and reads in
+// one.
+TEST_F(Calibrate, IsStoredInTheEeprom) {
+  ASSERT_EQ(Solve(Views("--virtual K3610 --optics real:3")).status, 0);
+  const ToolResult stored = RunTool("calibration store " + head_ + " --virtual K3610");
+  EXPECT_EQ(stored.status, 0) << stored.err;
+  EXPECT_THAT(stored.out, HasSubstr("stored in the EEPROM and read back"));
+}
+
+// A head's EEPROM with this calibration, as faults of the board; one bit may be wrong.
+std::string AsFaults(const std::string& head, std::size_t changed = std::string::npos) {
+  const auto block = tool::calibrate::ToBlock(tool::calibrate::ReadCalibration(head));
+  std::string faults;
+  for (std::size_t i = 0; i < block.size(); ++i) {
+    const unsigned byte = block[i] ^ (i == changed ? 1u : 0u);
+    faults += fmt::format("chip eeprom {} {};", tool::calibrate::kBlockAt + i, byte);
+  }
+  return faults;
+}
+
+class CalibratedBoard : public Calibrate {
+ protected:
+  CalibratedBoard() { EXPECT_EQ(Solve(Views("--virtual K3610 --optics real:3")).status, 0); }
+  ToolResult Capture(const std::string& faults, const std::string& options) const {
+    return ToolRun("capture strips -n 1 -o " + scan_ + " --virtual K3610 --optics real:3 " +
+                   options)
+        .With("TESSALINE_BOARD_FAULTS", faults)
+        .Run();
+  }
+  const std::string scan_ = directory_ / "scan.csv";
+};
+
+TEST_F(CalibratedBoard, MeasuresByItsEeprom) {
+  const ToolResult result = Capture(AsFaults(head_), "");
+  EXPECT_EQ(result.status, 0) << result.err;
+  EXPECT_THAT(result.out, HasSubstr("in millimetres, by the calibration of the EEPROM"));
+  EXPECT_THAT(FileText(scan_), HasSubstr("x_mm,z_mm"));
+}
+
+TEST_F(CalibratedBoard, IsNotOverruledSilently) {
+  const ToolResult result = Capture(AsFaults(head_), "--calibration none");
+  EXPECT_THAT(result.out, HasSubstr("in columns and rows, not in millimetres"));
+  EXPECT_THAT(FileText(scan_), Not(HasSubstr("x_mm")));
+}
+
+TEST_F(CalibratedBoard, RefusesADamagedBlock) {
+  for (const std::size_t byte : {4u, 20u, 100u, 200u}) {
+    const ToolResult result = Capture(AsFaults(head_, byte), "");
+    EXPECT_EQ(result.status, kNegative) << byte;
+    EXPECT_THAT(result.err, HasSubstr("the calibration in the EEPROM is damaged"));
+  }
+}
+
+TEST_F(CalibratedBoard, KeepsWhatElseIsInTheEeprom) {
+  const ToolResult refused = ToolRun("calibration store " + head_ + " --virtual K3610")
+                                 .With("TESSALINE_BOARD_FAULTS", "chip eeprom 300 7")
+                                 .Run();
+  EXPECT_EQ(refused.status, kExists);
+  EXPECT_THAT(refused.err, HasSubstr("holds something else"));
+  const ToolResult forced = ToolRun("calibration store --force " + head_ + " --virtual K3610")
+                                .With("TESSALINE_BOARD_FAULTS", "chip eeprom 300 7")
+                                .Run();
+  EXPECT_EQ(forced.status, 0) << forced.err;
+}
+
+TEST_F(CalibratedBoard, IsShown) {
+  const ToolResult result = ToolRun("calibration show eeprom --json --virtual K3610")
+                                .With("TESSALINE_BOARD_FAULTS", AsFaults(head_))
+                                .Run();
+  EXPECT_EQ(result.Json()["plane"], nlohmann::json::parse(FileText(head_))["plane"]);
+}
+
+TEST_F(CalibratedBoard, RefusesTheCalibrationOfAnotherSensor) {
+  const ToolResult result =
+      RunTool("capture strips -n 1 -o " + scan_ + " --virtual K4010 --calibration " + head_);
+  EXPECT_EQ(result.status, kUsage);
+  EXPECT_THAT(result.err, HasSubstr("that of a sensor of 1456 x 1088"));
+}
+
+TEST_F(CalibratedBoard, SaysThatRealOpticsHaveNone) {
+  const ToolResult result = Capture("", "");
+  EXPECT_THAT(result.out, HasSubstr("in columns and rows, not in millimetres"));
+}
+
+// What is no calibration is refused in one line.
+TEST(Calibration, BadFiles) {
+  const Directory directory;
+  const std::string file = directory / "bad.cal";
+  const auto error_of = [&](const std::string& text) {
+    WriteFile(file, text);
+    const ToolResult result = RunTool("calibration show " + file + " --virtual K3610");
+    EXPECT_EQ(result.status, kUsage) << text;
+    EXPECT_EQ(CountLines(result.err), 1) << result.err;
+    return result.err;
+  };
+  EXPECT_THAT(error_of(""), HasSubstr("this is no calibration"));
+  EXPECT_THAT(error_of("[1, 2]"), HasSubstr("this is no calibration"));
+  EXPECT_THAT(error_of("{\"calibration\": 2}"), HasSubstr("version 1"));
+  EXPECT_THAT(error_of("{\"calibration\": 1}"), HasSubstr("this is no calibration"));
+  EXPECT_THAT(error_of(std::string(100'000, '[')), HasSubstr("this is no calibration"));
+  const ToolResult missing = RunTool("calibration show /no/such.cal --virtual K3610");
+  EXPECT_EQ(missing.status, kFile);
+  EXPECT_EQ(RunTool("calibration show /tmp --virtual K3610").status, kFile);
+}
+
+// What cannot be solved is refused, and no file is written.
+TEST_F(Calibrate, Refuses) {
+  struct Case {
+    const char* arguments;
+    const char* reason;
+  };
+  const std::string good = Views("--virtual K3610 --optics real:3");
+  WriteFile(directory_ / "no.csv", "a,b\n1,2\n");
+  WriteFile(directory_ / "bad.csv", "frame_id,time_stamp,encoder_stamp,column,row\n1,2,3,4,nan\n");
+  WriteFile(directory_ / "far.csv", "frame_id,time_stamp,encoder_stamp,column,row\n1,2,3,4000,5\n");
+  WriteFile(directory_ / "target.json", "{\"kind\": \"stairs\", \"edges\": [0, 1]}");
+  const Case kCases[]{
+      {"--target sawtooth view1.csv view2.csv view3.csv", "give --pitch and --depth"},
+      {"--target sawtooth --pitch 0 --depth 4 view1.csv", "--pitch"},
+      {"--target plane view1.csv view2.csv view3.csv", "height and tilt are known"},
+      {"--target plane --at 1 view1.csv view2.csv view3.csv", "3 files, but 1 place"},
+      {"--target plane --at 1,x --at 2 --at 3 view1.csv view2.csv view3.csv", "this is no place"},
+      {"--target sawtooth --pitch 8 --depth 4 view1.csv view2.csv", "2 views are too few"},
+      {"--target sawtooth --pitch 8 --depth 4 view1.csv view1.csv view1.csv", "only cover rows"},
+      {"--target sawtooth --pitch 8 --depth 4 no.csv view1.csv view2.csv", "does not name"},
+      {"--target sawtooth --pitch 8 --depth 4 bad.csv view1.csv view2.csv",
+       "line 2 is not a point"},
+      {"--target sawtooth --pitch 8 --depth 4 far.csv view1.csv view2.csv", "line 2 is not on"},
+      {"--target sawtooth --pitch 8 --depth 4 none.csv view1.csv view2.csv",
+       "cannot read none.csv"},
+      {"--target target.json view1.csv view2.csv view3.csv", "target.json"},
+      {"--target none.json view1.csv view2.csv view3.csv", "cannot read none.json"},
+  };
+  for (const Case& one : kCases) {
+    const ToolResult result =
+        ToolRun(std::string("calibrate -o head.cal --model K3610 ") + one.arguments)
+            .In(directory_.path())
+            .Run();
+    EXPECT_NE(result.status, 0) << one.arguments;
+    EXPECT_THAT(result.err, HasSubstr(one.reason));
+    EXPECT_FALSE(std::filesystem::exists(head_)) << one.arguments;
+  }
+}
+
+}  // namespace
+}  // namespace tessaline_test
