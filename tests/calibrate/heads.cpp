@@ -34,9 +34,10 @@ struct Coverage {
   }
 };
 
-// A surface that the solver has not seen, somewhere in the field.
+// A surface that the solver has not seen, somewhere in the field where the target has been.
 std::string SceneFor(std::uint64_t head) {
-  return fmt::format("sawtooth,x=2.5,z={},tilt={}", head * 7 % 14, static_cast<int>(head % 9) - 4);
+  return fmt::format("sawtooth,x=2.5,z={},tilt={}", head * 7 % 14,
+                     static_cast<int>(head * 5 % 17) - 8);
 }
 
 void Measure(std::uint64_t head, const tessaline_calibration& c, Coverage& x, Coverage& z) {
@@ -65,7 +66,8 @@ int main(int argc, char** argv) {
   app.add_option("heads", heads, "How many")->check(CLI::Range(1u, 1'000'000u));
   double least = 93;
   double most = 97;
-  app.add_option("--least", least, "Percent; a few heads are a small sample")->capture_default_str();
+  app.add_option("--least", least, "Percent; a few heads are a small sample")
+      ->capture_default_str();
   app.add_option("--most", most, "Percent")->capture_default_str();
   CLI11_PARSE(app, argc, argv);
 
