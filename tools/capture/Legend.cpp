@@ -17,8 +17,10 @@ constexpr unsigned kLine = font::kGlyphHeight + kMargin;
 constexpr const char* kNotSeen = "not seen";
 constexpr const char* kProfileARow = "1 profile a row";
 
-// The scale bar is between 12 % and 30 % of the map's width, because it has a round length.
+// The scale bar is between 12 % and 30 % of the map's width, because it has a round length. That of
+// a map of few columns may be wider than the map: whole pixels would falsify a shorter one.
 constexpr double kMostOfWidth = 0.3;
+constexpr double kShortBar = 20;
 
 // The map's colours end a little before black.
 constexpr double kOutermost = 0.05;
@@ -58,13 +60,10 @@ Legend::Legend(const Content& content, unsigned map_width)
     : content_(content), scale_(std::clamp(map_width / 240, 1u, 4u)) {
   SetBar(map_width);
   if (content_.heights) SetTicks(*content_.heights);
-  unsigned labels = 0;
-  for (const Tick& tick : ticks_) labels = std::max(labels, TextWidth(tick.label));
   const unsigned gap = kGap * scale_;
   const unsigned lines = std::max({bar_ + gap + TextWidth(bar_label_),
                                    content_.profile_a_row ? TextWidth(kProfileARow) : 0,
-                                   TextWidth(Heading()) + 2 * gap + NotSeenWidth(),
-                                   (labels + gap) * static_cast<unsigned>(ticks_.size())});
+                                   TextWidth(Heading()) + 2 * gap + NotSeenWidth(), TicksWidth()});
   width_ = std::max(map_width, lines + 2 * kMargin * scale_);
 }
 
@@ -90,7 +89,7 @@ std::string_view Legend::Heading() const {
 
 void Legend::SetBar(unsigned map_width) {
   const double units = content_.units_per_pixel;
-  const RoundNumber length = RoundDown(std::max(kMostOfWidth * map_width, 1.0) * units);
+  const RoundNumber length = RoundDown(std::max(kMostOfWidth * map_width, kShortBar) * units);
   bar_ = static_cast<unsigned>(std::lround(length.value / units));
   bar_label_ = fmt::format("{:.{}f} {}", length.value, length.decimals,
                            content_.millimetres ? "mm" : "columns");
@@ -107,6 +106,14 @@ void Legend::SetTicks(const Heights& heights) {
     ticks_.push_back({.at = (i * step.value - heights.low) / range,
                       .label = fmt::format("{:.{}f}", value, step.decimals)});
   }
+}
+
+// So that labels stay apart, even where one is moved into the picture by half its width.
+unsigned Legend::TicksWidth() const {
+  if (ticks_.size() < 2) return 0;
+  unsigned label = 0;
+  for (const Tick& tick : ticks_) label = std::max(label, TextWidth(tick.label));
+  return static_cast<unsigned>((1.5 * label + kGap * scale_) / (ticks_[1].at - ticks_[0].at));
 }
 
 void Legend::Draw(Canvas& picture, unsigned top) const {

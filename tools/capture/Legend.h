@@ -46,6 +46,7 @@ class Legend {
 
   unsigned TextWidth(std::string_view text) const;
   unsigned NotSeenWidth() const;
+  unsigned TicksWidth() const;
   std::string_view Heading() const;  // of the colours
   void SetBar(unsigned map_width);
   void SetTicks(const Heights& heights);
