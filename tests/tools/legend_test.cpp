@@ -168,9 +168,9 @@ TEST(Legend, ColoursGoFromTheLowestToTheHighest) {
   ASSERT_TRUE(colours);
   const Rgb lowest = At(picture, colours->left, colours->bottom - 1);
   const Rgb highest = At(picture, colours->right, colours->bottom - 1);
-  EXPECT_GT(lowest[2], 100);
+  EXPECT_GT(lowest[2], 150);
   EXPECT_EQ(lowest[0] + lowest[1], 0);
-  EXPECT_GT(highest[0], 100);
+  EXPECT_GT(highest[0], 150);
   EXPECT_EQ(highest[1] + highest[2], 0);
 
   const std::vector<int> ticks = Ticks(picture, *colours);

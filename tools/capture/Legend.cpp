@@ -22,7 +22,7 @@ constexpr const char* kProfileARow = "1 profile a row";
 constexpr double kMostOfWidth = 0.3;
 constexpr double kShortBar = 20;
 
-// The map's colours end a little before black.
+// Left out at both ends: blue and red too dark to be told from black.
 constexpr double kOutermost = 0.05;
 
 // 1, 2 or 5 x 10^exponent.
