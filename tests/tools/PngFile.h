@@ -28,4 +28,13 @@ inline Picture ReadPng(const std::string& path, unsigned format) {
   return picture;
 }
 
+// The rows of a height map (RGB) above its legend, which begins with a white row.
+inline unsigned MapHeight(const Picture& picture) {
+  for (unsigned y = 0; y < picture.height; ++y) {
+    const std::uint8_t* row = &picture.pixels[std::size_t{3} * picture.width * y];
+    if (row[0] == 255 && row[1] == 255 && row[2] == 255) return y;
+  }
+  return picture.height;
+}
+
 }  // namespace tessaline_test

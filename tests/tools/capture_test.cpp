@@ -150,7 +150,7 @@ TEST(HeightMap, ShowsTheSceneInColours) {
   const Picture picture = ReadPng(file, PNG_FORMAT_RGB);
   EXPECT_EQ(picture.width, kWidth / 2);
   // 124 mm, 0.1 mm a pixel.
-  EXPECT_NEAR(picture.height, 619 * 0.2 / 0.1, 10);
+  EXPECT_NEAR(MapHeight(picture), 619 * 0.2 / 0.1, 10);
   // The belt is blue, and something on it is red.
   std::size_t blue = 0;
   std::size_t red = 0;

@@ -3,7 +3,6 @@
 #include <fmt/core.h>
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <limits>
 
@@ -24,18 +23,6 @@ unsigned PixelsAcross(unsigned columns) {
 
 constexpr std::uint8_t kBright = 255;  // of a line whose brightness nobody knows
 constexpr float kUnknown = std::numeric_limits<float>::quiet_NaN();
-
-// Blue (0) over green and yellow to red (1).
-std::array<std::uint8_t, 3> Colour(double t, double brightness) {
-  const double stops[3] = {1.5 - std::abs(4 * t - 3), 1.5 - std::abs(4 * t - 2),
-                           1.5 - std::abs(4 * t - 1)};
-  std::array<std::uint8_t, 3> rgb;
-  for (std::size_t i = 0; i < rgb.size(); ++i) {
-    const double level = std::clamp(stops[i], 0.0, 1.0) * std::clamp(brightness, 0.0, 1.0);
-    rgb[i] = static_cast<std::uint8_t>(std::lround(255 * level));
-  }
-  return rgb;
-}
 
 }  // namespace
 
@@ -63,67 +50,89 @@ void HeightMapWriter::Write(const Frame& frame) {
 }
 
 // Without the outermost thousandths: a single stray point would use up the colours.
-std::pair<double, double> HeightMapWriter::Range() const {
+std::optional<Legend::Heights> HeightMapWriter::Range() const {
   std::vector<float> heights;
-  for (const Profile& profile : profiles_) {
-    for (std::size_t x = 0; x < profile.heights.size(); x += 4) {
-      if (!std::isnan(profile.heights[x])) heights.push_back(profile.heights[x]);
+  // A fourth of them tells it, unless all that was seen is between them.
+  for (const std::size_t step : {4, 1}) {
+    if (!heights.empty()) break;
+    for (const Profile& profile : profiles_) {
+      for (std::size_t x = 0; x < profile.heights.size(); x += step) {
+        if (!std::isnan(profile.heights[x])) heights.push_back(profile.heights[x]);
+      }
     }
   }
-  if (heights.empty()) return {0, 1};
+  if (heights.empty()) return std::nullopt;
   std::sort(heights.begin(), heights.end());
   const double low = heights[heights.size() / 1000];
   const double high = heights[heights.size() - 1 - heights.size() / 1000];
-  return {low, std::max(high, low + 1e-3)};
+  return Legend::Heights{low, std::max(high, low + 1e-3)};
 }
 
-std::vector<std::uint8_t> HeightMapWriter::Draw(unsigned& height) const {
+double HeightMapWriter::UnitsPerPixel() const {
+  return settings_.measuring.MmPerColumn(settings_.width, settings_.height) * settings_.width /
+         width_;
+}
+
+// The same millimetres per pixel down as across. If the belt stands still or the encoder counts
+// backwards, one row per profile.
+HeightMapWriter::Rows HeightMapWriter::PlaceProfiles() const {
   const Measuring& measuring = settings_.measuring;
   const std::uint64_t start = profiles_.front().encoder_stamp;
-  // The same millimetres per pixel down as across. If the belt stands still or the encoder
-  // counts backwards, one row per profile.
-  const double mm_per_pixel =
-      measuring.MmPerColumn(settings_.width, settings_.height) * settings_.width / width_;
-  const auto counts = static_cast<std::int64_t>(profiles_.back().encoder_stamp - start);
-  const double travel = measuring.Y(static_cast<double>(counts)) / mm_per_pixel;
-  const bool by_encoder = measuring.travels() && travel >= 1 && travel < kMostRows;
-  const auto row_of = [&](std::size_t i) {
-    if (!by_encoder) return static_cast<unsigned>(i);
-    const auto moved = static_cast<std::int64_t>(profiles_[i].encoder_stamp - start);
-    return static_cast<unsigned>(
-        std::clamp(measuring.Y(static_cast<double>(moved)) / mm_per_pixel, 0.0, travel));
+  const double mm_per_pixel = UnitsPerPixel();
+  const auto pixels_moved = [&](const Profile& profile) {
+    const auto counts = static_cast<std::int64_t>(profile.encoder_stamp - start);
+    return measuring.Y(static_cast<double>(counts)) / mm_per_pixel;
   };
+  const double travel = pixels_moved(profiles_.back());
+  Rows rows{.first = {}, .to_scale = measuring.travels() && travel >= 1 && travel < kMostRows};
+  for (const Profile& profile : profiles_) {
+    rows.first.push_back(rows.to_scale
+                             ? static_cast<unsigned>(std::clamp(pixels_moved(profile), 0.0, travel))
+                             : static_cast<unsigned>(rows.first.size()));
+  }
+  return rows;
+}
 
-  height = row_of(profiles_.size() - 1) + 1;
-  std::vector<std::uint8_t> picture(std::size_t{width_} * height * 3);
-  const auto [low, high] = Range();
+void HeightMapWriter::DrawMap(Canvas& picture, const Rows& rows,
+                              const Legend::Heights& range) const {
+  const unsigned height = rows.first.back() + 1;
+  const double span = range.high - range.low;
   for (std::size_t i = 0; i < profiles_.size(); ++i) {
     const Profile& profile = profiles_[i];
     const Profile& before = profiles_[i == 0 ? 0 : i - 1];
-    const unsigned end = std::max(i + 1 < profiles_.size() ? row_of(i + 1) : height, row_of(i) + 1);
+    const unsigned top = rows.first[i];
+    const unsigned next = i + 1 < profiles_.size() ? rows.first[i + 1] : height;
+    const unsigned end = std::min(std::max(next, top + 1), height);
     for (unsigned x = 0; x < width_; ++x) {
       const double z = profile.heights[x];
       if (std::isnan(z)) continue;
       const auto slope_to = [z](double other) { return std::isnan(other) ? 0.0 : other - z; };
       const double slope =
           (slope_to(profile.heights[std::min(x + 1, width_ - 1)]) - slope_to(before.heights[x])) *
-          12 / (high - low);
+          12 / span;
       // Never so dark that shade looks like what was not seen, which is black.
-      const double light = 0.6 + 0.3 * profile.peaks[x] / 255 + std::clamp(slope, -0.2, 0.4);
-      const auto rgb = Colour(std::clamp((z - low) / (high - low), 0.0, 1.0) * 0.9 + 0.05, light);
-      for (unsigned y = row_of(i); y < std::min(end, height); ++y) {
-        std::copy(rgb.begin(), rgb.end(), &picture[(std::size_t{y} * width_ + x) * 3]);
-      }
+      const double light =
+          kNormalLight - 0.3 * (1 - profile.peaks[x] / 255.0) + std::clamp(slope, -0.2, 0.4);
+      picture.Fill(x, top, 1, end - top, HeightColour((z - range.low) / span, light));
     }
   }
-  return picture;
 }
 
 void HeightMapWriter::Finish() {
   if (profiles_.empty()) return;
-  unsigned height = 0;
-  const auto picture = Draw(height);
-  file_.Write(EncodePng(width_, height, 3, picture));
+  const Rows rows = PlaceProfiles();
+  const auto range = Range();
+  const Legend legend({.millimetres = settings_.measuring.calibrated(),
+                       .units_per_pixel = UnitsPerPixel(),
+                       .profile_a_row = !rows.to_scale,
+                       .heights = range},
+                      width_);
+  const unsigned height = rows.first.back() + 1;
+  Canvas picture(legend.width(), height + legend.height());
+  picture.Fill(0, 0, width_, height, kBlack);
+  if (range) DrawMap(picture, rows, *range);
+  legend.Draw(picture, height);
+  file_.Write(EncodePng(picture.width(), picture.height(), 3, picture.pixels()));
   frames_ = profiles_.size();
 }
 
