@@ -32,9 +32,10 @@ std::set<std::string> Commands() {
   return commands;
 }
 
-const std::set<std::string> kCommands{"calibrate", "calibration", "capture", "check",  "eeprom",  "exposure", "info", "laser",
-                                      "led",     "models", "power",   "recipe",   "reg",  "roi",
-                                      "sensor",  "trace",  "trigger", "watch"};
+const std::set<std::string> kCommands{"calibrate", "calibration", "capture", "check", "eeprom",
+                                      "exposure",  "info",        "laser",   "led",   "models",
+                                      "power",     "recipe",      "reg",     "roi",   "sensor",
+                                      "trace",     "trigger",     "watch"};
 
 TEST(Help, ListsEverySubCommand) { EXPECT_EQ(Commands(), kCommands); }
 

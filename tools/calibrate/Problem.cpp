@@ -27,11 +27,10 @@ constexpr double kUsualDistortion = 0.3;
 constexpr double kUsualCentre = 0.02;
 constexpr int kPriors = 5;
 
-// The edge of a tread lies anywhere between two columns, and one more when a point is missing or
-// the wall below shows. Simulated rows
-// have no noise.
+// The edge of a tread lies anywhere between two columns, and one further when a point is missing or
+// the wall below shows.
 constexpr double kLeastCornerSigma = 0.5;
-constexpr double kLeastRowSigma = 1e-4;
+constexpr double kLeastRowSigma = 1e-4;  // simulated rows have no noise
 
 // For what cannot be measured: far off, but finite.
 constexpr double kFarOff = 1e4;
