@@ -242,6 +242,9 @@ TEST_F(Calibrate, Refuses) {
   WriteFile(directory_ / "no.csv", "a,b\n1,2\n");
   WriteFile(directory_ / "bad.csv", "frame_id,time_stamp,encoder_stamp,column,row\n1,2,3,4,nan\n");
   WriteFile(directory_ / "far.csv", "frame_id,time_stamp,encoder_stamp,column,row\n1,2,3,4000,5\n");
+  const std::string second = FileText(directory_ / "view2.csv");
+  WriteFile(directory_ / "moved.csv",
+            FileText(directory_ / "view1.csv") + second.substr(second.find('\n') + 1));
   WriteFile(directory_ / "target.json", "{\"kind\": \"stairs\", \"edges\": [0, 1]}");
   const Case kCases[]{
       {"--target sawtooth view1.csv view2.csv view3.csv", "give --pitch and --depth"},
@@ -250,7 +253,14 @@ TEST_F(Calibrate, Refuses) {
       {"--target plane --at 1 view1.csv view2.csv view3.csv", "3 files, but 1 place"},
       {"--target plane --at 1,x --at 2 --at 3 view1.csv view2.csv view3.csv", "this is no place"},
       {"--target sawtooth --pitch 8 --depth 4 view1.csv view2.csv", "2 views are too few"},
-      {"--target sawtooth --pitch 8 --depth 4 view1.csv view1.csv view1.csv", "only cover rows"},
+      {"--target sawtooth --pitch 8 --depth 4 view1.csv view1.csv view1.csv", "is given twice"},
+      {"--target sawtooth --pitch 8 --depth 5 view1.csv view2.csv view3.csv view4.csv", "explain"},
+      {"--target sawtooth --pitch 10 --depth 4 view1.csv view2.csv view3.csv view4.csv", "explain"},
+      {"--target sawtooth --pitch 8 --depth 4 --at 1 --at 2 --at 3 view1.csv view2.csv view3.csv",
+       "tells its place itself"},
+      {"--target sawtooth --pitch 8 --depth 4 /dev/zero view1.csv view2.csv", "/dev/zero"},
+      {"--target sawtooth --pitch 8 --depth 4 moved.csv view3.csv view4.csv", "at rest"},
+      {"--target /dev/zero view1.csv view2.csv view3.csv", "longer than any target"},
       {"--target sawtooth --pitch 8 --depth 4 no.csv view1.csv view2.csv", "does not name"},
       {"--target sawtooth --pitch 8 --depth 4 bad.csv view1.csv view2.csv",
        "line 2 is not a point"},

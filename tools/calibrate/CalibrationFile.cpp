@@ -77,6 +77,7 @@ StoredCalibration ReadCalibration(const std::string& path) {
     throw Failure(ExitCode::kFile, fmt::format("cannot read {}: {}", path, strerror(errno)));
   }
   text.resize(static_cast<std::size_t>(file.gcount()));
+  if (text.size() > kLongestFile) Refuse(path, "this is no calibration");
   const auto json = nlohmann::json::parse(text, nullptr, /*allow_exceptions=*/false);
   if (!json.is_object() || !json.contains("calibration")) Refuse(path, "this is no calibration");
   if (json["calibration"] != kVersion) {

@@ -147,7 +147,7 @@ int Problem::operator()(const InputType& input, ValueType& value) const {
   return 0;
 }
 
-void Problem::SetSigmas(const InputType& input) {
+void Problem::WeighBy(const InputType& input) {
   const tessaline_calibration head = Calibration(input);
   double squares = 0;
   double count = 0;

@@ -51,7 +51,8 @@ class Problem {
 
   // Standard deviations in pixels, by which samples and corners count: those of the residuals, but
   // at least what each can be known to.
-  void SetSigmas(const InputType& input);
+  void WeighBy(const InputType& input);
+  double corner_sigma() const { return corner_sigma_; }
   // Leaves out samples that are more standard deviations off. Returns how many.
   std::size_t DropOutliers(const InputType& input, double sigmas);
 

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <optional>
 #include <unsupported/Eigen/NonLinearOptimization>
 #include <unsupported/Eigen/NumericalDiff>
 
@@ -19,9 +20,15 @@ using Eigen::MatrixXd;
 using Eigen::VectorXd;
 using Derived = Eigen::NumericalDiff<Problem, Eigen::Central>;
 
-constexpr double kOutlier = 4.5;       // standard deviations
-constexpr double kMostOutliers = 0.2;  // of the samples
-constexpr double kMostRowError = 2;    // pixels
+constexpr double kOutlier = 4.5;        // standard deviations
+constexpr double kMostOutliers = 0.2;   // of the samples
+constexpr double kMostRowError = 0.5;   // pixels
+constexpr double kMostCornerError = 2;  // columns
+constexpr double kMostScatter = 1;      // pixels, of a line at rest
+// The mean of some profiles is off by its noise, by the laser's speckle at rest, and by what is
+// wrong with the target.
+constexpr double kMostOverNoise = 4;
+constexpr double kSpeckleAtRest = 0.03;  // pixels
 
 void Minimise(const Problem& problem, VectorXd& input) {
   Derived derived(problem);
@@ -209,10 +216,46 @@ void RequireField(const Problem& problem, unsigned sensor_width, unsigned sensor
   }
 }
 
+// The noise of the rows, averaged over a view's profiles: what residuals should be. Nothing if no
+// view has enough profiles to tell.
+std::optional<double> ExpectedError(const std::vector<Sight>& sights) {
+  constexpr double kEnough = 3;  // profiles
+  double squares = 0;
+  for (const Sight& sight : sights) {
+    if (sight.view.profiles < kEnough) return std::nullopt;
+    squares += sight.view.scatter * sight.view.scatter / sight.view.profiles;
+  }
+  return std::sqrt(squares / static_cast<double>(sights.size()));
+}
+
+// A target of another size than given bends until it nearly fits; residuals tell.
+void RequireFit(const Problem& problem, const Solution& solution) {
+  const auto refuse = [](const std::string& what) {
+    throw Failure(ExitCode::kUsage, "the target does not explain what was seen: " + what,
+                  "are its shape and size those given, and is it the right model?");
+  };
+  if (problem.corner_sigma() > kMostCornerError) {
+    refuse(fmt::format("edges are {:.1f} columns off", problem.corner_sigma()));
+  }
+  if (!(solution.error_pixels < kMostRowError)) {
+    refuse(fmt::format("points are {:.2f} pixels off", solution.error_pixels));
+  }
+  const auto expected = ExpectedError(problem.sights());
+  if (expected && solution.error_pixels > kMostOverNoise * *expected + kSpeckleAtRest) {
+    refuse(fmt::format("points are {:.2f} pixels off, and their noise is {:.2f}",
+                       solution.error_pixels, *expected));
+  }
+}
+
 // A target whose place nobody knows tells its own frame: that of the first view.
 void FixFrame(const Target& target, std::vector<Sight>& sights) {
   const bool plane = target.kind == Target::Kind::kPlane;
   for (Sight& sight : sights) {
+    // Which of its teeth a place speaks of, nobody can say.
+    if (target.kind == Target::Kind::kSawtooth && sight.pose.z) {
+      throw Failure(ExitCode::kUsage, "a sawtooth tells its place itself",
+                    "leave out --at, which is for plane and stairs");
+    }
     if (plane && !(sight.pose.z && sight.pose.tilt)) {
       throw Failure(ExitCode::kUsage,
                     "a plane says nothing about millimetres unless its height and tilt are known",
@@ -238,6 +281,12 @@ Solution Solve(unsigned sensor_width, unsigned sensor_height, const Target& targ
   }
   FixFrame(target, sights);
   for (Sight& sight : sights) {
+    if (sight.view.scatter > kMostScatter) {
+      throw Failure(ExitCode::kUsage,
+                    fmt::format("{}: rows differ by {:.1f} pixels from profile to profile",
+                                sight.view.name, sight.view.scatter),
+                    "the target must be at rest while it is captured");
+    }
     sight.outline = TakeApart(sight.view, target, sensor_width / 2.0);
   }
   Problem problem(sensor_width, sensor_height, target, std::move(sights));
@@ -249,7 +298,7 @@ Solution Solve(unsigned sensor_width, unsigned sensor_height, const Target& targ
   const std::size_t before = problem.Samples();
   for (int round = 0; round < 4; ++round) {
     Minimise(problem, input);
-    problem.SetSigmas(input);
+    problem.WeighBy(input);
     solution.outliers += problem.DropOutliers(input, kOutlier);
   }
   Minimise(problem, input);
@@ -262,13 +311,7 @@ Solution Solve(unsigned sensor_width, unsigned sensor_height, const Target& targ
   solution.samples = problem.Samples();
   solution.calibration = problem.Calibration(input);
   SetErrors(problem, input, solution);
-  if (!(solution.error_pixels < kMostRowError)) {
-    throw Failure(ExitCode::kUsage,
-                  fmt::format("the target does not explain what was seen: points are {:.1f} pixels "
-                              "off on average",
-                              solution.error_pixels),
-                  "is the target that of the file, and its size right?");
-  }
+  RequireFit(problem, solution);
 
   double scatter = 0;  // of one profile against the mean of its view
   for (const Sight& sight : problem.sights()) {

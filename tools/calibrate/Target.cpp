@@ -70,7 +70,12 @@ Target ReadTarget(const std::string& path) {
   if (!file) {
     throw Failure(ExitCode::kFile, fmt::format("cannot read {}: {}", path, strerror(errno)));
   }
-  const auto json = nlohmann::json::parse(file, nullptr, /*allow_exceptions=*/false);
+  constexpr std::streamsize kLongest = 65536;
+  std::string text(kLongest, '\0');
+  file.read(text.data(), kLongest);
+  text.resize(static_cast<std::size_t>(file.gcount()));
+  if (!file.eof()) Refuse(fmt::format("{} is longer than any target", path));
+  const auto json = nlohmann::json::parse(text, nullptr, /*allow_exceptions=*/false);
   if (!json.is_object()) Refuse(fmt::format("{} is not a JSON object", path));
   try {
     const auto kind = json.at("kind").get<std::string>();

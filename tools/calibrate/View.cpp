@@ -61,15 +61,24 @@ View ReadView(const std::string& path, unsigned sensor_width, unsigned sensor_he
     throw Failure(ExitCode::kUsage, fmt::format("{}: {}", path, what),
                   "a view is a csv file of \"tessaline capture strips\"");
   };
-  std::string text;
-  if (!std::getline(file, text) || !text.starts_with(kHead)) {
+  // No line of such a file is longer.
+  std::array<char, 512> buffer{};
+  std::string_view text;
+  const auto next_line = [&] {
+    if (!file.getline(buffer.data(), buffer.size())) return false;
+    text = buffer.data();
+    if (text.ends_with('\r')) text.remove_suffix(1);
+    return true;
+  };
+  if (!next_line() || !text.starts_with(kHead)) {
     refuse("the first line does not name the columns");
   }
 
   std::vector<Rows> columns(sensor_width);
   double last_id = -1;
   View view{.name = path, .samples = {}, .profiles = 0};
-  for (std::size_t line = 2; std::getline(file, text); ++line) {
+  std::size_t line = 2;
+  for (; next_line(); ++line) {
     std::array<double, kFields> fields{};
     if (!ReadFields(text, fields)) refuse(fmt::format("line {} is not a point", line));
     const double column = fields[kColumn];
@@ -82,6 +91,8 @@ View ReadView(const std::string& path, unsigned sensor_width, unsigned sensor_he
     if (fields[0] != last_id) ++view.profiles;
     last_id = fields[0];
   }
+
+  if (!file.eof()) refuse(fmt::format("line {} is not a point", line));
 
   double squares = 0;
   double freedoms = 0;

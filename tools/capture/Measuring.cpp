@@ -71,7 +71,7 @@ void RequireSensor(const tessaline_calibration& c, const Model& model, const std
 }
 
 // `asked`: the user wants it, so that there must be one.
-std::optional<tessaline_calibration> FromEeprom(bool asked) {
+std::optional<tessaline_calibration> FromEeprom(const Session& session, bool asked) {
   const auto refuse = [](const char* what) {
     throw Failure(
         ExitCode::kNegative, what,
@@ -81,9 +81,10 @@ std::optional<tessaline_calibration> FromEeprom(bool asked) {
   eeprom::Content content{};
   try {
     content = eeprom::Read();
-  } catch (const Failure&) {
+  } catch (const Failure& failure) {
     if (asked) throw;
-    return std::nullopt;  // a board without an EEPROM has no calibration there
+    session.Note("no calibration from the EEPROM: {}", failure.what());
+    return std::nullopt;
   }
   const auto bytes = std::span(content).subspan(calibrate::kBlockAt, calibrate::kBlockBytes);
   if (const auto stored = calibrate::FromBlock(bytes)) return stored->numbers;
@@ -162,13 +163,17 @@ Measuring MeasuringOptions::Choose(const Session& session, const Region& region,
     if (calibration) measuring.source = source;
     return measuring.calibrated();
   };
-  if (from_ == kNone || use(FromNumbers(model, travels), "the options")) return measuring;
+  if (use(FromNumbers(model, travels), "the options") || from_ == kNone) return measuring;
   // A rehearsal touches nothing, so it does not know what the EEPROM holds.
   const bool may_read = !session.options().dry_run;
   if (!from_.empty() && from_ != kEeprom) {
-    use(calibrate::ReadCalibration(from_).numbers, from_);
+    const calibrate::StoredCalibration stored = calibrate::ReadCalibration(from_);
+    if (stored.model != model.code()) {
+      session.Note("{} was made with a {}, not a {}", from_, stored.model, model.code());
+    }
+    use(stored.numbers, from_);
   } else if (may_read) {
-    use(FromEeprom(/*asked=*/from_ == kEeprom), "the EEPROM");
+    use(FromEeprom(session, /*asked=*/from_ == kEeprom), "the EEPROM");
   }
   if (measuring.calibrated()) {
     RequireSensor(*measuring.calibration, model, measuring.source);

@@ -101,6 +101,8 @@ class CalibrateCommand : public Command {
     const Target target = ChooseTarget();
     const bool overwrite = MayOverwrite(output_, force_);
     if (IsStandardOutput(output_)) LibraryOutput::Instance().KeepUserForData();
+    RequireOnceEach();
+    WholeFile output(output_, overwrite);
     std::vector<calibrate::Sight> sights;
     for (const std::string& file : files_) {
       sights.push_back({calibrate::ReadView(file, sensor.width, sensor.height), {}, {}});
@@ -111,13 +113,21 @@ class CalibrateCommand : public Command {
     const calibrate::StoredCalibration stored{solution.calibration,
                                               std::string(session.model().code())};
     const std::string text = calibrate::ToJson(stored).dump(2) + "\n";
-    WriteWholeFile(output_, overwrite,
-                   {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()});
+    output.Write({reinterpret_cast<const std::uint8_t*>(text.data()), text.size()});
     Report(session, solution);
     return ExitCode::kOk;
   }
 
  private:
+  void RequireOnceEach() const {
+    std::vector<std::string> sorted = files_;
+    std::sort(sorted.begin(), sorted.end());
+    const auto twice = std::adjacent_find(sorted.begin(), sorted.end());
+    if (twice == sorted.end()) return;
+    throw Failure(ExitCode::kUsage, *twice + " is given twice",
+                  "each view counts as new knowledge, so give it once");
+  }
+
   Target ChooseTarget() const {
     if (target_ == "plane") return calibrate::Plane();
     if (target_ != "sawtooth") return calibrate::ReadTarget(target_);
@@ -162,6 +172,7 @@ class CalibrateCommand : public Command {
     session.Print("residuals: {:.2f} um, {:.3f} pixels; the drawn means reach {:.2f} um\n",
                   solution.error_mm * calibrate::kMicrometres, solution.error_pixels,
                   largest * calibrate::kMicrometres);
+    session.Print("a row of one profile: {:.3f} pixels (1 sigma)\n", c.row_sigma);
     session.Print("uncertainty of the calibration: x {:.2f} um, z {:.2f} um (1 sigma)\n",
                   c.x_sigma * calibrate::kMicrometres, c.z_sigma * calibrate::kMicrometres);
     session.Print("wrote {}\n", output_);

@@ -3,6 +3,7 @@
 
 #include "EepromStore.h"
 #include "Failure.h"
+#include "Region.h"
 #include "calibrate/CalibrationFile.h"
 #include "commands/Commands.h"
 
@@ -84,10 +85,21 @@ class CalibrationCommand : public Command {
 
   ExitCode Store(Session& session) const {
     const StoredCalibration stored = calibrate::ReadCalibration(file_);
+    const Region sensor = WholeSensor(session.model());
+    if (stored.numbers.sensor_width != sensor.width ||
+        stored.numbers.sensor_height != sensor.height) {
+      throw Failure(ExitCode::kUsage,
+                    fmt::format("{}: the calibration is that of a sensor of {} x {}, and a {} has "
+                                "{} x {}",
+                                file_, stored.numbers.sensor_width, stored.numbers.sensor_height,
+                                session.model().code(), sensor.width, sensor.height));
+    }
     const auto block = calibrate::ToBlock(stored);
     if (session.options().dry_run) {
-      session.Print("would write {} bytes at {} of the EEPROM\nNothing was written (--dry-run).\n",
-                    block.size(), calibrate::kBlockAt);
+      session.Print(
+          "would write the whole store: bytes 0 to {} as they are, then the calibration, unless "
+          "something else lies there\nNothing was read or written (--dry-run).\n",
+          calibrate::kBlockAt - 1);
       session.Emit({{"bytes", block.size()}, {"offset", calibrate::kBlockAt}, {"dry_run", true}});
       return ExitCode::kOk;
     }

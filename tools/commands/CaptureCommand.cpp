@@ -69,15 +69,12 @@ class CaptureCommand : public Command {
     }
     const Model& model = session.model();
     acquisition_.Settle(model);
-    WriterSettings settings{
-        .path = path_,
-        .force = force_,
-        .images = images,
-        .frames = limits_.frames,
-        .rows_only = model.product().points != products::PointLayout::kFull,
-        .measuring = measuring_.Choose(
-            session, acquisition_.RegionOf(model),
-            /*travels=*/!images && (format == Format::kPly || format == Format::kPng))};
+    WriterSettings settings{.path = path_,
+                            .force = force_,
+                            .images = images,
+                            .frames = limits_.frames,
+                            .rows_only = model.product().points != products::PointLayout::kFull,
+                            .measuring = ChooseMeasuring(session, format, images)};
     RequireStreamable(format, settings, limits_.seconds == 0);
     if (IsStandardOutput(path_)) LibraryOutput::Instance().KeepUserForData();
     // Refuse, or ask the user, before the laser is on.
@@ -109,6 +106,16 @@ class CaptureCommand : public Command {
   }
 
  private:
+  // Formats without millimetres need no calibration.
+  Measuring ChooseMeasuring(const Session& session, Format format, bool images) const {
+    const Region region = acquisition_.RegionOf(session.model());
+    const bool travels = format == Format::kPly || format == Format::kPng;
+    if (images || !(travels || format == Format::kCsv)) {
+      return {.geometry = GeometryOf(session.model(), region), .calibration = {}, .source = {}};
+    }
+    return measuring_.Choose(session, region, travels);
+  }
+
   static std::optional<Failure> FailureOf(const RecordingResult& result) {
     if (result.failure) {
       return Failure(
