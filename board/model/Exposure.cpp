@@ -70,7 +70,9 @@ LinePoint ExposedLine::Ideal(double column) const {
 LinePoint ExposedLine::Real(double column) const {
   const View& view = *exposure_.view;
   const Head& head = *view.head;
-  const Speckle speckle = SpeckleAt(head.Seed(), exposure_.frame_id, static_cast<unsigned>(column));
+  const std::uint64_t surface = view.target ? view.target->Key() : 0;
+  const Speckle speckle =
+      SpeckleAt(head.Seed() + surface, exposure_.frame_id, static_cast<unsigned>(column));
   if (speckle.lost) return kNoPoint;
   const auto place = real_->At(column);
   if (!place) return kNoPoint;

@@ -8,6 +8,8 @@
 #include <cmath>
 #include <numbers>
 
+#include "model/Random.h"
+
 namespace board {
 namespace {
 
@@ -105,6 +107,8 @@ std::string Read(std::string_view word, Pose& pose) {
 }  // namespace
 
 std::optional<Target> Target::Parse(std::string_view text, std::string& wrong) {
+  std::uint64_t key = 0;
+  for (const char c : text) key = Mix(key + static_cast<unsigned char>(c));
   std::size_t comma = text.find(',');
   const std::string_view name = text.substr(0, comma);
   const Kind* const kind = Find(kKinds, name);
@@ -120,7 +124,7 @@ std::optional<Target> Target::Parse(std::string_view text, std::string& wrong) {
     wrong = Read(text.substr(0, comma), pose);
     if (!wrong.empty()) return std::nullopt;
   }
-  return Target(kind->make(pose));
+  return Target(kind->make(pose), key);
 }
 
 }  // namespace board

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -17,13 +18,16 @@ class Target {
   static std::optional<Target> Parse(std::string_view text, std::string& wrong);
 
   const Surface& CrossSection() const { return surface_; }
+  // Other for every target and place: speckle depends on the surface that the laser meets.
+  std::uint64_t Key() const { return key_; }
 
   static constexpr double kReflectance = 0.6;
 
  private:
-  explicit Target(Surface surface) : surface_(std::move(surface)) {}
+  Target(Surface surface, std::uint64_t key) : surface_(std::move(surface)), key_(key) {}
 
   Surface surface_;
+  std::uint64_t key_;
 };
 
 }  // namespace board
