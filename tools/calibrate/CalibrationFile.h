@@ -28,7 +28,7 @@ inline constexpr std::size_t kBlockAt = 256;
 inline constexpr std::size_t kBlockBytes = 256;
 
 std::vector<std::uint8_t> ToBlock(const StoredCalibration& stored);
-// Whether there is a block at all. Nothing else begins like one.
+// Whether there is a block at all, sound or not.
 bool IsBlock(std::span<const std::uint8_t> bytes);
 // Nothing if the bytes are not a whole block: not one, damaged, or of a newer version.
 std::optional<StoredCalibration> FromBlock(std::span<const std::uint8_t> bytes);

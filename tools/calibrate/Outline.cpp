@@ -114,7 +114,6 @@ Outline TakeSawtoothApart(const View& view, const Target& target, double middle_
   Outline outline;
   for (std::size_t i = 0; i < sides.size(); ++i) {
     const std::size_t facet = target.middle + i - right_of_valley;
-    if (facet >= target.facets.size()) Refuse(view, "there are more teeth than a sensor can see");
     outline.pieces.push_back({facet, sides[i].begin, sides[i].end});
     if (i == 0) continue;
     const double column = vertices[i - 1];

@@ -147,6 +147,25 @@ int Problem::operator()(const InputType& input, ValueType& value) const {
   return 0;
 }
 
+// Central differences. Poses are often near 0, where a step in proportion would be lost in
+// rounding.
+int Problem::df(const InputType& input, JacobianType& jacobian) const {
+  constexpr double kStep = 1e-6;  // mm, radians; pixels and map in proportion
+  InputType moved = input;
+  ValueType above(values_);
+  ValueType below(values_);
+  for (int k = 0; k < inputs_; ++k) {
+    const double step = kStep * std::max(std::abs(input[k]), 1.0);
+    moved[k] = input[k] + step;
+    (*this)(moved, above);
+    moved[k] = input[k] - step;
+    (*this)(moved, below);
+    moved[k] = input[k];
+    jacobian.col(k) = (above - below) / (2 * step);
+  }
+  return 0;
+}
+
 void Problem::WeighBy(const InputType& input) {
   const tessaline_calibration head = Calibration(input);
   double squares = 0;

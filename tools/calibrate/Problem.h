@@ -42,8 +42,9 @@ class Problem {
 
   int inputs() const { return inputs_; }
   int values() const { return values_; }
-  // Eigen wants an int.
+  // These two are what Eigen's solver calls; the results are 0.
   int operator()(const InputType& input, ValueType& value) const;
+  int df(const InputType& input, JacobianType& jacobian) const;
 
   // The first guess: a map without perspective and distortion. Throws a Failure if the views do
   // not even give that.

@@ -9,7 +9,6 @@
 #include <cmath>
 #include <optional>
 #include <unsupported/Eigen/NonLinearOptimization>
-#include <unsupported/Eigen/NumericalDiff>
 
 #include "Failure.h"
 
@@ -18,7 +17,6 @@ namespace {
 
 using Eigen::MatrixXd;
 using Eigen::VectorXd;
-using Derived = Eigen::NumericalDiff<Problem, Eigen::Central>;
 
 constexpr double kOutlier = 4.5;        // standard deviations
 constexpr double kMostOutliers = 0.2;   // of the samples
@@ -31,8 +29,8 @@ constexpr double kMostOverNoise = 4;
 constexpr double kSpeckleAtRest = 0.03;  // pixels
 
 void Minimise(const Problem& problem, VectorXd& input) {
-  Derived derived(problem);
-  Eigen::LevenbergMarquardt<Derived> solver(derived);
+  Problem functor = problem;
+  Eigen::LevenbergMarquardt<Problem> solver(functor);
   solver.parameters.maxfev = 2000;
   solver.parameters.xtol = 1e-12;
   solver.parameters.ftol = 1e-14;
@@ -106,7 +104,7 @@ double SigmaForField(const std::vector<Variance>& places) {
 // The uncertainty of the head's parameters, taken through the derivatives of x and z by them.
 void SetSigmas(const Problem& problem, const VectorXd& input, tessaline_calibration& calibration) {
   MatrixXd jacobian(problem.values(), problem.inputs());
-  Derived(problem).df(input, jacobian);
+  problem.df(input, jacobian);
   // Parameters differ in size by orders of magnitude.
   const VectorXd scale = jacobian.colwise().norm().cwiseMax(1e-300).cwiseInverse();
   const MatrixXd scaled = jacobian * scale.asDiagonal();
