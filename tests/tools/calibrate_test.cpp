@@ -199,6 +199,12 @@ TEST_F(CalibratedBoard, IsShown) {
   EXPECT_EQ(result.Json()["plane"], nlohmann::json::parse(FileText(head_))["plane"]);
 }
 
+TEST_F(CalibratedBoard, StoresNoCalibrationOfAnotherSensor) {
+  const ToolResult result = RunTool("calibration store " + head_ + " --virtual K4010");
+  EXPECT_EQ(result.status, kUsage);
+  EXPECT_THAT(result.err, HasSubstr("that of a sensor of 1456 x 1088"));
+}
+
 TEST_F(CalibratedBoard, RefusesTheCalibrationOfAnotherSensor) {
   const ToolResult result =
       RunTool("capture strips -n 1 -o " + scan_ + " --virtual K4010 --calibration " + head_);

@@ -59,17 +59,6 @@ tessaline_calibration VirtualCalibration(const Model& model) {
                 kHeightOfImage / sensor.height, kBeltAt * sensor.height);
 }
 
-void RequireSensor(const tessaline_calibration& c, const Model& model, const std::string& source) {
-  const Region sensor = WholeSensor(model);
-  if (c.sensor_width == sensor.width && c.sensor_height == sensor.height) return;
-  throw Failure(
-      ExitCode::kUsage,
-      fmt::format("{}: the calibration is that of a sensor of {} x {}, and a {} has {} x {}",
-                  source, c.sensor_width, c.sensor_height, model.code(), sensor.width,
-                  sensor.height),
-      "give this head's own, or --calibration none for columns and rows");
-}
-
 // `asked`: the user wants it, so that there must be one.
 std::optional<tessaline_calibration> FromEeprom(const Session& session, bool asked) {
   const auto refuse = [](const char* what) {
@@ -94,6 +83,17 @@ std::optional<tessaline_calibration> FromEeprom(const Session& session, bool ask
 }
 
 }  // namespace
+
+void RequireSensor(const tessaline_calibration& c, const Model& model, const std::string& source) {
+  const Region sensor = WholeSensor(model);
+  if (c.sensor_width == sensor.width && c.sensor_height == sensor.height) return;
+  throw Failure(
+      ExitCode::kUsage,
+      fmt::format("{}: the calibration is that of a sensor of {} x {}, and a {} has {} x {}",
+                  source, c.sensor_width, c.sensor_height, model.code(), sensor.width,
+                  sensor.height),
+      "give this head's own, or --calibration none for columns and rows");
+}
 
 double Measuring::MmPerColumn(unsigned columns, unsigned rows) const {
   if (!calibration) return 1;

@@ -28,6 +28,11 @@ struct Measuring {
   double MmPerColumn(unsigned columns, unsigned rows) const;
 };
 
+// Throws a Failure unless the calibration is that of a sensor of the model's size. `source` is
+// where it comes from, for people.
+void RequireSensor(const tessaline_calibration& calibration, const Model& model,
+                   const std::string& source);
+
 // How a region of interest lies on the full sensor.
 tessaline_geometry GeometryOf(const Model& model, const Region& region);
 

@@ -3,8 +3,8 @@
 
 #include "EepromStore.h"
 #include "Failure.h"
-#include "Region.h"
 #include "calibrate/CalibrationFile.h"
+#include "capture/Measuring.h"
 #include "commands/Commands.h"
 
 namespace tool {
@@ -85,15 +85,7 @@ class CalibrationCommand : public Command {
 
   ExitCode Store(Session& session) const {
     const StoredCalibration stored = calibrate::ReadCalibration(file_);
-    const Region sensor = WholeSensor(session.model());
-    if (stored.numbers.sensor_width != sensor.width ||
-        stored.numbers.sensor_height != sensor.height) {
-      throw Failure(ExitCode::kUsage,
-                    fmt::format("{}: the calibration is that of a sensor of {} x {}, and a {} has "
-                                "{} x {}",
-                                file_, stored.numbers.sensor_width, stored.numbers.sensor_height,
-                                session.model().code(), sensor.width, sensor.height));
-    }
+    RequireSensor(stored.numbers, session.model(), file_);
     const auto block = calibrate::ToBlock(stored);
     if (session.options().dry_run) {
       session.Print(
