@@ -321,7 +321,7 @@ int tessaline_board_head_to_mm(uint64_t seed, unsigned sensor_width, unsigned se
  * @param sensor_width   columns of the full sensor, 16 to 32768
  * @param sensor_height  rows of the full sensor, 16 to 32768
  * @param scene          as for tessaline_board_set_scene(); "belt" is the belt without objects
- * @param frame_id       frames of different ids have different noise
+ * @param frame_id       frames of different ids, like different scenes, have different noise
  * @param noise          factor on the row's noise; 1 is that of the board's frames. 0: no noise,
  *                       and no points missing at random
  * @param rows           receives the line's row in each column; NaN where there is no point
