@@ -1,0 +1,15 @@
+#include "Define.h"
+
+#include "Calls.h"
+#include "StartUp.h"
+#include "Streams.h"
+
+namespace python {
+
+void DefineDevice(pybind11::module_& module) {
+  DefineCalls(module);
+  DefineStartUp(module);
+  DefineStreams(module);
+}
+
+}  // namespace python
