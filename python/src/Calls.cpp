@@ -4,13 +4,11 @@
 #include <pybind11/stl.h>
 
 #include <array>
-#include <chrono>
-#include <mutex>
 #include <string>
-#include <type_traits>
+#include <utility>
 #include <vector>
 
-#include "Listening.h"
+#include "Worker.h"
 #include "tessaline/tessaline.h"
 
 namespace py = pybind11;
@@ -19,48 +17,10 @@ namespace python {
 
 namespace {
 
-using namespace std::chrono_literals;
-
-// Most functions must not overlap with others, and waiting for the few that may costs nothing.
-std::timed_mutex one_call_at_a_time;
-constexpr auto kLongestCall = 20s;
-
-// Gives what the library said to the Python side, which logs it and keeps it for errors.
-void Report(Listening& listening) {
-  const std::vector<Line> lines = listening.Lines();
-  if (lines.empty()) return;
-  py::list list;
-  for (const Line& line : lines) list.append(py::make_tuple(line.level, line.where, line.text));
-  py::module_::import("tessaline._said").attr("take")(list);
-}
-
-// Makes one call without Python's lock.
-template <typename Call>
-auto Make(const char* name, Call call) {
-  using Result = decltype(call());
-  Listening listening;
-  const auto make = [&]() -> Result {
-    const py::gil_scoped_release release;
-    const std::unique_lock lock(one_call_at_a_time, kLongestCall);
-    if (!lock) {
-      throw std::runtime_error(std::string(name) + " waited 20 s for a call of another thread");
-    }
-    return call();
-  };
-  if constexpr (std::is_void_v<Result>) {
-    make();
-    Report(listening);
-  } else {
-    const Result result = make();
-    Report(listening);
-    return result;
-  }
-}
-
 template <typename Result, typename... Arguments>
 void Define(py::module_& module, const char* name, Result (*function)(Arguments...)) {
   module.def(name, [=](Arguments... arguments) {
-    return Make(name, [&] { return function(arguments...); });
+    return Make(name, [=] { return function(arguments...); });
   });
 }
 
@@ -192,45 +152,54 @@ void DefinePeripheralCalls(py::module_& module) {
   Define(module, "Temp18b20Read", Temp18b20Read);
 }
 
+constexpr std::size_t kStoreBytes = 512;
+
 // Functions that take arrays or addresses.
 void DefineMemoryCalls(py::module_& module) {
   module.def("SetStripRebuildValue", [](std::array<std::int32_t, 21> values) {
-    const int result =
-        Make("SetStripRebuildValue", [&] { return SetStripRebuildValue(values.data()); });
-    return py::make_tuple(result, values);
+    return Make("SetStripRebuildValue", [values]() mutable {
+      const int result = SetStripRebuildValue(values.data());
+      return std::pair(result, values);
+    });
   });
   module.def("ConfigRead", [](int size) {
-    std::vector<unsigned char> bytes(512);
-    const int result = Make("ConfigRead", [&] { return ConfigRead(bytes.data(), size); });
-    const std::size_t got = result == 0 ? static_cast<std::size_t>(size) : 0;
-    return py::make_tuple(result, py::bytes(reinterpret_cast<const char*>(bytes.data()), got));
+    const auto [result, bytes] = Make("ConfigRead", [size] {
+      std::string store(kStoreBytes, '\0');
+      const int done = ConfigRead(reinterpret_cast<unsigned char*>(store.data()), size);
+      store.resize(done == 0 ? static_cast<std::size_t>(size) : 0);
+      return std::pair(done, store);
+    });
+    return py::make_tuple(result, py::bytes(bytes));
   });
-  module.def("ConfigSave", [](const std::string& bytes) {
-    std::vector<unsigned char> copy(bytes.begin(), bytes.end());
-    copy.resize(std::max<std::size_t>(copy.size(), 1));
-    return Make("ConfigSave",
-                [&] { return ConfigSave(copy.data(), static_cast<int>(bytes.size())); });
+  module.def("ConfigSave", [](std::string bytes) {
+    return Make("ConfigSave", [bytes = std::move(bytes)]() mutable {
+      const int size = static_cast<int>(bytes.size());
+      return ConfigSave(reinterpret_cast<unsigned char*>(bytes.data()), size);
+    });
   });
   module.def("eeprom_page_read", [](unsigned char address, unsigned length, unsigned char chip) {
-    std::array<char, 256> bytes{};
-    const int result = Make("eeprom_page_read",
-                            [&] { return eeprom_page_read(address, bytes.data(), length, chip); });
-    const std::size_t got = result < 0 ? 0 : length & 0xFF;
-    return py::make_tuple(result, py::bytes(bytes.data(), got));
+    const auto [result, bytes] = Make("eeprom_page_read", [=] {
+      std::string page(kStoreBytes, '\0');
+      const int done = eeprom_page_read(address, page.data(), length, chip);
+      page.resize(done < 0 ? 0 : length & 0xFF);
+      return std::pair(done, page);
+    });
+    return py::make_tuple(result, py::bytes(bytes));
   });
-  module.def("eeprom_page_write",
-             [](unsigned char address, const std::string& bytes, unsigned char chip) {
-               return Make("eeprom_page_write", [&] {
-                 return eeprom_page_write(address, bytes.data(),
-                                          static_cast<unsigned char>(bytes.size()), chip);
-               });
-             });
+  module.def("eeprom_page_write", [](unsigned char address, std::string bytes, unsigned char chip) {
+    return Make("eeprom_page_write", [=, bytes = std::move(bytes)] {
+      return eeprom_page_write(address, bytes.data(), static_cast<unsigned char>(bytes.size()),
+                               chip);
+    });
+  });
   Define(module, "fpga_read_addr", fpga_read_addr);
   Define(module, "fpga_write_addr", fpga_write_addr);
   module.def("TessalineGetCaptureStatistics", [](unsigned stream) {
-    tessaline_capture_statistics seen{};
-    const int result = Make("TessalineGetCaptureStatistics",
-                            [&] { return TessalineGetCaptureStatistics(stream, &seen); });
+    const auto [result, seen] = Make("TessalineGetCaptureStatistics", [stream] {
+      tessaline_capture_statistics counted{};
+      const int done = TessalineGetCaptureStatistics(stream, &counted);
+      return std::pair(done, counted);
+    });
     py::dict counters;
     counters["dequeued"] = seen.dequeued;
     counters["delivered"] = seen.delivered;

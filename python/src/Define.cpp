@@ -1,6 +1,7 @@
 #include "Define.h"
 
 #include "Calls.h"
+#include "Products.h"
 #include "StartUp.h"
 #include "Streams.h"
 
@@ -8,6 +9,7 @@ namespace python {
 
 void DefineDevice(pybind11::module_& module) {
   DefineCalls(module);
+  DefineProducts(module);
   DefineStartUp(module);
   DefineStreams(module);
 }

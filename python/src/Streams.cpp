@@ -16,6 +16,7 @@
 #include "Happenings.h"
 #include "Inbox.h"
 #include "StartUp.h"
+#include "Worker.h"
 #include "tessaline/frames.h"
 
 namespace py = pybind11;
@@ -99,7 +100,7 @@ std::shared_ptr<Frame> Wait(Inbox& inbox, int milliseconds) {
       pollfd entry{inbox.event(), POLLIN, 0};
       poll(&entry, 1, std::min(left, kSlice));
     }
-    if (PyErr_CheckSignals() != 0) throw py::error_already_set();
+    LetSignalsThrough();
   }
 }
 

@@ -21,15 +21,13 @@ class Calls:
         self.module = module
         self._process = os.getpid()
         self._closed = ""
+        #: The arguments of the last call, by function: some settings cannot be read back.
+        self.last: dict[str, tuple[Any, ...]] = {}
         self._failure: Callable[[], None] = lambda: None
 
     def close(self, why: str) -> None:
         """Every later call is refused with this reason."""
         self._closed = why
-
-    def reopen(self) -> None:
-        """Calls are made again."""
-        self._closed = ""
 
     def watch(self, failure: Callable[[], None]) -> None:
         """Sets what looks, before each call, whether a callback has failed meanwhile."""
@@ -50,6 +48,7 @@ class Calls:
         self.require()
         self._failure()
         _said.forget()
+        self.last[name] = arguments
         return getattr(self.module, name)(*arguments)
 
     def set(self, name: str, *arguments: Any, good: tuple[int, ...] = (0,)) -> None:

@@ -14,6 +14,9 @@ _ERROR = 4
 _LEVELS = {PRINTED: logging.DEBUG, 0: 5, 1: 10, 2: 20, 3: 30, _ERROR: 40, 5: 50}
 
 log = logging.getLogger("tessaline")
+# The library tries the format at every change of the image's size, and the driver refuses it while
+# it has buffers. Nothing is wrong then.
+_HARMLESS = "v4l2 VIDIOC_S_FMT failed: Device or resource busy"
 _library = logging.getLogger("tessaline.library")
 _thread = threading.local()
 
@@ -26,7 +29,7 @@ def library_level() -> int:
 
 def tell(level: int, where: str, text: str) -> None:
     """Logs one thing that the library said."""
-    number = _LEVELS.get(level, logging.ERROR)
+    number = logging.DEBUG if text.startswith(_HARMLESS) else _LEVELS.get(level, logging.ERROR)
     if _library.isEnabledFor(number):
         _library.log(number, "%s", f"{where}: {text}" if where else text.strip())
 

@@ -1,0 +1,461 @@
+"""The sensor: from opening it to its frames."""
+
+from __future__ import annotations
+
+import atexit
+import os
+import signal
+import threading
+import weakref
+from collections.abc import Callable, Iterable, Iterator, Sequence
+from contextlib import suppress
+from types import FrameType, ModuleType, TracebackType
+from typing import Any, ClassVar, Self
+
+from . import _loader, _said
+from ._calls import Calls
+from .buffers import Image, StripBuffer
+from .errors import RefusedError, StartUpError, TessalineError
+from .events import Event, EventQueue
+from .streams import FrameStream, OnLoss
+from .virtual import Fault, FrameFault, VirtualBoard
+
+__all__ = ["Sensor"]
+
+_IMAGES = 1
+_STRIPS = 0
+_BACKLOG_BYTES = 64 << 20
+_START_S = 20.0
+
+
+class Sensor:
+    """A sensor, started and ready. A context manager: on exit laser and acquisition are off.
+
+    ::
+
+        with tessaline.Sensor("K3610", virtual=True) as s:
+            s.configure(spacing_us=4000, exposure_us=150)
+            for buf in s.strips(600):
+                rows = buf[0].points["row"]
+
+    A process drives one sensor. Its device is started once; a Sensor of the same model that is
+    opened later in the process finds it started, and gets back the trigger, collect mode and region
+    of a fresh start.
+
+    Ctrl-C stays Python's: KeyboardInterrupt is raised, also in the middle of a call. Whatever ends
+    the process in order (an exception, ``sys.exit``, SIGTERM) switches the laser off first. SIGKILL
+    cannot be caught: a laser that was on then stays on, see examples of the service files.
+
+    Args:
+        model: the product's code, such as "K3610". A code that no product has is refused.
+        virtual: True for a virtual board in this process. It needs no hardware and no privileges.
+        scene: what is in front of a virtual sensor: "belt", "plane", "sawtooth" or "stairs", with
+            ",x=MM,z=MM,tilt=DEGREES" behind it. Only with ``virtual``.
+        optics: "ideal", "real" or "real:SEED". Only with ``virtual``.
+        faults: what shall go wrong on a virtual board. Only with ``virtual``.
+        start_timeout_s: how long the start may take, seconds. The slowest product takes 6.
+
+    Raises:
+        StartUpError: a Sensor is open already, this machine is not a sensor's board, the model is
+            unknown, or the device does not start. The message says which.
+
+    Threads: any. Calls of several threads are made one after the other.
+
+    Attributes:
+        model: the product's code.
+        virtual: whether the board is a virtual one.
+        board: the virtual board's other side, or None on hardware.
+        reopened: whether the device was started by an earlier Sensor of this process.
+    """
+
+    _lock: ClassVar[threading.RLock] = threading.RLock()
+    _open: ClassVar[Sensor | None] = None
+    _started: ClassVar[tuple[str, bool] | None] = None
+
+    def __init__(
+        self,
+        model: str,
+        *,
+        virtual: bool = False,
+        scene: str | None = None,
+        optics: str | None = None,
+        faults: Iterable[Fault | FrameFault] = (),
+        start_timeout_s: float = _START_S,
+    ) -> None:
+        if not isinstance(model, str):
+            raise TypeError(f"model must be a str such as 'K3610', not {type(model).__name__}")
+        faults = tuple(faults)
+        if not virtual and (scene is not None or optics is not None or faults):
+            raise StartUpError(
+                "scene, optics and faults are those of a virtual board", "say virtual=True"
+            )
+        self.model = model
+        self.virtual = bool(virtual)
+        self.board: VirtualBoard | None = None
+        with Sensor._lock:
+            self._require_free()
+            module = _loader.load(self.virtual)
+            self._product = self._describe(module)
+            self.reopened = Sensor._started is not None
+            if self.virtual:
+                self.board = VirtualBoard(module)
+                self.board._prepare(model, scene, optics, faults, select=not self.reopened)
+            self._calls = Calls(module)
+            self._running: weakref.ref[FrameStream[Any]] | None = None
+            self._terminate: Callable[[int, FrameType | None], Any] | int | None = None
+            if not self.reopened:
+                self._start(module, start_timeout_s)
+            Sensor._open = self
+        self._events = EventQueue(module, self._emergency)
+        self._calls.watch(self._events.raise_failure)
+        atexit.register(self._at_exit)
+        self._catch_termination()
+        try:
+            self._bring_to_start()
+        except BaseException:
+            self.close()
+            raise
+
+    # --- Opening and closing
+
+    def _require_free(self) -> None:
+        other = Sensor._open
+        if other is not None and other._calls._process == os.getpid():
+            raise StartUpError(
+                f"a Sensor of this process is open already, a {other.model}",
+                "close it first (a with block does so), or use another process for a second sensor",
+            )
+        started = Sensor._started
+        if started is not None and started != (self.model, self.virtual):
+            raise StartUpError(
+                f"this process has started a {started[0]}, and a process can start one device, once",
+                f"open the {self.model} in a new process (in a notebook: restart the kernel)",
+            )
+
+    def _describe(self, module: ModuleType) -> dict[str, Any]:
+        product: dict[str, Any] | None = module.product(self.model)
+        if product is None:
+            raise StartUpError(
+                f'there is no product "{self.model}"', 'the command "tessaline models" lists them'
+            )
+        return product
+
+    def _start(self, module: ModuleType, timeout_s: float) -> None:
+        if not self.virtual:
+            _require_board()
+        module.prepare(_said.library_level())
+        module.GetLibVersion(self.model)
+        # Whatever comes of it, the library does not start twice.
+        Sensor._started = (self.model, self.virtual)
+        result = module.start(int(timeout_s * 1000))
+        if result != 0:
+            raise StartUpError(
+                f"the device cannot be started: {_said.refusal() or 'the library does not say why'}",
+                "tessaline.check() shows what is wrong with the hardware",
+            )
+
+    def _bring_to_start(self) -> None:
+        self._calls.raw("SetGlobalControl", 0)
+        if self.reopened:
+            self._calls.raw("CloseLaser")
+            for name, *arguments in (
+                ("SetDriveMode", 0),
+                ("SetExposureNum", 1),
+                ("SetTriMode", 3),
+                ("SetTriSpacing", 4000),
+                ("SetLaserMode", 0),
+            ):
+                self._calls.raw(name, *arguments)
+
+    def close(self) -> None:
+        """Stops the acquisition, switches the laser off, and lets another Sensor be opened.
+
+        May be called more than once. Does nothing in a child process.
+
+        Raises:
+            RefusedError: the laser cannot be switched off. Everything else is done.
+            CallbackError: a callback failed since the last call.
+        """
+        if self._calls._process != os.getpid():
+            return
+        with Sensor._lock:
+            if Sensor._open is not self:
+                return
+            Sensor._open = None
+        atexit.unregister(self._at_exit)
+        try:
+            self._quiet()
+        finally:
+            self._calls.close("the sensor is closed")
+            self._release_termination()
+            self._events.stop()
+        self._events.raise_failure()
+
+    def _quiet(self) -> None:
+        self._calls.watch(lambda: None)
+        stream = self._running() if self._running is not None else None
+        if stream is not None:
+            with suppress(TessalineError):
+                stream.close()
+        with suppress(TessalineError):
+            self._calls.raw("SetExtTriggerState", 0)
+            self._calls.raw("SetDADelayState", 0)
+        try:
+            self._calls.raw("SetGlobalControl", 0)
+        finally:
+            self._calls.set("CloseLaser")
+
+    def _emergency(self) -> None:
+        try:
+            self._calls.raw("SetGlobalControl", 0)
+        finally:
+            self._calls.raw("CloseLaser")
+
+    def _at_exit(self) -> None:
+        try:
+            self.close()
+        except TessalineError as error:
+            _said.log.error("%s", error)
+
+    def _catch_termination(self) -> None:
+        # By default SIGTERM ends Python at once, with the laser on.
+        if threading.current_thread() is not threading.main_thread():
+            return
+        if signal.getsignal(signal.SIGTERM) is signal.SIG_DFL:
+            self._terminate = signal.signal(signal.SIGTERM, _leave)
+
+    def _release_termination(self) -> None:
+        if self._terminate is None or signal.getsignal(signal.SIGTERM) is not _leave:
+            return
+        if threading.current_thread() is threading.main_thread():
+            signal.signal(signal.SIGTERM, self._terminate)
+
+    def __enter__(self) -> Self:
+        self._calls.require()
+        return self
+
+    def __exit__(
+        self,
+        kind: type[BaseException] | None,
+        error: BaseException | None,
+        traceback: TracebackType | None,
+    ) -> None:
+        if error is None:
+            self.close()
+            return
+        try:
+            self.close()
+        except TessalineError as second:
+            error.add_note(f"and on closing: {second}")
+
+    def __del__(self) -> None:
+        # A sensor that nobody holds any more can take no frames.
+        with suppress(Exception):
+            self.close()
+
+    def __repr__(self) -> str:
+        kind = "virtual " if self.virtual else ""
+        state = "" if Sensor._open is self else ", closed"
+        return f"<Sensor {kind}{self.model}{state}>"
+
+    def __reduce__(self) -> Any:
+        raise TypeError("a Sensor cannot be pickled: open it in the process that uses it")
+
+    # --- Frames
+
+    @property
+    def point_bytes(self) -> int:
+        """Bytes of a point in strips, as the model and the settings have it: 8, 4 or 2."""
+        last = self._calls.last
+        if last.get("SetStripWriteMemMode", (0,))[0] == 1:
+            return 4
+        if self._product["points_by_mode"]:
+            if last.get("SetContinuousFlag", (0,))[0]:
+                return 8
+            if last.get("SetBrFlag", (0,))[0]:
+                return 4
+        return int(self._product["point_bytes"])
+
+    def strips(
+        self,
+        count: int | None = None,
+        *,
+        laser: bool = True,
+        timeout_s: float = 10.0,
+        on_loss: OnLoss = "raise",
+        backlog_bytes: int = _BACKLOG_BYTES,
+    ) -> FrameStream[StripBuffer]:
+        """Laser lines, a buffer of some strips at a time. Zero copy.
+
+        Args:
+            count: how many strips to take in all; None for no end.
+            laser: whether the laser is on meanwhile.
+            timeout_s: how long to wait for a buffer, seconds.
+            on_loss: "raise" raises LostFrames at a gap in the frame ids, "count" counts it.
+            backlog_bytes: memory for buffers that wait while a turn of the loop takes its time.
+
+        Returns:
+            An iterator of StripBuffer, for ``for`` and ``async for``. The acquisition runs while
+            the loop does.
+
+        Raises:
+            TimeoutError: no buffer came in time (from the loop).
+            LostFrames: strips are missing (from the loop).
+            RefusedError: another loop over frames is running.
+        """
+        point_bytes = self.point_bytes
+        return self._stream(
+            self._calls.module.strips(),
+            _STRIPS,
+            lambda frame: StripBuffer(frame, point_bytes),
+            count,
+            laser,
+            timeout_s,
+            on_loss,
+            backlog_bytes,
+        )
+
+    def images(
+        self,
+        count: int | None = None,
+        *,
+        laser: bool = True,
+        timeout_s: float = 10.0,
+        on_loss: OnLoss = "raise",
+        backlog_bytes: int = _BACKLOG_BYTES,
+    ) -> FrameStream[Image]:
+        """Camera images, one at a time. Zero copy. Arguments and errors as strips().
+
+        Images are large: at a short trigger spacing a loop that does much loses some. Set the
+        spacing to what the loop can follow, or count losses.
+        """
+        return self._stream(
+            self._calls.module.images(),
+            _IMAGES,
+            Image,
+            count,
+            laser,
+            timeout_s,
+            on_loss,
+            backlog_bytes,
+        )
+
+    def image(self, *, laser: bool = True, timeout_s: float = 10.0) -> Any:
+        """One camera image: grey values, a new array of shape (height, width), dtype uint8."""
+        with self.images(1, laser=laser, timeout_s=timeout_s) as images:
+            return next(images).pixels.copy()
+
+    def _stream(
+        self,
+        inbox: Any,
+        mode: int,
+        wrap: Callable[[Any], Any],
+        count: int | None,
+        laser: bool,
+        timeout_s: float,
+        on_loss: OnLoss,
+        backlog_bytes: int,
+    ) -> FrameStream[Any]:
+        self._calls.require()
+
+        def begin(stream: FrameStream[Any]) -> int:
+            if self._running is not None and self._running() is not None:
+                raise RefusedError(
+                    "another loop over frames is running", "leave it first, or close() it"
+                )
+            self._running = weakref.ref(stream)
+            try:
+                return start()
+            except BaseException:
+                end()
+                inbox.close()
+                raise
+
+        def start() -> int:
+            self._calls.set("SetCollectMode", mode)
+            self._calls.raw("ResetFrameID")
+            if laser:
+                self._calls.set("OpenLaser")
+            since = int(self._calls.raw("GetTimerCounter"))
+            inbox.open(backlog_bytes)
+            self._calls.set("SetGlobalControl", 1)
+            return since
+
+        def end() -> None:
+            self._running = None
+            try:
+                self._calls.raw("SetGlobalControl", 0)
+            finally:
+                if laser:
+                    self._calls.set("CloseLaser")
+
+        return FrameStream(
+            inbox,
+            count=count,
+            wrap=wrap,
+            begin=begin,
+            end=end,
+            check=self._events.raise_failure,
+            timeout_s=timeout_s,
+            on_loss=on_loss,
+        )
+
+    # --- Events
+
+    def on_external_trigger(self, callback: Callable[[Event], object] | None) -> None:
+        """Calls a function at each change of the external trigger input; None: no longer.
+
+        It runs on the thread "tessaline-events". When it raises, the sensor stops, the laser goes
+        off, and the next call of any method raises CallbackError.
+        """
+        self._notify("trigger", "SetExtTriggerState", callback)
+
+    def on_da_arrived(self, callback: Callable[[Event], object] | None) -> None:
+        """Calls a function whenever the hardware has taken over a value of the DA output."""
+        self._notify("da", "SetDADelayState", callback)
+
+    def _notify(self, kind: str, switch: str, callback: Callable[[Event], object] | None) -> None:
+        self._events.set_callback(kind, callback)
+        self._switch(switch, callback is not None)
+
+    def _switch(self, name: str, on: bool) -> None:
+        # -2: it is on already.
+        self._calls.set(name, int(on), good=(0, -2))
+
+    def events(
+        self, kinds: Sequence[str] = ("trigger", "da"), *, timeout_s: float | None = None
+    ) -> Iterator[Event]:
+        """The events without a callback, one after the other, until none has come for so long.
+
+        Args:
+            kinds: what to watch: "trigger", "da".
+            timeout_s: seconds without an event after which the iterator ends; None: never.
+        """
+        switches = {"trigger": "SetExtTriggerState", "da": "SetDADelayState"}
+        unknown = [kind for kind in kinds if kind not in switches]
+        if unknown:
+            raise ValueError(f"there is no kind of event {unknown[0]!r}; there are {list(switches)}")
+        for kind in kinds:
+            self._switch(switches[kind], on=True)
+        return self._events.iterate(timeout_s)
+
+
+def _leave(number: int, _: FrameType | None) -> None:
+    raise SystemExit(128 + number)
+
+
+def _require_board() -> None:
+    for path in ("/dev/mem", "/dev/video0", "/dev/video1"):
+        try:
+            os.close(os.open(path, os.O_RDWR | os.O_CLOEXEC | os.O_NONBLOCK))
+        except OSError as error:
+            missing = isinstance(error, FileNotFoundError)
+            raise StartUpError(
+                f"cannot open {path}: {error.strerror}",
+                "this machine is not a sensor's board: try it with virtual=True"
+                if missing
+                else "run as root or as a member of the group tessaline; "
+                '"tessaline check" looks at everything',
+            ) from None
+
+

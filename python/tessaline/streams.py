@@ -1,0 +1,253 @@
+"""Loops over frames: for, and async for."""
+
+from __future__ import annotations
+
+import asyncio
+import operator
+import time
+import weakref
+from collections.abc import Callable
+from typing import TYPE_CHECKING, Generic, Literal, Self, TypeVar
+
+from .buffers import Image, StripBuffer
+from .errors import BufferHeld, LostFrames, TessalineError, TimeoutError
+
+if TYPE_CHECKING:
+    from ._device import Frame, Inbox
+
+__all__ = ["FrameStream"]
+
+OnLoss = Literal["raise", "count"]
+_F = TypeVar("_F", StripBuffer, Image)
+_SLICE_MS = 200
+
+
+class FrameStream(Generic[_F]):
+    """A series of frames. The acquisition runs while the loop does.
+
+    It starts with the first turn of the loop, and stops when all frames have come, the loop is left
+    by ``break``, ``return`` or an exception, or ``close()`` is called. The laser goes with it.
+
+    ::
+
+        for buf in sensor.strips(600):
+            ...
+        async for buf in sensor.strips(600):   # other tasks run while it waits
+            ...
+
+    The driver goes on while a turn takes its time. When its buffers become few, the capture thread
+    copies them into a backlog; when that is full, frames are lost. A loss is never silent:
+    LostFrames is raised before the first frame after it, or ``lost`` counts it.
+
+    Threads: one thread at a time.
+
+    Attributes:
+        lost: frames that are missing among those seen so far.
+    """
+
+    def __init__(
+        self,
+        inbox: Inbox,
+        *,
+        count: int | None,
+        wrap: Callable[[Frame], _F],
+        begin: Callable[[FrameStream[_F]], int],
+        end: Callable[[], None],
+        check: Callable[[], None],
+        timeout_s: float,
+        on_loss: OnLoss,
+    ) -> None:
+        if on_loss not in ("raise", "count"):
+            raise ValueError(f'on_loss must be "raise" or "count", not {on_loss!r}')
+        if not timeout_s > 0:
+            raise ValueError(f"timeout_s must be above 0, not {timeout_s!r}")
+        if count is not None:
+            count = operator.index(count)
+            if count < 1:
+                raise ValueError(f"the number of frames must be at least 1, not {count}")
+        self.lost = 0
+        self._inbox = inbox
+        self._left = count
+        self._wrap = wrap
+        self._begin = begin
+        self._check = check
+        self._since = 0
+        self._timeout_s = timeout_s
+        self._on_loss = on_loss
+        self._last_id: int | None = None
+        self._current: _F | None = None
+        self._state: Literal["new", "running", "over"] = "new"
+        self._end = end
+        # Also when the loop is left in the middle and nobody keeps the stream.
+        self._finish = weakref.finalize(self, _finish, inbox, end)
+        self._finish.atexit = False
+
+    # --- for
+
+    def __iter__(self) -> Self:
+        return self
+
+    def __next__(self) -> _F:
+        if not self._turn():
+            raise StopIteration
+        deadline = time.monotonic() + self._timeout_s
+        try:
+            while True:
+                frame = self._inbox.wait(_SLICE_MS)
+                item = self._accept(frame) if frame is not None else None
+                if item is not None:
+                    return item
+                self._check()
+                if time.monotonic() > deadline:
+                    raise self._too_late()
+        except BaseException:
+            self.close()
+            raise
+
+    # --- async for
+
+    def __aiter__(self) -> Self:
+        return self
+
+    async def __anext__(self) -> _F:
+        if not self._turn():
+            raise StopAsyncIteration
+        loop = asyncio.get_running_loop()
+        deadline = loop.time() + self._timeout_s
+        try:
+            while True:
+                frame = self._inbox.wait(0)
+                item = self._accept(frame) if frame is not None else None
+                if item is not None:
+                    return item
+                self._check()
+                if loop.time() > deadline:
+                    raise self._too_late()
+                if frame is None:
+                    await self._readable(loop, deadline - loop.time())
+        except BaseException:
+            self.close()
+            raise
+
+    async def _readable(self, loop: asyncio.AbstractEventLoop, seconds: float) -> None:
+        ready = asyncio.Event()
+        loop.add_reader(self._inbox.fileno, ready.set)
+        try:
+            await asyncio.wait_for(ready.wait(), min(max(seconds, 0.001), _SLICE_MS / 1000))
+        except asyncio.TimeoutError:
+            pass
+        finally:
+            loop.remove_reader(self._inbox.fileno)
+
+    # --- either
+
+    def close(self) -> None:
+        """Stops the acquisition. The loop ends; a buffer whose turn it is goes back."""
+        if self._state == "over":
+            return
+        started = self._state == "running"
+        self._state = "over"
+        self._release()
+        if started:
+            self._finish()
+        else:
+            self._finish.detach()
+
+    def __enter__(self) -> Self:
+        return self
+
+    def __exit__(self, *_: object) -> None:
+        self.close()
+
+    def _release(self) -> None:
+        current, self._current = self._current, None
+        if current is not None:
+            current._give_back()
+        try:
+            self._inbox.give_back()
+        except MemoryError:
+            shape = f" ({len(current)} strips)" if isinstance(current, StripBuffer) else ""
+            raise BufferHeld(
+                f"arrays still show the buffer {current!r}{shape}, and there is no memory to copy it",
+                "del them, or keep copies of less: rows = buf[0].points['row'].copy()",
+            ) from None
+
+    def _turn(self) -> bool:
+        """Ends the last turn. Whether there is another one."""
+        if self._state == "over":
+            return False
+        if self._state == "new":
+            try:
+                self._since = self._begin(self)
+            except BaseException:
+                self.close()
+                raise
+            self._state = "running"
+            return True
+        try:
+            self._release()
+        except BufferHeld:
+            self._abandon()
+            raise
+        if self._left == 0:
+            self.close()
+            return False
+        return True
+
+    def _abandon(self) -> None:
+        # The capture thread waits with its buffer until the arrays go.
+        self._state = "over"
+        self._finish.detach()
+        self._end()
+
+    def _accept(self, frame: Frame) -> _F | None:
+        item = self._wrap(frame)
+        if isinstance(item, StripBuffer):
+            if self._left is not None and len(item) > self._left:
+                del item._table[self._left :]
+            ids = [row[2] for row in item._table]
+            stamp = item._table[0][3] if ids else 0
+        else:
+            ids = [item.frame_id]
+            stamp = item.time_stamp
+        if not ids or stamp < self._since:  # empty, or of an earlier acquisition
+            item._give_back()
+            self._inbox.give_back()
+            return None
+        self._current = item
+        missing = self._missing(ids)
+        if missing:
+            self.lost += missing
+            if self._on_loss == "raise":
+                raise LostFrames(
+                    f"{missing} {'frame is' if missing == 1 else 'frames are'} missing before or in "
+                    f"those from {ids[0]} to {ids[-1]}",
+                    "do less in the loop, trigger more slowly or allow a longer backlog; "
+                    'on_loss="count" goes on and counts them in stream.lost',
+                    missing=missing,
+                    before=ids[0],
+                )
+        if self._left is not None:
+            self._left -= len(ids)
+        return item
+
+    def _missing(self, ids: list[int]) -> int:
+        before = self._last_id
+        self._last_id = ids[-1]
+        if before is None or ids[0] <= before:
+            before = ids[0] - 1
+        return max(0, ids[-1] - before - len(ids))
+
+    def _too_late(self) -> TessalineError:
+        return TimeoutError(
+            f"no frame came for {self._timeout_s:g} s",
+            "look at the trigger (an encoder that stands still triggers nothing), at "
+            "sensor.statistics, and with tessaline.check(); timeout_s waits longer",
+        )
+
+
+def _finish(inbox: Inbox, end: Callable[[], None]) -> None:
+    try:
+        end()
+    finally:
+        inbox.close()

@@ -1,0 +1,183 @@
+"""The virtual board from its other side: scenes, faults, inputs, and the truth."""
+
+from __future__ import annotations
+
+import errno as _errno
+from collections.abc import Iterable
+from dataclasses import dataclass
+from types import ModuleType
+from typing import Literal
+
+from .errors import RefusedError, StartUpError
+
+__all__ = ["Fault", "FrameFault", "VirtualBoard"]
+
+_KINDS = ("lost", "late", "truncated", "corrupt")
+_STREAMS = {"images": 0, "strips": 1}
+
+
+@dataclass(frozen=True)
+class Fault:
+    """Calls of a device that fail.
+
+    Attributes:
+        device: as the transcript names it ("fpga", "i2c-0", "spi1.0", "video1", "gpio", ...), or "*".
+        operation: "open", "read", "write", "mmap", "poll", an ioctl's name ("VIDIOC_DQBUF"), or "*".
+        error: the number or the name of the errno, such as "EIO".
+        skip: matching calls that succeed first.
+        count: calls that then fail; 0: all.
+    """
+
+    device: str
+    operation: str
+    error: int | str = "EIO"
+    skip: int = 0
+    count: int = 0
+
+    def number(self) -> int:
+        """The errno as a number."""
+        if isinstance(self.error, int):
+            return self.error
+        number = getattr(_errno, self.error, None)
+        if not isinstance(number, int):
+            raise ValueError(f'there is no errno "{self.error}"; try "EIO" or errno.EIO')
+        return number
+
+
+@dataclass(frozen=True)
+class FrameFault:
+    """Frames that go wrong.
+
+    Attributes:
+        stream: "images" or "strips" (buffers of strips).
+        kind: "lost", "late" (100 ms), "truncated" (half is written) or "corrupt" (a header that
+            cannot be).
+        skip: frames that are right first.
+        count: frames that then go wrong; 0: all.
+    """
+
+    stream: Literal["images", "strips"]
+    kind: Literal["lost", "late", "truncated", "corrupt"]
+    skip: int = 0
+    count: int = 1
+
+
+class VirtualBoard:
+    """What only a virtual board can do. ``sensor.board``.
+
+    Threads: any.
+    """
+
+    def __init__(self, module: ModuleType) -> None:
+        self._module = module
+
+    def _prepare(
+        self,
+        model: str,
+        scene: str | None,
+        optics: str | None,
+        faults: Iterable[Fault | FrameFault],
+        *,
+        select: bool,
+    ) -> None:
+        if select and self._module.board_select(model) != 0:
+            raise StartUpError(
+                f'there is no virtual board of a "{model}"',
+                'the command "tessaline models" lists the products',
+            )
+        self.clear_faults()
+        self.set_optics(optics or "ideal")
+        self.set_scene(scene or "belt")
+        for fault in faults:
+            self.plant(fault)
+
+    def set_scene(self, scene: str) -> None:
+        """Sets what is in front of the sensor, from the next frame on.
+
+        Args:
+            scene: "belt", "plane", "sawtooth" or "stairs"; behind it ",x=MM,z=MM,tilt=DEGREES".
+
+        Raises:
+            RefusedError: there is no such scene.
+        """
+        if self._module.board_set_scene(scene) != 0:
+            raise RefusedError(
+                f'there is no scene "{scene}"',
+                'there are "belt", "plane", "sawtooth" and "stairs", with ",x=5,z=-3,tilt=2"',
+            )
+
+    def set_optics(self, optics: str) -> None:
+        """Sets how the camera sees, from the next frame on: "ideal", "real" or "real:SEED"."""
+        if self._module.board_set_optics(optics) != 0:
+            raise RefusedError(
+                f'there are no optics "{optics}"', 'there are "ideal", "real" and "real:SEED"'
+            )
+
+    def plant(self, fault: Fault | FrameFault) -> None:
+        """Plants a fault. It holds until clear_faults() or the next Sensor."""
+        if isinstance(fault, FrameFault):
+            if fault.kind not in _KINDS or fault.stream not in _STREAMS:
+                raise ValueError(f"there is no such fault: {fault}")
+            self._module.board_frame_fault(
+                _STREAMS[fault.stream], _KINDS.index(fault.kind), fault.skip, fault.count
+            )
+        elif isinstance(fault, Fault):
+            self._module.board_fault(
+                fault.device, fault.operation, fault.skip, fault.count, fault.number()
+            )
+        else:
+            raise TypeError(f"a fault is a Fault or a FrameFault, not {type(fault).__name__}")
+
+    def clear_faults(self) -> None:
+        """Forgets all faults."""
+        self._module.board_clear_faults()
+
+    def set_free_run(self, free_run: bool) -> None:
+        """Timed triggers come whenever a buffer is free, and none is lost (True), or in real time."""
+        self._module.board_set_free_run(free_run)
+
+    def set_strips_per_buffer(self, strips: int) -> None:
+        """Strips that the FPGA packs into one buffer; 10 at first. Fewer after 50 ms."""
+        self._module.board_set_strips_per_buffer(strips)
+
+    def external_trigger(self, level: bool) -> None:
+        """Drives the external trigger input."""
+        self._module.board_external_trigger(int(level))
+
+    def da_arrived(self) -> None:
+        """Reports that the DA converter has taken over its value."""
+        self._module.board_da_arrived()
+
+    def unplug(self) -> None:
+        """Takes the board away: open devices fail. It does not come back in this process."""
+        self._module.board_unplug()
+
+    def transcript(self) -> str:
+        """What crossed the devices since power-up, one line an event."""
+        text: str = self._module.board_transcript(False)
+        return text
+
+    def clear_transcript(self) -> None:
+        """Empties the transcript."""
+        self._module.board_transcript_clear()
+
+    def line(self, number: int) -> int | None:
+        """Level of a GPIO line: 0 or 1; None when it is not an output."""
+        level: int = self._module.board_gpio_level(number)
+        return None if level < 0 else level
+
+    def point_to_mm(self, column: float, row: float) -> tuple[float, float] | None:
+        """What a pixel of the full sensor sees in the laser plane: x and z in mm. The truth."""
+        point: tuple[float, float] | None = self._module.board_point_to_mm(column, row)
+        return point
+
+    def height_mm(self, x_mm: float, y_mm: float) -> float:
+        """Height of the belt with its objects at a place, mm. The truth of the scene "belt"."""
+        height: float = self._module.board_scene_height(x_mm, y_mm)
+        return height
+
+    @property
+    def counts_per_mm(self) -> float:
+        """Encoder counts per mm of movement."""
+        counts: float = self._module.board_counts_per_mm()
+        return counts
