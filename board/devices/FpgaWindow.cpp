@@ -46,6 +46,7 @@ struct Window {
 // The signal handler walks through these, so they use no allocation and no lock.
 constinit std::array<Window, kMaxWindows> windows{};
 struct sigaction previous_handler;
+thread_local bool in_previous_handler = false;
 
 Window* Find(std::uintptr_t address) {
   const std::uintptr_t page = address & ~(kPageBytes - 1);
@@ -94,7 +95,14 @@ bool HandleTouch(std::uintptr_t address) {
 
 void OnSegmentationFault(int number, siginfo_t* info, void* context) {
   if (HandleTouch(reinterpret_cast<std::uintptr_t>(info->si_addr))) return;
-  // The fault did not come from a register window.
+  // The fault did not come from a register window. The handler before this one may put this one back
+  // and raise the signal again; then it has had its turn.
+  if (info->si_code <= 0 && in_previous_handler) {
+    signal(number, SIG_DFL);
+    raise(number);
+    return;
+  }
+  in_previous_handler = true;
   if ((previous_handler.sa_flags & SA_SIGINFO) != 0) {
     previous_handler.sa_sigaction(number, info, context);
   } else if (previous_handler.sa_handler != SIG_DFL && previous_handler.sa_handler != SIG_IGN) {
@@ -103,17 +111,23 @@ void OnSegmentationFault(int number, siginfo_t* info, void* context) {
     // With the default action back, the faulting instruction runs again and ends the process.
     signal(number, SIG_DFL);
   }
+  in_previous_handler = false;
 }
 
+// Before each access: a program may have installed a handler of its own since the last one, as crash
+// reporters and Python's faulthandler do. That handler then gets every fault but ours.
 void InstallHandler() {
-  static std::once_flag once;
-  std::call_once(once, [] {
-    struct sigaction action {};
-    action.sa_sigaction = OnSegmentationFault;
-    action.sa_flags = SA_SIGINFO | SA_ONSTACK | SA_NODEFER;
-    sigemptyset(&action.sa_mask);
-    sigaction(SIGSEGV, &action, &previous_handler);
-  });
+  static std::mutex mutex;
+  const std::lock_guard lock(mutex);
+  struct sigaction current {};
+  sigaction(SIGSEGV, nullptr, &current);
+  if ((current.sa_flags & SA_SIGINFO) != 0 && current.sa_sigaction == OnSegmentationFault) return;
+  previous_handler = current;
+  struct sigaction action {};
+  action.sa_sigaction = OnSegmentationFault;
+  action.sa_flags = SA_SIGINFO | SA_ONSTACK | SA_NODEFER;
+  sigemptyset(&action.sa_mask);
+  sigaction(SIGSEGV, &action, nullptr);
 }
 
 Window* Reserve() {

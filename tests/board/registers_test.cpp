@@ -5,7 +5,10 @@
 #include <signal.h>
 #include <sys/mman.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
+#include <cstdint>
+#include <string_view>
 #include <thread>
 
 #include "support/BoardFixture.h"
@@ -58,6 +61,39 @@ TEST_F(Registers, KeepWhatIsWrittenAndTheTranscriptNamesEachAccess) {
   EXPECT_EQ(ReadWord(fpga::kReg.TRI_SPACING), 0x30d40u);
   EXPECT_THAT(Events(), ElementsAre("fpga write IMAGE_BLOCK_1 TRI_SPACING = 0x00030d40",
                                     "fpga read IMAGE_BLOCK_1 TRI_SPACING = 0x00030d40"));
+}
+
+// As crash reporters and Python's faulthandler do it: says so, puts the handler before it back and
+// raises the signal again.
+struct sigaction before_reporter;
+
+void InstallReporter() {
+  struct sigaction action {};
+  action.sa_handler = [](int number) {
+    static constexpr std::string_view kSaid = "reported\n";
+    [[maybe_unused]] const ssize_t done = write(STDERR_FILENO, kSaid.data(), kSaid.size());
+    sigaction(number, &before_reporter, nullptr);
+    raise(number);
+  };
+  action.sa_flags = SA_NODEFER;
+  sigaction(SIGSEGV, &action, &before_reporter);
+}
+
+TEST_F(Registers, AreSeenBehindAHandlerThatTheProgramInstalledLater) {
+  WriteWord(fpga::kReg.TRI_SPACING, 1);
+  InstallReporter();
+  WriteWord(fpga::kReg.TRI_SPACING, 0x30d40);
+  EXPECT_EQ(ReadWord(fpga::kReg.TRI_SPACING), 0x30d40u);
+}
+
+TEST_F(Registers, AreNoneOfAFaultThatTheProgramsOwnHandlerReports) {
+  const auto crash = [] {
+    WriteWord(fpga::kReg.TRI_SPACING, 1);
+    InstallReporter();
+    WriteWord(fpga::kReg.TRI_SPACING, 2);
+    *reinterpret_cast<volatile int*>(std::uintptr_t{8}) = 1;
+  };
+  EXPECT_EXIT(crash(), ::testing::KilledBySignal(SIGSEGV), "^reported\n$");
 }
 
 TEST_F(Registers, AWriteOfTheValueThatIsThereAlreadyIsSeen) {
