@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "Happenings.h"
+#include "Worker.h"
 #include "tessaline/log.h"
 
 namespace python {
@@ -59,6 +60,7 @@ void Listening::Print(const char* text, std::size_t bytes) {
       lines_.push_back({kPrinted, "", std::exchange(printed_, {})});
     }
   }
+  if (printed_.ends_with(kRegistersGone)) Worker::Instance().GiveUp();
 }
 
 std::vector<Line> Listening::Lines() {

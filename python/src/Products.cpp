@@ -1,7 +1,12 @@
 #include "Products.h"
 
+#include <pybind11/stl.h>
+
+#include <iterator>
+#include <sstream>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "tessaline/products.h"
 
@@ -22,8 +27,15 @@ void DefineProducts(py::module_& module) {
         py::arg("series") = found->family.series,
         py::arg("image_sensor") = std::string(sensor.name), py::arg("width") = sensor.width,
         py::arg("height") = found->Height(), py::arg("point_bytes") = found->PointBytes(),
-        py::arg("points_by_mode") = found->points == VeltranoSDK::products::PointLayout::kByMode,
-        py::arg("codes") = std::string(found->family.codes));
+        py::arg("points_by_mode") = found->points == VeltranoSDK::products::PointLayout::kByMode);
+  });
+  module.def("codes", [] {
+    std::vector<std::string> codes;
+    for (const auto& family : VeltranoSDK::products::kFamilies) {
+      std::istringstream words{std::string(family.codes)};
+      codes.insert(codes.end(), std::istream_iterator<std::string>(words), {});
+    }
+    return codes;
   });
 }
 

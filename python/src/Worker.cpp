@@ -14,16 +14,26 @@ Worker& Worker::Instance() {
   return *worker;
 }
 
+namespace {
+
 // Signals are for the threads of Python.
-Worker::Worker() {
+void Spawn(std::function<void()> run) {
   sigset_t all;
   sigset_t before;
   sigfillset(&all);
   for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL}) sigdelset(&all, fault);
   pthread_sigmask(SIG_SETMASK, &all, &before);
-  std::thread(&Worker::Run, this).detach();
+  std::thread(std::move(run)).detach();
   pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
+
+}  // namespace
+
+Worker::Worker() {
+  Spawn([this] { Run(); });
+}
+
+void Worker::PostAside(std::function<void()> call) { Spawn(std::move(call)); }
 
 void Worker::Post(const char* name, std::function<void()> call) {
   {
@@ -53,6 +63,7 @@ void Worker::Run() {
         busy_ = job.name;
       }
       job.call();
+      stuck_ = false;
     }
   }
 }
@@ -72,7 +83,8 @@ void ThrowNoAnswer(const char* name) {
   const std::string busy = Worker::Instance().Busy();
   const auto error = py::module_::import("tessaline.errors").attr("DeviceGone");
   std::string what = std::string(name) + " has not returned";
-  if (busy != name && !busy.empty()) what = busy + " has not returned, so " + what;
+  if (busy != name && !busy.empty())
+    what = std::string(name) + " is not called: " + busy + " has not returned";
   PyErr_SetObject(error.ptr(),
                   error(what,
                         "the hardware does not answer: end this process, and look with "

@@ -2,6 +2,7 @@
 
 #include <pybind11/pybind11.h>
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <functional>
@@ -9,6 +10,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <string_view>
 #include <type_traits>
 #include <utility>
 #include <vector>
@@ -27,8 +29,14 @@ class Worker {
   static Worker& Instance();
 
   void Post(const char* name, std::function<void()> call);
+  // The same on a thread of its own, for a call that must be made when this thread is stuck.
+  static void PostAside(std::function<void()> call);
   // The call in progress; empty: none.
   std::string Busy();
+
+  // The call in progress will not return.
+  void GiveUp() { stuck_ = true; }
+  bool stuck() const { return stuck_; }
 
  private:
   Worker();
@@ -42,6 +50,7 @@ class Worker {
   std::condition_variable posted_;
   std::vector<Job> jobs_;
   const char* busy_ = "";
+  std::atomic<bool> stuck_ = false;
 };
 
 // Gives what the library said to the Python side, which logs it and keeps it for errors.
@@ -49,6 +58,12 @@ void Report(const std::vector<Line>& lines);
 // Throws what a signal's handler raised.
 void LetSignalsThrough();
 [[noreturn]] void ThrowNoAnswer(const char* name);
+
+// The library opens the registers for every access. When that fails once, it says this and blocks
+// for ever at the next one.
+inline constexpr std::string_view kRegistersGone = "open(/dev/mem) failed.";
+// Switches two lines of the processor, so it works without the registers.
+inline constexpr std::string_view kLaserOff = "CloseLaser";
 
 // Longer than any call of a working device.
 inline constexpr std::chrono::seconds kLongestCall{20};
@@ -64,7 +79,10 @@ auto Make(const char* name, Call call, std::chrono::milliseconds longest = kLong
   };
   const auto state = std::make_shared<State>();
   auto result = state->result.get_future();
-  Worker::Instance().Post(name, [state, call = std::move(call)]() mutable {
+  Worker& worker = Worker::Instance();
+  const bool aside = worker.stuck() && name == kLaserOff;
+  if (worker.stuck() && !aside) ThrowNoAnswer(name);
+  auto job = [state, call = std::move(call)]() mutable {
     Listening listening;
     if constexpr (std::is_void_v<Result>) {
       call();
@@ -75,7 +93,12 @@ auto Make(const char* name, Call call, std::chrono::milliseconds longest = kLong
       state->lines = listening.Lines();
       state->result.set_value(std::move(value));
     }
-  });
+  };
+  if (aside) {
+    Worker::PostAside(std::move(job));
+  } else {
+    worker.Post(name, std::move(job));
+  }
   constexpr std::chrono::milliseconds kSlice{50};
   for (auto waited = std::chrono::milliseconds(0);; waited += kSlice) {
     std::future_status status;
@@ -85,7 +108,8 @@ auto Make(const char* name, Call call, std::chrono::milliseconds longest = kLong
     }
     if (status == std::future_status::ready) break;
     LetSignalsThrough();
-    if (waited >= longest) ThrowNoAnswer(name);
+    if (waited >= longest) worker.GiveUp();
+    if (worker.stuck() && (!aside || waited >= longest)) ThrowNoAnswer(name);
   }
   Report(state->lines);
   return result.get();

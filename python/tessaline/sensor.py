@@ -3,6 +3,8 @@
 from __future__ import annotations
 
 import atexit
+import difflib
+import operator
 import os
 import signal
 import threading
@@ -53,6 +55,8 @@ class Sensor:
             ",x=MM,z=MM,tilt=DEGREES" behind it. Only with ``virtual``.
         optics: "ideal", "real" or "real:SEED". Only with ``virtual``.
         faults: what shall go wrong on a virtual board. Only with ``virtual``.
+        sleep_factor: how long the device library's pauses take on a virtual board: 1 as on hardware,
+            0 not at all, which makes tests quick. Only with ``virtual``.
         start_timeout_s: how long the start may take, seconds. The slowest product takes 6.
 
     Raises:
@@ -80,14 +84,16 @@ class Sensor:
         scene: str | None = None,
         optics: str | None = None,
         faults: Iterable[Fault | FrameFault] = (),
+        sleep_factor: float | None = None,
         start_timeout_s: float = _START_S,
     ) -> None:
         if not isinstance(model, str):
             raise TypeError(f"model must be a str such as 'K3610', not {type(model).__name__}")
         faults = tuple(faults)
-        if not virtual and (scene is not None or optics is not None or faults):
+        if not virtual and not (scene is optics is sleep_factor is None and not faults):
             raise StartUpError(
-                "scene, optics and faults are those of a virtual board", "say virtual=True"
+                "scene, optics, faults and sleep_factor are those of a virtual board",
+                "say virtual=True",
             )
         self.model = model
         self.virtual = bool(virtual)
@@ -99,14 +105,21 @@ class Sensor:
             self.reopened = Sensor._started is not None
             if self.virtual:
                 self.board = VirtualBoard(module)
-                self.board._prepare(model, scene, optics, faults, select=not self.reopened)
+                self.board._prepare(
+                    model,
+                    scene or "belt",
+                    optics or "ideal",
+                    faults,
+                    1 if sleep_factor is None else sleep_factor,
+                    select=not self.reopened,
+                )
             self._calls = Calls(module)
             self._running: weakref.ref[FrameStream[Any]] | None = None
             self._terminate: Callable[[int, FrameType | None], Any] | int | None = None
             if not self.reopened:
                 self._start(module, start_timeout_s)
             Sensor._open = self
-        self._events = EventQueue(module, self._emergency)
+        self._events = EventQueue(module, self._switch_off)
         self._calls.watch(self._events.raise_failure)
         atexit.register(self._at_exit)
         self._catch_termination()
@@ -134,9 +147,13 @@ class Sensor:
 
     def _describe(self, module: ModuleType) -> dict[str, Any]:
         product: dict[str, Any] | None = module.product(self.model)
-        if product is None:
+        codes: list[str] = module.codes()
+        # The library takes any code that begins like a product's; here that is a typing error.
+        if product is None or self.model not in codes:
+            nearest = difflib.get_close_matches(self.model, codes, n=1, cutoff=0.0)[0]
             raise StartUpError(
-                f'there is no product "{self.model}"', 'the command "tessaline models" lists them'
+                f'there is no product "{self.model}"',
+                f'the nearest is "{nearest}"; the command "tessaline models" lists all',
             )
         return product
 
@@ -200,16 +217,14 @@ class Sensor:
         with suppress(TessalineError):
             self._calls.raw("SetExtTriggerState", 0)
             self._calls.raw("SetDADelayState", 0)
-        try:
-            self._calls.raw("SetGlobalControl", 0)
-        finally:
-            self._calls.set("CloseLaser")
+        self._switch_off()
 
-    def _emergency(self) -> None:
+    def _switch_off(self) -> None:
+        # The laser first: stopping the acquisition takes a second.
         try:
-            self._calls.raw("SetGlobalControl", 0)
+            self._calls.set("CloseLaser")
         finally:
-            self._calls.raw("CloseLaser")
+            self._calls.raw("SetGlobalControl", 0)
 
     def _at_exit(self) -> None:
         try:
@@ -357,6 +372,8 @@ class Sensor:
         backlog_bytes: int,
     ) -> FrameStream[Any]:
         self._calls.require()
+        if operator.index(backlog_bytes) < 0:
+            raise ValueError(f"backlog_bytes must be at least 0, not {backlog_bytes}")
 
         def begin(stream: FrameStream[Any]) -> int:
             if self._running is not None and self._running() is not None:
@@ -383,11 +400,10 @@ class Sensor:
 
         def end() -> None:
             self._running = None
-            try:
+            if laser:
+                self._switch_off()
+            else:
                 self._calls.raw("SetGlobalControl", 0)
-            finally:
-                if laser:
-                    self._calls.set("CloseLaser")
 
         return FrameStream(
             inbox,

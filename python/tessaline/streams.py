@@ -115,6 +115,8 @@ class FrameStream(Generic[_F]):
         loop = asyncio.get_running_loop()
         deadline = loop.time() + self._timeout_s
         try:
+            # Other tasks run at every turn, also when frames wait already.
+            await asyncio.sleep(0)
             while True:
                 frame = self._inbox.wait(0)
                 item = self._accept(frame) if frame is not None else None
@@ -202,15 +204,13 @@ class FrameStream(Generic[_F]):
 
     def _accept(self, frame: Frame) -> _F | None:
         item = self._wrap(frame)
+        # Strips that were on their way when the last acquisition ended may come in front.
         if isinstance(item, StripBuffer):
-            if self._left is not None and len(item) > self._left:
-                del item._table[self._left :]
+            item._table[:] = [row for row in item._table if row[3] >= self._since][: self._left]
             ids = [row[2] for row in item._table]
-            stamp = item._table[0][3] if ids else 0
         else:
-            ids = [item.frame_id]
-            stamp = item.time_stamp
-        if not ids or stamp < self._since:  # empty, or of an earlier acquisition
+            ids = [item.frame_id] if item.time_stamp >= self._since else []
+        if not ids:
             item._give_back()
             self._inbox.give_back()
             return None
@@ -247,7 +247,8 @@ class FrameStream(Generic[_F]):
 
 
 def _finish(inbox: Inbox, end: Callable[[], None]) -> None:
+    # First the inbox: stopping the acquisition waits for a capture thread that offers a frame.
     try:
-        end()
-    finally:
         inbox.close()
+    finally:
+        end()

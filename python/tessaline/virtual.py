@@ -74,9 +74,10 @@ class VirtualBoard:
     def _prepare(
         self,
         model: str,
-        scene: str | None,
-        optics: str | None,
+        scene: str,
+        optics: str,
         faults: Iterable[Fault | FrameFault],
+        sleep_factor: float,
         *,
         select: bool,
     ) -> None:
@@ -86,8 +87,11 @@ class VirtualBoard:
                 'the command "tessaline models" lists the products',
             )
         self.clear_faults()
-        self.set_optics(optics or "ideal")
-        self.set_scene(scene or "belt")
+        self.set_free_run(False)
+        self.set_strips_per_buffer(10)
+        self.set_sleep_factor(sleep_factor)
+        self.set_optics(optics)
+        self.set_scene(scene)
         for fault in faults:
             self.plant(fault)
 
@@ -135,6 +139,12 @@ class VirtualBoard:
     def set_free_run(self, free_run: bool) -> None:
         """Timed triggers come whenever a buffer is free, and none is lost (True), or in real time."""
         self._module.board_set_free_run(free_run)
+
+    def set_sleep_factor(self, factor: float) -> None:
+        """How long the device library's pauses take: 1 as on hardware, 0 not at all."""
+        if not 0 <= factor < float("inf"):
+            raise ValueError(f"a sleep factor must be at least 0, not {factor!r}")
+        self._module.board_set_sleep_factor(factor)
 
     def set_strips_per_buffer(self, strips: int) -> None:
         """Strips that the FPGA packs into one buffer; 10 at first. Fewer after 50 ms."""

@@ -1,0 +1,1 @@
+pytest_plugins = ["tessaline.pytest_plugin"]
