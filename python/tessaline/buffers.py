@@ -2,8 +2,9 @@
 
 from __future__ import annotations
 
+import operator
 from collections.abc import Iterator, Sequence
-from typing import TYPE_CHECKING, Any, SupportsIndex, overload
+from typing import TYPE_CHECKING, Any, Protocol, SupportsIndex, overload
 
 import numpy as np
 import numpy.typing as npt
@@ -28,6 +29,13 @@ POINT_TYPES: dict[int, np.dtype[Any]] = {
 _STEPS = {8: 65536.0, 4: 32.0, 2: 32.0}
 _NO_LINE = 0xFFFF
 _HEADER_BYTES = 32
+
+
+class _Table(Protocol):
+    """Offset, points, frame id, time stamp and encoder stamp of each strip."""
+
+    def __len__(self) -> int: ...
+    def __getitem__(self, index: int, /) -> tuple[int, ...]: ...
 
 
 class _Frame:
@@ -140,18 +148,18 @@ class StripBuffer(_Frame, Sequence[Strip]):
         point_bytes: int,
         *,
         kept: bool = False,
-        table: list[list[int]] | None = None,
+        table: _Table | None = None,
     ) -> None:
         super().__init__(frame, kept)
         self.point_bytes = point_bytes
         self._point_type = POINT_TYPES[point_bytes]
-        self._table: list[list[int]] = frame.strips(point_bytes).tolist() if table is None else table
+        self._table: _Table = frame.strips(point_bytes) if table is None else table
 
     def __len__(self) -> int:
         return len(self._table)
 
     def __repr__(self) -> str:
-        if not self._table:
+        if len(self) == 0:
             return "<StripBuffer, empty>"
         return f"<StripBuffer, strips {self._table[0][2]} to {self._table[-1][2]}>"
 
@@ -161,16 +169,16 @@ class StripBuffer(_Frame, Sequence[Strip]):
     def __getitem__(self, index: slice) -> list[Strip]: ...
     def __getitem__(self, index: SupportsIndex | slice) -> Strip | list[Strip]:
         if isinstance(index, slice):
-            return [Strip(self, row) for row in self._table[index]]
-        return Strip(self, self._table[index])
+            return [Strip(self, self._table[i]) for i in range(*index.indices(len(self)))]
+        return Strip(self, self._table[operator.index(index)])
 
     def __iter__(self) -> Iterator[Strip]:
-        return (Strip(self, row) for row in self._table)
+        return (Strip(self, self._table[i]) for i in range(len(self)))
 
     @property
     def frame_ids(self) -> npt.NDArray[np.uint64]:
         """The id of each strip, shape (strips,). A new array."""
-        return np.array([row[2] for row in self._table], dtype=np.uint64)
+        return np.array([strip.frame_id for strip in self], dtype=np.uint64)
 
     def copy(self) -> StripBuffer:
         """The same strips in memory of their own, which stays as long as the copy does."""
@@ -179,8 +187,8 @@ class StripBuffer(_Frame, Sequence[Strip]):
         )
 
     def __reduce__(self) -> tuple[Any, ...]:
-        return _rebuild_strips, (self.raw.tobytes(), self._frame.first, self.point_bytes,
-                                 self._table)
+        rows = [self._table[i] for i in range(len(self))]
+        return _rebuild_strips, (self.raw.tobytes(), self.point_bytes, rows)
 
 
 class Image(_Frame):
@@ -248,14 +256,15 @@ class _Bytes:
     def release(self) -> None:
         raise TessalineError("a frame in memory of its own has nothing to give back")
 
-    def strips(self, point_bytes: int) -> npt.NDArray[np.uint64]:
+    def strips(self, point_bytes: int) -> _Table:
         raise TessalineError("a pickled buffer brings the table of its strips")
 
 
 def _rebuild_strips(
-    data: bytes, count: int, point_bytes: int, table: list[list[int]]
+    data: bytes, point_bytes: int, rows: list[tuple[int, ...]]
 ) -> StripBuffer:
-    return StripBuffer(_Bytes(data, count, len(data)), point_bytes, kept=True, table=table)
+    frame = _Bytes(data, len(rows), len(data))
+    return StripBuffer(frame, point_bytes, kept=True, table=rows)
 
 
 def _rebuild_image(data: bytes, width: int, height: int) -> Image:

@@ -20,6 +20,7 @@ __all__ = ["FrameStream"]
 OnLoss = Literal["raise", "count"]
 _F = TypeVar("_F", StripBuffer, Image)
 _SLICE_MS = 200
+_ALL = 1 << 32
 
 
 class FrameStream(Generic[_F]):
@@ -204,39 +205,42 @@ class FrameStream(Generic[_F]):
 
     def _accept(self, frame: Frame) -> _F | None:
         item = self._wrap(frame)
-        # Strips that were on their way when the last acquisition ended may come in front.
+        # Frames that were on their way when the last acquisition ended may come in front.
         if isinstance(item, StripBuffer):
-            item._table[:] = [row for row in item._table if row[3] >= self._since][: self._left]
-            ids = [row[2] for row in item._table]
+            item._table.keep(self._since, _ALL if self._left is None else self._left)
+            count = len(item)
+            ids = (item._table[0][2], item._table[-1][2]) if count else (0, 0)
         else:
-            ids = [item.frame_id] if item.time_stamp >= self._since else []
-        if not ids:
+            count = int(item.time_stamp >= self._since)
+            ids = (item.frame_id, item.frame_id)
+        if count == 0:
             item._give_back()
             self._inbox.give_back()
             return None
         self._current = item
-        missing = self._missing(ids)
+        missing = self._missing(ids, count)
         if missing:
             self.lost += missing
             if self._on_loss == "raise":
                 raise LostFrames(
                     f"{missing} {'frame is' if missing == 1 else 'frames are'} missing before or in "
-                    f"those from {ids[0]} to {ids[-1]}",
+                    f"those from {ids[0]} to {ids[1]}",
                     "do less in the loop, trigger more slowly or allow a longer backlog; "
                     'on_loss="count" goes on and counts them in stream.lost',
                     missing=missing,
                     before=ids[0],
                 )
         if self._left is not None:
-            self._left -= len(ids)
+            self._left -= count
         return item
 
-    def _missing(self, ids: list[int]) -> int:
+    def _missing(self, ids: tuple[int, int], count: int) -> int:
+        first, last = ids
         before = self._last_id
-        self._last_id = ids[-1]
-        if before is None or ids[0] <= before:
-            before = ids[0] - 1
-        return max(0, ids[-1] - before - len(ids))
+        self._last_id = last
+        if before is None or first <= before:
+            before = first - 1
+        return max(0, last - before - count)
 
     def _too_late(self) -> TessalineError:
         return TimeoutError(

@@ -78,18 +78,15 @@ def test_ctrl_c_is_a_keyboard_interrupt(work: str) -> None:
 
 def test_sigterm_switches_the_laser_off() -> None:
     status, out, err, _ = interrupt_when_ready(
-        """
-        sensor = tessaline.Sensor("K3610", virtual=True)
-        try:
-            for buf in sensor.strips():
-                if buf[0].frame_id == 1: print("ready")
-        finally:
-            print("laser", laser())
-        """,
+        ON_EXIT
+        + """
+for buf in sensor.strips():
+    if buf[0].frame_id == 1: print("ready")
+""",
         signal.SIGTERM,
     )
     assert (status, err) == (128 + signal.SIGTERM, "")
-    assert "laser 0" in out
+    assert "atexit ran, laser 0" in out
 
 
 def test_an_exception_names_itself_and_the_laser_is_off() -> None:
