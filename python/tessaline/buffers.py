@@ -36,6 +36,7 @@ class _Table(Protocol):
 
     def __len__(self) -> int: ...
     def __getitem__(self, index: int, /) -> tuple[int, ...]: ...
+    def keep(self, since: int, most: int) -> None: ...
 
 
 class _Frame:
@@ -148,7 +149,7 @@ class StripBuffer(_Frame, Sequence[Strip]):
         point_bytes: int,
         *,
         kept: bool = False,
-        table: _Table | None = None,
+        table: Any = None,
     ) -> None:
         super().__init__(frame, kept)
         self.point_bytes = point_bytes

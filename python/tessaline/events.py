@@ -98,7 +98,8 @@ class EventQueue:
             if happening[0] == "log":
                 _said.tell(*happening[1:])
                 continue
-            self._handle(Event(happening[0], *(happening[1:] or (None,)), time.monotonic()))
+            kind, *level = happening
+            self._handle(Event(kind, level[0] if level else None, time.monotonic()))
 
     def _handle(self, event: Event) -> None:
         callback = self._callbacks.get(event.kind)

@@ -90,7 +90,8 @@ class Sensor:
         if not isinstance(model, str):
             raise TypeError(f"model must be a str such as 'K3610', not {type(model).__name__}")
         faults = tuple(faults)
-        if not virtual and not (scene is optics is sleep_factor is None and not faults):
+        only_virtual = (scene, optics, sleep_factor) != (None, None, None) or faults
+        if only_virtual and not virtual:
             raise StartUpError(
                 "scene, optics, faults and sleep_factor are those of a virtual board",
                 "say virtual=True",

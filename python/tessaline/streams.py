@@ -69,8 +69,8 @@ class FrameStream(Generic[_F]):
         self.lost = 0
         self._inbox = inbox
         self._left = count
-        self._wrap = wrap
-        self._begin = begin
+        self._wrap: Callable[[Frame], _F] = wrap
+        self._begin: Callable[[FrameStream[_F]], int] = begin
         self._check = check
         self._since = 0
         self._timeout_s = timeout_s
@@ -163,15 +163,15 @@ class FrameStream(Generic[_F]):
         self.close()
 
     def _release(self) -> None:
-        current, self._current = self._current, None
+        current: _F | None = self._current
+        self._current = None
         if current is not None:
             current._give_back()
         try:
             self._inbox.give_back()
         except MemoryError:
-            shape = f" ({len(current)} strips)" if isinstance(current, StripBuffer) else ""
             raise BufferHeld(
-                f"arrays still show the buffer {current!r}{shape}, and there is no memory to copy it",
+                f"arrays still show {current!r}, and there is no memory for a copy of it",
                 "del them, or keep copies of less: rows = buf[0].points['row'].copy()",
             ) from None
 
@@ -204,7 +204,7 @@ class FrameStream(Generic[_F]):
         self._end()
 
     def _accept(self, frame: Frame) -> _F | None:
-        item = self._wrap(frame)
+        item: _F = self._wrap(frame)
         # Frames that were on their way when the last acquisition ended may come in front.
         if isinstance(item, StripBuffer):
             item._table.keep(self._since, _ALL if self._left is None else self._left)
