@@ -78,10 +78,14 @@ StoredCalibration ReadCalibration(const std::string& path) {
   }
   text.resize(static_cast<std::size_t>(file.gcount()));
   if (text.size() > kLongestFile) Refuse(path, "this is no calibration");
+  return ParseCalibration(text, path);
+}
+
+StoredCalibration ParseCalibration(const std::string& text, const std::string& source) {
   const auto json = nlohmann::json::parse(text, nullptr, /*allow_exceptions=*/false);
-  if (!json.is_object() || !json.contains("calibration")) Refuse(path, "this is no calibration");
+  if (!json.is_object() || !json.contains("calibration")) Refuse(source, "this is no calibration");
   if (json["calibration"] != kVersion) {
-    Refuse(path, fmt::format("this command knows version {} of calibrations only", kVersion));
+    Refuse(source, fmt::format("this command knows version {} of calibrations only", kVersion));
   }
   StoredCalibration stored;
   tessaline_calibration& c = stored.numbers;
@@ -102,10 +106,10 @@ StoredCalibration ReadCalibration(const std::string& path) {
     c.x_sigma = sigma.at("x_mm").get<double>();
     c.z_sigma = sigma.at("z_mm").get<double>();
   } catch (const std::exception& error) {
-    Refuse(path, fmt::format("this is no calibration: {}", error.what()));
+    Refuse(source, fmt::format("this is no calibration: {}", error.what()));
   }
   if (const int result = tessaline_calibration_check(&c); result != 0) {
-    Refuse(path, tessaline_profile_text(result));
+    Refuse(source, tessaline_profile_text(result));
   }
   return stored;
 }
