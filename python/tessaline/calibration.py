@@ -54,7 +54,7 @@ class Calibration:
     def __init__(self, native: _profile.Calibration, report: dict[str, Any] | None = None) -> None:
         """Use ``load()``, ``from_eeprom()``, ``from_dict()`` or ``calibrate()``."""
         if not isinstance(native, _profile.Calibration):
-            raise TypeError("a calibration is made by Calibration.load(), from_eeprom(), from_dict()")
+            raise TypeError("calibrations are made by Calibration.load() and its other ways")
         self._native = native
         self._numbers: dict[str, Any] = json.loads(native.to_json())
         self._report = report
@@ -138,7 +138,8 @@ class Calibration:
             rows: likewise; a shape that broadcasts with that of the columns.
 
         Returns:
-            Arrays of the common shape; NaN where the sensor cannot see a point or a number is NaN.
+            Arrays of the common shape; NaN behind the horizon of the map, and where a number is not
+            finite.
         """
         first, second = _pairs(columns, rows)
         arrays = self._native.points_to_mm(first.ravel(), second.ravel())

@@ -100,7 +100,8 @@ class Geometry:
             number("direction", direction, 0, 3),
         )
         width, height, column, row, column_step, row_step, *flips = native.numbers()
-        return cls(width, height, column, row, column_step, row_step, bool(flips[0]), bool(flips[1]))
+        across, down = map(bool, flips)
+        return cls(width, height, column, row, column_step, row_step, across, down)
 
     def _native(self) -> _profile.Geometry:
         return _profile.Geometry([int(value) for value in dataclasses.astuple(self)])

@@ -16,10 +16,10 @@ from ._calls import number
 from .calibration import Calibration
 from .errors import CalibrationError, RefusedError
 from .geometry import Geometry
+from .profile import SECONDS_PER_TICK, Profile
 
 __all__ = ["Profile", "Profiles"]
 
-_SECONDS_PER_TICK = 20e-9
 _MOST_STRIPS = 0xFFFF_FFFF
 _PER_STRIP = ("frame_id", "time_stamp", "encoder_stamp")
 _PER_POINT = ("column", "row", "peak", "width", "valid")
@@ -235,7 +235,7 @@ class Profiles:
     @property
     def time_s(self) -> _Doubles:
         """Time stamps in seconds of the FPGA's timer, shape (profiles,)."""
-        return self.time_stamp * _SECONDS_PER_TICK
+        return self.time_stamp * SECONDS_PER_TICK
 
     @property
     def y(self) -> _Doubles:
@@ -254,10 +254,10 @@ class Profiles:
         time_stamp, encoder_stamp = self._origin
         if self.counts_per_mm is not None:
             # Differences below 0 count, too.
-            counts: _Doubles = (self.encoder_stamp - encoder_stamp).view(np.int64).astype(np.float64)
-            return counts / self.counts_per_mm
-        ticks: _Doubles = (self.time_stamp - time_stamp).view(np.int64).astype(np.float64)
-        return ticks * (_SECONDS_PER_TICK * (self.speed_mm_s or 0.0))
+            counts = (self.encoder_stamp - encoder_stamp).view(np.int64)
+            return np.divide(counts, self.counts_per_mm)
+        ticks = (self.time_stamp - time_stamp).view(np.int64)
+        return np.multiply(ticks, SECONDS_PER_TICK * (self.speed_mm_s or 0.0))
 
     def _millimetres(self, name: str) -> _Floats:
         if self.calibration is None:
@@ -381,106 +381,6 @@ class Profiles:
         with open(path, "w", encoding="ascii") as file:
             file.write("frame_id,time_stamp,encoder_stamp,column,row\n")
             file.writelines("%d,%d,%d,%d,%.5f\n" % point for point in zip(*lists, strict=True))
-
-
-class Profile:
-    """One laser line. It shows the arrays of the Profiles it was taken from, and keeps them."""
-
-    __slots__ = ("_at", "_index", "_of")
-
-    def __init__(self, of: Profiles, index: int) -> None:
-        """Use an index: ``profiles[i]``."""
-        self._of = of
-        self._index = index
-        self._at = slice(int(of.starts[index]), int(of.starts[index + 1]))
-
-    def __len__(self) -> int:
-        return int(self._at.stop - self._at.start)
-
-    def __repr__(self) -> str:
-        return f"<Profile {self.frame_id}: {len(self)} points>"
-
-    def __reduce__(self) -> tuple[Any, ...]:
-        return _only, (self._of[self._index : self._index + 1],)
-
-    @property
-    def frame_id(self) -> int:
-        """Counted by the FPGA."""
-        return int(self._of.frame_id[self._index])
-
-    @property
-    def time_stamp(self) -> int:
-        """Of the exposure, ticks of 20 ns."""
-        return int(self._of.time_stamp[self._index])
-
-    @property
-    def time_s(self) -> float:
-        """The time stamp in seconds."""
-        return self.time_stamp * _SECONDS_PER_TICK
-
-    @property
-    def encoder_stamp(self) -> int:
-        """Counts."""
-        return int(self._of.encoder_stamp[self._index])
-
-    @property
-    def y(self) -> float:
-        """Along the movement, mm. Errors as of Profiles.y."""
-        return float(self._of[self._index : self._index + 1].y[0])
-
-    @property
-    def column(self) -> _Floats:
-        """Columns of the full sensor, shape (points,)."""
-        return self._of.column[self._at]
-
-    @property
-    def row(self) -> _Floats:
-        """Rows of the full sensor; NaN where there is no point; shape (points,)."""
-        return self._of.row[self._at]
-
-    @property
-    def peak(self) -> npt.NDArray[np.uint8]:
-        """Grey values of the line, shape (points,)."""
-        return self._of.peak[self._at]
-
-    @property
-    def width(self) -> npt.NDArray[np.uint8]:
-        """Widths of the line in pixels, shape (points,)."""
-        return self._of.width[self._at]
-
-    @property
-    def valid(self) -> npt.NDArray[np.bool_]:
-        """Whether there is a point of the line, shape (points,)."""
-        return self._of.valid[self._at]
-
-    @property
-    def x(self) -> _Floats:
-        """Across in mm, shape (points,). Errors as of Profiles.x."""
-        return self._of.x[self._at]
-
-    @property
-    def z(self) -> _Floats:
-        """Height in mm, shape (points,). Errors as of Profiles.x."""
-        return self._of.z[self._at]
-
-    @property
-    def x_sigma(self) -> _Floats:
-        """1-sigma uncertainty of x in mm, shape (points,)."""
-        return self._of.x_sigma[self._at]
-
-    @property
-    def z_sigma(self) -> _Floats:
-        """1-sigma uncertainty of z in mm, shape (points,)."""
-        return self._of.z_sigma[self._at]
-
-    @property
-    def xyz(self) -> _Doubles:
-        """Valid points in mm, shape (valid points, 3). Errors as of Profiles.xyz."""
-        return self._of[self._index : self._index + 1].xyz
-
-
-def _only(profiles: Profiles) -> Profile:
-    return profiles[0]
 
 
 def _bytes_and_count(chunk: tuple[BytesLike, int] | _Buffer) -> tuple[BytesLike, int]:

@@ -56,7 +56,8 @@ def series(count: int, point_bytes: int = 8, *, width: int = 1456) -> bytes:
     for i in range(count):
         columns = np.arange(0, width - i)
         rows = 500 + 100 * np.sin(columns / 90 + i)
-        strips.append(strip(points(point_bytes, columns, rows), i + 1, 1000 + i * 200_000, 50 + 20 * i))
+        line = points(point_bytes, columns, rows)
+        strips.append(strip(line, i + 1, 1000 + i * 200_000, 50 + 20 * i))
     return b"".join(strips)
 
 
@@ -88,3 +89,29 @@ def sigmas(
         by_column / (2 * step) * sigma["column_pixels"], by_row / (2 * step) * sigma["row_pixels"]
     )
     return np.hypot(spread[0], sigma["x_mm"]), np.hypot(spread[1], sigma["z_mm"])
+
+
+def sawtooth_view(height: float, tilt: float, seed: int, *, profiles: int = 6) -> tuple[bytes, int]:
+    """Strips of a sawtooth (pitch 8 mm, depth 4 mm) that stands at a place before HEAD."""
+    random = np.random.default_rng(seed)
+    columns = np.arange(1456)
+    low, high = np.zeros(1456), np.full(1456, 1087.0)
+
+    def above(rows: npt.NDArray[np.float64]) -> npt.NDArray[np.bool_]:
+        x, z = measure(HEAD, columns, rows)
+        angle = np.radians(tilt)
+        along = np.cos(angle) * x + np.sin(angle) * (z - height)
+        up = -np.sin(angle) * x + np.cos(angle) * (z - height)
+        tooth = 4 * (1 - np.abs((along / 4) % 2 - 1))
+        return np.asarray(up > tooth)
+
+    for _ in range(40):
+        middle = (low + high) / 2
+        is_above = above(middle)
+        low, high = np.where(is_above, middle, low), np.where(is_above, high, middle)
+    seen = (low > 1) & (high < 1086)
+    strips = []
+    for i in range(profiles):
+        rows = low[seen] + random.normal(0, 0.02, np.count_nonzero(seen))
+        strips.append(strip(points(8, columns[seen], rows), i + 1))
+    return b"".join(strips), profiles
