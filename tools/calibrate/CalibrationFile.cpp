@@ -81,11 +81,11 @@ StoredCalibration ReadCalibration(const std::string& path) {
   return ParseCalibration(text, path);
 }
 
-StoredCalibration ParseCalibration(const std::string& text, const std::string& source) {
+StoredCalibration ParseCalibration(const std::string& text, const std::string& path) {
   const auto json = nlohmann::json::parse(text, nullptr, /*allow_exceptions=*/false);
-  if (!json.is_object() || !json.contains("calibration")) Refuse(source, "this is no calibration");
+  if (!json.is_object() || !json.contains("calibration")) Refuse(path, "this is no calibration");
   if (json["calibration"] != kVersion) {
-    Refuse(source, fmt::format("this command knows version {} of calibrations only", kVersion));
+    Refuse(path, fmt::format("this command knows version {} of calibrations only", kVersion));
   }
   StoredCalibration stored;
   tessaline_calibration& c = stored.numbers;
@@ -106,10 +106,10 @@ StoredCalibration ParseCalibration(const std::string& text, const std::string& s
     c.x_sigma = sigma.at("x_mm").get<double>();
     c.z_sigma = sigma.at("z_mm").get<double>();
   } catch (const std::exception& error) {
-    Refuse(source, fmt::format("this is no calibration: {}", error.what()));
+    Refuse(path, fmt::format("this is no calibration: {}", error.what()));
   }
   if (const int result = tessaline_calibration_check(&c); result != 0) {
-    Refuse(source, tessaline_profile_text(result));
+    Refuse(path, tessaline_profile_text(result));
   }
   return stored;
 }
