@@ -57,7 +57,7 @@ StoredCalibration FromBlock(py::handle object) {
   if (const auto stored = tool::calibrate::FromBlock(block)) return *stored;
   const bool damaged = tool::calibrate::IsBlock(block);
   Raise("CalibrationError",
-        damaged ? "the calibration in the EEPROM is damaged, impossible or of a newer version"
+        damaged ? "the calibration in the EEPROM is damaged"
                 : "there is no calibration in the EEPROM",
         "store one with \"tessaline calibration store FILE\"");
 }

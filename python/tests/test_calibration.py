@@ -176,12 +176,12 @@ def test_eeproms_without_a_sound_block() -> None:
 
 def test_nan_under_a_right_check_sum() -> None:
     block = bytearray(HEAD.to_eeprom())
-    size = struct.unpack_from("<H", block, 6)[0]
-    end = 8 + size + 32
-    assert struct.unpack_from("<I", block, end)[0] == zlib.crc32(block[:end])
-    struct.pack_into("<d", block, 8 + 16, float("nan"))  # centre_column
+    centre = struct.pack("<d", HEAD.centre[0])
+    checks = [zlib.crc32(block[:at]).to_bytes(4, "little") for at in range(252)]
+    end = next(at for at in range(8, 252) if block[at : at + 4] == checks[at])
+    struct.pack_into("<d", block, block.index(centre), float("nan"))
     struct.pack_into("<I", block, end, zlib.crc32(block[:end]))
-    with pytest.raises(CalibrationError, match="impossible"):
+    with pytest.raises(CalibrationError, match="damaged"):
         Calibration.from_eeprom(block)
 
 
