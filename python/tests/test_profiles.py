@@ -212,6 +212,8 @@ def test_pickle() -> None:
     one = pickle.loads(pickle.dumps(taken[3]))
     assert one.frame_id == 4 and one.y == taken[3].y
     assert len(pickle.dumps(taken[3])) < 40_000
+    size = len(pickle.dumps(profiles(6, calibration=HEAD, counts_per_mm=10)))
+    assert taken.z.size and len(pickle.dumps(taken)) == size  # what can be computed stays here
 
 
 # --- Grids, files ----------------------------------------------------------------------------
