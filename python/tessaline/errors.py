@@ -11,6 +11,7 @@ __all__ = [
     "LostFrames",
     "RefusedError",
     "StartUpError",
+    "StripError",
     "TessalineError",
     "TimeoutError",
 ]
@@ -86,3 +87,7 @@ class CallbackError(TessalineError):
 
 class CalibrationError(TessalineError):
     """A calibration is missing, damaged, or that of another sensor."""
+
+
+class StripError(TessalineError):
+    """Strips that do not fit their bytes: cut off, damaged, or of another point size."""

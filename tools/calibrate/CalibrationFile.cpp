@@ -78,6 +78,10 @@ StoredCalibration ReadCalibration(const std::string& path) {
   }
   text.resize(static_cast<std::size_t>(file.gcount()));
   if (text.size() > kLongestFile) Refuse(path, "this is no calibration");
+  return ParseCalibration(text, path);
+}
+
+StoredCalibration ParseCalibration(const std::string& text, const std::string& path) {
   const auto json = nlohmann::json::parse(text, nullptr, /*allow_exceptions=*/false);
   if (!json.is_object() || !json.contains("calibration")) Refuse(path, "this is no calibration");
   if (json["calibration"] != kVersion) {

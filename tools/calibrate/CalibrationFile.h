@@ -22,6 +22,8 @@ struct StoredCalibration {
 nlohmann::ordered_json ToJson(const StoredCalibration& stored);
 // Throws a Failure if the file cannot be read or holds no possible calibration.
 StoredCalibration ReadCalibration(const std::string& path);
+// The same of a file's content; `path` is for people.
+StoredCalibration ParseCalibration(const std::string& text, const std::string& path);
 
 // Where the block lies in the EEPROM's 512 bytes: the second half.
 inline constexpr std::size_t kBlockAt = 256;

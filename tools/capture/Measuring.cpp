@@ -104,15 +104,6 @@ double Measuring::MmPerColumn(unsigned columns, unsigned rows) const {
   return seen && middle.x_column != 0 ? std::abs(middle.x_column) : 1;
 }
 
-tessaline_geometry GeometryOf(const Model& model, const Region& region) {
-  const Region sensor = WholeSensor(model);
-  tessaline_geometry geometry = tessaline_geometry_full(sensor.width, sensor.height);
-  geometry.first_column = region.x;
-  // Half the rows: the region counts those of the whole array.
-  geometry.first_row = region.y / model.product().row_step;
-  return geometry;
-}
-
 void MeasuringOptions::Describe(CLI::App& app) {
   app.add_option("--calibration", from_,
                  "Calibration of the head: a file of \"tessaline calibrate\", eeprom, or none for "

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "Geometry.h"
 #include "Region.h"
 #include "Session.h"
 #include "tessaline/profile.h"
@@ -32,9 +33,6 @@ struct Measuring {
 // where it comes from, for people.
 void RequireSensor(const tessaline_calibration& calibration, const Model& model,
                    const std::string& source);
-
-// How a region of interest lies on the full sensor.
-tessaline_geometry GeometryOf(const Model& model, const Region& region);
 
 // The options that say where the calibration comes from, and the choice: what the options say,
 // else the EEPROM's, else that of the virtual board's ideal optics, else none.
