@@ -54,10 +54,16 @@ bool StripReader::Read(unsigned strips, std::span<const std::uint8_t> bytes,
 }
 
 void StripReader::Measure(const tessaline_profile& profile, Frame& frame) {
-  const bool sigmas = calibration_ && StatesUncertainty(*calibration_);
-  const tessaline_millimetres mm{x_.data(), z_.data(), sigmas ? x_sigma_.data() : nullptr,
-                                 sigmas ? z_sigma_.data() : nullptr};
-  if (calibration_) tessaline_profile_to_mm(&*calibration_, &profile, &mm);
+  if (calibration_) {
+    tessaline_millimetres mm{};
+    mm.x = x_.data();
+    mm.z = z_.data();
+    if (StatesUncertainty(*calibration_)) {
+      mm.x_sigma = x_sigma_.data();
+      mm.z_sigma = z_sigma_.data();
+    }
+    tessaline_profile_to_mm(&*calibration_, &profile, &mm);
+  }
   frame.points.reserve(profile.point_count);
   for (std::size_t i = 0; i < profile.point_count; ++i) {
     if (valid_[i] == 0) continue;
