@@ -69,7 +69,7 @@ TEST(Csv, HasALineAPoint) {
   std::uint64_t last = 0;
   for (std::size_t i = 1; i < lines.size(); ++i) {
     const auto cells = Split(lines[i], ',');
-    ASSERT_EQ(cells.size(), 9u) << lines[i];
+    ASSERT_EQ(cells.size(), 11u) << lines[i];
     const std::uint64_t id = std::stoull(cells[0]);
     ASSERT_TRUE(id == last || id == last + 1) << "line " << i;
     last = id;
@@ -330,7 +330,7 @@ TEST(FullDisk, LeavesAReadableFile) {
   EXPECT_THAT(result.err, AllOf(HasSubstr("frames are kept"), HasSubstr("make room")));
   const std::string bytes = FileText(file);
   const std::size_t records = NpyRecords(bytes);
-  EXPECT_GT(records, 100u);
+  EXPECT_GT(records, 50u);
   EXPECT_EQ(bytes.size(), NpyHead(bytes) + records * kNpyRecord);
 }
 

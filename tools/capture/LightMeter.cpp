@@ -6,7 +6,8 @@ namespace tool {
 namespace {
 
 constexpr std::uint8_t kSaturated = 255;
-constexpr std::uint8_t kDark = 40;  // a line is brighter, noise is not
+constexpr std::uint8_t kDarkNoise = 7;  // of a pixel
+constexpr std::uint8_t kDark = 40;      // a line is brighter, noise is not
 constexpr double kMostlySaturated = 0.9;
 
 }  // namespace
@@ -29,7 +30,8 @@ void LightMeter::LookAtImage(const Frame& frame) {
   }
   points_ += static_cast<std::uint64_t>(
       std::ranges::count_if(brightest, [](std::uint8_t grey) { return grey >= kDark; }));
-  saturated_ += static_cast<std::uint64_t>(std::ranges::count(brightest, kSaturated));
+  saturated_ += static_cast<std::uint64_t>(std::ranges::count_if(
+      brightest, [](std::uint8_t grey) { return grey >= kSaturated - kDarkNoise; }));
 }
 
 std::string LightMeter::Warning() const {

@@ -22,7 +22,8 @@ constexpr About kCaptureAbout{
     "if more than one is asked for), npy, raw.\n"
     "The laser is on while frames are taken, and off afterwards. After Ctrl-C or on a full disk "
     "the file holds what was captured until then. Heights are in millimetres if the head is "
-    "calibrated (tessaline calibrate), otherwise in columns and rows of the full sensor.",
+    "calibrated (tessaline calibrate), otherwise in columns and rows of the full sensor. csv, npy "
+    "and ply state the 1-sigma uncertainty of millimetres where it is known.",
     "  tessaline capture strips -n 600 -o scan.png --virtual K3610\n"
     "  tessaline capture strips -t 10 -o scan.ply --spacing 1000 --model K3610\n"
     "  tessaline capture images -n 1 -o image.png --virtual K3920"};
