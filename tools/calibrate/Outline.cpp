@@ -152,7 +152,7 @@ Seen SeeTreads(const Samples& samples, std::size_t window) {
     jumps[i] = std::abs(MiddleRow(samples, i, i + window) - MiddleRow(samples, i - window, i));
     largest = std::max(largest, jumps[i]);
   }
-  Seen seen{.treads = {}, .least_step = largest / 3};
+  Seen seen{.treads = {}, .least_step = largest * kSmallestStep};
   auto& treads = seen.treads;
   std::size_t begin = 0;
   for (std::size_t i = 0; i <= samples.size(); ++i) {

@@ -44,6 +44,22 @@ bool UpperEdgesAreInLine(const Target& stairs) {
   });
 }
 
+// A step is told from a tilted tread by the largest one in view.
+void RequireEvenSteps(const std::vector<double>& heights) {
+  double smallest = kLargest;
+  double largest = 0;
+  for (std::size_t i = 1; i < heights.size(); ++i) {
+    const double step = std::abs(heights[i] - heights[i - 1]);
+    smallest = std::min(smallest, step);
+    largest = std::max(largest, step);
+  }
+  if (smallest >= largest * kSmallestStep) return;
+  Refuse(
+      fmt::format("a step of {:.3g} mm is smaller than a third of the largest, {:.3g} mm, and is "
+                  "not seen beside it",
+                  smallest, largest));
+}
+
 }  // namespace
 
 Target Plane() { return {Target::Kind::kPlane, {{{-kLargest, 0}, {kLargest, 0}}}, 0}; }
@@ -84,6 +100,7 @@ Target Stairs(const std::vector<double>& edges, const std::vector<double>& heigh
     }
     target.facets.push_back({{edges[i], heights[i]}, {edges[i + 1], heights[i]}});
   }
+  RequireEvenSteps(heights);
   if (UpperEdgesAreInLine(target)) {
     Refuse("the upper edges of these stairs lie on one line, which does not tell x from z");
   }

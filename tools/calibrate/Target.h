@@ -6,6 +6,9 @@
 
 namespace tool::calibrate {
 
+// Of the steps of stairs, as a part of the largest.
+inline constexpr double kSmallestStep = 1 / 3.0;
+
 // A straight part of a target's outline, from left to right, in the target's own frame: s across,
 // h up, mm.
 struct Facet {
