@@ -54,14 +54,20 @@ void Acquisition::Describe(CLI::App& app) {
   AddSettingOption(app, "--led", "Colour of the status light", setting::kLed, options_.led);
 }
 
-void Acquisition::Settle(const Model& model) {
-  recipe_ = path_.empty() ? options_ : Over(options_, ReadRecipe(path_, model));
-  Require(recipe_, model);
-}
-
-void Acquisition::Settle() {
-  recipe_ = path_.empty() ? options_ : Over(options_, ReadRecipe(path_));
-  RequireItself(recipe_);
+void Acquisition::Settle(const Session& session, const Model* model) {
+  Recipe file;
+  if (!path_.empty()) file = model == nullptr ? ReadRecipe(path_) : ReadRecipe(path_, *model);
+  recipe_ = Over(options_, file);
+  if (file.spacing && !recipe_.spacing) {
+    session.Note("the spacing in {} does not count: it is in {}, that of --trigger {} in {}", path_,
+                 UnitOf(setting::kSpacing, file), *recipe_.trigger,
+                 UnitOf(setting::kSpacing, recipe_));
+  }
+  if (model == nullptr) {
+    RequireItself(recipe_);
+  } else {
+    Require(recipe_, *model);
+  }
 }
 
 Region Acquisition::RegionOf(const Model& model) const {
@@ -87,9 +93,9 @@ std::vector<Step> Acquisition::Settings(const Model& model, bool images) const {
 }
 
 void Acquisition::Rehearse(const Session& session, const std::string& title, bool images,
-                           const std::string& file) const {
+                           const std::vector<std::string>& before, const std::string& file) const {
   Device device(session);
-  std::vector<std::string> calls;
+  std::vector<std::string> calls = before;
   for (const auto& call : Device::kStart) calls.emplace_back(call.name);
   for (const auto& steps :
        {Settings(session.model(), images), device.Begin(laser()), device.End(laser())}) {

@@ -15,10 +15,8 @@ class Acquisition {
   void Describe(CLI::App& app);
 
   // Reads the recipe; the options come first. Throws a Failure if the model cannot do what they
-  // ask. Nothing else may be asked before.
-  void Settle(const Model& model);
-  // The same for any model.
-  void Settle();
+  // ask; null stands for any model. Nothing else may be asked before.
+  void Settle(const Session& session, const Model* model);
   // What was asked for; no defaults.
   const Recipe& recipe() const { return recipe_; }
 
@@ -29,9 +27,10 @@ class Acquisition {
   // Sets up a started device for images or strips.
   std::vector<Step> Settings(const Model& model, bool images) const;
 
-  // For --dry-run: shows what it would call, and that it would write `file`, unless empty.
+  // For --dry-run: shows what it would call, `before` first, and that it would write `file`, unless
+  // empty.
   void Rehearse(const Session& session, const std::string& title, bool images,
-                const std::string& file = {}) const;
+                const std::vector<std::string>& before, const std::string& file = {}) const;
 
  private:
   std::string path_;

@@ -200,18 +200,4 @@ void WriteWholeFile(const std::string& path, bool force, std::span<const std::ui
   }
 }
 
-std::vector<std::uint8_t> ReadWholeFile(const std::string& path, std::size_t most,
-                                        const char* next) {
-  const auto cannot = [&](int error) {
-    return Failure(ExitCode::kFile, fmt::format("cannot read {}: {}", path, strerror(error)), next);
-  };
-  const std::unique_ptr<FILE, int (*)(FILE*)> file(fopen(path.c_str(), "rb"), fclose);
-  if (file == nullptr) throw cannot(errno);
-  std::vector<std::uint8_t> bytes(most);
-  bytes.resize(fread(bytes.data(), 1, bytes.size(), file.get()));
-  if (ferror(file.get()) != 0) throw cannot(errno);
-  if (fgetc(file.get()) != EOF) throw cannot(EFBIG);
-  return bytes;
-}
-
 }  // namespace tool

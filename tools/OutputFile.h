@@ -91,10 +91,7 @@ class WholeFile {
   std::unique_ptr<OutputFile> part_;  // null for a stream or a device, which cannot be replaced
 };
 
-// A small file as a whole, up to `most` bytes when read. `next` is what to do if it cannot be read.
+// A small file as a whole.
 void WriteWholeFile(const std::string& path, bool force, std::span<const std::uint8_t> bytes);
-std::vector<std::uint8_t> ReadWholeFile(
-    const std::string& path, std::size_t most = 1 << 20,
-    const char* next = "give the path of a file written by \"dump -o\"");
 
 }  // namespace tool

@@ -7,7 +7,7 @@
 #include <set>
 
 #include "Failure.h"
-#include "OutputFile.h"
+#include "InputFile.h"
 
 namespace tool {
 namespace {

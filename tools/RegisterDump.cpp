@@ -3,7 +3,7 @@
 #include <sstream>
 
 #include "Failure.h"
-#include "OutputFile.h"
+#include "InputFile.h"
 
 namespace tool {
 namespace {

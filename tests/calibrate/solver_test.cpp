@@ -106,8 +106,9 @@ TEST(Refused, PlanesThatStandAnywhere) {
 
 TEST(Refused, AnotherTarget) {
   EXPECT_THAT(Refusal(Sawtooth(8, 4), LookAtAll(1, "plane", 1)), HasSubstr("sawtooth"));
-  EXPECT_THAT(Refusal(Stairs({-9, -3, 3, 9}, {0, 3, 0}), LookAtAll(1, "sawtooth", 1)),
-              HasSubstr("treads"));
+  EXPECT_THAT(
+      Refusal(Stairs({-15, -9, -3, 3, 9, 15}, {0, 3, 6, 3, 0}), LookAtAll(1, "sawtooth", 1)),
+      HasSubstr("the steps seen are none"));
 }
 
 TEST(Refused, NothingInView) {

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "Csv.h"
 #include "ToolRun.h"
 #include "calibrate/CalibrationFile.h"
 
@@ -47,26 +48,6 @@ class Calibrate : public ::testing::Test {
   const std::string head_ = directory_ / "head.cal";
 };
 
-// x and z of all points of a csv file.
-struct Point {
-  double x, z;
-};
-std::vector<Point> ReadPoints(const std::string& file) {
-  std::vector<Point> points;
-  std::istringstream lines(FileText(file));
-  std::string line;
-  std::getline(lines, line);
-  while (std::getline(lines, line)) {
-    Point point{};
-    const std::size_t z = line.rfind(',');
-    const std::size_t x = line.rfind(',', z - 1);
-    point.x = std::stod(line.substr(x + 1));
-    point.z = std::stod(line.substr(z + 1));
-    points.push_back(point);
-  }
-  return points;
-}
-
 struct Head {
   const char* model;
   const char* region;  // options; shows the middle of the scene
@@ -94,9 +75,12 @@ TEST_P(CalibrateSeries, AStairOfThreeMillimetresIsOne) {
 
   // The top tread lies from x = -3 to 3 at 12 mm, the next from 3 to 9 at 9 mm.
   double top = 0, next = 0, tops = 0, nexts = 0;
-  for (const Point& point : ReadPoints(scan)) {
-    if (std::abs(point.x) < 2.5) top += point.z, tops += 1;
-    if (point.x > 3.5 && point.x < 8.5) next += point.z, nexts += 1;
+  const Csv csv(scan);
+  const std::vector<double> x = csv.Numbers("x_mm");
+  const std::vector<double> z = csv.Numbers("z_mm");
+  for (std::size_t i = 0; i < x.size(); ++i) {
+    if (std::abs(x[i]) < 2.5) top += z[i], tops += 1;
+    if (x[i] > 3.5 && x[i] < 8.5) next += z[i], nexts += 1;
   }
   ASSERT_GT(tops, 100);
   ASSERT_GT(nexts, 100);
@@ -232,7 +216,11 @@ TEST(Calibration, BadFiles) {
   EXPECT_THAT(error_of("[1, 2]"), HasSubstr("this is no calibration"));
   EXPECT_THAT(error_of("{\"calibration\": 2}"), HasSubstr("version 1"));
   EXPECT_THAT(error_of("{\"calibration\": 1}"), HasSubstr("this is no calibration"));
-  EXPECT_THAT(error_of(std::string(100'000, '[')), HasSubstr("this is no calibration"));
+  EXPECT_THAT(error_of(std::string(60'000, '[')), HasSubstr("this is no calibration"));
+  WriteFile(file, std::string(100'000, '['));
+  const ToolResult large = RunTool("calibration show " + file + " --virtual K3610");
+  EXPECT_EQ(large.status, kFile);
+  EXPECT_THAT(large.err, HasSubstr("File too large"));
   const ToolResult missing = RunTool("calibration show /no/such.cal --virtual K3610");
   EXPECT_EQ(missing.status, kFile);
   EXPECT_EQ(RunTool("calibration show /tmp --virtual K3610").status, kFile);
@@ -266,7 +254,7 @@ TEST_F(Calibrate, Refuses) {
        "tells its place itself"},
       {"--target sawtooth --pitch 8 --depth 4 /dev/zero view1.csv view2.csv", "/dev/zero"},
       {"--target sawtooth --pitch 8 --depth 4 moved.csv view3.csv view4.csv", "at rest"},
-      {"--target /dev/zero view1.csv view2.csv view3.csv", "longer than any target"},
+      {"--target /dev/zero view1.csv view2.csv view3.csv", "File too large"},
       {"--target sawtooth --pitch 8 --depth 4 no.csv view1.csv view2.csv", "does not name"},
       {"--target sawtooth --pitch 8 --depth 4 bad.csv view1.csv view2.csv",
        "line 2 is not a point"},

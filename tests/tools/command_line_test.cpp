@@ -169,12 +169,12 @@ TEST(DryRunOfACapture, ListsTheCallsInTheirOrder) {
       RunTool("capture strips -n 1 -o x.csv --exposure 150 --dry-run --json --virtual K3610")
           .Json()["calls"]
           .get<std::vector<std::string>>();
-  EXPECT_THAT(calls,
-              ElementsAre("RegisterHardwareInit()", "SetGlobalControl(0)", "SetExposureNum(1)",
-                          "SetExposureTime(1, 150)", "SetLaserPower(50)", "SetTriMode(0)",
-                          "SetTriSpacing(4000)", "SetCollectMode(0)", "ResetFrameID()",
-                          "ResetCallbackLostNum()", "TriggerLostReset()", "OpenLaser()",
-                          "SetGlobalControl(1)", "CloseLaser()", "SetGlobalControl(0)"));
+  EXPECT_THAT(calls, ElementsAre("ConfigRead(512)", "RegisterHardwareInit()", "SetGlobalControl(0)",
+                                 "SetExposureNum(1)", "SetExposureTime(1, 150)",
+                                 "SetLaserPower(50)", "SetTriMode(0)", "SetTriSpacing(4000)",
+                                 "SetCollectMode(0)", "ResetFrameID()", "ResetCallbackLostNum()",
+                                 "TriggerLostReset()", "OpenLaser()", "SetGlobalControl(1)",
+                                 "CloseLaser()", "SetGlobalControl(0)"));
 }
 
 // It starts with half of its rows.
@@ -276,6 +276,25 @@ constexpr Mistake kMistakes[]{
     {"CloudWithoutTravel",
      "capture strips -n 1 -o /tmp/x.ply --mm-per-row 0.1 --mm-per-column 0.1 --virtual K3610",
      kUsage, "--counts-per-mm"},
+    {"CalibrationOfRawBytes",
+     "capture strips -n 1 -o /tmp/x.raw --calibration eeprom --virtual K3610", kUsage,
+     "--calibration does nothing here"},
+    {"CalibrationOfImages",
+     "capture images -n 1 -o /tmp/x.png --mm-per-row 0.1 --mm-per-column 0.1 --virtual K3610",
+     kUsage, "--mm-per-column does nothing here"},
+    {"TravelOfImages", "capture images -n 1 -o /tmp/x.png --counts-per-mm 10 --virtual K3610",
+     kUsage, "--counts-per-mm does nothing here"},
+    {"TravelOfPoints", "capture strips -n 1 -o /tmp/x.csv --counts-per-mm 10 --virtual K3610",
+     kUsage, "it is for ply and png"},
+    {"TravelWithoutCalibration",
+     "capture strips -n 1 -o /tmp/x.ply --counts-per-mm 10 --calibration none --virtual K3610",
+     kUsage, "without a calibration"},
+    {"WatchByHalfACalibration", "watch --mm-per-row 0.1 --virtual K3610", kUsage,
+     "give --mm-per-column and --mm-per-row"},
+    {"PitchOfAPlane", "calibrate --target plane --pitch 8 a.csv -o a.cal --model K3610", kUsage,
+     "--pitch does nothing here"},
+    {"DepthOfAFile", "calibrate --target a.json --depth 4 a.csv -o a.cal --model K3610", kUsage,
+     "--depth does nothing here"},
     {"StreamWithoutFormat", "capture strips -n 1 -o - --virtual K3610", kUsage, "--format"},
     {"StreamOfACloud", "capture strips -n 1 --format ply -o - --virtual K3610", kUsage,
      "cannot be streamed"},

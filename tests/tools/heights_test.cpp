@@ -3,9 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cmath>
 #include <string>
 
+#include "Csv.h"
 #include "ToolRun.h"
 
 namespace tessaline_test {
@@ -33,19 +33,9 @@ TEST_P(Belt, HasTheHeightZero) {
   const ToolResult result = RunTool("capture strips -n 5 -o " + file + " --virtual " +
                                     GetParam().model + (region.empty() ? "" : " --roi " + region));
   ASSERT_EQ(result.status, 0) << result.err;
-  std::istringstream lines(FileText(file));
-  std::string line;
-  std::getline(lines, line);
-  double lowest = 1e9;
-  double left = 1e9;
-  while (std::getline(lines, line)) {
-    const std::size_t z = line.rfind(',');
-    const std::size_t x = line.rfind(',', z - 1);
-    lowest = std::min(lowest, std::stod(line.substr(z + 1)));
-    left = std::min(left, std::stod(line.substr(x + 1)));
-  }
-  EXPECT_NEAR(lowest, 0, 0.002);
-  EXPECT_NEAR(left, GetParam().left, 0.001);
+  const Csv csv(file);
+  EXPECT_NEAR(std::ranges::min(csv.Numbers("z_mm")), 0, 0.002);
+  EXPECT_NEAR(std::ranges::min(csv.Numbers("x_mm")), GetParam().left, 0.001);
 }
 
 constexpr double kWidth = 72.8;  // mm, of the full sensor
@@ -77,13 +67,8 @@ TEST(Calibration, HoldsForEveryRegion) {
                     file)
                 .status,
             0);
-  std::istringstream lines(FileText(file));
-  std::string line;
-  std::getline(lines, line);
-  std::getline(lines, line);
-  const std::size_t z = line.rfind(',');
   // The first column of the region is the zero.
-  EXPECT_NEAR(std::stod(line.substr(line.rfind(',', z - 1) + 1)), 0, 1e-4);
+  EXPECT_NEAR(Csv(file).Numbers("x_mm").front(), 0, 1e-4);
 }
 
 // Of what a product does not send, nothing is made up.

@@ -5,12 +5,11 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <cstring>
-#include <fstream>
 #include <iterator>
 
 #include "Failure.h"
+#include "InputFile.h"
 
 namespace tool::calibrate {
 namespace {
@@ -20,6 +19,7 @@ using Json = nlohmann::ordered_json;
 constexpr int kVersion = 1;
 constexpr std::size_t kLongestFile = 65536;
 constexpr std::size_t kLongestModel = 32;
+constexpr const char* kNext = "give a file that \"tessaline calibrate\" wrote";
 
 // The block: four letters, version, number of bytes of the numbers, the numbers as in
 // tessaline_calibration, the model, and a CRC-32 of all before it. Little-endian, as the board.
@@ -40,8 +40,7 @@ std::uint32_t CheckOf(const Block& block) {
 }
 
 [[noreturn]] void Refuse(const std::string& path, const std::string& what) {
-  throw Failure(ExitCode::kUsage, fmt::format("{}: {}", path, what),
-                "give a file that \"tessaline calibrate\" wrote");
+  throw Failure(ExitCode::kUsage, fmt::format("{}: {}", path, what), kNext);
 }
 
 template <std::size_t kCount>
@@ -70,15 +69,8 @@ Json ToJson(const StoredCalibration& stored) {
 }
 
 StoredCalibration ReadCalibration(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  std::string text(kLongestFile + 1, '\0');
-  file.read(text.data(), static_cast<std::streamsize>(text.size()));
-  if (!file && !file.eof()) {
-    throw Failure(ExitCode::kFile, fmt::format("cannot read {}: {}", path, strerror(errno)));
-  }
-  text.resize(static_cast<std::size_t>(file.gcount()));
-  if (text.size() > kLongestFile) Refuse(path, "this is no calibration");
-  return ParseCalibration(text, path);
+  const auto text = ReadWholeFile(path, kLongestFile, kNext);
+  return ParseCalibration({text.begin(), text.end()}, path);
 }
 
 StoredCalibration ParseCalibration(const std::string& text, const std::string& path) {

@@ -12,9 +12,10 @@ namespace {
 
 using Samples = std::vector<Sample>;
 
-[[noreturn]] void Refuse(const View& view, const std::string& what) {
-  throw Failure(ExitCode::kUsage, fmt::format("{}: {}", view.name, what),
-                "does the laser line lie across the whole target, without other objects?");
+[[noreturn]] void Refuse(
+    const View& view, const std::string& what,
+    const char* next = "does the laser line lie across the whole target, without other objects?") {
+  throw Failure(ExitCode::kUsage, fmt::format("{}: {}", view.name, what), next);
 }
 
 // A straight line through samples, by least squares.
@@ -138,18 +139,24 @@ struct Tread {
   Line line;
 };
 
+struct Seen {
+  std::vector<Tread> treads;
+  double least_step = 0;  // rows
+};
+
 // Where the row changes by much more than along a tread.
-std::vector<Tread> Treads(const Samples& samples, std::size_t window) {
+Seen SeeTreads(const Samples& samples, std::size_t window) {
   std::vector<double> jumps(samples.size());
   double largest = 0;
   for (std::size_t i = window; i + window <= samples.size(); ++i) {
     jumps[i] = std::abs(MiddleRow(samples, i, i + window) - MiddleRow(samples, i - window, i));
     largest = std::max(largest, jumps[i]);
   }
-  std::vector<Tread> treads;
+  Seen seen{.treads = {}, .least_step = largest * kSmallestStep};
+  auto& treads = seen.treads;
   std::size_t begin = 0;
   for (std::size_t i = 0; i <= samples.size(); ++i) {
-    const bool jump = i == samples.size() || jumps[i] > largest / 3;
+    const bool jump = i == samples.size() || jumps[i] > seen.least_step;
     if (!jump) continue;
     // A short run is the wall between two treads.
     if (i >= begin + 3 * window) treads.push_back({begin, i, Fit(samples, begin, i)});
@@ -166,13 +173,24 @@ std::vector<Tread> Treads(const Samples& samples, std::size_t window) {
     while (tread.begin + 1 < tread.end && !follows(tread.begin)) ++tread.begin;
     while (tread.begin + 1 < tread.end && !follows(tread.end - 1)) --tread.end;
   }
-  return treads;
+  return seen;
+}
+
+// Steps for people, from left to right.
+std::string Named(const std::vector<bool>& up) {
+  constexpr std::size_t kMost = 12;
+  std::string names;
+  for (std::size_t i = 0; i < up.size() && i < kMost; ++i) {
+    names += fmt::format("{}{}", i == 0 ? "" : ", ", up[i] ? "up" : "down");
+  }
+  if (up.size() > kMost) names += ", ...";
+  return names.empty() ? "none" : names;
 }
 
 Outline TakeStairsApart(const View& view, const Target& target) {
   const Samples& samples = view.samples;
   const std::size_t window = WindowOf(samples);
-  const std::vector<Tread> treads = Treads(samples, window);
+  const auto [treads, least_step] = SeeTreads(samples, window);
 
   // What the steps are: up where rows get smaller.
   std::vector<bool> up;
@@ -187,8 +205,12 @@ Outline TakeStairsApart(const View& view, const Target& target) {
   }
   const auto at = std::search(wanted.begin(), wanted.end(), up.begin(), up.end());
   if (up.size() < 2 || at == wanted.end()) {
-    Refuse(view, fmt::format("the treads do not follow each other as on the target ({} steps seen)",
-                             up.size()));
+    Refuse(view,
+           fmt::format("the steps seen are {}, and those of the target {}; a change by less than "
+                       "{:.0f} rows is no step",
+                       Named(up), Named(wanted), least_step),
+           "what is beside the target counts, too: cover it, or describe it as treads; no step may "
+           "be smaller than a third of the largest");
   }
   if (std::search(at + 1, wanted.end(), up.begin(), up.end()) != wanted.end()) {
     Refuse(view, "the visible treads could be several of the target's");

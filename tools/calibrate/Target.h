@@ -6,6 +6,9 @@
 
 namespace tool::calibrate {
 
+// Of the steps of stairs, as a part of the largest.
+inline constexpr double kSmallestStep = 1 / 3.0;
+
 // A straight part of a target's outline, from left to right, in the target's own frame: s across,
 // h up, mm.
 struct Facet {
@@ -27,7 +30,8 @@ struct Target {
 Target Plane();
 // Symmetric teeth: h is 0 at s = 0 and `depth` half a pitch further.
 Target Sawtooth(double pitch, double depth);
-// Horizontal treads: tread i reaches from edges[i] to edges[i + 1] at heights[i].
+// Horizontal treads: tread i reaches from edges[i] to edges[i + 1] at heights[i]. Throws a Failure
+// if no number of views of them could calibrate a head.
 Target Stairs(const std::vector<double>& edges, const std::vector<double>& heights);
 
 // From a JSON file: {"kind": "stairs", "edges": [...], "heights": [...]},

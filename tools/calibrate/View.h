@@ -19,8 +19,8 @@ struct View {
   double profiles = 1;
 };
 
-// Reads what "tessaline capture strips" wrote as csv. Throws a Failure if it is not that, or is
-// not of a sensor with so many columns and rows.
+// Reads what "tessaline capture strips" wrote as csv, in any order of the lines. Throws a Failure
+// if it is not that, or is not of a sensor with so many columns and rows.
 View ReadView(const std::string& path, unsigned sensor_width, unsigned sensor_height);
 
 }  // namespace tool::calibrate

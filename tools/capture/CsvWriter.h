@@ -5,7 +5,8 @@
 
 namespace tool {
 
-// One line per point, with the stamps of its profile. What the product does not send is empty.
+// One line per point, with the stamps of its profile and the sensor that it is a place on. What the
+// product does not send or nobody knows is empty.
 class CsvWriter : public FrameWriter {
  public:
   explicit CsvWriter(const WriterSettings& settings);
@@ -17,6 +18,7 @@ class CsvWriter : public FrameWriter {
  private:
   OutputFile file_;
   const bool calibrated_;
+  const std::string sensor_;  // "1456x1088"
   const bool rows_only_;
 };
 

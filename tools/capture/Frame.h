@@ -14,6 +14,8 @@ struct Point {
   std::uint8_t width;  // of the line, pixels; 0 if the product does not send it
   float x;             // mm, if there is a calibration
   float z;
+  float x_sigma;  // mm, 1 sigma; NaN if not known
+  float z_sigma;
 };
 
 // What was captured at one trigger: an image, or the points of the laser line.

@@ -2,11 +2,18 @@
 
 #include <cmath>
 #include <cstring>
+#include <limits>
 
 namespace tool {
 namespace {
 
 constexpr std::size_t kWidestFrame = 32768;  // columns
+constexpr float kUnknown = std::numeric_limits<float>::quiet_NaN();
+
+// One that is made by hand, or is that of ideal optics, does not.
+bool StatesUncertainty(const tessaline_calibration& c) {
+  return c.column_sigma > 0 || c.row_sigma > 0 || c.x_sigma > 0 || c.z_sigma > 0;
+}
 
 }  // namespace
 
@@ -14,6 +21,7 @@ StripReader::StripReader(std::size_t point_bytes, const tessaline_geometry& geom
                          const std::optional<tessaline_calibration>& calibration)
     : point_bytes_(point_bytes), geometry_(geometry), calibration_(calibration) {
   for (auto* numbers : {&columns_, &rows_, &x_, &z_}) numbers->resize(kWidestFrame);
+  for (auto* numbers : {&x_sigma_, &z_sigma_}) numbers->resize(kWidestFrame, kUnknown);
   for (auto* numbers : {&peaks_, &widths_, &valid_}) numbers->resize(kWidestFrame);
 }
 
@@ -46,13 +54,22 @@ bool StripReader::Read(unsigned strips, std::span<const std::uint8_t> bytes,
 }
 
 void StripReader::Measure(const tessaline_profile& profile, Frame& frame) {
-  const tessaline_millimetres mm{x_.data(), z_.data(), nullptr, nullptr};
-  if (calibration_) tessaline_profile_to_mm(&*calibration_, &profile, &mm);
+  if (calibration_) {
+    tessaline_millimetres mm{};
+    mm.x = x_.data();
+    mm.z = z_.data();
+    if (StatesUncertainty(*calibration_)) {
+      mm.x_sigma = x_sigma_.data();
+      mm.z_sigma = z_sigma_.data();
+    }
+    tessaline_profile_to_mm(&*calibration_, &profile, &mm);
+  }
   frame.points.reserve(profile.point_count);
   for (std::size_t i = 0; i < profile.point_count; ++i) {
     if (valid_[i] == 0) continue;
+    // Without a calibration, the arrays stay as they were made.
     frame.points.push_back({static_cast<unsigned>(std::lround(columns_[i])), rows_[i], peaks_[i],
-                            widths_[i], calibration_ ? x_[i] : 0, calibration_ ? z_[i] : 0});
+                            widths_[i], x_[i], z_[i], x_sigma_[i], z_sigma_[i]});
   }
 }
 

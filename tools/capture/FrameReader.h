@@ -30,7 +30,7 @@ class StripReader {
   std::size_t point_bytes_;
   tessaline_geometry geometry_;
   std::optional<tessaline_calibration> calibration_;
-  std::vector<float> columns_, rows_, x_, z_;
+  std::vector<float> columns_, rows_, x_, z_, x_sigma_, z_sigma_;
   std::vector<std::uint8_t> peaks_, widths_, valid_;
 };
 

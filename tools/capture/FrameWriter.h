@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "Measuring.h"
 #include "capture/Frame.h"
-#include "capture/Measuring.h"
 
 namespace tool {
 

@@ -10,7 +10,7 @@
 namespace tool {
 
 ImageFilesWriter::ImageFilesWriter(const WriterSettings& settings, Format format)
-    : settings_(settings), format_(format) {}
+    : settings_(settings), format_(format), place_(settings.path, settings.force) {}
 
 std::string ImageFilesWriter::PathOf(const std::string& series, std::size_t number) {
   const std::filesystem::path path(series);
@@ -27,7 +27,11 @@ void ImageFilesWriter::Write(const Frame& frame) {
                          : EncodePgm(frame.width, frame.height, frame.pixels,
                                      fmt::format("frame {} time {} encoder {}", frame.id,
                                                  frame.time_stamp, frame.encoder_stamp));
-  WriteWholeFile(path, settings_.force, bytes);
+  if (one_place) {
+    place_.Write(bytes);
+  } else {
+    WriteWholeFile(path, settings_.force, bytes);
+  }
   files_.push_back(path);
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "OutputFile.h"
 #include "capture/FrameWriter.h"
 
 namespace tool {
@@ -19,6 +20,7 @@ class ImageFilesWriter : public FrameWriter {
  private:
   WriterSettings settings_;
   Format format_;
+  WholeFile place_;  // nobody else writes this picture, or this series, meanwhile
   std::vector<std::string> files_;
 };
 

@@ -18,12 +18,13 @@ class LightMeter {
   std::string Warning() const;
 
  private:
+  void LookAtImage(const Frame& frame);
+
   const bool images_;
   const bool rows_only_;
   std::uint64_t frames_ = 0;
-  std::uint64_t points_ = 0;
-  std::uint64_t saturated_ = 0;
-  std::uint8_t brightest_ = 0;  // of the images
+  std::uint64_t points_ = 0;     // of the laser line, or columns of images that have light
+  std::uint64_t saturated_ = 0;  // of those
 };
 
 }  // namespace tool

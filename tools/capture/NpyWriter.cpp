@@ -2,6 +2,7 @@
 
 #include <fmt/core.h>
 
+#include <array>
 #include <limits>
 
 #include "Failure.h"
@@ -11,7 +12,15 @@ namespace {
 
 constexpr std::string_view kMagic{"\x93NUMPY\x01\x00", 8};
 // Long enough for any number of frames; the real one is filled in at the end.
-constexpr std::size_t kNpyHeadBytes = 256;
+constexpr std::size_t kNpyHeadBytes = 512;
+
+struct Millimetres {
+  const char* name;
+  float Point::*number;
+};
+constexpr std::array kMillimetres{Millimetres{"x", &Point::x}, Millimetres{"z", &Point::z},
+                                  Millimetres{"sigma_x", &Point::x_sigma},
+                                  Millimetres{"sigma_z", &Point::z_sigma}};
 
 }  // namespace
 
@@ -20,6 +29,7 @@ NpyWriter::NpyWriter(const WriterSettings& settings)
       stream_(IsStream(settings.path)),
       images_(settings.images),
       rows_only_(settings.rows_only),
+      calibrated_(settings.measuring.calibrated()),
       first_column_(settings.measuring.geometry.first_column),
       width_(settings.width),
       height_(settings.height) {
@@ -28,10 +38,16 @@ NpyWriter::NpyWriter(const WriterSettings& settings)
 }
 
 std::string NpyWriter::Head(std::size_t frames) const {
-  const std::string fields =
-      images_ ? fmt::format("('pixels', '|u1', ({}, {}))", height_, width_)
-              : fmt::format("('row', '<f4', ({},)){}", width_,
-                            rows_only_ ? "" : fmt::format(", ('peak', '|u1', ({},))", width_));
+  std::string fields;
+  if (images_) {
+    fields = fmt::format("('pixels', '|u1', ({}, {}))", height_, width_);
+  } else {
+    fields = fmt::format("('row', '<f4', ({},))", width_);
+    if (!rows_only_) fields += fmt::format(", ('peak', '|u1', ({},))", width_);
+    for (const auto& [name, number] : kMillimetres) {
+      if (calibrated_) fields += fmt::format(", ('{}', '<f4', ({},))", name, width_);
+    }
+  }
   std::string text = fmt::format(
       "{{'descr': [('frame_id', '<u8'), ('time_stamp', '<u8'), ('encoder_stamp', '<u8'), {}], "
       "'fortran_order': False, 'shape': ({},), }}",
@@ -45,6 +61,17 @@ std::string NpyWriter::Head(std::size_t frames) const {
   return head + text;
 }
 
+template <typename Number>
+void NpyWriter::AppendColumns(const Frame& frame, Number Point::*number, Number none) {
+  std::vector<Number> columns(width_, none);
+  for (const Point& point : frame.points) {
+    const unsigned column = point.column - first_column_;
+    if (column < width_) columns[column] = point.*number;
+  }
+  file_.Append(
+      {reinterpret_cast<const std::uint8_t*>(columns.data()), columns.size() * sizeof(Number)});
+}
+
 void NpyWriter::Write(const Frame& frame) {
   if (images_ && (frame.width != width_ || frame.height != height_)) {
     throw Failure(ExitCode::kNegative, "an image differs in size from those before it",
@@ -56,16 +83,12 @@ void NpyWriter::Write(const Frame& frame) {
   if (images_) {
     file_.Append(frame.pixels);
   } else {
-    std::vector<float> rows(width_, std::numeric_limits<float>::quiet_NaN());
-    std::vector<std::uint8_t> peaks(width_);
-    for (const Point& point : frame.points) {
-      const unsigned column = point.column - first_column_;
-      if (column >= width_) continue;
-      rows[column] = point.row;
-      peaks[column] = point.peak;
+    constexpr float kNone = std::numeric_limits<float>::quiet_NaN();
+    AppendColumns(frame, &Point::row, kNone);
+    if (!rows_only_) AppendColumns(frame, &Point::peak, std::uint8_t{0});
+    for (const auto& [name, number] : kMillimetres) {
+      if (calibrated_) AppendColumns(frame, number, kNone);
     }
-    file_.Append({reinterpret_cast<const std::uint8_t*>(rows.data()), rows.size() * sizeof(float)});
-    if (!rows_only_) file_.Append(peaks);
   }
   file_.EndRecord();
 }

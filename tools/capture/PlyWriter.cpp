@@ -23,9 +23,10 @@ PlyWriter::PlyWriter(const WriterSettings& settings)
 std::string PlyWriter::Head(std::size_t points) const {
   std::string head = fmt::format(
       "ply\nformat binary_little_endian 1.0\ncomment unit {}\nelement vertex {}\n"
-      "property float x\nproperty float y\nproperty float z\n{}comment ",
+      "property float x\nproperty float y\nproperty float z\n{}{}comment ",
       measuring_.calibrated() ? "mm" : "pixels, and encoder counts along y", points,
-      rows_only_ ? "" : "property uchar intensity\n");
+      rows_only_ ? "" : "property uchar intensity\n",
+      measuring_.calibrated() ? "property float sigma_x\nproperty float sigma_z\n" : "");
   head.resize(kPlyHeadBytes - kEnd.size(), '-');
   return head.append(kEnd);
 }
@@ -41,6 +42,9 @@ void PlyWriter::Write(const Frame& frame) {
     file_.AppendNumber(y);
     file_.AppendNumber(measuring_.calibrated() ? point.z : -point.row);
     if (!rows_only_) file_.AppendNumber(point.peak);
+    if (!measuring_.calibrated()) continue;
+    file_.AppendNumber(point.x_sigma);
+    file_.AppendNumber(point.z_sigma);
   }
   points_before_.push_back(points_before_.back() + frame.points.size());
   file_.EndRecord();

@@ -7,7 +7,8 @@
 
 namespace tool {
 
-// A point cloud: x across, y along the movement, z up, and the grey value of the line.
+// A point cloud: x across, y along the movement, z up, the grey value of the line, and in
+// millimetres the uncertainty of x and z.
 // Binary, little-endian.
 class PlyWriter : public FrameWriter {
  public:

@@ -116,6 +116,8 @@ void Recorder::WriteFrame(const Frame& frame) {
   ++result_.frames;
   if (last_id_ && frame.id > *last_id_ + 1) result_.missing += frame.id - *last_id_ - 1;
   last_id_ = frame.id;
+  if (!first_encoder_stamp_) first_encoder_stamp_ = frame.encoder_stamp;
+  result_.moved |= frame.encoder_stamp != *first_encoder_stamp_;
 }
 
 void Recorder::ShowProgress(bool last) {

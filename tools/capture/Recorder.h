@@ -28,6 +28,7 @@ struct RecordingResult {
   Losses losses;              // between the start and the last frame wanted
   bool interrupted = false;
   bool no_more_came = false;
+  bool moved = false;              // by the encoder
   std::string warning;             // about the light; may be empty
   std::optional<Failure> failure;  // of the writer
 
@@ -71,6 +72,7 @@ class Recorder {
   RecordingResult result_;
   Losses before_;  // the first frame
   std::optional<std::uint64_t> last_id_;
+  std::optional<std::uint64_t> first_encoder_stamp_;
   Clock::time_point start_;
   Clock::time_point shown_;
 };

@@ -81,10 +81,11 @@ class CalibrateCommand : public Command {
     app_->add_option("--target", target_, "sawtooth, plane, or a JSON file with the target's shape")
         ->type_name("TARGET")
         ->required();
-    app_->add_option("--pitch", pitch_, "From tooth to tooth of a sawtooth, mm")
-        ->check(NumberIn(0.001, 1e4));
-    app_->add_option("--depth", depth_, "From valley to peak of a sawtooth, mm")
-        ->check(NumberIn(0.001, 1e4));
+    const auto add_length = [this](const char* name, double& value, const char* text) {
+      sawtooth_.push_back(app_->add_option(name, value, text)->check(NumberIn(0.001, 1e4)));
+    };
+    add_length("--pitch", pitch_, "From tooth to tooth of a sawtooth, mm");
+    add_length("--depth", depth_, "From valley to peak of a sawtooth, mm");
     app_->add_option("--at", places_,
                      "Where the target stood: height in mm, tilt in degrees, x in mm; once for "
                      "each file")
@@ -128,9 +129,18 @@ class CalibrateCommand : public Command {
                   "each view counts as new knowledge, so give it once");
   }
 
+  static void RequireUnused(const CLI::Option& option) {
+    if (option.count() == 0) return;
+    throw Failure(ExitCode::kUsage,
+                  option.get_name() + " does nothing here: it is for --target sawtooth",
+                  "leave it out; a file describes its target by itself");
+  }
+
   Target ChooseTarget() const {
-    if (target_ == "plane") return calibrate::Plane();
-    if (target_ != "sawtooth") return calibrate::ReadTarget(target_);
+    if (target_ != "sawtooth") {
+      for (const CLI::Option* option : sawtooth_) RequireUnused(*option);
+      return target_ == "plane" ? calibrate::Plane() : calibrate::ReadTarget(target_);
+    }
     if (pitch_ == 0 || depth_ == 0) {
       throw Failure(ExitCode::kUsage, "a sawtooth has a pitch and a depth",
                     "give --pitch and --depth in mm");
@@ -191,6 +201,7 @@ class CalibrateCommand : public Command {
   std::string target_;
   std::vector<std::string> places_;
   std::string output_;
+  std::vector<CLI::Option*> sawtooth_;  // options
   double pitch_ = 0;
   double depth_ = 0;
   bool force_ = false;

@@ -3,8 +3,8 @@
 
 #include "EepromStore.h"
 #include "Failure.h"
+#include "Measuring.h"
 #include "calibrate/CalibrationFile.h"
-#include "capture/Measuring.h"
 #include "commands/Commands.h"
 
 namespace tool {

@@ -4,9 +4,9 @@
 #include "Counted.h"
 #include "Device.h"
 #include "Failure.h"
+#include "Measuring.h"
 #include "OutputFile.h"
 #include "capture/HeightMapWriter.h"
-#include "capture/Measuring.h"
 #include "capture/Recorder.h"
 #include "commands/Commands.h"
 #include "tessaline/tessaline.h"
@@ -22,14 +22,14 @@ constexpr About kCaptureAbout{
     "if more than one is asked for), npy, raw.\n"
     "The laser is on while frames are taken, and off afterwards. After Ctrl-C or on a full disk "
     "the file holds what was captured until then. Heights are in millimetres if the head is "
-    "calibrated (tessaline calibrate), otherwise in columns and rows of the full sensor.",
+    "calibrated (tessaline calibrate), otherwise in columns and rows of the full sensor. csv, npy "
+    "and ply state the 1-sigma uncertainty of millimetres where it is known.",
     "  tessaline capture strips -n 600 -o scan.png --virtual K3610\n"
     "  tessaline capture strips -t 10 -o scan.ply --spacing 1000 --model K3610\n"
     "  tessaline capture images -n 1 -o image.png --virtual K3920"};
 
 constexpr double kMostFrames = 1e15;
-constexpr std::string_view kMm = "mm";
-constexpr std::string_view kPixels = "pixels";
+
 class CaptureCommand : public Command {
  public:
   void Describe(CLI::App& parent, CommonOptions& common) override {
@@ -50,6 +50,7 @@ class CaptureCommand : public Command {
     app_->add_flag("--strict", strict_, "Exit status 1 when a frame was lost or malformed");
     acquisition_.Describe(*app_);
     measuring_.Describe(*app_);
+    measuring_.DescribeTravel(*app_);
   }
   bool Asked() const override { return app_->parsed(); }
 
@@ -68,7 +69,7 @@ class CaptureCommand : public Command {
           "capture less at a time, or write .npy");
     }
     const Model& model = session.model();
-    acquisition_.Settle(model);
+    acquisition_.Settle(session, &model);
     WriterSettings settings{.path = path_,
                             .force = force_,
                             .images = images,
@@ -82,7 +83,7 @@ class CaptureCommand : public Command {
       settings.force |= MayOverwrite(file, force_);
     }
     if (session.options().dry_run) {
-      acquisition_.Rehearse(session, "capture " + what_, images, path_);
+      acquisition_.Rehearse(session, "capture " + what_, images, settings.measuring.calls, path_);
       return ExitCode::kOk;
     }
 
@@ -101,19 +102,17 @@ class CaptureCommand : public Command {
     if (result.frames == 0) {
       for (const std::string& file : files) RemoveFile(file);
     }
-    const bool heights = !images && format != Format::kNpy && format != Format::kRaw;
-    return Report(session, result, files, heights ? settings.measuring.source : "");
+    return Report(session, result, files, settings.measuring);
   }
 
  private:
-  // Formats without millimetres need no calibration.
+  // What has no points needs no calibration.
   Measuring ChooseMeasuring(const Session& session, Format format, bool images) const {
     const Region region = acquisition_.RegionOf(session.model());
-    const bool travels = format == Format::kPly || format == Format::kPng;
-    if (images || !(travels || format == Format::kCsv)) {
-      return {.geometry = GeometryOf(session.model(), region), .calibration = {}, .source = {}};
-    }
-    return measuring_.Choose(session, region, travels);
+    if (images) return measuring_.ChooseNone(session, region, "images");
+    if (format == Format::kRaw) return measuring_.ChooseNone(session, region, "raw bytes");
+    return measuring_.Choose(session, region,
+                             /*travels=*/format == Format::kPly || format == Format::kPng);
   }
 
   static std::optional<Failure> FailureOf(const RecordingResult& result) {
@@ -130,9 +129,15 @@ class CaptureCommand : public Command {
                    "are there triggers (tessaline trigger)? \"tessaline check\" tests the board");
   }
 
+  static std::string Warning(const RecordingResult& result, const Measuring& measuring) {
+    if (!result.warning.empty() || !measuring.travels() || result.moved || result.frames < 2) {
+      return result.warning;
+    }
+    return "the encoder has not moved, so all profiles lie at y = 0: is it connected?";
+  }
+
   ExitCode Report(Session& session, const RecordingResult& result,
-                  const std::vector<std::string>& files, const std::string& calibration) const {
-    const std::string_view unit = calibration.empty() ? kPixels : kMm;
+                  const std::vector<std::string>& files, const Measuring& measuring) const {
     const double rate =
         result.seconds > 0 ? static_cast<double>(result.frames) / result.seconds : 0;
     if (result.frames > 0) {
@@ -148,10 +153,7 @@ class CaptureCommand : public Command {
         "this tool {}\n",
         result.missing, result.losses.malformed, result.losses.fpga_lost,
         result.losses.triggers_lost, result.dropped);
-    if (unit == kMm) session.Print("in millimetres, by the calibration of {}\n", calibration);
-    if (unit == kPixels && what_ == "strips") {
-      session.Print("in columns and rows, not in millimetres\n");
-    }
+    if (what_ == "strips") session.Print("{}\n", measuring.Description());
     Json json{{"frames", result.frames},
               {"seconds", result.seconds},
               {"rate", rate},
@@ -161,14 +163,15 @@ class CaptureCommand : public Command {
               {"triggers_lost", result.losses.triggers_lost},
               {"dropped", result.dropped},
               {"complete", result.Complete()},
-              {"unit", unit},
-              {"calibration", calibration.empty() ? Json() : Json(calibration)},
+              {"unit", measuring.Unit()},
+              {"calibration", measuring.calibrated() ? Json(measuring.source) : Json()},
               {"files", result.frames > 0 ? files : std::vector<std::string>()}};
-    if (!result.warning.empty()) json["warning"] = result.warning;
+    const std::string warning = Warning(result, measuring);
+    if (!warning.empty()) json["warning"] = warning;
     const std::optional<Failure> failure = FailureOf(result);
     if (failure) AddTo(json, *failure);
     session.Emit(json);
-    if (!result.warning.empty() && !session.json()) session.Note("{}", result.warning);
+    if (!warning.empty() && !session.json()) session.Note("{}", warning);
     if (failure) throw *failure;
     if (result.interrupted) return ExitCode::kInterrupted;
     return strict_ && result.Lost() ? ExitCode::kNegative : ExitCode::kOk;

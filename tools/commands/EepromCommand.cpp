@@ -1,5 +1,6 @@
 #include "EepromStore.h"
 #include "Failure.h"
+#include "InputFile.h"
 #include "OutputFile.h"
 #include "commands/Commands.h"
 

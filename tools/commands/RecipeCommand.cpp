@@ -96,11 +96,7 @@ class RecipeCommand : public Command {
   }
 
   ExitCode Save(Session& session) {
-    if (session.has_model()) {
-      acquisition_.Settle(session.model());
-    } else {
-      acquisition_.Settle();
-    }
+    acquisition_.Settle(session, session.has_model() ? &session.model() : nullptr);
     Recipe recipe = acquisition_.recipe();
     if (session.has_model()) {
       const Model& model = session.model();

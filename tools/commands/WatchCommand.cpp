@@ -15,9 +15,9 @@ namespace {
 constexpr About kWatchAbout{
     "watch", "Shows profile, rates, counters and temperatures live", Touches::kLight,
     "On a terminal, draws a picture that follows the terminal's size; otherwise prints one line "
-    "per interval, with --json one object per line. The laser is on meanwhile. Ends at q, at "
-    "Ctrl-C "
-    "or after --time.",
+    "per interval, with --json one object per line. Heights are in millimetres if the head is "
+    "calibrated (tessaline calibrate), otherwise in columns and rows of the full sensor. The laser "
+    "is on meanwhile. Ends at q, at Ctrl-C or after --time.",
     "  tessaline watch --virtual K3610\n"
     "  tessaline watch --time 5 --interval 1 --exposure 200 --model K3610"};
 
@@ -33,13 +33,16 @@ class WatchCommand : public Command {
         ->check(NumberIn(0.01, 3600))
         ->type_name("SECONDS");
     acquisition_.Describe(*app_);
+    measuring_.Describe(*app_);
   }
   bool Asked() const override { return app_->parsed(); }
 
   ExitCode Run(Session& session) override {
-    acquisition_.Settle(session.model());
+    const Model& model = session.model();
+    acquisition_.Settle(session, &model);
+    status_.measuring = measuring_.Choose(session, acquisition_.RegionOf(model), /*travels=*/false);
     if (session.options().dry_run) {
-      acquisition_.Rehearse(session, "watch", /*images=*/false);
+      acquisition_.Rehearse(session, "watch", /*images=*/false, status_.measuring.calls);
       return ExitCode::kOk;
     }
     FILE* const user = LibraryOutput::Instance().user();
@@ -49,15 +52,17 @@ class WatchCommand : public Command {
 
     Device device(session);
     device.Start(FrameQueue::OnImage, FrameQueue::OnStrips);
-    tool::Run(acquisition_.Settings(session.model(), /*images=*/false));
+    tool::Run(acquisition_.Settings(model, /*images=*/false));
     TessalineResetCaptureStatistics(TESSALINE_STREAM_STRIPS);
     FrameQueue::Instance().Open();
     tool::Run(device.Begin(acquisition_.laser()));
-    if (pictures) terminal.Enter();
-    // The picture shows the frame, wherever it lies on the sensor.
-    const Region sensor = WholeSensor(session.model());
-    strips_.emplace(session.model().product().PointBytes(),
-                    tessaline_geometry_full(sensor.width, sensor.height));
+    if (pictures) {
+      terminal.Enter();
+    } else {
+      session.Print("{}\n", status_.measuring.Description());
+    }
+    strips_.emplace(model.product().PointBytes(), status_.measuring.geometry,
+                    status_.measuring.calibration);
     Watch(session, terminal, pictures);
     FrameQueue::Instance().Close();
     tool::Run(device.End(acquisition_.laser()));
@@ -122,6 +127,7 @@ class WatchCommand : public Command {
   double seconds_ = 0;
   double interval_ = 0;
   Acquisition acquisition_;
+  MeasuringOptions measuring_;
   std::optional<StripReader> strips_;
   Status status_;
 };

@@ -22,15 +22,16 @@ std::string Character(unsigned dots) {
 
 }  // namespace
 
-std::vector<std::string> PlotProfile(const std::vector<Point>& points, unsigned columns,
-                                     unsigned rows, unsigned width, unsigned height) {
+std::vector<std::string> PlotProfile(const std::vector<Point>& points, const Region& frame,
+                                     unsigned width, unsigned height) {
   std::vector<unsigned> cells(std::size_t{width} * height);
   const unsigned across = width * kDotsAcross;
   const unsigned down = height * kDotsDown;
   for (const Point& point : points) {
-    if (columns == 0 || rows == 0 || across == 0 || down == 0) break;
-    const unsigned x = std::min(point.column * across / columns, across - 1);
-    const double at = point.row * down / rows;
+    if (frame.width == 0 || frame.height == 0 || across == 0 || down == 0) break;
+    const unsigned column = std::max(point.column, frame.x) - frame.x;
+    const unsigned x = std::min(column * across / frame.width, across - 1);
+    const double at = (point.row - static_cast<double>(frame.y)) * down / frame.height;
     const unsigned y = std::min(static_cast<unsigned>(std::max(at, 0.0)), down - 1);
     cells[std::size_t{y / kDotsDown} * width + x / kDotsAcross] |=
         kDots[y % kDotsDown][x % kDotsAcross];

@@ -3,6 +3,7 @@
 #include <optional>
 #include <string>
 
+#include "Measuring.h"
 #include "Session.h"
 #include "capture/Frame.h"
 
@@ -23,6 +24,7 @@ struct Status {
   std::optional<double> temperature;
   unsigned width = 0;  // of the region of interest
   unsigned height = 0;
+  Measuring measuring;
   std::vector<Point> points;  // of the latest profile
 
   // Read from the device, not counted here: counters and temperature.

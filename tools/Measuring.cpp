@@ -1,4 +1,4 @@
-#include "capture/Measuring.h"
+#include "Measuring.h"
 
 #include <algorithm>
 #include <cmath>
@@ -14,6 +14,7 @@ namespace tool {
 namespace {
 
 constexpr double kFarthest = 1e6;  // columns and rows
+constexpr const char* kCalibration = "--calibration";
 constexpr const char* kEeprom = "eeprom";
 constexpr const char* kNone = "none";
 constexpr double kVirtualCountsPerMm = 100;
@@ -95,6 +96,11 @@ void RequireSensor(const tessaline_calibration& c, const Model& model, const std
       "give this head's own, or --calibration none for columns and rows");
 }
 
+std::string Measuring::Description() const {
+  return calibrated() ? fmt::format("in millimetres, by the calibration of {}", source)
+                      : "in columns and rows, not in millimetres";
+}
+
 double Measuring::MmPerColumn(unsigned columns, unsigned rows) const {
   if (!calibration) return 1;
   tessaline_measurement middle{};
@@ -105,7 +111,7 @@ double Measuring::MmPerColumn(unsigned columns, unsigned rows) const {
 }
 
 void MeasuringOptions::Describe(CLI::App& app) {
-  app.add_option("--calibration", from_,
+  app.add_option(kCalibration, from_,
                  "Calibration of the head: a file of \"tessaline calibrate\", eeprom, or none for "
                  "columns and rows (default: the EEPROM's, if there is one)")
       ->type_name("FILE");
@@ -119,8 +125,12 @@ void MeasuringOptions::Describe(CLI::App& app) {
       NumberIn(-kFarthest, kFarthest));
   add("--row-at-zero", row_at_zero_, "Row of the full sensor at height 0",
       NumberIn(-kFarthest, kFarthest));
-  app.add_option("--counts-per-mm", counts_per_mm_, "Encoder counts per millimetre")
-      ->check(NumberIn(1e-6, 1e9));
+}
+
+void MeasuringOptions::DescribeTravel(CLI::App& app) {
+  scale_ = app.add_option("--counts-per-mm", counts_per_mm_,
+                          "Encoder counts per millimetre, for ply and png")
+               ->check(NumberIn(1e-6, 1e9));
 }
 
 // A millimetre that is none, because half of the calibration is missing, is worse than a pixel.
@@ -140,12 +150,39 @@ std::optional<tessaline_calibration> MeasuringOptions::FromNumbers(const Model& 
   return Linear(model, mm_per_column_, column_at_zero_, mm_per_row_, row_at_zero_);
 }
 
+std::optional<tessaline_calibration> MeasuringOptions::FromFile(const Session& session) const {
+  const calibrate::StoredCalibration stored = calibrate::ReadCalibration(from_);
+  if (stored.model != session.model().code()) {
+    session.Note("{} was made with a {}, not a {}", from_, stored.model, session.model().code());
+  }
+  return stored.numbers;
+}
+
+Measuring MeasuringOptions::ChooseNone(const Session& session, const Region& region,
+                                       const char* what) const {
+  std::vector<CLI::Option*> options = numbers_;
+  if (scale_ != nullptr) options.push_back(scale_);
+  const auto given = std::ranges::find_if(options, [](const auto* o) { return o->count() > 0; });
+  if (given != options.end() || !(from_.empty() || from_ == kNone)) {
+    throw Failure(ExitCode::kUsage,
+                  fmt::format("{} does nothing here: {} are no points in millimetres",
+                              given != options.end() ? (*given)->get_name() : kCalibration, what),
+                  "leave it out, or capture strips as csv, npy, ply or png");
+  }
+  return {.geometry = GeometryOf(session.model(), region)};
+}
+
 Measuring MeasuringOptions::Choose(const Session& session, const Region& region,
                                    bool travels) const {
   const Model& model = session.model();
-  Measuring measuring{.geometry = GeometryOf(model, region), .calibration = {}, .source = {}};
+  const bool scaled = scale_ != nullptr && scale_->count() > 0;
+  if (scaled && !travels) {
+    throw Failure(ExitCode::kUsage, "--counts-per-mm does nothing here: it is for ply and png",
+                  "leave it out; csv and npy have the encoder's stamps");
+  }
+  Measuring measuring{.geometry = GeometryOf(model, region)};
   measuring.counts_per_mm = counts_per_mm_;
-  if (counts_per_mm_ == 0 && session.on_virtual_board()) {
+  if (travels && !scaled && session.on_virtual_board()) {
     measuring.counts_per_mm = kVirtualCountsPerMm;
   }
   const auto use = [&measuring](std::optional<tessaline_calibration> calibration,
@@ -154,26 +191,30 @@ Measuring MeasuringOptions::Choose(const Session& session, const Region& region,
     if (calibration) measuring.source = source;
     return measuring.calibrated();
   };
-  if (use(FromNumbers(model, travels), "the options") || from_ == kNone) return measuring;
-  // A rehearsal touches nothing, so it does not know what the EEPROM holds.
-  const bool may_read = !session.options().dry_run;
-  if (!from_.empty() && from_ != kEeprom) {
-    const calibrate::StoredCalibration stored = calibrate::ReadCalibration(from_);
-    if (stored.model != model.code()) {
-      session.Note("{} was made with a {}, not a {}", from_, stored.model, model.code());
-    }
-    use(stored.numbers, from_);
-  } else if (may_read) {
-    use(FromEeprom(session, /*asked=*/from_ == kEeprom), "the EEPROM");
+  const bool rehearsal = session.options().dry_run;
+  const bool from_eeprom = from_.empty() || from_ == kEeprom;
+  if (use(FromNumbers(model, travels), "the options")) return measuring;
+  if (from_eeprom) {
+    measuring.calls.push_back(fmt::format("ConfigRead({})", eeprom::kBytes));
+    if (!rehearsal) use(FromEeprom(session, /*asked=*/!from_.empty()), "the EEPROM");
+  } else if (from_ != kNone) {
+    use(FromFile(session), from_);
   }
   if (measuring.calibrated()) {
     RequireSensor(*measuring.calibration, model, measuring.source);
-    if (travels && measuring.counts_per_mm == 0) {
-      throw Failure(ExitCode::kUsage, "millimetres along the movement need the encoder's scale",
-                    "give --counts-per-mm");
-    }
   } else if (from_.empty() && session.on_virtual_board() && VirtualOpticsAreIdeal()) {
     use(VirtualCalibration(model), "the virtual board's optics");
+  }
+  const bool may_be_calibrated = rehearsal && from_eeprom;
+  if (scaled && !measuring.calibrated() && !may_be_calibrated) {
+    throw Failure(ExitCode::kUsage,
+                  "--counts-per-mm does nothing here: without a calibration nothing is in "
+                  "millimetres",
+                  "leave it out, or give --calibration FILE");
+  }
+  if (travels && measuring.calibrated() && measuring.counts_per_mm == 0) {
+    throw Failure(ExitCode::kUsage, "millimetres along the movement need the encoder's scale",
+                  "give --counts-per-mm");
   }
   return measuring;
 }
