@@ -4,28 +4,16 @@
 #include <pybind11/stl.h>
 
 #include <array>
-#include <chrono>
-#include <mutex>
 #include <string>
-#include <type_traits>
 #include <vector>
 
-#include "Listening.h"
+#include "Make.h"
 #include "tessaline/tessaline.h"
 
 namespace py = pybind11;
 
 namespace python {
 
-namespace {
-
-using namespace std::chrono_literals;
-
-// Most functions must not overlap with others, and waiting for the few that may costs nothing.
-std::timed_mutex one_call_at_a_time;
-constexpr auto kLongestCall = 20s;
-
-// Gives what the library said to the Python side, which logs it and keeps it for errors.
 void Report(Listening& listening) {
   const std::vector<Line> lines = listening.Lines();
   if (lines.empty()) return;
@@ -34,28 +22,12 @@ void Report(Listening& listening) {
   py::module_::import("tessaline._said").attr("take")(list);
 }
 
-// Makes one call without Python's lock.
-template <typename Call>
-auto Make(const char* name, Call call) {
-  using Result = decltype(call());
-  Listening listening;
-  const auto make = [&]() -> Result {
-    const py::gil_scoped_release release;
-    const std::unique_lock lock(one_call_at_a_time, kLongestCall);
-    if (!lock) {
-      throw std::runtime_error(std::string(name) + " waited 20 s for a call of another thread");
-    }
-    return call();
-  };
-  if constexpr (std::is_void_v<Result>) {
-    make();
-    Report(listening);
-  } else {
-    const Result result = make();
-    Report(listening);
-    return result;
-  }
+std::timed_mutex& OneCallAtATime() {
+  static auto* const mutex = new std::timed_mutex;
+  return *mutex;
 }
+
+namespace {
 
 template <typename Result, typename... Arguments>
 void Define(py::module_& module, const char* name, Result (*function)(Arguments...)) {
