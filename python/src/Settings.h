@@ -4,7 +4,7 @@
 
 namespace python {
 
-// What products can be set to, recipes, and registers by name: the command's own rules.
+// The steps of recipes, and registers by name.
 void DefineSettings(pybind11::module_& module);
 
 }  // namespace python

@@ -13,6 +13,7 @@ __all__ = [
     "StartUpError",
     "TessalineError",
     "TimeoutError",
+    "WriteOnlyError",
 ]
 
 _TimeoutError = TimeoutError
@@ -48,6 +49,10 @@ class RefusedError(TessalineError):
         super().__init__(what, advice)
         self.call = call
         self.text = text
+
+
+class WriteOnlyError(TessalineError, AttributeError):
+    """A setting was read that the device library can only write."""
 
 
 class DeviceGone(TessalineError):
