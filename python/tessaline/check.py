@@ -118,7 +118,8 @@ def check(
     """
     if not isinstance(model, str):
         raise TypeError(f"model must be a string, not {type(model).__name__} ({model!r})")
-    arguments = [os.fspath(command), "check", "--json", "--virtual" if virtual else "--model", model]
+    board = "--virtual" if virtual else "--model"
+    arguments = [os.fspath(command), "check", "--json", board, model]
     arguments += ["--laser"] if laser else []
     arguments += ["--passive"] if passive else []
     try:

@@ -203,7 +203,8 @@ class Recipe(Mapping[str, Any]):
         """
         place = os.fspath(path)
         if not overwrite and os.path.exists(place):
-            raise FileExistsError(errno.EEXIST, "there is a file; overwrite=True replaces it", place)
+            advice = "there is a file; overwrite=True replaces it"
+            raise FileExistsError(errno.EEXIST, advice, place)
         part = f"{place}.{os.getpid()}.part"
         try:
             with open(part, "x", encoding="utf-8") as file:

@@ -78,8 +78,8 @@ class Registers:
     """The FPGA's registers by name, as ``tessaline reg`` shows them.
 
     A name is "TRIGGER_CTRL", "IMAGE_BLOCK_1.TRIGGER_CTRL", "TRIGGER_CTRL.mode" (a field),
-    "IMAGE_BLOCK_1+0x04" or an address ("0x43C10004"); case does not matter. Addresses differ between
-    products; names do not.
+    "IMAGE_BLOCK_1+0x04" or an address ("0x43C10004"); case does not matter. Addresses differ
+    between products; names do not.
 
     Example:
         >>> sensor.registers["TRIGGER_CTRL.mode"]
@@ -93,8 +93,9 @@ class Registers:
     Attributes:
         model: the product whose registers these are.
 
-    Threads: any. Each access is made whole. Writing a field reads the register first: other calls of
-    Python do not come between, a change that the library makes on a thread of its own may be lost.
+    Threads: any. Each access is made whole. Writing a field reads the register first: other calls
+    of Python do not come between, but a change that the library makes on a thread of its own may be
+    lost.
     """
 
     def __init__(self, calls: Calls, model: str) -> None:

@@ -69,16 +69,16 @@ class Channel:
     once: arrays may be kept. Python's lock is free while a frame is waited for and copied, and
     Ctrl-C ends the wait.
 
-    The library's function that sets a channel up ends the process when a step fails. So each step is
-    tried first, and a failure is StartUpError. What remains: the device fails between the trial and
+    The library's function that sets a channel up ends the process when a step fails. So each step
+    is tried first, and a failure is StartUpError. What remains: the device fails between the trial and
     the real set-up, or its memory cannot be mapped; then the process ends with a line on standard
     error. Starting and stopping do not end the process.
 
     Threads: any; calls for one channel wait for each other, and close() ends a wait.
 
     Raises:
-        StartUpError: the device cannot be opened, does not capture, does not do this size, or has no
-            buffers left.
+        StartUpError: the device cannot be opened, does not capture, does not do this size, or has
+            no buffers left.
         RefusedError: a number is out of range.
 
     Example:
@@ -159,7 +159,9 @@ class Channel:
             self._do("frame", seen)
         return VideoFrame(*seen)
 
-    def frames(self, count: int | None = None, timeout: float | None = None) -> Iterator[VideoFrame]:
+    def frames(
+        self, count: int | None = None, timeout: float | None = None
+    ) -> Iterator[VideoFrame]:
         """Frames as they come; starts the stream if it does not run.
 
         Args:

@@ -127,8 +127,8 @@ class ImageSensor(Group):
     frame_rate_constant = Reading(
         "TransferMaxFrameValue",
         int,
-        doc="""The packed constant of the current readout, from which the highest frame rate follows.
-        The table is that of TransferMaxFrameValue() in sensor.h.""",
+        doc="""The packed constant of the current readout, from which the highest frame rate
+        follows. The table is that of TransferMaxFrameValue() in sensor.h.""",
     )
 
     drive_mode = one_of(

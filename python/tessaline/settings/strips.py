@@ -32,8 +32,9 @@ def signed(name: str, value: Any, bits: int = 32) -> int:
 class Extraction(Group):
     """How the FPGA finds the laser line, and what strips carry.
 
-    Registers: RIS_THRESHOLD, STRIP_WIDTH_MIN and STRIP_WIDTH_MAX of REBUILD_BLOCK_1, STRIP_DATA_MODE
-    of REBUILD_BLOCK_4, and those of the layout. Threads: any for the first three; one for the rest.
+    Registers: RIS_THRESHOLD, STRIP_WIDTH_MIN and STRIP_WIDTH_MAX of REBUILD_BLOCK_1,
+    STRIP_DATA_MODE of REBUILD_BLOCK_4, and those of the layout. Threads: any for the first three;
+    one for the rest.
     """
 
     @property
@@ -90,16 +91,16 @@ class Extraction(Group):
         0,
         WORD,
         register="STRIP_WRIMEM_STRATEGY",
-        doc="""How strips are written to memory; any number of 32 bits. With 1 a point takes 4 bytes.
-        Cannot be read back.""",
+        doc="""How strips are written to memory; any number of 32 bits. With 1 a point takes 4
+        bytes. Cannot be read back.""",
     )
 
     @property
     def brightness(self) -> bool:
         """Whether points carry their brightness.
 
-        Every product sends it; on K39 and K40 with arm_rebuild it changes the layout, from 2 bytes a
-        point to 4. Cannot be read back.
+        Every product sends it; on K39 and K40 with arm_rebuild it changes the layout, from 2 bytes
+        a point to 4. Cannot be read back.
         """
         raise write_only("brightness", "BR_CONT_MODE_A")
 
