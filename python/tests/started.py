@@ -89,9 +89,13 @@ def board() -> Board:
 
 def on_another(model: str, code: str) -> None:
     """Runs lines with ``s``, the settings of another product, in a process of its own."""
-    text = "from started import Board\nimport pytest\n" + f"s = Board({model!r})\n"
+    alone(f"from started import Board\ns = Board({model!r})\n" + textwrap.dedent(code))
+
+
+def alone(code: str) -> None:
+    """Runs lines in a process of their own, which must end well."""
     run = subprocess.run(
-        [sys.executable, "-c", text + textwrap.dedent(code)],
+        [sys.executable, "-c", "import pytest\n" + textwrap.dedent(code)],
         capture_output=True,
         text=True,
         timeout=120,

@@ -128,7 +128,7 @@ CALLED_ON_ANOTHER = {
     "SetHDRParam24": ("K3910", "s.image_sensor.set_hdr_segments(0.5, 0.25)"),
     "SetSensingMode": ("K3910", "s.image_sensor.sensing_mode = 1"),
 }
-# Functions that the package uses where they belong, not as a setting: the name that stands for them.
+# Functions that are no settings: the name where they are used.
 ELSEWHERE = {
     # Cannot tell anything: they give 0 whatever was set. Reading says so and calls nothing.
     "GetOutEvent": "settings.Output.event",

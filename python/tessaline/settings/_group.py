@@ -4,8 +4,10 @@ from __future__ import annotations
 
 import enum
 import math
-from collections.abc import Callable
-from typing import Any, Generic, TypeVar, overload
+from collections.abc import Callable, Sequence
+from typing import TYPE_CHECKING, Any, Generic, NoReturn, TypeVar, overload
+
+import numpy.typing
 
 from .. import _said
 from .._calls import ALL_ONES, Calls, number
@@ -16,6 +18,8 @@ UNCHANGED = "nothing was changed"
 WORD = 0xFFFF_FFFF
 TICKS_PER_US = 50
 MOST_US = WORD // TICKS_PER_US
+
+Numbers = Sequence[int] | numpy.typing.NDArray[Any]
 
 T = TypeVar("T")
 G = TypeVar("G")  # what a setting takes
@@ -72,12 +76,16 @@ class Group:
         self._calls = calls
         self._registers = registers
 
-    def __setattr__(self, name: str, value: object) -> None:
-        # A misspelt setting must not become a new attribute that does nothing.
-        if not name.startswith("_") and not hasattr(type(self), name):
-            known = ", ".join(key for key in dir(type(self)) if not key.startswith("_"))
-            raise AttributeError(f"{type(self).__name__} has no setting {name!r}; it has {known}")
-        super().__setattr__(name, value)
+    # Type checkers see for themselves, unless there is such a method.
+    if not TYPE_CHECKING:
+
+        def __setattr__(self, name: str, value: object) -> None:
+            # A misspelt setting must not become a new attribute that does nothing.
+            if not name.startswith("_") and not hasattr(type(self), name):
+                known = ", ".join(key for key in dir(type(self)) if not key.startswith("_"))
+                kind = type(self).__name__
+                raise AttributeError(f"{kind} has no setting {name!r}; it has {known}")
+            super().__setattr__(name, value)
 
     def __repr__(self) -> str:
         return f"<{type(self).__module__}.{type(self).__qualname__}>"
@@ -248,5 +256,5 @@ class Reading(Generic[T]):
             return self
         return self._value(group._calls.get(self.read, *group._arguments(), bad=self._bad))
 
-    def __set__(self, group: Group, value: Any) -> None:
+    def __set__(self, group: Group, value: NoReturn) -> None:
         raise AttributeError(f"{self._name} is measured, it cannot be set")

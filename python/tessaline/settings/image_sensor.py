@@ -3,12 +3,11 @@
 from __future__ import annotations
 
 import enum
-from collections.abc import Sequence
 
 from .. import _rules, recipes
 from .._calls import number
 from ..errors import RefusedError
-from ._group import UNCHANGED, Group, Reading, one_of, real, switch, whole, write_only
+from ._group import UNCHANGED, Group, Numbers, Reading, one_of, real, switch, whole, write_only
 
 MOST_EXPOSURES = 5
 _KNEE_SENSOR = "e2v Flash 4K"
@@ -45,7 +44,7 @@ class ImageSensor(Group):
     """
 
     @property
-    def exposure_us(self) -> int | Sequence[int]:
+    def exposure_us(self) -> int | Numbers:
         """Exposure time, or up to five that take turns, each 1 to 10 000 000 us.
 
         The FPGA gets them in steps of the sensor, rounded up: 3.2 us on K36, 2.9 or 4.2 us on K37,
@@ -60,7 +59,7 @@ class ImageSensor(Group):
         raise write_only("exposure_us", "EXP_TIME_1")
 
     @exposure_us.setter
-    def exposure_us(self, value: int | Sequence[int]) -> None:
+    def exposure_us(self, value: int | Numbers) -> None:
         recipes.configure(self._calls, self._registers.model, exposure_us=value)
 
     exposure_count = whole(

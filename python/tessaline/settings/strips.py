@@ -2,12 +2,11 @@
 
 from __future__ import annotations
 
-from collections.abc import Sequence
 from typing import Any
 
 from .. import _rules
 from .._calls import number
-from ._group import WORD, Group, numbers, switch, whole, write_only
+from ._group import WORD, Group, Numbers, numbers, switch, whole, write_only
 
 COEFFICIENTS = 21
 _SERIES_WITH_WHOLE_THRESHOLD = 21
@@ -136,7 +135,7 @@ class Reconstruction(Group):
     """
 
     @property
-    def coefficients(self) -> Sequence[int]:
+    def coefficients(self) -> Numbers:
         """The 21 coefficients, whole numbers with a sign.
 
         Coefficients 0 to 8 have 23 bits, 9, 10, 12, 13, 15 and 16 have 29, 11, 14 and 17 have 26,
@@ -148,7 +147,7 @@ class Reconstruction(Group):
         raise write_only("coefficients", "STRIP_REBUILD_0")
 
     @coefficients.setter
-    def coefficients(self, value: Sequence[int]) -> None:
+    def coefficients(self, value: Numbers) -> None:
         checked = [
             signed(f"coefficient {index}", one, _coefficient_bits(index))
             for index, one in enumerate(numbers("coefficients", value, COEFFICIENTS))
