@@ -131,9 +131,9 @@ class Channel {
       const int error = Heard([&] { return Take(slice, target, seen); });
       if (error == 0) {
         const timeval& time = seen.descriptor.timestamp;
-        return py::make_tuple(pixels, seen.sequence, seen.descriptor.index, seen.tag,
-                              static_cast<double>(time.tv_sec) +
-                                  static_cast<double>(time.tv_usec) * 1e-6);
+        return py::make_tuple(
+            pixels, seen.sequence, seen.descriptor.index, seen.tag,
+            static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) * 1e-6);
       }
       if (error != EAGAIN) return py::int_(error);
       if (PyErr_CheckSignals() != 0) throw py::error_already_set();

@@ -146,7 +146,8 @@ ELSEWHERE = {
     "SetDADelayState": "_device.SetDADelayState",
     "SetExtTriggerState": "_device.SetExtTriggerState",
     "SetGlobalControl": "_device.SetGlobalControl",
-    # What the library logs goes to logging, from the logger "tessaline.library".
+    # What the library logs goes to logging, from the logger "tessaline.library". Python's own lines
+    # and files go there, too, so the library's logger has no other use here.
     "log_add_callback": "_device.prepare",
     "log_set_quiet": "_device.prepare",
     "log_set_level": "_device.GetLibVersion",
@@ -154,7 +155,7 @@ ELSEWHERE = {
     "log_level_string": "_said.tell",
     "log_log": "_said.tell",
     "log_set_lock": "_said.tell",
-    # Python keeps its own SIGINT: signal.signal() is what these are in C++.
+    # Python keeps its own SIGINT, and signal.signal() is what these are in C++.
     "_ZN11VeltranoSDK13SignalHandler12handleSignalEi": "_device.start",
     "_ZN11VeltranoSDK13SignalHandler7installEv": "_device.start",
     "_ZN11VeltranoSDK13SignalHandlerC1Ev": "_device.start",

@@ -6,7 +6,7 @@ import pathlib
 import stat
 
 import pytest
-from tessaline.check import Verdict, check
+from tessaline.checking import Verdict, check
 from tessaline.errors import RefusedError, StartUpError
 
 
