@@ -4,7 +4,6 @@
 
 #include "Failure.h"
 #include "SensorLimits.h"
-#include "tessaline/tessaline.h"
 
 namespace tool {
 
@@ -15,8 +14,6 @@ std::string Region::AsCall() const {
 std::string Region::AsText() const {
   return fmt::format("{} x {} pixels at column {}, row {}", width, height, x, y);
 }
-
-bool Region::Set() const { return SetROI1(x, y, width, height) == 0; }
 
 Region WholeSensor(const Model& model) {
   return {0, 0, model.family().sensor.width, model.product().Height()};

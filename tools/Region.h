@@ -16,7 +16,6 @@ struct Region {
   bool operator==(const Region&) const = default;
   std::string AsCall() const;  // "SetROI1(0, 0, 1456, 1088)"
   std::string AsText() const;
-  bool Set() const;
 };
 
 Region WholeSensor(const Model& model);

@@ -1,5 +1,7 @@
 #include "Registers.h"
 
+#include <fmt/core.h>
+
 #include <algorithm>
 #include <cctype>
 #include <charconv>

@@ -5,8 +5,8 @@
 #include <string_view>
 #include <vector>
 
+#include "Json.h"
 #include "Models.h"
-#include "Session.h"
 #include "tessaline/register_map.h"
 
 namespace tool {

@@ -2,18 +2,15 @@
 
 #include <fmt/core.h>
 
-#include <nlohmann/json.hpp>
 #include <string>
 #include <utility>
 
 #include "Failure.h"
+#include "Json.h"
 #include "LibraryOutput.h"
 #include "Models.h"
 
 namespace tool {
-
-// Keeps members in the order they were added.
-using Json = nlohmann::ordered_json;
 
 // Adds what went wrong and what to do next: `error`, `advice`, `status`.
 void AddTo(Json& json, const Failure& failure);

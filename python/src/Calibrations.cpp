@@ -1,6 +1,7 @@
 #include "Calibrations.h"
 
 #include <pybind11/numpy.h>
+#include <pybind11/stl.h>
 
 #include <array>
 #include <cstdint>
@@ -51,14 +52,13 @@ std::string Json(const StoredCalibration& stored) {
                                               nlohmann::json::error_handler_t::replace);
 }
 
-StoredCalibration FromBlock(py::handle object) {
+// Nothing: there is no block.
+std::optional<StoredCalibration> FromBlock(py::handle object) {
   const Bytes bytes(object);
   const std::span block(static_cast<const std::uint8_t*>(bytes.data()), bytes.size());
-  if (const auto stored = tool::calibrate::FromBlock(block)) return *stored;
-  const bool damaged = tool::calibrate::IsBlock(block);
-  Raise("CalibrationError",
-        damaged ? "the calibration in the EEPROM is damaged"
-                : "there is no calibration in the EEPROM",
+  if (auto stored = tool::calibrate::FromBlock(block)) return stored;
+  if (!tool::calibrate::IsBlock(block)) return std::nullopt;
+  Raise("CalibrationError", "the calibration in the EEPROM is damaged",
         "store one with \"tessaline calibration store FILE\"");
 }
 

@@ -35,10 +35,10 @@ Worker::Worker() {
 
 void Worker::PostAside(std::function<void()> call) { Spawn(std::move(call)); }
 
-void Worker::Post(const char* name, std::function<void()> call) {
+void Worker::Post(std::string name, std::function<void()> call) {
   {
     const std::lock_guard lock(mutex_);
-    jobs_.push_back({name, std::move(call)});
+    jobs_.push_back({std::move(name), std::move(call)});
   }
   posted_.notify_one();
 }
@@ -53,7 +53,7 @@ void Worker::Run() {
     std::vector<Job> jobs;
     {
       std::unique_lock lock(mutex_);
-      busy_ = "";
+      busy_.clear();
       posted_.wait(lock, [this] { return !jobs_.empty(); });
       jobs.swap(jobs_);
     }

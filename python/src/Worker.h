@@ -28,7 +28,7 @@ class Worker {
  public:
   static Worker& Instance();
 
-  void Post(const char* name, std::function<void()> call);
+  void Post(std::string name, std::function<void()> call);
   // The same on a thread of its own, for a call that must be made when this thread is stuck.
   static void PostAside(std::function<void()> call);
   // The call in progress; empty: none.
@@ -43,13 +43,13 @@ class Worker {
   void Run();
 
   struct Job {
-    const char* name;
+    std::string name;
     std::function<void()> call;
   };
   std::mutex mutex_;
   std::condition_variable posted_;
   std::vector<Job> jobs_;
-  const char* busy_ = "";
+  std::string busy_;
   std::atomic<bool> stuck_ = false;
 };
 

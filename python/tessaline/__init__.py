@@ -12,7 +12,10 @@
 docs/python.md is the tutorial.
 """
 
+from . import video
 from .buffers import POINT_TYPES, TICK_S, Image, Strip, StripBuffer
+from .calibration import Calibration, Millimetres, calibrate
+from .checking import CheckResult, CheckStep, Verdict, check
 from .errors import (
     BufferHeld,
     BufferReturned,
@@ -22,11 +25,18 @@ from .errors import (
     LostFrames,
     RefusedError,
     StartUpError,
+    StripError,
     TessalineError,
     TimeoutError,
+    WriteOnlyError,
 )
 from .events import Event
+from .geometry import Geometry
+from .profile import Profile
+from .profiles import Profiles
+from .recipes import Recipe
 from .sensor import Sensor
+from .settings import CaptureStatistics, Colour, Direction, DriveMode, TriggerMode
 from .streams import FrameStream
 from .virtual import Fault, FrameFault, VirtualBoard
 
@@ -35,21 +45,40 @@ __all__ = [
     "TICK_S",
     "BufferHeld",
     "BufferReturned",
+    "Calibration",
     "CalibrationError",
     "CallbackError",
+    "CaptureStatistics",
+    "CheckResult",
+    "CheckStep",
+    "Colour",
     "DeviceGone",
+    "Direction",
+    "DriveMode",
     "Event",
     "Fault",
     "FrameFault",
     "FrameStream",
+    "Geometry",
     "Image",
     "LostFrames",
+    "Millimetres",
+    "Profile",
+    "Profiles",
+    "Recipe",
     "RefusedError",
     "Sensor",
     "StartUpError",
     "Strip",
     "StripBuffer",
+    "StripError",
     "TessalineError",
     "TimeoutError",
+    "TriggerMode",
+    "Verdict",
     "VirtualBoard",
+    "WriteOnlyError",
+    "calibrate",
+    "check",
+    "video",
 ]

@@ -4,15 +4,12 @@ from __future__ import annotations
 
 import operator
 from collections.abc import Iterator, Sequence
-from typing import TYPE_CHECKING, Any, Protocol, SupportsIndex, overload
+from typing import Any, Protocol, SupportsIndex, overload
 
 import numpy as np
 import numpy.typing as npt
 
 from .errors import BufferReturned, TessalineError
-
-if TYPE_CHECKING:
-    from ._device import Frame
 
 __all__ = ["Image", "POINT_TYPES", "Strip", "StripBuffer", "TICK_S"]
 
@@ -39,16 +36,37 @@ class _Table(Protocol):
     def keep(self, since: int, most: int) -> None: ...
 
 
+class FrameMemory(Protocol):
+    """What a frame is made of: the extension's Frame, or bytes that were pickled."""
+
+    @property
+    def first(self) -> int: ...
+    @property
+    def second(self) -> int: ...
+    @property
+    def bytes(self) -> int: ...
+    @property
+    def borrowed(self) -> bool: ...
+    @property
+    def released(self) -> bool: ...
+    def view(
+        self, dtype: np.dtype[Any], shape: Sequence[int], offset: int
+    ) -> npt.NDArray[Any]: ...
+    def copy(self) -> FrameMemory: ...
+    def release(self) -> None: ...
+    def strips(self, point_bytes: int) -> _Table: ...
+
+
 class _Frame:
     """What strips and images have in common: memory that goes back to the driver."""
 
     __slots__ = ("_frame", "_kept")
 
-    def __init__(self, frame: Frame, kept: bool) -> None:
+    def __init__(self, frame: FrameMemory, kept: bool) -> None:
         self._frame = frame
         self._kept = kept
 
-    def _memory(self) -> Frame:
+    def _memory(self) -> FrameMemory:
         if self._frame.released:
             raise BufferReturned(
                 "this buffer went back to the driver when its turn of the loop ended",
@@ -145,11 +163,11 @@ class StripBuffer(_Frame, Sequence[Strip]):
 
     def __init__(
         self,
-        frame: Frame,
+        frame: FrameMemory,
         point_bytes: int,
         *,
         kept: bool = False,
-        table: Any = None,
+        table: _Table | None = None,
     ) -> None:
         super().__init__(frame, kept)
         self.point_bytes = point_bytes
@@ -177,6 +195,15 @@ class StripBuffer(_Frame, Sequence[Strip]):
         return (Strip(self, self._table[i]) for i in range(len(self)))
 
     @property
+    def raw(self) -> npt.NDArray[np.uint8]:
+        """All bytes of the strips, headers included, shape (bytes,), read-only."""
+        if len(self) == 0:
+            return self._memory().view(np.dtype(np.uint8), [0], 0)
+        first, (last, points, *_) = self._table[0][0], self._table[-1]
+        length = last + _HEADER_BYTES + points * self.point_bytes - first
+        return self._memory().view(np.dtype(np.uint8), [length], first)
+
+    @property
     def frame_ids(self) -> npt.NDArray[np.uint64]:
         """The id of each strip, shape (strips,). A new array."""
         return np.array([strip.frame_id for strip in self], dtype=np.uint64)
@@ -189,7 +216,12 @@ class StripBuffer(_Frame, Sequence[Strip]):
 
     def __reduce__(self) -> tuple[Any, ...]:
         rows = [self._table[i] for i in range(len(self))]
-        return _rebuild_strips, (self.raw.tobytes(), self.point_bytes, rows)
+        start = rows[0][0] if rows else 0
+        return _rebuild_strips, (
+            self.raw.tobytes(),
+            self.point_bytes,
+            [(at - start, *others) for at, *others in rows],
+        )
 
 
 class Image(_Frame):
@@ -205,7 +237,7 @@ class Image(_Frame):
 
     __slots__ = ("encoder_stamp", "frame_id", "height", "time_stamp", "width")
 
-    def __init__(self, frame: Frame, *, kept: bool = False) -> None:
+    def __init__(self, frame: FrameMemory, *, kept: bool = False) -> None:
         super().__init__(frame, kept)
         self.width = frame.first
         self.height = frame.second
@@ -235,6 +267,16 @@ class Image(_Frame):
         return _rebuild_image, (self.raw.tobytes(), self.width, self.height)
 
 
+class _Rows(list[tuple[int, ...]]):
+    """The table of a buffer that was pickled."""
+
+    def keep(self, since: int, most: int) -> None:
+        self[:] = [row for row in self if row[3] >= since][:most]
+
+    def __getitem__(self, index: Any, /) -> Any:
+        return super().__getitem__(index)
+
+
 class _Bytes:
     """A frame that was pickled: what the extension's Frame offers, over bytes."""
 
@@ -247,7 +289,7 @@ class _Bytes:
         self.second = second
         self.bytes = len(data)
 
-    def view(self, dtype: np.dtype[Any], shape: list[int], offset: int) -> npt.NDArray[Any]:
+    def view(self, dtype: np.dtype[Any], shape: Sequence[int], offset: int) -> npt.NDArray[Any]:
         count = int(np.prod(shape))
         return np.frombuffer(self._data, dtype, count, offset).reshape(shape)
 
@@ -265,7 +307,7 @@ def _rebuild_strips(
     data: bytes, point_bytes: int, rows: list[tuple[int, ...]]
 ) -> StripBuffer:
     frame = _Bytes(data, len(rows), len(data))
-    return StripBuffer(frame, point_bytes, kept=True, table=rows)
+    return StripBuffer(frame, point_bytes, kept=True, table=_Rows(rows))
 
 
 def _rebuild_image(data: bytes, width: int, height: int) -> Image:

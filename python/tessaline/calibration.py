@@ -94,6 +94,17 @@ class Calibration:
             CalibrationError: there is no block, or it is damaged or of a newer version.
             RefusedError: there are not so many bytes.
         """
+        found = cls.in_eeprom(content)
+        if found is None:
+            raise CalibrationError(
+                "there is no calibration in the EEPROM",
+                'store one with "tessaline calibration store FILE"',
+            )
+        return found
+
+    @classmethod
+    def in_eeprom(cls, content: bytes | bytearray | memoryview) -> Calibration | None:
+        """The same; None when there is no block."""
         block = bytes(content)
         if len(block) == _STORE_BYTES:
             block = block[_profile.EEPROM_OFFSET :]
@@ -103,7 +114,8 @@ class Calibration:
                 f"{_profile.EEPROM_BYTES}, not {len(block)}",
                 "read the whole EEPROM",
             )
-        return cls(_profile.Calibration.from_block(block))
+        native = _profile.Calibration.from_block(block)
+        return None if native is None else cls(native)
 
     def to_eeprom(self) -> bytes:
         """The block of 256 bytes, which lies from byte 256 of the EEPROM on."""

@@ -14,6 +14,7 @@ __all__ = [
     "StripError",
     "TessalineError",
     "TimeoutError",
+    "WriteOnlyError",
 ]
 
 _TimeoutError = TimeoutError
@@ -49,6 +50,10 @@ class RefusedError(TessalineError):
         super().__init__(what, advice)
         self.call = call
         self.text = text
+
+
+class WriteOnlyError(TessalineError, AttributeError):
+    """A setting was read that the device library can only write."""
 
 
 class DeviceGone(TessalineError):

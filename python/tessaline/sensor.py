@@ -3,7 +3,6 @@
 from __future__ import annotations
 
 import atexit
-import difflib
 import operator
 import os
 import signal
@@ -14,11 +13,16 @@ from contextlib import suppress
 from types import FrameType, ModuleType, TracebackType
 from typing import Any, ClassVar, Self
 
-from . import _loader, _said
-from ._calls import Calls
+from . import _loader, _rules, _said, recipes
+from ._calls import Calls, number
+from .calibration import Calibration
 from .buffers import Image, StripBuffer
 from .errors import RefusedError, StartUpError, TessalineError
 from .events import Event, EventQueue
+from .geometry import Geometry
+from .profiles import Profiles
+from .recipes import Recipe
+from .settings import Groups
 from .streams import FrameStream, OnLoss
 from .virtual import Fault, FrameFault, VirtualBoard
 
@@ -30,7 +34,7 @@ _BACKLOG_BYTES = 64 << 20
 _START_S = 20.0
 
 
-class Sensor:
+class Sensor(Groups):
     """A sensor, started and ready. A context manager: on exit laser and acquisition are off.
 
     ::
@@ -74,6 +78,7 @@ class Sensor:
 
     _lock: ClassVar[threading.RLock] = threading.RLock()
     _open: ClassVar[Sensor | None] = None
+    _version: ClassVar[int] = 0
     _started: ClassVar[tuple[str, bool] | None] = None
 
     def __init__(
@@ -96,13 +101,17 @@ class Sensor:
                 "scene, optics, faults and sleep_factor are those of a virtual board",
                 "say virtual=True",
             )
+        try:
+            # The library takes any code that begins like a product's; here that is a typing error.
+            self._product = _rules.product(model)
+        except RefusedError as error:
+            raise StartUpError(error.what, error.advice) from None
         self.model = model
         self.virtual = bool(virtual)
         self.board: VirtualBoard | None = None
         with Sensor._lock:
             self._require_free()
             module = _loader.load(self.virtual)
-            self._product = self._describe(module)
             self.reopened = Sensor._started is not None
             if self.virtual:
                 self.board = VirtualBoard(module)
@@ -121,6 +130,8 @@ class Sensor:
                 self._start(module, start_timeout_s)
             Sensor._open = self
         self._events = EventQueue(module, self._switch_off)
+        Groups.__init__(self, self._calls, model)
+        self._laser: str | None = None
         self._calls.watch(self._events.raise_failure)
         atexit.register(self._at_exit)
         self._catch_termination()
@@ -146,23 +157,11 @@ class Sensor:
                 f"open the {self.model} in a new process (in a notebook: restart the kernel)",
             )
 
-    def _describe(self, module: ModuleType) -> dict[str, Any]:
-        product: dict[str, Any] | None = module.product(self.model)
-        codes: list[str] = module.codes()
-        # The library takes any code that begins like a product's; here that is a typing error.
-        if product is None or self.model not in codes:
-            nearest = difflib.get_close_matches(self.model, codes, n=1, cutoff=0.0)[0]
-            raise StartUpError(
-                f'there is no product "{self.model}"',
-                f'the nearest is "{nearest}"; the command "tessaline models" lists all',
-            )
-        return product
-
     def _start(self, module: ModuleType, timeout_s: float) -> None:
         if not self.virtual:
             _require_board()
         module.prepare(_said.library_level())
-        module.GetLibVersion(self.model)
+        Sensor._version = module.GetLibVersion(self.model)
         # Whatever comes of it, the library does not start twice.
         Sensor._started = (self.model, self.virtual)
         result = module.start(int(timeout_s * 1000))
@@ -178,12 +177,14 @@ class Sensor:
             self._calls.raw("CloseLaser")
             for name, *arguments in (
                 ("SetDriveMode", 0),
+                ("SetReverseMode", 0),
                 ("SetExposureNum", 1),
                 ("SetTriMode", 3),
                 ("SetTriSpacing", 4000),
                 ("SetLaserMode", 0),
             ):
                 self._calls.raw(name, *arguments)
+        self._calls.last.clear()
 
     def close(self) -> None:
         """Stops the acquisition, switches the laser off, and lets another Sensor be opened.
@@ -296,7 +297,7 @@ class Sensor:
         self,
         count: int | None = None,
         *,
-        laser: bool = True,
+        laser: bool | None = None,
         timeout_s: float = 10.0,
         on_loss: OnLoss = "raise",
         backlog_bytes: int = _BACKLOG_BYTES,
@@ -305,7 +306,7 @@ class Sensor:
 
         Args:
             count: how many strips to take in all; None for no end.
-            laser: whether the laser is on meanwhile.
+            laser: whether the laser is on meanwhile; None: as configure() says, else on.
             timeout_s: how long to wait for a buffer, seconds.
             on_loss: "raise" raises LostFrames at a gap in the frame ids, "count" counts it.
             backlog_bytes: memory for buffers that wait while a turn of the loop takes its time.
@@ -335,7 +336,7 @@ class Sensor:
         self,
         count: int | None = None,
         *,
-        laser: bool = True,
+        laser: bool | None = None,
         timeout_s: float = 10.0,
         on_loss: OnLoss = "raise",
         backlog_bytes: int = _BACKLOG_BYTES,
@@ -356,7 +357,7 @@ class Sensor:
             backlog_bytes,
         )
 
-    def image(self, *, laser: bool = True, timeout_s: float = 10.0) -> Any:
+    def image(self, *, laser: bool | None = None, timeout_s: float = 10.0) -> Any:
         """One camera image: grey values, a new array of shape (height, width), dtype uint8."""
         with self.images(1, laser=laser, timeout_s=timeout_s) as images:
             return next(images).pixels.copy()
@@ -367,7 +368,7 @@ class Sensor:
         mode: int,
         wrap: Callable[[Any], Any],
         count: int | None,
-        laser: bool,
+        laser: bool | None,
         timeout_s: float,
         on_loss: OnLoss,
         backlog_bytes: int,
@@ -376,11 +377,10 @@ class Sensor:
         if operator.index(backlog_bytes) < 0:
             raise ValueError(f"backlog_bytes must be at least 0, not {backlog_bytes}")
 
+        lit = self._laser != "off" if laser is None else bool(laser)
+
         def begin(stream: FrameStream[Any]) -> int:
-            if self._running is not None and self._running() is not None:
-                raise RefusedError(
-                    "another loop over frames is running", "leave it first, or close() it"
-                )
+            self._require_no_loop()
             self._running = weakref.ref(stream)
             try:
                 return start()
@@ -392,7 +392,7 @@ class Sensor:
         def start() -> int:
             self._calls.set("SetCollectMode", mode)
             self._calls.raw("ResetFrameID")
-            if laser:
+            if lit:
                 self._calls.set("OpenLaser")
             since = int(self._calls.raw("GetTimerCounter"))
             inbox.open(backlog_bytes)
@@ -401,7 +401,7 @@ class Sensor:
 
         def end() -> None:
             self._running = None
-            if laser:
+            if lit:
                 self._switch_off()
             else:
                 self._calls.raw("SetGlobalControl", 0)
@@ -416,6 +416,141 @@ class Sensor:
             timeout_s=timeout_s,
             on_loss=on_loss,
         )
+
+    def profiles(
+        self,
+        count: int,
+        *,
+        calibration: Calibration | str | os.PathLike[str] | None = "eeprom",
+        counts_per_mm: float | None = None,
+        speed_mm_s: float | None = None,
+        laser: bool | None = None,
+        timeout_s: float = 10.0,
+        on_loss: OnLoss = "raise",
+    ) -> Profiles:
+        """Takes laser lines and turns them into profiles, in millimetres with a calibration.
+
+        Args:
+            count: how many profiles.
+            calibration: of this head: a Calibration, the path of its file, "eeprom" (that of the
+                board's EEPROM; without one there, that of a virtual board's ideal optics, or else
+                none), or None. Without one the profiles have columns and rows, and asking for
+                millimetres raises CalibrationError.
+            counts_per_mm: of the encoder, for y; a virtual board's is known when both are None.
+            speed_mm_s: of the object, for y without an encoder.
+            laser: as in strips().
+            timeout_s: as in strips().
+            on_loss: as in strips().
+
+        Returns:
+            The profiles: ``.xyz`` is one array of shape (points, 3), millimetres.
+
+        Raises:
+            CalibrationError: the calibration is damaged, or that of another sensor.
+            TimeoutError, LostFrames, RefusedError: as in strips().
+        """
+        number("count", count, 1, 1 << 32)
+        if isinstance(calibration, str) and calibration == "eeprom":
+            calibration = self.calibration()
+        if self.board is not None and counts_per_mm is None and speed_mm_s is None:
+            counts_per_mm = self.board.counts_per_mm
+        with self.strips(count, laser=laser, timeout_s=timeout_s, on_loss=on_loss) as stream:
+            return Profiles.from_strips(
+                stream,
+                point_bytes=self.point_bytes,
+                geometry=self.geometry,
+                calibration=calibration,
+                counts_per_mm=counts_per_mm,
+                speed_mm_s=speed_mm_s,
+            )
+
+    @property
+    def geometry(self) -> Geometry:
+        """How frames lie on the full sensor, as region, drive mode and direction are set."""
+        last = self._calls.last
+        region = last.get("SetROI1")
+        return Geometry.of(
+            self.model,
+            None if region is None else (region[0], region[1], region[2], region[3]),
+            drive_mode=last.get("SetDriveMode", (0,))[0],
+            direction=last.get("SetReverseMode", (0,))[0],
+        )
+
+    def calibration(self) -> Calibration | None:
+        """The calibration in the board's EEPROM; else that of a virtual board's ideal optics.
+
+        Returns:
+            None when there is neither.
+
+        Raises:
+            CalibrationError: the one in the EEPROM is damaged.
+            RefusedError: the EEPROM cannot be read.
+        """
+        stored = Calibration.in_eeprom(self.store.read())
+        if stored is None and self.board is not None:
+            return self.board.calibration(self.model)
+        return stored
+
+    @property
+    def interface_version(self) -> int:
+        """The version of the device library's interface: 41915."""
+        return self._version
+
+    @property
+    def collecting(self) -> str:
+        """What the sensor's data becomes: "images" or "strips", as the last loop had it."""
+        return "images" if self._calls.get("GetCollectMode") == _IMAGES else "strips"
+
+    @property
+    def acquiring(self) -> bool:
+        """Whether the acquisition runs, as the FPGA has it."""
+        return self._calls.get("GetGlobalControl") == 1
+
+    def reset_frame_ids(self) -> None:
+        """Lets the next frame have the id 1. Each loop over frames does so at its start.
+
+        Raises:
+            RefusedError: a loop over frames is running.
+        """
+        self._require_no_loop()
+        self._calls.set("ResetFrameID")
+
+    def _require_no_loop(self) -> None:
+        if self._running is not None and self._running() is not None:
+            raise RefusedError(
+                "another loop over frames is running", "leave it first, or close() it"
+            )
+
+    # --- Settings
+
+    def configure(self, **settings: Any) -> Recipe:
+        """Makes settings; what is not given stays as it is. ::
+
+            sensor.configure(spacing_us=4000, exposure_us=150, roi=(0, 0, 1456, 1088))
+
+        All are checked against the product before the first is made.
+
+        Args:
+            **settings: as in Recipe: roi, exposure_us, gain, power_percent, laser, trigger,
+                spacing_us or spacing_pulses, delay_us, input_filter_us, door, led.
+
+        Returns:
+            What was made.
+
+        Raises:
+            RefusedError: the product has no such value; the message has the limits.
+            TypeError: a value is nothing that a setting can be, or there is no such setting.
+        """
+        made = recipes.configure(self._calls, self.model, **settings)
+        self._laser = made.get("laser", self._laser)
+        return made
+
+    def apply(self, recipe: Recipe | str | os.PathLike[str]) -> None:
+        """Makes the settings of a recipe, or of a recipe's file. Errors as configure()."""
+        if not isinstance(recipe, Recipe):
+            recipe = Recipe.load(recipe, self.model)
+        recipes.apply(self._calls, self.model, recipe)
+        self._laser = recipe.get("laser", self._laser)
 
     # --- Events
 

@@ -8,6 +8,8 @@ from dataclasses import dataclass
 from types import ModuleType
 from typing import Literal
 
+from . import _rules
+from .calibration import Calibration
 from .errors import RefusedError, StartUpError
 
 __all__ = ["Fault", "FrameFault", "VirtualBoard"]
@@ -70,6 +72,7 @@ class VirtualBoard:
 
     def __init__(self, module: ModuleType) -> None:
         self._module = module
+        self._optics = "ideal"
 
     def _prepare(
         self,
@@ -110,12 +113,44 @@ class VirtualBoard:
                 'there are "belt", "plane", "sawtooth" and "stairs", with ",x=5,z=-3,tilt=2"',
             )
 
+    def calibration(self, model: str) -> Calibration | None:
+        """The calibration of the ideal optics, which is exact; None with real optics."""
+        if self._optics != "ideal":
+            return None
+        product = _rules.product(model)
+        width, height = product["width"], product["height"]
+        unit = width / 2
+        centre = ((width - 1) / 2, (height - 1) / 2)
+        here, right, below = (
+            self._truth(centre[0] + across, centre[1] + down)
+            for across, down in ((0.0, 0.0), (1.0, 0.0), (0.0, 1.0))
+        )
+        slope_x, slope_z = unit * (right[0] - here[0]), unit * (below[1] - here[1])
+        return Calibration.from_dict(
+            {
+                "calibration": 1,
+                "model": model,
+                "sensor": {"width": width, "height": height},
+                "centre": list(centre),
+                "pixels_per_unit": unit,
+                "distortion": [0, 0, 0],
+                "plane": [slope_x, 0, here[0], 0, slope_z, here[1], 0, 0, 1],
+                "sigma": {"column_pixels": 0, "row_pixels": 0, "x_mm": 0, "z_mm": 0},
+            }
+        )
+
+    def _truth(self, column: float, row: float) -> tuple[float, float]:
+        point = self.point_to_mm(column, row)
+        assert point is not None  # ideal optics see all of the plane
+        return point
+
     def set_optics(self, optics: str) -> None:
         """Sets how the camera sees, from the next frame on: "ideal", "real" or "real:SEED"."""
         if self._module.board_set_optics(optics) != 0:
             raise RefusedError(
                 f'there are no optics "{optics}"', 'there are "ideal", "real" and "real:SEED"'
             )
+        self._optics = optics
 
     def plant(self, fault: Fault | FrameFault) -> None:
         """Plants a fault. It holds until clear_faults() or the next Sensor."""

@@ -58,7 +58,12 @@ def test_a_second_loop_inside_the_first_is_refused(sensor: Sensor) -> None:
     for _ in sensor.strips(20):
         with pytest.raises(tessaline.RefusedError, match="another loop"):
             next(sensor.images(1))
+        with pytest.raises(tessaline.RefusedError, match="another loop"):
+            sensor.reset_frame_ids()
+        assert (sensor.collecting, sensor.acquiring) == ("strips", True)
     assert sensor.image().shape == (1088, 1456)
+    assert (sensor.collecting, sensor.acquiring) == ("images", False)
+    sensor.reset_frame_ids()
 
 
 def test_frames_of_an_earlier_run_do_not_come(sensor: Sensor) -> None:

@@ -22,7 +22,7 @@ unsigned PixelsAcross(unsigned columns) {
 }
 
 constexpr std::uint8_t kBright = 255;  // of a line whose brightness nobody knows
-constexpr float kUnknown = std::numeric_limits<float>::quiet_NaN();
+constexpr float kNoHeight = std::numeric_limits<float>::quiet_NaN();
 
 }  // namespace
 
@@ -37,7 +37,7 @@ void HeightMapWriter::Write(const Frame& frame) {
                   fmt::format("a height map holds at most {} profiles", kMostProfiles),
                   "capture less at a time, or write .npy");
   }
-  Profile profile{frame.encoder_stamp, std::vector<float>(width_, kUnknown),
+  Profile profile{frame.encoder_stamp, std::vector<float>(width_, kNoHeight),
                   std::vector<std::uint8_t>(width_)};
   for (const Point& point : frame.points) {
     const std::size_t column = point.column - settings_.measuring.geometry.first_column;

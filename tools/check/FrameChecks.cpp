@@ -158,7 +158,9 @@ bool FrameChecks::LightUp() {
 }
 
 void FrameChecks::Images() {
-  if (const Region region = UsualRegion(model_); region != StartRegion(model_)) region.Set();
+  if (const Region region = UsualRegion(model_); region != StartRegion(model_)) {
+    SetROI1(region.x, region.y, region.width, region.height);
+  }
   const Stream stream{true, "images", "image", "/dev/video0", "Runnable/CaptureVideoStream.cpp",
                       20};
   const Seen seen = Run(stream);

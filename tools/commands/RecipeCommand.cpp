@@ -5,6 +5,7 @@
 #include "OutputFile.h"
 #include "Plan.h"
 #include "RecipeFile.h"
+#include "RecipeText.h"
 #include "commands/Commands.h"
 
 namespace tool {
@@ -106,7 +107,7 @@ class RecipeCommand : public Command {
       throw Failure(ExitCode::kUsage, "--family needs a model", "add --model CODE");
     }
     if (IsStandardOutput(file_)) LibraryOutput::Instance().KeepUserForData();
-    const std::string text = AsFile(recipe);
+    const std::string text = AsText(recipe);
     WholeFile(file_, MayOverwrite(file_, force_))
         .Write({reinterpret_cast<const std::uint8_t*>(text.data()), text.size()});
     Session::LeaveOutBoard();
