@@ -21,11 +21,9 @@ constexpr int kPlaneNumbers = 8;
 constexpr int kDistortion = 8;
 constexpr int kCentre = 11;
 
-// What is known of a head before it is calibrated: standard deviations of its distortion and of
-// its centre, as a part of the sensor's width. They keep what the views hardly show near nothing.
+// Standard deviations of a head's distortion and of its centre, as a part of the sensor's width.
 constexpr double kUsualDistortion = 0.3;
 constexpr double kUsualCentre = 0.02;
-constexpr int kPriors = 5;
 
 // The edge of a tread lies anywhere between two columns, and one further when a point is missing or
 // the wall below shows.
@@ -63,6 +61,7 @@ Problem::Problem(unsigned sensor_width, unsigned sensor_height, const Target& ta
     std::size_t count = 0;
     for (const Piece& piece : sights_[i].outline.pieces) count += piece.end - piece.begin;
     const std::size_t stride = count / kMostSamplesPerSight + 1;
+    strides_.push_back(stride);
     for (const Piece& piece : sights_[i].outline.pieces) {
       for (std::size_t k = piece.begin; k < piece.end; k += stride) {
         const Sample& sample = sights_[i].view.samples[k];
@@ -141,10 +140,18 @@ int Problem::operator()(const InputType& input, ValueType& value) const {
       value[next++] = CornerResidual(head, placements[i], corner) / corner_sigma_;
     }
   }
-  for (const double k : head.distortion) value[next++] = k / kUsualDistortion;
-  value[next++] = (head.centre_column - width_ / 2.0) / (kUsualCentre * width_);
-  value[next++] = (head.centre_row - height_ / 2.0) / (kUsualCentre * width_);
+  for (const Prior& prior : Priors(head)) value[next++] = prior.Off();
   return 0;
+}
+
+std::array<Problem::Prior, Problem::kPriors> Problem::Priors(
+    const tessaline_calibration& head) const {
+  const double centre = kUsualCentre * width_;
+  return {{{"k1", 0, kUsualDistortion, head.distortion[0]},
+           {"k2", 0, kUsualDistortion, head.distortion[1]},
+           {"k3", 0, kUsualDistortion, head.distortion[2]},
+           {"centre_column", width_ / 2.0, centre, head.centre_column},
+           {"centre_row", height_ / 2.0, centre, head.centre_row}}};
 }
 
 // Central differences. Poses are often near 0, where a step in proportion would be lost in
@@ -167,18 +174,10 @@ int Problem::df(const InputType& input, JacobianType& jacobian) const {
 }
 
 void Problem::WeighBy(const InputType& input) {
-  const tessaline_calibration head = Calibration(input);
+  const std::vector<double> corners = CornerErrors(input);
   double squares = 0;
-  double count = 0;
-  for (std::size_t i = 0; i < sights_.size(); ++i) {
-    if (!sights_[i].outline.corners_are_measured) continue;
-    for (const Corner& corner : sights_[i].outline.corners) {
-      const double off = CornerResidual(head, PlacementOf(input, i), corner);
-      squares += off * off;
-      count += 1;
-    }
-  }
-  if (count > 0) corner_sigma_ = std::max(std::sqrt(squares / count), kLeastCornerSigma);
+  for (const double off : corners) squares += off * off / static_cast<double>(corners.size());
+  if (!corners.empty()) corner_sigma_ = std::max(std::sqrt(squares), kLeastCornerSigma);
   row_sigma_ = std::max(RowError(input), kLeastRowSigma);
 }
 
@@ -210,6 +209,24 @@ std::vector<Problem::Error> Problem::Errors(const InputType& input) const {
     errors.push_back({sample.sight, sample.column, pixels, mm});
   }
   return errors;
+}
+
+std::vector<double> Problem::CornerErrors(const InputType& input) const {
+  const tessaline_calibration head = Calibration(input);
+  std::vector<double> errors;
+  for (std::size_t i = 0; i < sights_.size(); ++i) {
+    if (!sights_[i].outline.corners_are_measured) continue;
+    for (const Corner& corner : sights_[i].outline.corners) {
+      errors.push_back(CornerResidual(head, PlacementOf(input, i), corner));
+    }
+  }
+  return errors;
+}
+
+std::vector<Sample> Problem::Places() const {
+  std::vector<Sample> places;
+  for (const Placed& sample : samples_) places.push_back({sample.column, sample.row});
+  return places;
 }
 
 double Problem::RowError(const InputType& input) const {

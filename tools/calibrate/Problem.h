@@ -1,6 +1,7 @@
 #pragma once
 
 #include <Eigen/Core>
+#include <array>
 #include <optional>
 #include <vector>
 
@@ -65,10 +66,27 @@ class Problem {
     double mm;
   };
   std::vector<Error> Errors(const InputType& input) const;
+  // The same of the measured corners, in columns.
+  std::vector<double> CornerErrors(const InputType& input) const;
+
+  // What is known of a head before it is calibrated keeps what the views hardly show near it.
+  struct Prior {
+    const char* name;
+    double usual;
+    double sigma;
+    double solved;
+    double Off() const { return (solved - usual) / sigma; }
+  };
+  static constexpr int kPriors = 5;
+  std::array<Prior, kPriors> Priors(const tessaline_calibration& head) const;
 
   tessaline_calibration Calibration(const InputType& input) const;
   const std::vector<Sight>& sights() const { return sights_; }
   std::size_t Samples() const { return samples_.size(); }
+  // Where on the sensor the target was seen, as far as that is used.
+  std::vector<Sample> Places() const;
+  // Every how many columns a sight has a sample.
+  std::size_t StrideOf(std::size_t sight) const { return strides_[sight]; }
 
  private:
   struct Placed {
@@ -96,6 +114,7 @@ class Problem {
   Target target_;
   std::vector<Sight> sights_;
   std::vector<Placed> samples_;
+  std::vector<std::size_t> strides_;
   std::vector<int> first_;  // input of each sight's unknown pose
   double row_sigma_ = 1;
   double corner_sigma_ = 1;

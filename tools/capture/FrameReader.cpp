@@ -46,11 +46,12 @@ bool StripReader::Read(unsigned strips, std::span<const std::uint8_t> bytes,
 }
 
 void StripReader::Measure(const tessaline_profile& profile, Frame& frame) {
-  const tessaline_millimetres mm{x_.data(), z_.data(), nullptr, nullptr};
+  const tessaline_millimetres mm{x_.data(), z_.data(), nullptr, nullptr, valid_.data()};
   if (calibration_) tessaline_profile_to_mm(&*calibration_, &profile, &mm);
   frame.points.reserve(profile.point_count);
   for (std::size_t i = 0; i < profile.point_count; ++i) {
     if (valid_[i] == 0) continue;
+    frame.outside_field += (valid_[i] & TESSALINE_OUTSIDE_FIELD) != 0;
     frame.points.push_back({static_cast<unsigned>(std::lround(columns_[i])), rows_[i], peaks_[i],
                             widths_[i], calibration_ ? x_[i] : 0, calibration_ ? z_[i] : 0});
   }

@@ -149,6 +149,10 @@ class CaptureCommand : public Command {
         result.missing, result.losses.malformed, result.losses.fpga_lost,
         result.losses.triggers_lost, result.dropped);
     if (unit == kMm) session.Print("in millimetres, by the calibration of {}\n", calibration);
+    if (result.outside_field > 0) {
+      session.Print("{} outside the calibrated field: their uncertainty is unknown\n",
+                    Counted(result.outside_field, "point"));
+    }
     if (unit == kPixels && what_ == "strips") {
       session.Print("in columns and rows, not in millimetres\n");
     }
@@ -164,6 +168,7 @@ class CaptureCommand : public Command {
               {"unit", unit},
               {"calibration", calibration.empty() ? Json() : Json(calibration)},
               {"files", result.frames > 0 ? files : std::vector<std::string>()}};
+    if (result.outside_field > 0) json["points_outside_field"] = result.outside_field;
     if (!result.warning.empty()) json["warning"] = result.warning;
     const std::optional<Failure> failure = FailureOf(result);
     if (failure) AddTo(json, *failure);
