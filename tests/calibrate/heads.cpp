@@ -44,6 +44,7 @@ std::string SceneFor(std::uint64_t head) {
 // show.
 struct Coverages {
   Coverage x, z, x_alone, z_alone;
+  unsigned outside = 0;  // the field: nothing is stated there
 };
 
 void Measure(std::uint64_t head, const tessaline_calibration& c, Coverages& coverages) {
@@ -59,8 +60,12 @@ void Measure(std::uint64_t head, const tessaline_calibration& c, Coverages& cove
                                &true_z);
     tessaline_measurement measured{};
     if (tessaline_point_to_mm(&c, sample.column, sample.row, &measured) != 0) continue;
-    coverages.x.Add(measured.x - true_x, std::hypot(c.x_sigma, c.row_sigma * measured.x_row));
-    coverages.z.Add(measured.z - true_z, std::hypot(c.z_sigma, c.row_sigma * measured.z_row));
+    if (std::isnan(measured.z_sigma)) {
+      ++coverages.outside;
+      continue;
+    }
+    coverages.x.Add(measured.x - true_x, measured.x_sigma);
+    coverages.z.Add(measured.z - true_z, measured.z_sigma);
     tessaline_point_to_mm(&c, sample.column, truth.samples[k].row, &measured);
     coverages.x_alone.Add(measured.x - true_x, c.x_sigma);
     coverages.z_alone.Add(measured.z - true_z, c.z_sigma);
@@ -93,7 +98,8 @@ int main(int argc, char** argv) {
     }
   }
   fmt::print("{} heads, {} refused\n", heads, refused);
-  const auto& [x, z, x_alone, z_alone] = coverages;
+  const auto& [x, z, x_alone, z_alone, outside] = coverages;
+  fmt::print("{} points outside the field\n", outside);
   x.Print("x");
   z.Print("z");
   x_alone.Print("x without the rows' noise");

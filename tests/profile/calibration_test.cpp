@@ -413,10 +413,6 @@ std::vector<Change> ImpossibleOnes() {
        [](auto& c) {
          SetField(c, {{9, 9}, {900, 9}, {9, 1088}});
        }},
-      {"field_with_a_corner_twice",
-       [](auto& c) {
-         SetField(c, {{10, 10}, {900, 10}, {900, 10}, {10, 900}});
-       }},
       {"field_with_a_dent",
        [](auto& c) {
          SetField(c, {{10, 10}, {900, 10}, {300, 300}, {10, 900}});

@@ -191,10 +191,10 @@ FoundBlock FromBlock(std::span<const std::uint8_t> bytes) {
   const BlockHead new_head{kMark, kVersion, kBytes};
   const bool is_old = IsWhole(bytes, old_head, kBytesWithoutField);
   const bool is_known = is_old || IsWhole(bytes, new_head, kBytes);
-  const bool is_whole = is_known || IsWhole(bytes, {kMark, head.version, head.bytes}, head.bytes);
+  const bool is_whole = IsWhole(bytes, {kMark, head.version, head.bytes}, head.bytes);
   found.version = head.version;
-  if (head.mark != kMark && !is_whole) return found;
-  const bool is_newer = head.mark == kMark && head.version > kVersion && is_whole && !is_known;
+  if (head.mark != kMark && !is_known && !is_whole) return found;
+  const bool is_newer = head.mark == kMark && head.version > kVersion && is_whole;
   found.state = is_newer ? State::kNewer : State::kDamaged;
   const BlockHead& right_head = is_old ? old_head : new_head;
   if (!is_known || std::memcmp(&head, &right_head, sizeof head) != 0) return found;

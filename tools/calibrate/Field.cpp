@@ -40,6 +40,7 @@ Places HullOf(Places places) {
   return hull;
 }
 
+// Leaves those corners out first that cost the least area.
 void Simplify(Places& hull, std::size_t most) {
   while (hull.size() > most) {
     const std::size_t n = hull.size();
@@ -55,6 +56,43 @@ void Simplify(Places& hull, std::size_t most) {
   }
 }
 
+// How far a place lies outside an edge, pixels.
+double Outside(const Sample& from, const Sample& to, const Sample& place) {
+  return -Turn(from, to, place) / std::hypot(to.column - from.column, to.row - from.row);
+}
+
+// Moves all edges out by what the corners left cut off the hull: by a pixel at most, and by two at
+// a sharp corner.
+Places Widened(const Places& corners, const Places& hull) {
+  constexpr double kMostOfAnEdge = 1;
+  constexpr double kMostOfACorner = 2;
+  const std::size_t n = corners.size();
+  double out = 0;
+  for (std::size_t i = 0; i < n; ++i) {
+    for (const Sample& place : hull) {
+      out = std::max(out, Outside(corners[i], corners[(i + 1) % n], place));
+    }
+  }
+  out = std::min(out, kMostOfAnEdge);
+  Places widened = corners;
+  for (std::size_t i = 0; i < n; ++i) {
+    const Sample& before = corners[(i + n - 1) % n];
+    const Sample& at = corners[i];
+    const Sample& after = corners[(i + 1) % n];
+    const double c1 = at.column - before.column, r1 = at.row - before.row;
+    const double c2 = after.column - at.column, r2 = after.row - at.row;
+    const double off1 = out * std::hypot(c1, r1);
+    const double off2 = out * std::hypot(c2, r2);
+    const double turn = c1 * r2 - r1 * c2;
+    const double columns = (c1 * off2 - c2 * off1) / turn;
+    const double rows = (r1 * off2 - r2 * off1) / turn;
+    const double shrink = std::min(1.0, kMostOfACorner / std::hypot(columns, rows));
+    if (!std::isfinite(shrink)) continue;
+    widened[i] = {at.column + shrink * columns, at.row + shrink * rows};
+  }
+  return widened;
+}
+
 template <typename Number>
 void Widen(Number (&range)[2], Number number) {
   range[0] = std::min(range[0], number);
@@ -64,8 +102,10 @@ void Widen(Number (&range)[2], Number number) {
 }  // namespace
 
 void SetField(const Places& places, tessaline_calibration& c) {
-  Places hull = HullOf(places);
+  const Places whole = HullOf(places);
+  Places hull = whole;
   Simplify(hull, TESSALINE_FIELD_CORNERS);
+  hull = Widened(hull, whole);
   for (Sample& corner : hull) {
     corner.column = std::clamp(std::round(corner.column), 0.0, c.sensor_width - 1);
     corner.row = std::clamp(std::round(corner.row), 0.0, c.sensor_height - 1);

@@ -10,8 +10,9 @@
 namespace tool::calibrate {
 
 // Sets the field: the convex hull of these places of the full sensor, with as many corners as a
-// calibration can have. Corners too many are left out, those first that cost the least area, so
-// that the field never reaches beyond the hull but by rounding: half a pixel.
+// calibration can have. Corners too many are left out, those first that cost the least area; then
+// all edges move out by what that cut off, a pixel at most. So the field reaches beyond the hull by
+// a pixel, two at a sharp corner, and the rounding of its corners to whole pixels.
 void SetField(const std::vector<Sample>& places, tessaline_calibration& calibration);
 
 // The smallest rectangles around the field, on the sensor and in the laser plane.

@@ -62,6 +62,7 @@ Problem::Problem(unsigned sensor_width, unsigned sensor_height, const Target& ta
     for (const Piece& piece : sights_[i].outline.pieces) count += piece.end - piece.begin;
     const std::size_t stride = count / kMostSamplesPerSight + 1;
     strides_.push_back(stride);
+    row_sigmas_.push_back(1);
     for (const Piece& piece : sights_[i].outline.pieces) {
       for (std::size_t k = piece.begin; k < piece.end; k += stride) {
         const Sample& sample = sights_[i].view.samples[k];
@@ -127,21 +128,30 @@ double Problem::CornerResidual(const tessaline_calibration& head, const Placemen
 }
 
 int Problem::operator()(const InputType& input, ValueType& value) const {
+  Evaluate(input, 0, sights_.size(), value);
+  return 0;
+}
+
+void Problem::Evaluate(const InputType& input, std::size_t begin, std::size_t end,
+                       ValueType& value) const {
   const tessaline_calibration head = Calibration(input);
   std::vector<Placement> placements;
   for (std::size_t i = 0; i < sights_.size(); ++i) placements.push_back(PlacementOf(input, i));
+  const auto asked = [&](std::size_t sight) { return sight >= begin && sight < end; };
   int next = 0;
   for (const Placed& sample : samples_) {
-    value[next++] = Residual(head, placements[sample.sight], sample) / row_sigma_;
+    const std::size_t i = sample.sight;
+    if (asked(i)) value[next] = Residual(head, placements[i], sample) / row_sigmas_[i];
+    ++next;
   }
   for (std::size_t i = 0; i < sights_.size(); ++i) {
     if (!sights_[i].outline.corners_are_measured) continue;
     for (const Corner& corner : sights_[i].outline.corners) {
-      value[next++] = CornerResidual(head, placements[i], corner) / corner_sigma_;
+      if (asked(i)) value[next] = CornerResidual(head, placements[i], corner) / corner_sigma_;
+      ++next;
     }
   }
   for (const Prior& prior : Priors(head)) value[next++] = prior.Off();
-  return 0;
 }
 
 std::array<Problem::Prior, Problem::kPriors> Problem::Priors(
@@ -159,14 +169,24 @@ std::array<Problem::Prior, Problem::kPriors> Problem::Priors(
 int Problem::df(const InputType& input, JacobianType& jacobian) const {
   constexpr double kStep = 1e-6;  // mm, radians; pixels and map in proportion
   InputType moved = input;
-  ValueType above(values_);
-  ValueType below(values_);
+  ValueType above = ValueType::Zero(values_);
+  ValueType below = ValueType::Zero(values_);
   for (int k = 0; k < inputs_; ++k) {
+    // A pose moves its own sight only.
+    std::size_t begin = 0;
+    std::size_t end = sights_.size();
+    if (k >= kHead) {
+      end = static_cast<std::size_t>(std::upper_bound(first_.begin(), first_.end(), k) -
+                                     first_.begin());
+      begin = end - 1;
+      above.setZero();
+      below.setZero();
+    }
     const double step = kStep * std::max(std::abs(input[k]), 1.0);
     moved[k] = input[k] + step;
-    (*this)(moved, above);
+    Evaluate(moved, begin, end, above);
     moved[k] = input[k] - step;
-    (*this)(moved, below);
+    Evaluate(moved, begin, end, below);
     moved[k] = input[k];
     jacobian.col(k) = (above - below) / (2 * step);
   }
@@ -178,14 +198,25 @@ void Problem::WeighBy(const InputType& input) {
   double squares = 0;
   for (const double off : corners) squares += off * off / static_cast<double>(corners.size());
   if (!corners.empty()) corner_sigma_ = std::max(std::sqrt(squares), kLeastCornerSigma);
-  row_sigma_ = std::max(RowError(input), kLeastRowSigma);
+  // A view's own: the mean of more profiles has less noise.
+  std::vector<double> counts(sights_.size());
+  row_sigmas_.assign(sights_.size(), 0);
+  for (const Error& error : Errors(input)) {
+    row_sigmas_[error.sight] += error.pixels * error.pixels;
+    counts[error.sight] += 1;
+  }
+  for (std::size_t i = 0; i < sights_.size(); ++i) {
+    const double free = std::max(counts[i] - inputs_ / static_cast<double>(sights_.size()), 1.0);
+    row_sigmas_[i] = std::max(std::sqrt(row_sigmas_[i] / free), kLeastRowSigma);
+  }
 }
 
 std::size_t Problem::DropOutliers(const InputType& input, double sigmas) {
   const tessaline_calibration head = Calibration(input);
   const std::size_t before = samples_.size();
   std::erase_if(samples_, [&](const Placed& sample) {
-    return std::abs(Residual(head, PlacementOf(input, sample.sight), sample)) > sigmas * row_sigma_;
+    return std::abs(Residual(head, PlacementOf(input, sample.sight), sample)) >
+           sigmas * row_sigmas_[sample.sight];
   });
   for (std::size_t i = 0; i < sights_.size(); ++i) {
     Outline& outline = sights_[i].outline;
@@ -227,14 +258,6 @@ std::vector<Sample> Problem::Places() const {
   std::vector<Sample> places;
   for (const Placed& sample : samples_) places.push_back({sample.column, sample.row});
   return places;
-}
-
-double Problem::RowError(const InputType& input) const {
-  double squares = 0;
-  for (const Error& error : Errors(input)) squares += error.pixels * error.pixels;
-  // The solver has used up as many of them as it has unknowns.
-  const double free = std::max(static_cast<double>(samples_.size()) - inputs_, 1.0);
-  return std::sqrt(squares / free);
 }
 
 Eigen::Vector3d Problem::ImagePoint(double column, double row) const {

@@ -98,9 +98,9 @@ class Problem {
   struct Placement;  // a pose with numbers
 
   void CountValues();
+  // Of these sights only; what other sights have stays.
+  void Evaluate(const InputType& input, std::size_t begin, std::size_t end, ValueType& value) const;
   Placement PlacementOf(const InputType& input, std::size_t sight) const;
-  // Root mean square of the residuals in pixels of row.
-  double RowError(const InputType& input) const;
   double Residual(const tessaline_calibration& head, const Placement& placement,
                   const Placed& sample) const;
   double CornerResidual(const tessaline_calibration& head, const Placement& placement,
@@ -115,8 +115,8 @@ class Problem {
   std::vector<Sight> sights_;
   std::vector<Placed> samples_;
   std::vector<std::size_t> strides_;
-  std::vector<int> first_;  // input of each sight's unknown pose
-  double row_sigma_ = 1;
+  std::vector<int> first_;          // input of each sight's unknown pose
+  std::vector<double> row_sigmas_;  // of each sight
   double corner_sigma_ = 1;
   int inputs_ = kHead;
   int values_ = 0;

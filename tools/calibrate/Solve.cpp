@@ -112,6 +112,10 @@ void SetSigmas(const Problem& problem, const VectorXd& input, tessaline_calibrat
   std::vector<Variance> z_variances;
   double x_low = HUGE_VAL, x_high = -HUGE_VAL, z_low = HUGE_VAL, z_high = -HUGE_VAL;
   ForPlaces(problem.sights(), [&](double column, double row) {
+    tessaline_measurement point{};
+    tessaline_point_to_mm(&calibration, column, row, &point);
+    const bool outside_field = std::isnan(point.x_sigma);
+    if (outside_field) return;
     Eigen::Matrix<double, 2, Problem::kHead> by_parameter;
     for (int k = 0; k < Problem::kHead; ++k) {
       const double step = std::max(std::abs(input[k]), 1e-3) * 1e-5;
@@ -136,8 +140,6 @@ void SetSigmas(const Problem& problem, const VectorXd& input, tessaline_calibrat
     const Eigen::Matrix2d here = by_parameter *
                                  covariance.topLeftCorner(Problem::kHead, Problem::kHead) *
                                  by_parameter.transpose();
-    tessaline_measurement point{};
-    tessaline_point_to_mm(&calibration, column, row, &point);
     x_variances.push_back({here(0, 0), std::pow(calibration.row_sigma * point.x_row, 2)});
     z_variances.push_back({here(1, 1), std::pow(calibration.row_sigma * point.z_row, 2)});
   });
@@ -271,7 +273,7 @@ void FixFrame(const Target& target, std::vector<Sight>& sights) {
 
 void RequireViews(std::size_t views) {
   constexpr std::size_t kFewest = 3;
-  constexpr std::size_t kMost = 200;
+  constexpr std::size_t kMost = 100;  // two minutes and half a gigabyte
   if (views < kFewest) {
     throw Failure(ExitCode::kUsage, fmt::format("{} views are too few to calibrate a head", views),
                   "take the target at three or more heights, some of them tilted");
@@ -279,7 +281,7 @@ void RequireViews(std::size_t views) {
   if (views > kMost) {
     throw Failure(ExitCode::kUsage,
                   fmt::format("{} views are too many: at most {} are solved at once", views, kMost),
-                  "ten that are spread over the field of view tell as much");
+                  "leave out some that are near others");
   }
 }
 
@@ -356,8 +358,8 @@ Solution Solve(unsigned sensor_width, unsigned sensor_height, const Target& targ
                static_cast<double>(problem.sights().size());
   }
   solution.calibration.row_sigma = std::hypot(solution.error_pixels, std::sqrt(scatter));
-  SetSigmas(problem, input, solution.calibration);
   SetField(problem.Places(), solution.calibration);
+  SetSigmas(problem, input, solution.calibration);
   if (tessaline_calibration_check(&solution.calibration) != 0) {
     RefuseViews("no lens distorts like this");
   }
