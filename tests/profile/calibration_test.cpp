@@ -12,44 +12,19 @@
 #include <string>
 #include <vector>
 
-#include "profile/StripBytes.h"
+#include "profile/Heads.h"
 
 namespace {
 
 using profile_test::Arrays;
+using profile_test::kHead;
+using profile_test::Profiles;
+using profile_test::SetField;
+using profile_test::With;
 using ::testing::Each;
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
-
-// A head as they are built: 73 mm wide, the laser plane tilted against the sensor, a lens with
-// some pincushion.
-constexpr tessaline_calibration kHead{.sensor_width = 1456,
-                                      .sensor_height = 1088,
-                                      .centre_column = 731.5,
-                                      .centre_row = 540.25,
-                                      .pixels_per_unit = 728,
-                                      .distortion = {-0.031, 0.0042, -0.0007},
-                                      .plane = {36.4, 0.42, 0.31, 0.17, -27.2, 9.6, 0.004, 0.12, 1},
-                                      .column_sigma = 0.03,
-                                      .row_sigma = 0.05,
-                                      .x_sigma = 0,
-                                      .z_sigma = 0,
-                                      .field_corners = 0,
-                                      .field = {}};
-
-tessaline_calibration With(const std::function<void(tessaline_calibration&)>& change) {
-  tessaline_calibration head = kHead;
-  change(head);
-  return head;
-}
-
-using Corners = std::vector<tessaline_pixel>;
-
-void SetField(tessaline_calibration& c, const Corners& corners) {
-  c.field_corners = static_cast<std::uint32_t>(corners.size());
-  std::copy(corners.begin(), corners.end(), c.field);
-}
 
 struct Millimetres {
   double x, z;
@@ -192,63 +167,6 @@ TEST(Point, BeyondTheHorizonIsOutside) {
   EXPECT_EQ(tessaline_point_to_mm(&head, 5, kInfinity, &point), TESSALINE_PROFILE_OUTSIDE);
   EXPECT_EQ(tessaline_point_to_mm(nullptr, 5, 5, &point), TESSALINE_PROFILE_ARGUMENT);
   EXPECT_EQ(tessaline_point_to_mm(&head, 5, 5, nullptr), TESSALINE_PROFILE_ARGUMENT);
-}
-
-// A field with edges in all directions, and which of some points beside its edges lie in it.
-const Corners kField{{200, 300}, {700, 250}, {1300, 300}, {1300, 700}, {800, 900}, {200, 700}};
-struct Beside {
-  double column, row;
-  bool inside;
-};
-const Beside kBeside[]{
-    {201, 500, true},  {199, 500, false},  {1299, 500, true},   {1301, 500, false},
-    {450, 276, true},  {450, 274, false},  {1000, 276, true},   {1000, 274, false},
-    {1050, 799, true}, {1050, 801, false}, {500, 799, true},    {500, 801, false},
-    {200, 300, true},  {1300, 700, true},  {450, 275, true},    {200, 450, true},
-    {0, 0, false},     {1455, 0, false},   {1455, 1087, false}, {0, 1087, false},
-};
-
-TEST(Point, OutsideTheFieldHasNoUncertainty) {
-  for (const bool backwards : {false, true}) {
-    Corners corners = kField;
-    if (backwards) std::reverse(corners.begin(), corners.end());
-    const auto head = With([&](auto& c) { SetField(c, corners); });
-    ASSERT_EQ(tessaline_calibration_check(&head), 0);
-    for (const Beside& at : kBeside) {
-      tessaline_measurement usual{}, point{};
-      ASSERT_EQ(tessaline_point_to_mm(&kHead, at.column, at.row, &usual), 0);
-      ASSERT_EQ(tessaline_point_to_mm(&head, at.column, at.row, &point), 0);
-      EXPECT_EQ(point.x, usual.x);
-      EXPECT_EQ(point.z, usual.z);
-      EXPECT_EQ(std::isnan(point.x_sigma), !at.inside) << at.column << ", " << at.row;
-      EXPECT_EQ(std::isnan(point.z_sigma), !at.inside) << at.column << ", " << at.row;
-      if (at.inside) {
-        EXPECT_EQ(point.x_sigma, usual.x_sigma);
-      }
-    }
-  }
-}
-
-TEST(Field, MayHaveAnyNumberOfCorners) {
-  const Corners kRound{{700, 100}, {1000, 200}, {1100, 500}, {1000, 800},
-                       {700, 900}, {400, 800},  {300, 500},  {400, 200}};
-  for (std::size_t corners = 3; corners <= kRound.size(); ++corners) {
-    const auto head = With([&](auto& c) {
-      SetField(c, {kRound.begin(), kRound.begin() + static_cast<std::ptrdiff_t>(corners)});
-    });
-    EXPECT_EQ(tessaline_calibration_check(&head), 0) << corners;
-    // The middle of the last edge, from the last corner to the first, and a place beyond it.
-    const tessaline_pixel last = kRound[corners - 1];
-    const double column = (last.column + 700) / 2.0;
-    const double row = (last.row + 100) / 2.0;
-    tessaline_measurement point{};
-    tessaline_point_to_mm(&head, column, row, &point);
-    EXPECT_FALSE(std::isnan(point.z_sigma)) << corners;
-    const double step_left = (last.row - 100) / std::hypot(last.row - 100.0, last.column - 700.0);
-    const double step_down = (700 - last.column) / std::hypot(last.row - 100.0, last.column - 700.);
-    tessaline_point_to_mm(&head, column - step_left, row - step_down, &point);
-    EXPECT_TRUE(std::isnan(point.z_sigma)) << corners;
-  }
 }
 
 // --- Back to the sensor --------------------------------------------------------------------
@@ -462,28 +380,6 @@ TEST(Possible, AreTheLensesWhoseRadiusGrowsUpToTheCorners) {
 
 // --- Profiles ------------------------------------------------------------------------------
 
-class Profiles : public ::testing::Test {
- protected:
-  static constexpr std::size_t kPoints = 1456;
-
-  // A point in every column, the rows all over the sensor.
-  Profiles() : arrays_(kPoints), profile_(arrays_.Profile()), mm_(arrays_.Millimetres()) {
-    std::mt19937 random(5);
-    std::uniform_real_distribution<float> rows(0, 1087);
-    for (std::size_t i = 0; i < kPoints; ++i) {
-      arrays_.column[i] = static_cast<float>(i);
-      arrays_.row[i] = rows(random);
-    }
-    profile_.point_count = kPoints;
-    profile_.sensor_width = 1456;
-    profile_.sensor_height = 1088;
-  }
-
-  Arrays arrays_;
-  tessaline_profile profile_;
-  tessaline_millimetres mm_;
-};
-
 TEST_F(Profiles, WithMorePointsThanRoomAreRefused) {
   profile_.point_count = profile_.capacity + 1;
   EXPECT_EQ(tessaline_profile_to_mm(&kHead, &profile_, &mm_), TESSALINE_PROFILE_CAPACITY);
@@ -518,52 +414,6 @@ TEST_F(Profiles, HaveNoMillimetresWhereTheyHaveNoPoint) {
     ASSERT_EQ(std::isnan(arrays_.x_sigma[i]), i % 3 == 0);
     ASSERT_EQ(std::isnan(arrays_.z_sigma[i]), i % 3 == 0);
   }
-}
-
-// Points of no line have no validity at all, wherever they would be.
-TEST_F(Profiles, MarkWhatLiesOutsideTheField) {
-  const auto head = With([](auto& c) { SetField(c, kField); });
-  for (std::size_t i = 0; i < std::size(kBeside); ++i) {
-    arrays_.column[i] = static_cast<float>(kBeside[i].column);
-    arrays_.row[i] = static_cast<float>(kBeside[i].row);
-  }
-  for (std::size_t i = std::size(kBeside); i < kPoints; i += 3) {
-    arrays_.row[i] = std::numeric_limits<float>::quiet_NaN();
-  }
-  ASSERT_EQ(tessaline_profile_to_mm(&kHead, &profile_, &mm_), 0);
-  const Arrays usual = arrays_;
-  ASSERT_EQ(tessaline_profile_to_mm(&head, &profile_, &mm_), 0);
-  std::size_t outside = 0;
-  for (std::size_t i = 0; i < kPoints; ++i) {
-    SCOPED_TRACE(i);
-    const bool is_point = !std::isnan(arrays_.row[i]);
-    tessaline_measurement point{};
-    tessaline_point_to_mm(&head, arrays_.column[i], arrays_.row[i], &point);
-    const bool inside = i < std::size(kBeside) ? kBeside[i].inside : !std::isnan(point.z_sigma);
-    ASSERT_EQ(usual.marked[i], is_point ? TESSALINE_VALID : 0);
-    ASSERT_EQ(arrays_.marked[i], !is_point ? 0
-                                 : inside  ? TESSALINE_VALID
-                                           : TESSALINE_VALID | TESSALINE_OUTSIDE_FIELD);
-    ASSERT_EQ(std::isnan(arrays_.x_sigma[i]), !(is_point && inside));
-    ASSERT_EQ(std::isnan(arrays_.z_sigma[i]), !(is_point && inside));
-    ASSERT_EQ(std::isnan(arrays_.x[i]), !is_point);
-    if (!is_point) continue;
-    ASSERT_FLOAT_EQ(arrays_.x[i], usual.x[i]);
-    ASSERT_FLOAT_EQ(arrays_.z[i], usual.z[i]);
-    if (inside) {
-      ASSERT_FLOAT_EQ(arrays_.x_sigma[i], usual.x_sigma[i]);
-    }
-    outside += !inside;
-  }
-  EXPECT_GT(outside, 100u);
-}
-
-TEST_F(Profiles, MayBeMarkedInTheirOwnArray) {
-  const auto head = With([](auto& c) { SetField(c, kField); });
-  ASSERT_EQ(tessaline_profile_to_mm(&head, &profile_, &mm_), 0);
-  mm_.valid = profile_.valid;
-  ASSERT_EQ(tessaline_profile_to_mm(&head, &profile_, &mm_), 0);
-  EXPECT_EQ(arrays_.valid, arrays_.marked);
 }
 
 TEST_F(Profiles, MayBeMeasuredWithoutMarks) {
