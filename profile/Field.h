@@ -36,20 +36,31 @@ inline int Direction(const tessaline_calibration& c) {
   return int{area > 0} - int{area < 0};
 }
 
-// The field is unknown, or a convex area on the sensor.
+// The field is unknown, or a convex area on the sensor. Every profile is checked, so the loops have
+// one length, and vectors.
 inline bool IsField(const tessaline_calibration& c) {
+  constexpr std::size_t kMost = TESSALINE_FIELD_CORNERS;
   if (c.field_corners == 0) return true;
-  if (c.field_corners > TESSALINE_FIELD_CORNERS) return false;
-  const int direction = Direction(c);
-  std::int64_t least = direction == 0 ? -1 : 0;
-  for (std::size_t i = 0; i < c.field_corners; ++i) {
-    if (c.field[i].column >= c.sensor_width || c.field[i].row >= c.sensor_height) return false;
-    // No corner lies beyond any edge.
-    for (std::size_t k = 0; k < c.field_corners; ++k) {
-      least = std::min(least, direction * Turn(c.field[i], Next(c, i), c.field[k]));
+  if (c.field_corners > kMost) return false;
+  double columns[kMost + 1];
+  double rows[kMost + 1];
+  int wrong = 0;
+  for (std::size_t i = 0; i <= kMost; ++i) {
+    const tessaline_pixel& corner = c.field[i < c.field_corners ? i : 0];
+    columns[i] = corner.column;
+    rows[i] = corner.row;
+    wrong |= int{columns[i] >= c.sensor_width} | int{rows[i] >= c.sensor_height};
+  }
+  const double direction = Direction(c);
+  // No corner lies beyond any edge.
+  for (std::size_t i = 0; i < kMost; ++i) {
+    const double along_columns = direction * (columns[i + 1] - columns[i]);
+    const double along_rows = direction * (rows[i + 1] - rows[i]);
+    for (std::size_t k = 0; k < kMost; ++k) {
+      wrong |= int{along_columns * (rows[k] - rows[i]) < along_rows * (columns[k] - columns[i])};
     }
   }
-  return least >= 0;
+  return direction != 0 && wrong == 0;
 }
 
 // The field's edges as half planes. Always the same number of them, so that a loop over points

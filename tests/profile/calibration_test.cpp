@@ -321,7 +321,18 @@ std::vector<Change> ImpossibleOnes() {
        [](auto& c) {
          SetField(c, {{10, 10}, {20, 20}, {900, 900}});
        }},
-      {"field_of_too_many_corners", [](auto& c) { c.field_corners = 9; }},
+      {"field_of_too_many_corners",  // the zeros behind the last one would make it a pie
+       [](auto& c) {
+         SetField(c, {{1000, 0},
+                      {980, 190},
+                      {920, 380},
+                      {830, 550},
+                      {550, 830},
+                      {380, 920},
+                      {190, 980},
+                      {0, 1000}});
+         c.field_corners = 9;
+       }},
       {"field_of_a_wild_number_of_corners", [](auto& c) { c.field_corners = 0x80000001; }},
       {"field_beside_the_sensor",
        [](auto& c) {
