@@ -155,8 +155,8 @@ int tessaline_strips_next(struct tessaline_strips* strips,
 
 /** A pixel of the full sensor. */
 struct tessaline_pixel {
-  uint16_t column;
-  uint16_t row;
+  uint16_t column; /**< from 0 */
+  uint16_t row;    /**< from 0 */
 };
 
 /**
