@@ -19,7 +19,7 @@ constexpr std::uint32_t kWidth = 1456;
 constexpr std::uint32_t kHeight = 1088;
 
 // What is done with the strips.
-enum class Work { kProfile, kMillimetres, kSigma };
+enum class Work { kProfile, kMillimetres, kField, kSigma };
 
 constexpr tessaline_calibration kHead{.sensor_width = kWidth,
                                       .sensor_height = kHeight,
@@ -31,7 +31,19 @@ constexpr tessaline_calibration kHead{.sensor_width = kWidth,
                                       .column_sigma = 0.03,
                                       .row_sigma = 0.05,
                                       .x_sigma = 0.001,
-                                      .z_sigma = 0.001};
+                                      .z_sigma = 0.001,
+                                      .field_corners = 0,
+                                      .field = {}};
+
+// The same head, which knows where its calibration holds.
+constexpr tessaline_calibration HeadWithField() {
+  tessaline_calibration head = kHead;
+  constexpr tessaline_pixel kCorners[] = {{20, 300},   {500, 180},  {1000, 190}, {1440, 320},
+                                          {1450, 820}, {900, 1010}, {480, 1000}, {10, 800}};
+  for (const tessaline_pixel& corner : kCorners) head.field[head.field_corners++] = corner;
+  return head;
+}
+constexpr tessaline_calibration kHeadWithField = HeadWithField();
 
 // Buffers with a line in every strip, and the arrays for one profile.
 class Profiles : private StripBuffers {
@@ -62,7 +74,9 @@ class Profiles : private StripBuffers {
     profile.valid = bytes_.data();
     profile.peak = profile.valid + n;
     profile.width = profile.peak + n;
-    tessaline_millimetres mm{profile.row + n, profile.row + 2 * n, nullptr, nullptr};
+    const tessaline_calibration& head = work == Work::kField ? kHeadWithField : kHead;
+    tessaline_millimetres mm{profile.row + n, profile.row + 2 * n, nullptr, nullptr, nullptr};
+    if (work == Work::kField) mm.valid = profile.valid;
     if (work == Work::kSigma) {
       mm.x_sigma = mm.z + n;
       mm.z_sigma = mm.x_sigma + n;
@@ -71,7 +85,7 @@ class Profiles : private StripBuffers {
     tessaline_strips_begin(&strips, Buffer(turn), Bytes(), load_.strips, kPointBytes);
     double sum = 0;
     while (tessaline_strips_next(&strips, &whole, &profile) == 0) {
-      if (work != Work::kProfile) tessaline_profile_to_mm(&kHead, &profile, &mm);
+      if (work != Work::kProfile) tessaline_profile_to_mm(&head, &profile, &mm);
       sum += static_cast<double>(floats_[floats_.size() / 2]);
     }
     return sum;
@@ -135,7 +149,8 @@ void PrintProfileRows(const Options& options) {
   const Goal goal = Goal::AtMost(3);
   print("1456 points to places / reading their bytes", kFromMemory, Work::kProfile, goal);
   print("1456 points to millimetres / reading their bytes", kFromMemory, Work::kMillimetres, goal);
-  print("the same with uncertainties / reading their bytes", kFromMemory, Work::kSigma, {});
+  print("the same with a field / reading their bytes", kFromMemory, Work::kField, goal);
+  print("1456 points with uncertainties / reading their bytes", kFromMemory, Work::kSigma, {});
   print("1456 points to millimetres / reading cached bytes", kFromCache, Work::kMillimetres, {});
 }
 

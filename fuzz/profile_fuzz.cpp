@@ -23,7 +23,7 @@ struct Arrays {
     for (auto& block : bytes) block = std::make_unique<std::uint8_t[]>(size);
   }
   std::unique_ptr<float[]> floats[6];
-  std::unique_ptr<std::uint8_t[]> bytes[3];
+  std::unique_ptr<std::uint8_t[]> bytes[4];
 };
 
 // Numbers as calibrations have them, and others.
@@ -47,6 +47,11 @@ tessaline_calibration AnyCalibration(FuzzedDataProvider& input, const tessaline_
   c.row_sigma = AnyNumber(input, 0.03);
   c.x_sigma = AnyNumber(input, 0);
   c.z_sigma = AnyNumber(input, 0);
+  if (input.ConsumeBool()) return c;
+  c.field_corners = input.ConsumeBool() ? 4 : input.ConsumeIntegral<std::uint32_t>();
+  for (tessaline_pixel& corner : c.field) {
+    corner = {input.ConsumeIntegral<std::uint16_t>(), input.ConsumeIntegral<std::uint16_t>()};
+  }
   return c;
 }
 
@@ -66,12 +71,16 @@ tessaline_geometry AnyGeometry(FuzzedDataProvider& input) {
 void Measure(const tessaline_calibration& calibration, const tessaline_profile& profile,
              const Arrays& arrays) {
   const tessaline_millimetres mm{arrays.floats[2].get(), arrays.floats[3].get(),
-                                 arrays.floats[4].get(), arrays.floats[5].get()};
+                                 arrays.floats[4].get(), arrays.floats[5].get(),
+                                 arrays.bytes[3].get()};
   const int possible = tessaline_calibration_check(&calibration);
   const int result = tessaline_profile_to_mm(&calibration, &profile, &mm);
   Require((possible == 0) == (result != TESSALINE_PROFILE_CALIBRATION), "checked is checked");
   if (result != 0) return;
   for (std::size_t i = 0; i < profile.point_count; ++i) {
+    Require((mm.valid[i] & TESSALINE_VALID) == profile.valid[i], "a point stays one");
+    const bool outside = (mm.valid[i] & TESSALINE_OUTSIDE_FIELD) != 0;
+    if (outside) Require(std::isnan(mm.x_sigma[i]) && std::isnan(mm.z_sigma[i]), "unknown");
     if (profile.valid[i] == 0) Require(std::isnan(mm.x[i]) && std::isnan(mm.z[i]), "no point");
   }
 }

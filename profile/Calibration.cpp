@@ -5,6 +5,7 @@
 #include <iterator>
 #include <limits>
 
+#include "Field.h"
 #include "PlaneMap.h"
 #include "Sigma.h"
 
@@ -153,6 +154,7 @@ bool IsPossible(const tessaline_calibration& c) {
       !near_sensor(c.centre_row, c.sensor_height)) {
     return false;
   }
+  if (!IsField(c)) return false;
   const Map map(c);
   const double determinant = map.xu * map.zv - map.xv * map.zu;
   const double size = std::abs(map.xu * map.zv) + std::abs(map.xv * map.zu);
@@ -182,10 +184,11 @@ int tessaline_point_to_mm(const struct tessaline_calibration* calibration, doubl
   }
   const auto by = map.DerivativesAt(image, plane);
   const profile::Sigma<double> sigma(*calibration);
+  const bool seen = profile::IsInField(*calibration, column, row);
   *point = {.x = map.x0 + plane.x,
             .z = map.z0 + plane.z,
-            .x_sigma = sigma.OfX(by.x_column, by.x_row),
-            .z_sigma = sigma.OfZ(by.z_column, by.z_row),
+            .x_sigma = seen ? sigma.OfX(by.x_column, by.x_row) : profile::kUnknown<double>,
+            .z_sigma = seen ? sigma.OfZ(by.z_column, by.z_row) : profile::kUnknown<double>,
             .x_column = by.x_column,
             .x_row = by.x_row,
             .z_column = by.z_column,

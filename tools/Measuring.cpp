@@ -62,12 +62,6 @@ tessaline_calibration VirtualCalibration(const Model& model) {
 
 // `asked`: the user wants it, so that there must be one.
 std::optional<tessaline_calibration> FromEeprom(const Session& session, bool asked) {
-  const auto refuse = [](const char* what) {
-    throw Failure(
-        ExitCode::kNegative, what,
-        "store one with \"tessaline calibration store FILE\", give --calibration FILE, or "
-        "--calibration none for columns and rows");
-  };
   eeprom::Content content{};
   try {
     content = eeprom::Read();
@@ -77,10 +71,12 @@ std::optional<tessaline_calibration> FromEeprom(const Session& session, bool ask
     return std::nullopt;
   }
   const auto bytes = std::span(content).subspan(calibrate::kBlockAt, calibrate::kBlockBytes);
-  if (const auto stored = calibrate::FromBlock(bytes)) return stored->numbers;
-  if (calibrate::IsBlock(bytes)) refuse("the calibration in the EEPROM is damaged");
-  if (asked) refuse("there is no calibration in the EEPROM");
-  return std::nullopt;
+  const calibrate::FoundBlock found = calibrate::FromBlock(bytes);
+  if (found.state == calibrate::FoundBlock::State::kSound) return found.stored.numbers;
+  if (found.state == calibrate::FoundBlock::State::kNone && !asked) return std::nullopt;
+  throw Failure(ExitCode::kNegative, calibrate::Complaint(found),
+                "store one with \"tessaline calibration store FILE\", give --calibration FILE, or "
+                "--calibration none for columns and rows");
 }
 
 }  // namespace

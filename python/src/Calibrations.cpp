@@ -56,9 +56,11 @@ std::string Json(const StoredCalibration& stored) {
 std::optional<StoredCalibration> FromBlock(py::handle object) {
   const Bytes bytes(object);
   const std::span block(static_cast<const std::uint8_t*>(bytes.data()), bytes.size());
-  if (auto stored = tool::calibrate::FromBlock(block)) return stored;
-  if (!tool::calibrate::IsBlock(block)) return std::nullopt;
-  Raise("CalibrationError", "the calibration in the EEPROM is damaged",
+  const tool::calibrate::FoundBlock found = tool::calibrate::FromBlock(block);
+  using State = tool::calibrate::FoundBlock::State;
+  if (found.state == State::kNone) return std::nullopt;
+  if (found.state == State::kSound) return found.stored;
+  Raise("CalibrationError", tool::calibrate::Complaint(found),
         "store one with \"tessaline calibration store FILE\"");
 }
 

@@ -56,7 +56,8 @@ struct Arrays {
         z_sigma(capacity, kUntouched),
         peak(capacity, 77),
         width(capacity, 77),
-        valid(capacity, 77) {}
+        valid(capacity, 77),
+        marked(capacity, 77) {}
 
   static constexpr float kUntouched = -12345;
 
@@ -75,11 +76,12 @@ struct Arrays {
             .sensor_height = 0};
   }
   tessaline_millimetres Millimetres() {
-    return {x.data(), z.data(), x_sigma.data(), z_sigma.data()};
+    return {x.data(), z.data(), x_sigma.data(), z_sigma.data(), marked.data()};
   }
 
   std::vector<float> column, row, x, z, x_sigma, z_sigma;
   std::vector<std::uint8_t> peak, width, valid;
+  std::vector<std::uint8_t> marked;  // valid, after it was measured
 };
 
 }  // namespace profile_test

@@ -3,42 +3,28 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <functional>
 #include <limits>
 #include <random>
 #include <string>
+#include <vector>
 
-#include "profile/StripBytes.h"
+#include "profile/Heads.h"
 
 namespace {
 
 using profile_test::Arrays;
+using profile_test::kHead;
+using profile_test::Profiles;
+using profile_test::SetField;
+using profile_test::With;
 using ::testing::Each;
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
-
-// A head as they are built: 73 mm wide, the laser plane tilted against the sensor, a lens with
-// some pincushion.
-constexpr tessaline_calibration kHead{.sensor_width = 1456,
-                                      .sensor_height = 1088,
-                                      .centre_column = 731.5,
-                                      .centre_row = 540.25,
-                                      .pixels_per_unit = 728,
-                                      .distortion = {-0.031, 0.0042, -0.0007},
-                                      .plane = {36.4, 0.42, 0.31, 0.17, -27.2, 9.6, 0.004, 0.12, 1},
-                                      .column_sigma = 0.03,
-                                      .row_sigma = 0.05,
-                                      .x_sigma = 0,
-                                      .z_sigma = 0};
-
-tessaline_calibration With(const std::function<void(tessaline_calibration&)>& change) {
-  tessaline_calibration head = kHead;
-  change(head);
-  return head;
-}
 
 struct Millimetres {
   double x, z;
@@ -327,6 +313,43 @@ std::vector<Change> ImpossibleOnes() {
       {"negative_z_sigma", [](auto& c) { c.z_sigma = -1; }},
       {"column_sigma_beyond_the_sensor", [](auto& c) { c.column_sigma = 1e200; }},
       {"x_sigma_beyond_single_precision", [](auto& c) { c.x_sigma = 1e39; }},
+      {"field_of_two_corners",
+       [](auto& c) {
+         SetField(c, {{10, 10}, {900, 900}});
+       }},
+      {"field_of_no_area",
+       [](auto& c) {
+         SetField(c, {{10, 10}, {20, 20}, {900, 900}});
+       }},
+      {"field_of_too_many_corners",  // the zeros behind the last one would make it a pie
+       [](auto& c) {
+         SetField(c, {{1000, 0},
+                      {980, 190},
+                      {920, 380},
+                      {830, 550},
+                      {550, 830},
+                      {380, 920},
+                      {190, 980},
+                      {0, 1000}});
+         c.field_corners = 9;
+       }},
+      {"field_of_a_wild_number_of_corners", [](auto& c) { c.field_corners = 0x80000001; }},
+      {"field_beside_the_sensor",
+       [](auto& c) {
+         SetField(c, {{9, 9}, {1456, 9}, {9, 900}});
+       }},
+      {"field_below_the_sensor",
+       [](auto& c) {
+         SetField(c, {{9, 9}, {900, 9}, {9, 1088}});
+       }},
+      {"field_with_a_dent",
+       [](auto& c) {
+         SetField(c, {{10, 10}, {900, 10}, {300, 300}, {10, 900}});
+       }},
+      {"field_that_crosses_itself",  // each corner turns to the same side, twice around
+       [](auto& c) {
+         SetField(c, {{700, 100}, {900, 900}, {300, 400}, {1100, 400}, {500, 900}});
+       }},
   };
 }
 
@@ -368,28 +391,6 @@ TEST(Possible, AreTheLensesWhoseRadiusGrowsUpToTheCorners) {
 
 // --- Profiles ------------------------------------------------------------------------------
 
-class Profiles : public ::testing::Test {
- protected:
-  static constexpr std::size_t kPoints = 1456;
-
-  // A point in every column, the rows all over the sensor.
-  Profiles() : arrays_(kPoints), profile_(arrays_.Profile()), mm_(arrays_.Millimetres()) {
-    std::mt19937 random(5);
-    std::uniform_real_distribution<float> rows(0, 1087);
-    for (std::size_t i = 0; i < kPoints; ++i) {
-      arrays_.column[i] = static_cast<float>(i);
-      arrays_.row[i] = rows(random);
-    }
-    profile_.point_count = kPoints;
-    profile_.sensor_width = 1456;
-    profile_.sensor_height = 1088;
-  }
-
-  Arrays arrays_;
-  tessaline_profile profile_;
-  tessaline_millimetres mm_;
-};
-
 TEST_F(Profiles, WithMorePointsThanRoomAreRefused) {
   profile_.point_count = profile_.capacity + 1;
   EXPECT_EQ(tessaline_profile_to_mm(&kHead, &profile_, &mm_), TESSALINE_PROFILE_CAPACITY);
@@ -426,6 +427,12 @@ TEST_F(Profiles, HaveNoMillimetresWhereTheyHaveNoPoint) {
   }
 }
 
+TEST_F(Profiles, MayBeMeasuredWithoutMarks) {
+  mm_.valid = nullptr;
+  ASSERT_EQ(tessaline_profile_to_mm(&kHead, &profile_, &mm_), 0);
+  EXPECT_THAT(arrays_.marked, Each(77));
+}
+
 TEST_F(Profiles, AreMeasuredUpToTheirPointsAndNoFurther) {
   for (std::size_t count = 0; count < 40; ++count) {
     Arrays fresh(41);
@@ -435,6 +442,7 @@ TEST_F(Profiles, AreMeasuredUpToTheirPointsAndNoFurther) {
     for (std::size_t i = 0; i < 41; ++i) {
       ASSERT_EQ(fresh.x[i] != Arrays::kUntouched, i < count);
       ASSERT_EQ(fresh.z_sigma[i] != Arrays::kUntouched, i < count);
+      ASSERT_EQ(fresh.marked[i] != 77, i < count);
     }
   }
 }

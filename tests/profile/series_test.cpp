@@ -52,7 +52,9 @@ tessaline_calibration IdealOptics(const Product& product) {
           .column_sigma = 0,
           .row_sigma = 1 / 32.0,
           .x_sigma = 0,
-          .z_sigma = 0};
+          .z_sigma = 0,
+          .field_corners = 0,
+          .field = {}};
 }
 
 class SeriesInMillimetres : public SeriesRun {

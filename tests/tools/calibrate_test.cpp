@@ -2,9 +2,11 @@
 #include <fmt/core.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <zlib.h>
 
 #include <cmath>
 #include <cstdio>
+#include <cstring>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -16,6 +18,8 @@
 namespace tessaline_test {
 namespace {
 
+using ::testing::ContainsRegex;
+using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::Not;
 
@@ -109,6 +113,54 @@ TEST_F(Calibrate, ReportsItsResiduals) {
   EXPECT_THAT(result.out, HasSubstr("residuals: "));
   EXPECT_THAT(result.out, HasSubstr(" um |"));
   EXPECT_THAT(result.out, HasSubstr("uncertainty of the calibration: x "));
+  EXPECT_THAT(result.out, HasSubstr("field, beyond which the uncertainty is unknown: columns "));
+  EXPECT_THAT(result.out, HasSubstr("field   |─"));
+  EXPECT_THAT(result.out, HasSubstr("lens (off the usual, sigmas): k1 "));
+}
+
+TEST_F(Calibrate, TellsScriptsWhatItDraws) {
+  const ToolResult result = Solve(Views("--virtual K3610 --optics real:3"));
+  ASSERT_EQ(result.status, 0) << result.err;
+  const auto json = result.Json();
+  const auto file = nlohmann::json::parse(FileText(head_));
+  ASSERT_GE(json["field"].size(), 3u);
+  EXPECT_EQ(json["field"], file["field"]);
+  EXPECT_LT(json["field_range"]["columns"][0], 30);
+  EXPECT_GT(json["field_range"]["columns"][1], 1425);
+  EXPECT_LT(json["field_range"]["z_mm"][0], 1);
+  EXPECT_GT(json["field_range"]["z_mm"][1], 12);
+  EXPECT_EQ(json["lens"]["k1"]["solved"], file["distortion"][0]);
+  EXPECT_EQ(json["views"][0]["across_um"].size(), 48u);
+  EXPECT_EQ(json["views"][0]["stride"], 2);  // 1456 columns, at most 1000 points
+  EXPECT_FALSE(json.contains("edges"));
+}
+
+TEST_F(Calibrate, TellsOfTheEdgesOfStairs) {
+  WriteFile(directory_ / "stairs.json",
+            R"({"kind": "stairs", "edges": [-27, -21, -15, -9, -3, 3, 9, 15, 21, 27],
+                "heights": [0, 3, 6, 9, 12, 9, 6, 3, 0]})");
+  std::string files;
+  int number = 0;
+  for (const char* place : {"", ",z=5,tilt=2,x=1", ",z=9,tilt=-4", ",z=2,tilt=-8"}) {
+    const std::string file = directory_ / fmt::format("stairs{}.csv", ++number);
+    RunTool(
+        fmt::format("capture strips -n 2 --exposure 120 -o {} --scene stairs{} --virtual K3610 "
+                    "--optics real:3",
+                    file, place));
+    files += file + " ";
+  }
+  const ToolResult result = RunTool("calibrate --target " + (directory_ / "stairs.json") + " " +
+                                    files + "-o " + head_ + " --model K3610");
+  ASSERT_EQ(result.status, 0) << result.err;
+  EXPECT_THAT(result.out, ContainsRegex("[0-9]+ edges: 0\\.[0-9]+ columns"));
+}
+
+TEST_F(Calibrate, RefusesMoreViewsThanItCanSolve) {
+  std::string files;
+  for (int i = 0; i < 101; ++i) files += fmt::format("none{}.csv ", i);
+  const ToolResult result = Solve(files);
+  EXPECT_EQ(result.status, kUsage);
+  EXPECT_THAT(result.err, HasSubstr("101 views are too many: at most 100"));
 }
 
 // The EEPROM of the virtual board lasts as long as its process, so the tool stores and reads in
@@ -121,14 +173,17 @@ TEST_F(Calibrate, IsStoredInTheEeprom) {
 }
 
 // A head's EEPROM with this calibration, as faults of the board; one bit may be wrong.
-std::string AsFaults(const std::string& head, std::size_t changed = std::string::npos) {
-  const auto block = tool::calibrate::ToBlock(tool::calibrate::ReadCalibration(head));
+std::string AsFaults(const std::vector<std::uint8_t>& block) {
   std::string faults;
   for (std::size_t i = 0; i < block.size(); ++i) {
-    const unsigned byte = block[i] ^ (i == changed ? 1u : 0u);
-    faults += fmt::format("chip eeprom {} {};", tool::calibrate::kBlockAt + i, byte);
+    faults += fmt::format("chip eeprom {} {};", tool::calibrate::kBlockAt + i, block[i]);
   }
   return faults;
+}
+std::string AsFaults(const std::string& head, std::size_t changed = std::string::npos) {
+  auto block = tool::calibrate::ToBlock(tool::calibrate::ReadCalibration(head));
+  if (changed < block.size()) block[changed] ^= 1u;
+  return AsFaults(block);
 }
 
 class CalibratedBoard : public Calibrate {
@@ -157,11 +212,91 @@ TEST_F(CalibratedBoard, IsNotOverruledSilently) {
 }
 
 TEST_F(CalibratedBoard, RefusesADamagedBlock) {
-  for (const std::size_t byte : {4u, 20u, 100u, 200u}) {
+  for (const std::size_t byte : {0u, 3u, 4u, 20u, 100u, 240u}) {
     const ToolResult result = Capture(AsFaults(head_, byte), "");
     EXPECT_EQ(result.status, kNegative) << byte;
     EXPECT_THAT(result.err, HasSubstr("the calibration in the EEPROM is damaged"));
   }
+}
+
+// Of version 3, with the check sum that belongs to it.
+TEST_F(CalibratedBoard, SaysThatABlockIsNewer) {
+  auto block = tool::calibrate::ToBlock(tool::calibrate::ReadCalibration(head_));
+  block[4] = 3;
+  const std::size_t end = block[6] - sizeof(std::uint32_t);
+  const auto check = static_cast<std::uint32_t>(crc32(0, block.data(), static_cast<uInt>(end)));
+  std::memcpy(block.data() + end, &check, sizeof check);
+  const ToolResult result = Capture(AsFaults(block), "");
+  EXPECT_EQ(result.status, kNegative);
+  EXPECT_THAT(result.err, HasSubstr("is of a newer version, 3"));
+  EXPECT_THAT(result.err, Not(HasSubstr("damaged")));
+}
+
+// A plate of which the head's middle sees only what the target covered; the ends of a line lie
+// beside.
+TEST_F(CalibratedBoard, CountsPointsOutsideTheField) {
+  const std::string from = "--calibration " + head_;
+  const ToolResult whole = Capture("", from + " --scene plane,z=5");
+  EXPECT_EQ(whole.status, 0) << whole.err;
+  EXPECT_THAT(whole.out, ContainsRegex("[0-9]+ points outside the calibrated field"));
+  const ToolResult json = Capture("", from + " --scene plane,z=5 --force --json");
+  EXPECT_GT(json.Json()["points_outside_field"], 0);
+  EXPECT_LT(json.Json()["points_outside_field"], 100);
+
+  const ToolResult middle = Capture("", from + " --scene plane,z=5 --force --roi 400 0 656 1088");
+  EXPECT_EQ(middle.status, 0) << middle.err;
+  EXPECT_THAT(middle.out, Not(HasSubstr("outside")));
+  const ToolResult none =
+      Capture("", from + " --scene plane,z=5 --force --roi 400 0 656 1088 --json");
+  EXPECT_FALSE(none.Json().contains("points_outside_field"));
+}
+
+TEST_F(CalibratedBoard, MeasuresWithACalibrationThatKnowsNoField) {
+  auto json = nlohmann::json::parse(FileText(head_));
+  json.erase("field");
+  WriteFile(head_, json.dump());
+  const ToolResult shown = RunTool("calibration show " + head_ + " --virtual K3610");
+  EXPECT_THAT(shown.out, HasSubstr("field          unknown"));
+  const ToolResult result = Capture("", "--calibration " + head_ + " --scene plane,z=5");
+  EXPECT_EQ(result.status, 0) << result.err;
+  EXPECT_THAT(result.out, Not(HasSubstr("outside")));
+}
+
+// A rehearsal reads, writes nothing, and refuses what the run would refuse.
+TEST_F(CalibratedBoard, RehearsesWhatIsReplaced) {
+  const auto rehearse = [&](const std::string& faults) {
+    return ToolRun("calibration store " + head_ + " --dry-run --virtual K3610")
+        .With("TESSALINE_BOARD_FAULTS", faults)
+        .With("TESSALINE_BOARD_TRANSCRIPT", directory_ / "transcript")
+        .Run();
+  };
+  EXPECT_THAT(rehearse("").out, HasSubstr("would replace nothing in bytes 256 to 511"));
+  const std::string transcript = FileText(directory_ / "transcript");
+  EXPECT_THAT(transcript, HasSubstr("w 0x51 00; r 0x51 "));
+  EXPECT_THAT(transcript, Not(ContainsRegex("w 0x5[01] [0-9a-f]+ ")));
+  const ToolResult same = rehearse(AsFaults(head_));
+  EXPECT_THAT(same.out, HasSubstr("would replace the calibration of a K3610"));
+  EXPECT_THAT(same.out, HasSubstr("0 pages"));
+  EXPECT_THAT(rehearse(AsFaults(head_, 20)).out, HasSubstr("would replace a damaged calibration"));
+  EXPECT_EQ(rehearse("chip eeprom 300 7").status, kExists);
+}
+
+// What is there already is not written again, and nothing of the other half is.
+TEST_F(CalibratedBoard, StoresOnlyThePagesThatChange) {
+  const ToolResult result = ToolRun("calibration store " + head_ + " --json --virtual K3610")
+                                .With("TESSALINE_BOARD_FAULTS", AsFaults(head_, 20))
+                                .With("TESSALINE_BOARD_TRANSCRIPT", directory_ / "transcript")
+                                .Run();
+  EXPECT_EQ(result.status, 0) << result.err;
+  EXPECT_EQ(result.Json()["written_bytes"], 16);
+  std::istringstream lines(FileText(directory_ / "transcript"));
+  std::vector<std::string> writes;
+  for (std::string line; std::getline(lines, line);) {
+    if (line.find("w 0x5") != std::string::npos && line.find("; r") == std::string::npos) {
+      writes.push_back(line.substr(line.find("w 0x5"), 9));
+    }
+  }
+  EXPECT_THAT(writes, ElementsAre("w 0x51 10"));
 }
 
 TEST_F(CalibratedBoard, KeepsWhatElseIsInTheEeprom) {
@@ -180,7 +315,10 @@ TEST_F(CalibratedBoard, IsShown) {
   const ToolResult result = ToolRun("calibration show eeprom --json --virtual K3610")
                                 .With("TESSALINE_BOARD_FAULTS", AsFaults(head_))
                                 .Run();
-  EXPECT_EQ(result.Json()["plane"], nlohmann::json::parse(FileText(head_))["plane"]);
+  const auto file = nlohmann::json::parse(FileText(head_));
+  EXPECT_EQ(result.Json()["plane"], file["plane"]);
+  EXPECT_EQ(result.Json()["field"], file["field"]);
+  EXPECT_GT(result.Json()["field_range"]["x_mm"][1], 30);
 }
 
 TEST_F(CalibratedBoard, StoresNoCalibrationOfAnotherSensor) {

@@ -2,7 +2,6 @@
 
 #include <cstdint>
 #include <nlohmann/json.hpp>
-#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -30,9 +29,22 @@ inline constexpr std::size_t kBlockAt = 256;
 inline constexpr std::size_t kBlockBytes = 256;
 
 std::vector<std::uint8_t> ToBlock(const StoredCalibration& stored);
-// Whether there is a block at all, sound or not.
-bool IsBlock(std::span<const std::uint8_t> bytes);
-// Nothing if the bytes are not a whole block: not one, damaged, or of a newer version.
-std::optional<StoredCalibration> FromBlock(std::span<const std::uint8_t> bytes);
+
+// What lies in the place of a block.
+struct FoundBlock {
+  enum class State {
+    kNone,     // something else
+    kSound,    // a calibration
+    kDamaged,  // bits of it are wrong, perhaps even those by which it is known
+    kNewer,    // whole, but of a version that this command does not know
+  };
+  State state = State::kNone;
+  std::uint16_t version = 0;
+  StoredCalibration stored;  // if it is sound
+};
+FoundBlock FromBlock(std::span<const std::uint8_t> bytes);
+
+// What is wrong with a block that is not sound: "the calibration in the EEPROM is damaged".
+std::string Complaint(const FoundBlock& found);
 
 }  // namespace tool::calibrate

@@ -21,11 +21,9 @@ constexpr int kPlaneNumbers = 8;
 constexpr int kDistortion = 8;
 constexpr int kCentre = 11;
 
-// What is known of a head before it is calibrated: standard deviations of its distortion and of
-// its centre, as a part of the sensor's width. They keep what the views hardly show near nothing.
+// Standard deviations of a head's distortion and of its centre, as a part of the sensor's width.
 constexpr double kUsualDistortion = 0.3;
 constexpr double kUsualCentre = 0.02;
-constexpr int kPriors = 5;
 
 // The edge of a tread lies anywhere between two columns, and one further when a point is missing or
 // the wall below shows.
@@ -63,6 +61,8 @@ Problem::Problem(unsigned sensor_width, unsigned sensor_height, const Target& ta
     std::size_t count = 0;
     for (const Piece& piece : sights_[i].outline.pieces) count += piece.end - piece.begin;
     const std::size_t stride = count / kMostSamplesPerSight + 1;
+    strides_.push_back(stride);
+    row_sigmas_.push_back(1);
     for (const Piece& piece : sights_[i].outline.pieces) {
       for (std::size_t k = piece.begin; k < piece.end; k += stride) {
         const Sample& sample = sights_[i].view.samples[k];
@@ -128,23 +128,40 @@ double Problem::CornerResidual(const tessaline_calibration& head, const Placemen
 }
 
 int Problem::operator()(const InputType& input, ValueType& value) const {
+  Evaluate(input, 0, sights_.size(), value);
+  return 0;
+}
+
+void Problem::Evaluate(const InputType& input, std::size_t begin, std::size_t end,
+                       ValueType& value) const {
   const tessaline_calibration head = Calibration(input);
   std::vector<Placement> placements;
   for (std::size_t i = 0; i < sights_.size(); ++i) placements.push_back(PlacementOf(input, i));
+  const auto asked = [&](std::size_t sight) { return sight >= begin && sight < end; };
   int next = 0;
   for (const Placed& sample : samples_) {
-    value[next++] = Residual(head, placements[sample.sight], sample) / row_sigma_;
+    const std::size_t i = sample.sight;
+    if (asked(i)) value[next] = Residual(head, placements[i], sample) / row_sigmas_[i];
+    ++next;
   }
   for (std::size_t i = 0; i < sights_.size(); ++i) {
     if (!sights_[i].outline.corners_are_measured) continue;
     for (const Corner& corner : sights_[i].outline.corners) {
-      value[next++] = CornerResidual(head, placements[i], corner) / corner_sigma_;
+      if (asked(i)) value[next] = CornerResidual(head, placements[i], corner) / corner_sigma_;
+      ++next;
     }
   }
-  for (const double k : head.distortion) value[next++] = k / kUsualDistortion;
-  value[next++] = (head.centre_column - width_ / 2.0) / (kUsualCentre * width_);
-  value[next++] = (head.centre_row - height_ / 2.0) / (kUsualCentre * width_);
-  return 0;
+  for (const Prior& prior : Priors(head)) value[next++] = prior.Off();
+}
+
+std::array<Problem::Prior, Problem::kPriors> Problem::Priors(
+    const tessaline_calibration& head) const {
+  const double centre = kUsualCentre * width_;
+  return {{{"k1", 0, kUsualDistortion, head.distortion[0]},
+           {"k2", 0, kUsualDistortion, head.distortion[1]},
+           {"k3", 0, kUsualDistortion, head.distortion[2]},
+           {"centre_column", width_ / 2.0, centre, head.centre_column},
+           {"centre_row", height_ / 2.0, centre, head.centre_row}}};
 }
 
 // Central differences. Poses are often near 0, where a step in proportion would be lost in
@@ -152,14 +169,24 @@ int Problem::operator()(const InputType& input, ValueType& value) const {
 int Problem::df(const InputType& input, JacobianType& jacobian) const {
   constexpr double kStep = 1e-6;  // mm, radians; pixels and map in proportion
   InputType moved = input;
-  ValueType above(values_);
-  ValueType below(values_);
+  ValueType above = ValueType::Zero(values_);
+  ValueType below = ValueType::Zero(values_);
   for (int k = 0; k < inputs_; ++k) {
+    // A pose moves its own sight only.
+    std::size_t begin = 0;
+    std::size_t end = sights_.size();
+    if (k >= kHead) {
+      end = static_cast<std::size_t>(std::upper_bound(first_.begin(), first_.end(), k) -
+                                     first_.begin());
+      begin = end - 1;
+      above.setZero();
+      below.setZero();
+    }
     const double step = kStep * std::max(std::abs(input[k]), 1.0);
     moved[k] = input[k] + step;
-    (*this)(moved, above);
+    Evaluate(moved, begin, end, above);
     moved[k] = input[k] - step;
-    (*this)(moved, below);
+    Evaluate(moved, begin, end, below);
     moved[k] = input[k];
     jacobian.col(k) = (above - below) / (2 * step);
   }
@@ -167,26 +194,29 @@ int Problem::df(const InputType& input, JacobianType& jacobian) const {
 }
 
 void Problem::WeighBy(const InputType& input) {
-  const tessaline_calibration head = Calibration(input);
+  const std::vector<double> corners = CornerErrors(input);
   double squares = 0;
-  double count = 0;
-  for (std::size_t i = 0; i < sights_.size(); ++i) {
-    if (!sights_[i].outline.corners_are_measured) continue;
-    for (const Corner& corner : sights_[i].outline.corners) {
-      const double off = CornerResidual(head, PlacementOf(input, i), corner);
-      squares += off * off;
-      count += 1;
-    }
+  for (const double off : corners) squares += off * off / static_cast<double>(corners.size());
+  if (!corners.empty()) corner_sigma_ = std::max(std::sqrt(squares), kLeastCornerSigma);
+  // A view's own: the mean of more profiles has less noise.
+  std::vector<double> counts(sights_.size());
+  row_sigmas_.assign(sights_.size(), 0);
+  for (const Error& error : Errors(input)) {
+    row_sigmas_[error.sight] += error.pixels * error.pixels;
+    counts[error.sight] += 1;
   }
-  if (count > 0) corner_sigma_ = std::max(std::sqrt(squares / count), kLeastCornerSigma);
-  row_sigma_ = std::max(RowError(input), kLeastRowSigma);
+  for (std::size_t i = 0; i < sights_.size(); ++i) {
+    const double free = std::max(counts[i] - inputs_ / static_cast<double>(sights_.size()), 1.0);
+    row_sigmas_[i] = std::max(std::sqrt(row_sigmas_[i] / free), kLeastRowSigma);
+  }
 }
 
 std::size_t Problem::DropOutliers(const InputType& input, double sigmas) {
   const tessaline_calibration head = Calibration(input);
   const std::size_t before = samples_.size();
   std::erase_if(samples_, [&](const Placed& sample) {
-    return std::abs(Residual(head, PlacementOf(input, sample.sight), sample)) > sigmas * row_sigma_;
+    return std::abs(Residual(head, PlacementOf(input, sample.sight), sample)) >
+           sigmas * row_sigmas_[sample.sight];
   });
   for (std::size_t i = 0; i < sights_.size(); ++i) {
     Outline& outline = sights_[i].outline;
@@ -212,12 +242,22 @@ std::vector<Problem::Error> Problem::Errors(const InputType& input) const {
   return errors;
 }
 
-double Problem::RowError(const InputType& input) const {
-  double squares = 0;
-  for (const Error& error : Errors(input)) squares += error.pixels * error.pixels;
-  // The solver has used up as many of them as it has unknowns.
-  const double free = std::max(static_cast<double>(samples_.size()) - inputs_, 1.0);
-  return std::sqrt(squares / free);
+std::vector<double> Problem::CornerErrors(const InputType& input) const {
+  const tessaline_calibration head = Calibration(input);
+  std::vector<double> errors;
+  for (std::size_t i = 0; i < sights_.size(); ++i) {
+    if (!sights_[i].outline.corners_are_measured) continue;
+    for (const Corner& corner : sights_[i].outline.corners) {
+      errors.push_back(CornerResidual(head, PlacementOf(input, i), corner));
+    }
+  }
+  return errors;
+}
+
+std::vector<Sample> Problem::Places() const {
+  std::vector<Sample> places;
+  for (const Placed& sample : samples_) places.push_back({sample.column, sample.row});
+  return places;
 }
 
 Eigen::Vector3d Problem::ImagePoint(double column, double row) const {

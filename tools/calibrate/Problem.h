@@ -1,6 +1,7 @@
 #pragma once
 
 #include <Eigen/Core>
+#include <array>
 #include <optional>
 #include <vector>
 
@@ -65,10 +66,27 @@ class Problem {
     double mm;
   };
   std::vector<Error> Errors(const InputType& input) const;
+  // The same of the measured corners, in columns.
+  std::vector<double> CornerErrors(const InputType& input) const;
+
+  // What is known of a head before it is calibrated keeps what the views hardly show near it.
+  struct Prior {
+    const char* name;
+    double usual;
+    double sigma;
+    double solved;
+    double Off() const { return (solved - usual) / sigma; }
+  };
+  static constexpr int kPriors = 5;
+  std::array<Prior, kPriors> Priors(const tessaline_calibration& head) const;
 
   tessaline_calibration Calibration(const InputType& input) const;
   const std::vector<Sight>& sights() const { return sights_; }
   std::size_t Samples() const { return samples_.size(); }
+  // Where on the sensor the target was seen, as far as that is used.
+  std::vector<Sample> Places() const;
+  // Every how many columns a sight has a sample.
+  std::size_t StrideOf(std::size_t sight) const { return strides_[sight]; }
 
  private:
   struct Placed {
@@ -80,9 +98,9 @@ class Problem {
   struct Placement;  // a pose with numbers
 
   void CountValues();
+  // Of these sights only; what other sights have stays.
+  void Evaluate(const InputType& input, std::size_t begin, std::size_t end, ValueType& value) const;
   Placement PlacementOf(const InputType& input, std::size_t sight) const;
-  // Root mean square of the residuals in pixels of row.
-  double RowError(const InputType& input) const;
   double Residual(const tessaline_calibration& head, const Placement& placement,
                   const Placed& sample) const;
   double CornerResidual(const tessaline_calibration& head, const Placement& placement,
@@ -96,8 +114,9 @@ class Problem {
   Target target_;
   std::vector<Sight> sights_;
   std::vector<Placed> samples_;
-  std::vector<int> first_;  // input of each sight's unknown pose
-  double row_sigma_ = 1;
+  std::vector<std::size_t> strides_;
+  std::vector<int> first_;          // input of each sight's unknown pose
+  std::vector<double> row_sigmas_;  // of each sight
   double corner_sigma_ = 1;
   int inputs_ = kHead;
   int values_ = 0;

@@ -11,6 +11,7 @@
 #include <unsupported/Eigen/NonLinearOptimization>
 
 #include "Failure.h"
+#include "calibrate/Field.h"
 
 namespace tool::calibrate {
 namespace {
@@ -28,25 +29,16 @@ constexpr double kMostScatter = 1;      // pixels, of a line at rest
 constexpr double kMostOverNoise = 4;
 constexpr double kSpeckleAtRest = 0.03;  // pixels
 
-void Minimise(const Problem& problem, VectorXd& input) {
-  Problem functor = problem;
-  Eigen::LevenbergMarquardt<Problem> solver(functor);
-  solver.parameters.maxfev = 2000;
-  solver.parameters.xtol = 1e-12;
-  solver.parameters.ftol = 1e-14;
-  solver.minimize(input);
-}
-
 [[noreturn]] void RefuseViews(const std::string& what) {
   throw Failure(ExitCode::kUsage, "the views do not determine the head: " + what,
                 "take the target at several heights and tilts, across the whole field of view");
 }
 
-// What the samples cover, in pixels. Beyond it, a calibration is a guess.
-struct Field {
+// What the samples cover, in pixels.
+struct Cover {
   double left = HUGE_VAL, right = -HUGE_VAL, top = HUGE_VAL, bottom = -HUGE_VAL;
 
-  explicit Field(const std::vector<Sight>& sights) {
+  explicit Cover(const std::vector<Sight>& sights) {
     for (const Sight& sight : sights) {
       for (const Piece& piece : sight.outline.pieces) {
         for (std::size_t i = piece.begin; i < piece.end; ++i) {
@@ -120,6 +112,10 @@ void SetSigmas(const Problem& problem, const VectorXd& input, tessaline_calibrat
   std::vector<Variance> z_variances;
   double x_low = HUGE_VAL, x_high = -HUGE_VAL, z_low = HUGE_VAL, z_high = -HUGE_VAL;
   ForPlaces(problem.sights(), [&](double column, double row) {
+    tessaline_measurement point{};
+    tessaline_point_to_mm(&calibration, column, row, &point);
+    const bool outside_field = std::isnan(point.x_sigma);
+    if (outside_field) return;
     Eigen::Matrix<double, 2, Problem::kHead> by_parameter;
     for (int k = 0; k < Problem::kHead; ++k) {
       const double step = std::max(std::abs(input[k]), 1e-3) * 1e-5;
@@ -144,8 +140,6 @@ void SetSigmas(const Problem& problem, const VectorXd& input, tessaline_calibrat
     const Eigen::Matrix2d here = by_parameter *
                                  covariance.topLeftCorner(Problem::kHead, Problem::kHead) *
                                  by_parameter.transpose();
-    tessaline_measurement point{};
-    tessaline_point_to_mm(&calibration, column, row, &point);
     x_variances.push_back({here(0, 0), std::pow(calibration.row_sigma * point.x_row, 2)});
     z_variances.push_back({here(1, 1), std::pow(calibration.row_sigma * point.z_row, 2)});
   });
@@ -193,23 +187,31 @@ void SetErrors(const Problem& problem, const VectorXd& input, Solution& solution
     Fit fit{problem.sights()[i].view.name,
             std::sqrt(sum.pixels / std::max(sum.count, 1.0)),
             std::sqrt(sum.mm / std::max(sum.count, 1.0)),
-            {}};
+            {},
+            problem.StrideOf(i)};
     // 0 / 0, where there are none, is the NaN that is promised.
     for (std::size_t k = 0; k < kBins; ++k) fit.across.push_back(sum.across[k] / sum.counts[k]);
     solution.fits.push_back(std::move(fit));
   }
+  const std::vector<double> corners = problem.CornerErrors(input);
+  solution.corners = corners.size();
+  for (const double off : corners) solution.corner_error += off * off;
+  if (!corners.empty()) {
+    solution.corner_error = std::sqrt(solution.corner_error / static_cast<double>(corners.size()));
+  }
+  solution.priors = problem.Priors(solution.calibration);
 }
 
-void RequireField(const Problem& problem, unsigned sensor_width, unsigned sensor_height) {
+void RequireCover(const Problem& problem, unsigned sensor_width, unsigned sensor_height) {
   constexpr double kLeastWidth = 0.5;
   constexpr double kLeastHeight = 0.25;
-  const Field field(problem.sights());
-  if (field.right - field.left < kLeastWidth * sensor_width) {
-    RefuseViews(fmt::format("they only cover columns {:.0f} to {:.0f} of {}", field.left,
-                            field.right, sensor_width));
+  const Cover cover(problem.sights());
+  if (cover.right - cover.left < kLeastWidth * sensor_width) {
+    RefuseViews(fmt::format("they only cover columns {:.0f} to {:.0f} of {}", cover.left,
+                            cover.right, sensor_width));
   }
-  if (field.bottom - field.top < kLeastHeight * sensor_height) {
-    RefuseViews(fmt::format("they only cover rows {:.0f} to {:.0f} of {}", field.top, field.bottom,
+  if (cover.bottom - cover.top < kLeastHeight * sensor_height) {
+    RefuseViews(fmt::format("they only cover rows {:.0f} to {:.0f} of {}", cover.top, cover.bottom,
                             sensor_height));
   }
 }
@@ -269,14 +271,52 @@ void FixFrame(const Target& target, std::vector<Sight>& sights) {
 
 }  // namespace
 
-Solution Solve(unsigned sensor_width, unsigned sensor_height, const Target& target,
-               std::vector<Sight> sights) {
-  constexpr std::size_t kFewestViews = 3;
-  if (sights.size() < kFewestViews) {
-    throw Failure(ExitCode::kUsage,
-                  fmt::format("{} views are too few to calibrate a head", sights.size()),
+void RequireViews(std::size_t views) {
+  constexpr std::size_t kFewest = 3;
+  constexpr std::size_t kMost = 100;  // two minutes and half a gigabyte
+  if (views < kFewest) {
+    throw Failure(ExitCode::kUsage, fmt::format("{} views are too few to calibrate a head", views),
                   "take the target at three or more heights, some of them tilted");
   }
+  if (views > kMost) {
+    throw Failure(ExitCode::kUsage,
+                  fmt::format("{} views are too many: at most {} are solved at once", views, kMost),
+                  "leave out some that are near others");
+  }
+}
+
+void Minimise(const Problem& problem, VectorXd& input, int most_evaluations) {
+  using Eigen::LevenbergMarquardtSpace::Status;
+  Problem functor = problem;
+  Eigen::LevenbergMarquardt<Problem> solver(functor);
+  solver.parameters.maxfev = most_evaluations;
+  solver.parameters.xtol = 1e-12;
+  solver.parameters.ftol = 1e-14;
+  const auto refuse = [](const std::string& what) {
+    throw Failure(ExitCode::kUsage, "the solver found no calibration: " + what,
+                  "is the target's shape the given one, and is each view of it sharp?");
+  };
+  switch (solver.minimize(input)) {
+    case Status::RelativeReductionTooSmall:
+    case Status::RelativeErrorTooSmall:
+    case Status::RelativeErrorAndReductionTooSmall:
+    case Status::CosinusTooSmall:
+    // As near as numbers can tell.
+    case Status::FtolTooSmall:
+    case Status::XtolTooSmall:
+    case Status::GtolTooSmall:
+      return;
+    case Status::TooManyFunctionEvaluation:
+      refuse(fmt::format("it still improves after {} steps", most_evaluations));
+      return;
+    default:
+      refuse("the equations have no solution");
+  }
+}
+
+Solution Solve(unsigned sensor_width, unsigned sensor_height, const Target& target,
+               std::vector<Sight> sights) {
+  RequireViews(sights.size());
   FixFrame(target, sights);
   for (Sight& sight : sights) {
     if (sight.view.scatter > kMostScatter) {
@@ -288,7 +328,7 @@ Solution Solve(unsigned sensor_width, unsigned sensor_height, const Target& targ
     sight.outline = TakeApart(sight.view, target, sensor_width / 2.0);
   }
   Problem problem(sensor_width, sensor_height, target, std::move(sights));
-  RequireField(problem, sensor_width, sensor_height);
+  RequireCover(problem, sensor_width, sensor_height);
   VectorXd input = problem.Guess();
   if (problem.values() <= problem.inputs()) RefuseViews("there are too few points");
 
@@ -318,6 +358,7 @@ Solution Solve(unsigned sensor_width, unsigned sensor_height, const Target& targ
                static_cast<double>(problem.sights().size());
   }
   solution.calibration.row_sigma = std::hypot(solution.error_pixels, std::sqrt(scatter));
+  SetField(problem.Places(), solution.calibration);
   SetSigmas(problem, input, solution.calibration);
   if (tessaline_calibration_check(&solution.calibration) != 0) {
     RefuseViews("no lens distorts like this");

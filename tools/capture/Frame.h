@@ -25,7 +25,8 @@ struct Frame {
   std::uint64_t encoder_stamp;
   std::span<const std::uint8_t> raw;  // as the library delivered it, header included
 
-  std::vector<Point> points;  // of a strip
+  std::vector<Point> points;        // of a strip
+  std::uint64_t outside_field = 0;  // of them, where the calibration was not seen
 
   unsigned width = 0;  // of an image
   unsigned height = 0;

@@ -58,6 +58,7 @@ void StripReader::Measure(const tessaline_profile& profile, Frame& frame) {
     tessaline_millimetres mm{};
     mm.x = x_.data();
     mm.z = z_.data();
+    mm.valid = valid_.data();
     if (StatesUncertainty(*calibration_)) {
       mm.x_sigma = x_sigma_.data();
       mm.z_sigma = z_sigma_.data();
@@ -67,6 +68,7 @@ void StripReader::Measure(const tessaline_profile& profile, Frame& frame) {
   frame.points.reserve(profile.point_count);
   for (std::size_t i = 0; i < profile.point_count; ++i) {
     if (valid_[i] == 0) continue;
+    frame.outside_field += (valid_[i] & TESSALINE_OUTSIDE_FIELD) != 0;
     // Without a calibration, the arrays stay as they were made.
     frame.points.push_back({static_cast<unsigned>(std::lround(columns_[i])), rows_[i], peaks_[i],
                             widths_[i], x_[i], z_[i], x_sigma_[i], z_sigma_[i]});

@@ -114,6 +114,7 @@ void Recorder::WriteFrame(const Frame& frame) {
   writer_.Write(frame);
   light_.Look(frame);
   ++result_.frames;
+  result_.outside_field += frame.outside_field;
   if (last_id_ && frame.id > *last_id_ + 1) result_.missing += frame.id - *last_id_ - 1;
   last_id_ = frame.id;
   if (!first_encoder_stamp_) first_encoder_stamp_ = frame.encoder_stamp;

@@ -23,9 +23,10 @@ struct RecordingLimits {
 struct RecordingResult {
   std::uint64_t frames = 0;  // written
   double seconds = 0;
-  std::uint64_t missing = 0;  // ids left out between frames written
-  std::uint64_t dropped = 0;  // frames that the tool had no room for
-  Losses losses;              // between the start and the last frame wanted
+  std::uint64_t missing = 0;        // ids left out between frames written
+  std::uint64_t dropped = 0;        // frames that the tool had no room for
+  std::uint64_t outside_field = 0;  // points where the calibration was not seen
+  Losses losses;                    // between the start and the last frame wanted
   bool interrupted = false;
   bool no_more_came = false;
   bool moved = false;              // by the encoder

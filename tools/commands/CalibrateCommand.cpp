@@ -9,6 +9,7 @@
 #include "OutputFile.h"
 #include "Region.h"
 #include "calibrate/CalibrationFile.h"
+#include "calibrate/Field.h"
 #include "calibrate/Solve.h"
 #include "commands/Commands.h"
 
@@ -103,6 +104,7 @@ class CalibrateCommand : public Command {
     const bool overwrite = MayOverwrite(output_, force_);
     if (IsStandardOutput(output_)) LibraryOutput::Instance().KeepUserForData();
     RequireOnceEach();
+    calibrate::RequireViews(files_.size());
     WholeFile output(output_, overwrite);
     std::vector<calibrate::Sight> sights;
     for (const std::string& file : files_) {
@@ -161,39 +163,104 @@ class CalibrateCommand : public Command {
     }
   }
 
-  void Report(Session& session, const Solution& solution) const {
-    const tessaline_calibration& c = solution.calibration;
+  // Which cells of the drawing lie over the field.
+  static std::string Ruler(const tessaline_calibration& c, std::size_t cells) {
+    const calibrate::Extent extent = calibrate::ExtentOf(c);
+    const auto cell_of = [&](int column) {
+      return static_cast<std::size_t>(column / c.sensor_width * static_cast<double>(cells));
+    };
+    const std::size_t first = cell_of(extent.columns[0]);
+    const std::size_t last = cell_of(extent.columns[1]);
+    std::string line;
+    for (std::size_t i = 0; i < cells; ++i) line += i < first || i > last ? " " : "─";
+    return line;
+  }
+
+  static double LargestDrawn(const Solution& solution) {
     double largest = 0;
     for (const calibrate::Fit& fit : solution.fits) {
       for (const double residual : fit.across) {
         if (!std::isnan(residual)) largest = std::max(largest, std::abs(residual));
       }
     }
-    session.Print("{} points of {} on the target, {} left out\n", solution.samples,
-                  Counted(files_.size(), "view"), solution.outliers);
+    return largest;
+  }
+
+  // Returns what is told of the views.
+  static Json ReportFits(Session& session, const Solution& solution) {
+    const double largest = LargestDrawn(solution);
     Json fits = Json::array();
     for (const calibrate::Fit& fit : solution.fits) {
-      session.Print("  {:>7.2f} um |{}| {}\n", fit.error_mm * calibrate::kMicrometres,
-                    Drawn(fit.across, largest), fit.name);
+      session.Print("  {:>7.2f} um |{}| {}{}\n", fit.error_mm * calibrate::kMicrometres,
+                    Drawn(fit.across, largest), fit.name,
+                    fit.stride > 1 ? fmt::format(", 1 column of {}", fit.stride) : "");
+      Json across = Json::array();
+      for (const double residual : fit.across) {
+        across.push_back(std::isnan(residual) ? Json() : Json(residual * calibrate::kMicrometres));
+      }
       fits.push_back({{"file", fit.name},
                       {"residual_um", fit.error_mm * calibrate::kMicrometres},
-                      {"residual_pixels", fit.error_pixels}});
+                      {"residual_pixels", fit.error_pixels},
+                      {"stride", fit.stride},
+                      {"across_um", across}});
     }
+    session.Print("     field   |{}|\n",
+                  Ruler(solution.calibration, solution.fits[0].across.size()));
     session.Print("residuals: {:.2f} um, {:.3f} pixels; the drawn means reach {:.2f} um\n",
                   solution.error_mm * calibrate::kMicrometres, solution.error_pixels,
                   largest * calibrate::kMicrometres);
+    if (solution.corners > 0) {
+      session.Print("{}: {:.2f} columns\n", Counted(solution.corners, "edge"),
+                    solution.corner_error);
+    }
+    return fits;
+  }
+
+  // How far the lens is from what is usual.
+  static Json ReportPriors(Session& session, const Solution& solution) {
+    Json priors = Json::object();
+    std::string line;
+    for (const calibrate::Problem::Prior& prior : solution.priors) {
+      line += fmt::format("{}{} {:.5g} ({:+.2f})", line.empty() ? "" : ", ", prior.name,
+                          prior.solved, prior.Off());
+      priors[prior.name] = {{"solved", prior.solved},
+                            {"usual", prior.usual},
+                            {"usual_sigma", prior.sigma},
+                            {"sigmas_off", prior.Off()}};
+    }
+    session.Print("lens (off the usual, sigmas): {}\n", line);
+    return priors;
+  }
+
+  void Report(Session& session, const Solution& solution) const {
+    const tessaline_calibration& c = solution.calibration;
+    session.Print("{} points of {} on the target, {} left out\n", solution.samples,
+                  Counted(files_.size(), "view"), solution.outliers);
+    const Json fits = ReportFits(session, solution);
+    const Json priors = ReportPriors(session, solution);
     session.Print("a row of one profile: {:.3f} pixels (1 sigma)\n", c.row_sigma);
     session.Print("uncertainty of the calibration: x {:.2f} um, z {:.2f} um (1 sigma)\n",
                   c.x_sigma * calibrate::kMicrometres, c.z_sigma * calibrate::kMicrometres);
+    session.Print("field, beyond which the uncertainty is unknown: {}\n",
+                  calibrate::FieldInWords(c));
     session.Print("wrote {}\n", output_);
-    session.Emit({{"file", output_},
-                  {"points", solution.samples},
-                  {"left_out", solution.outliers},
-                  {"residual_um", solution.error_mm * calibrate::kMicrometres},
-                  {"residual_pixels", solution.error_pixels},
-                  {"x_sigma_um", c.x_sigma * calibrate::kMicrometres},
-                  {"z_sigma_um", c.z_sigma * calibrate::kMicrometres},
-                  {"views", fits}});
+    Json json{{"file", output_},
+              {"points", solution.samples},
+              {"left_out", solution.outliers},
+              {"residual_um", solution.error_mm * calibrate::kMicrometres},
+              {"residual_pixels", solution.error_pixels},
+              {"row_sigma_pixels", c.row_sigma},
+              {"x_sigma_um", c.x_sigma * calibrate::kMicrometres},
+              {"z_sigma_um", c.z_sigma * calibrate::kMicrometres},
+              {"field", calibrate::FieldCorners(c)},
+              {"field_range", calibrate::FieldRange(c)},
+              {"lens", priors},
+              {"views", fits}};
+    if (solution.corners > 0) {
+      json["edges"] = solution.corners;
+      json["edge_residual_columns"] = solution.corner_error;
+    }
+    session.Emit(json);
   }
 
   CLI::App* app_ = nullptr;

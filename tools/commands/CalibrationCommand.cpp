@@ -1,16 +1,21 @@
 #include <algorithm>
 #include <span>
 
+#include "Counted.h"
 #include "EepromStore.h"
 #include "Failure.h"
 #include "Measuring.h"
+#include "Printable.h"
 #include "calibrate/CalibrationFile.h"
+#include "calibrate/Field.h"
 #include "commands/Commands.h"
 
 namespace tool {
 namespace {
 
+using calibrate::FoundBlock;
 using calibrate::StoredCalibration;
+using State = FoundBlock::State;
 
 constexpr About kCalibrationAbout{
     "calibration", "Shows a head's calibration, or stores it in its EEPROM", Touches::kReads,
@@ -56,7 +61,7 @@ class CalibrationCommand : public Command {
     const StoredCalibration stored =
         file_ == "eeprom" ? FromEeprom() : calibrate::ReadCalibration(file_);
     const tessaline_calibration& c = stored.numbers;
-    session.Print("model          {}\n", stored.model);
+    session.Print("model          {}\n", Printable(stored.model));
     session.Print("sensor         {} x {} pixels\n", c.sensor_width, c.sensor_height);
     session.Print("distortion     {:.6f} {:.6f} {:.6f} about column {:.2f}, row {:.2f}\n",
                   c.distortion[0], c.distortion[1], c.distortion[2], c.centre_column, c.centre_row);
@@ -69,17 +74,19 @@ class CalibrationCommand : public Command {
     }
     session.Print("1 sigma        row {:.3f} pixels, x {:.2f} um, z {:.2f} um\n", c.row_sigma,
                   c.x_sigma * calibrate::kMicrometres, c.z_sigma * calibrate::kMicrometres);
-    session.Emit(calibrate::ToJson(stored));
+    session.Print("field          {}{}\n", calibrate::FieldInWords(c),
+                  c.field_corners > 0 ? "" : ": uncertainties are stated everywhere");
+    Json json = calibrate::ToJson(stored);
+    json["field_range"] = calibrate::FieldRange(c);
+    session.Emit(json);
     return ExitCode::kOk;
   }
 
   static StoredCalibration FromEeprom() {
     eeprom::Content content = eeprom::Read();
-    const auto stored = calibrate::FromBlock(BlockOf(content));
-    if (stored) return *stored;
-    throw Failure(ExitCode::kNegative,
-                  calibrate::IsBlock(BlockOf(content)) ? "the calibration in the EEPROM is damaged"
-                                                       : "there is no calibration in the EEPROM",
+    const FoundBlock found = calibrate::FromBlock(BlockOf(content));
+    if (found.state == State::kSound) return found.stored;
+    throw Failure(ExitCode::kNegative, calibrate::Complaint(found),
                   "store one with \"tessaline calibration store FILE\"");
   }
 
@@ -87,28 +94,55 @@ class CalibrationCommand : public Command {
     const StoredCalibration stored = calibrate::ReadCalibration(file_);
     RequireSensor(stored.numbers, session.model(), file_);
     const auto block = calibrate::ToBlock(stored);
-    if (session.options().dry_run) {
-      session.Print(
-          "would write the whole store: bytes 0 to {} as they are, then the calibration, unless "
-          "something else lies there\nNothing was read or written (--dry-run).\n",
-          calibrate::kBlockAt - 1);
-      session.Emit({{"bytes", block.size()}, {"offset", calibrate::kBlockAt}, {"dry_run", true}});
-      return ExitCode::kOk;
-    }
-    eeprom::Content content = eeprom::Read();
+    const eeprom::Content before = eeprom::Read();
+    eeprom::Content content = before;
     const auto place = BlockOf(content);
-    if (!force_ && !calibrate::IsBlock(place) && !IsEmpty(place)) {
+    const FoundBlock found = calibrate::FromBlock(place);
+    const bool is_other = found.state == State::kNone && !IsEmpty(place);
+    const std::string old = is_other ? "something else" : Replaced(found);
+    if (is_other && !force_) {
       throw Failure(ExitCode::kExists, "the second half of the EEPROM holds something else",
                     "save it with \"tessaline eeprom dump -o FILE\", then give --force");
     }
     std::ranges::copy(block, place.begin());
-    eeprom::Write(content);
+    const std::size_t pages = eeprom::PagesThatDiffer(before, content);
+    Json json{{"file", file_},
+              {"bytes", block.size()},
+              {"offset", calibrate::kBlockAt},
+              {"replaces", old},
+              {"written_bytes", pages * eeprom::kPageBytes}};
+    if (session.options().dry_run) {
+      session.Print(
+          "would replace {} in bytes {} to {} of the EEPROM: {} of {} bytes differ\n"
+          "Nothing was written (--dry-run).\n",
+          old, calibrate::kBlockAt, calibrate::kBlockAt + block.size() - 1, Counted(pages, "page"),
+          eeprom::kPageBytes);
+      json["dry_run"] = true;
+      session.Emit(json);
+      return ExitCode::kOk;
+    }
+    eeprom::WriteChanges(before, content);
     if (eeprom::Read() != content) {
       throw Failure(ExitCode::kNegative, "the EEPROM does not hold what was written");
     }
-    session.Print("the calibration of {} is stored in the EEPROM and read back\n", file_);
-    session.Emit({{"file", file_}, {"bytes", block.size()}, {"offset", calibrate::kBlockAt}});
+    session.Print("the calibration of {} is stored in the EEPROM and read back; it replaces {}\n",
+                  file_, old);
+    session.Emit(json);
     return ExitCode::kOk;
+  }
+
+  // What is overwritten, for people.
+  static std::string Replaced(const FoundBlock& found) {
+    switch (found.state) {
+      case State::kNone:
+        return "nothing";
+      case State::kSound:
+        return fmt::format("the calibration of a {}", Printable(found.stored.model));
+      case State::kDamaged:
+        return "a damaged calibration";
+      default:
+        return "a calibration of a newer version";
+    }
   }
 
   CLI::App* app_ = nullptr;

@@ -154,6 +154,10 @@ class CaptureCommand : public Command {
         result.missing, result.losses.malformed, result.losses.fpga_lost,
         result.losses.triggers_lost, result.dropped);
     if (what_ == "strips") session.Print("{}\n", measuring.Description());
+    if (result.outside_field > 0) {
+      session.Print("{} outside the calibrated field: their uncertainty is unknown\n",
+                    Counted(result.outside_field, "point"));
+    }
     Json json{{"frames", result.frames},
               {"seconds", result.seconds},
               {"rate", rate},
@@ -166,6 +170,7 @@ class CaptureCommand : public Command {
               {"unit", measuring.Unit()},
               {"calibration", measuring.calibrated() ? Json(measuring.source) : Json()},
               {"files", result.frames > 0 ? files : std::vector<std::string>()}};
+    if (result.outside_field > 0) json["points_outside_field"] = result.outside_field;
     const std::string warning = Warning(result, measuring);
     if (!warning.empty()) json["warning"] = warning;
     const std::optional<Failure> failure = FailureOf(result);

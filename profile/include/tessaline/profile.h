@@ -96,6 +96,12 @@ struct tessaline_strips {
 int tessaline_strips_begin(struct tessaline_strips* strips, const void* data, size_t bytes,
                            uint32_t count, uint32_t point_bytes);
 
+/** What a point's validity says: bits. Without TESSALINE_VALID there is no point. */
+enum tessaline_validity {
+  TESSALINE_VALID = 1,        /**< a point of the line */
+  TESSALINE_OUTSIDE_FIELD = 2 /**< measured, but the calibration was not seen there */
+};
+
 /**
  * The laser line of one frame. The caller sets the capacity and the arrays;
  * tessaline_strips_next() fills in the rest. The sensor's width is room enough for a
@@ -109,8 +115,8 @@ struct tessaline_profile {
                         with width. */
   uint8_t* width;  /**< of the line in pixels; 0 if the layout has none. May be null together
                         with peak. */
-  uint8_t* valid;  /**< 1: a point of the line. 0: no line in this column, or not a place on
-                        the sensor. */
+  uint8_t* valid;  /**< TESSALINE_VALID, or 0: no line in this column, or not a place on the
+                        sensor. */
 
   size_t point_count;     /**< points in the arrays */
   uint64_t frame_id;      /**< see tessaline_strip_header */
@@ -144,6 +150,15 @@ int tessaline_strips_next(struct tessaline_strips* strips,
 
 /* --- From rows and columns to millimetres ------------------------------------------------- */
 
+/** Corners that a calibration's field may have. */
+#define TESSALINE_FIELD_CORNERS 8
+
+/** A pixel of the full sensor. */
+struct tessaline_pixel {
+  uint16_t column; /**< from 0 */
+  uint16_t row;    /**< from 0 */
+};
+
 /**
  * How a head sees its laser plane. x lies across, along the laser line; z is the height.
  * From a pixel of the full sensor (column, row) to millimetres:
@@ -158,6 +173,10 @@ int tessaline_strips_next(struct tessaline_strips* strips,
  *
  * 1-sigma uncertainties: those of column and row go through the derivatives of this map;
  * that of the calibration itself is added in quadrature.
+ *
+ * The field is where the calibration was seen to hold: a convex polygon on the sensor.
+ * Beyond it x and z are the map's, and their uncertainty is NaN, which means: unknown, the
+ * calibration was not seen there. Without a field the uncertainties hold everywhere.
  */
 struct tessaline_calibration {
   double sensor_width;    /**< columns of the full sensor that was calibrated */
@@ -171,13 +190,16 @@ struct tessaline_calibration {
   double row_sigma;       /**< 1-sigma of a point's row, pixels */
   double x_sigma;         /**< 1-sigma of the calibration itself across, mm; 0 if not known */
   double z_sigma;         /**< 1-sigma of the calibration itself in height, mm; 0 if not known */
+  uint32_t field_corners; /**< 3 to TESSALINE_FIELD_CORNERS; 0: the field is not known */
+  struct tessaline_pixel field[TESSALINE_FIELD_CORNERS]; /**< corners of the field, one after
+                               the other in either direction; what lies on an edge is inside */
 };
 
 /**
  * Checks that a calibration can be one: all numbers finite and of usual size, the centre
  * within a sensor's size of the sensor, the map invertible, the whole
  * sensor on this side of the horizon, the distortion growing outwards everywhere on the
- * sensor, no negative sigma.
+ * sensor, no negative sigma, the field unknown or a convex area on the sensor.
  *
  * @return 0, TESSALINE_PROFILE_CALIBRATION or TESSALINE_PROFILE_ARGUMENT
  */
@@ -189,6 +211,9 @@ struct tessaline_millimetres {
   float* z;       /**< height, mm; NaN where the profile has no point */
   float* x_sigma; /**< 1-sigma of x, mm. May be null together with z_sigma. */
   float* z_sigma; /**< 1-sigma of z, mm. May be null together with x_sigma. */
+  uint8_t* valid; /**< tessaline_validity: TESSALINE_OUTSIDE_FIELD is added for points outside
+                       the calibration's field; their sigmas are NaN. May be null, or the
+                       profile's own array. */
 };
 
 /**
@@ -213,8 +238,8 @@ int tessaline_profile_to_mm(const struct tessaline_calibration* calibration,
 struct tessaline_measurement {
   double x;        /**< across, mm */
   double z;        /**< height, mm */
-  double x_sigma;  /**< 1-sigma of x, mm */
-  double z_sigma;  /**< 1-sigma of z, mm */
+  double x_sigma;  /**< 1-sigma of x, mm; NaN outside the calibration's field */
+  double z_sigma;  /**< 1-sigma of z, mm; NaN outside the calibration's field */
   double x_column; /**< mm of x per pixel of column */
   double x_row;    /**< mm of x per pixel of row */
   double z_column; /**< mm of z per pixel of column */
