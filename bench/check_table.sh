@@ -12,7 +12,7 @@ printf '%s\n' "$table" | awk -F'|' '
   BEGIN {
     wanted["image reorder "] = 9
     wanted[" / bare walk, "] = 3
-    wanted[" / reading their bytes"] = 3
+    wanted[" / reading their bytes"] = 4
     wanted[" / reading cached bytes"] = 1
     wanted[", waiting in poll / not waiting"] = 2
     wanted["poll of a device and a wake-up, "] = 1

@@ -233,7 +233,7 @@ def test_what_the_solver_refuses(views: list[Profiles], tmp_path: Path) -> None:
         (views, {"model": "K36"}, "nearest"),
         (views, {"at": [0]}, "6 files, but 1 place"),
         (views, {"target": tmp_path / "none.json", "pitch": None, "depth": None}, "none.json"),
-        ([tmp_path / "none.csv"], {}, "cannot read .*none.csv"),
+        ([tmp_path / "none.csv", *views], {}, "cannot read .*none.csv"),
         (views, {"pitch": 9.5}, ""),
         ([], {}, ""),
     ]

@@ -94,9 +94,13 @@ TEST_F(ViewFile, IsThatOfTheSensor) {
 
 // All of its places would be on the larger sensor, too.
 TEST_F(ViewFile, OfAnotherModelIsRefused) {
-  const std::string view = directory_ / "k36.csv";
-  ASSERT_EQ(RunTool("capture strips -n 1 -o " + view + " --virtual K3610").status, kOk);
-  const ToolResult result = RunTool("calibrate --target plane --at 0 " + view + " -o " +
+  std::string views;
+  for (const char* name : {"a.csv", "b.csv", "c.csv"}) {
+    const std::string view = directory_ / name;
+    ASSERT_EQ(RunTool("capture strips -n 1 -o " + view + " --virtual K3610").status, kOk);
+    views += " --at 0 " + view;
+  }
+  const ToolResult result = RunTool("calibrate --target plane" + views + " -o " +
                                     (directory_ / "a.cal") + " --model K4010");
   EXPECT_EQ(result.status, kUsage);
   EXPECT_THAT(result.err, HasSubstr("is of a sensor of 1456x1088, not of 4096x1080"));
