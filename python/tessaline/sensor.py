@@ -2,39 +2,34 @@
 
 from __future__ import annotations
 
-import atexit
 import operator
 import os
-import signal
-import threading
 import weakref
 from collections.abc import Callable, Iterable, Iterator, Sequence
-from contextlib import suppress
-from types import FrameType, ModuleType, TracebackType
-from typing import Any, ClassVar, Self
+from typing import Any
 
-from . import _loader, _rules, _said, recipes
-from ._calls import Calls, number
-from .calibration import Calibration
+from . import recipes
+from ._calls import number
+from ._lifecycle import START_S, Lifecycle
 from .buffers import Image, StripBuffer
-from .errors import RefusedError, StartUpError, TessalineError
-from .events import Event, EventQueue
+from .calibration import Calibration
+from .errors import RefusedError
+from .events import Event
 from .geometry import Geometry
 from .profiles import Profiles
 from .recipes import Recipe
 from .settings import Groups
 from .streams import FrameStream, OnLoss
-from .virtual import Fault, FrameFault, VirtualBoard
+from .virtual import Fault, FrameFault
 
 __all__ = ["Sensor"]
 
 _IMAGES = 1
 _STRIPS = 0
 _BACKLOG_BYTES = 64 << 20
-_START_S = 20.0
 
 
-class Sensor(Groups):
+class Sensor(Lifecycle, Groups):
     """A sensor, started and ready. A context manager: on exit laser and acquisition are off.
 
     ::
@@ -76,11 +71,6 @@ class Sensor(Groups):
         reopened: whether the device was started by an earlier Sensor of this process.
     """
 
-    _lock: ClassVar[threading.RLock] = threading.RLock()
-    _open: ClassVar[Sensor | None] = None
-    _version: ClassVar[int] = 0
-    _started: ClassVar[tuple[str, bool] | None] = None
-
     def __init__(
         self,
         model: str,
@@ -90,193 +80,26 @@ class Sensor(Groups):
         optics: str | None = None,
         faults: Iterable[Fault | FrameFault] = (),
         sleep_factor: float | None = None,
-        start_timeout_s: float = _START_S,
+        start_timeout_s: float = START_S,
     ) -> None:
-        if not isinstance(model, str):
-            raise TypeError(f"model must be a str such as 'K3610', not {type(model).__name__}")
-        faults = tuple(faults)
-        only_virtual = (scene, optics, sleep_factor) != (None, None, None) or faults
-        if only_virtual and not virtual:
-            raise StartUpError(
-                "scene, optics, faults and sleep_factor are those of a virtual board",
-                "say virtual=True",
-            )
-        try:
-            # The library takes any code that begins like a product's; here that is a typing error.
-            self._product = _rules.product(model)
-        except RefusedError as error:
-            raise StartUpError(error.what, error.advice) from None
-        self.model = model
-        self.virtual = bool(virtual)
-        self.board: VirtualBoard | None = None
-        with Sensor._lock:
-            self._require_free()
-            module = _loader.load(self.virtual)
-            self.reopened = Sensor._started is not None
-            if self.virtual:
-                self.board = VirtualBoard(module)
-                self.board._prepare(
-                    model,
-                    scene or "belt",
-                    optics or "ideal",
-                    faults,
-                    1 if sleep_factor is None else sleep_factor,
-                    select=not self.reopened,
-                )
-            self._calls = Calls(module)
-            self._running: weakref.ref[FrameStream[Any]] | None = None
-            self._terminate: Callable[[int, FrameType | None], Any] | int | None = None
-            if not self.reopened:
-                self._start(module, start_timeout_s)
-            Sensor._open = self
-        self._events = EventQueue(module, self._switch_off)
-        Groups.__init__(self, self._calls, model)
         self._laser: str | None = None
-        self._calls.watch(self._events.raise_failure)
-        atexit.register(self._at_exit)
-        self._catch_termination()
-        try:
-            self._bring_to_start()
-        except BaseException:
-            self.close()
-            raise
+        self._running: weakref.ref[FrameStream[Any]] | None = None
+        Lifecycle.__init__(
+            self,
+            model,
+            virtual=virtual,
+            scene=scene,
+            optics=optics,
+            faults=tuple(faults),
+            sleep_factor=sleep_factor,
+            start_timeout_s=start_timeout_s,
+        )
+        Groups.__init__(self, self._calls, model)
 
-    # --- Opening and closing
-
-    def _require_free(self) -> None:
-        other = Sensor._open
-        if other is not None and other._calls._process == os.getpid():
-            raise StartUpError(
-                f"a Sensor of this process is open already, a {other.model}",
-                "close it first (a with block does so), or use another process for a second sensor",
-            )
-        started = Sensor._started
-        if started is not None and started != (self.model, self.virtual):
-            raise StartUpError(
-                f"this process has started a {started[0]}, and a process can start one device, once",
-                f"open the {self.model} in a new process (in a notebook: restart the kernel)",
-            )
-
-    def _start(self, module: ModuleType, timeout_s: float) -> None:
-        if not self.virtual:
-            _require_board()
-        module.prepare(_said.library_level())
-        Sensor._version = module.GetLibVersion(self.model)
-        # Whatever comes of it, the library does not start twice.
-        Sensor._started = (self.model, self.virtual)
-        result = module.start(int(timeout_s * 1000))
-        if result != 0:
-            raise StartUpError(
-                f"the device cannot be started: {_said.refusal() or 'the library does not say why'}",
-                "tessaline.check() shows what is wrong with the hardware",
-            )
-
-    def _bring_to_start(self) -> None:
-        self._calls.raw("SetGlobalControl", 0)
-        if self.reopened:
-            self._calls.raw("CloseLaser")
-            for name, *arguments in (
-                ("SetDriveMode", 0),
-                ("SetReverseMode", 0),
-                ("SetExposureNum", 1),
-                ("SetTriMode", 3),
-                ("SetTriSpacing", 4000),
-                ("SetLaserMode", 0),
-            ):
-                self._calls.raw(name, *arguments)
-        self._calls.last.clear()
-
-    def close(self) -> None:
-        """Stops the acquisition, switches the laser off, and lets another Sensor be opened.
-
-        May be called more than once. Does nothing in a child process.
-
-        Raises:
-            RefusedError: the laser cannot be switched off. Everything else is done.
-            CallbackError: a callback failed since the last call.
-        """
-        if self._calls._process != os.getpid():
-            return
-        with Sensor._lock:
-            if Sensor._open is not self:
-                return
-            Sensor._open = None
-        atexit.unregister(self._at_exit)
-        try:
-            self._quiet()
-        finally:
-            self._calls.close("the sensor is closed")
-            self._release_termination()
-            self._events.stop()
-        self._events.raise_failure()
-
-    def _quiet(self) -> None:
-        self._calls.watch(lambda: None)
+    def _end_loops(self) -> None:
         stream = self._running() if self._running is not None else None
         if stream is not None:
-            with suppress(TessalineError):
-                stream.close()
-        with suppress(TessalineError):
-            self._calls.raw("SetExtTriggerState", 0)
-            self._calls.raw("SetDADelayState", 0)
-        self._switch_off()
-
-    def _switch_off(self) -> None:
-        # The laser first: stopping the acquisition takes a second.
-        try:
-            self._calls.set("CloseLaser")
-        finally:
-            self._calls.raw("SetGlobalControl", 0)
-
-    def _at_exit(self) -> None:
-        try:
-            self.close()
-        except TessalineError as error:
-            _said.log.error("%s", error)
-
-    def _catch_termination(self) -> None:
-        # By default SIGTERM ends Python at once, with the laser on.
-        if threading.current_thread() is not threading.main_thread():
-            return
-        if signal.getsignal(signal.SIGTERM) is signal.SIG_DFL:
-            self._terminate = signal.signal(signal.SIGTERM, _leave)
-
-    def _release_termination(self) -> None:
-        if self._terminate is None or signal.getsignal(signal.SIGTERM) is not _leave:
-            return
-        if threading.current_thread() is threading.main_thread():
-            signal.signal(signal.SIGTERM, self._terminate)
-
-    def __enter__(self) -> Self:
-        self._calls.require()
-        return self
-
-    def __exit__(
-        self,
-        kind: type[BaseException] | None,
-        error: BaseException | None,
-        traceback: TracebackType | None,
-    ) -> None:
-        if error is None:
-            self.close()
-            return
-        try:
-            self.close()
-        except TessalineError as second:
-            error.add_note(f"and on closing: {second}")
-
-    def __del__(self) -> None:
-        # A sensor that nobody holds any more can take no frames.
-        with suppress(Exception):
-            self.close()
-
-    def __repr__(self) -> str:
-        kind = "virtual " if self.virtual else ""
-        state = "" if Sensor._open is self else ", closed"
-        return f"<Sensor {kind}{self.model}{state}>"
-
-    def __reduce__(self) -> Any:
-        raise TypeError("a Sensor cannot be pickled: open it in the process that uses it")
+            stream.close()
 
     # --- Frames
 
@@ -590,24 +413,3 @@ class Sensor(Groups):
         for kind in kinds:
             self._switch(switches[kind], on=True)
         return self._events.iterate(timeout_s)
-
-
-def _leave(number: int, _: FrameType | None) -> None:
-    raise SystemExit(128 + number)
-
-
-def _require_board() -> None:
-    for path in ("/dev/mem", "/dev/video0", "/dev/video1"):
-        try:
-            os.close(os.open(path, os.O_RDWR | os.O_CLOEXEC | os.O_NONBLOCK))
-        except OSError as error:
-            missing = isinstance(error, FileNotFoundError)
-            raise StartUpError(
-                f"cannot open {path}: {error.strerror}",
-                "this machine is not a sensor's board: try it with virtual=True"
-                if missing
-                else "run as root or as a member of the group tessaline; "
-                '"tessaline check" looks at everything',
-            ) from None
-
-

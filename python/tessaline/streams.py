@@ -133,13 +133,14 @@ class FrameStream(Generic[_F]):
             raise
 
     async def _readable(self, loop: asyncio.AbstractEventLoop, seconds: float) -> None:
+        # Not wait_for(): it may swallow a cancellation that comes together with a frame.
         ready = asyncio.Event()
+        timer = loop.call_later(min(max(seconds, 0.001), _SLICE_MS / 1000), ready.set)
         loop.add_reader(self._inbox.fileno, ready.set)
         try:
-            await asyncio.wait_for(ready.wait(), min(max(seconds, 0.001), _SLICE_MS / 1000))
-        except asyncio.TimeoutError:
-            pass
+            await ready.wait()
         finally:
+            timer.cancel()
             loop.remove_reader(self._inbox.fileno)
 
     # --- either

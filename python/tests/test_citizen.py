@@ -357,3 +357,42 @@ def test_the_interpreter_options_of_careful_people() -> None:
         check=False,
     )
     assert (done.returncode, done.stdout, done.stderr) == (0, "", "")
+
+
+def test_a_sensor_that_nobody_holds_is_closed() -> None:
+    status, out, err = run(
+        """
+        import gc
+        def use():
+            sensor = tessaline.Sensor("K3610", virtual=True, sleep_factor=0)
+            sensor.laser.on()
+            return sensor.board
+        board = use()
+        gc.collect()
+        print(board.line(907))
+        with tessaline.Sensor("K3610", virtual=True, sleep_factor=0) as sensor: print("again")
+        """
+    )
+    assert (status, out, err) == (0, "0\nagain\n", "")
+
+
+def test_ctrl_c_while_closing_still_switches_the_laser_off() -> None:
+    status, out, err = run(
+        """
+        import atexit
+        from tessaline import _lifecycle
+        sensor = tessaline.Sensor("K3610", virtual=True)
+        atexit._clear()  # so that ours runs after the package's
+        board = sensor.board
+        atexit.register(lambda: print(board.line(907)))
+        atexit.register(sensor._exit)
+        sensor.laser.on()
+        stream = sensor.strips()
+        next(stream)
+        threading.Timer(0.3, os.kill, (os.getpid(), signal.SIGINT)).start()
+        try: sensor.close()
+        except KeyboardInterrupt: print("interrupted")
+        """
+    )
+    assert (status, err) == (0, "")
+    assert out.endswith("0\n")

@@ -69,7 +69,8 @@ def test_a_second_loop_inside_the_first_is_refused(sensor: Sensor) -> None:
 def test_frames_of_an_earlier_run_do_not_come(sensor: Sensor) -> None:
     for _ in range(5):
         stream = sensor.strips()
-        assert [strip.frame_id for strip in next(stream)] == list(range(1, 11))
+        ids = [strip.frame_id for strip in next(stream)]
+        assert ids == list(range(1, len(ids) + 1))
         stream.close()
 
 
