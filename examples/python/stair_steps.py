@@ -24,7 +24,7 @@ def main() -> None:
     with tessaline.Sensor("K3610", virtual=True, scene="stairs") as sensor:
         heights = treads(sensor.profiles(50))
     for left, right in zip(heights, heights[1:]):
-        print(f"from {left:6.3f} mm to {right:6.3f} mm: {right - left:+.3f} mm")
+        print(f"from {left:z6.3f} mm to {right:z6.3f} mm: {right - left:+.3f} mm")
 
 
 if __name__ == "__main__":
