@@ -20,7 +20,7 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/tessaline
   ${PROJECT_SOURCE_DIR}/profile/include/tessaline DESTINATION include
   COMPONENT board-kit EXCLUDE_FROM_ALL)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples DESTINATION .
-  COMPONENT board-kit EXCLUDE_FROM_ALL PATTERN CMakeLists.txt EXCLUDE)
+  COMPONENT board-kit EXCLUDE_FROM_ALL PATTERN CMakeLists.txt EXCLUDE PATTERN python EXCLUDE)
 file(GLOB kit_pages ${PROJECT_SOURCE_DIR}/docs/on-a-board.md ${PROJECT_SOURCE_DIR}/docs/*-format.md
   ${PROJECT_SOURCE_DIR}/docs/bring-up.md ${PROJECT_SOURCE_DIR}/docs/tool.md
   ${PROJECT_SOURCE_DIR}/docs/sensor-tables.md ${PROJECT_SOURCE_DIR}/docs/profile.md)

@@ -21,7 +21,8 @@ class Calls:
         self.module = module
         self._process = os.getpid()
         self._closed = ""
-        #: The arguments of the last call, by function: some settings cannot be read back.
+        #: The arguments of the last call, by function, the latest last: some settings cannot be
+        #: read back.
         self.last: dict[str, tuple[Any, ...]] = {}
         self._failure: Callable[[], None] = lambda: None
 
@@ -48,8 +49,13 @@ class Calls:
         self.require()
         self._failure()
         _said.forget()
-        self.last[name] = arguments
+        self.note(name, arguments)
         return getattr(self.module, name)(*arguments)
+
+    def note(self, name: str, arguments: tuple[Any, ...]) -> None:
+        """Remembers a call."""
+        self.last.pop(name, None)
+        self.last[name] = arguments
 
     def set(self, name: str, *arguments: Any, good: tuple[int, ...] = (0,)) -> None:
         """Makes a call that tells whether it succeeded. Raises RefusedError when it did not."""

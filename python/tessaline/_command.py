@@ -15,11 +15,11 @@ from .errors import TessalineError
 _NAME = "tessaline"
 
 
-def find() -> Path:
+def find(failure: type[TessalineError] = TessalineError) -> Path:
     """The command that belongs to the library in use, else that of the path.
 
     Raises:
-        TessalineError: it is not installed.
+        TessalineError: of the class ``failure``: it is not installed.
     """
     library = Path(_profile.library_path()).resolve().parent
     for folder in (library, library.parent / "bin", library.parent.parent / "bin"):
@@ -27,7 +27,7 @@ def find() -> Path:
             return command
     if found := shutil.which(_NAME):
         return Path(found)
-    raise TessalineError(
+    raise failure(
         'the command "tessaline" was not found', "install the package tessaline-tools"
     )
 

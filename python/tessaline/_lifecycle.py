@@ -29,6 +29,7 @@ class Lifecycle:
     _open: ClassVar[weakref.ref[Lifecycle] | None] = None
     _version: ClassVar[int] = 0
     _started: ClassVar[tuple[str, bool] | None] = None
+    _start_size: ClassVar[tuple[int, int]]
 
     def __init__(
         self,
@@ -129,6 +130,9 @@ class Lifecycle:
         self._calls.raw("SetGlobalControl", 0)
         if self.reopened:
             self._calls.raw("CloseLaser")
+            width, height = self._product["width"], self._product["height"]
+            # A K40's drive modes keep the place of the region, and refuse what lies beyond.
+            self._calls.raw("SetROI1", 0, 0, width // 2, height // 16 * 8)
             for name, *arguments in (
                 ("SetDriveMode", 0),
                 ("SetReverseMode", 0),
@@ -138,7 +142,15 @@ class Lifecycle:
                 ("SetLaserMode", 0),
             ):
                 self._calls.raw(name, *arguments)
+            if self._size() != self._start_size:
+                # The drive mode of a K38 brings twice the rows of a start.
+                self._calls.raw("SetROI1", 0, 0, *self._start_size)
+        else:
+            Lifecycle._start_size = self._size()
         self._calls.last.clear()
+
+    def _size(self) -> tuple[int, int]:
+        return self._calls.raw("GetImageWidth"), self._calls.raw("GetImageHeight")
 
     def close(self) -> None:
         """Stops the acquisition, switches the laser off, and lets another Sensor be opened.

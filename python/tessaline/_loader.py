@@ -17,6 +17,7 @@ from types import ModuleType
 
 from .errors import StartUpError
 
+_BOARD = "libtessaline-board.so"
 _loaded: tuple[bool, ModuleType] | None = None
 
 
@@ -35,16 +36,22 @@ def load(virtual: bool) -> ModuleType:
                 f"use {kinds[virtual]} in another process",
             )
         return _loaded[1]
-    if not virtual:
-        module = importlib.import_module("tessaline._device")
-    elif _board_is_preloaded():
-        module = importlib.import_module("tessaline._virtual")
-    else:
-        flags = sys.getdlopenflags()
-        sys.setdlopenflags(os.RTLD_NOW | os.RTLD_LOCAL | os.RTLD_DEEPBIND)
-        try:
-            module = importlib.import_module("tessaline._virtual")
-        finally:
-            sys.setdlopenflags(flags)
+    module = _virtual() if virtual else importlib.import_module("tessaline._device")
     _loaded = (virtual, module)
     return module
+
+
+def _virtual() -> ModuleType:
+    flags = sys.getdlopenflags()
+    if not _board_is_preloaded():
+        sys.setdlopenflags(os.RTLD_NOW | os.RTLD_LOCAL | os.RTLD_DEEPBIND)
+    try:
+        return importlib.import_module("tessaline._virtual")
+    except ImportError as error:
+        if _BOARD not in str(error):
+            raise
+        raise StartUpError(
+            f"there is no virtual board: {error}", "install the package tessaline-board"
+        ) from None
+    finally:
+        sys.setdlopenflags(flags)

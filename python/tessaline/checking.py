@@ -9,6 +9,7 @@ import subprocess
 from dataclasses import dataclass
 from typing import Any
 
+from . import _command
 from .errors import RefusedError, StartUpError, TessalineError
 
 __all__ = ["CheckResult", "CheckStep", "Verdict", "check"]
@@ -93,7 +94,7 @@ def check(
     laser: bool = False,
     passive: bool = False,
     timeout: float = 120.0,
-    command: str | os.PathLike[str] = "tessaline",
+    command: str | os.PathLike[str] | None = None,
 ) -> CheckResult:
     """Checks a board step by step, as ``tessaline check`` does.
 
@@ -106,7 +107,8 @@ def check(
         laser: also drives the laser, and looks for its line.
         passive: only the steps that change nothing on the board.
         timeout: seconds after which the check is ended.
-        command: path of the command; without a folder it is looked for in PATH.
+        command: path of the command; without a folder it is looked for in PATH. None: the one that
+            belongs to this package's libraries.
 
     Raises:
         StartUpError: the command is not there, cannot reach the device, or took too long.
@@ -119,6 +121,8 @@ def check(
     if not isinstance(model, str):
         raise TypeError(f"model must be a string, not {type(model).__name__} ({model!r})")
     board = "--virtual" if virtual else "--model"
+    if command is None:
+        command = _command.find(StartUpError)
     arguments = [os.fspath(command), "check", "--json", board, model]
     arguments += ["--laser"] if laser else []
     arguments += ["--passive"] if passive else []

@@ -275,7 +275,7 @@ def apply(calls: Calls, model: str, recipe: Recipe) -> None:
     for step in calls.module.recipe_steps(recipe._text, model):
         name, _, listed = step.call.rstrip(")").partition("(")
         arguments = tuple(listed.split(", "))
-        calls.last[name] = tuple(map(_argument, arguments))
+        calls.note(name, tuple(map(_argument, arguments)))
         if not calls.raw("run_step", step):
             raise calls.refused(name, arguments)
 

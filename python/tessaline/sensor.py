@@ -289,9 +289,23 @@ class Sensor(Lifecycle, Groups):
 
     @property
     def geometry(self) -> Geometry:
-        """How frames lie on the full sensor, as region, drive mode and direction are set."""
+        """How frames lie on the full sensor, as region, drive mode and direction are set.
+
+        Raises:
+            RefusedError: the drive mode was changed after the region, on a K39 or K40, whose sensor
+                then has a region that nobody asked for. Set the region again.
+        """
         last = self._calls.last
         region = last.get("SetROI1")
+        order = list(last)
+        if region is not None and "SetDriveMode" in order[order.index("SetROI1") :]:
+            if self._product["sensor"] in ("GSPRINT6502BSI", "e2v Flash 4K"):
+                raise RefusedError(
+                    "where frames lie on the sensor is not known: the drive mode was changed after "
+                    "the region",
+                    "set the drive mode first, and then the region",
+                )
+            region = None  # the others' modes bring a region of their own
         return Geometry.of(
             self.model,
             None if region is None else (region[0], region[1], region[2], region[3]),

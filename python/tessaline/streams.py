@@ -75,7 +75,7 @@ class FrameStream(Generic[_F]):
         self._since = 0
         self._timeout_s = timeout_s
         self._on_loss = on_loss
-        self._last_id: int | None = None
+        self._last_id = 0  # ids begin anew with the loop, at 1
         self._current: _F | None = None
         self._state: Literal["new", "running", "over"] = "new"
         self._end = end
@@ -239,7 +239,7 @@ class FrameStream(Generic[_F]):
         first, last = ids
         before = self._last_id
         self._last_id = last
-        if before is None or first <= before:
+        if first <= before:
             before = first - 1
         return max(0, last - before - count)
 

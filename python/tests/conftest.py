@@ -8,8 +8,6 @@ import shutil
 import pytest
 import tessaline
 
-pytest_plugins = ["tessaline.pytest_plugin"]
-
 
 @pytest.fixture
 def command() -> str:

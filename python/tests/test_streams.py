@@ -138,6 +138,14 @@ def test_a_loss_is_raised(sensor: Sensor) -> None:
     assert (laser(sensor), running(sensor)) == (0, 0)
 
 
+def test_a_loss_at_the_very_beginning_is_one(sensor: Sensor) -> None:
+    assert sensor.board is not None
+    sensor.board.plant(FrameFault("strips", "lost"))
+    stream = sensor.strips(50, on_loss="count")
+    first = next(stream)[0].frame_id
+    assert stream.lost == first - 1 > 0
+
+
 def test_a_loss_is_counted(sensor: Sensor) -> None:
     assert sensor.board is not None
     sensor.board.plant(FrameFault("strips", "lost", skip=3))

@@ -1,7 +1,7 @@
 #!/bin/sh
 # Installs the packages of a directory in a fresh Debian 12. Uses them as the guide to the first
-# scan does, and to build applications. Then removes them and compares the files with those from
-# before. Needs root and the network.
+# scan and the tutorial of the Python package do, and to build applications. Then removes them and
+# compares the files with those from before. Needs root and the network.
 #   check_in_chroot.sh PACKAGES
 set -eu
 "$(dirname "$0")/../../scripts/setup" debootstrap
@@ -16,6 +16,9 @@ for package in "$packages"/*.deb; do
   case "$package" in *-dbgsym_*) ;; *) cp "$package" "$root/packages" ;; esac
 done
 cp -r "$tests" "$root/tests"
+mkdir "$root/python"
+cp -r "$tests/../../docs" "$tests/../../examples" "$root"
+cp -r "$tests/../../python/tests" "$root/python"
 # The commands of the guide, except those that install.
 awk '/^```sh$/ { typed = 1; next } /^```/ { typed = 0 } typed' "$guide" >"$root/first-scan"
 grep -q 'tessaline capture strips' "$root/first-scan"
@@ -33,7 +36,8 @@ files() { (cd "$root" && find etc lib usr var -xdev ! -path 'var/cache/*' ! -pat
 
 # Installs all dependencies first, so that only the packages themselves make a difference.
 quietly 'apt-get update && apt-get install -y --no-install-recommends \
-  cmake gcc g++ libc6-dev libcli11-dev libpng-dev libfmt9 ninja-build pkg-config'
+  cmake gcc g++ libc6-dev libcli11-dev libpng-dev libfmt9 ninja-build pkg-config \
+  python3-matplotlib python3-numpy python3-pytest'
 files >"$packages/before"
 quietly 'apt-get install -y --no-install-recommends /packages/*.deb'
 echo "the first scan"
@@ -42,7 +46,13 @@ echo "applications"
 in_root 'sh /tests/check_consumers.sh /usr /tmp/consumers
   cc -std=gnu11 $(pkg-config --cflags tessaline) /tests/consumer/scan.c $(pkg-config --libs tessaline) -o /tmp/scan.out
   tessaline-board run --model K4010 -- /tmp/scan.out K4010'
-quietly 'apt-get purge -y libtessaline1 libtessaline-profile1 libtessaline-dev tessaline-tools tessaline-board'
+echo "Python"
+in_root 'cd /python/tests && export PYTHONDONTWRITEBYTECODE=1
+  python3 -m pytest -q -p no:cacheprovider test_tutorial.py test_examples.py
+  sh /tests/check_python.sh /usr /tmp/python
+  apt-get remove -y -q tessaline-board && python3 /tmp/python/no_board.py'
+quietly 'apt-get purge -y libtessaline1 libtessaline-profile1 libtessaline-dev python3-tessaline \
+  tessaline-tools tessaline-board'
 files >"$packages/after"
 diff "$packages/before" "$packages/after" || {
   echo "the packages leave these differences behind"
