@@ -12,6 +12,7 @@
 #include "Bytes.h"
 #include "Failure.h"
 #include "Raise.h"
+#include "WithoutGil.h"
 #include "calibrate/CalibrationFile.h"
 
 namespace py = pybind11;
@@ -37,7 +38,7 @@ auto OrCalibrationError(Function function) {
 
 StoredCalibration Read(const std::string& path) {
   return OrCalibrationError([&] {
-    const py::gil_scoped_release release;  // a slow disk, or a pipe
+    const WithoutGil release;  // a slow disk, or a pipe
     return tool::calibrate::ReadCalibration(path);
   });
 }
@@ -102,7 +103,7 @@ py::tuple Measure(const StoredCalibration& stored, const Numbers<float>& columns
   mm.z_sigma = arrays[3].mutable_data();
   int result = 0;
   {
-    const py::gil_scoped_release release;
+    const WithoutGil release;
     result = tessaline_profile_to_mm(&stored.numbers, &profile, &mm);
   }
   Require(result);
@@ -123,7 +124,7 @@ py::tuple ForEach(const Numbers<double>& first, const Numbers<double>& second, C
   const double* const others = second.data();
   const py::ssize_t count = first.size();
   {
-    const py::gil_scoped_release release;
+    const WithoutGil release;
     for (py::ssize_t i = 0; i < count; ++i) {
       std::array<double, kResults> numbers;
       numbers.fill(kNowhere);

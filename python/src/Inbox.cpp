@@ -96,7 +96,7 @@ void Inbox::Deliver(unsigned first, unsigned second, const void* data) try {
   offered_ = {first, second, Loan::Of(data, bytes)};
   offer_ = Offer::kOpen;
   Signal();
-  const auto is_over = [this] { return offer_ == Offer::kNone; };
+  const auto is_over = [this] { return offer_ == Offer::kNone || offer_ == Offer::kRevoked; };
   if (settled_.wait_for(lock, patience_, is_over)) return;
   if (offer_ == Offer::kOpen) {
     offered_ = {};
@@ -118,13 +118,14 @@ void Inbox::Deliver(unsigned first, unsigned second, const void* data) try {
   ++counters_.dropped;
 }
 
-void Inbox::Open(std::size_t backlog_bytes) {
+std::uint64_t Inbox::Open(std::size_t backlog_bytes) {
   const std::lock_guard lock(mutex_);
   open_ = true;
   backlog_limit_ = backlog_bytes;
   last_stamp_ = 0;
   patience_ = kFirstPatience;
   Unsignal();
+  return ++opening_;
 }
 
 void Inbox::Close() {
@@ -132,6 +133,7 @@ void Inbox::Close() {
   {
     const std::lock_guard lock(mutex_);
     open_ = false;
+    Signal();  // whoever waits
     offered_ = {};
     offer_ = Offer::kNone;
     backlog_.clear();
@@ -140,8 +142,24 @@ void Inbox::Close() {
   settled_.notify_all();
 }
 
-std::optional<Delivery> Inbox::Take() {
+bool Inbox::IsOpen(std::uint64_t opening) {
   const std::lock_guard lock(mutex_);
+  return open_ && opening == opening_;
+}
+
+void Inbox::Detach() {
+  {
+    const std::lock_guard lock(mutex_);
+    if (offer_ != Offer::kTaken) return;
+    if (const auto loan = taken_.lock()) loan->Detach();
+    offer_ = Offer::kRevoked;
+  }
+  settled_.notify_all();
+}
+
+std::optional<Delivery> Inbox::Take(std::uint64_t opening) {
+  const std::lock_guard lock(mutex_);
+  if (!open_ || opening != opening_) return std::nullopt;
   Unsignal();
   if (!backlog_.empty()) {
     Delivery next = std::move(backlog_.front());

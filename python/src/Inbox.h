@@ -45,15 +45,20 @@ class Inbox {
   void Deliver(unsigned first, unsigned second, const void* data);
 
   // --- Python
-  // From now on frames are kept; the backlog may take so many bytes.
-  void Open(std::size_t backlog_bytes);
+  // From now on frames are kept; the backlog may take so many bytes. The number tells this opening
+  // from others.
+  std::uint64_t Open(std::size_t backlog_bytes);
   // Drops what was not taken. Throws std::bad_alloc as GiveBack().
   void Close();
   // The next frame, if there is one. The previous one must have been given back.
-  std::optional<Delivery> Take();
+  std::optional<Delivery> Take(std::uint64_t opening);
+  // Whether this opening still is the one.
+  bool IsOpen(std::uint64_t opening);
   // The caller has let go of the frame. If something else still refers to its memory, that gets a
   // copy of it. Throws std::bad_alloc: the buffer stays with it, and the capture thread waits.
   void GiveBack();
+  // Before a fork: memory that is shared with the driver would be shared with the child.
+  void Detach();
   // Readable while there may be a frame.
   int event() const { return event_; }
   Counters counters();
@@ -79,6 +84,7 @@ class Inbox {
   std::mutex mutex_;
   std::condition_variable settled_;  // an offer is over, or there is more room
   bool open_ = false;
+  std::uint64_t opening_ = 0;
   Offer offer_ = Offer::kNone;
   Delivery offered_;           // while kOpen
   std::weak_ptr<Loan> taken_;  // while kTaken

@@ -2,13 +2,24 @@
 
 #include <sys/mman.h>
 
+#include <atomic>
 #include <cstring>
 #include <new>
 
 namespace python {
 
+namespace {
+
+// A process may have 65530 mappings. Beyond this many, arrays that outlived their turn, new
+// deliveries are copied at once.
+constexpr int kMostDetached = 20'000;
+std::atomic<int> detached_loans = 0;
+
+}  // namespace
+
 std::shared_ptr<Loan> Loan::Of(const void* data, std::size_t bytes) {
-  const auto place = bytes == 0 ? std::nullopt : SecondMappings::Instance().Lend(data, bytes);
+  if (bytes == 0 || detached_loans > kMostDetached) return CopyOf(data, bytes);
+  const auto place = SecondMappings::Instance().Lend(data, bytes);
   if (!place) return CopyOf(data, bytes);
   std::shared_ptr<Loan> loan(new Loan);
   loan->pages_ = place->pages;
@@ -27,7 +38,9 @@ std::shared_ptr<Loan> Loan::CopyOf(const void* data, std::size_t bytes) {
 }
 
 Loan::~Loan() {
-  if (detached_) munmap(pages_.begin, pages_.bytes);
+  if (!detached_) return;
+  munmap(pages_.begin, pages_.bytes);
+  --detached_loans;
 }
 
 bool Loan::borrowed() const {
@@ -51,7 +64,10 @@ void Loan::Detach() {
     throw std::bad_alloc();
   }
   SecondMappings::Instance().GiveAway(pages_);
+  if (pages_.bytes > used) munmap(pages_.begin + used, pages_.bytes - used);
+  pages_.bytes = used;
   detached_ = true;
+  ++detached_loans;
 }
 
 }  // namespace python

@@ -25,8 +25,7 @@ py::dict Product(const std::string& code) {
   product["width"] = family.sensor.width;
   product["height"] = model.product().Height();
   product["point_bytes"] = model.product().PointBytes();
-  product["points_by_mode"] =
-      model.product().points == VeltranoSDK::products::PointLayout::kByMode;
+  product["points_by_mode"] = model.product().points == VeltranoSDK::products::PointLayout::kByMode;
   product["trigger_spacing_us"] = family.sensor.trigger_spacing;
   product["least_gain"] = limits.least_gain;
   product["most_gain"] = limits.most_gain;

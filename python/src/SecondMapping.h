@@ -5,6 +5,8 @@
 #include <map>
 #include <mutex>
 #include <optional>
+#include <string>
+#include <vector>
 
 namespace python {
 
@@ -37,7 +39,20 @@ class SecondMappings {
   void GiveAway(const Pages& pages);
 
  private:
+  // The library's mapping around an address. They stay from the start to the end of the process, so
+  // each is looked up once.
+  struct Mapping {
+    std::uintptr_t begin = 0;
+    std::uintptr_t end = 0;
+    long offset = 0;
+    std::string path;
+  };
+  static std::optional<Mapping> LookUp(std::uintptr_t address);
+  const Mapping* MappingOf(std::uintptr_t address);
+  static void* MapAgain(std::uintptr_t first, std::size_t bytes, const Mapping& mapping);
+
   std::mutex mutex_;
+  std::vector<Mapping> mappings_;
   std::map<std::uintptr_t, Pages> pages_;  // by the first page of the library's mapping
 };
 

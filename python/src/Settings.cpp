@@ -7,10 +7,10 @@
 #include <tuple>
 #include <vector>
 
-#include "Worker.h"
 #include "RecipeText.h"
 #include "Registers.h"
 #include "Rules.h"
+#include "Worker.h"
 #include "tessaline/fpga.h"
 
 namespace py = pybind11;

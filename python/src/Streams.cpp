@@ -17,6 +17,7 @@
 #include "Inbox.h"
 #include "StartUp.h"
 #include "Worker.h"
+#include "WithoutGil.h"
 #include "tessaline/frames.h"
 
 namespace py = pybind11;
@@ -115,13 +116,13 @@ class Frame {
 };
 
 // Waits for a frame; signals reach Python meanwhile.
-std::shared_ptr<Frame> Wait(Inbox& inbox, int milliseconds) {
+std::shared_ptr<Frame> Wait(Inbox& inbox, std::uint64_t opening, int milliseconds) {
   constexpr int kSlice = 50;
   for (int left = milliseconds;; left -= kSlice) {
-    if (auto delivery = inbox.Take()) return std::make_shared<Frame>(std::move(*delivery));
-    if (left <= 0) return nullptr;
+    if (auto delivery = inbox.Take(opening)) return std::make_shared<Frame>(std::move(*delivery));
+    if (left <= 0 || !inbox.IsOpen(opening)) return nullptr;
     {
-      const py::gil_scoped_release release;
+      const WithoutGil release;
       pollfd entry{inbox.event(), POLLIN, 0};
       poll(&entry, 1, std::min(left, kSlice));
     }
@@ -158,10 +159,12 @@ void DefineStreams(py::module_& module) {
       .def("view", &Frame::View, py::arg("dtype"), py::arg("shape"), py::arg("offset"))
       .def("strips", &Frame::Strips, py::arg("point_bytes"));
   py::class_<Inbox, std::unique_ptr<Inbox, py::nodelete>>(module, "Inbox")
-      .def("open", &Inbox::Open, py::arg("backlog_bytes"), py::call_guard<py::gil_scoped_release>())
-      .def("close", &Inbox::Close, py::call_guard<py::gil_scoped_release>())
-      .def("give_back", &Inbox::GiveBack, py::call_guard<py::gil_scoped_release>())
-      .def("wait", &Wait, py::arg("milliseconds"))
+      .def("open", &Inbox::Open, py::arg("backlog_bytes"), py::call_guard<WithoutGil>())
+      .def("close", &Inbox::Close, py::call_guard<WithoutGil>())
+      .def("give_back", &Inbox::GiveBack, py::call_guard<WithoutGil>())
+      .def("wait", &Wait, py::arg("opening"), py::arg("milliseconds"))
+      .def("is_open", &Inbox::IsOpen, py::arg("opening"))
+      .def("detach", &Inbox::Detach, py::call_guard<WithoutGil>())
       .def_property_readonly("fileno", &Inbox::event)
       .def_property_readonly("counters", [](Inbox& inbox) {
         const Inbox::Counters seen = inbox.counters();
@@ -180,7 +183,7 @@ void DefineStreams(py::module_& module) {
       [](int milliseconds) -> py::object {
         std::optional<Happening> happening;
         {
-          const py::gil_scoped_release release;
+          const WithoutGil release;
           happening = Happenings::Instance().Take(milliseconds);
         }
         return happening ? ToPython(*happening) : py::none();

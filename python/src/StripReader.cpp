@@ -7,6 +7,7 @@
 
 #include "Bytes.h"
 #include "Raise.h"
+#include "WithoutGil.h"
 
 namespace py = pybind11;
 
@@ -65,7 +66,7 @@ void StripReader::Add(py::handle strips, std::uint32_t count) {
   const Bytes bytes(strips);
   Reading reading{};
   {
-    const py::gil_scoped_release release;
+    const WithoutGil release;
     const std::lock_guard lock(mutex_);
     reading = Read(bytes.data(), bytes.size(), count);
   }
@@ -81,7 +82,7 @@ void StripReader::Add(py::handle strips, std::uint32_t count) {
 }
 
 py::tuple StripReader::Take() {
-  py::gil_scoped_release release;
+  const WithoutGil release;
   const std::lock_guard lock(mutex_);
   const py::gil_scoped_acquire acquire;
   starts_.Reserve(strips_ + 1);

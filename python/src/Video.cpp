@@ -14,6 +14,7 @@
 
 #include "Listening.h"
 #include "Worker.h"
+#include "WithoutGil.h"
 #include "tessaline/video.h"
 
 namespace py = pybind11;
@@ -28,7 +29,7 @@ template <typename Call>
 auto Heard(Call call) {
   Listening listening;
   auto result = [&] {
-    const py::gil_scoped_release release;
+    const WithoutGil release;
     return call();
   }();
   Report(listening.Lines());

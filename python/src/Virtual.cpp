@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "Define.h"
+#include "WithoutGil.h"
 #include "tessaline/board.h"
 
 namespace py = pybind11;
@@ -51,7 +52,7 @@ PYBIND11_MODULE(_virtual, module) {
                                 count);
   });
   module.def("board_clear_faults", tessaline_board_clear_faults);
-  module.def("board_unplug", tessaline_board_unplug, py::call_guard<py::gil_scoped_release>());
+  module.def("board_unplug", tessaline_board_unplug, py::call_guard<python::WithoutGil>());
   module.def("board_chip_get", tessaline_board_chip_get);
   module.def("board_chip_set", tessaline_board_chip_set);
   module.def("board_chip_present", tessaline_board_chip_present);

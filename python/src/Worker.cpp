@@ -48,6 +48,16 @@ std::string Worker::Busy() {
   return busy_;
 }
 
+void Worker::GiveUp() {
+  const std::lock_guard lock(mutex_);
+  stuck_ = !busy_.empty();
+}
+
+bool Worker::stuck() {
+  const std::lock_guard lock(mutex_);
+  return stuck_;
+}
+
 void Worker::Run() {
   for (;;) {
     std::vector<Job> jobs;
@@ -63,6 +73,8 @@ void Worker::Run() {
         busy_ = job.name;
       }
       job.call();
+      const std::lock_guard lock(mutex_);
+      busy_.clear();
       stuck_ = false;
     }
   }

@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "Listening.h"
+#include "WithoutGil.h"
 
 namespace python {
 
@@ -34,9 +35,9 @@ class Worker {
   // The call in progress; empty: none.
   std::string Busy();
 
-  // The call in progress will not return.
-  void GiveUp() { stuck_ = true; }
-  bool stuck() const { return stuck_; }
+  // The call in progress will not return. Holds until it does.
+  void GiveUp();
+  bool stuck();
 
  private:
   Worker();
@@ -50,7 +51,7 @@ class Worker {
   std::condition_variable posted_;
   std::vector<Job> jobs_;
   std::string busy_;
-  std::atomic<bool> stuck_ = false;
+  bool stuck_ = false;
 };
 
 // Gives what the library said to the Python side, which logs it and keeps it for errors.
@@ -76,6 +77,7 @@ auto Make(const char* name, Call call, std::chrono::milliseconds longest = kLong
   struct State {
     std::promise<Result> result;
     std::vector<Line> lines;
+    std::atomic<bool> abandoned = false;  // nobody waits: it must not begin any more
   };
   const auto state = std::make_shared<State>();
   auto result = state->result.get_future();
@@ -83,6 +85,7 @@ auto Make(const char* name, Call call, std::chrono::milliseconds longest = kLong
   const bool aside = worker.stuck() && name == kLaserOff;
   if (worker.stuck() && !aside) ThrowNoAnswer(name);
   auto job = [state, call = std::move(call)]() mutable {
+    if (state->abandoned) return;
     Listening listening;
     if constexpr (std::is_void_v<Result>) {
       call();
@@ -99,11 +102,17 @@ auto Make(const char* name, Call call, std::chrono::milliseconds longest = kLong
   } else {
     worker.Post(name, std::move(job));
   }
+  // A call that was asked for and did not begin may not surprise anybody later. Off stays off.
+  struct Abandon {
+    State& state;
+    bool keep;
+    ~Abandon() { state.abandoned = !keep; }
+  } const abandon{*state, name == kLaserOff};
   constexpr std::chrono::milliseconds kSlice{50};
   for (auto waited = std::chrono::milliseconds(0);; waited += kSlice) {
     std::future_status status;
     {
-      const pybind11::gil_scoped_release release;
+      const WithoutGil release;
       status = result.wait_for(kSlice);
     }
     if (status == std::future_status::ready) break;

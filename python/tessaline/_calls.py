@@ -22,8 +22,8 @@ class Calls:
         self._process = os.getpid()
         self._closed = ""
         #: The arguments of the last call, by function, the latest last: some settings cannot be
-        #: read back.
-        self.last: dict[str, tuple[Any, ...]] = {}
+        #: read back. None: the last call was refused, which may have changed something.
+        self.last: dict[str, Any] = {}
         self._failure: Callable[[], None] = lambda: None
 
     def close(self, why: str) -> None:
@@ -60,6 +60,7 @@ class Calls:
     def set(self, name: str, *arguments: Any, good: tuple[int, ...] = (0,)) -> None:
         """Makes a call that tells whether it succeeded. Raises RefusedError when it did not."""
         if self.raw(name, *arguments) not in good:
+            self.last[name] = None
             raise self.refused(name, arguments)
 
     def get(self, name: str, *arguments: Any, bad: int = ALL_ONES) -> int:

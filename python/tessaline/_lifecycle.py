@@ -2,20 +2,15 @@
 
 from __future__ import annotations
 
-import atexit
 import os
-import signal
-import threading
 import weakref
-from collections.abc import Callable, Iterable
-from contextlib import suppress
-from types import FrameType, ModuleType, TracebackType
+from collections.abc import Iterable
+from types import ModuleType, TracebackType
 from typing import Any, ClassVar, Self
 
 from . import _loader, _rules, _said
-from ._calls import Calls
-from .errors import RefusedError, StartUpError, TessalineError
-from .events import EventQueue
+from ._opened import Opened
+from .errors import DeviceGone, RefusedError, StartUpError, TessalineError
 from .virtual import Fault, FrameFault, VirtualBoard
 
 #: How long a start may take, seconds.
@@ -25,10 +20,11 @@ START_S = 20.0
 class Lifecycle:
     """The part of Sensor that opens and closes."""
 
-    _lock: ClassVar[threading.RLock] = threading.RLock()
-    _open: ClassVar[weakref.ref[Lifecycle] | None] = None
     _version: ClassVar[int] = 0
-    _started: ClassVar[tuple[str, bool] | None] = None
+    # The model, whether it is virtual, and the process: a child by fork has no threads of a device.
+    _started: ClassVar[tuple[str, bool, int] | None] = None
+    # Why a start did not succeed. The library does not start twice.
+    _failed: ClassVar[str] = ""
     _start_size: ClassVar[tuple[int, int]]
 
     def __init__(
@@ -58,7 +54,10 @@ class Lifecycle:
         self.model = model
         self.virtual = bool(virtual)
         self.board: VirtualBoard | None = None
-        with Lifecycle._lock:
+        start_ms = int(1000 * float(start_timeout_s))
+        if sleep_factor is not None and not 0 <= float(sleep_factor) < float("inf"):
+            raise ValueError(f"sleep_factor must be at least 0, not {sleep_factor!r}")
+        with Opened.lock:
             self._require_free()
             module = _loader.load(self.virtual)
             self.reopened = Lifecycle._started is not None
@@ -72,20 +71,13 @@ class Lifecycle:
                     1 if sleep_factor is None else sleep_factor,
                     select=not self.reopened,
                 )
-            self._calls = Calls(module)
-            self._terminate: Callable[[int, FrameType | None], Any] | int | None = None
             if not self.reopened:
-                self._start(module, start_timeout_s)
-            Lifecycle._open = weakref.ref(self)
-        # Neither the thread of the events nor the end of the process keeps a sensor that nobody
-        # holds any more.
-        switch_off = weakref.WeakMethod(self._switch_off)
-        self._events = EventQueue(module, lambda: _call(switch_off))
-        self._calls.watch(self._events.raise_failure)
-        at_exit = weakref.WeakMethod(self._at_exit)
-        self._exit = lambda: _call(at_exit)
-        atexit.register(self._exit)
-        self._catch_termination()
+                self._start(module, start_ms)
+            self._opened = Opened(module, model)
+        self._calls = self._opened.calls
+        self._events = self._opened.events
+        # Also when nobody holds the sensor any more, and at the end of the process.
+        self._forgotten = weakref.finalize(self, self._opened.close_forgotten)
         try:
             self._bring_to_start()
         except BaseException:
@@ -95,34 +87,47 @@ class Lifecycle:
     # --- Opening and closing
 
     def _require_free(self) -> None:
-        other = self._of_process()
-        if other is not None and other._calls._process == os.getpid():
+        other = Opened.current
+        if other is not None and other.process == os.getpid():
             raise StartUpError(
                 f"a Sensor of this process is open already, a {other.model}",
                 "close it first (a with block does so), or use another process for a second sensor",
             )
         started = Lifecycle._started
-        if started is not None and started != (self.model, self.virtual):
+        if started is None:
+            return
+        if started[2] != os.getpid():
+            raise StartUpError(
+                f"the process that this one was forked from has started a {started[0]}",
+                'use the start method "spawn" of multiprocessing',
+            )
+        if started[:2] != (self.model, self.virtual):
             raise StartUpError(
                 f"this process has started a {started[0]}, and a process can start one device, once",
                 f"open the {self.model} in a new process (in a notebook: restart the kernel)",
             )
+        if Lifecycle._failed:
+            raise StartUpError(
+                f"an earlier start in this process failed: {Lifecycle._failed}",
+                "mend that, and use a new process (in a notebook: restart the kernel)",
+            )
 
-    @staticmethod
-    def _of_process() -> Lifecycle | None:
-        return Lifecycle._open() if Lifecycle._open is not None else None
-
-    def _start(self, module: ModuleType, timeout_s: float) -> None:
+    def _start(self, module: ModuleType, milliseconds: int) -> None:
         if not self.virtual:
             _require_board()
         module.prepare(_said.library_level())
         Lifecycle._version = module.GetLibVersion(self.model)
-        # Whatever comes of it, the library does not start twice.
-        Lifecycle._started = (self.model, self.virtual)
-        result = module.start(int(timeout_s * 1000))
-        if result != 0:
+        Lifecycle._started = (self.model, self.virtual, os.getpid())
+        Lifecycle._failed = "it was interrupted"
+        try:
+            result = module.start(milliseconds)
+        except DeviceGone as error:
+            Lifecycle._failed = error.what
+            raise StartUpError(error.what, error.advice) from None
+        Lifecycle._failed = "" if result == 0 else _said.refusal() or "no reason was said"
+        if Lifecycle._failed:
             raise StartUpError(
-                f"the device cannot be started: {_said.refusal() or 'the library does not say why'}",
+                f"the device cannot be started: {Lifecycle._failed}",
                 "tessaline.check() shows what is wrong with the hardware",
             )
 
@@ -140,6 +145,9 @@ class Lifecycle:
                 ("SetTriMode", 3),
                 ("SetTriSpacing", 4000),
                 ("SetLaserMode", 0),
+                ("SetStripWriteMemMode", 0),
+                ("SetContinuousFlag", 0),
+                ("SetBrFlag", 0),
             ):
                 self._calls.raw(name, *arguments)
             if self._size() != self._start_size:
@@ -161,66 +169,7 @@ class Lifecycle:
             RefusedError: the laser cannot be switched off. Everything else is done.
             CallbackError: a callback failed since the last call.
         """
-        if self._calls._process != os.getpid():
-            return
-        with Lifecycle._lock:
-            if self._of_process() is not self:
-                return
-            try:
-                self._quiet()
-            except Exception:
-                self._finish()
-                raise
-            # A KeyboardInterrupt on the way leaves it open: the end of the process tries again.
-            self._finish()
-        self._events.raise_failure()
-
-    def _finish(self) -> None:
-        Lifecycle._open = None
-        atexit.unregister(self._exit)
-        self._calls.close("the sensor is closed")
-        self._release_termination()
-        self._events.stop()
-
-    def _quiet(self) -> None:
-        self._calls.watch(lambda: None)
-        try:
-            with suppress(TessalineError):
-                self._end_loops()
-        finally:
-            self._switch_off()
-        with suppress(TessalineError):
-            self._calls.raw("SetExtTriggerState", 0)
-            self._calls.raw("SetDADelayState", 0)
-
-    def _end_loops(self) -> None:
-        """Ends a loop over frames."""
-
-    def _switch_off(self) -> None:
-        # The laser first: stopping the acquisition takes a second.
-        try:
-            self._calls.set("CloseLaser")
-        finally:
-            self._calls.raw("SetGlobalControl", 0)
-
-    def _at_exit(self) -> None:
-        try:
-            self.close()
-        except TessalineError as error:
-            _said.log.error("%s", error)
-
-    def _catch_termination(self) -> None:
-        # By default SIGTERM ends Python at once, with the laser on.
-        if threading.current_thread() is not threading.main_thread():
-            return
-        if signal.getsignal(signal.SIGTERM) is signal.SIG_DFL:
-            self._terminate = signal.signal(signal.SIGTERM, _leave)
-
-    def _release_termination(self) -> None:
-        if self._terminate is None or signal.getsignal(signal.SIGTERM) is not _leave:
-            return
-        if threading.current_thread() is threading.main_thread():
-            signal.signal(signal.SIGTERM, self._terminate)
+        self._opened.close()
 
     def __enter__(self) -> Self:
         self._calls.require()
@@ -240,27 +189,13 @@ class Lifecycle:
         except TessalineError as second:
             error.add_note(f"and on closing: {second}")
 
-    def __del__(self) -> None:
-        # A sensor that nobody holds any more can take no frames.
-        with suppress(Exception):
-            self.close()
-
     def __repr__(self) -> str:
         kind = "virtual " if self.virtual else ""
-        state = "" if self._of_process() is self else ", closed"
+        state = "" if Opened.current is self._opened else ", closed"
         return f"<Sensor {kind}{self.model}{state}>"
 
     def __reduce__(self) -> Any:
         raise TypeError("a Sensor cannot be pickled: open it in the process that uses it")
-
-
-def _call(method: weakref.WeakMethod[Callable[[], None]]) -> None:
-    if (bound := method()) is not None:
-        bound()
-
-
-def _leave(number: int, _: FrameType | None) -> None:
-    raise SystemExit(128 + number)
 
 
 def _require_board() -> None:

@@ -38,7 +38,14 @@ def load(virtual: bool) -> ModuleType:
         return _loaded[1]
     module = _virtual() if virtual else importlib.import_module("tessaline._device")
     _loaded = (virtual, module)
+    # A child must not share pages with the driver: it would see them change.
+    os.register_at_fork(before=lambda: _detach(module))
     return module
+
+
+def _detach(module: ModuleType) -> None:
+    module.strips().detach()
+    module.images().detach()
 
 
 def _virtual() -> ModuleType:

@@ -2,10 +2,12 @@
 
 from __future__ import annotations
 
+import logging
 import queue
 import threading
 import time
-from collections.abc import Callable, Iterator
+import traceback
+from collections.abc import Callable, Iterator, Sequence
 from dataclasses import dataclass
 from types import ModuleType
 from typing import Literal
@@ -69,7 +71,7 @@ class EventQueue:
             "the acquisition is stopped and the laser is off; mend the callback",
         ) from failure
 
-    def iterate(self, timeout_s: float | None) -> Iterator[Event]:
+    def iterate(self, kinds: Sequence[str], timeout_s: float | None) -> Iterator[Event]:
         """The events in turn, until none has come for so long."""
         deadline = None if timeout_s is None else time.monotonic() + timeout_s
         while not self._stopping.is_set():
@@ -80,13 +82,19 @@ class EventQueue:
                 if deadline is not None and time.monotonic() > deadline:
                     return
                 continue
+            if event.kind not in kinds:
+                continue
             if timeout_s is not None:
                 deadline = time.monotonic() + timeout_s
             yield event
 
+    def end(self) -> None:
+        """Asks the thread to end."""
+        self._stopping.set()
+
     def stop(self) -> None:
         """Ends the thread. A callback in progress is waited for, unless it is the caller."""
-        self._stopping.set()
+        self.end()
         if threading.current_thread() is not self._thread:
             self._thread.join(timeout=5)
 
@@ -96,10 +104,19 @@ class EventQueue:
             if happening is None:
                 continue
             if happening[0] == "log":
-                _said.tell(*happening[1:])
+                self._log(*happening[1:])
                 continue
             kind, *level = happening
             self._handle(Event(kind, level[0] if level else None, time.monotonic()))
+
+    @staticmethod
+    def _log(level: int, where: str, text: str) -> None:
+        # A handler of the program may raise. The thread goes on.
+        try:
+            _said.tell(level, where, text)
+        except Exception:
+            if logging.raiseExceptions:
+                traceback.print_exc()
 
     def _handle(self, event: Event) -> None:
         callback = self._callbacks.get(event.kind)

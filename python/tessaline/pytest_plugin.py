@@ -7,8 +7,9 @@ the product (K3610)::
         tessaline_sensor.board.set_scene("stairs")
         assert my_application.count(tessaline_sensor) == 5
 
-A process starts one device, once. All tests of a run share it; each gets it in the state of a fresh
-start, with the belt in front of it and no faults. Use pytest-xdist or a process of its own for tests
+A process starts one device, once. All tests of a run share it; each gets it with the trigger, the
+readout and the point layout of a fresh start, the belt in front of it and no faults. Other settings
+(exposure, thresholds, outputs) stay as the last test left them. Use pytest-xdist or a process of its own for tests
 of another product (``tessaline_python``).
 """
 

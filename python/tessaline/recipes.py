@@ -183,7 +183,7 @@ class Recipe(Mapping[str, Any]):
             OSError: the file cannot be read.
             RefusedError: it is no recipe, or not one for this model. The error names the key.
         """
-        with open(path, "rb") as file:
+        with open(os.fspath(path), "rb") as file:
             content = file.read(_LARGEST_FILE + 1)
         if len(content) > _LARGEST_FILE:
             raise RefusedError(f"{path}: is larger than 64 KiB", "a recipe is a small JSON file")
@@ -277,6 +277,7 @@ def apply(calls: Calls, model: str, recipe: Recipe) -> None:
         arguments = tuple(listed.split(", "))
         calls.note(name, tuple(map(_argument, arguments)))
         if not calls.raw("run_step", step):
+            calls.last[name] = None
             raise calls.refused(name, arguments)
 
 

@@ -83,7 +83,6 @@ class Sensor(Lifecycle, Groups):
         start_timeout_s: float = START_S,
     ) -> None:
         self._laser: str | None = None
-        self._running: weakref.ref[FrameStream[Any]] | None = None
         Lifecycle.__init__(
             self,
             model,
@@ -96,23 +95,18 @@ class Sensor(Lifecycle, Groups):
         )
         Groups.__init__(self, self._calls, model)
 
-    def _end_loops(self) -> None:
-        stream = self._running() if self._running is not None else None
-        if stream is not None:
-            stream.close()
-
     # --- Frames
 
     @property
     def point_bytes(self) -> int:
         """Bytes of a point in strips, as the model and the settings have it: 8, 4 or 2."""
         last = self._calls.last
-        if last.get("SetStripWriteMemMode", (0,))[0] == 1:
+        if (last.get("SetStripWriteMemMode") or (0,))[0] == 1:
             return 4
         if self._product["points_by_mode"]:
-            if last.get("SetContinuousFlag", (0,))[0]:
+            if (last.get("SetContinuousFlag") or (0,))[0]:
                 return 8
-            if last.get("SetBrFlag", (0,))[0]:
+            if (last.get("SetBrFlag") or (0,))[0]:
                 return 4
         return int(self._product["point_bytes"])
 
@@ -143,11 +137,10 @@ class Sensor(Lifecycle, Groups):
             LostFrames: strips are missing (from the loop).
             RefusedError: another loop over frames is running.
         """
-        point_bytes = self.point_bytes
         return self._stream(
             self._calls.module.strips(),
             _STRIPS,
-            lambda frame: StripBuffer(frame, point_bytes),
+            lambda frame: StripBuffer(frame, self.point_bytes),
             count,
             laser,
             timeout_s,
@@ -197,14 +190,17 @@ class Sensor(Lifecycle, Groups):
         backlog_bytes: int,
     ) -> FrameStream[Any]:
         self._calls.require()
-        if operator.index(backlog_bytes) < 0:
+        if not 0 <= operator.index(backlog_bytes) < 1 << 63:
             raise ValueError(f"backlog_bytes must be at least 0, not {backlog_bytes}")
 
+        if laser not in (None, True, False):
+            # A text such as "off" would be true.
+            raise TypeError(f"laser must be True, False or None, not {laser!r}")
         lit = self._laser != "off" if laser is None else bool(laser)
 
-        def begin(stream: FrameStream[Any]) -> int:
+        def begin(stream: FrameStream[Any]) -> tuple[int, int]:
             self._require_no_loop()
-            self._running = weakref.ref(stream)
+            self._opened.running = weakref.ref(stream)
             try:
                 return start()
             except BaseException:
@@ -212,20 +208,20 @@ class Sensor(Lifecycle, Groups):
                 inbox.close()
                 raise
 
-        def start() -> int:
+        def start() -> tuple[int, int]:
             self._calls.set("SetCollectMode", mode)
             self._calls.raw("ResetFrameID")
             if lit:
                 self._calls.set("OpenLaser")
             since = int(self._calls.raw("GetTimerCounter"))
-            inbox.open(backlog_bytes)
+            opening = inbox.open(backlog_bytes)
             self._calls.set("SetGlobalControl", 1)
-            return since
+            return opening, since
 
         def end() -> None:
-            self._running = None
+            self._opened.running = None
             if lit:
-                self._switch_off()
+                self._opened.switch_off()
             else:
                 self._calls.raw("SetGlobalControl", 0)
 
@@ -296,6 +292,12 @@ class Sensor(Lifecycle, Groups):
                 then has a region that nobody asked for. Set the region again.
         """
         last = self._calls.last
+        for name in ("SetROI1", "SetDriveMode", "SetReverseMode"):
+            if name in last and last[name] is None:
+                raise RefusedError(
+                    f"where frames lie on the sensor is not known: {name} was refused",
+                    "set drive mode, direction and region again, in this order",
+                )
         region = last.get("SetROI1")
         order = list(last)
         if region is not None and "SetDriveMode" in order[order.index("SetROI1") :]:
@@ -353,7 +355,7 @@ class Sensor(Lifecycle, Groups):
         self._calls.set("ResetFrameID")
 
     def _require_no_loop(self) -> None:
-        if self._running is not None and self._running() is not None:
+        if self._opened.running is not None and self._opened.running() is not None:
             raise RefusedError(
                 "another loop over frames is running", "leave it first, or close() it"
             )
@@ -421,9 +423,11 @@ class Sensor(Lifecycle, Groups):
             timeout_s: seconds without an event after which the iterator ends; None: never.
         """
         switches = {"trigger": "SetExtTriggerState", "da": "SetDADelayState"}
+        if isinstance(kinds, str):
+            kinds = (kinds,)
         unknown = [kind for kind in kinds if kind not in switches]
         if unknown:
             raise ValueError(f"there is no kind of event {unknown[0]!r}; there are {list(switches)}")
         for kind in kinds:
             self._switch(switches[kind], on=True)
-        return self._events.iterate(timeout_s)
+        return self._events.iterate(kinds, timeout_s)

@@ -7,10 +7,11 @@ import operator
 import time
 import weakref
 from collections.abc import Callable
-from typing import TYPE_CHECKING, Generic, Literal, Self, TypeVar
+from contextlib import suppress
+from typing import TYPE_CHECKING, Any, Generic, Literal, Self, TypeVar
 
 from .buffers import Image, StripBuffer
-from .errors import BufferHeld, LostFrames, TessalineError, TimeoutError
+from .errors import BufferHeld, DeviceGone, LostFrames, TessalineError, TimeoutError
 
 if TYPE_CHECKING:
     from ._device import Frame, Inbox
@@ -26,15 +27,21 @@ _ALL = 1 << 32
 class FrameStream(Generic[_F]):
     """A series of frames. The acquisition runs while the loop does.
 
-    It starts with the first turn of the loop, and stops when all frames have come, the loop is left
-    by ``break``, ``return`` or an exception, or ``close()`` is called. The laser goes with it.
+    It starts with the first turn of the loop. It stops when all frames have come, ``close()`` is
+    called, or nobody holds the stream any more, as when a loop over ``sensor.strips()`` is left by
+    ``break``, ``return`` or an exception. The laser goes with it. A stream with a name goes on when
+    its loop is left; use ``with`` for those.
 
     ::
 
         for buf in sensor.strips(600):
             ...
-        async for buf in sensor.strips(600):   # other tasks run while it waits
+        async for buf in sensor.strips(600):   # other tasks run while it waits for frames
             ...
+        with sensor.strips() as stream:
+            first = next(stream)
+
+    Starting takes 50 ms and stopping a second, in which an event loop of asyncio stands still, too.
 
     The driver goes on while a turn takes its time. When its buffers become few, the capture thread
     copies them into a backlog; when that is full, frames are lost. A loss is never silent:
@@ -52,7 +59,7 @@ class FrameStream(Generic[_F]):
         *,
         count: int | None,
         wrap: Callable[[Frame], _F],
-        begin: Callable[[FrameStream[_F]], int],
+        begin: Callable[[FrameStream[_F]], tuple[int, int]],
         end: Callable[[], None],
         check: Callable[[], None],
         timeout_s: float,
@@ -60,17 +67,19 @@ class FrameStream(Generic[_F]):
     ) -> None:
         if on_loss not in ("raise", "count"):
             raise ValueError(f'on_loss must be "raise" or "count", not {on_loss!r}')
-        if not timeout_s > 0:
-            raise ValueError(f"timeout_s must be above 0, not {timeout_s!r}")
+        if isinstance(timeout_s, (str, bytes)) or not float(timeout_s) > 0:
+            raise ValueError(f"timeout_s must be a number above 0, not {timeout_s!r}")
         if count is not None:
+            if isinstance(count, bool):
+                raise TypeError("the number of frames must be a whole number, not bool")
             count = operator.index(count)
-            if count < 1:
-                raise ValueError(f"the number of frames must be at least 1, not {count}")
+            if not 1 <= count < _ALL:
+                raise ValueError(f"the number of frames must be 1 to 2^32 - 1, not {count}")
         self.lost = 0
         self._inbox = inbox
         self._left = count
         self._wrap: Callable[[Frame], _F] = wrap
-        self._begin: Callable[[FrameStream[_F]], int] = begin
+        self._begin: Callable[[FrameStream[_F]], tuple[int, int]] = begin
         self._check = check
         self._since = 0
         self._timeout_s = timeout_s
@@ -79,9 +88,8 @@ class FrameStream(Generic[_F]):
         self._current: _F | None = None
         self._state: Literal["new", "running", "over"] = "new"
         self._end = end
-        # Also when the loop is left in the middle and nobody keeps the stream.
-        self._finish = weakref.finalize(self, _finish, inbox, end)
-        self._finish.atexit = False
+        self._opening = 0
+        self._finish: weakref.finalize | None = None
 
     # --- for
 
@@ -94,11 +102,12 @@ class FrameStream(Generic[_F]):
         deadline = time.monotonic() + self._timeout_s
         try:
             while True:
-                frame = self._inbox.wait(_SLICE_MS)
+                frame = self._inbox.wait(self._opening, _SLICE_MS)
                 item = self._accept(frame) if frame is not None else None
                 if item is not None:
                     return item
                 self._check()
+                self._require_open()
                 if time.monotonic() > deadline:
                     raise self._too_late()
         except BaseException:
@@ -119,11 +128,12 @@ class FrameStream(Generic[_F]):
             # Other tasks run at every turn, also when frames wait already.
             await asyncio.sleep(0)
             while True:
-                frame = self._inbox.wait(0)
+                frame = self._inbox.wait(self._opening, 0)
                 item = self._accept(frame) if frame is not None else None
                 if item is not None:
                     return item
                 self._check()
+                self._require_open()
                 if loop.time() > deadline:
                     raise self._too_late()
                 if frame is None:
@@ -149,13 +159,15 @@ class FrameStream(Generic[_F]):
         """Stops the acquisition. The loop ends; a buffer whose turn it is goes back."""
         if self._state == "over":
             return
-        started = self._state == "running"
         self._state = "over"
-        self._release()
-        if started:
-            self._finish()
-        else:
-            self._finish.detach()
+        finish, self._finish = self._finish, None
+        if finish is None:  # it did not begin
+            return
+        finish.detach()
+        try:
+            self._release()
+        finally:
+            _finish(self._inbox, self._end)
 
     def __enter__(self) -> Self:
         return self
@@ -182,11 +194,14 @@ class FrameStream(Generic[_F]):
             return False
         if self._state == "new":
             try:
-                self._since = self._begin(self)
+                self._opening, self._since = self._begin(self)
             except BaseException:
                 self.close()
                 raise
             self._state = "running"
+            # Also when the loop is left in the middle and nobody keeps the stream.
+            self._finish = weakref.finalize(self, _finish_quietly, self._inbox, self._end)
+            self._finish.atexit = False
             return True
         try:
             self._release()
@@ -201,7 +216,9 @@ class FrameStream(Generic[_F]):
     def _abandon(self) -> None:
         # The capture thread waits with its buffer until the arrays go.
         self._state = "over"
-        self._finish.detach()
+        if self._finish is not None:
+            self._finish.detach()
+            self._finish = None
         self._end()
 
     def _accept(self, frame: Frame) -> _F | None:
@@ -243,12 +260,25 @@ class FrameStream(Generic[_F]):
             before = first - 1
         return max(0, last - before - count)
 
+    def _require_open(self) -> None:
+        if self._state == "over" or not self._inbox.is_open(self._opening):
+            raise DeviceGone(
+                "the sensor or its loop was closed while the loop waited for a frame",
+                "let one thread own the loop and close it",
+            )
+
     def _too_late(self) -> TessalineError:
         return TimeoutError(
             f"no frame came for {self._timeout_s:g} s",
             "look at the trigger (an encoder that stands still triggers nothing), at "
             "sensor.statistics, and with tessaline.check(); timeout_s waits longer",
         )
+
+
+def _finish_quietly(inbox: Inbox, end: Callable[[], None]) -> None:
+    # In a child of the process, or after the sensor was closed, there is nothing to end.
+    with suppress(DeviceGone):
+        _finish(inbox, end)
 
 
 def _finish(inbox: Inbox, end: Callable[[], None]) -> None:

@@ -385,7 +385,7 @@ def test_ctrl_c_while_closing_still_switches_the_laser_off() -> None:
         atexit._clear()  # so that ours runs after the package's
         board = sensor.board
         atexit.register(lambda: print(board.line(907)))
-        atexit.register(sensor._exit)
+        atexit.register(sensor._opened.close_forgotten)
         sensor.laser.on()
         stream = sensor.strips()
         next(stream)
@@ -396,3 +396,64 @@ def test_ctrl_c_while_closing_still_switches_the_laser_off() -> None:
     )
     assert (status, err) == (0, "")
     assert out.endswith("0\n")
+
+
+def test_a_sensor_in_a_cycle_is_closed_too() -> None:
+    status, out, err = run(
+        """
+        import gc
+        class App: pass
+        app = App()
+        app.sensor, app.me = tessaline.Sensor("K3610", virtual=True, sleep_factor=0), app
+        app.sensor.laser.on()
+        board = app.sensor.board
+        del app
+        gc.collect()
+        print(board.line(907))
+        """
+    )
+    assert (status, out, err) == (0, "0\n", "")
+
+
+def test_a_daemon_thread_that_waits_does_not_abort_the_end() -> None:
+    status, out, err = run(
+        """
+        sensor = tessaline.Sensor("K3610", virtual=True, sleep_factor=0)
+        sensor._calls.set("SetTriMode", 2)
+        def wait():
+            try: list(sensor.strips(timeout_s=100))
+            except tessaline.DeviceGone: pass
+        threading.Thread(target=wait, daemon=True).start()
+        time.sleep(0.3)
+        """
+    )
+    assert (status, out) == (0, ""), err
+
+
+def test_a_forked_child_cannot_open_what_its_parent_started() -> None:
+    status, out, err = run(
+        """
+        sensor = tessaline.Sensor("K3610", virtual=True, sleep_factor=0)
+        if (child := os.fork()) == 0:
+            begin = time.monotonic()
+            try: tessaline.Sensor("K3610", virtual=True)
+            except tessaline.StartUpError as error: print("spawn" in str(error))
+            os._exit(0 if time.monotonic() - begin < 1 else 1)
+        assert os.waitpid(child, 0)[1] == 0
+        """
+    )
+    assert (status, out, err) == (0, "True\n", "")
+
+
+def test_a_failed_start_stays_failed() -> None:
+    status, out, err = run(
+        """
+        for wrong in (float("nan"), "soon"):
+            try: tessaline.Sensor("K3610", virtual=True, start_timeout_s=wrong)
+            except ValueError: print("refused")
+        with tessaline.Sensor("K3610", virtual=True, sleep_factor=0) as sensor:
+            print(sensor.trigger.spacing_us)
+        """
+    )
+    assert status == 0, err
+    assert out.startswith("refused\nrefused\n4000")

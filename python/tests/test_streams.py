@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import asyncio
+import threading
 import time
 
 import numpy as np
@@ -196,3 +197,59 @@ def test_a_cancelled_task_stops_the_sensor(sensor: Sensor) -> None:
 
     asyncio.run(main())
     assert (laser(sensor), running(sensor)) == (0, 0)
+
+
+def test_a_stream_that_is_not_used_disturbs_nobody(sensor: Sensor) -> None:
+    ids = []
+    for buf in sensor.strips(100):
+        sensor.strips(5)
+        ids += [strip.frame_id for strip in buf]
+    assert ids == list(range(1, 101))
+
+
+@pytest.mark.parametrize("kind", ["lost", "truncated"])
+def test_the_loss_of_the_first_frames_is_a_loss(sensor: Sensor, kind) -> None:
+    assert sensor.board is not None
+    sensor.board.plant(FrameFault("strips", kind, skip=0))
+    with pytest.raises(tessaline.LostFrames):
+        list(sensor.strips(50))
+
+
+def test_a_text_is_no_state_of_the_laser(sensor: Sensor) -> None:
+    with pytest.raises(TypeError, match="laser must be True, False or None"):
+        sensor.strips(10, laser="off")  # type: ignore[arg-type]
+    sensor.configure(laser="off")
+    for _ in sensor.strips(10):
+        assert laser(sensor) == 0
+
+
+def test_the_layout_is_that_of_the_first_turn(sensor: Sensor) -> None:
+    stream = sensor.strips(20)
+    sensor.extraction.write_mode = 1
+    assert {buf.point_bytes for buf in stream} == {4}
+
+
+def test_closing_ends_a_loop_that_waits_in_another_thread(sensor: Sensor) -> None:
+    sensor._calls.set("SetTriMode", 2)
+    caught: list[BaseException] = []
+
+    def wait() -> None:
+        try:
+            list(sensor.strips(10, timeout_s=100))
+        except tessaline.TessalineError as error:
+            caught.append(error)
+
+    thread = threading.Thread(target=wait)
+    thread.start()
+    time.sleep(0.3)
+    sensor.close()
+    thread.join(5)
+    assert not thread.is_alive()
+    assert isinstance(caught[0], tessaline.DeviceGone)
+
+
+def test_a_refused_region_leaves_no_wrong_geometry(sensor: Sensor) -> None:
+    with pytest.raises(tessaline.RefusedError):
+        sensor._calls.set("SetROI1", 0, 0, 9999, 9999)
+    with pytest.raises(tessaline.RefusedError, match="SetROI1 was refused"):
+        _ = sensor.geometry
