@@ -19,7 +19,9 @@ import textwrap
 
 import pytest
 
-PAGE = pathlib.Path(__file__).parents[2] / "docs" / "python.md"
+ROOT = pathlib.Path(__file__).parents[2]
+PAGE = ROOT / "docs" / "python.md"
+README = ROOT / "README.md"
 FENCE = re.compile(r"^```(\S*)[ ]*(.*)$")
 
 # Runs blocks of one chapter, and prints what each of them printed.
@@ -139,6 +141,12 @@ def test_chapter(title: str, tmp_path: pathlib.Path) -> None:
         if block.name:
             run_file(block, tmp_path)
     run_blocks([block for block in CHAPTERS[title] if not block.name], tmp_path)
+
+
+def test_the_lines_of_the_readme_run(tmp_path: pathlib.Path) -> None:
+    (source,) = re.findall(r"^```python\n(.*?)^```$", README.read_text(encoding="utf-8"),
+                           re.MULTILINE | re.DOTALL)
+    run_blocks([Block(0, "python", "", source)], tmp_path)
 
 
 def test_no_python_is_left_out() -> None:

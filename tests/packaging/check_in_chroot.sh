@@ -17,7 +17,7 @@ for package in "$packages"/*.deb; do
 done
 cp -r "$tests" "$root/tests"
 mkdir "$root/python"
-cp -r "$tests/../../docs" "$tests/../../examples" "$root"
+cp -r "$tests/../../docs" "$tests/../../examples" "$tests/../../README.md" "$root"
 cp -r "$tests/../../python/tests" "$root/python"
 # The commands of the guide, except those that install.
 awk '/^```sh$/ { typed = 1; next } /^```/ { typed = 0 } typed' "$guide" >"$root/first-scan"
