@@ -44,8 +44,9 @@ class Sensor(Lifecycle, Groups):
     of a fresh start.
 
     Ctrl-C stays Python's: KeyboardInterrupt is raised, also in the middle of a call. Whatever ends
-    the process in order (an exception, ``sys.exit``, SIGTERM) switches the laser off first. SIGKILL
-    cannot be caught: a laser that was on then stays on, see examples of the service files.
+    the process in order switches the laser off first: an exception, ``sys.exit``, and, for a sensor
+    that was opened in the main thread, SIGTERM and SIGHUP. SIGKILL cannot be caught: a laser that
+    was on then stays on.
 
     Args:
         model: the product's code, such as "K3610". A code that no product has is refused.
