@@ -49,8 +49,9 @@ in_root 'sh /tests/check_consumers.sh /usr /tmp/consumers
 echo "Python"
 in_root 'cd /python/tests && export PYTHONDONTWRITEBYTECODE=1
   python3 -m pytest -q -p no:cacheprovider test_tutorial.py test_examples.py
-  sh /tests/check_python.sh /usr /tmp/python
-  apt-get remove -y -q tessaline-board && python3 /tmp/python/no_board.py'
+  sh /tests/check_python.sh /usr /tmp/python'
+quietly 'apt-get remove -y tessaline-board'
+in_root 'python3 /tmp/python/no_board.py'
 quietly 'apt-get purge -y libtessaline1 libtessaline-profile1 libtessaline-dev python3-tessaline \
   tessaline-tools tessaline-board'
 files >"$packages/after"
