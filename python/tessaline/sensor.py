@@ -11,6 +11,7 @@ from typing import Any
 from . import recipes
 from ._calls import number
 from ._lifecycle import START_S, Lifecycle
+from ._said import log
 from .buffers import Image, StripBuffer
 from .calibration import Calibration
 from .errors import RefusedError
@@ -275,7 +276,7 @@ class Sensor(Lifecycle, Groups):
         if self.board is not None and counts_per_mm is None and speed_mm_s is None:
             counts_per_mm = self.board.counts_per_mm
         with self.strips(count, laser=laser, timeout_s=timeout_s, on_loss=on_loss) as stream:
-            return Profiles.from_strips(
+            profiles = Profiles.from_strips(
                 stream,
                 point_bytes=self.point_bytes,
                 geometry=self.geometry,
@@ -283,6 +284,13 @@ class Sensor(Lifecycle, Groups):
                 counts_per_mm=counts_per_mm,
                 speed_mm_s=speed_mm_s,
             )
+        if not profiles.valid.any():
+            log.warning(
+                "no laser line in %d profiles: look at an image(), and at laser, exposure, region "
+                "and threshold; a K38 starts with half of its rows, a K40 without an exposure",
+                len(profiles),
+            )
+        return profiles
 
     @property
     def geometry(self) -> Geometry:

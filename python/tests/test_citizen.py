@@ -457,3 +457,17 @@ def test_a_failed_start_stays_failed() -> None:
     )
     assert status == 0, err
     assert out.startswith("refused\nrefused\n4000")
+
+
+def test_profiles_without_a_line_are_told_of() -> None:
+    status, out, err = run(
+        """
+        with tessaline.Sensor("K4010", virtual=True, sleep_factor=0) as sensor:
+            print(sensor.profiles(5).valid.any())
+            sensor.configure(exposure_us=100)
+            print(sensor.profiles(5).valid.any())
+        """
+    )
+    assert (status, out) == (0, "False\nTrue\n"), err
+    assert err.startswith("no laser line in 5 profiles")
+    assert err.count("\n") == 1
