@@ -19,6 +19,7 @@ __all__ = ["Event", "EventQueue"]
 
 _SLICE_MS = 200
 _MOST = 4096
+_REPEATED_S = 10.0
 
 
 @dataclass(frozen=True)
@@ -48,6 +49,7 @@ class EventQueue:
         self._failure: BaseException | None = None
         self._stopping = threading.Event()
         self.dropped = 0
+        self._logged: dict[str, float] = {}
         self._thread = threading.Thread(target=self._run, name="tessaline-events", daemon=True)
         self._thread.start()
 
@@ -109,8 +111,14 @@ class EventQueue:
             kind, *level = happening
             self._handle(Event(kind, level[0] if level else None, time.monotonic()))
 
-    @staticmethod
-    def _log(level: int, where: str, text: str) -> None:
+    def _log(self, level: int, where: str, text: str) -> None:
+        # A device that is gone repeats itself.
+        now = time.monotonic()
+        if self._logged.get(text, -_REPEATED_S) > now - _REPEATED_S:
+            return
+        if len(self._logged) > _MOST:
+            self._logged.clear()
+        self._logged[text] = now
         # A handler of the program may raise. The thread goes on.
         try:
             _said.tell(level, where, text)

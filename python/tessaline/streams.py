@@ -270,8 +270,9 @@ class FrameStream(Generic[_F]):
     def _too_late(self) -> TessalineError:
         return TimeoutError(
             f"no frame came for {self._timeout_s:g} s",
-            "look at the trigger (an encoder that stands still triggers nothing), at "
-            "sensor.statistics, and with tessaline.check(); timeout_s waits longer",
+            "look at the trigger (an encoder that stands still triggers nothing), at the log (a "
+            "capture device that could not be set up says so at the start), at sensor.statistics, "
+            "and with tessaline.check(); timeout_s waits longer",
         )
 
 
