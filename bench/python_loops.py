@@ -131,8 +131,9 @@ def main() -> None:
     print(f"above C++: package {above['package']:.0f} us, ctypes {above['ctypes']:.0f} us a buffer")
     copies = sum(run[4] for run in runs["package"])
     buffers = sum(run[0] for run in runs["package"])
-    print(f"package: {copies:.0f} of {buffers:.0f} buffers copied; Python's memory grows by at most "
-          f"{max(run[5] for run in runs['package']) / 1024:.0f} KiB in a loop")
+    growth = max(run[5] for run in runs["package"]) / 1024
+    print(f"package: {copies:.0f} of {buffers:.0f} buffers copied; Python's memory grows by at "
+          f"most {growth:.0f} KiB in a loop")
 
 
 if __name__ == "__main__":

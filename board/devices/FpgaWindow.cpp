@@ -95,8 +95,8 @@ bool HandleTouch(std::uintptr_t address) {
 
 void OnSegmentationFault(int number, siginfo_t* info, void* context) {
   if (HandleTouch(reinterpret_cast<std::uintptr_t>(info->si_addr))) return;
-  // The fault did not come from a register window. The handler before this one may put this one back
-  // and raise the signal again; then it has had its turn.
+  // The fault did not come from a register window. The handler before this one may put this one
+  // back and raise the signal again; then it has had its turn.
   if (info->si_code <= 0 && in_previous_handler) {
     signal(number, SIG_DFL);
     raise(number);
@@ -114,8 +114,8 @@ void OnSegmentationFault(int number, siginfo_t* info, void* context) {
   in_previous_handler = false;
 }
 
-// Before each access: a program may have installed a handler of its own since the last one, as crash
-// reporters and Python's faulthandler do. That handler then gets every fault but ours.
+// Before each access: a program may have installed a handler of its own since the last one, as
+// crash reporters and Python's faulthandler do. That handler then gets every fault but ours.
 void InstallHandler() {
   static std::mutex mutex;
   const std::lock_guard lock(mutex);
