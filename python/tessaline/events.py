@@ -49,7 +49,7 @@ class EventQueue:
         self._failure: BaseException | None = None
         self._stopping = threading.Event()
         self.dropped = 0
-        self._logged: dict[str, float] = {}
+        self._logged: dict[tuple[str, str], float] = {}
         self._thread = threading.Thread(target=self._run, name="tessaline-events", daemon=True)
         self._thread.start()
 
@@ -114,11 +114,11 @@ class EventQueue:
     def _log(self, level: int, where: str, text: str) -> None:
         # A device that is gone repeats itself.
         now = time.monotonic()
-        if self._logged.get(text, -_REPEATED_S) > now - _REPEATED_S:
+        if self._logged.get((where, text), -_REPEATED_S) > now - _REPEATED_S:
             return
         if len(self._logged) > _MOST:
             self._logged.clear()
-        self._logged[text] = now
+        self._logged[where, text] = now
         # A handler of the program may raise. The thread goes on.
         try:
             _said.tell(level, where, text)

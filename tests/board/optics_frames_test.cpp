@@ -64,6 +64,17 @@ class OpticsFrames : public SensorFrames {
     usleep(static_cast<useconds_t>(way / 50 * 1e6));
   }
 
+  // The points of a frame near there. A busy machine may come too late; the pattern comes again.
+  std::vector<Measured> PointsNear(double y, double tolerance) {
+    for (int lap = 0; lap < 50; ++lap) {
+      PassTo(y - tolerance / 2);
+      std::vector<Measured> points = Points(kFull);
+      if (std::abs(std::fmod(belt_, 120) - y) <= tolerance) return points;
+    }
+    ADD_FAILURE() << "no frame near " << y << " mm";
+    return {};
+  }
+
   // Standard deviation of the points' distance from the height at their x, in rows.
   template <typename HeightAt>
   static double Noise(const std::vector<Measured>& points, HeightAt height) {
@@ -193,9 +204,7 @@ unsigned CountWithin(const std::vector<Measured>& points, double left, double ri
 
 TEST_F(GsprintOptics, ObjectsCastShadowsOutwards) {
   See("belt", "real:3");
-  PassTo(30);
-  const std::vector<Measured> beside_stairs = Points(kFull);
-  ASSERT_NEAR(std::fmod(belt_, 120), 30, 5);
+  const std::vector<Measured> beside_stairs = PointsNear(30, 5);
   EXPECT_EQ(CountWithin(beside_stairs, 32.02, 32 + 32 * 9 / 191.0 - 0.02), 0u);
   EXPECT_GT(CountWithin(beside_stairs, 34, 35), 20u);
   EXPECT_GT(CountWithin(beside_stairs, 3, 3.8), 15u);  // on the side of the light
@@ -204,13 +213,10 @@ TEST_F(GsprintOptics, ObjectsCastShadowsOutwards) {
 // The camera is where the belt has passed, so what has just passed hides it.
 TEST_F(GsprintOptics, ObjectsHideTheBeltBehindThem) {
   See("belt", "real:3");
-  PassTo(86);
-  const std::vector<Measured> hidden = Points(kFull);
-  ASSERT_NEAR(std::fmod(belt_, 120), 87, 1.5);
+  const std::vector<Measured> hidden = PointsNear(87, 1.5);
   EXPECT_EQ(CountWithin(hidden, -31, -5), 0u);  // by the ramp
   EXPECT_GT(CountWithin(hidden, -3, 3), 150u);
-  PassTo(100);
-  EXPECT_GT(CountWithin(Points(kFull), -31, -5), 700u);
+  EXPECT_GT(CountWithin(PointsNear(102, 3), -31, -5), 700u);
 }
 
 TEST_F(GsprintOptics, TooMuchLightMakesAWideAndNoisyLine) {
