@@ -9,6 +9,7 @@
 #include "Growth.h"
 #include "HotPaths.h"
 #include "StripBuffers.h"
+#include "support/Head.h"
 #include "tessaline/profile.h"
 
 namespace bench {
@@ -21,19 +22,7 @@ constexpr std::uint32_t kHeight = 1088;
 // What is done with the strips.
 enum class Work { kProfile, kMillimetres, kField, kSigma };
 
-constexpr tessaline_calibration kHead{.sensor_width = kWidth,
-                                      .sensor_height = kHeight,
-                                      .centre_column = 731.5,
-                                      .centre_row = 540.25,
-                                      .pixels_per_unit = 728,
-                                      .distortion = {-0.031, 0.0042, -0.0007},
-                                      .plane = {36.4, 0.42, 0.31, 0.17, -27.2, 9.6, 0.004, 0.12, 1},
-                                      .column_sigma = 0.03,
-                                      .row_sigma = 0.05,
-                                      .x_sigma = 0.001,
-                                      .z_sigma = 0.001,
-                                      .field_corners = 0,
-                                      .field = {}};
+using tessaline_test::kHead;
 
 // The same head, which knows where its calibration holds.
 constexpr tessaline_calibration HeadWithField() {

@@ -9,7 +9,6 @@ from collections.abc import Callable, Iterable, Iterator, Sequence
 from typing import Any
 
 from . import recipes
-from ._calls import number
 from ._lifecycle import START_S, Lifecycle
 from ._said import log
 from .buffers import Image, StripBuffer
@@ -96,6 +95,16 @@ class Sensor(Lifecycle, Groups):
             start_timeout_s=start_timeout_s,
         )
         Groups.__init__(self, self._calls, model)
+        self._complete = True
+
+    def __setattr__(self, name: str, value: object) -> None:
+        # A setting that is misspelt, or meant for a group, must not be a new attribute.
+        if not name.startswith("_") and "_complete" in self.__dict__:
+            raise AttributeError(
+                f"a Sensor has no setting {name!r}: use configure({name}=...), or a group, such as "
+                "sensor.trigger.spacing_us"
+            )
+        object.__setattr__(self, name, value)
 
     # --- Frames
 
@@ -270,7 +279,8 @@ class Sensor(Lifecycle, Groups):
             CalibrationError: the calibration is damaged, or that of another sensor.
             TimeoutError, LostFrames, RefusedError: as in strips().
         """
-        number("count", count, 1, 1 << 32)
+        if count is None:
+            raise TypeError("profiles() takes a number of profiles; strips() has no end")
         if isinstance(calibration, str) and calibration == "eeprom":
             calibration = self.calibration()
         if self.board is not None and counts_per_mm is None and speed_mm_s is None:
@@ -386,8 +396,9 @@ class Sensor(Lifecycle, Groups):
             What was made.
 
         Raises:
-            RefusedError: the product has no such value; the message has the limits.
-            TypeError: a value is nothing that a setting can be, or there is no such setting.
+            RefusedError: there is no such setting, or the product has no such value; the message
+                has the limits.
+            TypeError: a value is nothing that a setting can be.
         """
         made = recipes.configure(self._calls, self.model, **settings)
         self._laser = made.get("laser", self._laser)

@@ -200,7 +200,7 @@ def views() -> list[Profiles]:
     ]
 
 
-def test_the_solver_finds_the_head(views: list[Profiles], tmp_path: Path) -> None:
+def test_the_solver_finds_the_head(command: str, views: list[Profiles], tmp_path: Path) -> None:
     views[1].save_csv(tmp_path / "one.csv")
     given: list[Any] = [views[0], tmp_path / "one.csv", *views[2:]]
     found = calibrate(given, "sawtooth", model="K3610", pitch=8, depth=4)
@@ -225,7 +225,7 @@ def test_the_solver_finds_the_head(views: list[Profiles], tmp_path: Path) -> Non
     )
 
 
-def test_what_the_solver_refuses(views: list[Profiles], tmp_path: Path) -> None:
+def test_what_the_solver_refuses(command: str, views: list[Profiles], tmp_path: Path) -> None:
     saw: dict[str, Any] = {"target": "sawtooth", "model": "K3610", "pitch": 8, "depth": 4}
     refused: list[tuple[list[Any], dict[str, Any], str]] = [
         (views[:2], {}, "view"),

@@ -471,3 +471,23 @@ def test_profiles_without_a_line_are_told_of() -> None:
     assert (status, out) == (0, "False\nTrue\n"), err
     assert err.startswith("no laser line in 5 profiles")
     assert err.count("\n") == 1
+
+
+def test_a_call_that_was_given_up_is_not_made_later() -> None:
+    status, out, err = run(
+        """
+        sensor = tessaline.Sensor("K3610", virtual=True, sleep_factor=20)
+        def take_long(): sensor.image_sensor.drive_mode = tessaline.DriveMode.HALF
+        thread = threading.Thread(target=take_long)
+        thread.start()
+        time.sleep(0.3)
+        threading.Timer(0.3, os.kill, (os.getpid(), signal.SIGINT)).start()
+        try: sensor.laser.on()
+        except KeyboardInterrupt: print("interrupted")
+        assert thread.is_alive()
+        thread.join()
+        sensor.board.set_sleep_factor(0)
+        print(sensor.trigger.spacing_us, laser())
+        """
+    )
+    assert (status, out, err) == (0, "interrupted\n4000 0\n", "")

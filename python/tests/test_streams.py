@@ -253,3 +253,15 @@ def test_a_refused_region_leaves_no_wrong_geometry(sensor: Sensor) -> None:
         sensor._calls.set("SetROI1", 0, 0, 9999, 9999)
     with pytest.raises(tessaline.RefusedError, match="SetROI1 was refused"):
         _ = sensor.geometry
+
+
+def test_a_setting_that_is_none_is_no_new_attribute(sensor: Sensor) -> None:
+    with pytest.raises(AttributeError, match=r"configure\(exposure_us=\.\.\.\)"):
+        sensor.exposure_us = 150  # type: ignore[attr-defined]
+    with pytest.raises(AttributeError):
+        sensor.trigger = 3  # type: ignore[assignment]
+    for count, error in ((0, ValueError), (1.5, TypeError), (None, TypeError)):
+        with pytest.raises(error):
+            sensor.profiles(count)  # type: ignore[arg-type]
+    with pytest.raises(tessaline.RefusedError):
+        sensor.configure(exposure=150)

@@ -11,6 +11,7 @@
 #include <numbers>
 
 #include "calibrate/CalibrationFile.h"
+#include "support/Head.h"
 
 namespace tessaline_test {
 namespace {
@@ -18,20 +19,6 @@ namespace {
 using namespace tool::calibrate;
 using State = FoundBlock::State;
 using Bytes = std::vector<std::uint8_t>;
-
-constexpr tessaline_calibration kHead{.sensor_width = 1456,
-                                      .sensor_height = 1088,
-                                      .centre_column = 731.5,
-                                      .centre_row = 540.25,
-                                      .pixels_per_unit = 728,
-                                      .distortion = {-0.031, 0.0042, -0.0007},
-                                      .plane = {36.4, 0.42, 0.31, 0.17, -27.2, 9.6, 0.004, 0.12, 1},
-                                      .column_sigma = 0.03,
-                                      .row_sigma = 0.05,
-                                      .x_sigma = 0.001,
-                                      .z_sigma = 0.002,
-                                      .field_corners = 0,
-                                      .field = {}};
 
 tessaline_calibration WithField(const std::vector<Sample>& places) {
   tessaline_calibration head = kHead;

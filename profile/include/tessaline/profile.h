@@ -150,8 +150,10 @@ int tessaline_strips_next(struct tessaline_strips* strips,
 
 /* --- From rows and columns to millimetres ------------------------------------------------- */
 
-/** Corners that a calibration's field may have. */
-#define TESSALINE_FIELD_CORNERS 8
+/** Sizes of arrays. */
+enum tessaline_profile_size {
+  TESSALINE_FIELD_CORNERS = 8 /**< that a calibration's field may have */
+};
 
 /** A pixel of the full sensor. */
 struct tessaline_pixel {
