@@ -147,6 +147,19 @@ class Strip:
     def __array__(self, dtype: npt.DTypeLike | None = None) -> npt.NDArray[Any]:
         return self.points if dtype is None else self.points.astype(dtype)
 
+    def __eq__(self, other: object) -> bool:
+        """Whether both have the same frame id, stamps and points."""
+        if not isinstance(other, Strip):
+            return NotImplemented
+        return (
+            (self.frame_id, self.time_stamp, self.encoder_stamp)
+            == (other.frame_id, other.time_stamp, other.encoder_stamp)
+            and self.points.dtype == other.points.dtype
+            and np.array_equal(self.points, other.points)
+        )
+
+    __hash__ = None  # type: ignore[assignment]
+
 
 class StripBuffer(_Frame, Sequence[Strip]):
     """One delivery of the driver: a few strips, one behind the other. A sequence of Strip.
@@ -193,6 +206,12 @@ class StripBuffer(_Frame, Sequence[Strip]):
 
     def __iter__(self) -> Iterator[Strip]:
         return (Strip(self, self._table[i]) for i in range(len(self)))
+
+    def __array__(self, dtype: npt.DTypeLike | None = None) -> npt.NDArray[Any]:
+        raise TypeError(
+            "a buffer is no array, because its strips can have different lengths; take "
+            "buf[0].points, buf.raw, or sensor.profiles() for all points in one array"
+        )
 
     @property
     def raw(self) -> npt.NDArray[np.uint8]:

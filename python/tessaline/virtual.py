@@ -107,7 +107,7 @@ class VirtualBoard:
         Raises:
             RefusedError: there is no such scene.
         """
-        if self._module.board_set_scene(scene) != 0:
+        if self._module.board_set_scene(str(scene)) != 0:
             raise RefusedError(
                 f'there is no scene "{scene}"',
                 'there are "belt", "plane", "sawtooth" and "stairs", with ",x=5,z=-3,tilt=2"',

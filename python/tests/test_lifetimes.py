@@ -227,3 +227,19 @@ def test_keeping_thousands_of_arrays_costs_no_more_each(sensor: Sensor) -> None:
     assert len(kept) == 4000
     for array, copy in kept[::100]:
         np.testing.assert_array_equal(array, copy)
+
+
+def test_strips_are_compared_by_their_content(sensor: Sensor) -> None:
+    for buf in sensor.strips(10):
+        kept = buf.copy()
+        assert buf[0] == buf[0] == kept[0]
+        assert buf[0] != buf[1]
+        assert kept[1] in buf
+        assert buf[0] != 1
+
+
+def test_a_whole_buffer_is_no_array(sensor: Sensor) -> None:
+    for buf in sensor.strips(10):
+        with pytest.raises(TypeError, match=r"buf\[0\]\.points, buf\.raw"):
+            np.asarray(buf)
+        assert np.asarray(buf[0]).shape == (1456,)
