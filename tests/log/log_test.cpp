@@ -86,6 +86,14 @@ TEST(Logger, TakesThirtyTwoSinks) {
   EXPECT_EQ(received.size(), 32u);
 }
 
+TEST(Logger, TellsNoneOfThirtyTwoSinksWhatIsBelowTheirLevel) {
+  static char tag[] = "s";
+  for (int i = 0; i < 32; ++i) ASSERT_EQ(log_add_callback(Remember, tag, TESSALINE_LOG_ERROR), 0);
+  log_set_quiet(true);
+  log_log(TESSALINE_LOG_INFO, "a", 1, "x");
+  EXPECT_TRUE(received.empty());
+}
+
 TEST(Logger, TakesNoFileWhenAllSinksAreTaken) {
   for (int i = 0; i < 32; ++i) ASSERT_EQ(log_add_fp(stdout, TESSALINE_LOG_FATAL), 0);
   EXPECT_EQ(log_add_fp(stdout, TESSALINE_LOG_FATAL), -1);
