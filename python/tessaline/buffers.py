@@ -148,7 +148,11 @@ class Strip:
         return self.points if dtype is None else self.points.astype(dtype)
 
     def __eq__(self, other: object) -> bool:
-        """Whether both have the same frame id, stamps and points."""
+        """Whether both have the same frame id, stamps and points.
+
+        Raises:
+            BufferReturned: the turn of one's buffer is over.
+        """
         if not isinstance(other, Strip):
             return NotImplemented
         return (

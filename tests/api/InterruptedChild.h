@@ -104,7 +104,7 @@ inline void ExpectExit(const Outcome& outcome, int status) {
 // The thread sanitizer runs handlers with every signal blocked, including SIGSEGV, which shows
 // register accesses to the virtual board.
 inline constexpr bool kHandlerReachesTheBoard = !tessaline_test::kThreadSanitizer;
-inline constexpr const char* kWhyNot =
+inline constexpr const char* kSanitizerBlocksSigsegvInHandlers =
     "the thread sanitizer blocks SIGSEGV in handlers, and with it register accesses";
 
 }  // namespace tessaline_test

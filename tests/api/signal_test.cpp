@@ -39,7 +39,7 @@ using tessaline_test::Eventually;
 using tessaline_test::ExpectExit;
 using tessaline_test::InAChild;
 using tessaline_test::kHandlerReachesTheBoard;
-using tessaline_test::kWhyNot;
+using tessaline_test::kSanitizerBlocksSigsegvInHandlers;
 using tessaline_test::Outcome;
 using tessaline_test::PlugIn;
 using tessaline_test::ReallyWait;
@@ -77,7 +77,7 @@ void HandleAnImage() {
 class HandledSigint : public ::testing::Test {
  protected:
   void SetUp() override {
-    if (!kHandlerReachesTheBoard) GTEST_SKIP() << kWhyNot;
+    if (!kHandlerReachesTheBoard) GTEST_SKIP() << kSanitizerBlocksSigsegvInHandlers;
   }
 };
 
