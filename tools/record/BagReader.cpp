@@ -1,0 +1,72 @@
+#include "record/BagReader.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <charconv>
+
+#include "Failure.h"
+#include "record/Schema.h"
+
+namespace tool {
+namespace {
+
+// Tables under these names, and not something that runs when it is read.
+void RequireTables(const Database& database) {
+  Statement found(database,
+                  "SELECT count(*) FROM sqlite_schema WHERE type = 'table' AND "
+                  "name IN ('topics', 'messages', 'tessaline') AND sql NOT LIKE 'CREATE VIRTUAL%'");
+  found.Next();
+  if (found.Number(0) == 3) return;
+  throw Failure(ExitCode::kFile, fmt::format("{}: this is no recording", database.path()),
+                "a recording is made with \"tessaline record\"");
+}
+
+std::int64_t NumberIn(const std::string& text) {
+  std::int64_t number = 0;
+  std::from_chars(text.data(), text.data() + text.size(), number);
+  return number;
+}
+
+}  // namespace
+
+BagReader::BagReader(const std::string& path) : database_(path, Database::Mode::kRead) {
+  RequireTables(database_);
+  const std::int64_t version = NumberIn(Key(kVersionKey));
+  if (version != kRecordingVersion) {
+    throw Failure(ExitCode::kFile,
+                  fmt::format("{}: a recording of version {}, this program reads {}", path, version,
+                              kRecordingVersion),
+                  "use the program that wrote it, or a newer one");
+  }
+  closed_ = Key(kClosedKey) == "yes";
+  synced_ns_ = NumberIn(Key(kSyncedKey));
+  Statement topics(database_, "SELECT id, name FROM topics");
+  while (topics.Next()) {
+    const std::string name = topics.Text(1);
+    const auto* entry = std::find_if(kTopics.begin(), kTopics.end(),
+                                     [&](const TopicEntry& topic) { return topic.name == name; });
+    if (entry != kTopics.end()) topics_[topics.Number(0)] = entry->topic;
+  }
+  messages_.emplace(database_, "SELECT id, topic_id, timestamp, data FROM messages ORDER BY id");
+}
+
+std::optional<StoredMessage> BagReader::Next() {
+  while (messages_->Next()) {
+    const auto topic = topics_.find(messages_->Number(1));
+    if (topic == topics_.end()) continue;
+    return StoredMessage{.id = messages_->Number(0),
+                         .topic = topic->second,
+                         .stamp_ns = messages_->Number(2),
+                         .cdr = messages_->Blob(3)};
+  }
+  return std::nullopt;
+}
+
+std::string BagReader::Key(const char* key) {
+  Statement value(database_, "SELECT value FROM tessaline WHERE key = ?");
+  value.Bind(0, std::string_view(key));
+  return value.Next() ? value.Text(0) : std::string();
+}
+
+}  // namespace tool

@@ -1,0 +1,167 @@
+#include "record/Database.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <sqlite3.h>
+#include <string.h>
+#include <unistd.h>
+
+#include <array>
+#include <utility>
+
+#include "Failure.h"
+
+namespace tool {
+namespace {
+
+// The largest message: an image of the largest sensor, with room to spare. A hostile file cannot
+// make us allocate more at once.
+constexpr int kMostBytes = 64 << 20;
+
+struct Explanation {
+  int result;
+  ExitCode code;
+  std::string_view what;  // behind the path
+  std::string_view next;
+};
+
+constexpr std::array kExplanations{
+    Explanation{SQLITE_FULL, ExitCode::kFile, "the disk is full", "what was synced before is kept"},
+    Explanation{SQLITE_BUSY, ExitCode::kExists, "another program is writing it",
+                "wait until it has ended"},
+    Explanation{SQLITE_LOCKED, ExitCode::kExists, "another program is writing it",
+                "wait until it has ended"},
+    Explanation{SQLITE_NOTADB, ExitCode::kFile, "this is no recording", ""},
+    Explanation{SQLITE_CORRUPT, ExitCode::kFile, "it is damaged",
+                "\"tessaline bag check\" says what is whole"},
+    Explanation{SQLITE_READONLY, ExitCode::kFile,
+                "its writer was interrupted, and nobody may write here to tidy up",
+                "copy the file, and the one with \"-journal\" behind its name, to another folder"},
+    Explanation{SQLITE_TOOBIG, ExitCode::kFile, "it has a message of more than 64 MiB", ""},
+};
+
+// SQLite's calls do not create a file that must not exist yet.
+void CreateNew(const std::string& path) {
+  const int descriptor = open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+  if (descriptor >= 0) {
+    close(descriptor);
+    return;
+  }
+  if (errno == EEXIST) {
+    throw Failure(ExitCode::kExists, fmt::format("{} already exists", path),
+                  "a recording is never overwritten; choose another name");
+  }
+  throw Failure(ExitCode::kFile, fmt::format("cannot create {}: {}", path, strerror(errno)));
+}
+
+void RequireReadable(const std::string& path) {
+  const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (descriptor < 0) {
+    throw Failure(ExitCode::kFile, fmt::format("cannot read {}: {}", path, strerror(errno)));
+  }
+  close(descriptor);
+}
+
+}  // namespace
+
+void Database::Close::operator()(sqlite3* handle) const { sqlite3_close_v2(handle); }
+
+Database::Database(std::string path, Mode mode) : path_(std::move(path)) {
+  const bool create = mode == Mode::kCreate;
+  create ? CreateNew(path_) : RequireReadable(path_);
+  const bool writable = access(path_.c_str(), W_OK) == 0;
+  sqlite3* handle = nullptr;
+  const int result =
+      sqlite3_open_v2(path_.c_str(), &handle,
+                      (writable ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY) |
+                          SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE,
+                      nullptr);
+  handle_.reset(handle);
+  Check(result);
+  sqlite3_limit(handle, SQLITE_LIMIT_LENGTH, kMostBytes);
+  if (create) {
+    // The rollback journal, and not the write-ahead log: frames go to the file once, and between
+    // two runs the file stands by itself.
+    Run("PRAGMA page_size = 65536; PRAGMA locking_mode = EXCLUSIVE;"
+        "PRAGMA journal_mode = TRUNCATE; PRAGMA synchronous = FULL;"
+        "PRAGMA cache_size = -65536");
+    return;
+  }
+  Check(sqlite3_db_config(handle, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr));
+  Check(sqlite3_db_config(handle, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr));
+  Check(sqlite3_db_config(handle, SQLITE_DBCONFIG_ENABLE_TRIGGER, 0, nullptr));
+  Check(sqlite3_db_config(handle, SQLITE_DBCONFIG_ENABLE_VIEW, 0, nullptr));
+  Run("PRAGMA cell_size_check = ON; PRAGMA mmap_size = 0; PRAGMA query_only = ON");
+}
+
+void Database::Run(const std::string& sql) {
+  Check(sqlite3_exec(handle(), sql.c_str(), nullptr, nullptr, nullptr));
+}
+
+void Database::Check(int result) const {
+  const int kind = result & 0xFF;
+  if (kind == SQLITE_OK || kind == SQLITE_ROW || kind == SQLITE_DONE) return;
+  for (const Explanation& explanation : kExplanations) {
+    if (explanation.result != kind) continue;
+    throw Failure(explanation.code, fmt::format("{}: {}", path_, explanation.what),
+                  std::string(explanation.next));
+  }
+  const char* text = handle_ ? sqlite3_errmsg(handle()) : sqlite3_errstr(result);
+  throw Failure(ExitCode::kFile, fmt::format("{}: {}", path_, text));
+}
+
+void Statement::Finalize::operator()(sqlite3_stmt* handle) const { sqlite3_finalize(handle); }
+
+Statement::Statement(const Database& database, std::string_view sql) : database_(database) {
+  sqlite3_stmt* handle = nullptr;
+  const int result = sqlite3_prepare_v3(database.handle(), sql.data(), static_cast<int>(sql.size()),
+                                        SQLITE_PREPARE_PERSISTENT, &handle, nullptr);
+  handle_.reset(handle);
+  database.Check(result);
+}
+
+void Statement::Bind(int parameter, std::int64_t value) {
+  database_.Check(sqlite3_bind_int64(handle_.get(), parameter + 1, value));
+}
+
+void Statement::Bind(int parameter, std::string_view text) {
+  database_.Check(sqlite3_bind_text(handle_.get(), parameter + 1, text.data(),
+                                    static_cast<int>(text.size()), SQLITE_TRANSIENT));
+}
+
+void Statement::Bind(int parameter, std::span<const std::byte> blob) {
+  database_.Check(
+      sqlite3_bind_blob64(handle_.get(), parameter + 1, blob.data(), blob.size(), SQLITE_STATIC));
+}
+
+void Statement::Run() {
+  while (Next()) {
+  }
+}
+
+bool Statement::Next() {
+  const int result = sqlite3_step(handle_.get());
+  if ((result & 0xFF) == SQLITE_ROW) return true;
+  sqlite3_reset(handle_.get());
+  database_.Check(result);
+  return false;
+}
+
+std::int64_t Statement::Number(int column) const {
+  return sqlite3_column_int64(handle_.get(), column);
+}
+
+std::string Statement::Text(int column) const {
+  const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(handle_.get(), column));
+  const int bytes = sqlite3_column_bytes(handle_.get(), column);
+  return text == nullptr ? std::string() : std::string(text, static_cast<std::size_t>(bytes));
+}
+
+std::span<const std::byte> Statement::Blob(int column) const {
+  const auto* data = static_cast<const std::byte*>(sqlite3_column_blob(handle_.get(), column));
+  const int bytes = sqlite3_column_bytes(handle_.get(), column);
+  return {data, data == nullptr ? 0 : static_cast<std::size_t>(bytes)};
+}
+
+}  // namespace tool

@@ -1,0 +1,70 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+
+struct sqlite3;
+struct sqlite3_stmt;
+
+namespace tool {
+
+// A file of SQLite. Every failure is a Failure that names the file and says what to do.
+class Database {
+ public:
+  enum class Mode { kCreate, kRead };
+
+  // kCreate: a new, empty file, which belongs to this process until it is closed; one that exists is
+  // refused. kRead: a file that may be hostile: nothing in it is executed. What an interrupted
+  // writer left half done is taken back first, which needs permission to write.
+  Database(std::string path, Mode mode);
+
+  const std::string& path() const { return path_; }
+  void Run(const std::string& sql);
+
+  // Throws Failure if `result` is one of an error.
+  void Check(int result) const;
+  sqlite3* handle() const { return handle_.get(); }
+
+ private:
+  struct Close {
+    void operator()(sqlite3* handle) const;
+  };
+
+  std::string path_;
+  std::unique_ptr<sqlite3, Close> handle_;
+};
+
+// A statement of it, compiled once. Parameters and columns count from 0.
+class Statement {
+ public:
+  Statement(const Database& database, std::string_view sql);
+
+  void Bind(int parameter, std::int64_t value);
+  void Bind(int parameter, std::string_view text);
+  // Not copied: valid until Run() or the last Next().
+  void Bind(int parameter, std::span<const std::byte> blob);
+
+  // Runs a statement that has no rows.
+  void Run();
+  // Goes to the next row. False: there is none, and the statement starts anew.
+  bool Next();
+
+  std::int64_t Number(int column) const;
+  std::string Text(int column) const;
+  // Valid until the next call of Next().
+  std::span<const std::byte> Blob(int column) const;
+
+ private:
+  struct Finalize {
+    void operator()(sqlite3_stmt* handle) const;
+  };
+
+  const Database& database_;
+  std::unique_ptr<sqlite3_stmt, Finalize> handle_;
+};
+
+}  // namespace tool

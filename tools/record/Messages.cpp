@@ -1,0 +1,166 @@
+#include "record/Messages.h"
+
+#include <fastcdr/Cdr.h>
+#include <fastcdr/exceptions/Exception.h>
+#include <fmt/format.h>
+
+#include <tuple>
+
+#include "Failure.h"
+
+namespace tool {
+namespace {
+
+using eprosima::fastcdr::FastBuffer;
+
+constexpr std::int64_t kNsPerSecond = 1'000'000'000;
+// The encapsulation, every fixed field and its alignment of the largest message.
+constexpr std::size_t kMostFixedBytes = 128;
+
+// Each message's fields in the order of its definition. Coding goes through here in both
+// directions, so that they cannot differ.
+template <typename M>
+auto Fields(M& m) {
+  using Plain = std::remove_const_t<M>;
+  if constexpr (std::is_same_v<Plain, StripsMessage>) {
+    return std::tie(m.strips, m.point_bytes, m.data);
+  } else if constexpr (std::is_same_v<Plain, ImageMessage>) {
+    return std::tie(m.width, m.height, m.data);
+  } else if constexpr (std::is_same_v<Plain, RegisterMessage>) {
+    return std::tie(m.address, m.value);
+  } else if constexpr (std::is_same_v<Plain, EventMessage>) {
+    return std::tie(m.name, m.value);
+  } else if constexpr (std::is_same_v<Plain, LossesMessage>) {
+    return std::tie(m.frames_by_device, m.frames_by_recorder, m.messages_by_recorder);
+  } else if constexpr (std::is_same_v<Plain, ClockMessage>) {
+    return std::tie(m.ticks, m.uncertainty_ns);
+  } else if constexpr (std::is_same_v<Plain, LogMessage>) {
+    return std::tie(m.level, m.name, m.msg, m.file, m.function, m.line);
+  } else {
+    return std::tie(m.data);
+  }
+}
+
+std::size_t VariableBytes(const std::string& text) { return text.size() + 1; }
+std::size_t VariableBytes(std::span<const std::byte> data) { return data.size(); }
+template <typename Number>
+std::size_t VariableBytes(Number) {
+  return 0;
+}
+
+class Encoder {
+ public:
+  explicit Encoder(eprosima::fastcdr::Cdr& cdr) : cdr_(cdr) {}
+
+  template <typename Value>
+  void operator()(const Value& value) {
+    cdr_.serialize(value);
+  }
+  void operator()(std::span<const std::byte> data) {
+    cdr_.serialize(static_cast<std::uint32_t>(data.size()));
+    cdr_.serializeArray(reinterpret_cast<const std::uint8_t*>(data.data()), data.size());
+  }
+
+ private:
+  eprosima::fastcdr::Cdr& cdr_;
+};
+
+class Decoder {
+ public:
+  Decoder(eprosima::fastcdr::Cdr& cdr, std::span<const std::byte> bytes)
+      : cdr_(cdr), bytes_(bytes) {}
+
+  template <typename Value>
+  void operator()(Value& value) {
+    cdr_.deserialize(value);
+  }
+  void operator()(std::string& text) {
+    const std::span<const std::byte> taken = Take();
+    // With its ending zero. Some writers give an empty text no byte at all.
+    const std::size_t length = taken.empty() ? 0 : taken.size() - 1;
+    text.assign(reinterpret_cast<const char*>(taken.data()), length);
+  }
+  void operator()(std::span<const std::byte>& data) { data = Take(); }
+
+ private:
+  // A length, and as many bytes.
+  std::span<const std::byte> Take() {
+    std::uint32_t length = 0;
+    cdr_.deserialize(length);
+    const std::size_t at = cdr_.getSerializedDataLength();
+    if (length > bytes_.size() - at) {
+      throw eprosima::fastcdr::exception::NotEnoughMemoryException("a length beyond the end");
+    }
+    cdr_.jump(length);
+    return bytes_.subspan(at, length);
+  }
+
+  eprosima::fastcdr::Cdr& cdr_;
+  const std::span<const std::byte> bytes_;
+};
+
+}  // namespace
+
+template <typename Message>
+Cdr Encode(const Message& message) {
+  const auto fields = Fields(message);
+  Cdr bytes(kMostFixedBytes + std::apply(
+                                  [](const auto&... field) { return (VariableBytes(field) + ...); },
+                                  fields));
+  FastBuffer buffer(reinterpret_cast<char*>(bytes.data()), bytes.size());
+  eprosima::fastcdr::Cdr cdr(buffer, eprosima::fastcdr::Cdr::LITTLE_ENDIANNESS,
+                             eprosima::fastcdr::Cdr::DDS_CDR);
+  cdr.serialize_encapsulation();
+  Encoder encode(cdr);
+  if constexpr (requires { message.stamp_ns; }) {
+    encode(static_cast<std::int32_t>(message.stamp_ns / kNsPerSecond));
+    encode(static_cast<std::uint32_t>(message.stamp_ns % kNsPerSecond));
+  }
+  std::apply([&](const auto&... field) { (encode(field), ...); }, fields);
+  bytes.resize(cdr.getSerializedDataLength());
+  return bytes;
+}
+
+template <typename Message>
+Message Decode(std::span<const std::byte> bytes) {
+  Message message;
+  // It only reads, but its interface knows no const.
+  FastBuffer buffer(const_cast<char*>(reinterpret_cast<const char*>(bytes.data())), bytes.size());
+  eprosima::fastcdr::Cdr cdr(buffer, eprosima::fastcdr::Cdr::LITTLE_ENDIANNESS,
+                             eprosima::fastcdr::Cdr::DDS_CDR);
+  try {
+    cdr.read_encapsulation();
+    Decoder decode(cdr, bytes);
+    if constexpr (requires { message.stamp_ns; }) {
+      std::int32_t seconds = 0;
+      std::uint32_t nanoseconds = 0;
+      decode(seconds);
+      decode(nanoseconds);
+      message.stamp_ns = seconds * kNsPerSecond + nanoseconds;
+    }
+    std::apply([&](auto&... field) { (decode(field), ...); }, Fields(message));
+  } catch (const eprosima::fastcdr::exception::Exception& error) {
+    throw Failure(ExitCode::kFile, fmt::format("a message of {} is damaged: {}",
+                                               EntryOf(Message::kTopic).name, error.what()));
+  }
+  return message;
+}
+
+template Cdr Encode(const StripsMessage&);
+template StripsMessage Decode(std::span<const std::byte>);
+template Cdr Encode(const ImageMessage&);
+template ImageMessage Decode(std::span<const std::byte>);
+template Cdr Encode(const RegisterMessage&);
+template RegisterMessage Decode(std::span<const std::byte>);
+template Cdr Encode(const EventMessage&);
+template EventMessage Decode(std::span<const std::byte>);
+template Cdr Encode(const LossesMessage&);
+template LossesMessage Decode(std::span<const std::byte>);
+template Cdr Encode(const ClockMessage&);
+template ClockMessage Decode(std::span<const std::byte>);
+template Cdr Encode(const LogMessage&);
+template LogMessage Decode(std::span<const std::byte>);
+template Cdr Encode(const DeviceMessage&);
+template DeviceMessage Decode(std::span<const std::byte>);
+
+}  // namespace tool

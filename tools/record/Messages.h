@@ -1,0 +1,85 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "record/Topics.h"
+
+namespace tool {
+
+// The messages of a recording, as kTopics describes them. `stamp_ns`: host clock, nanoseconds since
+// 1970. What is decoded points into the bytes that it was decoded from.
+
+struct StripsMessage {
+  static constexpr Topic kTopic = Topic::kStrips;
+  std::int64_t stamp_ns = 0;
+  std::uint32_t strips = 0;
+  std::uint8_t point_bytes = 0;
+  std::span<const std::byte> data;
+};
+
+struct ImageMessage {
+  static constexpr Topic kTopic = Topic::kImages;
+  std::int64_t stamp_ns = 0;
+  std::uint32_t width = 0;
+  std::uint32_t height = 0;
+  std::span<const std::byte> data;
+};
+
+struct RegisterMessage {
+  static constexpr Topic kTopic = Topic::kRegisters;
+  std::int64_t stamp_ns = 0;
+  std::uint64_t address = 0;
+  std::uint32_t value = 0;
+};
+
+struct EventMessage {
+  static constexpr Topic kTopic = Topic::kEvents;
+  std::int64_t stamp_ns = 0;
+  std::string name;
+  std::uint64_t value = 0;
+};
+
+struct LossesMessage {
+  static constexpr Topic kTopic = Topic::kLosses;
+  std::int64_t stamp_ns = 0;
+  std::uint64_t frames_by_device = 0;
+  std::uint64_t frames_by_recorder = 0;
+  std::uint64_t messages_by_recorder = 0;
+};
+
+struct ClockMessage {
+  static constexpr Topic kTopic = Topic::kClock;
+  std::int64_t stamp_ns = 0;
+  std::uint64_t ticks = 0;
+  std::uint32_t uncertainty_ns = 0;
+};
+
+struct LogMessage {
+  static constexpr Topic kTopic = Topic::kLog;
+  std::int64_t stamp_ns = 0;
+  std::uint8_t level = 0;
+  std::string name, msg, file, function;
+  std::uint32_t line = 0;
+};
+
+struct DeviceMessage {
+  static constexpr Topic kTopic = Topic::kDevice;
+  std::string data;
+};
+
+using Cdr = std::vector<std::byte>;
+
+// Returns a message in CDR, little-endian, with its encapsulation in front. Copies `data` once.
+template <typename Message>
+Cdr Encode(const Message& message);
+
+// Returns the message in `cdr`. Throws Failure if it is no such message; allocates no more than
+// `cdr` has bytes.
+template <typename Message>
+Message Decode(std::span<const std::byte> cdr);
+
+}  // namespace tool

@@ -1,0 +1,33 @@
+#pragma once
+
+namespace tool {
+
+// Rises when a reader of before would misunderstand.
+inline constexpr int kRecordingVersion = 1;
+
+// The tables of a rosbag2 bag, as its SQLite storage version 4 has them, and one of ours. Times:
+// nanoseconds since 1970, host clock. Rows of messages are in the order of their arrival.
+inline constexpr const char* kSchemaSql = R"sql(
+CREATE TABLE schema(schema_version INTEGER PRIMARY KEY, ros_distro TEXT NOT NULL);
+CREATE TABLE metadata(id INTEGER PRIMARY KEY, metadata_version INTEGER NOT NULL,
+  metadata TEXT NOT NULL);
+CREATE TABLE topics(id INTEGER PRIMARY KEY, name TEXT NOT NULL, type TEXT NOT NULL,
+  serialization_format TEXT NOT NULL, offered_qos_profiles TEXT NOT NULL,
+  type_description_hash TEXT NOT NULL);
+CREATE TABLE message_definitions(id INTEGER PRIMARY KEY, topic_type TEXT NOT NULL,
+  encoding TEXT NOT NULL, encoded_message_definition TEXT NOT NULL,
+  type_description_hash TEXT NOT NULL);
+CREATE TABLE messages(id INTEGER PRIMARY KEY, topic_id INTEGER NOT NULL,
+  timestamp INTEGER NOT NULL, data BLOB NOT NULL);
+CREATE INDEX timestamp_idx ON messages (timestamp ASC);
+CREATE TABLE tessaline(key TEXT PRIMARY KEY, value TEXT NOT NULL) WITHOUT ROWID;
+INSERT INTO schema VALUES(4, 'jazzy');
+)sql";
+
+// Keys of the table tessaline.
+inline constexpr const char* kVersionKey = "version";
+// When the last sync was, and "yes" once the recording has been closed properly.
+inline constexpr const char* kSyncedKey = "synced_ns";
+inline constexpr const char* kClosedKey = "closed";
+
+}  // namespace tool
