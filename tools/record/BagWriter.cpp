@@ -31,37 +31,38 @@ Database NewRecording(const std::string& path) {
 
 BagWriter::BagWriter(const std::string& path)
     : database_(NewRecording(path)),
-      insert_(database_, "INSERT INTO messages(topic_id, timestamp, data) VALUES(?, ?, ?)") {
+      insert_(std::in_place, *database_,
+              "INSERT INTO messages(topic_id, timestamp, data) VALUES(?, ?, ?)") {
   SetKey(kVersionKey, std::to_string(kRecordingVersion));
   SetKey(kClosedKey, "no");
   Sync();
 }
 
 void BagWriter::Write(Topic topic, std::int64_t stamp_ns, std::span<const std::byte> cdr) {
-  insert_.Bind(0, static_cast<std::int64_t>(topic) + 1);
-  insert_.Bind(1, stamp_ns);
-  insert_.Bind(2, cdr);
-  insert_.Run();
-  ++messages_;
-  bytes_ += cdr.size();
-  unsynced_bytes_ += cdr.size();
+  insert_->Bind(0, static_cast<std::int64_t>(topic) + 1);
+  insert_->Bind(1, stamp_ns);
+  insert_->Bind(2, cdr);
+  insert_->Run();
   last_stamp_ns_ = stamp_ns;
 }
 
 void BagWriter::Sync() {
   SetKey(kSyncedKey, std::to_string(last_stamp_ns_));
-  database_.Run("COMMIT; BEGIN");
-  unsynced_bytes_ = 0;
+  database_->Run("COMMIT; BEGIN");
+  ++syncs_;
 }
 
 void BagWriter::Close() {
   SetKey(kClosedKey, "yes");
   Sync();
-  database_.Run("COMMIT");
+  // Without its journal, the file stands by itself.
+  database_->Run("COMMIT; PRAGMA journal_mode = DELETE");
+  insert_.reset();
+  database_.reset();
 }
 
 void BagWriter::SetKey(const char* key, const std::string& value) {
-  Statement set(database_, "INSERT OR REPLACE INTO tessaline VALUES(?, ?)");
+  Statement set(*database_, "INSERT OR REPLACE INTO tessaline VALUES(?, ?)");
   set.Bind(0, std::string_view(key));
   set.Bind(1, std::string_view(value));
   set.Run();

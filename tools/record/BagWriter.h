@@ -1,7 +1,9 @@
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 
@@ -22,21 +24,19 @@ class BagWriter {
   void Write(Topic topic, std::int64_t stamp_ns, std::span<const std::byte> cdr);
   // When it returns, everything written so far survives a power cut.
   void Sync();
-  // Syncs, and marks the recording as complete.
+  // Syncs, marks the recording as complete and lets others read it. Ends all writing.
   void Close();
 
-  std::uint64_t messages() const { return messages_; }
-  std::uint64_t bytes() const { return bytes_; }
-  std::uint64_t unsynced_bytes() const { return unsynced_bytes_; }
+  // Any thread may ask.
+  std::uint64_t syncs() const { return syncs_; }
 
  private:
   void SetKey(const char* key, const std::string& value);
 
-  Database database_;
-  Statement insert_;
-  std::uint64_t messages_ = 0;
-  std::uint64_t bytes_ = 0;
-  std::uint64_t unsynced_bytes_ = 0;
+  // Both until Close().
+  std::optional<Database> database_;
+  std::optional<Statement> insert_;
+  std::atomic<std::uint64_t> syncs_{0};
   std::int64_t last_stamp_ns_ = 0;
 };
 

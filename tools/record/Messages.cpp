@@ -74,27 +74,19 @@ class Decoder {
   void operator()(Value& value) {
     cdr_.deserialize(value);
   }
-  void operator()(std::string& text) {
-    const std::span<const std::byte> taken = Take();
-    // With its ending zero. Some writers give an empty text no byte at all.
-    const std::size_t length = taken.empty() ? 0 : taken.size() - 1;
-    text.assign(reinterpret_cast<const char*>(taken.data()), length);
-  }
-  void operator()(std::span<const std::byte>& data) { data = Take(); }
-
- private:
-  // A length, and as many bytes.
-  std::span<const std::byte> Take() {
+  // The last field of its message: jump() leaves the alignment of a following one undefined.
+  void operator()(std::span<const std::byte>& data) {
     std::uint32_t length = 0;
     cdr_.deserialize(length);
     const std::size_t at = cdr_.getSerializedDataLength();
     if (length > bytes_.size() - at) {
       throw eprosima::fastcdr::exception::NotEnoughMemoryException("a length beyond the end");
     }
+    data = bytes_.subspan(at, length);
     cdr_.jump(length);
-    return bytes_.subspan(at, length);
   }
 
+ private:
   eprosima::fastcdr::Cdr& cdr_;
   const std::span<const std::byte> bytes_;
 };
