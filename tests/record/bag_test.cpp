@@ -121,9 +121,9 @@ TEST(Messages, AreCdr) {
   message.stamp_ns = 2'000'000'003;
   message.address = 0x43C0'0004;
   message.value = 5;
-  const std::vector<int> expected{0,    1, 0, 0,              // little-endian CDR
-                                  2,    0, 0, 0, 3, 0, 0, 0,  // seconds, nanoseconds
-                                  4,    0, 0xC0, 0x43, 0, 0, 0, 0, 5, 0, 0, 0};
+  const std::vector<int> expected{0, 1, 0,    0,                 // little-endian CDR
+                                  2, 0, 0,    0,    3, 0, 0, 0,  // seconds, nanoseconds
+                                  4, 0, 0xC0, 0x43, 0, 0, 0, 0, 5, 0, 0, 0};
   std::vector<int> bytes;
   for (const std::byte byte : Encode(message)) bytes.push_back(static_cast<int>(byte));
   EXPECT_EQ(bytes, expected);

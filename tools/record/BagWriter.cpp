@@ -11,8 +11,7 @@ Database NewRecording(const std::string& path) {
   Database database(path, Database::Mode::kCreate);
   database.Run(std::string("BEGIN;") + kSchemaSql);
   Statement topic(database, "INSERT INTO topics VALUES(?, ?, ?, 'cdr', '', '')");
-  Statement definition(database,
-                       "INSERT INTO message_definitions VALUES(?, ?, 'ros2msg', ?, '')");
+  Statement definition(database, "INSERT INTO message_definitions VALUES(?, ?, 'ros2msg', ?, '')");
   for (const TopicEntry& entry : kTopics) {
     const auto id = static_cast<std::int64_t>(entry.topic) + 1;
     topic.Bind(0, id);

@@ -72,11 +72,10 @@ Database::Database(std::string path, Mode mode) : path_(std::move(path)) {
   create ? CreateNew(path_) : RequireReadable(path_);
   const bool writable = access(path_.c_str(), W_OK) == 0;
   sqlite3* handle = nullptr;
-  const int result =
-      sqlite3_open_v2(path_.c_str(), &handle,
-                      (writable ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY) |
-                          SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE,
-                      nullptr);
+  const int result = sqlite3_open_v2(path_.c_str(), &handle,
+                                     (writable ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY) |
+                                         SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE,
+                                     nullptr);
   handle_.reset(handle);
   Check(result);
   sqlite3_limit(handle, SQLITE_LIMIT_LENGTH, kMostBytes);

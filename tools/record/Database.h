@@ -17,8 +17,8 @@ class Database {
  public:
   enum class Mode { kCreate, kRead };
 
-  // kCreate: a new, empty file, which belongs to this process until it is closed; one that exists is
-  // refused. kRead: a file that may be hostile: nothing in it is executed. What an interrupted
+  // kCreate: a new, empty file, which belongs to this process until it is closed; one that exists
+  // is refused. kRead: a file that may be hostile: nothing in it is executed. What an interrupted
   // writer left half done is taken back first, which needs permission to write.
   Database(std::string path, Mode mode);
 

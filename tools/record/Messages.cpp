@@ -37,7 +37,7 @@ auto Fields(M& m) {
   } else if constexpr (std::is_same_v<Plain, LogMessage>) {
     return std::tie(m.level, m.name, m.msg, m.file, m.function, m.line);
   } else {
-    return std::tie(m.data);
+    return std::tie(m.json);
   }
 }
 
@@ -96,18 +96,15 @@ class Decoder {
 template <typename Message>
 Cdr Encode(const Message& message) {
   const auto fields = Fields(message);
-  Cdr bytes(kMostFixedBytes + std::apply(
-                                  [](const auto&... field) { return (VariableBytes(field) + ...); },
-                                  fields));
+  Cdr bytes(kMostFixedBytes +
+            std::apply([](const auto&... field) { return (VariableBytes(field) + ...); }, fields));
   FastBuffer buffer(reinterpret_cast<char*>(bytes.data()), bytes.size());
   eprosima::fastcdr::Cdr cdr(buffer, eprosima::fastcdr::Cdr::LITTLE_ENDIANNESS,
                              eprosima::fastcdr::Cdr::DDS_CDR);
   cdr.serialize_encapsulation();
   Encoder encode(cdr);
-  if constexpr (requires { message.stamp_ns; }) {
-    encode(static_cast<std::int32_t>(message.stamp_ns / kNsPerSecond));
-    encode(static_cast<std::uint32_t>(message.stamp_ns % kNsPerSecond));
-  }
+  encode(static_cast<std::int32_t>(message.stamp_ns / kNsPerSecond));
+  encode(static_cast<std::uint32_t>(message.stamp_ns % kNsPerSecond));
   std::apply([&](const auto&... field) { (encode(field), ...); }, fields);
   bytes.resize(cdr.getSerializedDataLength());
   return bytes;
@@ -123,13 +120,11 @@ Message Decode(std::span<const std::byte> bytes) {
   try {
     cdr.read_encapsulation();
     Decoder decode(cdr, bytes);
-    if constexpr (requires { message.stamp_ns; }) {
-      std::int32_t seconds = 0;
-      std::uint32_t nanoseconds = 0;
-      decode(seconds);
-      decode(nanoseconds);
-      message.stamp_ns = seconds * kNsPerSecond + nanoseconds;
-    }
+    std::int32_t seconds = 0;
+    std::uint32_t nanoseconds = 0;
+    decode(seconds);
+    decode(nanoseconds);
+    message.stamp_ns = seconds * kNsPerSecond + nanoseconds;
     std::apply([&](auto&... field) { (decode(field), ...); }, Fields(message));
   } catch (const eprosima::fastcdr::exception::Exception& error) {
     throw Failure(ExitCode::kFile, fmt::format("a message of {} is damaged: {}",

@@ -68,7 +68,8 @@ struct LogMessage {
 
 struct DeviceMessage {
   static constexpr Topic kTopic = Topic::kDevice;
-  std::string data;
+  std::int64_t stamp_ns = 0;
+  std::string json;
 };
 
 using Cdr = std::vector<std::byte>;

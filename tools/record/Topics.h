@@ -7,8 +7,16 @@
 namespace tool {
 
 // What a recording holds, in the order of the table below.
-enum class Topic : std::size_t { kStrips, kImages, kRegisters, kEvents, kLosses, kClock, kLog,
-                                 kDevice };
+enum class Topic : std::size_t {
+  kStrips,
+  kImages,
+  kRegisters,
+  kEvents,
+  kLosses,
+  kClock,
+  kLog,
+  kDevice
+};
 
 struct TopicEntry {
   Topic topic;
@@ -60,8 +68,9 @@ inline constexpr std::array kTopics{
                "string file\n"
                "string function\n"
                "uint32 line\n"},
-    TopicEntry{Topic::kDevice, "/tessaline/device", "std_msgs/msg/String",
-               "string data  # JSON: product, versions, settings, calibration\n"},
+    TopicEntry{Topic::kDevice, "/tessaline/device", "tessaline_msgs/msg/Device",
+               "builtin_interfaces/Time stamp\n"
+               "string json                    # product, versions, settings, calibration\n"},
 };
 
 constexpr const TopicEntry& EntryOf(Topic topic) {
