@@ -70,6 +70,12 @@ void Acquisition::Settle(const Session& session, const Model* model) {
   }
 }
 
+bool Acquisition::AskedFor() const {
+  bool any = !path_.empty();
+  ForEachSetting([&](const Setting&, auto member) { any |= (options_.*member).has_value(); });
+  return any;
+}
+
 Region Acquisition::RegionOf(const Model& model) const {
   return recipe_.region.value_or(UsualRegion(model));
 }

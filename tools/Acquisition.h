@@ -17,6 +17,8 @@ class Acquisition {
   // Reads the recipe; the options come first. Throws a Failure if the model cannot do what they
   // ask; null stands for any model. Nothing else may be asked before.
   void Settle(const Session& session, const Model* model);
+  // Whether the command line asks for any of it.
+  bool AskedFor() const;
   // What was asked for; no defaults.
   const Recipe& recipe() const { return recipe_; }
 

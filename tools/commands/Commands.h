@@ -12,6 +12,7 @@ std::unique_ptr<Command> MakeInfoCommand();
 std::unique_ptr<Command> MakeCheckCommand();
 std::unique_ptr<Command> MakeCaptureCommand();
 std::unique_ptr<Command> MakeWatchCommand();
+std::unique_ptr<Command> MakeRecordCommand();
 std::unique_ptr<Command> MakeRegCommand();
 std::unique_ptr<Command> MakeLaserCommand();
 std::unique_ptr<Command> MakeLedCommand();
@@ -27,11 +28,11 @@ std::unique_ptr<Command> MakeSensorCommand();
 std::unique_ptr<Command> MakeTraceCommand();
 
 inline constexpr std::array kCommandMakers{
-    MakeCheckCommand,  MakeCaptureCommand,   MakeWatchCommand,       MakeInfoCommand,
-    MakeModelsCommand, MakeRegCommand,       MakeLaserCommand,       MakeLedCommand,
-    MakePowerCommand,  MakeExposureCommand,  MakeRoiCommand,         MakeTriggerCommand,
-    MakeRecipeCommand, MakeCalibrateCommand, MakeCalibrationCommand, MakeEepromCommand,
-    MakeSensorCommand, MakeTraceCommand,
+    MakeCheckCommand,   MakeCaptureCommand, MakeWatchCommand,     MakeRecordCommand,
+    MakeInfoCommand,    MakeModelsCommand,  MakeRegCommand,       MakeLaserCommand,
+    MakeLedCommand,     MakePowerCommand,   MakeExposureCommand,  MakeRoiCommand,
+    MakeTriggerCommand, MakeRecipeCommand,  MakeCalibrateCommand, MakeCalibrationCommand,
+    MakeEepromCommand,  MakeSensorCommand,  MakeTraceCommand,
 };
 
 }  // namespace tool

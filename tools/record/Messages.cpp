@@ -94,10 +94,11 @@ class Decoder {
 }  // namespace
 
 template <typename Message>
-Cdr Encode(const Message& message) {
+void EncodeInto(const Message& message, Cdr& bytes) {
   const auto fields = Fields(message);
-  Cdr bytes(kMostFixedBytes +
-            std::apply([](const auto&... field) { return (VariableBytes(field) + ...); }, fields));
+  bytes.resize(
+      kMostFixedBytes +
+      std::apply([](const auto&... field) { return (VariableBytes(field) + ...); }, fields));
   FastBuffer buffer(reinterpret_cast<char*>(bytes.data()), bytes.size());
   eprosima::fastcdr::Cdr cdr(buffer, eprosima::fastcdr::Cdr::LITTLE_ENDIANNESS,
                              eprosima::fastcdr::Cdr::DDS_CDR);
@@ -107,7 +108,6 @@ Cdr Encode(const Message& message) {
   encode(static_cast<std::uint32_t>(message.stamp_ns % kNsPerSecond));
   std::apply([&](const auto&... field) { (encode(field), ...); }, fields);
   bytes.resize(cdr.getSerializedDataLength());
-  return bytes;
 }
 
 template <typename Message>
@@ -133,21 +133,21 @@ Message Decode(std::span<const std::byte> bytes) {
   return message;
 }
 
-template Cdr Encode(const StripsMessage&);
+template void EncodeInto(const StripsMessage&, Cdr&);
 template StripsMessage Decode(std::span<const std::byte>);
-template Cdr Encode(const ImageMessage&);
+template void EncodeInto(const ImageMessage&, Cdr&);
 template ImageMessage Decode(std::span<const std::byte>);
-template Cdr Encode(const RegisterMessage&);
+template void EncodeInto(const RegisterMessage&, Cdr&);
 template RegisterMessage Decode(std::span<const std::byte>);
-template Cdr Encode(const EventMessage&);
+template void EncodeInto(const EventMessage&, Cdr&);
 template EventMessage Decode(std::span<const std::byte>);
-template Cdr Encode(const LossesMessage&);
+template void EncodeInto(const LossesMessage&, Cdr&);
 template LossesMessage Decode(std::span<const std::byte>);
-template Cdr Encode(const ClockMessage&);
+template void EncodeInto(const ClockMessage&, Cdr&);
 template ClockMessage Decode(std::span<const std::byte>);
-template Cdr Encode(const LogMessage&);
+template void EncodeInto(const LogMessage&, Cdr&);
 template LogMessage Decode(std::span<const std::byte>);
-template Cdr Encode(const DeviceMessage&);
+template void EncodeInto(const DeviceMessage&, Cdr&);
 template DeviceMessage Decode(std::span<const std::byte>);
 
 }  // namespace tool

@@ -36,6 +36,10 @@ struct RegisterMessage {
   std::uint32_t value = 0;
 };
 
+// Names of events.
+inline constexpr const char* kTriggerEvent = "external_trigger";  // value: level of the input
+inline constexpr const char* kDaArrivedEvent = "da_arrived";
+
 struct EventMessage {
   static constexpr Topic kTopic = Topic::kEvents;
   std::int64_t stamp_ns = 0;
@@ -49,6 +53,7 @@ struct LossesMessage {
   std::uint64_t frames_by_device = 0;
   std::uint64_t frames_by_recorder = 0;
   std::uint64_t messages_by_recorder = 0;
+  bool operator==(const LossesMessage&) const = default;
 };
 
 struct ClockMessage {
@@ -74,9 +79,17 @@ struct DeviceMessage {
 
 using Cdr = std::vector<std::byte>;
 
-// Returns a message in CDR, little-endian, with its encapsulation in front. Copies `data` once.
+// Puts a message in CDR, little-endian, with its encapsulation in front, into `bytes`. Copies
+// `data` once. Messages of about the same length, one after another, need no new memory.
 template <typename Message>
-Cdr Encode(const Message& message);
+void EncodeInto(const Message& message, Cdr& bytes);
+
+template <typename Message>
+Cdr Encode(const Message& message) {
+  Cdr bytes;
+  EncodeInto(message, bytes);
+  return bytes;
+}
 
 // Returns the message in `cdr`. Throws Failure if it is no such message; allocates no more than
 // `cdr` has bytes.

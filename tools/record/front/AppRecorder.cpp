@@ -5,26 +5,42 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cstring>
+#include <fstream>
+#include <iterator>
 #include <nlohmann/json.hpp>
+#include <utility>
 
-#include "Failure.h"
+#include "record/front/Library.h"
+#include "record/front/Variables.h"
 #include "tessaline/capture_statistics.h"
+#include "tessaline/fpga.h"
 #include "tessaline/frames.h"
+#include "tessaline/trigger.h"
 
 namespace tool {
 namespace {
 
+namespace fpga = VeltranoSDK::fpga;
+using ring::Kind;
+using ring::Record;
+
 AppRecorder* recorder;
+
+constexpr std::int64_t kSecond = 1'000'000'000;
+constexpr std::int64_t kLossesEvery = kSecond / 10;
 
 std::int64_t HostNs() {
   timespec now{};
   clock_gettime(CLOCK_REALTIME, &now);
-  return now.tv_sec * 1'000'000'000ll + now.tv_nsec;
+  return now.tv_sec * kSecond + now.tv_nsec;
 }
 
-void Complain(const Failure& failure) {
-  fprintf(stderr, "tessaline record: %s%s%s\n", failure.what(), failure.next().empty() ? "" : "; ",
-          failure.next().c_str());
+// Whether it is time; then the next time is set. One of several threads gets true.
+bool IsDue(std::atomic<std::int64_t>& next, std::int64_t now, std::int64_t period) {
+  std::int64_t due = next;
+  return now >= due && next.compare_exchange_strong(due, now + period);
 }
 
 template <typename Handler, typename... Arguments>
@@ -33,22 +49,31 @@ void Call(const std::atomic<tessaline_event_handler>& handler, Arguments... argu
   if (known != nullptr) reinterpret_cast<Handler>(known)(arguments...);
 }
 
-// The levels of the log, in those of the message.
-constexpr std::uint8_t kLevels[] = {10, 10, 20, 30, 40, 50};
+std::span<const std::byte> Bytes(std::string_view text) {
+  return std::as_bytes(std::span(text.data(), text.size()));
+}
+
+std::string CommandLine() {
+  std::ifstream file("/proc/self/cmdline");
+  std::string line(std::istreambuf_iterator<char>(file), {});
+  if (!line.empty()) line.pop_back();
+  std::replace(line.begin(), line.end(), '\0', ' ');
+  return line;
+}
 
 }  // namespace
 
 AppRecorder* AppRecorder::FromEnvironment() {
-  const char* path = getenv(kFileVariable);
-  if (path == nullptr || *path == '\0') return nullptr;
-  try {
-    recorder = new AppRecorder(path);
-  } catch (const Failure& failure) {
-    Complain(failure);
-  }
-  // A program that this one starts is not recorded into the same file.
-  unsetenv(kFileVariable);
-  return recorder;
+  const char* const path = getenv(kRingVariable);
+  const char* const what = getenv(kWhatVariable);
+  if (path == nullptr || what == nullptr) return nullptr;
+  auto ring = ring::RecordRing::Open(path);
+  const bool mine = ring && ring->Claim();
+  if (mine) return recorder = new AppRecorder(std::move(*ring), what);
+  fprintf(stderr, "tessaline record: %s (pid %d) is not recorded: %s\n",
+          program_invocation_short_name, getpid(),
+          ring ? "another process is" : "the recorder has ended");
+  return nullptr;
 }
 
 // By the number of the event.
@@ -59,29 +84,26 @@ const std::array<tessaline_event_handler, 4> AppRecorder::kOurs{
     &OnDaArrived,
 };
 
-AppRecorder::AppRecorder(const std::string& path) : writer_(path), queue_(writer_, {}) {}
+AppRecorder::AppRecorder(ring::RecordRing ring, std::string_view what)
+    : ring_(std::move(ring)),
+      strips_(what.find("strips") != what.npos),
+      images_(what.find("images") != what.npos),
+      registers_wanted_(what.find("registers") != what.npos) {}
 
-// After everything else that the process does in exit(): the library's threads still deliver then.
-__attribute__((destructor)) void EndRecording() {
-  if (recorder != nullptr) recorder->Finish();
-}
-
-void AppRecorder::Finish() {
-  // A forked child has the file open too, but neither the thread nor the right to write.
-  if (getpid() != owner_) return;
-  try {
-    TellLosses();
-    queue_.Finish();
-  } catch (const Failure& failure) {
-    Complain(failure);
-  }
-}
-
-void AppRecorder::OnModel(const char* model) {
-  if (model == nullptr) return;
+void AppRecorder::OnModel(const char* model, int library_version) {
   model_ = model;
-  const Model known(model_);
-  if (known.known()) point_bytes_ = static_cast<std::uint8_t>(known.product().PointBytes());
+  const std::string json = nlohmann::json{
+      {"model", model_},
+      {"program", CommandLine()},
+      {"pid", getpid()},
+      {"library",
+       library_version}}.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+  ring_.Put({Kind::kDevice, HostNs(), 0, 0, Bytes(json)});
+  const auto* const product = VeltranoSDK::products::FindProduct(model_);
+  if (product != nullptr && registers_wanted_) registers_.Watch(*product, &OnRegister);
+  if (std::exchange(listens_to_log_, true)) return;
+  LibraryFunction<decltype(log_add_callback)>("log_add_callback")(&OnLogLine, nullptr,
+                                                                  TESSALINE_LOG_INFO);
 }
 
 tessaline_event_handler AppRecorder::Wrap(int type, tessaline_event_handler handler) {
@@ -92,66 +114,98 @@ tessaline_event_handler AppRecorder::Wrap(int type, tessaline_event_handler hand
 }
 
 void AppRecorder::OnStarted() {
-  DeviceMessage device;
-  device.stamp_ns = HostNs();
-  device.json = nlohmann::json{{"model", model_}, {"pid", getpid()}}.dump();
-  queue_.Put(device);
-  log_add_callback(&OnLogLine, nullptr, TESSALINE_LOG_INFO);
+  if (registers_wanted_) ReadAllRegisters();
+  TellClock();
+}
+
+// The watch looks at a whole block when one of its words is read.
+void AppRecorder::ReadAllRegisters() {
+  static auto* const read = LibraryFunction<decltype(fpga_read_addr)>("fpga_read_addr");
+  const auto* const product = VeltranoSDK::products::FindProduct(model_);
+  if (product == nullptr) return;
+  for (std::size_t i = 0; i < fpga::kBlockCount; ++i) {
+    const auto block = static_cast<fpga::Block>(i);
+    const auto* const reg =
+        std::find_if(fpga::kAllRegisters.begin(), fpga::kAllRegisters.end(),
+                     [&](const fpga::Register& known) { return known.block == block; });
+    if (reg == fpga::kAllRegisters.end()) continue;
+    read(fpga::BaseAddress(block, product->family.board.processor.regions), reg->Index());
+  }
 }
 
 void AppRecorder::OnStrips(unsigned strips, unsigned bytes, void* data) {
-  StripsMessage message;
-  message.stamp_ns = HostNs();
-  message.strips = strips;
-  message.point_bytes = recorder->point_bytes_;
-  message.data = {static_cast<const std::byte*>(data), bytes};
-  recorder->queue_.Put(message);
-  recorder->TellLosses();
+  const std::int64_t now = HostNs();
+  if (recorder->strips_) {
+    recorder->ring_.Put(
+        {Kind::kStrips, now, strips, bytes, {static_cast<const std::byte*>(data), bytes}});
+  }
+  recorder->TellState(now);
   Call<tessaline_frame_handler>(recorder->handlers_[TESSALINE_EVENT_STRIP], strips, bytes, data);
 }
 
 void AppRecorder::OnImage(unsigned width, unsigned height, void* pixels) {
-  ImageMessage message;
-  message.stamp_ns = HostNs();
-  message.width = width;
-  message.height = height;
-  message.data = {static_cast<const std::byte*>(pixels),
-                  std::size_t{width} * height + sizeof(tessaline_image_header)};
-  recorder->queue_.Put(message);
-  recorder->TellLosses();
+  const std::int64_t now = HostNs();
+  const std::size_t bytes = std::size_t{width} * height + sizeof(tessaline_image_header);
+  if (recorder->images_) {
+    recorder->ring_.Put(
+        {Kind::kImage, now, width, height, {static_cast<const std::byte*>(pixels), bytes}});
+  }
+  recorder->TellState(now);
   Call<tessaline_frame_handler>(recorder->handlers_[TESSALINE_EVENT_IMAGE], width, height, pixels);
 }
 
 void AppRecorder::OnTrigger(unsigned level) {
-  recorder->queue_.Put(EventMessage{HostNs(), "external_trigger", level});
+  recorder->ring_.Put({Kind::kTrigger, HostNs(), level, 0, {}});
   Call<tessaline_trigger_handler>(recorder->handlers_[TESSALINE_EVENT_EXTERNAL_TRIGGER], level);
 }
 
 void AppRecorder::OnDaArrived() {
-  recorder->queue_.Put(EventMessage{HostNs(), "da_arrived", 0});
+  recorder->ring_.Put({Kind::kDaArrived, HostNs(), 0, 0, {}});
   Call<tessaline_event_handler>(recorder->handlers_[TESSALINE_EVENT_DA_ARRIVED]);
+}
+
+void AppRecorder::OnRegister(std::uint64_t address, std::uint32_t value) {
+  recorder->ring_.Put({Kind::kRegister, HostNs(), address, value, {}});
 }
 
 void AppRecorder::OnLogLine(log_Event* event) {
   char text[1024];
-  vsnprintf(text, sizeof text, event->fmt, event->ap);
-  LogMessage message;
-  message.stamp_ns = HostNs();
-  message.level = kLevels[event->level];
-  message.name = "libtessaline";
-  message.msg = text;
-  message.file = event->file;
-  message.line = static_cast<std::uint32_t>(event->line);
-  recorder->queue_.Put(message);
+  const std::size_t file = std::min(strlen(event->file), sizeof text / 2);
+  memcpy(text, event->file, file);
+  text[file] = '\0';
+  const std::size_t room = sizeof text - file - 1;
+  const int written = vsnprintf(text + file + 1, room, event->fmt, event->ap);
+  const std::size_t bytes = std::min(static_cast<std::size_t>(std::max(written, 0)), room - 1);
+  recorder->ring_.Put({Kind::kLog, HostNs(), static_cast<std::uint64_t>(event->level),
+                       static_cast<std::uint64_t>(event->line), Bytes({text, file + 1 + bytes})});
 }
 
-void AppRecorder::TellLosses() {
+void AppRecorder::TellState(std::int64_t now) {
+  if (IsDue(next_clock_ns_, now, kSecond)) TellClock();
+  if (IsDue(next_losses_ns_, now, kLossesEvery)) TellLosses(now);
+}
+
+void AppRecorder::TellClock() {
+  static auto* const timer = LibraryFunction<decltype(GetTimerCounter)>("GetTimerCounter");
+  const std::int64_t before = HostNs();
+  const std::uint64_t ticks = timer();
+  const std::int64_t after = HostNs();
+  ring_.Put({Kind::kClock,
+             before + (after - before) / 2,
+             ticks,
+             static_cast<std::uint64_t>(std::max<std::int64_t>(after - before, 0)),
+             {}});
+}
+
+void AppRecorder::TellLosses(std::int64_t now) {
+  static auto* const statistics =
+      LibraryFunction<decltype(TessalineGetCaptureStatistics)>("TessalineGetCaptureStatistics");
   std::uint64_t lost = 0;
-  for (const int stream : {TESSALINE_STREAM_IMAGES, TESSALINE_STREAM_STRIPS}) {
+  for (const unsigned stream : {TESSALINE_STREAM_IMAGES, TESSALINE_STREAM_STRIPS}) {
     tessaline_capture_statistics seen{};
-    if (TessalineGetCaptureStatistics(stream, &seen) == 0) lost += seen.ids_missing;
+    if (statistics(stream, &seen) == 0) lost += seen.ids_missing;
   }
-  queue_.SetLostByDevice(lost);
+  if (told_lost_.exchange(lost) != lost) ring_.Put({Kind::kLost, now, lost, 0, {}});
 }
 
 }  // namespace tool

@@ -1,41 +1,37 @@
 #pragma once
 
-#include <unistd.h>
-
 #include <array>
 #include <atomic>
+#include <cstdint>
 #include <string>
+#include <string_view>
 
-#include "Models.h"
-#include "record/BagWriter.h"
-#include "record/WriteQueue.h"
+#include "record/front/RegisterWatch.h"
+#include "ring/RecordRing.h"
 #include "tessaline/log.h"
 #include "tessaline/startup.h"
 
 namespace tool {
 
-// Records what the library hands to an application. There is one, because handlers have no argument
-// to tell two apart. Its calls come from the application's and the library's threads.
+// Passes on what the library hands to an application to the process that records it. There is one,
+// because handlers have no argument to tell two apart. Its calls come from the application's and
+// the library's threads, and from signal handlers.
 class AppRecorder {
  public:
-  // What to record, as "tessaline record" puts it into the environment.
-  static constexpr const char* kFileVariable = "TESSALINE_RECORD";
-
-  // None if the environment does not ask for one, or the file cannot be created: then it says so on
-  // standard error, and the application runs on.
+  // None if the environment does not ask for one, or if this process cannot be recorded: then it
+  // says so on standard error, and the application runs on.
   static AppRecorder* FromEnvironment();
 
-  // Writes what waits and closes the file. Handlers may still be called, but nothing is recorded.
-  void Finish();
-
-  // Before the library is told the same.
-  void OnModel(const char* model);
+  // The library has been told the model, and has answered with its version.
+  void OnModel(const char* model, int library_version);
   // Returns what to register in the place of the application's handler.
   tessaline_event_handler Wrap(int type, tessaline_event_handler handler);
   void OnStarted();
 
+  RegisterWatch& registers() { return registers_; }
+
  private:
-  explicit AppRecorder(const std::string& path);
+  AppRecorder(ring::RecordRing ring, std::string_view what);
 
   static const std::array<tessaline_event_handler, 4> kOurs;
   static void OnStrips(unsigned strips, unsigned bytes, void* data);
@@ -43,14 +39,22 @@ class AppRecorder {
   static void OnTrigger(unsigned level);
   static void OnDaArrived();
   static void OnLogLine(log_Event* event);
-  void TellLosses();
+  static void OnRegister(std::uint64_t address, std::uint32_t value);
+  void ReadAllRegisters();
+  // From time to time: what the device has lost, and what its clock says.
+  void TellState(std::int64_t now);
+  void TellClock();
+  void TellLosses(std::int64_t now);
 
-  const pid_t owner_ = getpid();
-  BagWriter writer_;
-  WriteQueue queue_;
+  ring::RecordRing ring_;
+  const bool strips_, images_, registers_wanted_;
+  RegisterWatch registers_;
   std::string model_;
-  std::atomic<std::uint8_t> point_bytes_{8};
+  bool listens_to_log_ = false;
   std::array<std::atomic<tessaline_event_handler>, 4> handlers_{};
+  std::atomic<std::int64_t> next_clock_ns_{0};
+  std::atomic<std::int64_t> next_losses_ns_{0};
+  std::atomic<std::uint64_t> told_lost_{0};
 };
 
 }  // namespace tool

@@ -1,0 +1,51 @@
+#include "Preload.h"
+
+#include <dlfcn.h>
+#include <fmt/core.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <vector>
+
+#include "Failure.h"
+#include "tessaline/startup.h"
+
+namespace tool {
+namespace {
+
+namespace fs = std::filesystem;
+
+std::vector<fs::path> Directories() {
+  std::vector<fs::path> directories;
+  std::error_code ignored;
+  const fs::path program = fs::read_symlink("/proc/self/exe", ignored).parent_path();
+  directories.push_back(program);
+  directories.push_back(program.parent_path() / "lib");
+  // Where the library itself was found.
+  Dl_info library;
+  if (dladdr(reinterpret_cast<void*>(&GetLibVersion), &library) != 0) {
+    directories.push_back(fs::absolute(library.dli_fname, ignored).parent_path());
+  }
+  return directories;
+}
+
+}  // namespace
+
+std::string FindLibrary(const PreloadedLibrary& library) {
+  std::error_code ignored;
+  for (const fs::path& directory : Directories()) {
+    for (const char* file : library.files) {
+      if (fs::exists(directory / file, ignored)) return directory / file;
+    }
+  }
+  throw Failure(ExitCode::kUnreachable, fmt::format("{} was not found", library.what),
+                fmt::format("install the package {}, or build the target {}", library.package,
+                            library.target));
+}
+
+std::string InFrontOf(const std::string& path) {
+  const char* const others = std::getenv("LD_PRELOAD");
+  return others == nullptr || *others == '\0' ? path : fmt::format("{}:{}", path, others);
+}
+
+}  // namespace tool

@@ -1,0 +1,129 @@
+#include "record/RecordingFile.h"
+
+#include <array>
+#include <cstring>
+
+#include "tessaline/frames.h"
+#include "tessaline/log.h"
+
+namespace tool {
+namespace {
+
+using ring::Kind;
+
+constexpr std::chrono::seconds kSyncPeriod{1};
+
+// In the notation of the log's message, by the library's.
+constexpr std::array<std::uint8_t, 6> kLevels{10, 10, 20, 30, 40, 50};
+
+std::uint8_t LevelOf(std::uint64_t level) {
+  return level < kLevels.size() ? kLevels[level] : kLevels.back();
+}
+
+std::string TextOf(std::span<const std::byte> bytes) {
+  return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+}
+
+bool Fill(std::uint64_t strips, std::span<const std::byte> data, std::size_t point_bytes) {
+  std::size_t at = 0;
+  for (std::uint64_t i = 0; i < strips; ++i) {
+    tessaline_strip_header header;
+    if (data.size() - at < sizeof header) return false;
+    std::memcpy(&header, &data[at], sizeof header);
+    at += sizeof header;
+    if (header.point_count > (data.size() - at) / point_bytes) return false;
+    at += header.point_count * point_bytes;
+  }
+  return at == data.size();
+}
+
+}  // namespace
+
+std::uint8_t PointBytesOf(std::uint64_t strips, std::span<const std::byte> data,
+                          std::uint8_t guess) {
+  for (const std::uint8_t point_bytes :
+       {guess, std::uint8_t{8}, std::uint8_t{4}, std::uint8_t{2}}) {
+    if (Fill(strips, data, point_bytes)) return point_bytes;
+  }
+  return guess;
+}
+
+RecordingFile::RecordingFile(const std::string& path)
+    : path_(path), writer_(path), next_sync_(Clock::now() + kSyncPeriod) {}
+
+template <typename Message>
+void RecordingFile::Put(Message message) {
+  EncodeInto(message, cdr_);
+  writer_.Write(Message::kTopic, message.stamp_ns, cdr_);
+  ++counts_.messages;
+  counts_.bytes += cdr_.size();
+  last_stamp_ns_ = message.stamp_ns;
+  unsynced_ = true;
+}
+
+void RecordingFile::Write(const ring::Record& record) {
+  const std::int64_t stamp = record.stamp_ns;
+  const auto number = [](std::uint64_t value) { return static_cast<std::uint32_t>(value); };
+  switch (record.kind) {
+    case Kind::kStrips:
+      point_bytes_ = PointBytesOf(record.first, record.payload, point_bytes_);
+      counts_.strips += record.first;
+      return Put(StripsMessage{stamp, number(record.first), point_bytes_, record.payload});
+    case Kind::kImage:
+      ++counts_.images;
+      return Put(ImageMessage{stamp, number(record.first), number(record.second), record.payload});
+    case Kind::kTrigger:
+      return Put(EventMessage{stamp, kTriggerEvent, record.first});
+    case Kind::kDaArrived:
+      return Put(EventMessage{stamp, kDaArrivedEvent, 0});
+    case Kind::kRegister:
+      return Put(RegisterMessage{stamp, record.first, number(record.second)});
+    case Kind::kClock:
+      return Put(ClockMessage{stamp, record.first, number(record.second)});
+    case Kind::kLost:
+      return SetLost(record.first, losses_.frames_by_recorder, losses_.messages_by_recorder);
+    case Kind::kLog: {
+      const std::string text = TextOf(record.payload);
+      const std::size_t end = text.find('\0');
+      const std::string file = text.substr(0, end);
+      const std::string message = end == text.npos ? "" : text.substr(end + 1);
+      return Put(LogMessage{stamp, LevelOf(record.first), "libtessaline", message, file, "",
+                            number(record.second)});
+    }
+    case Kind::kDevice:
+      return Put(DeviceMessage{stamp, TextOf(record.payload)});
+  }
+}
+
+void RecordingFile::WriteDevice(std::int64_t stamp_ns, const std::string& json) {
+  Put(DeviceMessage{stamp_ns, json});
+}
+
+void RecordingFile::SetLost(std::uint64_t by_device, std::uint64_t frames_dropped,
+                            std::uint64_t others_dropped) {
+  losses_.frames_by_device = by_device;
+  losses_.frames_by_recorder = frames_dropped;
+  losses_.messages_by_recorder = others_dropped;
+}
+
+void RecordingFile::WriteLosses() {
+  if (losses_ == told_) return;
+  LossesMessage stamped = told_ = losses_;
+  stamped.stamp_ns = last_stamp_ns_;
+  Put(stamped);
+}
+
+void RecordingFile::SyncIfDue() {
+  if (Clock::now() < next_sync_) return;
+  WriteLosses();
+  if (unsynced_) writer_.Sync();
+  unsynced_ = false;
+  next_sync_ = Clock::now() + kSyncPeriod;
+}
+
+void RecordingFile::Close() {
+  WriteLosses();
+  writer_.Close();
+}
+
+}  // namespace tool

@@ -1,0 +1,66 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+#include "record/BagWriter.h"
+#include "record/Messages.h"
+#include "ring/RecordRing.h"
+
+namespace tool {
+
+// Writes what comes out of a ring into a recording. For one thread. Throws Failure when the disk is
+// full and the like; what was synced before is kept.
+class RecordingFile {
+ public:
+  struct Counts {
+    std::uint64_t strips = 0;
+    std::uint64_t images = 0;
+    std::uint64_t messages = 0;
+    std::uint64_t bytes = 0;
+  };
+
+  // Creates `path`, which must not exist.
+  explicit RecordingFile(const std::string& path);
+
+  void Write(const ring::Record& record);
+  // Facts about the run that the device does not know; `json`: an object.
+  void WriteDevice(std::int64_t stamp_ns, const std::string& json);
+  // What is missing so far. A message is written when it has grown, at the next sync.
+  void SetLost(std::uint64_t by_device, std::uint64_t frames_dropped, std::uint64_t others_dropped);
+
+  // Call often: once a second it makes what was written survive a power cut.
+  void SyncIfDue();
+  // Completes the file.
+  void Close();
+
+  const std::string& path() const { return path_; }
+  const Counts& counts() const { return counts_; }
+
+ private:
+  using Clock = std::chrono::steady_clock;
+
+  template <typename Message>
+  void Put(Message message);
+  void WriteLosses();
+
+  std::string path_;
+  BagWriter writer_;
+  Cdr cdr_;  // its memory is used again and again
+  Counts counts_;
+  std::uint8_t point_bytes_ = 8;  // of the last strips
+  LossesMessage losses_;
+  LossesMessage told_;
+  std::int64_t last_stamp_ns_ = 0;
+  bool unsynced_ = false;
+  Clock::time_point next_sync_;
+};
+
+// How many bytes a point of these strips has, so that they fill `data` exactly; `guess` if they
+// have no points.
+std::uint8_t PointBytesOf(std::uint64_t strips, std::span<const std::byte> data,
+                          std::uint8_t guess);
+
+}  // namespace tool

@@ -1,0 +1,153 @@
+#include "record/RingRecorder.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <utility>
+
+#include "Failure.h"
+#include "tessaline/log.h"
+
+namespace tool {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using ring::Kind;
+
+constexpr std::chrono::milliseconds kMostAtOnce{100};
+
+}  // namespace
+
+RingRecorder::RingRecorder(ring::RecordRing& ring, Settings settings)
+    : ring_(ring), settings_(std::move(settings)), seen_(ring.First()) {
+  if (!settings_.device.empty()) {
+    const auto bytes = std::as_bytes(std::span(settings_.device.data(), settings_.device.size()));
+    const std::int64_t now =
+        std::chrono::nanoseconds(std::chrono::system_clock::now().time_since_epoch()).count();
+    state_.Learn({Kind::kDevice, now, 0, 0, bytes});
+    newest_ns_ = now;
+  }
+  if (!flight()) OpenFile();
+}
+
+std::string RingRecorder::PathOf(std::size_t file) const {
+  if (file == 1) return settings_.path;
+  const std::filesystem::path path(settings_.path);
+  std::filesystem::path next = path;
+  next.replace_filename(
+      fmt::format("{}-{}{}", path.stem().string(), file, path.extension().string()));
+  return next;
+}
+
+void RingRecorder::OpenFile() {
+  file_.emplace(PathOf(totals_.files.size() + 1));
+  totals_.files.push_back(file_->path());
+  state_.WriteTo(*file_, newest_ns_);
+}
+
+void RingRecorder::CloseFile() {
+  file_->Close();
+  const RecordingFile::Counts& counts = file_->counts();
+  totals_.written.strips += counts.strips;
+  totals_.written.images += counts.images;
+  totals_.written.messages += counts.messages;
+  totals_.written.bytes += counts.bytes;
+  file_.reset();
+}
+
+RingRecorder::Totals RingRecorder::totals() const {
+  Totals totals = totals_;
+  totals.dropped_frames = ring_.DroppedFrames();
+  totals.dropped_others = ring_.DroppedRecords();
+  if (file_) {
+    totals.written.strips += file_->counts().strips;
+    totals.written.images += file_->counts().images;
+    totals.written.messages += file_->counts().messages;
+    totals.written.bytes += file_->counts().bytes;
+  }
+  return totals;
+}
+
+void RingRecorder::Incident(const std::string& what) {
+  if (!flight()) return;
+  const auto after = settings_.after.count();
+  if (file_) {  // it lasts
+    close_after_ns_ = std::max(close_after_ns_, newest_ns_ + after);
+    return;
+  }
+  if (totals_.files.size() >= settings_.most_files) {
+    ++totals_.incidents_without_file;
+    return;
+  }
+  if (totals_.files.empty()) totals_.first_incident = what;
+  OpenFile();
+  close_after_ns_ = newest_ns_ + after;
+}
+
+// Whether a record is an incident.
+void RingRecorder::Look(const ring::Record& record) {
+  newest_ns_ = std::max(newest_ns_, record.stamp_ns);
+  const bool lost = record.kind == Kind::kLost && record.first > totals_.lost_by_device;
+  if (record.kind == Kind::kLost) totals_.lost_by_device = record.first;
+  if (settings_.on_error && lost) Incident("a frame was lost");
+  if (settings_.on_error && record.kind == Kind::kLog && record.first >= TESSALINE_LOG_ERROR) {
+    Incident("an error in the log");
+  }
+  if (settings_.on_trigger && record.kind == Kind::kTrigger) Incident("the trigger input");
+}
+
+void RingRecorder::Take(bool written_off) {
+  const Clock::time_point enough = Clock::now() + kMostAtOnce;
+  while (const auto found = ring_.At(seen_, written_off)) {
+    Look(found->record);
+    seen_ = found->next;
+    if (file_) WriteUpTo(seen_);
+    if (!written_off && Clock::now() > enough) return;
+  }
+}
+
+void RingRecorder::WriteUpTo(ring::RecordRing::Position end) {
+  while (ring_.First() < end) {
+    const auto found = ring_.At(ring_.First(), true);
+    if (!found) return;
+    file_->Write(found->record);
+    state_.Learn(found->record);
+    ring_.Release(found->next);
+    file_->SetLost(totals_.lost_by_device, ring_.DroppedFrames(), ring_.DroppedRecords());
+    file_->SyncIfDue();
+  }
+}
+
+// The writer must find room whatever happens.
+void RingRecorder::Drop(std::int64_t older_than_ns) {
+  while (ring_.First() < seen_) {
+    const auto found = ring_.At(ring_.First(), true);
+    if (!found) return;
+    const bool tight = ring_.UsedBytes() > ring_.Bytes() / 4 * 3;
+    if (found->record.stamp_ns >= older_than_ns && !tight) return;
+    state_.Learn(found->record);
+    ring_.Release(found->next);
+  }
+}
+
+void RingRecorder::Work() {
+  Take(false);
+  if (file_) {
+    file_->SyncIfDue();
+    if (flight() && newest_ns_ > close_after_ns_) CloseFile();
+  } else {
+    Drop(newest_ns_ - settings_.before->count());
+  }
+}
+
+void RingRecorder::Finish(bool crashed) {
+  Take(true);
+  if (crashed && settings_.on_error) Incident("the application was ended by a signal");
+  if (!file_) return;
+  WriteUpTo(seen_);
+  file_->SetLost(totals_.lost_by_device, ring_.DroppedFrames(), ring_.DroppedRecords());
+  CloseFile();
+}
+
+}  // namespace tool

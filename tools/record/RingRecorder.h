@@ -1,0 +1,74 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "record/RecordingFile.h"
+#include "record/RunState.h"
+#include "ring/RecordRing.h"
+
+namespace tool {
+
+// Moves records from a ring into recordings: all of them into one file, or, as a flight recorder,
+// what was around an incident into a file of its own. For one thread.
+class RingRecorder {
+ public:
+  struct Settings {
+    std::string path;    // "run.db3"; the flight recorder's later files are "run-2.db3", ...
+    std::string device;  // facts about the run: a JSON object
+    // The flight recorder: this much before an incident and after it.
+    std::optional<std::chrono::nanoseconds> before;
+    std::chrono::nanoseconds after{0};
+    bool on_error = false;    // an error in the log, a lost frame, a crash is an incident
+    bool on_trigger = false;  // so is an edge of the trigger input
+    unsigned most_files = 10;
+  };
+
+  struct Totals {
+    RecordingFile::Counts written;  // in all files
+    std::vector<std::string> files;
+    std::uint64_t lost_by_device = 0;
+    std::uint64_t dropped_frames = 0;
+    std::uint64_t dropped_others = 0;
+    std::string first_incident;  // why the first file was written
+    unsigned incidents_without_file = 0;
+  };
+
+  // Without `before`, creates the file. Throws Failure if that fails.
+  RingRecorder(ring::RecordRing& ring, Settings settings);
+
+  // Moves what has come; call it every few milliseconds. Throws Failure if writing fails.
+  void Work();
+  // Something has happened; `what` is for people. Without `before` it does nothing.
+  void Incident(const std::string& what);
+  // The application has ended: takes the rest and completes the file.
+  void Finish(bool crashed);
+
+  // So far.
+  Totals totals() const;
+
+ private:
+  bool flight() const { return settings_.before.has_value(); }
+  std::string PathOf(std::size_t file) const;
+  void OpenFile();
+  void CloseFile();
+  void Look(const ring::Record& record);
+  void Drop(std::int64_t older_than_ns);
+  // Takes records as long as there are any, or until it is time for other things.
+  void Take(bool written_off);
+  void WriteUpTo(ring::RecordRing::Position end);
+
+  ring::RecordRing& ring_;
+  const Settings settings_;
+  RunState state_;  // at the oldest record in the ring
+  std::optional<RecordingFile> file_;
+  std::int64_t close_after_ns_ = 0;  // a stamp
+  ring::RecordRing::Position seen_;
+  std::int64_t newest_ns_ = 0;
+  Totals totals_;
+};
+
+}  // namespace tool
