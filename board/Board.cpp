@@ -247,6 +247,44 @@ void Board::DriveExternalTrigger(bool level) {
   if (fpga_->Get(fpga::kField.external_trigger_irq_enable) != 0) uio_[0]->Raise();
 }
 
+void Board::Play(std::unique_ptr<Replay> replay) {
+  for (const ring::Record& record : replay->StartState()) DoAsRecorded(record);
+  engine_->Play(std::move(replay), [this](const ring::Record& record) { DoAsRecorded(record); });
+}
+
+void Board::DoAsRecorded(const ring::Record& record) {
+  switch (record.kind) {
+    case ring::Kind::kRegister:
+      return SetRegisterAsRecorded(record.first, static_cast<std::uint32_t>(record.second));
+    case ring::Kind::kDevice:  // what the EEPROM holds
+      for (std::size_t i = 0; i < record.payload.size(); ++i) {
+        chip("eeprom")->Poke(static_cast<unsigned>(i),
+                             std::to_integer<unsigned>(record.payload[i]));
+      }
+      return;
+    case ring::Kind::kDaArrived:
+      return ReportDaArrived();
+    case ring::Kind::kTrigger: {
+      const bool level = record.first != 0;
+      const bool before = fpga_->Get(fpga::kField.external_trigger_level) != 0;
+      if (level != before) return DriveExternalTrigger(level);
+      // The level in between was too short to be seen.
+      if (fpga_->Get(fpga::kField.external_trigger_irq_enable) != 0) uio_[0]->Raise();
+      return;
+    }
+    default:
+      return;
+  }
+}
+
+// What software writes itself is not touched.
+void Board::SetRegisterAsRecorded(std::uint64_t address, std::uint32_t value) {
+  for (const fpga::Register& reg : fpga::kAllRegisters) {
+    const std::uint32_t base = fpga::BaseAddress(reg.block, family_.board.processor.regions);
+    if (address == base + reg.offset) fpga_->SetStatus(reg, value);
+  }
+}
+
 void Board::ReportDaArrived() {
   if (fpga_->Get(fpga::kField.da_irq_enable) != 0) uio_[1]->Raise();
 }

@@ -15,6 +15,7 @@
 #include "devices/Watchdog.h"
 #include "model/FpgaModel.h"
 #include "model/FrameEngine.h"
+#include "model/Replay.h"
 
 namespace board {
 
@@ -50,6 +51,9 @@ class Board {
   // Names are "sensor", "pot", "da" and "eeprom". Returns null if the board has no such chip.
   ChipAccess* chip(const std::string& name);
 
+  // A recording in the place of the scene. Call before software runs.
+  void Play(std::unique_ptr<Replay> replay);
+
   void DriveExternalTrigger(bool level);
   void ReportDaArrived();
 
@@ -58,6 +62,8 @@ class Board {
   template <typename Kind, typename... Args>
   Kind* Add(Args&&... args);
   double LaserPower() const;
+  void DoAsRecorded(const ring::Record& record);
+  void SetRegisterAsRecorded(std::uint64_t address, std::uint32_t value);
 
   const VeltranoSDK::products::Family& family_;
   std::shared_ptr<FpgaModel> fpga_;

@@ -97,6 +97,14 @@ std::string SetScene(Board& board, std::string_view text) {
   return wrong;
 }
 
+// Likewise.
+std::string Play(Board& board, const char* text) {
+  auto replay = board::Replay::Open(text);
+  if (replay == nullptr) return "the recording's rings are gone; \"tessaline replay\" makes them";
+  board.Play(std::move(replay));
+  return {};
+}
+
 // A test without the faults, optics or scene that it asked for would be misleading, so an invalid
 // value ends the process.
 void EndIf(const char* variable, const std::string& wrong) {
@@ -141,6 +149,7 @@ __attribute__((constructor)) void SetUpFromEnvironment() {
   set("TESSALINE_BOARD_OPTICS", [&](const char* text) { return SetOptics(*board, text); });
   set("TESSALINE_BOARD_SCENE", [&](const char* text) { return SetScene(*board, text); });
   set("TESSALINE_BOARD_FAULTS", PlantFaults);
+  set("TESSALINE_BOARD_REPLAY", [&](const char* text) { return Play(*board, text); });
   // Without a file, the transcript would not be read.
   if (Environment("TESSALINE_BOARD_TRANSCRIPT") == nullptr) tessaline_board_transcript_enable(0);
 }

@@ -38,7 +38,7 @@ struct RecordRing::Header {
   alignas(kAlignment) std::atomic<std::uint64_t> released;
   alignas(kAlignment) std::atomic<std::uint64_t> dropped_frames;
   std::atomic<std::uint64_t> dropped_records;
-  std::atomic<std::int32_t> writer;
+  std::atomic<std::int32_t> application;
   std::atomic<bool> ended;
 };
 
@@ -172,12 +172,12 @@ bool RecordRing::Put(const Record& record) {
 }
 
 bool RecordRing::Claim() {
-  std::int32_t writer = header().writer;
+  std::int32_t application = header().application;
   const std::int32_t self = getpid();
   do {
-    const bool gone = writer == 0 || (kill(writer, 0) != 0 && errno == ESRCH);
-    if (!gone) return writer == self;
-  } while (!header().writer.compare_exchange_weak(writer, self));
+    const bool gone = application == 0 || (kill(application, 0) != 0 && errno == ESRCH);
+    if (!gone) return application == self;
+  } while (!header().application.compare_exchange_weak(application, self));
   return true;
 }
 

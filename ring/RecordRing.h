@@ -17,7 +17,7 @@
 namespace ring {
 
 enum class Kind : std::uint32_t {
-  kStrips,     // first: strips; payload: their bytes
+  kStrips,     // first: strips, second: bytes a point, or 0; payload: the strips
   kImage,      // first: width, second: height; payload: pixels and header
   kTrigger,    // first: level of the input
   kDaArrived,  //
@@ -56,7 +56,7 @@ class RecordRing {
   bool Put(const Record& record);
   // Whether Put() would find room now.
   bool HasRoom(std::size_t payload_bytes) const;
-  // Becomes the writer, unless another living process is. A child of fork() is not.
+  // Becomes the one application at this ring, unless another living process is.
   bool Claim();
   // Nothing more will come.
   void End();

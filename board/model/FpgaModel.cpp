@@ -1,6 +1,7 @@
 #include "model/FpgaModel.h"
 
 #include "Clock.h"
+#include "model/Replay.h"
 #include "model/Scene.h"
 
 namespace board {
@@ -46,10 +47,6 @@ bool IsReadOnly(const Register& reg) {
   return false;
 }
 
-std::uint64_t TimerTicks() {
-  return static_cast<std::uint64_t>(NowNs()) / fpga::kNanosecondsPerTick;
-}
-
 bool Rises(const fpga::Field& bit, std::uint32_t before, std::uint32_t after) {
   return bit.Of(before) == 0 && bit.Of(after) != 0;
 }
@@ -76,6 +73,11 @@ FpgaModel::Word& FpgaModel::Cell(const Register& reg) {
   return const_cast<Word&>(static_cast<const FpgaModel*>(this)->Cell(reg));
 }
 
+std::uint64_t FpgaModel::TimerTicks() const {
+  const auto ticks = static_cast<std::uint64_t>(NowNs()) / fpga::kNanosecondsPerTick;
+  return replay == nullptr ? ticks : replay->Ticks(ticks);
+}
+
 std::uint32_t FpgaModel::Value(Block block, std::uint32_t offset) const {
   const Register reg{block, offset, {}};
   if (reg == fpga::kReg.TIMER_COUNTER_L) return static_cast<std::uint32_t>(TimerTicks());
@@ -87,6 +89,10 @@ std::uint32_t FpgaModel::Value(Block block, std::uint32_t offset) const {
     return static_cast<std::uint32_t>(scene::EncoderCount(NowNs()) >> 32);
   }
   return Get(reg);
+}
+
+void FpgaModel::SetStatus(const Register& reg, std::uint32_t value) {
+  if (IsReadOnly(reg)) Set(reg, value);
 }
 
 void FpgaModel::Write(Block block, std::uint32_t offset, std::uint32_t value) {

@@ -9,6 +9,8 @@
 
 namespace board {
 
+class Replay;
+
 inline constexpr std::size_t kRegistersPerBlock = 64;
 
 // The destination of a frame, set by the committed stream switches.
@@ -31,6 +33,8 @@ class FpgaModel {
 
   // Set before the first write.
   FpgaSignals signals;
+  // If there is one, it says what the counter shows. Set before software runs.
+  const Replay* replay = nullptr;
 
   // The value that software reads now.
   std::uint32_t Value(VeltranoSDK::fpga::Block block, std::uint32_t offset) const;
@@ -43,11 +47,14 @@ class FpgaModel {
     return field.Of(Get(field.reg));
   }
   void Set(const VeltranoSDK::fpga::Register& reg, std::uint32_t value) { Cell(reg) = value; }
+  // The same for what only the FPGA writes; other registers stay as they are.
+  void SetStatus(const VeltranoSDK::fpga::Register& reg, std::uint32_t value);
   void Add(const VeltranoSDK::fpga::Register& reg, std::uint32_t amount) { Cell(reg) += amount; }
 
   Route CommittedRoute() const;
 
  private:
+  std::uint64_t TimerTicks() const;
   using Word = std::atomic<std::uint32_t>;
   const Word& Cell(const VeltranoSDK::fpga::Register& reg) const;
   Word& Cell(const VeltranoSDK::fpga::Register& reg);

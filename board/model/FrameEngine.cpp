@@ -6,6 +6,7 @@
 #include "Faults.h"
 #include "RealCalls.h"
 #include "model/ImageFrame.h"
+#include "model/Player.h"
 #include "model/Scene.h"
 
 namespace board {
@@ -46,6 +47,13 @@ std::int64_t Sooner(std::int64_t a, std::int64_t b) {
 FrameEngine::FrameEngine(EngineWiring wiring) : wiring_(std::move(wiring)) {
   wiring_.images->SetListener([this] { Attend(); });
   wiring_.strips->SetListener([this] { Attend(); });
+}
+
+void FrameEngine::Play(std::unique_ptr<Replay> replay,
+                       std::function<void(const ring::Record&)> on_event) {
+  wiring_.fpga->replay = replay.get();
+  player_ = std::make_unique<Player>(std::move(replay), wiring_, image_counters_, strip_counters_,
+                                     std::move(on_event));
 }
 
 FrameEngine::~FrameEngine() {
@@ -121,7 +129,7 @@ void FrameEngine::SetTarget(std::optional<Target> target) {
 }
 
 struct tessaline_board_stream_stats FrameEngine::Stats(int stream) const {
-  const Counters& counters = stream == 0 ? image_counters_ : strip_counters_;
+  const StreamCounters& counters = stream == 0 ? image_counters_ : strip_counters_;
   return {counters.frames, counters.delivered, counters.lost, counters.buffers};
 }
 
@@ -157,6 +165,10 @@ bool FrameEngine::GateOpen() const {
 std::int64_t FrameEngine::Work() {
   const std::lock_guard lock(mutex_);
   if (wiring_.sensor == nullptr) return kNever;
+  if (player_ != nullptr) {
+    const SensorState sensor = wiring_.sensor->State();
+    return player_->Work(Armed(sensor), sensor);
+  }
   const unsigned edges = external_edges_.exchange(0);
   // The acquisition may be running again already, so the old due time must not be used.
   if (timer_restarts_.exchange(false)) next_due_ns_ = -1;
@@ -240,9 +252,7 @@ void FrameEngine::Trigger(std::int64_t time_ns, Route route) {
   }
 }
 
-// The sensor's frame that the extraction receives. For some sensors the FPGA skips columns.
-SensorState FrameEngine::AsReceived(SensorState sensor) const {
-  const FpgaModel& fpga = *wiring_.fpga;
+SensorState AsReceived(const FpgaModel& fpga, SensorState sensor) {
   if (sensor.fpga.crops) {
     sensor.crop_x += fpga.Get(fpga::kReg.ISP_WIDTH) * sensor.fpga.block_pixels * sensor.column_step;
   }
@@ -252,9 +262,19 @@ SensorState FrameEngine::AsReceived(SensorState sensor) const {
   return sensor;
 }
 
+ImageSize SizeOf(const FpgaModel& fpga, const SensorState& sensor) {
+  ImageSize size{
+      fpga.Get(fpga::kReg.STRIP_IMAGE_WIDTH) / sensor.fpga.block_units * sensor.fpga.block_pixels,
+      fpga.Get(fpga::kReg.STRIP_IMAGE_HEIGHT)};
+  // A height of 0 switches the region off, so the sensor reads out everything.
+  if (size.width == 0) size.width = sensor.full_width / sensor.column_step;
+  if (size.height == 0) size.height = sensor.full_height / sensor.row_step;
+  return size;
+}
+
 Exposure FrameEngine::Expose(std::int64_t time_ns) {
   const FpgaModel& fpga = *wiring_.fpga;
-  const SensorState sensor = AsReceived(wiring_.sensor->State());
+  const SensorState sensor = AsReceived(fpga, wiring_.sensor->State());
   const std::uint64_t id = ++frame_id_;
   sensor_ready_ns_ =
       time_ns + static_cast<std::int64_t>(sensor.frame_lines * sensor.line_time_us * 1000);
@@ -272,12 +292,9 @@ Exposure FrameEngine::Expose(std::int64_t time_ns) {
   exposure.belt_y = scene::BeltPosition(time_ns);
   exposure.light = 2 * wiring_.laser_power() * kGreyPerMicrosecond * microseconds * sensor.gain;
   exposure.sensor = sensor;
-  exposure.width =
-      fpga.Get(fpga::kReg.STRIP_IMAGE_WIDTH) / sensor.fpga.block_units * sensor.fpga.block_pixels;
-  exposure.height = fpga.Get(fpga::kReg.STRIP_IMAGE_HEIGHT);
-  // A height of 0 switches the region off, so the sensor reads out everything.
-  if (exposure.width == 0) exposure.width = sensor.full_width / sensor.column_step;
-  if (exposure.height == 0) exposure.height = sensor.full_height / sensor.row_step;
+  const ImageSize size = SizeOf(fpga, sensor);
+  exposure.width = size.width;
+  exposure.height = size.height;
   exposure.view = GetView();
   return exposure;
 }
@@ -308,27 +325,9 @@ void FrameEngine::SendImage(const Exposure& exposure) {
   ++image_counters_.buffers;
 }
 
-StripSettings FrameEngine::CurrentStripSettings() const {
-  const FpgaModel& fpga = *wiring_.fpga;
-  StripSettings settings{8, static_cast<double>(fpga.Get(fpga::kReg.RIS_THRESHOLD)),
-                         fpga.Get(fpga::kReg.STRIP_WIDTH_MIN), fpga.Get(fpga::kReg.STRIP_WIDTH_MAX),
-                         false};
-  if (wiring_.points == PointLayout::kShort) {
-    settings.bytes_per_point = 2;
-  } else if (wiring_.points == PointLayout::kByMode) {
-    constexpr unsigned kBytes[] = {2, 4, 8};  // normal, brightness, continuous
-    settings.bytes_per_point = kBytes[std::min(fpga.Get(fpga::kReg.BR_CONT_MODE_A), 2u)];
-  }
-  if (fpga.Get(fpga::kReg.STRIP_WRIMEM_STRATEGY) == 1) {
-    settings.bytes_per_point = 4;
-    settings.narrow_count = true;
-  }
-  return settings;
-}
-
 void FrameEngine::AddStrip(const Exposure& exposure) {
   ++strip_counters_.frames;
-  const StripSettings settings = CurrentStripSettings();
+  const StripSettings settings = SettingsOf(*wiring_.fpga, wiring_.points);
   const std::size_t room = wiring_.strips->FormatBytes();
   if (!pending_.Empty() &&
       (!(pending_.Settings() == settings) || !pending_.Fits(exposure.width, room))) {

@@ -23,6 +23,7 @@
 #include "model/FpgaModel.h"
 #include "model/FrameChecksums.h"
 #include "model/StripBuffer.h"
+#include "ring/RecordRing.h"
 #include "tessaline/board.h"
 #include "tessaline/products.h"
 
@@ -39,6 +40,23 @@ struct EngineWiring {
   CaptureQueue* strips;
   PointLayout points;
 };
+
+struct StreamCounters {
+  std::atomic<std::uint64_t> frames{0}, delivered{0}, lost{0}, buffers{0};
+};
+
+// The sensor's frame that the extraction receives. For some sensors the FPGA skips columns.
+SensorState AsReceived(const FpgaModel& fpga, SensorState sensor);
+
+// Of the frames that the FPGA sends now.
+struct ImageSize {
+  unsigned width;
+  unsigned height;
+};
+ImageSize SizeOf(const FpgaModel& fpga, const SensorState& as_received);
+
+class Player;
+class Replay;
 
 class FrameEngine {
  public:
@@ -61,6 +79,9 @@ class FrameEngine {
   void ExternalEdge();
   void ResetFrameId() { frame_id_ = 0; }
 
+  // Recorded frames and events come in the place of those of the scene. Call before software runs.
+  void Play(std::unique_ptr<Replay> replay, std::function<void(const ring::Record&)> on_event);
+
   void SetPace(tessaline_board_pace pace);
   void SetStripsPerBuffer(unsigned strips);
   void SetHead(std::optional<Head> head);
@@ -74,10 +95,6 @@ class FrameEngine {
   void UnlockAfterFork(bool child);
 
  private:
-  struct Counters {
-    std::atomic<std::uint64_t> frames{0}, delivered{0}, lost{0}, buffers{0};
-  };
-
   void EnsureRunning();
   void SetView(View view);
   static void* Main(void* self);
@@ -90,12 +107,10 @@ class FrameEngine {
   bool GateOpen() const;
   void Trigger(std::int64_t time_ns) { Trigger(time_ns, wiring_.fpga->CommittedRoute()); }
   void Trigger(std::int64_t time_ns, Route route);
-  SensorState AsReceived(SensorState sensor) const;
   Exposure Expose(std::int64_t time_ns);
   void SendImage(const Exposure& exposure);
   void AddStrip(const Exposure& exposure);
   void FlushStrips();
-  StripSettings CurrentStripSettings() const;
   void LoseStrips(std::uint32_t strips);
 
   EngineWiring wiring_;
@@ -111,11 +126,13 @@ class FrameEngine {
   std::atomic<std::uint64_t> frame_id_{0};
   std::atomic<tessaline_board_pace> pace_{TESSALINE_BOARD_REAL_TIME};
   std::atomic<unsigned> strips_per_buffer_{10};
-  Counters image_counters_, strip_counters_;
+  StreamCounters image_counters_, strip_counters_;
   FrameChecksums checksums_;
 
   mutable std::mutex view_mutex_;  // of the pointer only
   std::shared_ptr<const View> view_ = std::make_shared<const View>();
+
+  std::unique_ptr<Player> player_;
 
   // Used only by the thread.
   std::int64_t next_due_ns_ = -1;  // negative: the next trigger comes at once

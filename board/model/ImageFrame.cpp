@@ -83,6 +83,21 @@ std::size_t WriteImage(const Exposure& exposure, std::size_t full_pixels,
   return 3 * quarter + plane_bytes + kHeaderBytes;
 }
 
+std::size_t PutImage(std::span<const std::byte> image, std::size_t full_pixels,
+                     std::span<std::uint8_t> buffer) {
+  if (image.size() < kHeaderBytes) return 0;
+  const std::size_t pixels = image.size() - kHeaderBytes;
+  const std::size_t quarter = full_pixels / kPlanes;
+  const std::size_t header_at = 3 * quarter + pixels / kPlanes;
+  if (pixels > full_pixels || header_at + kHeaderBytes > buffer.size()) return 0;
+  const std::size_t whole_groups = pixels / (kPlanes * kBlockBytes) * (kPlanes * kBlockBytes);
+  for (std::size_t pixel = 0; pixel < whole_groups; pixel += kBlockBytes) {
+    std::memcpy(&buffer[PlaceOf(pixel, quarter)], &image[pixel], kBlockBytes);
+  }
+  std::memcpy(&buffer[header_at], &image[pixels], kHeaderBytes);
+  return header_at + kHeaderBytes;
+}
+
 void TakeImage(const Exposure& exposure, std::size_t full_pixels,
                std::span<const std::uint8_t> buffer, std::vector<std::uint8_t>& image) {
   const std::size_t pixels = std::size_t{exposure.width} * exposure.height;

@@ -21,4 +21,8 @@ std::size_t WriteImage(const Exposure& exposure, std::size_t full_pixels,
 void TakeImage(const Exposure& exposure, std::size_t full_pixels,
                std::span<const std::uint8_t> buffer, std::vector<std::uint8_t>& image);
 
+// The inverse: `image` has width x height pixels, row after row, and the header.
+std::size_t PutImage(std::span<const std::byte> image, std::size_t full_pixels,
+                     std::span<std::uint8_t> buffer);
+
 }  // namespace board

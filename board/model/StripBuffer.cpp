@@ -8,6 +8,9 @@
 namespace board {
 namespace {
 
+namespace fpga = VeltranoSDK::fpga;
+using VeltranoSDK::products::PointLayout;
+
 constexpr std::size_t kHeaderBytes = 32;
 constexpr std::size_t kMarkerBytes = 8;
 constexpr std::size_t kPointCountAt = 24;
@@ -87,12 +90,33 @@ void StripBuffer::Append(const Exposure& exposure) {
 }
 
 bool StripBuffer::Deliver(std::span<std::uint8_t> buffer) const {
-  if (bytes_.size() + kMarkerBytes > buffer.size()) return false;
-  std::memcpy(buffer.data(), bytes_.data(), bytes_.size());
-  const std::size_t count_bytes = settings_.narrow_count ? 4 : 8;
-  const std::uint64_t count = count_;
+  return PutStrips(std::as_bytes(std::span(bytes_)), count_, settings_, buffer);
+}
+
+bool PutStrips(std::span<const std::byte> strips, std::uint64_t count,
+               const StripSettings& settings, std::span<std::uint8_t> buffer) {
+  if (strips.size() + kMarkerBytes > buffer.size()) return false;
+  std::memcpy(buffer.data(), strips.data(), strips.size());
+  const std::size_t count_bytes = settings.narrow_count ? 4 : 8;
   std::memcpy(&buffer[buffer.size() - count_bytes], &count, count_bytes);
   return true;
+}
+
+StripSettings SettingsOf(const FpgaModel& fpga, PointLayout points) {
+  StripSettings settings{8, static_cast<double>(fpga.Get(fpga::kReg.RIS_THRESHOLD)),
+                         fpga.Get(fpga::kReg.STRIP_WIDTH_MIN), fpga.Get(fpga::kReg.STRIP_WIDTH_MAX),
+                         false};
+  if (points == PointLayout::kShort) {
+    settings.bytes_per_point = 2;
+  } else if (points == PointLayout::kByMode) {
+    constexpr unsigned kBytes[] = {2, 4, 8};  // normal, brightness, continuous
+    settings.bytes_per_point = kBytes[std::min(fpga.Get(fpga::kReg.BR_CONT_MODE_A), 2u)];
+  }
+  if (fpga.Get(fpga::kReg.STRIP_WRIMEM_STRATEGY) == 1) {
+    settings.bytes_per_point = 4;
+    settings.narrow_count = true;
+  }
+  return settings;
 }
 
 void StripBuffer::CorruptLastStrip() {

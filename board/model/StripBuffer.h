@@ -6,6 +6,8 @@
 #include <vector>
 
 #include "model/Exposure.h"
+#include "model/FpgaModel.h"
+#include "tessaline/products.h"
 
 namespace board {
 
@@ -19,6 +21,13 @@ struct StripSettings {
 
   bool operator==(const StripSettings&) const = default;
 };
+
+// Those that software has set, for a product with such points.
+StripSettings SettingsOf(const FpgaModel& fpga, VeltranoSDK::products::PointLayout points);
+
+// Puts packed strips into a buffer of the device, as the FPGA does. False if they do not fit.
+bool PutStrips(std::span<const std::byte> strips, std::uint64_t count,
+               const StripSettings& settings, std::span<std::uint8_t> buffer);
 
 // Strips packed one after another for one buffer of the strip device. Each strip has a header of 32
 // bytes and its points (docs/strip-format.md).

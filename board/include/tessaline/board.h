@@ -18,6 +18,7 @@
  *   TESSALINE_BOARD_SCENE       "belt" (default) or a target, see tessaline_board_set_scene()
  *   TESSALINE_BOARD_FAULTS      faults planted at power-up: "call video1 VIDIOC_DQBUF EIO; absent
  *                               eeprom", or "@FILE"; see docs/virtual-board.md
+ *   TESSALINE_BOARD_REPLAY      set by "tessaline replay": where recorded frames come from
  *   TESSALINE_BOARD_TRANSCRIPT  file that receives the transcript at process exit;
  *                               JSON lines when its name ends in ".json"
  *

@@ -137,7 +137,7 @@ void AppRecorder::OnStrips(unsigned strips, unsigned bytes, void* data) {
   const std::int64_t now = HostNs();
   if (recorder->strips_) {
     recorder->ring_.Put(
-        {Kind::kStrips, now, strips, bytes, {static_cast<const std::byte*>(data), bytes}});
+        {Kind::kStrips, now, strips, 0, {static_cast<const std::byte*>(data), bytes}});
   }
   recorder->TellState(now);
   Call<tessaline_frame_handler>(recorder->handlers_[TESSALINE_EVENT_STRIP], strips, bytes, data);

@@ -1,0 +1,125 @@
+#include "model/Player.h"
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <utility>
+
+#include "model/ImageFrame.h"
+
+namespace board {
+namespace {
+
+constexpr std::int64_t kNever = -1;
+// The other process is reading its file.
+constexpr std::int64_t kLookAgainNs = 2'000'000;
+
+std::int64_t Sooner(std::int64_t a, std::int64_t b) {
+  if (a < 0) return b;
+  if (b < 0) return a;
+  return std::min(a, b);
+}
+
+}  // namespace
+
+Player::Player(std::unique_ptr<Replay> replay, const EngineWiring& wiring, StreamCounters& images,
+               StreamCounters& strips, OnEvent on_event)
+    : replay_(std::move(replay)),
+      wiring_(wiring),
+      counters_{&images, &strips},
+      on_event_(std::move(on_event)) {}
+
+std::int64_t Player::Work(bool armed, const SensorState& sensor) {
+  if (!armed) {
+    for (const auto stream : {Replay::kImages, Replay::kStrips}) replay_->Rest(stream);
+    return kNever;
+  }
+  if (!claimed_ && !refused_) {
+    claimed_ = replay_->Claim();
+    refused_ = !claimed_;
+    if (refused_) {
+      std::fprintf(stderr, "tessaline replay: another process takes the recording's frames\n");
+    }
+  }
+  if (refused_) return kNever;
+  return Sooner(Frames(sensor), Events());
+}
+
+std::int64_t Player::Frames(const SensorState& sensor) {
+  const Route route = wiring_.fpga->CommittedRoute();
+  if (route != Route::kImages) replay_->Rest(Replay::kImages);
+  if (route != Route::kStrips) replay_->Rest(Replay::kStrips);
+  if (route == Route::kNone) return kNever;
+  const auto stream = route == Route::kImages ? Replay::kImages : Replay::kStrips;
+  const bool ended = replay_->Ended(stream);  // before the look, or a last frame would be missed
+  const auto record = replay_->Next(stream);
+  if (!record) return ended ? kNever : kLookAgainNs;
+  const std::int64_t wait = replay_->Wait(stream, *record);
+  if (wait > 0) return wait;
+  const Fate fate = stream == Replay::kImages ? SendImage(*record, sensor) : SendStrips(*record);
+  // The bell rings when there is a buffer.
+  if (fate == Fate::kNoBuffer) return kNever;
+  const std::uint64_t frames = stream == Replay::kImages ? 1 : record->first;
+  StreamCounters& counters = *counters_[stream];
+  counters.frames += frames;
+  if (fate == Fate::kDelivered) {
+    counters.delivered += frames;
+    ++counters.buffers;
+  } else {
+    counters.lost += frames;
+  }
+  replay_->Take(stream, *record);
+  return 0;
+}
+
+std::int64_t Player::Events() {
+  const bool ended = replay_->Ended(Replay::kEvents);
+  const auto record = replay_->Next(Replay::kEvents);
+  if (!record) return ended ? kNever : kLookAgainNs;
+  const std::int64_t wait = replay_->Wait(Replay::kEvents, *record);
+  if (wait > 0) return wait;
+  on_event_(*record);
+  replay_->Take(Replay::kEvents, *record);
+  return 0;
+}
+
+void Player::Complain(Replay::Stream stream, const std::string& what) {
+  if (std::exchange(complained_[stream], true)) return;
+  std::fprintf(stderr, "tessaline replay: %s\n", what.c_str());
+}
+
+Player::Fate Player::SendImage(const ring::Record& record, const SensorState& sensor) {
+  const ImageSize size = SizeOf(*wiring_.fpga, AsReceived(*wiring_.fpga, sensor));
+  if (record.first != size.width || record.second != size.height) {
+    Complain(Replay::kImages,
+             fmt::format("the recording has images of {} x {}, the application reads {} x {}; they "
+                         "are left out",
+                         record.first, record.second, size.width, size.height));
+    return Fate::kUnfit;
+  }
+  const auto fill = wiring_.images->Begin();
+  if (!fill) return Fate::kNoBuffer;
+  const std::size_t full_pixels = std::size_t{fill->width} * (fill->height - 1);
+  const std::size_t used = PutImage(record.payload, full_pixels, fill->memory);
+  wiring_.images->Finish(*fill, used, sequence_[Replay::kImages]++);
+  return used > 0 ? Fate::kDelivered : Fate::kUnfit;
+}
+
+Player::Fate Player::SendStrips(const ring::Record& record) {
+  const StripSettings settings = SettingsOf(*wiring_.fpga, wiring_.points);
+  if (record.second != settings.bytes_per_point) {
+    Complain(Replay::kStrips,
+             fmt::format("the recording has points of {} bytes, the application's settings make "
+                         "them {}; they are left out",
+                         record.second, settings.bytes_per_point));
+    return Fate::kUnfit;
+  }
+  const auto fill = wiring_.strips->Begin();
+  if (!fill) return Fate::kNoBuffer;
+  const bool fits = PutStrips(record.payload, record.first, settings, fill->memory);
+  wiring_.strips->Finish(*fill, fits ? fill->memory.size() : 0, sequence_[Replay::kStrips]++);
+  return fits ? Fate::kDelivered : Fate::kUnfit;
+}
+
+}  // namespace board
