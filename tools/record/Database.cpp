@@ -80,10 +80,9 @@ Database::Database(std::string path, Mode mode) : path_(std::move(path)) {
   Check(result);
   sqlite3_limit(handle, SQLITE_LIMIT_LENGTH, kMostBytes);
   if (create) {
-    // The rollback journal, and not the write-ahead log: frames go to the file once, and between
-    // two runs the file stands by itself.
+    // With a journal in a file, SQLite would need a temporary one in another folder to make tables.
     Run("PRAGMA page_size = 65536; PRAGMA locking_mode = EXCLUSIVE;"
-        "PRAGMA journal_mode = TRUNCATE; PRAGMA synchronous = FULL;"
+        "PRAGMA journal_mode = MEMORY; PRAGMA synchronous = FULL;"
         "PRAGMA cache_size = -65536");
     return;
   }
@@ -97,6 +96,10 @@ Database::Database(std::string path, Mode mode) : path_(std::move(path)) {
 void Database::Run(const std::string& sql) {
   Check(sqlite3_exec(handle(), sql.c_str(), nullptr, nullptr, nullptr));
 }
+
+// The rollback journal, and not the write-ahead log: frames go to the file once, and between two
+// runs the file stands by itself. With the first journal, SQLite syncs the folder, too.
+void Database::KeepJournal() { Run("PRAGMA journal_mode = TRUNCATE"); }
 
 void Database::Check(int result) const {
   const int kind = result & 0xFF;
