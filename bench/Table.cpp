@@ -79,10 +79,10 @@ Row CompareTimes(std::string what, const Comparison& times, Goal goal, int digit
                  Time(times.bare.Median()));
 }
 
-Row CompareRates(std::string what, const Comparison& per_second, Goal goal) {
+Row CompareRates(std::string what, const Comparison& per_second, Goal goal, const char* unit) {
   return Compare(std::move(what), per_second, goal, kRatioDigits,
-                 Number(per_second.library.Median(), 0) + " /s",
-                 Number(per_second.bare.Median(), 0) + " /s");
+                 Number(per_second.library.Median(), 0) + unit,
+                 Number(per_second.bare.Median(), 0) + unit);
 }
 
 Row Figure(std::string what, std::string value, std::string bare) {

@@ -53,7 +53,8 @@ std::string Spread(const Samples& ratio, int digits);
 
 Row CompareTimes(std::string what, const Comparison& times, Goal goal = {},
                  int digits = kRatioDigits);
-Row CompareRates(std::string what, const Comparison& per_second, Goal goal = {});
+Row CompareRates(std::string what, const Comparison& per_second, Goal goal = {},
+                 const char* unit = " /s");
 Row Figure(std::string what, std::string value, std::string bare = {});
 
 // Reads --quick, --growth and --profile. Any other option ends the process.

@@ -1,7 +1,10 @@
 #include "record/BagWriter.h"
 
+#include <fmt/format.h>
+
 #include <utility>
 
+#include "Failure.h"
 #include "record/Schema.h"
 
 namespace tool {
@@ -23,6 +26,9 @@ Database NewRecording(const std::string& path) {
     definition.Bind(2, entry.definition);
     definition.Run();
   }
+  database.Run("COMMIT");
+  database.KeepJournal();
+  database.Run("BEGIN");
   return database;
 }
 
@@ -37,33 +43,54 @@ BagWriter::BagWriter(const std::string& path)
   Sync();
 }
 
+template <typename Call>
+void BagWriter::Attempt(const Call& call) {
+  if (failed_) {
+    throw Failure(ExitCode::kFile,
+                  fmt::format("{}: writing it has failed before", database_->path()),
+                  "what was synced before is kept; begin a new recording");
+  }
+  failed_ = true;
+  call();
+  failed_ = false;
+}
+
 void BagWriter::Write(Topic topic, std::int64_t stamp_ns, std::span<const std::byte> cdr) {
-  insert_->Bind(0, static_cast<std::int64_t>(topic) + 1);
-  insert_->Bind(1, stamp_ns);
-  insert_->Bind(2, cdr);
-  insert_->Run();
-  last_stamp_ns_ = stamp_ns;
+  Attempt([&] {
+    insert_->Bind(0, static_cast<std::int64_t>(topic) + 1);
+    insert_->Bind(1, stamp_ns);
+    insert_->Bind(2, cdr);
+    insert_->Run();
+    last_stamp_ns_ = stamp_ns;
+  });
 }
 
 void BagWriter::Sync() {
+  Attempt([&] { Commit(); });
+}
+
+void BagWriter::Close() {
+  Attempt([&] {
+    SetKey(kClosedKey, "yes");
+    Commit();
+    // Without its journal, the file stands by itself.
+    database_->Run("COMMIT; PRAGMA journal_mode = DELETE");
+    insert_.reset();
+    database_.reset();
+  });
+}
+
+void BagWriter::Commit() {
   SetKey(kSyncedKey, std::to_string(last_stamp_ns_));
   database_->Run("COMMIT; BEGIN");
   ++syncs_;
 }
 
-void BagWriter::Close() {
-  SetKey(kClosedKey, "yes");
-  Sync();
-  // Without its journal, the file stands by itself.
-  database_->Run("COMMIT; PRAGMA journal_mode = DELETE");
-  insert_.reset();
-  database_.reset();
-}
-
 void BagWriter::SetKey(const char* key, const std::string& value) {
-  Statement set(*database_, "INSERT OR REPLACE INTO tessaline VALUES(?, ?)");
-  set.Bind(0, std::string_view(key));
-  set.Bind(1, std::string_view(value));
+  // An INSERT OR REPLACE would need room for a temporary file in another folder.
+  Statement set(*database_, "UPDATE tessaline SET value = ? WHERE key = ?");
+  set.Bind(0, std::string_view(value));
+  set.Bind(1, std::string_view(key));
   set.Run();
 }
 

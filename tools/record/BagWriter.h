@@ -12,7 +12,8 @@
 
 namespace tool {
 
-// Writes a recording. Not for several threads at once.
+// Writes a recording. Not for several threads at once. After a Failure it writes nothing more, and
+// throws again: what follows would hide a gap.
 class BagWriter {
  public:
   // Creates `path`, which must not exist.
@@ -31,13 +32,18 @@ class BagWriter {
   std::uint64_t syncs() const { return syncs_; }
 
  private:
+  // Calls `call`, unless one before has thrown.
+  template <typename Call>
+  void Attempt(const Call& call);
   void SetKey(const char* key, const std::string& value);
+  void Commit();
 
   // Both until Close().
   std::optional<Database> database_;
   std::optional<Statement> insert_;
   std::atomic<std::uint64_t> syncs_{0};
   std::int64_t last_stamp_ns_ = 0;
+  bool failed_ = false;
 };
 
 }  // namespace tool

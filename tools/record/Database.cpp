@@ -5,6 +5,7 @@
 #include <fmt/format.h>
 #include <sqlite3.h>
 #include <string.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
@@ -20,11 +21,16 @@ namespace {
 constexpr int kMostBytes = 64 << 20;
 
 struct Explanation {
-  int result;
+  int result;  // of any detail, or a detailed one
   ExitCode code;
   std::string_view what;  // behind the path
   std::string_view next;
 };
+
+constexpr std::string_view kInterrupted =
+    "its writer was interrupted, and nobody may write here to tidy up";
+constexpr std::string_view kCopyBoth =
+    "copy the file, and the one with \"-journal\" behind its name, to another folder";
 
 constexpr std::array kExplanations{
     Explanation{SQLITE_FULL, ExitCode::kFile, "the disk is full", "what was synced before is kept"},
@@ -35,9 +41,8 @@ constexpr std::array kExplanations{
     Explanation{SQLITE_NOTADB, ExitCode::kFile, "this is no recording", ""},
     Explanation{SQLITE_CORRUPT, ExitCode::kFile, "it is damaged",
                 "\"tessaline bag check\" says what is whole"},
-    Explanation{SQLITE_READONLY, ExitCode::kFile,
-                "its writer was interrupted, and nobody may write here to tidy up",
-                "copy the file, and the one with \"-journal\" behind its name, to another folder"},
+    Explanation{SQLITE_READONLY, ExitCode::kFile, kInterrupted, kCopyBoth},
+    Explanation{SQLITE_IOERR_DELETE, ExitCode::kFile, kInterrupted, kCopyBoth},
     Explanation{SQLITE_TOOBIG, ExitCode::kFile, "it has a message of more than 64 MiB", ""},
 };
 
@@ -55,12 +60,16 @@ void CreateNew(const std::string& path) {
   throw Failure(ExitCode::kFile, fmt::format("cannot create {}: {}", path, strerror(errno)));
 }
 
+// Without opening it: closing a descriptor would end the locks that a writer in this process has,
+// and opening a pipe would wait for ever.
 void RequireReadable(const std::string& path) {
-  const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  if (descriptor < 0) {
+  struct stat about {};
+  if (stat(path.c_str(), &about) != 0 || faccessat(AT_FDCWD, path.c_str(), R_OK, AT_EACCESS) != 0) {
     throw Failure(ExitCode::kFile, fmt::format("cannot read {}: {}", path, strerror(errno)));
   }
-  close(descriptor);
+  if (!S_ISREG(about.st_mode)) {
+    throw Failure(ExitCode::kFile, fmt::format("cannot read {}: this is no file", path));
+  }
 }
 
 }  // namespace
@@ -70,7 +79,7 @@ void Database::Close::operator()(sqlite3* handle) const { sqlite3_close_v2(handl
 Database::Database(std::string path, Mode mode) : path_(std::move(path)) {
   const bool create = mode == Mode::kCreate;
   create ? CreateNew(path_) : RequireReadable(path_);
-  const bool writable = access(path_.c_str(), W_OK) == 0;
+  const bool writable = faccessat(AT_FDCWD, path_.c_str(), W_OK, AT_EACCESS) == 0;
   sqlite3* handle = nullptr;
   const int result = sqlite3_open_v2(path_.c_str(), &handle,
                                      (writable ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY) |
@@ -80,10 +89,9 @@ Database::Database(std::string path, Mode mode) : path_(std::move(path)) {
   Check(result);
   sqlite3_limit(handle, SQLITE_LIMIT_LENGTH, kMostBytes);
   if (create) {
-    // The rollback journal, and not the write-ahead log: frames go to the file once, and between
-    // two runs the file stands by itself.
+    // With a journal in a file, SQLite would need a temporary one in another folder to make tables.
     Run("PRAGMA page_size = 65536; PRAGMA locking_mode = EXCLUSIVE;"
-        "PRAGMA journal_mode = TRUNCATE; PRAGMA synchronous = FULL;"
+        "PRAGMA journal_mode = MEMORY; PRAGMA synchronous = FULL;"
         "PRAGMA cache_size = -65536");
     return;
   }
@@ -98,11 +106,15 @@ void Database::Run(const std::string& sql) {
   Check(sqlite3_exec(handle(), sql.c_str(), nullptr, nullptr, nullptr));
 }
 
+// The rollback journal, and not the write-ahead log: frames go to the file once, and between two
+// runs the file stands by itself. With the first journal, SQLite syncs the folder, too.
+void Database::KeepJournal() { Run("PRAGMA journal_mode = TRUNCATE"); }
+
 void Database::Check(int result) const {
   const int kind = result & 0xFF;
   if (kind == SQLITE_OK || kind == SQLITE_ROW || kind == SQLITE_DONE) return;
   for (const Explanation& explanation : kExplanations) {
-    if (explanation.result != kind) continue;
+    if (explanation.result != kind && explanation.result != result) continue;
     throw Failure(explanation.code, fmt::format("{}: {}", path_, explanation.what),
                   std::string(explanation.next));
   }

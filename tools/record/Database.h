@@ -18,12 +18,15 @@ class Database {
   enum class Mode { kCreate, kRead };
 
   // kCreate: a new, empty file, which belongs to this process until it is closed; one that exists
-  // is refused. kRead: a file that may be hostile: nothing in it is executed. What an interrupted
+  // is refused. It survives no interruption before KeepJournal(). kRead: a file that may be hostile: nothing in it is executed. What an interrupted
   // writer left half done is taken back first, which needs permission to write.
   Database(std::string path, Mode mode);
 
   const std::string& path() const { return path_; }
   void Run(const std::string& sql);
+  // Of a new file, outside of transactions: from the end of the next one on, an interruption takes
+  // it back to the end of the last.
+  void KeepJournal();
 
   // Throws Failure if `result` is one of an error.
   void Check(int result) const;

@@ -1,9 +1,11 @@
 #include "record/Messages.h"
 
 #include <fastcdr/Cdr.h>
+#include <fastcdr/exceptions/BadParamException.h>
 #include <fastcdr/exceptions/Exception.h>
 #include <fmt/format.h>
 
+#include <chrono>
 #include <tuple>
 
 #include "Failure.h"
@@ -104,8 +106,10 @@ void EncodeInto(const Message& message, Cdr& bytes) {
                              eprosima::fastcdr::Cdr::DDS_CDR);
   cdr.serialize_encapsulation();
   Encoder encode(cdr);
-  encode(static_cast<std::int32_t>(message.stamp_ns / kNsPerSecond));
-  encode(static_cast<std::uint32_t>(message.stamp_ns % kNsPerSecond));
+  const std::chrono::nanoseconds stamp(message.stamp_ns);
+  const auto seconds = std::chrono::floor<std::chrono::seconds>(stamp);
+  encode(static_cast<std::int32_t>(seconds.count()));
+  encode(static_cast<std::uint32_t>((stamp - seconds).count()));
   std::apply([&](const auto&... field) { (encode(field), ...); }, fields);
   bytes.resize(cdr.getSerializedDataLength());
 }
@@ -124,6 +128,9 @@ Message Decode(std::span<const std::byte> bytes) {
     std::uint32_t nanoseconds = 0;
     decode(seconds);
     decode(nanoseconds);
+    if (nanoseconds >= kNsPerSecond) {
+      throw eprosima::fastcdr::exception::BadParamException("a stamp with too many nanoseconds");
+    }
     message.stamp_ns = seconds * kNsPerSecond + nanoseconds;
     std::apply([&](auto&... field) { (decode(field), ...); }, Fields(message));
   } catch (const eprosima::fastcdr::exception::Exception& error) {

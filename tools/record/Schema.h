@@ -22,9 +22,10 @@ CREATE TABLE messages(id INTEGER PRIMARY KEY, topic_id INTEGER NOT NULL,
 CREATE INDEX timestamp_idx ON messages (timestamp ASC);
 CREATE TABLE tessaline(key TEXT PRIMARY KEY, value TEXT NOT NULL) WITHOUT ROWID;
 INSERT INTO schema VALUES(4, 'jazzy');
+INSERT INTO tessaline VALUES('version', ''), ('synced_ns', ''), ('closed', '');
 )sql";
 
-// Keys of the table tessaline.
+// Keys of the table tessaline, each of which has a row from the start.
 inline constexpr const char* kVersionKey = "version";
 // When the last sync was, and "yes" once the recording has been closed properly.
 inline constexpr const char* kSyncedKey = "synced_ns";

@@ -1,0 +1,31 @@
+#!/bin/sh
+# Reads a recording with the packages in package.json, which npm puts into FOLDER.
+#   run.sh SAMPLE FOLDER    SAMPLE: the program record_sample
+# Exits with 77, and says why, if there is no npm or it does not reach its registry.
+set -eu
+here=$(cd "$(dirname "$0")" && pwd)
+sample=$1
+folder=$2
+
+command -v npm >/dev/null || {
+  echo "SKIPPED: no npm; install it with: scripts/setup npm"
+  exit 77
+}
+mkdir -p "$folder"
+cd "$folder"
+# They are fetched again only when the list has changed.
+if ! cmp -s "$here/package-lock.json" installed-package-lock.json; then
+  cp "$here/package.json" "$here/package-lock.json" .
+  if ! npm ci --ignore-scripts --no-audit --no-fund --fetch-retries 1 >npm.log 2>&1; then
+    cat npm.log
+    grep -qE 'E(NOTFOUND|CONNREFUSED|CONNRESET|AI_AGAIN|TIMEDOUT|HOSTUNREACH|NETUNREACH)' npm.log ||
+      exit 1
+    echo "SKIPPED: npm does not reach its registry"
+    exit 77
+  fi
+  cp "$here/package-lock.json" installed-package-lock.json
+fi
+cp "$here/read_recording.js" .
+rm -f run.db3 expected.json
+"$sample" run.db3 expected.json
+exec node read_recording.js run.db3 expected.json
