@@ -24,6 +24,9 @@ void RequireTables(const Database& database) {
                 "a recording is made with \"tessaline record\"");
 }
 
+// Ours are there once. More only come from a file that wants our memory.
+constexpr std::size_t kMostTopics = 64;
+
 std::int64_t NumberIn(const std::string& text) {
   std::int64_t number = 0;
   std::from_chars(text.data(), text.data() + text.size(), number);
@@ -49,6 +52,9 @@ BagReader::BagReader(const std::string& path) : database_(path, Database::Mode::
     const auto* entry = std::find_if(kTopics.begin(), kTopics.end(),
                                      [&](const TopicEntry& topic) { return topic.name == name; });
     if (entry != kTopics.end()) topics_[topics.Number(0)] = entry->topic;
+    if (topics_.size() > kMostTopics) {
+      throw Failure(ExitCode::kFile, fmt::format("{}: it is damaged: topics repeat", path));
+    }
   }
   messages_.emplace(database_, "SELECT id, topic_id, timestamp, data FROM messages ORDER BY id");
 }

@@ -41,12 +41,14 @@ class BagReader {
   // Messages later than this may be missing in a recording that was not closed.
   std::int64_t synced_ns() const { return synced_ns_; }
   const Database& database() const { return database_; }
+  // By the file's number.
+  const std::map<std::int64_t, Topic>& topics() const { return topics_; }
 
  private:
   std::string Key(const char* key);
 
   Database database_;
-  std::map<std::int64_t, Topic> topics_;  // by the file's number
+  std::map<std::int64_t, Topic> topics_;
   std::optional<Statement> messages_;
   bool closed_ = false;
   std::int64_t synced_ns_ = 0;

@@ -16,10 +16,6 @@
 namespace tool {
 namespace {
 
-// The largest message: an image of the largest sensor, with room to spare. A hostile file cannot
-// make us allocate more at once.
-constexpr int kMostBytes = 64 << 20;
-
 struct Explanation {
   int result;  // of any detail, or a detailed one
   ExitCode code;
@@ -33,7 +29,6 @@ constexpr std::string_view kCopyBoth =
     "copy the file, and the one with \"-journal\" behind its name, to another folder";
 
 constexpr std::array kExplanations{
-    Explanation{SQLITE_FULL, ExitCode::kFile, "the disk is full", "what was synced before is kept"},
     Explanation{SQLITE_BUSY, ExitCode::kExists, "another program is writing it",
                 "wait until it has ended"},
     Explanation{SQLITE_LOCKED, ExitCode::kExists, "another program is writing it",
@@ -54,22 +49,29 @@ void CreateNew(const std::string& path) {
     return;
   }
   if (errno == EEXIST) {
-    throw Failure(ExitCode::kExists, fmt::format("{} already exists", path),
-                  "a recording is never overwritten; choose another name");
+    throw SystemFailure(ExitCode::kExists, EEXIST, fmt::format("{} already exists", path),
+                        "a recording is never overwritten; choose another name");
   }
-  throw Failure(ExitCode::kFile, fmt::format("cannot create {}: {}", path, strerror(errno)));
+  const int error = errno;
+  throw SystemFailure(ExitCode::kFile, error,
+                      fmt::format("cannot create {}: {}", path, strerror(error)));
 }
 
 // Without opening it: closing a descriptor would end the locks that a writer in this process has,
 // and opening a pipe would wait for ever.
 void RequireReadable(const std::string& path) {
   struct stat about {};
+  int error = 0;
   if (stat(path.c_str(), &about) != 0 || faccessat(AT_FDCWD, path.c_str(), R_OK, AT_EACCESS) != 0) {
-    throw Failure(ExitCode::kFile, fmt::format("cannot read {}: {}", path, strerror(errno)));
+    error = errno;
+  } else if (S_ISDIR(about.st_mode)) {
+    error = EISDIR;
+  } else if (!S_ISREG(about.st_mode)) {
+    throw Failure(ExitCode::kFile, fmt::format("{}: this is no recording, and no file", path));
   }
-  if (!S_ISREG(about.st_mode)) {
-    throw Failure(ExitCode::kFile, fmt::format("cannot read {}: this is no file", path));
-  }
+  if (error == 0) return;
+  throw SystemFailure(ExitCode::kFile, error,
+                      fmt::format("cannot read {}: {}", path, strerror(error)));
 }
 
 }  // namespace
@@ -113,10 +115,18 @@ void Database::KeepJournal() { Run("PRAGMA journal_mode = TRUNCATE"); }
 void Database::Check(int result) const {
   const int kind = result & 0xFF;
   if (kind == SQLITE_OK || kind == SQLITE_ROW || kind == SQLITE_DONE) return;
+  if (kind == SQLITE_FULL) {
+    throw SystemFailure(ExitCode::kFile, ENOSPC, fmt::format("{}: the disk is full", path_),
+                        "what was synced before is kept");
+  }
   for (const Explanation& explanation : kExplanations) {
     if (explanation.result != kind && explanation.result != result) continue;
     throw Failure(explanation.code, fmt::format("{}: {}", path_, explanation.what),
                   std::string(explanation.next));
+  }
+  if (const int error = handle_ ? sqlite3_system_errno(handle()) : 0;
+      kind == SQLITE_IOERR && error != 0) {
+    throw SystemFailure(ExitCode::kFile, error, fmt::format("{}: {}", path_, strerror(error)));
   }
   const char* text = handle_ ? sqlite3_errmsg(handle()) : sqlite3_errstr(result);
   throw Failure(ExitCode::kFile, fmt::format("{}: {}", path_, text));

@@ -6,16 +6,35 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
+
+#include "Failure.h"
 
 struct sqlite3;
 struct sqlite3_stmt;
 
 namespace tool {
 
+// The system refused something. `error`: its errno.
+class SystemFailure : public Failure {
+ public:
+  SystemFailure(ExitCode code, int error, const std::string& what, std::string next = {})
+      : Failure(code, what, std::move(next)), error_(error) {}
+
+  int error() const { return error_; }
+
+ private:
+  int error_;
+};
+
 // A file of SQLite. Every failure is a Failure that names the file and says what to do.
 class Database {
  public:
   enum class Mode { kCreate, kRead };
+
+  // The largest message: an image of the largest sensor, with room to spare. A hostile file cannot
+  // make us allocate more at once.
+  static constexpr int kMostBytes = 64 << 20;
 
   // kCreate: a new, empty file, which belongs to this process until it is closed; one that exists
   // is refused. It survives no interruption before KeepJournal(). kRead: a file that may be hostile: nothing in it is executed. What an interrupted

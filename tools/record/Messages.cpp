@@ -9,6 +9,7 @@
 #include <tuple>
 
 #include "Failure.h"
+#include "record/Fields.h"
 
 namespace tool {
 namespace {
@@ -18,30 +19,6 @@ using eprosima::fastcdr::FastBuffer;
 constexpr std::int64_t kNsPerSecond = 1'000'000'000;
 // The encapsulation, every fixed field and its alignment of the largest message.
 constexpr std::size_t kMostFixedBytes = 128;
-
-// Each message's fields in the order of its definition. Coding goes through here in both
-// directions, so that they cannot differ.
-template <typename M>
-auto Fields(M& m) {
-  using Plain = std::remove_const_t<M>;
-  if constexpr (std::is_same_v<Plain, StripsMessage>) {
-    return std::tie(m.strips, m.point_bytes, m.data);
-  } else if constexpr (std::is_same_v<Plain, ImageMessage>) {
-    return std::tie(m.width, m.height, m.data);
-  } else if constexpr (std::is_same_v<Plain, RegisterMessage>) {
-    return std::tie(m.address, m.value);
-  } else if constexpr (std::is_same_v<Plain, EventMessage>) {
-    return std::tie(m.name, m.value);
-  } else if constexpr (std::is_same_v<Plain, LossesMessage>) {
-    return std::tie(m.frames_by_device, m.frames_by_recorder, m.messages_by_recorder);
-  } else if constexpr (std::is_same_v<Plain, ClockMessage>) {
-    return std::tie(m.ticks, m.uncertainty_ns);
-  } else if constexpr (std::is_same_v<Plain, LogMessage>) {
-    return std::tie(m.level, m.name, m.msg, m.file, m.function, m.line);
-  } else {
-    return std::tie(m.json);
-  }
-}
 
 std::size_t VariableBytes(const std::string& text) { return text.size() + 1; }
 std::size_t VariableBytes(std::span<const std::byte> data) { return data.size(); }
