@@ -55,6 +55,14 @@ void CreateNew(const std::string& path) {
   throw Failure(ExitCode::kFile, fmt::format("cannot create {}: {}", path, strerror(errno)));
 }
 
+// What another row may not have.
+[[noreturn]] void Throw(int kind, const Failure& failure) {
+  if (kind == SQLITE_CORRUPT || kind == SQLITE_IOERR || kind == SQLITE_TOOBIG) {
+    throw Damaged(failure);
+  }
+  throw failure;
+}
+
 void RequireReadable(const std::string& path) {
   const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
   if (descriptor < 0) {
@@ -103,11 +111,11 @@ void Database::Check(int result) const {
   if (kind == SQLITE_OK || kind == SQLITE_ROW || kind == SQLITE_DONE) return;
   for (const Explanation& explanation : kExplanations) {
     if (explanation.result != kind) continue;
-    throw Failure(explanation.code, fmt::format("{}: {}", path_, explanation.what),
-                  std::string(explanation.next));
+    Throw(kind, Failure(explanation.code, fmt::format("{}: {}", path_, explanation.what),
+                        std::string(explanation.next)));
   }
   const char* text = handle_ ? sqlite3_errmsg(handle()) : sqlite3_errstr(result);
-  throw Failure(ExitCode::kFile, fmt::format("{}: {}", path_, text));
+  Throw(kind, Failure(ExitCode::kFile, fmt::format("{}: {}", path_, text)));
 }
 
 void Statement::Finalize::operator()(sqlite3_stmt* handle) const { sqlite3_finalize(handle); }
@@ -146,6 +154,8 @@ bool Statement::Next() {
   database_.Check(result);
   return false;
 }
+
+void Statement::Reset() { sqlite3_reset(handle_.get()); }
 
 std::int64_t Statement::Number(int column) const {
   return sqlite3_column_int64(handle_.get(), column);

@@ -7,10 +7,18 @@
 #include <string>
 #include <string_view>
 
+#include "Failure.h"
+
 struct sqlite3;
 struct sqlite3_stmt;
 
 namespace tool {
+
+// A part of the file cannot be read; others may.
+class Damaged : public Failure {
+ public:
+  explicit Damaged(const Failure& failure) : Failure(failure) {}
+};
 
 // A file of SQLite. Every failure is a Failure that names the file and says what to do.
 class Database {
@@ -25,7 +33,7 @@ class Database {
   const std::string& path() const { return path_; }
   void Run(const std::string& sql);
 
-  // Throws Failure if `result` is one of an error.
+  // Throws Failure if `result` is one of an error; Damaged if it is this part of the file only.
   void Check(int result) const;
   sqlite3* handle() const { return handle_.get(); }
 
@@ -52,6 +60,8 @@ class Statement {
   void Run();
   // Goes to the next row. False: there is none, and the statement starts anew.
   bool Next();
+  // Starts anew; what is bound stays.
+  void Reset();
 
   std::int64_t Number(int column) const;
   std::string Text(int column) const;

@@ -36,6 +36,13 @@ auto Fields(M& m) {
     return std::tie(m.ticks, m.uncertainty_ns);
   } else if constexpr (std::is_same_v<Plain, LogMessage>) {
     return std::tie(m.level, m.name, m.msg, m.file, m.function, m.line);
+  } else if constexpr (std::is_same_v<Plain, PointsMessage>) {
+    return std::tie(m.frame_id, m.height, m.width, m.fields, m.is_bigendian, m.point_step,
+                    m.row_step, m.data, m.is_dense);
+  } else if constexpr (std::is_same_v<Plain, PictureMessage>) {
+    return std::tie(m.frame_id, m.height, m.width, m.encoding, m.is_bigendian, m.step, m.data);
+  } else if constexpr (std::is_same_v<Plain, PointsMessage::Field>) {
+    return std::tie(m.name, m.offset, m.datatype, m.count);
   } else {
     return std::tie(m.json);
   }
@@ -43,6 +50,11 @@ auto Fields(M& m) {
 
 std::size_t VariableBytes(const std::string& text) { return text.size() + 1; }
 std::size_t VariableBytes(std::span<const std::byte> data) { return data.size(); }
+std::size_t VariableBytes(const std::vector<PointsMessage::Field>& fields) {
+  std::size_t bytes = 0;
+  for (const auto& field : fields) bytes += kMostFixedBytes + VariableBytes(field.name);
+  return bytes;
+}
 template <typename Number>
 std::size_t VariableBytes(Number) {
   return 0;
@@ -60,6 +72,12 @@ class Encoder {
     cdr_.serialize(static_cast<std::uint32_t>(data.size()));
     cdr_.serializeArray(reinterpret_cast<const std::uint8_t*>(data.data()), data.size());
   }
+  void operator()(const std::vector<PointsMessage::Field>& fields) {
+    cdr_.serialize(static_cast<std::uint32_t>(fields.size()));
+    for (const auto& field : fields) {
+      std::apply([this](const auto&... part) { ((*this)(part), ...); }, Fields(field));
+    }
+  }
 
  private:
   eprosima::fastcdr::Cdr& cdr_;
@@ -74,7 +92,7 @@ class Decoder {
   void operator()(Value& value) {
     cdr_.deserialize(value);
   }
-  // The last field of its message: jump() leaves the alignment of a following one undefined.
+  // Only single bytes may follow it: jump() leaves the alignment of anything else undefined.
   void operator()(std::span<const std::byte>& data) {
     std::uint32_t length = 0;
     cdr_.deserialize(length);
@@ -84,6 +102,16 @@ class Decoder {
     }
     data = bytes_.subspan(at, length);
     cdr_.jump(length);
+  }
+  void operator()(std::vector<PointsMessage::Field>& fields) {
+    std::uint32_t count = 0;
+    cdr_.deserialize(count);
+    // One by one: a wrong count comes to the end of the bytes before it takes memory.
+    for (std::uint32_t i = 0; i < count; ++i) {
+      PointsMessage::Field field;
+      std::apply([this](auto&... part) { ((*this)(part), ...); }, Fields(field));
+      fields.push_back(std::move(field));
+    }
   }
 
  private:
@@ -149,5 +177,9 @@ template Cdr Encode(const LogMessage&);
 template LogMessage Decode(std::span<const std::byte>);
 template Cdr Encode(const DeviceMessage&);
 template DeviceMessage Decode(std::span<const std::byte>);
+template Cdr Encode(const PointsMessage&);
+template PointsMessage Decode(std::span<const std::byte>);
+template Cdr Encode(const PictureMessage&);
+template PictureMessage Decode(std::span<const std::byte>);
 
 }  // namespace tool
