@@ -25,13 +25,14 @@ std::unique_ptr<Command> MakeCalibrateCommand();
 std::unique_ptr<Command> MakeCalibrationCommand();
 std::unique_ptr<Command> MakeSensorCommand();
 std::unique_ptr<Command> MakeTraceCommand();
+std::unique_ptr<Command> MakeBagCommand();
 
 inline constexpr std::array kCommandMakers{
     MakeCheckCommand,  MakeCaptureCommand,   MakeWatchCommand,       MakeInfoCommand,
     MakeModelsCommand, MakeRegCommand,       MakeLaserCommand,       MakeLedCommand,
     MakePowerCommand,  MakeExposureCommand,  MakeRoiCommand,         MakeTriggerCommand,
     MakeRecipeCommand, MakeCalibrateCommand, MakeCalibrationCommand, MakeEepromCommand,
-    MakeSensorCommand, MakeTraceCommand,
+    MakeSensorCommand, MakeTraceCommand,     MakeBagCommand,
 };
 
 }  // namespace tool

@@ -58,11 +58,7 @@ class Stretches {
 
 }  // namespace
 
-BagFindings CheckBag(const std::string& path, const std::function<bool()>& stop) {
-  const auto stop_if_asked = [&] {
-    if (stop())
-      throw Failure(ExitCode::kInterrupted, fmt::format("{}: not checked to the end", path));
-  };
+BagFindings ReadBag(const std::string& path, const std::function<bool()>& stop) {
   SalvageReader reader(path);
   BagFindings findings;
   findings.closed = reader.reader().closed();
@@ -70,7 +66,9 @@ BagFindings CheckBag(const std::string& path, const std::function<bool()>& stop)
   Stretches stretches(findings);
   std::uint64_t damaged = 0;
   while (const auto message = reader.Next()) {
-    stop_if_asked();
+    if (stop()) {
+      throw Failure(ExitCode::kInterrupted, fmt::format("{}: not read to the end", path));
+    }
     if (reader.damaged() != damaged) stretches.End();
     damaged = reader.damaged();
     try {
@@ -86,8 +84,12 @@ BagFindings CheckBag(const std::string& path, const std::function<bool()>& stop)
   stretches.End();
   findings.places = reader.places();
   findings.place_count = reader.damaged();
-  stop_if_asked();
-  findings.integrity = Integrity(reader.reader().database());
+  return findings;
+}
+
+BagFindings CheckBag(const std::string& path, const std::function<bool()>& stop) {
+  BagFindings findings = ReadBag(path, stop);
+  findings.integrity = Integrity(Database(path, Database::Mode::kRead));
   return findings;
 }
 

@@ -47,6 +47,8 @@ struct BagFindings {
 // Reads all of a recording and says what is whole; a damaged one never stops it halfway. In memory
 // that does not grow with the file. Throws Failure if `path` cannot be read at all, is no recording
 // or a newer one. Ends early, with Failure, when `stop` says so; it is asked often.
+BagFindings ReadBag(const std::string& path, const std::function<bool()>& stop);
+// The same, and lets SQLite check the file itself: reads it twice.
 BagFindings CheckBag(const std::string& path, const std::function<bool()>& stop);
 
 }  // namespace tool
