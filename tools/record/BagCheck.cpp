@@ -9,9 +9,10 @@ namespace {
 
 constexpr std::size_t kLongestLine = 200;
 
-std::vector<std::string> Integrity(const Database& database) {
+std::vector<std::string> Integrity(const std::string& path) {
   std::vector<std::string> lines;
   try {
+    const Database database(path, Database::Mode::kRead);
     Statement check(database,
                     fmt::format("PRAGMA integrity_check({})", BagFindings::kMostIntegrityLines));
     while (lines.size() < BagFindings::kMostIntegrityLines && check.Next()) {
@@ -89,7 +90,7 @@ BagFindings ReadBag(const std::string& path, const std::function<bool()>& stop) 
 
 BagFindings CheckBag(const std::string& path, const std::function<bool()>& stop) {
   BagFindings findings = ReadBag(path, stop);
-  findings.integrity = Integrity(Database(path, Database::Mode::kRead));
+  findings.integrity = Integrity(path);
   return findings;
 }
 

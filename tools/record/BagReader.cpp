@@ -30,7 +30,7 @@ std::int64_t NumberIn(const std::string& text) {
 
 }  // namespace
 
-BagReader::BagReader(const std::string& path) : database_(path, Database::Mode::kRead) {
+BagReader::BagReader(const std::string& path, Database::Mode mode) : database_(path, mode) {
   RequireTables(database_);
   const std::int64_t version = NumberIn(Key(kVersionKey));
   if (version != kRecordingVersion) {

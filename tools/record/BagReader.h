@@ -57,8 +57,8 @@ void VisitMessage(const StoredMessage& message, Use use) {
 class BagReader {
  public:
   // Throws Failure if `path` is no recording or a newer one. Messages on topics that are not ours
-  // are left out.
-  explicit BagReader(const std::string& path);
+  // are left out. `mode`: kRead or kSalvage.
+  explicit BagReader(const std::string& path, Database::Mode mode = Database::Mode::kRead);
 
   // The next message in the order of arrival; none at the end. Throws Damaged where the file is:
   // SkipTo() may get past it.

@@ -95,7 +95,10 @@ Database::Database(std::string path, Mode mode) : path_(std::move(path)) {
         "PRAGMA cache_size = -65536");
     return;
   }
-  Check(sqlite3_db_config(handle, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr));
+  // SQLite refuses a file with a missing end, unless one that would repair it is asking.
+  const bool salvage = mode == Mode::kSalvage;
+  Check(sqlite3_db_config(handle, SQLITE_DBCONFIG_DEFENSIVE, salvage ? 0 : 1, nullptr));
+  Check(sqlite3_db_config(handle, SQLITE_DBCONFIG_WRITABLE_SCHEMA, salvage ? 1 : 0, nullptr));
   Check(sqlite3_db_config(handle, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr));
   Check(sqlite3_db_config(handle, SQLITE_DBCONFIG_ENABLE_TRIGGER, 0, nullptr));
   Check(sqlite3_db_config(handle, SQLITE_DBCONFIG_ENABLE_VIEW, 0, nullptr));

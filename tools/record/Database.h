@@ -23,11 +23,12 @@ class Damaged : public Failure {
 // A file of SQLite. Every failure is a Failure that names the file and says what to do.
 class Database {
  public:
-  enum class Mode { kCreate, kRead };
+  enum class Mode { kCreate, kRead, kSalvage };
 
   // kCreate: a new, empty file, which belongs to this process until it is closed; one that exists
   // is refused. kRead: a file that may be hostile: nothing in it is executed. What an interrupted
-  // writer left half done is taken back first, which needs permission to write.
+  // writer left half done is taken back first, which needs permission to write. kSalvage: the
+  // same, and a file whose end is missing is read up to there.
   Database(std::string path, Mode mode);
 
   const std::string& path() const { return path_; }

@@ -20,7 +20,7 @@ struct DamagedPlace {
 class SalvageReader {
  public:
   // As BagReader.
-  explicit SalvageReader(const std::string& path) : reader_(path) {}
+  explicit SalvageReader(const std::string& path) : reader_(path, Database::Mode::kSalvage) {}
 
   // The next message in the order of arrival that can be read; none at the end. Its id is larger
   // than all before. Throws Failure for what is no damage of the file.

@@ -19,7 +19,7 @@ class StandardMessages {
   struct Settings {
     // Of the frames. The full sensor of 32768 x 32768 if nobody knows it.
     tessaline_geometry geometry = tessaline_geometry_full(32768, 32768);
-    std::optional<tessaline_calibration> calibration;
+    std::optional<tessaline_calibration> calibration{};
     double counts_per_mm = 0;  // of the encoder; 0: not known
   };
   // A longer cloud is sent in parts: the largest buffer has more points than a message may.
