@@ -26,13 +26,14 @@ std::unique_ptr<Command> MakeCalibrateCommand();
 std::unique_ptr<Command> MakeCalibrationCommand();
 std::unique_ptr<Command> MakeSensorCommand();
 std::unique_ptr<Command> MakeTraceCommand();
+std::unique_ptr<Command> MakeBagCommand();
 
 inline constexpr std::array kCommandMakers{
     MakeCheckCommand,   MakeCaptureCommand, MakeWatchCommand,     MakeRecordCommand,
     MakeInfoCommand,    MakeModelsCommand,  MakeRegCommand,       MakeLaserCommand,
     MakeLedCommand,     MakePowerCommand,   MakeExposureCommand,  MakeRoiCommand,
     MakeTriggerCommand, MakeRecipeCommand,  MakeCalibrateCommand, MakeCalibrationCommand,
-    MakeEepromCommand,  MakeSensorCommand,  MakeTraceCommand,
+    MakeEepromCommand,  MakeSensorCommand,  MakeTraceCommand,   MakeBagCommand,
 };
 
 }  // namespace tool

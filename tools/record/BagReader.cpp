@@ -35,7 +35,7 @@ std::int64_t NumberIn(const std::string& text) {
 
 }  // namespace
 
-BagReader::BagReader(const std::string& path) : database_(path, Database::Mode::kRead) {
+BagReader::BagReader(const std::string& path, Database::Mode mode) : database_(path, mode) {
   RequireTables(database_);
   const std::int64_t version = NumberIn(Key(kVersionKey));
   if (version != kRecordingVersion) {
@@ -46,7 +46,8 @@ BagReader::BagReader(const std::string& path) : database_(path, Database::Mode::
   }
   closed_ = Key(kClosedKey) == "yes";
   synced_ns_ = NumberIn(Key(kSyncedKey));
-  Statement topics(database_, "SELECT id, name FROM topics");
+  // A file that was made to be read for ever has more of them than anyone needs.
+  Statement topics(database_, "SELECT id, name FROM topics LIMIT 1000");
   while (topics.Next()) {
     const std::string name = topics.Text(1);
     const auto* entry = std::find_if(kTopics.begin(), kTopics.end(),
@@ -56,14 +57,28 @@ BagReader::BagReader(const std::string& path) : database_(path, Database::Mode::
       throw Failure(ExitCode::kFile, fmt::format("{}: it is damaged: topics repeat", path));
     }
   }
-  messages_.emplace(database_, "SELECT id, topic_id, timestamp, data FROM messages ORDER BY id");
+  messages_.emplace(database_,
+                    "SELECT id, topic_id, timestamp, data FROM messages WHERE id > ? ORDER BY id");
+  SkipTo(position_);
+}
+
+void BagReader::SkipTo(std::int64_t id) {
+  messages_->Reset();
+  messages_->Bind(0, id);
+  position_ = id;
 }
 
 std::optional<StoredMessage> BagReader::Next() {
   while (messages_->Next()) {
+    const std::int64_t id = messages_->Number(0);
+    // Else a page that is part of itself would be read for ever.
+    if (id <= position_) {
+      throw Damaged(Failure(ExitCode::kFile, fmt::format("{}: it is damaged", database_.path())));
+    }
+    position_ = id;
     const auto topic = topics_.find(messages_->Number(1));
     if (topic == topics_.end()) continue;
-    return StoredMessage{.id = messages_->Number(0),
+    return StoredMessage{.id = id,
                          .topic = topic->second,
                          .stamp_ns = messages_->Number(2),
                          .cdr = messages_->Blob(3)};

@@ -26,15 +26,48 @@ struct StoredMessage {
   }
 };
 
+// Calls `use` with the message, decoded. Throws Failure if it is damaged.
+template <typename Use>
+void VisitMessage(const StoredMessage& message, Use use) {
+  switch (message.topic) {
+    case Topic::kStrips:
+      return use(message.As<StripsMessage>());
+    case Topic::kImages:
+      return use(message.As<ImageMessage>());
+    case Topic::kRegisters:
+      return use(message.As<RegisterMessage>());
+    case Topic::kEvents:
+      return use(message.As<EventMessage>());
+    case Topic::kLosses:
+      return use(message.As<LossesMessage>());
+    case Topic::kClock:
+      return use(message.As<ClockMessage>());
+    case Topic::kLog:
+      return use(message.As<LogMessage>());
+    case Topic::kDevice:
+      return use(message.As<DeviceMessage>());
+    case Topic::kPoints:
+      return use(message.As<PointsMessage>());
+    case Topic::kPicture:
+      return use(message.As<PictureMessage>());
+  }
+}
+
 // Reads a recording, which may be hostile or damaged. Not for several threads at once.
 class BagReader {
  public:
   // Throws Failure if `path` is no recording or a newer one. Messages on topics that are not ours
-  // are left out.
-  explicit BagReader(const std::string& path);
+  // are left out. `mode`: kRead or kSalvage.
+  explicit BagReader(const std::string& path, Database::Mode mode = Database::Mode::kRead);
 
-  // The next message in the order of arrival; none at the end.
+  // The next message in the order of arrival; none at the end. Throws Damaged where the file is:
+  // SkipTo() may get past it.
   std::optional<StoredMessage> Next();
+
+  // Goes on with the first message whose id is larger, forwards or back.
+  void SkipTo(std::int64_t id);
+  // Up to which id everything has been read or skipped, foreign messages included.
+  std::int64_t position() const { return position_; }
 
   // Whether it was closed properly.
   bool closed() const { return closed_; }
@@ -50,6 +83,7 @@ class BagReader {
   Database database_;
   std::map<std::int64_t, Topic> topics_;
   std::optional<Statement> messages_;
+  std::int64_t position_ = 0;  // SQLite numbers rows from 1
   bool closed_ = false;
   std::int64_t synced_ns_ = 0;
 };

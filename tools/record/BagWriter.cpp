@@ -23,7 +23,8 @@ Database NewRecording(const std::string& path) {
     topic.Run();
     definition.Bind(0, id);
     definition.Bind(1, entry.type);
-    definition.Bind(2, entry.definition);
+    const std::string whole = WholeDefinition(entry);
+    definition.Bind(2, std::string_view(whole));
     definition.Run();
   }
   database.Run("COMMIT");

@@ -57,6 +57,14 @@ void CreateNew(const std::string& path) {
                       fmt::format("cannot create {}: {}", path, strerror(error)));
 }
 
+// What another row may not have.
+[[noreturn]] void Throw(int kind, const Failure& failure) {
+  if (kind == SQLITE_CORRUPT || kind == SQLITE_IOERR || kind == SQLITE_TOOBIG) {
+    throw Damaged(failure);
+  }
+  throw failure;
+}
+
 // Without opening it: closing a descriptor would end the locks that a writer in this process has,
 // and opening a pipe would wait for ever.
 void RequireReadable(const std::string& path) {
@@ -97,7 +105,10 @@ Database::Database(std::string path, Mode mode) : path_(std::move(path)) {
         "PRAGMA cache_size = -65536");
     return;
   }
-  Check(sqlite3_db_config(handle, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr));
+  // SQLite refuses a file with a missing end, unless one that would repair it is asking.
+  const bool salvage = mode == Mode::kSalvage;
+  Check(sqlite3_db_config(handle, SQLITE_DBCONFIG_DEFENSIVE, salvage ? 0 : 1, nullptr));
+  Check(sqlite3_db_config(handle, SQLITE_DBCONFIG_WRITABLE_SCHEMA, salvage ? 1 : 0, nullptr));
   Check(sqlite3_db_config(handle, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr));
   Check(sqlite3_db_config(handle, SQLITE_DBCONFIG_ENABLE_TRIGGER, 0, nullptr));
   Check(sqlite3_db_config(handle, SQLITE_DBCONFIG_ENABLE_VIEW, 0, nullptr));
@@ -121,15 +132,15 @@ void Database::Check(int result) const {
   }
   for (const Explanation& explanation : kExplanations) {
     if (explanation.result != kind && explanation.result != result) continue;
-    throw Failure(explanation.code, fmt::format("{}: {}", path_, explanation.what),
-                  std::string(explanation.next));
+    Throw(kind, Failure(explanation.code, fmt::format("{}: {}", path_, explanation.what),
+                        std::string(explanation.next)));
   }
   if (const int error = handle_ ? sqlite3_system_errno(handle()) : 0;
       kind == SQLITE_IOERR && error != 0) {
     throw SystemFailure(ExitCode::kFile, error, fmt::format("{}: {}", path_, strerror(error)));
   }
   const char* text = handle_ ? sqlite3_errmsg(handle()) : sqlite3_errstr(result);
-  throw Failure(ExitCode::kFile, fmt::format("{}: {}", path_, text));
+  Throw(kind, Failure(ExitCode::kFile, fmt::format("{}: {}", path_, text)));
 }
 
 void Statement::Finalize::operator()(sqlite3_stmt* handle) const { sqlite3_finalize(handle); }
@@ -168,6 +179,8 @@ bool Statement::Next() {
   database_.Check(result);
   return false;
 }
+
+void Statement::Reset() { sqlite3_reset(handle_.get()); }
 
 std::int64_t Statement::Number(int column) const {
   return sqlite3_column_int64(handle_.get(), column);

@@ -27,18 +27,26 @@ class SystemFailure : public Failure {
   int error_;
 };
 
+// A part of the file cannot be read; others may.
+class Damaged : public Failure {
+ public:
+  explicit Damaged(const Failure& failure) : Failure(failure) {}
+};
+
 // A file of SQLite. Every failure is a Failure that names the file and says what to do.
 class Database {
  public:
-  enum class Mode { kCreate, kRead };
+  enum class Mode { kCreate, kRead, kSalvage };
 
   // The largest message: an image of the largest sensor, with room to spare. A hostile file cannot
   // make us allocate more at once.
   static constexpr int kMostBytes = 64 << 20;
 
   // kCreate: a new, empty file, which belongs to this process until it is closed; one that exists
-  // is refused. It survives no interruption before KeepJournal(). kRead: a file that may be hostile: nothing in it is executed. What an interrupted
-  // writer left half done is taken back first, which needs permission to write.
+  // is refused. It survives no interruption before KeepJournal(). kRead: a file that may be hostile:
+  // nothing in it is executed. What an interrupted writer left half done is taken back first, which
+  // needs permission to write. kSalvage: the same, and a file whose end is missing is read up to
+  // there.
   Database(std::string path, Mode mode);
 
   const std::string& path() const { return path_; }
@@ -47,7 +55,7 @@ class Database {
   // it back to the end of the last.
   void KeepJournal();
 
-  // Throws Failure if `result` is one of an error.
+  // Throws Failure if `result` is one of an error; Damaged if it is this part of the file only.
   void Check(int result) const;
   sqlite3* handle() const { return handle_.get(); }
 
@@ -74,6 +82,8 @@ class Statement {
   void Run();
   // Goes to the next row. False: there is none, and the statement starts anew.
   bool Next();
+  // Starts anew; what is bound stays.
+  void Reset();
 
   std::int64_t Number(int column) const;
   std::string Text(int column) const;

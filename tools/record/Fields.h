@@ -26,6 +26,13 @@ auto Fields(M& m) {
     return std::tie(m.ticks, m.uncertainty_ns);
   } else if constexpr (std::is_same_v<Plain, LogMessage>) {
     return std::tie(m.level, m.name, m.msg, m.file, m.function, m.line);
+  } else if constexpr (std::is_same_v<Plain, PointsMessage>) {
+    return std::tie(m.frame_id, m.height, m.width, m.fields, m.is_bigendian, m.point_step,
+                    m.row_step, m.data, m.is_dense);
+  } else if constexpr (std::is_same_v<Plain, PictureMessage>) {
+    return std::tie(m.frame_id, m.height, m.width, m.encoding, m.is_bigendian, m.step, m.data);
+  } else if constexpr (std::is_same_v<Plain, PointsMessage::Field>) {
+    return std::tie(m.name, m.offset, m.datatype, m.count);
   } else {
     return std::tie(m.json);
   }

@@ -22,6 +22,11 @@ constexpr std::size_t kMostFixedBytes = 128;
 
 std::size_t VariableBytes(const std::string& text) { return text.size() + 1; }
 std::size_t VariableBytes(std::span<const std::byte> data) { return data.size(); }
+std::size_t VariableBytes(const std::vector<PointsMessage::Field>& fields) {
+  std::size_t bytes = 0;
+  for (const auto& field : fields) bytes += kMostFixedBytes + VariableBytes(field.name);
+  return bytes;
+}
 template <typename Number>
 std::size_t VariableBytes(Number) {
   return 0;
@@ -39,6 +44,12 @@ class Encoder {
     cdr_.serialize(static_cast<std::uint32_t>(data.size()));
     cdr_.serializeArray(reinterpret_cast<const std::uint8_t*>(data.data()), data.size());
   }
+  void operator()(const std::vector<PointsMessage::Field>& fields) {
+    cdr_.serialize(static_cast<std::uint32_t>(fields.size()));
+    for (const auto& field : fields) {
+      std::apply([this](const auto&... part) { ((*this)(part), ...); }, Fields(field));
+    }
+  }
 
  private:
   eprosima::fastcdr::Cdr& cdr_;
@@ -53,7 +64,7 @@ class Decoder {
   void operator()(Value& value) {
     cdr_.deserialize(value);
   }
-  // The last field of its message: jump() leaves the alignment of a following one undefined.
+  // Only single bytes may follow it: jump() leaves the alignment of anything else undefined.
   void operator()(std::span<const std::byte>& data) {
     std::uint32_t length = 0;
     cdr_.deserialize(length);
@@ -63,6 +74,16 @@ class Decoder {
     }
     data = bytes_.subspan(at, length);
     cdr_.jump(length);
+  }
+  void operator()(std::vector<PointsMessage::Field>& fields) {
+    std::uint32_t count = 0;
+    cdr_.deserialize(count);
+    // One by one: a wrong count comes to the end of the bytes before it takes memory.
+    for (std::uint32_t i = 0; i < count; ++i) {
+      PointsMessage::Field field;
+      std::apply([this](auto&... part) { ((*this)(part), ...); }, Fields(field));
+      fields.push_back(std::move(field));
+    }
   }
 
  private:
@@ -133,5 +154,9 @@ template void EncodeInto(const LogMessage&, Cdr&);
 template LogMessage Decode(std::span<const std::byte>);
 template void EncodeInto(const DeviceMessage&, Cdr&);
 template DeviceMessage Decode(std::span<const std::byte>);
+template void EncodeInto(const PointsMessage&, Cdr&);
+template PointsMessage Decode(std::span<const std::byte>);
+template void EncodeInto(const PictureMessage&, Cdr&);
+template PictureMessage Decode(std::span<const std::byte>);
 
 }  // namespace tool

@@ -77,6 +77,40 @@ struct DeviceMessage {
   std::string json;
 };
 
+// sensor_msgs/PointCloud2 in one row, little-endian.
+struct PointsMessage {
+  static constexpr Topic kTopic = Topic::kPoints;
+  struct Field {
+    std::string name;
+    std::uint32_t offset = 0;  // bytes from the begin of a point
+    std::uint8_t datatype = 0;
+    std::uint32_t count = 1;
+  };
+  std::int64_t stamp_ns = 0;
+  std::string frame_id;
+  std::uint32_t height = 1;
+  std::uint32_t width = 0;  // points
+  std::vector<Field> fields;
+  bool is_bigendian = false;
+  std::uint32_t point_step = 0;  // bytes
+  std::uint32_t row_step = 0;    // bytes
+  std::span<const std::byte> data;
+  bool is_dense = true;
+};
+
+// sensor_msgs/Image.
+struct PictureMessage {
+  static constexpr Topic kTopic = Topic::kPicture;
+  std::int64_t stamp_ns = 0;
+  std::string frame_id;
+  std::uint32_t height = 0;
+  std::uint32_t width = 0;
+  std::string encoding;
+  std::uint8_t is_bigendian = 0;
+  std::uint32_t step = 0;  // bytes
+  std::span<const std::byte> data;
+};
+
 using Cdr = std::vector<std::byte>;
 
 // Puts a message in CDR, little-endian, with its encapsulation in front, into `bytes`. Copies

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstddef>
+#include <string>
 #include <string_view>
 
 namespace tool {
@@ -15,14 +16,17 @@ enum class Topic : std::size_t {
   kLosses,
   kClock,
   kLog,
-  kDevice
+  kDevice,
+  kPoints,
+  kPicture
 };
 
 struct TopicEntry {
   Topic topic;
   std::string_view name;
   std::string_view type;
-  // In the notation of ROS 2 messages, so that any reader of bags can decode ours.
+  // In the notation of ROS 2 messages, so that any reader of bags can decode ours. The last two
+  // are standard messages, made of ours for viewers.
   std::string_view definition;
 };
 
@@ -71,7 +75,58 @@ inline constexpr std::array kTopics{
     TopicEntry{Topic::kDevice, "/tessaline/device", "tessaline_msgs/msg/Device",
                "builtin_interfaces/Time stamp\n"
                "string json                    # product, versions, settings, calibration\n"},
+    TopicEntry{Topic::kPoints, "/tessaline/points", "sensor_msgs/msg/PointCloud2",
+               "std_msgs/Header header\n"
+               "uint32 height\n"
+               "uint32 width\n"
+               "sensor_msgs/PointField[] fields\n"
+               "bool is_bigendian\n"
+               "uint32 point_step\n"
+               "uint32 row_step\n"
+               "uint8[] data\n"
+               "bool is_dense\n"},
+    TopicEntry{Topic::kPicture, "/tessaline/picture", "sensor_msgs/msg/Image",
+               "std_msgs/Header header\n"
+               "uint32 height\n"
+               "uint32 width\n"
+               "string encoding\n"
+               "uint8 is_bigendian\n"
+               "uint32 step\n"
+               "uint8[] data\n"},
 };
+
+// The types that others are made of; one that uses another stands before it.
+struct NestedType {
+  std::string_view name;
+  std::string_view definition;
+};
+
+inline constexpr std::array kNestedTypes{
+    NestedType{"std_msgs/Header",
+               "builtin_interfaces/Time stamp\n"
+               "string frame_id\n"},
+    NestedType{"sensor_msgs/PointField",
+               "uint8 INT8=1\nuint8 UINT8=2\nuint8 INT16=3\nuint8 UINT16=4\n"
+               "uint8 INT32=5\nuint8 UINT32=6\nuint8 FLOAT32=7\nuint8 FLOAT64=8\n"
+               "string name\n"
+               "uint32 offset\n"
+               "uint8 datatype\n"
+               "uint32 count\n"},
+    NestedType{"builtin_interfaces/Time",
+               "int32 sec\n"
+               "uint32 nanosec\n"},
+};
+
+// A topic's definition with those of all types that it is made of behind it, as a bag keeps it.
+inline std::string WholeDefinition(const TopicEntry& entry) {
+  std::string text(entry.definition);
+  for (const NestedType& nested : kNestedTypes) {
+    if (text.find(nested.name) == text.npos) continue;
+    text.append(80, '=').append("\nMSG: ").append(nested.name).append("\n");
+    text.append(nested.definition);
+  }
+  return text;
+}
 
 constexpr const TopicEntry& EntryOf(Topic topic) {
   return kTopics[static_cast<std::size_t>(topic)];

@@ -1,0 +1,41 @@
+#include "record/DeviceNotes.h"
+
+#include <fmt/format.h>
+
+#include "Failure.h"
+
+namespace tool {
+
+using nlohmann::json;
+
+void DeviceNotes::Add(std::string_view text) {
+  const auto refuse = [](const char* what) {
+    throw Failure(ExitCode::kFile, fmt::format("a message of /tessaline/device {}", what));
+  };
+  if (text.size() > kMostBytes - bytes_) refuse("and those before it have more than 256 KiB");
+  bool deep = false;
+  // Not just refused by itself: printing it would need a stack of that depth.
+  const auto limit = [&deep](int depth, json::parse_event_t, const json&) {
+    deep |= depth > kMostDepth;
+    return !deep;
+  };
+  const json note = json::parse(text, limit, /*allow_exceptions=*/false);
+  if (deep) refuse("is nested too deeply");
+  if (!note.is_object()) refuse("is no JSON object");
+  bytes_ += text.size();
+  all_.update(note);
+}
+
+std::optional<std::string> DeviceNotes::Text(const char* key) const {
+  const auto found = all_.find(key);
+  if (found == all_.end() || !found->is_string()) return std::nullopt;
+  return found->get<std::string>();
+}
+
+std::optional<json> DeviceNotes::Object(const char* key) const {
+  const auto found = all_.find(key);
+  if (found == all_.end() || !found->is_object()) return std::nullopt;
+  return *found;
+}
+
+}  // namespace tool
