@@ -3,11 +3,11 @@
 #include <dlfcn.h>
 #include <fmt/core.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <vector>
 
 #include "Failure.h"
+#include "VirtualBoard.h"
 #include "tessaline/startup.h"
 
 namespace tool {
@@ -44,8 +44,13 @@ std::string FindLibrary(const PreloadedLibrary& library) {
 }
 
 std::string InFrontOf(const std::string& path) {
-  const char* const others = std::getenv("LD_PRELOAD");
-  return others == nullptr || *others == '\0' ? path : fmt::format("{}:{}", path, others);
+  const std::string others = Environment("LD_PRELOAD");
+  return others.empty() ? path : fmt::format("{}:{}", path, others);
+}
+
+std::string Behind(const std::string& path) {
+  const std::string others = Environment("LD_PRELOAD");
+  return others.empty() ? path : fmt::format("{}:{}", others, path);
 }
 
 }  // namespace tool

@@ -30,4 +30,7 @@ std::string FindLibrary(const PreloadedLibrary& library);
 // A value for LD_PRELOAD that adds `path` in front of what this process has there.
 std::string InFrontOf(const std::string& path);
 
+// The same, behind it.
+std::string Behind(const std::string& path);
+
 }  // namespace tool

@@ -13,6 +13,7 @@ std::unique_ptr<Command> MakeCheckCommand();
 std::unique_ptr<Command> MakeCaptureCommand();
 std::unique_ptr<Command> MakeWatchCommand();
 std::unique_ptr<Command> MakeRecordCommand();
+std::unique_ptr<Command> MakeReplayCommand();
 std::unique_ptr<Command> MakeRegCommand();
 std::unique_ptr<Command> MakeLaserCommand();
 std::unique_ptr<Command> MakeLedCommand();
@@ -29,11 +30,12 @@ std::unique_ptr<Command> MakeTraceCommand();
 std::unique_ptr<Command> MakeBagCommand();
 
 inline constexpr std::array kCommandMakers{
-    MakeCheckCommand,   MakeCaptureCommand, MakeWatchCommand,     MakeRecordCommand,
-    MakeInfoCommand,    MakeModelsCommand,  MakeRegCommand,       MakeLaserCommand,
-    MakeLedCommand,     MakePowerCommand,   MakeExposureCommand,  MakeRoiCommand,
-    MakeTriggerCommand, MakeRecipeCommand,  MakeCalibrateCommand, MakeCalibrationCommand,
-    MakeEepromCommand,  MakeSensorCommand,  MakeTraceCommand,   MakeBagCommand,
+    MakeCheckCommand,       MakeCaptureCommand, MakeWatchCommand,  MakeRecordCommand,
+    MakeReplayCommand,      MakeInfoCommand,    MakeModelsCommand, MakeRegCommand,
+    MakeLaserCommand,       MakeLedCommand,     MakePowerCommand,  MakeExposureCommand,
+    MakeRoiCommand,         MakeTriggerCommand, MakeRecipeCommand, MakeCalibrateCommand,
+    MakeCalibrationCommand, MakeEepromCommand,  MakeSensorCommand, MakeTraceCommand,
+    MakeBagCommand,
 };
 
 }  // namespace tool

@@ -43,10 +43,10 @@ class Database {
   static constexpr int kMostBytes = 64 << 20;
 
   // kCreate: a new, empty file, which belongs to this process until it is closed; one that exists
-  // is refused. It survives no interruption before KeepJournal(). kRead: a file that may be hostile:
-  // nothing in it is executed. What an interrupted writer left half done is taken back first, which
-  // needs permission to write. kSalvage: the same, and a file whose end is missing is read up to
-  // there.
+  // is refused. It survives no interruption before KeepJournal(). kRead: a file that may be
+  // hostile: nothing in it is executed. What an interrupted writer left half done is taken back
+  // first, which needs permission to write. kSalvage: the same, and a file whose end is missing is
+  // read up to there.
   Database(std::string path, Mode mode);
 
   const std::string& path() const { return path_; }

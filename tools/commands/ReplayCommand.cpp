@@ -1,0 +1,121 @@
+#include <chrono>
+#include <optional>
+
+#include "ChildProcess.h"
+#include "Counted.h"
+#include "Failure.h"
+#include "Preload.h"
+#include "VirtualBoard.h"
+#include "commands/Commands.h"
+#include "record/BagTime.h"
+#include "record/ReplayFeed.h"
+
+namespace tool {
+namespace {
+
+constexpr About kReplayAbout{
+    "replay", "Plays a recording into an application that need not know", Touches::kNothing,
+    "Starts the application with the virtual board of the recording's product, which hands it the "
+    "recorded frames, byte for byte, with their stamps, and the recorded triggers. No frame is "
+    "lost: one for which the application has no buffer free waits. Frames come while the "
+    "application takes them (SetGlobalControl(1)), images while it takes images and strips while "
+    "it takes strips, whatever triggers it sets up. Its settings must suit the recording: images "
+    "of "
+    "another size and strips with other points are left out, which is said.\n"
+    "When all has been played, the application runs on as on a sensor that sees nothing; --stop "
+    "interrupts it (SIGINT).",
+    "  tessaline replay run.db3 -- ./my_application\n"
+    "  tessaline replay run.db3 --fast --stop -- ./my_application\n"
+    "  tessaline record -o again.db3 -- tessaline replay run.db3 --stop -- ./my_application"};
+
+constexpr std::chrono::milliseconds kWatchEvery{20};
+constexpr double kMostSpeed = 1e6;
+constexpr unsigned kMostRounds = 1'000'000;
+
+class ReplayCommand : public Command {
+ public:
+  void Describe(CLI::App& parent, CommonOptions& common) override {
+    app_ = &AddCommand(parent, kReplayAbout, common);
+    app_->add_option("recording", path_, "File to play")->type_name("FILE")->required();
+    app_->add_option("--from", from_, "Where to begin: seconds from the start, or a date and time")
+        ->type_name("TIME");
+    app_->add_option("--to", to_, "Where to end")->type_name("TIME");
+    auto* const speed = app_->add_option("--speed", speed_, "How much faster than recorded (1)")
+                            ->check(NumberIn(0.001, kMostSpeed))
+                            ->type_name("FACTOR");
+    app_->add_flag("--fast", fast_, "As fast as the application takes them")->excludes(speed);
+    app_->add_option("--loop", times_, "Play it this often, 0: for ever (1)")
+        ->check(CLI::Range(0u, kMostRounds))
+        ->type_name("COUNT");
+    app_->add_flag("--stop", stop_, "Interrupt the application when all has been played");
+    app_->add_option("application", application_, "The application and its arguments, behind --")
+        ->type_name("-- APPLICATION ...")
+        ->required();
+  }
+  bool Asked() const override { return app_->parsed(); }
+
+  ExitCode Run(Session& session) override {
+    const std::string given = session.options().model + session.options().virtual_model;
+    if (!given.empty()) {
+      throw Failure(ExitCode::kUsage, "the recording says which product it is of",
+                    "leave out --model and --virtual");
+    }
+    ReplayFeed feed({path_, Range(), times_});
+    if (!Model(feed.model()).known()) {
+      throw Failure(ExitCode::kFile, fmt::format("{} does not say which product it is of", path_),
+                    "it was recorded before the application had told the library");
+    }
+    Session::LeaveOutBoard();
+    const std::string replay = fmt::format("{} {}", feed.Paths(), fast_ ? 0.0 : speed_);
+    ChildProcess child(application_, {{"TESSALINE_BOARD", feed.model()},
+                                      {"TESSALINE_BOARD_REPLAY", replay},
+                                      {"LD_PRELOAD", Behind(FindLibrary(kBoardLibrary))}});
+    using Clock = std::chrono::steady_clock;
+    std::optional<Clock::time_point> over;
+    bool stopped = false;
+    while (child.Wait(kWatchEvery) != ChildProcess::News::kEnded) {
+      if (!over && feed.Over()) over = Clock::now();
+      // The last frames are in the application's hands for a moment.
+      const bool done = over && Clock::now() - *over > std::chrono::milliseconds(500);
+      if (stop_ && done && !std::exchange(stopped, true)) child.Signal(SIGINT);
+    }
+    feed.Check();
+    const ReplayFeed::Counts played = feed.Played();
+    session.Print("{} and {} of {} played{}\n", Counted(played.strips, "profile"),
+                  Counted(played.images, "image"), path_,
+                  feed.Over() ? "" : "; the application did not take the rest");
+    session.Emit({{"strips", played.strips},
+                  {"images", played.images},
+                  {"complete", feed.Over()},
+                  {"application_status", child.Status()}});
+    return static_cast<ExitCode>(child.Status());
+  }
+
+ private:
+  StampRange Range() const {
+    StampRange range;
+    if (from_.empty() && to_.empty()) return range;
+    const BagReader reader(path_);
+    const auto stamps = StampsOf(reader);
+    if (!stamps) return range;
+    if (!from_.empty()) range.first = MomentOf(from_, stamps->first);
+    if (!to_.empty()) range.last = MomentOf(to_, stamps->first);
+    return range;
+  }
+
+  CLI::App* app_ = nullptr;
+  std::string path_;
+  std::string from_;
+  std::string to_;
+  double speed_ = 1;
+  bool fast_ = false;
+  unsigned times_ = 1;
+  bool stop_ = false;
+  std::vector<std::string> application_;
+};
+
+}  // namespace
+
+std::unique_ptr<Command> MakeReplayCommand() { return std::make_unique<ReplayCommand>(); }
+
+}  // namespace tool

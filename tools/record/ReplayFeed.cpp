@@ -1,0 +1,190 @@
+#include "record/ReplayFeed.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <charconv>
+#include <map>
+
+#include "Failure.h"
+#include "record/DeviceNotes.h"
+
+namespace tool {
+namespace {
+
+using ring::Kind;
+using ring::Record;
+
+constexpr std::size_t kFrameBytes = std::size_t{48} << 20;
+constexpr std::size_t kEventBytes = std::size_t{2} << 20;
+constexpr std::chrono::milliseconds kLookAgain{2};
+constexpr std::size_t kEepromBytes = 512;
+// Between the end of one round and the beginning of the next.
+constexpr std::int64_t kRoundGapNs = 10'000'000;
+
+ring::RecordRing MakeRing(std::size_t bytes) {
+  auto ring = ring::RecordRing::Create(bytes);
+  if (ring) return std::move(*ring);
+  throw Failure(ExitCode::kFile, "there is no memory for the frames that are read ahead");
+}
+
+std::vector<std::byte> BytesOf(const std::string& hex) {
+  std::vector<std::byte> bytes;
+  for (std::size_t i = 0; i + 1 < hex.size() && bytes.size() < kEepromBytes; i += 2) {
+    unsigned value = 0;
+    std::from_chars(&hex[i], &hex[i] + 2, value, 16);
+    bytes.push_back(static_cast<std::byte>(value));
+  }
+  return bytes;
+}
+
+}  // namespace
+
+ReplayFeed::ReplayFeed(const Settings& settings)
+    : settings_(settings),
+      images_(MakeRing(kFrameBytes), {Topic::kImages}),
+      strips_(MakeRing(kFrameBytes), {Topic::kStrips}),
+      events_(MakeRing(kEventBytes), {Topic::kEvents, Topic::kRegisters}) {
+  const BagReader reader(settings_.path);
+  BagQuery frames(reader, {Topic::kImages, Topic::kStrips}, settings_.range);
+  const auto first = frames.Next();
+  if (!first) {
+    throw Failure(ExitCode::kUsage, fmt::format("{} has no frames there", settings_.path),
+                  "\"tessaline bag info\" shows what it holds");
+  }
+  first_ns_ = first->stamp_ns;
+  ReadState(reader);
+  PutState(events_);
+  for (Lane* const lane : {&images_, &strips_, &events_}) {
+    lane->thread = std::thread([this, lane] {
+      try {
+        Feed(*lane);
+      } catch (...) {
+        lane->failure = std::current_exception();
+        lane->failed = true;
+      }
+      lane->ring.End();
+    });
+  }
+}
+
+ReplayFeed::~ReplayFeed() {
+  stop_ = true;
+  for (Lane* const lane : {&images_, &strips_, &events_}) lane->thread.join();
+}
+
+// What was true when the first frame came; what the recording learnt later about the device too.
+void ReplayFeed::ReadState(const BagReader& reader) {
+  DeviceNotes notes;
+  BagQuery device(reader, {Topic::kDevice});
+  while (const auto message = device.Next()) notes.Add(message->As<DeviceMessage>().json);
+  model_ = notes.Text("model").value_or("");
+  eeprom_ = BytesOf(notes.Text("eeprom").value_or(""));
+
+  std::map<std::uint64_t, std::uint32_t> values;
+  BagQuery registers(reader, {Topic::kRegisters}, {.last = first_ns_});
+  while (const auto message = registers.Next()) {
+    const auto reg = message->As<RegisterMessage>();
+    values[reg.address] = reg.value;
+  }
+  for (const auto& [address, value] : values) {
+    registers_.push_back({Kind::kRegister, first_ns_, address, value, {}});
+  }
+}
+
+void ReplayFeed::PutState(Lane& lane) {
+  for (const Record& record : registers_) lane.ring.Put(record);
+  if (!eeprom_.empty()) lane.ring.Put({Kind::kDevice, first_ns_, 0, 0, eeprom_});
+  // Ends the state: what follows has its time.
+  lane.ring.Put({Kind::kClock, first_ns_, 0, 0, {}});
+}
+
+std::string ReplayFeed::Paths() const {
+  return fmt::format("{} {} {}", images_.ring.Path(), strips_.ring.Path(), events_.ring.Path());
+}
+
+bool ReplayFeed::Put(Lane& lane, const Record& record) {
+  while (!lane.ring.HasRoom(record.payload.size())) {
+    if (stop_) return false;
+    std::this_thread::sleep_for(kLookAgain);
+  }
+  return lane.ring.Put(record);
+}
+
+void ReplayFeed::Feed(Lane& lane) {
+  std::int64_t later_ns = 0;
+  for (unsigned round = 0; (settings_.times == 0 || round < settings_.times) && !stop_; ++round) {
+    FeedOnce(lane, round * later_ns);
+    if (round > 0) continue;
+    const BagReader reader(settings_.path);
+    const auto stamps = StampsOf(reader);
+    later_ns = std::min(stamps->last, settings_.range.last) - first_ns_ + kRoundGapNs;
+  }
+}
+
+void ReplayFeed::FeedOnce(Lane& lane, std::int64_t later_ns) {
+  const BagReader reader(settings_.path);
+  BagQuery messages(reader, lane.topics, settings_.range);
+  while (const auto message = messages.Next()) {
+    const std::int64_t stamp = message->stamp_ns + later_ns;
+    Record record;
+    std::uint64_t frames = 0;
+    if (message->topic == Topic::kStrips) {
+      const auto strips = message->As<StripsMessage>();
+      record = {Kind::kStrips, stamp, strips.strips, strips.point_bytes, strips.data};
+      frames = strips.strips;
+    } else if (message->topic == Topic::kImages) {
+      const auto image = message->As<ImageMessage>();
+      record = {Kind::kImage, stamp, image.width, image.height, image.data};
+      frames = 1;
+    } else if (message->topic == Topic::kRegisters) {
+      const auto reg = message->As<RegisterMessage>();
+      record = {Kind::kRegister, stamp, reg.address, reg.value, {}};
+    } else {
+      const auto event = message->As<EventMessage>();
+      record = {event.name == kTriggerEvent ? Kind::kTrigger : Kind::kDaArrived,
+                stamp,
+                event.value,
+                0,
+                {}};
+    }
+    if (record.payload.size() > lane.ring.Bytes() / 2) {
+      throw Failure(ExitCode::kFile, fmt::format("{}: a frame of {} bytes is none of a sensor",
+                                                 settings_.path, record.payload.size()));
+    }
+    if (!Put(lane, record)) return;
+    lane.frames += frames;
+  }
+}
+
+std::uint64_t ReplayFeed::Waiting(const Lane& lane) {
+  std::uint64_t frames = 0;
+  auto position = lane.ring.First();
+  while (const auto found = lane.ring.At(position)) {
+    if (found->record.kind == Kind::kStrips) frames += found->record.first;
+    if (found->record.kind == Kind::kImage) ++frames;
+    position = found->next;
+  }
+  return frames;
+}
+
+ReplayFeed::Counts ReplayFeed::Played() const {
+  const auto played = [](const Lane& lane) {
+    const std::uint64_t waiting = Waiting(lane);
+    return lane.frames - std::min<std::uint64_t>(waiting, lane.frames);
+  };
+  return {played(strips_), played(images_)};
+}
+
+bool ReplayFeed::Over() const {
+  return images_.ring.Ended() && strips_.ring.Ended() && images_.ring.UsedBytes() == 0 &&
+         strips_.ring.UsedBytes() == 0;
+}
+
+void ReplayFeed::Check() const {
+  for (const Lane* const lane : {&images_, &strips_, &events_}) {
+    if (lane->failed) std::rethrow_exception(lane->failure);
+  }
+}
+
+}  // namespace tool
