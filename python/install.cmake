@@ -17,6 +17,7 @@ if(TESSALINE_PYTHON_SITE STREQUAL "")
 endif()
 
 install(TARGETS tessaline_device tessaline_virtual tessaline_profile_module tessaline_python_rules
+  tessaline_python_recordings
   LIBRARY DESTINATION ${TESSALINE_PYTHON_SITE}/tessaline COMPONENT python)
 install(DIRECTORY tessaline
   DESTINATION ${TESSALINE_PYTHON_SITE} COMPONENT python

@@ -1,22 +1,15 @@
 #include "Raise.h"
 
-#include <pybind11/pybind11.h>
-
 namespace py = pybind11;
 
 namespace python {
 
-namespace {
-
-// Texts may hold a path, whose bytes need not be UTF-8.
 py::object Text(const std::string& text) {
   PyObject* const decoded =
       PyUnicode_DecodeUTF8(text.data(), static_cast<py::ssize_t>(text.size()), "backslashreplace");
   if (decoded == nullptr) throw py::error_already_set();
   return py::reinterpret_steal<py::object>(decoded);
 }
-
-}  // namespace
 
 void Raise(const char* name, const std::string& what, const std::string& advice) {
   const py::object type = py::module_::import("tessaline.errors").attr(name);

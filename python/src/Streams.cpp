@@ -16,6 +16,7 @@
 #include "Happenings.h"
 #include "Inbox.h"
 #include "StartUp.h"
+#include "StripTable.h"
 #include "Worker.h"
 #include "WithoutGil.h"
 #include "tessaline/frames.h"
@@ -29,48 +30,6 @@ namespace {
 // Keeps memory for the arrays that show it.
 struct Memory {
   std::shared_ptr<Loan> loan;
-};
-
-// Where the strips of a delivery lie, and what their headers say. It stays when the memory goes.
-class StripTable {
- public:
-  // Strips that do not fit into the bytes are left out.
-  StripTable(unsigned count, const Loan& loan, std::size_t point_bytes) {
-    std::size_t at = 0;
-    for (unsigned i = 0; i < count; ++i) {
-      tessaline_strip_header header;
-      if (loan.bytes() - at < sizeof header) break;
-      std::memcpy(&header, loan.data() + at, sizeof header);
-      const std::size_t left = loan.bytes() - at - sizeof header;
-      if (header.point_count > left / point_bytes) break;
-      rows_.push_back({at, header});
-      at += sizeof header + header.point_count * point_bytes;
-    }
-  }
-
-  std::size_t size() const { return rows_.size(); }
-
-  // Offset, points, frame id, time stamp, encoder stamp.
-  py::tuple At(py::ssize_t index) const {
-    const auto size = static_cast<py::ssize_t>(rows_.size());
-    if (index < -size || index >= size) throw py::index_error("there is no such strip");
-    const auto& [at, header] = rows_[static_cast<std::size_t>(index < 0 ? index + size : index)];
-    return py::make_tuple(at, header.point_count, header.frame_id, header.time_stamp,
-                          header.encoder_stamp);
-  }
-
-  // Leaves out strips exposed before `since`, and all but the first `most` of the others.
-  void Keep(std::uint64_t since, std::size_t most) {
-    std::erase_if(rows_, [since](const Row& row) { return row.header.time_stamp < since; });
-    if (rows_.size() > most) rows_.resize(most);
-  }
-
- private:
-  struct Row {
-    std::size_t at;
-    tessaline_strip_header header;
-  };
-  std::vector<Row> rows_;
 };
 
 // One delivery, until release().
@@ -103,7 +62,7 @@ class Frame {
   }
 
   std::unique_ptr<StripTable> Strips(std::size_t point_bytes) const {
-    return std::make_unique<StripTable>(first(), Loaned(), point_bytes);
+    return std::make_unique<StripTable>(first(), Loaned().data(), Loaned().bytes(), point_bytes);
   }
 
  private:
@@ -144,10 +103,7 @@ py::object ToPython(const Happening& happening) {
 
 void DefineStreams(py::module_& module) {
   py::class_<Memory>(module, "Memory");
-  py::class_<StripTable>(module, "StripTable")
-      .def("__len__", &StripTable::size)
-      .def("__getitem__", &StripTable::At)
-      .def("keep", &StripTable::Keep, py::arg("since"), py::arg("most"));
+  DefineStripTable(module);
   py::class_<Frame, std::shared_ptr<Frame>>(module, "Frame")
       .def_property_readonly("first", &Frame::first)
       .def_property_readonly("second", &Frame::second)

@@ -23,6 +23,7 @@ from .errors import (
     CallbackError,
     DeviceGone,
     LostFrames,
+    RecordingError,
     RefusedError,
     StartUpError,
     StripError,
@@ -35,6 +36,19 @@ from .geometry import Geometry
 from .profile import Profile
 from .profiles import Profiles
 from .recipes import Recipe
+from .recorded import (
+    RecordedClock,
+    RecordedDevice,
+    RecordedEvent,
+    RecordedImage,
+    RecordedLog,
+    RecordedLosses,
+    RecordedMessage,
+    RecordedRegister,
+    RecordedStrips,
+)
+from .recording import Recording
+from .recording_writer import RecordingWriter
 from .sensor import Sensor
 from .settings import CaptureStatistics, Colour, Direction, DriveMode, TriggerMode
 from .streams import FrameStream
@@ -66,6 +80,18 @@ __all__ = [
     "Profile",
     "Profiles",
     "Recipe",
+    "RecordedClock",
+    "RecordedDevice",
+    "RecordedEvent",
+    "RecordedImage",
+    "RecordedLog",
+    "RecordedLosses",
+    "RecordedMessage",
+    "RecordedRegister",
+    "RecordedStrips",
+    "Recording",
+    "RecordingError",
+    "RecordingWriter",
     "RefusedError",
     "Sensor",
     "StartUpError",

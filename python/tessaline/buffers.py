@@ -301,12 +301,12 @@ class _Rows(list[tuple[int, ...]]):
 
 
 class _Bytes:
-    """A frame that was pickled: what the extension's Frame offers, over bytes."""
+    """A frame in memory of its own, as one that was pickled: what the extension's Frame offers."""
 
     borrowed = False
     released = False
 
-    def __init__(self, data: bytes, first: int, second: int) -> None:
+    def __init__(self, data: bytes | memoryview, first: int, second: int) -> None:
         self._data = data
         self.first = first
         self.second = second
@@ -323,7 +323,7 @@ class _Bytes:
         raise TessalineError("a frame in memory of its own has nothing to give back")
 
     def strips(self, point_bytes: int) -> _Table:
-        raise TessalineError("a pickled buffer brings the table of its strips")
+        raise TessalineError("a buffer in memory of its own brings the table of its strips")
 
 
 def _rebuild_strips(

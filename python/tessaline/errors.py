@@ -9,6 +9,7 @@ __all__ = [
     "CallbackError",
     "DeviceGone",
     "LostFrames",
+    "RecordingError",
     "RefusedError",
     "StartUpError",
     "StripError",
@@ -96,3 +97,7 @@ class CalibrationError(TessalineError):
 
 class StripError(TessalineError):
     """Strips that do not fit their bytes: cut off, damaged, or of another point size."""
+
+
+class RecordingError(TessalineError):
+    """A recording is damaged, none at all, of a newer version, being written, or closed."""

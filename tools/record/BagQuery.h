@@ -16,8 +16,8 @@ struct StampRange {
   std::int64_t last = std::numeric_limits<std::int64_t>::max();
 };
 
-// The messages of some topics in a span of time, in the order of arrival. Of one reader there may be
-// several; only one call at a time for all of them.
+// The messages of some topics in a span of time, in the order of arrival. Of one reader there may
+// be several; only one call at a time for all of them.
 class BagQuery {
  public:
   // The reader must live longer. Throws Failure.

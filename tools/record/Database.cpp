@@ -53,8 +53,8 @@ void CreateNew(const std::string& path) {
                       fmt::format("cannot create {}: {}", path, strerror(error)));
 }
 
-// Without opening it: closing a descriptor would end the locks that a writer in this process has, and
-// opening a pipe would wait for ever.
+// Without opening it: closing a descriptor would end the locks that a writer in this process has,
+// and opening a pipe would wait for ever.
 void RequireReadable(const std::string& path) {
   struct stat about {};
   int error = 0;

@@ -7,8 +7,8 @@
 
 namespace tool {
 
-// References to a message's fields behind its stamp, in the order of its definition. All coding goes
-// through here in both directions, so that they cannot differ.
+// References to a message's fields behind its stamp, in the order of its definition. All coding
+// goes through here in both directions, so that they cannot differ.
 template <typename M>
 auto Fields(M& m) {
   using Plain = std::remove_const_t<M>;

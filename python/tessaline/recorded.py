@@ -1,0 +1,281 @@
+"""What recordings consist of: messages, each with the moment when the host got it."""
+
+from __future__ import annotations
+
+import dataclasses
+import json
+from dataclasses import dataclass, field
+from typing import Any, ClassVar, Literal
+
+from . import _recordings
+from ._calls import ALL_ONES, ALL_ONES_64, number
+from .buffers import POINT_TYPES, Image, StripBuffer, _Bytes
+from .errors import RecordingError, RefusedError
+
+__all__ = [
+    "KINDS",
+    "Kind",
+    "RecordedClock",
+    "RecordedDevice",
+    "RecordedEvent",
+    "RecordedImage",
+    "RecordedLog",
+    "RecordedLosses",
+    "RecordedMessage",
+    "RecordedRegister",
+    "RecordedStrips",
+]
+
+Kind = Literal["strips", "images", "registers", "events", "losses", "clock", "log", "device"]
+#: What a recording can hold, in the order of its topics.
+KINDS: tuple[Kind, ...] = (
+    "strips", "images", "registers", "events", "losses", "clock", "log", "device"
+)
+
+_IMAGE_HEADER_BYTES = 32
+
+
+class RecordedStrips(StripBuffer):
+    """One delivery of strips. All that a StripBuffer of a live sensor has, and stays as it is.
+
+    Attributes:
+        stamp_ns: when the host got it, nanoseconds since 1970.
+        strip_count: how many strips the driver announced. ``len()`` is less if they do not fit into
+            the bytes.
+    """
+
+    __slots__ = ("_cdr", "stamp_ns", "strip_count")
+    _topic: ClassVar[int] = 0
+
+    def __init__(self, cdr: bytes, stamp_ns: int, fields: tuple[Any, ...]) -> None:
+        """Use ``Recording.strips()``."""
+        self._cdr = cdr
+        self.stamp_ns = stamp_ns
+        self.strip_count, point_bytes, (at, length) = fields
+        if point_bytes not in POINT_TYPES:
+            raise RecordingError(f"strips with points of {point_bytes} bytes, and there are none")
+        data = memoryview(cdr)[at : at + length]
+        super().__init__(
+            _Bytes(data, self.strip_count, length),
+            point_bytes,
+            kept=True,
+            table=_recordings.StripTable(self.strip_count, data, point_bytes),
+        )
+
+    def copy(self) -> RecordedStrips:
+        """The same: nobody takes its memory back."""
+        return self
+
+    def __reduce__(self) -> tuple[Any, ...]:
+        return read, (self._topic, self.stamp_ns, self._cdr)
+
+
+class RecordedImage(Image):
+    """One image. All that an Image of a live sensor has, and stays as it is.
+
+    Attributes:
+        stamp_ns: when the host got it, nanoseconds since 1970.
+    """
+
+    __slots__ = ("_cdr", "stamp_ns")
+    _topic: ClassVar[int] = 1
+
+    def __init__(self, cdr: bytes, stamp_ns: int, fields: tuple[Any, ...]) -> None:
+        """Use ``Recording.images()``."""
+        self._cdr = cdr
+        self.stamp_ns = stamp_ns
+        width, height, (at, length) = fields
+        if width * height + _IMAGE_HEADER_BYTES > length:
+            raise RecordingError(f"an image of {width} x {height} pixels in {length} bytes")
+        super().__init__(_Bytes(memoryview(cdr)[at : at + length], width, height), kept=True)
+
+    def copy(self) -> RecordedImage:
+        """The same: nobody takes its memory back."""
+        return self
+
+    def __reduce__(self) -> tuple[Any, ...]:
+        return read, (self._topic, self.stamp_ns, self._cdr)
+
+
+@dataclass(frozen=True)
+class _Small:
+    """A message without data of its own, which a program may also make. Two of the same fields are
+    equal.
+    """
+
+    stamp_ns: int
+    # As it was read, so that a copy is the same in every byte.
+    _cdr: bytes | None = field(default=None, init=False, repr=False, compare=False)
+
+    _topic: ClassVar[int]
+    #: The largest of each field that is a number.
+    _most: ClassVar[dict[str, int]] = {}
+
+    def _fields(self) -> tuple[Any, ...]:
+        """All behind the stamp, checked."""
+        values = []
+        for entry in dataclasses.fields(self):
+            name, value = entry.name, getattr(self, entry.name)
+            if name in ("stamp_ns", "_cdr"):
+                continue
+            if name in self._most:
+                value = number(name, value, 0, self._most[name])
+            elif not isinstance(value, str):
+                raise TypeError(f"{name} must be a str, not {type(value).__name__}")
+            elif "\0" in value:
+                raise RefusedError(f"{name} holds a character 0", "nothing was written")
+            values.append(value)
+        return tuple(values)
+
+
+@dataclass(frozen=True)
+class RecordedRegister(_Small):
+    """The value of an FPGA register: at the start, and whenever it changed.
+
+    Attributes:
+        stamp_ns: nanoseconds since 1970.
+        address: physical, bytes.
+        value: 32 bits.
+    """
+
+    address: int
+    value: int
+    _topic = 2
+    _most = {"address": ALL_ONES_64, "value": ALL_ONES}
+
+
+@dataclass(frozen=True)
+class RecordedEvent(_Small):
+    """Something that the device reported.
+
+    Attributes:
+        stamp_ns: nanoseconds since 1970.
+        name: such as "external_trigger".
+        value: what came with it, such as the input's level.
+    """
+
+    name: str
+    value: int
+    _topic = 3
+    _most = {"value": ALL_ONES_64}
+
+
+@dataclass(frozen=True)
+class RecordedLosses(_Small):
+    """What is missing, counted since the start. There is one whenever a number grew.
+
+    Attributes:
+        stamp_ns: nanoseconds since 1970.
+        frames_by_device: gaps in the frame ids.
+        frames_by_recorder: dropped because the disk was too slow.
+        messages_by_recorder: others dropped for that reason.
+    """
+
+    frames_by_device: int
+    frames_by_recorder: int
+    messages_by_recorder: int
+    _topic = 4
+    _most = {
+        "frames_by_device": ALL_ONES_64,
+        "frames_by_recorder": ALL_ONES_64,
+        "messages_by_recorder": ALL_ONES_64,
+    }
+
+
+@dataclass(frozen=True)
+class RecordedClock(_Small):
+    """The host's clock and the FPGA's counter at the same moment.
+
+    Attributes:
+        stamp_ns: nanoseconds since 1970.
+        ticks: of 20 ns, as the time stamps of frames.
+        uncertainty_ns: how long reading them took.
+    """
+
+    ticks: int
+    uncertainty_ns: int
+    _topic = 5
+    _most = {"ticks": ALL_ONES_64, "uncertainty_ns": ALL_ONES}
+
+
+@dataclass(frozen=True)
+class RecordedLog(_Small):
+    """A line of the log.
+
+    Attributes:
+        stamp_ns: nanoseconds since 1970.
+        level: as ``logging`` has them: 10 debug, 20 info, 30 warning, 40 error, 50 critical.
+        name: of the program.
+        msg: the line.
+        file: of the source; may be empty.
+        function: likewise.
+        line: of the file; may be 0.
+    """
+
+    level: int
+    name: str
+    msg: str
+    file: str = ""
+    function: str = ""
+    line: int = 0
+    _topic = 6
+    _most = {"level": 0xFF, "line": ALL_ONES}
+
+
+@dataclass(frozen=True)
+class RecordedDevice(_Small):
+    """What the device is and how it is set: product, versions, settings, calibration.
+
+    Attributes:
+        stamp_ns: nanoseconds since 1970.
+        json: an object.
+    """
+
+    json: str
+    _topic = 7
+
+    @property
+    def values(self) -> dict[str, Any]:
+        """The object. A new dict.
+
+        Raises:
+            RecordingError: it is none.
+        """
+        try:
+            values = json.loads(self.json)
+        except (ValueError, RecursionError) as error:
+            raise RecordingError(f"what is said about the device is no JSON: {error}") from None
+        if not isinstance(values, dict):
+            raise RecordingError("what is said about the device is no JSON object")
+        return values
+
+
+RecordedMessage = (
+    RecordedStrips
+    | RecordedImage
+    | RecordedRegister
+    | RecordedEvent
+    | RecordedLosses
+    | RecordedClock
+    | RecordedLog
+    | RecordedDevice
+)
+_SMALL: tuple[type[_Small], ...] = (
+    RecordedRegister, RecordedEvent, RecordedLosses, RecordedClock, RecordedLog, RecordedDevice
+)
+
+
+def read(topic: int, stamp_ns: int, cdr: bytes) -> Any:
+    """The message in the bytes of a row.
+
+    Raises:
+        RecordingError: there is no such message in them.
+    """
+    fields = _recordings.decode(topic, cdr)
+    if topic == RecordedStrips._topic:
+        return RecordedStrips(cdr, stamp_ns, fields)
+    if topic == RecordedImage._topic:
+        return RecordedImage(cdr, stamp_ns, fields)
+    message = _SMALL[topic - RecordedRegister._topic](stamp_ns, *fields)
+    object.__setattr__(message, "_cdr", cdr)
+    return message
