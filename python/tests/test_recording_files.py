@@ -303,6 +303,27 @@ def test_a_forked_child_does_no_harm(tmp_path: pathlib.Path) -> None:
     assert len(bags.rows(tmp_path / "a.db3")) == 3
 
 
+def test_a_child_that_forgets_the_writer_takes_nothing_back(tmp_path: pathlib.Path) -> None:
+    # Without the package around it, whose thread holds it also in a child.
+    done = run(
+        """
+        from tessaline import _recordings
+        w = _recordings.Writer(sys.argv[1].encode())
+        w.put(3, 0, ("e", 0))
+        w.sync()
+        for i in range(90): w.put(3, i, ("e" * 1_000_000, i))  # more than is kept in memory
+        if os.fork() == 0:
+            del w
+            sys.exit(0)
+        assert os.wait()[1] == 0
+        w.put(3, 90, ("e", 90)); w.close()
+        """,
+        tmp_path / "a.db3",
+    )
+    assert (done.returncode, done.stderr) == (0, "")
+    assert Recording(tmp_path / "a.db3").closed and len(bags.rows(tmp_path / "a.db3")) == 92
+
+
 def test_a_full_disk_is_told_once_and_what_was_synced_stays(tmp_path: pathlib.Path) -> None:
     done = run(
         """
