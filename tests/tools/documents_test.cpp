@@ -7,6 +7,7 @@
 #include <set>
 #include <string>
 
+#include "Recording.h"
 #include "ToolRun.h"
 
 namespace tessaline_test {
@@ -32,10 +33,10 @@ std::set<std::string> Commands() {
   return commands;
 }
 
-const std::set<std::string> kCommands{"calibrate", "calibration", "capture", "check", "eeprom",
-                                      "exposure",  "info",        "laser",   "led",   "models",
-                                      "power",     "recipe",      "reg",     "roi",   "sensor",
-                                      "trace",     "trigger",     "watch"};
+const std::set<std::string> kCommands{"bag",    "calibrate", "calibration", "capture", "check",
+                                      "eeprom", "exposure",  "info",        "laser",   "led",
+                                      "models", "power",     "recipe",      "reg",     "roi",
+                                      "sensor", "trace",     "trigger",     "watch"};
 
 TEST(Help, ListsEverySubCommand) { EXPECT_EQ(Commands(), kCommands); }
 
@@ -56,6 +57,7 @@ TEST(Help, SaysWhatDrivesTheLaserOrWrites) {
 // Every command of the guide, in its order and in one directory.
 TEST(Guide, ShowsCommandsThatWork) {
   const Directory directory;
+  WriteRecording(directory / "run.db3");
   std::istringstream guide(FileText(TESSALINE_SOURCE "/docs/tool.md"));
   int commands = 0;
   for (std::string line; std::getline(guide, line);) {

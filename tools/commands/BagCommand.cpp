@@ -49,12 +49,12 @@ constexpr About kExportAbout{
     "run"};
 
 constexpr const char* kBagFormat = "bag";
+constexpr unsigned kWidest = 32768;  // that any sensor may be
 
 void TellDamage(const Session& session, std::uint64_t damaged) {
   if (damaged == 0) return;
-  session.Note(
-      "{} of the recording left out, because they are damaged: see \"tessaline bag check\"",
-      Counted(damaged, "part"));
+  session.Note("left out {} of the recording: see \"tessaline bag check\"",
+               Counted(damaged, "damaged part"));
 }
 
 class BagCommand : public Command {
@@ -107,9 +107,17 @@ class BagCommand : public Command {
   }
 
   ExitCode Check(Session& session) const {
-    const BagFindings findings = CheckBag(path_, Interrupted);
+    const BagFindings findings = Checked();
     ReportCheck(session, path_, findings);
     return findings.damaged() ? ExitCode::kNegative : ExitCode::kOk;
+  }
+  BagFindings Checked() const {
+    try {
+      return CheckBag(path_, Interrupted);
+    } catch (const Damaged&) {
+      throw Failure(ExitCode::kNegative, fmt::format("{}: DAMAGED, nothing of it is whole", path_),
+                    "not even its list of tables can be read");
+    }
   }
 
   ExitCode Cut(Session& session) {
@@ -172,6 +180,10 @@ class BagCommand : public Command {
   }
 
   ExitCode ExportFrames(Session& session, const Contents& contents) {
+    if (contents.strips().frames() + contents.images().frames() == 0) {
+      throw Failure(ExitCode::kNegative, fmt::format("{} has no frames", path_),
+                    "\"tessaline bag info\" shows what it has");
+    }
     const bool images = what_.empty() ? contents.strips().frames() == 0 : what_ == "images";
     const Format format = FormatOf(output_, format_, images);
     const FrameCount& frames = images ? contents.images() : contents.strips();
@@ -191,10 +203,11 @@ class BagCommand : public Command {
                             .images = images,
                             .frames = frames.frames(),
                             .rows_only = !contents.HasPointsOf(sizeof(tessaline_full_point)),
-                            .width = contents.image_width(),
-                            .height = contents.image_height(),
-                            .measuring = {}};
-    if (!images && format != Format::kRaw) {
+                            .width = images ? contents.image_width() : kWidest,
+                            .height = images ? contents.image_height() : kWidest,
+                            .measuring = {.geometry = tessaline_geometry_full(kWidest, kWidest)}};
+    const bool points = !images && format != Format::kRaw;
+    if (points) {
       const auto chosen = measuring_.Choose(session, contents);
       if (!chosen) {
         throw Failure(ExitCode::kUsage, fmt::format("{} does not name its model", path_),
@@ -213,17 +226,18 @@ class BagCommand : public Command {
     const auto writer = MakeWriter(format, settings);
     const BagFramesResult result =
         WriteBagFrames(path_, images, settings.measuring, settings.width, *writer, Interrupted);
-    return Report(session, result, images, settings.measuring, writer->Files());
-  }
-
-  ExitCode Report(Session& session, const BagFramesResult& result, bool images,
-                  const Measuring& measuring, const std::vector<std::string>& files) const {
+    const auto files = writer->Files();
     const std::string several =
         files.size() < 2 ? ""
                          : fmt::format(" {} {}", files.size() == 2 ? "and" : "to", files.back());
     session.Print("{}: {}{}\n", Counted(result.frames, images ? "image" : "profile"),
                   files.empty() ? output_ : files.front(), several);
-    if (!images) session.Print("{}\n", measuring.Description());
+    if (points) session.Print("{}\n", settings.measuring.Description());
+    return Report(session, result, settings.measuring, files);
+  }
+
+  static ExitCode Report(Session& session, const BagFramesResult& result,
+                         const Measuring& measuring, const std::vector<std::string>& files) {
     if (result.outside_region > 0) {
       session.Note("{} outside the region of interest: give --roi",
                    Counted(result.outside_region, "point"));

@@ -12,13 +12,12 @@ namespace {
 constexpr std::size_t kLongestText = 80;  // of one that the recording brings along
 
 double Seconds(std::int64_t ns, const Contents& contents) {
-  return static_cast<double>(ns - contents.span().from_ns.value_or(ns)) / 1e9;
+  return SecondsBetween(contents.span().from_ns.value_or(ns), ns);
 }
 
 std::string StateText(const BagFindings& findings) {
   if (findings.closed) return "closed properly";
-  // 0: the first sync, of an empty file.
-  if (findings.synced_ns == 0) return "not closed, and never synced with messages in it";
+  if (findings.synced_ns == 0) return "not closed, and nothing tells of a sync";
   return fmt::format(
       "not closed: whole up to its last sync, at {:.3f} s; later messages may be "
       "missing",
@@ -216,7 +215,7 @@ void ReportCheck(const Session& session, const std::string& path, const BagFindi
   PrintRest(session, findings.places, findings.place_count);
   for (const auto& [id, what] : findings.bad) session.Print("  DAMAGED  row {}: {}\n", id, what);
   PrintRest(session, findings.bad, findings.bad_count);
-  for (const std::string& line : findings.integrity) session.Print("  DAMAGED  {}\n", line);
+  for (const std::string& line : findings.integrity) session.Print("  DAMAGED  SQLite: {}\n", line);
   const std::uint64_t steps = HostClockSteps(contents);
   if (steps > 0) session.Print("  the host's clock went back {}\n", Counted(steps, "time"));
   const std::uint64_t ticks = contents.strips().clock_steps() + contents.images().clock_steps();

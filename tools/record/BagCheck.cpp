@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include <sstream>
+
 #include "Failure.h"
 
 namespace tool {
@@ -16,8 +18,10 @@ std::vector<std::string> Integrity(const std::string& path) {
     Statement check(database,
                     fmt::format("PRAGMA integrity_check({})", BagFindings::kMostIntegrityLines));
     while (lines.size() < BagFindings::kMostIntegrityLines && check.Next()) {
-      const std::string line = check.Text(0).substr(0, kLongestLine);
-      if (line != "ok") lines.push_back(line);
+      std::istringstream complaints(check.Text(0));
+      for (std::string line; std::getline(complaints, line);) {
+        if (line != "ok" && !line.starts_with("***")) lines.push_back(line.substr(0, kLongestLine));
+      }
     }
   } catch (const Damaged& damaged) {
     lines.emplace_back(damaged.what());

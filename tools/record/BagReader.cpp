@@ -37,15 +37,40 @@ std::int64_t NumberIn(const std::string& text) {
 
 BagReader::BagReader(const std::string& path, Database::Mode mode) : database_(path, mode) {
   RequireTables(database_);
+  const auto read = [&](auto part, auto instead) {
+    try {
+      part();
+    } catch (const Damaged&) {
+      // The messages may be whole.
+      if (mode != Database::Mode::kSalvage) throw;
+      instead();
+    }
+  };
+  read([this] { ReadKeys(); }, [] {});
+  read([this] { ReadTopics(); },
+       [this] {  // as BagWriter numbers them
+         for (const TopicEntry& entry : kTopics) {
+           topics_[static_cast<std::int64_t>(entry.topic) + 1] = entry.topic;
+         }
+       });
+  messages_.emplace(database_,
+                    "SELECT id, topic_id, timestamp, data FROM messages WHERE id > ? ORDER BY id");
+  SkipTo(position_);
+}
+
+void BagReader::ReadKeys() {
   const std::int64_t version = NumberIn(Key(kVersionKey));
   if (version != kRecordingVersion) {
     throw Failure(ExitCode::kFile,
-                  fmt::format("{}: a recording of version {}, this program reads {}", path, version,
-                              kRecordingVersion),
+                  fmt::format("{}: a recording of version {}, this program reads {}",
+                              database_.path(), version, kRecordingVersion),
                   "use the program that wrote it, or a newer one");
   }
   closed_ = Key(kClosedKey) == "yes";
   synced_ns_ = NumberIn(Key(kSyncedKey));
+}
+
+void BagReader::ReadTopics() {
   // A file that was made to be read for ever has more of them than anyone needs.
   Statement topics(database_, "SELECT id, name FROM topics LIMIT 1000");
   while (topics.Next()) {
@@ -57,9 +82,6 @@ BagReader::BagReader(const std::string& path, Database::Mode mode) : database_(p
       throw Failure(ExitCode::kFile, fmt::format("{}: it is damaged: topics repeat", path));
     }
   }
-  messages_.emplace(database_,
-                    "SELECT id, topic_id, timestamp, data FROM messages WHERE id > ? ORDER BY id");
-  SkipTo(position_);
 }
 
 void BagReader::SkipTo(std::int64_t id) {

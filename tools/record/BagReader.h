@@ -57,7 +57,8 @@ void VisitMessage(const StoredMessage& message, Use use) {
 class BagReader {
  public:
   // Throws Failure if `path` is no recording or a newer one. Messages on topics that are not ours
-  // are left out. `mode`: kRead or kSalvage.
+  // are left out. `mode`: kRead; with kSalvage, damage of what
+  // is no message counts as if it was not closed.
   explicit BagReader(const std::string& path, Database::Mode mode = Database::Mode::kRead);
 
   // The next message in the order of arrival; none at the end. Throws Damaged where the file is:
@@ -78,6 +79,8 @@ class BagReader {
   const std::map<std::int64_t, Topic>& topics() const { return topics_; }
 
  private:
+  void ReadKeys();
+  void ReadTopics();
   std::string Key(const char* key);
 
   Database database_;

@@ -26,8 +26,11 @@ void Span::Add(std::int64_t ns) {
   from_ns = from_ns ? std::min(*from_ns, ns) : ns;
 }
 
-double Span::Seconds() const {
-  return from_ns ? (static_cast<double>(to_ns) - static_cast<double>(*from_ns)) / 1e9 : 0;
+double Span::Seconds() const { return from_ns ? SecondsBetween(*from_ns, to_ns) : 0; }
+
+double SecondsBetween(std::int64_t from_ns, std::int64_t to_ns) {
+  std::int64_t between = 0;
+  return __builtin_sub_overflow(to_ns, from_ns, &between) ? 0 : static_cast<double>(between) / 1e9;
 }
 
 void FrameCount::Add(std::uint64_t id, std::uint64_t ticks) {

@@ -13,6 +13,9 @@
 
 namespace tool {
 
+// From one moment to another; 0 if no clock can have shown both.
+double SecondsBetween(std::int64_t from_ns, std::int64_t to_ns);
+
 // Moments of the host clock, nanoseconds since 1970.
 struct Span {
   std::optional<std::int64_t> from_ns;
