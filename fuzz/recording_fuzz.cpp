@@ -34,9 +34,12 @@ void Sql(sqlite3* handle, const char* sql) {
 void Remove() { unlink(path.c_str()); }
 
 template <typename Message>
-void WriteEmpty(BagWriter& writer) {
+void WriteSmall(BagWriter& writer) {
+  static constexpr std::byte kData[5]{};
   Message message;
   message.stamp_ns = 1;
+  if constexpr (requires { message.data; }) message.data = kData;
+  if constexpr (requires { message.name; }) message.name = "name";
   writer.Write(Message::kTopic, 1, Encode(message));
 }
 
@@ -45,7 +48,7 @@ template <typename... Messages>
 struct Kinds {
   static_assert(sizeof...(Messages) == kTopics.size());
 
-  static void Write(BagWriter& writer) { (WriteEmpty<Messages>(writer), ...); }
+  static void Write(BagWriter& writer) { (WriteSmall<Messages>(writer), ...); }
 
   static void Decode(const StoredMessage& stored) { (DecodeIf<Messages>(stored), ...); }
 
@@ -66,7 +69,9 @@ struct Kinds {
   static void DecodeIf(const StoredMessage& stored) {
     if (stored.topic != Message::kTopic) return;
     try {
-      const auto message = stored.As<Message>();
+      // A block of exactly its size: the address sanitizer sees a byte too many.
+      const Cdr exact(stored.cdr.begin(), stored.cdr.end());
+      const auto message = tool::Decode<Message>(exact);
       Require(Bytes(message) < stored.cdr.size(), "a message holds what its bytes hold");
       // Whatever was read can be written, and is then read as the same.
       const Cdr again = Encode(message);

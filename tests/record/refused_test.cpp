@@ -251,6 +251,18 @@ TEST_F(Recording, WithTablesOfOthersIsRefused) {
   EXPECT_THAT(TextOfReading(), EndsWith("this is no recording"));
 }
 
+TEST(Stamps, BeforeTheirOriginComeBack) {
+  RegisterMessage message;
+  message.stamp_ns = -1'500'000'000;
+  EXPECT_EQ(Decode<RegisterMessage>(Encode(message)).stamp_ns, -1'500'000'000);
+}
+
+TEST(Stamps, OfMoreThanASecondOfNanosecondsAreRefused) {
+  Cdr bytes = Encode(RegisterMessage{});
+  bytes[11] = std::byte{0x7F};  // behind the encapsulation and the seconds, the last byte
+  EXPECT_THAT(TextOf([&] { Decode<RegisterMessage>(bytes); }), HasSubstr("is damaged"));
+}
+
 // In either file: ten bytes are other ones.
 TEST_F(Recording, OfAnInterruptedWriterThatIsDamagedNeverCrashes) {
   Write(20);

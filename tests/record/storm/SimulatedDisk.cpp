@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstring>
 #include <fstream>
 
 namespace storm {
@@ -113,8 +112,9 @@ int SimulatedDisk::Read(sqlite3_file* file, void* to, int size, sqlite3_int64 of
   const auto& bytes = reinterpret_cast<Handle*>(file)->content->now;
   const auto first = std::min(static_cast<std::size_t>(offset), bytes.size());
   const auto count = std::min(static_cast<std::size_t>(size), bytes.size() - first);
-  memcpy(to, bytes.data() + first, count);
-  memset(static_cast<char*>(to) + count, 0, static_cast<std::size_t>(size) - count);
+  auto* rest = std::copy_n(bytes.begin() + static_cast<std::ptrdiff_t>(first), count,
+                           static_cast<std::byte*>(to));
+  std::fill_n(rest, static_cast<std::size_t>(size) - count, std::byte{0});
   return count == static_cast<std::size_t>(size) ? SQLITE_OK : SQLITE_IOERR_SHORT_READ;
 }
 
