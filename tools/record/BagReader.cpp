@@ -79,7 +79,8 @@ void BagReader::ReadTopics() {
                                      [&](const TopicEntry& topic) { return topic.name == name; });
     if (entry != kTopics.end()) topics_[topics.Number(0)] = entry->topic;
     if (topics_.size() > kMostTopics) {
-      throw Failure(ExitCode::kFile, fmt::format("{}: it is damaged: topics repeat", path));
+      throw Failure(ExitCode::kFile,
+                    fmt::format("{}: it is damaged: topics repeat", database_.path()));
     }
   }
 }
