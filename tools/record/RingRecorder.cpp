@@ -41,7 +41,7 @@ std::string RingRecorder::PathOf(std::size_t file) const {
 }
 
 void RingRecorder::OpenFile() {
-  file_.emplace(PathOf(totals_.files.size() + 1));
+  file_.emplace(PathOf(totals_.files.size() + 1), settings_.standard);
   totals_.files.push_back(file_->path());
   state_.WriteTo(*file_, newest_ns_);
 }

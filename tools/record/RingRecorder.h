@@ -25,6 +25,7 @@ class RingRecorder {
     bool on_error = false;    // an error in the log, a lost frame, a crash is an incident
     bool on_trigger = false;  // so is an edge of the trigger input
     unsigned most_files = 10;
+    std::optional<StandardMessages::Settings> standard{};  // see RecordingFile
   };
 
   struct Totals {
