@@ -296,7 +296,8 @@ class RecordCommand : public Command {
         warning = application_.empty()
                       ? "no frames came"
                       : "the application was handed no frames, or uses the library "
-                        "in a way that cannot be recorded (linked statically)";
+                        "in a way that cannot be recorded (linked statically, or "
+                        "looked up with dlsym)";
       }
     }
     if (totals.incidents_without_file > 0) {
