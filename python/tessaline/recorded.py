@@ -286,7 +286,9 @@ class RecordedPoints:
                 "offsets": [offset for _, offset, _, _ in entries],
                 "itemsize": step,
             })
-            self.points = np.ndarray(height * width, of_point, memoryview(cdr)[at : at + length])
+            self.points: np.ndarray[Any, np.dtype[Any]] = np.ndarray(
+                height * width, of_point, memoryview(cdr)[at : at + length]
+            )
         except (TypeError, ValueError) as error:
             raise RecordingError(f"a point cloud that does not fit its bytes: {error}") from None
 
