@@ -3,7 +3,9 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <gmock/gmock.h>
+#include <signal.h>
 #include <sqlite3.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -187,6 +189,24 @@ TEST_F(Recording, InAReadOnlyFolderIsNotWritten) {
             "cannot create " + path_.string() + ": Permission denied");
 }
 
+TEST_F(Recording, ThatCannotBeBegunLeavesNothing) {
+  // At the first byte, at the tables, and at the first sync or behind all of it.
+  unsigned refused = 0;
+  for (rlim_t most = 0; most < 300'000; most += 3'000) {
+    const std::string text = TextOfAnyone([&] {
+      signal(SIGXFSZ, SIG_IGN);
+      const rlimit limit{most, most};
+      setrlimit(RLIMIT_FSIZE, &limit);
+      BagWriter writer(path_);
+    });
+    EXPECT_EQ(fs::is_empty(folder_), text != "no failure") << most << " bytes: " << text;
+    refused += text != "no failure" ? 1 : 0;
+    fs::remove(path_);
+    fs::remove(journal_);
+  }
+  EXPECT_GT(refused, 10u);
+}
+
 TEST_F(Recording, InAReadOnlyFolderIsRead) {
   Write(5);
   chmod(path_.c_str(), 0444);
@@ -234,7 +254,7 @@ TEST_F(Recording, ThatMayNotBeReadIsRefused) {
 
 TEST_F(Recording, ThatIsAPipeIsRefused) {
   ASSERT_EQ(mkfifo(path_.c_str(), 0666), 0);
-  EXPECT_EQ(TextOfReading(), "cannot read " + path_.string() + ": this is no file");
+  EXPECT_EQ(TextOfReading(), path_.string() + ": this is no recording, and no file");
 }
 
 TEST_F(Recording, WithTablesOfOthersIsRefused) {

@@ -84,11 +84,22 @@ void RequireReadable(const std::string& path) {
 
 }  // namespace
 
-void Database::Close::operator()(sqlite3* handle) const { sqlite3_close_v2(handle); }
+void Database::Close::operator()(sqlite3* handle) const {
+  sqlite3_close_v2(handle);
+  if (remove.empty()) return;
+  // The file first: without its journal, half of it would remain.
+  unlink(remove.c_str());
+  unlink((remove + "-journal").c_str());
+}
 
 Database::Database(std::string path, Mode mode) : path_(std::move(path)) {
   const bool create = mode == Mode::kCreate;
-  create ? CreateNew(path_) : RequireReadable(path_);
+  if (create) {
+    CreateNew(path_);
+    handle_.get_deleter().remove = path_;
+  } else {
+    RequireReadable(path_);
+  }
   const bool writable = faccessat(AT_FDCWD, path_.c_str(), W_OK, AT_EACCESS) == 0;
   sqlite3* handle = nullptr;
   const int result = sqlite3_open_v2(path_.c_str(), &handle,
