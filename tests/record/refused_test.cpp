@@ -31,6 +31,8 @@ using testing::StartsWith;
 using namespace tool;  // NOLINT(google-build-using-namespace)
 namespace fs = std::filesystem;
 
+constexpr std::size_t kPage = Database::kPageBytes;
+
 std::string TextOf(const std::function<void()>& call) {
   try {
     call();
@@ -129,7 +131,7 @@ class Recording : public testing::Test {
     const std::string file = Bytes(path_);
     const std::string journal = Bytes(journal_);
     sqlite3_close(handle);
-    ASSERT_GT(journal.size(), 65536u);
+    ASSERT_GT(journal.size(), kPage);
     ASSERT_NE(file, Bytes(path_)) << "nothing to take back";
     Replace(path_, file);
     Replace(journal_, journal);
@@ -297,8 +299,8 @@ TEST_F(Recording, OfAnInterruptedWriterThatIsDamagedNeverCrashes) {
     std::string& damaged = round % 2 == 0 ? damaged_file : damaged_journal;
     for (int i = 0; i < 10; ++i) {
       // Most of them where the structure is.
-      const std::size_t page = random() % (damaged.size() / 65536) * 65536;
-      damaged[page + random() % (i < 8 ? 30 : 65536)] ^= static_cast<char>(1 + random() % 255);
+      const std::size_t page = random() % (damaged.size() / kPage) * kPage;
+      damaged[page + random() % (i < 8 ? 30 : kPage)] ^= static_cast<char>(1 + random() % 255);
     }
     Replace(path_, damaged_file);
     Replace(journal_, damaged_journal);

@@ -16,6 +16,8 @@
 namespace tool {
 namespace {
 
+constexpr int kCacheKb = 512;
+
 struct Explanation {
   int result;  // of any detail, or a detailed one
   ExitCode code;
@@ -111,9 +113,13 @@ Database::Database(std::string path, Mode mode) : path_(std::move(path)) {
   sqlite3_limit(handle, SQLITE_LIMIT_LENGTH, kMostBytes);
   if (create) {
     // With a journal in a file, SQLite would need a temporary one in another folder to make tables.
-    Run("PRAGMA page_size = 65536; PRAGMA locking_mode = EXCLUSIVE;"
-        "PRAGMA journal_mode = MEMORY; PRAGMA synchronous = FULL;"
-        "PRAGMA cache_size = -65536");
+    // What is more than the cache holds goes to the file at once, while it is still in the
+    // processor's cache, and not all at the next sync.
+    Run(
+        fmt::format("PRAGMA page_size = {}; PRAGMA cache_size = -{};"
+                    "PRAGMA locking_mode = EXCLUSIVE; PRAGMA journal_mode = MEMORY;"
+                    "PRAGMA synchronous = FULL",
+                    kPageBytes, kCacheKb));
     return;
   }
   // SQLite refuses a file with a missing end, unless one that would repair it is asking.

@@ -41,6 +41,8 @@ class Database {
   // The largest message: an image of the largest sensor, with room to spare. A hostile file cannot
   // make us allocate more at once.
   static constexpr int kMostBytes = 64 << 20;
+  // Of new files. In larger pages, messages waste more; smaller ones take more time.
+  static constexpr int kPageBytes = 16 << 10;
 
   // kCreate: a new, empty file, which belongs to this process until it is closed; one that exists
   // is refused. It survives no interruption before KeepJournal(), and is removed with this object
