@@ -159,8 +159,8 @@ void PrintFamily(const products::Family& family, std::size_t total, int rounds) 
 
 int main(int argc, char** argv) {
   const bench::Options options = bench::ReadOptions(argc, argv);
-  const std::size_t total = options.quick ? 4'000'000 : 500'000'000;
-  const int rounds = options.quick ? 1 : 7;
+  const std::size_t total = options.quick ? 4'000'000 : 2'000'000'000;
+  const int rounds = options.quick ? 1 : 3;
   try {
     bench::PrintHeading();
     // A strip of 4096 points every 4 ms, which is what most bytes come of.

@@ -285,7 +285,7 @@ TEST(Stamps, OfMoreThanASecondOfNanosecondsAreRefused) {
   EXPECT_THAT(TextOf([&] { Decode<RegisterMessage>(bytes); }), HasSubstr("is damaged"));
 }
 
-// In either file: ten bytes are other ones.
+// In either file: twenty bytes are other ones.
 TEST_F(Recording, OfAnInterruptedWriterThatIsDamagedNeverCrashes) {
   Write(20);
   Interrupt();
@@ -297,10 +297,10 @@ TEST_F(Recording, OfAnInterruptedWriterThatIsDamagedNeverCrashes) {
     std::string damaged_file = whole;
     std::string damaged_journal = journal;
     std::string& damaged = round % 2 == 0 ? damaged_file : damaged_journal;
-    for (int i = 0; i < 10; ++i) {
+    for (int i = 0; i < 20; ++i) {
       // Most of them where the structure is.
       const std::size_t page = random() % (damaged.size() / kPage) * kPage;
-      damaged[page + random() % (i < 8 ? 30 : kPage)] ^= static_cast<char>(1 + random() % 255);
+      damaged[page + random() % (i < 18 ? 30 : kPage)] ^= static_cast<char>(1 + random() % 255);
     }
     Replace(path_, damaged_file);
     Replace(journal_, damaged_journal);
