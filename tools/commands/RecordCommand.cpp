@@ -190,13 +190,14 @@ class RecordCommand : public Command {
     settings.on_error = on_error_;
     settings.on_trigger = on_trigger_;
     RequireNew();
+    const std::string front = FindLibrary(kRecorderLibrary);
     RingRecorder recorder(*ring, settings);
     const std::string what = fmt::format("{}{}{}", strips_ || everything() ? "strips " : "",
                                          images_ || everything() ? "images " : "",
                                          registers_ || everything() ? "registers" : "");
     ChildProcess child(Words(), {{kRingVariable, ring->Path()},
                                  {kWhatVariable, what},
-                                 {"LD_PRELOAD", InFrontOf(FindLibrary(kRecorderLibrary))}});
+                                 {"LD_PRELOAD", InFrontOf(front)}});
     std::optional<Failure> failure;
     const auto guarded = [&failure](auto work) {
       try {
