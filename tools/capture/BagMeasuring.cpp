@@ -42,8 +42,7 @@ void BagMeasuringOptions::Describe(CLI::App& app) {
 }
 
 std::optional<BagMeasuring> BagMeasuringOptions::Choose(const Session& session,
-                                                        const Contents& contents) const {
-  const DeviceNotes& device = contents.device();
+                                                        const DeviceNotes& device) const {
   const std::string recorded = device.Text("model").value_or("");
   const bool asked = !session.options().model.empty();
   if (!asked && !Model(recorded).known() && !session.has_model()) return std::nullopt;

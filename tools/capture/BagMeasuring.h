@@ -7,7 +7,7 @@
 #include "Measuring.h"
 #include "Region.h"
 #include "Session.h"
-#include "record/Contents.h"
+#include "record/DeviceNotes.h"
 
 namespace tool {
 
@@ -25,7 +25,7 @@ class BagMeasuringOptions {
   // The model: what --model says, else the recording, else TESSALINE_MODEL; none if nobody says it.
   // Calibration and region: what the options say, else the recording; without a region that of a
   // start. Throws Failure if what they say cannot be, or does not suit the model.
-  std::optional<BagMeasuring> Choose(const Session& session, const Contents& contents) const;
+  std::optional<BagMeasuring> Choose(const Session& session, const DeviceNotes& device) const;
 
   double counts_per_mm() const { return counts_per_mm_; }
 

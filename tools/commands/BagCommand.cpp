@@ -159,7 +159,7 @@ class BagCommand : public Command {
 
   ExitCode ExportBag(Session& session, const Contents& contents) {
     StandardMessages::Settings settings;
-    if (const auto chosen = measuring_.Choose(session, contents)) {
+    if (const auto chosen = measuring_.Choose(session, contents.device())) {
       const Measuring& measuring = chosen->measuring;
       settings = {measuring.geometry, measuring.calibration, measuring.counts_per_mm};
       session.Print("points are {}\n", measuring.Description());
@@ -208,7 +208,7 @@ class BagCommand : public Command {
                             .measuring = {.geometry = tessaline_geometry_full(kWidest, kWidest)}};
     const bool points = !images && format != Format::kRaw;
     if (points) {
-      const auto chosen = measuring_.Choose(session, contents);
+      const auto chosen = measuring_.Choose(session, contents.device());
       if (!chosen) {
         throw Failure(ExitCode::kUsage, fmt::format("{} does not name its model", path_),
                       "give --model CODE, or write raw");

@@ -15,6 +15,7 @@
 #include "Preload.h"
 #include "RecipeText.h"
 #include "VirtualBoard.h"
+#include "capture/BagMeasuring.h"
 #include "commands/Commands.h"
 #include "record/RingRecorder.h"
 #include "record/front/Variables.h"
@@ -86,6 +87,8 @@ class RecordCommand : public Command {
     app_->add_flag("--strips", strips_, "Only strips, and what else is named here");
     app_->add_flag("--images", images_, "Only images, and what else is named here");
     app_->add_flag("--registers", registers_, "Only registers, and what else is named here");
+    app_->add_flag("--points", points_,
+                   "Also as messages that viewers of bags show: point clouds and pictures");
     app_->add_option("--ring", ring_, "Flight recorder: how long before an incident")
         ->check(DurationUpTo(kMostRingSeconds));
     app_->add_option("--after", after_, "Flight recorder: how long after an incident (5s)")
@@ -167,6 +170,19 @@ class RecordCommand : public Command {
     return json.dump(-1, ' ', false, Json::error_handler_t::replace);
   }
 
+  // Millimetres where model and calibration are known before the application says more.
+  static StandardMessages::Settings Standard(const Session& session, const std::string& facts) {
+    StandardMessages::Settings settings;
+    DeviceNotes notes;
+    notes.Add(facts);
+    if (const auto known = BagMeasuringOptions().Choose(session, notes)) {
+      settings.geometry = known->measuring.geometry;
+      settings.calibration = known->measuring.calibration;
+      settings.counts_per_mm = known->measuring.counts_per_mm;
+    }
+    return settings;
+  }
+
   std::vector<std::string> Words() const {
     if (!application_.empty()) return application_;
     std::ifstream file("/proc/self/cmdline");
@@ -187,6 +203,7 @@ class RecordCommand : public Command {
     settings.device = DeviceFacts(session);
     if (!ring_.empty()) settings.before = Nanoseconds(SecondsIn(ring_));
     settings.after = Nanoseconds(after_.empty() ? 5 : SecondsIn(after_));
+    if (points_) settings.standard = Standard(session, settings.device);
     settings.on_error = on_error_;
     settings.on_trigger = on_trigger_;
     RequireNew();
@@ -280,7 +297,8 @@ class RecordCommand : public Command {
         warning = application_.empty()
                       ? "no frames came"
                       : "the application was handed no frames, or uses the library "
-                        "in a way that cannot be recorded (linked statically)";
+                        "in a way that cannot be recorded (linked statically, or "
+                        "looked up with dlsym)";
       }
     }
     if (totals.incidents_without_file > 0) {
@@ -301,6 +319,7 @@ class RecordCommand : public Command {
   bool strips_ = false;
   bool images_ = false;
   bool registers_ = false;
+  bool points_ = false;
   std::string ring_;
   std::string after_;
   bool on_error_ = false;

@@ -48,16 +48,31 @@ std::uint8_t PointBytesOf(std::uint64_t strips, std::span<const std::byte> data,
   return guess;
 }
 
-RecordingFile::RecordingFile(const std::string& path)
-    : path_(path), writer_(path), next_sync_(Clock::now() + kSyncPeriod) {}
+RecordingFile::RecordingFile(const std::string& path,
+                             const std::optional<StandardMessages::Settings>& standard)
+    : path_(path), writer_(path), next_sync_(Clock::now() + kSyncPeriod) {
+  if (standard) standard_.emplace(*standard);
+}
 
 template <typename Message>
 void RecordingFile::Put(Message message) {
   EncodeInto(message, cdr_);
-  writer_.Write(Message::kTopic, message.stamp_ns, cdr_);
+  PutCoded(Message::kTopic, message.stamp_ns, cdr_);
+  if (!standard_) return;
+  if constexpr (std::is_same_v<Message, StripsMessage>) {
+    standard_->MakePoints(
+        message, [&](const Cdr& cloud) { PutCoded(Topic::kPoints, message.stamp_ns, cloud); });
+  } else if constexpr (std::is_same_v<Message, ImageMessage>) {
+    const auto picture = StandardMessages::MakePicture(message);
+    if (picture) PutCoded(Topic::kPicture, message.stamp_ns, *picture);
+  }
+}
+
+void RecordingFile::PutCoded(Topic topic, std::int64_t stamp_ns, const Cdr& cdr) {
+  writer_.Write(topic, stamp_ns, cdr);
   ++counts_.messages;
-  counts_.bytes += cdr_.size();
-  last_stamp_ns_ = message.stamp_ns;
+  counts_.bytes += cdr.size();
+  last_stamp_ns_ = stamp_ns;
   unsynced_ = true;
 }
 

@@ -3,10 +3,12 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "record/BagWriter.h"
 #include "record/Messages.h"
+#include "record/Standard.h"
 #include "ring/RecordRing.h"
 
 namespace tool {
@@ -22,8 +24,9 @@ class RecordingFile {
     std::uint64_t bytes = 0;
   };
 
-  // Creates `path`, which must not exist.
-  explicit RecordingFile(const std::string& path);
+  // Creates `path`, which must not exist. `standard`: frames are also written as standard messages.
+  explicit RecordingFile(const std::string& path,
+                         const std::optional<StandardMessages::Settings>& standard = {});
 
   void Write(const ring::Record& record);
   // Facts about the run that the device does not know; `json`: an object.
@@ -44,10 +47,12 @@ class RecordingFile {
 
   template <typename Message>
   void Put(Message message);
+  void PutCoded(Topic topic, std::int64_t stamp_ns, const Cdr& cdr);
   void WriteLosses();
 
   std::string path_;
   BagWriter writer_;
+  std::optional<StandardMessages> standard_;
   Cdr cdr_;  // its memory is used again and again
   Counts counts_;
   std::uint8_t point_bytes_ = 8;  // of the last strips

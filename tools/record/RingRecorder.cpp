@@ -41,7 +41,7 @@ std::string RingRecorder::PathOf(std::size_t file) const {
 }
 
 void RingRecorder::OpenFile() {
-  file_.emplace(PathOf(totals_.files.size() + 1));
+  file_.emplace(PathOf(totals_.files.size() + 1), settings_.standard);
   totals_.files.push_back(file_->path());
   state_.WriteTo(*file_, newest_ns_);
 }
@@ -91,7 +91,11 @@ void RingRecorder::Look(const ring::Record& record) {
   const bool lost = record.kind == Kind::kLost && record.first > totals_.lost_by_device;
   if (record.kind == Kind::kLost) totals_.lost_by_device = record.first;
   if (settings_.on_error && lost) Incident("a frame was lost");
-  if (settings_.on_error && record.kind == Kind::kLog && record.first >= TESSALINE_LOG_ERROR) {
+  // The clock is told once the device has been started. Before, every start has an error: the
+  // driver refuses a format while it streams.
+  started_ |= record.kind == Kind::kClock;
+  const bool error = record.kind == Kind::kLog && record.first >= TESSALINE_LOG_ERROR;
+  if (settings_.on_error && error && started_) {
     Incident("an error in the log");
   }
   if (settings_.on_trigger && record.kind == Kind::kTrigger) Incident("the trigger input");

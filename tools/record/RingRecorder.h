@@ -22,9 +22,10 @@ class RingRecorder {
     // The flight recorder: this much before an incident and after it.
     std::optional<std::chrono::nanoseconds> before;
     std::chrono::nanoseconds after{0};
-    bool on_error = false;    // an error in the log, a lost frame, a crash is an incident
+    bool on_error = false;    // an error in the log after the start, a lost frame, a crash
     bool on_trigger = false;  // so is an edge of the trigger input
     unsigned most_files = 10;
+    std::optional<StandardMessages::Settings> standard{};  // see RecordingFile
   };
 
   struct Totals {
@@ -66,6 +67,7 @@ class RingRecorder {
   RunState state_;  // at the oldest record in the ring
   std::optional<RecordingFile> file_;
   std::int64_t close_after_ns_ = 0;  // a stamp
+  bool started_ = false;
   ring::RecordRing::Position seen_;
   std::int64_t newest_ns_ = 0;
   Totals totals_;
