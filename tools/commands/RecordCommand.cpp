@@ -215,9 +215,9 @@ class RecordCommand : public Command {
     const std::string what = fmt::format("{}{}{}", strips_ || everything() ? "strips " : "",
                                          images_ || everything() ? "images " : "",
                                          registers_ || everything() ? "registers" : "");
-    ChildProcess child(Words(), {{kRingVariable, ring->Path()},
-                                 {kWhatVariable, what},
-                                 {"LD_PRELOAD", InFrontOf(front)}});
+    ChildProcess child(
+        Words(),
+        {{kRingVariable, ring->Path()}, {kWhatVariable, what}, {"LD_PRELOAD", InFrontOf(front)}});
     std::optional<Failure> failure;
     const auto guarded = [&failure](auto work) {
       try {
