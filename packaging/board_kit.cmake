@@ -16,6 +16,10 @@ endif()
 install(TARGETS ${programs} RUNTIME DESTINATION bin COMPONENT board-kit EXCLUDE_FROM_ALL)
 install(TARGETS tessaline tessaline-profile
   LIBRARY DESTINATION lib COMPONENT board-kit EXCLUDE_FROM_ALL)
+if(TARGET tessaline-recorder)
+  install(TARGETS tessaline-recorder
+    LIBRARY DESTINATION lib/tessaline COMPONENT board-kit EXCLUDE_FROM_ALL)
+endif()
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/tessaline
   ${PROJECT_SOURCE_DIR}/profile/include/tessaline DESTINATION include
   COMPONENT board-kit EXCLUDE_FROM_ALL)
@@ -23,6 +27,7 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples DESTINATION .
   COMPONENT board-kit EXCLUDE_FROM_ALL PATTERN CMakeLists.txt EXCLUDE PATTERN python EXCLUDE)
 file(GLOB kit_pages ${PROJECT_SOURCE_DIR}/docs/on-a-board.md ${PROJECT_SOURCE_DIR}/docs/*-format.md
   ${PROJECT_SOURCE_DIR}/docs/bring-up.md ${PROJECT_SOURCE_DIR}/docs/tool.md
+  ${PROJECT_SOURCE_DIR}/docs/recordings.md ${PROJECT_SOURCE_DIR}/docs/what-to-send.md
   ${PROJECT_SOURCE_DIR}/docs/sensor-tables.md ${PROJECT_SOURCE_DIR}/docs/profile.md)
 install(FILES ${kit_pages} DESTINATION docs COMPONENT board-kit EXCLUDE_FROM_ALL)
 install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION . COMPONENT board-kit EXCLUDE_FROM_ALL)

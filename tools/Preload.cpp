@@ -35,7 +35,9 @@ std::string FindLibrary(const PreloadedLibrary& library) {
   std::error_code ignored;
   for (const fs::path& directory : Directories()) {
     for (const char* file : library.files) {
-      if (fs::exists(directory / file, ignored)) return directory / file;
+      for (const fs::path& path : {directory / file, directory / "tessaline" / file}) {
+        if (fs::exists(path, ignored)) return path;
+      }
     }
   }
   throw Failure(ExitCode::kUnreachable, fmt::format("{} was not found", library.what),

@@ -36,8 +36,8 @@ files() { (cd "$root" && find etc lib usr var -xdev ! -path 'var/cache/*' ! -pat
 
 # Installs all dependencies first, so that only the packages themselves make a difference.
 quietly 'apt-get update && apt-get install -y --no-install-recommends \
-  cmake gcc g++ libc6-dev libcli11-dev libpng-dev libfmt9 ninja-build pkg-config \
-  python3-matplotlib python3-numpy python3-pytest'
+  cmake gcc g++ libc6-dev libcli11-dev libfastcdr1 libpng-dev libfmt9 libsqlite3-0 ninja-build \
+  pkg-config python3-matplotlib python3-numpy python3-pytest'
 files >"$packages/before"
 quietly 'apt-get install -y --no-install-recommends /packages/*.deb'
 echo "the first scan"
@@ -46,6 +46,8 @@ echo "applications"
 in_root 'sh /tests/check_consumers.sh /usr /tmp/consumers
   cc -std=gnu11 $(pkg-config --cflags tessaline) /tests/consumer/scan.c $(pkg-config --libs tessaline) -o /tmp/scan.out
   tessaline-board run --model K4010 -- /tmp/scan.out K4010'
+echo "recordings"
+in_root 'sh /tests/check_tools.sh /usr /tmp/tools'
 echo "Python"
 in_root 'cd /python/tests && export PYTHONDONTWRITEBYTECODE=1
   python3 -m pytest -q -p no:cacheprovider test_tutorial.py test_examples.py

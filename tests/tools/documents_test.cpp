@@ -33,15 +33,15 @@ std::set<std::string> Commands() {
   return commands;
 }
 
-const std::set<std::string> kCommands{"bag",    "calibrate", "calibration", "capture", "check",
-                                      "eeprom", "exposure",  "info",        "laser",   "led",
-                                      "models", "power",     "recipe",      "reg",     "roi",
-                                      "sensor", "trace",     "trigger",     "watch"};
+const std::set<std::string> kCommands{
+    "bag",  "calibrate", "calibration", "capture", "check", "eeprom",  "exposure",
+    "info", "laser",     "led",         "models",  "power", "recipe",  "record",
+    "reg",  "replay",    "roi",         "sensor",  "trace", "trigger", "watch"};
 
 TEST(Help, ListsEverySubCommand) { EXPECT_EQ(Commands(), kCommands); }
 
 TEST(Help, SaysWhatDrivesTheLaserOrWrites) {
-  for (const char* command : {"laser", "capture strips", "watch", "check"}) {
+  for (const char* command : {"laser", "capture strips", "record", "watch", "check"}) {
     EXPECT_THAT(RunTool(std::string(command) + " --help").out, HasSubstr("DRIVES THE LASER"));
   }
   for (const char* command :

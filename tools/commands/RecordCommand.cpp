@@ -1,3 +1,5 @@
+#include <signal.h>
+
 #include <algorithm>
 #include <chrono>
 #include <cmath>
@@ -142,6 +144,7 @@ class RecordCommand : public Command {
 
   // The process that takes the frames: it is started below, behind the library in front.
   ExitCode TakeFrames(Session& session) {
+    signal(SIGUSR1, SIG_IGN);  // means the recorder, and this has its name
     const Model& model = session.model();
     acquisition_.Settle(session, &model);
     Device device(session);
@@ -207,13 +210,14 @@ class RecordCommand : public Command {
     settings.on_error = on_error_;
     settings.on_trigger = on_trigger_;
     RequireNew();
+    const std::string front = FindLibrary(kRecorderLibrary);
     RingRecorder recorder(*ring, settings);
     const std::string what = fmt::format("{}{}{}", strips_ || everything() ? "strips " : "",
                                          images_ || everything() ? "images " : "",
                                          registers_ || everything() ? "registers" : "");
-    ChildProcess child(Words(), {{kRingVariable, ring->Path()},
-                                 {kWhatVariable, what},
-                                 {"LD_PRELOAD", InFrontOf(FindLibrary(kRecorderLibrary))}});
+    ChildProcess child(
+        Words(),
+        {{kRingVariable, ring->Path()}, {kWhatVariable, what}, {"LD_PRELOAD", InFrontOf(front)}});
     std::optional<Failure> failure;
     const auto guarded = [&failure](auto work) {
       try {

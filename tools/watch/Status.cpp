@@ -20,13 +20,15 @@ Json ToJson(const Range& range) {
   return std::isnan(range.low) ? Json() : Json{range.low, range.high};
 }
 
-// From the lowest to the highest of a quantity of the points.
+// From the lowest to the highest of a quantity of the points. Not with fmin and fmax: g++ 12 for
+// 64-bit Arm cannot compile that loop.
 template <typename Number>
 Range RangeOf(const std::vector<Point>& points, Number Point::*number) {
   Range range;
   for (const Point& point : points) {
-    range.low = std::fmin(range.low, point.*number);
-    range.high = std::fmax(range.high, point.*number);
+    const double value = point.*number;
+    if (std::isnan(range.low) || value < range.low) range.low = value;
+    if (std::isnan(range.high) || value > range.high) range.high = value;
   }
   return range;
 }
