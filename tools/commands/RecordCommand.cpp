@@ -1,3 +1,5 @@
+#include <signal.h>
+
 #include <algorithm>
 #include <chrono>
 #include <cmath>
@@ -197,6 +199,7 @@ class RecordCommand : public Command {
     ChildProcess child(Words(), {{kRingVariable, ring->Path()},
                                  {kWhatVariable, what},
                                  {"LD_PRELOAD", InFrontOf(FindLibrary(kRecorderLibrary))}});
+    signal(SIGXFSZ, SIG_IGN);  // a file-size limit is a full disk; not so for the application
     std::optional<Failure> failure;
     const auto guarded = [&failure](auto work) {
       try {
