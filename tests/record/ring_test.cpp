@@ -1,6 +1,4 @@
 // Records between two processes: whole or not at all, whatever happens to the one that writes.
-#include "ring/RecordRing.h"
-
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -15,6 +13,8 @@
 #include <random>
 #include <thread>
 #include <vector>
+
+#include "ring/RecordRing.h"
 
 namespace ring {
 namespace {

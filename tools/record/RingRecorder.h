@@ -76,7 +76,7 @@ class RingRecorder {
     Clock::time_point when;
     ring::RecordRing::Position behind;
   };
-  std::deque<Arrived> arrived_;   // records before `behind` came before `when`
+  std::deque<Arrived> arrived_;  // records before `behind` came before `when`
   Clock::time_point close_at_;
   std::optional<ring::RecordRing::Position> end_;  // of the file, once that time has come
   ring::RecordRing::Position seen_;
