@@ -38,6 +38,7 @@ struct RecordRing::Header {
   alignas(kAlignment) std::atomic<std::uint64_t> released;
   alignas(kAlignment) std::atomic<std::uint64_t> dropped_frames;
   std::atomic<std::uint64_t> dropped_records;
+  std::atomic<std::uint64_t> written_off;  // up to here
   std::atomic<std::int32_t> application;
   std::atomic<bool> ended;
 };
@@ -181,24 +182,30 @@ bool RecordRing::Claim() {
   return true;
 }
 
+void RecordRing::WriteOff() { header().written_off = header().reserved.load(); }
+
 void RecordRing::End() { header().ended = true; }
 
 std::optional<RecordRing::Found> RecordRing::At(Position position, bool written_off) const {
   for (;;) {
     const Position reserved = header().reserved.load(std::memory_order_acquire);
     const std::uint64_t ahead = reserved - position;  // not trusted: others may write there
-    if (ahead < kAlignment || ahead > bytes_) return std::nullopt;
+    if (ahead < kAlignment || ahead > bytes_ || position % kAlignment != 0) return std::nullopt;
+    const bool skip = written_off || position < header().written_off;
     const Mark& mark = MarkAt(position);
-    if (mark.begun.load(std::memory_order_acquire) != Tag(position)) return std::nullopt;
-    const std::uint64_t payload_bytes = mark.payload_bytes;
-    if (payload_bytes > ahead - kAlignment) return std::nullopt;
-    const Position next = position + kAlignment + RoundUp(payload_bytes, kAlignment);
-    if (mark.whole.load(std::memory_order_acquire) == Tag(position)) {
-      const auto* payload = reinterpret_cast<const std::byte*>(&mark) + kAlignment;
-      return Found{{mark.kind, mark.stamp_ns, mark.first, mark.second, {payload, payload_bytes}},
-                   next};
+    // Whoever was killed before this left no length, but the next record's mark shows its place.
+    Position next = position + kAlignment;
+    if (mark.begun.load(std::memory_order_acquire) == Tag(position)) {
+      const std::uint64_t payload_bytes = mark.payload_bytes;
+      if (payload_bytes > ahead - kAlignment) return std::nullopt;
+      next += RoundUp(payload_bytes, kAlignment);
+      if (mark.whole.load(std::memory_order_acquire) == Tag(position)) {
+        const auto* payload = reinterpret_cast<const std::byte*>(&mark) + kAlignment;
+        return Found{{mark.kind, mark.stamp_ns, mark.first, mark.second, {payload, payload_bytes}},
+                     next};
+      }
     }
-    if (!written_off) return std::nullopt;
+    if (!skip) return std::nullopt;
     position = next;
   }
 }

@@ -58,6 +58,8 @@ class RecordRing {
   bool HasRoom(std::size_t payload_bytes) const;
   // Becomes the one application at this ring, unless another living process is.
   bool Claim();
+  // Nobody completes what is in the ring now and not whole: its writer has been killed.
+  void WriteOff();
   // Nothing more will come.
   void End();
 
@@ -65,7 +67,8 @@ class RecordRing {
 
   using Position = std::uint64_t;
   // The record at a position, and the position behind it. None: not there yet. `written_off`: the
-  // writer has ended, so a record that is not whole is skipped.
+  // writer has ended, so a record that is not whole is skipped. Believes nothing that is in the
+  // ring.
   struct Found {
     Record record;
     Position next;

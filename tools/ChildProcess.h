@@ -32,7 +32,10 @@ class ChildProcess {
   int Status() const;
   // Whether a signal ended it that nobody sent it from here.
   bool crashed() const;
-  void Signal(int number) const { kill(pid_, number); }
+  // Nothing, once it has ended: its number may be another process's by then.
+  void Signal(int number) const {
+    if (!ended_) kill(pid_, number);
+  }
 
  private:
   pid_t pid_ = -1;

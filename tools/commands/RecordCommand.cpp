@@ -215,9 +215,18 @@ class RecordCommand : public Command {
     const std::string what = fmt::format("{}{}{}", strips_ || everything() ? "strips " : "",
                                          images_ || everything() ? "images " : "",
                                          registers_ || everything() ? "registers" : "");
-    ChildProcess child(
-        Words(),
-        {{kRingVariable, ring->Path()}, {kWhatVariable, what}, {"LD_PRELOAD", InFrontOf(front)}});
+    const ChildProcess::Variables variables{
+        {kRingVariable, ring->Path()}, {kWhatVariable, what}, {"LD_PRELOAD", InFrontOf(front)}};
+    ChildProcess child = [&] {
+      try {
+        return ChildProcess(Words(), variables);
+      } catch (const Failure&) {
+        recorder.Finish(/*crashed=*/false);
+        for (const std::string& file : recorder.totals().files) std::filesystem::remove(file);
+        throw;
+      }
+    }();
+    signal(SIGXFSZ, SIG_IGN);  // a file-size limit is a full disk; not so for the application
     std::optional<Failure> failure;
     const auto guarded = [&failure](auto work) {
       try {

@@ -4,6 +4,7 @@
 #include "ChildProcess.h"
 #include "Counted.h"
 #include "Failure.h"
+#include "Interrupt.h"
 #include "Preload.h"
 #include "VirtualBoard.h"
 #include "commands/Commands.h"
@@ -60,7 +61,12 @@ class ReplayCommand : public Command {
       throw Failure(ExitCode::kUsage, "the recording says which product it is of",
                     "leave out --model and --virtual");
     }
-    ReplayFeed feed({path_, Range(), times_});
+    std::optional<ReplayFeed> opened;
+    {
+      const SignalsBlocked inherited;  // they are for the thread that waits for the application
+      opened.emplace(ReplayFeed::Settings{path_, Range(), times_});
+    }
+    ReplayFeed& feed = *opened;
     if (!Model(feed.model()).known()) {
       throw Failure(ExitCode::kFile, fmt::format("{} does not say which product it is of", path_),
                     "it was recorded before the application had told the library");

@@ -114,7 +114,7 @@ bool ReplayFeed::Put(Lane& lane, const Record& record) {
 void ReplayFeed::Feed(Lane& lane) {
   std::int64_t later_ns = 0;
   for (unsigned round = 0; (settings_.times == 0 || round < settings_.times) && !stop_; ++round) {
-    FeedOnce(lane, round * later_ns);
+    if (!FeedOnce(lane, round * later_ns)) return;
     if (round > 0) continue;
     const BagReader reader(settings_.path);
     const auto stamps = StampsOf(reader);
@@ -122,7 +122,8 @@ void ReplayFeed::Feed(Lane& lane) {
   }
 }
 
-void ReplayFeed::FeedOnce(Lane& lane, std::int64_t later_ns) {
+bool ReplayFeed::FeedOnce(Lane& lane, std::int64_t later_ns) {
+  bool any = false;
   const BagReader reader(settings_.path);
   BagQuery messages(reader, lane.topics, settings_.range);
   while (const auto message = messages.Next()) {
@@ -152,9 +153,11 @@ void ReplayFeed::FeedOnce(Lane& lane, std::int64_t later_ns) {
       throw Failure(ExitCode::kFile, fmt::format("{}: a frame of {} bytes is none of a sensor",
                                                  settings_.path, record.payload.size()));
     }
-    if (!Put(lane, record)) return;
+    if (!Put(lane, record)) return false;
     lane.frames += frames;
+    any = true;
   }
+  return any;
 }
 
 std::uint64_t ReplayFeed::Waiting(const Lane& lane) {

@@ -64,7 +64,8 @@ class ReplayFeed {
   void ReadState(const BagReader& reader);
   void PutState(Lane& lane);
   void Feed(Lane& lane);
-  void FeedOnce(Lane& lane, std::int64_t later_ns);
+  // False: there is nothing for this lane, or it is to stop.
+  bool FeedOnce(Lane& lane, std::int64_t later_ns);
   // False: it is to stop.
   bool Put(Lane& lane, const ring::Record& record);
   static std::uint64_t Waiting(const Lane& lane);

@@ -12,10 +12,10 @@
 namespace tool {
 namespace {
 
-using Clock = std::chrono::steady_clock;
 using ring::Kind;
 
 constexpr std::chrono::milliseconds kMostAtOnce{100};
+constexpr std::chrono::milliseconds kNoteArrivalsEvery{20};
 
 }  // namespace
 
@@ -43,7 +43,10 @@ std::string RingRecorder::PathOf(std::size_t file) const {
 void RingRecorder::OpenFile() {
   file_.emplace(PathOf(totals_.files.size() + 1), settings_.standard);
   totals_.files.push_back(file_->path());
-  state_.WriteTo(*file_, newest_ns_);
+  // The state is older than what is still in memory.
+  const auto oldest = ring_.At(ring_.First(), true);
+  state_.WriteTo(*file_, oldest ? oldest->record.stamp_ns : newest_ns_);
+  arrived_.clear();
 }
 
 void RingRecorder::CloseFile() {
@@ -71,23 +74,20 @@ RingRecorder::Totals RingRecorder::totals() const {
 
 void RingRecorder::Incident(const std::string& what) {
   if (!flight()) return;
-  const auto after = settings_.after.count();
-  if (file_) {  // it lasts
-    close_after_ns_ = std::max(close_after_ns_, newest_ns_ + after);
-    return;
-  }
+  close_at_ = Clock::now() + settings_.after;
+  end_.reset();
+  if (file_) return;  // it lasts
   if (totals_.files.size() >= settings_.most_files) {
     ++totals_.incidents_without_file;
     return;
   }
   if (totals_.files.empty()) totals_.first_incident = what;
   OpenFile();
-  close_after_ns_ = newest_ns_ + after;
 }
 
 // Whether a record is an incident.
 void RingRecorder::Look(const ring::Record& record) {
-  newest_ns_ = std::max(newest_ns_, record.stamp_ns);
+  newest_ns_ = record.stamp_ns;
   const bool lost = record.kind == Kind::kLost && record.first > totals_.lost_by_device;
   if (record.kind == Kind::kLost) totals_.lost_by_device = record.first;
   if (settings_.on_error && lost) Incident("a frame was lost");
@@ -124,25 +124,39 @@ void RingRecorder::WriteUpTo(ring::RecordRing::Position end) {
 }
 
 // The writer must find room whatever happens.
-void RingRecorder::Drop(std::int64_t older_than_ns) {
+void RingRecorder::Drop(Clock::time_point before) {
+  ring::RecordRing::Position old = ring_.First();
+  for (; !arrived_.empty() && arrived_.front().when < before; arrived_.pop_front()) {
+    old = arrived_.front().behind;
+  }
   while (ring_.First() < seen_) {
+    const bool tight = ring_.UsedBytes() > ring_.Bytes() / 4 * 3;
+    if (ring_.First() >= old && !tight) return;
     const auto found = ring_.At(ring_.First(), true);
     if (!found) return;
-    const bool tight = ring_.UsedBytes() > ring_.Bytes() / 4 * 3;
-    if (found->record.stamp_ns >= older_than_ns && !tight) return;
     state_.Learn(found->record);
     ring_.Release(found->next);
   }
 }
 
+void RingRecorder::CloseIfOver(Clock::time_point now) {
+  if (!end_ && now >= close_at_) end_ = ring_.First() + ring_.UsedBytes();
+  if (end_ && ring_.First() >= *end_) CloseFile();
+}
+
 void RingRecorder::Work() {
   Take(false);
+  const Clock::time_point now = Clock::now();
   if (file_) {
+    WriteUpTo(seen_);
     file_->SyncIfDue();
-    if (flight() && newest_ns_ > close_after_ns_) CloseFile();
-  } else {
-    Drop(newest_ns_ - settings_.before->count());
+    if (flight()) CloseIfOver(now);
+    return;
   }
+  if (arrived_.empty() || now - arrived_.back().when >= kNoteArrivalsEvery) {
+    arrived_.push_back({now, seen_});
+  }
+  Drop(now - *settings_.before);
 }
 
 void RingRecorder::Finish(bool crashed) {

@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <deque>
 #include <optional>
 #include <string>
 #include <vector>
@@ -52,12 +53,17 @@ class RingRecorder {
   Totals totals() const;
 
  private:
+  using Clock = std::chrono::steady_clock;
+
   bool flight() const { return settings_.before.has_value(); }
   std::string PathOf(std::size_t file) const;
   void OpenFile();
   void CloseFile();
   void Look(const ring::Record& record);
-  void Drop(std::int64_t older_than_ns);
+  // Gives room that holds what came before a moment.
+  void Drop(Clock::time_point before);
+  // Completes the file when all is written that came until the end of the incident.
+  void CloseIfOver(Clock::time_point now);
   // Takes records as long as there are any, or until it is time for other things.
   void Take(bool written_off);
   void WriteUpTo(ring::RecordRing::Position end);
@@ -66,8 +72,15 @@ class RingRecorder {
   const Settings settings_;
   RunState state_;  // at the oldest record in the ring
   std::optional<RecordingFile> file_;
-  std::int64_t close_after_ns_ = 0;  // a stamp
   bool started_ = false;
+  // Not by the records' stamps, because the host's clock may be set in between.
+  struct Arrived {
+    Clock::time_point when;
+    ring::RecordRing::Position behind;
+  };
+  std::deque<Arrived> arrived_;  // records before `behind` came before `when`
+  Clock::time_point close_at_;
+  std::optional<ring::RecordRing::Position> end_;  // of the file, once that time has come
   ring::RecordRing::Position seen_;
   std::int64_t newest_ns_ = 0;
   Totals totals_;

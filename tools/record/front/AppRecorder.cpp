@@ -31,11 +31,13 @@ AppRecorder* recorder;
 constexpr std::int64_t kSecond = 1'000'000'000;
 constexpr std::int64_t kLossesEvery = kSecond / 10;
 
-std::int64_t HostNs() {
+std::int64_t Ns(clockid_t clock) {
   timespec now{};
-  clock_gettime(CLOCK_REALTIME, &now);
+  clock_gettime(clock, &now);
   return now.tv_sec * kSecond + now.tv_nsec;
 }
+
+std::int64_t HostNs() { return Ns(CLOCK_REALTIME); }
 
 // Whether it is time; then the next time is set. One of several threads gets true.
 bool IsDue(std::atomic<std::int64_t>& next, std::int64_t now, std::int64_t period) {
@@ -68,8 +70,10 @@ AppRecorder* AppRecorder::FromEnvironment() {
   const char* const what = getenv(kWhatVariable);
   if (path == nullptr || what == nullptr) return nullptr;
   auto ring = ring::RecordRing::Open(path);
-  const bool mine = ring && ring->Claim();
-  if (mine) return recorder = new AppRecorder(std::move(*ring), what);
+  if (ring && ring->Claim()) {
+    ring->WriteOff();  // of an application that was here before, if there was one
+    return recorder = new AppRecorder(std::move(*ring), what);
+  }
   fprintf(stderr, "tessaline record: %s (pid %d) is not recorded: %s\n",
           program_invocation_short_name, getpid(),
           ring ? "another process is" : "the recorder has ended");
@@ -181,8 +185,9 @@ void AppRecorder::OnLogLine(log_Event* event) {
 }
 
 void AppRecorder::TellState(std::int64_t now) {
-  if (IsDue(next_clock_ns_, now, kSecond)) TellClock();
-  if (IsDue(next_losses_ns_, now, kLossesEvery)) TellLosses(now);
+  const std::int64_t running = Ns(CLOCK_MONOTONIC);  // the host's clock may be set
+  if (IsDue(next_clock_ns_, running, kSecond)) TellClock();
+  if (IsDue(next_losses_ns_, running, kLossesEvery)) TellLosses(now);
 }
 
 void AppRecorder::TellClock() {
