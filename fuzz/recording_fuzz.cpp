@@ -40,6 +40,7 @@ void WriteSmall(BagWriter& writer) {
   message.stamp_ns = 1;
   if constexpr (requires { message.data; }) message.data = kData;
   if constexpr (requires { message.name; }) message.name = "name";
+  if constexpr (requires { message.fields; }) message.fields = {{"x", 0, 7, 1}, {"y", 4, 7, 1}};
   writer.Write(Message::kTopic, 1, Encode(message));
 }
 
@@ -53,12 +54,23 @@ struct Kinds {
   static void Decode(const StoredMessage& stored) { (DecodeIf<Messages>(stored), ...); }
 
  private:
+  // Of a point's field, without its name: a length, an offset, a type and a count.
+  static constexpr std::size_t kLeastFieldBytes = 13;
+
   static std::size_t Bytes(const StripsMessage& m) { return m.data.size(); }
   static std::size_t Bytes(const ImageMessage& m) { return m.data.size(); }
   static std::size_t Bytes(const EventMessage& m) { return m.name.size(); }
   static std::size_t Bytes(const DeviceMessage& m) { return m.json.size(); }
   static std::size_t Bytes(const LogMessage& m) {
     return m.name.size() + m.msg.size() + m.file.size() + m.function.size();
+  }
+  static std::size_t Bytes(const PointsMessage& m) {
+    std::size_t bytes = m.frame_id.size() + m.data.size();
+    for (const auto& field : m.fields) bytes += kLeastFieldBytes + field.name.size();
+    return bytes;
+  }
+  static std::size_t Bytes(const PictureMessage& m) {
+    return m.frame_id.size() + m.encoding.size() + m.data.size();
   }
   template <typename Message>
   static std::size_t Bytes(const Message&) {
@@ -83,7 +95,7 @@ struct Kinds {
 };
 
 using AllKinds = Kinds<StripsMessage, ImageMessage, RegisterMessage, EventMessage, LossesMessage,
-                       ClockMessage, LogMessage, DeviceMessage>;
+                       ClockMessage, LogMessage, DeviceMessage, PointsMessage, PictureMessage>;
 
 // The recording with a message of these bytes more, on any topic.
 void AddMessage(FuzzedDataProvider& input) {

@@ -39,6 +39,13 @@ class FieldToPython {
   py::object operator()(std::span<const std::byte> data) const {
     return py::make_tuple(data.data() - cdr_.data(), data.size());
   }
+  py::object operator()(const std::vector<tool::PointsMessage::Field>& fields) const {
+    py::list list;
+    for (const auto& field : fields) {
+      list.append(py::make_tuple(Text(field.name), field.offset, field.datatype, field.count));
+    }
+    return list;
+  }
   template <typename Number>
   py::object operator()(Number number) const {
     return py::int_(number);
@@ -56,6 +63,10 @@ class FieldFromPython {
   void operator()(std::span<const std::byte>& data) {
     memory_.emplace(fields_[next_++]);
     data = {static_cast<const std::byte*>(memory_->data()), memory_->size()};
+  }
+  // The tools make these, of strips.
+  void operator()(std::vector<tool::PointsMessage::Field>&) {
+    throw py::type_error("point clouds are only copied");
   }
   template <typename Value>
   void operator()(Value& value) {

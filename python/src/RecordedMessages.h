@@ -15,7 +15,8 @@ namespace python {
 // Any message of a recording, in the order of its topics.
 using AnyMessage =
     std::variant<tool::StripsMessage, tool::ImageMessage, tool::RegisterMessage, tool::EventMessage,
-                 tool::LossesMessage, tool::ClockMessage, tool::LogMessage, tool::DeviceMessage>;
+                 tool::LossesMessage, tool::ClockMessage, tool::LogMessage, tool::DeviceMessage,
+                 tool::PointsMessage, tool::PictureMessage>;
 
 // Raises an IndexError unless there is such a topic.
 tool::Topic TopicOf(std::size_t number);

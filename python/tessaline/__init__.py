@@ -44,6 +44,8 @@ from .recorded import (
     RecordedLog,
     RecordedLosses,
     RecordedMessage,
+    RecordedPicture,
+    RecordedPoints,
     RecordedRegister,
     RecordedStrips,
 )
@@ -87,6 +89,8 @@ __all__ = [
     "RecordedLog",
     "RecordedLosses",
     "RecordedMessage",
+    "RecordedPicture",
+    "RecordedPoints",
     "RecordedRegister",
     "RecordedStrips",
     "Recording",

@@ -7,6 +7,8 @@ import json
 from dataclasses import dataclass, field
 from typing import Any, ClassVar, Literal
 
+import numpy as np
+
 from . import _recordings
 from ._calls import ALL_ONES, ALL_ONES_64, number
 from .buffers import POINT_TYPES, Image, StripBuffer, _Bytes
@@ -22,17 +24,24 @@ __all__ = [
     "RecordedLog",
     "RecordedLosses",
     "RecordedMessage",
+    "RecordedPicture",
+    "RecordedPoints",
     "RecordedRegister",
     "RecordedStrips",
 ]
 
-Kind = Literal["strips", "images", "registers", "events", "losses", "clock", "log", "device"]
+Kind = Literal[
+    "strips", "images", "registers", "events", "losses", "clock", "log", "device", "points",
+    "pictures",
+]
 #: What a recording can hold, in the order of its topics.
 KINDS: tuple[Kind, ...] = (
-    "strips", "images", "registers", "events", "losses", "clock", "log", "device"
+    "strips", "images", "registers", "events", "losses", "clock", "log", "device", "points",
+    "pictures",
 )
 
 _IMAGE_HEADER_BYTES = 32
+_FLOAT32 = 7  # of sensor_msgs/PointField
 
 
 class RecordedStrips(StripBuffer):
@@ -250,6 +259,67 @@ class RecordedDevice(_Small):
         return values
 
 
+class RecordedPoints:
+    """A point cloud that was made of strips for viewers (sensor_msgs/PointCloud2).
+
+    Attributes:
+        stamp_ns: that of the strips, nanoseconds since 1970.
+        points: read-only array, shape (points,), with the cloud's own fields: "x", "y" and "z" as
+            float32, and "intensity" where strips have peaks. Millimetres with a calibration, else
+            columns, encoder counts and minus rows.
+    """
+
+    __slots__ = ("_cdr", "points", "stamp_ns")
+    _topic: ClassVar[int] = 8
+
+    def __init__(self, cdr: bytes, stamp_ns: int, fields: tuple[Any, ...]) -> None:
+        """Use ``Recording.points()``."""
+        self._cdr = cdr
+        self.stamp_ns = stamp_ns
+        _frame, height, width, entries, _big, step, _row, (at, length), _dense = fields
+        if any(datatype != _FLOAT32 or count != 1 for _, _, datatype, count in entries):
+            raise RecordingError("a point cloud with other fields than float32")
+        try:
+            of_point = np.dtype({
+                "names": [name for name, _, _, _ in entries],
+                "formats": ["<f4"] * len(entries),
+                "offsets": [offset for _, offset, _, _ in entries],
+                "itemsize": step,
+            })
+            self.points: np.ndarray[Any, np.dtype[Any]] = np.ndarray(
+                height * width, of_point, memoryview(cdr)[at : at + length]
+            )
+        except (TypeError, ValueError) as error:
+            raise RecordingError(f"a point cloud that does not fit its bytes: {error}") from None
+
+    def __reduce__(self) -> tuple[Any, ...]:
+        return read, (self._topic, self.stamp_ns, self._cdr)
+
+
+class RecordedPicture:
+    """An image as viewers know it (sensor_msgs/Image), made of an image of the camera.
+
+    Attributes:
+        stamp_ns: that of the image, nanoseconds since 1970.
+        pixels: read-only uint8 array, shape (height, width).
+    """
+
+    __slots__ = ("_cdr", "pixels", "stamp_ns")
+    _topic: ClassVar[int] = 9
+
+    def __init__(self, cdr: bytes, stamp_ns: int, fields: tuple[Any, ...]) -> None:
+        """Use ``Recording.pictures()``."""
+        self._cdr = cdr
+        self.stamp_ns = stamp_ns
+        _frame, height, width, encoding, _big, step, (at, length) = fields
+        if encoding != "mono8" or step != width or height * width != length:
+            raise RecordingError(f"a picture of {width} x {height} {encoding} in {length} bytes")
+        self.pixels = np.frombuffer(cdr, np.uint8, length, at).reshape(height, width)
+
+    def __reduce__(self) -> tuple[Any, ...]:
+        return read, (self._topic, self.stamp_ns, self._cdr)
+
+
 RecordedMessage = (
     RecordedStrips
     | RecordedImage
@@ -259,6 +329,8 @@ RecordedMessage = (
     | RecordedClock
     | RecordedLog
     | RecordedDevice
+    | RecordedPoints
+    | RecordedPicture
 )
 _SMALL: tuple[type[_Small], ...] = (
     RecordedRegister, RecordedEvent, RecordedLosses, RecordedClock, RecordedLog, RecordedDevice
@@ -276,6 +348,10 @@ def read(topic: int, stamp_ns: int, cdr: bytes) -> Any:
         return RecordedStrips(cdr, stamp_ns, fields)
     if topic == RecordedImage._topic:
         return RecordedImage(cdr, stamp_ns, fields)
+    if topic == RecordedPoints._topic:
+        return RecordedPoints(cdr, stamp_ns, fields)
+    if topic == RecordedPicture._topic:
+        return RecordedPicture(cdr, stamp_ns, fields)
     message = _SMALL[topic - RecordedRegister._topic](stamp_ns, *fields)
     object.__setattr__(message, "_cdr", cdr)
     return message

@@ -22,6 +22,8 @@ from .recorded import (
     RecordedLog,
     RecordedLosses,
     RecordedMessage,
+    RecordedPicture,
+    RecordedPoints,
     RecordedRegister,
     RecordedStrips,
     read,
@@ -282,6 +284,18 @@ class Recording:
     ) -> Iterator[RecordedLog]:
         """Lines of the log. Arguments and errors as of ``messages()``."""
         return self._messages("log", start=start, end=end)
+
+    def points(
+        self, *, start: float | None = None, end: float | None = None
+    ) -> Iterator[RecordedPoints]:
+        """Point clouds for viewers. Arguments and errors as of ``messages()``."""
+        return self._messages("points", start=start, end=end)
+
+    def pictures(
+        self, *, start: float | None = None, end: float | None = None
+    ) -> Iterator[RecordedPicture]:
+        """Images for viewers. Arguments and errors as of ``messages()``."""
+        return self._messages("pictures", start=start, end=end)
 
     def _messages(
         self, *kinds: Kind, start: float | None = None, end: float | None = None

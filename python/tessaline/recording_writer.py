@@ -22,6 +22,8 @@ from .recorded import (
     RecordedDevice,
     RecordedImage,
     RecordedMessage,
+    RecordedPicture,
+    RecordedPoints,
     RecordedStrips,
     _Small,
 )
@@ -113,7 +115,9 @@ class RecordingWriter:
             RefusedError: a field is out of range.
             RecordingError: the recording is closed, or belongs to another process.
         """
-        if isinstance(message, (RecordedStrips, RecordedImage)):
+        if isinstance(
+            message, (RecordedStrips, RecordedImage, RecordedPoints, RecordedPicture)
+        ):
             self._do("put_coded", message._topic, message.stamp_ns, message._cdr)
         elif isinstance(message, StripBuffer):
             self.write_strips(message)

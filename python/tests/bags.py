@@ -17,9 +17,12 @@ TOPICS = (
     ("/tessaline/clock", "tessaline_msgs/msg/Clock"),
     ("/rosout", "rcl_interfaces/msg/Log"),
     ("/tessaline/device", "tessaline_msgs/msg/Device"),
+    ("/tessaline/points", "sensor_msgs/msg/PointCloud2"),
+    ("/tessaline/picture", "sensor_msgs/msg/Image"),
 )
 NUMBER = {name.rpartition("/")[2]: i for i, (name, _) in enumerate(TOPICS, 1)}
 NUMBER["log"] = NUMBER.pop("rosout")
+NUMBER["pictures"] = NUMBER.pop("picture")
 
 SCHEMA = """
 CREATE TABLE schema(schema_version INTEGER PRIMARY KEY, ros_distro TEXT NOT NULL);
@@ -43,6 +46,7 @@ def cdr(kind: str, stamp_ns: int, *fields: Any, order: str = "<") -> bytes:
     sizes = {
         "strips": "IBd", "images": "IId", "registers": "QI", "events": "sQ", "losses": "QQQ",
         "clock": "QI", "log": "BssssI", "device": "s",
+        "points": "sIIaBIIdB", "pictures": "sIIsBId",
     }
     out = bytearray()
 
@@ -53,7 +57,16 @@ def cdr(kind: str, stamp_ns: int, *fields: Any, order: str = "<") -> bytes:
     put("i", stamp_ns // S)
     put("I", stamp_ns % S)
     for form, value in zip(sizes[kind], fields, strict=True):
-        if form in "sd":
+        if form == "a":  # fields of points
+            put("I", len(value))
+            for name, offset, datatype, count in value:
+                text = name.encode() + b"\0"
+                put("I", len(text))
+                out.extend(text)
+                put("I", offset)
+                put("B", datatype)
+                put("I", count)
+        elif form in "sd":
             content = value.encode() + b"\0" if isinstance(value, str) else bytes(value)
             put("I", len(content))
             out.extend(content)

@@ -79,7 +79,9 @@ def test_what_is_said_about_the_whole(run: pathlib.Path) -> None:
     with Recording(run) as recording:
         assert recording.model == "K3710"
         assert recording.device == {"model": "K3710", "firmware": "newer", "gain": 3}
-        assert recording.counts == {**dict.fromkeys(KINDS, 1), "device": 2}
+        assert recording.counts == {
+            **dict.fromkeys(KINDS, 1), "device": 2, "points": 0, "pictures": 0
+        }
         assert (recording.start_ns, recording.start) == (T, T / S)
         assert (recording.end, recording.duration) == (T / S + 8, 8)
         assert recording.closed and recording.synced is None
@@ -143,7 +145,9 @@ def test_kinds_and_times(run: pathlib.Path) -> None:
     assert at(start=-1e300, end=1e300) == list(range(9)) and at(start=9) == []
     for kind in KINDS:
         loop = getattr(recording, "device" if kind == "device" else kind)
-        if kind != "device":
+        if kind in ("points", "pictures"):
+            assert list(loop()) == []
+        elif kind != "device":
             (message,) = loop()
             assert list(loop(start=recording.seconds_of(message) + 1e-9)) == []
             assert len(list(loop(start=recording.seconds_of(message), end=8))) == 1
@@ -325,6 +329,48 @@ def test_frames_of_a_sensor(tessaline_sensor: Any, tmp_path: pathlib.Path) -> No
             else:
                 np.testing.assert_array_equal(message.pixels, live.pixels)
                 assert message.frame_id == live.frame_id
+
+
+FLOATS = [(name, 4 * i, 7, 1) for i, name in enumerate(("x", "y", "z", "intensity"))]
+CLOUD = np.arange(8, dtype="<f4")
+
+
+def clouds(*fields: Any) -> list[tuple[str, int, bytes]]:
+    return [("points", T, cdr("points", T, *fields))]
+
+
+def test_messages_for_viewers(tmp_path: pathlib.Path) -> None:
+    rows = clouds("sensor", 1, 2, FLOATS, 0, 16, 32, CLOUD.tobytes(), 1)
+    rows.append(("pictures", T, cdr("pictures", T, "sensor", 6, 8, "mono8", 0, 8, PIXELS.tobytes())))
+    run = bags.make(tmp_path / "run.db3", rows)
+    with Recording(run) as recording:
+        (cloud,), (picture,) = recording.points(), recording.pictures()
+        assert cloud.points.dtype.names == ("x", "y", "z", "intensity")
+        assert cloud.points["z"].tolist() == [2.0, 6.0]
+        assert not cloud.points.flags.writeable and cloud.stamp_ns == picture.stamp_ns == T
+        np.testing.assert_array_equal(picture.pixels, PIXELS)
+        again = pickle.loads(pickle.dumps(cloud))
+        assert again.points.tolist() == cloud.points.tolist()
+        with Recording.create(tmp_path / "copy.db3") as writer:
+            for message in recording:
+                writer.write(message)
+    assert bags.rows(tmp_path / "copy.db3") == bags.rows(run)
+
+
+@pytest.mark.parametrize(
+    "fields",
+    [
+        ("", 1, 3, FLOATS, 0, 16, 32, CLOUD.tobytes(), 1),
+        ("", 1, 2, FLOATS, 0, 8, 32, CLOUD.tobytes(), 1),
+        ("", 2**31, 2**31, FLOATS, 0, 16, 32, CLOUD.tobytes(), 1),
+        ("", 1, 2, [("x", 0, 8, 1)], 0, 16, 32, CLOUD.tobytes(), 1),
+        ("", 1, 2, [("x", 0, 7, 1), ("x", 4, 7, 1)], 0, 16, 32, CLOUD.tobytes(), 1),
+    ],
+)
+def test_point_clouds_that_do_not_fit(tmp_path: pathlib.Path, fields: tuple[Any, ...]) -> None:
+    run = bags.make(tmp_path / "run.db3", clouds(*fields))
+    with Recording(run) as recording, pytest.raises(tessaline.RecordingError, match="point cloud"):
+        list(recording.points())
 
 
 def test_neither_device_nor_board_is_loaded(run: pathlib.Path) -> None:

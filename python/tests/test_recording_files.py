@@ -95,13 +95,13 @@ def test_other_files_are_refused(content: bytes, tmp_path: pathlib.Path) -> None
         ("DROP TABLE topics", "this is no recording"),
         ("ALTER TABLE messages RENAME TO m; CREATE VIEW messages AS SELECT * FROM m",
          "this is no recording"),
-        ("ALTER TABLE messages RENAME COLUMN data TO d", "no such column"),
-        ("ALTER TABLE messages RENAME COLUMN timestamp TO t", "no such column"),
+        ("ALTER TABLE messages RENAME COLUMN data TO d", "this is no recording"),
+        ("ALTER TABLE messages RENAME COLUMN timestamp TO t", "this is no recording"),
         ("INSERT INTO topics SELECT value + 100, '/rosout', '', '', '', '' FROM "
          "generate_series(1, 100)", "topics repeat"),
         ("UPDATE messages SET data = zeroblob(70000000)", "more than 64 MiB"),
         ("DROP TABLE messages; CREATE TABLE messages(id, topic_id, timestamp, data AS "
-         "(zeroblob(1e9)))", ""),
+         "(zeroblob(1e9)))", "this is no recording"),
         ("PRAGMA writable_schema = 1; UPDATE sqlite_schema SET rootpage = 99 WHERE name = "
          "'messages'", "damaged|malformed"),
     ],
@@ -110,12 +110,9 @@ def test_hostile_structures_are_errors(sql: str, words: str, tmp_path: pathlib.P
     sql = sql.replace("FROM generate_series(1, 100)", "FROM (WITH RECURSIVE s(value) AS (SELECT 1 "
                       "UNION ALL SELECT value + 1 FROM s LIMIT 100) SELECT value FROM s)")
     path = bags.make(tmp_path / "a.db3", [EVENT], sql)
-    if words:
-        with pytest.raises(RecordingError, match=words):
-            with Recording(path) as recording:
-                list(recording)
-    else:
-        assert list(Recording(path)) == []
+    with pytest.raises(RecordingError, match=words):
+        with Recording(path) as recording:
+            list(recording)
 
 
 # Messages that are not what they seem, and what is said.

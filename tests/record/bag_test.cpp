@@ -23,6 +23,8 @@ namespace {
 using testing::HasSubstr;
 using namespace tool;  // NOLINT(google-build-using-namespace)
 
+constexpr std::size_t kPage = Database::kPageBytes;
+
 std::vector<std::byte> Noise(std::size_t size, unsigned seed) {
   std::mt19937_64 random(seed);
   std::vector<std::byte> bytes(size);
@@ -224,8 +226,8 @@ TEST_F(Bag, WithFlippedBitsNeverCrashes) {
     std::string damaged = whole;
     for (int i = 0; i < 20; ++i) {
       // Most of them where the structure is.
-      const std::size_t page = random() % (damaged.size() / 65536) * 65536;
-      damaged[page + random() % (i % 2 == 0 ? 200 : 65536)] ^= static_cast<char>(random());
+      const std::size_t page = random() % (damaged.size() / kPage) * kPage;
+      damaged[page + random() % (i % 2 == 0 ? 200 : kPage)] ^= static_cast<char>(random());
     }
     if (round % 10 == 0) damaged.resize(random() % damaged.size());
     std::ofstream(path_, std::ios::binary | std::ios::trunc) << damaged;

@@ -14,7 +14,7 @@ using namespace tool;         // NOLINT(google-build-using-namespace)
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-constexpr std::size_t kPage = 65536;
+constexpr std::size_t kPage = Database::kPageBytes;
 
 bool Never() { return false; }
 

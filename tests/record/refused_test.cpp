@@ -3,7 +3,9 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <gmock/gmock.h>
+#include <signal.h>
 #include <sqlite3.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -28,6 +30,8 @@ using testing::HasSubstr;
 using testing::StartsWith;
 using namespace tool;  // NOLINT(google-build-using-namespace)
 namespace fs = std::filesystem;
+
+constexpr std::size_t kPage = Database::kPageBytes;
 
 std::string TextOf(const std::function<void()>& call) {
   try {
@@ -127,7 +131,7 @@ class Recording : public testing::Test {
     const std::string file = Bytes(path_);
     const std::string journal = Bytes(journal_);
     sqlite3_close(handle);
-    ASSERT_GT(journal.size(), 65536u);
+    ASSERT_GT(journal.size(), kPage);
     ASSERT_NE(file, Bytes(path_)) << "nothing to take back";
     Replace(path_, file);
     Replace(journal_, journal);
@@ -187,6 +191,24 @@ TEST_F(Recording, InAReadOnlyFolderIsNotWritten) {
             "cannot create " + path_.string() + ": Permission denied");
 }
 
+TEST_F(Recording, ThatCannotBeBegunLeavesNothing) {
+  // At the first byte, at the tables, and at the first sync or behind all of it.
+  unsigned refused = 0;
+  for (rlim_t most = 0; most < 300'000; most += 3'000) {
+    const std::string text = TextOfAnyone([&] {
+      signal(SIGXFSZ, SIG_IGN);
+      const rlimit limit{most, most};
+      setrlimit(RLIMIT_FSIZE, &limit);
+      BagWriter writer(path_);
+    });
+    EXPECT_EQ(fs::is_empty(folder_), text != "no failure") << most << " bytes: " << text;
+    refused += text != "no failure" ? 1 : 0;
+    fs::remove(path_);
+    fs::remove(journal_);
+  }
+  EXPECT_GT(refused, 10u);
+}
+
 TEST_F(Recording, InAReadOnlyFolderIsRead) {
   Write(5);
   chmod(path_.c_str(), 0444);
@@ -234,7 +256,7 @@ TEST_F(Recording, ThatMayNotBeReadIsRefused) {
 
 TEST_F(Recording, ThatIsAPipeIsRefused) {
   ASSERT_EQ(mkfifo(path_.c_str(), 0666), 0);
-  EXPECT_EQ(TextOfReading(), "cannot read " + path_.string() + ": this is no file");
+  EXPECT_EQ(TextOfReading(), path_.string() + ": this is no recording, and no file");
 }
 
 TEST_F(Recording, WithTablesOfOthersIsRefused) {
@@ -263,7 +285,7 @@ TEST(Stamps, OfMoreThanASecondOfNanosecondsAreRefused) {
   EXPECT_THAT(TextOf([&] { Decode<RegisterMessage>(bytes); }), HasSubstr("is damaged"));
 }
 
-// In either file: ten bytes are other ones.
+// In either file: twenty bytes are other ones.
 TEST_F(Recording, OfAnInterruptedWriterThatIsDamagedNeverCrashes) {
   Write(20);
   Interrupt();
@@ -275,10 +297,10 @@ TEST_F(Recording, OfAnInterruptedWriterThatIsDamagedNeverCrashes) {
     std::string damaged_file = whole;
     std::string damaged_journal = journal;
     std::string& damaged = round % 2 == 0 ? damaged_file : damaged_journal;
-    for (int i = 0; i < 10; ++i) {
+    for (int i = 0; i < 20; ++i) {
       // Most of them where the structure is.
-      const std::size_t page = random() % (damaged.size() / 65536) * 65536;
-      damaged[page + random() % (i < 8 ? 30 : 65536)] ^= static_cast<char>(1 + random() % 255);
+      const std::size_t page = random() % (damaged.size() / kPage) * kPage;
+      damaged[page + random() % (i < 18 ? 30 : kPage)] ^= static_cast<char>(1 + random() % 255);
     }
     Replace(path_, damaged_file);
     Replace(journal_, damaged_journal);

@@ -150,6 +150,15 @@ TEST(Points, ThatAreCutAreRefused) {
   }
 }
 
+TEST(Points, OfMoreFieldsThanAPointHasAreRefused) {
+  PointsMessage message;
+  message.fields.resize(256);
+  EXPECT_EQ(Decode<PointsMessage>(Encode(message)).fields.size(), 256u);
+  message.fields.resize(257);
+  EXPECT_THAT(TextOf([&] { Decode<PointsMessage>(Encode(message)); }),
+              HasSubstr("too many fields of a point"));
+}
+
 TEST(Definitions, HoldTheTypesTheyAreMadeOf) {
   const std::string points = WholeDefinition(EntryOf(Topic::kPoints));
   const std::string bar(80, '=');

@@ -70,10 +70,11 @@ class ReplayCommand : public Command {
     ChildProcess child(application_, {{"TESSALINE_BOARD", feed.model()},
                                       {"TESSALINE_BOARD_REPLAY", replay},
                                       {"LD_PRELOAD", Behind(FindLibrary(kBoardLibrary))}});
-    using Clock = std::chrono::steady_clock;
+    std::optional<Clock::time_point> begun;
     std::optional<Clock::time_point> over;
     bool stopped = false;
     while (child.Wait(kWatchEvery) != ChildProcess::News::kEnded) {
+      if (!begun && feed.Begun()) begun = Clock::now();
       if (!over && feed.Over()) over = Clock::now();
       // The last frames are in the application's hands for a moment.
       const bool done = over && Clock::now() - *over > std::chrono::milliseconds(500);
@@ -87,11 +88,21 @@ class ReplayCommand : public Command {
     session.Emit({{"strips", played.strips},
                   {"images", played.images},
                   {"complete", feed.Over()},
+                  {"seconds", SecondsBetween(begun, over)},
                   {"application_status", child.Status()}});
     return static_cast<ExitCode>(child.Status());
   }
 
  private:
+  using Clock = std::chrono::steady_clock;
+
+  // From the first frame that the application takes to the last; null unless it takes them all.
+  static Json SecondsBetween(const std::optional<Clock::time_point>& begun,
+                             const std::optional<Clock::time_point>& over) {
+    if (!begun || !over) return {};
+    return std::chrono::duration<double>(*over - *begun).count();
+  }
+
   StampRange Range() const {
     StampRange range;
     if (from_.empty() && to_.empty()) return range;

@@ -42,6 +42,7 @@ BagWriter::BagWriter(const std::string& path)
   SetKey(kVersionKey, std::to_string(kRecordingVersion));
   SetKey(kClosedKey, "no");
   Sync();
+  database_->KeepFile();
 }
 
 template <typename Call>

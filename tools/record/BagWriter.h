@@ -16,7 +16,7 @@ namespace tool {
 // throws again: what follows would hide a gap.
 class BagWriter {
  public:
-  // Creates `path`, which must not exist.
+  // Creates `path`, which must not exist. Nothing is left of it after a Failure.
   explicit BagWriter(const std::string& path);
   // Closes without Close(): readers see that it did not end properly.
   ~BagWriter() = default;

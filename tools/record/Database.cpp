@@ -16,6 +16,8 @@
 namespace tool {
 namespace {
 
+constexpr int kCacheKb = 512;
+
 struct Explanation {
   int result;  // of any detail, or a detailed one
   ExitCode code;
@@ -84,11 +86,22 @@ void RequireReadable(const std::string& path) {
 
 }  // namespace
 
-void Database::Close::operator()(sqlite3* handle) const { sqlite3_close_v2(handle); }
+void Database::Close::operator()(sqlite3* handle) const {
+  sqlite3_close_v2(handle);
+  if (remove.empty()) return;
+  // The file first: without its journal, half of it would remain.
+  unlink(remove.c_str());
+  unlink((remove + "-journal").c_str());
+}
 
 Database::Database(std::string path, Mode mode) : path_(std::move(path)) {
   const bool create = mode == Mode::kCreate;
-  create ? CreateNew(path_) : RequireReadable(path_);
+  if (create) {
+    CreateNew(path_);
+    handle_.get_deleter().remove = path_;
+  } else {
+    RequireReadable(path_);
+  }
   const bool writable = faccessat(AT_FDCWD, path_.c_str(), W_OK, AT_EACCESS) == 0;
   sqlite3* handle = nullptr;
   const int result = sqlite3_open_v2(path_.c_str(), &handle,
@@ -100,9 +113,13 @@ Database::Database(std::string path, Mode mode) : path_(std::move(path)) {
   sqlite3_limit(handle, SQLITE_LIMIT_LENGTH, kMostBytes);
   if (create) {
     // With a journal in a file, SQLite would need a temporary one in another folder to make tables.
-    Run("PRAGMA page_size = 65536; PRAGMA locking_mode = EXCLUSIVE;"
-        "PRAGMA journal_mode = MEMORY; PRAGMA synchronous = FULL;"
-        "PRAGMA cache_size = -65536");
+    // What is more than the cache holds goes to the file at once, while it is still in the
+    // processor's cache, and not all at the next sync.
+    Run(
+        fmt::format("PRAGMA page_size = {}; PRAGMA cache_size = -{};"
+                    "PRAGMA locking_mode = EXCLUSIVE; PRAGMA journal_mode = MEMORY;"
+                    "PRAGMA synchronous = FULL",
+                    kPageBytes, kCacheKb));
     return;
   }
   // SQLite refuses a file with a missing end, unless one that would repair it is asking.

@@ -41,9 +41,12 @@ class Database {
   // The largest message: an image of the largest sensor, with room to spare. A hostile file cannot
   // make us allocate more at once.
   static constexpr int kMostBytes = 64 << 20;
+  // Of new files. In larger pages, messages waste more; smaller ones take more time.
+  static constexpr int kPageBytes = 16 << 10;
 
   // kCreate: a new, empty file, which belongs to this process until it is closed; one that exists
-  // is refused. It survives no interruption before KeepJournal(). kRead: a file that may be
+  // is refused. It survives no interruption before KeepJournal(), and is removed with this object
+  // unless KeepFile() was called. kRead: a file that may be
   // hostile: nothing in it is executed. What an interrupted writer left half done is taken back
   // first, which needs permission to write. kSalvage: the same, and a file whose end is missing is
   // read up to there.
@@ -54,6 +57,8 @@ class Database {
   // Of a new file, outside of transactions: from the end of the next one on, an interruption takes
   // it back to the end of the last.
   void KeepJournal();
+  // Of a new file: from now on, it has something that is not to be lost.
+  void KeepFile() { handle_.get_deleter().remove.clear(); }
 
   // Throws Failure if `result` is one of an error; Damaged if it is this part of the file only.
   void Check(int result) const;
@@ -61,6 +66,7 @@ class Database {
 
  private:
   struct Close {
+    std::string remove;  // path of a new file that is nothing yet
     void operator()(sqlite3* handle) const;
   };
 

@@ -19,6 +19,8 @@ using eprosima::fastcdr::FastBuffer;
 constexpr std::int64_t kNsPerSecond = 1'000'000'000;
 // The encapsulation, every fixed field and its alignment of the largest message.
 constexpr std::size_t kMostFixedBytes = 128;
+// No sensor has as many.
+constexpr std::uint32_t kMostPointFields = 256;
 
 std::size_t VariableBytes(const std::string& text) { return text.size() + 1; }
 std::size_t VariableBytes(std::span<const std::byte> data) { return data.size(); }
@@ -78,7 +80,10 @@ class Decoder {
   void operator()(std::vector<PointsMessage::Field>& fields) {
     std::uint32_t count = 0;
     cdr_.deserialize(count);
-    // One by one: a wrong count comes to the end of the bytes before it takes memory.
+    // In memory, they take more than in the bytes.
+    if (count > kMostPointFields) {
+      throw eprosima::fastcdr::exception::BadParamException("too many fields of a point");
+    }
     for (std::uint32_t i = 0; i < count; ++i) {
       PointsMessage::Field field;
       std::apply([this](auto&... part) { ((*this)(part), ...); }, Fields(field));

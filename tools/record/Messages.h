@@ -125,8 +125,8 @@ Cdr Encode(const Message& message) {
   return bytes;
 }
 
-// Returns the message in `cdr`. Throws Failure if it is no such message; allocates no more than
-// `cdr` has bytes.
+// Returns the message in `cdr`. Throws Failure if it is no such message, or one with more than 256
+// fields of a point; beyond these, allocates no more than `cdr` has bytes.
 template <typename Message>
 Message Decode(std::span<const std::byte> cdr);
 

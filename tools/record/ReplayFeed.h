@@ -42,6 +42,8 @@ class ReplayFeed {
   };
   // What the board has taken so far.
   Counts Played() const;
+  // Whether it has taken a frame.
+  bool Begun() const { return images_.ring.First() + strips_.ring.First() > 0; }
   // Whether it has taken everything.
   bool Over() const;
   // Throws what went wrong while reading, if anything has.

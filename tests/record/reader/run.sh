@@ -1,5 +1,5 @@
 #!/bin/sh
-# Reads a recording with the packages in package.json, which npm puts into FOLDER.
+# Reads a recording and a bag made of one with the packages in package.json, which npm puts into FOLDER.
 #   run.sh SAMPLE FOLDER    SAMPLE: the program record_sample
 # Exits with 77, and says why, if there is no npm or it does not reach its registry.
 set -eu
@@ -26,6 +26,8 @@ if ! cmp -s "$here/package-lock.json" installed-package-lock.json; then
   cp "$here/package-lock.json" installed-package-lock.json
 fi
 cp "$here/read_recording.js" .
-rm -f run.db3 expected.json
-"$sample" run.db3 expected.json
-exec node read_recording.js run.db3 expected.json
+rm -rf sample
+mkdir sample
+"$sample" sample
+node read_recording.js sample/run.db3 sample/run.json EVERY
+node read_recording.js sample/bag sample/bag.json

@@ -192,6 +192,7 @@ std::optional<std::string> SmallDisk(const std::filesystem::path& folder, unsign
   if (failure.find("the disk is full") == std::string::npos) {
     return fmt::format("it says \"{}\"", failure);
   }
+  if (!progress.created && !std::filesystem::is_empty(folder)) return "something is left of it";
   return problem ? problem : Problem(folder / kFile, seed, progress);
 }
 
