@@ -18,6 +18,9 @@ set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 
+# Some headers are in a folder of the architecture, where this compiler does not look.
+set(CMAKE_CXX_FLAGS_INIT "-isystem ${sysroot}/usr/include/aarch64-linux-gnu")
+
 # zlib is not in the same directory as the others there.
 set(libraries ${sysroot}/lib/aarch64-linux-gnu:${sysroot}/usr/lib/aarch64-linux-gnu)
 set(CMAKE_EXE_LINKER_FLAGS_INIT -Wl,-rpath-link,${libraries})

@@ -157,7 +157,8 @@ TEST(Completion, KnowsCommandsOptionsModelsAndRegisters) {
   EXPECT_EQ(Completions(directory, "tessaline laser on --sec"), Words{"--seconds"});
   EXPECT_EQ(Completions(directory, "tessaline capture strips --tri"), Words{"--trigger"});
   EXPECT_EQ(Completions(directory, "tessaline recipe save front.json --led ma"), Words{"magenta"});
-  EXPECT_EQ(Completions(directory, "tessaline trace re"), (Words{"recipe", "reg"}));
+  EXPECT_EQ(Completions(directory, "tessaline trace re"),
+            (Words{"recipe", "record", "reg", "replay"}));
   EXPECT_EQ(Completions(directory, "tessaline trace --virtual K3610 reg re"), Words{"read"});
 }
 
