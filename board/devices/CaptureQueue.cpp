@@ -16,6 +16,7 @@ constexpr unsigned kMinWidth = 16, kMinHeight = 1, kMaxSide = 16384;
 constexpr unsigned kFirstWidth = 640, kFirstHeight = 480;  // before a format is set
 constexpr unsigned kMaxBuffers = 32;
 constexpr std::size_t kPageBytes = 4096;
+constexpr std::size_t kGuardBytes = 8;
 
 std::size_t PageAligned(std::size_t bytes) { return (bytes + kPageBytes - 1) & ~(kPageBytes - 1); }
 
@@ -189,16 +190,35 @@ int CaptureQueue::Queue(v4l2_buffer* request, Owner owner) {
 }
 
 int CaptureQueue::Dequeue(v4l2_buffer* request, Owner owner) {
-  const std::lock_guard lock(mutex_);
-  if (const int error = CheckBuffer(*request, owner); error != 0) return error;
-  if (!streaming_) return -EINVAL;
-  if (done_.empty()) return -EAGAIN;
-  const unsigned index = done_.front();
-  done_.pop_front();
-  signs_.Update(IsReady());
-  buffers_[index].state = State::kDequeued;
-  Describe(index, request);
+  {
+    const std::lock_guard lock(mutex_);
+    if (const int error = CheckBuffer(*request, owner); error != 0) return error;
+    if (!streaming_) return -EINVAL;
+    if (done_.empty()) return -EAGAIN;
+    const unsigned index = done_.front();
+    done_.pop_front();
+    signs_.Update(IsReady());
+    buffers_[index].state = State::kDequeued;
+    buffers_[index].taken = IsWhole(buffers_[index]);
+    Describe(index, request);
+  }
+  if (taken_listener_) taken_listener_();
   return 0;
+}
+
+bool CaptureQueue::IsWhole(const Buffer& buffer) const {
+  if (!buffer.guard) return true;
+  const std::uint8_t* const at = buffer.memory + *buffer.guard;
+  return std::any_of(at, at + kGuardBytes, [](std::uint8_t byte) { return byte != 0; });
+}
+
+CaptureQueue::Fate CaptureQueue::FateOf(const Fill& fill) const {
+  const std::lock_guard lock(mutex_);
+  if (fill.index >= buffers_.size()) return Fate::kLost;
+  const Buffer& buffer = buffers_[fill.index];
+  if (buffer.state == State::kDone) return Fate::kWaiting;
+  if (!buffer.taken) return Fate::kLost;
+  return buffer.state == State::kDequeued ? Fate::kTaken : Fate::kReturned;
 }
 
 int CaptureQueue::StreamOn(unsigned type, Owner owner) {
@@ -312,16 +332,19 @@ std::optional<CaptureQueue::Fill> CaptureQueue::Begin() {
   const unsigned index = queued_.front();
   queued_.pop_front();
   buffers_[index].state = State::kFilling;
+  buffers_[index].taken = false;
   return Fill{index, {buffers_[index].memory, buffer_bytes_}, buffer_width_, buffer_height_};
 }
 
-void CaptureQueue::Finish(const Fill& fill, std::size_t bytes_used, std::uint32_t sequence) {
+void CaptureQueue::Finish(const Fill& fill, std::size_t bytes_used, std::uint32_t sequence,
+                          std::optional<std::size_t> guard) {
   {
     const std::lock_guard lock(mutex_);
     Buffer& buffer = buffers_[fill.index];
     buffer.state = State::kDone;
     buffer.bytes_used = bytes_used;
     buffer.sequence = sequence;
+    buffer.guard = guard;
     buffer.time = MonotonicTime();
     done_.push_back(fill.index);
     signs_.Update(IsReady());

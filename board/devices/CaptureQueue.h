@@ -72,7 +72,16 @@ class CaptureQueue {
   bool IsShort() const;  // streaming, and no buffer is queued
   // Takes the buffer queued the longest for the FPGA, until Finish().
   std::optional<Fill> Begin();
-  void Finish(const Fill& fill, std::size_t bytes_used, std::uint32_t sequence);
+  // `guard`: where eight bytes of the frame are not all zero.
+  void Finish(const Fill& fill, std::size_t bytes_used, std::uint32_t sequence,
+              std::optional<std::size_t> guard = {});
+
+  // What became of a filled buffer, until it is filled again. kLost: the stream was stopped before
+  // software took it, or software had cleared it by then (zeros at the guard).
+  enum class Fate { kWaiting, kLost, kTaken, kReturned };
+  Fate FateOf(const Fill& fill) const;
+  // Called without a lock after a buffer was taken. Set before software runs.
+  void SetTakenListener(std::function<void()> listener) { taken_listener_ = std::move(listener); }
 
   // Called when the board is unplugged. All calls then fail with ENODEV, and blocked calls return.
   void Unplug();
@@ -84,10 +93,13 @@ class CaptureQueue {
     PrivateDescriptor memory_fd;     // MMAP
     std::uint8_t* memory = nullptr;  // the board's own mapping, or the user's pointer
     std::size_t bytes_used = 0;
+    std::optional<std::size_t> guard;
+    bool taken = false;  // whole, since it was filled
     std::uint32_t sequence = 0;
     timeval time{};
   };
 
+  bool IsWhole(const Buffer& buffer) const;
   bool IsReady() const { return unplugged_ || !streaming_ || !done_.empty(); }
   std::size_t SizeImage() const { return std::size_t{width_} * height_; }
   std::size_t PageOffset(unsigned index) const;
@@ -101,6 +113,7 @@ class CaptureQueue {
   std::condition_variable fill_ended_;
   Doorbell filled_;
   std::function<void()> listener_ = [] {};
+  std::function<void()> taken_listener_;
   bool unplugged_ = false;
   bool streaming_ = false;
   Owner owner_ = nullptr;

@@ -52,6 +52,9 @@ FrameEngine::FrameEngine(EngineWiring wiring) : wiring_(std::move(wiring)) {
 void FrameEngine::Play(std::unique_ptr<Replay> replay,
                        std::function<void(const ring::Record&)> on_event) {
   wiring_.fpga->replay = replay.get();
+  for (CaptureQueue* const queue : {wiring_.images, wiring_.strips}) {
+    queue->SetTakenListener([this] { Wake(); });
+  }
   player_ = std::make_unique<Player>(std::move(replay), wiring_, image_counters_, strip_counters_,
                                      std::move(on_event));
 }

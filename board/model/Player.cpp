@@ -12,6 +12,9 @@ namespace board {
 namespace {
 
 constexpr std::int64_t kNever = -1;
+constexpr std::size_t kImageHeaderBytes = 32;
+constexpr std::size_t kTimeStampAt = 8;
+constexpr std::size_t kCountBytes = 8;  // with the unused ones of a narrow count before it
 // The other process is reading its file.
 constexpr std::int64_t kLookAgainNs = 2'000'000;
 
@@ -30,7 +33,38 @@ Player::Player(std::unique_ptr<Replay> replay, const EngineWiring& wiring, Strea
       counters_{&images, &strips},
       on_event_(std::move(on_event)) {}
 
+CaptureQueue& Player::QueueOf(Replay::Stream stream) const {
+  return stream == Replay::kImages ? *wiring_.images : *wiring_.strips;
+}
+
+bool Player::Settle(Replay::Stream stream) {
+  std::optional<Sent>& sent = sent_[stream];
+  if (!sent) return true;
+  const CaptureQueue::Fate fate = QueueOf(stream).FateOf(sent->fill);
+  if (fate == CaptureQueue::Fate::kWaiting) return false;
+  if (!sent->taken && fate != CaptureQueue::Fate::kLost) {
+    sent->taken = true;
+    const auto record = replay_->Next(stream);
+    Count(stream, *record, /*delivered=*/true);
+    replay_->Take(stream, *record);
+  }
+  if (fate == CaptureQueue::Fate::kTaken) return true;
+  if (sent->taken) replay_->Return(stream);
+  sent.reset();
+  return true;
+}
+
+void Player::Count(Replay::Stream stream, const ring::Record& record, bool delivered) {
+  const std::uint64_t frames = stream == Replay::kImages ? 1 : record.first;
+  StreamCounters& counters = *counters_[stream];
+  counters.frames += frames;
+  (delivered ? counters.delivered : counters.lost) += frames;
+  counters.buffers += delivered ? 1 : 0;
+}
+
 std::int64_t Player::Work(bool armed, const SensorState& sensor) {
+  const bool images_settled = Settle(Replay::kImages);
+  const bool strips_settled = Settle(Replay::kStrips);
   if (!armed) {
     for (const auto stream : {Replay::kImages, Replay::kStrips}) replay_->Rest(stream);
     return kNever;
@@ -43,7 +77,10 @@ std::int64_t Player::Work(bool armed, const SensorState& sensor) {
     }
   }
   if (refused_) return kNever;
-  return Sooner(Frames(sensor), Events());
+  const bool settled =
+      wiring_.fpga->CommittedRoute() == Route::kImages ? images_settled : strips_settled;
+  // The bell rings when software takes the last frame.
+  return Sooner(settled ? Frames(sensor) : kNever, Events());
 }
 
 std::int64_t Player::Frames(const SensorState& sensor) {
@@ -60,16 +97,11 @@ std::int64_t Player::Frames(const SensorState& sensor) {
   const Fate fate = stream == Replay::kImages ? SendImage(*record, sensor) : SendStrips(*record);
   // The bell rings when there is a buffer.
   if (fate == Fate::kNoBuffer) return kNever;
-  const std::uint64_t frames = stream == Replay::kImages ? 1 : record->first;
-  StreamCounters& counters = *counters_[stream];
-  counters.frames += frames;
-  if (fate == Fate::kDelivered) {
-    counters.delivered += frames;
-    ++counters.buffers;
-  } else {
-    counters.lost += frames;
+  if (fate == Fate::kUnfit) {
+    Count(stream, *record, /*delivered=*/false);
+    replay_->Take(stream, *record);
+    replay_->Return(stream);
   }
-  replay_->Take(stream, *record);
   return 0;
 }
 
@@ -102,8 +134,15 @@ Player::Fate Player::SendImage(const ring::Record& record, const SensorState& se
   if (!fill) return Fate::kNoBuffer;
   const std::size_t full_pixels = std::size_t{fill->width} * (fill->height - 1);
   const std::size_t used = PutImage(record.payload, full_pixels, fill->memory);
-  wiring_.images->Finish(*fill, used, sequence_[Replay::kImages]++);
-  return used > 0 ? Fate::kDelivered : Fate::kUnfit;
+  if (used == 0) {
+    wiring_.images->Finish(*fill, 0, sequence_[Replay::kImages]++);
+    return Fate::kUnfit;
+  }
+  std::optional<std::size_t> guard;
+  if (TimeStampOf(record) != 0) guard = used - kImageHeaderBytes + kTimeStampAt;
+  wiring_.images->Finish(*fill, used, sequence_[Replay::kImages]++, guard);
+  sent_[Replay::kImages] = Sent{*fill, false};
+  return Fate::kDelivered;
 }
 
 Player::Fate Player::SendStrips(const ring::Record& record) {
@@ -118,8 +157,16 @@ Player::Fate Player::SendStrips(const ring::Record& record) {
   const auto fill = wiring_.strips->Begin();
   if (!fill) return Fate::kNoBuffer;
   const bool fits = PutStrips(record.payload, record.first, settings, fill->memory);
-  wiring_.strips->Finish(*fill, fits ? fill->memory.size() : 0, sequence_[Replay::kStrips]++);
-  return fits ? Fate::kDelivered : Fate::kUnfit;
+  if (!fits) {
+    wiring_.strips->Finish(*fill, 0, sequence_[Replay::kStrips]++);
+    return Fate::kUnfit;
+  }
+  // The count, unless there are no strips to lose.
+  std::optional<std::size_t> guard;
+  if (record.first > 0) guard = fill->memory.size() - kCountBytes;
+  wiring_.strips->Finish(*fill, fill->memory.size(), sequence_[Replay::kStrips]++, guard);
+  sent_[Replay::kStrips] = Sent{*fill, false};
+  return Fate::kDelivered;
 }
 
 }  // namespace board

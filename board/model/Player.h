@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
+#include <string>
 
 #include "model/FrameEngine.h"
 #include "model/Replay.h"
@@ -24,11 +26,15 @@ class Player {
 
  private:
   std::int64_t Frames(const SensorState& sensor);
+  // Looks what software did with the last frame. False: it has not taken it yet.
+  bool Settle(Replay::Stream stream);
+  CaptureQueue& QueueOf(Replay::Stream stream) const;
   std::int64_t Events();
-  // Whether it was delivered, had to be left out, or must wait for a buffer.
+  // Whether it is in a buffer, has to be left out, or must wait for a buffer.
   enum class Fate { kDelivered, kUnfit, kNoBuffer };
   Fate SendImage(const ring::Record& record, const SensorState& sensor);
   Fate SendStrips(const ring::Record& record);
+  void Count(Replay::Stream stream, const ring::Record& record, bool delivered);
   // Says so once a kind.
   void Complain(Replay::Stream stream, const std::string& what);
 
@@ -36,6 +42,13 @@ class Player {
   const EngineWiring& wiring_;
   StreamCounters* const counters_[2];
   const OnEvent on_event_;
+  // The one frame of each stream that is with software. The next comes once software has taken it:
+  // what is left in the queue when software stops the stream or clears the buffers is sent again.
+  struct Sent {
+    CaptureQueue::Fill fill;
+    bool taken;
+  };
+  std::optional<Sent> sent_[2];
   bool claimed_ = false;
   bool refused_ = false;
   bool complained_[2] = {};

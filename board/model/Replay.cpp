@@ -54,6 +54,7 @@ void Replay::FindFirst() {
   std::uint64_t first = kNothingComes;
   for (const Stream stream : {kImages, kStrips}) {
     upcoming_[stream] = kNothingComes;
+    in_hands_[stream] = kNothingComes;
     Lane& lane = lanes_[stream];
     for (int look = 0; look < kFirstLooks; ++look) {
       const bool ended = lane.ring.Ended();
@@ -108,16 +109,25 @@ std::int64_t Replay::Wait(Stream stream, const ring::Record& record) {
 
 void Replay::Take(Stream stream, const ring::Record& record) {
   Lane& lane = lanes_[stream];
-  if (stream != kEvents) last_ = TimeStampOf(record);
+  if (stream != kEvents) {
+    Return(stream);
+    in_hands_[stream] = TimeStampOf(record);
+  }
   lane.position = lane.behind;
   lane.ring.Release(lane.position);
   if (stream == kEvents || Next(stream)) return;
   // What is still to come is later than what was.
-  upcoming_[stream] = lane.ring.Ended() ? kNothingComes : last_ + 1;
+  upcoming_[stream] = lane.ring.Ended() ? kNothingComes : in_hands_[stream] + 1;
+}
+
+void Replay::Return(Stream stream) {
+  const std::uint64_t stamp = in_hands_[stream].exchange(kNothingComes);
+  if (stamp != kNothingComes) last_ = std::max<std::uint64_t>(last_, stamp);
 }
 
 std::uint64_t Replay::Ticks(std::uint64_t since_power_up) const {
-  const std::uint64_t next = std::min<std::uint64_t>(upcoming_[kImages], upcoming_[kStrips]);
+  const std::uint64_t next = std::min({upcoming_[kImages].load(), upcoming_[kStrips].load(),
+                                       in_hands_[kImages].load(), in_hands_[kStrips].load()});
   const std::uint64_t running = std::max<std::uint64_t>(ticks_at_power_up_ + since_power_up, last_);
   return next == 0 ? running : std::min(running, next - 1);
 }

@@ -38,15 +38,18 @@ class Replay {
   std::optional<ring::Record> Next(Stream stream);
   // Nanoseconds until it is due.
   std::int64_t Wait(Stream stream, const ring::Record& record);
-  // It has been delivered, or cannot be.
+  // Software has it in its hands, or it cannot have it: the next record is another one.
   void Take(Stream stream, const ring::Record& record);
+  // Software has given the last frame's buffer back.
+  void Return(Stream stream);
   // The stream is off: its next frame starts a new pace.
   void Rest(Stream stream) { lanes_[stream].paced = false; }
   bool Ended(Stream stream) const { return lanes_[stream].ring.Ended(); }
 
   // --- Any thread.
 
-  // The FPGA's counter: it runs on, but never past the frame that comes next, nor behind the last.
+  // The FPGA's counter: it runs on, but not to a frame that software has not yet finished with,
+  // which it would take for an old one after a stop.
   std::uint64_t Ticks(std::uint64_t since_power_up) const;
 
  private:
@@ -65,8 +68,10 @@ class Replay {
 
   std::array<Lane, 3> lanes_;
   const double speed_;
-  // Time stamps of the frames that come next, and of the last one.
+  // Time stamps of the frames that come next, of those in software's hands, and of the last one
+  // that it gave back.
   std::array<std::atomic<std::uint64_t>, 2> upcoming_;
+  std::array<std::atomic<std::uint64_t>, 2> in_hands_;
   std::atomic<std::uint64_t> last_{0};
   std::uint64_t ticks_at_power_up_ = 0;
 };

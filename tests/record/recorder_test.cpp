@@ -161,6 +161,9 @@ TEST_F(Recorder, ErrorsLossesTriggersAndCrashesAreIncidents) {
   PutStrip(1, kStart);
   const std::string line("file.cpp\0went wrong", 19);
   const auto text = std::as_bytes(std::span(line));
+  // Every start has one: the driver refuses a format.
+  ring_.Put({Kind::kLog, kStart, TESSALINE_LOG_ERROR, 1, text});
+  ring_.Put({Kind::kClock, kStart, 1, 1, {}});  // the device has been started
   ring_.Put({Kind::kLog, kStart, TESSALINE_LOG_WARN, 1, text});
   WorkFor(5ms);
   EXPECT_TRUE(recorder_->totals().files.empty());

@@ -314,6 +314,13 @@ TEST_F(FlightRecorder, ACrash) {
   EXPECT_GE(run.strips, 20u);
 }
 
+TEST_F(FlightRecorder, TheErrorOfEveryStartIsNone) {
+  const ToolResult result = Fly("--on-error", "exit 0").Run();
+  EXPECT_EQ(result.status, kOk) << result.err;
+  EXPECT_FALSE(std::filesystem::exists(run_));
+  EXPECT_THAT(result.out, HasSubstr("nothing happened"));
+}
+
 TEST_F(FlightRecorder, ALostFrame) {
   const ToolResult result = Fly("--on-error --after 0.1s", "wait")
                                 .With("TESSALINE_BOARD_FAULTS", "frame strips lost 20 2")
@@ -326,6 +333,7 @@ TEST_F(FlightRecorder, ALostFrame) {
   EXPECT_EQ(result.status, kOk) << result.err;
   EXPECT_TRUE(std::filesystem::exists(run_));
   EXPECT_THAT(result.out, Not(HasSubstr("lost by the device 0")));
+  EXPECT_THAT(result.out, HasSubstr("because: a frame was lost"));
 }
 
 }  // namespace

@@ -252,7 +252,7 @@ class RecordCommand : public Command {
     }
     guarded([&] { recorder.Finish(child.crashed()); });
     ShowProgress(recorder.totals(), true);
-    return Report(session, recorder.totals(), child, failure);
+    return Report(session, recorder.totals(failure.has_value()), child, failure);
   }
 
   // Before the device is started or the memory of a flight recorder fills.
@@ -310,7 +310,8 @@ class RecordCommand : public Command {
                       ? "no frames came"
                       : "the application was handed no frames, or uses the library "
                         "in a way that cannot be recorded (linked statically, or "
-                        "looked up with dlsym)";
+                        "looked up with dlsym, or in Python with a virtual board "
+                        "of its own: give --virtual CODE here)";
       }
     }
     if (totals.incidents_without_file > 0) {

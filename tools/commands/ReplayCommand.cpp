@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <chrono>
 #include <optional>
 
@@ -24,12 +25,15 @@ constexpr About kReplayAbout{
     "of "
     "another size and strips with other points are left out, which is said.\n"
     "When all has been played, the application runs on as on a sensor that sees nothing; --stop "
-    "interrupts it (SIGINT).",
+    "interrupts it (SIGINT), also when it has taken all images, or all strips, and for 5 s none of "
+    "the other kind.",
     "  tessaline replay run.db3 -- ./my_application\n"
     "  tessaline replay run.db3 --fast --stop -- ./my_application\n"
     "  tessaline record -o again.db3 -- tessaline replay run.db3 --stop -- ./my_application"};
 
 constexpr std::chrono::milliseconds kWatchEvery{20};
+constexpr std::chrono::milliseconds kLastFrames{500};
+constexpr std::chrono::milliseconds kOtherFrames{5000};
 constexpr double kMostSpeed = 1e6;
 constexpr unsigned kMostRounds = 1'000'000;
 
@@ -78,12 +82,16 @@ class ReplayCommand : public Command {
                                       {"LD_PRELOAD", Behind(FindLibrary(kBoardLibrary))}});
     std::optional<Clock::time_point> begun;
     std::optional<Clock::time_point> over;
+    Clock::time_point idle = Clock::time_point::max();  // since when
     bool stopped = false;
     while (child.Wait(kWatchEvery) != ChildProcess::News::kEnded) {
       if (!begun && feed.Begun()) begun = Clock::now();
       if (!over && feed.Over()) over = Clock::now();
-      // The last frames are in the application's hands for a moment.
-      const bool done = over && Clock::now() - *over > std::chrono::milliseconds(500);
+      idle = feed.Idle() ? std::min(idle, Clock::now()) : Clock::time_point::max();
+      // The last frames are in the application's hands for a moment. Of another kind it may take
+      // some later.
+      const bool done = (over && Clock::now() - *over > kLastFrames) ||
+                        Clock::now() - idle > kOtherFrames;
       if (stop_ && done && !std::exchange(stopped, true)) child.Signal(SIGINT);
     }
     feed.Check();

@@ -48,6 +48,13 @@ std::uint8_t PointBytesOf(std::uint64_t strips, std::span<const std::byte> data,
   return guess;
 }
 
+void RecordingFile::Counts::Add(const Counts& other) {
+  strips += other.strips;
+  images += other.images;
+  messages += other.messages;
+  bytes += other.bytes;
+}
+
 RecordingFile::RecordingFile(const std::string& path,
                              const std::optional<StandardMessages::Settings>& standard)
     : path_(path), writer_(path), next_sync_(Clock::now() + kSyncPeriod) {
@@ -132,6 +139,7 @@ void RecordingFile::SyncIfDue() {
   if (Clock::now() < next_sync_) return;
   WriteLosses();
   if (unsynced_) writer_.Sync();
+  synced_ = counts_;
   unsynced_ = false;
   next_sync_ = Clock::now() + kSyncPeriod;
 }
@@ -139,6 +147,7 @@ void RecordingFile::SyncIfDue() {
 void RecordingFile::Close() {
   WriteLosses();
   writer_.Close();
+  synced_ = counts_;
 }
 
 }  // namespace tool

@@ -22,6 +22,8 @@ class RecordingFile {
     std::uint64_t images = 0;
     std::uint64_t messages = 0;
     std::uint64_t bytes = 0;
+
+    void Add(const Counts& other);
   };
 
   // Creates `path`, which must not exist. `standard`: frames are also written as standard messages.
@@ -41,6 +43,8 @@ class RecordingFile {
 
   const std::string& path() const { return path_; }
   const Counts& counts() const { return counts_; }
+  // Of what survives everything.
+  const Counts& synced() const { return synced_; }
 
  private:
   using Clock = std::chrono::steady_clock;
@@ -55,6 +59,7 @@ class RecordingFile {
   std::optional<StandardMessages> standard_;
   Cdr cdr_;  // its memory is used again and again
   Counts counts_;
+  Counts synced_;
   std::uint8_t point_bytes_ = 8;  // of the last strips
   LossesMessage losses_;
   LossesMessage told_;

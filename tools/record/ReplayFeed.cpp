@@ -184,6 +184,15 @@ bool ReplayFeed::Over() const {
          strips_.ring.UsedBytes() == 0;
 }
 
+bool ReplayFeed::Idle() const {
+  if (!Begun()) return false;
+  for (const Lane* const lane : {&images_, &strips_}) {
+    const bool taken = lane->ring.First() > 0;
+    if (taken && !(lane->ring.Ended() && lane->ring.UsedBytes() == 0)) return false;
+  }
+  return true;
+}
+
 void ReplayFeed::Check() const {
   for (const Lane* const lane : {&images_, &strips_, &events_}) {
     if (lane->failed) std::rethrow_exception(lane->failure);

@@ -44,6 +44,8 @@ class ReplayFeed {
   Counts Played() const;
   // Whether it has taken a frame.
   bool Begun() const { return images_.ring.First() + strips_.ring.First() > 0; }
+  // Whether it has taken all of the kinds that it takes at all.
+  bool Idle() const;
   // Whether it has taken everything.
   bool Over() const;
   // Throws what went wrong while reading, if anything has.

@@ -51,24 +51,15 @@ void RingRecorder::OpenFile() {
 
 void RingRecorder::CloseFile() {
   file_->Close();
-  const RecordingFile::Counts& counts = file_->counts();
-  totals_.written.strips += counts.strips;
-  totals_.written.images += counts.images;
-  totals_.written.messages += counts.messages;
-  totals_.written.bytes += counts.bytes;
+  totals_.written.Add(file_->counts());
   file_.reset();
 }
 
-RingRecorder::Totals RingRecorder::totals() const {
+RingRecorder::Totals RingRecorder::totals(bool failed) const {
   Totals totals = totals_;
   totals.dropped_frames = ring_.DroppedFrames();
   totals.dropped_others = ring_.DroppedRecords();
-  if (file_) {
-    totals.written.strips += file_->counts().strips;
-    totals.written.images += file_->counts().images;
-    totals.written.messages += file_->counts().messages;
-    totals.written.bytes += file_->counts().bytes;
-  }
+  if (file_) totals.written.Add(failed ? file_->synced() : file_->counts());
   return totals;
 }
 

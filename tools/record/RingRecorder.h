@@ -49,8 +49,8 @@ class RingRecorder {
   // The application has ended: takes the rest and completes the file.
   void Finish(bool crashed);
 
-  // So far.
-  Totals totals() const;
+  // So far; after a failure, what is in the files for certain.
+  Totals totals(bool failed = false) const;
 
  private:
   using Clock = std::chrono::steady_clock;
