@@ -51,14 +51,12 @@ def measure(tool: pathlib.Path, folder: pathlib.Path, model: str, what: str, sec
         **fast,
     )
     frames, rate = made[what], made[what] / float(seconds)
-    # The IMX252 takes up to three images itself, to test itself.
-    wanted = max(1, frames - 3)
+    # An application that only takes frames: a recorder's own, that is told there is no recorder.
     take = (
-        f"exec {tool} capture {what} -n {wanted} -o /dev/null --format raw --force "
-        f"--model {model} >/dev/null"
+        f"TESSALINE_RECORD=none exec {tool} record -o none --{what} --model {model} >/dev/null"
     )
     played, _ = run(
-        tool, "replay", str(file), "--fast", "--json", "--", "sh", "-c", take,
+        tool, "replay", str(file), "--fast", "--stop", "--json", "--", "sh", "-c", take,
         TESSALINE_BOARD_SLEEP="0",
     )
     file.unlink()
