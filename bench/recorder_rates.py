@@ -61,7 +61,7 @@ def measure(tool: pathlib.Path, folder: pathlib.Path, model: str, what: str, sec
     )
     file.unlink()
     return (
-        f"| {model}, {what} | {real[what] / float(seconds):.0f} | {real['dropped_frames']} | "
+        f"| {model}, {what} | {real[what] / float(seconds):.0f} | {real['dropped_frames'] + real['lost_by_device']} | "
         f"{rate:.0f} | {made['bytes'] / float(seconds) / 1e6:.0f} | {made['dropped_frames']} | "
         f"{1e6 * cpu / frames:.0f} | {frames / played['seconds']:.0f} |"
     )
@@ -71,7 +71,7 @@ def main() -> None:
     tool = pathlib.Path(sys.argv[1]).resolve() / "tessaline"
     seconds = sys.argv[2] if len(sys.argv) > 2 else "3"
     print(
-        "| | top rate: /s | dropped | free-running: /s | MB/s | dropped | us a frame | replay /s |\n"
+        "| | top rate: /s | lost | free-running: /s | MB/s | dropped | us a frame | replay /s |\n"
         "|---|---|---|---|---|---|---|---|"
     )
     with tempfile.TemporaryDirectory(dir=tool.parent) as folder:

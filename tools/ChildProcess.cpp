@@ -68,8 +68,12 @@ ChildProcess::ChildProcess(const std::vector<std::string>& words, const Variable
   }
   posix_spawnattr_t attributes;
   posix_spawnattr_init(&attributes);
-  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK);
+  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
   posix_spawnattr_setsigmask(&attributes, &before_);
+  sigset_t usual;
+  sigemptyset(&usual);
+  sigaddset(&usual, SIGUSR1);
+  posix_spawnattr_setsigdefault(&attributes, &usual);
 
   const std::vector<std::string> environment = EnvironmentWith(variables);
   const int error = posix_spawnp(&pid_, words.front().c_str(), &actions, &attributes,
@@ -84,6 +88,10 @@ ChildProcess::ChildProcess(const std::vector<std::string>& words, const Variable
 }
 
 ChildProcess::~ChildProcess() {
+  // What came for the application after its end does not end us instead.
+  signalfd_siginfo late{};
+  while (read(signals_, &late, sizeof late) == sizeof late) {
+  }
   close(signals_);
   pthread_sigmask(SIG_SETMASK, &before_, nullptr);
 }
@@ -99,11 +107,17 @@ ChildProcess::News ChildProcess::Wait(std::chrono::milliseconds most) {
       if (number == SIGUSR1 || number == SIGCHLD) continue;
       passed_on_ = number;
       // A terminal sends its signals to all processes in front of it.
-      if (info.ssi_code != SI_KERNEL) kill(pid_, number);
+      if (info.ssi_code != SI_KERNEL) Signal(number);
     }
   }
   if (!ended_) ended_ = waitpid(pid_, &status_, WNOHANG) == pid_;
   return ended_ ? News::kEnded : news;
+}
+
+void ChildProcess::Signal(int number) {
+  if (ended_) return;
+  passed_on_ = number;
+  kill(pid_, number);
 }
 
 int ChildProcess::Status() const {

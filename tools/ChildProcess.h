@@ -33,9 +33,7 @@ class ChildProcess {
   // Whether a signal ended it that nobody sent it from here.
   bool crashed() const;
   // Nothing, once it has ended: its number may be another process's by then.
-  void Signal(int number) const {
-    if (!ended_) kill(pid_, number);
-  }
+  void Signal(int number);
 
  private:
   pid_t pid_ = -1;

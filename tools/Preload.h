@@ -24,8 +24,9 @@ inline constexpr PreloadedLibrary kRecorderLibrary{
     "tessaline-tools",
     "tessaline-recorder"};
 
-// Looks beside this program and beside the device library, and there in the folder "tessaline": what
-// nobody links with has no place among the system's libraries. Throws Failure if it is not there.
+// Looks beside this program and beside the device library, and there in the folder "tessaline":
+// what nobody links with has no place among the system's libraries. Throws Failure if it is not
+// there.
 std::string FindLibrary(const PreloadedLibrary& library);
 
 // A value for LD_PRELOAD that adds `path` in front of what this process has there.

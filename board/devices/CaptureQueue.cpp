@@ -182,6 +182,9 @@ int CaptureQueue::Queue(v4l2_buffer* request, Owner owner) {
     }
     buffer.state = State::kQueued;
     buffer.bytes_used = 0;
+    if (request->index == last_filled_ && last_fate_ == Fate::kTaken) {
+      last_fate_ = Fate::kReturned;
+    }
     queued_.push_back(request->index);
     Describe(request->index, request);
   }
@@ -199,7 +202,9 @@ int CaptureQueue::Dequeue(v4l2_buffer* request, Owner owner) {
     done_.pop_front();
     signs_.Update(IsReady());
     buffers_[index].state = State::kDequeued;
-    buffers_[index].taken = IsWhole(buffers_[index]);
+    if (index == last_filled_ && last_fate_ == Fate::kWaiting) {
+      last_fate_ = IsWhole(buffers_[index]) ? Fate::kTaken : Fate::kLost;
+    }
     Describe(index, request);
   }
   if (taken_listener_) taken_listener_();
@@ -212,13 +217,9 @@ bool CaptureQueue::IsWhole(const Buffer& buffer) const {
   return std::any_of(at, at + kGuardBytes, [](std::uint8_t byte) { return byte != 0; });
 }
 
-CaptureQueue::Fate CaptureQueue::FateOf(const Fill& fill) const {
+CaptureQueue::Fate CaptureQueue::LastFate() const {
   const std::lock_guard lock(mutex_);
-  if (fill.index >= buffers_.size()) return Fate::kLost;
-  const Buffer& buffer = buffers_[fill.index];
-  if (buffer.state == State::kDone) return Fate::kWaiting;
-  if (!buffer.taken) return Fate::kLost;
-  return buffer.state == State::kDequeued ? Fate::kTaken : Fate::kReturned;
+  return last_fate_;
 }
 
 int CaptureQueue::StreamOn(unsigned type, Owner owner) {
@@ -249,6 +250,7 @@ void CaptureQueue::StopLocked(std::unique_lock<std::mutex>& lock) {
   streaming_ = false;
   queued_.clear();
   done_.clear();
+  if (last_fate_ == Fate::kWaiting) last_fate_ = Fate::kLost;
   const auto filling = [this] {
     return std::any_of(buffers_.begin(), buffers_.end(),
                        [](const Buffer& buffer) { return buffer.state == State::kFilling; });
@@ -332,7 +334,6 @@ std::optional<CaptureQueue::Fill> CaptureQueue::Begin() {
   const unsigned index = queued_.front();
   queued_.pop_front();
   buffers_[index].state = State::kFilling;
-  buffers_[index].taken = false;
   return Fill{index, {buffers_[index].memory, buffer_bytes_}, buffer_width_, buffer_height_};
 }
 
@@ -345,6 +346,8 @@ void CaptureQueue::Finish(const Fill& fill, std::size_t bytes_used, std::uint32_
     buffer.bytes_used = bytes_used;
     buffer.sequence = sequence;
     buffer.guard = guard;
+    last_filled_ = fill.index;
+    last_fate_ = streaming_ ? Fate::kWaiting : Fate::kLost;
     buffer.time = MonotonicTime();
     done_.push_back(fill.index);
     signs_.Update(IsReady());

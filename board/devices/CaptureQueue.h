@@ -76,10 +76,10 @@ class CaptureQueue {
   void Finish(const Fill& fill, std::size_t bytes_used, std::uint32_t sequence,
               std::optional<std::size_t> guard = {});
 
-  // What became of a filled buffer, until it is filled again. kLost: the stream was stopped before
-  // software took it, or software had cleared it by then (zeros at the guard).
+  // What became of the buffer that was filled last. kLost: the stream was stopped before software
+  // took it, or software had cleared it by then (zeros at the guard).
   enum class Fate { kWaiting, kLost, kTaken, kReturned };
-  Fate FateOf(const Fill& fill) const;
+  Fate LastFate() const;
   // Called without a lock after a buffer was taken. Set before software runs.
   void SetTakenListener(std::function<void()> listener) { taken_listener_ = std::move(listener); }
 
@@ -94,7 +94,6 @@ class CaptureQueue {
     std::uint8_t* memory = nullptr;  // the board's own mapping, or the user's pointer
     std::size_t bytes_used = 0;
     std::optional<std::size_t> guard;
-    bool taken = false;  // whole, since it was filled
     std::uint32_t sequence = 0;
     timeval time{};
   };
@@ -114,6 +113,8 @@ class CaptureQueue {
   Doorbell filled_;
   std::function<void()> listener_ = [] {};
   std::function<void()> taken_listener_;
+  unsigned last_filled_ = 0;
+  Fate last_fate_ = Fate::kLost;
   bool unplugged_ = false;
   bool streaming_ = false;
   Owner owner_ = nullptr;

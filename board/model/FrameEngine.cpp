@@ -79,6 +79,7 @@ void FrameEngine::EnsureRunning() {
 void FrameEngine::UnlockAfterFork(bool child) {
   // The thread does not exist in the child; the next stream or trigger starts another.
   if (child) running_ = false;
+  if (child && player_ != nullptr) player_->Forked();
   mutex_.unlock();
 }
 

@@ -40,7 +40,7 @@ CaptureQueue& Player::QueueOf(Replay::Stream stream) const {
 bool Player::Settle(Replay::Stream stream) {
   std::optional<Sent>& sent = sent_[stream];
   if (!sent) return true;
-  const CaptureQueue::Fate fate = QueueOf(stream).FateOf(sent->fill);
+  const CaptureQueue::Fate fate = QueueOf(stream).LastFate();
   if (fate == CaptureQueue::Fate::kWaiting) return false;
   if (!sent->taken && fate != CaptureQueue::Fate::kLost) {
     sent->taken = true;
@@ -97,6 +97,7 @@ std::int64_t Player::Frames(const SensorState& sensor) {
   const Fate fate = stream == Replay::kImages ? SendImage(*record, sensor) : SendStrips(*record);
   // The bell rings when there is a buffer.
   if (fate == Fate::kNoBuffer) return kNever;
+  replay_->Sent(*record);
   if (fate == Fate::kUnfit) {
     Count(stream, *record, /*delivered=*/false);
     replay_->Take(stream, *record);
@@ -110,7 +111,7 @@ std::int64_t Player::Events() {
   const auto record = replay_->Next(Replay::kEvents);
   if (!record) return ended ? kNever : kLookAgainNs;
   const std::int64_t wait = replay_->Wait(Replay::kEvents, *record);
-  if (wait > 0) return wait;
+  if (wait != 0) return wait;
   on_event_(*record);
   replay_->Take(Replay::kEvents, *record);
   return 0;
@@ -123,7 +124,9 @@ void Player::Complain(Replay::Stream stream, const std::string& what) {
 
 Player::Fate Player::SendImage(const ring::Record& record, const SensorState& sensor) {
   const ImageSize size = SizeOf(*wiring_.fpga, AsReceived(*wiring_.fpga, sensor));
-  if (record.first != size.width || record.second != size.height) {
+  const std::uint64_t pixels = std::uint64_t{size.width} * size.height;
+  if (record.first != size.width || record.second != size.height ||
+      record.payload.size() != pixels + kImageHeaderBytes) {
     Complain(Replay::kImages,
              fmt::format("the recording has images of {} x {}, the application reads {} x {}; they "
                          "are left out",
@@ -135,13 +138,14 @@ Player::Fate Player::SendImage(const ring::Record& record, const SensorState& se
   const std::size_t full_pixels = std::size_t{fill->width} * (fill->height - 1);
   const std::size_t used = PutImage(record.payload, full_pixels, fill->memory);
   if (used == 0) {
+    std::fill(fill->memory.begin(), fill->memory.end(), 0);  // of an older frame
     wiring_.images->Finish(*fill, 0, sequence_[Replay::kImages]++);
     return Fate::kUnfit;
   }
   std::optional<std::size_t> guard;
   if (TimeStampOf(record) != 0) guard = used - kImageHeaderBytes + kTimeStampAt;
   wiring_.images->Finish(*fill, used, sequence_[Replay::kImages]++, guard);
-  sent_[Replay::kImages] = Sent{*fill, false};
+  sent_[Replay::kImages] = Sent{};
   return Fate::kDelivered;
 }
 
@@ -158,6 +162,7 @@ Player::Fate Player::SendStrips(const ring::Record& record) {
   if (!fill) return Fate::kNoBuffer;
   const bool fits = PutStrips(record.payload, record.first, settings, fill->memory);
   if (!fits) {
+    std::fill(fill->memory.begin(), fill->memory.end(), 0);  // of an older frame
     wiring_.strips->Finish(*fill, 0, sequence_[Replay::kStrips]++);
     return Fate::kUnfit;
   }
@@ -165,7 +170,7 @@ Player::Fate Player::SendStrips(const ring::Record& record) {
   std::optional<std::size_t> guard;
   if (record.first > 0) guard = fill->memory.size() - kCountBytes;
   wiring_.strips->Finish(*fill, fill->memory.size(), sequence_[Replay::kStrips]++, guard);
-  sent_[Replay::kStrips] = Sent{*fill, false};
+  sent_[Replay::kStrips] = Sent{};
   return Fate::kDelivered;
 }
 

@@ -21,6 +21,8 @@ class Player {
   Player(std::unique_ptr<Replay> replay, const EngineWiring& wiring, StreamCounters& images,
          StreamCounters& strips, OnEvent on_event);
 
+  // The process is a child now, which does not take its parent's frames.
+  void Forked() { claimed_ = false; }
   // Does what is due. Returns as FrameEngine::Work().
   std::int64_t Work(bool armed, const SensorState& sensor);
 
@@ -45,8 +47,7 @@ class Player {
   // The one frame of each stream that is with software. The next comes once software has taken it:
   // what is left in the queue when software stops the stream or clears the buffers is sent again.
   struct Sent {
-    CaptureQueue::Fill fill;
-    bool taken;
+    bool taken = false;
   };
   std::optional<Sent> sent_[2];
   bool claimed_ = false;

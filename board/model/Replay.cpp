@@ -21,6 +21,10 @@ constexpr std::uint64_t kTicksBefore = 250'000'000;  // 5 s
 constexpr int kFirstLooks = 500;
 constexpr std::int64_t kLookEveryNs = 2'000'000;
 
+bool IsState(const ring::Record& record) {
+  return record.kind == ring::Kind::kRegister || record.kind == ring::Kind::kDevice;
+}
+
 }  // namespace
 
 std::uint64_t TimeStampOf(const ring::Record& frame) {
@@ -76,15 +80,21 @@ std::vector<ring::Record> Replay::StartState() const {
   std::vector<ring::Record> state;
   const ring::RecordRing& events = lanes_[kEvents].ring;
   auto found = events.At(events.First());
-  while (found && (found->record.kind == ring::Kind::kRegister ||
-                   found->record.kind == ring::Kind::kDevice)) {
+  while (found && IsState(found->record)) {
     state.push_back(found->record);
     found = events.At(found->next);
   }
   return state;
 }
 
-bool Replay::Claim() { return lanes_[kEvents].ring.Claim(); }
+bool Replay::Claim() {
+  Lane& events = lanes_[kEvents];
+  if (!events.ring.Claim()) return false;
+  for (auto record = Next(kEvents); record && IsState(*record); record = Next(kEvents)) {
+    Take(kEvents, *record);
+  }
+  return true;
+}
 
 std::optional<ring::Record> Replay::Next(Stream stream) {
   Lane& lane = lanes_[stream];
@@ -97,6 +107,12 @@ std::optional<ring::Record> Replay::Next(Stream stream) {
 
 std::int64_t Replay::Wait(Stream stream, const ring::Record& record) {
   Lane& lane = lanes_[stream];
+  if (stream == kEvents) {
+    if (Ended(kImages) && Ended(kStrips) && Empty(kImages) && Empty(kStrips)) return 0;
+    if (!lane.paced) return -1;
+    if (record.stamp_ns <= lane.start_stamp_ns) return 0;
+    if (speed_ == 0) return -1;
+  }
   if (speed_ == 0) return 0;
   const std::int64_t now = MonotonicNs();
   if (!std::exchange(lane.paced, true)) {
@@ -107,8 +123,16 @@ std::int64_t Replay::Wait(Stream stream, const ring::Record& record) {
   return std::max<std::int64_t>(0, lane.start_ns + static_cast<std::int64_t>(since) - now);
 }
 
+void Replay::Sent(const ring::Record& frame) {
+  Lane& events = lanes_[kEvents];
+  events.paced = true;
+  events.start_ns = MonotonicNs();
+  events.start_stamp_ns = frame.stamp_ns;
+}
+
 void Replay::Take(Stream stream, const ring::Record& record) {
   Lane& lane = lanes_[stream];
+  const bool ended = lane.ring.Ended();  // before the look for the next
   if (stream != kEvents) {
     Return(stream);
     in_hands_[stream] = TimeStampOf(record);
@@ -117,7 +141,7 @@ void Replay::Take(Stream stream, const ring::Record& record) {
   lane.ring.Release(lane.position);
   if (stream == kEvents || Next(stream)) return;
   // What is still to come is later than what was.
-  upcoming_[stream] = lane.ring.Ended() ? kNothingComes : in_hands_[stream] + 1;
+  upcoming_[stream] = ended ? kNothingComes : in_hands_[stream] + 1;
 }
 
 void Replay::Return(Stream stream) {

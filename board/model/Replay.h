@@ -29,21 +29,26 @@ class Replay {
   // may ask, as often as it likes.
   std::vector<ring::Record> StartState() const;
 
-  // Becomes the one process that takes frames. False: another one does.
+  // Becomes the one process that takes frames, and passes over the start state, which it has had.
+  // False: another one does.
   bool Claim();
 
   // --- Only the frame engine's thread.
 
   // The next record of a kind; none if it is not there yet, or if all have been.
   std::optional<ring::Record> Next(Stream stream);
-  // Nanoseconds until it is due.
+  // Nanoseconds until it is due; negative: not before another frame. Events are due when they were
+  // in the recording, between its frames.
   std::int64_t Wait(Stream stream, const ring::Record& record);
+  // It is on its way.
+  void Sent(const ring::Record& frame);
   // Software has it in its hands, or it cannot have it: the next record is another one.
   void Take(Stream stream, const ring::Record& record);
   // Software has given the last frame's buffer back.
   void Return(Stream stream);
   // The stream is off: its next frame starts a new pace.
   void Rest(Stream stream) { lanes_[stream].paced = false; }
+  bool Empty(Stream stream) const { return lanes_[stream].ring.UsedBytes() == 0; }
   bool Ended(Stream stream) const { return lanes_[stream].ring.Ended(); }
 
   // --- Any thread.

@@ -341,7 +341,8 @@ def clouds(*fields: Any) -> list[tuple[str, int, bytes]]:
 
 def test_messages_for_viewers(tmp_path: pathlib.Path) -> None:
     rows = clouds("sensor", 1, 2, FLOATS, 0, 16, 32, CLOUD.tobytes(), 1)
-    rows.append(("pictures", T, cdr("pictures", T, "sensor", 6, 8, "mono8", 0, 8, PIXELS.tobytes())))
+    image = cdr("pictures", T, "sensor", 6, 8, "mono8", 0, 8, PIXELS.tobytes())
+    rows.append(("pictures", T, image))
     run = bags.make(tmp_path / "run.db3", rows)
     with Recording(run) as recording:
         (cloud,), (picture,) = recording.points(), recording.pictures()

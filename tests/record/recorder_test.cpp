@@ -1,8 +1,6 @@
 // The recorder and the flight recorder, fed by hand.
 #include <gmock/gmock.h>
 
-#include <thread>
-
 #include "BagFixture.h"
 #include "record/BagQuery.h"
 #include "record/RingRecorder.h"
@@ -33,6 +31,7 @@ class Recorder : public BagFolderTest {
     settings.on_trigger = true;
     settings.most_files = 3;
     recorder_.emplace(ring_, settings);
+    recorder_->Work(now_);
   }
   void PutStrip(std::uint64_t id, std::int64_t stamp) {
     std::vector<std::byte> bytes;
@@ -45,11 +44,10 @@ class Recorder : public BagFolderTest {
   }
   // Works as long as this takes.
   void WorkFor(std::chrono::nanoseconds time) {
-    const auto end = std::chrono::steady_clock::now() + time;
+    const auto end = now_ + time;
     do {
-      recorder_->Work();
-      std::this_thread::sleep_for(1ms);
-    } while (std::chrono::steady_clock::now() < end);
+      recorder_->Work(now_ += 1ms);
+    } while (now_ < end);
   }
   static std::vector<std::uint64_t> Ids(const std::string& path) {
     const tool::BagReader reader(path);
@@ -67,6 +65,7 @@ class Recorder : public BagFolderTest {
     return (folder_ / ("run-" + std::to_string(number) + ".db3")).string();
   }
 
+  std::chrono::steady_clock::time_point now_ = std::chrono::steady_clock::now() + 1s;
   ring::RecordRing ring_ = std::move(*ring::RecordRing::Create(1 << 20));
   std::optional<tool::RingRecorder> recorder_;
 };
@@ -74,7 +73,7 @@ class Recorder : public BagFolderTest {
 TEST_F(Recorder, WritesEverythingIntoOneFile) {
   Start();
   PutStrip(1, kStart);
-  recorder_->Work();
+  recorder_->Work(now_);
   PutStrip(2, kStart + 1);
   recorder_->Incident("nothing for this one");
   recorder_->Finish(/*crashed=*/true);
@@ -114,7 +113,7 @@ TEST_F(Recorder, AFlightRecorderWritesWhatWasAroundAnIncident) {
   PutStrip(2, kStart + kSecond);
   WorkFor(10ms);
   recorder_->Incident("a test");
-  recorder_->Work();
+  recorder_->Work(now_);
   EXPECT_EQ(recorder_->totals().written.strips, 1u) << "not written at once";
   PutStrip(3, kStart + 2 * kSecond);
   WorkFor(100ms);
@@ -183,7 +182,7 @@ TEST_F(Recorder, ErrorsLossesTriggersAndCrashesAreIncidents) {
 TEST_F(Recorder, ACrashIsAnIncident) {
   Start(1s, 1s);
   PutStrip(1, kStart);
-  recorder_->Work();
+  recorder_->Work(now_);
   recorder_->Finish(/*crashed=*/true);
   EXPECT_THAT(Ids(path_), ElementsAre(1));
 }
@@ -225,7 +224,7 @@ TEST_F(Recorder, AFlightRecorderLeavesRoomForWhatComes) {
   Start(100s, 1s);
   for (unsigned i = 0; i < 40; ++i) {
     PutImage(kStart + i);
-    recorder_->Work();
+    recorder_->Work(now_);
   }
   EXPECT_EQ(recorder_->totals().dropped_frames, 0u);
   recorder_->Incident("a test");

@@ -68,12 +68,12 @@ class ReplaySeries : public Replay, public ::testing::WithParamInterface<Case> {
 // the frames: a "record" within a "record" is its application.)
 TEST_P(ReplaySeries, GivesTheSameFrames) {
   const auto& [model, kind] = GetParam();
-  // Images are large and slow.
-  const std::string pace = kind == std::string("images") ? "free" : "real";
-  const ToolResult first = Tool(kLarge + run_ + (pace == "free" ? " -t 0.3 --" : " -t 0.2 --") +
-                                kind + " --virtual " + model)
-                               .With("TESSALINE_BOARD_PACE", pace)
-                               .Run();
+  // Some images only: they are large.
+  const std::string some = kind == std::string("images")
+                               ? " -t 0.5 --images --trigger timer --spacing 50000"
+                               : " -t 0.2 --strips";
+  const ToolResult first =
+      Tool(kLarge + run_ + some + " --virtual " + model).With("TESSALINE_BOARD_PACE", "real").Run();
   ASSERT_EQ(first.status, kOk) << first.err;
   const std::string option = std::string(" --") + kind;
   const ToolResult second =
@@ -86,7 +86,7 @@ TEST_P(ReplaySeries, GivesTheSameFrames) {
   ASSERT_EQ(second.status, kOk) << second.err;
   const Recorded a(run_);
   const Recorded b(again_);
-  EXPECT_GE(a.strips + a.images, 1u);
+  EXPECT_GE(a.strips + a.images, 2u);
   EXPECT_EQ(a.strips, b.strips);
   EXPECT_EQ(a.images, b.images) << second.err;
   EXPECT_TRUE(a.frames == b.frames) << a.frames.size() << " and " << b.frames.size() << " bytes";
@@ -125,8 +125,9 @@ TEST_F(Replay, KeepsThePace) {
     EXPECT_EQ(run.strips, 30u);
     return static_cast<double>(run.last_frame_ns - run.first_frame_ns) / 1e9;
   };
-  EXPECT_NEAR(seconds("--speed 2"), 1.45, 0.2);
-  EXPECT_NEAR(seconds("--speed 10"), 0.29, 0.15);
+  // On a busy machine the last frame may be late.
+  EXPECT_THAT(seconds("--speed 2"), AllOf(::testing::Gt(1.35), ::testing::Lt(2.4)));
+  EXPECT_THAT(seconds("--speed 10"), AllOf(::testing::Gt(0.25), ::testing::Lt(1.3)));
 }
 
 TEST_F(Replay, AnApplicationThatEndsEarly) {
@@ -153,15 +154,15 @@ TEST_F(Replay, SignalsArePassedOn) {
 TEST_F(Replay, AStreamThatIsOpenedTwice) {
   WriteStrips(100, 1);
   const Recorded whole(run_);
-  const ToolResult result = Play("--fast", "twice 0");
-  EXPECT_EQ(result.status, 0) << result.err;
+  const ToolResult result = Play("--fast", "twice 20");
+  EXPECT_EQ(result.status, 20) << result.err;
   const Recorded part(again_);
-  EXPECT_GE(part.strips, 20u);
+  EXPECT_GE(part.strips, 40u);
   EXPECT_TRUE(whole.frames.starts_with(part.frames));
 }
 
 TEST_F(Replay, TriggersReachTheApplication) {
-  WriteStrips(30, 10);
+  WriteStrips(30, 100);
   const ToolResult result = Tool("replay " + run_ + " --stop" + Application("wait")).Run();
   EXPECT_EQ(result.status, kOk) << result.err;
   EXPECT_THAT(result.out, HasSubstr("trigger 1\ntrigger 0\n"));

@@ -1,10 +1,8 @@
 #include "capture/BagMeasuring.h"
 
-#include <charconv>
 #include <span>
 
 #include "Command.h"
-#include "EepromStore.h"
 #include "Failure.h"
 #include "Geometry.h"
 #include "RecipeText.h"
@@ -14,16 +12,6 @@ namespace tool {
 namespace {
 
 constexpr const char* kNone = "none";
-
-// The bytes of the EEPROM; empty if the text is not all of them.
-std::vector<std::uint8_t> FromHex(const std::string& text) {
-  std::vector<std::uint8_t> bytes(text.size() / 2);
-  for (std::size_t i = 0; i < bytes.size(); ++i) {
-    const char* const digits = text.data() + 2 * i;
-    if (std::from_chars(digits, digits + 2, bytes[i], 16).ptr != digits + 2) return {};
-  }
-  return bytes.size() == eeprom::kBytes ? bytes : std::vector<std::uint8_t>();
-}
 
 }  // namespace
 
@@ -83,7 +71,7 @@ void BagMeasuringOptions::Calibrate(Measuring& measuring, const DeviceNotes& dev
     return use(calibrate::ParseCalibration(json->dump(), "the recording's calibration"),
                "the recording");
   }
-  const std::vector<std::uint8_t> eeprom = FromHex(device.Text("eeprom").value_or(""));
+  const std::vector<std::uint8_t> eeprom = device.Eeprom();
   if (eeprom.empty()) return;
   const calibrate::FoundBlock found =
       calibrate::FromBlock(std::span(eeprom).subspan(calibrate::kBlockAt, calibrate::kBlockBytes));

@@ -269,7 +269,7 @@ class BagCommand : public Command {
 
   CLI::App *app_ = nullptr, *info_ = nullptr, *check_ = nullptr, *cut_ = nullptr,
            *export_ = nullptr;
-  std::string path_, output_, from_, to_, what_, format_, calibration_;
+  std::string path_, output_, from_, to_, what_, format_;
   BagRange range_;
   bool force_ = false;
   BagMeasuringOptions measuring_;

@@ -144,7 +144,6 @@ class RecordCommand : public Command {
 
   // The process that takes the frames: it is started below, behind the library in front.
   ExitCode TakeFrames(Session& session) {
-    signal(SIGUSR1, SIG_IGN);  // means the recorder, and this has its name
     const Model& model = session.model();
     acquisition_.Settle(session, &model);
     Device device(session);

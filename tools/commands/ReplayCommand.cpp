@@ -90,8 +90,8 @@ class ReplayCommand : public Command {
       idle = feed.Idle() ? std::min(idle, Clock::now()) : Clock::time_point::max();
       // The last frames are in the application's hands for a moment. Of another kind it may take
       // some later.
-      const bool done = (over && Clock::now() - *over > kLastFrames) ||
-                        Clock::now() - idle > kOtherFrames;
+      const bool done =
+          (over && Clock::now() - *over > kLastFrames) || Clock::now() - idle > kOtherFrames;
       if (stop_ && done && !std::exchange(stopped, true)) child.Signal(SIGINT);
     }
     feed.Check();

@@ -2,6 +2,9 @@
 
 #include <fmt/format.h>
 
+#include <charconv>
+
+#include "EepromStore.h"
 #include "Failure.h"
 
 namespace tool {
@@ -36,6 +39,16 @@ std::optional<json> DeviceNotes::Object(const char* key) const {
   const auto found = all_.find(key);
   if (found == all_.end() || !found->is_object()) return std::nullopt;
   return *found;
+}
+
+std::vector<std::uint8_t> DeviceNotes::Eeprom() const {
+  const std::string text = Text("eeprom").value_or("");
+  std::vector<std::uint8_t> bytes(text.size() / 2);
+  for (std::size_t i = 0; i < bytes.size(); ++i) {
+    const char* const digits = text.data() + 2 * i;
+    if (std::from_chars(digits, digits + 2, bytes[i], 16).ptr != digits + 2) return {};
+  }
+  return bytes.size() == eeprom::kBytes ? bytes : std::vector<std::uint8_t>();
 }
 
 }  // namespace tool

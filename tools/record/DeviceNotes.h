@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace tool {
 
@@ -21,6 +22,8 @@ class DeviceNotes {
   const nlohmann::json& all() const { return all_; }
   // A key's text; none if it is missing or something else.
   std::optional<std::string> Text(const char* key) const;
+  // The EEPROM's bytes, of which "eeprom" has all in hexadecimal; empty if it does not.
+  std::vector<std::uint8_t> Eeprom() const;
   // A key's object; none if it is missing or something else.
   std::optional<nlohmann::json> Object(const char* key) const;
 

@@ -1,9 +1,8 @@
 #include "record/RecordingFile.h"
 
 #include <array>
-#include <cstring>
 
-#include "tessaline/frames.h"
+#include "record/StripWalk.h"
 #include "tessaline/log.h"
 
 namespace tool {
@@ -24,26 +23,13 @@ std::string TextOf(std::span<const std::byte> bytes) {
   return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
 }
 
-bool Fill(std::uint64_t strips, std::span<const std::byte> data, std::size_t point_bytes) {
-  std::size_t at = 0;
-  for (std::uint64_t i = 0; i < strips; ++i) {
-    tessaline_strip_header header;
-    if (data.size() - at < sizeof header) return false;
-    std::memcpy(&header, &data[at], sizeof header);
-    at += sizeof header;
-    if (header.point_count > (data.size() - at) / point_bytes) return false;
-    at += header.point_count * point_bytes;
-  }
-  return at == data.size();
-}
-
 }  // namespace
 
-std::uint8_t PointBytesOf(std::uint64_t strips, std::span<const std::byte> data,
-                          std::uint8_t guess) {
-  for (const std::uint8_t point_bytes :
-       {guess, std::uint8_t{8}, std::uint8_t{4}, std::uint8_t{2}}) {
-    if (Fill(strips, data, point_bytes)) return point_bytes;
+std::uint8_t PointBytesOf(StripsMessage strips) {
+  const std::uint8_t guess = strips.point_bytes;
+  for (const std::uint8_t bytes : {guess, std::uint8_t{8}, std::uint8_t{4}, std::uint8_t{2}}) {
+    strips.point_bytes = bytes;
+    if (WalkStrips(strips, [](const auto&...) {})) return bytes;
   }
   return guess;
 }
@@ -88,7 +74,7 @@ void RecordingFile::Write(const ring::Record& record) {
   const auto number = [](std::uint64_t value) { return static_cast<std::uint32_t>(value); };
   switch (record.kind) {
     case Kind::kStrips:
-      point_bytes_ = PointBytesOf(record.first, record.payload, point_bytes_);
+      point_bytes_ = PointBytesOf({stamp, number(record.first), point_bytes_, record.payload});
       counts_.strips += record.first;
       return Put(StripsMessage{stamp, number(record.first), point_bytes_, record.payload});
     case Kind::kImage:

@@ -68,9 +68,8 @@ class RecordingFile {
   Clock::time_point next_sync_;
 };
 
-// How many bytes a point of these strips has, so that they fill `data` exactly; `guess` if they
-// have no points.
-std::uint8_t PointBytesOf(std::uint64_t strips, std::span<const std::byte> data,
-                          std::uint8_t guess);
+// How many bytes a point of these strips has, so that they fill their data exactly: `point_bytes`
+// itself, if it fits or nothing does.
+std::uint8_t PointBytesOf(StripsMessage strips);
 
 }  // namespace tool

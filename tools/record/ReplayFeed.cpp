@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <charconv>
 #include <map>
 
 #include "Failure.h"
@@ -18,7 +17,6 @@ using ring::Record;
 constexpr std::size_t kFrameBytes = std::size_t{48} << 20;
 constexpr std::size_t kEventBytes = std::size_t{2} << 20;
 constexpr std::chrono::milliseconds kLookAgain{2};
-constexpr std::size_t kEepromBytes = 512;
 // Between the end of one round and the beginning of the next.
 constexpr std::int64_t kRoundGapNs = 10'000'000;
 
@@ -26,16 +24,6 @@ ring::RecordRing MakeRing(std::size_t bytes) {
   auto ring = ring::RecordRing::Create(bytes);
   if (ring) return std::move(*ring);
   throw Failure(ExitCode::kFile, "there is no memory for the frames that are read ahead");
-}
-
-std::vector<std::byte> BytesOf(const std::string& hex) {
-  std::vector<std::byte> bytes;
-  for (std::size_t i = 0; i + 1 < hex.size() && bytes.size() < kEepromBytes; i += 2) {
-    unsigned value = 0;
-    std::from_chars(&hex[i], &hex[i] + 2, value, 16);
-    bytes.push_back(static_cast<std::byte>(value));
-  }
-  return bytes;
 }
 
 }  // namespace
@@ -79,7 +67,7 @@ void ReplayFeed::ReadState(const BagReader& reader) {
   BagQuery device(reader, {Topic::kDevice});
   while (const auto message = device.Next()) notes.Add(message->As<DeviceMessage>().json);
   model_ = notes.Text("model").value_or("");
-  eeprom_ = BytesOf(notes.Text("eeprom").value_or(""));
+  eeprom_ = notes.Eeprom();
 
   std::map<std::uint64_t, std::uint32_t> values;
   BagQuery registers(reader, {Topic::kRegisters}, {.last = first_ns_});
@@ -94,7 +82,8 @@ void ReplayFeed::ReadState(const BagReader& reader) {
 
 void ReplayFeed::PutState(Lane& lane) {
   for (const Record& record : registers_) lane.ring.Put(record);
-  if (!eeprom_.empty()) lane.ring.Put({Kind::kDevice, first_ns_, 0, 0, eeprom_});
+  if (!eeprom_.empty())
+    lane.ring.Put({Kind::kDevice, first_ns_, 0, 0, std::as_bytes(std::span(eeprom_))});
   // Ends the state: what follows has its time.
   lane.ring.Put({Kind::kClock, first_ns_, 0, 0, {}});
 }

@@ -74,7 +74,7 @@ class ReplayFeed {
 
   const Settings settings_;
   std::string model_;
-  std::vector<std::byte> eeprom_;
+  std::vector<std::uint8_t> eeprom_;
   std::vector<ring::Record> registers_;  // at the beginning
   std::int64_t first_ns_ = 0;            // stamp of the first frame
   std::atomic<bool> stop_{false};

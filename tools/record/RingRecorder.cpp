@@ -31,17 +31,21 @@ RingRecorder::RingRecorder(ring::RecordRing& ring, Settings settings)
   if (!flight()) OpenFile();
 }
 
-std::string RingRecorder::PathOf(std::size_t file) const {
-  if (file == 1) return settings_.path;
+// Files of an earlier run keep their names.
+std::string RingRecorder::NextPath() {
+  if (++number_ == 1) return settings_.path;
   const std::filesystem::path path(settings_.path);
   std::filesystem::path next = path;
-  next.replace_filename(
-      fmt::format("{}-{}{}", path.stem().string(), file, path.extension().string()));
+  const auto name = [&] {
+    return fmt::format("{}-{}{}", path.stem().string(), number_, path.extension().string());
+  };
+  std::error_code ignored;
+  while (std::filesystem::exists(next.replace_filename(name()), ignored)) ++number_;
   return next;
 }
 
 void RingRecorder::OpenFile() {
-  file_.emplace(PathOf(totals_.files.size() + 1), settings_.standard);
+  file_.emplace(NextPath(), settings_.standard);
   totals_.files.push_back(file_->path());
   // The state is older than what is still in memory.
   const auto oldest = ring_.At(ring_.First(), true);
@@ -65,7 +69,7 @@ RingRecorder::Totals RingRecorder::totals(bool failed) const {
 
 void RingRecorder::Incident(const std::string& what) {
   if (!flight()) return;
-  close_at_ = Clock::now() + settings_.after;
+  close_at_ = now_ + settings_.after;
   end_.reset();
   if (file_) return;  // it lasts
   if (totals_.files.size() >= settings_.most_files) {
@@ -79,9 +83,13 @@ void RingRecorder::Incident(const std::string& what) {
 // Whether a record is an incident.
 void RingRecorder::Look(const ring::Record& record) {
   newest_ns_ = record.stamp_ns;
-  const bool lost = record.kind == Kind::kLost && record.first > totals_.lost_by_device;
-  if (record.kind == Kind::kLost) totals_.lost_by_device = record.first;
-  if (settings_.on_error && lost) Incident("a frame was lost");
+  if (record.kind == Kind::kLost) {
+    // Another application, or one that has reset its count, begins anew.
+    const std::uint64_t known = record.first < lost_so_far_ ? 0 : lost_so_far_;
+    lost_so_far_ = record.first;
+    totals_.lost_by_device += record.first - known;
+    if (settings_.on_error && record.first > known) Incident("a frame was lost");
+  }
   // The clock is told once the device has been started. Before, every start has an error: the
   // driver refuses a format while it streams.
   started_ |= record.kind == Kind::kClock;
@@ -130,18 +138,18 @@ void RingRecorder::Drop(Clock::time_point before) {
   }
 }
 
-void RingRecorder::CloseIfOver(Clock::time_point now) {
-  if (!end_ && now >= close_at_) end_ = ring_.First() + ring_.UsedBytes();
+void RingRecorder::CloseIfOver() {
+  if (!end_ && now_ >= close_at_) end_ = ring_.First() + ring_.UsedBytes();
   if (end_ && ring_.First() >= *end_) CloseFile();
 }
 
-void RingRecorder::Work() {
+void RingRecorder::Work(Clock::time_point now) {
+  now_ = now;
   Take(false);
-  const Clock::time_point now = Clock::now();
   if (file_) {
     WriteUpTo(seen_);
     file_->SyncIfDue();
-    if (flight()) CloseIfOver(now);
+    if (flight()) CloseIfOver();
     return;
   }
   if (arrived_.empty() || now - arrived_.back().when >= kNoteArrivalsEvery) {

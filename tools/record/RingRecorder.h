@@ -42,9 +42,11 @@ class RingRecorder {
   // Without `before`, creates the file. Throws Failure if that fails.
   RingRecorder(ring::RecordRing& ring, Settings settings);
 
-  // Moves what has come; call it every few milliseconds. Throws Failure if writing fails.
-  void Work();
-  // Something has happened; `what` is for people. Without `before` it does nothing.
+  using Clock = std::chrono::steady_clock;
+
+  // Moves what has come until now; call it every few milliseconds. Throws Failure if writing fails.
+  void Work(Clock::time_point now = Clock::now());
+  // Something has happened; `what` is for people. Without `before` it does nothing. Throws Failure.
   void Incident(const std::string& what);
   // The application has ended: takes the rest and completes the file.
   void Finish(bool crashed);
@@ -53,17 +55,15 @@ class RingRecorder {
   Totals totals(bool failed = false) const;
 
  private:
-  using Clock = std::chrono::steady_clock;
-
   bool flight() const { return settings_.before.has_value(); }
-  std::string PathOf(std::size_t file) const;
+  std::string NextPath();
   void OpenFile();
   void CloseFile();
   void Look(const ring::Record& record);
   // Gives room that holds what came before a moment.
   void Drop(Clock::time_point before);
   // Completes the file when all is written that came until the end of the incident.
-  void CloseIfOver(Clock::time_point now);
+  void CloseIfOver();
   // Takes records as long as there are any, or until it is time for other things.
   void Take(bool written_off);
   void WriteUpTo(ring::RecordRing::Position end);
@@ -73,12 +73,15 @@ class RingRecorder {
   RunState state_;  // at the oldest record in the ring
   std::optional<RecordingFile> file_;
   bool started_ = false;
+  unsigned number_ = 0;            // of the last file
+  std::uint64_t lost_so_far_ = 0;  // as this process counts, one of several perhaps
   // Not by the records' stamps, because the host's clock may be set in between.
   struct Arrived {
     Clock::time_point when;
     ring::RecordRing::Position behind;
   };
   std::deque<Arrived> arrived_;  // records before `behind` came before `when`
+  Clock::time_point now_ = Clock::now();
   Clock::time_point close_at_;
   std::optional<ring::RecordRing::Position> end_;  // of the file, once that time has come
   ring::RecordRing::Position seen_;

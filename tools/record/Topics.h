@@ -51,7 +51,7 @@ inline constexpr std::array kTopics{
     TopicEntry{Topic::kEvents, "/tessaline/events", "tessaline_msgs/msg/Event",
                "# Something that the device reported.\n"
                "builtin_interfaces/Time stamp\n"
-               "string name                    # such as \"trigger\"\n"
+               "string name                    # such as \"external_trigger\"\n"
                "uint64 value\n"},
     TopicEntry{Topic::kLosses, "/tessaline/losses", "tessaline_msgs/msg/Losses",
                "# What is missing here, counted since the start. One when any of them grew.\n"

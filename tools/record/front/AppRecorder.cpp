@@ -119,7 +119,20 @@ tessaline_event_handler AppRecorder::Wrap(int type, tessaline_event_handler hand
 
 void AppRecorder::OnStarted() {
   if (registers_wanted_) ReadAllRegisters();
+  TellFpgaVersion();
   TellClock();
+}
+
+void AppRecorder::TellFpgaVersion() {
+  static auto* const read = LibraryFunction<decltype(fpga_read_addr)>("fpga_read_addr");
+  const auto* const product = VeltranoSDK::products::FindProduct(model_);
+  if (product == nullptr) return;
+  constexpr fpga::Register kVersion = fpga::kReg.FPGA_VERSION;
+  const auto& bases = product->family.board.processor.regions;
+  const unsigned value = read(fpga::BaseAddress(kVersion.block, bases), kVersion.Index());
+  char json[32];
+  snprintf(json, sizeof json, R"({"fpga": "0x%08x"})", value);
+  ring_.Put({Kind::kDevice, HostNs(), 0, 0, Bytes(json)});
 }
 
 // The watch looks at a whole block when one of its words is read.

@@ -41,6 +41,7 @@ class AppRecorder {
   static void OnLogLine(log_Event* event);
   static void OnRegister(std::uint64_t address, std::uint32_t value);
   void ReadAllRegisters();
+  void TellFpgaVersion();
   // From time to time: what the device has lost, and what its clock says.
   void TellState(std::int64_t now);
   void TellClock();
