@@ -20,6 +20,12 @@ constexpr timespec ToTimespec(std::int64_t nanoseconds) {
   return {nanoseconds / kNsPerSecond, nanoseconds % kNsPerSecond};
 }
 constexpr auto kMaxNs = std::numeric_limits<std::int64_t>::max();
+// The shorter of two waits; negative means for ever.
+constexpr std::int64_t Sooner(std::int64_t a, std::int64_t b) {
+  if (a < 0) return b;
+  if (b < 0) return a;
+  return a < b ? a : b;
+}
 // Returns a negative number if the time is not valid. A time that is too long to represent becomes
 // the longest possible one.
 constexpr std::int64_t ToNs(const timespec& time) {

@@ -206,6 +206,11 @@ int tessaline_board_set_scene(const char* scene) {
   });
 }
 
+int tessaline_board_replay(const char* rings) {
+  return AskBoard(
+      -1, [=](Board& board) { return rings != nullptr && Play(board, rings).empty() ? 0 : -1; });
+}
+
 char* tessaline_board_transcript(enum tessaline_board_format format) {
   const Inside inside;
   return strdup(board::TranscriptText(format).c_str());

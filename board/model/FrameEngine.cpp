@@ -35,13 +35,6 @@ void ReallySleep(std::int64_t nanoseconds) {
   real::Nanosleep(&request, nullptr);
 }
 
-// The shorter of two waits; negative means forever.
-std::int64_t Sooner(std::int64_t a, std::int64_t b) {
-  if (a < 0) return b;
-  if (b < 0) return a;
-  return std::min(a, b);
-}
-
 }  // namespace
 
 FrameEngine::FrameEngine(EngineWiring wiring) : wiring_(std::move(wiring)) {

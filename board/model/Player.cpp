@@ -6,23 +6,16 @@
 #include <cstdio>
 #include <utility>
 
+#include "Clock.h"
 #include "model/ImageFrame.h"
 
 namespace board {
 namespace {
 
 constexpr std::int64_t kNever = -1;
-constexpr std::size_t kImageHeaderBytes = 32;
-constexpr std::size_t kTimeStampAt = 8;
 constexpr std::size_t kCountBytes = 8;  // with the unused ones of a narrow count before it
 // The other process is reading its file.
 constexpr std::int64_t kLookAgainNs = 2'000'000;
-
-std::int64_t Sooner(std::int64_t a, std::int64_t b) {
-  if (a < 0) return b;
-  if (b < 0) return a;
-  return std::min(a, b);
-}
 
 }  // namespace
 
@@ -126,7 +119,7 @@ Player::Fate Player::SendImage(const ring::Record& record, const SensorState& se
   const ImageSize size = SizeOf(*wiring_.fpga, AsReceived(*wiring_.fpga, sensor));
   const std::uint64_t pixels = std::uint64_t{size.width} * size.height;
   if (record.first != size.width || record.second != size.height ||
-      record.payload.size() != pixels + kImageHeaderBytes) {
+      record.payload.size() != pixels + kFrameHeaderBytes) {
     Complain(Replay::kImages,
              fmt::format("the recording has images of {} x {}, the application reads {} x {}; they "
                          "are left out",
@@ -143,7 +136,7 @@ Player::Fate Player::SendImage(const ring::Record& record, const SensorState& se
     return Fate::kUnfit;
   }
   std::optional<std::size_t> guard;
-  if (TimeStampOf(record) != 0) guard = used - kImageHeaderBytes + kTimeStampAt;
+  if (TimeStampOf(record) != 0) guard = used - kFrameHeaderBytes + kTimeStampAt;
   wiring_.images->Finish(*fill, used, sequence_[Replay::kImages]++, guard);
   sent_[Replay::kImages] = Sent{};
   return Fate::kDelivered;

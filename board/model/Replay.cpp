@@ -13,8 +13,6 @@
 namespace board {
 namespace {
 
-constexpr std::size_t kHeaderBytes = 32;
-constexpr std::size_t kTimeStampAt = 8;
 constexpr std::uint64_t kNothingComes = std::numeric_limits<std::uint64_t>::max();
 // The counter starts this long before the first frame, as if the application had started then.
 constexpr std::uint64_t kTicksBefore = 250'000'000;  // 5 s
@@ -28,9 +26,9 @@ bool IsState(const ring::Record& record) {
 }  // namespace
 
 std::uint64_t TimeStampOf(const ring::Record& frame) {
-  if (frame.payload.size() < kHeaderBytes) return 0;
+  if (frame.payload.size() < kFrameHeaderBytes) return 0;
   const std::size_t header =
-      frame.kind == ring::Kind::kImage ? frame.payload.size() - kHeaderBytes : 0;
+      frame.kind == ring::Kind::kImage ? frame.payload.size() - kFrameHeaderBytes : 0;
   std::uint64_t stamp = 0;
   std::memcpy(&stamp, &frame.payload[header + kTimeStampAt], sizeof stamp);
   return stamp;

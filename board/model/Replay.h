@@ -81,6 +81,10 @@ class Replay {
   std::uint64_t ticks_at_power_up_ = 0;
 };
 
+// Of an image's header and of a strip's: their size, and where the time stamp stands.
+inline constexpr std::size_t kFrameHeaderBytes = 32;
+inline constexpr std::size_t kTimeStampAt = 8;
+
 // The time stamp in a frame's header, or in that of its first strip; 0 if it has none.
 std::uint64_t TimeStampOf(const ring::Record& frame);
 

@@ -7,6 +7,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <span>
 #include <vector>
@@ -77,6 +78,10 @@ class VideoClient {
     last_ = Buffer(0);
     if (ioctl(fd_, VIDIOC_DQBUF, &last_) != 0) return {};
     return memory_[last_.index];
+  }
+  // As a program that wants no old frames.
+  void ClearAll() const {
+    for (const auto& memory : memory_) std::fill(memory.begin(), memory.end(), 0);
   }
   int Requeue() { return ioctl(fd_, VIDIOC_QBUF, &last_); }
   const v4l2_buffer& last() const { return last_; }
