@@ -59,21 +59,21 @@ class Replayed : public FramesFixture {
   static std::uint64_t IdIn(std::span<const std::uint8_t> bytes) {
     return CountIn(bytes) == 0 ? 0 : HeaderAt(bytes, 0).frame_id;
   }
-  // Of the next frames; 0 stands for one that was cleared.
-  static std::vector<std::uint64_t> Take(VideoClient& client, unsigned count) {
-    std::vector<std::uint64_t> ids;
-    for (unsigned i = 0; i < count; ++i) {
-      ids.push_back(IdIn(client.Dequeue()));
-      client.Requeue();
-    }
-    return ids;
-  }
   // Whether a frame is in the queue, before long.
   static bool IsWaiting(const VideoClient& client) {
     return tessaline_test::Eventually([&] {
       pollfd ready{client.fd(), POLLIN, 0};
       return poll(&ready, 1, 0) == 1 && (ready.revents & POLLIN) != 0;
     });
+  }
+  // Of the next frames; 0 stands for one that was cleared.
+  static std::vector<std::uint64_t> Take(VideoClient& client, unsigned count) {
+    std::vector<std::uint64_t> ids;
+    while (ids.size() < count && IsWaiting(client)) {
+      ids.push_back(IdIn(client.Dequeue()));
+      client.Requeue();
+    }
+    return ids;
   }
   bool StripsAreTaken() const { return strips_.UsedBytes() == 0; }
   static std::uint64_t Ticks() {
