@@ -7,7 +7,6 @@ import os
 import weakref
 from collections.abc import Iterator, Mapping
 from functools import cached_property
-from types import TracebackType
 from typing import Any, Generic, TypeVar
 
 from . import _recordings
@@ -324,12 +323,7 @@ class Recording:
     def __enter__(self) -> Recording:
         return self
 
-    def __exit__(
-        self,
-        kind: type[BaseException] | None,
-        error: BaseException | None,
-        traceback: TracebackType | None,
-    ) -> None:
+    def __exit__(self, *_: object) -> None:
         self.close()
 
 

@@ -8,7 +8,6 @@ import threading
 import time
 import weakref
 from collections.abc import Mapping
-from types import TracebackType
 from typing import Any
 
 import numpy as np
@@ -229,12 +228,7 @@ class RecordingWriter:
     def __enter__(self) -> RecordingWriter:
         return self
 
-    def __exit__(
-        self,
-        kind: type[BaseException] | None,
-        error: BaseException | None,
-        traceback: TracebackType | None,
-    ) -> None:
+    def __exit__(self, *_: object) -> None:
         self.close()
 
     def _put(

@@ -9,7 +9,6 @@ from __future__ import annotations
 import os
 from collections.abc import Iterator
 from dataclasses import dataclass
-from types import TracebackType
 from typing import Any
 
 import numpy
@@ -181,12 +180,7 @@ class Channel:
     def __enter__(self) -> Channel:
         return self
 
-    def __exit__(
-        self,
-        kind: type[BaseException] | None,
-        error: BaseException | None,
-        traceback: TracebackType | None,
-    ) -> None:
+    def __exit__(self, *_: object) -> None:
         self.close()
 
     def _require(self, module: Any, size: tuple[int, int], count: int) -> None:

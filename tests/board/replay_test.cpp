@@ -59,6 +59,12 @@ class Replayed : public FramesFixture {
   static std::uint64_t IdIn(std::span<const std::uint8_t> bytes) {
     return CountIn(bytes) == 0 ? 0 : HeaderAt(bytes, 0).frame_id;
   }
+  // Strips are on, with so many buffers, and triggers too.
+  void TakeStrips(VideoClient& client, unsigned buffers) const {
+    RouteTo(false);
+    client.Start(1024, 640, buffers);
+    TriggerOn();
+  }
   // Whether a frame is in the queue, before long.
   static bool IsWaiting(const VideoClient& client) {
     return tessaline_test::Eventually([&] {
@@ -92,10 +98,8 @@ class Replayed : public FramesFixture {
 TEST_F(Replayed, EveryFrameOnceAndInOrder) {
   PutStrips(50);
   Play();
-  RouteTo(false);
   VideoClient client("/dev/video1");
-  client.Start(1024, 640, 3);
-  TriggerOn();
+  TakeStrips(client, 3);
   std::vector<std::uint64_t> all(50);
   for (unsigned i = 0; i < all.size(); ++i) all[i] = i + 1;
   EXPECT_EQ(Take(client, 50), all);
@@ -106,10 +110,8 @@ TEST_F(Replayed, EveryFrameOnceAndInOrder) {
 TEST_F(Replayed, AFrameThatAStopThrowsAwayComesAgain) {
   PutStrips(4);
   Play();
-  RouteTo(false);
   VideoClient client("/dev/video1");
-  client.Start(1024, 640, 3);
-  TriggerOn();
+  TakeStrips(client, 3);
   EXPECT_EQ(IdIn(client.Dequeue()), 1u);
   // The second is in the queue then, and is discarded.
   EXPECT_TRUE(IsWaiting(client));
@@ -125,10 +127,8 @@ TEST_F(Replayed, AFrameThatAStopThrowsAwayComesAgain) {
 TEST_F(Replayed, AFrameThatSoftwareClearsComesAgain) {
   PutStrips(3);
   Play();
-  RouteTo(false);
   VideoClient client("/dev/video1");
-  client.Start(1024, 640, 2);
-  TriggerOn();
+  TakeStrips(client, 2);
   EXPECT_EQ(IdIn(client.Dequeue()), 1u);
   EXPECT_TRUE(IsWaiting(client));
   client.ClearAll();  // the second waits
@@ -140,11 +140,9 @@ TEST_F(Replayed, AFrameThatSoftwareClearsComesAgain) {
 TEST_F(Replayed, AFrameThatWasTakenDoesNotComeAgain) {
   PutStrips(2);
   Play();
-  RouteTo(false);
   {
     VideoClient client("/dev/video1");
-    client.Start(1024, 640, 1);
-    TriggerOn();
+    TakeStrips(client, 1);
     EXPECT_EQ(IdIn(client.Dequeue()), 1u);
   }
   VideoClient client("/dev/video1");
@@ -157,10 +155,8 @@ TEST_F(Replayed, TheCounterWaitsForTheFrameThatSoftwareHas) {
   PutStrips(2);
   Play();
   EXPECT_LT(Ticks(), Stamp(1));
-  RouteTo(false);
   VideoClient client("/dev/video1");
-  client.Start(1024, 640, 1);
-  TriggerOn();
+  TakeStrips(client, 1);
   EXPECT_EQ(IdIn(client.Dequeue()), 1u);
   tessaline_test::ReallyWait(std::chrono::milliseconds(20));
   EXPECT_LT(Ticks(), Stamp(1));
@@ -177,10 +173,8 @@ TEST_F(Replayed, EventsKeepTheirPlaceBetweenTheFrames) {
   events_.Put({Kind::kTrigger, 2 * kMs, 1, 0, {}});
   Play();
   Set(fpga::kReg.IRQ_CTRL, ~0u);
-  RouteTo(false);
   VideoClient client("/dev/video1");
-  client.Start(1024, 640, 1);
-  TriggerOn();
+  TakeStrips(client, 1);
   EXPECT_EQ(IdIn(client.Dequeue()), 1u);
   tessaline_test::ReallyWait(std::chrono::milliseconds(20));
   EXPECT_EQ(tessaline_board_interrupts(0), 0u);
@@ -197,10 +191,8 @@ TEST_F(Replayed, TheStateIsThereAndStaysTheApplicationsOwn) {
   Play();
   EXPECT_EQ(tessaline_board_chip_get("eeprom", 511), 0x5A);
   tessaline_board_chip_set("eeprom", 511, 0x11);
-  RouteTo(false);
   VideoClient client("/dev/video1");
-  client.Start(1024, 640, 1);
-  TriggerOn();
+  TakeStrips(client, 1);
   EXPECT_THAT(Take(client, 1), ElementsAre(1));
   EXPECT_EQ(tessaline_board_chip_get("eeprom", 511), 0x11);
 }

@@ -13,6 +13,7 @@
 #include <random>
 #include <vector>
 
+#include "BagFixture.h"
 #include "Failure.h"
 #include "record/BagReader.h"
 #include "record/BagWriter.h"
@@ -20,6 +21,7 @@
 
 namespace {
 
+using record_test::TextOf;
 using testing::HasSubstr;
 using namespace tool;  // NOLINT(google-build-using-namespace)
 
@@ -32,25 +34,8 @@ std::vector<std::byte> Noise(std::size_t size, unsigned seed) {
   return bytes;
 }
 
-std::string TextOf(const std::function<void()>& call) {
-  try {
-    call();
-  } catch (const Failure& failure) {
-    return failure.what();
-  }
-  return "no failure";
-}
-
-class Bag : public testing::Test {
+class Bag : public record_test::BagFolderTest {
  protected:
-  void SetUp() override {
-    std::string folder = (std::filesystem::temp_directory_path() / "bag-XXXXXX").string();
-    ASSERT_NE(mkdtemp(folder.data()), nullptr);
-    folder_ = folder;
-    path_ = folder_ / "run.db3";
-  }
-  void TearDown() override { std::filesystem::remove_all(folder_); }
-
   // `count` buffers of strips; buffer i is at i milliseconds and has the noise of seed i.
   static void WriteStrips(BagWriter& writer, unsigned count, std::size_t bytes = 30'000) {
     for (unsigned i = 0; i < count; ++i) {
@@ -82,16 +67,6 @@ class Bag : public testing::Test {
     }
     return count;
   }
-
-  void Sql(const char* text) const {
-    sqlite3* handle = nullptr;
-    ASSERT_EQ(sqlite3_open(path_.c_str(), &handle), SQLITE_OK);
-    EXPECT_EQ(sqlite3_exec(handle, text, nullptr, nullptr, nullptr), SQLITE_OK)
-        << sqlite3_errmsg(handle);
-    sqlite3_close(handle);
-  }
-
-  std::filesystem::path folder_, path_;
 };
 
 TEST_F(Bag, HoldsWhatWasWritten) {

@@ -18,12 +18,14 @@
 #include <thread>
 #include <vector>
 
+#include "BagFixture.h"
 #include "Failure.h"
 #include "record/BagReader.h"
 #include "record/BagWriter.h"
 
 namespace {
 
+using record_test::TextOf;
 using testing::AnyOf;
 using testing::EndsWith;
 using testing::HasSubstr;
@@ -32,15 +34,6 @@ using namespace tool;  // NOLINT(google-build-using-namespace)
 namespace fs = std::filesystem;
 
 constexpr std::size_t kPage = Database::kPageBytes;
-
-std::string TextOf(const std::function<void()>& call) {
-  try {
-    call();
-  } catch (const Failure& failure) {
-    return failure.what();
-  }
-  return "no failure";
-}
 
 // What `call` says in another process, of a user who is not root.
 std::string TextOfAnyone(const std::function<void()>& call) {

@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <functional>
 #include <random>
 #include <thread>
 
@@ -137,7 +138,14 @@ std::optional<std::string> Kill(const std::filesystem::path& folder, unsigned se
   return Problem(folder / kFile, seed, progress);
 }
 
-std::optional<std::string> PowerCut(const std::filesystem::path& folder, unsigned seed) {
+namespace {
+
+// Writes on a simulated disk that is told what happens to it, after which of its calls, and what of
+// it is there in the end.
+std::optional<std::string> OnSimulatedDisk(
+    const std::filesystem::path& folder, unsigned seed,
+    const std::function<void(SimulatedDisk&, std::mt19937&, std::uint64_t calls)>& begin,
+    const std::function<void(SimulatedDisk&, std::mt19937&, const std::string& failure)>& end) {
   std::mt19937 random(seed);
   const Plan plan = PlanOf(random, seed);
   const std::uint64_t calls = CallsOf(plan, folder);
@@ -145,32 +153,41 @@ std::optional<std::string> PowerCut(const std::filesystem::path& folder, unsigne
   std::optional<std::string> problem;
   {
     SimulatedDisk disk;
-    // The last one: after the end.
-    disk.CutAfter(random() % (calls + 1));
+    begin(disk, random, calls);
     std::string failure;
     progress = Work(folder / kFile, plan, failure, problem);
-    disk.SaveAfterCut(random);
+    end(disk, random, failure);
   }
   return problem ? problem : Problem(folder / kFile, seed, progress);
 }
 
+}  // namespace
+
+std::optional<std::string> PowerCut(const std::filesystem::path& folder, unsigned seed) {
+  return OnSimulatedDisk(
+      folder, seed,
+      [](SimulatedDisk& disk, std::mt19937& random, std::uint64_t calls) {
+        disk.CutAfter(random() % (calls + 1));  // the last one: after the end
+      },
+      [](SimulatedDisk& disk, std::mt19937& random, const std::string&) {
+        disk.SaveAfterCut(random);
+      });
+}
+
 std::optional<std::string> FullDisk(const std::filesystem::path& folder, unsigned seed) {
-  std::mt19937 random(seed);
-  const Plan plan = PlanOf(random, seed);
-  const std::uint64_t calls = CallsOf(plan, folder);
-  Progress progress;
-  std::optional<std::string> problem;
-  {
-    SimulatedDisk disk;
-    disk.FullAfter(random() % calls);
-    std::string failure;
-    progress = Work(folder / kFile, plan, failure, problem);
-    if (!failure.empty() && failure.find("the disk is full") == std::string::npos) {
-      problem = fmt::format("it says \"{}\"", failure);
-    }
-    seed % 2 == 0 ? disk.Save() : disk.SaveAfterCut(random);
-  }
-  return problem ? problem : Problem(folder / kFile, seed, progress);
+  std::optional<std::string> odd;
+  const auto problem = OnSimulatedDisk(
+      folder, seed,
+      [](SimulatedDisk& disk, std::mt19937& random, std::uint64_t calls) {
+        disk.FullAfter(random() % calls);
+      },
+      [&](SimulatedDisk& disk, std::mt19937& random, const std::string& failure) {
+        if (!failure.empty() && failure.find("the disk is full") == std::string::npos) {
+          odd = fmt::format("it says \"{}\"", failure);
+        }
+        seed % 2 == 0 ? disk.Save() : disk.SaveAfterCut(random);
+      });
+  return odd ? odd : problem;
 }
 
 std::optional<std::string> SmallDisk(const std::filesystem::path& folder, unsigned seed,
