@@ -19,10 +19,6 @@ constexpr std::uint64_t kTicksBefore = 250'000'000;  // 5 s
 constexpr int kFirstLooks = 500;
 constexpr std::int64_t kLookEveryNs = 2'000'000;
 
-bool IsState(const ring::Record& record) {
-  return record.kind == ring::Kind::kRegister || record.kind == ring::Kind::kDevice;
-}
-
 }  // namespace
 
 std::uint64_t TimeStampOf(const ring::Record& frame) {
@@ -36,18 +32,23 @@ std::uint64_t TimeStampOf(const ring::Record& frame) {
 
 std::unique_ptr<Replay> Replay::Open(std::string_view text) {
   std::istringstream words{std::string(text)};
-  std::array<std::string, 3> paths;
+  std::vector<ring::RecordRing> rings;
+  for (unsigned i = 0; i < 4; ++i) {
+    std::string path;
+    words >> path;
+    auto ring = ring::RecordRing::Open(path.c_str());
+    if (!ring) return nullptr;
+    rings.push_back(std::move(*ring));
+  }
   double speed = 0;
-  if (!(words >> paths[0] >> paths[1] >> paths[2] >> speed) || !(speed >= 0)) return nullptr;
-  auto images = ring::RecordRing::Open(paths[0].c_str());
-  auto strips = ring::RecordRing::Open(paths[1].c_str());
-  auto events = ring::RecordRing::Open(paths[2].c_str());
-  if (!images || !strips || !events) return nullptr;
-  return std::unique_ptr<Replay>(new Replay(
-      {Lane(std::move(*images)), Lane(std::move(*strips)), Lane(std::move(*events))}, speed));
+  if (!(words >> speed) || !(speed >= 0)) return nullptr;
+  return std::unique_ptr<Replay>(
+      new Replay({Lane(std::move(rings[0])), Lane(std::move(rings[1])), Lane(std::move(rings[2]))},
+                 std::move(rings[3]), speed));
 }
 
-Replay::Replay(std::array<Lane, 3> lanes, double speed) : lanes_(std::move(lanes)), speed_(speed) {
+Replay::Replay(std::array<Lane, 3> lanes, ring::RecordRing state, double speed)
+    : lanes_(std::move(lanes)), state_(std::move(state)), speed_(speed) {
   FindFirst();
 }
 
@@ -76,23 +77,15 @@ void Replay::FindFirst() {
 
 std::vector<ring::Record> Replay::StartState() const {
   std::vector<ring::Record> state;
-  const ring::RecordRing& events = lanes_[kEvents].ring;
-  auto found = events.At(events.First());
-  while (found && IsState(found->record)) {
+  auto position = state_.First();
+  while (const auto found = state_.At(position)) {
     state.push_back(found->record);
-    found = events.At(found->next);
+    position = found->next;
   }
   return state;
 }
 
-bool Replay::Claim() {
-  Lane& events = lanes_[kEvents];
-  if (!events.ring.Claim()) return false;
-  for (auto record = Next(kEvents); record && IsState(*record); record = Next(kEvents)) {
-    Take(kEvents, *record);
-  }
-  return true;
-}
+bool Replay::Claim() { return lanes_[kEvents].ring.Claim(); }
 
 std::optional<ring::Record> Replay::Next(Stream stream) {
   Lane& lane = lanes_[stream];

@@ -13,7 +13,8 @@
 namespace board {
 
 // Frames and events that a sensor once had, in the place of a scene. Another process puts them into
-// rings, one for images, one for strips and one for the rest, and this reads them.
+// rings, one for images, one for strips and one for events, and this reads them. A fourth has the
+// state at the beginning, and nobody takes it out.
 //
 // Each kind keeps the pace it had since its stream was switched on: times between frames that were
 // taken before and after a pause mean nothing.
@@ -21,16 +22,14 @@ class Replay {
  public:
   enum Stream : unsigned { kImages, kStrips, kEvents };
 
-  // `text`: "IMAGES STRIPS EVENTS SPEED": the rings' paths, and how much faster than recorded; 0 is
-  // as fast as frames are taken. Null if it is no such text or a ring is not there.
+  // `text`: "IMAGES STRIPS EVENTS STATE SPEED": the rings' paths, and how much faster than recorded;
+  // 0 is as fast as frames are taken. Null if it is no such text or a ring is not there.
   static std::unique_ptr<Replay> Open(std::string_view text);
 
-  // What the registers and the EEPROM held when the recording began: the first events. Any process
-  // may ask, as often as it likes.
+  // What the registers and the EEPROM held when the recording began. Any process may ask.
   std::vector<ring::Record> StartState() const;
 
-  // Becomes the one process that takes frames, and passes over the start state, which it has had.
-  // False: another one does.
+  // Becomes the one process that takes frames. False: another one does.
   bool Claim();
 
   // --- Only the frame engine's thread.
@@ -68,10 +67,11 @@ class Replay {
     std::int64_t start_stamp_ns = 0;  // the recording's
   };
 
-  Replay(std::array<Lane, 3> lanes, double speed);
+  Replay(std::array<Lane, 3> lanes, ring::RecordRing state, double speed);
   void FindFirst();
 
   std::array<Lane, 3> lanes_;
+  const ring::RecordRing state_;
   const double speed_;
   // Time stamps of the frames that come next, of those in software's hands, and of the last one
   // that it gave back.

@@ -97,10 +97,11 @@ class FrameStream(Generic[_F]):
         return self
 
     def __next__(self) -> _F:
-        if not self._turn():
-            raise StopIteration
-        deadline = time.monotonic() + self._timeout_s
+        # An interrupt may come anywhere, and its traceback keeps the stream.
         try:
+            if not self._turn():
+                raise StopIteration
+            deadline = time.monotonic() + self._timeout_s
             while True:
                 frame = self._inbox.wait(self._opening, _SLICE_MS)
                 item = self._accept(frame) if frame is not None else None
@@ -120,11 +121,11 @@ class FrameStream(Generic[_F]):
         return self
 
     async def __anext__(self) -> _F:
-        if not self._turn():
-            raise StopAsyncIteration
-        loop = asyncio.get_running_loop()
-        deadline = loop.time() + self._timeout_s
         try:
+            if not self._turn():
+                raise StopAsyncIteration
+            loop = asyncio.get_running_loop()
+            deadline = loop.time() + self._timeout_s
             # Other tasks run at every turn, also when frames wait already.
             await asyncio.sleep(0)
             while True:

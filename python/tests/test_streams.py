@@ -265,3 +265,20 @@ def test_a_setting_that_is_none_is_no_new_attribute(sensor: Sensor) -> None:
             sensor.profiles(count)  # type: ignore[arg-type]
     with pytest.raises(tessaline.RefusedError):
         sensor.configure(exposure=150)
+
+
+def test_an_interrupt_between_two_turns_ends_the_stream(
+    sensor: Sensor, monkeypatch: pytest.MonkeyPatch
+) -> None:
+    stream = sensor.strips()
+    next(stream)
+    release = type(stream)._release
+
+    def interrupted(self: object) -> None:
+        monkeypatch.setattr(type(stream), "_release", release)
+        raise KeyboardInterrupt
+
+    monkeypatch.setattr(type(stream), "_release", interrupted)
+    with pytest.raises(KeyboardInterrupt):
+        next(stream)
+    assert laser(sensor) == 0 and running(sensor) == 0

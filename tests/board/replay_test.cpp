@@ -51,8 +51,8 @@ class Replayed : public FramesFixture {
   // Nothing more comes.
   void Play(double speed = 0) {
     for (RecordRing* ring : {&images_, &strips_, &events_}) ring->End();
-    const std::string rings =
-        images_.Path() + " " + strips_.Path() + " " + events_.Path() + " " + std::to_string(speed);
+    const std::string rings = images_.Path() + " " + strips_.Path() + " " + events_.Path() + " " +
+                              state_.Path() + " " + std::to_string(speed);
     ASSERT_EQ(tessaline_board_replay(rings.c_str()), 0);
   }
 
@@ -93,6 +93,7 @@ class Replayed : public FramesFixture {
   RecordRing images_ = Make();
   RecordRing strips_ = Make();
   RecordRing events_ = Make();
+  RecordRing state_ = Make();
 };
 
 TEST_F(Replayed, EveryFrameOnceAndInOrder) {
@@ -169,7 +170,6 @@ TEST_F(Replayed, TheCounterWaitsForTheFrameThatSoftwareHas) {
 // However fast it is played.
 TEST_F(Replayed, EventsKeepTheirPlaceBetweenTheFrames) {
   PutStrips(3);
-  events_.Put({Kind::kClock, 0, 0, 0, {}});
   events_.Put({Kind::kTrigger, 2 * kMs, 1, 0, {}});
   Play();
   Set(fpga::kReg.IRQ_CTRL, ~0u);
@@ -185,8 +185,7 @@ TEST_F(Replayed, EventsKeepTheirPlaceBetweenTheFrames) {
 
 TEST_F(Replayed, TheStateIsThereAndStaysTheApplicationsOwn) {
   const std::vector<std::uint8_t> eeprom(512, 0x5A);
-  events_.Put({Kind::kDevice, 0, 0, 0, std::as_bytes(std::span(eeprom))});
-  events_.Put({Kind::kClock, 0, 0, 0, {}});
+  state_.Put({Kind::kDevice, 0, 0, 0, std::as_bytes(std::span(eeprom))});
   PutStrips(1);
   Play();
   EXPECT_EQ(tessaline_board_chip_get("eeprom", 511), 0x5A);
@@ -198,7 +197,7 @@ TEST_F(Replayed, TheStateIsThereAndStaysTheApplicationsOwn) {
 }
 
 TEST_F(Replayed, RingsThatAreNotThere) {
-  for (const char* rings : {"", "a b c 1", "/dev/null /dev/null /dev/null 1"}) {
+  for (const char* rings : {"", "a b c d 1", "/dev/null /dev/null /dev/null /dev/null 1"}) {
     EXPECT_EQ(tessaline_board_replay(rings), -1) << rings;
   }
   EXPECT_EQ(tessaline_board_replay(nullptr), -1);

@@ -3,19 +3,17 @@
 #include <fmt/format.h>
 
 #include <filesystem>
-#include <map>
 #include <system_error>
 #include <vector>
 
 #include "Failure.h"
 #include "record/BagWriter.h"
+#include "record/RegisterValues.h"
 #include "record/SalvageReader.h"
 #include "record/StripWalk.h"
 
 namespace tool {
 namespace {
-
-constexpr std::size_t kMostRegisters = 65536;  // a device has some hundred
 
 bool IsFrame(Topic topic) { return topic == Topic::kStrips || topic == Topic::kImages; }
 // Made from frames, by nobody knows which.
@@ -24,7 +22,7 @@ bool IsMadeOfFrames(Topic topic) { return topic == Topic::kPoints || topic == To
 class Cutter {
  public:
   Cutter(const std::string& from, const BagRange& range, const std::function<bool()>& stop)
-      : from_(from), range_(range), stop_(stop) {}
+      : from_(from), range_(range), stop_(stop), registers_(from) {}
 
   // Where the wanted part begins and ends.
   Span Find() {
@@ -98,12 +96,7 @@ class Cutter {
   // What holds until something else is said.
   void Remember(const StoredMessage& message) {
     if (message.topic == Topic::kRegisters) {
-      const auto value = message.As<RegisterMessage>();
-      registers_[value.address] = value;
-      if (registers_.size() > kMostRegisters) {
-        throw Failure(ExitCode::kFile, fmt::format("{}: more registers than a device has", from_),
-                      "was it made by \"tessaline record\"?");
-      }
+      registers_.Set(message.As<RegisterMessage>());
     } else if (message.topic == Topic::kDevice) {
       device_.Add(message.As<DeviceMessage>().json);
     } else if (message.topic == Topic::kLosses) {
@@ -117,10 +110,10 @@ class Cutter {
       Put(writer, message);
     };
     if (!device_.all().empty()) put(DeviceMessage{0, device_.all().dump()});
-    for (const auto& [address, value] : registers_) put(value);
+    for (const auto& [address, value] : registers_.all()) put(value);
     if (losses_) put(*losses_);
     device_ = {};
-    registers_.clear();
+    registers_.Clear();
     losses_.reset();
   }
 
@@ -166,7 +159,7 @@ class Cutter {
   const std::string from_;
   const BagRange range_;
   const std::function<bool()>& stop_;
-  std::map<std::uint64_t, RegisterMessage> registers_;
+  RegisterValues registers_;
   DeviceNotes device_;
   std::optional<LossesMessage> losses_;
   std::uint64_t damaged_ = 0;

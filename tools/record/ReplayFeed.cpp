@@ -3,10 +3,10 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <map>
 
 #include "Failure.h"
 #include "record/DeviceNotes.h"
+#include "record/RegisterValues.h"
 
 namespace tool {
 namespace {
@@ -32,7 +32,8 @@ ReplayFeed::ReplayFeed(const Settings& settings)
     : settings_(settings),
       images_(MakeRing(kFrameBytes), {Topic::kImages}),
       strips_(MakeRing(kFrameBytes), {Topic::kStrips}),
-      events_(MakeRing(kEventBytes), {Topic::kEvents, Topic::kRegisters}) {
+      events_(MakeRing(kEventBytes), {Topic::kEvents, Topic::kRegisters}),
+      state_(MakeRing(kEventBytes)) {
   const BagReader reader(settings_.path);
   BagQuery frames(reader, {Topic::kImages, Topic::kStrips}, settings_.range);
   const auto first = frames.Next();
@@ -42,7 +43,6 @@ ReplayFeed::ReplayFeed(const Settings& settings)
   }
   first_ns_ = first->stamp_ns;
   ReadState(reader);
-  PutState(events_);
   for (Lane* const lane : {&images_, &strips_, &events_}) {
     lane->thread = std::thread([this, lane] {
       try {
@@ -67,29 +67,22 @@ void ReplayFeed::ReadState(const BagReader& reader) {
   BagQuery device(reader, {Topic::kDevice});
   while (const auto message = device.Next()) notes.Add(message->As<DeviceMessage>().json);
   model_ = notes.Text("model").value_or("");
-  eeprom_ = notes.Eeprom();
 
-  std::map<std::uint64_t, std::uint32_t> values;
+  RegisterValues values(settings_.path);
   BagQuery registers(reader, {Topic::kRegisters}, {.last = first_ns_});
-  while (const auto message = registers.Next()) {
-    const auto reg = message->As<RegisterMessage>();
-    values[reg.address] = reg.value;
+  while (const auto message = registers.Next()) values.Set(message->As<RegisterMessage>());
+  for (const auto& [address, last] : values.all()) {
+    state_.Put({Kind::kRegister, first_ns_, address, last.value, {}});
   }
-  for (const auto& [address, value] : values) {
-    registers_.push_back({Kind::kRegister, first_ns_, address, value, {}});
+  const std::vector<std::uint8_t> eeprom = notes.Eeprom();
+  if (!eeprom.empty()) {
+    state_.Put({Kind::kDevice, first_ns_, 0, 0, std::as_bytes(std::span(eeprom))});
   }
-}
-
-void ReplayFeed::PutState(Lane& lane) {
-  for (const Record& record : registers_) lane.ring.Put(record);
-  if (!eeprom_.empty())
-    lane.ring.Put({Kind::kDevice, first_ns_, 0, 0, std::as_bytes(std::span(eeprom_))});
-  // Ends the state: what follows has its time.
-  lane.ring.Put({Kind::kClock, first_ns_, 0, 0, {}});
 }
 
 std::string ReplayFeed::Paths() const {
-  return fmt::format("{} {} {}", images_.ring.Path(), strips_.ring.Path(), events_.ring.Path());
+  return fmt::format("{} {} {} {}", images_.ring.Path(), strips_.ring.Path(), events_.ring.Path(),
+                     state_.Path());
 }
 
 bool ReplayFeed::Put(Lane& lane, const Record& record) {

@@ -33,7 +33,8 @@ class ReplayFeed {
 
   // Of the recording; empty if it does not say.
   const std::string& model() const { return model_; }
-  // The rings, as the board wants them: of images, of strips, of the rest.
+  // The rings, as the board wants them: of images, of strips, of events, of the state at the
+  // beginning.
   std::string Paths() const;
 
   struct Counts {
@@ -64,7 +65,6 @@ class ReplayFeed {
   };
 
   void ReadState(const BagReader& reader);
-  void PutState(Lane& lane);
   void Feed(Lane& lane);
   // False: there is nothing for this lane, or it is to stop.
   bool FeedOnce(Lane& lane, std::int64_t later_ns);
@@ -74,13 +74,12 @@ class ReplayFeed {
 
   const Settings settings_;
   std::string model_;
-  std::vector<std::uint8_t> eeprom_;
-  std::vector<ring::Record> registers_;  // at the beginning
-  std::int64_t first_ns_ = 0;            // stamp of the first frame
+  std::int64_t first_ns_ = 0;  // stamp of the first frame
   std::atomic<bool> stop_{false};
   Lane images_;
   Lane strips_;
   Lane events_;
+  ring::RecordRing state_;
 };
 
 }  // namespace tool

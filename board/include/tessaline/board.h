@@ -100,7 +100,7 @@ int tessaline_board_set_scene(const char* scene);
  * Recorded frames and events come in the place of those of the scene, as
  * docs/virtual-board.md describes. After select, before software uses the board.
  *
- * @param rings  "IMAGES STRIPS EVENTS SPEED", as in TESSALINE_BOARD_REPLAY: the paths of three
+ * @param rings  "IMAGES STRIPS EVENTS STATE SPEED", as in TESSALINE_BOARD_REPLAY: the paths of four
  *               rings, and how much faster than recorded; 0: as fast as frames are taken.
  *               "tessaline replay" fills such rings.
  * @return 0, or -1 when there is no board or a ring is not there (nothing changes)
