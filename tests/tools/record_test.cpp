@@ -136,6 +136,20 @@ TEST_F(Record, FilesThatCannotBeWritten) {
   EXPECT_FALSE(std::filesystem::exists(run_ + "2")) << "the application was started";
 }
 
+// Not even where a recorder runs that would take the frames.
+TEST_F(Record, ARehearsalTouchesNothing) {
+  for (const char* ring : {"", "somewhere"}) {
+    const ToolResult result = ToolRun(kSmall + run_ + " --dry-run --virtual K3610")
+                                  .With("TESSALINE_RECORD", ring)
+                                  .With("TESSALINE_BOARD_TRANSCRIPT", directory_ / "transcript")
+                                  .Run();
+    EXPECT_EQ(result.status, kOk) << result.err;
+    EXPECT_THAT(result.out, HasSubstr("Nothing was touched"));
+    EXPECT_THAT(FileText(directory_ / "transcript"), Not(HasSubstr("gpio")));
+    EXPECT_FALSE(std::filesystem::exists(run_));
+  }
+}
+
 TEST_F(Record, WhatCannotBeTogether) {
   EXPECT_EQ(ToolRun(kSmall + run_ + " --on-error -- true").Run().status, kUsage);
   EXPECT_EQ(ToolRun(kSmall + run_ + " --ring never -- true").Run().status, kUsage);

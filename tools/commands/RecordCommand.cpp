@@ -107,7 +107,9 @@ class RecordCommand : public Command {
   bool Asked() const override { return app_->parsed(); }
 
   ExitCode Run(Session& session) override {
-    if (!Environment(kRingVariable).empty() && application_.empty()) return TakeFrames(session);
+    // A recorder in front of us takes what is wanted; or it is our own, which has started us.
+    const bool recorded = !Environment(kRingVariable).empty() && application_.empty();
+    if (recorded && !session.options().dry_run) return TakeFrames(session);
     Check(session);
     if (session.options().dry_run) {
       if (application_.empty()) {
