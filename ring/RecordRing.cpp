@@ -92,11 +92,12 @@ std::optional<RecordRing> RecordRing::Map(int descriptor, std::size_t bytes) {
 
 std::optional<RecordRing> RecordRing::Create(std::size_t bytes) {
   bytes = RoundUp(bytes, kGranularity);
-  const int descriptor = memfd_create("tessaline-records", MFD_CLOEXEC);
+  const int descriptor = memfd_create("tessaline-records", MFD_CLOEXEC | MFD_ALLOW_SEALING);
   if (descriptor < 0) return std::nullopt;
-  // All of it now: later, a missing page would end the writing process.
+  // All of it now, and for good: a missing page would end the writing process.
   if (bytes == 0 || bytes > kMostBytes ||
-      posix_fallocate(descriptor, 0, static_cast<off_t>(kHeaderBytes + bytes)) != 0) {
+      posix_fallocate(descriptor, 0, static_cast<off_t>(kHeaderBytes + bytes)) != 0 ||
+      fcntl(descriptor, F_ADD_SEALS, F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_SEAL) != 0) {
     close(descriptor);
     errno = ENOMEM;
     return std::nullopt;
@@ -113,7 +114,15 @@ std::optional<RecordRing> RecordRing::Create(std::size_t bytes) {
 }
 
 std::optional<RecordRing> RecordRing::Open(const char* path) {
-  const int descriptor = open(path, O_RDWR | O_CLOEXEC);
+  return MapWhole(open(path, O_RDWR | O_CLOEXEC));
+}
+
+std::optional<RecordRing> RecordRing::Open(int descriptor) {
+  return MapWhole(fcntl(descriptor, F_DUPFD_CLOEXEC, 0));
+}
+
+// Takes over the descriptor.
+std::optional<RecordRing> RecordRing::MapWhole(int descriptor) {
   if (descriptor < 0) return std::nullopt;
   struct stat info {};
   const bool large = fstat(descriptor, &info) == 0 && S_ISREG(info.st_mode) &&

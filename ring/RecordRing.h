@@ -42,12 +42,15 @@ class RecordRing {
   static std::optional<RecordRing> Create(std::size_t bytes);
   // Maps one that another process has made. None: `path` is no such ring.
   static std::optional<RecordRing> Open(const char* path);
+  // The same by a descriptor that it has sent; it stays the caller's.
+  static std::optional<RecordRing> Open(int descriptor);
   RecordRing(RecordRing&& other) noexcept;
   RecordRing& operator=(RecordRing&&) = delete;
   ~RecordRing();
 
   // Where other processes of the same user find it while this one lives.
   std::string Path() const;
+  int Descriptor() const { return descriptor_; }
   std::size_t Bytes() const;  // for records
 
   // --- The writing process. Any thread, signal handlers included.
@@ -88,6 +91,7 @@ class RecordRing {
   struct Mark;
   RecordRing(int descriptor, std::byte* memory, std::size_t bytes);
   static std::optional<RecordRing> Map(int descriptor, std::size_t bytes);
+  static std::optional<RecordRing> MapWhole(int descriptor);
   Header& header() const;
   Mark& MarkAt(Position position) const;
 

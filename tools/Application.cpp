@@ -50,7 +50,8 @@ void EmitError(const Failure& failure) {
 
 }  // namespace
 
-Application::Application() : app_(kDescription, "tessaline"), commands_(MakeCommands()) {
+Application::Application(std::vector<std::unique_ptr<Command>> commands)
+    : app_(kDescription, "tessaline"), commands_(std::move(commands)) {
   app_.footer(kFooter);
   app_.require_subcommand(0, 1);
   // For building the packages; not in the help.
@@ -104,6 +105,9 @@ ExitCode Application::Run(int argc, char** argv) {
     Parse([&] { app_.parse(argc, argv); });
     if (!man_.empty()) return WriteManPages(app_, man_);
     if (completion_) return WriteCompletion(app_);
+    for (const auto& command : commands_) {
+      if (command->Asked()) command->HandOver(argv);
+    }
     PlugInVirtualBoard({common_.virtual_model, common_.optics, common_.scene}, argv);
     LibraryOutput::Instance().Capture(common_.verbose);
     Session session(common_);

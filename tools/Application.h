@@ -14,7 +14,7 @@ namespace tool {
 // The command line as a whole.
 class Application {
  public:
-  Application();
+  explicit Application(std::vector<std::unique_ptr<Command>> commands = MakeCommands());
 
   // Parses and runs the command line. Prints one line on standard error if it fails.
   ExitCode Run(int argc, char** argv);

@@ -39,6 +39,8 @@ class Command {
   virtual void Describe(CLI::App& parent, CommonOptions& common) = 0;
   // Whether it is the one on the command line.
   virtual bool Asked() const = 0;
+  // First of all, with the command line: for one that another program carries out.
+  virtual void HandOver(char** /*argv*/) {}
   virtual ExitCode Run(Session& session) = 0;
 };
 

@@ -1,52 +1,15 @@
 #include "capture/CsvWriter.h"
 
-#include <fmt/format.h>
-
-#include <cmath>
-#include <iterator>
-
 namespace tool {
-namespace {
-
-// Of a quantity in millimetres; empty if it is not known.
-void AddSigma(fmt::memory_buffer& lines, float sigma) {
-  lines.push_back(',');
-  if (!std::isnan(sigma)) fmt::format_to(std::back_inserter(lines), "{:.5f}", sigma);
-}
-
-}  // namespace
 
 CsvWriter::CsvWriter(const WriterSettings& settings)
-    : file_(settings.path, settings.force),
-      calibrated_(settings.measuring.calibrated()),
-      sensor_(fmt::format("{}x{}", settings.measuring.geometry.sensor_width,
-                          settings.measuring.geometry.sensor_height)),
-      rows_only_(settings.rows_only) {
-  file_.Append("frame_id,time_stamp,encoder_stamp,column,row,peak,line_width,sensor");
-  file_.Append(calibrated_ ? ",x_mm,z_mm,sigma_x_mm,sigma_z_mm\n" : "\n");
+    : file_(settings.path, settings.force), text_(settings.measuring, settings.rows_only) {
+  file_.Append(text_.Head());
   file_.Flush();
 }
 
 void CsvWriter::Write(const Frame& frame) {
-  fmt::memory_buffer lines;
-  auto out = std::back_inserter(lines);
-  for (const Point& point : frame.points) {
-    fmt::format_to(out, "{},{},{},{},{:.5f},", frame.id, frame.time_stamp, frame.encoder_stamp,
-                   point.column, point.row);
-    if (rows_only_) {
-      lines.push_back(',');
-    } else {
-      fmt::format_to(out, "{},{}", point.peak, point.width);
-    }
-    fmt::format_to(out, ",{}", sensor_);
-    if (calibrated_) {
-      fmt::format_to(out, ",{:.4f},{:.4f}", point.x, point.z);
-      AddSigma(lines, point.x_sigma);
-      AddSigma(lines, point.z_sigma);
-    }
-    lines.push_back('\n');
-  }
-  file_.Append({lines.data(), lines.size()});
+  file_.Append(text_.Lines(frame));
   file_.EndRecord();
 }
 

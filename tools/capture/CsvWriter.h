@@ -1,6 +1,7 @@
 #pragma once
 
 #include "OutputFile.h"
+#include "capture/CsvText.h"
 #include "capture/FrameWriter.h"
 
 namespace tool {
@@ -17,9 +18,7 @@ class CsvWriter : public FrameWriter {
 
  private:
   OutputFile file_;
-  const bool calibrated_;
-  const std::string sensor_;  // "1456x1088"
-  const bool rows_only_;
+  const CsvText text_;
 };
 
 }  // namespace tool

@@ -20,12 +20,12 @@ namespace {
 constexpr About kBagAbout{"bag", "Shows, checks, cuts and exports recordings", Touches::kNothing,
                           "A recording is one .db3 file. docs/tool.md says what is in it.",
                           "  tessaline bag info run.db3"};
-constexpr About kInfoAbout{
+constexpr About kBagInfoAbout{
     "info", "Shows what is in a recording", Touches::kNothing,
     "Reads all of it once. Rates of frames are those of the device's clock; ids that are missing "
     "between frames are listed, the first gaps by their ids.",
     "  tessaline bag info run.db3\n  tessaline bag info run.db3 --json"};
-constexpr About kCheckAbout{
+constexpr About kBagCheckAbout{
     "check", "Finds damage in a recording and says what is whole", Touches::kNothing,
     "Exit status 1 if something is damaged. A recording that was not closed, because its writer "
     "was "
@@ -61,8 +61,8 @@ class BagCommand : public Command {
  public:
   void Describe(CLI::App& parent, CommonOptions& common) override {
     app_ = &AddGroup(parent, kBagAbout);
-    info_ = &AddOne(kInfoAbout, common);
-    check_ = &AddOne(kCheckAbout, common);
+    info_ = &AddOne(kBagInfoAbout, common);
+    check_ = &AddOne(kBagCheckAbout, common);
     cut_ = &AddOne(kCutAbout, common);
     cut_->add_option("-o,--output", output_, "Recording to write; never overwritten")
         ->type_name("NEW")

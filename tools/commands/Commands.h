@@ -14,6 +14,7 @@ std::unique_ptr<Command> MakeCaptureCommand();
 std::unique_ptr<Command> MakeWatchCommand();
 std::unique_ptr<Command> MakeRecordCommand();
 std::unique_ptr<Command> MakeReplayCommand();
+std::unique_ptr<Command> MakeServeCommand();
 std::unique_ptr<Command> MakeRegCommand();
 std::unique_ptr<Command> MakeLaserCommand();
 std::unique_ptr<Command> MakeLedCommand();
@@ -31,11 +32,11 @@ std::unique_ptr<Command> MakeBagCommand();
 
 inline constexpr std::array kCommandMakers{
     MakeCheckCommand,       MakeCaptureCommand, MakeWatchCommand,  MakeRecordCommand,
-    MakeReplayCommand,      MakeInfoCommand,    MakeModelsCommand, MakeRegCommand,
-    MakeLaserCommand,       MakeLedCommand,     MakePowerCommand,  MakeExposureCommand,
-    MakeRoiCommand,         MakeTriggerCommand, MakeRecipeCommand, MakeCalibrateCommand,
-    MakeCalibrationCommand, MakeEepromCommand,  MakeSensorCommand, MakeTraceCommand,
-    MakeBagCommand,
+    MakeReplayCommand,      MakeServeCommand,   MakeInfoCommand,   MakeModelsCommand,
+    MakeRegCommand,         MakeLaserCommand,   MakeLedCommand,    MakePowerCommand,
+    MakeExposureCommand,    MakeRoiCommand,     MakeTriggerCommand, MakeRecipeCommand,
+    MakeCalibrateCommand,   MakeCalibrationCommand, MakeEepromCommand, MakeSensorCommand,
+    MakeTraceCommand,       MakeBagCommand,
 };
 
 }  // namespace tool

@@ -5,8 +5,8 @@
 #include "Registers.h"
 #include "Temperature.h"
 #include "commands/Commands.h"
-#include "tessaline/capture_statistics.h"
 #include "tessaline/tessaline.h"
+#include "watch/Counters.h"
 
 namespace tool {
 namespace {
@@ -18,45 +18,6 @@ constexpr About kInfoAbout{
 
 constexpr unsigned kSeriesShift = 16;
 constexpr double kUnreadableBelow = -270;  // what the library returns if it cannot read it
-
-// The counters of a stream; one group per line.
-struct Counter {
-  unsigned group;
-  const char* name;
-  std::uint64_t tessaline_capture_statistics::*value;
-};
-constexpr std::array kCounters{
-    Counter{0, "dequeued", &tessaline_capture_statistics::dequeued},
-    Counter{0, "delivered", &tessaline_capture_statistics::delivered},
-    Counter{0, "suppressed", &tessaline_capture_statistics::suppressed},
-    Counter{0, "released", &tessaline_capture_statistics::released},
-    Counter{0, "malformed", &tessaline_capture_statistics::malformed},
-    Counter{0, "dequeue_errors", &tessaline_capture_statistics::dequeue_errors},
-    Counter{1, "ids_seen", &tessaline_capture_statistics::ids_seen},
-    Counter{1, "id_gaps", &tessaline_capture_statistics::id_gaps},
-    Counter{1, "ids_missing", &tessaline_capture_statistics::ids_missing},
-    Counter{1, "ids_out_of_order", &tessaline_capture_statistics::ids_out_of_order},
-    Counter{2, "callbacks", &tessaline_capture_statistics::callbacks},
-    Counter{2, "callback_total_ns", &tessaline_capture_statistics::callback_total_ns},
-    Counter{2, "callback_mean_ns", &tessaline_capture_statistics::callback_mean_ns},
-    Counter{2, "callback_max_ns", &tessaline_capture_statistics::callback_max_ns}};
-
-struct Stream {
-  const char* name;
-  unsigned number;
-};
-constexpr std::array kStreams{Stream{"images", TESSALINE_STREAM_IMAGES},
-                              Stream{"strips", TESSALINE_STREAM_STRIPS}};
-
-// Null if this process has taken nothing from the stream.
-Json StatisticsOf(unsigned stream) {
-  tessaline_capture_statistics statistics{};
-  TessalineGetCaptureStatistics(stream, &statistics);
-  if (statistics.dequeued == 0 && statistics.dequeue_errors == 0) return nullptr;
-  Json json;
-  for (const Counter& counter : kCounters) json[counter.name] = statistics.*counter.value;
-  return json;
-}
 
 class InfoCommand : public Command {
  public:
@@ -103,8 +64,8 @@ class InfoCommand : public Command {
         {"output1_lost", read(fpga::kReg.DO1_LOST_STA)},
         {"output2_lost", read(fpga::kReg.DO2_LOST_STA)},
         {"communication_errors", read(fpga::kReg.COMM_VERIFY_ERROR_STA)}};
-    for (const Stream& stream : kStreams) {
-      info["captured"][stream.name] = StatisticsOf(stream.number);
+    for (const CaptureStream& stream : kCaptureStreams) {
+      info["captured"][stream.name] = CaptureCounters(stream.number);
     }
     Show(session, info);
     session.Emit(info);
@@ -158,7 +119,7 @@ class InfoCommand : public Command {
     line("output events lost", fmt::format("{} and {}", number(counters["output1_lost"]),
                                            number(counters["output2_lost"])));
     line("communication errors", number(counters["communication_errors"]));
-    for (const Stream& stream : kStreams) {
+    for (const CaptureStream& stream : kCaptureStreams) {
       ShowCaptured(session, stream.name, info["captured"][stream.name]);
     }
   }
@@ -175,8 +136,8 @@ class InfoCommand : public Command {
       session.Print("{:<24}none by this process\n", stream + " captured");
       return;
     }
-    std::array<std::string, kCounters.back().group + 1> lines;
-    for (const Counter& counter : kCounters) {
+    std::array<std::string, kCaptureCounters.back().group + 1> lines;
+    for (const CaptureCounter& counter : kCaptureCounters) {
       std::string& line = lines[counter.group];
       std::string name = counter.name;
       std::replace(name.begin(), name.end(), '_', ' ');

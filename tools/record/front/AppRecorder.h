@@ -6,9 +6,8 @@
 #include <string>
 #include <string_view>
 
+#include "record/front/RecordTap.h"
 #include "record/front/RegisterWatch.h"
-#include "ring/RecordRing.h"
-#include "tessaline/log.h"
 #include "tessaline/startup.h"
 
 namespace tool {
@@ -41,21 +40,12 @@ class AppRecorder {
   static void OnLogLine(log_Event* event);
   static void OnRegister(std::uint64_t address, std::uint32_t value);
   void ReadAllRegisters();
-  void TellFpgaVersion();
-  // From time to time: what the device has lost, and what its clock says.
-  void TellState(std::int64_t now);
-  void TellClock();
-  void TellLosses(std::int64_t now);
 
-  ring::RecordRing ring_;
-  const bool strips_, images_, registers_wanted_;
+  RecordTap tap_;
   RegisterWatch registers_;
   std::string model_;
   bool listens_to_log_ = false;
   std::array<std::atomic<tessaline_event_handler>, 4> handlers_{};
-  std::atomic<std::int64_t> next_clock_ns_{0};
-  std::atomic<std::int64_t> next_losses_ns_{0};
-  std::atomic<std::uint64_t> told_lost_{0};
 };
 
 }  // namespace tool

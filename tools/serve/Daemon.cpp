@@ -1,0 +1,101 @@
+#include "serve/Daemon.h"
+
+#include <boost/asio/post.hpp>
+
+#include "Interrupt.h"
+#include "Laser.h"
+#include "serve/LogLines.h"
+#include "serve/ServiceManager.h"
+
+namespace tool::serve {
+namespace {
+
+constexpr std::chrono::milliseconds kLookEvery{500};
+constexpr std::chrono::milliseconds kTick{20};
+// A call of the library that lasts longer will never return; the laser does not stay on meanwhile.
+constexpr std::chrono::seconds kStuck{10};
+
+}  // namespace
+
+Daemon::Daemon(Session& session, const MeasuringOptions& measuring, const Settings& settings)
+    : settings_(settings),
+      guard_(std::string(session.model().code())),
+      pictures_([this](Stream stream, const PictureMaker::Message& message) {
+        boost::asio::post(network_, [this, stream, message] { hub_.Publish(stream, message); });
+      }),
+      sensor_(session, measuring, guard_, [this](const View& view) { pictures_.SetView(view); }),
+      hub_([this](double rate) { pictures_.SetRate(rate); }),
+      recordings_(settings.recordings, settings.socket),
+      gatekeeper_(settings.token, settings.hosts),
+      sensor_calls_([this] { sensor_.Look(); }, kLookEvery),
+      recording_calls_([] {}, kLookEvery),
+      api_({sensor_, pictures_, hub_, recordings_, gatekeeper_, sensor_calls_, recording_calls_}),
+      listener_(settings.place, settings.socket,
+                {network_, api_, hub_, sensor_, sensor_calls_}),
+      tick_(network_) {}
+
+void Daemon::Start() {
+  LogLines::Instance().Listen();
+  sensor_.Start(settings_.recipe);
+  pictures_.Start();
+  sensor_calls_.Start();
+  recording_calls_.Start();
+  listener_.Start();
+  service_manager::Ready(listener_.Url());
+}
+
+void Daemon::Run() {
+  Tick();
+  network_.run();
+}
+
+// What happens without anybody asking: states for the streams, the watchdog, the end.
+void Daemon::Tick() {
+  if (Interrupted()) return network_.stop();
+  if (hub_.WantsNow(Stream::kState)) {
+    Json state{{"type", "state"}};
+    state.update(api_.State());
+    hub_.Publish(Stream::kState, std::make_shared<const std::string>(state.dump(
+                                     -1, ' ', false, Json::error_handler_t::replace)));
+  }
+  Watch();
+  tick_.expires_after(kTick);
+  tick_.async_wait([this](boost::system::error_code error) {
+    if (!error) Tick();
+  });
+}
+
+bool Daemon::SensorAnswers() const {
+  const auto busy = sensor_calls_.BusyFor();
+  return !busy || *busy < kStuck;
+}
+
+// Switching the laser off needs no registers, so it works beside a call that hangs.
+void Daemon::Watch() {
+  if (!SensorAnswers()) {
+    if (!std::exchange(laser_forced_off_, true)) {
+      laser::Off();
+      LogLines::Instance().Note("the sensor does not answer; the laser is switched off");
+    }
+    return;
+  }
+  laser_forced_off_ = false;
+  const auto period = service_manager::WatchdogPeriod();
+  if (!period || Clock::now() < feed_at_) return;
+  service_manager::Alive();
+  feed_at_ = Clock::now() + *period / 3;
+}
+
+void Daemon::Stop() {
+  service_manager::Stopping();
+  listener_.Stop();
+  laser::Off();
+  guard_.Tell(false);
+  // Recorders see the end in their rings, and complete their files.
+  recordings_.End();
+  Feed::Instance().ForEachTap([](RecordTap& tap) { tap.ring().End(); });
+  sensor_calls_.Stop();
+  if (SensorAnswers()) sensor_.Stop();
+}
+
+}  // namespace tool::serve

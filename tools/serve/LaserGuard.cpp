@@ -1,0 +1,79 @@
+#include "serve/LaserGuard.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+
+#include "Failure.h"
+#include "Laser.h"
+#include "VirtualBoard.h"
+#include "serve/Spawn.h"
+#include "tessaline/tessaline.h"
+
+namespace tool::serve {
+namespace {
+
+constexpr char kOn = '1';
+constexpr char kOff = '0';
+constexpr const char* kTranscript = "TESSALINE_BOARD_TRANSCRIPT";
+
+}  // namespace
+
+LaserGuard::LaserGuard(const std::string& model) {
+  std::array<int, 2> ends{};
+  if (pipe2(ends.data(), O_CLOEXEC) != 0) {
+    throw Failure(ExitCode::kFile, fmt::format("no pipe: {}", strerror(errno)));
+  }
+  pipe_ = ends[1];
+  // On a virtual board it has a board, and a transcript, of its own.
+  std::vector<std::pair<std::string, std::string>> variables;
+  const std::string transcript = Environment(kTranscript);
+  if (!transcript.empty()) variables.emplace_back(kTranscript, transcript + ".guard");
+  try {
+    process_ = Spawn({"/proc/self/exe", "serve", "--guard", "--model", model}, variables,
+                     /*on_board=*/true, ends[0]);
+  } catch (const Failure&) {
+    close(ends[0]);
+    close(pipe_);
+    throw;
+  }
+  close(ends[0]);
+  Tell(false);
+}
+
+LaserGuard::~LaserGuard() {
+  Tell(false);
+  close(pipe_);
+  waitpid(process_, nullptr, 0);
+}
+
+void LaserGuard::Tell(bool on) const {
+  const char word = on ? kOn : kOff;
+  if (write(pipe_, &word, 1) != 1 && on) {
+    throw Failure(ExitCode::kNegative, "the process that guards the laser has gone",
+                  "start the daemon anew; until then the laser stays off");
+  }
+}
+
+void LaserGuard::Watch(const std::string& model) {
+  for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE}) signal(number, SIG_IGN);
+  GetLibVersion(model.c_str());
+  char word = kOff;
+  for (;;) {
+    char next = kOff;
+    const ssize_t got = read(STDIN_FILENO, &next, 1);
+    if (got < 0 && errno == EINTR) continue;
+    if (got != 1) break;
+    word = next;
+  }
+  if (word == kOn) laser::Off();
+}
+
+}  // namespace tool::serve

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <string>
+
+namespace tool::serve {
+
+// A small process beside the daemon that switches the laser off when the daemon ends without having
+// done so, whatever ended it: not even SIGKILL leaves the laser on.
+class LaserGuard {
+ public:
+  // Starts it. Throws a Failure.
+  explicit LaserGuard(const std::string& model);
+  // The laser is off; the guard ends.
+  ~LaserGuard();
+  LaserGuard(const LaserGuard&) = delete;
+  LaserGuard& operator=(const LaserGuard&) = delete;
+
+  // Say so before the laser goes on, and after it went off.
+  void Tell(bool on) const;
+
+  // What the small process does: waits on its standard input for the daemon's end.
+  static void Watch(const std::string& model);
+
+ private:
+  int pipe_ = -1;
+  pid_t process_ = -1;
+};
+
+}  // namespace tool::serve

@@ -1,0 +1,124 @@
+#include "serve/Recordings.h"
+
+#include <fmt/chrono.h>
+#include <signal.h>
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <thread>
+#include <utility>
+
+#include "Failure.h"
+#include "serve/Spawn.h"
+
+namespace tool::serve {
+namespace {
+
+constexpr std::chrono::seconds kPatience{10};
+constexpr double kMegabyte = 1e6;
+
+double Megabytes(const std::filesystem::path& path) {
+  std::error_code error;
+  const auto bytes = std::filesystem::file_size(path, error);
+  return error ? 0 : static_cast<double>(bytes) / kMegabyte;
+}
+
+}  // namespace
+
+Recordings::Recordings(std::string folder, std::string socket)
+    : folder_(std::move(folder)), socket_(std::move(socket)) {
+  if (folder_.empty()) return;
+  std::error_code error;
+  std::filesystem::create_directories(folder_, error);
+  if (!std::filesystem::is_directory(folder_)) {
+    throw Failure(ExitCode::kFile, fmt::format("{} is no folder for recordings", folder_),
+                  "give another one with --recordings");
+  }
+}
+
+void Recordings::End() {
+  if (Current().is_null()) return;
+  try {
+    Stop();
+  } catch (const Failure&) {  // it completes its file when the disk lets it
+  }
+}
+
+Json Recordings::Start() {
+  const std::lock_guard lock(mutex_);
+  if (!possible()) {
+    throw Failure(ExitCode::kNegative, "there is no folder for recordings",
+                  "start the daemon with --recordings FOLDER");
+  }
+  if (Look()) throw Failure(ExitCode::kNegative, fmt::format("{} is being recorded", file_));
+  const std::time_t now = std::time(nullptr);
+  std::string file = fmt::format("{:%Y%m%d-%H%M%S}.db3", fmt::gmtime(now));
+  for (int i = 2; std::filesystem::exists(PathOf(file)); ++i) {
+    file = fmt::format("{:%Y%m%d-%H%M%S}-{}.db3", fmt::gmtime(now), i);
+  }
+  child_ = Spawn({ProgramBeside("tessaline"), "record", "-o", PathOf(file)},
+                 {{"TESSALINE_SOCKET", socket_}}, /*on_board=*/false);
+  file_ = file;
+  start_ = Clock::now();
+  before_ = Feed::Instance().counts();
+  dropped_before_ = Feed::Instance().DroppedByTaps();
+  return {{"file", file_}};
+}
+
+bool Recordings::Look() {
+  if (child_ > 0 && waitpid(child_, nullptr, WNOHANG) == child_) child_ = -1;
+  return child_ > 0;
+}
+
+Json Recordings::Stop() {
+  const auto running = [this] {
+    const std::lock_guard lock(mutex_);
+    return Look();
+  };
+  Json last = Current();
+  if (last.is_null()) throw Failure(ExitCode::kNegative, "nothing is being recorded");
+  {
+    const std::lock_guard lock(mutex_);
+    if (Look()) kill(child_, SIGINT);
+  }
+  const auto end = Clock::now() + kPatience;
+  while (running() && Clock::now() < end) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  if (running()) {
+    throw Failure(ExitCode::kUnreachable, fmt::format("{} is still being written", file_),
+                  "the disk is slow; ask again");
+  }
+  last["megabytes"] = Megabytes(PathOf(file_));
+  return last;
+}
+
+Json Recordings::Current() {
+  const std::lock_guard lock(mutex_);
+  if (!Look()) return nullptr;
+  const Feed::Counts now = Feed::Instance().counts();
+  return {{"file", file_},
+          {"seconds", std::chrono::duration<double>(Clock::now() - start_).count()},
+          {"megabytes", Megabytes(PathOf(file_)) + Megabytes(PathOf(file_) + "-wal")},
+          {"frames", now.strips + now.images - before_.strips - before_.images},
+          {"dropped", Feed::Instance().DroppedByTaps() - dropped_before_}};
+}
+
+Json Recordings::List() const {
+  std::vector<std::string> names;
+  std::error_code error;
+  if (possible()) {
+    for (const auto& entry : std::filesystem::directory_iterator(folder_, error)) {
+      if (entry.path().extension() == ".db3") names.push_back(entry.path().filename());
+    }
+  }
+  std::sort(names.begin(), names.end());
+  Json files = Json::array();
+  for (const std::string& name : names) {
+    files.push_back({{"file", name}, {"megabytes", Megabytes(PathOf(name))}});
+  }
+  return {{"folder", folder_}, {"files", files}};
+}
+
+}  // namespace tool::serve

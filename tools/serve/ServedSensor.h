@@ -1,0 +1,75 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <mutex>
+#include <optional>
+#include <string>
+
+#include "Device.h"
+#include "Measuring.h"
+#include "Recipe.h"
+#include "serve/Feed.h"
+#include "serve/LaserGuard.h"
+#include "serve/SensorState.h"
+#include "serve/View.h"
+
+namespace tool::serve {
+
+// The sensor that the daemon owns. All but state() and its friends is called on one thread (see
+// CallThread); these may be called on any.
+class ServedSensor {
+ public:
+  // `on_view` learns how frames are to be read, at each change; on the calling thread.
+  ServedSensor(Session& session, const MeasuringOptions& measuring, const LaserGuard& guard,
+               std::function<void(const View&)> on_view);
+
+  // Sets the sensor up and starts the acquisition. Throws Failure if it does not start.
+  void Start(const Recipe& recipe);
+  // Laser off, acquisition stopped.
+  void Stop();
+
+  // Makes these settings; the others stay. Throws a Failure with the limits before anything is
+  // touched, or, when the device refuses one, after the settings from before have been made again.
+  void Change(const Recipe& recipe);
+  void SwitchLaser(bool on);
+  void SwitchAcquisition(bool on);
+  void SwitchMode(bool images);
+  void Trigger();
+  // Reads counters and temperatures.
+  void Look();
+
+  SensorState state() const;
+  const Model& model() const { return session_.model(); }
+  const Session& session() const { return session_; }
+  // The calibration in use, as a file of "tessaline calibrate"; null without one.
+  Json Calibration() const;
+
+  // Says what the device is, and what is in its registers, to a process that takes all frames.
+  void Introduce(RecordTap& tap) const;
+
+ private:
+  using Clock = std::chrono::steady_clock;
+  void UseView();
+  void TellRegisters() const;
+  void CountLaserTime();
+  void LookAtRates();
+
+  Session& session_;
+  const MeasuringOptions& measuring_options_;
+  const LaserGuard& guard_;
+  std::function<void(const View&)> on_view_;
+  Device device_;
+  Recipe asked_;  // by users, without defaults
+  View view_;
+  std::uint32_t generation_ = 0;
+  std::optional<Clock::time_point> laser_since_;
+  Feed::Counts counts_before_;
+  Clock::time_point counted_at_;
+  Clock::time_point last_delivery_;
+
+  mutable std::mutex mutex_;
+  SensorState state_;
+};
+
+}  // namespace tool::serve
