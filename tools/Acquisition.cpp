@@ -76,8 +76,18 @@ bool Acquisition::AskedFor() const {
   return any;
 }
 
-Region Acquisition::RegionOf(const Model& model) const {
-  return recipe_.region.value_or(UsualRegion(model));
+Region Acquisition::RegionOf(const Session& session) const {
+  if (recipe_.region) return *recipe_.region;
+  return session.live() == nullptr ? UsualRegion(session.model()) : session.live()->CurrentRegion();
+}
+
+void Acquisition::SetUp(const Session& session, bool images) const {
+  if (const auto* const sensor = session.live()) {
+    sensor->RequireFrames(images);
+    sensor->Change(recipe_);
+  } else {
+    Run(Settings(session.model(), images));
+  }
 }
 
 std::vector<Step> Acquisition::Settings(const Model& model, bool images) const {
@@ -102,10 +112,16 @@ void Acquisition::Rehearse(const Session& session, const std::string& title, boo
                            const std::vector<std::string>& before, const std::string& file) const {
   Device device(session);
   std::vector<std::string> calls = before;
-  for (const auto& call : Device::kStart) calls.emplace_back(call.name);
-  for (const auto& steps :
-       {Settings(session.model(), images), device.Begin(laser()), device.End(laser())}) {
+  const auto add = [&calls](const std::vector<Step>& steps) {
     for (const Step& step : steps) calls.push_back(step.call);
+  };
+  if (session.live() != nullptr) {
+    add(StepsOf(recipe_, session.model()));
+  } else {
+    for (const auto& call : Device::kStart) calls.emplace_back(call.name);
+    add(Settings(session.model(), images));
+    add(device.Begin(laser()));
+    add(device.End(laser()));
   }
   session.Print("{} would call:\n", title);
   for (const std::string& call : calls) session.Print("  {}\n", call);

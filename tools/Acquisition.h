@@ -23,11 +23,15 @@ class Acquisition {
   const Recipe& recipe() const { return recipe_; }
 
   // What is read of the sensor.
-  Region RegionOf(const Model& model) const;
+  Region RegionOf(const Session& session) const;
   bool laser() const { return recipe_.laser != "off"; }
 
   // Sets up a started device for images or strips.
   std::vector<Step> Settings(const Model& model, bool images) const;
+
+  // Makes them on the sensor that was started; where a daemon has it, only what was asked for, and
+  // throws a Failure unless it takes such frames now.
+  void SetUp(const Session& session, bool images) const;
 
   // For --dry-run: shows what it would call, `before` first, and that it would write `file`, unless
   // empty.

@@ -64,6 +64,8 @@ void AddCommonOptions(CLI::App& app, CommonOptions& common) {
                  ",x=MM,z=MM,tilt=DEGREES behind it if you like")
       ->type_name("SCENE")
       ->check(WrongScene);
+  app.add_flag("--direct", common.direct,
+               "Use the board itself, even while \"tessaline serve\" has the sensor");
   app.add_flag("--json", common.json, "Print the result as JSON");
   app.add_flag("-v,--verbose", common.verbose, "Show the library's output on standard error");
 }

@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -11,6 +12,7 @@
 #include "Interrupt.h"
 #include "Laser.h"
 #include "Nodes.h"
+#include "live/LiveFrames.h"
 #include "tessaline/tessaline.h"
 #include "watch/Terminal.h"
 
@@ -58,14 +60,37 @@ void Device::RequireNodes() const {
 }
 
 void Device::Start(tessaline_frame_handler on_image, tessaline_frame_handler on_strips) {
+  if (const auto* const sensor = session_.live(); sensor != nullptr && on_strips != nullptr) {
+    live_ = true;
+    CatchInterrupts([] {});
+    // Its thread runs to the end of the process, as the library's do.
+    new live::LiveFrames(*sensor, on_image, on_strips);
+    return;
+  }
+  session_.RequireNoDaemon();
   RequireRegisters();
   RequireNodes();
   Launch(on_image, on_strips);
 }
 
+Registers RegistersOf(const Session& session) {
+  const auto* const sensor = session.live();
+  if (sensor == nullptr) return Registers(session.model());
+  return Registers(session.model(), [sensor](const fpga::Register& reg) -> std::uint32_t {
+    std::string name = FullName(reg);
+    std::replace(name.begin(), name.end(), ' ', '.');
+    return sensor->Get("/api/v1/registers/" + name)["value"];
+  });
+}
+
+Registers Device::OpenRegisters() const {
+  if (session_.live() == nullptr) RequireRegisters();
+  return RegistersOf(session_);
+}
+
 bool Device::Open(bool start) {
   if (!start) {
-    RequireRegisters();
+    if (session_.live() == nullptr) RequireRegisters();
     return true;
   }
   if (!session_.options().dry_run) {
@@ -138,6 +163,7 @@ Step Device::Call(std::string name, void (Device::*method)()) {
 
 std::vector<Step> Device::Begin(bool laser) {
   std::vector<Step> steps;
+  if (live_) return steps;  // others watch, too
   if (laser) steps.push_back(Call("OpenLaser()", &Device::LaserOn));
   steps.push_back(Call("SetGlobalControl(1)", &Device::StartAcquisition));
   return steps;
@@ -145,6 +171,7 @@ std::vector<Step> Device::Begin(bool laser) {
 
 std::vector<Step> Device::End(bool laser) {
   std::vector<Step> steps;
+  if (live_) return steps;
   if (laser) steps.push_back(Call("CloseLaser()", &Device::LaserOff));
   steps.push_back(Call("SetGlobalControl(0)", &Device::StopAcquisition));
   return steps;

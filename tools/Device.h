@@ -5,11 +5,15 @@
 #include <string_view>
 #include <vector>
 
+#include "Registers.h"
 #include "Session.h"
 #include "Step.h"
 #include "tessaline/startup.h"
 
 namespace tool {
+
+// The registers of this machine's board, or of the sensor that a daemon has. Opens nothing yet.
+Registers RegistersOf(const Session& session);
 
 // The sensor, as a sub-command sees it. A process starts it at most once.
 class Device {
@@ -32,6 +36,8 @@ class Device {
   // Selects the product; nothing on the board changes. Throws a Failure unless this machine is
   // a board whose registers may be accessed.
   void RequireRegisters() const;
+  // The same, unless a daemon has the sensor: then its registers.
+  Registers OpenRegisters() const;
 
   // Starts the device: sets up FPGA and image sensor from scratch. The handlers may be null.
   // Throws a Failure if that fails or takes too long.
@@ -67,6 +73,7 @@ class Device {
   std::vector<std::string> complaints_;
   bool laser_on_ = false;
   bool acquiring_ = false;
+  bool live_ = false;  // the frames are those of a daemon
 };
 
 }  // namespace tool

@@ -154,6 +154,12 @@ std::optional<tessaline_calibration> MeasuringOptions::FromFile(const Session& s
   return stored.numbers;
 }
 
+std::optional<tessaline_calibration> MeasuringOptions::FromDaemon(const live::LiveSensor& sensor) {
+  const Json json = sensor.Get("/api/v1/calibration");
+  if (json.is_null()) return std::nullopt;
+  return calibrate::ParseCalibration(json.dump(), sensor.Name()).numbers;
+}
+
 Measuring MeasuringOptions::ChooseNone(const Session& session, const Region& region,
                                        const char* what) const {
   std::vector<CLI::Option*> options = numbers_;
@@ -188,12 +194,16 @@ Measuring MeasuringOptions::Choose(const Session& session, const Region& region,
     return measuring.calibrated();
   };
   const bool rehearsal = session.options().dry_run;
-  const bool from_eeprom = from_.empty() || from_ == kEeprom;
+  bool from_eeprom = from_.empty() || from_ == kEeprom;
   if (use(FromNumbers(model, travels), "the options")) return measuring;
+  if (const auto* const sensor = session.live(); sensor != nullptr && from_eeprom) {
+    use(FromDaemon(*sensor), sensor->Name());
+    from_eeprom = false;
+  }
   if (from_eeprom) {
     measuring.calls.push_back(fmt::format("ConfigRead({})", eeprom::kBytes));
     if (!rehearsal) use(FromEeprom(session, /*asked=*/!from_.empty()), "the EEPROM");
-  } else if (from_ != kNone) {
+  } else if (!from_.empty() && from_ != kNone && from_ != kEeprom) {
     use(FromFile(session), from_);
   }
   if (measuring.calibrated()) {

@@ -57,6 +57,7 @@ class MeasuringOptions {
  private:
   std::optional<tessaline_calibration> FromNumbers(const Model& model, bool travels) const;
   std::optional<tessaline_calibration> FromFile(const Session& session) const;
+  static std::optional<tessaline_calibration> FromDaemon(const live::LiveSensor& sensor);
 
   std::string from_;
   CLI::Option* scale_ = nullptr;  // of the encoder

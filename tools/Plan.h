@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "Recipe.h"
 #include "Session.h"
 #include "Step.h"
 
@@ -14,8 +15,11 @@ class Plan {
  public:
   Plan(const Session& session, std::string title) : session_(session), title_(std::move(title)) {}
 
-  void Add(std::string call, std::string effect, std::function<bool()> run);
-  void Add(std::vector<Step> steps);
+  // `live`: does the same where a daemon has the sensor.
+  void Add(std::string call, std::string effect, std::function<bool()> run,
+           std::function<void(const live::LiveSensor&)> live);
+  // The calls that make a recipe's settings. A daemon that has the sensor gets the recipe.
+  void Add(const Recipe& recipe, std::vector<Step> calls);
 
   // Runs the steps on a started device; throws a Failure at the first that is refused. With
   // --dry-run they are only shown, and nothing is opened.
@@ -27,6 +31,7 @@ class Plan {
   const Session& session_;
   std::string title_;
   std::vector<Step> steps_;
+  std::vector<std::function<void(const live::LiveSensor&)>> live_;
 };
 
 }  // namespace tool

@@ -147,6 +147,7 @@ Place Registers::Find(const std::string& text) const {
 }
 
 std::uint32_t Registers::Read(const fpga::Register& reg) const {
+  if (reader_) return reader_(reg);
   return fpga_read_addr(AddressOf(reg) - reg.offset, reg.Index());
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -22,7 +23,10 @@ struct Place {
 // The registers of a product's FPGA by name and address.
 class Registers {
  public:
-  explicit Registers(const Model& model) : family_(model.family()) {}
+  using Reader = std::function<std::uint32_t(const fpga::Register&)>;
+  // `reader`: reads one in another way than through the library.
+  explicit Registers(const Model& model, Reader reader = {})
+      : family_(model.family()), reader_(std::move(reader)) {}
 
   // In the order of their addresses.
   std::vector<fpga::Register> All() const;
@@ -45,6 +49,7 @@ class Registers {
 
  private:
   const Family& family_;
+  Reader reader_;
 };
 
 // "IMAGE_BLOCK_1 TRIGGER_CTRL"

@@ -40,7 +40,35 @@ std::string Session::Board() const {
 
 bool Session::on_virtual_board() const { return !Board().empty(); }
 
+const live::LiveSensor* Session::live() const {
+  if (options_.direct || on_virtual_board()) return nullptr;
+  if (std::exchange(looked_for_daemon_, true)) return live_.get();
+  live_ = live::LiveSensor::Find();
+  if (live_ && !code_.empty() && code_ != live_->model()) {
+    const std::string theirs = live_->model();
+    const std::string name = live_->Name();
+    live_.reset();
+    looked_for_daemon_ = false;
+    throw Failure(ExitCode::kUsage, fmt::format("{} has a {}, not a {}", name, theirs, code_),
+                  "leave out the model, or use --direct once it has ended");
+  }
+  return live_.get();
+}
+
+void Session::RequireNoDaemon() const {
+  if (on_virtual_board()) return;
+  if (const auto daemon = live::LiveSensor::Find()) {
+    throw Failure(ExitCode::kNegative, fmt::format("{} has the sensor", daemon->Name()),
+                  "stop it first");
+  }
+}
+
 const Model& Session::model() const {
+  if (code_.empty() && live() != nullptr) {
+    model_ = Model(live_->model());
+    model_.Require();
+    return model_;
+  }
   if (code_.empty()) {
     throw Failure(ExitCode::kUsage, "no model given",
                   "use --model CODE, set TESSALINE_MODEL, or try it with --virtual K3610");
@@ -50,7 +78,9 @@ const Model& Session::model() const {
 }
 
 void Session::MarkVirtual(Json& json) const {
-  if (on_virtual_board() && json.is_object()) json["board"] = "virtual";
+  if (!json.is_object()) return;
+  if (on_virtual_board() || (live_ && live_->is_virtual())) json["board"] = "virtual";
+  if (live_) json["served_by"] = live_->Name();
 }
 
 void AddTo(Json& json, const Failure& failure) {
@@ -60,7 +90,10 @@ void AddTo(Json& json, const Failure& failure) {
 }
 
 std::string Session::BoardLine() const {
-  return on_virtual_board() ? fmt::format("# virtual board of a {}\n", Board()) : "";
+  if (on_virtual_board()) return fmt::format("# virtual board of a {}\n", Board());
+  if (!live_) return {};
+  return fmt::format("# {}{} of {}\n", live_->is_virtual() ? "virtual board of the " : "the ",
+                     live_->model(), live_->Name());
 }
 
 void Session::Emit(const Json& json) const {

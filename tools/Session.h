@@ -2,6 +2,7 @@
 
 #include <fmt/core.h>
 
+#include <memory>
 #include <string>
 #include <utility>
 
@@ -9,6 +10,7 @@
 #include "Json.h"
 #include "LibraryOutput.h"
 #include "Models.h"
+#include "live/LiveSensor.h"
 
 namespace tool {
 
@@ -24,7 +26,8 @@ struct CommonOptions {
   bool json = false;
   bool verbose = false;
   bool dry_run = false;
-  bool quiet = false;  // no results at all: another command shows them
+  bool quiet = false;   // no results at all: another command shows them
+  bool direct = false;  // not through a daemon that has the sensor
 };
 
 // One run of the tool: its options and where its results go.
@@ -41,9 +44,15 @@ class Session {
   // The model of the virtual board; empty on hardware.
   std::string Board() const;
 
+  // The sensor that a daemon on this machine has: the command acts on that one. Null if there is no
+  // daemon, and with --direct or a virtual board of our own.
+  const live::LiveSensor* live() const;
+  // Throws a Failure that names the daemon if there is one: the command needs the device itself.
+  void RequireNoDaemon() const;
+
   // Whether a product was requested at all.
   bool has_model() const { return !code_.empty(); }
-  // The requested product; throws a Failure if there is none or it does not exist.
+  // The requested product, or that of the daemon; throws a Failure if there is none or it does not exist.
   const Model& model() const;
 
   // Results for people; prints nothing with --json. On a virtual board the first one says so.
@@ -79,7 +88,9 @@ class Session {
 
   CommonOptions options_;
   std::string code_;
-  Model model_;
+  mutable Model model_;
+  mutable bool looked_for_daemon_ = false;
+  mutable std::unique_ptr<live::LiveSensor> live_;
 };
 
 }  // namespace tool

@@ -9,9 +9,14 @@ namespace {
 
 constexpr std::size_t kMostBytes = std::size_t{256} << 20;
 
+Losses::Source losses_source = nullptr;
+
 }  // namespace
 
+void Losses::UseSource(Source source) { losses_source = source; }
+
 Losses Losses::SoFar(bool images) {
+  if (losses_source != nullptr) return losses_source(images);
   tessaline_capture_statistics statistics{};
   TessalineGetCaptureStatistics(images ? TESSALINE_STREAM_IMAGES : TESSALINE_STREAM_STRIPS,
                                 &statistics);
@@ -56,6 +61,7 @@ void FrameQueue::Open() {
   waiting_.clear();
   waiting_bytes_ = 0;
   dropped_ = 0;
+  dropped_before_open_ = dropped_before_;
   open_ = true;
 }
 
@@ -84,7 +90,12 @@ bool FrameQueue::Abandon() {
 
 std::uint64_t FrameQueue::Dropped() {
   const std::lock_guard lock(mutex_);
-  return dropped_;
+  return dropped_ + dropped_before_ - dropped_before_open_;
+}
+
+void FrameQueue::SetDroppedBefore(std::uint64_t frames) {
+  const std::lock_guard lock(mutex_);
+  dropped_before_ = frames;
 }
 
 }  // namespace tool

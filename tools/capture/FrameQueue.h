@@ -17,6 +17,9 @@ struct Losses {
   std::uint64_t triggers_lost = 0;  // came before the sensor was ready
 
   static Losses SoFar(bool images);
+  // Where they come from, unless this process has started the device itself.
+  using Source = Losses (*)(bool images);
+  static void UseSource(Source source);
 };
 
 // What one call of a handler delivered.
@@ -52,6 +55,9 @@ class FrameQueue {
   // Drops what waits. False if nothing does.
   bool Abandon();
 
+  // Frames that were dropped on the way here, so far.
+  void SetDroppedBefore(std::uint64_t frames);
+
   // Frames dropped since Open(), for lack of room or by Abandon().
   std::uint64_t Dropped();
 
@@ -64,6 +70,8 @@ class FrameQueue {
   std::deque<Delivery> waiting_;
   std::size_t waiting_bytes_ = 0;
   std::uint64_t dropped_ = 0;
+  std::uint64_t dropped_before_ = 0;
+  std::uint64_t dropped_before_open_ = 0;
   bool open_ = false;
 };
 

@@ -89,9 +89,12 @@ class CaptureCommand : public Command {
 
     Device device(session);
     device.Start(FrameQueue::OnImage, FrameQueue::OnStrips);
-    tool::Run(acquisition_.Settings(model, images));
-    settings.width = GetImageWidth();
-    settings.height = GetImageHeight();
+    acquisition_.SetUp(session, images);
+    const Region region =
+        session.live() == nullptr ? Region{0, 0, GetImageWidth(), GetImageHeight()}
+                                  : session.live()->CurrentRegion();
+    settings.width = region.width;
+    settings.height = region.height;
     const auto writer = MakeWriter(format, settings);
     Recorder recorder(device, *writer, images,
                       StripReader(model.product().PointBytes(), settings.measuring.geometry,
@@ -108,7 +111,7 @@ class CaptureCommand : public Command {
  private:
   // What has no points needs no calibration.
   Measuring ChooseMeasuring(const Session& session, Format format, bool images) const {
-    const Region region = acquisition_.RegionOf(session.model());
+    const Region region = acquisition_.RegionOf(session);
     if (images) return measuring_.ChooseNone(session, region, "images");
     if (format == Format::kRaw) return measuring_.ChooseNone(session, region, "raw bytes");
     return measuring_.Choose(session, region,

@@ -35,15 +35,14 @@ class ExposureCommand : public Command {
     const auto steps = StepsOf(recipe_, model);
     if (steps.empty()) return Show(session);
     Plan plan(session, "exposure");
-    plan.Add(steps);
+    plan.Add(recipe_, steps);
     plan.CarryOut();
     return ExitCode::kOk;
   }
 
  private:
   static ExitCode Show(Session& session) {
-    Device(session).RequireRegisters();
-    const Registers registers(session.model());
+    const Registers registers = Device(session).OpenRegisters();
     const unsigned count = fpga::kField.exposure_count.Of(registers.Read(fpga::kReg.EXPOSURE_NUM));
     Json json{{"exposures", count}, {"steps", Json::array()}};
     session.Print("exposures per cycle  {}\n", count);

@@ -31,7 +31,7 @@ class InfoCommand : public Command {
     const Model& model = session.model();
     Device device(session);
     if (!device.Open(start_)) return ExitCode::kOk;
-    const Registers registers(model);
+    const Registers registers = RegistersOf(session);
     const auto read = [&](const fpga::Register& reg) { return registers.Read(reg); };
     const auto read64 = [&](const fpga::Register& low, const fpga::Register& high) {
       const std::uint64_t lower = read(low);
@@ -64,8 +64,11 @@ class InfoCommand : public Command {
         {"output1_lost", read(fpga::kReg.DO1_LOST_STA)},
         {"output2_lost", read(fpga::kReg.DO2_LOST_STA)},
         {"communication_errors", read(fpga::kReg.COMM_VERIFY_ERROR_STA)}};
+    const Json served =
+        session.live() == nullptr ? Json() : session.live()->Get("/api/v1/statistics");
     for (const CaptureStream& stream : kCaptureStreams) {
-      info["captured"][stream.name] = CaptureCounters(stream.number);
+      info["captured"][stream.name] =
+          served.is_null() ? CaptureCounters(stream.number) : served[stream.name];
     }
     Show(session, info);
     session.Emit(info);

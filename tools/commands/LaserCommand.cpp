@@ -37,35 +37,58 @@ class LaserCommand : public Command {
     }
     Plan plan(session, "laser " + state_);
     if (state_ == "off") {
-      plan.Add("CloseLaser()", "both laser lines low: off", laser::Off);
+      plan.Add("CloseLaser()", "both laser lines low: off", laser::Off, Switch(false));
     } else {
       plan.Add("OpenLaser()", "both laser lines high: ON", [] {
         if (laser::On() && !Interrupted()) return true;
         laser::Off();  // one of the two may be on
         return Interrupted();
-      });
+      }, Switch(true));
       if (seconds_ > 0) {
-        plan.Add("CloseLaser()", fmt::format("after {} s: off", seconds_), [this, &session] {
+        const auto wait = [this, &session] {
           session.Note("The laser is ON for {} s; Ctrl-C switches it off earlier.", seconds_);
           PauseFor(std::chrono::milliseconds(static_cast<long>(seconds_ * 1000)));
-          return laser::Off();
-        });
+        };
+        plan.Add(
+            "CloseLaser()", fmt::format("after {} s: off", seconds_),
+            [wait] {
+              wait();
+              return laser::Off();
+            },
+            [wait](const live::LiveSensor& sensor) {
+              CatchInterrupts([&sensor] { Switch(false)(sensor); });
+              wait();
+              Switch(false)(sensor);
+            });
       }
     }
     plan.CarryOut();
     if (session.options().dry_run) return ExitCode::kOk;
     if (Interrupted()) {
-      laser::Off();
+      if (session.live() == nullptr) laser::Off();
       return ExitCode::kInterrupted;
     }
-    if (state_ == "on" && seconds_ == 0 && !session.on_virtual_board()) {
+    if (state_ == "on" && seconds_ == 0 && !session.on_virtual_board() &&
+        session.live() == nullptr) {
       session.Note("The laser stays ON. \"tessaline laser off\" switches it off.");
     }
     return ExitCode::kOk;
   }
 
  private:
+  static std::function<void(const live::LiveSensor&)> Switch(bool on) {
+    return [on](const live::LiveSensor& sensor) {
+      sensor.Send("PUT", "/api/v1/laser", {{"on", on}});
+    };
+  }
+
   static ExitCode Show(Session& session) {
+    if (const auto* const sensor = session.live()) {
+      const Json state = sensor->Get("/api/v1/state");
+      session.Print("laser       {}\n", state["laser"] ? "ON" : "off");
+      session.Emit({{"on", state["laser"]}});
+      return ExitCode::kOk;
+    }
     Device(session).RequireRegisters();
     const Model& model = session.model();
     const auto first = GpioLevel(model.family().board.gpio.laser1);

@@ -20,7 +20,7 @@ class LedCommand : public Command {
 
   ExitCode Run(Session& session) override {
     Plan plan(session, "led " + *recipe_.led);
-    plan.Add(StepsOf(recipe_, session.model()));
+    plan.Add(recipe_, StepsOf(recipe_, session.model()));
     plan.CarryOut();
     return ExitCode::kOk;
   }

@@ -22,7 +22,7 @@ class PowerCommand : public Command {
 
   ExitCode Run(Session& session) override {
     Plan plan(session, fmt::format("power {}", *recipe_.power));
-    plan.Add(StepsOf(recipe_, session.model()));
+    plan.Add(recipe_, StepsOf(recipe_, session.model()));
     plan.CarryOut();
     return ExitCode::kOk;
   }

@@ -167,7 +167,8 @@ class RecipeCommand : public Command {
   ExitCode Apply(Session& session) const {
     const Model& model = session.model();
     Plan plan(session, "recipe apply");
-    plan.Add(StepsAfterStart(ReadRecipe(file_, model), model, /*images=*/false));
+    const Recipe recipe = ReadRecipe(file_, model);
+    plan.Add(recipe, StepsAfterStart(recipe, model, /*images=*/false));
     plan.CarryOut();
     return ExitCode::kOk;
   }

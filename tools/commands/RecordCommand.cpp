@@ -197,11 +197,6 @@ class RecordCommand : public Command {
   }
 
   ExitCode Record(Session& session) {
-    auto ring = ring::RecordRing::Create(std::size_t{megabytes_} << 20);
-    if (!ring) {
-      throw Failure(ExitCode::kFile, fmt::format("there is no memory for {} MB", megabytes_),
-                    "give less with --memory");
-    }
     RingRecorder::Settings settings;
     settings.path = path_;
     settings.device = DeviceFacts(session);
@@ -211,13 +206,16 @@ class RecordCommand : public Command {
     settings.on_error = on_error_;
     settings.on_trigger = on_trigger_;
     RequireNew();
+    if (application_.empty() && session.live() != nullptr) return RecordLive(session, settings);
     const std::string front = FindLibrary(kRecorderLibrary);
+    auto ring = ring::RecordRing::Create(std::size_t{megabytes_} << 20);
+    if (!ring) {
+      throw Failure(ExitCode::kFile, fmt::format("there is no memory for {} MB", megabytes_),
+                    "give less with --memory");
+    }
     RingRecorder recorder(*ring, settings);
-    const std::string what = fmt::format("{}{}{}", strips_ || everything() ? "strips " : "",
-                                         images_ || everything() ? "images " : "",
-                                         registers_ || everything() ? "registers" : "");
     const ChildProcess::Variables variables{
-        {kRingVariable, ring->Path()}, {kWhatVariable, what}, {"LD_PRELOAD", InFrontOf(front)}};
+        {kRingVariable, ring->Path()}, {kWhatVariable, What()}, {"LD_PRELOAD", InFrontOf(front)}};
     ChildProcess child = [&] {
       try {
         return ChildProcess(Words(), variables);
@@ -253,7 +251,40 @@ class RecordCommand : public Command {
     }
     guarded([&] { recorder.Finish(child.crashed()); });
     ShowProgress(recorder.totals(), true);
-    return Report(session, recorder.totals(failure.has_value()), child, failure);
+    return Report(session, recorder.totals(failure.has_value()), child.Status(), failure);
+  }
+
+  // What is to be recorded, as the library in front reads it.
+  std::string What() const {
+    return fmt::format("{}{}{}", strips_ || everything() ? "strips " : "",
+                       images_ || everything() ? "images " : "",
+                       registers_ || everything() ? "registers" : "");
+  }
+
+  // The frames of a sensor that a daemon has. Nobody but the disk and the daemon's end can stop us.
+  ExitCode RecordLive(Session& session, const RingRecorder::Settings& settings) {
+    const live::LiveSensor& sensor = *session.live();
+    sensor.Change(acquisition_.recipe());
+    CatchInterrupts([] {});
+    signal(SIGXFSZ, SIG_IGN);
+    live::LiveSensor::Frames frames = sensor.TakeFrames(What(), megabytes_);
+    RingRecorder recorder(frames.ring, settings);
+    std::optional<Failure> failure;
+    start_ = Clock::now();
+    bool ended = false;
+    try {
+      while (!ended && !Interrupted() && !IsOver()) {
+        ended = frames.ring.Ended() || live::HasEnded(frames.connection);
+        recorder.Work();
+        ShowProgress(recorder.totals(), false);
+        PauseFor(kSlice);
+      }
+      recorder.Finish(/*crashed=*/ended && !frames.ring.Ended());
+    } catch (const Failure& now) {
+      failure = now;
+    }
+    ShowProgress(recorder.totals(), true);
+    return Report(session, recorder.totals(failure.has_value()), /*status=*/0, failure);
   }
 
   // Before the device is started or the memory of a flight recorder fills.
@@ -282,7 +313,7 @@ class RecordCommand : public Command {
   }
 
   ExitCode Report(const Session& session, const RingRecorder::Totals& totals,
-                  const ChildProcess& child, const std::optional<Failure>& failure) const {
+                  int status, const std::optional<Failure>& failure) const {
     const double seconds = std::chrono::duration<double>(Clock::now() - start_).count();
     const RecordingFile::Counts& written = totals.written;
     Json json{{"files", totals.files},
@@ -294,7 +325,7 @@ class RecordCommand : public Command {
               {"lost_by_device", totals.lost_by_device},
               {"dropped_frames", totals.dropped_frames},
               {"dropped_messages", totals.dropped_others},
-              {"application_status", child.Status()}};
+              {"application_status", status}};
     std::string warning;
     if (totals.files.empty()) {
       session.Print("nothing happened that the flight recorder was to write\n");
@@ -324,7 +355,7 @@ class RecordCommand : public Command {
     session.Emit(json);
     if (!warning.empty() && !session.json()) session.Note("{}", warning);
     if (failure) throw *failure;
-    return static_cast<ExitCode>(child.Status());
+    return static_cast<ExitCode>(status);
   }
 
   CLI::App* app_ = nullptr;

@@ -66,7 +66,7 @@ class RegCommand : public Command {
   bool Asked() const override { return app_->parsed(); }
 
   ExitCode Run(Session& session) override {
-    const Registers registers(session.model());
+    const Registers registers = RegistersOf(session);
     if (list_->parsed()) return List(session, registers);
     if (dump_->parsed()) return Dump(session, registers);
     // Names first: a typo does not open the board.
@@ -153,6 +153,12 @@ class RegCommand : public Command {
       json["value"] = value;
       session.Emit(json);
       return ExitCode::kOk;
+    }
+    if (session.live() != nullptr) {
+      throw Failure(ExitCode::kNegative,
+                    fmt::format("{} has the sensor, and only reads registers",
+                                session.live()->Name()),
+                    "set it up with exposure, roi, trigger and the like, or add --direct");
     }
     Device device(session);
     device.Open(start_ && !rehearsal);

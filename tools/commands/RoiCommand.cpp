@@ -41,7 +41,7 @@ class RoiCommand : public Command {
     Plan plan(session, "roi");
     Recipe recipe;
     recipe.region = region;
-    plan.Add(StepsOf(recipe, model));
+    plan.Add(recipe, StepsOf(recipe, model));
     plan.CarryOut();
     return ExitCode::kOk;
   }
@@ -53,8 +53,7 @@ class RoiCommand : public Command {
   }
 
   static ExitCode Show(Session& session) {
-    Device(session).RequireRegisters();
-    const Registers registers(session.model());
+    const Registers registers = Device(session).OpenRegisters();
     const std::uint32_t width = registers.Read(fpga::kReg.STRIP_IMAGE_WIDTH);
     const std::uint32_t height = registers.Read(fpga::kReg.STRIP_IMAGE_HEIGHT);
     const std::uint32_t offset = registers.Read(fpga::kReg.ROI_OFFSET);

@@ -38,15 +38,14 @@ class TriggerCommand : public Command {
     const auto steps = StepsOf(recipe_, session.model());
     if (steps.empty()) return Show(session);
     Plan plan(session, "trigger");
-    plan.Add(steps);
+    plan.Add(recipe_, steps);
     plan.CarryOut();
     return ExitCode::kOk;
   }
 
  private:
   static ExitCode Show(Session& session) {
-    Device(session).RequireRegisters();
-    const Registers registers(session.model());
+    const Registers registers = Device(session).OpenRegisters();
     const std::uint32_t control = registers.Read(fpga::kReg.TRIGGER_CTRL);
     const unsigned mode = fpga::kField.trigger_mode.Of(control);
     const std::uint32_t spacing = registers.Read(fpga::kReg.TRI_SPACING);

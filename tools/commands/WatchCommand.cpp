@@ -40,7 +40,7 @@ class WatchCommand : public Command {
   ExitCode Run(Session& session) override {
     const Model& model = session.model();
     acquisition_.Settle(session, &model);
-    status_.measuring = measuring_.Choose(session, acquisition_.RegionOf(model), /*travels=*/false);
+    status_.measuring = measuring_.Choose(session, acquisition_.RegionOf(session), /*travels=*/false);
     if (session.options().dry_run) {
       acquisition_.Rehearse(session, "watch", /*images=*/false, status_.measuring.calls);
       return ExitCode::kOk;
@@ -52,7 +52,7 @@ class WatchCommand : public Command {
 
     Device device(session);
     device.Start(FrameQueue::OnImage, FrameQueue::OnStrips);
-    tool::Run(acquisition_.Settings(model, /*images=*/false));
+    acquisition_.SetUp(session, /*images=*/false);
     TessalineResetCaptureStatistics(TESSALINE_STREAM_STRIPS);
     FrameQueue::Instance().Open();
     tool::Run(device.Begin(acquisition_.laser()));
@@ -110,7 +110,7 @@ class WatchCommand : public Command {
 
   void Show(Session& session, Terminal& terminal, bool pictures) {
     const Model& model = session.model();
-    status_.LookUp(model.family());
+    status_.LookUp(session);
     if (pictures) {
       terminal.Show(
           status_.AsPicture(fmt::format("tessaline {}{}", model.code(),

@@ -50,15 +50,29 @@ std::string Extent(const Status& status) {
 
 }  // namespace
 
-void Status::LookUp(const Family& family) {
+void Status::LookUp(const Session& session) {
+  dropped = FrameQueue::Instance().Dropped();
+  if (const auto* const sensor = session.live()) {
+    const Json state = sensor->Get("/api/v1/state");
+    const Json& counters = state["counters"];
+    missing = counters["missing_ids"];
+    malformed = counters["malformed"];
+    fpga_lost = counters["fpga_lost"];
+    triggers_lost = counters["triggers_lost"];
+    if (state["temperatures"].contains("processor")) {
+      temperature = state["temperatures"]["processor"];
+    }
+    width = state["region"]["width"];
+    height = state["region"]["height"];
+    return;
+  }
   tessaline_capture_statistics statistics{};
   TessalineGetCaptureStatistics(TESSALINE_STREAM_STRIPS, &statistics);
   missing = statistics.ids_missing;
   malformed = statistics.malformed;
-  dropped = FrameQueue::Instance().Dropped();
   fpga_lost = GetCallbackLostNum();
   triggers_lost = GetXtrigLostSta();
-  temperature = ProcessorTemperature(family);
+  temperature = ProcessorTemperature(session.model().family());
   width = GetImageWidth();
   height = GetImageHeight();
 }

@@ -28,7 +28,7 @@ struct Status {
   std::vector<Point> points;  // of the latest profile
 
   // Read from the device, not counted here: counters and temperature.
-  void LookUp(const Family& family);
+  void LookUp(const Session& session);
 
   std::string AsLine() const;
   std::string AsPicture(std::string_view title, unsigned columns, unsigned rows) const;

@@ -41,11 +41,11 @@ export class Daemon {
   /** What every check begins with: the whole line comes, twenty times a second. */
   async reset() {
     await this.setMode('strips');
-    const { region } = await this.get('limits');
+    const { region, gain } = await this.get('limits');
     await this.patch({
       region: { x: 0, y: 0, width: region.sensor_width, height: region.sensor_height },
       exposure_us: [320],
-      gain: 0,
+      gain: gain.low,
       power_percent: 50,
       trigger: 'timer',
       spacing: 50_000,
@@ -53,6 +53,14 @@ export class Daemon {
     });
     await this.put('laser', { on: true });
     await this.put('acquisition', { on: true });
+  }
+
+  /** Puts back what the state and the settings were before. */
+  async restore({ mode, laser, acquisition }, settings) {
+    await this.setMode(mode);
+    await this.patch(settings);
+    await this.put('laser', { on: laser });
+    await this.put('acquisition', { on: acquisition });
   }
 
   /** Follows the stream of profiles, decoded here on its own. Stop it with close(). */

@@ -42,7 +42,7 @@ if (!base || !token) {
 
 const daemon = new Daemon(base.replace(/\/$/, ''), token);
 const browser = await Browser.launch(daemon);
-const before = await daemon.get('settings');
+const before = [await daemon.get('state'), await daemon.get('settings')];
 let failed = 0;
 for (const { checks } of kSubjects) {
   for (const [name, check] of Object.entries(checks)) {
@@ -61,6 +61,6 @@ for (const { checks } of kSubjects) {
   }
 }
 await browser.close();
-await daemon.patch(before);
+await daemon.restore(...before);
 console.log(failed === 0 ? 'all passed' : `${failed} failed`);
 process.exit(failed === 0 ? 0 : 1);

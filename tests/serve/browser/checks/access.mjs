@@ -148,8 +148,10 @@ export const checks = {
     const page = await browser.open();
     await firstFrame(page, 'profile');
     const label = (id) => page.getAttribute(id, 'aria-label');
-    await until(async () => /Profile of \d+ points/.test(await label('#profile-canvas')), 'no text');
-    await until(async () => /last \d+ profiles/.test(await label('#map-canvas')), 'no text');
+    const says = (id, text) =>
+      until(async () => text.test((await label(id)) ?? ''), `${id} has no such text`);
+    await says('#profile-canvas', /Profile of \d+ points/);
+    await says('#map-canvas', /last \d+ profiles/);
     const first = await label('#profile-canvas');
     await page.waitForTimeout(2000);
     assert.equal(await label('#profile-canvas'), first, 'the text changes too often');

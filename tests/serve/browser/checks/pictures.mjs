@@ -4,6 +4,9 @@ import { join } from 'node:path';
 
 import { firstFrame, until } from '../browser.mjs';
 
+// The belt of the virtual board has few heights where nothing lies on it.
+const kLeastColours = 3;
+
 export const checks = {
   "the curve is the stream's profile": async ({ browser, daemon }) => {
     const truth = daemon.profiles();
@@ -41,7 +44,7 @@ export const checks = {
     const first = await until(rows, 'the map stays black');
     await until(async () => (await rows()) > first + 5, 'the map does not grow');
     const { colours } = await page.evaluate(mapRows);
-    assert.ok(colours > 10, `the map has ${colours} colours`);
+    assert.ok(colours > kLeastColours, `the map has ${colours} colours`);
     return `${colours} colours`;
   },
 

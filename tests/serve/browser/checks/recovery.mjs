@@ -1,5 +1,6 @@
 import assert from 'node:assert/strict';
-import { spawnSync } from 'node:child_process';
+import { execFile } from 'node:child_process';
+import { promisify } from 'node:util';
 
 import { firstFrame, textIs, until } from '../browser.mjs';
 
@@ -44,9 +45,7 @@ export const checks = {
     await firstFrame(page, 'profile');
     const { uptime } = await daemon.get('state');
     const lost = textIs(page, '#connection', kLost, 30_000);
-    const { status, stderr } = spawnSync('sh', ['-c', options.restart], { encoding: 'utf8' });
-    assert.equal(status, 0, stderr);
-    await lost;
+    await Promise.all([lost, promisify(execFile)('sh', ['-c', options.restart])]);
     await textIs(page, '#connection', 'Connected', 30_000);
     await until(
       async () => (await page.evaluate(() => window.tessaline.state.uptime)) < uptime,

@@ -21,17 +21,19 @@ export const checks = {
     await page.click('#region-apply');
     await inForce(daemon, drawn);
     await settled(page);
-    const changed = await until(async () => {
+    const found = await until(async () => {
       const now = await registerValues(daemon);
-      const names = [...now.keys()].filter((name) => registers.get(name) !== now.get(name));
-      return names.length > 0 && names;
-    }, 'no register changed');
+      const holding = (value) =>
+        [...now].find(([name, is]) => is === value && registers.get(name) !== value)?.[0];
+      const names = [holding(drawn.width), holding(drawn.height)];
+      return names.every(Boolean) && names;
+    }, 'no registers have taken the width and the height');
     const image = await until(async () => {
       const { region } = await page.evaluate(() => window.tessaline.image);
       return region.width === drawn.width && region;
     }, 'no image of the new region came');
     assert.deepEqual(image, drawn);
-    return `${JSON.stringify(drawn)}; registers: ${changed.slice(0, 6).join(', ')}`;
+    return `${JSON.stringify(drawn)}, in ${found.join(' and ')}`;
   },
 
   'a region drawn with a finger arrives': async ({ browser, daemon }) => {
@@ -180,5 +182,5 @@ async function settled(page) {
 
 async function registerValues(daemon) {
   const { registers } = await daemon.get('registers');
-  return new Map(registers.map(({ block, name, value }) => [`${block} ${name}`, value]));
+  return new Map(registers.map(({ block, name, value }) => [`${block} ${name}`, Number(value)]));
 }

@@ -115,10 +115,12 @@ async function write(page, member, text) {
 }
 
 function settingIs(daemon, member, wanted) {
-  const read = async () => JSON.stringify((await daemon.get('settings'))[member]);
+  // One exposure may be written as a number or as a list of one.
+  const text = (value) => JSON.stringify([value].flat());
+  const read = async () => text((await daemon.get('settings'))[member]);
   return until(
-    async () => (await read()) === JSON.stringify(wanted),
-    async () => `${member} is ${await read()}, not ${JSON.stringify(wanted)}`,
+    async () => (await read()) === text(wanted),
+    async () => `${member} is ${await read()}, not ${text(wanted)}`,
   );
 }
 

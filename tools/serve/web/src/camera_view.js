@@ -135,7 +135,8 @@ export class CameraView {
   describe({ region, gray }) {
     let brightest = 0;
     for (let i = 0; i < gray.length; i += 7) if (gray[i] > brightest) brightest = gray[i];
-    return `Camera image of the region ${regionText(region)}. Brightest pixel: ${brightest} of 255.`;
+    const light = `Brightest pixel: ${brightest} of 255.`;
+    return `Camera image of the region ${regionText(region)}. ${light}`;
   }
 }
 

@@ -15,7 +15,10 @@ export class Files {
 
   snapshot(kind) {
     return this.messages.attempt(
-      async () => save(`${this.model()}-${stamp()}.${kind}`, await this.api.blob(`snapshot.${kind}`)),
+      async () => {
+        const blob = await this.api.blob(`snapshot.${kind}`);
+        return save(`${this.model()}-${stamp()}.${kind}`, blob);
+      },
       (name) => `Saved ${name}.`,
     );
   }

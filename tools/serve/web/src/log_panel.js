@@ -34,7 +34,8 @@ export class LogPanel {
 
 function line({ time, level, file, line: at, text }) {
   const when = new Date(time * 1000);
-  const clock = `${when.toLocaleTimeString('en-GB')}.${String(when.getMilliseconds()).padStart(3, '0')}`;
+  const parts = String(when.getMilliseconds()).padStart(3, '0');
+  const clock = `${when.toLocaleTimeString('en-GB')}.${parts}`;
   return make(
     'p',
     { class: kLevels.includes(level) ? `level-${level}` : 'level-INFO', title: `${file}:${at}` },

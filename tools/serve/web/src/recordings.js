@@ -1,6 +1,8 @@
 import { byId, make, setText } from './dom.js';
 import { duration, number, withUnit } from './format.js';
 
+const kPatience = 4000;
+
 /** Starts and stops recordings, and lists the files. */
 export class Recordings {
   constructor({ api, messages }) {
@@ -16,6 +18,7 @@ export class Recordings {
   show({ recording, recordings_possible: possible }) {
     const before = this.running;
     this.running = Boolean(recording);
+    this.noteStart();
     this.button.disabled = !possible && !recording;
     this.button.classList.toggle('active', this.running);
     setText(this.button, this.running ? 'Stop recording' : 'Record');
@@ -34,6 +37,14 @@ export class Recordings {
     );
   }
 
+  // The daemon has a program of its own for recordings, which may end at once.
+  noteStart() {
+    if (this.running) this.started = 0;
+    if (!this.started || performance.now() - this.started < kPatience) return;
+    this.started = 0;
+    this.messages.fail('The recording ended by itself. The output of the daemon says why.');
+  }
+
   async toggle() {
     if (this.busy || this.button.matches(':disabled')) return;
     this.busy = true;
@@ -43,10 +54,11 @@ export class Recordings {
         ({ file, frames }) => `Recorded ${number(frames)} frames to ${file}.`,
       );
     } else {
-      await this.messages.attempt(
+      const started = await this.messages.attempt(
         () => this.api.json('POST', 'recordings', {}),
         ({ file }) => `Recording to ${file}.`,
       );
+      this.started = started ? performance.now() : 0;
     }
     this.busy = false;
   }
