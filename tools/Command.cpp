@@ -19,7 +19,8 @@ std::string TextOf(Touches touches) {
       return "WRITES REGISTERS: starts the device (FPGA and image sensor are set up from scratch), "
              "then applies the setting. The next command that starts the device sets it up from "
              "scratch too, so the setting is gone: give \"capture\" and \"watch\" the same as an "
-             "option, or keep it with \"tessaline recipe save\". --dry-run shows what would be "
+             "option, or keep it with \"tessaline recipe save\". Where \"tessaline serve\" has the "
+             "sensor, the setting is made there and holds. --dry-run shows what would be "
              "done and touches nothing.";
     case Touches::kLight:
       return "DRIVES THE LASER and writes registers: protect your eyes. --dry-run shows what would "

@@ -39,6 +39,10 @@ class Session {
   bool json() const { return options_.json; }
   // Whether the board is the virtual one.
   bool on_virtual_board() const;
+  // The same, or the sensor of the daemon is one.
+  bool IsVirtual() const {
+    return on_virtual_board() || (live() != nullptr && live_->is_virtual());
+  }
   // Notes that the virtual board is another product's, if it is.
   void CompareBoard() const;
   // The model of the virtual board; empty on hardware.
@@ -52,7 +56,8 @@ class Session {
 
   // Whether a product was requested at all.
   bool has_model() const { return !code_.empty(); }
-  // The requested product, or that of the daemon; throws a Failure if there is none or it does not exist.
+  // The requested product, or that of the daemon; throws a Failure if there is none or it does not
+  // exist.
   const Model& model() const;
 
   // Results for people; prints nothing with --json. On a virtual board the first one says so.

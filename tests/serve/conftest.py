@@ -25,20 +25,21 @@ class Daemons:
         self._factory = factory
         self._all: list[Daemon] = []
 
-    def launch(self, *options: object, folder=None, **variables: str) -> Daemon:
+    def launch(self, *options: object, folder=None, **more) -> Daemon:
         """Without waiting for its start."""
-        daemon = Daemon(folder or self._factory.mktemp("daemon"), *options, **variables)
+        daemon = Daemon(folder or self._factory.mktemp("daemon"), *options, **more)
         self._all.append(daemon)
         return daemon
 
-    def start(self, *options: object, folder=None, **variables: str) -> Daemon:
-        return self.launch(*options, folder=folder, **variables).wait_for_start()
+    def start(self, *options: object, folder=None, **more) -> Daemon:
+        return self.launch(*options, folder=folder, **more).wait_for_start()
 
     def end(self) -> None:
         running = [daemon for daemon in self._all if daemon.process.poll() is None]
-        statuses = {daemon.pid: daemon.end() for daemon in running}
+        statuses = {daemon.process.pid: daemon.end() for daemon in running}
         for daemon in self._all:
-            daemon.process.stdout.close()
+            if daemon.process.stdout:
+                daemon.process.stdout.close()
         assert set(statuses.values()) <= {0}, statuses
 
 

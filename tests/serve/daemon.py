@@ -68,21 +68,22 @@ def _without_core_files() -> None:
 class Daemon:
     """`tessaline serve` on a virtual board. Its socket is in `folder`."""
 
-    def __init__(self, folder: pathlib.Path, *options: object, **variables: str):
+    def __init__(self, folder: pathlib.Path, *options: object, form: tuple[str, ...] = ("--json",),
+                 stdout: int = subprocess.PIPE, model: str = "K3610", **variables: str):
         self.folder = folder
         self.errors = folder / "stderr.txt"
         environment = {"TESSALINE_SOCKET": str(folder / "serve.sock")} | variables
         with self.errors.open("wb") as errors:
             self.process = subprocess.Popen(
-                [PROGRAM, "--virtual", "K3610", "--port", "0", "--json", *map(str, options)],
-                env=clean_environment(**environment), stdin=subprocess.DEVNULL,
-                stdout=subprocess.PIPE, stderr=errors, preexec_fn=_without_core_files,
+                [PROGRAM, "--virtual", model, "--port", "0", *form, *map(str, options)],
+                cwd=folder, env=clean_environment(**environment), stdin=subprocess.DEVNULL,
+                stdout=stdout, stderr=errors, preexec_fn=_without_core_files,
             )
         self.first_line = b""
         self.tls: ssl.SSLContext | None = None
 
     def wait_for_start(self) -> "Daemon":
-        self.first_line = self._read_line()
+        self.first_line = self.read_until(b"{")
         facts = json.loads(self.first_line)
         assert "error" not in facts, facts
         self.url: str = facts["url"].rstrip("/")
@@ -94,20 +95,21 @@ class Daemon:
         self.host, self.port = place.hostname, place.port
         return self
 
-    def _read_line(self) -> bytes:
-        line = b""
+    def read_until(self, text: bytes) -> bytes:
+        """What it prints until a line with `text` is complete."""
+        said = b""
         end = time.monotonic() + START_SECONDS
-        while not line.endswith(b"\n"):
+        while text not in said or not said.endswith(b"\n"):
             ready, _, _ = select.select([self.process.stdout], [], [], end - time.monotonic())
-            assert ready, f"no line of JSON within {START_SECONDS} s"
+            assert ready, f"no line with {text!r} within {START_SECONDS} s: {said!r}"
             piece = os.read(self.process.stdout.fileno(), 4096)
-            assert piece, f"the daemon ended: {self.errors.read_text()}"
-            line += piece
-        return line
+            assert piece, f"the daemon ended: {said!r} {self.errors.read_text()}"
+            said += piece
+        return said
 
     def output(self) -> str:
         """All that it has printed; for daemons that have ended."""
-        rest = self.process.stdout.read() if not self.process.stdout.closed else b""
+        rest = self.process.stdout.read()
         return (self.first_line + rest).decode() + self.errors.read_text()
 
     def end(self, number: int = signal.SIGINT) -> int:

@@ -1,6 +1,7 @@
 """State, limits and settings."""
 
 import pytest
+from conftest import QUICK
 from daemon import wait_until
 
 
@@ -155,3 +156,27 @@ def test_a_body_that_is_no_recipe_is_refused(daemon, body):
     refused(daemon, body)
 
 
+
+
+def starts_calls(daemons, call: str) -> int:
+    """How often a start makes a call."""
+    daemon = daemons.launch(TESSALINE_BOARD_TRANSCRIPT="transcript.txt", **QUICK)
+    daemon.wait_for_start()
+    daemon.end()
+    lines = (daemon.folder / "transcript.txt").read_text().splitlines()
+    return sum(line.startswith(call) for line in lines)
+
+
+def test_what_the_device_refuses_leaves_all_settings_as_they_were(daemons):
+    """The power is set over I2C, the exposure in a register."""
+    before = starts_calls(daemons, "i2c-1 I2C_RDWR")
+    daemon = daemons.start(
+        TESSALINE_BOARD_FAULTS=f"call i2c-1 I2C_RDWR EIO {before} 1", **QUICK)
+    settings = daemon.get("settings")
+    exposure = daemon.get("registers/EXP_TIME_1")["value"]
+    answer = daemon.request("PATCH", "/api/v1/settings",
+                            {"exposure_us": 640, "power_percent": 20}, token=daemon.token)
+    assert answer.status == 409, answer
+    assert daemon.get("settings") == settings
+    assert daemon.get("registers/EXP_TIME_1")["value"] == exposure
+    assert daemon.patch(exposure_us=640, power_percent=20)["power_percent"] == 20

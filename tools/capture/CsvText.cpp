@@ -18,8 +18,8 @@ void AddSigma(fmt::memory_buffer& lines, float sigma) {
 
 CsvText::CsvText(const Measuring& measuring, bool rows_only)
     : calibrated_(measuring.calibrated()),
-      sensor_(fmt::format("{}x{}", measuring.geometry.sensor_width,
-                          measuring.geometry.sensor_height)),
+      sensor_(
+          fmt::format("{}x{}", measuring.geometry.sensor_width, measuring.geometry.sensor_height)),
       rows_only_(rows_only) {}
 
 std::string CsvText::Head() const {

@@ -90,9 +90,9 @@ class CaptureCommand : public Command {
     Device device(session);
     device.Start(FrameQueue::OnImage, FrameQueue::OnStrips);
     acquisition_.SetUp(session, images);
-    const Region region =
-        session.live() == nullptr ? Region{0, 0, GetImageWidth(), GetImageHeight()}
-                                  : session.live()->CurrentRegion();
+    const Region region = session.live() == nullptr
+                              ? Region{0, 0, GetImageWidth(), GetImageHeight()}
+                              : session.live()->CurrentRegion();
     settings.width = region.width;
     settings.height = region.height;
     const auto writer = MakeWriter(format, settings);

@@ -33,6 +33,7 @@ class CheckCommand : public Command {
   ExitCode Run(Session& session) override {
     const Model& model = session.model();
     if (session.options().dry_run) return Rehearse(session);
+    session.RequireNoDaemon();
     Findings findings(session);
     const bool board = IsABoard(model.family());
     CheckNodes(model, findings);

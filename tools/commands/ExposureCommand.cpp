@@ -25,6 +25,10 @@ class ExposureCommand : public Command {
     AddSettingOption(*app_, "microseconds", "One to five exposure times", setting::kExposure,
                      recipe_.exposures)
         .expected(0, static_cast<int>(setting::kMostExposures));
+    auto& named = AddSettingOption(*app_, "--time", "The same, with a name", setting::kExposure,
+                                   recipe_.exposures);
+    named.expected(1, static_cast<int>(setting::kMostExposures))
+        ->excludes(app_->get_option("microseconds"));
     AddSettingOption(*app_, "--gain", kGainHelp, setting::kGain, recipe_.gain);
   }
   bool Asked() const override { return app_->parsed(); }

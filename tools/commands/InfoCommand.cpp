@@ -42,7 +42,7 @@ class InfoCommand : public Command {
 
     Json info{
         {"model", model.code()},
-        {"board", session.on_virtual_board() ? "virtual" : "hardware"},
+        {"board", session.IsVirtual() ? "virtual" : "hardware"},
         {"interface_version", GetLibVersion(std::string(model.code()).c_str())},
         {"fpga", {{"series", fpga_version >> kSeriesShift}, {"version", fpga_version & 0xFFFF}}},
         {"sensor", model.family().sensor.name},

@@ -39,11 +39,14 @@ class LaserCommand : public Command {
     if (state_ == "off") {
       plan.Add("CloseLaser()", "both laser lines low: off", laser::Off, Switch(false));
     } else {
-      plan.Add("OpenLaser()", "both laser lines high: ON", [] {
-        if (laser::On() && !Interrupted()) return true;
-        laser::Off();  // one of the two may be on
-        return Interrupted();
-      }, Switch(true));
+      plan.Add(
+          "OpenLaser()", "both laser lines high: ON",
+          [] {
+            if (laser::On() && !Interrupted()) return true;
+            laser::Off();  // one of the two may be on
+            return Interrupted();
+          },
+          Switch(true));
       if (seconds_ > 0) {
         const auto wait = [this, &session] {
           session.Note("The laser is ON for {} s; Ctrl-C switches it off earlier.", seconds_);

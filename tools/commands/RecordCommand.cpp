@@ -312,8 +312,8 @@ class RecordCommand : public Command {
     fflush(stderr);
   }
 
-  ExitCode Report(const Session& session, const RingRecorder::Totals& totals,
-                  int status, const std::optional<Failure>& failure) const {
+  ExitCode Report(const Session& session, const RingRecorder::Totals& totals, int status,
+                  const std::optional<Failure>& failure) const {
     const double seconds = std::chrono::duration<double>(Clock::now() - start_).count();
     const RecordingFile::Counts& written = totals.written;
     Json json{{"files", totals.files},

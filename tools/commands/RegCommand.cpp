@@ -155,10 +155,10 @@ class RegCommand : public Command {
       return ExitCode::kOk;
     }
     if (session.live() != nullptr) {
-      throw Failure(ExitCode::kNegative,
-                    fmt::format("{} has the sensor, and only reads registers",
-                                session.live()->Name()),
-                    "set it up with exposure, roi, trigger and the like, or add --direct");
+      throw Failure(
+          ExitCode::kNegative,
+          fmt::format("{} has the sensor, and only reads registers", session.live()->Name()),
+          "set it up with exposure, roi, trigger and the like, or add --direct");
     }
     Device device(session);
     device.Open(start_ && !rehearsal);

@@ -40,7 +40,8 @@ class WatchCommand : public Command {
   ExitCode Run(Session& session) override {
     const Model& model = session.model();
     acquisition_.Settle(session, &model);
-    status_.measuring = measuring_.Choose(session, acquisition_.RegionOf(session), /*travels=*/false);
+    status_.measuring =
+        measuring_.Choose(session, acquisition_.RegionOf(session), /*travels=*/false);
     if (session.options().dry_run) {
       acquisition_.Rehearse(session, "watch", /*images=*/false, status_.measuring.calls);
       return ExitCode::kOk;

@@ -83,8 +83,8 @@ class Connection {
   int descriptor_;
 };
 
-std::string RequestText(const std::string& method, const std::string& path,
-                        const std::string& more, const std::string& body) {
+std::string RequestText(const std::string& method, const std::string& path, const std::string& more,
+                        const std::string& body) {
   return fmt::format("{} {} HTTP/1.1\r\nHost: localhost\r\n{}Content-Length: {}\r\n\r\n{}", method,
                      path, more, body.size(), body);
 }
@@ -182,10 +182,10 @@ void LiveSensor::RequireFrames(bool images) const {
   const Json state = Get("/api/v1/state");
   const std::string wanted = images ? "images" : "strips";
   if (state["mode"] != wanted) {
-    throw Failure(ExitCode::kNegative,
-                  fmt::format("{} takes {} now, not {}", Name(),
-                              state["mode"].get<std::string>(), wanted),
-                  "switch its mode in the page");
+    throw Failure(
+        ExitCode::kNegative,
+        fmt::format("{} takes {} now, not {}", Name(), state["mode"].get<std::string>(), wanted),
+        "switch its mode in the page");
   }
   if (!state["acquisition"]) {
     throw Failure(ExitCode::kNegative, fmt::format("{} takes no frames now", Name()),
@@ -197,8 +197,8 @@ LiveSensor::Frames LiveSensor::TakeFrames(const std::string& what, unsigned mega
   Connection connection(Open());
   std::string encoded = what;
   std::replace(encoded.begin(), encoded.end(), ' ', '+');
-  connection.Write(RequestText("GET", fmt::format("/api/v1/frames?memory={}&what={}", megabytes,
-                                                  encoded),
+  connection.Write(RequestText("GET",
+                               fmt::format("/api/v1/frames?memory={}&what={}", megabytes, encoded),
                                "Connection: Upgrade\r\nUpgrade: tessaline-ring\r\n", {}));
   std::string answer;
   int descriptor = -1;

@@ -13,8 +13,8 @@
 
 namespace tool::live {
 
-// The sensor that a "tessaline serve" on this machine owns, as other commands see it: they act on it
-// instead of starting it anew. It speaks the daemon's HTTP interface through its Unix socket.
+// The sensor that a "tessaline serve" on this machine owns, as other commands see it: they act on
+// it instead of starting it anew. It speaks the daemon's HTTP interface through its Unix socket.
 class LiveSensor {
  public:
   // Null: no daemon runs. Throws a Failure if one runs and does not answer, or may not be used.

@@ -33,7 +33,8 @@ Json BodyOf(const Request& request) {
     return true;
   };
   Json body = Json::parse(request.body, shallow, /*allow_exceptions=*/false);
-  if (!body.is_object()) throw BadRequest("the body is no JSON object", "for example {\"on\": true}");
+  if (!body.is_object())
+    throw BadRequest("the body is no JSON object", "for example {\"on\": true}");
   return body;
 }
 
@@ -201,11 +202,11 @@ void Api::Switch(const Respond& respond, std::function<void()> call) {
 
 void Api::Page(const Request&, const Respond& respond) {
   Response response{200, "text/html; charset=utf-8", std::string(assets::Page())};
-  response.headers["Content-Security-Policy"] =
-      fmt::format("default-src 'none'; script-src '{}'; style-src 'unsafe-inline'; img-src 'self' "
-                  "data: blob:; connect-src 'self'; form-action 'none'; frame-ancestors 'none'; "
-                  "base-uri 'none'",
-                  assets::PageScriptHash());
+  response.headers["Content-Security-Policy"] = fmt::format(
+      "default-src 'none'; script-src '{}'; style-src 'unsafe-inline'; img-src 'self' "
+      "data: blob:; connect-src 'self'; form-action 'none'; frame-ancestors 'none'; "
+      "base-uri 'none'",
+      assets::PageScriptHash());
   respond(std::move(response));
 }
 
@@ -266,7 +267,8 @@ void Api::PutMode(const Request& request, const Respond& respond) {
   const Json body = BodyOf(request);
   const bool known = body.size() == 1 && body.contains("mode") &&
                      (body["mode"] == "strips" || body["mode"] == "images");
-  if (!known) throw BadRequest("there is no such mode", "send {\"mode\": \"strips\"} or \"images\"");
+  if (!known)
+    throw BadRequest("there is no such mode", "send {\"mode\": \"strips\"} or \"images\"");
   Switch(respond, [this, images = body["mode"] == "images"] { parts_.sensor.SwitchMode(images); });
 }
 

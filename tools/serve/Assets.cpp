@@ -29,8 +29,6 @@ std::string_view PageScriptHash() {
   return hash;
 }
 
-std::string_view OpenApi() {
-  return Labels{tessaline_openapi_begin, tessaline_openapi_end}.Text();
-}
+std::string_view OpenApi() { return Labels{tessaline_openapi_begin, tessaline_openapi_end}.Text(); }
 
 }  // namespace tool::serve::assets

@@ -14,7 +14,7 @@ namespace {
 
 constexpr std::uint32_t kMostHeader = 8 << 10;
 constexpr std::size_t kMostBody = 64 << 10;
-constexpr std::chrono::seconds kPatience{10};       // with a client
+constexpr std::chrono::seconds kPatience{10};        // with a client
 constexpr std::chrono::seconds kSensorPatience{15};  // with the sensor
 constexpr double kUsualRate = 30;
 constexpr double kUsualStateRate = 2;

@@ -30,8 +30,7 @@ Daemon::Daemon(Session& session, const MeasuringOptions& measuring, const Settin
       sensor_calls_([this] { sensor_.Look(); }, kLookEvery),
       recording_calls_([] {}, kLookEvery),
       api_({sensor_, pictures_, hub_, recordings_, gatekeeper_, sensor_calls_, recording_calls_}),
-      listener_(settings.place, settings.socket,
-                {network_, api_, hub_, sensor_, sensor_calls_}),
+      listener_(settings.place, settings.socket, {network_, api_, hub_, sensor_, sensor_calls_}),
       tick_(network_) {}
 
 void Daemon::Start() {
@@ -55,8 +54,8 @@ void Daemon::Tick() {
   if (hub_.WantsNow(Stream::kState)) {
     Json state{{"type", "state"}};
     state.update(api_.State());
-    hub_.Publish(Stream::kState, std::make_shared<const std::string>(state.dump(
-                                     -1, ' ', false, Json::error_handler_t::replace)));
+    hub_.Publish(Stream::kState, std::make_shared<const std::string>(
+                                     state.dump(-1, ' ', false, Json::error_handler_t::replace)));
   }
   Watch();
   tick_.expires_after(kTick);

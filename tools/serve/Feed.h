@@ -71,8 +71,7 @@ class Feed {
 
  private:
   Feed() = default;
-  void Deliver(bool is_image, unsigned first, unsigned second, const void* data,
-               std::size_t bytes);
+  void Deliver(bool is_image, unsigned first, unsigned second, const void* data, std::size_t bytes);
   void Offer(bool is_image, unsigned first, unsigned second, const void* data, std::size_t bytes);
   void Note(std::chrono::nanoseconds time);
 

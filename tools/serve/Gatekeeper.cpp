@@ -39,8 +39,7 @@ std::string_view WithoutPort(std::string_view host) {
 // A page elsewhere can point a name of its own to our address, but not an address.
 bool IsAddress(std::string_view host) {
   return !host.empty() &&
-         (host.find(':') != host.npos ||
-          host.find_first_not_of("0123456789.") == host.npos);
+         (host.find(':') != host.npos || host.find_first_not_of("0123456789.") == host.npos);
 }
 
 }  // namespace
@@ -72,9 +71,9 @@ std::string ReadToken(const std::string& path) {
   const bool good = token.size() >= kShortest && token.size() <= kLongest &&
                     std::all_of(token.begin(), token.end(), IsTokenCharacter);
   if (!good) {
-    throw Failure(ExitCode::kUsage, fmt::format("the token in {} cannot be used", path),
-                  fmt::format("a token has {} to {} letters, digits, - _ and .", kShortest,
-                              kLongest));
+    throw Failure(
+        ExitCode::kUsage, fmt::format("the token in {} cannot be used", path),
+        fmt::format("a token has {} to {} letters, digits, - _ and .", kShortest, kLongest));
   }
   return token;
 }

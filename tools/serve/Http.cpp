@@ -29,7 +29,7 @@ std::optional<std::string> Decoded(std::string_view text) {
 }
 
 ExitCode CodeFor(int status) {
-  return status == 503 ? ExitCode::kUnreachable
+  return status == 503   ? ExitCode::kUnreachable
          : status == 409 ? ExitCode::kNegative
                          : ExitCode::kUsage;
 }
@@ -37,13 +37,14 @@ ExitCode CodeFor(int status) {
 }  // namespace
 
 Response JsonResponse(int status, const Json& json) {
-  return {status, "application/json", json.dump(2, ' ', false, Json::error_handler_t::replace) + '\n'};
+  return {status, "application/json",
+          json.dump(2, ' ', false, Json::error_handler_t::replace) + '\n'};
 }
 
 Response ErrorResponse(int status, const std::string& error, const std::string& advice) {
-  return JsonResponse(status, {{"error", error},
-                               {"advice", advice},
-                               {"status", static_cast<int>(CodeFor(status))}});
+  return JsonResponse(
+      status,
+      {{"error", error}, {"advice", advice}, {"status", static_cast<int>(CodeFor(status))}});
 }
 
 bool ParseTarget(std::string_view target, Request& request) {

@@ -40,8 +40,7 @@ bool Place::IsLoopback() const {
 }
 
 struct Listener::Doors {
-  explicit Doors(asio::io_context& network)
-      : port(network), local(network), pause(network) {}
+  explicit Doors(asio::io_context& network) : port(network), local(network), pause(network) {}
   tcp::acceptor port;
   Local::acceptor local;
   asio::steady_timer pause;
@@ -72,8 +71,8 @@ Listener::Listener(const Place& place, const std::string& socket, const Services
     doors_->tls->use_certificate_chain_file(place.certificate, error);
     if (!error) doors_->tls->use_private_key_file(place.key, asio::ssl::context::pem, error);
     if (error) {
-      throw Failure(ExitCode::kFile, fmt::format("the certificate cannot be used: {}",
-                                                 error.message()),
+      throw Failure(ExitCode::kFile,
+                    fmt::format("the certificate cannot be used: {}", error.message()),
                     "--certificate and --key are PEM files that belong together");
     }
   }
@@ -86,17 +85,18 @@ void Listener::OpenSocket() {
   const std::filesystem::path path(path_);
   boost::system::error_code error;
   if (live::ProcessBehind(path_)) {
-    throw Failure(ExitCode::kExists,
-                  fmt::format("process {} serves a sensor at {}", *live::ProcessBehind(path_), path_),
-                  "stop it first, or give this one another place with TESSALINE_SOCKET");
+    throw Failure(
+        ExitCode::kExists,
+        fmt::format("process {} serves a sensor at {}", *live::ProcessBehind(path_), path_),
+        "stop it first, or give this one another place with TESSALINE_SOCKET");
   }
   std::error_code ignored;
   if (std::filesystem::create_directories(path.parent_path(), ignored)) {
-    std::filesystem::permissions(path.parent_path(),
-                                 std::filesystem::perms::owner_all |
-                                     (geteuid() == 0 ? std::filesystem::perms(055)
-                                                     : std::filesystem::perms::none),
-                                 ignored);
+    std::filesystem::permissions(
+        path.parent_path(),
+        std::filesystem::perms::owner_all |
+            (geteuid() == 0 ? std::filesystem::perms(055) : std::filesystem::perms::none),
+        ignored);
   }
   std::filesystem::remove(path, ignored);  // of a daemon that was killed
   doors_->local.open(Local(), error);

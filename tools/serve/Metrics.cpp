@@ -77,17 +77,17 @@ void AddSensor(Page& page, const MetricsInput& input) {
               {"board", input.is_virtual ? "virtual" : "hardware"}}}});
   page.Gauge("tessaline_up", "1 while the sensor answers.", Truth(!state.failure));
   page.Gauge("tessaline_uptime_seconds", "Time since the daemon was started.", input.uptime);
-  page.Add(MetricType::Counter, "tessaline_frames_total", "Frames that the sensor delivered.",
-           {{Number(counts.strips), {{"kind", "strip"}}},
-            {Number(counts.images), {{"kind", "image"}}}});
+  page.Add(
+      MetricType::Counter, "tessaline_frames_total", "Frames that the sensor delivered.",
+      {{Number(counts.strips), {{"kind", "strip"}}}, {Number(counts.images), {{"kind", "image"}}}});
   page.Counter("tessaline_received_bytes_total", "Bytes of these frames.", Number(counts.bytes));
   page.Add(MetricType::Counter, "tessaline_frames_lost_total",
            "Frames that never arrived, by cause.",
            {{Number(state.missing_ids), {{"cause", "missing_id"}}},
             {Number(state.malformed), {{"cause", "malformed"}}},
             {Number(state.fpga_lost), {{"cause", "no_buffer"}}}});
-  page.Counter("tessaline_triggers_lost_total",
-               "Triggers that came before the sensor was ready.", Number(state.triggers_lost));
+  page.Counter("tessaline_triggers_lost_total", "Triggers that came before the sensor was ready.",
+               Number(state.triggers_lost));
   page.Gauge("tessaline_acquisition_running", "1 while frames are taken.", Truth(state.acquiring));
   page.Gauge("tessaline_laser_on", "1 while the laser is on.", Truth(state.laser));
   page.Counter("tessaline_laser_on_seconds_total", "Time that the laser was on.",

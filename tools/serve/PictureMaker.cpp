@@ -98,8 +98,8 @@ void PictureMaker::UseStrips(const Delivery& delivery) {
 
 void PictureMaker::UseImage(const Delivery& delivery) {
   Frame frame = ReadImage(delivery.first, delivery.second, delivery.bytes);
-  publish_(Stream::kImage, std::make_shared<const std::string>(ImageMessage(
-                               frame, used_, delivery.host_seconds, kMostPixels)));
+  publish_(Stream::kImage, std::make_shared<const std::string>(
+                               ImageMessage(frame, used_, delivery.host_seconds, kMostPixels)));
   std::vector<std::uint8_t> pixels(frame.pixels.begin(), frame.pixels.end());
   frame.raw = frame.pixels = {};
   const std::lock_guard lock(mutex_);
@@ -111,8 +111,8 @@ void PictureMaker::Judge(const Frame& frame) {
   const auto points = static_cast<double>(frame.points.size());
   const double columns = std::max(1U, used_.region.width);
   quality_.points = frame.points.size();
-  quality_.missing_percent = Mixed(quality_.missing_percent,
-                                   100 * std::max(0.0, 1 - points / columns), first);
+  quality_.missing_percent =
+      Mixed(quality_.missing_percent, 100 * std::max(0.0, 1 - points / columns), first);
   if (!used_.sends_peaks || frame.points.empty()) return;
   double peaks = 0;
   double white = 0;

@@ -66,8 +66,7 @@ std::string ProfileMessage(const Frame& frame, const View& view, double host_sec
   return message;
 }
 
-std::string ImageMessage(const Frame& frame, const View& view, double host_seconds,
-                         unsigned most) {
+std::string ImageMessage(const Frame& frame, const View& view, double host_seconds, unsigned most) {
   const unsigned step = std::max(1U, (std::max(frame.width, frame.height) + most - 1) / most);
   const unsigned width = frame.width / step;
   const unsigned height = frame.height / step;

@@ -1,8 +1,8 @@
-#include <boost/asio/buffer.hpp>
-#include <boost/asio/write.hpp>
 #include <sys/socket.h>
 
 #include <array>
+#include <boost/asio/buffer.hpp>
+#include <boost/asio/write.hpp>
 #include <cstring>
 #include <memory>
 

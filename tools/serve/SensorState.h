@@ -19,8 +19,8 @@ struct SensorState {
   bool acquiring = false;
   bool laser = false;
   double laser_seconds = 0;
-  std::string unit;                 // of the profiles
-  std::string calibration;          // where the millimetres come from; empty: nowhere
+  std::string unit;                    // of the profiles
+  std::string calibration;             // where the millimetres come from; empty: nowhere
   std::optional<std::string> failure;  // why it does not answer
 
   // From the library and the kernel, a moment ago.

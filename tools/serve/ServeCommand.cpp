@@ -85,10 +85,10 @@ class ServeCommand : public Command {
  private:
   void Check() const {
     if (!place_.IsLoopback() && token_file_.empty()) {
-      throw Failure(ExitCode::kUsage,
-                    fmt::format("{} can be reached from other machines, so it needs a token",
-                                place_.address),
-                    "give one with --token-file");
+      throw Failure(
+          ExitCode::kUsage,
+          fmt::format("{} can be reached from other machines, so it needs a token", place_.address),
+          "give one with --token-file");
     }
     if (place_.certificate.empty() != place_.key.empty()) {
       throw Failure(ExitCode::kUsage, "--certificate and --key go together");

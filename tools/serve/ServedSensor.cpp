@@ -227,7 +227,8 @@ void ServedSensor::LookAtRates() {
   counts_before_ = counts;
   counted_at_ = now;
   const bool timer = state_.settings.trigger == "timer" || state_.settings.trigger == "timer-start";
-  if (state_.acquiring && timer && state_.settings.door != "on" && now - last_delivery_ > kSilence) {
+  if (state_.acquiring && timer && state_.settings.door != "on" &&
+      now - last_delivery_ > kSilence) {
     state_.failure = "no frames come, although the timer triggers them";
   } else if (any) {
     state_.failure.reset();

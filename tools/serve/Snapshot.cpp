@@ -33,7 +33,8 @@ Canvas Draw(const PictureMaker::Newest& newest) {
   const auto up = [mm](const Point& p) { return mm ? p.z : -p.row; };
   Canvas canvas(kWidth, kHeight);
   canvas.Fill(kMargin, kMargin, kWidth - 2 * kMargin, kHeight - 2 * kMargin, kFrame);
-  canvas.Fill(kMargin + 1, kMargin + 1, kWidth - 2 * kMargin - 2, kHeight - 2 * kMargin - 2, kWhite);
+  canvas.Fill(kMargin + 1, kMargin + 1, kWidth - 2 * kMargin - 2, kHeight - 2 * kMargin - 2,
+              kWhite);
   const auto& points = newest.frame.points;
   const std::string title = fmt::format("frame {}: {} points", newest.frame.id, points.size());
   canvas.Write(kMargin, kMargin / 4, kLetters, title);
@@ -43,8 +44,8 @@ Canvas Draw(const PictureMaker::Newest& newest) {
   for (const Point& point : points) {
     const unsigned x =
         kMargin + Place(across(point), across(left), across(right), kWidth - 2 * kMargin);
-    const unsigned y = kHeight - kMargin - 1 -
-                       Place(up(point), up(low), up(high), kHeight - 2 * kMargin);
+    const unsigned y =
+        kHeight - kMargin - 1 - Place(up(point), up(low), up(high), kHeight - 2 * kMargin);
     canvas.Fill(x, y, 2, 2, kCurve);
   }
   canvas.Write(kMargin, kHeight - kMargin + kMargin / 4, kLetters,

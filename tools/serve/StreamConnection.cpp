@@ -82,13 +82,13 @@ class StreamConnection : public StreamClient,
 
   // Nothing is expected; reading answers pings and notices the end.
   void Read() {
-    socket_.async_read(buffer_, [self = this->shared_from_this()](beast::error_code error,
-                                                                  std::size_t) {
-      if (error) return self->End();
-      self->socket_.async_close(websocket::close_reason(websocket::close_code::policy_error,
-                                                        "this stream takes no messages"),
-                                [self](beast::error_code) { self->End(); });
-    });
+    socket_.async_read(
+        buffer_, [self = this->shared_from_this()](beast::error_code error, std::size_t) {
+          if (error) return self->End();
+          self->socket_.async_close(websocket::close_reason(websocket::close_code::policy_error,
+                                                            "this stream takes no messages"),
+                                    [self](beast::error_code) { self->End(); });
+        });
   }
 
   void End() {

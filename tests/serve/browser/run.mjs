@@ -1,8 +1,8 @@
 // Tests the page of a running tessaline serve in a browser.
 //   node run.mjs BASE_URL TOKEN [--screenshots DIR] [--restart CMD] [--only TEXT]
 // The packages of package.json are looked for from the current folder on. CMD stops the daemon and
-// starts it again with the same address and token. The daemon's settings are changed, and put back
-// at the end.
+// starts it again with the same address and token. The daemon listens on loopback, where reading
+// needs no token. Its settings are changed, and put back at the end.
 import { spawnSync } from 'node:child_process';
 import { parseArgs } from 'node:util';
 

@@ -60,7 +60,8 @@ void RecordTap::Strips(unsigned strips, unsigned bytes, const void* data) {
 void RecordTap::Image(unsigned width, unsigned height, const void* pixels) {
   if (!images_) return;
   const std::size_t bytes = std::size_t{width} * height + sizeof(tessaline_image_header);
-  ring_.Put({Kind::kImage, HostNs(), width, height, {static_cast<const std::byte*>(pixels), bytes}});
+  ring_.Put(
+      {Kind::kImage, HostNs(), width, height, {static_cast<const std::byte*>(pixels), bytes}});
 }
 
 void RecordTap::Trigger(unsigned level) { ring_.Put({Kind::kTrigger, HostNs(), level, 0, {}}); }

@@ -29,9 +29,9 @@ export class Access {
     this.form.hidden = this.token.usable;
     setText(
       byId('token-hint'),
-      this.token.refused
+      this.token.refused && this.token.value
         ? 'The daemon refused the token. It printed a new one if it was started anew.'
-        : 'To change anything, open the address that the daemon printed, or enter its token.',
+        : 'Open the address that the daemon printed, or enter its token, to change anything.',
     );
     if (this.fieldsets[0].disabled === !this.allowed) return;
     // A control that is disabled loses the focus. It gets it back after a short interruption.

@@ -23,7 +23,9 @@ export class Connection {
       onLost: () => this.lose(),
     });
     token.whenChanged(() => {
-      if (token.usable) this.stream.restart();
+      if (!token.usable) return;
+      this.stream.stop();
+      this.start();
     });
   }
 
@@ -58,8 +60,18 @@ export class Connection {
     if (this.connected) this.onLost();
     this.connected = false;
     this.say('Connection lost, trying again …', 'bad');
-    // A WebSocket does not say why it was refused; a request does.
-    this.api.get('state').catch(() => {});
+    this.askWhy();
+  }
+
+  // A WebSocket does not say why it was refused; a request does.
+  async askWhy() {
+    try {
+      await this.api.get('state');
+    } catch (error) {
+      if (error.status !== 401) return;
+      this.stream.stop();
+      this.say('A token is needed', 'bad');
+    }
   }
 
   say(text, kind) {

@@ -1,0 +1,127 @@
+"""Whatever ends the daemon, the laser is off afterwards."""
+
+import json
+import re
+import signal
+
+import pytest
+from conftest import QUICK
+from daemon import children, runs, tool, wait_until
+
+# The two lines that switch the laser of a K3610.
+LINES = ("907", "934")
+
+
+def levels(transcript) -> dict[str, str]:
+    """What was last written to each line of the laser."""
+    text = transcript.read_text() if transcript.is_file() else ""
+    return {line: value for line, value in re.findall(r"gpio write gpio(\d+)/value (\d)", text)
+            if line in LINES}
+
+
+OFF = dict.fromkeys(LINES, "0")
+
+
+@pytest.fixture
+def lit(daemons):
+    """A daemon whose laser is on. Its board, and its guard's, write down what they are asked."""
+    daemon = daemons.start(TESSALINE_BOARD_TRANSCRIPT="transcript.txt", **QUICK)
+    assert daemon.get("state")["laser"] is True
+    daemon.board = daemon.folder / "transcript.txt"
+    daemon.guards_board = daemon.folder / "transcript.txt.guard"
+    return daemon
+
+
+def test_the_lines_are_those_of_the_laser(tmp_path):
+    transcript = tmp_path / "transcript.txt"
+    tool("laser", "off", "--virtual", "K3610", TESSALINE_BOARD_TRANSCRIPT=str(transcript),
+         TESSALINE_SOCKET=str(tmp_path / "none"))
+    assert levels(transcript) == OFF
+
+
+@pytest.mark.parametrize("number", [signal.SIGINT, signal.SIGTERM, signal.SIGHUP, signal.SIGQUIT])
+def test_a_signal_that_asks_for_the_end_switches_it_off(lit, number):
+    assert lit.end(number) == 0
+    assert levels(lit.board) == OFF
+    assert not lit.socket.exists()
+
+
+@pytest.mark.parametrize("number", [signal.SIGKILL, signal.SIGSEGV, signal.SIGABRT, signal.SIGBUS,
+                                    signal.SIGILL, signal.SIGFPE, signal.SIGUSR2])
+def test_a_sudden_end_leaves_it_to_the_guard(lit, number):
+    guard, = children(lit.pid)
+    assert lit.end(number) != 0
+    wait_until(lambda: levels(lit.guards_board) == OFF, what="the guard switching the laser off")
+    wait_until(lambda: not runs(guard), what="the guard's end")
+
+
+def test_the_guard_leaves_alone_what_is_off_already(lit):
+    guard, = children(lit.pid)
+    lit.write("PUT", "laser", {"on": False})
+    lit.end(signal.SIGKILL)
+    wait_until(lambda: not runs(guard), what="the guard's end")
+    assert levels(lit.guards_board) == {}
+
+
+@pytest.mark.parametrize("number", [signal.SIGINT, signal.SIGTERM, signal.SIGHUP])
+def test_the_guard_outlives_signals_that_are_meant_for_both(lit, number):
+    guard, = children(lit.pid)
+    import os
+    os.kill(guard, number)
+    assert lit.get("state")["laser"] is True
+    assert runs(guard)
+
+
+def test_the_laser_is_off_at_once_when_it_is_switched_off(lit):
+    assert lit.write("PUT", "laser", {"on": False})["laser"] is False
+    assert lit.get("state")["laser"] is False
+    assert lit.end() == 0
+    switched = re.findall(r"gpio write gpio907/value (\d)", lit.board.read_text())
+    assert "1" in switched and switched[-1] == "0"
+
+
+def test_the_laser_may_be_off_from_the_start(daemons):
+    daemon = daemons.start("--laser", "off", TESSALINE_BOARD_TRANSCRIPT="transcript.txt", **QUICK)
+    state = daemon.get("state")
+    assert (state["laser"], state["laser_seconds"], state["acquisition"]) == (False, 0, True)
+    assert daemon.end() == 0
+    assert "1" not in re.findall(r"gpio write gpio907/value (\d)",
+                                 (daemon.folder / "transcript.txt").read_text())
+
+
+def test_without_its_guard_the_laser_stays_off(lit):
+    import os
+    lit.write("PUT", "laser", {"on": False})
+    guard, = children(lit.pid)
+    os.kill(guard, signal.SIGKILL)
+    wait_until(lambda: not runs(guard))
+    answer = lit.request("PUT", "/api/v1/laser", {"on": True}, token=lit.token)
+    assert answer.status == 409
+    assert "guard" in answer.json()["error"]
+    assert lit.get("state")["laser"] is False
+
+
+def test_a_guard_that_dies_takes_the_light_with_it(lit):
+    import os
+    guard, = children(lit.pid)
+    os.kill(guard, signal.SIGKILL)
+    wait_until(lambda: not lit.get("state")["laser"], what="the laser going off")
+
+
+@pytest.mark.parametrize("moment", [0.02, 0.1, 0.2, 0.3, 0.4, 0.5, 0.6, 0.8])
+def test_an_interrupt_during_the_start_leaves_it_off(daemons, moment):
+    import time
+    daemon = daemons.launch(TESSALINE_BOARD_TRANSCRIPT="transcript.txt")
+    time.sleep(moment)
+    status = daemon.end()
+    assert status in (0, 130, -signal.SIGINT)
+    assert set(levels(daemon.folder / "transcript.txt").values()) <= {"0"}
+    assert not (daemon.folder / "serve.sock").exists() or status == -signal.SIGINT
+
+
+def test_an_interrupt_ends_streams_and_requests(lit):
+    from streams import stalled
+    with stalled(lit, "profile", 100), lit.connect() as waiting:
+        waiting.sendall(b"GET / HT")
+        assert lit.end() == 0
+    assert json.loads(lit.first_line)["pid"] == lit.pid
