@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import contextlib
 import dataclasses
 import http.client
 import json
@@ -69,13 +70,14 @@ class Daemon:
     """`tessaline serve` on a virtual board. Its socket is in `folder`."""
 
     def __init__(self, folder: pathlib.Path, *options: object, form: tuple[str, ...] = ("--json",),
-                 stdout: int = subprocess.PIPE, model: str = "K3610", **variables: str):
+                 stdout: int = subprocess.PIPE, model: str = "K3610",
+                 port: object = 0, **variables: str):
         self.folder = folder
         self.errors = folder / "stderr.txt"
         environment = {"TESSALINE_SOCKET": str(folder / "serve.sock")} | variables
         with self.errors.open("wb") as errors:
             self.process = subprocess.Popen(
-                [PROGRAM, "--virtual", model, "--port", "0", *form, *map(str, options)],
+                [PROGRAM, "--virtual", model, "--port", str(port), *form, *map(str, options)],
                 cwd=folder, env=clean_environment(**environment), stdin=subprocess.DEVNULL,
                 stdout=stdout, stderr=errors, preexec_fn=_without_core_files,
             )
@@ -112,14 +114,14 @@ class Daemon:
         rest = self.process.stdout.read()
         return (self.first_line + rest).decode() + self.errors.read_text()
 
-    def end(self, number: int = signal.SIGINT) -> int:
+    def end(self, number: int = signal.SIGINT, seconds: float = END_SECONDS) -> int:
         """Sends a signal and returns the exit status; fails if it does not end in time."""
         if self.process.poll() is None:
             self.process.send_signal(number)
         try:
-            return self.process.wait(END_SECONDS)
+            return self.process.wait(seconds)
         except subprocess.TimeoutExpired:
-            raise AssertionError(f"it did not end within {END_SECONDS} s") from None
+            raise AssertionError(f"it did not end within {seconds} s") from None
         finally:
             self.process.kill()
             self.process.wait()
@@ -177,17 +179,19 @@ class Daemon:
         return connection
 
     def exchange(self, data: bytes) -> bytes:
-        """What comes back until the daemon closes the connection."""
+        """What comes back until the connection ends, in order or by a reset."""
         with self.connect() as connection:
-            connection.sendall(data)
-            connection.shutdown(socket.SHUT_WR)
+            with contextlib.suppress(OSError):
+                connection.sendall(data)
+                connection.shutdown(socket.SHUT_WR)
             return read_to_end(connection)
 
 
 def read_to_end(connection: socket.socket) -> bytes:
     received = b""
-    while piece := connection.recv(65536):
-        received += piece
+    with contextlib.suppress(ConnectionResetError):
+        while piece := connection.recv(65536):
+            received += piece
     return received
 
 

@@ -19,11 +19,6 @@ WRITES = [
 ]
 
 
-@pytest.fixture
-def daemon(quick_daemon):
-    return quick_daemon
-
-
 @pytest.fixture(autouse=True)
 def nothing_is_written(daemon):
     before = daemon.get("state")

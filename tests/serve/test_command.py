@@ -95,5 +95,7 @@ def test_other_models_are_served_too(daemons, model):
     assert daemon.get("state")["model"] == model
     settings = daemon.get("settings")
     assert daemon.patch(**settings) == settings
-    assert daemon.get("limits")["region"]["sensor_width"] == settings["region"]["width"]
+    region = daemon.get("limits")["region"]
+    assert settings["region"]["width"] <= region["sensor_width"]
+    assert settings["region"]["height"] <= region["sensor_height"]
     assert daemon.request("GET", "/api/v1/snapshot.csv").status in (200, 404)

@@ -11,6 +11,8 @@ from daemon import wait_until
 from metrics_text import parse, value
 from streams import collect
 
+MISSING = 'tessaline_frames_lost_total{cause="missing_id"}'
+
 
 def test_every_line_can_be_read(daemon):
     answer = daemon.request("GET", "/metrics")
@@ -110,15 +112,21 @@ def lossy(module_daemons):
     return daemon
 
 
+def missing(daemon) -> int:
+    return daemon.get("state")["counters"]["missing_ids"]
+
+
 def test_profiles_that_never_come_are_counted(lossy):
-    assert lossy.get("state")["counters"]["missing_ids"] == 40
-    assert value(lossy.metrics(), 'tessaline_frames_lost_total{cause="missing_id"}') == 40
+    """A buffer that has waited is delivered with fewer than ten."""
+    assert 3 * 10 < missing(lossy) <= 4 * 10
+    assert value(lossy.metrics(), MISSING) == missing(lossy)
 
 
-@pytest.mark.xfail(strict=True, reason="a frame without a buffer is counted by its cause, and again "
-                   "because its id is missing")
+@pytest.mark.xfail(strict=True, reason="a frame without a buffer is counted by its cause, and "
+                   "again because its id is missing")
 def test_a_lost_frame_is_lost_once(lossy):
-    assert sum(parse(lossy.metrics())["tessaline_frames_lost_total"].samples.values()) == 40
+    lost = parse(lossy.metrics())["tessaline_frames_lost_total"].samples
+    assert sum(lost.values()) == missing(lossy)
 
 
 def test_figures_follow_the_state(daemon):

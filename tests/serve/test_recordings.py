@@ -1,11 +1,13 @@
 """Recordings that are started over the network."""
 
 import json
+import os
 import pathlib
+import signal
 import time
 
 import pytest
-from daemon import tool, wait_until
+from daemon import children, tool, wait_until
 
 
 @pytest.fixture(scope="module")
@@ -38,8 +40,18 @@ def test_a_recording_has_the_profiles(daemon, folder):
     done = recorded(daemon)
     assert daemon.get("state")["recording"] is None
     shown = contents(folder / done["file"])
-    assert shown["strips"] > 0
+    assert shown["closed"] and not shown["damaged"]
+    assert shown["topics"]["/tessaline/strips"]["messages"] > 0
+    assert shown["profiles"]["frames"] > 50 and shown["profiles"]["missing_ids"] == 0
     assert done["dropped"] == 0
+
+
+@pytest.mark.xfail(strict=True, reason="those that came before the recorder was ready are counted")
+def test_a_recording_says_how_many_frames_it_has(daemon, folder):
+    done = recorded(daemon)
+    profiles = contents(folder / done["file"])["profiles"]["frames"]
+    # A buffer of ten may still come while it ends.
+    assert done["frames"] <= profiles + 10
 
 
 def test_a_recording_is_listed(daemon, folder):
@@ -68,7 +80,8 @@ def test_a_recording_is_complete_when_the_daemon_ends(daemons, tmp_path):
     file = daemon.write("POST", "recordings", status=201)["file"]
     wait_until(lambda: daemon.get("state")["recording"]["frames"] > 200)
     assert daemon.end() == 0
-    assert contents(tmp_path / file)["strips"] > 100
+    shown = contents(tmp_path / file)
+    assert shown["closed"] and shown["profiles"]["frames"] > 50
 
 
 def test_without_a_folder_there_are_no_recordings(daemons):
@@ -86,9 +99,6 @@ def test_a_folder_that_cannot_be_made_is_refused(daemons, tmp_path):
 
 
 def test_a_recorder_that_dies_is_noticed(daemon):
-    from daemon import children
-    import os
-    import signal
     before = set(children(daemon.pid))
     daemon.write("POST", "recordings", status=201)
     recorder, = set(children(daemon.pid)) - before

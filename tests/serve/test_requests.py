@@ -8,11 +8,10 @@ import pytest
 from daemon import read_to_end
 
 
-@pytest.fixture
-def daemon(quick_daemon):
-    yield quick_daemon
-    # Whatever came, the daemon goes on.
-    assert quick_daemon.get("state")["ready"]
+@pytest.fixture(autouse=True)
+def the_daemon_goes_on(daemon):
+    yield
+    assert daemon.get("state")["ready"]
 
 
 def statuses(received: bytes) -> list[int]:
@@ -105,6 +104,13 @@ def test_a_larger_body_is_refused(daemon):
     assert "64 kB" in answer.json()["advice"]
 
 
+@pytest.mark.xfail(strict=True, raises=OSError, reason="the connection is reset while the client "
+                   "still sends, so many clients never see why")
+def test_a_client_that_sends_megabytes_sees_the_refusal(daemon):
+    body = b" " * 8000000
+    assert daemon.request("PATCH", "/api/v1/settings", body, token=daemon.token).status == 413
+
+
 def test_a_body_of_many_megabytes_is_refused_with_words(daemon):
     with daemon.connect() as connection:
         connection.sendall(b"PATCH /api/v1/settings HTTP/1.1\r\nHost: 127.0.0.1\r\n"
@@ -195,7 +201,8 @@ def test_bytes_that_are_no_request_are_refused(daemon, garbage):
 
 def test_a_request_that_breaks_off_is_forgotten(daemon):
     for piece in (b"", b"G", b"GET / HTTP/1.1\r\nHos",
-                  b"PATCH /api/v1/settings HTTP/1.1\r\nHost: 127.0.0.1\r\nContent-Length: 9\r\n\r\n{"):
+                  b"PATCH /api/v1/settings HTTP/1.1\r\nHost: 127.0.0.1\r\n"
+                  b"Content-Length: 9\r\n\r\n{"):
         assert 200 not in statuses(daemon.exchange(piece))
 
 

@@ -17,10 +17,10 @@ WHOLE = {"spacing": 4000, "region": {"x": 0, "y": 0, "width": 1456, "height": 10
 
 
 @pytest.fixture
-def fast(daemon):
-    daemon.patch(**FAST)
-    yield daemon
-    daemon.patch(**WHOLE)
+def fast(steady_daemon):
+    steady_daemon.patch(**FAST)
+    yield steady_daemon
+    steady_daemon.patch(**WHOLE)
 
 
 @pytest.fixture
@@ -97,24 +97,21 @@ def test_a_profile_without_light_has_no_points(daemon):
         daemon.write("PUT", "laser", {"on": True})
 
 
-def test_every_profile_is_read_with_the_region_that_it_was_taken_with(daemon):
+def test_every_profile_is_read_with_the_region_that_it_was_taken_with(fast):
     """Columns that were taken at one place must not be shown at another."""
     left = {"x": 0, "y": 520, "width": 700, "height": 320}
     right = {"x": 756, "y": 520, "width": 700, "height": 320}
 
     async def watch():
         loop = asyncio.get_running_loop()
-        task = asyncio.create_task(collect(daemon, "profile", 3, 120))
+        task = asyncio.create_task(collect(fast, "profile", 3, 120))
         for turn in range(6):
             await asyncio.sleep(0.4)
             await loop.run_in_executor(
-                None, lambda: daemon.patch(region=(left, right)[turn % 2], spacing=1500))
+                None, lambda: fast.patch(region=(left, right)[turn % 2], spacing=1500))
         return await task
 
-    try:
-        messages = asyncio.run(watch())
-    finally:
-        daemon.patch(**WHOLE)
+    messages = asyncio.run(watch())
     assert {message.region["x"] for message in messages} == {0, 756}
     for message in messages:
         x = message.points()[0]

@@ -38,7 +38,8 @@ class InfoCommand : public Command {
       return std::uint64_t{read(high)} << 32 | lower;
     };
     const std::uint32_t fpga_version = read(fpga::kReg.FPGA_VERSION);
-    const auto temperature = Processor(model.family());
+    const auto temperature =
+        session.live() == nullptr ? Processor(model.family()) : OfDaemon(*session.live());
 
     Json info{
         {"model", model.code()},
@@ -77,6 +78,12 @@ class InfoCommand : public Command {
 
  private:
   // The library knows it once started; the kernel always does.
+  static std::optional<double> OfDaemon(const live::LiveSensor& sensor) {
+    const Json temperatures = sensor.Get("/api/v1/state")["temperatures"];
+    if (!temperatures.contains("processor")) return std::nullopt;
+    return temperatures["processor"].get<double>();
+  }
+
   std::optional<double> Processor(const Family& family) const {
     if (!start_) return ProcessorTemperature(family);
     const double temperature = GetCpuTemp();

@@ -168,7 +168,8 @@ class RecipeCommand : public Command {
     const Model& model = session.model();
     Plan plan(session, "recipe apply");
     const Recipe recipe = ReadRecipe(file_, model);
-    plan.Add(recipe, StepsAfterStart(recipe, model, /*images=*/false));
+    plan.Add(recipe, session.live() == nullptr ? StepsAfterStart(recipe, model, /*images=*/false)
+                                               : StepsOf(recipe, model));
     plan.CarryOut();
     return ExitCode::kOk;
   }

@@ -1,11 +1,10 @@
 #include <unistd.h>
 
 #include <filesystem>
-#include <string>
 
 #include "Failure.h"
 #include "commands/Commands.h"
-#include "serve/About.h"
+#include "serve/ServeOptions.h"
 
 namespace tool {
 namespace {
@@ -13,11 +12,8 @@ namespace {
 // Hands over to the program that serves, which is in a package of its own.
 class ServeCommand : public Command {
  public:
-  void Describe(CLI::App& parent, CommonOptions&) override {
-    app_ = parent.add_subcommand(serve::kServeAbout.name, serve::kServeAbout.summary);
-    app_->prefix_command();
-    app_->set_help_flag();
-    app_->footer("tessaline serve --help shows the options.");
+  void Describe(CLI::App& parent, CommonOptions& common) override {
+    app_ = &options_.Describe(parent, common);
   }
   bool Asked() const override { return app_->parsed(); }
 
@@ -35,6 +31,7 @@ class ServeCommand : public Command {
 
  private:
   CLI::App* app_ = nullptr;
+  serve::ServeOptions options_;
   std::string program_;
 };
 

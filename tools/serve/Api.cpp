@@ -21,6 +21,7 @@ constexpr unsigned kMostWritesASecond = 100;
 constexpr std::size_t kLogLines = 500;
 constexpr int kDeepest = 4;
 constexpr std::chrono::seconds kStuck{5};
+constexpr const char* kNoAnswer = "the sensor does not answer";
 
 Failure BadRequest(const std::string& what, const std::string& next) {
   return {ExitCode::kUsage, what, next};
@@ -214,16 +215,20 @@ void Api::OpenApi(const Request&, const Respond& respond) {
   respond({200, "application/json", std::string(assets::OpenApi())});
 }
 
+bool Api::IsStuck() const {
+  const auto busy = parts_.sensor_calls.BusyFor();
+  return busy && *busy > kStuck;
+}
+
 Json Api::State() const {
   Json json = SensorJson(parts_.sensor, parts_.pictures);
   json["recording"] = parts_.recordings.Current();
   json["recordings_possible"] = parts_.recordings.possible();
   json["clients"] = ClientsJson(parts_.hub);
   json["uptime"] = std::chrono::duration<double>(Clock::now() - start_).count();
-  const auto busy = parts_.sensor_calls.BusyFor();
-  if (busy && *busy > kStuck) {
+  if (IsStuck()) {
     json["ready"] = false;
-    json["failure"] = "the sensor does not answer";
+    json["failure"] = kNoAnswer;
   }
   return json;
 }
@@ -336,6 +341,7 @@ void Api::GetLog(const Request&, const Respond& respond) {
 void Api::GetMetrics(const Request&, const Respond& respond) {
   MetricsInput input;
   input.state = parts_.sensor.state();
+  if (IsStuck()) input.state.failure = kNoAnswer;
   input.quality = parts_.pictures.quality();
   input.model = parts_.sensor.model().code();
   input.version = TESSALINE_VERSION;

@@ -69,6 +69,7 @@ class Api {
   // Answers with the new state.
   void Switch(const Respond& respond, std::function<void()> call);
   bool TooManyWrites();
+  bool IsStuck() const;
   Json Settings() const;
 
   Parts parts_;

@@ -19,11 +19,13 @@ constexpr std::chrono::seconds kStuck{10};
 
 Daemon::Daemon(Session& session, const MeasuringOptions& measuring, const Settings& settings)
     : settings_(settings),
-      guard_(std::string(session.model().code())),
+      guard_(session.model()),
       pictures_([this](Stream stream, const PictureMaker::Message& message) {
         boost::asio::post(network_, [this, stream, message] { hub_.Publish(stream, message); });
       }),
-      sensor_(session, measuring, guard_, [this](const View& view) { pictures_.SetView(view); }),
+      sensor_(
+          session, measuring, [this](bool on) { guard_.Tell(on); },
+          [this](const View& view) { pictures_.SetView(view); }),
       hub_([this](double rate) { pictures_.SetRate(rate); }),
       recordings_(settings.recordings, settings.socket),
       gatekeeper_(settings.token, settings.hosts),
@@ -77,6 +79,16 @@ void Daemon::Watch() {
       LogLines::Instance().Note("the sensor does not answer; the laser is switched off");
     }
     return;
+  }
+  if (!guard_.Lives() && !std::exchange(unguarded_, true)) {
+    laser::Off();
+    LogLines::Instance().Note("the process that guards the laser has gone; the laser stays off");
+    sensor_calls_.Post(
+        [this]() -> Json {
+          sensor_.SwitchLaser(false);
+          return nullptr;
+        },
+        [](const Json&, std::exception_ptr) {});
   }
   laser_forced_off_ = false;
   const auto period = service_manager::WatchdogPeriod();

@@ -53,6 +53,7 @@ class Daemon {
   boost::asio::steady_timer tick_;
   Clock::time_point feed_at_;
   bool laser_forced_off_ = false;
+  bool unguarded_ = false;
 };
 
 }  // namespace tool::serve

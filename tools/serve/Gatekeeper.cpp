@@ -20,6 +20,7 @@ constexpr std::size_t kShortest = 16;  // characters of a token that somebody ha
 constexpr std::size_t kLongest = 256;
 constexpr unsigned kMostWrong = 10;
 constexpr std::chrono::seconds kWrongPer{60};
+constexpr std::size_t kMostGuessing = 1000;  // addresses
 
 // The token travels as a WebSocket's subprotocol, too, so it is made of these.
 bool IsTokenCharacter(char c) {
@@ -110,15 +111,18 @@ std::optional<Response> Gatekeeper::Refuse(const Request& request, bool writes) 
   if (!OriginIsOurs(request)) return ErrorResponse(403, "another page may not use this daemon");
   if (!writes && request.peer == Peer::kLoopback) return std::nullopt;
   const auto now = Clock::now();
-  if (now - wrong_since_ > kWrongPer) wrong_ = 0;
-  if (wrong_ >= kMostWrong) {
+  std::erase_if(guesses_,
+                [now](const auto& entry) { return now - entry.second.since > kWrongPer; });
+  const auto known = guesses_.find(request.address);
+  const bool too_many = known != guesses_.end() && known->second.wrong >= kMostWrong;
+  if (too_many || guesses_.size() > kMostGuessing) {
     Response response = ErrorResponse(429, "too many wrong tokens", "wait for a minute");
     response.headers["Retry-After"] = "60";
     return response;
   }
   if (TokenIsRight(request.token)) return std::nullopt;
   if (!request.token.empty()) {
-    if (wrong_++ == 0) wrong_since_ = now;
+    ++guesses_.try_emplace(request.address, Guesses{0, now}).first->second.wrong;
   }
   Response response = ErrorResponse(
       401, request.token.empty() ? "this needs the token" : "the token is wrong",

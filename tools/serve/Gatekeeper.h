@@ -1,7 +1,7 @@
 #pragma once
 
 #include <chrono>
-#include <mutex>
+#include <map>
 #include <optional>
 #include <set>
 #include <string>
@@ -35,8 +35,11 @@ class Gatekeeper {
   const std::string token_;
   const std::set<std::string> hosts_;
   // Guessing is slow.
-  unsigned wrong_ = 0;
-  Clock::time_point wrong_since_;
+  struct Guesses {
+    unsigned wrong = 0;
+    Clock::time_point since;
+  };
+  std::map<std::string, Guesses> guesses_;  // by address
 };
 
 }  // namespace tool::serve

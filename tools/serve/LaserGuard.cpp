@@ -12,10 +12,9 @@
 #include <cstring>
 
 #include "Failure.h"
-#include "Laser.h"
+#include "Gpio.h"
 #include "VirtualBoard.h"
 #include "serve/Spawn.h"
-#include "tessaline/tessaline.h"
 
 namespace tool::serve {
 namespace {
@@ -26,7 +25,7 @@ constexpr const char* kTranscript = "TESSALINE_BOARD_TRANSCRIPT";
 
 }  // namespace
 
-LaserGuard::LaserGuard(const std::string& model) {
+LaserGuard::LaserGuard(const Model& model) {
   std::array<int, 2> ends{};
   if (pipe2(ends.data(), O_CLOEXEC) != 0) {
     throw Failure(ExitCode::kFile, fmt::format("no pipe: {}", strerror(errno)));
@@ -37,7 +36,8 @@ LaserGuard::LaserGuard(const std::string& model) {
   const std::string transcript = Environment(kTranscript);
   if (!transcript.empty()) variables.emplace_back(kTranscript, transcript + ".guard");
   try {
-    process_ = Spawn({"/proc/self/exe", "serve", "--guard", "--model", model}, variables,
+    process_ = Spawn({"/proc/self/exe", "serve", "--guard", "--model", std::string(model.code())},
+                     variables,
                      /*on_board=*/true, ends[0]);
   } catch (const Failure&) {
     close(ends[0]);
@@ -51,7 +51,7 @@ LaserGuard::LaserGuard(const std::string& model) {
 LaserGuard::~LaserGuard() {
   Tell(false);
   close(pipe_);
-  waitpid(process_, nullptr, 0);
+  if (process_ > 0) waitpid(process_, nullptr, 0);
 }
 
 void LaserGuard::Tell(bool on) const {
@@ -62,9 +62,8 @@ void LaserGuard::Tell(bool on) const {
   }
 }
 
-void LaserGuard::Watch(const std::string& model) {
+void LaserGuard::Watch(const Model& model) {
   for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE}) signal(number, SIG_IGN);
-  GetLibVersion(model.c_str());
   char word = kOff;
   for (;;) {
     char next = kOff;
@@ -73,7 +72,15 @@ void LaserGuard::Watch(const std::string& model) {
     if (got != 1) break;
     word = next;
   }
-  if (word == kOn) laser::Off();
+  if (word != kOn) return;
+  const GpioLines& lines = model.family().board.gpio;
+  PullGpioLow(lines.laser1);
+  PullGpioLow(lines.laser2);
+}
+
+bool LaserGuard::Lives() const {
+  if (process_ > 0 && waitpid(process_, nullptr, WNOHANG) != 0) process_ = -1;
+  return process_ > 0;
 }
 
 }  // namespace tool::serve

@@ -2,7 +2,7 @@
 
 #include <sys/types.h>
 
-#include <string>
+#include "Models.h"
 
 namespace tool::serve {
 
@@ -11,7 +11,7 @@ namespace tool::serve {
 class LaserGuard {
  public:
   // Starts it. Throws a Failure.
-  explicit LaserGuard(const std::string& model);
+  explicit LaserGuard(const Model& model);
   // The laser is off; the guard ends.
   ~LaserGuard();
   LaserGuard(const LaserGuard&) = delete;
@@ -21,11 +21,14 @@ class LaserGuard {
   void Tell(bool on) const;
 
   // What the small process does: waits on its standard input for the daemon's end.
-  static void Watch(const std::string& model);
+  static void Watch(const Model& model);
+
+  // False: it has ended, and would not switch the laser off any more.
+  bool Lives() const;
 
  private:
   int pipe_ = -1;
-  pid_t process_ = -1;
+  mutable pid_t process_ = -1;  // none: it has ended
 };
 
 }  // namespace tool::serve

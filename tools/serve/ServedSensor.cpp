@@ -40,10 +40,11 @@ Json SettingsJson(const Recipe& recipe) {
 }
 
 ServedSensor::ServedSensor(Session& session, const MeasuringOptions& measuring,
-                           const LaserGuard& guard, std::function<void(const View&)> on_view)
+                           std::function<void(bool)> on_laser,
+                           std::function<void(const View&)> on_view)
     : session_(session),
       measuring_options_(measuring),
-      guard_(guard),
+      on_laser_(std::move(on_laser)),
       on_view_(std::move(on_view)),
       device_(session) {}
 
@@ -102,12 +103,12 @@ void ServedSensor::Change(const Recipe& recipe) {
 void ServedSensor::SwitchLaser(bool on) {
   CountLaserTime();
   if (on) {
-    guard_.Tell(true);
+    on_laser_(true);
     device_.LaserOn();
     laser_since_ = Clock::now();
   } else {
     device_.LaserOff();
-    guard_.Tell(false);
+    on_laser_(false);
     laser_since_.reset();
   }
   const std::lock_guard lock(mutex_);

@@ -10,7 +10,6 @@
 #include "Measuring.h"
 #include "Recipe.h"
 #include "serve/Feed.h"
-#include "serve/LaserGuard.h"
 #include "serve/SensorState.h"
 #include "serve/View.h"
 
@@ -20,9 +19,10 @@ namespace tool::serve {
 // CallThread); these may be called on any.
 class ServedSensor {
  public:
+  // `on_laser` is told before the laser goes on, and after it went off; it may throw a Failure.
   // `on_view` learns how frames are to be read, at each change; on the calling thread.
-  ServedSensor(Session& session, const MeasuringOptions& measuring, const LaserGuard& guard,
-               std::function<void(const View&)> on_view);
+  ServedSensor(Session& session, const MeasuringOptions& measuring,
+               std::function<void(bool)> on_laser, std::function<void(const View&)> on_view);
 
   // Sets the sensor up and starts the acquisition. Throws Failure if it does not start.
   void Start(const Recipe& recipe);
@@ -57,7 +57,7 @@ class ServedSensor {
 
   Session& session_;
   const MeasuringOptions& measuring_options_;
-  const LaserGuard& guard_;
+  std::function<void(bool)> on_laser_;
   std::function<void(const View&)> on_view_;
   Device device_;
   Recipe asked_;  // by users, without defaults
