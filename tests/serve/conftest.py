@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import pytest
 from daemon import PROGRAM, Daemon
+from streams import FAST, WHOLE
 
 SKIPPED = 77  # what ctest takes for it
 # Skips the library's pauses. The board's clock runs ahead by them, so triggers come too often.
@@ -78,3 +79,11 @@ def daemon(module_daemons) -> Daemon:
 def steady_daemon(module_daemons) -> Daemon:
     """One whose triggers come at their true pace."""
     return module_daemons.start()
+
+
+@pytest.fixture
+def fast(steady_daemon):
+    """It, with as many profiles as it can send."""
+    steady_daemon.patch(**FAST)
+    yield steady_daemon
+    steady_daemon.patch(**WHOLE)

@@ -16,6 +16,9 @@ import websockets
 from daemon import Daemon
 
 HEADER = struct.Struct("<4sHHQQQdIIHHHHII")
+# 1000 profiles a second, in buffers of ten.
+FAST = {"spacing": 1000, "region": {"x": 0, "y": 700, "width": 1456, "height": 200}}
+WHOLE = {"spacing": 4000, "region": {"x": 0, "y": 0, "width": 1456, "height": 1088}}
 assert HEADER.size == 64 and sys.byteorder == "little"
 
 
@@ -53,18 +56,27 @@ def connect(daemon: Daemon, name: str, rate: object = None):
                               ssl=daemon.tls, open_timeout=10, close_timeout=5)
 
 
-async def collect(daemon: Daemon, name: str, seconds: float, rate: object = None) -> list[Message]:
+@dataclasses.dataclass
+class Text:
+    """A message of the stream of states."""
+
+    arrived: float
+    data: str
+
+
+async def collect(daemon: Daemon, name: str, seconds: float, rate: object = None) -> list:
     """What comes in so many seconds, from the first message on."""
+    kind = Text if name == "state" else Message
     messages = []
     async with connect(daemon, name, rate) as stream:
-        messages.append(Message(time.monotonic(), await asyncio.wait_for(stream.recv(), 10)))
+        messages.append(kind(time.monotonic(), await asyncio.wait_for(stream.recv(), 10)))
         end = messages[0].arrived + seconds
         while (left := end - time.monotonic()) > 0:
             try:
                 data = await asyncio.wait_for(stream.recv(), left)
             except asyncio.TimeoutError:
                 break
-            messages.append(Message(time.monotonic(), data))
+            messages.append(kind(time.monotonic(), data))
     return messages
 
 

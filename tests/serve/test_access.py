@@ -186,7 +186,7 @@ def test_nothing_says_the_token(daemons):
 def test_without_json_nothing_says_the_token_either(daemons):
     daemon = daemons.launch(form=(), **QUICK)
     lines = daemon.read_until(b"other commands")
-    token_file = daemon.folder / "token"
+    token_file = daemon.folder / "serve.token"
     assert daemon.end() == 0
     said = lines.decode() + daemon.output()
     assert str(token_file) in said and "http://127.0.0.1:" in said
@@ -204,4 +204,4 @@ def test_on_a_terminal_the_address_has_the_token(daemons):
     finally:
         os.close(ours)
         os.close(its)
-    assert f"/#token={(daemon.folder / 'token').read_text().strip()}" in said.decode()
+    assert f"/#token={(daemon.folder / 'serve.token').read_text().strip()}" in said.decode()

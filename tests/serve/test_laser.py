@@ -54,8 +54,6 @@ def test_a_segmentation_fault_ends_the_daemon(lit):
     assert lit.end(signal.SIGSEGV, seconds=2) == -signal.SIGSEGV
 
 
-@pytest.mark.xfail(strict=True, reason="the guard switches nothing: the library refuses "
-                   "CloseLaser(), because the guard has not called RegisterHardwareInit()")
 @pytest.mark.parametrize("number", [signal.SIGKILL, signal.SIGSEGV, signal.SIGABRT, signal.SIGBUS,
                                     signal.SIGILL, signal.SIGFPE, signal.SIGUSR2])
 def test_a_sudden_end_leaves_it_to_the_guard(lit, number):
@@ -112,8 +110,6 @@ def test_without_its_guard_the_laser_stays_off(lit):
     assert lit.get("state")["laser"] is False
 
 
-@pytest.mark.xfail(strict=True, reason="nobody looks after the guard, so the laser stays on "
-                   "without it")
 def test_a_guard_that_dies_takes_the_light_with_it(lit):
     guard, = children(lit.pid)
     os.kill(guard, signal.SIGKILL)

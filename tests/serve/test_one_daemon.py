@@ -47,8 +47,6 @@ def test_two_places_and_two_ports_are_two_daemons(daemons):
     assert first.request("PUT", "/api/v1/laser", {"on": True}, token=second.token).status == 401
 
 
-@pytest.mark.xfail(strict=True, reason="the token's file has the same name for every socket of a "
-                   "folder, so the second daemon overwrites the first one's")
 def test_two_sockets_in_one_folder_have_two_tokens(daemons):
     first = daemons.start(**QUICK)
     second = daemons.start(folder=first.folder, TESSALINE_SOCKET=str(first.folder / "other.sock"),
