@@ -66,7 +66,8 @@ RecordRing::RecordRing(int descriptor, std::byte* memory, std::size_t bytes)
 RecordRing::RecordRing(RecordRing&& other) noexcept
     : descriptor_(std::exchange(other.descriptor_, -1)),
       memory_(std::exchange(other.memory_, nullptr)),
-      bytes_(other.bytes_) {}
+      bytes_(other.bytes_),
+      own_(std::move(other.own_)) {}
 
 RecordRing::~RecordRing() {
   if (memory_ != nullptr) munmap(memory_, kHeaderBytes + 2 * bytes_);
@@ -154,18 +155,44 @@ bool RecordRing::HasRoom(std::size_t payload_bytes) const {
          bytes_;
 }
 
+void RecordRing::DistrustReader() {
+  own_ = std::make_unique<Own>();
+  own_->reserved = header().reserved.load();
+}
+
+// The place of a record; nothing if there is no room.
+std::optional<RecordRing::Position> RecordRing::Reserve(std::size_t room) {
+  Header& shared = header();
+  std::atomic<Position>& reserved = own_ ? own_->reserved : shared.reserved;
+  Position position = reserved.load(std::memory_order_relaxed);
+  do {
+    const std::uint64_t used = position - shared.released.load(std::memory_order_acquire);
+    if (room > bytes_ || used > bytes_ - room) return std::nullopt;
+  } while (!reserved.compare_exchange_weak(position, position + room));
+  if (own_) {
+    // Other threads may have come further meanwhile. A few tries, since the reader may interfere.
+    Position told = shared.reserved;
+    for (int i = 0; i < 8 && told < position + room; ++i) {
+      if (shared.reserved.compare_exchange_weak(told, position + room)) break;
+    }
+  }
+  return position;
+}
+
 bool RecordRing::Put(const Record& record) {
   Header& shared = header();
-  const std::size_t room = kAlignment + RoundUp(record.payload.size(), kAlignment);
-  Position position = shared.reserved.load(std::memory_order_relaxed);
-  do {
-    if (position - shared.released.load(std::memory_order_acquire) + room > bytes_) {
-      const std::uint64_t frames = FramesIn(record);
-      shared.dropped_frames += frames;
-      shared.dropped_records += frames == 0 ? 1 : 0;
-      return false;
+  const auto reserved = Reserve(kAlignment + RoundUp(record.payload.size(), kAlignment));
+  if (!reserved) {
+    const std::uint64_t frames = FramesIn(record);
+    shared.dropped_frames += frames;
+    shared.dropped_records += frames == 0 ? 1 : 0;
+    if (own_) {
+      own_->dropped_frames += frames;
+      own_->dropped_records += frames == 0 ? 1 : 0;
     }
-  } while (!shared.reserved.compare_exchange_weak(position, position + room));
+    return false;
+  }
+  const Position position = *reserved;
   Mark& mark = MarkAt(position);
   mark.payload_bytes = record.payload.size();
   mark.begun.store(Tag(position), std::memory_order_release);
@@ -227,8 +254,12 @@ std::size_t RecordRing::UsedBytes() const { return header().reserved - header().
 
 bool RecordRing::Ended() const { return header().ended; }
 
-std::uint64_t RecordRing::DroppedFrames() const { return header().dropped_frames; }
+std::uint64_t RecordRing::DroppedFrames() const {
+  return own_ ? own_->dropped_frames : header().dropped_frames;
+}
 
-std::uint64_t RecordRing::DroppedRecords() const { return header().dropped_records; }
+std::uint64_t RecordRing::DroppedRecords() const {
+  return own_ ? own_->dropped_records : header().dropped_records;
+}
 
 }  // namespace ring

@@ -10,6 +10,7 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <span>
 #include <string>
@@ -55,6 +56,9 @@ class RecordRing {
 
   // --- The writing process. Any thread, signal handlers included.
 
+  // From now on this object is the only writer, and believes nothing that the reader may change: a
+  // reader that destroys the ring's head gets no more records, and harms nobody but itself.
+  void DistrustReader();
   // False: there is no room, and the record is counted as dropped.
   bool Put(const Record& record);
   // Whether Put() would find room now.
@@ -89,6 +93,13 @@ class RecordRing {
  private:
   struct Header;
   struct Mark;
+  // The writer's own, where the reader is not trusted.
+  struct Own {
+    std::atomic<Position> reserved;
+    std::atomic<std::uint64_t> dropped_frames{0};
+    std::atomic<std::uint64_t> dropped_records{0};
+  };
+  std::optional<Position> Reserve(std::size_t room);
   RecordRing(int descriptor, std::byte* memory, std::size_t bytes);
   static std::optional<RecordRing> Map(int descriptor, std::size_t bytes);
   static std::optional<RecordRing> MapWhole(int descriptor);
@@ -98,6 +109,7 @@ class RecordRing {
   int descriptor_;
   std::byte* memory_;
   std::size_t bytes_;
+  std::unique_ptr<Own> own_;
 };
 
 }  // namespace ring

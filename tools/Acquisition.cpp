@@ -84,7 +84,10 @@ Region Acquisition::RegionOf(const Session& session) const {
 void Acquisition::SetUp(const Session& session, bool images) const {
   if (const auto* const sensor = session.live()) {
     sensor->RequireFrames(images);
-    sensor->Change(recipe_);
+    if (AskedFor()) sensor->Change(recipe_);
+    if (!images && !sensor->Get("/api/v1/state").value("laser", false)) {
+      session.Note("the laser is off: \"tessaline laser on\" switches it on");
+    }
   } else {
     Run(Settings(session.model(), images));
   }

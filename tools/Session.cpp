@@ -41,7 +41,7 @@ std::string Session::Board() const {
 bool Session::on_virtual_board() const { return !Board().empty(); }
 
 const live::LiveSensor* Session::live() const {
-  if (options_.direct || on_virtual_board()) return nullptr;
+  if (options_.direct || is_daemon_ || on_virtual_board()) return nullptr;
   if (std::exchange(looked_for_daemon_, true)) return live_.get();
   live_ = live::LiveSensor::Find();
   if (live_ && !code_.empty() && code_ != live_->model()) {
@@ -56,7 +56,7 @@ const live::LiveSensor* Session::live() const {
 }
 
 void Session::RequireNoDaemon() const {
-  if (on_virtual_board()) return;
+  if (is_daemon_ || on_virtual_board()) return;
   if (const auto daemon = live::LiveSensor::Find()) {
     throw Failure(ExitCode::kNegative, fmt::format("{} has the sensor", daemon->Name()),
                   "stop it first");

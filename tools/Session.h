@@ -51,6 +51,8 @@ class Session {
   // The sensor that a daemon on this machine has: the command acts on that one. Null if there is no
   // daemon, and with --direct or a virtual board of our own.
   const live::LiveSensor* live() const;
+  // This process becomes the daemon that has the sensor.
+  void BecomeDaemon() { is_daemon_ = true; }
   // Throws a Failure that names the daemon if there is one: the command needs the device itself.
   void RequireNoDaemon() const;
 
@@ -94,6 +96,7 @@ class Session {
   CommonOptions options_;
   std::string code_;
   mutable Model model_;
+  bool is_daemon_ = false;
   mutable bool looked_for_daemon_ = false;
   mutable std::unique_ptr<live::LiveSensor> live_;
 };

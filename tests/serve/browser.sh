@@ -1,10 +1,16 @@
 #!/bin/sh
 # Opens the page in a browser and uses it as a user does.
-#   browser.sh FOLDER_FOR_PACKAGES
-# TESSALINE_SERVE names the daemon. Exits with 77, and says why, if something is missing.
+#   browser.sh FOLDER_FOR_PACKAGES [SCRIPT [ARGUMENT...]]   the checks, or another script of browser/
+# TESSALINE_SERVE names the daemon, else it is that of the preset dev. Exits with 77, and says why,
+# if something is missing.
 set -eu
 tests=$(dirname "$(readlink -f "$0")")/browser
 packages=$1
+shift
+[ $# -gt 0 ] || set -- run.mjs
+script=$tests/$1
+shift
+: "${TESSALINE_SERVE:=$(readlink -f "$tests/../../../build/dev/tessaline-serve")}"
 skip() {
   echo "SKIPPED: $1"
   exit 77
@@ -27,4 +33,4 @@ until grep -q url "$folder/said"; do
 done
 url=$(sed -n 's/.*"url":"\([^"]*\)".*/\1/p' "$folder/said")
 cd "$packages"
-node "$tests/run.mjs" "$url" "$(cat "$folder/serve.token")"
+node "$script" "$url" "$(cat "$folder/serve.sock.token")" "$@"

@@ -2,8 +2,10 @@
 
 import asyncio
 import contextlib
+import mmap
 import os
 import socket
+import struct
 import threading
 import time
 
@@ -134,7 +136,7 @@ def test_a_full_ring_costs_its_reader_frames_and_nobody_else(daemon):
 def test_a_ring_of_a_wrong_size_is_refused(daemon, query):
     connection, answer, descriptors = ring.ask(daemon, **query)
     with connection:
-        assert answer.startswith(b"HTTP/1.1 404") and descriptors == []
+        assert answer.startswith(b"HTTP/1.1 422") and descriptors == []
 
 
 def test_frames_are_not_given_over_the_network(daemon):
@@ -150,3 +152,15 @@ def test_what_the_socket_answers_is_what_the_port_answers(daemon):
         local.sendall(b"GET /api/v1/limits HTTP/1.0\r\n\r\n")
         received = read_to_end(local)
     assert received.partition(b"\r\n\r\n")[2] == daemon.request("GET", "/api/v1/limits").body
+
+
+def test_a_reader_that_destroys_its_ring_harms_nobody_else(daemon):
+    """The places of writer and reader stand in the ring's head, which the reader may change."""
+    with ring.opened(daemon, memory=1) as descriptor, mmap.mmap(descriptor, 4096) as head:
+        for reserved, released in ((1 << 30, (1 << 30) + (1 << 23)), (1 << 63, 0), (7, 3),
+                                   (0, 1 << 40), ((1 << 64) - 64, 64)):
+            head[64:72] = struct.pack("<Q", reserved)
+            head[128:136] = struct.pack("<Q", released)
+            before = daemon.get("state")["counters"]["strips"]
+            wait_until(lambda: daemon.get("state")["counters"]["strips"] > before + 100)
+    wait_until(lambda: value(daemon.metrics(), "tessaline_recorders") == 0)

@@ -130,3 +130,12 @@ def test_an_interrupt_ends_streams_and_requests(lit):
     with stalled(lit, "profile", 100), lit.connect() as waiting:
         waiting.sendall(b"GET / HT")
         assert lit.end() == 0
+
+
+def test_a_daemon_that_stands_still_loses_its_light(lit):
+    guard, = children(lit.pid)
+    os.kill(lit.pid, signal.SIGSTOP)
+    wait_until(lambda: not runs(guard), 15, what="the guard's loss of patience")
+    assert levels(lit.guards_board) == OFF
+    os.kill(lit.pid, signal.SIGCONT)
+    wait_until(lambda: lit.get("state")["laser"] is False, what="a state that says so")

@@ -45,7 +45,8 @@ def state(daemon: Daemon) -> dict:
     [
         (("exposure", 123), "exposure_us", 123),
         (("exposure", "--time", 77), "exposure_us", 77),
-        (("roi", 128, 256, 1000, 700), "region", {"x": 128, "y": 256, "width": 1000, "height": 700}),
+        (("roi", 128, 256, 1000, 700), "region",
+         {"x": 128, "y": 256, "width": 1000, "height": 700}),
         (("trigger", "--mode", "timer", "--spacing", 5000), "spacing", 5000),
         (("power", 30), "power_percent", 30),
         (("led", "blue"), "led", "blue"),

@@ -2,10 +2,11 @@
 
 import os
 import signal
+import subprocess
+import time
 
-import pytest
 from conftest import QUICK
-from daemon import ANSWER_SECONDS
+from daemon import ANSWER_SECONDS, PROGRAM, clean_environment
 
 
 def test_a_second_daemon_at_the_socket_is_refused(daemons):
@@ -75,8 +76,6 @@ def test_a_place_that_is_too_long_is_refused_with_words(daemons, tmp_path):
     assert "TESSALINE_SOCKET" in daemon.output()
 
 
-@pytest.mark.xfail(strict=True, reason="whatever is at the socket's place is removed, a file "
-                   "of the user's, too")
 def test_what_is_no_socket_is_not_removed(daemons, tmp_path):
     place = tmp_path / "notes.txt"
     place.write_text("mine")
@@ -90,3 +89,14 @@ def test_the_socket_goes_with_the_daemon(daemons):
     assert daemon.end() == 0
     assert not daemon.socket.exists()
     assert not [name for name in os.listdir(daemon.folder) if name.endswith(".sock")]
+
+
+def test_a_machine_that_is_no_sensor_is_said_at_once(tmp_path):
+    """The daemon does not look for a daemon to act on, and wait for itself."""
+    begin = time.monotonic()
+    done = subprocess.run(
+        [PROGRAM, "--model", "K3610", "--port", "0"], capture_output=True, text=True, timeout=30,
+        env=clean_environment(TESSALINE_SOCKET=str(tmp_path / "serve.sock")), check=False,
+    )
+    assert done.returncode == 3 and "not a K3610 board" in done.stderr
+    assert time.monotonic() - begin < 10

@@ -111,8 +111,6 @@ def test_nothing_to_change_changes_nothing(daemon):
     assert daemon.patch() == before
 
 
-@pytest.mark.xfail(strict=True, reason="settings that nobody has made are not in the settings, so "
-                   "a saved recipe does not put back what was changed after it")
 def test_a_saved_recipe_puts_back_what_was_changed_since(daemons):
     daemon = daemons.start(**QUICK)
     saved = daemon.get("settings")

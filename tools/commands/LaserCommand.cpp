@@ -59,12 +59,13 @@ class LaserCommand : public Command {
               return laser::Off();
             },
             [wait](const live::LiveSensor& sensor) {
-              CatchInterrupts([&sensor] { Switch(false)(sensor); });
               wait();
               Switch(false)(sensor);
             });
       }
     }
+    const auto* const served = session.live();
+    if (served != nullptr && seconds_ > 0) CatchInterrupts([served] { SwitchOff(*served); });
     plan.CarryOut();
     if (session.options().dry_run) return ExitCode::kOk;
     if (Interrupted()) {
@@ -79,6 +80,13 @@ class LaserCommand : public Command {
   }
 
  private:
+  static void SwitchOff(const live::LiveSensor& sensor) {
+    try {
+      Switch(false)(sensor);
+    } catch (const Failure&) {  // the daemon has gone, and its guard has switched it off
+    }
+  }
+
   static std::function<void(const live::LiveSensor&)> Switch(bool on) {
     return [on](const live::LiveSensor& sensor) {
       sensor.Send("PUT", "/api/v1/laser", {{"on", on}});

@@ -66,8 +66,9 @@ class RegCommand : public Command {
   bool Asked() const override { return app_->parsed(); }
 
   ExitCode Run(Session& session) override {
-    const Registers registers = RegistersOf(session);
-    if (list_->parsed()) return List(session, registers);
+    if (list_->parsed()) return List(session, Registers(session.model()));
+    const bool compares = dump_->parsed() && diff_.size() == 2;
+    const Registers registers = compares ? Registers(session.model()) : RegistersOf(session);
     if (dump_->parsed()) return Dump(session, registers);
     // Names first: a typo does not open the board.
     std::vector<Place> places;

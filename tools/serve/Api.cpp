@@ -2,8 +2,11 @@
 
 #include <array>
 #include <string_view>
+#include <thread>
 
 #include "Failure.h"
+#include "Interrupt.h"
+#include "Laser.h"
 #include "RecipeText.h"
 #include "Registers.h"
 #include "serve/Assets.h"
@@ -94,7 +97,7 @@ struct Api::Route {
   void (Api::*handle)(const Request&, const Respond&);
 };
 
-const Api::Route* Api::Find(const Request& request, bool& path_known) {
+const Api::Route* Api::Find(const Request& request, std::string& allowed) {
   static constexpr std::array kRoutes{
       Route{"GET", "/", false, &Api::Page},
       Route{"GET", "/api/v1/openapi.json", false, &Api::OpenApi},
@@ -118,11 +121,10 @@ const Api::Route* Api::Find(const Request& request, bool& path_known) {
       Route{"GET", "/api/v1/log", false, &Api::GetLog},
       Route{"GET", "/metrics", false, &Api::GetMetrics},
   };
-  path_known = false;
   for (const Route& route : kRoutes) {
     const bool below = route.path.size() > 1 && route.path.ends_with('/');
     if (below ? !request.path.starts_with(route.path) : request.path != route.path) continue;
-    path_known = true;
+    allowed += fmt::format("{}{}", allowed.empty() ? "" : ", ", route.method);
     if (request.method == route.method || (request.method == "HEAD" && route.method == "GET")) {
       return &route;
     }
@@ -133,8 +135,8 @@ const Api::Route* Api::Find(const Request& request, bool& path_known) {
 Api::Api(const Parts& parts) : parts_(parts) {}
 
 void Api::Handle(const Request& request, const Respond& respond) {
-  bool path_known = false;
-  const Route* const route = Find(request, path_known);
+  std::string allowed;
+  const Route* const route = Find(request, allowed);
   // The page holds nothing that is secret, and somebody without the token must be told so by it.
   const bool is_page = route != nullptr && route->path == "/" && request.origin.empty();
   if (!is_page) {
@@ -142,14 +144,18 @@ void Api::Handle(const Request& request, const Respond& respond) {
       return respond(std::move(*refused));
     }
   }
-  if (route == nullptr && path_known) {
-    return respond(ErrorResponse(405, fmt::format("{} has no {}", request.path, request.method)));
+  if (route == nullptr && !allowed.empty()) {
+    Response response =
+        ErrorResponse(405, fmt::format("{} has no {}", request.path, request.method));
+    response.headers["Allow"] = allowed;
+    return respond(std::move(response));
   }
   if (route == nullptr) {
     return respond(ErrorResponse(404, fmt::format("there is no {}", request.path),
                                  "/api/v1/openapi.json lists what there is"));
   }
-  if (route->writes && TooManyWrites()) {
+  const bool switches_laser = route->handle == &Api::PutLaser;
+  if (route->writes && !switches_laser && TooManyWrites()) {
     Response response = ErrorResponse(429, "too many requests", "send fewer a second");
     response.headers["Retry-After"] = "1";
     return respond(std::move(response));
@@ -174,16 +180,19 @@ bool Api::TooManyWrites() {
   return ++writes_ > kMostWritesASecond;
 }
 
-void Api::Call(CallThread& thread, int status, const Respond& respond, CallThread::Job job) {
+void Api::Call(CallThread& thread, int status, const Respond& respond, CallThread::Job job,
+               bool urgent) {
   const auto busy = thread.BusyFor();
-  if (busy && *busy > kStuck) {
+  if (busy && *busy > kStuck && !urgent) {
     return respond(ErrorResponse(503, "the sensor does not answer", "see the log"));
   }
   const bool posted = thread.Post(
-      std::move(job), [this, status, respond](const Json& answer, std::exception_ptr failure) {
+      std::move(job),
+      [this, status, respond](const Json& answer, std::exception_ptr failure) {
         respond(failure ? ResponseTo(failure, parts_.sensor.model())
                         : JsonResponse(status, answer));
-      });
+      },
+      urgent);
   if (posted) return;
   Response response = ErrorResponse(429, "too many requests wait for the sensor", "try again");
   response.headers["Retry-After"] = "1";
@@ -261,7 +270,17 @@ void Api::PatchSettings(const Request& request, const Respond& respond) {
 }
 
 void Api::PutLaser(const Request& request, const Respond& respond) {
-  Switch(respond, [this, on = SwitchIn(request)] { parts_.sensor.SwitchLaser(on); });
+  const bool on = SwitchIn(request);
+  if (on) return Switch(respond, [this] { parts_.sensor.SwitchLaser(true); });
+  // Off waits for nobody. The rest is for the books.
+  if (!laser::Off()) throw Failure(ExitCode::kNegative, "the laser cannot be switched off");
+  Call(
+      parts_.sensor_calls, 200, respond,
+      [this] {
+        parts_.sensor.SwitchLaser(false);
+        return SensorJson(parts_.sensor, parts_.pictures);
+      },
+      /*urgent=*/true);
 }
 
 void Api::PutAcquisition(const Request& request, const Respond& respond) {
@@ -308,9 +327,20 @@ void Api::GetCalibration(const Request&, const Respond& respond) {
 }
 
 void Api::GetSnapshotPng(const Request&, const Respond& respond) {
-  const auto newest = parts_.pictures.newest();
+  auto newest = parts_.pictures.newest();
   if (!newest) return respond(ErrorResponse(404, "no frame has come yet"));
-  respond({200, "image/png", SnapshotPng(*newest)});
+  // A large picture takes a while, so it is drawn beside everything else, one at a time.
+  if (drawing_->exchange(true)) {
+    Response response = ErrorResponse(429, "another snapshot is being drawn", "try again");
+    response.headers["Retry-After"] = "1";
+    return respond(std::move(response));
+  }
+  const SignalsBlocked inherited;
+  std::thread([drawing = drawing_, respond, newest = std::move(*newest)] {
+    std::string picture = SnapshotPng(newest);
+    *drawing = false;
+    respond({200, "image/png", std::move(picture)});
+  }).detach();
 }
 
 void Api::GetSnapshotCsv(const Request&, const Respond& respond) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <functional>
 #include <memory>
@@ -40,7 +41,8 @@ class Api {
  private:
   using Clock = std::chrono::steady_clock;
   struct Route;
-  static const Route* Find(const Request& request, bool& path_known);
+  // `allowed` becomes the methods that the path has.
+  static const Route* Find(const Request& request, std::string& allowed);
 
   void Page(const Request& request, const Respond& respond);
   void OpenApi(const Request& request, const Respond& respond);
@@ -65,7 +67,8 @@ class Api {
 
   // Has the sensor's thread make a call that may throw Failure, and answers with what it returns.
   void OnSensor(const Respond& respond, CallThread::Job job);
-  void Call(CallThread& thread, int status, const Respond& respond, CallThread::Job job);
+  void Call(CallThread& thread, int status, const Respond& respond, CallThread::Job job,
+            bool urgent = false);
   // Answers with the new state.
   void Switch(const Respond& respond, std::function<void()> call);
   bool TooManyWrites();
@@ -76,6 +79,7 @@ class Api {
   const Clock::time_point start_ = Clock::now();
   Clock::time_point writes_since_;
   unsigned writes_ = 0;
+  std::shared_ptr<std::atomic<bool>> drawing_ = std::make_shared<std::atomic<bool>>(false);
 };
 
 }  // namespace tool::serve

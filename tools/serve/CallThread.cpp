@@ -27,19 +27,27 @@ void CallThread::Start() {
 
 CallThread::~CallThread() { Stop(); }
 
-void CallThread::Stop() {
+bool CallThread::Stop() {
   std::unique_lock lock(shared_->mutex);
   shared_->stop = true;
+  shared_->waiting.clear();
   shared_->changed.notify_all();
-  shared_->changed.wait_for(lock, kPatienceAtTheEnd, [this] { return shared_->ended; });
+  return shared_->changed.wait_for(lock, kPatienceAtTheEnd, [this] { return shared_->ended; });
 }
 
-bool CallThread::Post(Job job, Done done) {
+bool CallThread::Post(Job job, Done done, bool urgent) {
   const std::lock_guard lock(shared_->mutex);
-  if (shared_->waiting.size() >= kMostWaiting) return false;
-  shared_->waiting.push_back({std::move(job), std::move(done)});
+  if (shared_->stop || (!urgent && shared_->waiting.size() >= kMostWaiting)) return false;
+  const auto place = urgent ? shared_->waiting.begin() : shared_->waiting.end();
+  shared_->waiting.insert(place, {std::move(job), std::move(done)});
   shared_->changed.notify_all();
   return true;
+}
+
+void CallThread::Clear() {
+  std::deque<Entry> dropped;  // whose destructors run without the lock
+  const std::lock_guard lock(shared_->mutex);
+  dropped.swap(shared_->waiting);
 }
 
 std::optional<CallThread::Clock::duration> CallThread::BusyFor() const {
@@ -60,7 +68,12 @@ void CallThread::Run(const std::shared_ptr<Shared>& shared) {
   };
   while (!shared->stop) {
     if (Clock::now() >= idle_at) {
-      without_lock(shared->idle);
+      without_lock([&shared] {
+        try {
+          shared->idle();
+        } catch (const std::exception&) {  // it is tried again soon
+        }
+      });
       idle_at = Clock::now() + shared->idle_every;
     }
     if (shared->waiting.empty()) {

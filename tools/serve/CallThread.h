@@ -29,11 +29,14 @@ class CallThread {
   CallThread& operator=(const CallThread&) = delete;
 
   void Start();
-  // What waits is dropped. Waits for the call that is being made, for a while.
-  void Stop();
+  // What waits is dropped. Waits for the call that is being made, for a while. False: it still
+  // lasts.
+  bool Stop();
 
-  // False: too many wait.
-  bool Post(Job job, Done done);
+  // False: too many wait, or it has been stopped. An urgent one overtakes all, and always has room.
+  bool Post(Job job, Done done, bool urgent = false);
+  // Drops what waits, unanswered.
+  void Clear();
 
   // How long the call lasts that is being made now; nothing between two.
   std::optional<Clock::duration> BusyFor() const;

@@ -1,3 +1,4 @@
+#include <array>
 #include <boost/asio/steady_timer.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
 #include <boost/beast/http/parser.hpp>
@@ -14,14 +15,16 @@ namespace {
 
 constexpr std::uint32_t kMostHeader = 8 << 10;
 constexpr std::size_t kMostBody = 64 << 10;
+constexpr std::size_t kMostDrained = 16 << 20;
 constexpr std::chrono::seconds kPatience{10};        // with a client
 constexpr std::chrono::seconds kSensorPatience{15};  // with the sensor
 constexpr double kUsualRate = 30;
 constexpr double kUsualStateRate = 2;
 constexpr double kLeastRate = 0.1;
 constexpr double kMostRate = 120;
+constexpr double kMostStateRate = 20;
 constexpr unsigned kUsualRingMegabytes = 64;
-constexpr unsigned kMostRingMegabytes = 4096;
+constexpr unsigned kMostRingMegabytes = 1024;
 constexpr std::string_view kStreams = "/api/v1/stream/";
 constexpr std::string_view kFrames = "/api/v1/frames";
 constexpr std::string_view kBearer = "Bearer ";
@@ -140,6 +143,8 @@ class Connection : public std::enable_shared_from_this<Connection<Transport>> {
     patience_.async_wait([self = this->shared_from_this(), keep, version,
                           number = number_](beast::error_code error) {
       if (error || number != self->number_) return;
+      // What was given up is not to happen later, when the sensor wakes.
+      self->services_.sensor_calls.Clear();
       self->Write(ErrorResponse(503, "the sensor does not answer", "see the log"), keep, version);
     });
   }
@@ -161,11 +166,16 @@ class Connection : public std::enable_shared_from_this<Connection<Transport>> {
       return refuse(ErrorResponse(404, "there is no such stream", "profile, image and state"));
     }
     const double usual = wish.stream == Stream::kState ? kUsualStateRate : kUsualRate;
-    const auto rate = NumberIn(request, "rate", usual, kLeastRate, kMostRate);
-    if (!rate) return refuse(ErrorResponse(422, "rate is wrong", "0.1 to 120 a second"));
+    const double most = wish.stream == Stream::kState ? kMostStateRate : kMostRate;
+    const auto rate = NumberIn(request, "rate", usual, kLeastRate, most);
+    if (!rate) {
+      return refuse(ErrorResponse(422, "rate is wrong", fmt::format("0.1 to {} a second", most)));
+    }
     wish.rate = *rate;
     if (!beast::websocket::is_upgrade(message)) {
-      return refuse(ErrorResponse(426, "this is a WebSocket", "connect with ws://"));
+      Response response = ErrorResponse(426, "this is a WebSocket", "connect with ws://");
+      response.headers["Upgrade"] = "websocket";
+      return refuse(response);
     }
     beast::get_lowest_layer(stream_).expires_never();
     ServeStream(std::move(stream_), std::move(message), wish, services_);
@@ -178,10 +188,14 @@ class Connection : public std::enable_shared_from_this<Connection<Transport>> {
       const auto megabytes =
           NumberIn(request, "memory", kUsualRingMegabytes, 1U, kMostRingMegabytes);
       const bool asked = Text(message[http::field::upgrade]) == kRingProtocol;
-      if (request.peer == Peer::kSocket && megabytes && asked) {
+      if (!megabytes || Feed::Instance().TapCount() >= kMostRings) {
+        return refuse(ErrorResponse(422, "there is no room for these frames",
+                                    "at most 8 programs take all frames, with 1024 MB each"));
+      }
+      if (request.peer == Peer::kSocket && asked) {
         const auto what = request.query.find("what");
         beast::get_lowest_layer(stream_).expires_never();
-        return ServeRing(std::move(stream_), std::size_t{*megabytes} << 20,
+        return ServeRing(std::move(stream_), peer_, std::size_t{*megabytes} << 20,
                          what == request.query.end() ? "strips images" : what->second, services_);
       }
     }
@@ -218,6 +232,18 @@ class Connection : public std::enable_shared_from_this<Connection<Transport>> {
   void Close() {
     beast::error_code ignored;
     beast::get_lowest_layer(stream_).socket().shutdown(asio::socket_base::shutdown_send, ignored);
+    beast::get_lowest_layer(stream_).expires_after(kPatience);
+    Drain();
+  }
+
+  // What the client is still sending: closing would throw away an answer that it has not read.
+  void Drain() {
+    beast::get_lowest_layer(stream_).async_read_some(
+        asio::buffer(rest_),
+        [self = this->shared_from_this()](beast::error_code error, std::size_t bytes) {
+          self->drained_ += bytes;
+          if (!error && self->drained_ < kMostDrained) self->Drain();
+        });
   }
 
   Transport stream_;
@@ -227,6 +253,8 @@ class Connection : public std::enable_shared_from_this<Connection<Transport>> {
   std::optional<http::request_parser<http::string_body>> parser_;
   http::response<http::string_body> response_;
   asio::steady_timer patience_;
+  std::array<char, 16384> rest_{};
+  std::size_t drained_ = 0;
   unsigned number_ = 0;  // of the answer
   bool is_head_ = false;
 };

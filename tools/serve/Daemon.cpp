@@ -1,5 +1,7 @@
 #include "serve/Daemon.h"
 
+#include <signal.h>
+
 #include <boost/asio/post.hpp>
 
 #include "Interrupt.h"
@@ -38,6 +40,8 @@ Daemon::Daemon(Session& session, const MeasuringOptions& measuring, const Settin
 void Daemon::Start() {
   LogLines::Instance().Listen();
   sensor_.Start(settings_.recipe);
+  // For a command it means that nobody reads its output any more. Here it is one client of many.
+  signal(SIGPIPE, SIG_IGN);
   pictures_.Start();
   sensor_calls_.Start();
   recording_calls_.Start();
@@ -74,39 +78,48 @@ bool Daemon::SensorAnswers() const {
 // Switching the laser off needs no registers, so it works beside a call that hangs.
 void Daemon::Watch() {
   if (!SensorAnswers()) {
-    if (!std::exchange(laser_forced_off_, true)) {
-      laser::Off();
-      LogLines::Instance().Note("the sensor does not answer; the laser is switched off");
+    if (!laser_forced_off_) {
+      sensor_calls_.Clear();  // nothing that waits may switch it on later
+      laser_forced_off_ = laser::Off();
+      LogLines::Instance().Note(
+          laser_forced_off_ ? "the sensor does not answer; the laser is switched off"
+                            : "the sensor does not answer; the laser cannot be switched off");
     }
     return;
   }
+  if (std::exchange(laser_forced_off_, false)) SwitchLaserOff();
+  guard_.Beat();
   if (!guard_.Lives() && !std::exchange(unguarded_, true)) {
     laser::Off();
     LogLines::Instance().Note("the process that guards the laser has gone; the laser stays off");
-    sensor_calls_.Post(
-        [this]() -> Json {
-          sensor_.SwitchLaser(false);
-          return nullptr;
-        },
-        [](const Json&, std::exception_ptr) {});
+    SwitchLaserOff();
   }
-  laser_forced_off_ = false;
   const auto period = service_manager::WatchdogPeriod();
   if (!period || Clock::now() < feed_at_) return;
   service_manager::Alive();
   feed_at_ = Clock::now() + *period / 3;
 }
 
+// For the books; the lines are low already.
+void Daemon::SwitchLaserOff() {
+  sensor_calls_.Post(
+      [this]() -> Json {
+        sensor_.SwitchLaser(false);
+        return nullptr;
+      },
+      [](const Json&, const std::exception_ptr&) {}, /*urgent=*/true);
+}
+
 void Daemon::Stop() {
   service_manager::Stopping();
   listener_.Stop();
   laser::Off();
-  guard_.Tell(false);
+  const bool idle = sensor_calls_.Stop();  // a call may have switched it on just now
+  if (laser::Off()) guard_.Tell(false);
   // Recorders see the end in their rings, and complete their files.
   recordings_.End();
   Feed::Instance().ForEachTap([](RecordTap& tap) { tap.ring().End(); });
-  sensor_calls_.Stop();
-  if (SensorAnswers()) sensor_.Stop();
+  if (idle) sensor_.Stop();
 }
 
 }  // namespace tool::serve

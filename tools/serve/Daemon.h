@@ -36,6 +36,7 @@ class Daemon {
   using Clock = std::chrono::steady_clock;
   void Tick();
   void Watch();
+  void SwitchLaserOff();
   bool SensorAnswers() const;
 
   const Settings settings_;

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cctype>
 #include <cerrno>
 #include <cstring>
 #include <fstream>
@@ -83,8 +84,10 @@ Gatekeeper::Gatekeeper(std::string token, std::set<std::string> hosts)
     : token_(std::move(token)), hosts_(std::move(hosts)) {}
 
 bool Gatekeeper::HostIsOurs(std::string_view host) const {
-  const std::string_view name = WithoutPort(host);
-  return IsAddress(name) || name == "localhost" || hosts_.contains(std::string(name));
+  std::string name(WithoutPort(host));
+  std::transform(name.begin(), name.end(), name.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  return IsAddress(name) || name == "localhost" || hosts_.contains(name);
 }
 
 bool Gatekeeper::OriginIsOurs(const Request& request) const {
@@ -110,6 +113,7 @@ std::optional<Response> Gatekeeper::Refuse(const Request& request, bool writes) 
   }
   if (!OriginIsOurs(request)) return ErrorResponse(403, "another page may not use this daemon");
   if (!writes && request.peer == Peer::kLoopback) return std::nullopt;
+  if (TokenIsRight(request.token)) return std::nullopt;
   const auto now = Clock::now();
   std::erase_if(guesses_,
                 [now](const auto& entry) { return now - entry.second.since > kWrongPer; });
@@ -120,7 +124,6 @@ std::optional<Response> Gatekeeper::Refuse(const Request& request, bool writes) 
     response.headers["Retry-After"] = "60";
     return response;
   }
-  if (TokenIsRight(request.token)) return std::nullopt;
   if (!request.token.empty()) {
     ++guesses_.try_emplace(request.address, Guesses{0, now}).first->second.wrong;
   }

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <fmt/format.h>
+#include <poll.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -21,6 +22,10 @@ namespace {
 
 constexpr char kOn = '1';
 constexpr char kOff = '0';
+constexpr char kBeat = 'b';
+constexpr std::chrono::seconds kBeatEvery{1};
+// Starting and stopping the acquisition do not hold up the beats.
+constexpr int kPatienceMs = 5000;
 constexpr const char* kTranscript = "TESSALINE_BOARD_TRANSCRIPT";
 
 }  // namespace
@@ -66,16 +71,27 @@ void LaserGuard::Watch(const Model& model) {
   for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE}) signal(number, SIG_IGN);
   char word = kOff;
   for (;;) {
+    pollfd daemon{STDIN_FILENO, POLLIN, 0};
+    const int ready = poll(&daemon, 1, word == kOn ? kPatienceMs : -1);
+    if (ready == 0) break;  // it stands still with the laser on
+    if (ready < 0) continue;
     char next = kOff;
     const ssize_t got = read(STDIN_FILENO, &next, 1);
     if (got < 0 && errno == EINTR) continue;
     if (got != 1) break;
-    word = next;
+    if (next != kBeat) word = next;
   }
   if (word != kOn) return;
   const GpioLines& lines = model.family().board.gpio;
   PullGpioLow(lines.laser1);
   PullGpioLow(lines.laser2);
+}
+
+void LaserGuard::Beat() {
+  const auto now = std::chrono::steady_clock::now();
+  if (now < next_beat_) return;
+  next_beat_ = now + kBeatEvery;
+  if (write(pipe_, &kBeat, 1) != 1) return;  // Lives() tells
 }
 
 bool LaserGuard::Lives() const {

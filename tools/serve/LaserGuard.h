@@ -2,6 +2,8 @@
 
 #include <sys/types.h>
 
+#include <chrono>
+
 #include "Models.h"
 
 namespace tool::serve {
@@ -19,6 +21,8 @@ class LaserGuard {
 
   // Say so before the laser goes on, and after it went off.
   void Tell(bool on) const;
+  // Say every now and then that the daemon lives: when it stands still, the laser goes off.
+  void Beat();
 
   // What the small process does: waits on its standard input for the daemon's end.
   static void Watch(const Model& model);
@@ -28,6 +32,7 @@ class LaserGuard {
 
  private:
   int pipe_ = -1;
+  std::chrono::steady_clock::time_point next_beat_;
   mutable pid_t process_ = -1;  // none: it has ended
 };
 

@@ -33,17 +33,28 @@ Failure CannotListen(const std::string& where, const boost::system::error_code& 
 
 }  // namespace
 
+namespace {
+
+// An IPv4 address may come in the clothes of an IPv6 one.
+bool IsThisMachine(const asio::ip::address& address) {
+  if (address.is_v6() && address.to_v6().is_v4_mapped()) {
+    return asio::ip::make_address_v4(asio::ip::v4_mapped, address.to_v6()).is_loopback();
+  }
+  return address.is_loopback();
+}
+
+}  // namespace
+
 bool Place::IsLoopback() const {
   boost::system::error_code error;
   const auto parsed = asio::ip::make_address(address, error);
-  return !error && parsed.is_loopback();
+  return !error && IsThisMachine(parsed);
 }
 
 struct Listener::Doors {
-  explicit Doors(asio::io_context& network) : port(network), local(network), pause(network) {}
+  explicit Doors(asio::io_context& network) : port(network), local(network) {}
   tcp::acceptor port;
   Local::acceptor local;
-  asio::steady_timer pause;
   std::optional<asio::ssl::context> tls;
 };
 
@@ -91,6 +102,11 @@ void Listener::OpenSocket() {
         "stop it first, or give this one another place with TESSALINE_SOCKET");
   }
   std::error_code ignored;
+  const auto there = std::filesystem::symlink_status(path, ignored);
+  if (std::filesystem::exists(there) && !std::filesystem::is_socket(there)) {
+    throw Failure(ExitCode::kExists, fmt::format("{} is there, and is no socket", path_),
+                  "give another place with TESSALINE_SOCKET");
+  }
   if (std::filesystem::create_directories(path.parent_path(), ignored)) {
     std::filesystem::permissions(
         path.parent_path(),
@@ -125,23 +141,25 @@ void Listener::Stop() {
   if (doors_->local.is_open()) unlink(path_.c_str());
   doors_->port.close(ignored);
   doors_->local.close(ignored);
-  doors_->pause.cancel(ignored);
 }
 
 bool Listener::HasRoom() const { return connections_.use_count() <= kMostConnections; }
 
+// When no descriptors are left, for example.
+void Listener::Pause(std::function<void()> then) {
+  const auto timer = std::make_shared<asio::steady_timer>(services_.network, kPauseAfterError);
+  timer->async_wait([this, timer, then = std::move(then)](boost::system::error_code) {
+    if (doors_->local.is_open()) then();
+  });
+}
+
 void Listener::AcceptTcp() {
   doors_->port.async_accept([this](boost::system::error_code error, tcp::socket socket) {
     if (error == asio::error::operation_aborted) return;
-    if (error) {  // no descriptors are left, for example
-      doors_->pause.expires_after(kPauseAfterError);
-      return doors_->pause.async_wait([this](boost::system::error_code stopped) {
-        if (!stopped) AcceptTcp();
-      });
-    }
+    if (error) return Pause([this] { AcceptTcp(); });
     const auto remote = socket.remote_endpoint(error);
     if (!error && HasRoom()) {
-      PeerInfo peer{remote.address().is_loopback() ? Peer::kLoopback : Peer::kRemote,
+      PeerInfo peer{IsThisMachine(remote.address()) ? Peer::kLoopback : Peer::kRemote,
                     remote.address().to_string(), connections_};
       socket.set_option(tcp::no_delay(true), error);
       PlainStream stream{asio::generic::stream_protocol::socket(std::move(socket))};
@@ -158,9 +176,10 @@ void Listener::AcceptTcp() {
 void Listener::AcceptSocket() {
   doors_->local.async_accept([this](boost::system::error_code error, Local::socket socket) {
     if (error == asio::error::operation_aborted) return;
-    if (!error && HasRoom()) {
+    if (error) return Pause([this] { AcceptSocket(); });
+    if (local_connections_.use_count() <= kMostConnections) {
       ServeConnection(PlainStream{asio::generic::stream_protocol::socket(std::move(socket))},
-                      {Peer::kSocket, "this machine", connections_}, services_);
+                      {Peer::kSocket, "this machine", local_connections_}, services_);
     }
     AcceptSocket();
   });

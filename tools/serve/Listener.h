@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -38,6 +39,7 @@ class Listener {
   struct Doors;
   void AcceptTcp();
   void AcceptSocket();
+  void Pause(std::function<void()> then);
   void OpenSocket();
   // Whether there is room for one more connection.
   bool HasRoom() const;
@@ -48,6 +50,7 @@ class Listener {
   std::unique_ptr<Doors> doors_;
   // Each connection holds a copy.
   std::shared_ptr<void> connections_ = std::make_shared<int>(0);
+  std::shared_ptr<void> local_connections_ = std::make_shared<int>(0);
 };
 
 }  // namespace tool::serve

@@ -84,8 +84,10 @@ void AddSensor(Page& page, const MetricsInput& input) {
   page.Add(MetricType::Counter, "tessaline_frames_lost_total",
            "Frames that never arrived, by cause.",
            {{Number(state.missing_ids), {{"cause", "missing_id"}}},
-            {Number(state.malformed), {{"cause", "malformed"}}},
-            {Number(state.fpga_lost), {{"cause", "no_buffer"}}}});
+            {Number(state.malformed), {{"cause", "malformed"}}}});
+  page.Counter("tessaline_fpga_frames_dropped_total",
+               "Of the missing ones, those that the FPGA had no buffer for.",
+               Number(state.fpga_lost));
   page.Counter("tessaline_triggers_lost_total", "Triggers that came before the sensor was ready.",
                Number(state.triggers_lost));
   page.Gauge("tessaline_acquisition_running", "1 while frames are taken.", Truth(state.acquiring));
@@ -124,10 +126,10 @@ void AddClients(Page& page, const MetricsInput& input, const StreamHub& hub) {
   constexpr std::array kFigures{
       Figure{"tessaline_stream_messages_total", "Messages sent to clients.", &StreamCounts::sent},
       Figure{"tessaline_stream_bytes_total", "Bytes of these.", &StreamCounts::sent_bytes},
-      Figure{"tessaline_stream_messages_dropped_total",
+      Figure{"tessaline_stream_dropped_messages_total",
              "Messages that newer ones overtook because a client was slow.",
              &StreamCounts::dropped},
-      Figure{"tessaline_stream_bytes_dropped_total", "Bytes of these.",
+      Figure{"tessaline_stream_dropped_bytes_total", "Bytes of these.",
              &StreamCounts::dropped_bytes}};
   for (const Figure& figure : kFigures) {
     std::vector<Sample> samples;

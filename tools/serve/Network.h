@@ -56,9 +56,10 @@ void ServeStream(TlsStream stream, HttpRequest request, const StreamWish& wish,
 
 // Gives the process at the other end of a Unix socket all frames, in a ring of `bytes`, until it
 // closes the connection. `what` as RecordTap takes it.
-void ServeRing(PlainStream stream, std::size_t bytes, const std::string& what,
+void ServeRing(PlainStream stream, const PeerInfo& peer, std::size_t bytes, const std::string& what,
                const Services& services);
 
+inline constexpr std::size_t kMostRings = 8;
 inline constexpr const char* kRingProtocol = "tessaline-ring";
 
 }  // namespace tool::serve

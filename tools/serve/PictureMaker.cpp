@@ -107,13 +107,17 @@ void PictureMaker::UseImage(const Delivery& delivery) {
 }
 
 void PictureMaker::Judge(const Frame& frame) {
-  const bool first = quality_.points == 0;
+  const bool first = std::exchange(nothing_judged_, false);
   const auto points = static_cast<double>(frame.points.size());
   const double columns = std::max(1U, used_.region.width);
   quality_.points = frame.points.size();
   quality_.missing_percent =
       Mixed(quality_.missing_percent, 100 * std::max(0.0, 1 - points / columns), first);
-  if (!used_.sends_peaks || frame.points.empty()) return;
+  if (!used_.sends_peaks) return;
+  if (frame.points.empty()) {
+    quality_.mean_peak = Mixed(quality_.mean_peak, 0, first);
+    return;
+  }
   double peaks = 0;
   double white = 0;
   for (const Point& point : frame.points) {

@@ -65,6 +65,7 @@ class PictureMaker {
   View view_;
   bool view_changed_ = false;
   LineQuality quality_;
+  bool nothing_judged_ = true;
   std::optional<Newest> newest_;
 
   // The thread's own.

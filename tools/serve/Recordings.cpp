@@ -2,9 +2,12 @@
 
 #include <fmt/chrono.h>
 #include <signal.h>
+#include <sys/mman.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <filesystem>
 #include <thread>
 #include <utility>
@@ -57,8 +60,11 @@ Json Recordings::Start() {
   for (int i = 2; std::filesystem::exists(PathOf(file)); ++i) {
     file = fmt::format("{:%Y%m%d-%H%M%S}-{}.db3", fmt::gmtime(now), i);
   }
-  child_ = Spawn({ProgramBeside("tessaline"), "record", "-o", PathOf(file)},
-                 {{"TESSALINE_SOCKET", socket_}}, /*on_board=*/false);
+  if (report_ >= 0) close(report_);
+  report_ = memfd_create("tessaline-report", MFD_CLOEXEC);
+  child_ = Spawn({ProgramBeside("tessaline"), "record", "-o", PathOf(file), "--json"},
+                 {{"TESSALINE_SOCKET", socket_}}, /*on_board=*/false, /*input=*/-1, report_);
+  asked_to_end_ = false;
   file_ = file;
   start_ = Clock::now();
   before_ = Feed::Instance().counts();
@@ -80,7 +86,8 @@ Json Recordings::Stop() {
   if (last.is_null()) throw Failure(ExitCode::kNegative, "nothing is being recorded");
   {
     const std::lock_guard lock(mutex_);
-    if (Look()) kill(child_, SIGINT);
+    // A second one would end it in the middle of its file.
+    if (Look() && !std::exchange(asked_to_end_, true)) kill(child_, SIGINT);
   }
   const auto end = Clock::now() + kPatience;
   while (running() && Clock::now() < end) {
@@ -90,8 +97,25 @@ Json Recordings::Stop() {
     throw Failure(ExitCode::kUnreachable, fmt::format("{} is still being written", file_),
                   "the disk is slow; ask again");
   }
+  const Json report = Report();
   last["megabytes"] = Megabytes(PathOf(file_));
+  last["frames"] = report.value("strips", 0ULL) + report.value("images", 0ULL);
+  last["dropped"] = report.value("dropped_frames", 0ULL);
+  if (report.contains("error")) last["error"] = report["error"];
   return last;
+}
+
+// What the recorder has said at its end.
+Json Recordings::Report() const {
+  std::string text;
+  std::array<char, 4096> part{};
+  for (off_t at = 0;; at += static_cast<off_t>(part.size())) {
+    const ssize_t got = pread(report_, part.data(), part.size(), at);
+    if (got <= 0) break;
+    text.append(part.data(), static_cast<std::size_t>(got));
+  }
+  Json report = Json::parse(text, nullptr, /*allow_exceptions=*/false);
+  return report.is_object() ? report : Json::object();
 }
 
 Json Recordings::Current() {

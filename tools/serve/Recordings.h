@@ -32,12 +32,15 @@ class Recordings {
   using Clock = std::chrono::steady_clock;
   // Whether one runs.
   bool Look();
+  Json Report() const;
   std::string PathOf(const std::string& file) const { return folder_ + "/" + file; }
 
   const std::string folder_;
   const std::string socket_;
   mutable std::mutex mutex_;
   pid_t child_ = -1;
+  int report_ = -1;  // what the recorder prints
+  bool asked_to_end_ = false;
   std::string file_;
   Clock::time_point start_;
   Feed::Counts before_;

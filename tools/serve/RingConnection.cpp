@@ -35,57 +35,58 @@ bool SendDescriptor(int socket, int descriptor) {
 // Keeps the tap until the other end closes the connection.
 class RingConnection : public std::enable_shared_from_this<RingConnection> {
  public:
-  RingConnection(PlainStream stream, const Services& services)
-      : stream_(std::move(stream)), services_(services) {}
+  RingConnection(PlainStream stream, const PeerInfo& peer, const Services& services)
+      : stream_(std::move(stream)), peer_(peer), services_(services) {}
   ~RingConnection() { Feed::Instance().RemoveTap(tap_); }
 
-  void Run(ring::RecordRing ring, const std::string& what) {
-    ring.Claim();
-    const int descriptor = ring.Descriptor();
-    auto tap = std::make_shared<std::unique_ptr<RecordTap>>(
-        std::make_unique<RecordTap>(std::move(ring), what));
-    // What the registers hold is asked on the sensor's thread.
-    const bool posted = services_.sensor_calls.Post(
-        [self = shared_from_this(), tap]() -> Json {
-          return Feed::Instance().AddTap(
-              std::move(*tap), [&](RecordTap& t) { self->services_.sensor.Introduce(t); });
-        },
-        [self = shared_from_this(), descriptor](const Json& number, std::exception_ptr failure) {
-          if (failure) return;
+  // Making the ring takes time, and so does asking what the registers hold: a job for the sensor's
+  // thread. If it fails, the other end sees the connection end.
+  void Run(std::size_t bytes, const std::string& what) {
+    services_.sensor_calls.Post(
+        [self = shared_from_this(), bytes, what]() -> Json { return self->Add(bytes, what); },
+        [self = shared_from_this()](const Json& number, const std::exception_ptr& failure) {
+          if (failure || number.is_null()) return;
           const unsigned added = number;
-          asio::post(self->services_.network,
-                     [self, added, descriptor] { self->OnAdded(added, descriptor); });
+          asio::post(self->services_.network, [self, added] { self->OnAdded(added); });
         });
-    if (!posted) return;
   }
 
  private:
-  void OnAdded(unsigned tap, int descriptor) {
-    tap_ = tap;
-    const int socket = static_cast<int>(stream_.socket().native_handle());
-    if (SendDescriptor(socket, descriptor)) Read();
+  Json Add(std::size_t bytes, const std::string& what) {
+    auto ring = ring::RecordRing::Create(bytes);
+    if (!ring || Feed::Instance().TapCount() >= kMostRings) return nullptr;
+    ring->Claim();
+    ring->DistrustReader();
+    descriptor_ = ring->Descriptor();
+    return Feed::Instance().AddTap(std::make_unique<RecordTap>(std::move(*ring), what),
+                                   [this](RecordTap& tap) { services_.sensor.Introduce(tap); });
   }
 
-  void Read() {
+  void OnAdded(unsigned tap) {
+    tap_ = tap;
+    const int socket = static_cast<int>(stream_.socket().native_handle());
+    if (SendDescriptor(socket, descriptor_)) Wait();
+  }
+
+  // Nothing more is expected. The tap goes when the other end does, or says anything.
+  void Wait() {
     stream_.async_read_some(asio::buffer(byte_),
-                            [self = shared_from_this()](beast::error_code error, std::size_t) {
-                              if (!error) self->Read();
-                            });
+                            [self = shared_from_this()](beast::error_code, std::size_t) {});
   }
 
   PlainStream stream_;
+  const PeerInfo peer_;
   const Services services_;
   unsigned tap_ = 0;
+  int descriptor_ = -1;  // of the ring, which the tap owns
   std::array<char, 1> byte_{};
 };
 
 }  // namespace
 
-void ServeRing(PlainStream stream, std::size_t bytes, const std::string& what,
+void ServeRing(PlainStream stream, const PeerInfo& peer, std::size_t bytes, const std::string& what,
                const Services& services) {
-  auto ring = ring::RecordRing::Create(bytes);
-  if (!ring) return;  // no memory: the other end sees the connection end
-  std::make_shared<RingConnection>(std::move(stream), services)->Run(std::move(*ring), what);
+  std::make_shared<RingConnection>(std::move(stream), peer, services)->Run(bytes, what);
 }
 
 }  // namespace tool::serve

@@ -1,9 +1,11 @@
 #include "serve/ServeCommand.h"
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
 
 #include "Failure.h"
@@ -16,6 +18,8 @@
 
 namespace tool::serve {
 namespace {
+
+constexpr rlim_t kMostFiles = 4096;
 
 // Writes the token where only this user can read it.
 void KeepToken(const std::string& token, const std::string& path) {
@@ -41,11 +45,13 @@ class ServeCommand : public Command {
   bool Asked() const override { return app_->parsed(); }
 
   ExitCode Run(Session& session) override {
+    session.BecomeDaemon();
     const Model& model = session.model();
     if (options_.guard) {
       LaserGuard::Watch(model);
       return ExitCode::kOk;
     }
+    if (options_.address == "localhost") options_.address = "127.0.0.1";
     Check(Place{options_.address, options_.port, options_.certificate, options_.key});
     options_.acquisition.Settle(session, &model);
     if (session.options().dry_run) {
@@ -77,12 +83,18 @@ class ServeCommand : public Command {
     settings.recipe = options_.acquisition.recipe();
     // Nobody's eyes are in danger there.
     if (!settings.recipe.laser && session.on_virtual_board()) settings.recipe.laser = "on";
+    // Clients cost descriptors, and the sensor needs some.
+    rlimit files{};
+    if (getrlimit(RLIMIT_NOFILE, &files) == 0) {
+      files.rlim_cur = std::min<rlim_t>(files.rlim_max, kMostFiles);
+      setrlimit(RLIMIT_NOFILE, &files);
+    }
     settings.token = options_.token_file.empty() ? NewToken() : ReadToken(options_.token_file);
     // It runs to the end of the process, as the library's threads do.
     auto* const daemon = new Daemon(session, options_.measuring, settings);
     std::string token_file = options_.token_file;
     if (token_file.empty()) {
-      token_file = std::filesystem::path(settings.socket).replace_extension("token");
+      token_file = settings.socket + ".token";
       KeepToken(settings.token, token_file);
     }
     daemon->Start();

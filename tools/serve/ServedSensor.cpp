@@ -52,18 +52,28 @@ void ServedSensor::Start(const Recipe& recipe) {
   Require(recipe, model());
   device_.Start(Feed::OnImage, Feed::OnStrips);
   asked_ = recipe;
+  const Registers registers(model());
+  const std::uint32_t trigger = registers.Read(fpga::kReg.TRIGGER_CTRL);
+  at_start_.door = setting::kStates[fpga::kField.door_control.Of(trigger)];
+  if (fpga::kField.trigger_delay_enable.Of(trigger) == 0) at_start_.delay = 0;
   Run(StepsAfterStart(asked_, model(), /*images=*/false));
   RunStep("SetCollectMode(0)", SetCollectMode(0) == 0);
   {
     const std::lock_guard lock(mutex_);
-    state_.settings = WithDefaults(asked_, model(), /*images=*/false);
-    state_.settings.laser.reset();
+    state_.settings = InForce(/*images=*/false);
   }
   UseView();
   counted_at_ = last_delivery_ = Clock::now();
   SwitchAcquisition(true);
-  if (recipe.laser == "on") SwitchLaser(true);
+  SwitchLaser(recipe.laser == "on");
   Look();
+}
+
+// All that is set. The laser has a switch of its own.
+Recipe ServedSensor::InForce(bool images) const {
+  Recipe all = Over(WithDefaults(asked_, model(), images), at_start_);
+  all.laser.reset();
+  return all;
 }
 
 void ServedSensor::Stop() {
@@ -93,8 +103,7 @@ void ServedSensor::Change(const Recipe& recipe) {
   asked_ = wanted;
   {
     const std::lock_guard lock(mutex_);
-    state_.settings = full;
-    state_.settings.laser.reset();
+    state_.settings = InForce(state_.images);
   }
   UseView();
   if (recipe.laser) SwitchLaser(recipe.laser == "on");
@@ -104,10 +113,20 @@ void ServedSensor::SwitchLaser(bool on) {
   CountLaserTime();
   if (on) {
     on_laser_(true);
-    device_.LaserOn();
+    try {
+      device_.LaserOn();
+    } catch (const Failure&) {
+      SwitchLaser(false);  // one of its two lines may be on
+      throw;
+    }
     laser_since_ = Clock::now();
   } else {
     device_.LaserOff();
+    // Also when somebody else has switched it on.
+    if (!laser::Off()) {
+      throw Failure(ExitCode::kNegative, "the laser cannot be switched off",
+                    "\"tessaline check\" tests its lines");
+    }
     on_laser_(false);
     laser_since_.reset();
   }
@@ -141,8 +160,7 @@ void ServedSensor::SwitchMode(bool images) {
   {
     const std::lock_guard lock(mutex_);
     state_.images = images;
-    state_.settings = full;
-    state_.settings.laser.reset();
+    state_.settings = InForce(images);
   }
   UseView();
   if (now.acquiring) SwitchAcquisition(true);

@@ -52,6 +52,7 @@ class ServedSensor {
   using Clock = std::chrono::steady_clock;
   void UseView();
   void TellRegisters() const;
+  Recipe InForce(bool images) const;
   void CountLaserTime();
   void LookAtRates();
 
@@ -60,7 +61,8 @@ class ServedSensor {
   std::function<void(bool)> on_laser_;
   std::function<void(const View&)> on_view_;
   Device device_;
-  Recipe asked_;  // by users, without defaults
+  Recipe asked_;     // by users, without defaults
+  Recipe at_start_;  // what a start leaves, as far as registers tell
   View view_;
   std::uint32_t generation_ = 0;
   std::optional<Clock::time_point> laser_since_;

@@ -12,10 +12,10 @@ namespace tool::serve {
 std::string ProgramBeside(const std::string& name);
 
 // Starts a program that needs nobody: without a terminal's signals, with our standard error, with
-// `input` as its standard input (-1: none). `on_board`: on our virtual board's model, if there is
-// one; otherwise without any. Throws a Failure.
+// `input` and `output` as its standard streams (-1: none). `on_board`: on our virtual board's
+// model, if there is one; otherwise without any. Throws a Failure.
 pid_t Spawn(const std::vector<std::string>& words,
             const std::vector<std::pair<std::string, std::string>>& variables, bool on_board,
-            int input = -1);
+            int input = -1, int output = -1);
 
 }  // namespace tool::serve

@@ -24,6 +24,7 @@ class StreamConnection : public StreamClient,
  public:
   StreamConnection(Transport stream, const StreamWish& wish, const Services& services)
       : StreamClient(wish.stream, wish.rate, wish.peer.address),
+        counted_(wish.peer.counted),
         socket_(std::move(stream)),
         services_(services) {}
 
@@ -97,6 +98,7 @@ class StreamConnection : public StreamClient,
     beast::get_lowest_layer(socket_).socket().close(ignored);
   }
 
+  const std::shared_ptr<void> counted_;
   websocket::stream<Transport> socket_;
   const Services services_;
   HttpRequest request_;
