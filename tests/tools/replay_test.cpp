@@ -81,7 +81,7 @@ TEST_P(ReplaySeries, GivesTheSameFrames) {
            " --fast --stop -- " + TESSALINE_TOOL + " record -o x" + option + " --model " + model)
           // A stop of the acquisition waits for images that are under way; without that wait,
           // the buffers may be cleared below the last of them.
-          .With("TESSALINE_BOARD_SLEEP", "0.1")
+          .With("TESSALINE_BOARD_SLEEP", kind == std::string("images") ? "0.3" : "0.1")
           .Run();
   ASSERT_EQ(second.status, kOk) << second.err;
   const Recorded a(run_);

@@ -11,10 +11,10 @@ const browser = await Browser.launch({ address: `${url}#token=${token}` });
 try {
   const page = await browser.open({ viewport: { width: 1280, height: 1010 } });
   const profile = () => page.evaluate(() => window.tessaline.profile);
-  const first = (await until(profile, 'no profile came')).frameId;
+  const first = (await until(profile, 'no profile came')).id;
   await until(async () => {
     const now = await page.evaluate(() => ({
-      id: Number(window.tessaline.profile.frameId),
+      id: Number(window.tessaline.profile.id),
       high: Math.max(...window.tessaline.profile.z),
     }));
     return now.id - Number(first) > kRows * 10 && now.high > kHeight;
