@@ -153,3 +153,28 @@ def test_a_virtual_board_of_one_s_own_is_left_alone(daemon):
     before = settings(daemon)
     report = as_json(daemon, "exposure", 99, "--virtual", "K3610")
     assert "served_by" not in report and settings(daemon) == before
+
+
+def test_watch_follows_a_region_that_somebody_changes(daemon):
+    watching = subprocess.Popen(
+        [PROGRAM.with_name("tessaline"), "watch", "-t", "3", "--interval", "0.5", "--json"],
+        stdout=subprocess.PIPE, env=clean_environment(TESSALINE_SOCKET=str(daemon.socket)),
+    )
+    json.loads(watching.stdout.readline())
+    daemon.request("PATCH", "/api/v1/settings", {"region": {
+        "x": 0, "y": 544, "width": 1456, "height": 544}}, token=daemon.token)
+    last = json.loads(watching.communicate(timeout=20)[0].splitlines()[-1])
+    # The belt lies at 0 mm. It would seem to lie 20 mm higher.
+    assert last["z"][0] == pytest.approx(0, abs=0.5)
+
+
+def test_a_capture_in_which_the_region_changes_is_none(daemon, tmp_path):
+    capture = subprocess.Popen(
+        [PROGRAM.with_name("tessaline"), "capture", "strips", "-t", "2", "-o", tmp_path / "a.csv"],
+        stderr=subprocess.PIPE, env=clean_environment(TESSALINE_SOCKET=str(daemon.socket)),
+    )
+    wait_until(lambda: (tmp_path / "a.csv").exists())
+    daemon.request("PATCH", "/api/v1/settings", {"region": {
+        "x": 0, "y": 544, "width": 1456, "height": 544}}, token=daemon.token)
+    assert b"somebody changed the region" in capture.communicate(timeout=20)[1]
+    assert capture.returncode == 1

@@ -102,6 +102,13 @@ class CaptureCommand : public Command {
                       LightMeter(images, settings.rows_only));
     const RecordingResult result = recorder.Run(limits_, acquisition_.laser());
     const auto files = writer->Files();
+    if (session.live() != nullptr && session.live()->CurrentRegion() != region) {
+      throw Failure(ExitCode::kNegative,
+                    fmt::format("somebody changed the region meanwhile, so what is in {} does not "
+                                "fit together",
+                                files.empty() ? path_ : files.front()),
+                    "capture again");
+    }
     if (result.frames == 0) {
       for (const std::string& file : files) RemoveFile(file);
     }

@@ -99,6 +99,16 @@ class WatchCommand : public Command {
     }
   }
 
+  // Somebody else may change it while a daemon has the sensor.
+  void FollowRegion(const Session& session) {
+    if (session.live() == nullptr) return;
+    const Region region = session.live()->CurrentRegion();
+    if (region == std::exchange(region_, region)) return;
+    status_.measuring.geometry = GeometryOf(session.model(), region);
+    strips_.emplace(session.model().product().PointBytes(), status_.measuring.geometry,
+                    status_.measuring.calibration);
+  }
+
   void Use(const Delivery& delivery) {
     if (delivery.is_image) return;
     strips_->Read(delivery.first, delivery.bytes, [this](const Frame& frame) {
@@ -112,11 +122,11 @@ class WatchCommand : public Command {
   void Show(Session& session, Terminal& terminal, bool pictures) {
     const Model& model = session.model();
     status_.LookUp(session);
+    FollowRegion(session);
     if (pictures) {
-      terminal.Show(
-          status_.AsPicture(fmt::format("tessaline {}{}", model.code(),
-                                        session.on_virtual_board() ? ", virtual board" : ""),
-                            terminal.columns(), terminal.rows()));
+      terminal.Show(status_.AsPicture(
+          fmt::format("tessaline {}{}", model.code(), session.IsVirtual() ? ", virtual board" : ""),
+          terminal.columns(), terminal.rows()));
     } else if (session.json()) {
       session.EmitLine(status_.AsJson());
     } else {
@@ -130,6 +140,7 @@ class WatchCommand : public Command {
   Acquisition acquisition_;
   MeasuringOptions measuring_;
   std::optional<StripReader> strips_;
+  Region region_;  // of a daemon's sensor
   Status status_;
 };
 

@@ -2,10 +2,12 @@
 
 #include <fmt/format.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
 
 #include <cstring>
+#include <filesystem>
 
 #include "VirtualBoard.h"
 
@@ -20,6 +22,13 @@ std::string OfTheUser() {
   return fmt::format("/tmp/tessaline-{}/serve.sock", geteuid());
 }
 
+// Whether nobody but us can have put anything there.
+bool IsOurs(const std::string& folder) {
+  struct stat info {};
+  return lstat(folder.c_str(), &info) == 0 && S_ISDIR(info.st_mode) && info.st_uid == geteuid() &&
+         (info.st_mode & (S_IWGRP | S_IWOTH)) == 0;
+}
+
 }  // namespace
 
 std::string SocketPath() {
@@ -32,8 +41,10 @@ std::string SocketPath() {
 std::vector<std::string> SocketPaths() {
   const std::string chosen = Environment("TESSALINE_SOCKET");
   if (!chosen.empty()) return {chosen};
-  if (geteuid() == 0) return {kOfTheSystem};  // others may write where users have theirs
-  return {kOfTheSystem, OfTheUser()};
+  // Others may write where users have theirs.
+  const bool ours = geteuid() != 0 && IsOurs(std::filesystem::path(OfTheUser()).parent_path());
+  return ours ? std::vector{std::string(kOfTheSystem), OfTheUser()}
+              : std::vector{std::string(kOfTheSystem)};
 }
 
 int Connect(const std::string& path) {
