@@ -52,19 +52,12 @@ def test_its_watchdog_is_fed_three_times_as_often_as_needed(daemons, notices):
     assert 0.05 < sum(gaps) / len(gaps) < 0.2
 
 
-def test_without_a_watchdog_nothing_is_fed(daemons, notices):
+@pytest.mark.parametrize("watchdog", [
+    {}, {"WATCHDOG_USEC": "300000", "WATCHDOG_PID": str(os.getpid())}
+], ids=["none", "another process's"])
+def test_no_watchdog_but_ours_is_fed(daemons, notices, watchdog):
     manager, path = notices
-    daemons.start(NOTIFY_SOCKET=path, **QUICK)
-    received(manager, "READY=1")
-    manager.settimeout(1)
-    with pytest.raises(TimeoutError):
-        manager.recv(4096)
-
-
-def test_the_watchdog_of_another_process_is_not_ours(daemons, notices):
-    manager, path = notices
-    daemons.start(NOTIFY_SOCKET=path, WATCHDOG_USEC="300000", WATCHDOG_PID=str(os.getpid()),
-                  **QUICK)
+    daemons.start(NOTIFY_SOCKET=path, **watchdog, **QUICK)
     received(manager, "READY=1")
     manager.settimeout(1)
     with pytest.raises(TimeoutError):

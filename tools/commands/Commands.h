@@ -31,12 +31,12 @@ std::unique_ptr<Command> MakeTraceCommand();
 std::unique_ptr<Command> MakeBagCommand();
 
 inline constexpr std::array kCommandMakers{
-    MakeCheckCommand,       MakeCaptureCommand, MakeWatchCommand,  MakeRecordCommand,
-    MakeReplayCommand,      MakeServeCommand,   MakeInfoCommand,   MakeModelsCommand,
-    MakeRegCommand,         MakeLaserCommand,   MakeLedCommand,    MakePowerCommand,
-    MakeExposureCommand,    MakeRoiCommand,     MakeTriggerCommand, MakeRecipeCommand,
-    MakeCalibrateCommand,   MakeCalibrationCommand, MakeEepromCommand, MakeSensorCommand,
-    MakeTraceCommand,       MakeBagCommand,
+    MakeCheckCommand,     MakeCaptureCommand,     MakeWatchCommand,   MakeRecordCommand,
+    MakeReplayCommand,    MakeServeCommand,       MakeInfoCommand,    MakeModelsCommand,
+    MakeRegCommand,       MakeLaserCommand,       MakeLedCommand,     MakePowerCommand,
+    MakeExposureCommand,  MakeRoiCommand,         MakeTriggerCommand, MakeRecipeCommand,
+    MakeCalibrateCommand, MakeCalibrationCommand, MakeEepromCommand,  MakeSensorCommand,
+    MakeTraceCommand,     MakeBagCommand,
 };
 
 }  // namespace tool

@@ -77,13 +77,13 @@ class InfoCommand : public Command {
   }
 
  private:
-  // The library knows it once started; the kernel always does.
   static std::optional<double> OfDaemon(const live::LiveSensor& sensor) {
     const Json temperatures = sensor.Get("/api/v1/state")["temperatures"];
     if (!temperatures.contains("processor")) return std::nullopt;
     return temperatures["processor"].get<double>();
   }
 
+  // The library knows it once started; the kernel always does.
   std::optional<double> Processor(const Family& family) const {
     if (!start_) return ProcessorTemperature(family);
     const double temperature = GetCpuTemp();

@@ -3,16 +3,13 @@
 #include <algorithm>
 #include <chrono>
 
+#include "serve/HostClock.h"
 #include "tessaline/frames.h"
 
 namespace tool::serve {
 namespace {
 
 using Clock = std::chrono::steady_clock;
-
-double HostSeconds() {
-  return std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
-}
 
 }  // namespace
 

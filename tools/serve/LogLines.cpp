@@ -2,21 +2,17 @@
 
 #include <algorithm>
 #include <array>
-#include <chrono>
 #include <cstdio>
 #include <string_view>
 
 #include "serve/Feed.h"
+#include "serve/HostClock.h"
 
 namespace tool::serve {
 namespace {
 
 constexpr std::array<std::string_view, 6> kLevels{"TRACE", "DEBUG", "INFO",
                                                   "WARN",  "ERROR", "FATAL"};
-
-double Now() {
-  return std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
-}
 
 }  // namespace
 
@@ -31,11 +27,11 @@ void LogLines::Sink(log_Event* event) {
   Feed::OnLogLine(event);
   std::array<char, 1024> text{};
   vsnprintf(text.data(), text.size(), event->fmt, event->ap);
-  Instance().Add({Now(), event->level, event->file, event->line, text.data()});
+  Instance().Add({HostSeconds(), event->level, event->file, event->line, text.data()});
 }
 
 void LogLines::Note(const std::string& text) {
-  Add({Now(), TESSALINE_LOG_INFO, "tessaline serve", 0, text});
+  Add({HostSeconds(), TESSALINE_LOG_INFO, "tessaline serve", 0, text});
 }
 
 void LogLines::Add(Line line) {

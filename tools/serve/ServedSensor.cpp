@@ -63,6 +63,8 @@ void ServedSensor::Start(const Recipe& recipe) {
     state_.settings = InForce(/*images=*/false);
   }
   UseView();
+  ResetCallbackLostNum();
+  TriggerLostReset();
   counted_at_ = last_delivery_ = Clock::now();
   SwitchAcquisition(true);
   SwitchLaser(recipe.laser == "on");
