@@ -163,4 +163,7 @@ def test_a_reader_that_destroys_its_ring_harms_nobody_else(daemon):
             head[128:136] = struct.pack("<Q", released)
             before = daemon.get("state")["counters"]["strips"]
             wait_until(lambda: daemon.get("state")["counters"]["strips"] > before + 100)
+        # Nor are the losses that are told the reader's to choose.
+        head[192:200] = struct.pack("<Q", 1 << 60)
+        assert value(daemon.metrics(), DROPPED) < 1 << 40
     wait_until(lambda: value(daemon.metrics(), "tessaline_recorders") == 0)
