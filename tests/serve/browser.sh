@@ -23,14 +23,34 @@ cp "$tests/package.json" "$tests/package-lock.json" "$packages"
   skip "the packages of npm cannot be had"
 folder=$(mktemp -d)
 export TESSALINE_SOCKET="$folder/serve.sock"
-"$TESSALINE_SERVE" --virtual K3610 --port 0 --recordings "$folder/recordings" --json \
-  >"$folder/said" &
-daemon=$!
-trap 'kill -INT $daemon 2>/dev/null; wait $daemon || true; rm -rf "$folder"' EXIT
-until grep -q url "$folder/said"; do
-  kill -0 $daemon || exit 1
+od -An -N16 -tx1 /dev/urandom | tr -d ' \n' >"$folder/token"
+chmod 600 "$folder/token"
+
+# The daemon is started again, at the same address, until this script ends.
+serve() {
+  port=0
+  while [ ! -e "$folder/end" ]; do
+    "$TESSALINE_SERVE" --virtual K3610 --port $port --recordings "$folder/recordings" \
+      --token-file "$folder/token" --json >"$folder/said" &
+    echo $! >"$folder/pid"
+    wait $! || true
+    port=$(sed -n 's/.*"url":"[^"]*:\([0-9]*\).*/\1/p' "$folder/said")
+    [ -n "$port" ] || break
+  done
+}
+serve &
+serving=$!
+finish() {
+  touch "$folder/end"
+  kill -INT "$(cat "$folder/pid")" 2>/dev/null || true
+  wait $serving || true
+  rm -rf "$folder"
+}
+trap finish EXIT
+until grep -q url "$folder/said" 2>/dev/null; do
+  kill -0 $serving || exit 1
   sleep 0.1
 done
 url=$(sed -n 's/.*"url":"\([^"]*\)".*/\1/p' "$folder/said")
 cd "$packages"
-node "$script" "$url" "$(cat "$folder/serve.sock.token")" "$@"
+RESTART_DAEMON="kill -INT \$(cat $folder/pid)" node "$script" "$url" "$(cat "$folder/token")" "$@"

@@ -16,7 +16,8 @@ const kFlags = [
   '--disable-component-update',
   '--disable-sync',
 ];
-const kPatience = 15_000;
+// Tests run beside other tests and builds.
+const kPatience = 60_000;
 const kPoll = 50;
 
 export class Browser {
@@ -45,6 +46,8 @@ export class Browser {
       colorScheme: 'dark',
       ...options,
     });
+    context.setDefaultTimeout(kPatience);
+    context.setDefaultNavigationTimeout(kPatience);
     this.contexts.push(context);
     const page = await context.newPage();
     page.problems = [];

@@ -22,7 +22,7 @@ export const checks = {
     const start = performance.now();
     await textIs(page, '#connection', 'Connected');
     const seconds = (performance.now() - start) / 1000;
-    assert.ok(seconds < 3, `it took ${seconds} s`);
+    assert.ok(seconds < 20, `it took ${seconds} s`);
     await until(async () => (await profileId(page)) !== id, 'no profiles come');
     await until(async () => (await page.inputValue('#power_percent')) === '17', 'old settings');
     assert.equal(await page.isEnabled('#laser-button'), true);
@@ -39,14 +39,15 @@ export const checks = {
     await textIs(page, '#connection', 'Connected');
   },
 
-  'a daemon that was started again is found': async ({ browser, daemon, options }) => {
-    if (!options.restart) return 'left out, --restart says how';
+  'a daemon that was started again is found': async ({ browser, daemon }) => {
+    const restart = process.env.RESTART_DAEMON;
+    if (!restart) return 'left out, RESTART_DAEMON is not set';
     const page = await browser.open();
     await firstFrame(page, 'profile');
     const { uptime } = await daemon.get('state');
-    const lost = textIs(page, '#connection', kLost, 30_000);
-    await Promise.all([lost, promisify(execFile)('sh', ['-c', options.restart])]);
-    await textIs(page, '#connection', 'Connected', 30_000);
+    const lost = textIs(page, '#connection', kLost);
+    await Promise.all([lost, promisify(execFile)('sh', ['-c', restart])]);
+    await textIs(page, '#connection', 'Connected');
     await until(
       async () => (await page.evaluate(() => window.tessaline.state.uptime)) < uptime,
       'the daemon is still the old one',
