@@ -3,11 +3,13 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 
 #include "Deadline.h"
+#include "DeviceOwner.h"
 #include "Failure.h"
 #include "Interrupt.h"
 #include "Laser.h"
@@ -19,6 +21,7 @@
 namespace tool {
 namespace {
 
+constexpr std::array kCaptureNodes{"/dev/video0", "/dev/video1"};
 // The slowest product takes 6 seconds.
 constexpr std::chrono::seconds kStartLimit{20};
 
@@ -59,6 +62,16 @@ void Device::RequireNodes() const {
   }
 }
 
+void Device::RequireUnused() const {
+  if (session_.on_virtual_board()) return;
+  for (const char* const node : kCaptureNodes) {
+    if (const auto owner = FindOwner(node)) {
+      throw Failure(ExitCode::kNegative, fmt::format("{} has {} open", owner->Name(), node),
+                    "stop it first: one program at a time can take frames");
+    }
+  }
+}
+
 void Device::Start(tessaline_frame_handler on_image, tessaline_frame_handler on_strips) {
   if (const auto* const sensor = session_.live(); sensor != nullptr && on_strips != nullptr) {
     live_ = true;
@@ -70,6 +83,7 @@ void Device::Start(tessaline_frame_handler on_image, tessaline_frame_handler on_
   session_.RequireNoDaemon();
   RequireRegisters();
   RequireNodes();
+  RequireUnused();
   Launch(on_image, on_strips);
 }
 

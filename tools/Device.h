@@ -67,6 +67,8 @@ class Device {
 
  private:
   void RequireNodes() const;
+  // No other program takes frames.
+  void RequireUnused() const;
   Step Call(std::string name, void (Device::*method)());
 
   const Session& session_;

@@ -36,8 +36,9 @@ files() { (cd "$root" && find etc lib usr var -xdev ! -path 'var/cache/*' ! -pat
 
 # Installs all dependencies first, so that only the packages themselves make a difference.
 quietly 'apt-get update && apt-get install -y --no-install-recommends \
-  cmake gcc g++ libc6-dev libcli11-dev libfastcdr1 libpng-dev libfmt9 libsqlite3-0 ninja-build \
-  pkg-config python3-matplotlib python3-numpy python3-pytest'
+  adduser cmake gcc g++ libc6-dev libcli11-dev libfastcdr1 libpng-dev libfmt9 \
+  libprometheus-cpp-core1.0 libsqlite3-0 libssl3 libsystemd0 ninja-build pkg-config \
+  python3-matplotlib python3-numpy python3-pytest'
 files >"$packages/before"
 quietly 'apt-get install -y --no-install-recommends /packages/*.deb'
 echo "the first scan"
@@ -48,6 +49,8 @@ in_root 'sh /tests/check_consumers.sh /usr /tmp/consumers
   tessaline-board run --model K4010 -- /tmp/scan.out K4010'
 echo "recordings"
 in_root 'sh /tests/check_tools.sh /usr /tmp/tools'
+echo "the daemon"
+in_root 'sh /tests/check_serve.sh /usr /tmp/serve'
 echo "Python"
 in_root 'cd /python/tests && export PYTHONDONTWRITEBYTECODE=1
   python3 -m pytest -q -p no:cacheprovider test_tutorial.py test_examples.py
@@ -55,7 +58,7 @@ in_root 'cd /python/tests && export PYTHONDONTWRITEBYTECODE=1
 quietly 'apt-get remove -y tessaline-board'
 in_root 'python3 /tmp/python/no_board.py'
 quietly 'apt-get purge -y libtessaline1 libtessaline-profile1 libtessaline-dev python3-tessaline \
-  tessaline-tools tessaline-board'
+  tessaline-serve tessaline-tools tessaline-board'
 files >"$packages/after"
 diff "$packages/before" "$packages/after" || {
   echo "the packages leave these differences behind"

@@ -121,15 +121,32 @@ TEST(Ring, IsOpenedByItsPathWhileItLives) {
 TEST(Ring, ForeignFilesAreNone) {
   EXPECT_FALSE(RecordRing::Open("/dev/zero"));
   EXPECT_FALSE(RecordRing::Open("/tmp"));
-  const int descriptor = memfd_create("foreign", MFD_CLOEXEC);
-  const std::string path = "/proc/self/fd/" + std::to_string(descriptor);
   for (const off_t bytes : {0, 1, 4096, 1 << 17, (1 << 17) + 1}) {
+    const int descriptor = memfd_create("foreign", MFD_CLOEXEC | MFD_ALLOW_SEALING);
     ASSERT_EQ(ftruncate(descriptor, bytes), 0);
-    EXPECT_FALSE(RecordRing::Open(path.c_str())) << bytes;
+    ASSERT_EQ(fcntl(descriptor, F_ADD_SEALS, F_SEAL_SHRINK | F_SEAL_GROW), 0);
+    EXPECT_FALSE(RecordRing::Open(descriptor)) << bytes;
+    close(descriptor);
   }
-  close(descriptor);
   EXPECT_FALSE(RecordRing::Create(std::size_t{1} << 50));
   EXPECT_FALSE(RecordRing::Create(0));
+}
+
+// Whoever made it could cut off pages that we have mapped.
+TEST(Ring, WhatCanShrinkIsNone) {
+  const RecordRing ring = Make();
+  const std::vector<std::byte> bytes = [&] {
+    std::vector<std::byte> all(kHeader + kRoom);
+    EXPECT_EQ(pread(ring.Descriptor(), all.data(), all.size(), 0),
+              static_cast<ssize_t>(all.size()));
+    return all;
+  }();
+  const int copy = memfd_create("copy", MFD_CLOEXEC | MFD_ALLOW_SEALING);
+  ASSERT_EQ(write(copy, bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
+  EXPECT_FALSE(RecordRing::Open(copy));
+  ASSERT_EQ(fcntl(copy, F_ADD_SEALS, F_SEAL_SHRINK | F_SEAL_GROW), 0);
+  EXPECT_TRUE(RecordRing::Open(copy));
+  close(copy);
 }
 
 TEST(Ring, RecordsAtTheEndOfItsMemoryAreInOnePiece) {

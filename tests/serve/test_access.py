@@ -36,6 +36,14 @@ def test_a_write_needs_the_token(daemon, method, path, body):
     assert "token" in answer.json()["error"]
 
 
+@pytest.mark.parametrize("header", ["Forwarded", "X-Forwarded-For"])
+def test_who_comes_through_a_proxy_is_not_this_machine(daemon, header):
+    through_proxy = {header: "for=192.0.2.1"}
+    assert daemon.request("GET", "/api/v1/state", **through_proxy).status == 401
+    assert daemon.request("GET", "/metrics", **through_proxy).status == 401
+    assert daemon.request("GET", "/api/v1/state", token=daemon.token, **through_proxy).status == 200
+
+
 @pytest.mark.parametrize("wrong", [
     "Bearer", "Bearer ", "Basic {token}", "{token}", "Bearer: {token}", "Bearer  {token}",
 ])

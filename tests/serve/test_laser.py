@@ -99,6 +99,25 @@ def test_the_laser_may_be_off_from_the_start(daemons):
                                  (daemon.folder / "transcript.txt").read_text())
 
 
+def test_the_laser_may_be_on_for_a_time(lit):
+    lit.write("PUT", "laser", {"on": True, "seconds": 0.3})
+    wait_until(lambda: not lit.get("state")["laser"])
+    lit.write("PUT", "laser", {"on": True, "seconds": 1})
+    lit.write("PUT", "laser", {"on": True})  # from now on without an end
+    time.sleep(2)
+    assert lit.get("state")["laser"] is True
+
+
+@pytest.mark.parametrize("body", [
+    {"on": True, "seconds": 0}, {"on": True, "seconds": -1}, {"on": True, "seconds": 3601},
+    {"on": True, "seconds": "5"}, {"on": False, "seconds": 5}, {"seconds": 5},
+    {"on": True, "seconds": None}, {"on": True, "seconds": 5, "minutes": 1},
+])
+def test_a_wrong_time_is_refused(lit, body):
+    lit.write("PUT", "laser", body, status=422)
+    assert lit.get("state")["laser"] is True
+
+
 def test_without_its_guard_the_laser_stays_off(lit):
     lit.write("PUT", "laser", {"on": False})
     guard, = children(lit.pid)

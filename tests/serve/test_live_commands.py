@@ -178,3 +178,46 @@ def test_a_capture_in_which_the_region_changes_is_none(daemon, tmp_path):
         "x": 0, "y": 544, "width": 1456, "height": 544}}, token=daemon.token)
     assert b"somebody changed the region" in capture.communicate(timeout=20)[1]
     assert capture.returncode == 1
+
+
+@pytest.mark.parametrize("number", [signal.SIGINT, signal.SIGKILL])
+def test_a_capture_says_that_the_daemon_has_ended(daemons, tmp_path, number):
+    daemon = daemons.start()
+    capture = subprocess.Popen(
+        [PROGRAM.with_name("tessaline"), "capture", "strips", "-t", "30", "-o", tmp_path / "a.csv",
+         "--json"],
+        stdout=subprocess.PIPE, env=clean_environment(TESSALINE_SOCKET=str(daemon.socket)),
+    )
+    file = tmp_path / "a.csv"
+    wait_until(lambda: file.exists() and file.stat().st_size > 100_000, 20)
+    daemon.end(number)
+    report = json.loads(capture.communicate(timeout=10)[0])
+    assert f"tessaline serve (process {daemon.pid}) has ended" in report["error"]
+    assert report["frames"] > 0 and f"{report['frames']} frames are kept" in report["error"]
+    assert report["status"] == capture.returncode == 3
+
+
+def test_watch_says_that_the_daemon_has_ended(daemons):
+    daemon = daemons.start()
+    watching = subprocess.Popen(
+        [PROGRAM.with_name("tessaline"), "watch", "-t", "30", "--interval", "0.5", "--json"],
+        stdout=subprocess.PIPE, env=clean_environment(TESSALINE_SOCKET=str(daemon.socket)),
+    )
+    json.loads(watching.stdout.readline())
+    os.kill(daemon.pid, signal.SIGKILL)
+    assert b"has ended" in watching.communicate(timeout=10)[0]
+    assert watching.returncode == 3
+
+
+def test_the_laser_goes_off_when_the_command_that_counts_is_killed(daemon):
+    command(daemon, "laser", "off")
+    counting = subprocess.Popen(
+        [PROGRAM.with_name("tessaline"), "laser", "on", "--seconds", "2"],
+        env=clean_environment(TESSALINE_SOCKET=str(daemon.socket)),
+    )
+    wait_until(lambda: state(daemon)["laser"])
+    counting.kill()
+    counting.wait()
+    assert state(daemon)["laser"] is True
+    wait_until(lambda: not state(daemon)["laser"], 10)
+    command(daemon, "laser", "on")

@@ -72,11 +72,19 @@ void FrameQueue::Close() {
 
 std::optional<Delivery> FrameQueue::Take(std::chrono::milliseconds patience) {
   std::unique_lock lock(mutex_);
-  if (!arrived_.wait_for(lock, patience, [this] { return !waiting_.empty(); })) return std::nullopt;
+  arrived_.wait_for(lock, patience, [this] { return !waiting_.empty() || end_; });
+  if (waiting_.empty() && end_) throw Failure(*end_);
+  if (waiting_.empty()) return std::nullopt;
   Delivery delivery = std::move(waiting_.front());
   waiting_.pop_front();
   waiting_bytes_ -= delivery.bytes.size();
   return delivery;
+}
+
+void FrameQueue::End(const Failure& reason) {
+  const std::lock_guard lock(mutex_);
+  end_ = reason;
+  arrived_.notify_one();
 }
 
 bool FrameQueue::Abandon() {

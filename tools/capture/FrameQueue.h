@@ -8,6 +8,8 @@
 #include <optional>
 #include <vector>
 
+#include "Failure.h"
+
 namespace tool {
 
 // What had not become a frame when a delivery came.
@@ -52,6 +54,9 @@ class FrameQueue {
   // Waits for the next delivery; nothing if none comes in time.
   std::optional<Delivery> Take(std::chrono::milliseconds patience);
 
+  // No more will come, and why: Take() throws it once nothing waits.
+  void End(const Failure& reason);
+
   // Drops what waits. False if nothing does.
   bool Abandon();
 
@@ -72,6 +77,7 @@ class FrameQueue {
   std::uint64_t dropped_ = 0;
   std::uint64_t dropped_before_ = 0;
   std::uint64_t dropped_before_open_ = 0;
+  std::optional<Failure> end_;
   bool open_ = false;
 };
 

@@ -102,7 +102,8 @@ class CaptureCommand : public Command {
                       LightMeter(images, settings.rows_only));
     const RecordingResult result = recorder.Run(limits_, acquisition_.laser());
     const auto files = writer->Files();
-    if (session.live() != nullptr && session.live()->CurrentRegion() != region) {
+    const bool live = session.live() != nullptr && !result.failure;
+    if (live && session.live()->CurrentRegion() != region) {
       throw Failure(ExitCode::kNegative,
                     fmt::format("somebody changed the region meanwhile, so what is in {} does not "
                                 "fit together",
@@ -126,6 +127,7 @@ class CaptureCommand : public Command {
   }
 
   static std::optional<Failure> FailureOf(const RecordingResult& result) {
+    if (result.failure && result.frames == 0) return result.failure;
     if (result.failure) {
       return Failure(
           result.failure->code(),

@@ -37,7 +37,7 @@ class LaserCommand : public Command {
     }
     Plan plan(session, "laser " + state_);
     if (state_ == "off") {
-      plan.Add("CloseLaser()", "both laser lines low: off", laser::Off, Switch(false));
+      plan.Add("CloseLaser()", "both laser lines low: off", laser::Off, SwitchOff);
     } else {
       plan.Add(
           "OpenLaser()", "both laser lines high: ON",
@@ -46,7 +46,12 @@ class LaserCommand : public Command {
             laser::Off();  // one of the two may be on
             return Interrupted();
           },
-          Switch(true));
+          [this](const live::LiveSensor& sensor) {
+            // The daemon counts as well: this process may be killed.
+            Json body{{"on", true}};
+            if (seconds_ > 0) body["seconds"] = seconds_;
+            sensor.Send("PUT", "/api/v1/laser", body);
+          });
       if (seconds_ > 0) {
         const auto wait = [this, &session] {
           session.Note("The laser is ON for {} s; Ctrl-C switches it off earlier.", seconds_);
@@ -60,12 +65,12 @@ class LaserCommand : public Command {
             },
             [wait](const live::LiveSensor& sensor) {
               wait();
-              Switch(false)(sensor);
+              SwitchOff(sensor);
             });
       }
     }
     const auto* const served = session.live();
-    if (served != nullptr && seconds_ > 0) CatchInterrupts([served] { SwitchOff(*served); });
+    if (served != nullptr && seconds_ > 0) CatchInterrupts([served] { TryToSwitchOff(*served); });
     plan.CarryOut();
     if (session.options().dry_run) return ExitCode::kOk;
     if (Interrupted()) {
@@ -81,16 +86,14 @@ class LaserCommand : public Command {
 
  private:
   static void SwitchOff(const live::LiveSensor& sensor) {
-    try {
-      Switch(false)(sensor);
-    } catch (const Failure&) {  // the daemon has gone, and its guard has switched it off
-    }
+    sensor.Send("PUT", "/api/v1/laser", {{"on", false}});
   }
 
-  static std::function<void(const live::LiveSensor&)> Switch(bool on) {
-    return [on](const live::LiveSensor& sensor) {
-      sensor.Send("PUT", "/api/v1/laser", {{"on", on}});
-    };
+  static void TryToSwitchOff(const live::LiveSensor& sensor) {
+    try {
+      SwitchOff(sensor);
+    } catch (const Failure&) {  // the daemon has gone, and its guard has switched it off
+    }
   }
 
   static ExitCode Show(Session& session) {

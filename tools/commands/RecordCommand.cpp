@@ -1,4 +1,5 @@
 #include <signal.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
@@ -279,7 +280,10 @@ class RecordCommand : public Command {
         ShowProgress(recorder.totals(), false);
         PauseFor(kSlice);
       }
-      recorder.Finish(/*crashed=*/ended && !frames.ring.Ended());
+      // The daemon puts no more into the ring, so a slow disk comes to an end with it.
+      const bool crashed = ended && !frames.ring.Ended();
+      close(frames.connection);
+      recorder.Finish(crashed);
     } catch (const Failure& now) {
       failure = now;
     }

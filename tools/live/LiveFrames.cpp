@@ -3,14 +3,15 @@
 #include <algorithm>
 #include <chrono>
 
-#include "Failure.h"
 #include "Interrupt.h"
 
 namespace tool::live {
 namespace {
 
-constexpr unsigned kMegabytes = 256;
+constexpr unsigned kMegabytesForStrips = 32;
+constexpr unsigned kMegabytesForImages = 128;
 constexpr std::chrono::milliseconds kPause{1};
+constexpr std::chrono::milliseconds kFresh{20};
 
 LiveFrames* frames;
 
@@ -21,7 +22,8 @@ LiveFrames::LiveFrames(const LiveSensor& sensor, tessaline_frame_handler on_imag
     : sensor_(sensor),
       on_image_(on_image),
       on_strips_(on_strips),
-      frames_(sensor.TakeFrames("strips images", kMegabytes)) {
+      frames_(sensor.TakeFrames("strips images",
+                                on_image == nullptr ? kMegabytesForStrips : kMegabytesForImages)) {
   frames = this;
   Losses::UseSource(&LossesSoFar);
   for (const bool images : {false, true}) before_[images] = Ask(images);
@@ -46,7 +48,9 @@ void LiveFrames::Run() {
   for (;;) {
     const auto found = ring.At(ring.First());
     if (!found) {
-      if (ring.Ended() || HasEnded(frames_.connection)) return;
+      if (ring.Ended() || HasEnded(frames_.connection)) {
+        return FrameQueue::Instance().End(sensor_.Gone());
+      }
       std::this_thread::sleep_for(kPause);
       continue;
     }
@@ -65,18 +69,23 @@ Losses LiveFrames::Ask(bool images) {
 
 Losses LiveFrames::LossesSoFar(bool images) {
   const std::lock_guard lock(frames->mutex_);
+  Answer& newest = frames->newest_[images];
+  const auto when = std::chrono::steady_clock::now();
+  if (when - newest.when < kFresh) return newest.losses;
   Losses now;
   try {
     now = frames->Ask(images);
-  } catch (const Failure&) {  // the daemon has ended; the frames tell so
-    return {};
+  } catch (const Failure&) {  // the queue learns of the end from Run()
+    return newest.losses;
   }
   const Losses& before = frames->before_[images];
   const auto since = [](std::uint64_t later, std::uint64_t earlier) {
     return later - std::min(later, earlier);
   };
-  return {since(now.malformed, before.malformed), since(now.fpga_lost, before.fpga_lost),
-          since(now.triggers_lost, before.triggers_lost)};
+  newest = {{since(now.malformed, before.malformed), since(now.fpga_lost, before.fpga_lost),
+             since(now.triggers_lost, before.triggers_lost)},
+            when};
+  return newest.losses;
 }
 
 }  // namespace tool::live

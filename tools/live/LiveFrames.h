@@ -1,6 +1,6 @@
 #pragma once
 
-#include <atomic>
+#include <chrono>
 #include <mutex>
 #include <thread>
 
@@ -18,7 +18,7 @@ class LiveFrames {
   LiveFrames(const LiveSensor& sensor, tessaline_frame_handler on_image,
              tessaline_frame_handler on_strips);
 
-  // Since the beginning.
+  // Since the beginning; what was known last if the daemon has ended.
   static Losses LossesSoFar(bool images);
 
  private:
@@ -32,6 +32,12 @@ class LiveFrames {
   LiveSensor::Frames frames_;
   std::mutex mutex_;
   Losses before_[2];
+  // What the daemon said last. Every delivery wants to know, so it is not asked each time.
+  struct Answer {
+    Losses losses;
+    std::chrono::steady_clock::time_point when;
+  };
+  Answer newest_[2];
 };
 
 }  // namespace tool::live

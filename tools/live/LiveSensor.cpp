@@ -14,7 +14,6 @@
 #include <string_view>
 #include <utility>
 
-#include "Failure.h"
 #include "RecipeText.h"
 #include "live/LiveSocket.h"
 
@@ -148,9 +147,14 @@ std::string LiveSensor::Name() const {
   return fmt::format("tessaline serve (process {})", process_);
 }
 
+Failure LiveSensor::Gone() const {
+  return {ExitCode::kUnreachable, fmt::format("{} has ended", Name()),
+          "start it again; its log says why it has ended"};
+}
+
 int LiveSensor::Open() const {
   const int connection = Connect(path_);
-  if (connection < 0) throw NoAnswer();
+  if (connection < 0) throw Gone();
   return connection;
 }
 

@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 
+#include "Failure.h"
 #include "Json.h"
 #include "Recipe.h"
 #include "Region.h"
@@ -24,6 +25,8 @@ class LiveSensor {
   bool is_virtual() const { return virtual_; }
   // "tessaline serve (process 123)"
   std::string Name() const;
+  // That it has ended.
+  Failure Gone() const;
 
   // The answer's JSON. Throws a Failure as the daemon tells it.
   Json Get(const std::string& path) const;

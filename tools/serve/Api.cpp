@@ -21,6 +21,7 @@ namespace {
 
 constexpr std::string_view kRegisters = "/api/v1/registers/";
 constexpr unsigned kMostWritesASecond = 100;
+constexpr double kMostLaserSeconds = 3600;
 constexpr std::size_t kLogLines = 500;
 constexpr int kDeepest = 4;
 constexpr std::chrono::seconds kStuck{5};
@@ -42,12 +43,26 @@ Json BodyOf(const Request& request) {
   return body;
 }
 
-bool SwitchIn(const Request& request) {
-  const Json body = BodyOf(request);
-  if (body.size() != 1 || !body.contains("on") || !body["on"].is_boolean()) {
+bool SwitchIn(const Json& body, std::size_t members = 1) {
+  if (body.size() != members || !body.contains("on") || !body["on"].is_boolean()) {
     throw BadRequest("the body says neither on nor off", "send {\"on\": true} or {\"on\": false}");
   }
   return body["on"];
+}
+
+// {"on": true, "seconds": 5}; nothing: until it is switched off.
+std::optional<double> SecondsIn(const Json& body) {
+  if (!body.contains("seconds")) return std::nullopt;
+  const Json& seconds = body["seconds"];
+  const bool good = seconds.is_number() && seconds > 0 && seconds <= kMostLaserSeconds &&
+                    body.contains("on") && body["on"] == true;
+  if (!good) {
+    throw BadRequest("seconds is wrong",
+                     fmt::format("with \"on\": true, a number above 0 and up to "
+                                 "{}",
+                                 kMostLaserSeconds));
+  }
+  return seconds;
 }
 
 // Settings as a client may send them: with or without the version of a recipe, one exposure or
@@ -270,8 +285,10 @@ void Api::PatchSettings(const Request& request, const Respond& respond) {
 }
 
 void Api::PutLaser(const Request& request, const Respond& respond) {
-  const bool on = SwitchIn(request);
-  if (on) return Switch(respond, [this] { parts_.sensor.SwitchLaser(true); });
+  const Json body = BodyOf(request);
+  const auto seconds = SecondsIn(body);
+  const bool on = SwitchIn(body, seconds ? 2 : 1);
+  if (on) return Switch(respond, [this, seconds] { parts_.sensor.SwitchLaser(true, seconds); });
   // Off waits for nobody. The rest is for the books.
   if (!laser::Off()) throw Failure(ExitCode::kNegative, "the laser cannot be switched off");
   Call(
@@ -284,7 +301,7 @@ void Api::PutLaser(const Request& request, const Respond& respond) {
 }
 
 void Api::PutAcquisition(const Request& request, const Respond& respond) {
-  Switch(respond, [this, on = SwitchIn(request)] { parts_.sensor.SwitchAcquisition(on); });
+  Switch(respond, [this, on = SwitchIn(BodyOf(request))] { parts_.sensor.SwitchAcquisition(on); });
 }
 
 void Api::PutMode(const Request& request, const Respond& respond) {

@@ -112,7 +112,7 @@ class Connection : public std::enable_shared_from_this<Connection<Transport>> {
     request.token = TokenOf(message);
     request.origin = Text(message[http::field::origin]);
     request.host = Text(message[http::field::host]);
-    request.peer = peer_.peer;
+    request.peer = PeerOf(message);
     request.address = peer_.address;
     const bool keep = message.keep_alive();
     const unsigned version = message.version();
@@ -135,6 +135,13 @@ class Connection : public std::enable_shared_from_this<Connection<Transport>> {
                    self->Write(std::move(response), keep, version);
                  });
     });
+  }
+
+  // Behind a proxy everybody looks like this machine.
+  Peer PeerOf(const HttpRequest& message) const {
+    const bool forwarded =
+        message.count(http::field::forwarded) > 0 || message.count("X-Forwarded-For") > 0;
+    return forwarded && peer_.peer == Peer::kLoopback ? Peer::kRemote : peer_.peer;
   }
 
   // Answers itself if the sensor does not.

@@ -31,10 +31,6 @@ Failure CannotListen(const std::string& where, const boost::system::error_code& 
           "choose another one with --listen, --port or TESSALINE_SOCKET"};
 }
 
-}  // namespace
-
-namespace {
-
 // An IPv4 address may come in the clothes of an IPv6 one.
 bool IsThisMachine(const asio::ip::address& address) {
   if (address.is_v6() && address.to_v6().is_v4_mapped()) {

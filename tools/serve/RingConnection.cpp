@@ -4,6 +4,7 @@
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/write.hpp>
 #include <cstring>
+#include <fstream>
 #include <memory>
 
 #include "serve/Network.h"
@@ -13,6 +14,20 @@ namespace {
 
 constexpr std::string_view kAccepted =
     "HTTP/1.1 101 Switching Protocols\r\nConnection: Upgrade\r\nUpgrade: tessaline-ring\r\n\r\n";
+
+// A ring takes all of its memory at once. It may take half of what is free.
+bool HasRoomFor(std::size_t bytes) {
+  std::ifstream file("/proc/meminfo");
+  const std::string wanted = "MemAvailable:";
+  std::string name;
+  std::size_t kilobytes = 0;
+  std::string unit;
+  while (file >> name >> kilobytes) {
+    if (name == wanted) return bytes / 1024 <= kilobytes / 2;
+    std::getline(file, unit);
+  }
+  return true;
+}
 
 // Hands over a descriptor, with the last byte of the answer's header.
 bool SendDescriptor(int socket, int descriptor) {
@@ -53,6 +68,7 @@ class RingConnection : public std::enable_shared_from_this<RingConnection> {
 
  private:
   Json Add(std::size_t bytes, const std::string& what) {
+    if (!HasRoomFor(bytes)) return nullptr;
     auto ring = ring::RecordRing::Create(bytes);
     if (!ring || Feed::Instance().TapCount() >= kMostRings) return nullptr;
     ring->Claim();

@@ -111,7 +111,7 @@ void ServedSensor::Change(const Recipe& recipe) {
   if (recipe.laser) SwitchLaser(recipe.laser == "on");
 }
 
-void ServedSensor::SwitchLaser(bool on) {
+void ServedSensor::SwitchLaser(bool on, std::optional<double> seconds) {
   CountLaserTime();
   if (on) {
     on_laser_(true);
@@ -122,6 +122,11 @@ void ServedSensor::SwitchLaser(bool on) {
       throw;
     }
     laser_since_ = Clock::now();
+    laser_until_.reset();
+    if (seconds) {
+      laser_until_ = *laser_since_ + std::chrono::duration_cast<Clock::duration>(
+                                         std::chrono::duration<double>(*seconds));
+    }
   } else {
     device_.LaserOff();
     // Also when somebody else has switched it on.
@@ -131,6 +136,7 @@ void ServedSensor::SwitchLaser(bool on) {
     }
     on_laser_(false);
     laser_since_.reset();
+    laser_until_.reset();
   }
   const std::lock_guard lock(mutex_);
   state_.laser = on;
@@ -257,6 +263,7 @@ void ServedSensor::LookAtRates() {
 }
 
 void ServedSensor::Look() {
+  if (laser_until_ && Clock::now() >= *laser_until_) SwitchLaser(false);
   CountLaserTime();
   LookAtRates();
   tessaline_capture_statistics images{};

@@ -32,11 +32,12 @@ class ServedSensor {
   // Makes these settings; the others stay. Throws a Failure with the limits before anything is
   // touched, or, when the device refuses one, after the settings from before have been made again.
   void Change(const Recipe& recipe);
-  void SwitchLaser(bool on);
+  // With `seconds` it goes off again by itself, unless it is switched before.
+  void SwitchLaser(bool on, std::optional<double> seconds = std::nullopt);
   void SwitchAcquisition(bool on);
   void SwitchMode(bool images);
   void Trigger();
-  // Reads counters and temperatures.
+  // Reads counters and temperatures, and ends the laser's time.
   void Look();
 
   SensorState state() const;
@@ -66,6 +67,7 @@ class ServedSensor {
   View view_;
   std::uint32_t generation_ = 0;
   std::optional<Clock::time_point> laser_since_;
+  std::optional<Clock::time_point> laser_until_;
   Feed::Counts counts_before_;
   Clock::time_point counted_at_;
   Clock::time_point last_delivery_;
