@@ -69,7 +69,7 @@ std::optional<double> SecondsIn(const Json& body) {
 // several, null for what it does not want to change.
 Recipe RecipeIn(const Request& request, const Model& model) {
   const Json body = BodyOf(request);
-  Json recipe{{"recipe", 1}};
+  Json recipe{{"recipe", 1}, {"model", model.code()}};
   for (const auto& [key, value] : body.items()) {
     if (value.is_null()) continue;
     recipe[key] = key == setting::kExposure.key && value.is_number() ? Json::array({value}) : value;
