@@ -25,10 +25,8 @@ constexpr std::string_view kEndOfHeader = "\r\n\r\n";
 constexpr int kGood = 200;
 constexpr int kUpgraded = 101;
 
-Failure NoAnswer() {
-  return {ExitCode::kUnreachable, "tessaline serve does not answer",
-          "look at its log, or use --direct once it has ended"};
-}
+// The daemon said nothing, or no HTTP.
+struct NoAnswer {};
 
 // A connection that is closed when nobody uses it any more.
 class Connection {
@@ -50,7 +48,7 @@ class Connection {
     while (!text.empty()) {
       const ssize_t sent = send(descriptor_, text.data(), text.size(), MSG_NOSIGNAL);
       if (sent < 0 && errno == EINTR) continue;
-      if (sent <= 0) throw NoAnswer();
+      if (sent <= 0) throw NoAnswer{};
       text.remove_prefix(static_cast<std::size_t>(sent));
     }
   }
@@ -69,7 +67,7 @@ class Connection {
     do {
       got = recvmsg(descriptor_, &message, MSG_CMSG_CLOEXEC);
     } while (got < 0 && errno == EINTR);
-    if (got < 0) throw NoAnswer();
+    if (got < 0) throw NoAnswer{};
     const cmsghdr* const header = CMSG_FIRSTHDR(&message);
     if (header != nullptr && header->cmsg_type == SCM_RIGHTS && descriptor != nullptr) {
       std::memcpy(descriptor, CMSG_DATA(header), sizeof *descriptor);
@@ -100,9 +98,9 @@ int StatusOf(std::string_view answer) {
 
 Json BodyOf(const std::string& answer) {
   const std::size_t end = answer.find(kEndOfHeader);
-  if (end == std::string::npos) throw NoAnswer();
+  if (end == std::string::npos) throw NoAnswer{};
   Json json = Json::parse(answer.substr(end + kEndOfHeader.size()), nullptr, false);
-  if (json.is_discarded()) throw NoAnswer();
+  if (json.is_discarded()) throw NoAnswer{};
   return json;
 }
 
@@ -124,7 +122,10 @@ bool HasEnded(int connection) {
 LiveSensor::LiveSensor(std::string path, pid_t process)
     : path_(std::move(path)), process_(process) {
   const Json state = Get("/api/v1/state");
-  if (!state.contains("model") || !state["model"].is_string()) throw NoAnswer();
+  if (!state.contains("model") || !state["model"].is_string()) {
+    throw Failure(ExitCode::kUnreachable, fmt::format("{} speaks another language", Name()),
+                  "do the versions of tessaline and tessaline-serve agree?");
+  }
   model_ = state["model"];
   virtual_ = state.value("virtual", false);
 }
@@ -158,18 +159,31 @@ int LiveSensor::Open() const {
   return connection;
 }
 
+template <typename Exchange>
+auto LiveSensor::Answer(const Exchange& exchange) const {
+  try {
+    return exchange();
+  } catch (const NoAnswer&) {
+    if (!ProcessBehind(path_)) throw Gone();
+    throw Failure(ExitCode::kUnreachable, fmt::format("{} does not answer", Name()),
+                  "look at its log, or use --direct once it has ended");
+  }
+}
+
 Json LiveSensor::Get(const std::string& path) const { return Send("GET", path, {}); }
 
 Json LiveSensor::Send(const std::string& method, const std::string& path, const Json& body) const {
-  const Connection connection(Open());
-  connection.Write(RequestText(method, path, "Connection: close\r\n",
-                               body.is_null() ? std::string() : body.dump()));
-  std::string answer;
-  while (connection.Read(answer)) {
-  }
-  const Json json = BodyOf(answer);
-  if (StatusOf(answer) / 100 != kGood / 100) Refuse(json);
-  return json;
+  return Answer([&] {
+    const Connection connection(Open());
+    connection.Write(RequestText(method, path, "Connection: close\r\n",
+                                 body.is_null() ? std::string() : body.dump()));
+    std::string answer;
+    while (connection.Read(answer)) {
+    }
+    Json json = BodyOf(answer);
+    if (StatusOf(answer) / 100 != kGood / 100) Refuse(json);
+    return json;
+  });
 }
 
 void LiveSensor::Change(const Recipe& recipe) const {
@@ -198,24 +212,26 @@ void LiveSensor::RequireFrames(bool images) const {
 }
 
 LiveSensor::Frames LiveSensor::TakeFrames(const std::string& what, unsigned megabytes) const {
-  Connection connection(Open());
-  std::string encoded = what;
-  std::replace(encoded.begin(), encoded.end(), ' ', '+');
-  connection.Write(RequestText("GET",
-                               fmt::format("/api/v1/frames?memory={}&what={}", megabytes, encoded),
-                               "Connection: Upgrade\r\nUpgrade: tessaline-ring\r\n", {}));
-  std::string answer;
-  int descriptor = -1;
-  while (answer.find(kEndOfHeader) == std::string::npos && connection.Read(answer, &descriptor)) {
-  }
-  if (StatusOf(answer) != kUpgraded || descriptor < 0) {
-    throw Failure(ExitCode::kFile, fmt::format("{} gives no frames", Name()),
-                  "give less memory with --memory, or look at its log");
-  }
-  auto ring = ring::RecordRing::Open(descriptor);
-  close(descriptor);
-  if (!ring) throw NoAnswer();
-  return {std::move(*ring), connection.Release()};
+  return Answer([&]() -> Frames {
+    Connection connection(Open());
+    std::string encoded = what;
+    std::replace(encoded.begin(), encoded.end(), ' ', '+');
+    connection.Write(
+        RequestText("GET", fmt::format("/api/v1/frames?memory={}&what={}", megabytes, encoded),
+                    "Connection: Upgrade\r\nUpgrade: tessaline-ring\r\n", {}));
+    std::string answer;
+    int descriptor = -1;
+    while (answer.find(kEndOfHeader) == std::string::npos && connection.Read(answer, &descriptor)) {
+    }
+    if (StatusOf(answer) != kUpgraded || descriptor < 0) {
+      throw Failure(ExitCode::kFile, fmt::format("{} gives no frames", Name()),
+                    "give less memory with --memory, or look at its log");
+    }
+    auto ring = ring::RecordRing::Open(descriptor);
+    close(descriptor);
+    if (!ring) throw NoAnswer{};
+    return {std::move(*ring), connection.Release()};
+  });
 }
 
 }  // namespace tool::live

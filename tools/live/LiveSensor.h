@@ -47,6 +47,9 @@ class LiveSensor {
  private:
   LiveSensor(std::string path, pid_t process);
   int Open() const;
+  // What an exchange with the daemon gives. Throws a Failure if it says nothing.
+  template <typename Exchange>
+  auto Answer(const Exchange& exchange) const;
 
   const std::string path_;
   const pid_t process_;

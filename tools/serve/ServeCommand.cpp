@@ -91,7 +91,7 @@ class ServeCommand : public Command {
     }
     settings.token = options_.token_file.empty() ? NewToken() : ReadToken(options_.token_file);
     // It runs to the end of the process, as the library's threads do.
-    auto* const daemon = new Daemon(session, options_.measuring, settings);
+    static auto* const daemon = new Daemon(session, options_.measuring, settings);
     std::string token_file = options_.token_file;
     if (token_file.empty()) {
       token_file = settings.socket + ".token";

@@ -15,7 +15,7 @@ namespace {
 using namespace tool;
 using namespace tool::serve;
 
-constexpr std::string_view kAnswer = "HTTP/1.1 ";
+constexpr std::string_view kAnswer = "HTTP/1.";
 constexpr int kRounds = 50;
 
 // All that a connection needs.
