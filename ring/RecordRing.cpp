@@ -127,8 +127,9 @@ std::optional<RecordRing> RecordRing::MapWhole(int descriptor) {
   if (descriptor < 0) return std::nullopt;
   struct stat info {};
   // Only what can shrink no more may be mapped: a missing page would end this process.
-  const bool lasts = (fcntl(descriptor, F_GET_SEALS) & (F_SEAL_SHRINK | F_SEAL_GROW)) ==
-                     (F_SEAL_SHRINK | F_SEAL_GROW);
+  constexpr int kLasting = F_SEAL_SHRINK | F_SEAL_GROW;
+  const int seals = fcntl(descriptor, F_GET_SEALS);
+  const bool lasts = seals >= 0 && (seals & kLasting) == kLasting;
   const bool large = lasts && fstat(descriptor, &info) == 0 && S_ISREG(info.st_mode) &&
                      info.st_size >= static_cast<off_t>(kHeaderBytes + kGranularity) &&
                      info.st_size % static_cast<off_t>(kGranularity) == 0;

@@ -39,7 +39,8 @@ std::optional<DeviceOwner> FindOwner(const std::string& node) {
     if (wrong != std::errc() || *end != '\0' || process == getpid()) continue;
     if (!IsOpenIn(entry.path(), info.st_rdev)) continue;
     DeviceOwner owner{process, {}};
-    std::ifstream(entry.path() / "comm") >> owner.program;
+    std::ifstream file(entry.path() / "comm");
+    std::getline(file, owner.program);
     return owner;
   }
   return std::nullopt;

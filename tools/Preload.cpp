@@ -21,10 +21,13 @@ std::vector<fs::path> Directories() {
   const fs::path program = fs::read_symlink("/proc/self/exe", ignored).parent_path();
   directories.push_back(program);
   directories.push_back(program.parent_path() / "lib");
-  // Where the library itself was found.
+  // Where the library itself was found, or, while this command is recorded, what stands in front of
+  // it, which has a folder of its own there.
   Dl_info library;
   if (dladdr(reinterpret_cast<void*>(&GetLibVersion), &library) != 0) {
-    directories.push_back(fs::absolute(library.dli_fname, ignored).parent_path());
+    const fs::path folder = fs::absolute(library.dli_fname, ignored).parent_path();
+    directories.push_back(folder);
+    directories.push_back(folder.parent_path());
   }
   return directories;
 }

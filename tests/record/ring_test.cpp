@@ -146,6 +146,12 @@ TEST(Ring, WhatCanShrinkIsNone) {
   EXPECT_FALSE(RecordRing::Open(copy));
   ASSERT_EQ(fcntl(copy, F_ADD_SEALS, F_SEAL_SHRINK | F_SEAL_GROW), 0);
   EXPECT_TRUE(RecordRing::Open(copy));
+  // Files on a disk have no seals.
+  FILE* const file = tmpfile();
+  ASSERT_EQ(fwrite(bytes.data(), 1, bytes.size(), file), bytes.size());
+  ASSERT_EQ(fflush(file), 0);
+  EXPECT_FALSE(RecordRing::Open(fileno(file)));
+  fclose(file);
   close(copy);
 }
 

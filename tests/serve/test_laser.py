@@ -4,6 +4,7 @@ import os
 import re
 import signal
 import time
+from concurrent import futures
 
 import pytest
 from conftest import QUICK
@@ -99,9 +100,31 @@ def test_the_laser_may_be_off_from_the_start(daemons):
                                  (daemon.folder / "transcript.txt").read_text())
 
 
+@pytest.mark.parametrize("switch_on", [
+    ("PUT", "laser", {"on": True}), ("PATCH", "settings", {"laser": "on"}),
+])
+def test_off_makes_void_what_was_asked_before(daemons, switch_on):
+    lit = daemons.start()
+    lit.write("PUT", "laser", {"on": False})
+    # A change of the mode takes a second, and what is asked meanwhile waits.
+    with futures.ThreadPoolExecutor() as threads:
+        threads.submit(lit.write, "PUT", "mode", {"mode": "images"})
+        time.sleep(0.2)
+        method, path, body = switch_on
+        on = threads.submit(lit.request, method, f"/api/v1/{path}", body, token=lit.token)
+        time.sleep(0.2)
+        lit.write("PUT", "laser", {"on": False})
+        assert on.result().status == 409 and "switched off" in on.result().json()["error"]
+    assert lit.get("state")["laser"] is False
+    lit.write("PUT", "laser", {"on": True})
+    assert lit.get("state")["laser"] is True
+
+
 def test_the_laser_may_be_on_for_a_time(lit):
+    start = time.monotonic()
     lit.write("PUT", "laser", {"on": True, "seconds": 0.3})
     wait_until(lambda: not lit.get("state")["laser"])
+    assert time.monotonic() - start > 0.3
     lit.write("PUT", "laser", {"on": True, "seconds": 1})
     lit.write("PUT", "laser", {"on": True})  # from now on without an end
     time.sleep(2)

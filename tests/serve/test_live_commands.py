@@ -134,7 +134,8 @@ def test_a_recording_is_whole_when_the_daemon_is_killed(daemons, tmp_path):
     wait_until(lambda: file.exists() and state(daemon)["counters"]["strips"] > 300, 10)
     os.kill(daemon.pid, signal.SIGKILL)
     report = json.loads(recorder.communicate(timeout=20)[0])
-    assert report["strips"] > 0
+    assert report["strips"] > 0 and "has ended" in report["error"]
+    assert recorder.returncode == 3
     assert tool("bag", "check", file).returncode == 0
 
 

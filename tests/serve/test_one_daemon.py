@@ -11,7 +11,8 @@ from daemon import ANSWER_SECONDS, PROGRAM, clean_environment
 
 def test_a_second_daemon_at_the_socket_is_refused(daemons):
     first = daemons.start(**QUICK)
-    second = daemons.launch(folder=first.folder, **QUICK)
+    # At the same port, as daemons have it that are started without options.
+    second = daemons.launch(folder=first.folder, port=first.port, **QUICK)
     assert second.process.wait(ANSWER_SECONDS) == 5
     said = second.output()
     assert f"process {first.pid} " in said

@@ -100,15 +100,15 @@ class CaptureCommand : public Command {
                       StripReader(model.product().PointBytes(), settings.measuring.geometry,
                                   settings.measuring.calibration),
                       LightMeter(images, settings.rows_only));
-    const RecordingResult result = recorder.Run(limits_, acquisition_.laser());
+    RecordingResult result = recorder.Run(limits_, acquisition_.laser());
     const auto files = writer->Files();
-    const bool live = session.live() != nullptr && !result.failure;
-    if (live && session.live()->CurrentRegion() != region) {
-      throw Failure(ExitCode::kNegative,
-                    fmt::format("somebody changed the region meanwhile, so what is in {} does not "
-                                "fit together",
-                                files.empty() ? path_ : files.front()),
-                    "capture again");
+    if (session.live() != nullptr && !result.failure) {
+      try {
+        RequireRegion(*session.live(), region, files.empty() ? path_ : files.front());
+      } catch (const Failure& failure) {
+        if (failure.code() != ExitCode::kUnreachable) throw;
+        result.failure = failure;
+      }
     }
     if (result.frames == 0) {
       for (const std::string& file : files) RemoveFile(file);
@@ -117,6 +117,17 @@ class CaptureCommand : public Command {
   }
 
  private:
+  // That nobody changed it meanwhile.
+  static void RequireRegion(const live::LiveSensor& sensor, const Region& region,
+                            const std::string& file) {
+    if (sensor.CurrentRegion() == region) return;
+    throw Failure(
+        ExitCode::kNegative,
+        fmt::format("somebody changed the region meanwhile, so what is in {} does not fit together",
+                    file),
+        "capture again");
+  }
+
   // What has no points needs no calibration.
   Measuring ChooseMeasuring(const Session& session, Format format, bool images) const {
     const Region region = acquisition_.RegionOf(session);

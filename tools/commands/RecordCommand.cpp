@@ -288,7 +288,9 @@ class RecordCommand : public Command {
       failure = now;
     }
     ShowProgress(recorder.totals(), true);
-    return Report(session, recorder.totals(failure.has_value()), /*status=*/0, failure);
+    const RingRecorder::Totals totals = recorder.totals(failure.has_value());
+    if (ended && !failure) failure = sensor.Gone();  // the file is whole nevertheless
+    return Report(session, totals, /*status=*/0, failure);
   }
 
   // Before the device is started or the memory of a flight recorder fills.

@@ -12,6 +12,7 @@ constexpr unsigned kMegabytesForStrips = 32;
 constexpr unsigned kMegabytesForImages = 128;
 constexpr std::chrono::milliseconds kPause{1};
 constexpr std::chrono::milliseconds kFresh{20};
+constexpr std::chrono::seconds kPatienceWithSilence{30};
 
 LiveFrames* frames;
 
@@ -62,7 +63,7 @@ void LiveFrames::Run() {
 
 Losses LiveFrames::Ask(bool images) {
   const Json now = sensor_.Get("/api/v1/statistics");
-  const Json& stream = now[images ? "images" : "strips"];
+  const Json stream = now.value(images ? "images" : "strips", Json());
   const std::uint64_t malformed = stream.is_object() ? stream.value("malformed", 0ULL) : 0;
   return {malformed, now.value("fpga_lost", 0ULL), now.value("triggers_lost", 0ULL)};
 }
@@ -75,7 +76,8 @@ Losses LiveFrames::LossesSoFar(bool images) {
   Losses now;
   try {
     now = frames->Ask(images);
-  } catch (const Failure&) {  // the queue learns of the end from Run()
+  } catch (const std::exception&) {  // the queue learns of the end from Run()
+    newest.when = when + kPatienceWithSilence;
     return newest.losses;
   }
   const Losses& before = frames->before_[images];

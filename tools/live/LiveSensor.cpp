@@ -28,6 +28,11 @@ constexpr int kUpgraded = 101;
 // The daemon said nothing, or no HTTP.
 struct NoAnswer {};
 
+Failure OtherVersion(const std::string& name) {
+  return {ExitCode::kUnreachable, fmt::format("the answer of {} cannot be understood", name),
+          "are tessaline and tessaline-serve of the same version?"};
+}
+
 // A connection that is closed when nobody uses it any more.
 class Connection {
  public:
@@ -123,8 +128,7 @@ LiveSensor::LiveSensor(std::string path, pid_t process)
     : path_(std::move(path)), process_(process) {
   const Json state = Get("/api/v1/state");
   if (!state.contains("model") || !state["model"].is_string()) {
-    throw Failure(ExitCode::kUnreachable, fmt::format("{} speaks another language", Name()),
-                  "do the versions of tessaline and tessaline-serve agree?");
+    throw OtherVersion(Name());
   }
   model_ = state["model"];
   virtual_ = state.value("virtual", false);
@@ -167,6 +171,8 @@ auto LiveSensor::Answer(const Exchange& exchange) const {
     if (!ProcessBehind(path_)) throw Gone();
     throw Failure(ExitCode::kUnreachable, fmt::format("{} does not answer", Name()),
                   "look at its log, or use --direct once it has ended");
+  } catch (const Json::exception&) {
+    throw OtherVersion(Name());
   }
 }
 
@@ -192,8 +198,10 @@ void LiveSensor::Change(const Recipe& recipe) const {
 }
 
 Region LiveSensor::CurrentRegion() const {
-  const Json region = Get("/api/v1/state")["region"];
-  return {region["x"], region["y"], region["width"], region["height"]};
+  return Answer([&]() -> Region {
+    const Json region = Get("/api/v1/state").at("region");
+    return {region.at("x"), region.at("y"), region.at("width"), region.at("height")};
+  });
 }
 
 void LiveSensor::RequireFrames(bool images) const {
@@ -223,9 +231,14 @@ LiveSensor::Frames LiveSensor::TakeFrames(const std::string& what, unsigned mega
     int descriptor = -1;
     while (answer.find(kEndOfHeader) == std::string::npos && connection.Read(answer, &descriptor)) {
     }
-    if (StatusOf(answer) != kUpgraded || descriptor < 0) {
+    if (StatusOf(answer) != kUpgraded && StatusOf(answer) != 0) {
+      while (connection.Read(answer)) {
+      }
+      Refuse(BodyOf(answer));
+    }
+    if (descriptor < 0) {
       throw Failure(ExitCode::kFile, fmt::format("{} gives no frames", Name()),
-                    "give less memory with --memory, or look at its log");
+                    "ask for less memory, or look at its log");
     }
     auto ring = ring::RecordRing::Open(descriptor);
     close(descriptor);

@@ -278,8 +278,9 @@ void Api::GetSettings(const Request&, const Respond& respond) {
 
 void Api::PatchSettings(const Request& request, const Respond& respond) {
   const Recipe recipe = RecipeIn(request, parts_.sensor.model());
-  OnSensor(respond, [this, recipe] {
-    parts_.sensor.Change(recipe);
+  // A recipe that switches the laser off is no hurry; the laser's own request is.
+  OnSensor(respond, [this, recipe, orders = parts_.sensor.off_orders()] {
+    parts_.sensor.Change(recipe, orders);
     return Settings();
   });
 }
@@ -288,13 +289,18 @@ void Api::PutLaser(const Request& request, const Respond& respond) {
   const Json body = BodyOf(request);
   const auto seconds = SecondsIn(body);
   const bool on = SwitchIn(body, seconds ? 2 : 1);
-  if (on) return Switch(respond, [this, seconds] { parts_.sensor.SwitchLaser(true, seconds); });
-  // Off waits for nobody. The rest is for the books.
+  if (on) {
+    return Switch(respond, [this, seconds, orders = parts_.sensor.off_orders()] {
+      parts_.sensor.SwitchLaserOn(orders, seconds);
+    });
+  }
+  // Off waits for nobody, and what was asked before is void. The rest is for the books.
+  parts_.sensor.CountOffOrder();
   if (!laser::Off()) throw Failure(ExitCode::kNegative, "the laser cannot be switched off");
   Call(
       parts_.sensor_calls, 200, respond,
       [this] {
-        parts_.sensor.SwitchLaser(false);
+        parts_.sensor.SwitchLaserOff();
         return SensorJson(parts_.sensor, parts_.pictures);
       },
       /*urgent=*/true);
@@ -353,11 +359,20 @@ void Api::GetSnapshotPng(const Request&, const Respond& respond) {
     return respond(std::move(response));
   }
   const SignalsBlocked inherited;
-  std::thread([drawing = drawing_, respond, newest = std::move(*newest)] {
-    std::string picture = SnapshotPng(newest);
-    *drawing = false;
-    respond({200, "image/png", std::move(picture)});
-  }).detach();
+  const auto draw = [drawing = drawing_, respond, newest = std::move(*newest)] {
+    const std::shared_ptr<void> end(nullptr, [&drawing](void*) { *drawing = false; });
+    try {
+      respond({200, "image/png", SnapshotPng(newest)});
+    } catch (const std::exception& error) {
+      respond(ErrorResponse(500, error.what()));
+    }
+  };
+  try {
+    std::thread(draw).detach();
+  } catch (const std::system_error& error) {
+    *drawing_ = false;
+    respond(ErrorResponse(500, error.what()));
+  }
 }
 
 void Api::GetSnapshotCsv(const Request&, const Respond& respond) {

@@ -77,6 +77,10 @@ bool Daemon::SensorAnswers() const {
 
 // Switching the laser off needs no registers, so it works beside a call that hangs.
 void Daemon::Watch() {
+  if (sensor_.LaserTimeIsOver()) {
+    laser::Off();
+    SwitchLaserOff();
+  }
   if (!SensorAnswers()) {
     if (!laser_forced_off_) {
       sensor_calls_.Clear();  // nothing that waits may switch it on later
@@ -104,7 +108,7 @@ void Daemon::Watch() {
 void Daemon::SwitchLaserOff() {
   sensor_calls_.Post(
       [this]() -> Json {
-        sensor_.SwitchLaser(false);
+        sensor_.SwitchLaserOff();
         return nullptr;
       },
       [](const Json&, const std::exception_ptr&) {}, /*urgent=*/true);

@@ -31,7 +31,7 @@ Failure CannotListen(const std::string& where, const boost::system::error_code& 
           "choose another one with --listen, --port or TESSALINE_SOCKET"};
 }
 
-// An IPv4 address may come in the clothes of an IPv6 one.
+// An IPv4 address may come mapped into an IPv6 one.
 bool IsThisMachine(const asio::ip::address& address) {
   if (address.is_v6() && address.to_v6().is_v4_mapped()) {
     return asio::ip::make_address_v4(asio::ip::v4_mapped, address.to_v6()).is_loopback();
@@ -59,6 +59,11 @@ Listener::Listener(const Place& place, const std::string& socket, const Services
       path_(socket),
       services_(services),
       doors_(std::make_unique<Doors>(services.network)) {
+  if (const auto other = live::ProcessBehind(path_)) {
+    throw Failure(ExitCode::kExists,
+                  fmt::format("process {} already serves a sensor at {}", *other, path_),
+                  "stop it first, or give this one another place with TESSALINE_SOCKET");
+  }
   boost::system::error_code error;
   const auto address = asio::ip::make_address(place.address, error);
   if (error) {
@@ -91,12 +96,6 @@ Listener::~Listener() { Stop(); }
 void Listener::OpenSocket() {
   const std::filesystem::path path(path_);
   boost::system::error_code error;
-  if (live::ProcessBehind(path_)) {
-    throw Failure(
-        ExitCode::kExists,
-        fmt::format("process {} serves a sensor at {}", *live::ProcessBehind(path_), path_),
-        "stop it first, or give this one another place with TESSALINE_SOCKET");
-  }
   std::error_code ignored;
   const auto there = std::filesystem::symlink_status(path, ignored);
   if (std::filesystem::exists(there) && !std::filesystem::is_socket(there)) {

@@ -7,6 +7,7 @@
 #include <fstream>
 #include <memory>
 
+#include "serve/LogLines.h"
 #include "serve/Network.h"
 
 namespace tool::serve {
@@ -68,7 +69,10 @@ class RingConnection : public std::enable_shared_from_this<RingConnection> {
 
  private:
   Json Add(std::size_t bytes, const std::string& what) {
-    if (!HasRoomFor(bytes)) return nullptr;
+    if (!HasRoomFor(bytes)) {
+      LogLines::Instance().Note("a program asked for frames, and its memory is more than is free");
+      return nullptr;
+    }
     auto ring = ring::RecordRing::Create(bytes);
     if (!ring || Feed::Instance().TapCount() >= kMostRings) return nullptr;
     ring->Claim();

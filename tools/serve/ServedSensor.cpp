@@ -67,7 +67,8 @@ void ServedSensor::Start(const Recipe& recipe) {
   TriggerLostReset();
   counted_at_ = last_delivery_ = Clock::now();
   SwitchAcquisition(true);
-  SwitchLaser(recipe.laser == "on");
+  if (recipe.laser == "on") SwitchLaserOn(off_orders());
+  if (recipe.laser != "on") SwitchLaserOff();
   Look();
 }
 
@@ -84,7 +85,7 @@ void ServedSensor::Stop() {
   device_.StopAcquisition();
 }
 
-void ServedSensor::Change(const Recipe& recipe) {
+void ServedSensor::Change(const Recipe& recipe, unsigned off_orders) {
   Require(recipe, model());
   // A spacing in pulses is none in microseconds, so another trigger brings its own.
   const Recipe wanted = Over(recipe, asked_);
@@ -108,38 +109,61 @@ void ServedSensor::Change(const Recipe& recipe) {
     state_.settings = InForce(state_.images);
   }
   UseView();
-  if (recipe.laser) SwitchLaser(recipe.laser == "on");
+  if (recipe.laser == "on") SwitchLaserOn(off_orders);
+  if (recipe.laser == "off") SwitchLaserOff();
 }
 
-void ServedSensor::SwitchLaser(bool on, std::optional<double> seconds) {
+void ServedSensor::RequireNoOrderSince(unsigned off_orders) const {
+  if (off_orders == off_orders_) return;
+  throw Failure(ExitCode::kNegative, "the laser has been switched off in the meantime",
+                "switch it on again if nobody objects");
+}
+
+void ServedSensor::SwitchLaserOn(unsigned off_orders, std::optional<double> seconds) {
+  RequireNoOrderSince(off_orders);
   CountLaserTime();
-  if (on) {
-    on_laser_(true);
-    try {
-      device_.LaserOn();
-    } catch (const Failure&) {
-      SwitchLaser(false);  // one of its two lines may be on
-      throw;
-    }
-    laser_since_ = Clock::now();
-    laser_until_.reset();
-    if (seconds) {
-      laser_until_ = *laser_since_ + std::chrono::duration_cast<Clock::duration>(
-                                         std::chrono::duration<double>(*seconds));
-    }
-  } else {
-    device_.LaserOff();
-    // Also when somebody else has switched it on.
-    if (!laser::Off()) {
-      throw Failure(ExitCode::kNegative, "the laser cannot be switched off",
-                    "\"tessaline check\" tests its lines");
-    }
-    on_laser_(false);
-    laser_since_.reset();
-    laser_until_.reset();
+  on_laser_(true);
+  try {
+    device_.LaserOn();
+    RequireNoOrderSince(off_orders);  // the order's lines may have gone low just before
+  } catch (const Failure&) {
+    SwitchLaserOff();  // one of its two lines may be on
+    throw;
   }
+  const auto now = Clock::now();
+  laser_since_ = now;
+  laser_until_ = kNoEnd;
+  if (seconds) {
+    const auto time = std::chrono::duration<double>(*seconds);
+    laser_until_ =
+        (now + std::chrono::duration_cast<Clock::duration>(time)).time_since_epoch().count();
+  }
+  SetLaser(true);
+}
+
+void ServedSensor::SwitchLaserOff() {
+  CountLaserTime();
+  device_.LaserOff();
+  // Also when somebody else has switched it on.
+  if (!laser::Off()) {
+    throw Failure(ExitCode::kNegative, "the laser cannot be switched off",
+                  "\"tessaline check\" tests its lines");
+  }
+  on_laser_(false);
+  laser_since_.reset();
+  laser_until_ = kNoEnd;
+  SetLaser(false);
+}
+
+void ServedSensor::SetLaser(bool on) {
   const std::lock_guard lock(mutex_);
   state_.laser = on;
+}
+
+bool ServedSensor::LaserTimeIsOver() {
+  Clock::rep until = laser_until_;
+  return until != kNoEnd && Clock::now().time_since_epoch().count() >= until &&
+         laser_until_.compare_exchange_strong(until, kNoEnd);
 }
 
 void ServedSensor::SwitchAcquisition(bool on) {
@@ -263,7 +287,6 @@ void ServedSensor::LookAtRates() {
 }
 
 void ServedSensor::Look() {
-  if (laser_until_ && Clock::now() >= *laser_until_) SwitchLaser(false);
   CountLaserTime();
   LookAtRates();
   tessaline_capture_statistics images{};

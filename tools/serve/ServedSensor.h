@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <functional>
 #include <mutex>
@@ -31,14 +32,23 @@ class ServedSensor {
 
   // Makes these settings; the others stay. Throws a Failure with the limits before anything is
   // touched, or, when the device refuses one, after the settings from before have been made again.
-  void Change(const Recipe& recipe);
-  // With `seconds` it goes off again by itself, unless it is switched before.
-  void SwitchLaser(bool on, std::optional<double> seconds = std::nullopt);
+  // `off_orders`: as for SwitchLaserOn().
+  void Change(const Recipe& recipe, unsigned off_orders);
+  // With `seconds` LaserTimeIsOver() tells the end of its time. `off_orders` were counted when
+  // somebody asked for it: throws a Failure if the laser has been ordered off since then.
+  void SwitchLaserOn(unsigned off_orders, std::optional<double> seconds = std::nullopt);
+  void SwitchLaserOff();
   void SwitchAcquisition(bool on);
   void SwitchMode(bool images);
   void Trigger();
-  // Reads counters and temperatures, and ends the laser's time.
+  // Reads counters and temperatures.
   void Look();
+
+  // On any thread: how often the laser was ordered off, one more order, and, once, that the time is
+  // over for which it was switched on.
+  unsigned off_orders() const { return off_orders_; }
+  void CountOffOrder() { ++off_orders_; }
+  bool LaserTimeIsOver();
 
   SensorState state() const;
   const Model& model() const { return session_.model(); }
@@ -54,6 +64,8 @@ class ServedSensor {
   void UseView();
   void TellRegisters() const;
   Recipe InForce(bool images) const;
+  void RequireNoOrderSince(unsigned off_orders) const;
+  void SetLaser(bool on);
   void CountLaserTime();
   void LookAtRates();
 
@@ -67,7 +79,9 @@ class ServedSensor {
   View view_;
   std::uint32_t generation_ = 0;
   std::optional<Clock::time_point> laser_since_;
-  std::optional<Clock::time_point> laser_until_;
+  static constexpr Clock::rep kNoEnd = 0;
+  std::atomic<Clock::rep> laser_until_{kNoEnd};
+  std::atomic<unsigned> off_orders_{0};
   Feed::Counts counts_before_;
   Clock::time_point counted_at_;
   Clock::time_point last_delivery_;
