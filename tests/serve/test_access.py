@@ -196,10 +196,12 @@ def test_without_json_nothing_says_the_token_either(daemons):
     daemon = daemons.launch(form=(), **QUICK)
     lines = daemon.read_until(b"other commands")
     token_file = daemon.folder / "serve.sock.token"
+    token = token_file.read_text().strip()
     assert daemon.end() == 0
     said = lines.decode() + daemon.output()
     assert str(token_file) in said and "http://127.0.0.1:" in said
-    assert token_file.read_text().strip() not in said
+    assert token not in said
+    assert not token_file.exists()
 
 
 def test_on_a_terminal_the_address_has_the_token(daemons):
@@ -209,8 +211,9 @@ def test_on_a_terminal_the_address_has_the_token(daemons):
         said = b""
         while b"other commands" not in said:
             said += os.read(ours, 4096)
+        token = (daemon.folder / "serve.sock.token").read_text().strip()
         assert daemon.end() == 0
     finally:
         os.close(ours)
         os.close(its)
-    assert f"/#token={(daemon.folder / 'serve.sock.token').read_text().strip()}" in said.decode()
+    assert f"/#token={token}" in said.decode()

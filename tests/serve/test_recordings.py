@@ -84,6 +84,32 @@ def test_a_recording_is_complete_when_the_daemon_ends(daemons, tmp_path):
     assert shown["closed"] and shown["profiles"]["frames"] > 50
 
 
+def test_a_recording_that_ends_by_itself_says_why(daemons, tmp_path):
+    daemon = daemons.start("--recordings", tmp_path)
+    assert daemon.get("state")["recording_failure"] is None
+    file = daemon.write("POST", "recordings", status=201)["file"]
+    wait_until(lambda: (tmp_path / file).exists(), seconds=10)
+    recorder, = [child for child in children(daemon.pid)
+                 if b"record" in pathlib.Path(f"/proc/{child}/cmdline").read_bytes()]
+    os.kill(recorder, signal.SIGKILL)
+    why = wait_until(lambda: daemon.get("state")["recording_failure"])
+    assert file in why and "signal 9" in why
+    assert why == daemon.write("DELETE", "recordings/current", status=409)["advice"]
+    assert why in [line["text"] for line in daemon.get("log")["lines"]]
+    # The next one has no reason yet.
+    daemon.write("POST", "recordings", status=201)
+    assert daemon.get("state")["recording_failure"] is None
+
+
+def test_a_folder_that_goes_is_the_reason(daemons, tmp_path):
+    folder = tmp_path / "goes"
+    daemon = daemons.start("--recordings", folder)
+    folder.rmdir()
+    daemon.write("POST", "recordings", status=201)
+    why = wait_until(lambda: daemon.get("state")["recording_failure"], seconds=10)
+    assert str(folder) in why or "No such file" in why, why
+
+
 def test_without_a_folder_there_are_no_recordings(daemons):
     daemon = daemons.start(TESSALINE_BOARD_SLEEP="0")
     assert daemon.get("state")["recordings_possible"] is False

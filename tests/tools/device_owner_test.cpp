@@ -1,31 +1,42 @@
 // Who has a device: asked before it is started a second time.
-#include "DeviceOwner.h"
-
 #include <fcntl.h>
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdlib>
+#include <string>
+
+#include "DeviceOwner.h"
+
 namespace tessaline_test {
 namespace {
 
-using ::testing::HasSubstr;
+// A device that nobody else knows: the end of a terminal of our own.
+class Terminal {
+ public:
+  Terminal() : other_end_(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC)) {
+    if (grantpt(other_end_) == 0 && unlockpt(other_end_) == 0) node_ = ptsname(other_end_);
+  }
+  ~Terminal() { close(other_end_); }
+  const std::string& node() const { return node_; }
 
-// Nothing on an ordinary machine keeps this one open.
-constexpr const char* kNode = "/dev/full";
+ private:
+  const int other_end_;
+  std::string node_;
+};
 
 // A process that has the node open, from the constructor on.
 class Holder {
  public:
-  Holder() {
+  explicit Holder(const std::string& node) {
     int ready[2];
     if (pipe2(ready, O_CLOEXEC) != 0) return;
     process_ = fork();
     if (process_ == 0) {
-      const int node = open(kNode, O_RDWR | O_CLOEXEC);
-      if (write(ready[1], "x", node >= 0 ? 1 : 0) < 0) _exit(1);
+      const int file = open(node.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
+      if (write(ready[1], "x", file >= 0 ? 1 : 0) < 0) _exit(1);
       for (;;) pause();
     }
     char byte;
@@ -49,23 +60,24 @@ class Holder {
 };
 
 TEST(DeviceOwner, IsNamed) {
-  ASSERT_FALSE(tool::FindOwner(kNode)) << tool::FindOwner(kNode)->Name() << " disturbs this test";
-  Holder holder;
+  const Terminal terminal;
+  ASSERT_FALSE(tool::FindOwner(terminal.node()));
+  Holder holder(terminal.node());
   ASSERT_TRUE(holder.opened());
-  const auto owner = tool::FindOwner(kNode);
+  const auto owner = tool::FindOwner(terminal.node());
   ASSERT_TRUE(owner);
   EXPECT_EQ(owner->process, holder.process());
-  EXPECT_THAT(owner->Name(), HasSubstr(" (process " + std::to_string(holder.process()) + ")"));
-  EXPECT_THAT(owner->Name(), HasSubstr("tools_device_ow"));
+  EXPECT_EQ(owner->Name(), "tools_device_ow (process " + std::to_string(holder.process()) + ")");
   holder.End();
-  EXPECT_FALSE(tool::FindOwner(kNode));
+  EXPECT_FALSE(tool::FindOwner(terminal.node()));
 }
 
 TEST(DeviceOwner, IsNotThisProcess) {
-  const int node = open(kNode, O_RDWR | O_CLOEXEC);
-  ASSERT_GE(node, 0);
-  EXPECT_FALSE(tool::FindOwner(kNode));
-  close(node);
+  const Terminal terminal;
+  const int file = open(terminal.node().c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
+  ASSERT_GE(file, 0);
+  EXPECT_FALSE(tool::FindOwner(terminal.node()));
+  close(file);
 }
 
 TEST(DeviceOwner, NobodyHasWhatIsNoDevice) {

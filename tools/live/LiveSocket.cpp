@@ -22,14 +22,13 @@ std::string OfTheUser() {
   return fmt::format("/tmp/tessaline-{}/serve.sock", geteuid());
 }
 
-// Whether nobody but us can have put anything there.
+}  // namespace
+
 bool IsOurs(const std::string& folder) {
   struct stat info {};
   return lstat(folder.c_str(), &info) == 0 && S_ISDIR(info.st_mode) && info.st_uid == geteuid() &&
          (info.st_mode & (S_IWGRP | S_IWOTH)) == 0;
 }
-
-}  // namespace
 
 std::string SocketPath() {
   const std::string chosen = Environment("TESSALINE_SOCKET");

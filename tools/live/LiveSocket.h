@@ -15,6 +15,9 @@ std::string SocketPath();
 // The places where a daemon may be, the likeliest first.
 std::vector<std::string> SocketPaths();
 
+// Whether nobody but us can have put anything into a folder.
+bool IsOurs(const std::string& folder);
+
 // A connection to the daemon at a path; -1: there is none.
 int Connect(const std::string& path);
 

@@ -44,6 +44,7 @@ Json BodyOf(const Request& request) {
 }
 
 bool SwitchIn(const Json& body, std::size_t members = 1) {
+  if (body.size() > members) throw BadRequest("the body has unknown members", "send \"on\" alone");
   if (body.size() != members || !body.contains("on") || !body["on"].is_boolean()) {
     throw BadRequest("the body says neither on nor off", "send {\"on\": true} or {\"on\": false}");
   }
@@ -247,6 +248,7 @@ bool Api::IsStuck() const {
 Json Api::State() const {
   Json json = SensorJson(parts_.sensor, parts_.pictures);
   json["recording"] = parts_.recordings.Current();
+  json["recording_failure"] = parts_.recordings.WhyEnded();
   json["recordings_possible"] = parts_.recordings.possible();
   json["clients"] = ClientsJson(parts_.hub);
   json["uptime"] = std::chrono::duration<double>(Clock::now() - start_).count();

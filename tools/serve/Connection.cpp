@@ -50,7 +50,9 @@ std::optional<Number> NumberIn(const Request& request, const char* name, Number 
 // Browsers cannot send a header with a WebSocket, but subprotocols: "tessaline.v1, token.1234".
 std::string TokenOf(const HttpRequest& message) {
   const std::string header = Text(message[http::field::authorization]);
-  if (header.starts_with(kBearer)) return header.substr(kBearer.size());
+  if (beast::iequals(header.substr(0, kBearer.size()), kBearer.data())) {
+    return header.substr(kBearer.size());
+  }
   const std::string protocols = Text(message[http::field::sec_websocket_protocol]);
   const std::size_t at = protocols.find(kTokenProtocol);
   if (at == std::string::npos) return {};

@@ -3,6 +3,7 @@
 #include <signal.h>
 
 #include <boost/asio/post.hpp>
+#include <thread>
 
 #include "Interrupt.h"
 #include "Laser.h"
@@ -120,8 +121,18 @@ void Daemon::Stop() {
   laser::Off();
   const bool idle = sensor_calls_.Stop();  // a call may have switched it on just now
   if (laser::Off()) guard_.Tell(false);
-  // Recorders see the end in their rings, and complete their files.
-  recordings_.End();
+  // A recorder may be asking for something, so its answers still go out meanwhile.
+  network_.restart();
+  std::thread ending = [this] {
+    const SignalsBlocked inherited;
+    return std::thread([this] {
+      recordings_.End();
+      network_.stop();
+    });
+  }();
+  network_.run();
+  ending.join();
+  // Other recorders see the end in their rings, and complete their files.
   Feed::Instance().ForEachTap([](RecordTap& tap) { tap.ring().End(); });
   if (idle) sensor_.Stop();
 }

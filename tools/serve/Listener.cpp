@@ -13,6 +13,7 @@
 #include <optional>
 
 #include "Failure.h"
+#include "VirtualBoard.h"
 #include "live/LiveSocket.h"
 
 namespace tool::serve {
@@ -108,6 +109,12 @@ void Listener::OpenSocket() {
         std::filesystem::perms::owner_all |
             (geteuid() == 0 ? std::filesystem::perms(055) : std::filesystem::perms::none),
         ignored);
+  }
+  const bool chosen = !Environment("TESSALINE_SOCKET").empty();
+  if (!chosen && geteuid() != 0 && !live::IsOurs(path.parent_path())) {
+    throw Failure(ExitCode::kNoPermission,
+                  fmt::format("others may write to {}", path.parent_path().string()),
+                  "choose another place with TESSALINE_SOCKET");
   }
   std::filesystem::remove(path, ignored);  // of a daemon that was killed
   doors_->local.open(Local(), error);

@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "Failure.h"
+#include "serve/LogLines.h"
 #include "serve/Spawn.h"
 
 namespace tool::serve {
@@ -65,6 +66,7 @@ Json Recordings::Start() {
   child_ = Spawn({ProgramBeside("tessaline"), "record", "-o", PathOf(file), "--json"},
                  {{"TESSALINE_SOCKET", socket_}}, /*on_board=*/false, /*input=*/-1, report_);
   asked_to_end_ = false;
+  failure_ = nullptr;
   file_ = file;
   start_ = Clock::now();
   before_ = Feed::Instance().counts();
@@ -73,8 +75,28 @@ Json Recordings::Start() {
 }
 
 bool Recordings::Look() {
-  if (child_ > 0 && waitpid(child_, nullptr, WNOHANG) == child_) child_ = -1;
+  int status = 0;
+  if (child_ > 0 && waitpid(child_, &status, WNOHANG) == child_) {
+    child_ = -1;
+    if (!asked_to_end_) Explain(status);
+  }
   return child_ > 0;
+}
+
+void Recordings::Explain(int status) {
+  const std::string reason =
+      WIFSIGNALED(status) ? fmt::format("its program was ended by signal {}", WTERMSIG(status))
+                          : fmt::format("its program ended with status {}", WEXITSTATUS(status));
+  const std::string text =
+      fmt::format("the recording {} ended by itself: {}", file_, Report().value("error", reason));
+  failure_ = text;
+  LogLines::Instance().Note(text);
+}
+
+Json Recordings::WhyEnded() {
+  const std::lock_guard lock(mutex_);
+  Look();
+  return failure_;
 }
 
 Json Recordings::Stop() {
@@ -83,7 +105,11 @@ Json Recordings::Stop() {
     return Look();
   };
   Json last = Current();
-  if (last.is_null()) throw Failure(ExitCode::kNegative, "nothing is being recorded");
+  if (last.is_null()) {
+    const Json why = WhyEnded();
+    throw Failure(ExitCode::kNegative, "nothing is being recorded",
+                  why.is_string() ? why.get<std::string>() : "");
+  }
   {
     const std::lock_guard lock(mutex_);
     // A second one would end it in the middle of its file.

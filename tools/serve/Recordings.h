@@ -27,12 +27,14 @@ class Recordings {
   // For any thread.
   Json List() const;
   Json Current();  // null: none runs
+  Json WhyEnded();  // why the last one ended by itself; null: it did not
 
  private:
   using Clock = std::chrono::steady_clock;
   // Whether one runs.
   bool Look();
   Json Report() const;
+  void Explain(int status);
   std::string PathOf(const std::string& file) const { return folder_ + "/" + file; }
 
   const std::string folder_;
@@ -41,6 +43,7 @@ class Recordings {
   pid_t child_ = -1;
   int report_ = -1;  // what the recorder prints
   bool asked_to_end_ = false;
+  Json failure_;
   std::string file_;
   Clock::time_point start_;
   Feed::Counts before_;

@@ -101,6 +101,7 @@ class ServeCommand : public Command {
     Tell(session, *daemon, settings, token_file);
     daemon->Run();
     daemon->Stop();
+    if (options_.token_file.empty()) unlink(token_file.c_str());
     return ExitCode::kOk;  // a signal is the normal end
   }
 

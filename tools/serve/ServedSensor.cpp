@@ -181,7 +181,7 @@ void ServedSensor::SwitchAcquisition(bool on) {
 void ServedSensor::SwitchMode(bool images) {
   const SensorState now = state();
   if (now.images == images) return;
-  device_.StopAcquisition();
+  SwitchAcquisition(false);
   const unsigned mode = images ? 1 : 0;
   RunStep("SetCollectMode()", SetCollectMode(mode) == 0);
   const Recipe full = WithDefaults(asked_, model(), images);

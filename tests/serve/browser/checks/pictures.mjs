@@ -6,6 +6,7 @@ import { firstFrame, until } from '../browser.mjs';
 
 // The belt of the virtual board has few heights where nothing lies on it.
 const kLeastColours = 3;
+const kChanges = 10;
 
 export const checks = {
   "the curve is the stream's profile": async ({ browser, daemon }) => {
@@ -68,7 +69,11 @@ export const checks = {
     await firstFrame(page, 'image');
     const images = await page.evaluate(latencies);
     assert.ok(profiles.length > 1 && images.length > 1, 'too few frames to measure');
-    return `profiles ${spread(profiles)}, images ${spread(images)}`;
+    const changes = await lightChanges(page, daemon);
+    return (
+      `profiles ${spread(profiles)}, images ${spread(images)}, ` +
+      `a change of the scene until it is seen ${spread(changes)}`
+    );
   },
 
   'pictures of the page': async ({ browser, daemon, options }) => {
@@ -93,6 +98,22 @@ export const checks = {
     return options.screenshots;
   },
 };
+
+// Milliseconds from the request that switches the laser until the page's image shows it. Both
+// clocks are this program's, so the way to the sensor is in it, too.
+async function lightChanges(page, daemon) {
+  await page.evaluate(`window.brightPixels = ${brightPixels}`);
+  const times = [];
+  for (let i = 0; i < kChanges; i++) {
+    const on = i % 2 === 1;
+    const start = performance.now();
+    const asked = daemon.put('laser', { on });
+    await page.evaluate(seesLight, on);
+    times.push(performance.now() - start);
+    await asked;
+  }
+  return times;
+}
 
 function newestProfile(page) {
   return page.evaluate(() => {
@@ -149,6 +170,10 @@ function brightPixels() {
   return bright;
 }
 
+async function seesLight(wanted) {
+  while (window.brightPixels() > 0 !== wanted) await new Promise(requestAnimationFrame);
+}
+
 async function latencies() {
   const seen = new Map();
   const end = performance.now() + 4000;
@@ -162,5 +187,5 @@ async function latencies() {
 function spread(values) {
   const sorted = values.toSorted((a, b) => a - b);
   const at = (part) => Math.round(sorted[Math.floor((sorted.length - 1) * part)]);
-  return `median ${at(0.5)} ms, 95 % within ${at(0.95)} ms (${values.length} frames)`;
+  return `median ${at(0.5)} ms, 95 % within ${at(0.95)} ms (${values.length} times)`;
 }

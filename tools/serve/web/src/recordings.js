@@ -1,8 +1,6 @@
 import { byId, make, setText } from './dom.js';
 import { duration, number, withUnit } from './format.js';
 
-const kPatience = 4000;
-
 /** Starts and stops recordings, and lists the files. */
 export class Recordings {
   constructor({ api, messages }) {
@@ -15,10 +13,10 @@ export class Recordings {
     });
   }
 
-  show({ recording, recordings_possible: possible }) {
+  show({ recording, recordings_possible: possible, recording_failure: failure }) {
     const before = this.running;
     this.running = Boolean(recording);
-    this.noteStart();
+    this.noteFailure(failure);
     this.button.disabled = !possible && !recording;
     this.button.classList.toggle('active', this.running);
     setText(this.button, this.running ? 'Stop recording' : 'Record');
@@ -37,12 +35,11 @@ export class Recordings {
     );
   }
 
-  // The daemon has a program of its own for recordings, which may end at once.
-  noteStart() {
-    if (this.running) this.started = 0;
-    if (!this.started || performance.now() - this.started < kPatience) return;
-    this.started = 0;
-    this.messages.fail('The recording ended by itself. The output of the daemon says why.');
+  // The daemon has a program of its own for recordings, which may end before it is asked to.
+  noteFailure(failure) {
+    const news = failure && this.failure !== undefined && failure !== this.failure;
+    if (news) this.messages.fail(`${failure[0].toUpperCase()}${failure.slice(1)}`);
+    this.failure = failure;
   }
 
   async toggle() {
@@ -54,11 +51,10 @@ export class Recordings {
         ({ file, frames }) => `Recorded ${number(frames)} frames to ${file}.`,
       );
     } else {
-      const started = await this.messages.attempt(
+      await this.messages.attempt(
         () => this.api.json('POST', 'recordings', {}),
         ({ file }) => `Recording to ${file}.`,
       );
-      this.started = started ? performance.now() : 0;
     }
     this.busy = false;
   }
