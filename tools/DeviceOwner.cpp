@@ -2,7 +2,6 @@
 
 #include <fmt/format.h>
 #include <sys/stat.h>
-#include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <charconv>

@@ -280,7 +280,7 @@ void Api::GetSettings(const Request&, const Respond& respond) {
 
 void Api::PatchSettings(const Request& request, const Respond& respond) {
   const Recipe recipe = RecipeIn(request, parts_.sensor.model());
-  // A recipe that switches the laser off is no hurry; the laser's own request is.
+  // An order to switch the laser off, in the meantime, also voids "on" in a recipe.
   OnSensor(respond, [this, recipe, orders = parts_.sensor.off_orders()] {
     parts_.sensor.Change(recipe, orders);
     return Settings();
@@ -362,12 +362,14 @@ void Api::GetSnapshotPng(const Request&, const Respond& respond) {
   }
   const SignalsBlocked inherited;
   const auto draw = [drawing = drawing_, respond, newest = std::move(*newest)] {
-    const std::shared_ptr<void> end(nullptr, [&drawing](void*) { *drawing = false; });
+    Response response;
     try {
-      respond({200, "image/png", SnapshotPng(newest)});
+      response = {200, "image/png", SnapshotPng(newest)};
     } catch (const std::exception& error) {
-      respond(ErrorResponse(500, error.what()));
+      response = ErrorResponse(500, error.what());
     }
+    *drawing = false;  // before the answer, after which the next request may come
+    respond(std::move(response));
   };
   try {
     std::thread(draw).detach();

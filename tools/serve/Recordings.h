@@ -26,7 +26,7 @@ class Recordings {
   Json Stop();
   // For any thread.
   Json List() const;
-  Json Current();  // null: none runs
+  Json Current();   // null: none runs
   Json WhyEnded();  // why the last one ended by itself; null: it did not
 
  private:
