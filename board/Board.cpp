@@ -22,6 +22,7 @@
 #include "devices/I2cBus.h"
 #include "devices/Memory.h"
 #include "devices/SpiBus.h"
+#include "devices/SystemTree.h"
 #include "devices/UDmaBuf.h"
 
 // Exported by the C library; its headers do not declare it.
@@ -54,6 +55,41 @@ unsigned RawTemperature(const products::Processor& processor) {
   constexpr unsigned kZynq = 2545;
   constexpr unsigned kZynqMp = 41200;
   return processor.regions.image == VeltranoSDK::fpga::kZynqRegions.image ? kZynq : kZynqMp;
+}
+
+// Numbers of devices that the kernel gives out as they come.
+constexpr unsigned kVideoMajor = 81;
+constexpr unsigned kI2cMajor = 89;
+constexpr unsigned kSpiMajor = 153;
+constexpr unsigned kMiscMajor = 10;
+constexpr unsigned kWatchdogMinor = 130;
+constexpr unsigned kFirstDynamicMajor = 240;
+
+void Describe(SystemTree& tree, const products::Board& wiring, bool has_spi) {
+  tree.Add({"mem", 1, 1, "", {}});
+  for (unsigned i = 0; i < 2; ++i) {
+    tree.Add({fmt::format("video{}", i),
+              kVideoMajor,
+              i,
+              "video4linux",
+              {{"name", fmt::format("tessaline-video{}", i)}, {"index", "0"}}});
+    tree.Add({fmt::format("uio{}", i),
+              kFirstDynamicMajor,
+              i,
+              "uio",
+              {{"name", i == 0 ? "trigger" : "da"}, {"version", "devicetree"}}});
+    const std::string name = fmt::format("tessaline I2C adapter {}", i);
+    tree.Add({fmt::format("i2c-{}", i), kI2cMajor, i, "i2c-dev", {{"name", name}}});
+  }
+  if (has_spi) {
+    tree.Add({fmt::format("spidev{}.0", wiring.sensor_bus.number), kSpiMajor, 0, "spidev", {}});
+  }
+  tree.Add({"watchdog", kMiscMajor, kWatchdogMinor, "misc", {}});
+  tree.Add(
+      {"watchdog0", kFirstDynamicMajor + 1, 0, "watchdog", {{"identity", "tessaline watchdog"}}});
+  tree.Add({"udmabuf0", kFirstDynamicMajor + 2, 0, "", {}});
+  const std::string thermometer = wiring.processor.thermometer.file;
+  tree.Add(thermometer.substr(0, thermometer.rfind('/')) + "/name", "tessaline-monitor");
 }
 
 // During a fork no thread is inside the board, and the slot and the frame engine are locked, so the
@@ -180,6 +216,8 @@ Board::Board(const products::Product& product)
   }
   attach(wiring.laser_bus.number, "da", std::make_shared<DaConverter>());
   attach(0, "eeprom", std::make_shared<Eeprom>());
+  const bool has_spi = wiring.sensor_bus.path.find("spi") != std::string_view::npos;
+  Describe(*Add<SystemTree>(), wiring, has_spi);
 
   engine_ = std::make_unique<FrameEngine>(
       EngineWiring{fpga_, sensor_, [this] { return LaserPower(); }, &video_[0]->Buffers(),
@@ -202,6 +240,12 @@ Device* Board::Find(const std::string& path) const {
     if (device->Claims(path)) return device.get();
   }
   return nullptr;
+}
+
+FileTree Board::Files() const {
+  FileTree tree;
+  for (const auto& device : devices_) device->List(tree);
+  return tree;
 }
 
 Device* Board::Named(const std::string& name) const {

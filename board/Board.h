@@ -13,6 +13,7 @@
 #include "devices/Uio.h"
 #include "devices/VideoNode.h"
 #include "devices/Watchdog.h"
+#include "files/FileTree.h"
 #include "model/FpgaModel.h"
 #include "model/FrameEngine.h"
 #include "model/Replay.h"
@@ -35,6 +36,8 @@ class Board {
 
   // The device behind a path, or null.
   Device* Find(const std::string& path) const;
+  // All files that the board has now.
+  FileTree Files() const;
   // The device with this name in the transcript, or null.
   Device* Named(const std::string& name) const;
 

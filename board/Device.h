@@ -46,6 +46,8 @@ class OpenFile {
   std::atomic<int> flags_{0};
 };
 
+class FileTree;
+
 using OpenResult = std::pair<std::shared_ptr<OpenFile>, int>;  // file, or null and errno
 
 // One device of the board. It claims paths and opens them.
@@ -60,6 +62,8 @@ class Device {
   virtual std::string Name() const = 0;
   virtual bool Claims(const std::string& path) const = 0;
   virtual OpenResult Open(const std::string& path, int flags) = 0;
+  // Adds the files that it has now, other than its node; default: none.
+  virtual void List(FileTree& /*tree*/) const {}
   // If its driver does not implement poll, a device is always ready for everything.
   virtual void SetPoll(bool /*implemented*/) {}
   // Called when the board is unplugged. Calls that wait in the device's files return.

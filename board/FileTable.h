@@ -17,6 +17,7 @@ struct Entry {
   std::shared_ptr<Board> board;  // keeps the devices while one of their files is open
   std::shared_ptr<OpenFile> file;
   std::string device;
+  std::string path;  // where it was opened
 };
 
 constexpr int kMaxDescriptors = 65536;

@@ -13,31 +13,51 @@
 #include "RealCalls.h"
 #include "Transcript.h"
 #include "devices/FpgaWindow.h"
+#include "files/Place.h"
 
 namespace board {
 
-int OpenDevice(const char* path, int flags) {
+namespace {
+
+// A folder, or what O_PATH gives.
+int OpenPlace(const std::shared_ptr<Board>& board, const Place& place, int flags) {
+  const bool folder = place.node.IsFolder();
+  if (folder && (flags & O_ACCMODE) != O_RDONLY) return -EISDIR;
+  if (!folder && (flags & O_DIRECTORY) != 0) return -ENOTDIR;
+  return Install({board, std::make_shared<PlaceFile>(folder), "", place.path},
+                 (flags & O_CLOEXEC) != 0);
+}
+
+}  // namespace
+
+int OpenDevice(int directory, const char* path, int flags) {
   constexpr int kOfTheOpening = O_CREAT | O_EXCL | O_NOCTTY | O_TRUNC | O_CLOEXEC;
   const std::shared_ptr<Board> board = Board::Current();
   if (board == nullptr || path == nullptr) return kNotOurs;
-  Device* device = board->Find(path);
+  const auto place = FindPlace(*board, directory, path, (flags & O_NOFOLLOW) == 0);
+  if (place && place->node.IsLink() && (flags & O_PATH) == 0) return -ELOOP;
+  const bool only_place =
+      place && (place->node.IsFolder() || (flags & (O_PATH | O_DIRECTORY)) != 0);
+  if (only_place) return OpenPlace(board, *place, flags);
+  const std::string found = place ? place->path : path;
+  Device* device = board->Find(found);
   if (device == nullptr) return kNotOurs;
   const std::string name = device->Name();
   if (const int error = PlantedFault(name, "open").error; error != 0) return -error;
-  auto [file, error] = device->Open(path, flags);
+  auto [file, error] = device->Open(found, flags);
   if (file == nullptr) {
     Record(name, "open " + std::string(path) + " failed: " + ErrnoName(error));
     return -error;
   }
   file->SetFlags(flags & ~kOfTheOpening);
-  return Install({board, std::move(file), name}, (flags & O_CLOEXEC) != 0);
+  return Install({board, std::move(file), name, found}, (flags & O_CLOEXEC) != 0);
 }
 
 namespace {
 
 int OpenAny(int directory, const char* path, int flags, mode_t mode) {
   if (Board::PluggedIn()) {
-    const int fd = InBoard(true, [=] { return OpenDevice(path, flags); });
+    const int fd = InBoard(true, [=] { return OpenDevice(directory, path, flags); });
     if (fd != kNotOurs) return AsSystemCall(fd);
   }
   // real::Open is not a cancellation point.

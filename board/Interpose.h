@@ -42,7 +42,7 @@ auto InBoard(bool cancellation_point, Call call) {
 
 // Opening returns the new descriptor, -errno, or kNotOurs if the path is not a device of the board.
 constexpr int kNotOurs = 1 << 30;
-int OpenDevice(const char* path, int flags);
+int OpenDevice(int directory, const char* path, int flags);
 
 // Runs a call on the file behind a board descriptor. The call is given a flag that says whether to
 // do only half.

@@ -51,7 +51,7 @@ int FlagsOf(const char* mode) {
 
 FILE* FopenAny(const char* path, const char* mode) {
   if (!Board::PluggedIn() || mode == nullptr) return real::Fopen(path, mode);
-  const int fd = InBoard(true, [=] { return OpenDevice(path, FlagsOf(mode)); });
+  const int fd = InBoard(true, [=] { return OpenDevice(AT_FDCWD, path, FlagsOf(mode)); });
   if (fd == kNotOurs) return real::Fopen(path, mode);
   if (AsSystemCall(fd) < 0) return nullptr;
   FILE* const stream = StreamOn(fd, mode);

@@ -43,6 +43,17 @@ constinit LibraryCall<int(const timespec*, timespec*)> nanosleep_call("nanosleep
 constinit LibraryCall<int(clockid_t, int, const timespec*, timespec*)> clock_nanosleep_call(
     "clock_nanosleep");
 constinit LibraryCall<FILE*(const char*, const char*)> fopen_call("fopen");
+constinit LibraryCall<int(int, const char*, int, int)> faccessat_call("faccessat");
+constinit LibraryCall<DIR*(const char*)> opendir_call("opendir");
+constinit LibraryCall<DIR*(int)> fdopendir_call("fdopendir");
+constinit LibraryCall<dirent*(DIR*)> readdir_call("readdir");
+constinit LibraryCall<int(DIR*)> closedir_call("closedir");
+constinit LibraryCall<void(DIR*)> rewinddir_call("rewinddir");
+constinit LibraryCall<long(DIR*)> telldir_call("telldir");
+constinit LibraryCall<void(DIR*, long)> seekdir_call("seekdir");
+constinit LibraryCall<int(DIR*)> dirfd_call("dirfd");
+constinit LibraryCall<int(const char*, int, int (*)(const char*, int), glob_t*)> glob_call("glob");
+constinit LibraryCall<char*(const char*, char*)> realpath_call("realpath");
 constinit LibraryCall<FILE*(int, const char*)> fdopen_call("fdopen");
 
 // Functions that were not used by then are looked up here, before any other code runs, because a
@@ -59,6 +70,17 @@ __attribute__((constructor(101))) void LookUpAll() {
   nanosleep_call.Get();
   clock_nanosleep_call.Get();
   fopen_call.Get();
+  faccessat_call.Get();
+  opendir_call.Get();
+  fdopendir_call.Get();
+  readdir_call.Get();
+  closedir_call.Get();
+  rewinddir_call.Get();
+  telldir_call.Get();
+  seekdir_call.Get();
+  dirfd_call.Get();
+  glob_call.Get();
+  realpath_call.Get();
   fdopen_call.Get();
 }
 
@@ -68,6 +90,23 @@ __attribute__((constructor(101))) void LookUpAll() {
 // so they call the kernel directly.
 int Open(int directory, const char* path, int flags, mode_t mode) {
   return static_cast<int>(syscall(SYS_openat, directory, path, flags, mode));
+}
+
+int Fstatat(int directory, const char* path, struct stat* status, int flags) {
+  return static_cast<int>(syscall(SYS_newfstatat, directory, path, status, flags));
+}
+
+int Statx(int directory, const char* path, int flags, unsigned mask, struct statx* status) {
+  return static_cast<int>(syscall(SYS_statx, directory, path, flags, mask, status));
+}
+
+// The C library checks what a kernel without this call cannot.
+int Faccessat(int directory, const char* path, int mode, int flags) {
+  return faccessat_call.Get()(directory, path, mode, flags);
+}
+
+ssize_t Readlinkat(int directory, const char* path, char* target, std::size_t size) {
+  return syscall(SYS_readlinkat, directory, path, target, size);
 }
 
 int Eventfd(unsigned count, int flags) {
@@ -139,6 +178,28 @@ int Nanosleep(const timespec* request, timespec* remaining) {
 int ClockNanosleep(clockid_t clock, int flags, const timespec* request, timespec* remaining) {
   return clock_nanosleep_call.Get()(clock, flags, request, remaining);
 }
+
+DIR* Opendir(const char* path) { return opendir_call.Get()(path); }
+
+DIR* Fdopendir(int fd) { return fdopendir_call.Get()(fd); }
+
+dirent* Readdir(DIR* folder) { return readdir_call.Get()(folder); }
+
+int Closedir(DIR* folder) { return closedir_call.Get()(folder); }
+
+void Rewinddir(DIR* folder) { rewinddir_call.Get()(folder); }
+
+long Telldir(DIR* folder) { return telldir_call.Get()(folder); }
+
+void Seekdir(DIR* folder, long place) { seekdir_call.Get()(folder, place); }
+
+int Dirfd(DIR* folder) { return dirfd_call.Get()(folder); }
+
+int Glob(const char* pattern, int flags, int (*error)(const char*, int), glob_t* found) {
+  return glob_call.Get()(pattern, flags, error, found);
+}
+
+char* Realpath(const char* path, char* resolved) { return realpath_call.Get()(path, resolved); }
 
 FILE* Fdopen(int fd, const char* mode) { return fdopen_call.Get()(fd, mode); }
 

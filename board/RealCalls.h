@@ -1,9 +1,12 @@
 #pragma once
 
+#include <dirent.h>
+#include <glob.h>
 #include <poll.h>
 #include <signal.h>
 #include <sys/epoll.h>
 #include <sys/select.h>
+#include <sys/stat.h>
 #include <sys/types.h>
 #include <time.h>
 
@@ -13,6 +16,10 @@
 // The C library's own functions, whose names the board interposes.
 namespace board::real {
 
+int Fstatat(int directory, const char* path, struct stat* status, int flags);
+int Statx(int directory, const char* path, int flags, unsigned mask, struct statx* status);
+int Faccessat(int directory, const char* path, int mode, int flags);
+ssize_t Readlinkat(int directory, const char* path, char* target, std::size_t size);
 int Open(int directory, const char* path, int flags, mode_t mode);
 ssize_t Read(int fd, void* buffer, std::size_t size);
 ssize_t Write(int fd, const void* buffer, std::size_t size);
@@ -33,6 +40,16 @@ int Pselect(int count, fd_set* read, fd_set* write, fd_set* except, const timesp
 int EpollControl(int set, int operation, int fd, epoll_event* event);
 int Nanosleep(const timespec* request, timespec* remaining);
 int ClockNanosleep(clockid_t clock, int flags, const timespec* request, timespec* remaining);
+DIR* Opendir(const char* path);
+DIR* Fdopendir(int fd);
+dirent* Readdir(DIR* folder);
+int Closedir(DIR* folder);
+void Rewinddir(DIR* folder);
+long Telldir(DIR* folder);
+void Seekdir(DIR* folder, long place);
+int Dirfd(DIR* folder);
+int Glob(const char* pattern, int flags, int (*error)(const char*, int), glob_t* found);
+char* Realpath(const char* path, char* resolved);
 FILE* Fdopen(int fd, const char* mode);
 FILE* Fopen(const char* path, const char* mode);
 

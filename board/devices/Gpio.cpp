@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "devices/SysfsFile.h"
+#include "files/FileTree.h"
 
 namespace board {
 namespace {
@@ -159,6 +160,20 @@ int Gpio::Level(unsigned line) const {
 std::string Gpio::Name() const { return std::string(kName); }
 
 bool Gpio::Claims(const std::string& path) const { return path.starts_with(kFolder); }
+
+void Gpio::List(FileTree& tree) const {
+  const std::string folder(kFolder);
+  tree.AddFile(folder + "export", false, true);
+  tree.AddFile(folder + "unexport", false, true);
+  const std::lock_guard lock(lines_->mutex);
+  for (const auto& [number, line] : lines_->lines) {
+    if (!line.exported) continue;
+    for (const LineFile& file : kLineFiles) {
+      tree.AddFile(folder + "gpio" + std::to_string(number) + '/' + std::string(file.name), true,
+                   true);
+    }
+  }
+}
 
 OpenResult Gpio::Open(const std::string& path, int flags) {
   const std::string label = path.substr(kFolder.size());

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "devices/SysfsFile.h"
+#include "files/FileTree.h"
 
 namespace board {
 namespace {
@@ -20,6 +21,10 @@ std::string IioTemperature::Name() const { return std::string(kName); }
 
 bool IioTemperature::Claims(const std::string& path) const {
   return std::ranges::find(paths_, path) != paths_.end();
+}
+
+void IioTemperature::List(FileTree& tree) const {
+  for (const std::string& path : paths_) tree.AddFile(path, true, false);
 }
 
 OpenResult IioTemperature::Open(const std::string& path, int flags) {

@@ -20,6 +20,7 @@ class IioTemperature : public CountedDevice {
   std::string Name() const override;
   bool Claims(const std::string& path) const override;
   OpenResult Open(const std::string& path, int flags) override;
+  void List(FileTree& tree) const override;
 
  private:
   const std::vector<std::string> paths_;

@@ -13,6 +13,7 @@
 #include "RealCalls.h"
 #include "devices/Outcome.h"
 #include "devices/SysfsFile.h"
+#include "files/FileTree.h"
 
 namespace board {
 namespace {
@@ -105,6 +106,15 @@ bool UDmaBuf::Claims(const std::string& path) const {
 OpenResult UDmaBuf::Open(const std::string& path, int flags) {
   if (path != kDevice) return OpenAttribute(path.substr(kFolder.size()), flags);
   return {std::make_shared<File>(buffer_, CountOpen()), 0};
+}
+
+void UDmaBuf::List(FileTree& tree) const {
+  const std::string folder(kFolder);
+  for (const char* const fixed : {"size", "phys_addr"}) tree.AddFile(folder + fixed, true, false);
+  for (const Setting& setting : kSettings) {
+    tree.AddFile(folder + std::string(setting.name), true, true);
+  }
+  for (const std::string_view sync : kSyncs) tree.AddFile(folder + std::string(sync), true, true);
 }
 
 OpenResult UDmaBuf::OpenAttribute(const std::string& name, int flags) {

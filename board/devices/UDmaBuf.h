@@ -22,6 +22,7 @@ class UDmaBuf : public CountedDevice {
   std::string Name() const override;
   bool Claims(const std::string& path) const override;
   OpenResult Open(const std::string& path, int flags) override;
+  void List(FileTree& tree) const override;
 
  private:
   struct Buffer;
