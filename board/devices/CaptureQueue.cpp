@@ -12,7 +12,6 @@
 namespace board {
 namespace {
 
-constexpr unsigned kMinWidth = 16, kMinHeight = 1, kMaxSide = 16384;
 constexpr unsigned kFirstWidth = 640, kFirstHeight = 480;  // before a format is set
 constexpr unsigned kMaxBuffers = 32;
 constexpr std::size_t kPageBytes = 4096;
@@ -50,6 +49,11 @@ int CaptureQueue::TryFormat(v4l2_format* format) {
   pix.bytesperline = pix.width;
   pix.sizeimage = pix.width * pix.height;
   pix.colorspace = V4L2_COLORSPACE_RAW;
+  pix.priv = V4L2_PIX_FMT_PRIV_MAGIC;
+  pix.flags = 0;
+  pix.ycbcr_enc = V4L2_YCBCR_ENC_DEFAULT;
+  pix.quantization = V4L2_QUANTIZATION_DEFAULT;
+  pix.xfer_func = V4L2_XFER_FUNC_DEFAULT;
   return 0;
 }
 
@@ -83,6 +87,8 @@ int CaptureQueue::Request(v4l2_requestbuffers* request, Owner owner) {
   StopLocked(lock);
   FreeBuffers();
   owner_ = nullptr;
+  request->flags = 0;
+  std::fill(std::begin(request->reserved), std::end(request->reserved), 0);
   request->capabilities = V4L2_BUF_CAP_SUPPORTS_MMAP | V4L2_BUF_CAP_SUPPORTS_USERPTR;
   if (request->count == 0) return 0;
   request->count = std::min(request->count, kMaxBuffers);
@@ -222,6 +228,31 @@ CaptureQueue::Fate CaptureQueue::LastFate() const {
   return last_fate_;
 }
 
+unsigned CaptureQueue::HighestPriority() const {
+  const std::lock_guard lock(mutex_);
+  unsigned highest = V4L2_PRIORITY_DEFAULT;
+  for (const auto& [owner, priority] : priorities_) highest = std::max(highest, priority);
+  return highest;
+}
+
+int CaptureQueue::SetPriority(Owner owner, unsigned priority) {
+  if (priority < V4L2_PRIORITY_BACKGROUND || priority > V4L2_PRIORITY_RECORD) return -EINVAL;
+  if (!HasPriority(owner)) return -EBUSY;
+  const std::lock_guard lock(mutex_);
+  priorities_[owner] = priority;
+  return 0;
+}
+
+bool CaptureQueue::HasPriority(Owner owner) const {
+  const std::lock_guard lock(mutex_);
+  const auto own = priorities_.find(owner);
+  const unsigned mine = own == priorities_.end() ? unsigned{V4L2_PRIORITY_DEFAULT} : own->second;
+  for (const auto& [other, priority] : priorities_) {
+    if (other != owner && priority > mine) return false;
+  }
+  return true;
+}
+
 int CaptureQueue::StreamOn(unsigned type, Owner owner) {
   {
     const std::lock_guard lock(mutex_);
@@ -280,6 +311,7 @@ std::intptr_t CaptureQueue::Map(void* hint, std::size_t length, int protection, 
 
 void CaptureQueue::Closed(Owner owner) {
   std::unique_lock lock(mutex_);
+  priorities_.erase(owner);
   if (owner_ != owner) return;
   StopLocked(lock);
   FreeBuffers();

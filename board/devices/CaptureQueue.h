@@ -16,6 +16,7 @@
 #include <cstdint>
 #include <deque>
 #include <functional>
+#include <map>
 #include <mutex>
 #include <optional>
 #include <span>
@@ -35,6 +36,10 @@ class CaptureQueue {
   CaptureQueue(const CaptureQueue&) = delete;
   CaptureQueue& operator=(const CaptureQueue&) = delete;
 
+  static constexpr unsigned kMinWidth = 16;
+  static constexpr unsigned kMinHeight = 1;
+  static constexpr unsigned kMaxSide = 16384;
+
   // Software's side. `owner` identifies the open file. The file that requested the buffers owns the
   // stream.
   using Owner = const void*;
@@ -45,6 +50,10 @@ class CaptureQueue {
   int Query(v4l2_buffer* buffer) const;
   int Queue(v4l2_buffer* buffer, Owner owner);
   int Dequeue(v4l2_buffer* buffer, Owner owner);  // -EAGAIN: none filled yet
+  // Several users' rights: who has a lower priority than another may change nothing.
+  unsigned HighestPriority() const;
+  int SetPriority(Owner owner, unsigned priority);
+  bool HasPriority(Owner owner) const;
   int StreamOn(unsigned type, Owner owner);
   int StreamOff(unsigned type, Owner owner);
   // Returns the address, or the negative errno.
@@ -118,6 +127,7 @@ class CaptureQueue {
   bool unplugged_ = false;
   bool streaming_ = false;
   Owner owner_ = nullptr;
+  std::map<Owner, unsigned> priorities_;  // other than the usual one
   unsigned memory_type_ = 0;
   unsigned width_, height_;                        // the current format
   unsigned buffer_width_ = 0, buffer_height_ = 0;  // the format of the existing buffers

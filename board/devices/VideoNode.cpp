@@ -31,11 +31,29 @@ class VideoFile : public OpenFile {
 
   int Ioctl(unsigned long request, void* argument) override {
     if (argument == nullptr && IoctlName(request).starts_with("VIDIOC_")) return -EFAULT;
+    const bool changes = request == VIDIOC_S_FMT || request == VIDIOC_S_INPUT ||
+                         request == VIDIOC_REQBUFS || request == VIDIOC_STREAMON ||
+                         request == VIDIOC_STREAMOFF;
+    if (changes && !queue_->HasPriority(this)) return -EBUSY;
     switch (request) {
       case VIDIOC_QUERYCAP:
         return Capabilities(static_cast<v4l2_capability*>(argument));
       case VIDIOC_ENUM_FMT:
         return EnumerateFormat(static_cast<v4l2_fmtdesc*>(argument));
+      case VIDIOC_ENUM_FRAMESIZES:
+        return EnumerateSize(static_cast<v4l2_frmsizeenum*>(argument));
+      case VIDIOC_ENUMINPUT:
+        return EnumerateInput(static_cast<v4l2_input*>(argument));
+      case VIDIOC_G_INPUT:
+        *static_cast<int*>(argument) = 0;
+        return 0;
+      case VIDIOC_S_INPUT:
+        return *static_cast<int*>(argument) == 0 ? 0 : -EINVAL;
+      case VIDIOC_G_PRIORITY:
+        *static_cast<unsigned*>(argument) = queue_->HighestPriority();
+        return 0;
+      case VIDIOC_S_PRIORITY:
+        return queue_->SetPriority(this, *static_cast<unsigned*>(argument));
       case VIDIOC_G_FMT:
       case VIDIOC_TRY_FMT:
       case VIDIOC_S_FMT:
@@ -82,7 +100,7 @@ class VideoFile : public OpenFile {
     PutText(out->card, name_ == "video0" ? "image stream" : "strip stream");
     PutText(out->bus_info, "platform:" + name_);
     out->version = kDriverVersion;
-    out->device_caps = V4L2_CAP_VIDEO_CAPTURE | V4L2_CAP_STREAMING;
+    out->device_caps = V4L2_CAP_VIDEO_CAPTURE | V4L2_CAP_STREAMING | V4L2_CAP_EXT_PIX_FORMAT;
     out->capabilities = out->device_caps | V4L2_CAP_DEVICE_CAPS;
     Record(name_, "VIDIOC_QUERYCAP");
     return 0;
@@ -90,8 +108,29 @@ class VideoFile : public OpenFile {
 
   int EnumerateFormat(v4l2_fmtdesc* out) {
     if (out->index != 0 || out->type != V4L2_BUF_TYPE_VIDEO_CAPTURE) return -EINVAL;
+    *out = {};
+    out->type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
     PutText(out->description, "8-bit Greyscale");
     out->pixelformat = V4L2_PIX_FMT_GREY;
+    return 0;
+  }
+
+  static int EnumerateSize(v4l2_frmsizeenum* out) {
+    if (out->index != 0 || out->pixel_format != V4L2_PIX_FMT_GREY) return -EINVAL;
+    *out = {};
+    out->pixel_format = V4L2_PIX_FMT_GREY;
+    out->type = V4L2_FRMSIZE_TYPE_CONTINUOUS;
+    out->stepwise = {CaptureQueue::kMinWidth,  CaptureQueue::kMaxSide, 1,
+                     CaptureQueue::kMinHeight, CaptureQueue::kMaxSide, 1};
+    return 0;
+  }
+
+  // The one input: the FPGA.
+  static int EnumerateInput(v4l2_input* out) {
+    if (out->index != 0) return -EINVAL;
+    *out = {};
+    PutText(out->name, "FPGA");
+    out->type = V4L2_INPUT_TYPE_CAMERA;
     return 0;
   }
 
