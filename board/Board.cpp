@@ -136,7 +136,7 @@ std::shared_ptr<Board> Board::Current() {
   return TheSlot().board;
 }
 
-bool Board::PlugIn(const std::string& model) {
+bool Board::PlugIn(const std::string& model, std::unique_ptr<BoardMemory> memory) {
   const products::Product* const product = products::FindProduct(model);
   if (product == nullptr) return false;
   HandleForks();
@@ -146,7 +146,13 @@ bool Board::PlugIn(const std::string& model) {
   ClearFaults();
   ClearTranscript();
   EnableTranscript(true);
-  Replace(std::shared_ptr<Board>(new Board(*product)));
+  const std::shared_ptr<Board> board(new Board(*product, std::move(memory)));
+  if (board->memory_->IsShared()) {
+    // Threads wait for what other processes do as long as this one runs.
+    static const auto* const kept = new std::shared_ptr<Board>(board);
+    static_cast<void>(kept);
+  }
+  Replace(board);
   return true;
 }
 
@@ -166,23 +172,26 @@ Kind* Board::Add(Args&&... args) {
   return plain;
 }
 
-Board::Board(const products::Product& product)
-    : family_(product.family),
-      fpga_(std::make_shared<FpgaModel>(family_.series << fpga::kField.fpga_series.shift |
-                                        kFpgaVersion)) {
+Board::Board(const products::Product& product, std::unique_ptr<BoardMemory> memory)
+    : memory_(std::move(memory)),
+      family_(product.family),
+      fpga_(std::make_shared<FpgaModel>(
+          *memory_, family_.series << fpga::kField.fpga_series.shift | kFpgaVersion)) {
+  if (memory_->IsShared()) ShareClock(memory_->Place<ClockState>());
   const products::Board& wiring = family_.board;
   const auto lines = wiring.gpio.All();
-  Add<Memory>(fpga_, wiring.processor.regions);
+  Add<Memory>(*memory_, fpga_, wiring.processor.regions);
   for (unsigned i = 0; i < 2; ++i) {
-    video_[i] = Add<VideoNode>(i);
-    uio_[i] = Add<Uio>(i);
+    video_[i] = Add<VideoNode>(*memory_, i);
+    uio_[i] = Add<Uio>(*memory_, i);
   }
-  I2cBus* i2c[] = {Add<I2cBus>(0u), Add<I2cBus>(1u)};
-  gpio_ = Add<Gpio>(std::vector<unsigned>(lines.begin(), lines.end()));
-  temperature_ = Add<IioTemperature>(std::vector<std::string>{wiring.processor.thermometer.file},
-                                     RawTemperature(wiring.processor));
-  watchdog_ = Add<Watchdog>();
-  Add<UDmaBuf>();
+  I2cBus* i2c[] = {Add<I2cBus>(*memory_, 0u), Add<I2cBus>(*memory_, 1u)};
+  gpio_ = Add<Gpio>(*memory_, std::vector<unsigned>(lines.begin(), lines.end()));
+  temperature_ =
+      Add<IioTemperature>(*memory_, std::vector<std::string>{wiring.processor.thermometer.file},
+                          RawTemperature(wiring.processor));
+  watchdog_ = Add<Watchdog>(*memory_);
+  Add<UDmaBuf>(*memory_);
 
   const auto attach = [&](unsigned bus, const char* name, std::shared_ptr<I2cChip> chip) {
     i2c[bus]->Attach(chip);
@@ -194,34 +203,34 @@ Board::Board(const products::Product& product)
   };
   const auto fit_spi_sensor = [&](auto sensor) {
     sensor_ = sensor;
-    Add<SpiBus>(wiring.sensor_bus.number, 0u, sensor);
+    Add<SpiBus>(*memory_, wiring.sensor_bus.number, 0u, sensor);
     chips_.emplace_back("sensor", sensor);
   };
   const auto carries = [&](const products::ImageSensor& kind) { return &family_.sensor == &kind; };
-  if (carries(products::kImx273)) fit_i2c_sensor(std::make_shared<Imx273>());
-  if (carries(products::kImx252)) fit_i2c_sensor(std::make_shared<Imx252>());
+  if (carries(products::kImx273)) fit_i2c_sensor(std::make_shared<Imx273>(*memory_));
+  if (carries(products::kImx252)) fit_i2c_sensor(std::make_shared<Imx252>(*memory_));
   if (carries(products::kGmax2509)) {
-    fit_spi_sensor(std::make_shared<Gmax2509>(product.Height()));
+    fit_spi_sensor(std::make_shared<Gmax2509>(*memory_, product.Height()));
   }
-  if (carries(products::kGsprint6502)) fit_spi_sensor(std::make_shared<Gsprint6502>());
-  if (carries(products::kE2vFlash4k)) fit_spi_sensor(std::make_shared<E2vFlash4k>());
+  if (carries(products::kGsprint6502)) fit_spi_sensor(std::make_shared<Gsprint6502>(*memory_));
+  if (carries(products::kE2vFlash4k)) fit_spi_sensor(std::make_shared<E2vFlash4k>(*memory_));
   if (family_.laser_power_chip == products::kAd5175) {
-    const auto pot = std::make_shared<Ad5175>();
+    const auto pot = std::make_shared<Ad5175>(*memory_);
     laser_power_ = pot;
     attach(wiring.laser_bus.number, "pot", pot);
   } else {
-    const auto pot = std::make_shared<Tpl0401>();
+    const auto pot = std::make_shared<Tpl0401>(*memory_);
     laser_power_ = pot;
     attach(wiring.laser_bus.number, "pot", pot);
   }
-  attach(wiring.laser_bus.number, "da", std::make_shared<DaConverter>());
-  attach(0, "eeprom", std::make_shared<Eeprom>());
+  attach(wiring.laser_bus.number, "da", std::make_shared<DaConverter>(*memory_));
+  attach(0, "eeprom", std::make_shared<Eeprom>(*memory_));
   const bool has_spi = wiring.sensor_bus.path.find("spi") != std::string_view::npos;
   Describe(*Add<SystemTree>(), wiring, has_spi);
 
   engine_ = std::make_unique<FrameEngine>(
-      EngineWiring{fpga_, sensor_, [this] { return LaserPower(); }, &video_[0]->Buffers(),
-                   &video_[1]->Buffers(), product.points});
+      *memory_, EngineWiring{fpga_, sensor_, [this] { return LaserPower(); }, &video_[0]->Buffers(),
+                             &video_[1]->Buffers(), product.points});
   fpga_->signals.software_trigger = [this] { engine_->SoftwareTrigger(); };
   fpga_->signals.acquisition_stop = [this] { engine_->ForgetTriggers(); };
   fpga_->signals.frame_id_reset = [this] { engine_->ResetFrameId(); };
@@ -229,6 +238,7 @@ Board::Board(const products::Product& product)
   fpga_->signals.sensor_reset = [this] {
     if (sensor_ != nullptr) sensor_->Reset();
   };
+  memory_->Complete();
 }
 
 Board::~Board() {

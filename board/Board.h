@@ -14,6 +14,7 @@
 #include "devices/VideoNode.h"
 #include "devices/Watchdog.h"
 #include "files/FileTree.h"
+#include "memory/BoardMemory.h"
 #include "model/FpgaModel.h"
 #include "model/FrameEngine.h"
 #include "model/Replay.h"
@@ -27,7 +28,8 @@ class Board {
   static bool PluggedIn();
   static std::shared_ptr<Board> Current();
   // Returns false for an unknown model. The current board is then unchanged.
-  static bool PlugIn(const std::string& model);
+  static bool PlugIn(const std::string& model,
+                     std::unique_ptr<BoardMemory> memory = BoardMemory::Own());
   static void Unplug();
 
   ~Board();
@@ -44,6 +46,7 @@ class Board {
   // The number of open files of a device. -1: the device does not exist or does not count them.
   int OpenFiles(const std::string& device) const;
 
+  const BoardMemory& memory() const { return *memory_; }
   FpgaModel& fpga() { return *fpga_; }
   FrameEngine& engine() { return *engine_; }
   Gpio& gpio() { return *gpio_; }
@@ -61,13 +64,14 @@ class Board {
   void ReportDaArrived();
 
  private:
-  explicit Board(const VeltranoSDK::products::Product& product);
+  Board(const VeltranoSDK::products::Product& product, std::unique_ptr<BoardMemory> memory);
   template <typename Kind, typename... Args>
   Kind* Add(Args&&... args);
   double LaserPower() const;
   void DoAsRecorded(const ring::Record& record);
   void SetRegisterAsRecorded(std::uint64_t address, std::uint32_t value);
 
+  const std::unique_ptr<BoardMemory> memory_;  // outlives what has its place there
   const VeltranoSDK::products::Family& family_;
   std::shared_ptr<FpgaModel> fpga_;
   std::vector<std::unique_ptr<Device>> devices_;

@@ -103,11 +103,13 @@ __attribute__((noinline)) long AsTheCallerWould(const Wait& wait) {
 
 }  // namespace
 
-long WaitForChange(std::atomic<std::uint32_t>* word, std::uint32_t seen, const timespec* timeout) {
-  return AsTheCallerWould({SYS_futex,
-                           {Argument(reinterpret_cast<std::uint32_t*>(word)), FUTEX_WAIT_PRIVATE,
-                            static_cast<long>(seen), Argument(timeout), 0},
-                           false});
+long WaitForChange(std::atomic<std::uint32_t>* word, std::uint32_t seen, const timespec* timeout,
+                   bool shared) {
+  return AsTheCallerWould(
+      {SYS_futex,
+       {Argument(reinterpret_cast<std::uint32_t*>(word)), shared ? FUTEX_WAIT : FUTEX_WAIT_PRIVATE,
+        static_cast<long>(seen), Argument(timeout), 0},
+       false});
 }
 
 long WaitForAny(pollfd* fds, nfds_t count, const timespec* timeout, const sigset_t* signals) {

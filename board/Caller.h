@@ -28,7 +28,9 @@ void LeaveBoard();
 // thread may end here, as it would in the kernel. Signals arrive as in a blocking system call, and
 // their handlers may call the board. Both functions return the system call's result, or the
 // negative errno.
-long WaitForChange(std::atomic<std::uint32_t>* word, std::uint32_t seen, const timespec* timeout);
+// shared: another process may change the word.
+long WaitForChange(std::atomic<std::uint32_t>* word, std::uint32_t seen, const timespec* timeout,
+                   bool shared);
 // A signal that has arrived since the thread entered the board also ends the wait. `signals` are
 // blocked during the wait; null means those that the caller has blocked.
 long WaitForAny(pollfd* fds, nfds_t count, const timespec* timeout, const sigset_t* signals);

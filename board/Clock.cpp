@@ -7,8 +7,8 @@
 namespace board {
 namespace {
 
-std::atomic<std::int64_t> power_up{0};  // on the monotonic clock
-std::atomic<std::int64_t> advanced{0};
+ClockState own;
+std::atomic<ClockState*> current{&own};
 std::atomic<double> sleep_factor{1.0};
 
 }  // namespace
@@ -20,13 +20,23 @@ std::int64_t MonotonicNs() {
   return now.tv_sec * kNsPerSecond + now.tv_nsec;
 }
 
-std::int64_t NowNs() { return MonotonicNs() - power_up.load() + advanced.load(); }
+std::int64_t NowNs() {
+  const ClockState& clock = *current.load();
+  return MonotonicNs() - clock.power_up_ns.load() + clock.advanced_ns.load();
+}
 
-void AdvanceNs(std::int64_t nanoseconds) { advanced.fetch_add(nanoseconds); }
+void AdvanceNs(std::int64_t nanoseconds) { current.load()->advanced_ns.fetch_add(nanoseconds); }
 
 void RestartClock() {
-  advanced = 0;
-  power_up = MonotonicNs();
+  own.advanced_ns = 0;
+  own.power_up_ns = MonotonicNs();
+  current = &own;
+}
+
+void ShareClock(ClockState& state) {
+  std::int64_t never = 0;
+  state.power_up_ns.compare_exchange_strong(never, MonotonicNs());
+  current = &state;
 }
 
 void SetSleepFactor(double factor) { sleep_factor = factor < 0 ? 0 : factor; }

@@ -2,6 +2,7 @@
 
 #include <time.h>
 
+#include <atomic>
 #include <cstdint>
 #include <limits>
 
@@ -12,6 +13,14 @@ namespace board {
 std::int64_t NowNs();
 void AdvanceNs(std::int64_t nanoseconds);
 void RestartClock();
+
+// The clock of a board that several processes share.
+struct ClockState {
+  std::atomic<std::int64_t> power_up_ns{0};  // on the monotonic clock
+  std::atomic<std::int64_t> advanced_ns{0};
+};
+// This process's board is a shared one. Its clock starts if it does not run yet.
+void ShareClock(ClockState& state);
 
 // Real time, without skipped sleeps or steps.
 std::int64_t MonotonicNs();

@@ -1,5 +1,6 @@
 // The C control interface, and the set-up from the environment.
 
+#include <errno.h>
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -124,14 +125,31 @@ std::string PlantFaults(std::string text) {
   return board::PlantFaults(text);
 }
 
+// The memory that this process shares with others, or its own.
+std::unique_ptr<board::BoardMemory> MemoryFromEnvironment(const char* model) {
+  constexpr const char* kShared = "TESSALINE_BOARD_SHARED";
+  std::unique_ptr<board::BoardMemory> memory;
+  if (const char* file = Environment(kShared)) {
+    memory = board::BoardMemory::Join(file, model);
+    if (memory == nullptr && errno != 0)
+      EndIf(kShared, fmt::format("{}: {}", file, strerror(errno)));
+  }
+  if (memory == nullptr) memory = board::BoardMemory::Own();
+  if (const char* folder = Environment("TESSALINE_BOARD_STATE")) memory->SetFolder(folder);
+  return memory;
+}
+
 __attribute__((constructor)) void SetUpFromEnvironment() {
   const char* model = Environment("TESSALINE_BOARD");
   if (model == nullptr) return;
   const Inside inside;
-  if (tessaline_board_select(model) != 0) {
+  auto memory = MemoryFromEnvironment(model);
+  const board::BoardMemory& chips = *memory;
+  if (!Board::PlugIn(model, std::move(memory))) {
     std::fprintf(stderr, "TESSALINE_BOARD: there is no board for model \"%s\"\n", model);
     return;
   }
+  EndIf("TESSALINE_BOARD_STATE", chips.Wrong());
   if (const char* factor = Environment("TESSALINE_BOARD_SLEEP")) {
     tessaline_board_set_sleep_factor(std::strtod(factor, nullptr));
   }

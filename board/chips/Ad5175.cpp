@@ -23,41 +23,44 @@ enum Register : unsigned { kWiper, kControl };
 
 }  // namespace
 
+Ad5175::Ad5175(BoardMemory& memory)
+    : state_(memory), wiper_(memory.Keep("potentiometer.bin", kMidScale)) {}
+
 bool Ad5175::Acknowledges(std::uint8_t address) const { return Present() && address == kAddress; }
 
 bool Ad5175::Message(const I2cMessage& message) {
-  const std::lock_guard lock(mutex_);
+  const auto chip = state_.Lock();
   const auto bytes = message.bytes;
   if (message.read) {
     for (std::size_t i = 0; i < bytes.size(); ++i) {
-      bytes[i] = static_cast<std::uint8_t>(i % 2 == 0 ? read_back_ >> 8 : read_back_);
+      bytes[i] = static_cast<std::uint8_t>(i % 2 == 0 ? chip->read_back >> 8 : chip->read_back);
     }
     return true;
   }
   for (std::size_t i = 0; i + 1 < bytes.size(); i += 2) {
-    Execute(static_cast<std::uint16_t>(bytes[i] << 8 | bytes[i + 1]));
+    Execute(static_cast<std::uint16_t>(bytes[i] << 8 | bytes[i + 1]), *chip);
   }
   return true;
 }
 
-void Ad5175::Execute(std::uint16_t frame) {
+void Ad5175::Execute(std::uint16_t frame, State& chip) {
   const auto data = static_cast<std::uint16_t>(frame & kDataMask);
   switch (frame >> 10 & 0xFu) {
     case kWriteWiper:
-      if ((control_ & kWiperWritable) != 0) wiper_ = data;
+      if ((chip.control & kWiperWritable) != 0) wiper_ = data;
       break;
     case kReadWiper:
-      read_back_ = wiper_;
+      chip.read_back = wiper_;
       break;
     case kSoftwareReset:
       wiper_ = kMidScale;
-      control_ = 0;
+      chip.control = 0;
       break;
     case kWriteControl:
-      control_ = data & kControlMask;
+      chip.control = data & kControlMask;
       break;
     case kReadControl:
-      read_back_ = control_;
+      chip.read_back = chip.control;
       break;
     default:  // no operation, or a command of the non-volatile memory
       break;
@@ -65,24 +68,24 @@ void Ad5175::Execute(std::uint16_t frame) {
 }
 
 int Ad5175::Peek(unsigned address) const {
-  const std::lock_guard lock(mutex_);
+  const auto chip = state_.Lock();
   if (address == kWiper) return wiper_;
-  return address == kControl ? control_ : -1;
+  return address == kControl ? chip->control : -1;
 }
 
 bool Ad5175::Poke(unsigned address, unsigned value) {
-  const std::lock_guard lock(mutex_);
+  const auto chip = state_.Lock();
   if (address > kControl) return false;
   if (address == kWiper) {
     wiper_ = static_cast<std::uint16_t>(value & kDataMask);
   } else {
-    control_ = static_cast<std::uint16_t>(value & kControlMask);
+    chip->control = static_cast<std::uint16_t>(value & kControlMask);
   }
   return true;
 }
 
 double Ad5175::Power() const {
-  const std::lock_guard lock(mutex_);
+  const auto chip = state_.Lock();
   return wiper_ / static_cast<double>(kDataMask);
 }
 

@@ -1,10 +1,10 @@
 #pragma once
 
 #include <cstdint>
-#include <mutex>
 
 #include "chips/I2cChip.h"
 #include "chips/LaserPowerChip.h"
+#include "memory/Shared.h"
 
 namespace board {
 
@@ -13,7 +13,7 @@ namespace board {
 // power-up and software reset go to mid-scale.
 class Ad5175 : public I2cChip, public LaserPowerChip {
  public:
-  Ad5175() = default;
+  explicit Ad5175(BoardMemory& memory);
 
   bool Acknowledges(std::uint8_t address) const override;
   bool Message(const I2cMessage& message) override;
@@ -25,12 +25,14 @@ class Ad5175 : public I2cChip, public LaserPowerChip {
   double Power() const override;
 
  private:
-  void Execute(std::uint16_t frame);
+  struct State {
+    std::uint16_t control = 0;
+    std::uint16_t read_back = 0;
+  };
+  void Execute(std::uint16_t frame, State& chip);
 
-  mutable std::mutex mutex_;
-  std::uint16_t wiper_ = 512;
-  std::uint16_t control_ = 0;
-  std::uint16_t read_back_ = 0;
+  Shared<State> state_;
+  std::uint16_t& wiper_;  // guarded by the lock of the state
 };
 
 }  // namespace board

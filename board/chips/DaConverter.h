@@ -1,9 +1,9 @@
 #pragma once
 
 #include <cstdint>
-#include <mutex>
 
 #include "chips/I2cChip.h"
+#include "memory/Shared.h"
 
 namespace board {
 
@@ -11,7 +11,7 @@ namespace board {
 // two power-down bits, then the value, upper nibble first. A read returns the current pair.
 class DaConverter : public I2cChip {
  public:
-  DaConverter() = default;
+  explicit DaConverter(BoardMemory& memory) : state_(memory) {}
 
   bool Acknowledges(std::uint8_t address) const override;
   bool Message(const I2cMessage& message) override;
@@ -24,9 +24,11 @@ class DaConverter : public I2cChip {
   double Level() const;
 
  private:
-  mutable std::mutex mutex_;
-  std::uint16_t value_ = 0;
-  std::uint8_t power_down_ = 0;
+  struct State {
+    std::uint16_t value = 0;
+    std::uint8_t power_down = 0;
+  };
+  Shared<State> state_;
 };
 
 }  // namespace board

@@ -86,32 +86,34 @@ unsigned BigEndian(std::span<const std::uint8_t> bytes) { return bytes[0] << 8 |
 
 }  // namespace
 
-E2vFlash4k::E2vFlash4k() { PowerUp(); }
-
 void E2vFlash4k::Transfer(std::span<const std::uint8_t> in, std::span<std::uint8_t> out) {
+  state_.Lock()->Transfer(in, out);
+}
+
+void E2vFlash4k::Registers::Transfer(std::span<const std::uint8_t> in,
+                                     std::span<std::uint8_t> out) {
   if (in.empty()) return;
-  const std::lock_guard lock(mutex_);
   switch (in[0]) {
     case kRead:
       return Read(in, out);
     case kWrite:
       return Write(in);
     case kSelectPage:
-      if (in.size() > 1) page_ = in[1];
+      if (in.size() > 1) page = in[1];
       return;
     case kUpdateRegisters:
-      return register_update_.Begin(kUpdateLooks);
+      return register_update.Begin(kUpdateLooks);
     case kUpdateArea:
       UpdateArea();
-      return area_update_.Begin(kUpdateLooks);
+      return area_update.Begin(kUpdateLooks);
     case kStop:
-      stopped_ = true;
+      stopped = true;
       return;
     case kStart:
-      stopped_ = false;
+      stopped = false;
       return;
     case kConfigureSlices:
-      slices_addressed_ = slices_addressed_ || in.size() == kSliceCommandBytes;
+      slices_addressed = slices_addressed || in.size() == kSliceCommandBytes;
       return;
     default:
       return;
@@ -119,122 +121,114 @@ void E2vFlash4k::Transfer(std::span<const std::uint8_t> in, std::span<std::uint8
 }
 
 // Addresses increment within a transfer.
-void E2vFlash4k::Read(std::span<const std::uint8_t> in, std::span<std::uint8_t> out) {
+void E2vFlash4k::Registers::Read(std::span<const std::uint8_t> in, std::span<std::uint8_t> out) {
   if (in.size() < kAddressEnd) return;
   unsigned address = BigEndian(in.subspan(1));
   for (std::size_t i = kReadDataAt; i + 1 < in.size(); i += 2, ++address) {
-    const unsigned value = ReadRegister(page_ * kPageStep + address % kPageStep);
+    const unsigned value = ReadRegister(page * kPageStep + address % kPageStep);
     out[i] = static_cast<std::uint8_t>(value >> 8);
     out[i + 1] = static_cast<std::uint8_t>(value);
   }
 }
 
-void E2vFlash4k::Write(std::span<const std::uint8_t> in) {
+void E2vFlash4k::Registers::Write(std::span<const std::uint8_t> in) {
   if (in.size() < kAddressEnd) return;
   unsigned address = BigEndian(in.subspan(1));
   for (std::size_t i = kAddressEnd; i + 1 < in.size(); i += 2, ++address) {
-    WriteRegister(page_ * kPageStep + address % kPageStep,
+    WriteRegister(page * kPageStep + address % kPageStep,
                   static_cast<std::uint16_t>(BigEndian(in.subspan(i))));
   }
 }
 
-unsigned E2vFlash4k::Register(unsigned address) const {
-  const auto found = registers_.find(address);
-  return found == registers_.end() ? 0 : found->second;
-}
-
-unsigned E2vFlash4k::ReadRegister(unsigned address) {
+unsigned E2vFlash4k::Registers::ReadRegister(unsigned address) {
   if (address != kStatus) return Register(address);
-  for (Settling* condition : {&pll_, &slices_, &register_update_, &area_update_}) {
+  for (Settling* condition : {&pll, &slices, &register_update, &area_update}) {
     condition->Look();
   }
   return Status();
 }
 
-unsigned E2vFlash4k::Status() const {
-  if (held_status_) return *held_status_;
-  return (area_update_.Pending() ? kAreaUpdateBusy : 0) |
-         (register_update_.Pending() ? kRegisterUpdateBusy : 0) |
-         (pll_.Settled() ? kPllsLocked : 0) | (slices_.Settled() ? kSlicesReady : 0);
+unsigned E2vFlash4k::Registers::Status() const {
+  if (held_status) return *held_status;
+  return (area_update.Pending() ? kAreaUpdateBusy : 0) |
+         (register_update.Pending() ? kRegisterUpdateBusy : 0) | (pll.Settled() ? kPllsLocked : 0) |
+         (slices.Settled() ? kSlicesReady : 0);
 }
 
 // Only a bit that changes from 0 to 1 starts something. Writing 1 again has no effect.
-void E2vFlash4k::WriteRegister(unsigned address, std::uint16_t value) {
+void E2vFlash4k::Registers::WriteRegister(unsigned address, std::uint16_t value) {
   if (IsReadOnly(address)) return;
   const unsigned before = Register(address);
-  registers_[address] = value;
+  values.Set(address, value);
   if (address == kPllEnable) {
     const bool on = (value & kBothPlls) == kBothPlls;
-    if (!on) pll_.Cancel();
-    if (on && (before & kBothPlls) != kBothPlls) pll_.Begin(kLockLooks);
+    if (!on) pll.Cancel();
+    if (on && (before & kBothPlls) != kBothPlls) pll.Begin(kLockLooks);
   } else if (address == kSliceEnable) {
     const bool on = (value & kSliceBit) != 0;
-    if (!on) slices_.Cancel();
+    if (!on) slices.Cancel();
     // Slices without an address or a clock never come up.
-    if (on && (before & kSliceBit) == 0 && slices_addressed_ && pll_.Settled()) {
-      slices_.Begin(kSliceLooks);
+    if (on && (before & kSliceBit) == 0 && slices_addressed && pll.Settled()) {
+      slices.Begin(kSliceLooks);
     }
   }
 }
 
-void E2vFlash4k::UpdateArea() {
-  area_x_ = Register(kAreaX) * kColumnUnit;
-  area_y_ = Register(kAreaY) * kRowUnit;
-  area_height_ = (Register(kAreaHeight) + 1) * kRowUnit;
+void E2vFlash4k::Registers::UpdateArea() {
+  area_x = Register(kAreaX) * kColumnUnit;
+  area_y = Register(kAreaY) * kRowUnit;
+  area_height = (Register(kAreaHeight) + 1) * kRowUnit;
 }
 
 int E2vFlash4k::Peek(unsigned address) const {
   if (address >= kPages * kPageStep) return -1;
-  const std::lock_guard lock(mutex_);
-  return static_cast<int>(address == kStatus ? Status() : Register(address));
+  const auto chip = state_.Lock();
+  return static_cast<int>(address == kStatus ? chip->Status() : chip->Register(address));
 }
 
 bool E2vFlash4k::Poke(unsigned address, unsigned value) {
   if (address >= kPages * kPageStep) return false;
-  const std::lock_guard lock(mutex_);
+  const auto chip = state_.Lock();
   const auto word = static_cast<std::uint16_t>(value);
   if (address == kStatus) {
-    held_status_ = value < kOwnStatus ? std::optional(word) : std::nullopt;
+    chip->held_status = value < kOwnStatus ? std::optional(word) : std::nullopt;
   } else if (IsReadOnly(address)) {
-    registers_[address] = word;
+    chip->values.Set(address, word);
   } else {
-    WriteRegister(address, word);
+    chip->WriteRegister(address, word);
   }
   return true;
 }
 
 SensorState E2vFlash4k::State() const {
-  const std::lock_guard lock(mutex_);
-  const unsigned step = (Register(kReducedReadout) & kReducedBit) != 0 ? 2 : 1;
+  const auto chip = state_.Lock();
+  const unsigned step = (chip->Register(kReducedReadout) & kReducedBit) != 0 ? 2 : 1;
   SensorState state{};
-  state.streaming = pll_.Settled() && slices_.Settled() &&
-                    (Register(kOutputEnable) & kOutputBit) != 0 && !stopped_;
+  state.streaming = chip->pll.Settled() && chip->slices.Settled() &&
+                    (chip->Register(kOutputEnable) & kOutputBit) != 0 && !chip->stopped;
   state.full_width = kWidth;
   state.full_height = kHeight;
-  state.crop_x = area_x_ * step;
-  state.crop_y = area_y_ * step;
+  state.crop_x = chip->area_x * step;
+  state.crop_y = chip->area_y * step;
   state.column_step = step;
   state.row_step = step;
-  state.flip_vertical = (Register(kRowOrder) & kFlipVerticalBit) != 0;
+  state.flip_vertical = (chip->Register(kRowOrder) & kFlipVerticalBit) != 0;
   state.gain = 1;
   state.exposure_unit_us = kExposureUnitUs;
-  state.line_time_us = (Register(kLineLength) + 1) / kLineClocksPerUs;
-  state.frame_lines = area_height_ + kFrameOverheadLines;
+  state.line_time_us = (chip->Register(kLineLength) + 1) / kLineClocksPerUs;
+  state.frame_lines = chip->area_height + kFrameOverheadLines;
   return state;
 }
 
-void E2vFlash4k::Reset() {
-  const std::lock_guard lock(mutex_);
-  PowerUp();
-}
+void E2vFlash4k::Reset() { state_.Lock()->PowerUp(); }
 
-void E2vFlash4k::PowerUp() {
-  registers_.clear();
-  for (const auto& [address, value] : kPowerUp) registers_[address] = value;
-  page_ = 0;
-  slices_addressed_ = false;
-  stopped_ = false;
-  for (Settling* condition : {&pll_, &slices_, &register_update_, &area_update_}) {
+void E2vFlash4k::Registers::PowerUp() {
+  values.Clear();
+  for (const auto& [address, value] : kPowerUp) values.Set(address, value);
+  page = 0;
+  slices_addressed = false;
+  stopped = false;
+  for (Settling* condition : {&pll, &slices, &register_update, &area_update}) {
     condition->Cancel();
   }
   UpdateArea();

@@ -1,13 +1,13 @@
 #pragma once
 
 #include <cstdint>
-#include <map>
-#include <mutex>
 #include <optional>
 
 #include "chips/ImageSensorChip.h"
 #include "chips/Settling.h"
 #include "chips/SpiChip.h"
+#include "memory/FixedMap.h"
+#include "memory/Shared.h"
 
 namespace board {
 
@@ -18,7 +18,7 @@ class E2vFlash4k : public SpiChip, public ImageSensorChip {
   // Writing this to the status register makes the chip's own status visible again.
   static constexpr unsigned kOwnStatus = 0x10000;
 
-  E2vFlash4k();
+  explicit E2vFlash4k(BoardMemory& memory) : state_(memory) {}
 
   void Transfer(std::span<const std::uint8_t> in, std::span<std::uint8_t> out) override;
 
@@ -31,25 +31,31 @@ class E2vFlash4k : public SpiChip, public ImageSensorChip {
   void Reset() override;
 
  private:
-  void PowerUp();
-  unsigned Register(unsigned address) const;
-  void WriteRegister(unsigned address, std::uint16_t value);
-  // Returns what software reads, and does what the read triggers.
-  unsigned ReadRegister(unsigned address);
-  void Write(std::span<const std::uint8_t> in);
-  void Read(std::span<const std::uint8_t> in, std::span<std::uint8_t> out);
-  unsigned Status() const;
-  void UpdateArea();
+  // All but the lock.
+  struct Registers {
+    Registers() { PowerUp(); }
+    void PowerUp();
+    void Transfer(std::span<const std::uint8_t> in, std::span<std::uint8_t> out);
+    unsigned Register(unsigned address) const { return values.Get(address); }
+    void WriteRegister(unsigned address, std::uint16_t value);
+    // Returns what software reads, and does what the read triggers.
+    unsigned ReadRegister(unsigned address);
+    void Write(std::span<const std::uint8_t> in);
+    void Read(std::span<const std::uint8_t> in, std::span<std::uint8_t> out);
+    unsigned Status() const;
+    void UpdateArea();
 
-  mutable std::mutex mutex_;
-  std::map<unsigned, std::uint16_t> registers_;  // by page x 0x10000 + address
-  unsigned page_ = 0;
-  bool slices_addressed_ = false;
-  bool stopped_ = false;
-  unsigned area_x_ = 0, area_y_ = 0;  // as of the last area update, in output pixels
-  unsigned area_height_ = 0;
-  Settling pll_, slices_, register_update_, area_update_;
-  std::optional<std::uint16_t> held_status_;
+    static constexpr std::size_t kMostRegisters = 4096;
+    FixedMap<unsigned, std::uint16_t, kMostRegisters> values;  // by page x 0x10000 + address
+    unsigned page = 0;
+    bool slices_addressed = false;
+    bool stopped = false;
+    unsigned area_x = 0, area_y = 0;  // as of the last area update, in output pixels
+    unsigned area_height = 0;
+    Settling pll, slices, register_update, area_update;
+    std::optional<std::uint16_t> held_status;
+  };
+  Shared<Registers> state_;
 };
 
 }  // namespace board

@@ -1,5 +1,7 @@
 #include "chips/Eeprom.h"
 
+#include <algorithm>
+
 #include "Clock.h"
 
 namespace board {
@@ -7,63 +9,67 @@ namespace {
 
 constexpr std::uint8_t kAddress = 0x50;  // of the first half; the second half has the next address
 constexpr std::size_t kHalf = Eeprom::kBytes / 2;
-constexpr std::size_t kPage = 16;
+constexpr std::array kErased = [] {
+  std::array<std::uint8_t, Eeprom::kBytes> cells{};
+  cells.fill(0xFF);
+  return cells;
+}();
 
 bool IsOurs(std::uint8_t address) { return address == kAddress || address == kAddress + 1; }
 
-std::size_t NextInPage(std::size_t address) {
-  return address / kPage * kPage + (address + 1) % kPage;
-}
-
 }  // namespace
 
-Eeprom::Eeprom() { memory_.fill(0xFF); }
+Eeprom::Eeprom(BoardMemory& memory) : state_(memory), memory_(memory.Keep("eeprom.bin", kErased)) {}
 
 bool Eeprom::Acknowledges(std::uint8_t address) const {
   if (!Present() || !IsOurs(address)) return false;
-  const std::lock_guard lock(mutex_);
-  return NowNs() >= busy_until_ns_;
+  return NowNs() >= state_.Lock()->busy_until_ns;
 }
 
 bool Eeprom::Message(const I2cMessage& message) {
-  const std::lock_guard lock(mutex_);
+  const auto chip = state_.Lock();
   // A repeated start instead of a stop condition discards what was latched.
-  pending_.clear();
+  chip->latched.fill(false);
   const std::size_t half = static_cast<std::size_t>(message.address - kAddress) * kHalf;
   if (message.read) {
-    counter_ = half + counter_ % kHalf;
+    chip->counter = half + chip->counter % kHalf;
     for (std::uint8_t& byte : message.bytes) {
-      byte = memory_[counter_];
-      counter_ = (counter_ + 1) % kBytes;
+      byte = memory_[chip->counter];
+      chip->counter = (chip->counter + 1) % kBytes;
     }
     return true;
   }
   if (message.bytes.empty()) return true;
-  counter_ = half + message.bytes.front();
+  chip->page_start = half + message.bytes.front() / kPage * kPage;
+  std::size_t place = message.bytes.front() % kPage;
   for (const std::uint8_t byte : message.bytes.subspan(1)) {
-    pending_.push_back({counter_, byte});
-    counter_ = NextInPage(counter_);
+    chip->page[place] = byte;
+    chip->latched[place] = true;
+    place = (place + 1) % kPage;
   }
+  chip->counter = chip->page_start + place;
   return true;
 }
 
 void Eeprom::Stop() {
-  const std::lock_guard lock(mutex_);
-  if (pending_.empty()) return;
-  for (const Pending& cell : pending_) memory_[cell.address] = cell.value;
-  pending_.clear();
-  busy_until_ns_ = NowNs() + kWriteCycleNs;
+  const auto chip = state_.Lock();
+  if (std::ranges::find(chip->latched, true) == chip->latched.end()) return;
+  for (std::size_t i = 0; i < kPage; ++i) {
+    if (chip->latched[i]) memory_[chip->page_start + i] = chip->page[i];
+  }
+  chip->latched.fill(false);
+  chip->busy_until_ns = NowNs() + kWriteCycleNs;
 }
 
 int Eeprom::Peek(unsigned address) const {
   if (address >= kBytes) return -1;
-  const std::lock_guard lock(mutex_);
+  const auto chip = state_.Lock();
   return memory_[address];
 }
 
 bool Eeprom::Poke(unsigned address, unsigned value) {
   if (address >= kBytes) return false;
-  const std::lock_guard lock(mutex_);
+  const auto chip = state_.Lock();
   memory_[address] = static_cast<std::uint8_t>(value);
   return true;
 }

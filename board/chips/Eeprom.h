@@ -3,10 +3,9 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <mutex>
-#include <vector>
 
 #include "chips/I2cChip.h"
+#include "memory/Shared.h"
 
 namespace board {
 
@@ -19,7 +18,7 @@ class Eeprom : public I2cChip {
   static constexpr std::size_t kBytes = 512;
   static constexpr std::int64_t kWriteCycleNs = 10'000'000;
 
-  Eeprom();  // erased: all 0xFF
+  explicit Eeprom(BoardMemory& memory);  // erased: all 0xFF
 
   bool Acknowledges(std::uint8_t address) const override;
   bool Message(const I2cMessage& message) override;
@@ -29,16 +28,19 @@ class Eeprom : public I2cChip {
   bool Poke(unsigned address, unsigned value) override;
 
  private:
-  struct Pending {
-    std::size_t address;
-    std::uint8_t value;
-  };
+  using Cells = std::array<std::uint8_t, kBytes>;
+  static constexpr std::size_t kPage = 16;
 
-  mutable std::mutex mutex_;
-  std::array<std::uint8_t, kBytes> memory_;
-  std::size_t counter_ = 0;
-  std::vector<Pending> pending_;  // latched, not yet written
-  std::int64_t busy_until_ns_ = 0;
+  struct State {
+    std::size_t counter = 0;
+    // One page, latched but not yet written.
+    std::array<std::uint8_t, kPage> page{};
+    std::array<bool, kPage> latched{};
+    std::size_t page_start = 0;
+    std::int64_t busy_until_ns = 0;
+  };
+  Shared<State> state_;
+  Cells& memory_;  // guarded by the lock of the state
 };
 
 }  // namespace board

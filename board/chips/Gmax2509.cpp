@@ -73,8 +73,11 @@ struct Frame {
 
 }  // namespace
 
-Gmax2509::Gmax2509(unsigned product_rows) : product_rows_(product_rows) {
-  std::ranges::copy(kWarm, &registers_[kTemperature]);
+Gmax2509::Gmax2509(BoardMemory& memory, unsigned product_rows)
+    : product_rows_(product_rows), state_(memory) {}
+
+Gmax2509::Registers::Registers() {
+  std::ranges::copy(kWarm, &values[kTemperature]);
   PowerUp();
 }
 
@@ -82,72 +85,69 @@ void Gmax2509::Transfer(std::span<const std::uint8_t> in, std::span<std::uint8_t
   // A short frame has no effect. Neither do bytes after a complete frame.
   if (in.size() < kFrameBytes) return;
   const Frame frame(in);
-  const std::lock_guard lock(mutex_);
+  const auto chip = state_.Lock();
   if (!frame.writes) {
-    Frame::Answer(registers_[frame.address], out);
+    Frame::Answer(chip->values[frame.address], out);
   } else if (!IsTemperature(frame.address)) {
-    registers_[frame.address] = frame.value;
+    chip->values[frame.address] = frame.value;
   }
 }
 
 int Gmax2509::Peek(unsigned address) const {
-  if (address >= registers_.size()) return -1;
-  const std::lock_guard lock(mutex_);
-  return registers_[address];
+  if (address >= kAddressSpace) return -1;
+  const auto chip = state_.Lock();
+  return chip->values[address];
 }
 
 bool Gmax2509::Poke(unsigned address, unsigned value) {
-  if (address >= registers_.size()) return false;
-  const std::lock_guard lock(mutex_);
-  registers_[address] = static_cast<std::uint8_t>(value);
+  if (address >= kAddressSpace) return false;
+  const auto chip = state_.Lock();
+  chip->values[address] = static_cast<std::uint8_t>(value);
   return true;
 }
 
-unsigned Gmax2509::Pair(std::uint8_t low_address) const {
-  return registers_[low_address] | static_cast<unsigned>(registers_[low_address + 1]) << 8;
+unsigned Gmax2509::Registers::Pair(std::uint8_t low_address) const {
+  return values[low_address] | static_cast<unsigned>(values[low_address + 1]) << 8;
 }
 
 // First row of the picture, in rows of the array. A flipped readout that is set to start in the
 // dark rows starts at the picture.
-unsigned Gmax2509::FirstRow() const {
-  const bool flipped = (registers_[kRowOrder] & kRowsForwardBit) == 0;
+unsigned Gmax2509::Registers::FirstRow() const {
+  const bool flipped = (values[kRowOrder] & kRowsForwardBit) == 0;
   const unsigned first = Pair(kFirstRow);
   return first <= (flipped ? kDarkRowsFlipped : kDarkRows) ? 0 : first - kDarkRows;
 }
 
 SensorState Gmax2509::State() const {
-  const std::lock_guard lock(mutex_);
+  const auto chip = state_.Lock();
   const unsigned pitch = kArrayRows / product_rows_;
-  const unsigned row_step = (registers_[kRowSubsampling] & 1) != 0 ? 2 : 1;
+  const unsigned row_step = (chip->values[kRowSubsampling] & 1) != 0 ? 2 : 1;
   SensorState state{};
-  state.streaming =
-      (registers_[kControl] & kStreamBit) != 0 && (registers_[kProgramming] & kProgrammingBit) == 0;
+  state.streaming = (chip->values[kControl] & kStreamBit) != 0 &&
+                    (chip->values[kProgramming] & kProgrammingBit) == 0;
   state.full_width = kColumns;
   state.full_height = product_rows_;
-  state.crop_y = FirstRow() / pitch;
+  state.crop_y = chip->FirstRow() / pitch;
   state.column_step = 1;
   state.row_step = std::max(1u, row_step / pitch);
-  state.flip_horizontal = (registers_[kReadout] & kFlipHorizontalBit) != 0;
-  state.flip_vertical = (registers_[kRowOrder] & kRowsForwardBit) == 0;
-  state.gain = std::clamp<unsigned>(registers_[kGain] & kGainBits, 1, kMaxGain);
+  state.flip_horizontal = (chip->values[kReadout] & kFlipHorizontalBit) != 0;
+  state.flip_vertical = (chip->values[kRowOrder] & kRowsForwardBit) == 0;
+  state.gain = std::clamp<unsigned>(chip->values[kGain] & kGainBits, 1, kMaxGain);
   state.exposure_unit_us = kExposureClocks / kLineClockMHz;
-  state.line_time_us = Pair(kLineTime) / kLineClockMHz;
-  state.frame_lines = Pair(kRowCount) + kFrameOverheadLines;
+  state.line_time_us = chip->Pair(kLineTime) / kLineClockMHz;
+  state.frame_lines = chip->Pair(kRowCount) + kFrameOverheadLines;
   state.fpga = {.block_pixels = 28, .block_units = 32, .crops = true, .halves = true};
   return state;
 }
 
-void Gmax2509::Reset() {
-  const std::lock_guard lock(mutex_);
-  PowerUp();
-}
+void Gmax2509::Reset() { state_.Lock()->PowerUp(); }
 
 // The temperature is not a setting, so it does not change.
-void Gmax2509::PowerUp() {
-  const std::array warmth{registers_[kTemperature], registers_[kTemperature + 1]};
-  registers_.fill(0);
-  std::ranges::copy(warmth, &registers_[kTemperature]);
-  for (const auto& [address, value] : kPowerUp) registers_[address] = value;
+void Gmax2509::Registers::PowerUp() {
+  const std::array warmth{values[kTemperature], values[kTemperature + 1]};
+  values.fill(0);
+  std::ranges::copy(warmth, &values[kTemperature]);
+  for (const auto& [address, value] : kPowerUp) values[address] = value;
 }
 
 }  // namespace board

@@ -2,10 +2,10 @@
 
 #include <array>
 #include <cstdint>
-#include <mutex>
 
 #include "chips/ImageSensorChip.h"
 #include "chips/SpiChip.h"
+#include "memory/Shared.h"
 
 namespace board {
 
@@ -16,7 +16,7 @@ class Gmax2509 : public SpiChip, public ImageSensorChip {
   // The array has 2048 rows. A product with 1024 rows always skips every other row; State()
   // then counts the product's rows.
   static constexpr unsigned kArrayRows = 2048;
-  explicit Gmax2509(unsigned product_rows);
+  Gmax2509(BoardMemory& memory, unsigned product_rows);
 
   void Transfer(std::span<const std::uint8_t> in, std::span<std::uint8_t> out) override;
 
@@ -27,13 +27,18 @@ class Gmax2509 : public SpiChip, public ImageSensorChip {
   void Reset() override;
 
  private:
-  void PowerUp();
-  unsigned Pair(std::uint8_t low_address) const;
-  unsigned FirstRow() const;
+  static constexpr std::size_t kAddressSpace = 0x100;
+  struct Registers {
+    Registers();
+    void PowerUp();
+    unsigned Pair(std::uint8_t low_address) const;
+    unsigned FirstRow() const;
+
+    std::array<std::uint8_t, kAddressSpace> values{};
+  };
 
   const unsigned product_rows_;
-  mutable std::mutex mutex_;
-  std::array<std::uint8_t, 0x100> registers_{};
+  Shared<Registers> state_;
 };
 
 }  // namespace board

@@ -10,8 +10,7 @@ namespace {
 
 constexpr unsigned kWidth = 2048;
 constexpr unsigned kHeight = 1152;
-constexpr std::size_t kAddressSpace = 0x8000;
-constexpr unsigned kAddressMask = kAddressSpace - 1;
+constexpr unsigned kAddressMask = 0x7FFF;
 
 constexpr std::uint16_t kStream = 0x0000;
 constexpr std::uint16_t kHdr = 0x0003;
@@ -57,8 +56,8 @@ bool IsTemperature(unsigned address) {
 
 }  // namespace
 
-Gsprint6502::Gsprint6502() : registers_(kAddressSpace) {
-  std::ranges::copy(kWarm, &registers_[kTemperature]);
+Gsprint6502::Registers::Registers() {
+  std::ranges::copy(kWarm, &values[kTemperature]);
   PowerUp();
 }
 
@@ -66,66 +65,64 @@ void Gsprint6502::Transfer(std::span<const std::uint8_t> in, std::span<std::uint
   if (in.size() < 2) return;
   const bool writes = (in[0] & kWriteBit) != 0;
   unsigned address = (in[0] << 8 | in[1]) & kAddressMask;
-  const std::lock_guard lock(mutex_);
+  const auto chip = state_.Lock();
   for (std::size_t i = 2; i < in.size(); ++i, address = (address + 1) & kAddressMask) {
     if (!writes) {
-      out[i] = registers_[address];
+      out[i] = chip->values[address];
     } else if (!IsTemperature(address)) {
-      registers_[address] = in[i];
+      chip->values[address] = in[i];
     }
   }
 }
 
 int Gsprint6502::Peek(unsigned address) const {
   if (address >= kAddressSpace) return -1;
-  const std::lock_guard lock(mutex_);
-  return registers_[address];
+  const auto chip = state_.Lock();
+  return chip->values[address];
 }
 
 bool Gsprint6502::Poke(unsigned address, unsigned value) {
   if (address >= kAddressSpace) return false;
-  const std::lock_guard lock(mutex_);
-  registers_[address] = static_cast<std::uint8_t>(value);
+  const auto chip = state_.Lock();
+  chip->values[address] = static_cast<std::uint8_t>(value);
   return true;
 }
 
-unsigned Gsprint6502::Pair(std::uint16_t low_address, unsigned mask) const {
-  return (registers_[low_address] | static_cast<unsigned>(registers_[low_address + 1]) << 8) & mask;
+unsigned Gsprint6502::Registers::Pair(std::uint16_t low_address, unsigned mask) const {
+  return (values[low_address] | static_cast<unsigned>(values[low_address + 1]) << 8) & mask;
 }
 
 SensorState Gsprint6502::State() const {
-  const std::lock_guard lock(mutex_);
-  const unsigned step = (registers_[kSubsampling] & kSubsamplingBit) != 0 ? 2 : 1;
+  const auto chip = state_.Lock();
+  const unsigned step = (chip->values[kSubsampling] & kSubsamplingBit) != 0 ? 2 : 1;
   SensorState state{};
-  state.streaming = (registers_[kStream] & kStreamBit) != 0 &&
-                    (registers_[kSerialOutput] & kSerialBit) != 0 &&
-                    (registers_[kPower] & kPowerBit) != 0;
+  state.streaming = (chip->values[kStream] & kStreamBit) != 0 &&
+                    (chip->values[kSerialOutput] & kSerialBit) != 0 &&
+                    (chip->values[kPower] & kPowerBit) != 0;
   state.full_width = kWidth;
   state.full_height = kHeight;
-  state.crop_y = std::max(Pair(kFirstRow, kRowMask), kDarkRows) - kDarkRows;
+  state.crop_y = std::max(chip->Pair(kFirstRow, kRowMask), kDarkRows) - kDarkRows;
   state.column_step = step;
   state.row_step = step;
-  state.hdr = (registers_[kHdr] & kHdrBits) != 0;
-  state.gain = std::max(1, registers_[kGain] & kGainBits);
+  state.hdr = (chip->values[kHdr] & kHdrBits) != 0;
+  state.gain = std::max(1, chip->values[kGain] & kGainBits);
   state.exposure_unit_us = kExposureUnitUs;
-  state.line_time_us = Pair(kLineTime, kLineTimeMask) * kExposureUnitUs / kFastLineClocks;
+  state.line_time_us = chip->Pair(kLineTime, kLineTimeMask) * kExposureUnitUs / kFastLineClocks;
   // Two rows per line.
-  state.frame_lines = (Pair(kRowCount, kRowMask) / step + kDarkRows) / 2 + kFrameOverheadLines;
+  state.frame_lines =
+      (chip->Pair(kRowCount, kRowMask) / step + kDarkRows) / 2 + kFrameOverheadLines;
   state.fpga = {.block_pixels = 32, .block_units = 32, .crops = true};
   return state;
 }
 
-void Gsprint6502::Reset() {
-  const std::lock_guard lock(mutex_);
-  PowerUp();
-}
+void Gsprint6502::Reset() { state_.Lock()->PowerUp(); }
 
 // The temperature is not a setting, so it does not change.
-void Gsprint6502::PowerUp() {
-  const std::array warmth{registers_[kTemperature], registers_[kTemperature + 1]};
-  std::ranges::fill(registers_, 0);
-  std::ranges::copy(warmth, &registers_[kTemperature]);
-  for (const auto& [address, value] : kPowerUp) registers_[address] = value;
+void Gsprint6502::Registers::PowerUp() {
+  const std::array warmth{values[kTemperature], values[kTemperature + 1]};
+  std::ranges::fill(values, 0);
+  std::ranges::copy(warmth, &values[kTemperature]);
+  for (const auto& [address, value] : kPowerUp) values[address] = value;
 }
 
 }  // namespace board

@@ -1,11 +1,11 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
-#include <mutex>
-#include <vector>
 
 #include "chips/ImageSensorChip.h"
 #include "chips/SpiChip.h"
+#include "memory/Shared.h"
 
 namespace board {
 
@@ -13,7 +13,7 @@ namespace board {
 // within a transfer.
 class Gsprint6502 : public SpiChip, public ImageSensorChip {
  public:
-  Gsprint6502();
+  explicit Gsprint6502(BoardMemory& memory) : state_(memory) {}
 
   void Transfer(std::span<const std::uint8_t> in, std::span<std::uint8_t> out) override;
 
@@ -24,11 +24,15 @@ class Gsprint6502 : public SpiChip, public ImageSensorChip {
   void Reset() override;
 
  private:
-  void PowerUp();
-  unsigned Pair(std::uint16_t low_address, unsigned mask) const;
+  static constexpr std::size_t kAddressSpace = 0x8000;
+  struct Registers {
+    Registers();
+    void PowerUp();
+    unsigned Pair(std::uint16_t low_address, unsigned mask) const;
 
-  mutable std::mutex mutex_;
-  std::vector<std::uint8_t> registers_;
+    std::array<std::uint8_t, kAddressSpace> values{};
+  };
+  Shared<Registers> state_;
 };
 
 }  // namespace board

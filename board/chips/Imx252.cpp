@@ -38,6 +38,7 @@ ReadoutSteps Steps(std::uint8_t readout_mode) {
 
 }  // namespace
 
-Imx252::Imx252() : SonySensor({0x10, kWidth, kHeight, kPowerUp, Steps}) {}
+Imx252::Imx252(BoardMemory& memory)
+    : SonySensor(memory, {0x10, kWidth, kHeight, kPowerUp, Steps}) {}
 
 }  // namespace board

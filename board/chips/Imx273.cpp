@@ -30,6 +30,7 @@ ReadoutSteps Steps(std::uint8_t readout_mode) {
 
 }  // namespace
 
-Imx273::Imx273() : SonySensor({0x36, kWidth, kHeight, kPowerUp, Steps}) {}
+Imx273::Imx273(BoardMemory& memory)
+    : SonySensor(memory, {0x36, kWidth, kHeight, kPowerUp, Steps}) {}
 
 }  // namespace board

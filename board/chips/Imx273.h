@@ -7,7 +7,7 @@ namespace board {
 // Sony IMX273, 1456 x 1088 pixels, monochrome, at address 0x36.
 class Imx273 : public SonySensor {
  public:
-  Imx273();
+  explicit Imx273(BoardMemory& memory);
 };
 
 }  // namespace board

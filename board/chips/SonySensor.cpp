@@ -6,8 +6,6 @@
 namespace board {
 namespace {
 
-constexpr std::size_t kAddressSpace = 0x10000;
-
 constexpr std::uint16_t kStandby = 0x3000;
 constexpr std::uint16_t kReadoutMode = 0x300D;
 constexpr std::uint16_t kFlip = 0x300E;
@@ -49,9 +47,13 @@ bool IsReadOnly(unsigned address) {
 
 }  // namespace
 
-SonySensor::SonySensor(const SonySensorModel& model)
-    : model_(model), registers_(kAddressSpace), temperature_(kWarm) {
-  PowerUp();
+SonySensor::SonySensor(BoardMemory& memory, const SonySensorModel& model)
+    : model_(model), state_(memory) {
+  const auto chip = state_.Lock();
+  if (chip->powered) return;  // by another process
+  chip->powered = true;
+  chip->temperature = kWarm;
+  chip->PowerUp(model_.power_up);
 }
 
 bool SonySensor::Acknowledges(std::uint8_t address) const {
@@ -59,79 +61,78 @@ bool SonySensor::Acknowledges(std::uint8_t address) const {
 }
 
 bool SonySensor::Message(const I2cMessage& message) {
-  const std::lock_guard lock(mutex_);
+  const auto chip = state_.Lock();
   if (message.read) {
-    for (std::uint8_t& byte : message.bytes) byte = registers_[pointer_++];
+    for (std::uint8_t& byte : message.bytes) byte = chip->values[chip->pointer++];
     return true;
   }
   // Without both address bytes, the message selects no register.
   if (message.bytes.size() < 2) return true;
-  pointer_ = static_cast<std::uint16_t>(message.bytes[0] << 8 | message.bytes[1]);
-  for (const std::uint8_t byte : message.bytes.subspan(2)) WriteRegister(pointer_++, byte);
+  chip->pointer = static_cast<std::uint16_t>(message.bytes[0] << 8 | message.bytes[1]);
+  for (const std::uint8_t byte : message.bytes.subspan(2)) {
+    chip->WriteRegister(chip->pointer++, byte);
+  }
   return true;
 }
 
-void SonySensor::WriteRegister(std::uint16_t address, std::uint8_t value) {
+void SonySensor::Registers::WriteRegister(std::uint16_t address, std::uint8_t value) {
   if (IsReadOnly(address)) return;
-  registers_[address] = value;
+  values[address] = value;
   if (address == kTemperatureLatch && (value & kLatchBit) != 0) {
-    registers_[kTemperatureCode] = temperature_[0];
-    registers_[kTemperatureCode + 1] = temperature_[1];
+    values[kTemperatureCode] = temperature[0];
+    values[kTemperatureCode + 1] = temperature[1];
   }
 }
 
 int SonySensor::Peek(unsigned address) const {
   if (address >= kAddressSpace) return -1;
-  const std::lock_guard lock(mutex_);
-  return registers_[address];
+  const auto chip = state_.Lock();
+  return chip->values[address];
 }
 
 bool SonySensor::Poke(unsigned address, unsigned value) {
   if (address >= kAddressSpace) return false;
-  const std::lock_guard lock(mutex_);
-  registers_[address] = static_cast<std::uint8_t>(value);
+  const auto chip = state_.Lock();
+  chip->values[address] = static_cast<std::uint8_t>(value);
   if (IsTemperature(address)) {
-    temperature_[address - kTemperatureCode] = static_cast<std::uint8_t>(value);
+    chip->temperature[address - kTemperatureCode] = static_cast<std::uint8_t>(value);
   }
   return true;
 }
 
-unsigned SonySensor::Pair(std::uint16_t low_address, unsigned mask) const {
-  return (registers_[low_address] | static_cast<unsigned>(registers_[low_address + 1]) << 8) & mask;
+unsigned SonySensor::Registers::Pair(std::uint16_t low_address, unsigned mask) const {
+  return (values[low_address] | static_cast<unsigned>(values[low_address + 1]) << 8) & mask;
 }
 
 SensorState SonySensor::State() const {
-  const std::lock_guard lock(mutex_);
-  const ReadoutSteps steps = model_.steps(registers_[kReadoutMode]);
-  const std::uint8_t crop = registers_[kCropEnable];
-  const std::uint8_t flip = registers_[kFlip];
+  const auto chip = state_.Lock();
+  const ReadoutSteps steps = model_.steps(chip->values[kReadoutMode]);
+  const std::uint8_t crop = chip->values[kCropEnable];
+  const std::uint8_t flip = chip->values[kFlip];
   SensorState state{};
-  state.streaming = (registers_[kStandby] & kStandbyBit) == 0;
+  state.streaming = (chip->values[kStandby] & kStandbyBit) == 0;
   state.full_width = model_.full_width;
   state.full_height = model_.full_height;
   // Crop registers count output pixels, so with subsampling each spans two.
-  state.crop_x = (crop & kCropXBit) != 0 ? Pair(kCropX, kCropXMask) * steps.columns : 0;
-  state.crop_y = (crop & kCropYBit) != 0 ? Pair(kCropY, kCropYMask) * steps.rows : 0;
+  state.crop_x = (crop & kCropXBit) != 0 ? chip->Pair(kCropX, kCropXMask) * steps.columns : 0;
+  state.crop_y = (crop & kCropYBit) != 0 ? chip->Pair(kCropY, kCropYMask) * steps.rows : 0;
   state.column_step = steps.columns;
   state.row_step = steps.rows;
   state.flip_horizontal = (flip & kFlipHorizontalBit) != 0;
   state.flip_vertical = (flip & kFlipVerticalBit) != 0;
-  state.gain = std::pow(10.0, Pair(kGain, kGainMask) / 200.0);
-  state.line_time_us = Pair(kLineClocks, kLineClocksMask) / kLineClockMHz;
+  state.gain = std::pow(10.0, chip->Pair(kGain, kGainMask) / 200.0);
+  state.line_time_us = chip->Pair(kLineClocks, kLineClocksMask) / kLineClockMHz;
   state.exposure_unit_us = state.line_time_us;
-  state.frame_lines = Pair(kFrameLines, kFrameLinesMask);
+  state.frame_lines = chip->Pair(kFrameLines, kFrameLinesMask);
   return state;
 }
 
-void SonySensor::Reset() {
-  const std::lock_guard lock(mutex_);
-  PowerUp();
-}
+void SonySensor::Reset() { state_.Lock()->PowerUp(model_.power_up); }
 
-void SonySensor::PowerUp() {
-  registers_.assign(kAddressSpace, 0);
-  for (const auto& [address, value] : model_.power_up) registers_[address] = value;
-  pointer_ = 0;
+void SonySensor::Registers::PowerUp(std::span<const SensorRegisterValue> power_up) {
+  values.fill(0);
+  for (const auto& [address, value] : power_up) values[address] = value;
+  pointer = 0;
 }
 
 }  // namespace board

@@ -2,13 +2,12 @@
 
 #include <array>
 #include <cstdint>
-#include <mutex>
 #include <span>
-#include <vector>
 
 #include "chips/I2cChip.h"
 #include "chips/ImageSensorChip.h"
 #include "chips/SensorRegisterValue.h"
+#include "memory/Shared.h"
 
 namespace board {
 
@@ -31,7 +30,7 @@ struct SonySensorModel {
 // within a transfer.
 class SonySensor : public I2cChip, public ImageSensorChip {
  public:
-  explicit SonySensor(const SonySensorModel& model);
+  SonySensor(BoardMemory& memory, const SonySensorModel& model);
 
   bool Acknowledges(std::uint8_t address) const override;
   bool Message(const I2cMessage& message) override;
@@ -44,15 +43,20 @@ class SonySensor : public I2cChip, public ImageSensorChip {
   void Reset() override;
 
  private:
-  void PowerUp();
-  void WriteRegister(std::uint16_t address, std::uint8_t value);
-  unsigned Pair(std::uint16_t low_address, unsigned mask) const;
+  static constexpr std::size_t kAddressSpace = 0x10000;
+  struct Registers {
+    void PowerUp(std::span<const SensorRegisterValue> power_up);
+    void WriteRegister(std::uint16_t address, std::uint8_t value);
+    unsigned Pair(std::uint16_t low_address, unsigned mask) const;
+
+    bool powered = false;
+    std::array<std::uint8_t, kAddressSpace> values{};
+    std::uint16_t pointer = 0;
+    std::array<std::uint8_t, 2> temperature{};
+  };
 
   const SonySensorModel model_;
-  mutable std::mutex mutex_;
-  std::vector<std::uint8_t> registers_;
-  std::uint16_t pointer_ = 0;
-  std::array<std::uint8_t, 2> temperature_;
+  Shared<Registers> state_;
 };
 
 }  // namespace board

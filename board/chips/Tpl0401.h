@@ -1,10 +1,10 @@
 #pragma once
 
 #include <cstdint>
-#include <mutex>
 
 #include "chips/I2cChip.h"
 #include "chips/LaserPowerChip.h"
+#include "memory/Shared.h"
 
 namespace board {
 
@@ -13,7 +13,7 @@ namespace board {
 // power.
 class Tpl0401 : public I2cChip, public LaserPowerChip {
  public:
-  Tpl0401() = default;
+  explicit Tpl0401(BoardMemory& memory);
 
   bool Acknowledges(std::uint8_t address) const override;
   bool Message(const I2cMessage& message) override;
@@ -24,9 +24,11 @@ class Tpl0401 : public I2cChip, public LaserPowerChip {
   double Power() const override;
 
  private:
-  mutable std::mutex mutex_;
-  std::uint8_t wiper_ = 64;
-  std::uint8_t selected_ = 0;
+  struct State {
+    std::uint8_t selected = 0;
+  };
+  Shared<State> state_;
+  std::uint8_t& wiper_;  // guarded by the lock of the state
 };
 
 }  // namespace board

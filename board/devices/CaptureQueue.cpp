@@ -4,6 +4,7 @@
 #include <poll.h>
 #include <sys/mman.h>
 #include <time.h>
+#include <unistd.h>
 
 #include <algorithm>
 
@@ -12,7 +13,6 @@
 namespace board {
 namespace {
 
-constexpr unsigned kFirstWidth = 640, kFirstHeight = 480;  // before a format is set
 constexpr unsigned kMaxBuffers = 32;
 constexpr std::size_t kPageBytes = 4096;
 constexpr std::size_t kGuardBytes = 8;
@@ -35,7 +35,8 @@ bool IsMapped(std::uint8_t* address, std::size_t length) {
 
 }  // namespace
 
-CaptureQueue::CaptureQueue() : width_(kFirstWidth), height_(kFirstHeight) {}
+CaptureQueue::CaptureQueue(BoardMemory& memory, Seat::Number seat)
+    : common_(memory.Place<Common>()), seat_(memory, seat) {}
 
 CaptureQueue::~CaptureQueue() { FreeBuffers(); }
 
@@ -62,17 +63,17 @@ int CaptureQueue::SetFormat(v4l2_format* format) {
   if (unplugged_) return -ENODEV;
   if (const int error = TryFormat(format); error != 0) return error;
   // Existing buffers have the size of the current format.
-  if (!buffers_.empty()) return -EBUSY;
-  width_ = format->fmt.pix.width;
-  height_ = format->fmt.pix.height;
+  if (!buffers_.empty() || seat_.TakenElsewhere()) return -EBUSY;
+  common_.width = format->fmt.pix.width;
+  common_.height = format->fmt.pix.height;
   return 0;
 }
 
 int CaptureQueue::GetFormat(v4l2_format* format) const {
   const std::lock_guard lock(mutex_);
   if (format->type != V4L2_BUF_TYPE_VIDEO_CAPTURE) return -EINVAL;
-  format->fmt.pix.width = width_;
-  format->fmt.pix.height = height_;
+  format->fmt.pix.width = common_.width;
+  format->fmt.pix.height = common_.height;
   return TryFormat(format);
 }
 
@@ -82,26 +83,36 @@ int CaptureQueue::Request(v4l2_requestbuffers* request, Owner owner) {
   const bool known_memory =
       request->memory == V4L2_MEMORY_MMAP || request->memory == V4L2_MEMORY_USERPTR;
   if (request->type != V4L2_BUF_TYPE_VIDEO_CAPTURE || !known_memory) return -EINVAL;
-  if (owner_ != nullptr && owner_ != owner) return -EBUSY;
-  if (streaming_) return -EBUSY;
+  if (IsBusy(owner) || streaming_) return -EBUSY;
   StopLocked(lock);
   FreeBuffers();
-  owner_ = nullptr;
+  Disown();
   request->flags = 0;
   std::fill(std::begin(request->reserved), std::end(request->reserved), 0);
   request->capabilities = V4L2_BUF_CAP_SUPPORTS_MMAP | V4L2_BUF_CAP_SUPPORTS_USERPTR;
   if (request->count == 0) return 0;
+  if (!seat_.Take()) return -EBUSY;
   request->count = std::min(request->count, kMaxBuffers);
   memory_type_ = request->memory;
   buffer_bytes_ = SizeImage();
-  buffer_width_ = width_;
-  buffer_height_ = height_;
+  buffer_width_ = common_.width;
+  buffer_height_ = common_.height;
   if (!Allocate(request->count)) {
     FreeBuffers();
+    Disown();
     return -ENOMEM;
   }
   owner_ = owner;
   return 0;
+}
+
+bool CaptureQueue::IsBusy(Owner owner) const {
+  return owner_ != nullptr ? owner_ != owner : seat_.TakenElsewhere();
+}
+
+void CaptureQueue::Disown() {
+  owner_ = nullptr;
+  seat_.Leave();
 }
 
 bool CaptureQueue::Allocate(unsigned count) {
@@ -168,7 +179,7 @@ int CaptureQueue::Query(v4l2_buffer* buffer) const {
 int CaptureQueue::CheckBuffer(const v4l2_buffer& buffer, Owner owner) const {
   if (unplugged_) return -ENODEV;
   if (buffer.type != V4L2_BUF_TYPE_VIDEO_CAPTURE) return -EINVAL;
-  if (owner_ != nullptr && owner_ != owner) return -EBUSY;
+  if (IsBusy(owner)) return -EBUSY;
   if (buffers_.empty() || buffer.memory != memory_type_) return -EINVAL;
   return 0;
 }
@@ -258,9 +269,10 @@ int CaptureQueue::StreamOn(unsigned type, Owner owner) {
     const std::lock_guard lock(mutex_);
     if (unplugged_) return -ENODEV;
     if (type != V4L2_BUF_TYPE_VIDEO_CAPTURE) return -EINVAL;
-    if (owner_ != nullptr && owner_ != owner) return -EBUSY;
+    if (IsBusy(owner)) return -EBUSY;
     if (buffers_.empty()) return -EINVAL;
     streaming_ = true;
+    common_.streaming_in = getpid();
     signs_.Update(IsReady());
   }
   listener_();
@@ -271,13 +283,14 @@ int CaptureQueue::StreamOff(unsigned type, Owner owner) {
   std::unique_lock lock(mutex_);
   if (unplugged_) return -ENODEV;
   if (type != V4L2_BUF_TYPE_VIDEO_CAPTURE) return -EINVAL;
-  if (owner_ != nullptr && owner_ != owner) return -EBUSY;
+  if (IsBusy(owner)) return -EBUSY;
   StopLocked(lock);
   return 0;
 }
 
 // All buffers return to software. Waits for one that is being filled.
 void CaptureQueue::StopLocked(std::unique_lock<std::mutex>& lock) {
+  if (streaming_ && common_.streaming_in == getpid()) common_.streaming_in = 0;
   streaming_ = false;
   queued_.clear();
   done_.clear();
@@ -315,7 +328,7 @@ void CaptureQueue::Closed(Owner owner) {
   if (owner_ != owner) return;
   StopLocked(lock);
   FreeBuffers();
-  owner_ = nullptr;
+  Disown();
 }
 
 void CaptureQueue::Add(PollSign& sign) {
@@ -338,6 +351,11 @@ short CaptureQueue::Ready(PollSign& sign) {
   if (unplugged_) return signs_.Watch(sign, POLLERR | POLLHUP);
   if (!streaming_) return signs_.Watch(sign, POLLERR);
   return signs_.Watch(sign, done_.empty() ? 0 : POLLIN | POLLRDNORM);
+}
+
+bool CaptureQueue::StreamsElsewhere() const {
+  const pid_t where = common_.streaming_in;
+  return where != 0 && where != getpid() && seat_.TakenElsewhere();
 }
 
 bool CaptureQueue::Streaming() const {

@@ -11,6 +11,7 @@
 #include <linux/videodev2.h>
 #include <sys/types.h>
 
+#include <atomic>
 #include <condition_variable>
 #include <cstddef>
 #include <cstdint>
@@ -25,13 +26,14 @@
 #include "Doorbell.h"
 #include "PollSign.h"
 #include "PrivateDescriptor.h"
+#include "memory/Seat.h"
 
 namespace board {
 
 // Results are 0 or the negative errno.
 class CaptureQueue {
  public:
-  CaptureQueue();
+  CaptureQueue(BoardMemory& memory, Seat::Number seat);
   ~CaptureQueue();
   CaptureQueue(const CaptureQueue&) = delete;
   CaptureQueue& operator=(const CaptureQueue&) = delete;
@@ -76,6 +78,7 @@ class CaptureQueue {
   // Called without a lock after a buffer was queued or the stream started.
   void SetListener(std::function<void()> listener) { listener_ = std::move(listener); }
   bool Streaming() const;
+  bool StreamsElsewhere() const;    // in another process that shares the board
   std::size_t FormatBytes() const;  // size of the existing buffers
   bool HasFree() const;
   bool IsShort() const;  // streaming, and no buffer is queued
@@ -107,16 +110,27 @@ class CaptureQueue {
     timeval time{};
   };
 
+  // What the processes that share the board agree about.
+  struct Common {
+    static constexpr unsigned kFirstWidth = 640, kFirstHeight = 480;  // before a format is set
+    std::atomic<unsigned> width{kFirstWidth}, height{kFirstHeight};   // the current format
+    std::atomic<pid_t> streaming_in{0};
+  };
+
+  bool IsBusy(Owner owner) const;
   bool IsWhole(const Buffer& buffer) const;
   bool IsReady() const { return unplugged_ || !streaming_ || !done_.empty(); }
-  std::size_t SizeImage() const { return std::size_t{width_} * height_; }
+  std::size_t SizeImage() const { return std::size_t{common_.width} * common_.height; }
   std::size_t PageOffset(unsigned index) const;
   bool Allocate(unsigned count);
   void FreeBuffers();
+  void Disown();
   void StopLocked(std::unique_lock<std::mutex>& lock);
   void Describe(unsigned index, v4l2_buffer* buffer) const;
   int CheckBuffer(const v4l2_buffer& buffer, Owner owner) const;
 
+  Common& common_;
+  Seat seat_;
   mutable std::mutex mutex_;
   std::condition_variable fill_ended_;
   Doorbell filled_;
@@ -129,7 +143,6 @@ class CaptureQueue {
   Owner owner_ = nullptr;
   std::map<Owner, unsigned> priorities_;  // other than the usual one
   unsigned memory_type_ = 0;
-  unsigned width_, height_;                        // the current format
   unsigned buffer_width_ = 0, buffer_height_ = 0;  // the format of the existing buffers
   std::size_t buffer_bytes_ = 0;
   std::vector<Buffer> buffers_;

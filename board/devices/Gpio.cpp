@@ -2,10 +2,9 @@
 
 #include <errno.h>
 
+#include <algorithm>
 #include <array>
 #include <charconv>
-#include <map>
-#include <mutex>
 #include <optional>
 #include <string_view>
 #include <utility>
@@ -22,6 +21,7 @@ constexpr std::string_view kFolder = "/sys/class/gpio/";
 enum class Direction { kIn, kOut };
 
 struct Line {
+  unsigned number = 0;
   bool exported = false;
   unsigned exports = 0;  // open files of an earlier export no longer work
   Direction direction = Direction::kIn;
@@ -108,17 +108,29 @@ const LineFile* FindLineFile(std::string_view name) {
 }  // namespace
 
 struct Gpio::Lines {
+  static constexpr std::size_t kMost = 32;
+
   // The line named by a text that was written to export or unexport.
   Line* Named(std::string_view text) {
     const auto number = ParseNumber(text);
-    if (!number || *number < 0) return nullptr;
-    const auto found = lines.find(static_cast<unsigned>(*number));
-    return found == lines.end() ? nullptr : &found->second;
+    return number && *number >= 0 ? Find(static_cast<unsigned>(*number)) : nullptr;
+  }
+
+  Line* Find(unsigned number) {
+    const auto found = std::find_if(lines.begin(), lines.begin() + count,
+                                    [=](const Line& line) { return line.number == number; });
+    return found == lines.begin() + count ? nullptr : &*found;
+  }
+
+  // The exported line, or null; `exports` 0 takes whichever export is current.
+  Line* Exported(unsigned number, unsigned exports = 0) {
+    Line* const line = Find(number);
+    if (line == nullptr || !line->exported) return nullptr;
+    return exports == 0 || exports == line->exports ? line : nullptr;
   }
 
   int Export(std::string_view text) {
-    const std::lock_guard lock(mutex);
-    Line* line = Named(text);
+    Line* const line = Named(text);
     if (line == nullptr) return -EINVAL;
     if (line->exported) return -EBUSY;
     line->exported = true;
@@ -128,32 +140,26 @@ struct Gpio::Lines {
 
   // The pin keeps its direction and level. The inversion ends with the export.
   int Unexport(std::string_view text) {
-    const std::lock_guard lock(mutex);
-    Line* line = Named(text);
+    Line* const line = Named(text);
     if (line == nullptr || !line->exported) return -EINVAL;
     line->exported = false;
     line->active_low = false;
     return 0;
   }
 
-  // The exported line, or null; `exports` 0 takes whichever export is current.
-  Line* Exported(unsigned number, unsigned exports = 0) {
-    const auto found = lines.find(number);
-    if (found == lines.end() || !found->second.exported) return nullptr;
-    return exports == 0 || exports == found->second.exports ? &found->second : nullptr;
-  }
-
-  std::mutex mutex;
-  std::map<unsigned, Line> lines;
+  std::array<Line, kMost> lines{};
+  std::ptrdiff_t count = 0;
 };
 
-Gpio::Gpio(const std::vector<unsigned>& lines) : lines_(std::make_shared<Lines>()) {
-  for (const unsigned line : lines) lines_->lines[line];
+Gpio::Gpio(BoardMemory& memory, const std::vector<unsigned>& numbers) : lines_(memory) {
+  const auto lines = lines_.Lock();
+  if (lines->count != 0) return;  // set by another process
+  for (const unsigned number : numbers) lines->lines.at(lines->count++).number = number;
 }
 
 int Gpio::Level(unsigned line) const {
-  const std::lock_guard lock(lines_->mutex);
-  const Line* exported = lines_->Exported(line);
+  const auto lines = lines_.Lock();
+  const Line* const exported = lines->Exported(line);
   return exported != nullptr && exported->direction == Direction::kOut ? exported->level : -1;
 }
 
@@ -165,12 +171,12 @@ void Gpio::List(FileTree& tree) const {
   const std::string folder(kFolder);
   tree.AddFile(folder + "export", false, true);
   tree.AddFile(folder + "unexport", false, true);
-  const std::lock_guard lock(lines_->mutex);
-  for (const auto& [number, line] : lines_->lines) {
+  const auto lines = lines_.Lock();
+  for (const Line& line : lines->lines) {
     if (!line.exported) continue;
     for (const LineFile& file : kLineFiles) {
-      tree.AddFile(folder + "gpio" + std::to_string(number) + '/' + std::string(file.name), true,
-                   true);
+      tree.AddFile(folder + "gpio" + std::to_string(line.number) + '/' + std::string(file.name),
+                   true, true);
     }
   }
 }
@@ -179,11 +185,15 @@ OpenResult Gpio::Open(const std::string& path, int flags) {
   const std::string label = path.substr(kFolder.size());
   SysfsAttribute attribute{.device = Name(), .label = label, .show = nullptr, .store = nullptr};
   if (label == "export") {
-    attribute.store = [lines = lines_](std::string_view text) { return lines->Export(text); };
+    attribute.store = [lines = lines_](std::string_view text) {
+      return lines.Lock()->Export(text);
+    };
     return OpenSysfs(std::move(attribute), flags, CountOpen());
   }
   if (label == "unexport") {
-    attribute.store = [lines = lines_](std::string_view text) { return lines->Unexport(text); };
+    attribute.store = [lines = lines_](std::string_view text) {
+      return lines.Lock()->Unexport(text);
+    };
     return OpenSysfs(std::move(attribute), flags, CountOpen());
   }
 
@@ -193,19 +203,19 @@ OpenResult Gpio::Open(const std::string& path, int flags) {
   const unsigned number = parsed->first;
   unsigned exports = 0;
   {
-    const std::lock_guard lock(lines_->mutex);
-    const Line* line = lines_->Exported(number);
+    const auto lines = lines_.Lock();
+    const Line* line = lines->Exported(number);
     if (line == nullptr) return {nullptr, ENOENT};
     exports = line->exports;
   }
   attribute.show = [lines = lines_, number, exports, file]() -> std::optional<std::string> {
-    const std::lock_guard lock(lines->mutex);
-    const Line* line = lines->Exported(number, exports);
+    const auto locked = lines.Lock();
+    const Line* line = locked->Exported(number, exports);
     return line == nullptr ? std::nullopt : std::optional(file->show(*line));
   };
   attribute.store = [lines = lines_, number, exports, file](std::string_view text) {
-    const std::lock_guard lock(lines->mutex);
-    Line* line = lines->Exported(number, exports);
+    const auto locked = lines.Lock();
+    Line* line = locked->Exported(number, exports);
     return line == nullptr ? -ENODEV : file->store(*line, text);
   };
   return OpenSysfs(std::move(attribute), flags, CountOpen());

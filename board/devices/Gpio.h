@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "devices/OpenCount.h"
+#include "memory/Shared.h"
 
 namespace board {
 
@@ -12,7 +13,7 @@ namespace board {
 // software changes them.
 class Gpio : public CountedDevice {
  public:
-  explicit Gpio(const std::vector<unsigned>& lines);
+  Gpio(BoardMemory& memory, const std::vector<unsigned>& numbers);
 
   // The electrical level of an exported output, or -1 for any other line.
   int Level(unsigned line) const;
@@ -25,7 +26,7 @@ class Gpio : public CountedDevice {
  private:
   struct Lines;
 
-  std::shared_ptr<Lines> lines_;
+  Shared<Lines> lines_;
 };
 
 }  // namespace board

@@ -14,6 +14,8 @@
 #include <vector>
 
 #include "devices/Outcome.h"
+#include "memory/BoardMemory.h"
+#include "memory/SharedMutex.h"
 
 namespace board {
 namespace {
@@ -105,7 +107,7 @@ struct I2cBus::Adapter {
   }
 
   const std::string name;
-  std::mutex mutex;
+  SharedMutex& mutex;  // the wire is free
   std::vector<std::shared_ptr<I2cChip>> chips;
 };
 
@@ -190,8 +192,10 @@ class I2cBus::File : public OpenFile {
   std::atomic<unsigned> slave_{0};
 };
 
-I2cBus::I2cBus(unsigned number)
-    : adapter_(new Adapter{.name = "i2c-" + std::to_string(number), .mutex = {}, .chips = {}}) {}
+I2cBus::I2cBus(BoardMemory& memory, unsigned number)
+    : adapter_(new Adapter{.name = "i2c-" + std::to_string(number),
+                           .mutex = memory.Place<SharedMutex>(),
+                           .chips = {}}) {}
 
 void I2cBus::Attach(std::shared_ptr<I2cChip> chip) {
   const std::lock_guard lock(adapter_->mutex);

@@ -8,10 +8,12 @@
 
 namespace board {
 
+class BoardMemory;
+
 // An I2C adapter with its chips, seen through i2c-dev: "/dev/i2c-0".
 class I2cBus : public CountedDevice {
  public:
-  explicit I2cBus(unsigned number);
+  I2cBus(BoardMemory& memory, unsigned number);
 
   // Call before the first transfer. If two chips acknowledge the same address, the one attached
   // first wins.

@@ -6,6 +6,7 @@
 
 #include "devices/SysfsFile.h"
 #include "files/FileTree.h"
+#include "memory/BoardMemory.h"
 
 namespace board {
 namespace {
@@ -14,8 +15,10 @@ constexpr std::string_view kName = "iio";
 
 }  // namespace
 
-IioTemperature::IioTemperature(std::vector<std::string> paths, unsigned raw)
-    : paths_(std::move(paths)), raw_(std::make_shared<std::atomic<unsigned>>(raw)) {}
+IioTemperature::IioTemperature(BoardMemory& memory, std::vector<std::string> paths, unsigned raw)
+    : paths_(std::move(paths)), raw_(memory.Place<std::atomic<unsigned>>()) {
+  if (memory.IsFirst()) raw_ = raw;
+}
 
 std::string IioTemperature::Name() const { return std::string(kName); }
 
@@ -30,7 +33,7 @@ void IioTemperature::List(FileTree& tree) const {
 OpenResult IioTemperature::Open(const std::string& path, int flags) {
   SysfsAttribute attribute{.device = Name(),
                            .label = path.substr(path.rfind('/') + 1),
-                           .show = [raw = raw_] { return std::to_string(*raw) + '\n'; },
+                           .show = [&raw = raw_] { return std::to_string(raw) + '\n'; },
                            .store = nullptr};
   return OpenSysfs(std::move(attribute), flags, CountOpen());
 }

@@ -9,13 +9,15 @@
 
 namespace board {
 
+class BoardMemory;
+
 // The raw on-chip temperature, as the system monitor's IIO driver reports it.
 class IioTemperature : public CountedDevice {
  public:
   // `paths` are the files that return the value. There are several if links lead to it.
-  IioTemperature(std::vector<std::string> paths, unsigned raw);
+  IioTemperature(BoardMemory& memory, std::vector<std::string> paths, unsigned raw);
 
-  void SetRaw(unsigned raw) { *raw_ = raw; }
+  void SetRaw(unsigned raw) { raw_ = raw; }
 
   std::string Name() const override;
   bool Claims(const std::string& path) const override;
@@ -24,7 +26,7 @@ class IioTemperature : public CountedDevice {
 
  private:
   const std::vector<std::string> paths_;
-  std::shared_ptr<std::atomic<unsigned>> raw_;
+  std::atomic<unsigned>& raw_;
 };
 
 }  // namespace board

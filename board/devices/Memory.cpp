@@ -27,8 +27,8 @@ class MemoryFile : public OpenFile {
 
 }  // namespace
 
-Memory::Memory(std::shared_ptr<FpgaModel> fpga, fpga::RegionBases bases)
-    : fpga_(std::move(fpga)), bases_(bases), ram_(NewMemory("board-ram", kRamBytes)) {}
+Memory::Memory(BoardMemory& memory, std::shared_ptr<FpgaModel> fpga, fpga::RegionBases bases)
+    : fpga_(std::move(fpga)), bases_(bases), ram_(memory.NewPages("board-ram", kRamBytes)) {}
 
 OpenResult Memory::Open(const std::string&, int) { return {std::make_shared<MemoryFile>(this), 0}; }
 
@@ -41,8 +41,8 @@ std::intptr_t Memory::Map(void* hint, std::size_t length, int protection, int fl
   }
   const bool in_ram =
       offset >= 0 && offset < kRamBytes && length <= static_cast<std::size_t>(kRamBytes - offset);
-  if (!in_ram || ram_.Get() < 0) return -EINVAL;
-  void* address = real::Mmap(hint, length, protection, flags, ram_.Get(), offset);
+  if (!in_ram || ram_.file < 0) return -EINVAL;
+  void* address = real::Mmap(hint, length, protection, flags, ram_.file, ram_.offset + offset);
   return address == MAP_FAILED ? -errno : reinterpret_cast<std::intptr_t>(address);
 }
 

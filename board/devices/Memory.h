@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Device.h"
-#include "PrivateDescriptor.h"
+#include "memory/BoardMemory.h"
 #include "tessaline/register_map.h"
 
 namespace board {
@@ -13,7 +13,8 @@ class FpgaModel;
 // cannot be mapped.
 class Memory : public Device {
  public:
-  Memory(std::shared_ptr<FpgaModel> fpga, VeltranoSDK::fpga::RegionBases bases);
+  Memory(BoardMemory& memory, std::shared_ptr<FpgaModel> fpga,
+         VeltranoSDK::fpga::RegionBases bases);
   std::string Name() const override { return "fpga"; }
   bool Claims(const std::string& path) const override { return path == "/dev/mem"; }
   OpenResult Open(const std::string& path, int flags) override;
@@ -23,7 +24,7 @@ class Memory : public Device {
  private:
   std::shared_ptr<FpgaModel> fpga_;
   VeltranoSDK::fpga::RegionBases bases_;
-  PrivateDescriptor ram_;
+  const BoardMemory::Pages ram_;
 };
 
 }  // namespace board

@@ -7,13 +7,13 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <mutex>
 #include <span>
 #include <string_view>
 #include <utility>
 #include <vector>
 
 #include "devices/Outcome.h"
+#include "memory/Shared.h"
 
 namespace board {
 namespace {
@@ -107,20 +107,25 @@ void CopyOut(const std::vector<Transfer>& transfers, std::span<const spi_ioc_tra
 
 // The settings belong to the device, not to the open file.
 struct SpiBus::Line {
+  struct Settings {
+    std::uint32_t mode = SPI_MODE_0;
+    std::uint32_t speed_hz = kMaxSpeedHz;
+  };
+
   void Run(std::vector<Transfer>& transfers) {
-    const std::lock_guard lock(mutex);
+    const auto wire = settings.Lock();
     auto first = transfers.begin();
     while (first != transfers.end()) {
       const auto last = std::ranges::find_if(first, transfers.end(), &Transfer::deselects);
       const auto end = last == transfers.end() ? last : last + 1;
-      Select({first, end});
+      Select({first, end}, wire->mode);
       first = end;
     }
   }
 
   // Makes the transfers between select and deselect. A chip that is missing, or gets the wrong
   // clock edges, does not drive the line, which is pulled down.
-  void Select(std::span<Transfer> transfers) {
+  void Select(std::span<Transfer> transfers, std::uint32_t mode) const {
     std::vector<std::uint8_t> in;
     for (const Transfer& part : transfers) in.insert(in.end(), part.tx.begin(), part.tx.end());
     std::vector<std::uint8_t> out(in.size());
@@ -135,33 +140,23 @@ struct SpiBus::Line {
 
   int SetMode(std::uint32_t value) {
     if ((value & ~kSupportedModes) != 0) return -EINVAL;
-    const std::lock_guard lock(mutex);
-    mode = value;
+    settings.Lock()->mode = value;
     return 0;
   }
 
-  std::uint32_t Mode() {
-    const std::lock_guard lock(mutex);
-    return mode;
-  }
+  std::uint32_t Mode() const { return settings.Lock()->mode; }
 
   int SetSpeed(std::uint32_t value) {
     if (value == 0) return -EINVAL;
-    const std::lock_guard lock(mutex);
-    speed_hz = value;
+    settings.Lock()->speed_hz = value;
     return 0;
   }
 
-  std::uint32_t Speed() {
-    const std::lock_guard lock(mutex);
-    return speed_hz;
-  }
+  std::uint32_t Speed() const { return settings.Lock()->speed_hz; }
 
   const std::string name;
   const std::shared_ptr<SpiChip> chip;
-  std::mutex mutex;
-  std::uint32_t mode = SPI_MODE_0;
-  std::uint32_t speed_hz = kMaxSpeedHz;
+  Shared<Settings> settings;  // locked while the wire is in use
 };
 
 class SpiBus::File : public OpenFile {
@@ -281,10 +276,11 @@ class SpiBus::File : public OpenFile {
   const OpenToken token_;
 };
 
-SpiBus::SpiBus(unsigned controller, unsigned select, std::shared_ptr<SpiChip> chip)
+SpiBus::SpiBus(BoardMemory& memory, unsigned controller, unsigned select,
+               std::shared_ptr<SpiChip> chip)
     : line_(new Line{.name = "spi" + std::to_string(controller) + '.' + std::to_string(select),
                      .chip = std::move(chip),
-                     .mutex = {}}) {}
+                     .settings = Shared<Line::Settings>(memory)}) {}
 
 std::string SpiBus::Name() const { return line_->name; }
 

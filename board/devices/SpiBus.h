@@ -8,11 +8,13 @@
 
 namespace board {
 
+class BoardMemory;
+
 // A chip select of an SPI controller and its chip, seen through spidev: "/dev/spidev1.0". Its name
 // is "spi1.0".
 class SpiBus : public CountedDevice {
  public:
-  SpiBus(unsigned controller, unsigned select, std::shared_ptr<SpiChip> chip);
+  SpiBus(BoardMemory& memory, unsigned controller, unsigned select, std::shared_ptr<SpiChip> chip);
 
   std::string Name() const override;
   bool Claims(const std::string& path) const override;

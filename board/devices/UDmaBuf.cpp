@@ -5,15 +5,14 @@
 #include <sys/mman.h>
 
 #include <array>
-#include <mutex>
 #include <string_view>
 #include <utility>
 
-#include "PrivateDescriptor.h"
 #include "RealCalls.h"
 #include "devices/Outcome.h"
 #include "devices/SysfsFile.h"
 #include "files/FileTree.h"
+#include "memory/Shared.h"
 
 namespace board {
 namespace {
@@ -61,9 +60,11 @@ int RangeError(const SyncSettings& settings) {
 }  // namespace
 
 struct UDmaBuf::Buffer {
-  const PrivateDescriptor memory = NewMemory("udmabuf0", kBytes);
-  std::mutex mutex;
-  SyncSettings settings;
+  explicit Buffer(BoardMemory& memory)
+      : pages(memory.NewPages("udmabuf0", kBytes)), settings(memory) {}
+
+  const BoardMemory::Pages pages;
+  const Shared<SyncSettings> settings;
 };
 
 class UDmaBuf::File : public OpenFile {
@@ -86,8 +87,8 @@ class UDmaBuf::File : public OpenFile {
     const auto start = static_cast<std::uint64_t>(offset);
     if (start > kBytes || length > kBytes - start) return -EINVAL;
     // The driver maps all pages at once, not page by page on first access.
-    void* address =
-        real::Mmap(hint, length, protection, flags | MAP_POPULATE, buffer_->memory.Get(), offset);
+    void* address = real::Mmap(hint, length, protection, flags | MAP_POPULATE, buffer_->pages.file,
+                               buffer_->pages.offset + offset);
     return address == MAP_FAILED ? -errno : reinterpret_cast<std::intptr_t>(address);
   }
 
@@ -95,7 +96,7 @@ class UDmaBuf::File : public OpenFile {
   const OpenToken token_;
 };
 
-UDmaBuf::UDmaBuf() : buffer_(std::make_shared<Buffer>()) {}
+UDmaBuf::UDmaBuf(BoardMemory& memory) : buffer_(std::make_shared<Buffer>(memory)) {}
 
 std::string UDmaBuf::Name() const { return std::string(kName); }
 
@@ -122,16 +123,14 @@ OpenResult UDmaBuf::OpenAttribute(const std::string& name, int flags) {
   for (const Setting& setting : kSettings) {
     if (setting.name != name) continue;
     attribute.show = [buffer = buffer_, setting] {
-      const std::lock_guard lock(buffer->mutex);
-      return std::to_string(buffer->settings.*setting.value) + '\n';
+      return std::to_string((*buffer->settings.Lock()).*setting.value) + '\n';
     };
     attribute.store = [buffer = buffer_, setting](std::string_view text) {
       const auto value = ParseNumber(text);
       if (!value || *value < 0 || static_cast<std::uint64_t>(*value) > setting.maximum) {
         return -EINVAL;
       }
-      const std::lock_guard lock(buffer->mutex);
-      buffer->settings.*setting.value = static_cast<std::uint64_t>(*value);
+      (*buffer->settings.Lock()).*setting.value = static_cast<std::uint64_t>(*value);
       return 0;
     };
   }
@@ -141,8 +140,7 @@ OpenResult UDmaBuf::OpenAttribute(const std::string& name, int flags) {
     attribute.store = [buffer = buffer_](std::string_view text) {
       const auto value = ParseNumber(text);
       if (!value || *value < 0) return -EINVAL;
-      const std::lock_guard lock(buffer->mutex);
-      return *value == 0 ? 0 : RangeError(buffer->settings);
+      return *value == 0 ? 0 : RangeError(*buffer->settings.Lock());
     };
   }
   if (name == "size") attribute.show = [] { return std::to_string(kBytes) + '\n'; };

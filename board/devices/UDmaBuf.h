@@ -9,6 +9,8 @@
 
 namespace board {
 
+class BoardMemory;
+
 // The u-dma-buf driver's buffer: /dev/udmabuf0 and its attributes below
 // /sys/class/u-dma-buf/udmabuf0. The memory is real and shared by all mappings. The caches are
 // coherent on the virtual board, so a sync only checks its range.
@@ -17,7 +19,7 @@ class UDmaBuf : public CountedDevice {
   static constexpr std::size_t kBytes = std::size_t{512} << 20;
   static constexpr std::uint64_t kPhysicalAddress = 0x2000'0000;
 
-  UDmaBuf();
+  explicit UDmaBuf(BoardMemory& memory);
 
   std::string Name() const override;
   bool Claims(const std::string& path) const override;

@@ -3,35 +3,58 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <poll.h>
+#include <pthread.h>
+#include <signal.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <cstring>
 #include <mutex>
 #include <utility>
 
+#include "Caller.h"
 #include "Doorbell.h"
 #include "devices/Outcome.h"
+#include "memory/Shared.h"
 
 namespace board {
 
 class Uio::Interrupt {
  public:
-  explicit Interrupt(unsigned number) : name("uio" + std::to_string(number)) {}
+  Interrupt(BoardMemory& memory, unsigned number)
+      : name("uio" + std::to_string(number)),
+        line_(memory),
+        bell_(memory.Place<Bell>().bell),
+        shared_(memory.IsShared()) {}
 
   void Raise() {
     {
-      const std::lock_guard lock(mutex_);
-      ++raised_;
-      if (!enabled_) {
-        pending_ = true;
+      const auto line = line_.Lock();
+      ++line->raised;
+      if (!line->enabled) {
+        line->pending = true;
         return;
       }
-      Deliver();
+      line->Deliver();
     }
+    Tell();
+    bell_.Ring();
+  }
+
+  void Enable(bool enable) {
+    {
+      const auto line = line_.Lock();
+      line->enabled = enable;
+      if (!line->enabled || !line->pending) return;
+      line->pending = false;
+      line->Deliver();
+    }
+    Tell();
     bell_.Ring();
   }
 
   void Add(PollSign& sign) {
+    if (shared_) ListenToOthers();
     const std::lock_guard lock(mutex_);
     signs_.Add(sign);
   }
@@ -46,17 +69,6 @@ class Uio::Interrupt {
     signs_.SetPoll(implemented);
   }
 
-  void Enable(bool enable) {
-    {
-      const std::lock_guard lock(mutex_);
-      enabled_ = enable;
-      if (!enabled_ || !pending_) return;
-      pending_ = false;
-      Deliver();
-    }
-    bell_.Ring();
-  }
-
   void Unplug() {
     {
       const std::lock_guard lock(mutex_);
@@ -66,29 +78,25 @@ class Uio::Interrupt {
     bell_.Ring();
   }
 
-  unsigned Raised() const {
-    const std::lock_guard lock(mutex_);
-    return raised_;
-  }
+  unsigned Raised() const { return line_.Lock()->raised; }
 
-  std::uint32_t Count() const {
-    const std::lock_guard lock(mutex_);
-    return count_;
-  }
+  std::uint32_t Count() const { return line_.Lock()->count; }
 
   // Returns the count for a read, and marks it as seen.
   std::uint32_t Take(std::atomic<std::uint32_t>& seen, PollSign& sign) {
     const std::lock_guard lock(mutex_);
-    seen = count_;
+    TellLocked();
+    seen = told_;
     signs_.Update(sign, gone_);
-    return count_;
+    return seen;
   }
 
   // POLLIN, POLLERR and so on, as poll reports them.
   short Ready(const std::atomic<std::uint32_t>& seen, PollSign& sign) {
     const std::lock_guard lock(mutex_);
     if (gone_) return signs_.Watch(sign, POLLERR | POLLHUP);
-    return signs_.Watch(sign, count_ != seen ? POLLIN | POLLRDNORM : 0);
+    TellLocked();
+    return signs_.Watch(sign, told_ != seen ? POLLIN | POLLRDNORM : 0);
   }
 
   // Waits until the count differs from `last`. Returns 0 or the negative errno. The thread may end
@@ -106,20 +114,63 @@ class Uio::Interrupt {
   const std::string name;
 
  private:
-  void Deliver() {
-    ++count_;
-    enabled_ = false;
+  struct Line {
+    void Deliver() {
+      ++count;
+      enabled = false;
+    }
+
+    bool enabled = true;
+    bool pending = false;
+    std::uint32_t count = 0;  // delivered to the driver's handler
+    unsigned raised = 0;
+  };
+  struct Bell {
+    Doorbell bell{Doorbell::Reach::kBoard};
+  };
+
+  void Tell() {
+    const std::lock_guard lock(mutex_);
+    TellLocked();
+  }
+
+  void TellLocked() {
+    const std::uint32_t count = Count();
+    if (count == told_) return;
+    told_ = count;
     signs_.Update(true);
   }
 
-  mutable std::mutex mutex_;
-  bool enabled_ = true;
-  bool pending_ = false;
-  std::uint32_t count_ = 0;  // delivered to the driver's handler
-  unsigned raised_ = 0;
+  // Interrupts may be raised in another process, but the signs are this one's.
+  void ListenToOthers() {
+    if (listener_.exchange(getpid()) == getpid()) return;
+    pthread_t thread{};
+    if (pthread_create(&thread, nullptr, Listen, this) == 0) pthread_detach(thread);
+  }
+
+  // The board of a thread that never ends is the shared one, which stays until the process ends.
+  static void* Listen(void* self) {
+    auto* const interrupt = static_cast<Interrupt*>(self);
+    sigset_t all;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, nullptr);
+    for (;;) {
+      const std::uint32_t rings = interrupt->bell_.Count();
+      EnterBoard(false);
+      interrupt->Tell();
+      LeaveBoard();
+      interrupt->bell_.Wait(rings);
+    }
+  }
+
+  Shared<Line> line_;
+  Doorbell& bell_;
+  const bool shared_;
+  std::atomic<pid_t> listener_{0};  // the process that has the thread
+  std::mutex mutex_;                // of the signs
+  std::uint32_t told_ = 0;          // the count that the signs show
   std::atomic<bool> gone_{false};
   PollSigns signs_;
-  Doorbell bell_;
 };
 
 class Uio::File : public OpenFile {
@@ -162,7 +213,8 @@ class Uio::File : public OpenFile {
   PollSign sign_;
 };
 
-Uio::Uio(unsigned number) : interrupt_(std::make_shared<Interrupt>(number)) {}
+Uio::Uio(BoardMemory& memory, unsigned number)
+    : interrupt_(std::make_shared<Interrupt>(memory, number)) {}
 
 void Uio::SetPoll(bool implemented) { interrupt_->SetPoll(implemented); }
 

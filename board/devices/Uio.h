@@ -7,12 +7,14 @@
 
 namespace board {
 
+class BoardMemory;
+
 // One interrupt of the FPGA, seen through the generic UIO driver: "/dev/uio0". An interrupt masks
 // itself until software writes 1. An interrupt that arrives while masked stays pending. Further
 // ones merge with it.
 class Uio : public CountedDevice {
  public:
-  explicit Uio(unsigned number);
+  Uio(BoardMemory& memory, unsigned number);
 
   void SetPoll(bool implemented) override;
   // Called when the board is unplugged. Ends blocked reads with ENODEV.

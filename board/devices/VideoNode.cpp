@@ -207,7 +207,9 @@ class VideoFile : public OpenFile {
 
 }  // namespace
 
-VideoNode::VideoNode(unsigned number) : name_("video" + std::to_string(number)) {}
+VideoNode::VideoNode(BoardMemory& memory, unsigned number)
+    : name_("video" + std::to_string(number)),
+      queue_(memory, number == 0 ? Seat::kImages : Seat::kStrips) {}
 
 OpenResult VideoNode::Open(const std::string&, int) {
   return {std::make_shared<VideoFile>(name_, &queue_), 0};

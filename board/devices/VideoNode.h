@@ -10,7 +10,7 @@ namespace board {
 // One V4L2 capture device, "/dev/video0": 8-bit grey frames.
 class VideoNode : public Device {
  public:
-  explicit VideoNode(unsigned number);
+  VideoNode(BoardMemory& memory, unsigned number);
 
   std::string Name() const override { return name_; }
   bool Claims(const std::string& path) const override { return path == "/dev/" + name_; }

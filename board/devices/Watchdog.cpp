@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <mutex>
 #include <optional>
 #include <string_view>
 #include <utility>
@@ -13,6 +12,8 @@
 #include "Clock.h"
 #include "devices/Outcome.h"
 #include "devices/SysfsFile.h"
+#include "memory/Seat.h"
+#include "memory/Shared.h"
 
 namespace board {
 namespace {
@@ -44,81 +45,87 @@ watchdog_info Info() {
 // The counter and the one permitted open file.
 class Watchdog::Timer {
  public:
+  explicit Timer(BoardMemory& memory) : state_(memory), seat_(memory, Seat::kWatchdog) {}
+
   bool Occupy() {
-    const std::lock_guard lock(mutex_);
-    if (occupied_) return false;
+    const auto timer = state_.Lock();
+    if (occupied_ || !seat_.Take()) return false;
     occupied_ = true;
-    may_stop_ = false;
-    Start();
+    timer->may_stop = false;
+    timer->Start();
     return true;
   }
 
   // If the last write did not contain the magic letter, the timer continues. Returns whether it was
   // stopped.
   bool Vacate() {
-    const std::lock_guard lock(mutex_);
+    const auto timer = state_.Lock();
     occupied_ = false;
-    if (may_stop_) Stop();
-    return may_stop_;
+    if (!seat_.Leave()) return false;
+    if (timer->may_stop) timer->Stop();
+    return timer->may_stop;
   }
 
   void Feed() {
-    const std::lock_guard lock(mutex_);
-    if (deadline_ns_) Start();
+    const auto timer = state_.Lock();
+    if (timer->deadline_ns) timer->Start();
   }
 
   void Write(std::string_view text) {
-    const std::lock_guard lock(mutex_);
-    may_stop_ = text.find(kMagicClose) != std::string_view::npos;
-    if (deadline_ns_) Start();
+    const auto timer = state_.Lock();
+    timer->may_stop = text.find(kMagicClose) != std::string_view::npos;
+    if (timer->deadline_ns) timer->Start();
   }
 
   int SetTimeout(int seconds) {
-    const std::lock_guard lock(mutex_);
+    const auto timer = state_.Lock();
     if (seconds < 1 || seconds > kMaxTimeout) return -EINVAL;
-    timeout_ = seconds;
-    if (deadline_ns_) Start();
+    timer->timeout = seconds;
+    if (timer->deadline_ns) timer->Start();
     return 0;
   }
 
   int Timeout() const {
-    const std::lock_guard lock(mutex_);
-    return timeout_;
+    const auto timer = state_.Lock();
+    return timer->timeout;
   }
 
   int Switch(int options) {
-    const std::lock_guard lock(mutex_);
+    const auto timer = state_.Lock();
     if ((options & (WDIOS_DISABLECARD | WDIOS_ENABLECARD)) == 0) return -EINVAL;
-    if ((options & WDIOS_DISABLECARD) != 0) Stop();
-    if ((options & WDIOS_ENABLECARD) != 0) Start();
+    if ((options & WDIOS_DISABLECARD) != 0) timer->Stop();
+    if ((options & WDIOS_ENABLECARD) != 0) timer->Start();
     return 0;
   }
 
   double Left() const {
-    const std::lock_guard lock(mutex_);
-    if (!deadline_ns_) return kNotArmed;
-    const double left = static_cast<double>(*deadline_ns_ - NowNs()) / 1e9;
+    const auto timer = state_.Lock();
+    if (!timer->deadline_ns) return kNotArmed;
+    const double left = static_cast<double>(*timer->deadline_ns - NowNs()) / 1e9;
     // A timer that bit long ago must not look like an unarmed timer.
     return std::max(left, kNotArmed + 1);
   }
 
  private:
-  bool Bitten() const { return deadline_ns_ && NowNs() > *deadline_ns_; }
+  struct State {
+    bool Bitten() const { return deadline_ns && NowNs() > *deadline_ns; }
 
-  void Start() {
-    if (Bitten()) return;
-    deadline_ns_ = NowNs() + timeout_ * kNsPerSecond;
-  }
+    void Start() {
+      if (Bitten()) return;
+      deadline_ns = NowNs() + timeout * kNsPerSecond;
+    }
 
-  void Stop() {
-    if (!Bitten()) deadline_ns_.reset();
-  }
+    void Stop() {
+      if (!Bitten()) deadline_ns.reset();
+    }
 
-  mutable std::mutex mutex_;
-  bool occupied_ = false;
-  bool may_stop_ = false;
-  int timeout_ = kDefaultTimeout;
-  std::optional<std::int64_t> deadline_ns_;  // of an armed timer
+    bool may_stop = false;
+    int timeout = kDefaultTimeout;
+    std::optional<std::int64_t> deadline_ns;  // of an armed timer
+  };
+  Shared<State> state_;
+  Seat seat_;
+  bool occupied_ = false;  // by this process; guarded by the lock of the state
 };
 
 class Watchdog::File : public OpenFile {
@@ -191,7 +198,7 @@ class Watchdog::File : public OpenFile {
   const OpenToken token_;
 };
 
-Watchdog::Watchdog() : timer_(std::make_shared<Timer>()) {}
+Watchdog::Watchdog(BoardMemory& memory) : timer_(std::make_shared<Timer>(memory)) {}
 
 double Watchdog::Left() const { return timer_->Left(); }
 

@@ -7,13 +7,15 @@
 
 namespace board {
 
+class BoardMemory;
+
 // The processor's watchdog timer: /dev/watchdog and /dev/watchdog0. It counts the board's time. A
 // bite does not reset the board, but it is recorded. Feeding does not undo it.
 class Watchdog : public CountedDevice {
  public:
   static constexpr double kNotArmed = -1000;
 
-  Watchdog();
+  explicit Watchdog(BoardMemory& memory);
 
   // Seconds until it bites, negative if it has bitten, or kNotArmed.
   double Left() const;

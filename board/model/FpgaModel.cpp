@@ -1,6 +1,7 @@
 #include "model/FpgaModel.h"
 
 #include "Clock.h"
+#include "memory/BoardMemory.h"
 #include "model/Replay.h"
 #include "model/Scene.h"
 
@@ -55,10 +56,11 @@ constexpr std::size_t SwitchIndex(Block block) { return block == Block::kImage2 
 
 }  // namespace
 
-FpgaModel::FpgaModel(std::uint32_t version) {
+FpgaModel::FpgaModel(BoardMemory& memory, std::uint32_t version) : state_(memory.Place<State>()) {
+  if (!memory.IsFirst()) return;
   for (const ResetValue& reset : kPowerUp) Set(reset.reg, reset.value);
   Set(fpga::kReg.FPGA_VERSION, version);
-  for (auto& ports : committed_) {
+  for (auto& ports : state_.committed) {
     for (Word& port : ports) port = fpga::kStreamSwitchPortOff;
   }
 }
@@ -66,7 +68,7 @@ FpgaModel::FpgaModel(std::uint32_t version) {
 const FpgaModel::Word& FpgaModel::Cell(const Register& reg) const {
   // These are two names for one block.
   const Block block = reg.block == Block::kRebuild6B ? Block::kRebuild6 : reg.block;
-  return words_[static_cast<std::size_t>(block)][reg.Index() % kRegistersPerBlock];
+  return state_.words[static_cast<std::size_t>(block)][reg.Index() % kRegistersPerBlock];
 }
 
 FpgaModel::Word& FpgaModel::Cell(const Register& reg) {
@@ -121,15 +123,15 @@ void FpgaModel::Write(Block block, std::uint32_t offset, std::uint32_t value) {
 }
 
 void FpgaModel::CommitSwitch(Block block) {
-  auto& ports = committed_[SwitchIndex(block)];
+  auto& ports = state_.committed[SwitchIndex(block)];
   for (std::size_t i = 0; i < ports.size(); ++i) ports[i] = Get(fpga::StreamSwitchPort(block, i));
 }
 
 // The first switch sends the sensor's data to the extraction (port 0) or past it (port 1). The
 // second switch sends one of the two to memory. A frame arrives only if both switches agree.
 Route FpgaModel::CommittedRoute() const {
-  const auto& source = committed_[SwitchIndex(Block::kImage2)];
-  const auto& sink = committed_[SwitchIndex(Block::kImage4)];
+  const auto& source = state_.committed[SwitchIndex(Block::kImage2)];
+  const auto& sink = state_.committed[SwitchIndex(Block::kImage4)];
   if (source[1] == 0 && sink[0] == 1) return Route::kImages;
   if (source[0] == 0 && sink[0] == 0) return Route::kStrips;
   return Route::kNone;

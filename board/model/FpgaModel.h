@@ -9,6 +9,7 @@
 
 namespace board {
 
+class BoardMemory;
 class Replay;
 
 inline constexpr std::size_t kRegistersPerBlock = 64;
@@ -29,7 +30,7 @@ struct FpgaSignals {
 // from any thread. Value may also be called from a signal handler.
 class FpgaModel {
  public:
-  explicit FpgaModel(std::uint32_t version);
+  FpgaModel(BoardMemory& memory, std::uint32_t version);
 
   // Set before the first write.
   FpgaSignals signals;
@@ -60,9 +61,12 @@ class FpgaModel {
   Word& Cell(const VeltranoSDK::fpga::Register& reg);
   void CommitSwitch(VeltranoSDK::fpga::Block block);
 
-  std::array<std::array<Word, kRegistersPerBlock>, VeltranoSDK::fpga::kBlockCount> words_{};
-  // The first two ports of each switch, as last committed. Only these are connected.
-  std::array<std::array<Word, 2>, 2> committed_{};
+  struct State {
+    std::array<std::array<Word, kRegistersPerBlock>, VeltranoSDK::fpga::kBlockCount> words{};
+    // The first two ports of each switch, as last committed. Only these are connected.
+    std::array<std::array<Word, 2>, 2> committed{};
+  };
+  State& state_;
 };
 
 }  // namespace board

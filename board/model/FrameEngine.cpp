@@ -1,10 +1,13 @@
 #include "model/FrameEngine.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 
 #include "Clock.h"
 #include "Faults.h"
 #include "RealCalls.h"
+#include "memory/BoardMemory.h"
 #include "model/ImageFrame.h"
 #include "model/Player.h"
 #include "model/Scene.h"
@@ -37,7 +40,8 @@ void ReallySleep(std::int64_t nanoseconds) {
 
 }  // namespace
 
-FrameEngine::FrameEngine(EngineWiring wiring) : wiring_(std::move(wiring)) {
+FrameEngine::FrameEngine(BoardMemory& memory, EngineWiring wiring)
+    : wiring_(std::move(wiring)), shared_(memory.IsShared()), state_(memory.Place<State>()) {
   wiring_.images->SetListener([this] { Attend(); });
   wiring_.strips->SetListener([this] { Attend(); });
 }
@@ -54,7 +58,7 @@ void FrameEngine::Play(std::unique_ptr<Replay> replay,
 
 FrameEngine::~FrameEngine() {
   stop_ = true;
-  bell_.Ring();
+  state_.bell.Ring();
   if (running_) pthread_join(thread_, nullptr);
 }
 
@@ -79,31 +83,31 @@ void FrameEngine::UnlockAfterFork(bool child) {
 void* FrameEngine::Main(void* self) {
   auto* engine = static_cast<FrameEngine*>(self);
   while (!engine->stop_) {
-    const std::uint32_t seen = engine->bell_.Count();
+    const std::uint32_t seen = engine->state_.bell.Count();
     const std::int64_t wait = engine->Work();
-    if (!engine->stop_ && wait != 0) engine->bell_.Wait(seen, wait);
+    if (!engine->stop_ && wait != 0) engine->state_.bell.Wait(seen, wait);
   }
   return nullptr;
 }
 
 void FrameEngine::Attend() {
   if (wiring_.images->Streaming() || wiring_.strips->Streaming()) EnsureRunning();
-  bell_.Ring();
+  state_.bell.Ring();
 }
 
 void FrameEngine::SoftwareTrigger() {
-  ++software_triggers_;
+  ++state_.software_triggers;
   Attend();
 }
 
 void FrameEngine::ExternalEdge() {
-  ++external_edges_;
+  ++state_.external_edges;
   Attend();
 }
 
 void FrameEngine::SetPace(tessaline_board_pace pace) {
   pace_ = pace;
-  bell_.Ring();
+  state_.bell.Ring();
 }
 
 void FrameEngine::SetStripsPerBuffer(unsigned strips) { strips_per_buffer_ = std::max(1u, strips); }
@@ -159,6 +163,20 @@ bool FrameEngine::GateOpen() const {
          fpga.Get(fpga::kField.external_trigger_level) != 0;
 }
 
+bool FrameEngine::IsOurs() {
+  if (!shared_) return true;
+  const bool strips_first = wiring_.fpga->CommittedRoute() == Route::kStrips;
+  const CaptureQueue* const first = strips_first ? wiring_.strips : wiring_.images;
+  const CaptureQueue* const second = strips_first ? wiring_.images : wiring_.strips;
+  for (const CaptureQueue* const queue : {first, second}) {
+    if (queue->StreamsElsewhere()) return false;
+    if (!queue->Streaming()) continue;
+    state_.worker = getpid();
+    return true;
+  }
+  return state_.worker == getpid();
+}
+
 std::int64_t FrameEngine::Work() {
   const std::lock_guard lock(mutex_);
   if (wiring_.sensor == nullptr) return kNever;
@@ -166,31 +184,11 @@ std::int64_t FrameEngine::Work() {
     const SensorState sensor = wiring_.sensor->State();
     return player_->Work(Armed(sensor), sensor);
   }
-  const unsigned edges = external_edges_.exchange(0);
-  // The acquisition may be running again already, so the old due time must not be used.
-  if (timer_restarts_.exchange(false)) next_due_ns_ = -1;
   std::int64_t wait = kNever;
-  if (!Armed(wiring_.sensor->State())) {
-    software_triggers_ = 0;
-    next_due_ns_ = -1;
+  if (IsOurs()) {
+    wait = Triggers();
   } else {
-    if (wiring_.fpga->Get(fpga::kField.trigger_mode) == kExternal) {
-      for (unsigned i = 0; i < edges; ++i) Trigger(NowNs());
-    }
-    if (unsigned waiting = software_triggers_; waiting > 0) {
-      // A software trigger waits until the sensor has read out the previous frame.
-      const std::int64_t early = sensor_ready_ns_ - NowNs();
-      if (early > 0 && pace_ == TESSALINE_BOARD_REAL_TIME) {
-        wait = early;
-      } else {
-        if (early > 0) AdvanceNs(early);
-        // If the triggers are discarded at this moment, this one still fires.
-        software_triggers_.compare_exchange_strong(waiting, waiting - 1);
-        Trigger(NowNs());
-        if (software_triggers_ > 0) return 0;
-      }
-    }
-    wait = Sooner(wait, TimedTriggers(NowNs()));
+    next_due_ns_ = -1;
   }
   if (pending_.Empty()) return wait;
   // At this pace no frame is lost. Strips wait for a buffer, and its arrival rings the bell.
@@ -201,6 +199,36 @@ std::int64_t FrameEngine::Work() {
     return wait;
   }
   return Sooner(wait, until_flush);
+}
+
+// Makes the frames that are due. Returns as Work().
+std::int64_t FrameEngine::Triggers() {
+  const unsigned edges = state_.external_edges.exchange(0);
+  // The acquisition may be running again already, so the old due time must not be used.
+  if (state_.timer_restarts.exchange(false)) next_due_ns_ = -1;
+  if (!Armed(wiring_.sensor->State())) {
+    state_.software_triggers = 0;
+    next_due_ns_ = -1;
+    return kNever;
+  }
+  if (wiring_.fpga->Get(fpga::kField.trigger_mode) == kExternal) {
+    for (unsigned i = 0; i < edges; ++i) Trigger(NowNs());
+  }
+  std::int64_t wait = kNever;
+  if (unsigned waiting = state_.software_triggers; waiting > 0) {
+    // A software trigger waits until the sensor has read out the previous frame.
+    const std::int64_t early = sensor_ready_ns_ - NowNs();
+    if (early > 0 && pace_ == TESSALINE_BOARD_REAL_TIME) {
+      wait = early;
+    } else {
+      if (early > 0) AdvanceNs(early);
+      // If the triggers are discarded at this moment, this one still fires.
+      state_.software_triggers.compare_exchange_strong(waiting, waiting - 1);
+      Trigger(NowNs());
+      if (state_.software_triggers > 0) return 0;
+    }
+  }
+  return Sooner(wait, TimedTriggers(NowNs()));
 }
 
 std::int64_t FrameEngine::TimedTriggers(std::int64_t now) {
@@ -272,7 +300,7 @@ ImageSize SizeOf(const FpgaModel& fpga, const SensorState& sensor) {
 Exposure FrameEngine::Expose(std::int64_t time_ns) {
   const FpgaModel& fpga = *wiring_.fpga;
   const SensorState sensor = AsReceived(fpga, wiring_.sensor->State());
-  const std::uint64_t id = ++frame_id_;
+  const std::uint64_t id = ++state_.frame_id;
   sensor_ready_ns_ =
       time_ns + static_cast<std::int64_t>(sensor.frame_lines * sensor.line_time_us * 1000);
 

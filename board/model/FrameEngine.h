@@ -2,7 +2,8 @@
 // strips.
 //
 // All of it runs on one thread, which starts with the first stream. Other threads never do frame
-// work. A software trigger, an edge or a returned buffer sets an atomic and rings the bell. The
+// work. A software trigger, an edge or a returned buffer sets an atomic and rings the bell, also in
+// another process that shares the board. The
 // thread does the work that is due, computes when the next timed trigger is due, and sleeps on the
 // bell until then. So frames have one writer and one order.
 #pragma once
@@ -55,29 +56,30 @@ struct ImageSize {
 };
 ImageSize SizeOf(const FpgaModel& fpga, const SensorState& as_received);
 
+class BoardMemory;
 class Player;
 class Replay;
 
 class FrameEngine {
  public:
-  explicit FrameEngine(EngineWiring wiring);
+  FrameEngine(BoardMemory& memory, EngineWiring wiring);
   ~FrameEngine();
   FrameEngine(const FrameEngine&) = delete;
   FrameEngine& operator=(const FrameEngine&) = delete;
 
   // Starts the thread if a stream is on and the thread is not running yet. Wakes the thread.
   void Attend();
-  void Wake() { bell_.Ring(); }
+  void Wake() { state_.bell.Ring(); }
 
   // These only set atomics for the thread.
   void SoftwareTrigger();
   // Call when the acquisition stops.
   void ForgetTriggers() {
-    software_triggers_ = 0;
-    timer_restarts_ = true;
+    state_.software_triggers = 0;
+    state_.timer_restarts = true;
   }
   void ExternalEdge();
-  void ResetFrameId() { frame_id_ = 0; }
+  void ResetFrameId() { state_.frame_id = 0; }
 
   // Recorded frames and events come in the place of those of the scene. Call before software runs.
   void Play(std::unique_ptr<Replay> replay, std::function<void(const ring::Record&)> on_event);
@@ -102,6 +104,9 @@ class FrameEngine {
   // means that no work is due before the bell rings.
   std::int64_t Work();
   std::int64_t TimedTriggers(std::int64_t now);
+  // Of the processes that share the board, one does the FPGA's work: the one that takes its frames.
+  bool IsOurs();
+  std::int64_t Triggers();
   bool Armed(const SensorState& sensor) const;
   std::int64_t SpacingNs() const;
   bool GateOpen() const;
@@ -114,16 +119,23 @@ class FrameEngine {
   void LoseStrips(std::uint32_t strips);
 
   EngineWiring wiring_;
-  Doorbell bell_;
+  // What all processes that share the board agree about.
+  struct State {
+    std::atomic<unsigned> software_triggers{0};
+    std::atomic<unsigned> external_edges{0};
+    std::atomic<bool> timer_restarts{false};
+    std::atomic<std::uint64_t> frame_id{0};
+    std::atomic<pid_t> worker{0};  // the process that did the work last
+    Doorbell bell{Doorbell::Reach::kBoard};
+  };
+
+  const bool shared_;
+  State& state_;
   std::mutex mutex_;  // held while the thread does anything
   std::atomic<bool> running_{false};
   pthread_t thread_{};
   std::atomic<bool> stop_{false};
 
-  std::atomic<unsigned> software_triggers_{0};
-  std::atomic<unsigned> external_edges_{0};
-  std::atomic<bool> timer_restarts_{false};
-  std::atomic<std::uint64_t> frame_id_{0};
   std::atomic<tessaline_board_pace> pace_{TESSALINE_BOARD_REAL_TIME};
   std::atomic<unsigned> strips_per_buffer_{10};
   StreamCounters image_counters_, strip_counters_;

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <fcntl.h>
+
+#include "memory/BoardMemory.h"
+
+namespace board {
+
+// The right to be the one user of something among all processes that share the board. The kernel
+// keeps it, so it ends with its holder, also when that is killed. Within a process the device
+// decides.
+class Seat {
+ public:
+  // What there is one user of.
+  enum Number : unsigned { kImages, kStrips, kWatchdog };
+  Seat(const BoardMemory& memory, unsigned number) : file_(memory.File()), number_(number) {}
+
+  // False: another process has it.
+  bool Take();
+  // False: this process has not taken it. The child of a fork does not end its parent's right.
+  bool Leave();
+  bool TakenElsewhere() const;
+
+ private:
+  bool Lock(int command, struct flock& lock) const;
+
+  const int file_;
+  const unsigned number_;
+  int holder_ = 0;  // the process that took it
+};
+
+}  // namespace board
