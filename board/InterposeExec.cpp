@@ -59,18 +59,26 @@ bool IsSameFile(const char* a, const char* b) {
          first.st_ino == second.st_ino;
 }
 
+// By its name, or that of the file that a link such as /proc/PID/fd/3 leads to.
+bool IsBoard(std::string_view entry) {
+  if (entry == watch.library || FileName(entry).starts_with(kLibrary)) return true;
+  PathBuffer path{};
+  if (entry.empty() || entry.size() >= path.size()) return false;
+  std::copy(entry.begin(), entry.end(), path.begin());
+  if (IsSameFile(path.data(), watch.library)) return true;
+  PathBuffer target{};
+  const ssize_t size = real::Readlinkat(AT_FDCWD, path.data(), target.data(), target.size());
+  return size > 0 &&
+         FileName({target.data(), static_cast<std::size_t>(size)}).starts_with(kLibrary);
+}
+
 // Whether the board's library is in a value of LD_PRELOAD.
 bool Preloads(const char* value) {
   constexpr std::string_view kSeparators = ": ";
   std::string_view rest = value == nullptr ? "" : value;
   while (!rest.empty()) {
     const std::string_view entry = rest.substr(0, rest.find_first_of(kSeparators));
-    if (entry == watch.library || FileName(entry).starts_with(kLibrary)) return true;
-    PathBuffer path{};
-    if (!entry.empty() && entry.size() < path.size()) {
-      std::copy(entry.begin(), entry.end(), path.begin());
-      if (IsSameFile(path.data(), watch.library)) return true;
-    }
+    if (IsBoard(entry)) return true;
     rest.remove_prefix(std::min(entry.size() + 1, rest.size()));
   }
   return false;

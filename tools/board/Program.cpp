@@ -65,7 +65,11 @@ class Child {
   int Wait() {
     for (;;) {
       signalfd_siginfo info{};
-      if (read(signals_, &info, sizeof info) != sizeof info) continue;
+      if (read(signals_, &info, sizeof info) != sizeof info) {
+        // Without news there is still the end to wait for.
+        if (waitpid(process_, &status_, 0) == process_ || errno != EINTR) break;
+        continue;
+      }
       const int number = static_cast<int>(info.ssi_signo);
       // The terminal, and the kernel on its behalf, sends its signals to all processes in front.
       if (number != SIGCHLD && info.ssi_code != SI_KERNEL) kill(process_, number);
@@ -138,6 +142,7 @@ void CloseAllBut(std::set<int> kept) {
   }
   unsigned first = STDERR_FILENO + 1;
   for (const int number : kept) {
+    if (number < 0) continue;
     const auto next = static_cast<unsigned>(number);
     if (next > first) close_range(first, next - 1, 0);
     first = std::max(first, next + 1);
