@@ -23,6 +23,8 @@ struct TranscriptPart {
   bool has_device = false;
 };
 TranscriptPart TakeTranscript(tessaline_board_format format);
+// Somebody else has it.
+void SkipTranscript();
 void ClearTranscript();
 void EnableTranscript(bool enable);
 

@@ -71,7 +71,7 @@ std::string PathOf(const TranscriptFile& file) {
 
 void InForkedChild() {
   EnterBoard(false);
-  TakeTranscript(TESSALINE_BOARD_TEXT);  // the parent writes it
+  SkipTranscript();  // the parent writes it
   the_file->process = getpid();
   the_file->first = false;
   the_file->started = false;
@@ -86,10 +86,11 @@ bool StartTranscriptFile() {
   std::error_code ignored;
   the_file = new TranscriptFile{given, std::filesystem::absolute(given, ignored),
                                 program_invocation_short_name, getpid()};
-  const char* const writer = std::getenv(kWriter);
+  const char* const variable = std::getenv(kWriter);
+  const std::string_view writer = variable != nullptr ? variable : "";
   const std::string own = fmt::format("{} {}", the_file->process, given);
-  const bool known =
-      writer != nullptr && std::string_view(writer).ends_with(fmt::format(" {}", given));
+  const std::size_t blank = writer.find(' ');
+  const bool known = blank != std::string_view::npos && writer.substr(blank + 1) == given;
   the_file->first = !known || own == writer;
   // After an exec, the first part is there already.
   the_file->started = known && the_file->first;
@@ -122,7 +123,7 @@ void WriteTranscriptFile() {
 
 void TranscriptWasSaved(const char* path) {
   if (the_file == nullptr || the_file->given != path || !the_file->first) return;
-  TakeTranscript(TESSALINE_BOARD_TEXT);
+  SkipTranscript();
   the_file->started = true;
 }
 

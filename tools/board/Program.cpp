@@ -174,7 +174,7 @@ std::string FindProgram(const std::string& name) {
                                 ? fmt::format("its interpreter {}", found.interpreter.data())
                                 : std::string("it");
     throw Failure(ExitCode::kCannotRun,
-                  fmt::format("{} would run without the virtual board: {} {}. To run it: {}", name,
+                  fmt::format("{} would run without the virtual board: {} {}; {}", name,
                               who, what, advice));
   }
   return file.data();

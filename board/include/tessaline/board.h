@@ -20,7 +20,9 @@
  *                               eeprom", or "@FILE"; see docs/virtual-board.md
  *   TESSALINE_BOARD_REPLAY      set by "tessaline replay": where recorded frames come from
  *   TESSALINE_BOARD_TRANSCRIPT  file that receives the transcript at process exit;
- *                               JSON lines when its name ends in ".json"
+ *                               JSON lines when its name ends in ".json"; other processes that
+ *                               inherit it write files beside it, "log.NAME-PID.txt"
+ *   TESSALINE_BOARD_STRICT      no program that would be without the board is started
  *
  * Threads: every function may be called from any thread.
  *
