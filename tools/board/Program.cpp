@@ -173,9 +173,9 @@ std::string FindProgram(const std::string& name) {
     const std::string who = found.is_interpreter
                                 ? fmt::format("its interpreter {}", found.interpreter.data())
                                 : std::string("it");
-    throw Failure(ExitCode::kCannotRun,
-                  fmt::format("{} would run without the virtual board: {} {}; {}", name,
-                              who, what, advice));
+    throw Failure(
+        ExitCode::kCannotRun,
+        fmt::format("{} would run without the virtual board: {} {}; {}", name, who, what, advice));
   }
   return file.data();
 }
