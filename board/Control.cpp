@@ -20,6 +20,7 @@
 #include "Faults.h"
 #include "RealCalls.h"
 #include "Transcript.h"
+#include "TranscriptFile.h"
 #include "model/LaserLine.h"
 #include "model/Scene.h"
 #include "model/Speckle.h"
@@ -169,23 +170,12 @@ __attribute__((constructor)) void SetUpFromEnvironment() {
   set("TESSALINE_BOARD_FAULTS", PlantFaults);
   set("TESSALINE_BOARD_REPLAY", [&](const char* text) { return Play(*board, text); });
   // Without a file, the transcript would not be read.
-  if (Environment("TESSALINE_BOARD_TRANSCRIPT") == nullptr) tessaline_board_transcript_enable(0);
+  if (!board::StartTranscriptFile()) tessaline_board_transcript_enable(0);
 }
 
 __attribute__((destructor)) void WriteTranscript() {
-  const char* name = Environment("TESSALINE_BOARD_TRANSCRIPT");
-  if (name == nullptr || Environment("TESSALINE_BOARD") == nullptr) return;
   const Inside inside;
-  const bool json = std::string_view(name).ends_with(".json");
-  const std::string text =
-      board::TranscriptText(json ? TESSALINE_BOARD_JSON_LINES : TESSALINE_BOARD_TEXT);
-  FILE* out = std::fopen(name, "w");
-  if (out == nullptr) {
-    std::perror(name);
-    return;
-  }
-  std::fwrite(text.data(), 1, text.size(), out);
-  std::fclose(out);
+  board::WriteTranscriptFile();
 }
 
 }  // namespace
@@ -235,6 +225,10 @@ char* tessaline_board_transcript(enum tessaline_board_format format) {
 }
 
 int tessaline_board_transcript_save(const char* path) {
+  if (path == nullptr) {
+    errno = EFAULT;
+    return -1;
+  }
   const Inside inside;
   const bool json = std::string_view(path).ends_with(".json");
   const std::string text =
@@ -249,7 +243,9 @@ int tessaline_board_transcript_save(const char* path) {
     rest.remove_prefix(static_cast<std::size_t>(written));
   }
   board::real::Close(file);
-  return rest.empty() ? 0 : -1;
+  if (!rest.empty()) return -1;
+  board::TranscriptWasSaved(path);
+  return 0;
 }
 
 void tessaline_board_transcript_clear(void) {
@@ -276,6 +272,7 @@ void tessaline_board_register_set(unsigned block, uint32_t offset, uint32_t valu
 
 void tessaline_board_fault(const char* device, const char* operation, unsigned skip, unsigned count,
                            int error) {
+  if (device == nullptr || operation == nullptr) return;
   const Inside inside;
   board::PlantFault(device, operation, skip, count, error);
 }
@@ -287,6 +284,7 @@ void tessaline_board_frame_fault(int stream, enum tessaline_board_frame_fault ki
 }
 
 int tessaline_board_set_poll(const char* device, int implemented) {
+  if (device == nullptr) return -1;
   return AskBoard(-1, [=](Board& board) {
     board::Device* found = board.Named(device);
     if (found == nullptr) return -1;
@@ -301,10 +299,12 @@ void tessaline_board_clear_faults(void) {
 }
 
 int tessaline_board_open_files(const char* device) {
+  if (device == nullptr) return -1;
   return AskBoard(-1, [=](Board& board) { return board.OpenFiles(device); });
 }
 
 int tessaline_board_chip_get(const char* chip, unsigned address) {
+  if (chip == nullptr) return -1;
   return AskBoard(-1, [=](Board& board) {
     const board::ChipAccess* found = board.chip(chip);
     return found == nullptr ? -1 : found->Peek(address);
@@ -312,6 +312,7 @@ int tessaline_board_chip_get(const char* chip, unsigned address) {
 }
 
 int tessaline_board_chip_set(const char* chip, unsigned address, unsigned value) {
+  if (chip == nullptr) return -1;
   return AskBoard(-1, [=](Board& board) {
     board::ChipAccess* found = board.chip(chip);
     return found != nullptr && found->Poke(address, value) ? 0 : -1;
@@ -319,6 +320,7 @@ int tessaline_board_chip_set(const char* chip, unsigned address, unsigned value)
 }
 
 int tessaline_board_chip_present(const char* chip, int present) {
+  if (chip == nullptr) return -1;
   return AskBoard(-1, [=](Board& board) {
     board::ChipAccess* found = board.chip(chip);
     if (found == nullptr) return -1;
@@ -353,6 +355,7 @@ unsigned tessaline_board_interrupts(unsigned index) {
 }
 
 void tessaline_board_stream_stats(int stream, struct tessaline_board_stream_stats* out) {
+  if (out == nullptr) return;
   *out = {};
   TellBoard([=](Board& board) { *out = board.engine().Stats(stream); });
 }
@@ -362,6 +365,7 @@ void tessaline_board_keep_checksums(int enable) {
 }
 
 int tessaline_board_frame_checksum(uint64_t frame_id, uint64_t* checksum) {
+  if (checksum == nullptr) return -1;
   return AskBoard(-1, [=](Board& board) {
     const auto found = board.engine().Checksums().Find(frame_id);
     if (found) *checksum = *found;
@@ -370,6 +374,7 @@ int tessaline_board_frame_checksum(uint64_t frame_id, uint64_t* checksum) {
 }
 
 uint64_t tessaline_board_checksum(const void* data, size_t bytes) {
+  if (data == nullptr) return 0;
   return board::Checksum({static_cast<const std::uint8_t*>(data), bytes});
 }
 
@@ -395,7 +400,9 @@ double tessaline_board_scene_x(double column) {
 double tessaline_board_scene_counts_per_mm(void) { return board::scene::kCountsPerMm; }
 
 int tessaline_board_point_to_mm(double column, double row, double* x_mm, double* z_mm) {
+  if (x_mm == nullptr || z_mm == nullptr) return -1;
   return AskBoard(-1, [=](Board& board) {
+    if (board.sensor() == nullptr) return -1;
     const board::SensorState sensor = board.sensor()->State();
     const auto view = board.engine().GetView();
     return Give(view->head ? view->head->ToMillimetres(column, row)
@@ -407,7 +414,8 @@ int tessaline_board_point_to_mm(double column, double row, double* x_mm, double*
 
 int tessaline_board_head_to_mm(uint64_t seed, unsigned sensor_width, unsigned sensor_height,
                                double column, double row, double* x_mm, double* z_mm) {
-  if (!IsSensor(sensor_width, sensor_height)) return -1;
+  const bool receives = x_mm != nullptr && z_mm != nullptr;
+  if (!receives || !IsSensor(sensor_width, sensor_height)) return -1;
   const board::Head head(seed, sensor_width, sensor_height);
   return Give(head.ToMillimetres(column, row), x_mm, z_mm);
 }
@@ -418,7 +426,7 @@ int tessaline_board_head_line(uint64_t seed, unsigned sensor_width, unsigned sen
   const Inside inside;
   std::optional<board::Target> target;
   if (!IsSensor(sensor_width, sensor_height) || !(noise >= 0) || !std::isfinite(noise) ||
-      scene == nullptr || !board::ReadScene(scene, target).empty()) {
+      scene == nullptr || rows == nullptr || !board::ReadScene(scene, target).empty()) {
     return -1;
   }
   const board::Head head(seed, sensor_width, sensor_height);

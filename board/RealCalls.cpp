@@ -55,6 +55,16 @@ constinit LibraryCall<int(DIR*)> dirfd_call("dirfd");
 constinit LibraryCall<int(const char*, int, int (*)(const char*, int), glob_t*)> glob_call("glob");
 constinit LibraryCall<char*(const char*, char*)> realpath_call("realpath");
 constinit LibraryCall<FILE*(int, const char*)> fdopen_call("fdopen");
+constinit LibraryCall<int(const char*, char* const*, char* const*)> execve_call("execve");
+constinit LibraryCall<int(int, const char*, char* const*, char* const*, int)> execveat_call(
+    "execveat");
+constinit LibraryCall<int(int, char* const*, char* const*)> fexecve_call("fexecve");
+constinit LibraryCall<int(const char*, char* const*, char* const*)> execvpe_call("execvpe");
+using Spawn = int(pid_t*, const char*, const posix_spawn_file_actions_t*, const posix_spawnattr_t*,
+                  char* const*, char* const*);
+constinit LibraryCall<Spawn> posix_spawn_call("posix_spawn");
+constinit LibraryCall<Spawn> posix_spawnp_call("posix_spawnp");
+constinit LibraryCall<void(int)> exit_call("_exit");
 
 // Functions that were not used by then are looked up here, before any other code runs, because a
 // signal handler must not call the dynamic linker.
@@ -82,6 +92,13 @@ __attribute__((constructor(101))) void LookUpAll() {
   glob_call.Get();
   realpath_call.Get();
   fdopen_call.Get();
+  execve_call.Get();
+  execveat_call.Get();
+  fexecve_call.Get();
+  execvpe_call.Get();
+  posix_spawn_call.Get();
+  posix_spawnp_call.Get();
+  exit_call.Get();
 }
 
 }  // namespace
@@ -202,6 +219,37 @@ int Glob(const char* pattern, int flags, int (*error)(const char*, int), glob_t*
 char* Realpath(const char* path, char* resolved) { return realpath_call.Get()(path, resolved); }
 
 FILE* Fdopen(int fd, const char* mode) { return fdopen_call.Get()(fd, mode); }
+
+int Execve(const char* path, char* const* words, char* const* environment) {
+  return execve_call.Get()(path, words, environment);
+}
+
+int Execveat(int directory, const char* path, char* const* words, char* const* environment,
+             int flags) {
+  return execveat_call.Get()(directory, path, words, environment, flags);
+}
+
+int Fexecve(int file, char* const* words, char* const* environment) {
+  return fexecve_call.Get()(file, words, environment);
+}
+
+int Execvpe(const char* name, char* const* words, char* const* environment) {
+  return execvpe_call.Get()(name, words, environment);
+}
+
+int PosixSpawn(pid_t* child, const char* path, const posix_spawn_file_actions_t* actions,
+               const posix_spawnattr_t* attributes, char* const* words, char* const* environment) {
+  return posix_spawn_call.Get()(child, path, actions, attributes, words, environment);
+}
+
+int PosixSpawnp(pid_t* child, const char* name, const posix_spawn_file_actions_t* actions,
+                const posix_spawnattr_t* attributes, char* const* words, char* const* environment) {
+  return posix_spawnp_call.Get()(child, name, actions, attributes, words, environment);
+}
+
+void Exit(int status) {
+  for (;;) exit_call.Get()(status);
+}
 
 FILE* Fopen(const char* path, const char* mode) { return fopen_call.Get()(path, mode); }
 

@@ -4,6 +4,7 @@
 #include <glob.h>
 #include <poll.h>
 #include <signal.h>
+#include <spawn.h>
 #include <sys/epoll.h>
 #include <sys/select.h>
 #include <sys/stat.h>
@@ -54,5 +55,15 @@ FILE* Fdopen(int fd, const char* mode);
 FILE* Fopen(const char* path, const char* mode);
 
 int Eventfd(unsigned count, int flags);
+int Execve(const char* path, char* const* words, char* const* environment);
+int Execveat(int directory, const char* path, char* const* words, char* const* environment,
+             int flags);
+int Fexecve(int file, char* const* words, char* const* environment);
+int Execvpe(const char* name, char* const* words, char* const* environment);
+int PosixSpawn(pid_t* child, const char* path, const posix_spawn_file_actions_t* actions,
+               const posix_spawnattr_t* attributes, char* const* words, char* const* environment);
+int PosixSpawnp(pid_t* child, const char* name, const posix_spawn_file_actions_t* actions,
+                const posix_spawnattr_t* attributes, char* const* words, char* const* environment);
+[[noreturn]] void Exit(int status);
 
 }  // namespace board::real

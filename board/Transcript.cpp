@@ -26,10 +26,16 @@ struct Event {
 // counted and dropped.
 constexpr std::size_t kMaxEvents = 1'000'000;
 
+// In the place of a device; every program sleeps.
+constexpr std::string_view kSleeps = "sleep";
+
 struct Log {
   std::mutex mutex;
   std::vector<Event> events;
   std::uint64_t dropped = 0;
+  // What TakeTranscript has given out.
+  std::size_t taken = 0;
+  std::uint64_t dropped_taken = 0;
 };
 
 // Never destroyed: threads record until the process ends.
@@ -55,7 +61,23 @@ std::string_view Interned(std::string_view name) {
 }
 
 std::string DroppedText(std::uint64_t dropped) {
-  return fmt::format("transcript full: {} further events", dropped);
+  return fmt::format("transcript full: {} further events\n", dropped);
+}
+
+void Append(const Event& event, tessaline_board_format format, std::string& out) {
+  if (format == TESSALINE_BOARD_JSON_LINES) {
+    const nlohmann::ordered_json line{{"time_us", static_cast<double>(event.time_ns) / 1000.0},
+                                      {"thread", event.thread},
+                                      {"device", event.device},
+                                      {"event", event.text}};
+    // A path may be any bytes.
+    out += line.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+  } else {
+    out += event.device;
+    if (!event.device.empty()) out += ' ';
+    out += event.text;
+  }
+  out += '\n';
 }
 
 }  // namespace
@@ -83,22 +105,30 @@ std::string TranscriptText(tessaline_board_format format) {
   Log& log = TheLog();
   const std::lock_guard lock(log.mutex);
   std::string out;
-  for (const Event& event : log.events) {
-    if (format == TESSALINE_BOARD_JSON_LINES) {
-      const nlohmann::ordered_json line{{"time_us", static_cast<double>(event.time_ns) / 1000.0},
-                                        {"thread", event.thread},
-                                        {"device", event.device},
-                                        {"event", event.text}};
-      out += line.dump();
-    } else {
-      out += event.device;
-      if (!event.device.empty()) out += ' ';
-      out += event.text;
-    }
-    out += '\n';
-  }
-  if (log.dropped > 0) out += DroppedText(log.dropped) + '\n';
+  for (const Event& event : log.events) Append(event, format, out);
+  if (log.dropped > 0) out += DroppedText(log.dropped);
   return out;
+}
+
+TranscriptPart TakeTranscript(tessaline_board_format format) {
+  Log& log = TheLog();
+  const std::lock_guard lock(log.mutex);
+  TranscriptPart part;
+  for (; log.taken < log.events.size(); ++log.taken) {
+    const Event& event = log.events[log.taken];
+    part.has_device = part.has_device || event.device != kSleeps;
+    Append(event, format, part.text);
+  }
+  if (log.dropped > log.dropped_taken) part.text += DroppedText(log.dropped);
+  log.dropped_taken = log.dropped;
+  return part;
+}
+
+void SkipTranscript() {
+  Log& log = TheLog();
+  const std::lock_guard lock(log.mutex);
+  log.taken = log.events.size();
+  log.dropped_taken = log.dropped;
 }
 
 void ClearTranscript() {
@@ -106,6 +136,8 @@ void ClearTranscript() {
   const std::lock_guard lock(log.mutex);
   log.events.clear();
   log.dropped = 0;
+  log.taken = 0;
+  log.dropped_taken = 0;
 }
 
 void EnableTranscript(bool enable) { recording = enable; }

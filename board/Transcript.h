@@ -17,6 +17,14 @@ bool Recording();
 std::string ErrnoName(int error);
 
 std::string TranscriptText(tessaline_board_format format);
+// What was recorded since the last call, and whether a device has a part in it.
+struct TranscriptPart {
+  std::string text;
+  bool has_device = false;
+};
+TranscriptPart TakeTranscript(tessaline_board_format format);
+// Somebody else has it.
+void SkipTranscript();
 void ClearTranscript();
 void EnableTranscript(bool enable);
 

@@ -16,14 +16,15 @@ expect() { # STATUS PATTERN ARGUMENT...
   failed=1
 }
 
-expect 0 '^usage: tessaline-board run' --help
+expect 0 '^Usage: tessaline-board ' --help
+expect 0 '^Usage: tessaline-board run ' run --help
 expect 0 '^tessaline-board 1\.' --version
 expect 2 'no command given'
 expect 2 'no command "walk"' walk
 expect 2 'which program' run --model K3610
 expect 2 'which program' run --
-expect 2 '--model needs a value' run --model
-expect 2 'no option "--modell"' run --modell K3610 -- true
+expect 2 '--model: 1 required' run --model
+expect 2 'not expected: --modell' run --modell K3610 -- true
 expect 2 'no board of model "X1"' run --model X1 -- true
 expect 127 'no-such-program' run -- no-such-program
 expect 7 '' run -- sh -c 'exit 7'
@@ -34,6 +35,7 @@ expect 0 '^absent eeprom$' run --faults 'absent eeprom' -- printenv TESSALINE_BO
 expect 0 '^real:7 plane,tilt=2$' run --optics real:7 --scene plane,tilt=2 \
   sh -c 'echo "$TESSALINE_BOARD_OPTICS $TESSALINE_BOARD_SCENE"'
 expect 2 '^TESSALINE_BOARD_SCENE: there is no scene "ball"' run --scene ball -- true
+# The rest is in tests/standard_tools/test_run.py.
 # The program runs on the board, and its calls are in the transcript.
 transcript=$(mktemp)
 trap 'rm -f "$transcript"' EXIT

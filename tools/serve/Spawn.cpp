@@ -50,6 +50,8 @@ pid_t Spawn(const std::vector<std::string>& words,
     });
     if (!replaced && (on_board || !IsOfBoard(text))) environment.emplace_back(text);
   }
+  // On purpose: the board says of other programs that they run without it.
+  if (!on_board) environment.emplace_back("TESSALINE_BOARD=");
   for (const auto& [name, value] : variables) {
     environment.push_back(fmt::format("{}={}", name, value));
   }

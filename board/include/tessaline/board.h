@@ -20,9 +20,14 @@
  *                               eeprom", or "@FILE"; see docs/virtual-board.md
  *   TESSALINE_BOARD_REPLAY      set by "tessaline replay": where recorded frames come from
  *   TESSALINE_BOARD_TRANSCRIPT  file that receives the transcript at process exit;
- *                               JSON lines when its name ends in ".json"
+ *                               JSON lines when its name ends in ".json"; other processes that
+ *                               inherit it write files beside it, "log.NAME-PID.txt"
+ *   TESSALINE_BOARD_STRICT      no program that would be without the board is started
  *
  * Threads: every function may be called from any thread.
+ *
+ * Null pointers are refused: the function returns what it returns on failure, or does nothing if
+ * it returns nothing.
  */
 #ifndef TESSALINE_BOARD_H
 #define TESSALINE_BOARD_H
@@ -129,7 +134,7 @@ char* tessaline_board_transcript(enum tessaline_board_format format);
  * Writes the transcript to a file, as JSON lines when the name ends in ".json". Does not
  * use the heap, so it also works in a process that is ended in the middle of malloc.
  *
- * @return 0; -1 with errno
+ * @return 0; -1 with errno, EFAULT for a null path
  */
 int tessaline_board_transcript_save(const char* path);
 
@@ -282,7 +287,7 @@ void tessaline_board_keep_checksums(int enable);
  */
 int tessaline_board_frame_checksum(uint64_t frame_id, uint64_t* checksum);
 
-/** The same checksum of any bytes. */
+/** The same checksum of any bytes; 0 for a null pointer. */
 uint64_t tessaline_board_checksum(const void* data, size_t bytes);
 
 /** Height of the scene in mm at (x across, y along the movement), both in mm. */
