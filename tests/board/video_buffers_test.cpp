@@ -273,6 +273,8 @@ TEST_F(VideoBuffers, PollHasNothingToWaitForBeforeOneIsQueued) {
   EXPECT_EQ(events(), 0);
   ASSERT_EQ(client_->StreamOff(), 0);
   EXPECT_EQ(events(), POLLERR);
+  ASSERT_EQ(client_->StreamOn(), 0);
+  EXPECT_EQ(events(), POLLERR) << "the queue was emptied";
 }
 
 // --- What every driver's calls have in common ----------------------------------------------
