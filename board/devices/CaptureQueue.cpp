@@ -74,7 +74,7 @@ int CaptureQueue::Request(v4l2_requestbuffers* request, Owner owner) {
   if (request->type != V4L2_BUF_TYPE_VIDEO_CAPTURE || !IsSupported(request->memory)) {
     return -EINVAL;
   }
-  if (IsOthers(owner) || streaming_) return -EBUSY;
+  if (IsBusy(owner) || streaming_) return -EBUSY;
   StopLocked(lock);
   FreeBuffers();
   owner_ = nullptr;
@@ -101,7 +101,7 @@ int CaptureQueue::Create(v4l2_create_buffers* request, Owner owner) {
   std::fill(std::begin(request->reserved), std::end(request->reserved), 0);
   request->format.fmt.pix.priv = V4L2_PIX_FMT_PRIV_MAGIC;
   if (request->count == 0) return 0;  // only asks
-  if (IsOthers(owner)) return -EBUSY;
+  if (IsBusy(owner)) return -EBUSY;
   if (buffers_.size() == kMaxBuffers) return -ENOBUFS;
   const bool other_memory = !buffers_.empty() && request->memory != memory_type_;
   const std::size_t bytes = request->format.fmt.pix.sizeimage;
@@ -152,7 +152,7 @@ int CaptureQueue::Query(v4l2_buffer* buffer) const {
 int CaptureQueue::CheckBuffer(const v4l2_buffer& request, Owner owner) const {
   if (unplugged_) return -ENODEV;
   if (request.type != V4L2_BUF_TYPE_VIDEO_CAPTURE) return -EINVAL;
-  if (IsOthers(owner)) return -EBUSY;
+  if (IsBusy(owner)) return -EBUSY;
   if (request.index >= buffers_.size() || request.memory != memory_type_) return -EINVAL;
   return 0;
 }
@@ -206,7 +206,7 @@ int CaptureQueue::Dequeue(v4l2_buffer* request, Owner owner) {
     const std::lock_guard lock(mutex_);
     if (unplugged_) return -ENODEV;
     if (request->type != V4L2_BUF_TYPE_VIDEO_CAPTURE) return -EINVAL;
-    if (IsOthers(owner)) return -EBUSY;
+    if (IsBusy(owner)) return -EBUSY;
     if (!streaming_) return -EINVAL;
     if (done_.empty()) return -EAGAIN;
     const unsigned index = done_.front();
@@ -234,7 +234,7 @@ int CaptureQueue::StreamOn(unsigned type, Owner owner) {
   {
     const std::lock_guard lock(mutex_);
     if (unplugged_) return -ENODEV;
-    if (IsOthers(owner)) return -EBUSY;
+    if (IsBusy(owner)) return -EBUSY;
     if (type != V4L2_BUF_TYPE_VIDEO_CAPTURE) return -EINVAL;
     if (buffers_.empty()) return -EINVAL;
     if (!streaming_) next_sequence_ = 0;
@@ -248,7 +248,7 @@ int CaptureQueue::StreamOn(unsigned type, Owner owner) {
 int CaptureQueue::StreamOff(unsigned type, Owner owner) {
   std::unique_lock lock(mutex_);
   if (unplugged_) return -ENODEV;
-  if (IsOthers(owner)) return -EBUSY;
+  if (IsBusy(owner)) return -EBUSY;
   if (type != V4L2_BUF_TYPE_VIDEO_CAPTURE) return -EINVAL;
   StopLocked(lock);
   return 0;
@@ -292,7 +292,7 @@ int CaptureQueue::Export(v4l2_exportbuffer* request, Owner owner) const {
   constexpr unsigned kFlags = O_CLOEXEC | O_ACCMODE;
   const std::lock_guard lock(mutex_);
   if (unplugged_) return -ENODEV;
-  if (IsOthers(owner)) return -EBUSY;
+  if (IsBusy(owner)) return -EBUSY;
   const bool known = memory_type_ == V4L2_MEMORY_MMAP && (request->flags & ~kFlags) == 0 &&
                      request->type == V4L2_BUF_TYPE_VIDEO_CAPTURE &&
                      request->index < buffers_.size() && request->plane == 0;

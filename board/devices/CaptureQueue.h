@@ -94,7 +94,7 @@ class CaptureQueue {
  private:
   using State = CaptureBuffer::State;
 
-  bool IsOthers(Owner owner) const { return owner_ != nullptr && owner_ != owner; }
+  bool IsBusy(Owner owner) const { return owner_ != nullptr && owner_ != owner; }
   // Nothing would ever arrive: poll reports an error.
   bool IsIdle() const { return !streaming_ || nothing_queued_yet_; }
   bool IsReady() const { return unplugged_ || IsIdle() || !done_.empty(); }
