@@ -34,7 +34,7 @@ TEST_F(VideoFrames, CountFromZeroInEveryStream) {
     client_->Requeue();
   }
   ASSERT_EQ(client_->StreamOff(), 0);
-  for (unsigned index : {0, 1}) {
+  for (const unsigned index : {0u, 1u}) {
     v4l2_buffer buffer = VideoClient::Buffer(index);
     ASSERT_EQ(ioctl(client_->fd(), VIDIOC_QBUF, &buffer), 0);
   }
