@@ -166,7 +166,9 @@ int ioctl(int fd, unsigned long request, ...) {
   void* argument = va_arg(arguments, void*);
   va_end(arguments);
   if (!board::IsBoardDescriptor(fd)) return board::real::Ioctl(fd, request, argument);
-  return static_cast<int>(board::AsSystemCall(board::IoctlOnFile(fd, request, argument)));
+  // The kernel takes 32 bits. A program that keeps the request in an int passes more.
+  const auto command = static_cast<unsigned>(request);
+  return static_cast<int>(board::AsSystemCall(board::IoctlOnFile(fd, command, argument)));
 }
 
 void* mmap(void* hint, size_t length, int protection, int flags, int fd, off_t offset) {

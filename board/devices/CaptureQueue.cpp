@@ -1,23 +1,25 @@
 #include "devices/CaptureQueue.h"
 
 #include <errno.h>
+#include <fcntl.h>
 #include <poll.h>
-#include <sys/mman.h>
 #include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
 
-#include "RealCalls.h"
-
 namespace board {
 namespace {
 
 constexpr unsigned kMaxBuffers = 32;
-constexpr std::size_t kPageBytes = 4096;
-constexpr std::size_t kGuardBytes = 8;
+constexpr std::size_t kAddressable = std::size_t{1} << 32;  // an offset has 32 bits
+constexpr unsigned kBufferCapabilities = V4L2_BUF_CAP_SUPPORTS_MMAP |
+                                         V4L2_BUF_CAP_SUPPORTS_USERPTR |
+                                         V4L2_BUF_CAP_SUPPORTS_ORPHANED_BUFS;
 
-std::size_t PageAligned(std::size_t bytes) { return (bytes + kPageBytes - 1) & ~(kPageBytes - 1); }
+bool IsSupported(unsigned memory) {
+  return memory == V4L2_MEMORY_MMAP || memory == V4L2_MEMORY_USERPTR;
+}
 
 timeval MonotonicTime() {
   timespec now{};
@@ -25,20 +27,10 @@ timeval MonotonicTime() {
   return {now.tv_sec, now.tv_nsec / 1000};
 }
 
-// Whether all pages of a user's buffer exist.
-bool IsMapped(std::uint8_t* address, std::size_t length) {
-  const auto first = reinterpret_cast<std::uintptr_t>(address) & ~(kPageBytes - 1);
-  const auto end = reinterpret_cast<std::uintptr_t>(address) + length;
-  if (address == nullptr || end < first) return false;
-  return msync(reinterpret_cast<void*>(first), end - first, MS_ASYNC) == 0;
-}
-
 }  // namespace
 
 CaptureQueue::CaptureQueue(BoardMemory& memory, Seat::Number seat)
     : common_(memory.Place<Common>()), seat_(memory, seat) {}
-
-CaptureQueue::~CaptureQueue() { FreeBuffers(); }
 
 int CaptureQueue::TryFormat(v4l2_format* format) {
   if (format->type != V4L2_BUF_TYPE_VIDEO_CAPTURE) return -EINVAL;
@@ -80,26 +72,50 @@ int CaptureQueue::GetFormat(v4l2_format* format) const {
 int CaptureQueue::Request(v4l2_requestbuffers* request, Owner owner) {
   std::unique_lock lock(mutex_);
   if (unplugged_) return -ENODEV;
-  const bool known_memory =
-      request->memory == V4L2_MEMORY_MMAP || request->memory == V4L2_MEMORY_USERPTR;
-  if (request->type != V4L2_BUF_TYPE_VIDEO_CAPTURE || !known_memory) return -EINVAL;
+  if (request->type != V4L2_BUF_TYPE_VIDEO_CAPTURE || !IsSupported(request->memory)) {
+    return -EINVAL;
+  }
   if (IsBusy(owner) || streaming_) return -EBUSY;
   StopLocked(lock);
   FreeBuffers();
   Disown();
   request->flags = 0;
   std::fill(std::begin(request->reserved), std::end(request->reserved), 0);
-  request->capabilities = V4L2_BUF_CAP_SUPPORTS_MMAP | V4L2_BUF_CAP_SUPPORTS_USERPTR;
+  request->capabilities = kBufferCapabilities;
   if (request->count == 0) return 0;
   if (!seat_.Take()) return -EBUSY;
-  request->count = std::min(request->count, kMaxBuffers);
   memory_type_ = request->memory;
-  buffer_bytes_ = SizeImage();
-  buffer_width_ = common_.width;
-  buffer_height_ = common_.height;
-  if (!Allocate(request->count)) {
-    FreeBuffers();
-    Disown();
+  request->count = Allocate(std::min(request->count, kMaxBuffers), SizeImage());
+  if (request->count == 0) {
+    if (buffers_.empty()) Disown();
+    return -ENOMEM;
+  }
+  owner_ = owner;
+  return 0;
+}
+
+int CaptureQueue::Create(v4l2_create_buffers* request, Owner owner) {
+  const std::lock_guard lock(mutex_);
+  if (unplugged_) return -ENODEV;
+  if (request->format.type != V4L2_BUF_TYPE_VIDEO_CAPTURE || !IsSupported(request->memory)) {
+    return -EINVAL;
+  }
+  request->index = static_cast<unsigned>(buffers_.size());
+  request->capabilities = kBufferCapabilities;
+  request->flags = 0;
+  std::fill(std::begin(request->reserved), std::end(request->reserved), 0);
+  request->format.fmt.pix.priv = V4L2_PIX_FMT_PRIV_MAGIC;
+  if (request->count == 0) return 0;  // only asks
+  if (IsBusy(owner)) return -EBUSY;
+  if (buffers_.size() == kMaxBuffers) return -ENOBUFS;
+  const bool other_memory = !buffers_.empty() && request->memory != memory_type_;
+  const std::size_t bytes = request->format.fmt.pix.sizeimage;
+  if (other_memory || bytes < SizeImage()) return -EINVAL;
+  if (!seat_.Take()) return -EBUSY;
+  memory_type_ = request->memory;
+  request->count = Allocate(std::min(request->count, kMaxBuffers - request->index), bytes);
+  if (request->count == 0) {
+    if (buffers_.empty()) Disown();
     return -ENOMEM;
   }
   owner_ = owner;
@@ -115,55 +131,30 @@ void CaptureQueue::Disown() {
   seat_.Leave();
 }
 
-bool CaptureQueue::Allocate(unsigned count) {
-  buffers_.resize(count);
-  if (memory_type_ != V4L2_MEMORY_MMAP) return true;
-  for (Buffer& buffer : buffers_) {
-    buffer.memory_fd = NewMemory("board-frame", PageAligned(buffer_bytes_));
-    if (buffer.memory_fd.Get() < 0) return false;
-    void* address = real::Mmap(nullptr, PageAligned(buffer_bytes_), PROT_READ | PROT_WRITE,
-                               MAP_SHARED, buffer.memory_fd.Get(), 0);
-    if (address == MAP_FAILED) return false;
-    buffer.memory = static_cast<std::uint8_t*>(address);
+unsigned CaptureQueue::Allocate(unsigned count, std::size_t bytes) {
+  for (unsigned made = 0; made < count; ++made) {
+    const CaptureBuffer& buffer =
+        buffers_.emplace_back(bytes, buffers_.empty() ? 0 : buffers_.back().End());
+    const bool allocated = memory_type_ != V4L2_MEMORY_MMAP ||
+                           (buffer.End() <= kAddressable && buffers_.back().Allocate());
+    if (allocated) continue;
+    buffers_.pop_back();
+    return made;
   }
-  return true;
+  return count;
 }
 
 void CaptureQueue::FreeBuffers() {
-  for (Buffer& buffer : buffers_) {
-    if (buffer.memory_fd.Get() < 0 || buffer.memory == nullptr) continue;
-    real::Munmap(buffer.memory, PageAligned(buffer_bytes_));
-  }
   buffers_.clear();
   queued_.clear();
   done_.clear();
 }
 
-std::size_t CaptureQueue::PageOffset(unsigned index) const {
-  return index * PageAligned(buffer_bytes_);
-}
-
 void CaptureQueue::Describe(unsigned index, v4l2_buffer* out) const {
-  const Buffer& buffer = buffers_[index];
   *out = {};
   out->index = index;
   out->type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
-  out->memory = memory_type_;
-  out->field = V4L2_FIELD_NONE;
-  out->bytesused = static_cast<unsigned>(buffer.bytes_used);
-  out->length = static_cast<unsigned>(buffer_bytes_);
-  out->sequence = buffer.sequence;
-  out->timestamp = buffer.time;
-  out->flags = V4L2_BUF_FLAG_TIMESTAMP_MONOTONIC;
-  if (buffer.state == State::kQueued || buffer.state == State::kFilling) {
-    out->flags |= V4L2_BUF_FLAG_QUEUED;
-  }
-  if (buffer.state == State::kDone) out->flags |= V4L2_BUF_FLAG_DONE;
-  if (memory_type_ == V4L2_MEMORY_MMAP) {
-    out->m.offset = static_cast<unsigned>(PageOffset(index));
-  } else {
-    out->m.userptr = reinterpret_cast<unsigned long>(buffer.memory);
-  }
+  buffers_[index].Describe(out);
 }
 
 int CaptureQueue::Query(v4l2_buffer* buffer) const {
@@ -176,11 +167,34 @@ int CaptureQueue::Query(v4l2_buffer* buffer) const {
   return 0;
 }
 
-int CaptureQueue::CheckBuffer(const v4l2_buffer& buffer, Owner owner) const {
+int CaptureQueue::CheckBuffer(const v4l2_buffer& request, Owner owner) const {
   if (unplugged_) return -ENODEV;
-  if (buffer.type != V4L2_BUF_TYPE_VIDEO_CAPTURE) return -EINVAL;
+  if (request.type != V4L2_BUF_TYPE_VIDEO_CAPTURE) return -EINVAL;
   if (IsBusy(owner)) return -EBUSY;
-  if (buffers_.empty() || buffer.memory != memory_type_) return -EINVAL;
+  if (request.index >= buffers_.size() || request.memory != memory_type_) return -EINVAL;
+  return 0;
+}
+
+int CaptureQueue::PrepareLocked(const v4l2_buffer& request) {
+  CaptureBuffer& buffer = buffers_[request.index];
+  if (buffer.state != State::kDequeued) return -EINVAL;
+  if (buffer.prepared) return 0;
+  if (memory_type_ == V4L2_MEMORY_USERPTR) {
+    if (const int error = buffer.Attach(request, SizeImage()); error != 0) return error;
+  }
+  buffer.prepared = true;
+  buffer.frame.bytes_used = 0;
+  buffer.frame.sequence = 0;
+  return 0;
+}
+
+int CaptureQueue::Prepare(v4l2_buffer* request, Owner owner) {
+  const std::lock_guard lock(mutex_);
+  if (const int error = CheckBuffer(*request, owner); error != 0) return error;
+  const bool of_a_request = (request->flags & V4L2_BUF_FLAG_REQUEST_FD) != 0;
+  if (of_a_request || buffers_[request->index].prepared) return -EINVAL;
+  if (const int error = PrepareLocked(*request); error != 0) return error;
+  Describe(request->index, request);
   return 0;
 }
 
@@ -188,21 +202,17 @@ int CaptureQueue::Queue(v4l2_buffer* request, Owner owner) {
   {
     const std::lock_guard lock(mutex_);
     if (const int error = CheckBuffer(*request, owner); error != 0) return error;
-    if (request->index >= buffers_.size()) return -EINVAL;
-    Buffer& buffer = buffers_[request->index];
-    if (buffer.state != State::kDequeued) return -EINVAL;
-    if (memory_type_ == V4L2_MEMORY_USERPTR) {
-      auto* memory = reinterpret_cast<std::uint8_t*>(request->m.userptr);
-      if (request->length < buffer_bytes_) return -EINVAL;
-      if (!IsMapped(memory, buffer_bytes_)) return -EFAULT;
-      buffer.memory = memory;
-    }
-    buffer.state = State::kQueued;
-    buffer.bytes_used = 0;
+    if ((request->flags & V4L2_BUF_FLAG_REQUEST_FD) != 0) return -EBADR;
+    if (const int error = PrepareLocked(*request); error != 0) return error;
+    buffers_[request->index].state = State::kQueued;
     if (request->index == last_filled_ && last_fate_ == Fate::kTaken) {
       last_fate_ = Fate::kReturned;
     }
     queued_.push_back(request->index);
+    if (nothing_queued_yet_) {
+      nothing_queued_yet_ = false;
+      signs_.Update(IsReady());
+    }
     Describe(request->index, request);
   }
   listener_();
@@ -212,26 +222,25 @@ int CaptureQueue::Queue(v4l2_buffer* request, Owner owner) {
 int CaptureQueue::Dequeue(v4l2_buffer* request, Owner owner) {
   {
     const std::lock_guard lock(mutex_);
-    if (const int error = CheckBuffer(*request, owner); error != 0) return error;
+    if (unplugged_) return -ENODEV;
+    if (request->type != V4L2_BUF_TYPE_VIDEO_CAPTURE) return -EINVAL;
+    if (IsBusy(owner)) return -EBUSY;
     if (!streaming_) return -EINVAL;
     if (done_.empty()) return -EAGAIN;
     const unsigned index = done_.front();
     done_.pop_front();
     signs_.Update(IsReady());
-    buffers_[index].state = State::kDequeued;
-    if (index == last_filled_ && last_fate_ == Fate::kWaiting) {
-      last_fate_ = IsWhole(buffers_[index]) ? Fate::kTaken : Fate::kLost;
-    }
+    CaptureBuffer& buffer = buffers_[index];
     Describe(index, request);
+    request->flags &= ~unsigned{V4L2_BUF_FLAG_DONE};
+    buffer.state = State::kDequeued;
+    buffer.prepared = false;
+    if (index == last_filled_ && last_fate_ == Fate::kWaiting) {
+      last_fate_ = buffer.IsCleared() ? Fate::kLost : Fate::kTaken;
+    }
   }
   if (taken_listener_) taken_listener_();
   return 0;
-}
-
-bool CaptureQueue::IsWhole(const Buffer& buffer) const {
-  if (!buffer.guard) return true;
-  const std::uint8_t* const at = buffer.memory + *buffer.guard;
-  return std::any_of(at, at + kGuardBytes, [](std::uint8_t byte) { return byte != 0; });
 }
 
 CaptureQueue::Fate CaptureQueue::LastFate() const {
@@ -239,38 +248,14 @@ CaptureQueue::Fate CaptureQueue::LastFate() const {
   return last_fate_;
 }
 
-unsigned CaptureQueue::HighestPriority() const {
-  const std::lock_guard lock(mutex_);
-  unsigned highest = V4L2_PRIORITY_DEFAULT;
-  for (const auto& [owner, priority] : priorities_) highest = std::max(highest, priority);
-  return highest;
-}
-
-int CaptureQueue::SetPriority(Owner owner, unsigned priority) {
-  if (priority < V4L2_PRIORITY_BACKGROUND || priority > V4L2_PRIORITY_RECORD) return -EINVAL;
-  if (!HasPriority(owner)) return -EBUSY;
-  const std::lock_guard lock(mutex_);
-  priorities_[owner] = priority;
-  return 0;
-}
-
-bool CaptureQueue::HasPriority(Owner owner) const {
-  const std::lock_guard lock(mutex_);
-  const auto own = priorities_.find(owner);
-  const unsigned mine = own == priorities_.end() ? unsigned{V4L2_PRIORITY_DEFAULT} : own->second;
-  for (const auto& [other, priority] : priorities_) {
-    if (other != owner && priority > mine) return false;
-  }
-  return true;
-}
-
 int CaptureQueue::StreamOn(unsigned type, Owner owner) {
   {
     const std::lock_guard lock(mutex_);
     if (unplugged_) return -ENODEV;
-    if (type != V4L2_BUF_TYPE_VIDEO_CAPTURE) return -EINVAL;
     if (IsBusy(owner)) return -EBUSY;
+    if (type != V4L2_BUF_TYPE_VIDEO_CAPTURE) return -EINVAL;
     if (buffers_.empty()) return -EINVAL;
+    if (!streaming_) next_sequence_ = 0;
     streaming_ = true;
     common_.streaming_in = getpid();
     signs_.Update(IsReady());
@@ -282,8 +267,8 @@ int CaptureQueue::StreamOn(unsigned type, Owner owner) {
 int CaptureQueue::StreamOff(unsigned type, Owner owner) {
   std::unique_lock lock(mutex_);
   if (unplugged_) return -ENODEV;
-  if (type != V4L2_BUF_TYPE_VIDEO_CAPTURE) return -EINVAL;
   if (IsBusy(owner)) return -EBUSY;
+  if (type != V4L2_BUF_TYPE_VIDEO_CAPTURE) return -EINVAL;
   StopLocked(lock);
   return 0;
 }
@@ -297,11 +282,15 @@ void CaptureQueue::StopLocked(std::unique_lock<std::mutex>& lock) {
   if (last_fate_ == Fate::kWaiting) last_fate_ = Fate::kLost;
   const auto filling = [this] {
     return std::any_of(buffers_.begin(), buffers_.end(),
-                       [](const Buffer& buffer) { return buffer.state == State::kFilling; });
+                       [](const CaptureBuffer& buffer) { return buffer.state == State::kFilling; });
   };
   fill_ended_.wait(lock, [&] { return !filling(); });
   done_.clear();
-  for (Buffer& buffer : buffers_) buffer.state = State::kDequeued;
+  for (CaptureBuffer& buffer : buffers_) {
+    buffer.state = State::kDequeued;
+    buffer.prepared = false;
+  }
+  nothing_queued_yet_ = true;
   signs_.Update(IsReady());
   filled_.Ring();
 }
@@ -311,20 +300,32 @@ std::intptr_t CaptureQueue::Map(void* hint, std::size_t length, int protection, 
   const std::lock_guard lock(mutex_);
   if (unplugged_) return -ENODEV;
   if (memory_type_ != V4L2_MEMORY_MMAP) return -EINVAL;
-  for (unsigned index = 0; index < buffers_.size(); ++index) {
-    if (offset != static_cast<off_t>(PageOffset(index))) continue;
-    if (PageAligned(length) > PageAligned(buffer_bytes_) || (flags & MAP_SHARED) == 0) {
-      return -EINVAL;
+  for (const CaptureBuffer& buffer : buffers_) {
+    if (offset == static_cast<off_t>(buffer.Offset())) {
+      return buffer.Map(hint, length, protection, flags);
     }
-    void* address = real::Mmap(hint, length, protection, flags, buffers_[index].memory_fd.Get(), 0);
-    return address == MAP_FAILED ? -errno : reinterpret_cast<std::intptr_t>(address);
   }
   return -EINVAL;
 }
 
+int CaptureQueue::Export(v4l2_exportbuffer* request, Owner owner) const {
+  constexpr unsigned kFlags = O_CLOEXEC | O_ACCMODE;
+  const std::lock_guard lock(mutex_);
+  if (unplugged_) return -ENODEV;
+  if (IsBusy(owner)) return -EBUSY;
+  const bool known = memory_type_ == V4L2_MEMORY_MMAP && (request->flags & ~kFlags) == 0 &&
+                     request->type == V4L2_BUF_TYPE_VIDEO_CAPTURE &&
+                     request->index < buffers_.size() && request->plane == 0;
+  if (!known) return -EINVAL;
+  const int fd = buffers_[request->index].Export(static_cast<int>(request->flags));
+  if (fd < 0) return fd;
+  request->fd = fd;
+  std::fill(std::begin(request->reserved), std::end(request->reserved), 0);
+  return 0;
+}
+
 void CaptureQueue::Closed(Owner owner) {
   std::unique_lock lock(mutex_);
-  priorities_.erase(owner);
   if (owner_ != owner) return;
   StopLocked(lock);
   FreeBuffers();
@@ -349,7 +350,7 @@ void CaptureQueue::SetPoll(bool implemented) {
 short CaptureQueue::Ready(PollSign& sign) {
   const std::lock_guard lock(mutex_);
   if (unplugged_) return signs_.Watch(sign, POLLERR | POLLHUP);
-  if (!streaming_) return signs_.Watch(sign, POLLERR);
+  if (IsIdle()) return signs_.Watch(sign, POLLERR);
   return signs_.Watch(sign, done_.empty() ? 0 : POLLIN | POLLRDNORM);
 }
 
@@ -365,7 +366,7 @@ bool CaptureQueue::Streaming() const {
 
 std::size_t CaptureQueue::FormatBytes() const {
   const std::lock_guard lock(mutex_);
-  return buffers_.empty() ? SizeImage() : buffer_bytes_;
+  return SizeImage();
 }
 
 bool CaptureQueue::HasFree() const {
@@ -384,21 +385,18 @@ std::optional<CaptureQueue::Fill> CaptureQueue::Begin() {
   const unsigned index = queued_.front();
   queued_.pop_front();
   buffers_[index].state = State::kFilling;
-  return Fill{index, {buffers_[index].memory, buffer_bytes_}, buffer_width_, buffer_height_};
+  return Fill{index, {buffers_[index].Memory(), SizeImage()}, common_.width, common_.height};
 }
 
-void CaptureQueue::Finish(const Fill& fill, std::size_t bytes_used, std::uint32_t sequence,
+void CaptureQueue::Finish(const Fill& fill, std::size_t bytes_used,
                           std::optional<std::size_t> guard) {
   {
     const std::lock_guard lock(mutex_);
-    Buffer& buffer = buffers_[fill.index];
+    CaptureBuffer& buffer = buffers_[fill.index];
     buffer.state = State::kDone;
-    buffer.bytes_used = bytes_used;
-    buffer.sequence = sequence;
-    buffer.guard = guard;
+    buffer.frame = {bytes_used, guard, next_sequence_++, MonotonicTime()};
     last_filled_ = fill.index;
     last_fate_ = streaming_ ? Fate::kWaiting : Fate::kLost;
-    buffer.time = MonotonicTime();
     done_.push_back(fill.index);
     signs_.Update(IsReady());
     fill_ended_.notify_all();

@@ -4,8 +4,8 @@
 // A buffer belongs to one side at a time. Begin() gives the FPGA the buffer that has been queued
 // the longest. The FPGA writes it without the lock and returns it with Finish(). Calls that take
 // buffers away (StreamOff, Closed, Unplug) first wait for the buffer being written, so the FPGA
-// never writes to freed memory. An MMAP buffer is shared memory that both the board and software
-// map. The queue rejects everything that the kernel's buffer queue rejects.
+// never writes to freed memory. The queue rejects everything that the kernel's buffer queue
+// rejects, with its errors.
 #pragma once
 
 #include <linux/videodev2.h>
@@ -17,15 +17,13 @@
 #include <cstdint>
 #include <deque>
 #include <functional>
-#include <map>
 #include <mutex>
 #include <optional>
 #include <span>
-#include <vector>
 
 #include "Doorbell.h"
 #include "PollSign.h"
-#include "PrivateDescriptor.h"
+#include "devices/CaptureBuffer.h"
 #include "memory/Seat.h"
 
 namespace board {
@@ -34,7 +32,6 @@ namespace board {
 class CaptureQueue {
  public:
   CaptureQueue(BoardMemory& memory, Seat::Number seat);
-  ~CaptureQueue();
   CaptureQueue(const CaptureQueue&) = delete;
   CaptureQueue& operator=(const CaptureQueue&) = delete;
 
@@ -49,13 +46,13 @@ class CaptureQueue {
   int SetFormat(v4l2_format* format);
   int GetFormat(v4l2_format* format) const;
   int Request(v4l2_requestbuffers* request, Owner owner);
+  int Create(v4l2_create_buffers* request, Owner owner);
   int Query(v4l2_buffer* buffer) const;
+  int Prepare(v4l2_buffer* buffer, Owner owner);
   int Queue(v4l2_buffer* buffer, Owner owner);
   int Dequeue(v4l2_buffer* buffer, Owner owner);  // -EAGAIN: none filled yet
-  // Several users' rights: who has a lower priority than another may change nothing.
-  unsigned HighestPriority() const;
-  int SetPriority(Owner owner, unsigned priority);
-  bool HasPriority(Owner owner) const;
+  // Gives the file a descriptor of a buffer's memory.
+  int Export(v4l2_exportbuffer* request, Owner owner) const;
   int StreamOn(unsigned type, Owner owner);
   int StreamOff(unsigned type, Owner owner);
   // Returns the address, or the negative errno.
@@ -71,22 +68,21 @@ class CaptureQueue {
   // The FPGA's side.
   struct Fill {
     unsigned index;
-    std::span<std::uint8_t> memory;
-    unsigned width;  // of the format for which the buffers were created
+    std::span<std::uint8_t> memory;  // as much as a frame of the format needs
+    unsigned width;
     unsigned height;
   };
   // Called without a lock after a buffer was queued or the stream started.
   void SetListener(std::function<void()> listener) { listener_ = std::move(listener); }
   bool Streaming() const;
-  bool StreamsElsewhere() const;    // in another process that shares the board
-  std::size_t FormatBytes() const;  // size of the existing buffers
+  bool StreamsElsewhere() const;  // in another process that shares the board
+  std::size_t FormatBytes() const;
   bool HasFree() const;
   bool IsShort() const;  // streaming, and no buffer is queued
   // Takes the buffer queued the longest for the FPGA, until Finish().
   std::optional<Fill> Begin();
-  // `guard`: where eight bytes of the frame are not all zero.
-  void Finish(const Fill& fill, std::size_t bytes_used, std::uint32_t sequence,
-              std::optional<std::size_t> guard = {});
+  // No bytes used: the frame did not fit. `guard`: where eight bytes of the frame are not all zero.
+  void Finish(const Fill& fill, std::size_t bytes_used, std::optional<std::size_t> guard = {});
 
   // What became of the buffer that was filled last. kLost: the stream was stopped before software
   // took it, or software had cleared it by then (zeros at the guard).
@@ -99,17 +95,7 @@ class CaptureQueue {
   void Unplug();
 
  private:
-  enum class State { kDequeued, kQueued, kFilling, kDone };
-  struct Buffer {
-    State state = State::kDequeued;
-    PrivateDescriptor memory_fd;     // MMAP
-    std::uint8_t* memory = nullptr;  // the board's own mapping, or the user's pointer
-    std::size_t bytes_used = 0;
-    std::optional<std::size_t> guard;
-    std::uint32_t sequence = 0;
-    timeval time{};
-  };
-
+  using State = CaptureBuffer::State;
   // What the processes that share the board agree about.
   struct Common {
     static constexpr unsigned kFirstWidth = 640, kFirstHeight = 480;  // before a format is set
@@ -118,16 +104,19 @@ class CaptureQueue {
   };
 
   bool IsBusy(Owner owner) const;
-  bool IsWhole(const Buffer& buffer) const;
-  bool IsReady() const { return unplugged_ || !streaming_ || !done_.empty(); }
+  // Nothing would ever arrive: poll reports an error.
+  bool IsIdle() const { return !streaming_ || nothing_queued_yet_; }
+  bool IsReady() const { return unplugged_ || IsIdle() || !done_.empty(); }
   std::size_t SizeImage() const { return std::size_t{common_.width} * common_.height; }
-  std::size_t PageOffset(unsigned index) const;
-  bool Allocate(unsigned count);
+  // Returns how many there was memory for.
+  unsigned Allocate(unsigned count, std::size_t bytes);
   void FreeBuffers();
   void Disown();
   void StopLocked(std::unique_lock<std::mutex>& lock);
   void Describe(unsigned index, v4l2_buffer* buffer) const;
-  int CheckBuffer(const v4l2_buffer& buffer, Owner owner) const;
+  // The checks of QBUF and PREPARE_BUF, and those of the buffer's memory.
+  int CheckBuffer(const v4l2_buffer& request, Owner owner) const;
+  int PrepareLocked(const v4l2_buffer& request);
 
   Common& common_;
   Seat seat_;
@@ -141,11 +130,10 @@ class CaptureQueue {
   bool unplugged_ = false;
   bool streaming_ = false;
   Owner owner_ = nullptr;
-  std::map<Owner, unsigned> priorities_;  // other than the usual one
-  unsigned memory_type_ = 0;
-  unsigned buffer_width_ = 0, buffer_height_ = 0;  // the format of the existing buffers
-  std::size_t buffer_bytes_ = 0;
-  std::vector<Buffer> buffers_;
+  bool nothing_queued_yet_ = true;  // since there are buffers, or the stream was stopped
+  std::uint32_t next_sequence_ = 0;
+  unsigned memory_type_ = 0;  // of the buffers
+  std::deque<CaptureBuffer> buffers_;
   std::deque<unsigned> queued_;
   std::deque<unsigned> done_;
   PollSigns signs_;

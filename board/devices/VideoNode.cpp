@@ -5,9 +5,13 @@
 #include <fmt/format.h>
 #include <poll.h>
 
+#include <array>
+#include <cstddef>
 #include <cstring>
+#include <string_view>
 
 #include "devices/Outcome.h"
+#include "devices/UserMemory.h"
 
 namespace board {
 namespace {
@@ -19,60 +23,51 @@ void PutText(__u8 (&field)[kSize], const std::string& text) {
   std::memcpy(field, text.c_str(), std::min(text.size() + 1, kSize));
 }
 
+constexpr std::size_t kLargestArgument = 256;  // of all V4L2 calls
+
+constexpr std::array<unsigned long, 6> kChanges{VIDIOC_S_FMT,    VIDIOC_S_INPUT,
+                                                VIDIOC_REQBUFS,  VIDIOC_CREATE_BUFS,
+                                                VIDIOC_STREAMON, VIDIOC_STREAMOFF};
+
+bool Changes(unsigned long request) {
+  return std::find(kChanges.begin(), kChanges.end(), request) != kChanges.end();
+}
+
+std::string_view MemoryName(unsigned memory) {
+  return memory == V4L2_MEMORY_USERPTR ? "USERPTR" : "MMAP";
+}
+
+// As a driver on the kernel's V4L2 framework that has no controls, no events, no settable rate and
+// no read(): the framework refuses what the driver does not have.
 class VideoFile : public OpenFile {
  public:
-  VideoFile(std::string name, CaptureQueue* queue) : name_(std::move(name)), queue_(queue) {
+  VideoFile(std::string name, CaptureQueue* queue, UserPriorities* priorities)
+      : name_(std::move(name)), queue_(queue), priorities_(priorities) {
     queue_->Add(sign_);
   }
   ~VideoFile() override {
+    priorities_->Remove(this);
     queue_->Closed(this);
     queue_->Remove(sign_);
   }
 
   int Ioctl(unsigned long request, void* argument) override {
-    if (argument == nullptr && IoctlName(request).starts_with("VIDIOC_")) return -EFAULT;
-    const bool changes = request == VIDIOC_S_FMT || request == VIDIOC_S_INPUT ||
-                         request == VIDIOC_REQBUFS || request == VIDIOC_STREAMON ||
-                         request == VIDIOC_STREAMOFF;
-    if (changes && !queue_->HasPriority(this)) return -EBUSY;
-    switch (request) {
-      case VIDIOC_QUERYCAP:
-        return Capabilities(static_cast<v4l2_capability*>(argument));
-      case VIDIOC_ENUM_FMT:
-        return EnumerateFormat(static_cast<v4l2_fmtdesc*>(argument));
-      case VIDIOC_ENUM_FRAMESIZES:
-        return EnumerateSize(static_cast<v4l2_frmsizeenum*>(argument));
-      case VIDIOC_ENUMINPUT:
-        return EnumerateInput(static_cast<v4l2_input*>(argument));
-      case VIDIOC_G_INPUT:
-        *static_cast<int*>(argument) = 0;
-        return 0;
-      case VIDIOC_S_INPUT:
-        return *static_cast<int*>(argument) == 0 ? 0 : -EINVAL;
-      case VIDIOC_G_PRIORITY:
-        *static_cast<unsigned*>(argument) = queue_->HighestPriority();
-        return 0;
-      case VIDIOC_S_PRIORITY:
-        return queue_->SetPriority(this, *static_cast<unsigned*>(argument));
-      case VIDIOC_G_FMT:
-      case VIDIOC_TRY_FMT:
-      case VIDIOC_S_FMT:
-        return Format(request, static_cast<v4l2_format*>(argument));
-      case VIDIOC_REQBUFS:
-        return Request(static_cast<v4l2_requestbuffers*>(argument));
-      case VIDIOC_QUERYBUF:
-        return Query(static_cast<v4l2_buffer*>(argument));
-      case VIDIOC_QBUF:
-        return Queue(static_cast<v4l2_buffer*>(argument));
-      case VIDIOC_DQBUF:
-        return Dequeue(static_cast<v4l2_buffer*>(argument));
-      case VIDIOC_STREAMON:
-      case VIDIOC_STREAMOFF:
-        return Stream(request, *static_cast<unsigned*>(argument));
-      default:
-        Record(name_, fmt::format("ioctl 0x{:08x} failed: ENOTTY", request));
-        return -ENOTTY;
+    // Software makes these two for every frame, so they do without safe copies.
+    if (request == VIDIOC_QBUF || request == VIDIOC_DQBUF) {
+      if (!IsUserAddress(argument, sizeof(v4l2_buffer))) return -EFAULT;
+      auto* const buffer = static_cast<v4l2_buffer*>(argument);
+      return request == VIDIOC_QBUF ? Queue(buffer) : Dequeue(buffer);
     }
+    const std::size_t size = _IOC_SIZE(request);
+    if (size > kLargestArgument) return Unknown(request);
+    alignas(std::max_align_t) std::array<std::byte, kLargestArgument> copy{};
+    const bool in = (_IOC_DIR(request) & _IOC_WRITE) != 0;
+    const bool out = (_IOC_DIR(request) & _IOC_READ) != 0;
+    if (in && !CopyFromUser(copy.data(), argument, size)) return -EFAULT;
+    if (Changes(request) && !priorities_->MayChange(this)) return -EBUSY;
+    const int result = Answer(request, copy.data());
+    if (result < 0 || !out) return result;
+    return CopyToUser(argument, copy.data(), size) ? result : -EFAULT;
   }
 
   std::intptr_t Mmap(void* hint, std::size_t length, int protection, int flags,
@@ -94,6 +89,53 @@ class VideoFile : public OpenFile {
   PollSign* Sign() override { return &sign_; }
 
  private:
+  int Answer(unsigned long request, void* argument) {
+    switch (request) {
+      case VIDIOC_QUERYCAP:
+        return Capabilities(static_cast<v4l2_capability*>(argument));
+      case VIDIOC_ENUM_FMT:
+        return EnumerateFormat(static_cast<v4l2_fmtdesc*>(argument));
+      case VIDIOC_ENUM_FRAMESIZES:
+        return EnumerateSize(static_cast<v4l2_frmsizeenum*>(argument));
+      case VIDIOC_ENUMINPUT:
+        return EnumerateInput(static_cast<v4l2_input*>(argument));
+      case VIDIOC_G_INPUT:
+        *static_cast<int*>(argument) = 0;
+        return 0;
+      case VIDIOC_S_INPUT:
+        return *static_cast<int*>(argument) == 0 ? 0 : -EINVAL;
+      case VIDIOC_G_PRIORITY:
+        *static_cast<unsigned*>(argument) = priorities_->Highest();
+        return 0;
+      case VIDIOC_S_PRIORITY:
+        return priorities_->Set(this, *static_cast<unsigned*>(argument));
+      case VIDIOC_G_FMT:
+      case VIDIOC_TRY_FMT:
+      case VIDIOC_S_FMT:
+        return Format(request, static_cast<v4l2_format*>(argument));
+      case VIDIOC_REQBUFS:
+        return Request(static_cast<v4l2_requestbuffers*>(argument));
+      case VIDIOC_QUERYBUF:
+        return Query(static_cast<v4l2_buffer*>(argument));
+      case VIDIOC_CREATE_BUFS:
+        return Create(static_cast<v4l2_create_buffers*>(argument));
+      case VIDIOC_PREPARE_BUF:
+        return Prepare(static_cast<v4l2_buffer*>(argument));
+      case VIDIOC_EXPBUF:
+        return Export(static_cast<v4l2_exportbuffer*>(argument));
+      case VIDIOC_STREAMON:
+      case VIDIOC_STREAMOFF:
+        return Stream(request, *static_cast<unsigned*>(argument));
+      default:
+        return Unknown(request);
+    }
+  }
+
+  int Unknown(unsigned long request) const {
+    RecordAs(name_, [&] { return fmt::format("ioctl 0x{:08x} failed: ENOTTY", request); });
+    return -ENOTTY;
+  }
+
   int Capabilities(v4l2_capability* out) {
     *out = {};
     PutText(out->driver, "tessaline-board");
@@ -154,8 +196,17 @@ class VideoFile : public OpenFile {
     const unsigned asked = request->count;
     const int result = queue_->Request(request, this);
     RecordAs(name_, [&] {
-      return fmt::format("VIDIOC_REQBUFS {} {} -> {}{}",
-                         request->memory == V4L2_MEMORY_USERPTR ? "USERPTR" : "MMAP", asked,
+      return fmt::format("VIDIOC_REQBUFS {} {} -> {}{}", MemoryName(request->memory), asked,
+                         result == 0 ? request->count : 0, Outcome(result));
+    });
+    return result;
+  }
+
+  int Create(v4l2_create_buffers* request) {
+    const unsigned asked = request->count;
+    const int result = queue_->Create(request, this);
+    RecordAs(name_, [&] {
+      return fmt::format("VIDIOC_CREATE_BUFS {} {} -> {}{}", MemoryName(request->memory), asked,
                          result == 0 ? request->count : 0, Outcome(result));
     });
     return result;
@@ -165,6 +216,20 @@ class VideoFile : public OpenFile {
     const unsigned index = buffer->index;
     const int result = queue_->Query(buffer);
     RecordAs(name_, [&] { return fmt::format("VIDIOC_QUERYBUF {}{}", index, Outcome(result)); });
+    return result;
+  }
+
+  int Prepare(v4l2_buffer* buffer) {
+    const unsigned index = buffer->index;
+    const int result = queue_->Prepare(buffer, this);
+    RecordAs(name_, [&] { return fmt::format("VIDIOC_PREPARE_BUF {}{}", index, Outcome(result)); });
+    return result;
+  }
+
+  int Export(v4l2_exportbuffer* request) {
+    const int result = queue_->Export(request, this);
+    RecordAs(name_,
+             [&] { return fmt::format("VIDIOC_EXPBUF {}{}", request->index, Outcome(result)); });
     return result;
   }
 
@@ -202,6 +267,7 @@ class VideoFile : public OpenFile {
 
   std::string name_;
   CaptureQueue* queue_;
+  UserPriorities* priorities_;
   PollSign sign_;
 };
 
@@ -212,7 +278,7 @@ VideoNode::VideoNode(BoardMemory& memory, unsigned number)
       queue_(memory, number == 0 ? Seat::kImages : Seat::kStrips) {}
 
 OpenResult VideoNode::Open(const std::string&, int) {
-  return {std::make_shared<VideoFile>(name_, &queue_), 0};
+  return {std::make_shared<VideoFile>(name_, &queue_, &priorities_), 0};
 }
 
 }  // namespace board

@@ -4,6 +4,7 @@
 
 #include "Device.h"
 #include "devices/CaptureQueue.h"
+#include "devices/UserPriorities.h"
 
 namespace board {
 
@@ -23,6 +24,7 @@ class VideoNode : public Device {
  private:
   std::string name_;
   CaptureQueue queue_;
+  UserPriorities priorities_;
 };
 
 }  // namespace board

@@ -345,7 +345,9 @@ void FrameEngine::SendImage(const Exposure& exposure) {
   } else if (fault == FrameFault::kCorrupt && used >= 32) {
     std::fill_n(fill->memory.begin() + static_cast<std::ptrdiff_t>(used - 32), 32, 0xFF);
   }
-  wiring_.images->Finish(*fill, used, image_sequence_++);
+  // The driver counts the whole buffer, also what follows the header in the last row.
+  const bool whole = used > 0 && fault != FrameFault::kTruncated;
+  wiring_.images->Finish(*fill, whole ? fill->memory.size() : used);
   ++image_counters_.delivered;
   ++image_counters_.buffers;
 }
@@ -388,7 +390,7 @@ void FrameEngine::FlushStrips() {
       used = pending_.Bytes() / 2;
       std::fill(fill->memory.begin() + static_cast<std::ptrdiff_t>(used), fill->memory.end(), 0);
     }
-    wiring_.strips->Finish(*fill, used, strip_sequence_++);
+    wiring_.strips->Finish(*fill, used);
     strip_counters_.delivered += strips;
     ++strip_counters_.buffers;
   }

@@ -152,7 +152,6 @@ class FrameEngine {
   StripBuffer pending_;
   std::vector<std::uint8_t> image_;    // the last image that needed a checksum
   std::int64_t pending_since_ns_ = 0;  // real time, not the board's
-  std::uint32_t image_sequence_ = 0, strip_sequence_ = 0;
 };
 
 }  // namespace board

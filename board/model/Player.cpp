@@ -132,12 +132,12 @@ Player::Fate Player::SendImage(const ring::Record& record, const SensorState& se
   const std::size_t used = PutImage(record.payload, full_pixels, fill->memory);
   if (used == 0) {
     std::fill(fill->memory.begin(), fill->memory.end(), 0);  // of an older frame
-    wiring_.images->Finish(*fill, 0, sequence_[Replay::kImages]++);
+    wiring_.images->Finish(*fill, 0);
     return Fate::kUnfit;
   }
   std::optional<std::size_t> guard;
   if (TimeStampOf(record) != 0) guard = used - kFrameHeaderBytes + kTimeStampAt;
-  wiring_.images->Finish(*fill, used, sequence_[Replay::kImages]++, guard);
+  wiring_.images->Finish(*fill, fill->memory.size(), guard);
   sent_[Replay::kImages] = Sent{};
   return Fate::kDelivered;
 }
@@ -156,13 +156,13 @@ Player::Fate Player::SendStrips(const ring::Record& record) {
   const bool fits = PutStrips(record.payload, record.first, settings, fill->memory);
   if (!fits) {
     std::fill(fill->memory.begin(), fill->memory.end(), 0);  // of an older frame
-    wiring_.strips->Finish(*fill, 0, sequence_[Replay::kStrips]++);
+    wiring_.strips->Finish(*fill, 0);
     return Fate::kUnfit;
   }
   // The count, unless there are no strips to lose.
   std::optional<std::size_t> guard;
   if (record.first > 0) guard = fill->memory.size() - kCountBytes;
-  wiring_.strips->Finish(*fill, fill->memory.size(), sequence_[Replay::kStrips]++, guard);
+  wiring_.strips->Finish(*fill, fill->memory.size(), guard);
   sent_[Replay::kStrips] = Sent{};
   return Fate::kDelivered;
 }

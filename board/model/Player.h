@@ -53,7 +53,6 @@ class Player {
   bool claimed_ = false;
   bool refused_ = false;
   bool complained_[2] = {};
-  std::uint32_t sequence_[2] = {};
 };
 
 }  // namespace board
