@@ -8,37 +8,31 @@
 namespace board {
 
 // A lock on one byte of the board's file.
-bool Seat::Lock(int command, struct flock& lock) const {
+std::optional<short> Seat::Lock(int command, short type) const {
+  struct flock lock {};
+  lock.l_type = type;
   lock.l_whence = SEEK_SET;
   lock.l_start = number_;
   lock.l_len = 1;
-  return real::Fcntl(file_, command, reinterpret_cast<long>(&lock)) == 0;
+  if (real::Fcntl(file_, command, reinterpret_cast<long>(&lock)) != 0) return std::nullopt;
+  return lock.l_type;
 }
 
 bool Seat::Take() {
-  struct flock lock {
-    .l_type = F_WRLCK
-  };
-  if (file_ >= 0 && !Lock(F_OFD_SETLK, lock)) return false;
+  if (file_ >= 0 && !Lock(F_OFD_SETLK, F_WRLCK)) return false;
   holder_ = getpid();
   return true;
 }
 
 bool Seat::Leave() {
   if (holder_ != getpid()) return false;
-  struct flock lock {
-    .l_type = F_UNLCK
-  };
-  if (file_ >= 0) Lock(F_OFD_SETLK, lock);
+  if (file_ >= 0) Lock(F_OFD_SETLK, F_UNLCK);
   holder_ = 0;
   return true;
 }
 
 bool Seat::TakenElsewhere() const {
-  struct flock lock {
-    .l_type = F_WRLCK
-  };
-  return file_ >= 0 && Lock(F_OFD_GETLK, lock) && lock.l_type != F_UNLCK;
+  return file_ >= 0 && Lock(F_OFD_GETLK, F_WRLCK).value_or(F_UNLCK) != F_UNLCK;
 }
 
 }  // namespace board

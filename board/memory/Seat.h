@@ -1,6 +1,6 @@
 #pragma once
 
-#include <fcntl.h>
+#include <optional>
 
 #include "memory/BoardMemory.h"
 
@@ -22,7 +22,8 @@ class Seat {
   bool TakenElsewhere() const;
 
  private:
-  bool Lock(int command, struct flock& lock) const;
+  // The lock's type afterwards; nothing: another process has it.
+  std::optional<short> Lock(int command, short type) const;
 
   const int file_;
   const unsigned number_;
