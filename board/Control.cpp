@@ -18,7 +18,10 @@
 #include "Clock.h"
 #include "FaultPlan.h"
 #include "Faults.h"
+#include "FileTable.h"
+#include "InheritedFiles.h"
 #include "RealCalls.h"
+#include "StandardStreams.h"
 #include "Transcript.h"
 #include "TranscriptFile.h"
 #include "model/LaserLine.h"
@@ -169,6 +172,10 @@ __attribute__((constructor)) void SetUpFromEnvironment() {
   set("TESSALINE_BOARD_SCENE", [&](const char* text) { return SetScene(*board, text); });
   set("TESSALINE_BOARD_FAULTS", PlantFaults);
   set("TESSALINE_BOARD_REPLAY", [&](const char* text) { return Play(*board, text); });
+  board::OpenInheritedFiles(*board);
+  for (int fd = 0; fd <= STDERR_FILENO; ++fd) {
+    if (board::IsBoardDescriptor(fd)) board::CarryStandardStream(fd);
+  }
   // Without a file, the transcript would not be read.
   if (!board::StartTranscriptFile()) tessaline_board_transcript_enable(0);
 }

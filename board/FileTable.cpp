@@ -12,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "InheritedFiles.h"
 #include "PrivateDescriptor.h"
 #include "RealCalls.h"
 
@@ -46,10 +47,11 @@ Table& TheTable() {
   return *table;
 }
 
-int NewDescriptor(OpenFile& file, bool close_on_exec) {
-  if (const PollSign* sign = file.Sign()) return sign->Duplicate(close_on_exec);
+int NewDescriptor(const Entry& entry, bool close_on_exec) {
+  if (const PollSign* sign = entry.file->Sign()) return sign->Duplicate(close_on_exec);
   const int fd =
-      real::Eventfd(1, EFD_NONBLOCK | (close_on_exec ? EFD_CLOEXEC : 0));  // always ready
+      real::Eventfd(MarkOf(entry.path, entry.file->Flags()),
+                    EFD_NONBLOCK | (close_on_exec ? EFD_CLOEXEC : 0));  // always ready
   return fd < 0 ? -errno : fd;
 }
 
@@ -73,7 +75,7 @@ bool IsBoardDescriptor(int fd) {
 }
 
 int Install(Entry entry, bool close_on_exec) {
-  const int fd = NewDescriptor(*entry.file, close_on_exec);
+  const int fd = NewDescriptor(entry, close_on_exec);
   return fd < 0 ? fd : Enter(fd, std::move(entry));
 }
 

@@ -11,6 +11,7 @@
 #include "Interpose.h"
 #include "PrivateDescriptor.h"
 #include "RealCalls.h"
+#include "StandardStreams.h"
 
 namespace board {
 namespace {
@@ -37,7 +38,9 @@ bool ConcernsBoard(int fd, int target) {
 }
 
 int DuplicateOntoBoard(int fd, int target, int flags) {
-  return AsSystemCall(InBoard(false, [=] { return DuplicateOnto(fd, target, flags); }));
+  const int result = AsSystemCall(InBoard(false, [=] { return DuplicateOnto(fd, target, flags); }));
+  if (IsBoardDescriptor(result)) CarryStandardStream(result);
+  return result;
 }
 
 int ControlFile(int fd, int command, long argument) {

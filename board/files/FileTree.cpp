@@ -11,6 +11,12 @@ constexpr mode_t kLinkMode = S_IFLNK | 0777;
 
 }  // namespace
 
+std::vector<std::string> FileTree::Paths() const {
+  std::vector<std::string> paths;
+  for (const auto& [path, node] : nodes_) paths.push_back(path);
+  return paths;
+}
+
 void FileTree::Add(const std::string& path, Node node) {
   for (std::size_t end = path.find('/', 1); end != path.npos; end = path.find('/', end + 1)) {
     nodes_.try_emplace(path.substr(0, end), Node{kFolderMode, 0, {}});

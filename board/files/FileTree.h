@@ -34,6 +34,7 @@ class FileTree {
   // Null: the board has no such thing. `path` is absolute, without dots and links.
   const Node* Find(const std::string& path) const;
   std::vector<Child> In(const std::string& folder) const;
+  std::vector<std::string> Paths() const;
 
  private:
   void Add(const std::string& path, Node node);
