@@ -55,6 +55,11 @@ constinit LibraryCall<int(DIR*)> dirfd_call("dirfd");
 constinit LibraryCall<int(const char*, int, int (*)(const char*, int), glob_t*)> glob_call("glob");
 constinit LibraryCall<char*(const char*, char*)> realpath_call("realpath");
 constinit LibraryCall<FILE*(int, const char*)> fdopen_call("fdopen");
+constinit LibraryCall<FILE*(const char*, const char*, FILE*)> freopen_call("freopen");
+constinit LibraryCall<ssize_t(int, void*, std::size_t, off_t)> pread_call("pread");
+constinit LibraryCall<ssize_t(int, const void*, std::size_t, off_t)> pwrite_call("pwrite");
+constinit LibraryCall<ssize_t(int, const iovec*, int, off_t, int)> preadv_call("preadv2");
+constinit LibraryCall<ssize_t(int, const iovec*, int, off_t, int)> pwritev_call("pwritev2");
 
 // Functions that were not used by then are looked up here, before any other code runs, because a
 // signal handler must not call the dynamic linker.
@@ -82,6 +87,11 @@ __attribute__((constructor(101))) void LookUpAll() {
   glob_call.Get();
   realpath_call.Get();
   fdopen_call.Get();
+  freopen_call.Get();
+  pread_call.Get();
+  pwrite_call.Get();
+  preadv_call.Get();
+  pwritev_call.Get();
 }
 
 }  // namespace
@@ -125,6 +135,30 @@ int Munmap(void* address, std::size_t length) {
   return static_cast<int>(syscall(SYS_munmap, address, length));
 }
 
+int Mprotect(void* address, std::size_t length, int protection) {
+  return static_cast<int>(syscall(SYS_mprotect, address, length, protection));
+}
+
+void* Mremap(void* address, std::size_t before, std::size_t length, int flags, void* target) {
+  return reinterpret_cast<void*>(syscall(SYS_mremap, address, before, length, flags, target));
+}
+
+off_t Lseek(int fd, off_t offset, int whence) { return syscall(SYS_lseek, fd, offset, whence); }
+
+ssize_t Sendfile(int out, int in, off_t* offset, std::size_t size) {
+  return syscall(SYS_sendfile, out, in, offset, size);
+}
+
+ssize_t Splice(int in, off_t* in_offset, int out, off_t* out_offset, std::size_t size,
+               unsigned flags) {
+  return syscall(SYS_splice, in, in_offset, out, out_offset, size, flags);
+}
+
+ssize_t CopyFileRange(int in, off_t* in_offset, int out, off_t* out_offset, std::size_t size,
+                      unsigned flags) {
+  return syscall(SYS_copy_file_range, in, in_offset, out, out_offset, size, flags);
+}
+
 int EpollControl(int set, int operation, int fd, epoll_event* event) {
   return static_cast<int>(syscall(SYS_epoll_ctl, set, operation, fd, event));
 }
@@ -150,6 +184,22 @@ ssize_t Read(int fd, void* buffer, std::size_t size) { return read_call.Get()(fd
 
 ssize_t Write(int fd, const void* buffer, std::size_t size) {
   return write_call.Get()(fd, buffer, size);
+}
+
+ssize_t Pread(int fd, void* buffer, std::size_t size, off_t offset) {
+  return pread_call.Get()(fd, buffer, size, offset);
+}
+
+ssize_t Pwrite(int fd, const void* buffer, std::size_t size, off_t offset) {
+  return pwrite_call.Get()(fd, buffer, size, offset);
+}
+
+ssize_t Preadv(int fd, const iovec* parts, int count, off_t offset, int flags) {
+  return preadv_call.Get()(fd, parts, count, offset, flags);
+}
+
+ssize_t Pwritev(int fd, const iovec* parts, int count, off_t offset, int flags) {
+  return pwritev_call.Get()(fd, parts, count, offset, flags);
 }
 
 int Close(int fd) { return close_call.Get()(fd); }
@@ -204,5 +254,9 @@ char* Realpath(const char* path, char* resolved) { return realpath_call.Get()(pa
 FILE* Fdopen(int fd, const char* mode) { return fdopen_call.Get()(fd, mode); }
 
 FILE* Fopen(const char* path, const char* mode) { return fopen_call.Get()(path, mode); }
+
+FILE* Freopen(const char* path, const char* mode, FILE* stream) {
+  return freopen_call.Get()(path, mode, stream);
+}
 
 }  // namespace board::real

@@ -19,8 +19,12 @@ class Memory : public Device {
   OpenResult Open(const std::string& path, int flags) override;
 
   std::intptr_t Map(void* hint, std::size_t length, int protection, int flags, off_t offset);
+  ssize_t Read(void* buffer, std::size_t size, off_t offset) const;
+  ssize_t Write(const void* buffer, std::size_t size, off_t offset) const;
 
  private:
+  bool InRam(off_t offset, std::size_t length) const;
+
   std::shared_ptr<FpgaModel> fpga_;
   VeltranoSDK::fpga::RegionBases bases_;
   PrivateDescriptor ram_;

@@ -11,6 +11,7 @@
 
 #include "PrivateDescriptor.h"
 #include "RealCalls.h"
+#include "devices/FilePosition.h"
 #include "devices/Outcome.h"
 #include "devices/SysfsFile.h"
 #include "files/FileTree.h"
@@ -71,6 +72,24 @@ class UDmaBuf::File : public OpenFile {
   File(std::shared_ptr<Buffer> buffer, OpenToken token)
       : buffer_(std::move(buffer)), token_(std::move(token)) {}
 
+  ssize_t Read(void* data, std::size_t size) override {
+    return position_.Advance(ReadAt(data, size, position_.Get()));
+  }
+  ssize_t Write(const void* data, std::size_t size) override {
+    return position_.Advance(WriteAt(data, size, position_.Get()));
+  }
+  ssize_t ReadAt(void* data, std::size_t size, off_t offset) override {
+    const ssize_t done = real::Pread(buffer_->memory.Get(), data, Limited(size, offset), offset);
+    return done < 0 ? -errno : done;
+  }
+  ssize_t WriteAt(const void* data, std::size_t size, off_t offset) override {
+    const ssize_t done = real::Pwrite(buffer_->memory.Get(), data, Limited(size, offset), offset);
+    return done < 0 ? -errno : done;
+  }
+  off_t Seek(off_t offset, int whence) override {
+    return position_.Seek(offset, whence, static_cast<off_t>(kBytes));
+  }
+
   std::intptr_t Mmap(void* hint, std::size_t length, int protection, int flags,
                      off_t offset) override {
     const std::intptr_t result = Map(hint, length, protection, flags, offset);
@@ -82,6 +101,11 @@ class UDmaBuf::File : public OpenFile {
   }
 
  private:
+  static std::size_t Limited(std::size_t size, off_t offset) {
+    const auto start = static_cast<std::size_t>(offset);
+    return start < kBytes ? std::min(size, kBytes - start) : 0;
+  }
+
   std::intptr_t Map(void* hint, std::size_t length, int protection, int flags, off_t offset) const {
     const auto start = static_cast<std::uint64_t>(offset);
     if (start > kBytes || length > kBytes - start) return -EINVAL;
@@ -93,6 +117,7 @@ class UDmaBuf::File : public OpenFile {
 
   const std::shared_ptr<Buffer> buffer_;
   const OpenToken token_;
+  FilePosition position_;
 };
 
 UDmaBuf::UDmaBuf() : buffer_(std::make_shared<Buffer>()) {}
