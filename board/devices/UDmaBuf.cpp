@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <sys/mman.h>
 
+#include <algorithm>
 #include <array>
 #include <mutex>
 #include <string_view>
@@ -21,7 +22,7 @@ namespace {
 
 constexpr std::string_view kName = "udmabuf0";
 constexpr std::string_view kDevice = "/dev/udmabuf0";
-constexpr std::string_view kFolder = "/sys/class/u-dma-buf/udmabuf0/";
+constexpr std::string_view kFolder = "/sys/devices/platform/tessaline/u-dma-buf/udmabuf0/";
 
 std::string Hex16(std::uint64_t value) {
   constexpr std::string_view kDigits = "0123456789abcdef";
@@ -52,6 +53,13 @@ constexpr std::array kSettings{
 };
 
 constexpr std::array<std::string_view, 2> kSyncs{"sync_for_cpu", "sync_for_device"};
+constexpr std::array<std::string_view, 2> kFixed{"size", "phys_addr"};
+
+bool IsAttribute(std::string_view name) {
+  return std::ranges::find(kFixed, name) != kFixed.end() ||
+         std::ranges::find(kSyncs, name) != kSyncs.end() ||
+         std::ranges::find(kSettings, name, &Setting::name) != kSettings.end();
+}
 
 int RangeError(const SyncSettings& settings) {
   const bool inside =
@@ -125,7 +133,8 @@ UDmaBuf::UDmaBuf() : buffer_(std::make_shared<Buffer>()) {}
 std::string UDmaBuf::Name() const { return std::string(kName); }
 
 bool UDmaBuf::Claims(const std::string& path) const {
-  return path == kDevice || path.starts_with(kFolder);
+  return path == kDevice ||
+         (path.starts_with(kFolder) && IsAttribute(std::string_view(path).substr(kFolder.size())));
 }
 
 OpenResult UDmaBuf::Open(const std::string& path, int flags) {
@@ -135,7 +144,9 @@ OpenResult UDmaBuf::Open(const std::string& path, int flags) {
 
 void UDmaBuf::List(FileTree& tree) const {
   const std::string folder(kFolder);
-  for (const char* const fixed : {"size", "phys_addr"}) tree.AddFile(folder + fixed, true, false);
+  for (const std::string_view fixed : kFixed) {
+    tree.AddFile(folder + std::string(fixed), true, false);
+  }
   for (const Setting& setting : kSettings) {
     tree.AddFile(folder + std::string(setting.name), true, true);
   }
@@ -172,7 +183,6 @@ OpenResult UDmaBuf::OpenAttribute(const std::string& name, int flags) {
   }
   if (name == "size") attribute.show = [] { return std::to_string(kBytes) + '\n'; };
   if (name == "phys_addr") attribute.show = [] { return Hex16(kPhysicalAddress) + '\n'; };
-  if (!attribute.show) return {nullptr, ENOENT};
   return OpenSysfs(std::move(attribute), flags, CountOpen());
 }
 
