@@ -110,6 +110,14 @@ int Statx(int directory, const char* path, int flags, unsigned mask, struct stat
   return static_cast<int>(syscall(SYS_statx, directory, path, flags, mask, status));
 }
 
+int Statfs(const char* path, struct statfs* status) {
+  return static_cast<int>(syscall(SYS_statfs, path, status));
+}
+
+int Fstatfs(int fd, struct statfs* status) {
+  return static_cast<int>(syscall(SYS_fstatfs, fd, status));
+}
+
 // The C library checks what a kernel without this call cannot.
 int Faccessat(int directory, const char* path, int mode, int flags) {
   return faccessat_call.Get()(directory, path, mode, flags);

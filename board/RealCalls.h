@@ -9,6 +9,7 @@
 #include <sys/stat.h>
 #include <sys/types.h>
 #include <sys/uio.h>
+#include <sys/vfs.h>
 #include <time.h>
 
 #include <cstddef>
@@ -20,6 +21,8 @@ namespace board::real {
 int Fstatat(int directory, const char* path, struct stat* status, int flags);
 int Statx(int directory, const char* path, int flags, unsigned mask, struct statx* status);
 int Faccessat(int directory, const char* path, int mode, int flags);
+int Statfs(const char* path, struct statfs* status);
+int Fstatfs(int fd, struct statfs* status);
 ssize_t Readlinkat(int directory, const char* path, char* target, std::size_t size);
 int Open(int directory, const char* path, int flags, mode_t mode);
 ssize_t Read(int fd, void* buffer, std::size_t size);
