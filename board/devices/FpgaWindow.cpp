@@ -38,10 +38,11 @@ constexpr std::uintptr_t kBeingSetUp = 1;
 struct Window {
   std::atomic<std::uintptr_t> base{kFree};
   std::size_t bytes = 0;
-  FpgaModel* fpga = nullptr;
+  std::atomic<FpgaModel*> fpga{nullptr};  // null: it is gone
   fpga::RegionBases bases{};
   off_t physical = 0;
   std::atomic<int> protection{PROT_NONE};
+  std::atomic<bool> touched{false};
   // A page is accessible for one instruction.
   std::atomic<bool> open{false};
 
@@ -118,12 +119,14 @@ void ForEachWord(off_t physical, std::size_t bytes, Part part) {
   }
 }
 
-void Load(const Window& window, FpgaModel& model, off_t physical, std::span<std::byte> bytes) {
+// `shown`: the transcript has it.
+void Load(const Window& window, FpgaModel& model, off_t physical, std::span<std::byte> bytes,
+          bool shown) {
   ForEachWord(physical, bytes.size(), [&](off_t at, auto from, auto lane, auto count) {
     const std::optional<Place> place = PlaceAt(at, window.bases);
     const std::uint32_t value = Value(model, place);
     std::memcpy(&bytes[from], reinterpret_cast<const std::byte*>(&value) + lane, count);
-    if (place && place->IsRegister()) RecordAccess("read", *place, value);
+    if (shown && place && place->IsRegister()) RecordAccess("read", *place, value);
   });
 }
 
@@ -144,24 +147,32 @@ template <typename Access>
 bool OnRegisters(const Window& window, Access access) {
   return InBoard(false, [&] {
     const std::shared_ptr<Board> board = Board::Current();
-    const bool there = board != nullptr && &board->fpga() == window.fpga;
-    if (there) access(*window.fpga);
+    FpgaModel* const model = window.fpga;
+    const bool there = board != nullptr && &board->fpga() == model;
+    if (there) access(*model);
     return there;
   });
 }
 
-bool Emulate(const Window& window, const LoadStore& access, std::uintptr_t address,
-             ucontext_t& context) {
+bool Emulate(Window& window, const LoadStore& access, std::uintptr_t address, ucontext_t& context) {
   std::array<std::byte, LoadStore::kMostBytes> room;
   const std::span bytes(room.data(), access.Bytes());
   if (!window.Holds(address + bytes.size() - 1)) return false;
   const off_t physical = window.PhysicalOf(address);
+  // Of the reads through one mapping the transcript has the first, because programs also look at
+  // whole blocks and wait in loops.
+  const bool first = !window.touched.exchange(true);
   if (access.Stores()) {
     access.Get(context, bytes);
     OnRegisters(window, [&](FpgaModel& model) { Store(window, model, physical, bytes); });
+  } else if (FpgaModel* const model = window.fpga;
+             !first && model != nullptr && Board::PluggedIn()) {
+    // Needs no lock and no transcript, so it is not a call of the board.
+    Load(window, *model, physical, bytes, false);
+    access.Put(context, bytes);
   } else {
     std::ranges::fill(bytes, std::byte{0xFF});
-    OnRegisters(window, [&](FpgaModel& model) { Load(window, model, physical, bytes); });
+    OnRegisters(window, [&](FpgaModel& model) { Load(window, model, physical, bytes, first); });
     access.Put(context, bytes);
   }
   access.Finish(context);
@@ -266,11 +277,12 @@ bool OpenForOneInstruction(Window& window, std::uintptr_t address, bool writes,
   page.written = writes ? std::min(word, kRegistersPerBlock) : kRegistersPerBlock;
   page.shown.fill(~0u);
   const off_t start = window.PhysicalOf(reinterpret_cast<std::uintptr_t>(page.words));
+  const bool first = !window.touched.exchange(true);
   OnRegisters(window, [&](FpgaModel& model) {
     for (std::size_t i = 0; i < page.shown.size(); ++i) {
       const auto place = PlaceAt(start + static_cast<off_t>(i * kWordBytes), window.bases);
       page.shown[i] = Value(model, place);
-      if (i == word && !writes && place) RecordAccess("read", *place, page.shown[i]);
+      if (i == word && first && !writes && place) RecordAccess("read", *place, page.shown[i]);
     }
   });
   real::Mprotect(page.words, kPageBytes, PROT_READ | PROT_WRITE);
@@ -335,6 +347,7 @@ std::intptr_t OpenFpgaWindow(FpgaModel* fpga, fpga::RegionBases bases, std::size
   window->bases = bases;
   window->physical = offset;
   window->protection = protection;
+  window->touched = false;
   window->open = false;
   window->base.store(reinterpret_cast<std::uintptr_t>(start), std::memory_order_release);
   return reinterpret_cast<std::intptr_t>(start);
@@ -352,6 +365,13 @@ void ForgetFpgaWindows(const void* address, std::size_t length) {
     } else if (first > base) {
       window.bytes = first - base;
     }
+  }
+}
+
+void LoseFpga(const FpgaModel* fpga) {
+  for (Window& window : windows) {
+    auto* mine = const_cast<FpgaModel*>(fpga);
+    window.fpga.compare_exchange_strong(mine, nullptr);
   }
 }
 

@@ -35,6 +35,9 @@ bool IsFpgaWindow(const void* address);
 // are free for the next mapping.
 void ForgetFpgaWindows(const void* address, std::size_t length);
 
+// Call when the FPGA is about to go. Its windows then read as all ones.
+void LoseFpga(const FpgaModel* fpga);
+
 // Sets the protection of the window at this address. Returns 0.
 int ProtectFpgaWindow(const void* address, int protection);
 

@@ -34,16 +34,18 @@ class LoadStore {
  private:
   bool stores_ = false;
   bool sign_extends_ = false;
-  bool vector_ = false;
-  bool high_byte_ = false;          // of a register, on x86
   std::size_t bytes_ = 0;           // of each register's value
   std::size_t count_ = 1;           // of registers
   std::size_t register_bytes_ = 8;  // how many of a register a load sets
   std::size_t length_ = 4;          // of the instruction
   std::array<unsigned, 2> registers_{};
-  std::optional<std::uint64_t> constant_;  // stored, without a register
-  std::optional<unsigned> base_;           // a register that the instruction changes
-  std::int64_t base_change_ = 0;
+
+  // Not every processor has these.
+  [[maybe_unused]] bool vector_ = false;
+  [[maybe_unused]] bool high_byte_ = false;                 // of a register
+  [[maybe_unused]] std::optional<std::uint64_t> constant_;  // stored, without a register
+  [[maybe_unused]] std::optional<unsigned> base_;  // a register that the instruction changes
+  [[maybe_unused]] std::int64_t base_change_ = 0;
 };
 
 // Whether the instruction that faulted wanted to write.

@@ -48,6 +48,8 @@ class MemoryFile : public OpenFile {
 Memory::Memory(std::shared_ptr<FpgaModel> fpga, fpga::RegionBases bases)
     : fpga_(std::move(fpga)), bases_(bases), ram_(NewMemory("board-ram", kRamBytes)) {}
 
+Memory::~Memory() { LoseFpga(fpga_.get()); }
+
 OpenResult Memory::Open(const std::string&, int) { return {std::make_shared<MemoryFile>(this), 0}; }
 
 bool Memory::InRam(off_t offset, std::size_t length) const {

@@ -14,6 +14,7 @@ class FpgaModel;
 class Memory : public Device {
  public:
   Memory(std::shared_ptr<FpgaModel> fpga, VeltranoSDK::fpga::RegionBases bases);
+  ~Memory() override;
   std::string Name() const override { return "fpga"; }
   bool Claims(const std::string& path) const override { return path == "/dev/mem"; }
   OpenResult Open(const std::string& path, int flags) override;

@@ -80,6 +80,15 @@ TEST_F(RegisterWindow, EachWriteHasItsEffectAtOnce) {
             "fpga write IMAGE_BLOCK_1 IMG_FILTER_WIDTH = 0x00000009\n");
 }
 
+TEST_F(RegisterWindow, OnlyTheFirstReadStandsInTheTranscript) {
+  for (int i = 0; i < 3; ++i) EXPECT_EQ(words_[kSpacing], 0u);
+  words_[kFilter] = 1;
+  EXPECT_EQ(words_[kFilter], 1u);
+  EXPECT_EQ(Transcript(),
+            "fpga read IMAGE_BLOCK_1 TRI_SPACING = 0x00000000\n"
+            "fpga write IMAGE_BLOCK_1 IMG_FILTER_WIDTH = 0x00000001\n");
+}
+
 TEST_F(RegisterWindow, PartsOfAWordLeaveTheRestAlone) {
   words_[kSpacing] = 0x11223344;
   PartOf<std::uint8_t>(kSpacing, 1) = 0xAA;
@@ -148,6 +157,39 @@ TEST_F(RegisterWindow, NeedsNoSignalThatTheProgramBlocks) {
   pthread_sigmask(SIG_SETMASK, &before, &after);
   EXPECT_EQ(Get(fpga::kReg.TRI_SPACING), 2u);
   EXPECT_EQ(sigismember(&after, SIGTRAP), 1);
+}
+
+#endif
+
+#if defined(__aarch64__)
+
+TEST_F(RegisterWindow, ServesPairsAndMovingBases) {
+  constexpr std::size_t kPair = 0x70 / 4;
+  const auto start = reinterpret_cast<std::uintptr_t>(words_ + kPair);
+  std::uintptr_t base = start;
+  asm volatile("stp %w1, %w2, [%0], #8" : "+r"(base) : "r"(1), "r"(2) : "memory");
+  EXPECT_EQ(base, start + 8);
+  std::uint64_t low = 0;
+  std::uint64_t high = 0;
+  asm volatile("ldp %w0, %w1, [%2, #-8]!" : "=&r"(low), "=&r"(high), "+r"(base));
+  EXPECT_EQ(base, start);
+  EXPECT_EQ(low, 1u);
+  EXPECT_EQ(high, 2u);
+  std::int64_t extended = 0;
+  words_[kPair] = 0xFFFFFFFE;
+  asm volatile("ldrsw %0, [%1]" : "=r"(extended) : "r"(start));
+  EXPECT_EQ(extended, -2);
+}
+
+TEST_F(RegisterWindow, ServesVectors) {
+  constexpr std::size_t kFour = 0x70 / 4;
+  alignas(16) const std::array<std::uint32_t, 4> values{1, 2, 3, 4};
+  alignas(16) std::array<std::uint32_t, 4> seen{};
+  asm volatile("ldr q0, [%0]\n str q0, [%1]\n ldr q1, [%1]\n str q1, [%2]"
+               :
+               : "r"(values.data()), "r"(words_ + kFour), "r"(seen.data())
+               : "v0", "v1", "memory");
+  EXPECT_EQ(seen, values);
 }
 
 #endif
