@@ -222,12 +222,12 @@ TEST_F(RegisterWindow, ALongOneReachesTheNextBlock) {
 TEST_F(RegisterWindow, KeepsItsProtection) {
   volatile std::uint32_t* const readable = Map(kPage, PROT_READ);
   EXPECT_EQ(readable[kSpacing], 0u);
-  EXPECT_EXIT(readable[kSpacing] = 1, testing::KilledBySignal(SIGSEGV), "");
+  EXPECT_DEATH(readable[kSpacing] = 1, "");
   EXPECT_EQ(::mprotect(const_cast<std::uint32_t*>(readable), kPage, PROT_READ | PROT_WRITE), 0);
   readable[kSpacing] = 6;
   EXPECT_EQ(Get(fpga::kReg.TRI_SPACING), 6u);
   EXPECT_EQ(::mprotect(const_cast<std::uint32_t*>(readable), kPage, PROT_NONE), 0);
-  EXPECT_EXIT((void)readable[kSpacing], testing::KilledBySignal(SIGSEGV), "");
+  EXPECT_DEATH((void)readable[kSpacing], "");
   ::munmap(const_cast<std::uint32_t*>(readable), kPage);
 }
 
