@@ -2,7 +2,9 @@
 
 #include <pthread.h>
 
+#include <array>
 #include <atomic>
+#include <cmath>
 #include <mutex>
 
 #include "Caller.h"
@@ -57,6 +59,14 @@ unsigned RawTemperature(const products::Processor& processor) {
   return processor.regions.image == VeltranoSDK::fpga::kZynqRegions.image ? kZynq : kZynqMp;
 }
 
+// Where the kernel has the value's file. The library may know it by a link.
+std::string ThermometerFile(const products::Thermometer& thermometer) {
+  constexpr std::string_view kLinks = "/sys/bus/iio/devices/";
+  const std::string_view file = thermometer.file;
+  if (!file.starts_with(kLinks)) return std::string(file);
+  return "/sys/devices/platform/amba/ffa50000.ams/" + std::string(file.substr(kLinks.size()));
+}
+
 // Numbers of devices that the kernel gives out as they come.
 constexpr unsigned kVideoMajor = 81;
 constexpr unsigned kI2cMajor = 89;
@@ -65,31 +75,84 @@ constexpr unsigned kMiscMajor = 10;
 constexpr unsigned kWatchdogMinor = 130;
 constexpr unsigned kFirstDynamicMajor = 240;
 
-void Describe(SystemTree& tree, const products::Board& wiring, bool has_spi) {
-  tree.Add({"mem", 1, 1, "", {}});
+// The parts of the board whose attributes change.
+struct Live {
+  std::array<const Uio*, 2> uio;
+  const Watchdog* watchdog;
+};
+
+// The kernel's unit is a thousandth of a degree: (raw + offset) x scale.
+void DescribeThermometer(SystemTree& tree, const products::Thermometer& thermometer) {
+  const std::string file = ThermometerFile(thermometer);
+  const std::string channel = file.substr(0, file.rfind("_raw"));
+  const std::string folder = file.substr(0, file.rfind('/'));
+  const std::string prefix = channel.substr(folder.size() + 1);
+  const double scale = thermometer.gain * 1000 / thermometer.steps;
+  const double offset = thermometer.offset * thermometer.steps / thermometer.gain;
+  tree.Add({.bus = "iio",
+            .name = "iio:device0",
+            .folder = folder,
+            .uevent = "DEVTYPE=iio_device",
+            .attributes = {{"name", "tessaline-monitor"},
+                           {prefix + "_scale", fmt::format("{:.9f}", scale)},
+                           {prefix + "_offset", fmt::format("{:.0f}", std::trunc(offset))}}});
+}
+
+void DescribeWatchdog(SystemTree& tree, const Watchdog& watchdog) {
+  constexpr unsigned kMagicCloseAndPing = 0x8180;
+  const std::string folder = tree.Add({"watchdog0",
+                                       kFirstDynamicMajor + 1,
+                                       0,
+                                       "watchdog",
+                                       {{"identity", Watchdog::Identity()},
+                                        {"nowayout", "0"},
+                                        {"bootstatus", "0"},
+                                        {"status", "0x0"},
+                                        {"options", fmt::format("0x{:x}", kMagicCloseAndPing)}}});
+  tree.Add(folder + "/timeout", [&watchdog] { return std::to_string(watchdog.Timeout()); });
+  tree.Add(folder + "/state",
+           [&watchdog] { return watchdog.Left() == Watchdog::kNotArmed ? "inactive" : "active"; });
+}
+
+void DescribeBuses(SystemTree& tree, const products::Board& wiring, bool has_spi) {
+  for (unsigned i = 0; i < 2; ++i) {
+    const std::string node = fmt::format("i2c-{}", i);
+    const SystemTree::Attribute name{"name", fmt::format("tessaline I2C adapter {}", i)};
+    const std::string adapter =
+        tree.Add({.bus = "i2c", .name = node, .folder = {}, .uevent = {}, .attributes = {name}});
+    tree.Add({node, kI2cMajor, i, "i2c-dev", {name}, adapter});
+  }
+  if (!has_spi) return;
+  const unsigned controller = wiring.sensor_bus.number;
+  const std::string chip = tree.Add({.bus = "spi",
+                                     .name = fmt::format("spi{}.0", controller),
+                                     .folder = {},
+                                     .uevent = "MODALIAS=spi:tessaline-sensor",
+                                     .attributes = {{"modalias", "spi:tessaline-sensor"}}});
+  tree.Add({fmt::format("spidev{}.0", controller), kSpiMajor, 0, "spidev", {}, chip});
+}
+
+void Describe(SystemTree& tree, const products::Board& wiring, bool has_spi, const Live& live) {
+  tree.Add({"mem", 1, 1, "mem", {}});
   for (unsigned i = 0; i < 2; ++i) {
     tree.Add({fmt::format("video{}", i),
               kVideoMajor,
               i,
               "video4linux",
               {{"name", fmt::format("tessaline-video{}", i)}, {"index", "0"}}});
-    tree.Add({fmt::format("uio{}", i),
-              kFirstDynamicMajor,
-              i,
-              "uio",
-              {{"name", i == 0 ? "trigger" : "da"}, {"version", "devicetree"}}});
-    const std::string name = fmt::format("tessaline I2C adapter {}", i);
-    tree.Add({fmt::format("i2c-{}", i), kI2cMajor, i, "i2c-dev", {{"name", name}}});
+    const std::string uio =
+        tree.Add({fmt::format("uio{}", i),
+                  kFirstDynamicMajor,
+                  i,
+                  "uio",
+                  {{"name", i == 0 ? "trigger" : "da"}, {"version", "devicetree"}}});
+    tree.Add(uio + "/event", [uio = live.uio[i]] { return std::to_string(uio->Delivered()); });
   }
-  if (has_spi) {
-    tree.Add({fmt::format("spidev{}.0", wiring.sensor_bus.number), kSpiMajor, 0, "spidev", {}});
-  }
+  DescribeBuses(tree, wiring, has_spi);
   tree.Add({"watchdog", kMiscMajor, kWatchdogMinor, "misc", {}});
-  tree.Add(
-      {"watchdog0", kFirstDynamicMajor + 1, 0, "watchdog", {{"identity", "tessaline watchdog"}}});
-  tree.Add({"udmabuf0", kFirstDynamicMajor + 2, 0, "", {}});
-  const std::string thermometer = wiring.processor.thermometer.file;
-  tree.Add(thermometer.substr(0, thermometer.rfind('/')) + "/name", "tessaline-monitor");
+  DescribeWatchdog(tree, *live.watchdog);
+  tree.Add({"udmabuf0", kFirstDynamicMajor + 2, 0, "u-dma-buf", {}});
+  DescribeThermometer(tree, wiring.processor.thermometer);
 }
 
 // During a fork no thread is inside the board, and the slot and the frame engine are locked, so the
@@ -188,7 +251,7 @@ Board::Board(const products::Product& product, std::unique_ptr<BoardMemory> memo
   I2cBus* i2c[] = {Add<I2cBus>(*memory_, 0u), Add<I2cBus>(*memory_, 1u)};
   gpio_ = Add<Gpio>(*memory_, std::vector<unsigned>(lines.begin(), lines.end()));
   temperature_ =
-      Add<IioTemperature>(*memory_, std::vector<std::string>{wiring.processor.thermometer.file},
+      Add<IioTemperature>(*memory_, std::vector{ThermometerFile(wiring.processor.thermometer)},
                           RawTemperature(wiring.processor));
   watchdog_ = Add<Watchdog>(*memory_);
   Add<UDmaBuf>(*memory_);
@@ -226,7 +289,7 @@ Board::Board(const products::Product& product, std::unique_ptr<BoardMemory> memo
   attach(wiring.laser_bus.number, "da", std::make_shared<DaConverter>(*memory_));
   attach(0, "eeprom", std::make_shared<Eeprom>(*memory_));
   const bool has_spi = wiring.sensor_bus.path.find("spi") != std::string_view::npos;
-  Describe(*Add<SystemTree>(), wiring, has_spi);
+  Describe(*Add<SystemTree>(), wiring, has_spi, {{uio_[0], uio_[1]}, watchdog_});
 
   engine_ = std::make_unique<FrameEngine>(
       *memory_, EngineWiring{fpga_, sensor_, [this] { return LaserPower(); }, &video_[0]->Buffers(),

@@ -39,6 +39,10 @@ constexpr std::array kRequests{
     NamedRequest{I2C_RETRIES, "I2C_RETRIES"},
     NamedRequest{I2C_TIMEOUT, "I2C_TIMEOUT"},
     NamedRequest{I2C_SLAVE, "I2C_SLAVE"},
+    NamedRequest{I2C_SLAVE_FORCE, "I2C_SLAVE_FORCE"},
+    NamedRequest{I2C_TENBIT, "I2C_TENBIT"},
+    NamedRequest{I2C_PEC, "I2C_PEC"},
+    NamedRequest{I2C_SMBUS, "I2C_SMBUS"},
     NamedRequest{I2C_FUNCS, "I2C_FUNCS"},
     NamedRequest{SPI_IOC_RD_MODE, "SPI_IOC_RD_MODE"},
     NamedRequest{SPI_IOC_WR_MODE, "SPI_IOC_WR_MODE"},
@@ -67,6 +71,11 @@ bool IsSpiMessage(unsigned long request) {
 
 ssize_t OpenFile::Read(void*, std::size_t) { return -EINVAL; }
 ssize_t OpenFile::Write(const void*, std::size_t) { return -EINVAL; }
+ssize_t OpenFile::ReadAt(void* buffer, std::size_t size, off_t) { return Read(buffer, size); }
+ssize_t OpenFile::WriteAt(const void* buffer, std::size_t size, off_t) {
+  return Write(buffer, size);
+}
+off_t OpenFile::Seek(off_t, int) { return -ESPIPE; }
 int OpenFile::Ioctl(unsigned long, void*) { return -ENOTTY; }
 std::intptr_t OpenFile::Mmap(void*, std::size_t, int, int, off_t) { return -ENODEV; }
 short OpenFile::Ready(short events) {

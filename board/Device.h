@@ -30,7 +30,12 @@ class OpenFile {
 
   virtual ssize_t Read(void* buffer, std::size_t size);         // default: EINVAL
   virtual ssize_t Write(const void* buffer, std::size_t size);  // default: EINVAL
-  virtual int Ioctl(unsigned long request, void* argument);     // default: ENOTTY
+  // The same at a position of the file. Most drivers do not look at the position; default: as
+  // Read and Write.
+  virtual ssize_t ReadAt(void* buffer, std::size_t size, off_t offset);
+  virtual ssize_t WriteAt(const void* buffer, std::size_t size, off_t offset);
+  virtual off_t Seek(off_t offset, int whence);              // default: ESPIPE
+  virtual int Ioctl(unsigned long request, void* argument);  // default: ENOTTY
   // Returns the address, or the negative errno as a pointer value; default: ENODEV.
   virtual std::intptr_t Mmap(void* hint, std::size_t length, int protection, int flags,
                              off_t offset);

@@ -9,6 +9,7 @@
 
 #include <cstdlib>
 #include <string>
+#include <string_view>
 
 #include "RealCalls.h"
 #include "Transcript.h"
@@ -28,13 +29,22 @@ int OpenPlace(const std::shared_ptr<Board>& board, const Place& place, int flags
                  (flags & O_CLOEXEC) != 0);
 }
 
+// A device node by its own name, which is what programs open all the time, needs no look at all
+// files of the board.
+bool IsDirect(const Board& board, std::string_view path, int flags) {
+  return (flags & (O_PATH | O_DIRECTORY)) == 0 && path.starts_with("/dev/") &&
+         board.Find(std::string(path)) != nullptr;
+}
+
 }  // namespace
 
 int OpenDevice(int directory, const char* path, int flags) {
   constexpr int kOfTheOpening = O_CREAT | O_EXCL | O_NOCTTY | O_TRUNC | O_CLOEXEC;
   const std::shared_ptr<Board> board = Board::Current();
   if (board == nullptr || path == nullptr) return kNotOurs;
-  const auto place = FindPlace(*board, directory, path, (flags & O_NOFOLLOW) == 0);
+  const bool direct = IsDirect(*board, path, flags);
+  const auto place =
+      direct ? std::nullopt : FindPlace(*board, directory, path, (flags & O_NOFOLLOW) == 0);
   if (place && place->node.IsLink() && (flags & O_PATH) == 0) return -ELOOP;
   const bool only_place =
       place && (place->node.IsFolder() || (flags & (O_PATH | O_DIRECTORY)) != 0);
@@ -180,9 +190,7 @@ void* mmap64(void* hint, size_t length, int protection, int flags, int fd, off64
 }
 
 int munmap(void* address, size_t length) {
-  if (board::IsFpgaWindow(address)) {
-    return board::InBoard(false, [=] { return board::CloseFpgaWindow(address); });
-  }
+  board::ForgetFpgaWindows(address, length);
   return board::real::Munmap(address, length);
 }
 

@@ -32,13 +32,22 @@ ssize_t CookieWrite(void* cookie, const char* buffer, std::size_t size) {
   return std::max<ssize_t>(0, written);
 }
 
+int CookieSeek(void* cookie, off64_t* offset, int whence) {
+  const off64_t position =
+      AsSystemCall(OnFile(DescriptorOf(cookie), false, "lseek",
+                          [=](OpenFile& file, bool) { return file.Seek(*offset, whence); }));
+  if (position < 0) return -1;
+  *offset = position;
+  return 0;
+}
+
 int CookieClose(void* cookie) {
   return AsSystemCall(InBoard(false, [fd = DescriptorOf(cookie)] { return Release(fd); }));
 }
 
 FILE* StreamOn(int fd, const char* mode) {
   FILE* const stream = fopencookie(reinterpret_cast<void*>(std::intptr_t{fd}), mode,
-                                   {CookieRead, CookieWrite, nullptr, CookieClose});
+                                   {CookieRead, CookieWrite, CookieSeek, CookieClose});
   if (stream != nullptr) stream->_fileno = fd;  // what fileno() returns
   return stream;
 }
@@ -59,6 +68,28 @@ FILE* FopenAny(const char* path, const char* mode) {
   return stream;
 }
 
+// A stream of the C library cannot become a custom one. A standard stream is replaced by a new
+// one, which programs find under its name; for any other the new one is only returned.
+FILE* FreopenAny(const char* path, const char* mode, FILE* stream) {
+  if (!Board::PluggedIn() || path == nullptr || mode == nullptr) {
+    return real::Freopen(path, mode, stream);
+  }
+  const int fd = InBoard(true, [=] { return OpenDevice(AT_FDCWD, path, FlagsOf(mode)); });
+  if (fd == kNotOurs) return real::Freopen(path, mode, stream);
+  FILE** standard = stream == stdin    ? &stdin
+                    : stream == stdout ? &stdout
+                    : stream == stderr ? &stderr
+                                       : nullptr;
+  const int error = errno;
+  fclose(stream);
+  errno = error;
+  if (AsSystemCall(fd) < 0) return nullptr;
+  FILE* const opened = StreamOn(fd, mode);
+  if (opened == nullptr) InBoard(false, [=] { return Release(fd); });
+  if (opened != nullptr && standard != nullptr) *standard = opened;
+  return opened;
+}
+
 }  // namespace
 }  // namespace board
 
@@ -67,6 +98,13 @@ extern "C" {
 
 FILE* fopen(const char* path, const char* mode) { return board::FopenAny(path, mode); }
 FILE* fopen64(const char* path, const char* mode) { return board::FopenAny(path, mode); }
+
+FILE* freopen(const char* path, const char* mode, FILE* stream) {
+  return board::FreopenAny(path, mode, stream);
+}
+FILE* freopen64(const char* path, const char* mode, FILE* stream) {
+  return board::FreopenAny(path, mode, stream);
+}
 
 FILE* fdopen(int fd, const char* mode) {
   return board::IsBoardDescriptor(fd) ? board::StreamOn(fd, mode) : board::real::Fdopen(fd, mode);

@@ -65,6 +65,11 @@ using Spawn = int(pid_t*, const char*, const posix_spawn_file_actions_t*, const 
 constinit LibraryCall<Spawn> posix_spawn_call("posix_spawn");
 constinit LibraryCall<Spawn> posix_spawnp_call("posix_spawnp");
 constinit LibraryCall<void(int)> exit_call("_exit");
+constinit LibraryCall<FILE*(const char*, const char*, FILE*)> freopen_call("freopen");
+constinit LibraryCall<ssize_t(int, void*, std::size_t, off_t)> pread_call("pread");
+constinit LibraryCall<ssize_t(int, const void*, std::size_t, off_t)> pwrite_call("pwrite");
+constinit LibraryCall<ssize_t(int, const iovec*, int, off_t, int)> preadv_call("preadv2");
+constinit LibraryCall<ssize_t(int, const iovec*, int, off_t, int)> pwritev_call("pwritev2");
 
 // Functions that were not used by then are looked up here, before any other code runs, because a
 // signal handler must not call the dynamic linker.
@@ -99,6 +104,11 @@ __attribute__((constructor(101))) void LookUpAll() {
   posix_spawn_call.Get();
   posix_spawnp_call.Get();
   exit_call.Get();
+  freopen_call.Get();
+  pread_call.Get();
+  pwrite_call.Get();
+  preadv_call.Get();
+  pwritev_call.Get();
 }
 
 }  // namespace
@@ -115,6 +125,14 @@ int Fstatat(int directory, const char* path, struct stat* status, int flags) {
 
 int Statx(int directory, const char* path, int flags, unsigned mask, struct statx* status) {
   return static_cast<int>(syscall(SYS_statx, directory, path, flags, mask, status));
+}
+
+int Statfs(const char* path, struct statfs* status) {
+  return static_cast<int>(syscall(SYS_statfs, path, status));
+}
+
+int Fstatfs(int fd, struct statfs* status) {
+  return static_cast<int>(syscall(SYS_fstatfs, fd, status));
 }
 
 // The C library checks what a kernel without this call cannot.
@@ -142,6 +160,30 @@ int Munmap(void* address, std::size_t length) {
   return static_cast<int>(syscall(SYS_munmap, address, length));
 }
 
+int Mprotect(void* address, std::size_t length, int protection) {
+  return static_cast<int>(syscall(SYS_mprotect, address, length, protection));
+}
+
+void* Mremap(void* address, std::size_t before, std::size_t length, int flags, void* target) {
+  return reinterpret_cast<void*>(syscall(SYS_mremap, address, before, length, flags, target));
+}
+
+off_t Lseek(int fd, off_t offset, int whence) { return syscall(SYS_lseek, fd, offset, whence); }
+
+ssize_t Sendfile(int out, int in, off_t* offset, std::size_t size) {
+  return syscall(SYS_sendfile, out, in, offset, size);
+}
+
+ssize_t Splice(int in, off_t* in_offset, int out, off_t* out_offset, std::size_t size,
+               unsigned flags) {
+  return syscall(SYS_splice, in, in_offset, out, out_offset, size, flags);
+}
+
+ssize_t CopyFileRange(int in, off_t* in_offset, int out, off_t* out_offset, std::size_t size,
+                      unsigned flags) {
+  return syscall(SYS_copy_file_range, in, in_offset, out, out_offset, size, flags);
+}
+
 int EpollControl(int set, int operation, int fd, epoll_event* event) {
   return static_cast<int>(syscall(SYS_epoll_ctl, set, operation, fd, event));
 }
@@ -167,6 +209,22 @@ ssize_t Read(int fd, void* buffer, std::size_t size) { return read_call.Get()(fd
 
 ssize_t Write(int fd, const void* buffer, std::size_t size) {
   return write_call.Get()(fd, buffer, size);
+}
+
+ssize_t Pread(int fd, void* buffer, std::size_t size, off_t offset) {
+  return pread_call.Get()(fd, buffer, size, offset);
+}
+
+ssize_t Pwrite(int fd, const void* buffer, std::size_t size, off_t offset) {
+  return pwrite_call.Get()(fd, buffer, size, offset);
+}
+
+ssize_t Preadv(int fd, const iovec* parts, int count, off_t offset, int flags) {
+  return preadv_call.Get()(fd, parts, count, offset, flags);
+}
+
+ssize_t Pwritev(int fd, const iovec* parts, int count, off_t offset, int flags) {
+  return pwritev_call.Get()(fd, parts, count, offset, flags);
 }
 
 int Close(int fd) { return close_call.Get()(fd); }
@@ -252,5 +310,9 @@ void Exit(int status) {
 }
 
 FILE* Fopen(const char* path, const char* mode) { return fopen_call.Get()(path, mode); }
+
+FILE* Freopen(const char* path, const char* mode, FILE* stream) {
+  return freopen_call.Get()(path, mode, stream);
+}
 
 }  // namespace board::real

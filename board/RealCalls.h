@@ -9,6 +9,8 @@
 #include <sys/select.h>
 #include <sys/stat.h>
 #include <sys/types.h>
+#include <sys/uio.h>
+#include <sys/vfs.h>
 #include <time.h>
 
 #include <cstddef>
@@ -20,6 +22,8 @@ namespace board::real {
 int Fstatat(int directory, const char* path, struct stat* status, int flags);
 int Statx(int directory, const char* path, int flags, unsigned mask, struct statx* status);
 int Faccessat(int directory, const char* path, int mode, int flags);
+int Statfs(const char* path, struct statfs* status);
+int Fstatfs(int fd, struct statfs* status);
 ssize_t Readlinkat(int directory, const char* path, char* target, std::size_t size);
 int Open(int directory, const char* path, int flags, mode_t mode);
 ssize_t Read(int fd, void* buffer, std::size_t size);
@@ -27,6 +31,19 @@ ssize_t Write(int fd, const void* buffer, std::size_t size);
 int Ioctl(int fd, unsigned long request, void* argument);
 void* Mmap(void* hint, std::size_t length, int protection, int flags, int fd, off_t offset);
 int Munmap(void* address, std::size_t length);
+int Mprotect(void* address, std::size_t length, int protection);
+void* Mremap(void* address, std::size_t before, std::size_t length, int flags, void* target);
+off_t Lseek(int fd, off_t offset, int whence);
+ssize_t Pread(int fd, void* buffer, std::size_t size, off_t offset);
+ssize_t Pwrite(int fd, const void* buffer, std::size_t size, off_t offset);
+// An offset of -1 stands for the file's position.
+ssize_t Preadv(int fd, const iovec* parts, int count, off_t offset, int flags);
+ssize_t Pwritev(int fd, const iovec* parts, int count, off_t offset, int flags);
+ssize_t Sendfile(int out, int in, off_t* offset, std::size_t size);
+ssize_t Splice(int in, off_t* in_offset, int out, off_t* out_offset, std::size_t size,
+               unsigned flags);
+ssize_t CopyFileRange(int in, off_t* in_offset, int out, off_t* out_offset, std::size_t size,
+                      unsigned flags);
 int Close(int fd);
 int CloseRange(unsigned first, unsigned last, int flags);
 int Dup(int fd);
@@ -53,6 +70,7 @@ int Glob(const char* pattern, int flags, int (*error)(const char*, int), glob_t*
 char* Realpath(const char* path, char* resolved);
 FILE* Fdopen(int fd, const char* mode);
 FILE* Fopen(const char* path, const char* mode);
+FILE* Freopen(const char* path, const char* mode, FILE* stream);
 
 int Eventfd(unsigned count, int flags);
 int Execve(const char* path, char* const* words, char* const* environment);

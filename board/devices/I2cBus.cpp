@@ -13,6 +13,8 @@
 #include <utility>
 #include <vector>
 
+#include "devices/I2cSmbus.h"
+#include "devices/I2cTransfer.h"
 #include "devices/Outcome.h"
 #include "memory/BoardMemory.h"
 #include "memory/SharedMutex.h"
@@ -22,13 +24,11 @@ namespace {
 
 constexpr std::size_t kMaxMessageBytes = 8192;
 constexpr unsigned long kMaxSevenBitAddress = 0x7F;
+constexpr unsigned long kMaxTenBitAddress = 0x3FF;
+// No chip has a 10-bit address, so use an address that no chip acknowledges.
+constexpr unsigned kNobody = UINT_MAX;
 
-// A message in transfer. The bytes are the kernel's own copy.
-struct Transfer {
-  unsigned address;
-  bool read;
-  std::vector<std::uint8_t> bytes;
-};
+using Transfer = I2cTransfer;
 
 std::string Hex(unsigned value) {
   constexpr char kDigits[] = "0123456789abcdef";
@@ -57,10 +57,9 @@ int CopyIn(const i2c_rdwr_ioctl_data& request, std::vector<Transfer>& transfers)
     if ((message.flags & I2C_M_RECV_LEN) != 0) return -EOPNOTSUPP;
     if (message.buf == nullptr && message.len > 0) return -EFAULT;
     const bool read = (message.flags & I2C_M_RD) != 0;
-    // No chip has a 10-bit address, so use an address that no chip acknowledges.
     const bool ten_bits = (message.flags & I2C_M_TEN) != 0;
     Transfer& transfer = transfers.emplace_back(
-        Transfer{ten_bits ? UINT_MAX : message.addr, read, std::vector<std::uint8_t>(message.len)});
+        Transfer{ten_bits ? kNobody : message.addr, read, std::vector<std::uint8_t>(message.len)});
     if (!read) std::copy_n(message.buf, message.len, transfer.bytes.begin());
   }
   return 0;
@@ -117,7 +116,7 @@ class I2cBus::File : public OpenFile {
       : adapter_(std::move(adapter)), token_(std::move(token)) {}
 
   ssize_t Read(void* buffer, std::size_t size) override {
-    std::vector<Transfer> transfers{{slave_, true, std::vector<std::uint8_t>(Limited(size))}};
+    std::vector<Transfer> transfers{{Slave(), true, std::vector<std::uint8_t>(Limited(size))}};
     const int result = Run("read ", transfers);
     if (result < 0) return result;
     std::ranges::copy(transfers[0].bytes, static_cast<std::uint8_t*>(buffer));
@@ -126,7 +125,7 @@ class I2cBus::File : public OpenFile {
 
   ssize_t Write(const void* buffer, std::size_t size) override {
     const std::span bytes(static_cast<const std::uint8_t*>(buffer), Limited(size));
-    std::vector<Transfer> transfers{{slave_, false, {bytes.begin(), bytes.end()}}};
+    std::vector<Transfer> transfers{{Slave(), false, {bytes.begin(), bytes.end()}}};
     const int result = Run("write ", transfers);
     return result < 0 ? result : static_cast<ssize_t>(bytes.size());
   }
@@ -140,16 +139,26 @@ class I2cBus::File : public OpenFile {
         return Setting("I2C_RETRIES", value, INT_MAX);
       case I2C_TIMEOUT:
         return Setting("I2C_TIMEOUT", value, INT_MAX);
+      case I2C_SMBUS:
+        return Smbus(static_cast<const i2c_smbus_ioctl_data*>(argument));
       case I2C_SLAVE:
       case I2C_SLAVE_FORCE: {
-        const int result = Setting("I2C_SLAVE", value, kMaxSevenBitAddress);
+        // No driver of the kernel has a chip of these buses, so the two requests are the same.
+        const int result =
+            Setting("I2C_SLAVE", value, ten_bits_ ? kMaxTenBitAddress : kMaxSevenBitAddress);
         if (result == 0) slave_ = static_cast<unsigned>(value);
         return result;
       }
+      case I2C_TENBIT:
+        ten_bits_ = value != 0;
+        return Setting("I2C_TENBIT", value, ULONG_MAX);
+      case I2C_PEC:
+        checked_ = value != 0;
+        return Setting("I2C_PEC", value, ULONG_MAX);
       case I2C_FUNCS:
         if (argument == nullptr) return -EFAULT;
-        *static_cast<unsigned long*>(argument) = I2C_FUNC_I2C;
-        return Setting("I2C_FUNCS", I2C_FUNC_I2C, I2C_FUNC_I2C);
+        *static_cast<unsigned long*>(argument) = kI2cFunctions;
+        return Setting("I2C_FUNCS", kI2cFunctions, ULONG_MAX);
       default:
         return -ENOTTY;
     }
@@ -172,6 +181,18 @@ class I2cBus::File : public OpenFile {
     return static_cast<int>(transfers.size());
   }
 
+  int Smbus(const i2c_smbus_ioctl_data* request) {
+    bool on_the_wire = false;
+    const int result = RunSmbus({Slave(), checked_}, request, [&](std::vector<Transfer>& messages) {
+      on_the_wire = true;
+      return Run("I2C_SMBUS ", messages);
+    });
+    if (!on_the_wire) RecordAs(adapter_->name, [&] { return "I2C_SMBUS" + Outcome(result); });
+    return result;
+  }
+
+  unsigned Slave() const { return ten_bits_ ? kNobody : slave_.load(); }
+
   int Run(const char* operation, std::vector<Transfer>& transfers) {
     const int result = adapter_->Run(transfers);
     RecordAs(adapter_->name, [&] { return operation + Describe(transfers, result); });
@@ -190,6 +211,8 @@ class I2cBus::File : public OpenFile {
   const std::shared_ptr<Adapter> adapter_;
   const OpenToken token_;
   std::atomic<unsigned> slave_{0};
+  std::atomic<bool> ten_bits_{false};
+  std::atomic<bool> checked_{false};
 };
 
 I2cBus::I2cBus(BoardMemory& memory, unsigned number)

@@ -181,6 +181,10 @@ class SpiBus::File : public OpenFile {
     });
   }
 
+  // A stream: it has no positions.
+  ssize_t ReadAt(void*, std::size_t, off_t) override { return -ESPIPE; }
+  ssize_t WriteAt(const void*, std::size_t, off_t) override { return -ESPIPE; }
+
   int Ioctl(unsigned long request, void* argument) override {
     const bool ours = _IOC_TYPE(request) == SPI_IOC_MAGIC;
     if (ours && argument == nullptr) return -EFAULT;

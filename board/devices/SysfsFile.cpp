@@ -8,6 +8,7 @@
 #include <cstring>
 #include <mutex>
 
+#include "devices/FilePosition.h"
 #include "devices/Outcome.h"
 
 namespace board {
@@ -25,23 +26,29 @@ class SysfsFile : public OpenFile {
         keep_alive_(std::move(keep_alive)) {}
 
   ssize_t Read(void* buffer, std::size_t size) override {
+    return position_.Advance(ReadAt(buffer, size, position_.Get()));
+  }
+
+  // A read at the start asks the driver; what follows is the rest of that text.
+  ssize_t ReadAt(void* buffer, std::size_t size, off_t offset) override {
     if (!readable_) return -EBADF;
     const std::lock_guard lock(mutex_);
-    if (!fetched_) {
-      const std::optional<std::string> text = attribute_.show();
-      RecordRead(text);
-      if (!text) return -ENODEV;
-      text_ = *text;
-      fetched_ = true;
+    if (offset == 0 || !text_) {
+      text_ = attribute_.show();
+      RecordRead(text_);
+      if (!text_) return -ENODEV;
     }
-    const std::size_t start = std::min(position_, text_.size());
-    const std::size_t count = std::min(size, text_.size() - start);
-    std::memcpy(buffer, text_.data() + start, count);
-    position_ += count;
+    const std::size_t start = std::min(static_cast<std::size_t>(offset), text_->size());
+    const std::size_t count = std::min(size, text_->size() - start);
+    std::memcpy(buffer, text_->data() + start, count);
     return static_cast<ssize_t>(count);
   }
 
   ssize_t Write(const void* buffer, std::size_t size) override {
+    return position_.Advance(WriteAt(buffer, size, 0));
+  }
+
+  ssize_t WriteAt(const void* buffer, std::size_t size, off_t) override {
     if (!writable_) return -EBADF;
     if (size == 0) return 0;
     const std::lock_guard lock(mutex_);
@@ -53,8 +60,12 @@ class SysfsFile : public OpenFile {
              Outcome(result);
     });
     if (result < 0) return result;
-    position_ += whole.size();
     return static_cast<ssize_t>(whole.size());
+  }
+
+  // stat shows the same size.
+  off_t Seek(off_t offset, int whence) override {
+    return position_.Seek(offset, whence, static_cast<off_t>(kPageBytes));
   }
 
  private:
@@ -70,9 +81,8 @@ class SysfsFile : public OpenFile {
   const bool writable_;
   const std::shared_ptr<void> keep_alive_;
   std::mutex mutex_;
-  bool fetched_ = false;
-  std::string text_;
-  std::size_t position_ = 0;
+  std::optional<std::string> text_;
+  FilePosition position_;
 };
 
 }  // namespace

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -11,10 +12,22 @@
 namespace board {
 
 // What the kernel tells of the devices: their nodes with major and minor numbers, and for each a
-// folder in /sys with attributes that never change.
+// folder in /sys with attributes.
 class SystemTree : public Device {
  public:
   using Attribute = std::pair<std::string, std::string>;  // name, text without the line end
+  using Show = std::function<std::string()>;              // returns the text now
+
+  // A device on one of the kernel's buses, which is what a node belongs to.
+  struct Hardware {
+    std::string bus;     // "i2c", in /sys/bus
+    std::string name;    // "i2c-0"
+    std::string folder;  // where it is; empty: with the other devices
+    std::string uevent;
+    std::vector<Attribute> attributes;
+  };
+  // Returns its folder.
+  std::string Add(const Hardware& hardware);
 
   struct Entry {
     std::string node;  // "video0", in /dev
@@ -22,10 +35,12 @@ class SystemTree : public Device {
     unsigned minor;
     std::string group;  // "video4linux", in /sys/class; empty: /sys does not tell of it
     std::vector<Attribute> attributes;
+    std::string device = {};  // the folder of what it belongs to
   };
-  void Add(const Entry& entry);
-  // One more attribute, in a folder of another device.
-  void Add(const std::string& path, const std::string& text);
+  // Returns its folder, or nothing.
+  std::string Add(const Entry& entry);
+  // One more attribute.
+  void Add(const std::string& path, Show show);
 
   std::string Name() const override { return "sysfs"; }
   bool Claims(const std::string& path) const override { return texts_.contains(path); }
@@ -39,7 +54,9 @@ class SystemTree : public Device {
     unsigned minor;
   };
   std::vector<Node> nodes_;
-  std::map<std::string, std::string> texts_;
+  void AddText(const std::string& path, const std::string& text);
+
+  std::map<std::string, Show> texts_;
   std::vector<std::pair<std::string, std::string>> links_;
 };
 

@@ -4,11 +4,13 @@
 #include <fcntl.h>
 #include <sys/mman.h>
 
+#include <algorithm>
 #include <array>
 #include <string_view>
 #include <utility>
 
 #include "RealCalls.h"
+#include "devices/FilePosition.h"
 #include "devices/Outcome.h"
 #include "devices/SysfsFile.h"
 #include "files/FileTree.h"
@@ -19,7 +21,7 @@ namespace {
 
 constexpr std::string_view kName = "udmabuf0";
 constexpr std::string_view kDevice = "/dev/udmabuf0";
-constexpr std::string_view kFolder = "/sys/class/u-dma-buf/udmabuf0/";
+constexpr std::string_view kFolder = "/sys/devices/platform/tessaline/u-dma-buf/udmabuf0/";
 
 std::string Hex16(std::uint64_t value) {
   constexpr std::string_view kDigits = "0123456789abcdef";
@@ -50,6 +52,13 @@ constexpr std::array kSettings{
 };
 
 constexpr std::array<std::string_view, 2> kSyncs{"sync_for_cpu", "sync_for_device"};
+constexpr std::array<std::string_view, 2> kFixed{"size", "phys_addr"};
+
+bool IsAttribute(std::string_view name) {
+  return std::ranges::find(kFixed, name) != kFixed.end() ||
+         std::ranges::find(kSyncs, name) != kSyncs.end() ||
+         std::ranges::find(kSettings, name, &Setting::name) != kSettings.end();
+}
 
 int RangeError(const SyncSettings& settings) {
   const bool inside =
@@ -72,6 +81,26 @@ class UDmaBuf::File : public OpenFile {
   File(std::shared_ptr<Buffer> buffer, OpenToken token)
       : buffer_(std::move(buffer)), token_(std::move(token)) {}
 
+  ssize_t Read(void* data, std::size_t size) override {
+    return position_.Advance(ReadAt(data, size, position_.Get()));
+  }
+  ssize_t Write(const void* data, std::size_t size) override {
+    return position_.Advance(WriteAt(data, size, position_.Get()));
+  }
+  ssize_t ReadAt(void* data, std::size_t size, off_t offset) override {
+    const ssize_t done = real::Pread(buffer_->pages.file, data, Limited(size, offset),
+                                     buffer_->pages.offset + offset);
+    return done < 0 ? -errno : done;
+  }
+  ssize_t WriteAt(const void* data, std::size_t size, off_t offset) override {
+    const ssize_t done = real::Pwrite(buffer_->pages.file, data, Limited(size, offset),
+                                      buffer_->pages.offset + offset);
+    return done < 0 ? -errno : done;
+  }
+  off_t Seek(off_t offset, int whence) override {
+    return position_.Seek(offset, whence, static_cast<off_t>(kBytes));
+  }
+
   std::intptr_t Mmap(void* hint, std::size_t length, int protection, int flags,
                      off_t offset) override {
     const std::intptr_t result = Map(hint, length, protection, flags, offset);
@@ -83,6 +112,11 @@ class UDmaBuf::File : public OpenFile {
   }
 
  private:
+  static std::size_t Limited(std::size_t size, off_t offset) {
+    const auto start = static_cast<std::size_t>(offset);
+    return start < kBytes ? std::min(size, kBytes - start) : 0;
+  }
+
   std::intptr_t Map(void* hint, std::size_t length, int protection, int flags, off_t offset) const {
     const auto start = static_cast<std::uint64_t>(offset);
     if (start > kBytes || length > kBytes - start) return -EINVAL;
@@ -94,6 +128,7 @@ class UDmaBuf::File : public OpenFile {
 
   const std::shared_ptr<Buffer> buffer_;
   const OpenToken token_;
+  FilePosition position_;
 };
 
 UDmaBuf::UDmaBuf(BoardMemory& memory) : buffer_(std::make_shared<Buffer>(memory)) {}
@@ -101,7 +136,8 @@ UDmaBuf::UDmaBuf(BoardMemory& memory) : buffer_(std::make_shared<Buffer>(memory)
 std::string UDmaBuf::Name() const { return std::string(kName); }
 
 bool UDmaBuf::Claims(const std::string& path) const {
-  return path == kDevice || path.starts_with(kFolder);
+  return path == kDevice ||
+         (path.starts_with(kFolder) && IsAttribute(std::string_view(path).substr(kFolder.size())));
 }
 
 OpenResult UDmaBuf::Open(const std::string& path, int flags) {
@@ -111,7 +147,9 @@ OpenResult UDmaBuf::Open(const std::string& path, int flags) {
 
 void UDmaBuf::List(FileTree& tree) const {
   const std::string folder(kFolder);
-  for (const char* const fixed : {"size", "phys_addr"}) tree.AddFile(folder + fixed, true, false);
+  for (const std::string_view fixed : kFixed) {
+    tree.AddFile(folder + std::string(fixed), true, false);
+  }
   for (const Setting& setting : kSettings) {
     tree.AddFile(folder + std::string(setting.name), true, true);
   }
@@ -145,7 +183,6 @@ OpenResult UDmaBuf::OpenAttribute(const std::string& name, int flags) {
   }
   if (name == "size") attribute.show = [] { return std::to_string(kBytes) + '\n'; };
   if (name == "phys_addr") attribute.show = [] { return Hex16(kPhysicalAddress) + '\n'; };
-  if (!attribute.show) return {nullptr, ENOENT};
   return OpenSysfs(std::move(attribute), flags, CountOpen());
 }
 

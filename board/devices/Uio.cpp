@@ -199,6 +199,9 @@ class Uio::File : public OpenFile {
     return sizeof(enable);
   }
 
+  // The driver has no positions, and says so by staying where it is.
+  off_t Seek(off_t, int) override { return 0; }
+
   short Ready(short events) override {
     const short now = interrupt_->Ready(seen_, sign_);
     return static_cast<short>(now & (events | POLLERR | POLLHUP));
@@ -223,6 +226,8 @@ void Uio::Unplug() { interrupt_->Unplug(); }
 void Uio::Raise() { interrupt_->Raise(); }
 
 unsigned Uio::Raised() const { return interrupt_->Raised(); }
+
+unsigned Uio::Delivered() const { return interrupt_->Count(); }
 
 std::string Uio::Name() const { return interrupt_->name; }
 

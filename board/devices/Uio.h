@@ -22,7 +22,8 @@ class Uio : public CountedDevice {
 
   // The FPGA's interrupt line.
   void Raise();
-  unsigned Raised() const;  // number of interrupts since power-up
+  unsigned Raised() const;     // number of interrupts since power-up
+  unsigned Delivered() const;  // of those, how many the driver has handled
 
   std::string Name() const override;
   bool Claims(const std::string& path) const override;

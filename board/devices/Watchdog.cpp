@@ -202,6 +202,10 @@ Watchdog::Watchdog(BoardMemory& memory) : timer_(std::make_shared<Timer>(memory)
 
 double Watchdog::Left() const { return timer_->Left(); }
 
+int Watchdog::Timeout() const { return timer_->Timeout(); }
+
+std::string Watchdog::Identity() { return std::string(kIdentity); }
+
 std::string Watchdog::Name() const { return std::string(kName); }
 
 bool Watchdog::Claims(const std::string& path) const {

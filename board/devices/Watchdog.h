@@ -19,6 +19,8 @@ class Watchdog : public CountedDevice {
 
   // Seconds until it bites, negative if it has bitten, or kNotArmed.
   double Left() const;
+  int Timeout() const;  // seconds
+  static std::string Identity();
 
   std::string Name() const override;
   bool Claims(const std::string& path) const override;

@@ -119,7 +119,8 @@ std::optional<Place> FindFolder(const Board& board, int descriptor) {
 std::optional<Place> PlaceOf(const Board& board, int descriptor) {
   const Entry entry = Lookup(descriptor);
   if (entry.file == nullptr) return std::nullopt;
-  if (auto place = Find(board, entry.path, true)) return place;
+  // The path has no links on its way, but a link may be what was opened.
+  if (auto place = Find(board, entry.path, false)) return place;
   return Place{entry.path, {S_IFREG, 0, {}}};  // removed in the meantime
 }
 

@@ -116,13 +116,127 @@ TEST_F(I2cTest, SelectedSlaveBelongsToTheDescriptor) {
   EXPECT_EQ(Outcome(::write(other.Get(), &byte, 1)), -ENXIO);
 }
 
-TEST_F(I2cTest, OffersPlainTransfersAndNothingElse) {
+TEST_F(I2cTest, OffersPlainTransfersAndWhatIsMadeOfThem) {
   unsigned long functions = 0;
   EXPECT_EQ(::ioctl(bus_.Get(), I2C_FUNCS, &functions), 0);
-  EXPECT_EQ(functions, static_cast<unsigned long>(I2C_FUNC_I2C));
-  i2c_smbus_ioctl_data smbus{};
-  EXPECT_EQ(Outcome(::ioctl(bus_.Get(), I2C_SMBUS, &smbus)), -ENOTTY);
+  EXPECT_EQ(functions, static_cast<unsigned long>(I2C_FUNC_I2C | I2C_FUNC_SMBUS_EMUL));
   EXPECT_EQ(Outcome(::ioctl(bus_.Get(), WDIOC_KEEPALIVE, 0)), -ENOTTY);
+}
+
+// SMBus commands to the EEPROM.
+class SmbusTest : public I2cTest {
+ protected:
+  static constexpr std::uint8_t kEeprom = 0x50;
+
+  void SetUp() override {
+    I2cTest::SetUp();
+    ASSERT_EQ(Setting(I2C_SLAVE, kEeprom), 0);
+    tessaline_board_transcript_clear();
+  }
+
+  long Command(std::uint8_t direction, std::uint32_t size, std::uint8_t command,
+               i2c_smbus_data* data) const {
+    i2c_smbus_ioctl_data request{direction, command, size, data};
+    return Outcome(::ioctl(bus_.Get(), I2C_SMBUS, &request));
+  }
+};
+
+TEST_F(SmbusTest, CommandsAreMadeOfPlainMessages) {
+  struct Row {
+    std::uint8_t direction;
+    std::uint32_t size;
+    const char* messages;
+  };
+  constexpr std::array kRows{
+      Row{I2C_SMBUS_WRITE, I2C_SMBUS_QUICK, "w 0x50"},
+      Row{I2C_SMBUS_READ, I2C_SMBUS_QUICK, "r 0x50"},
+      Row{I2C_SMBUS_WRITE, I2C_SMBUS_BYTE, "w 0x50 07"},
+      Row{I2C_SMBUS_READ, I2C_SMBUS_BYTE, "r 0x50 ff"},
+      Row{I2C_SMBUS_WRITE, I2C_SMBUS_BYTE_DATA, "w 0x50 07 02"},
+      Row{I2C_SMBUS_READ, I2C_SMBUS_BYTE_DATA, "w 0x50 07; r 0x50 ff"},
+      Row{I2C_SMBUS_WRITE, I2C_SMBUS_WORD_DATA, "w 0x50 07 02 31"},
+      Row{I2C_SMBUS_READ, I2C_SMBUS_WORD_DATA, "w 0x50 07; r 0x50 ff ff"},
+      Row{I2C_SMBUS_WRITE, I2C_SMBUS_PROC_CALL, "w 0x50 07 02 31; r 0x50 ff ff"},
+      Row{I2C_SMBUS_WRITE, I2C_SMBUS_BLOCK_DATA, "w 0x50 07 02 31 32"},
+      Row{I2C_SMBUS_WRITE, I2C_SMBUS_I2C_BLOCK_DATA, "w 0x50 07 31 32"},
+      Row{I2C_SMBUS_READ, I2C_SMBUS_I2C_BLOCK_DATA, "w 0x50 07; r 0x50 ff ff"},
+  };
+  for (const Row& row : kRows) {
+    tessaline_board_transcript_clear();
+    i2c_smbus_data data{};
+    data.block[0] = 2;
+    data.block[1] = 0x31;
+    data.block[2] = 0x32;
+    EXPECT_EQ(Command(row.direction, row.size, 7, &data), 0) << row.messages;
+    EXPECT_EQ(Transcript(), std::string("i2c-0 I2C_SMBUS ") + row.messages + '\n');
+    Pass(10);  // the chip writes
+    tessaline_board_chip_set("eeprom", 7, 0xFF);
+    tessaline_board_chip_set("eeprom", 8, 0xFF);
+    tessaline_board_chip_set("eeprom", 9, 0xFF);
+  }
+}
+
+TEST_F(SmbusTest, ReadsReturnTheChipsBytes) {
+  tessaline_board_chip_set("eeprom", 0x20, 0x11);
+  tessaline_board_chip_set("eeprom", 0x21, 0x22);
+  i2c_smbus_data data{};
+  EXPECT_EQ(Command(I2C_SMBUS_READ, I2C_SMBUS_BYTE_DATA, 0x20, &data), 0);
+  EXPECT_EQ(data.byte, 0x11);
+  EXPECT_EQ(Command(I2C_SMBUS_READ, I2C_SMBUS_BYTE, 0, &data), 0);  // goes on behind it
+  EXPECT_EQ(data.byte, 0x22);
+  EXPECT_EQ(Command(I2C_SMBUS_READ, I2C_SMBUS_WORD_DATA, 0x20, &data), 0);
+  EXPECT_EQ(data.word, 0x2211);
+  data.block[0] = 3;
+  EXPECT_EQ(Command(I2C_SMBUS_READ, I2C_SMBUS_I2C_BLOCK_DATA, 0x20, &data), 0);
+  EXPECT_THAT(std::vector(data.block, data.block + 4), testing::ElementsAre(3, 0x11, 0x22, 0xFF));
+  EXPECT_EQ(Command(I2C_SMBUS_READ, I2C_SMBUS_I2C_BLOCK_BROKEN, 0x20, &data), 0);
+  EXPECT_EQ(data.block[0], I2C_SMBUS_BLOCK_MAX);
+}
+
+TEST_F(SmbusTest, MalformedCommandsAreRefused) {
+  i2c_smbus_data data{};
+  EXPECT_EQ(Command(2, I2C_SMBUS_BYTE_DATA, 0, &data), -EINVAL);
+  EXPECT_EQ(Command(I2C_SMBUS_READ, 9, 0, &data), -EINVAL);
+  EXPECT_EQ(Command(I2C_SMBUS_READ, I2C_SMBUS_BYTE_DATA, 0, nullptr), -EINVAL);
+  EXPECT_EQ(Command(I2C_SMBUS_WRITE, I2C_SMBUS_BYTE, 0, nullptr), 0);
+  data.block[0] = I2C_SMBUS_BLOCK_MAX + 1;
+  EXPECT_EQ(Command(I2C_SMBUS_WRITE, I2C_SMBUS_BLOCK_DATA, 0, &data), -EINVAL);
+  EXPECT_EQ(Command(I2C_SMBUS_READ, I2C_SMBUS_I2C_BLOCK_DATA, 0, &data), -EINVAL);
+  // The controllers cannot take a length from the chip.
+  EXPECT_EQ(Command(I2C_SMBUS_READ, I2C_SMBUS_BLOCK_DATA, 0, &data), -EOPNOTSUPP);
+  EXPECT_EQ(Outcome(::ioctl(bus_.Get(), I2C_SMBUS, nullptr)), -EFAULT);
+}
+
+TEST_F(SmbusTest, AChipThatIsMissingOrBusyDoesNotAnswer) {
+  i2c_smbus_data data{};
+  EXPECT_EQ(Command(I2C_SMBUS_WRITE, I2C_SMBUS_BYTE_DATA, 0, &data), 0);
+  EXPECT_EQ(Command(I2C_SMBUS_READ, I2C_SMBUS_BYTE_DATA, 0, &data), -ENXIO);
+  Pass(10);
+  EXPECT_EQ(Command(I2C_SMBUS_READ, I2C_SMBUS_BYTE_DATA, 0, &data), 0);
+  EXPECT_EQ(Setting(I2C_SLAVE_FORCE, 0x22), 0);
+  EXPECT_EQ(Command(I2C_SMBUS_WRITE, I2C_SMBUS_QUICK, 0, nullptr), -ENXIO);
+}
+
+// The chips make no check bytes, so only one that happens to be right passes.
+TEST_F(SmbusTest, CheckBytesEndTheMessages) {
+  EXPECT_EQ(Setting(I2C_PEC, 1), 0);
+  tessaline_board_transcript_clear();
+  i2c_smbus_data data{};
+  data.byte = 0x77;
+  EXPECT_EQ(Command(I2C_SMBUS_WRITE, I2C_SMBUS_BYTE_DATA, 3, &data), 0);
+  EXPECT_EQ(Transcript(), "i2c-0 I2C_SMBUS w 0x50 03 77 35\n");
+  Pass(10);
+  data.byte = 0x55;
+  EXPECT_EQ(Command(I2C_SMBUS_READ, I2C_SMBUS_BYTE_DATA, 0x30, &data), -EBADMSG);
+  EXPECT_EQ(data.byte, 0x55);
+}
+
+TEST_F(SmbusTest, NobodyHasATenBitAddress) {
+  EXPECT_EQ(Setting(I2C_SLAVE, 0x150), -EINVAL);
+  EXPECT_EQ(Setting(I2C_TENBIT, 1), 0);
+  EXPECT_EQ(Setting(I2C_SLAVE, 0x150), 0);
+  EXPECT_EQ(Setting(I2C_SLAVE, 0x400), -EINVAL);
+  EXPECT_EQ(Command(I2C_SMBUS_WRITE, I2C_SMBUS_QUICK, 0, nullptr), -ENXIO);
 }
 
 TEST_F(I2cTest, PlantedFaultsFailTheTransfer) {
