@@ -6,6 +6,7 @@
 #include "StandardStreams.h"
 
 #include <stdio.h>
+#include <stdio_ext.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -47,14 +48,20 @@ int SeekStream(void* cookie, off64_t* offset, int whence) {
   return 0;
 }
 
+int CloseStream(void* cookie) { return close(DescriptorOf(cookie)); }
+
 struct Standard {
   FILE** name;
   const char* mode;
-  int buffering;
   bool carried;
 };
 constinit std::array<Standard, 3> standards{
-    {{&stdin, "r", _IOFBF, false}, {&stdout, "w", _IOLBF, false}, {&stderr, "w", _IONBF, false}}};
+    {{&stdin, "r", false}, {&stdout, "w", false}, {&stderr, "w", false}}};
+
+int BufferingOf(FILE* stream) {
+  if (stream == stderr) return _IONBF;
+  return __flbf(stream) != 0 ? _IOLBF : _IOFBF;
+}
 
 }  // namespace
 
@@ -63,10 +70,10 @@ void CarryStandardStream(int fd) {
   Standard& standard = standards[static_cast<std::size_t>(fd)];
   if (standard.carried) return;
   FILE* const stream = fopencookie(reinterpret_cast<void*>(std::intptr_t{fd}), standard.mode,
-                                   {ReadStream, WriteStream, SeekStream, nullptr});
+                                   {ReadStream, WriteStream, SeekStream, CloseStream});
   if (stream == nullptr) return;
   stream->_fileno = fd;  // what fileno() returns
-  setvbuf(stream, nullptr, standard.buffering, BUFSIZ);
+  setvbuf(stream, nullptr, BufferingOf(*standard.name), BUFSIZ);
   *standard.name = stream;
   standard.carried = true;
 }

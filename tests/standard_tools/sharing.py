@@ -11,7 +11,7 @@ import textwrap
 import time
 from pathlib import Path
 
-BUILD = Path(os.environ.get("TESSALINE_BUILD", "."))
+BUILD = Path(os.environ.get("TESSALINE_BOARD_LIBRARY", "./libtessaline-board.so")).parent
 RUNNER = BUILD / "tessaline-board"
 COMMAND = BUILD / "tessaline"
 PATIENCE = 60  # seconds for what takes one, on a busy machine

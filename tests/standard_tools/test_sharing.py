@@ -170,13 +170,13 @@ def test_the_sensor_goes_on_without_its_application(model):
 
 
 def test_a_program_killed_in_a_transfer_locks_nothing(board):
-    text = EEPROM + """
-        print("runs", flush=True)
-        while True:
-            os.write(bus, b"\\x00"); os.read(bus, 64)
-    """
     for _ in range(15):
-        busy = board.start_python(text)
+        busy = board.start_python(EEPROM + """
+print("runs", flush=True)
+while True:
+    os.write(bus, bytes(1))
+    os.read(bus, 64)
+""")
         assert busy.stdout.readline() == "runs\n"
         kill(busy)
         read_eeprom(board, 0, 4)
