@@ -285,7 +285,7 @@ SHARED = ("import os; path = os.environ.get('TESSALINE_BOARD_SHARED', 'none'); "
 def test_programs_find_the_boards_memory():
     lines = run(sys.executable, "-c", SHARED).stdout.splitlines()
     assert re.fullmatch(r"/proc/\d+/fd/\d+ None", lines[0])
-    assert lines[1] == "/memfd:tessaline-board (deleted) 0"
+    assert lines[1].startswith("/memfd:tessaline-board (deleted) ")
     assert run(sys.executable, "-c", SHARED, options=["--private"]).stdout == "none None\n"
 
 

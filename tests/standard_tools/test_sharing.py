@@ -226,7 +226,10 @@ def test_two_runs_are_two_boards(board):
 def test_another_model_is_a_board_of_its_own(board):
     board.output(COMMAND, "reg", "write", "EXP_TIME_1", "77")
     own = board.output(COMMAND, "--virtual", "K3920", "reg", "read", "EXP_TIME_1")
-    assert "0x00000064" in own and "shared" in own
+    assert "0x00000064" in own
+    told = board.output("sh", "-c", "TESSALINE_BOARD=K3920 ls /dev/spidev1.0")
+    assert "this program has a K3920 of its own" in told
+    assert told.endswith("/dev/spidev1.0")
     assert register(board, "EXP_TIME_1") == 77
 
 

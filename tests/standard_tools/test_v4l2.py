@@ -110,7 +110,7 @@ def streaming():
     boards = []
 
     def make(model: str, node: str):
-        boards.append(sharing.SharedBoard(model))
+        boards.append(sharing.SharedBoard(model, "--pace", "free"))
         boards[-1].stream(KINDS[node])
         return boards[-1]
 
@@ -174,3 +174,49 @@ def test_gstreamer_captures(streaming, tmp_path, node, mode):
                   "num-buffers=5", "!", f"video/x-raw,format=GRAY8,width={width},height={height}",
                   "!", "filesink", f"location={file}")
     assert file.stat().st_size == 5 * frame_bytes(shared, node)
+
+
+@nodes
+def test_opencv_captures(streaming, node):
+    program = """
+        import cv2
+        camera = cv2.VideoCapture(sys.argv[1], cv2.CAP_V4L2)
+        camera.set(cv2.CAP_PROP_CONVERT_RGB, 0)
+        for _ in range(5):
+            works, frame = camera.read()
+            print(works, frame.nbytes)
+    """
+    shared = streaming("K3610", node)
+    if shared.result("/usr/bin/python3", "-c", "import cv2").returncode != 0:
+        pytest.skip("python3-opencv is not installed")
+    assert shared.python(program, node).splitlines() == [f"True {frame_bytes(shared, node)}"] * 5
+
+
+def planes(picture: bytes) -> bytes:
+    """A picture as the sensor sends it: in four planes, of which each has one block of four."""
+    block, count = 16, 4
+    return b"".join(picture[at:at + block] for plane in range(count)
+                    for at in range(plane * block, len(picture), count * block))
+
+
+# What the library has of a still scene is what any program has. The sensor's noise goes by the
+# frame id, so both begin with the same one.
+def test_the_bytes_are_the_scene(tmp_path):
+    sharing = pytest.importorskip("sharing")
+    pixels, info = 1456 * 1088, 32
+    expected, file = tmp_path / "library.raw", tmp_path / "frames.raw"
+    shared = sharing.SharedBoard("K3610", "--pace", "free", "--scene", "stairs")
+    try:
+        shared.output(sharing.COMMAND, "capture", "images", "-n", "30", "-o", expected)
+        shared.stream("images")
+        shared.output(sharing.COMMAND, "reg", "write", "FRAME_ID_RESET", "1")
+        shared.output(needs("v4l2-ctl"), "-d", "/dev/video0", "--stream-mmap", "--stream-count=3",
+                      f"--stream-to={file}")
+        size = frame_bytes(shared, "/dev/video0")
+    finally:
+        shared.end()
+    library = expected.read_bytes()
+    scene = {planes(library[at:at + pixels]) for at in range(0, len(library), pixels + info)}
+    assert len(scene) == 30
+    frames = file.read_bytes()
+    assert [frames[i * size:i * size + pixels] in scene for i in range(3)] == [True] * 3
