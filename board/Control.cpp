@@ -135,8 +135,15 @@ std::unique_ptr<board::BoardMemory> MemoryFromEnvironment(const char* model) {
   std::unique_ptr<board::BoardMemory> memory;
   if (const char* file = Environment(kShared)) {
     memory = board::BoardMemory::Join(file, model);
-    if (memory == nullptr && errno != 0)
+    if (memory == nullptr && errno != 0) {
       EndIf(kShared, fmt::format("{}: {}", file, strerror(errno)));
+    }
+    if (memory == nullptr) {
+      std::fprintf(stderr,
+                   "tessaline-board: the board that the programs share is another model; this "
+                   "program has a %s of its own\n",
+                   model);
+    }
   }
   if (memory == nullptr) memory = board::BoardMemory::Own();
   if (const char* folder = Environment("TESSALINE_BOARD_STATE")) memory->SetFolder(folder);
