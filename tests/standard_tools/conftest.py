@@ -13,6 +13,7 @@ import sys
 from pathlib import Path
 
 import pytest
+import tools_table
 
 SECONDS = 30
 
@@ -24,6 +25,27 @@ def library() -> Path:
     return Path(name)
 
 
+def pytest_runtest_setup():
+    tools_table.begin()
+
+
+@pytest.hookimpl(hookwrapper=True)
+def pytest_runtest_makereport(item, call):
+    report = (yield).get_result()
+    if call.when == "call" and report.passed:
+        tools_table.passed(item.name)
+
+
+def pytest_sessionfinish(session):
+    """The page lists what the tests have run. Skipped tests may leave it longer, never shorter."""
+    if path := os.environ.get("TESSALINE_TOOLS_TABLE"):
+        tools_table.save(path)
+    elif missing := tools_table.missing():
+        print("\ndocs/virtual-board.md does not know; run scripts/standard-tools:", *missing,
+              sep="\n  ")
+        session.exitstatus = 1
+
+
 class Board:
     """A board of a model. Every program that runs on it has a fresh one."""
 
@@ -33,6 +55,7 @@ class Board:
 
     def run(self, *command: str, stdin: bytes = b"", text: bool = True):
         """Runs the program to its end."""
+        tools_table.note(command)
         if shutil.which(command[0]) is None:
             pytest.skip(f"{command[0]} is not installed")
         done = subprocess.run(

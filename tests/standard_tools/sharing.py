@@ -11,6 +11,8 @@ import textwrap
 import time
 from pathlib import Path
 
+import tools_table
+
 BUILD = Path(os.environ.get("TESSALINE_BOARD_LIBRARY", "./libtessaline-board.so")).parent
 RUNNER = BUILD / "tessaline-board"
 COMMAND = BUILD / "tessaline"
@@ -39,12 +41,14 @@ class SharedBoard:
         return {name: value for name, _, value in pairs}
 
     def start(self, *words: object, **more) -> subprocess.Popen:
+        tools_table.note(words)
         program = subprocess.Popen([str(word) for word in words], env=self.environment, text=True,
                                    stdout=subprocess.PIPE, stderr=subprocess.STDOUT, **more)
         self._left.append(program)
         return program
 
     def result(self, *words: object, **more) -> subprocess.CompletedProcess:
+        tools_table.note(words)
         return subprocess.run([str(word) for word in words], env=self.environment, text=True,
                               stdout=subprocess.PIPE, stderr=subprocess.STDOUT, timeout=PATIENCE,
                               **more)
