@@ -160,6 +160,12 @@ int openat64(int directory, const char* path, int flags, ...) {
 // Programs built with FORTIFY call these.
 int __open_2(const char* path, int flags) { return board::OpenAny(AT_FDCWD, path, flags, 0); }
 int __open64_2(const char* path, int flags) { return board::OpenAny(AT_FDCWD, path, flags, 0); }
+int __openat_2(int directory, const char* path, int flags) {
+  return board::OpenAny(directory, path, flags, 0);
+}
+int __openat64_2(int directory, const char* path, int flags) {
+  return board::OpenAny(directory, path, flags, 0);
+}
 
 ssize_t read(int fd, void* buffer, size_t size) { return board::ReadAny(fd, buffer, size); }
 

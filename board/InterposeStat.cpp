@@ -147,6 +147,20 @@ int fstatat64(int directory, const char* path, struct stat64* status, int flags)
   return fstatat(directory, path, reinterpret_cast<struct stat*>(status), flags);
 }
 
+// What programs call that were built before version 2.33 of the C library.
+int __xstat(int, const char* path, struct stat* status) { return stat(path, status); }
+int __xstat64(int, const char* path, struct stat64* status) { return stat64(path, status); }
+int __lxstat(int, const char* path, struct stat* status) { return lstat(path, status); }
+int __lxstat64(int, const char* path, struct stat64* status) { return lstat64(path, status); }
+int __fxstat(int, int fd, struct stat* status) { return fstat(fd, status); }
+int __fxstat64(int, int fd, struct stat64* status) { return fstat64(fd, status); }
+int __fxstatat(int, int directory, const char* path, struct stat* status, int flags) {
+  return fstatat(directory, path, status, flags);
+}
+int __fxstatat64(int, int directory, const char* path, struct stat64* status, int flags) {
+  return fstatat64(directory, path, status, flags);
+}
+
 int access(const char* path, int mode) { return board::AccessAny(AT_FDCWD, path, mode, 0); }
 int faccessat(int directory, const char* path, int mode, int flags) {
   return board::AccessAny(directory, path, mode, flags);

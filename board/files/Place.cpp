@@ -116,6 +116,12 @@ std::optional<Place> FindFolder(const Board& board, int descriptor) {
   return place && place->node.IsFolder() ? place : std::nullopt;
 }
 
+std::string AbsolutePath(const Board& board, const char* path) {
+  if (*path == '/') return path;
+  const std::string result = Follow(board.Files(), Absolute(AT_FDCWD, path), true);
+  return result.empty() ? "/" : result;
+}
+
 std::optional<Place> PlaceOf(const Board& board, int descriptor) {
   const Entry entry = Lookup(descriptor);
   if (entry.file == nullptr) return std::nullopt;

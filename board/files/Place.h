@@ -23,6 +23,9 @@ std::optional<Place> FindPlace(const Board& board, int directory, const char* pa
 std::optional<Place> FindFolder(const Board& board, int directory, const char* path);
 std::optional<Place> FindFolder(const Board& board, int descriptor);
 
+// A path from the root, without dots and links of the board.
+std::string AbsolutePath(const Board& board, const char* path);
+
 // The place of a board descriptor.
 std::optional<Place> PlaceOf(const Board& board, int descriptor);
 

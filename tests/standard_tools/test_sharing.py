@@ -110,6 +110,35 @@ def test_an_interrupt_raised_by_another_program(board, wait):
     assert waiting.stdout.read() == "1\n"
 
 
+# --- Where a program is.
+
+
+@pytest.mark.parametrize("shell", [["sh"], ["bash"], ["busybox", "sh"]], ids=lambda shell: shell[0])
+def test_a_shell_goes_into_the_folders_of_the_board(board, shell):
+    assert board.output(*shell, "-c", f"""
+        cd /sys/class/gpio && echo {LASER_LINE} > export && cd gpio{LASER_LINE} && /bin/pwd
+        /bin/echo high > direction && /bin/cat < value && echo *
+        cd .. && pwd && cd ../uio/uio1 && cat name
+        cd /sys/class/uio && cd .. && /bin/pwd && cd nowhere 2>/dev/null || echo stays
+        cd /sys/class/gpio/export 2>/dev/null || pwd
+    """).splitlines() == [
+        f"/sys/class/gpio/gpio{LASER_LINE}", "1", "active_low direction value", "/sys/class/gpio",
+        "da", "/sys/class", "stays", "/sys/class"]
+
+
+def test_tar_packs_a_folder(board, tmp_path):
+    archive = tmp_path / "uio.tar"
+    board.output("tar", "cf", archive, "-C", "/sys/class/uio", "uio0/name")
+    assert board.output("tar", "xOf", archive).startswith("trigger\n")
+
+
+def test_programs_of_older_c_libraries_see_the_devices(board):
+    assert board.python("""
+        status = ctypes.create_string_buffer(256)
+        print(ctypes.CDLL(None).__xstat(1, b"/dev/video0", status))
+    """) == "0"
+
+
 # --- What only one can have.
 
 

@@ -60,6 +60,27 @@ Descriptor SharedMemory() {
   return memory;
 }
 
+// Empty folders for programs whose working folder is one that only the board has.
+class EmptyFolders {
+ public:
+  EmptyFolders() {
+    std::string name = (fs::temp_directory_path() / "tessaline-board-XXXXXX").native();
+    if (mkdtemp(name.data()) != nullptr) folder_ = name;
+  }
+  ~EmptyFolders() {
+    std::error_code ignored;
+    if (!folder_.empty()) fs::remove_all(folder_, ignored);
+  }
+  EmptyFolders(const EmptyFolders&) = delete;
+  EmptyFolders& operator=(const EmptyFolders&) = delete;
+
+  // Empty if there is no place for them.
+  const std::string& Path() const { return folder_; }
+
+ private:
+  std::string folder_;
+};
+
 int Run(const Options& options) {
   if (getauxval(AT_SECURE) != 0) {
     throw Failure(ExitCode::kCannotRun,
@@ -68,10 +89,12 @@ int Run(const Options& options) {
   }
   const BoardLibrary library;
   const std::string file = FindProgram(options.program().front());
+  const EmptyFolders folders;
   const Descriptor memory = options.is_private() ? Descriptor() : SharedMemory();
 
   Set("LD_PRELOAD", library.Preload());
   Set("TESSALINE_BOARD", options.model());
+  Set("TESSALINE_BOARD_FOLDERS", folders.Path());
   for (const auto& [variable, value] : options.settings()) Set(variable, value);
   Set("TESSALINE_BOARD_TRANSCRIPT", AbsolutePath(options.transcript()));
   if (options.is_strict()) Set("TESSALINE_BOARD_STRICT", "1");
