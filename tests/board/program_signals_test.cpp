@@ -81,10 +81,10 @@ class ProgramSignals : public BoardTest {
     ::munmap(const_cast<std::uint32_t*>(words_), kPage);
     BoardTest::TearDown();
   }
-  volatile std::uint32_t* Map() const {
+  volatile std::uint32_t* Map(std::size_t length = kPage) const {
     const auto base = fpga::BaseAddress(fpga::Block::kImage1, fpga::kZynqRegions);
     return static_cast<volatile std::uint32_t*>(
-        ::mmap(nullptr, kPage, PROT_READ | PROT_WRITE, MAP_SHARED, memory_.Get(), base));
+        ::mmap(nullptr, length, PROT_READ | PROT_WRITE, MAP_SHARED, memory_.Get(), base));
   }
   void StillReachesRegisters() {
     words_[kSpacing] = 5;
@@ -188,16 +188,23 @@ TEST_F(ProgramSignals, AnInstructionThatFaultsElsewhereGivesItsPageBack) {
   StillReachesRegisters();
 }
 
+// Each copy has a page of one mapping while it waits for a page of the other.
 TEST_F(ProgramSignals, CopiesInBothDirectionsDoNotWaitForEachOther) {
-  volatile std::uint32_t* const other = Map();
-  const auto copy = [](volatile std::uint32_t* to, volatile std::uint32_t* from) {
-    for (int i = 0; i < 5000; ++i) Copy(to + kFilter, from + kSpacing);
+  constexpr std::size_t kLong = 0x30000;  // three blocks
+  constexpr std::size_t kDelay = 0x20000 / 4 + fpga::kReg.TRI_DELAY.Index();
+  volatile std::uint32_t* const one = Map(kLong);
+  volatile std::uint32_t* const other = Map(kLong);
+  one[kDelay] = 7;
+  const auto copy = [](volatile std::uint32_t* to, const volatile std::uint32_t* from) {
+    for (int i = 0; i < 2000; ++i) Copy(to, from);
   };
-  std::thread there(copy, other, words_);
-  copy(words_, other);
+  std::thread there(copy, other + kFilter, one + kSpacing);
+  copy(one + kDelay + 1, other + kDelay);
   there.join();
-  EXPECT_EQ(words_[kFilter], 1u);
-  ::munmap(const_cast<std::uint32_t*>(other), kPage);
+  EXPECT_EQ(one[kFilter], 1u);
+  EXPECT_EQ(other[kDelay + 1], 7u);
+  ::munmap(const_cast<std::uint32_t*>(one), kLong);
+  ::munmap(const_cast<std::uint32_t*>(other), kLong);
 }
 
 TEST_F(ProgramSignals, OtherThreadsAccessesAreNotLostInAnInstructionsPage) {
