@@ -10,6 +10,7 @@
 #include <atomic>
 #include <cstring>
 
+#include "Board.h"
 #include "RealCalls.h"
 
 namespace board {
@@ -55,6 +56,12 @@ struct sigaction ActionOf(SignalHandler handler) {
   // A program calls the board from handlers of its own, so both signals may come again.
   action.sa_flags = SA_SIGINFO | SA_ONSTACK | SA_NODEFER;
   action.sa_mask = DeferrableSignals();
+  return action;
+}
+
+// Many programs block all signals in a handler. Registers can be reached there nevertheless.
+struct sigaction WithRegisters(struct sigaction action) {
+  for (const TakenSignal& signal : signals) sigdelset(&action.sa_mask, signal.number);
   return action;
 }
 
@@ -138,6 +145,10 @@ void PassToProgram(int number, siginfo_t* info, void* context) {
 
 int SetSignalAction(int number, const struct sigaction* action, struct sigaction* before) {
   TakenSignal* const signal = Find(number);
+  if (signal == nullptr && action != nullptr && Board::PluggedIn()) {
+    const struct sigaction open = WithRegisters(*action);
+    return real::Sigaction(number, &open, before);
+  }
   if (signal == nullptr || signal->handler == nullptr || owner != getpid()) {
     return real::Sigaction(number, action, before);
   }

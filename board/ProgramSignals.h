@@ -21,7 +21,8 @@ void TakeSignal(int number, SignalHandler handler);
 // Treats the signal as the program's own action says. The last thing that a handler does.
 void PassToProgram(int number, siginfo_t* info, void* context);
 
-// As sigaction. Signals that the board has not taken go to the kernel.
+// As sigaction. Signals that the board has not taken go to the kernel. With a board, no handler of
+// the others blocks those that the board takes.
 int SetSignalAction(int number, const struct sigaction* action, struct sigaction* before);
 
 // In the child of a fork, whose actions are its own.
