@@ -11,6 +11,7 @@
 #include "Clock.h"
 #include "Faults.h"
 #include "FileTable.h"
+#include "ProgramSignals.h"
 #include "Transcript.h"
 #include "chips/Ad5175.h"
 #include "chips/DaConverter.h"
@@ -21,6 +22,7 @@
 #include "chips/Imx252.h"
 #include "chips/Imx273.h"
 #include "chips/Tpl0401.h"
+#include "devices/FpgaWindow.h"
 #include "devices/I2cBus.h"
 #include "devices/Memory.h"
 #include "devices/SpiBus.h"
@@ -166,7 +168,11 @@ void BeforeFork() {
 void AfterFork(bool child) {
   if (const auto& board = TheSlot().board) board->engine().UnlockAfterFork(child);
   TheSlot().mutex.unlock();
-  if (child) RenewAfterFork();
+  if (child) {
+    RenewAfterFork();
+    OwnSignalsAfterFork();
+    CloseFpgaWindowsAfterFork();
+  }
   LetEverybodyIn(child);
 }
 

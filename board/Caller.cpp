@@ -6,6 +6,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include "ProgramSignals.h"
 #include "RealCalls.h"
 
 namespace board {
@@ -21,16 +22,6 @@ struct CallerState {
 };
 thread_local CallerState caller;
 thread_local sigset_t signals_before_fork;
-
-// All signals except those by which the processor reports an error or a register access.
-sigset_t DeferrableSignals() {
-  sigset_t signals;
-  sigfillset(&signals);
-  for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGABRT, SIGSYS}) {
-    sigdelset(&signals, fault);
-  }
-  return signals;
-}
 
 // Called through a pointer whose target the compiler does not know. The compiler assumes that
 // syscall() does not throw, and would omit the data needed to unwind a cancelled thread.

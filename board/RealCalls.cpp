@@ -43,6 +43,10 @@ constinit LibraryCall<int(int, fd_set*, fd_set*, fd_set*, const timespec*, const
 constinit LibraryCall<int(const timespec*, timespec*)> nanosleep_call("nanosleep");
 constinit LibraryCall<int(clockid_t, int, const timespec*, timespec*)> clock_nanosleep_call(
     "clock_nanosleep");
+constinit LibraryCall<int(int, const struct sigaction*, struct sigaction*)> sigaction_call(
+    "sigaction");
+constinit LibraryCall<__sighandler_t(int, __sighandler_t)> signal_call("signal");
+constinit LibraryCall<__sighandler_t(int, __sighandler_t)> sysv_signal_call("__sysv_signal");
 constinit LibraryCall<FILE*(const char*, const char*)> fopen_call("fopen");
 constinit LibraryCall<int(int, const char*, int, int)> faccessat_call("faccessat");
 constinit LibraryCall<DIR*(const char*)> opendir_call("opendir");
@@ -86,6 +90,9 @@ __attribute__((constructor(101))) void LookUpAll() {
   pselect_call.Get();
   nanosleep_call.Get();
   clock_nanosleep_call.Get();
+  sigaction_call.Get();
+  signal_call.Get();
+  sysv_signal_call.Get();
   fopen_call.Get();
   faccessat_call.Get();
   opendir_call.Get();
@@ -254,6 +261,18 @@ int Nanosleep(const timespec* request, timespec* remaining) {
 
 int ClockNanosleep(clockid_t clock, int flags, const timespec* request, timespec* remaining) {
   return clock_nanosleep_call.Get()(clock, flags, request, remaining);
+}
+
+int Sigaction(int number, const struct sigaction* action, struct sigaction* before) {
+  return sigaction_call.Get()(number, action, before);
+}
+
+__sighandler_t Signal(int number, __sighandler_t handler) {
+  return signal_call.Get()(number, handler);
+}
+
+__sighandler_t SysvSignal(int number, __sighandler_t handler) {
+  return sysv_signal_call.Get()(number, handler);
 }
 
 DIR* Opendir(const char* path) { return opendir_call.Get()(path); }

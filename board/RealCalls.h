@@ -58,6 +58,9 @@ int Pselect(int count, fd_set* read, fd_set* write, fd_set* except, const timesp
             const sigset_t* signals);
 int EpollControl(int set, int operation, int fd, epoll_event* event);
 int Nanosleep(const timespec* request, timespec* remaining);
+int Sigaction(int number, const struct sigaction* action, struct sigaction* before);
+__sighandler_t Signal(int number, __sighandler_t handler);
+__sighandler_t SysvSignal(int number, __sighandler_t handler);
 int ClockNanosleep(clockid_t clock, int flags, const timespec* request, timespec* remaining);
 DIR* Opendir(const char* path);
 DIR* Fdopendir(int fd);

@@ -2,6 +2,8 @@
 
 #include <errno.h>
 #include <fmt/format.h>
+#include <pthread.h>
+#include <sched.h>
 #include <signal.h>
 #include <sys/mman.h>
 
@@ -9,11 +11,11 @@
 #include <array>
 #include <atomic>
 #include <cstring>
-#include <mutex>
 #include <optional>
 #include <span>
 
 #include "Interpose.h"
+#include "ProgramSignals.h"
 #include "RealCalls.h"
 #include "Transcript.h"
 #include "devices/LoadStore.h"
@@ -30,6 +32,8 @@ constexpr std::size_t kMaxWindows = 64;
 // What the interconnect sends to one block. Its registers are at the start.
 constexpr off_t kBlockRange = 0x10000;
 constexpr std::size_t kMaxBytes = 16 << 20;
+// The part of a signal mask that the kernel knows and that a handler's context has.
+constexpr std::size_t kMaskBytes = (_NSIG - 1) / 8;
 
 // Values of a window's base that are not addresses.
 constexpr std::uintptr_t kFree = 0;
@@ -43,8 +47,11 @@ struct Window {
   off_t physical = 0;
   std::atomic<int> protection{PROT_NONE};
   std::atomic<bool> touched{false};
-  // A page is accessible for one instruction.
+  // A page is accessible for one instruction. The accesses that are made without it exclude it.
   std::atomic<bool> open{false};
+  std::atomic<unsigned> accesses{0};
+  // Threads that read from the FPGA without a lock.
+  std::atomic<unsigned> readers{0};
 
   bool Holds(std::uintptr_t address) const {
     const std::uintptr_t start = base.load(std::memory_order_acquire);
@@ -57,9 +64,6 @@ struct Window {
 
 // The signal handlers walk through these.
 constinit std::array<Window, kMaxWindows> windows{};
-struct sigaction before_fault_handler;
-struct sigaction before_step_handler;
-thread_local bool in_previous_handler = false;
 
 Window* Find(std::uintptr_t address) {
   const auto found =
@@ -154,6 +158,16 @@ bool OnRegisters(const Window& window, Access access) {
   });
 }
 
+// Needs no lock and no transcript, so it is not a call of the board. The FPGA stays meanwhile.
+bool LoadWithoutLock(Window& window, off_t physical, std::span<std::byte> bytes) {
+  window.readers.fetch_add(1);
+  FpgaModel* const model = window.fpga;
+  const bool there = model != nullptr && Board::PluggedIn();
+  if (there) Load(window, *model, physical, bytes, false);
+  window.readers.fetch_sub(1);
+  return there;
+}
+
 bool Emulate(Window& window, const LoadStore& access, std::uintptr_t address, ucontext_t& context) {
   std::array<std::byte, LoadStore::kMostBytes> room;
   const std::span bytes(room.data(), access.Bytes());
@@ -165,10 +179,7 @@ bool Emulate(Window& window, const LoadStore& access, std::uintptr_t address, uc
   if (access.Stores()) {
     access.Get(context, bytes);
     OnRegisters(window, [&](FpgaModel& model) { Store(window, model, physical, bytes); });
-  } else if (FpgaModel* const model = window.fpga;
-             !first && model != nullptr && Board::PluggedIn()) {
-    // Needs no lock and no transcript, so it is not a call of the board.
-    Load(window, *model, physical, bytes, false);
+  } else if (!first && LoadWithoutLock(window, physical, bytes)) {
     access.Put(context, bytes);
   } else {
     std::ranges::fill(bytes, std::byte{0xFF});
@@ -191,46 +202,15 @@ struct OpenPage {
 struct Step {
   std::array<OpenPage, 2> pages;
   std::size_t count = 0;
-  bool trap_was_blocked = false;
+  std::array<std::byte, kMaskBytes> blocked{};  // by the program
 };
 thread_local constinit Step step{};
 
-void InstallHandler(int number, void (*handler)(int, siginfo_t*, void*), struct sigaction& before) {
-  struct sigaction current {};
-  sigaction(number, nullptr, &current);
-  if ((current.sa_flags & SA_SIGINFO) != 0 && current.sa_sigaction == handler) return;
-  before = current;
-  struct sigaction action {};
-  action.sa_sigaction = handler;
-  action.sa_flags = SA_SIGINFO | SA_ONSTACK | SA_NODEFER;
-  sigemptyset(&action.sa_mask);
-  sigaction(number, &action, nullptr);
-}
-
-// Passes a signal on to the handler before ours.
-void PassOn(int number, siginfo_t* info, void* context, const struct sigaction& before) {
-  // That handler may put ours back and raise the signal again; then it has had its turn.
-  if (info->si_code <= 0 && in_previous_handler) {
-    signal(number, SIG_DFL);
-    raise(number);
-    return;
-  }
-  in_previous_handler = true;
-  if ((before.sa_flags & SA_SIGINFO) != 0) {
-    before.sa_sigaction(number, info, context);
-  } else if (before.sa_handler != SIG_DFL && before.sa_handler != SIG_IGN) {
-    before.sa_handler(number);
-  } else {
-    // With the default action back, the faulting instruction runs again and ends the process.
-    signal(number, SIG_DFL);
-  }
-  in_previous_handler = false;
-}
-
 void ClosePage(const OpenPage& page) {
   std::array<std::uint32_t, kRegistersPerBlock> now{};
+  // Another thread may be writing. From here on its writes fault, and so are not lost.
+  real::Mprotect(page.words, kPageBytes, PROT_READ);
   std::copy_n(page.words, now.size(), now.begin());
-  real::Mprotect(page.words, kPageBytes, PROT_NONE);
   const off_t start = page.window->PhysicalOf(reinterpret_cast<std::uintptr_t>(page.words));
   OnRegisters(*page.window, [&](FpgaModel& model) {
     for (std::size_t i = 0; i < now.size(); ++i) {
@@ -239,17 +219,53 @@ void ClosePage(const OpenPage& page) {
       Write(model, PlaceAt(at, page.window->bases), now[i]);
     }
   });
+  real::Mprotect(page.words, kPageBytes, PROT_NONE);
   page.window->open = false;
+}
+
+// The pages belong to one instruction, so no other signal's handler may run before it.
+bool BeginStep(ucontext_t& context) {
+  if (!StepOne(context, true)) return false;
+  std::memcpy(step.blocked.data(), &context.uc_sigmask, kMaskBytes);
+  const sigset_t deferrable = DeferrableSignals();
+  for (int number = 1; number < _NSIG; ++number) {
+    if (sigismember(&deferrable, number) == 1) sigaddset(&context.uc_sigmask, number);
+  }
+  sigdelset(&context.uc_sigmask, SIGTRAP);
+  return true;
+}
+
+void EndStep(ucontext_t& context) {
+  StepOne(context, false);
+  std::memcpy(&context.uc_sigmask, step.blocked.data(), kMaskBytes);
+  for (std::size_t i = 0; i < step.count; ++i) ClosePage(step.pages[i]);
+  step.count = 0;
+}
+
+// The instruction faulted again. It has not done anything yet, and perhaps never will.
+void AbandonStep(ucontext_t& context) {
+  for (std::size_t i = 0; i < step.count; ++i) step.pages[i].written = kRegistersPerBlock;
+  EndStep(context);
 }
 
 // The instruction is done.
 void OnStep(int number, siginfo_t* info, void* context) {
-  if (step.count == 0) return PassOn(number, info, context, before_step_handler);
-  auto& caller = *static_cast<ucontext_t*>(context);
-  StepOne(caller, false);
-  if (step.trap_was_blocked) sigaddset(&caller.uc_sigmask, SIGTRAP);
-  for (std::size_t i = 0; i < step.count; ++i) ClosePage(step.pages[i]);
-  step.count = 0;
+  const int error = errno;
+  if (step.count == 0 || info->si_code != TRAP_TRACE) {
+    return PassToProgram(number, info, context);
+  }
+  EndStep(*static_cast<ucontext_t*>(context));
+  errno = error;
+}
+
+// Other threads see the page as soon as they can access it, so it must have its content before.
+bool ShowPage(const OpenPage& page) {
+  void* const filled =
+      real::Mmap(nullptr, kPageBytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  if (filled == MAP_FAILED) return false;
+  std::memcpy(filled, page.shown.data(), sizeof page.shown);
+  return real::Mremap(filled, kPageBytes, kPageBytes, MREMAP_MAYMOVE | MREMAP_FIXED, page.words) ==
+         page.words;
 }
 
 // Opens the page for the instruction that faulted.
@@ -259,18 +275,19 @@ bool OpenForOneInstruction(Window& window, std::uintptr_t address, bool writes,
   for (std::size_t i = 0; i < step.count; ++i) {
     if (step.pages[i].window == &window) return false;  // it crosses into the next page
   }
-  // Another thread's instruction sees this page. It is tried again until that is over.
-  if (window.open.exchange(true)) return true;
-  if (!StepOne(context, true)) {
+  if (window.open.exchange(true)) {
+    // Another thread's instruction sees this page. It is tried again until that is over. That
+    // thread may wait for a page of this one.
+    if (step.count > 0) AbandonStep(context);
+    sched_yield();
+    return true;
+  }
+  while (window.accesses != 0) sched_yield();
+  if (step.count == 0 && !BeginStep(context)) {
     window.open = false;
     return false;
   }
-  if (step.count == 0) {
-    InstallHandler(SIGTRAP, OnStep, before_step_handler);
-    step.trap_was_blocked = sigismember(&context.uc_sigmask, SIGTRAP) == 1;
-    sigdelset(&context.uc_sigmask, SIGTRAP);
-  }
-  OpenPage& page = step.pages[step.count++];
+  OpenPage& page = step.pages[step.count];
   page.window = &window;
   page.words = reinterpret_cast<std::uint32_t*>(address & ~(kPageBytes - 1));
   const std::size_t word = address % kPageBytes / kWordBytes;
@@ -285,8 +302,12 @@ bool OpenForOneInstruction(Window& window, std::uintptr_t address, bool writes,
       if (i == word && first && !writes && place) RecordAccess("read", *place, page.shown[i]);
     }
   });
-  real::Mprotect(page.words, kPageBytes, PROT_READ | PROT_WRITE);
-  std::ranges::copy(page.shown, page.words);
+  if (!ShowPage(page)) {
+    window.open = false;
+    AbandonStep(context);
+    return false;
+  }
+  ++step.count;
   return true;
 }
 
@@ -296,25 +317,30 @@ bool HandleTouch(std::uintptr_t address, ucontext_t& context) {
   const auto access = LoadStore::At(context);
   const bool writes = access ? access->Stores() : FaultedOnWrite(context);
   if ((window->protection & (writes ? PROT_WRITE : PROT_READ)) == 0) return false;
-  return access ? Emulate(*window, *access, address, context)
-                : OpenForOneInstruction(*window, address, writes, context);
+  if (!access) return OpenForOneInstruction(*window, address, writes, context);
+  window->accesses.fetch_add(1);
+  // What another thread's instruction changes has its effect first.
+  const bool wait = window->open;
+  const bool done = wait || Emulate(*window, *access, address, context);
+  window->accesses.fetch_sub(1);
+  if (wait) sched_yield();
+  return done;
 }
 
 void OnSegmentationFault(int number, siginfo_t* info, void* context) {
   const int error = errno;
   auto& caller = *static_cast<ucontext_t*>(context);
-  if (!HandleTouch(reinterpret_cast<std::uintptr_t>(info->si_addr), caller)) {
-    PassOn(number, info, context, before_fault_handler);
+  // A thread that ended in the middle would keep the window.
+  int cancellation = 0;
+  pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancellation);
+  const bool handled = HandleTouch(reinterpret_cast<std::uintptr_t>(info->si_addr), caller);
+  pthread_setcancelstate(cancellation, &cancellation);
+  if (handled) {
+    errno = error;
+    return;
   }
-  errno = error;
-}
-
-// Before each access: a program may have installed a handler of its own since the last one, as
-// crash reporters and Python's faulthandler do. That handler then gets every fault but ours.
-void InstallFaultHandler() {
-  static std::mutex mutex;
-  const std::lock_guard lock(mutex);
-  InstallHandler(SIGSEGV, OnSegmentationFault, before_fault_handler);
+  if (step.count > 0) AbandonStep(caller);
+  PassToProgram(number, info, context);
 }
 
 Window* Reserve() {
@@ -333,7 +359,8 @@ std::intptr_t OpenFpgaWindow(FpgaModel* fpga, fpga::RegionBases bases, std::size
     return -EINVAL;
   }
   if (!PlaceAt(offset, bases)) return -EINVAL;
-  InstallFaultHandler();
+  TakeSignal(SIGSEGV, OnSegmentationFault);
+  TakeSignal(SIGTRAP, OnStep);
   Window* window = Reserve();
   if (window == nullptr) return -ENOMEM;
   const std::size_t bytes = (length + kPageBytes - 1) & ~(kPageBytes - 1);
@@ -371,7 +398,19 @@ void ForgetFpgaWindows(const void* address, std::size_t length) {
 void LoseFpga(const FpgaModel* fpga) {
   for (Window& window : windows) {
     auto* mine = const_cast<FpgaModel*>(fpga);
-    window.fpga.compare_exchange_strong(mine, nullptr);
+    if (!window.fpga.compare_exchange_strong(mine, nullptr)) continue;
+    while (window.readers != 0) sched_yield();
+  }
+}
+
+void CloseFpgaWindowsAfterFork() {
+  for (Window& window : windows) {
+    window.readers = 0;
+    window.accesses = 0;
+    const std::uintptr_t base = window.base;
+    if (!window.open || base <= kBeingSetUp) continue;
+    real::Mprotect(reinterpret_cast<void*>(base), window.bytes, PROT_NONE);
+    window.open = false;
   }
 }
 

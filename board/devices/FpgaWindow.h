@@ -38,6 +38,9 @@ void ForgetFpgaWindows(const void* address, std::size_t length);
 // Call when the FPGA is about to go. Its windows then read as all ones.
 void LoseFpga(const FpgaModel* fpga);
 
+// In the child of a fork. The threads that were using a window do not exist there.
+void CloseFpgaWindowsAfterFork();
+
 // Sets the protection of the window at this address. Returns 0.
 int ProtectFpgaWindow(const void* address, int protection);
 
