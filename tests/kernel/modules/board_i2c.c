@@ -153,6 +153,9 @@ static int transfer(struct i2c_adapter *bus, struct i2c_msg *messages, int count
 	if (fails_now())
 		return -(int)fail_error;
 	for (i = 0; i < count; i++) {
+		// No block reads: see functionality().
+		if (messages[i].flags & I2C_M_RECV_LEN)
+			return -EOPNOTSUPP;
 		result = one_message(bus, &messages[i]);
 		if (result)
 			return result;

@@ -279,7 +279,7 @@ static int add_node(int number)
 	if (result)
 		goto failed;
 
-	strscpy(node->video.name, cards[number], sizeof(node->video.name));
+	snprintf(node->video.name, sizeof(node->video.name), "board_video-video%d", number);
 	node->video.fops = &file_operations;
 	node->video.ioctl_ops = &ioctls;
 	node->video.v4l2_dev = &node->v4l2;

@@ -12,13 +12,15 @@ from pathlib import Path
 
 # What must differ: names and versions of drivers, how their devices are called on their bus, times.
 REPLACED = [(re.compile(pattern, re.MULTILINE), text) for pattern, text in [
-    (r"tessaline-board|board_video(?!\.)", "DRIVER"),
+    (r"tessaline-board|(?:board_video|tessaline)(?=-video)|board_video(?!\.)", "DRIVER"),
     (r"platform:(?:video|board_video\.)([01])", r"BUS\1"),
     (r"(Driver version\s+: ).*", r"\1VERSION"),
     (r"(tessaline I2C adapter|sensor board bus) (\d) *", r"ADAPTER \2 "),
     (r"(Identity:\s+).*(\[version).*", r"\1WATCHDOG"),
+    (r"(MAJOR=)2[3-5]\d", r"\1DYNAMIC"),
     (r"\b\d+\.\d{6} ", "TIME "),
-    (r"(delta|latency): .*? ms", r"\1: TIME"),
+    (r"(ts|delta): [\d.]+( ms)?", r"\1: TIME"),
+    (r"^\s*Video Capture: Frame #.*\r", ""),
 ]]
 
 
