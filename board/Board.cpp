@@ -101,7 +101,6 @@ void DescribeThermometer(SystemTree& tree, const products::Thermometer& thermome
 }
 
 void DescribeWatchdog(SystemTree& tree, const Watchdog& watchdog) {
-  constexpr unsigned kMagicCloseAndPing = 0x8180;
   const std::string folder = tree.Add({"watchdog0",
                                        kFirstDynamicMajor + 1,
                                        0,
@@ -109,8 +108,10 @@ void DescribeWatchdog(SystemTree& tree, const Watchdog& watchdog) {
                                        {{"identity", Watchdog::Identity()},
                                         {"nowayout", "0"},
                                         {"bootstatus", "0"},
-                                        {"status", "0x0"},
-                                        {"options", fmt::format("0x{:x}", kMagicCloseAndPing)}}});
+                                        {"min_timeout", std::to_string(Watchdog::kMinTimeout)},
+                                        {"max_timeout", std::to_string(Watchdog::kMaxTimeout)}}});
+  tree.Add(folder + "/status",
+           [&watchdog] { return fmt::format("0x{:x}", watchdog.TakeStatus()); });
   tree.Add(folder + "/timeout", [&watchdog] { return std::to_string(watchdog.Timeout()); });
   tree.Add(folder + "/state",
            [&watchdog] { return watchdog.Left() == Watchdog::kNotArmed ? "inactive" : "active"; });

@@ -22,7 +22,6 @@ constexpr std::string_view kName = "watchdog";
 constexpr std::string_view kIdentity = "cdns_wdt watchdog";
 
 constexpr int kDefaultTimeout = 10;  // seconds
-constexpr int kMaxTimeout = 516;     // seconds; the limit of the hardware's counter
 constexpr char kMagicClose = 'V';
 
 // Returns an ioctl's result through its argument.
@@ -52,7 +51,7 @@ class Watchdog::Timer {
     if (occupied_ || !seat_.Take()) return false;
     occupied_ = true;
     timer->may_stop = false;
-    timer->Start();
+    timer->Feed();
     return true;
   }
 
@@ -63,25 +62,34 @@ class Watchdog::Timer {
     occupied_ = false;
     if (!seat_.Leave()) return false;
     if (timer->may_stop) timer->Stop();
-    return timer->may_stop;
+    return std::exchange(timer->may_stop, false);
   }
 
   void Feed() {
     const auto timer = state_.Lock();
-    if (timer->deadline_ns) timer->Start();
+    if (timer->deadline_ns) timer->Feed();
+  }
+
+  // What happened since it was asked for last.
+  int TakeStatus() {
+    const auto timer = state_.Lock();
+    const int status =
+        (timer->fed ? WDIOF_KEEPALIVEPING : 0) | (timer->may_stop ? WDIOF_MAGICCLOSE : 0);
+    timer->fed = false;
+    return status;
   }
 
   void Write(std::string_view text) {
     const auto timer = state_.Lock();
     timer->may_stop = text.find(kMagicClose) != std::string_view::npos;
-    if (timer->deadline_ns) timer->Start();
+    if (timer->deadline_ns) timer->Feed();
   }
 
   int SetTimeout(int seconds) {
     const auto timer = state_.Lock();
-    if (seconds < 1 || seconds > kMaxTimeout) return -EINVAL;
+    if (seconds < kMinTimeout || seconds > kMaxTimeout) return -EINVAL;
     timer->timeout = seconds;
-    if (timer->deadline_ns) timer->Start();
+    if (timer->deadline_ns) timer->Feed();
     return 0;
   }
 
@@ -94,7 +102,7 @@ class Watchdog::Timer {
     const auto timer = state_.Lock();
     if ((options & (WDIOS_DISABLECARD | WDIOS_ENABLECARD)) == 0) return -EINVAL;
     if ((options & WDIOS_DISABLECARD) != 0) timer->Stop();
-    if ((options & WDIOS_ENABLECARD) != 0) timer->Start();
+    if ((options & WDIOS_ENABLECARD) != 0) timer->Feed();
     return 0;
   }
 
@@ -110,7 +118,8 @@ class Watchdog::Timer {
   struct State {
     bool Bitten() const { return deadline_ns && NowNs() > *deadline_ns; }
 
-    void Start() {
+    void Feed() {
+      fed = true;
       if (Bitten()) return;
       deadline_ns = NowNs() + timeout * kNsPerSecond;
     }
@@ -120,6 +129,7 @@ class Watchdog::Timer {
     }
 
     bool may_stop = false;
+    bool fed = false;  // since the status was asked for
     int timeout = kDefaultTimeout;
     std::optional<std::int64_t> deadline_ns;  // of an armed timer
   };
@@ -151,7 +161,7 @@ class Watchdog::File : public OpenFile {
       case WDIOC_GETSUPPORT:
         return Get("WDIOC_GETSUPPORT", Put(argument, Info()));
       case WDIOC_GETSTATUS:
-        return Get("WDIOC_GETSTATUS", Put(argument, 0));
+        return Get("WDIOC_GETSTATUS", Put(argument, timer_->TakeStatus()));
       case WDIOC_GETBOOTSTATUS:
         return Get("WDIOC_GETBOOTSTATUS", Put(argument, 0));
       case WDIOC_SETOPTIONS:
@@ -203,6 +213,8 @@ Watchdog::Watchdog(BoardMemory& memory) : timer_(std::make_shared<Timer>(memory)
 double Watchdog::Left() const { return timer_->Left(); }
 
 int Watchdog::Timeout() const { return timer_->Timeout(); }
+
+int Watchdog::TakeStatus() const { return timer_->TakeStatus(); }
 
 std::string Watchdog::Identity() { return std::string(kIdentity); }
 

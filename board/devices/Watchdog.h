@@ -20,6 +20,10 @@ class Watchdog : public CountedDevice {
   // Seconds until it bites, negative if it has bitten, or kNotArmed.
   double Left() const;
   int Timeout() const;  // seconds
+  // The status of WDIOC_GETSTATUS: fed since it was asked for last, and may be stopped.
+  int TakeStatus() const;
+  static constexpr int kMinTimeout = 1;    // seconds
+  static constexpr int kMaxTimeout = 516;  // seconds; the limit of the hardware's counter
   static std::string Identity();
 
   std::string Name() const override;

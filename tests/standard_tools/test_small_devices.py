@@ -170,6 +170,19 @@ def test_wdctl_shows_the_watchdog(board):
     assert re.search(r"Timeout: +10 seconds", shown)
 
 
+def test_wdctl_shows_that_opening_feeds(board):
+    shown = board("K3610").output("wdctl", "/dev/watchdog0")
+    assert re.search(r"^KEEPALIVEPING .* 1 +0$", shown, re.MULTILINE)
+
+
+@pytest.mark.parametrize("write", ["", "; printf V >&3"])
+def test_the_status_is_shown_once(board, write):
+    script = ("s=/sys/class/watchdog/watchdog0/status; exec 3>/dev/watchdog" + write +
+              "; read first <$s; read second <$s; echo $first $second")
+    expected = "0x8100 0x100" if write else "0x8000 0x0"
+    assert board("K3610").output("sh", "-c", script).strip() == expected
+
+
 def test_wdctl_sets_the_timeout(board):
     here = board("K3610")
     here.output("wdctl", "-s", "30", "/dev/watchdog0")

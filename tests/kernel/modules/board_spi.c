@@ -212,7 +212,7 @@ static void set_cs(struct spi_device *device, bool high)
 
 static int add_bus(int number)
 {
-	struct spi_board_info info = {.modalias = "dh2228fv", .bus_num = number, .max_speed_hz = 20000000};
+	struct spi_board_info info = {.modalias = "dh2228fv", .bus_num = number, .max_speed_hz = 25000000};
 	struct spi_controller *controller;
 	int result;
 

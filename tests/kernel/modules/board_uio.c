@@ -58,7 +58,7 @@ static int probe(struct platform_device *device)
 			return irq;
 		spin_lock_init(&lines[i].lock);
 		lines[i].info = (struct uio_info){
-			.name = names[i], .version = "1", .irq = irq,
+			.name = names[i], .version = "devicetree", .irq = irq,
 			.handler = fired, .irqcontrol = control, .priv = &lines[i],
 		};
 		result = devm_uio_register_device(&device->dev, &lines[i].info);
