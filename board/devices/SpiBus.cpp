@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "devices/Outcome.h"
+#include "memory/Seat.h"
 #include "memory/Shared.h"
 
 namespace board {
@@ -105,12 +106,25 @@ void CopyOut(const std::vector<Transfer>& transfers, std::span<const spi_ioc_tra
 
 }  // namespace
 
-// The settings belong to the device, not to the open file.
+// The settings belong to the device, not to the open file. The driver forgets the speed when
+// nobody has the device open.
 struct SpiBus::Line {
   struct Settings {
     std::uint32_t mode = SPI_MODE_0;
     std::uint32_t speed_hz = kMaxSpeedHz;
   };
+
+  void Occupy() {
+    const auto wire = settings.Lock();
+    if (users++ > 0) return;
+    if (!seat.TakenElsewhere()) wire->speed_hz = kMaxSpeedHz;
+    seat.Join();
+  }
+
+  void Vacate() {
+    const auto guard = settings.Lock();
+    if (--users == 0) seat.Leave();
+  }
 
   void Run(std::vector<Transfer>& transfers) {
     const auto wire = settings.Lock();
@@ -157,12 +171,17 @@ struct SpiBus::Line {
   const std::string name;
   const std::shared_ptr<SpiChip> chip;
   Shared<Settings> settings;  // locked while the wire is in use
+  Seat seat;                  // of the processes that have the device open
+  unsigned users = 0;         // files of this process; guarded by the lock of the settings
 };
 
 class SpiBus::File : public OpenFile {
  public:
   File(std::shared_ptr<Line> line, OpenToken token)
-      : line_(std::move(line)), token_(std::move(token)) {}
+      : line_(std::move(line)), token_(std::move(token)) {
+    line_->Occupy();
+  }
+  ~File() override { line_->Vacate(); }
 
   ssize_t Read(void* buffer, std::size_t size) override {
     return Plain("read", buffer, size, [&] {
@@ -284,7 +303,8 @@ SpiBus::SpiBus(BoardMemory& memory, unsigned controller, unsigned select,
                std::shared_ptr<SpiChip> chip)
     : line_(new Line{.name = "spi" + std::to_string(controller) + '.' + std::to_string(select),
                      .chip = std::move(chip),
-                     .settings = Shared<Line::Settings>(memory)}) {}
+                     .settings = Shared<Line::Settings>(memory),
+                     .seat = Seat(memory, Seat::kSpi)}) {}
 
 std::string SpiBus::Name() const { return line_->name; }
 

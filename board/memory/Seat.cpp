@@ -24,6 +24,11 @@ bool Seat::Take() {
   return true;
 }
 
+void Seat::Join() {
+  if (file_ >= 0) Lock(F_OFD_SETLK, F_RDLCK);
+  holder_ = getpid();
+}
+
 bool Seat::Leave() {
   if (holder_ != getpid()) return false;
   if (file_ >= 0) Lock(F_OFD_SETLK, F_UNLCK);

@@ -12,11 +12,13 @@ namespace board {
 class Seat {
  public:
   // What there is one user of.
-  enum Number : unsigned { kImages, kStrips, kWatchdog };
+  enum Number : unsigned { kImages, kStrips, kWatchdog, kSpi };
   Seat(const BoardMemory& memory, unsigned number) : file_(memory.File()), number_(number) {}
 
   // False: another process has it.
   bool Take();
+  // Several processes may sit here together.
+  void Join();
   // False: this process has not taken it. The child of a fork does not end its parent's right.
   bool Leave();
   bool TakenElsewhere() const;

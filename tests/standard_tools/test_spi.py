@@ -25,6 +25,30 @@ def test_config_sets_mode_and_speed(board, model, device):
     assert any(line.endswith("SPI_IOC_WR_MAX_SPEED_HZ 1000000") for line in written)
 
 
+# The kernel forgets the speed when the last program closes the device, but not the mode.
+@models
+def test_the_speed_is_forgotten_at_the_last_close(board, model, device):
+    program = """
+import fcntl, os, struct, sys
+READ, WRITE, READ_MODE, WRITE_MODE = 0x80046B04, 0x40046B04, 0x80016B01, 0x40016B01
+device = sys.argv[1]
+
+def speed(fd):
+    return struct.unpack("I", fcntl.ioctl(fd, READ, bytes(4)))[0]
+
+first = os.open(device, os.O_RDWR)
+fcntl.ioctl(first, WRITE, struct.pack("I", 1000000))
+fcntl.ioctl(first, WRITE_MODE, b"\\1")
+second = os.open(device, os.O_RDWR)
+os.close(first)
+kept = speed(second)
+os.close(second)
+third = os.open(device, os.O_RDWR)
+print(kept, speed(third), fcntl.ioctl(third, READ_MODE, bytes(1))[0])
+""".replace("sys.argv[1]", repr(device))
+    assert board(model).python(program).split() == ["1000000", "25000000", "1"]
+
+
 @models
 @pytest.mark.parametrize("option", [["-b", "16"], ["-l", "1"]], ids=lambda option: option[0])
 def test_config_is_refused_what_the_controller_cannot_do(board, model, device, option):

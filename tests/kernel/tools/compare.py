@@ -16,6 +16,7 @@ REPLACED = [(re.compile(pattern, re.MULTILINE), text) for pattern, text in [
     (r"platform:(?:video|board_video\.)([01])", r"BUS\1"),
     (r"(Driver version\s+: ).*", r"\1VERSION"),
     (r"(tessaline I2C adapter|sensor board bus) (\d) *", r"ADAPTER \2 "),
+    (r"\b(xadc|tessaline-monitor)\b", "THERMOMETER"),
     (r"(Identity:\s+).*(\[version).*", r"\1WATCHDOG"),
     (r"(MAJOR=)2[3-5]\d", r"\1DYNAMIC"),
     (r"\b\d+\.\d{6} ", "TIME "),
