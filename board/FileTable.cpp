@@ -49,9 +49,8 @@ Table& TheTable() {
 
 int NewDescriptor(const Entry& entry, bool close_on_exec) {
   if (const PollSign* sign = entry.file->Sign()) return sign->Duplicate(close_on_exec);
-  const int fd =
-      real::Eventfd(MarkOf(entry.path, entry.file->Flags()),
-                    EFD_NONBLOCK | (close_on_exec ? EFD_CLOEXEC : 0));  // always ready
+  const int fd = real::Eventfd(MarkOf(entry.path, entry.file->Flags()),
+                               EFD_NONBLOCK | (close_on_exec ? EFD_CLOEXEC : 0));  // always ready
   return fd < 0 ? -errno : fd;
 }
 
