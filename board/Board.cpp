@@ -167,7 +167,10 @@ void BeforeFork() {
 }
 
 void AfterFork(bool child) {
-  if (const auto& board = TheSlot().board) board->engine().UnlockAfterFork(child);
+  if (const auto& board = TheSlot().board) {
+    board->engine().UnlockAfterFork(child);
+    if (child) board->memory().Renew();
+  }
   TheSlot().mutex.unlock();
   if (child) {
     RenewAfterFork();

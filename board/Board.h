@@ -46,7 +46,7 @@ class Board {
   // The number of open files of a device. -1: the device does not exist or does not count them.
   int OpenFiles(const std::string& device) const;
 
-  const BoardMemory& memory() const { return *memory_; }
+  BoardMemory& memory() { return *memory_; }
   FpgaModel& fpga() { return *fpga_; }
   FrameEngine& engine() { return *engine_; }
   Gpio& gpio() { return *gpio_; }

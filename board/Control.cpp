@@ -136,7 +136,9 @@ std::unique_ptr<board::BoardMemory> MemoryFromEnvironment(const char* model) {
   if (const char* file = Environment(kShared)) {
     memory = board::BoardMemory::Join(file, model);
     if (memory == nullptr && errno != 0) {
-      EndIf(kShared, fmt::format("{}: {}", file, strerror(errno)));
+      EndIf(kShared, errno == ENOENT   ? "the run whose board this program would share has ended"
+                     : errno == EACCES ? "the board that programs share is another user's"
+                                       : fmt::format("{}: {}", file, strerror(errno)));
     }
     if (memory == nullptr) {
       std::fprintf(stderr,
@@ -160,7 +162,7 @@ __attribute__((constructor)) void SetUpFromEnvironment() {
     std::fprintf(stderr, "TESSALINE_BOARD: there is no board for model \"%s\"\n", model);
     return;
   }
-  EndIf("TESSALINE_BOARD_STATE", chips.Wrong());
+  EndIf("tessaline-board", chips.Wrong());
   if (const char* factor = Environment("TESSALINE_BOARD_SLEEP")) {
     tessaline_board_set_sleep_factor(std::strtod(factor, nullptr));
   }

@@ -51,7 +51,10 @@ int OpenDevice(int directory, const char* path, int flags) {
   if (only_place) return OpenPlace(board, *place, flags);
   const std::string found = place ? place->path : path;
   Device* device = board->Find(found);
-  if (device == nullptr) return kNotOurs;
+  if (device == nullptr) {
+    const bool makes = (flags & O_CREAT) != 0 && directory == AT_FDCWD && *path != '/';
+    return makes && IsInEmptyFolder() ? -EACCES : kNotOurs;
+  }
   const std::string name = device->Name();
   if (const int error = PlantedFault(name, "open").error; error != 0) return -error;
   auto [file, error] = device->Open(found, flags);

@@ -44,6 +44,9 @@ auto InBoard(bool cancellation_point, Call call) {
 constexpr int kNotOurs = 1 << 30;
 int OpenDevice(int directory, const char* path, int flags);
 
+// Whether the working folder is one that only the board has (see InterposeWorkingFolder.cpp).
+bool IsInEmptyFolder();
+
 // Runs a call on the file behind a board descriptor. The call is given a flag that says whether to
 // do only half.
 template <typename Call>

@@ -26,8 +26,15 @@ std::string_view Root() {
   return root == nullptr ? std::string_view() : root;
 }
 
+bool IsEmptyFolder(std::string_view path) {
+  const std::string_view root = Root();
+  return !root.empty() && path.starts_with(root) && path.substr(root.size()).starts_with('/');
+}
+
 int EnterEmpty(const std::string& path) {
   const std::string root(Root());
+  constexpr mode_t kOnlyOurs = 0700;
+  if (mkdir(root.c_str(), kOnlyOurs) != 0 && errno != EEXIST) return -errno;
   for (std::size_t end = path.find('/', 1);; end = path.find('/', end + 1)) {
     const std::string folder = root + path.substr(0, end);
     if (mkdir(folder.c_str(), 0755) != 0 && errno != EEXIST) return -errno;
@@ -44,9 +51,7 @@ int ChangeFolder(const char* path) {
       return place->node.IsFolder() ? EnterEmpty(place->path) : -ENOTDIR;
     }
     // From an empty folder the kernel would go elsewhere.
-    char folder[PATH_MAX];
-    if (real::Getcwd(folder, sizeof folder) == nullptr) return kNotOurs;
-    if (!std::string_view(folder).starts_with(Root())) return kNotOurs;
+    if (!IsInEmptyFolder()) return kNotOurs;
     const std::string absolute = AbsolutePath(*board, path);
     return syscall(SYS_chdir, absolute.c_str()) == 0 ? 0 : -errno;
   });
@@ -73,16 +78,27 @@ int ChangeFolderTo(int fd) {
 
 char* WorkingFolder(char* buffer, std::size_t size) {
   char* const folder = real::Getcwd(buffer, size);
-  const std::string_view root = Root();
-  if (folder == nullptr || root.empty()) return folder;
-  const std::string_view path = folder;
-  if (path.starts_with(root) && path.substr(root.size()).starts_with('/')) {
-    std::memmove(folder, folder + root.size(), path.size() - root.size() + 1);
-  }
+  if (folder == nullptr || !IsEmptyFolder(folder)) return folder;
+  const std::size_t root = Root().size();
+  std::memmove(folder, folder + root, std::strlen(folder) - root + 1);
   return folder;
 }
 
+char* WorkingFolderAsTheShellCallsIt() {
+  char folder[PATH_MAX];
+  if (real::Getcwd(folder, sizeof folder) != nullptr && IsEmptyFolder(folder)) {
+    return WorkingFolder(nullptr, 0);
+  }
+  return real::GetCurrentDirName();
+}
+
 }  // namespace
+
+bool IsInEmptyFolder() {
+  char folder[PATH_MAX];
+  return real::Getcwd(folder, sizeof folder) != nullptr && IsEmptyFolder(folder);
+}
+
 }  // namespace board
 
 #pragma GCC visibility push(default)
@@ -96,7 +112,7 @@ char* __getcwd_chk(char* buffer, size_t size, size_t room) {
   if (size > room) abort();
   return board::WorkingFolder(buffer, size);
 }
-char* get_current_dir_name() { return board::WorkingFolder(nullptr, 0); }
+char* get_current_dir_name() { return board::WorkingFolderAsTheShellCallsIt(); }
 
 }  // extern "C"
 #pragma GCC visibility pop

@@ -34,6 +34,7 @@ constinit LibraryCall<ssize_t(int, void*, std::size_t)> read_call("read");
 constinit LibraryCall<ssize_t(int, const void*, std::size_t)> write_call("write");
 constinit LibraryCall<int(int)> close_call("close");
 constinit LibraryCall<char*(char*, std::size_t)> getcwd_call("getcwd");
+constinit LibraryCall<char*()> current_name_call("get_current_dir_name");
 constinit LibraryCall<int(int, int, ...)> fcntl_call("fcntl");
 constinit LibraryCall<int(pollfd*, nfds_t, int)> poll_call("poll");
 constinit LibraryCall<int(pollfd*, nfds_t, const timespec*, const sigset_t*)> ppoll_call("ppoll");
@@ -83,6 +84,7 @@ __attribute__((constructor(101))) void LookUpAll() {
   write_call.Get();
   close_call.Get();
   getcwd_call.Get();
+  current_name_call.Get();
   fcntl_call.Get();
   poll_call.Get();
   ppoll_call.Get();
@@ -296,6 +298,8 @@ int Glob(const char* pattern, int flags, int (*error)(const char*, int), glob_t*
 }
 
 char* Realpath(const char* path, char* resolved) { return realpath_call.Get()(path, resolved); }
+
+char* GetCurrentDirName() { return current_name_call.Get()(); }
 
 char* Getcwd(char* buffer, std::size_t size) { return getcwd_call.Get()(buffer, size); }
 

@@ -19,6 +19,7 @@
 // The C library's own functions, whose names the board interposes.
 namespace board::real {
 
+char* GetCurrentDirName();
 char* Getcwd(char* buffer, std::size_t size);
 int Fstatat(int directory, const char* path, struct stat* status, int flags);
 int Statx(int directory, const char* path, int flags, unsigned mask, struct statx* status);

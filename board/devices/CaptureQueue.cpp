@@ -30,7 +30,7 @@ timeval MonotonicTime() {
 }  // namespace
 
 CaptureQueue::CaptureQueue(BoardMemory& memory, Seat::Number seat)
-    : common_(memory.Place<Common>()), seat_(memory, seat) {}
+    : common_(memory.Place<Common>()), seat_(memory, seat), shared_(memory.IsShared()) {}
 
 int CaptureQueue::TryFormat(v4l2_format* format) {
   if (format->type != V4L2_BUF_TYPE_VIDEO_CAPTURE) return -EINVAL;
@@ -359,9 +359,10 @@ bool CaptureQueue::StreamsElsewhere() const {
   return where != 0 && where != getpid() && seat_.TakenElsewhere();
 }
 
+// The child of a fork has its parent's files, but frames come to the parent.
 bool CaptureQueue::Streaming() const {
   const std::lock_guard lock(mutex_);
-  return streaming_;
+  return streaming_ && (!shared_ || common_.streaming_in == getpid());
 }
 
 std::size_t CaptureQueue::FormatBytes() const {

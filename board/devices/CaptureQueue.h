@@ -120,6 +120,7 @@ class CaptureQueue {
 
   Common& common_;
   Seat seat_;
+  const bool shared_;
   mutable std::mutex mutex_;
   std::condition_variable fill_ended_;
   Doorbell filled_;

@@ -54,7 +54,6 @@ class Uio::Interrupt {
   }
 
   void Add(PollSign& sign) {
-    if (shared_) ListenToOthers();
     const std::lock_guard lock(mutex_);
     signs_.Add(sign);
   }
@@ -95,6 +94,7 @@ class Uio::Interrupt {
   short Ready(const std::atomic<std::uint32_t>& seen, PollSign& sign) {
     const std::lock_guard lock(mutex_);
     if (gone_) return signs_.Watch(sign, POLLERR | POLLHUP);
+    if (shared_) ListenToOthers();
     TellLocked();
     return signs_.Watch(sign, told_ != seen ? POLLIN | POLLRDNORM : 0);
   }

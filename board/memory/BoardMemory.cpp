@@ -24,11 +24,16 @@ std::byte* Map(int file) {
   return memory == MAP_FAILED ? nullptr : static_cast<std::byte*>(memory);
 }
 
+PrivateDescriptor OpenAgain(const PrivateDescriptor& file) {
+  const std::string path = "/proc/self/fd/" + std::to_string(file.Get());
+  return PrivateDescriptor(real::Open(AT_FDCWD, path.c_str(), O_RDWR | O_CLOEXEC, 0));
+}
+
 }  // namespace
 
 struct BoardMemory::Header {
   char model[64];
-  bool complete;
+  std::size_t used;  // by the parts; 0: they do not all have their places yet
 };
 
 BoardMemory::BoardMemory(PrivateDescriptor file, std::byte* memory)
@@ -64,9 +69,10 @@ std::unique_ptr<BoardMemory> BoardMemory::Join(const std::string& path, const st
   std::byte* const memory = usable ? Map(file.Get()) : nullptr;
   if (memory == nullptr) return nullptr;
   std::unique_ptr<BoardMemory> joined(new BoardMemory(std::move(file), memory));
+  joined->lock_file_ = OpenAgain(joined->file_);
   Header& head = joined->Head();
   const std::string_view name = std::string_view(model).substr(0, sizeof head.model - 1);
-  joined->first_ = !head.complete;
+  joined->first_ = head.used == 0;
   if (joined->first_) {
     std::fill_n(memory, kBytes, std::byte{});
     name.copy(head.model, name.size());
@@ -79,8 +85,16 @@ std::unique_ptr<BoardMemory> BoardMemory::Join(const std::string& path, const st
 
 void BoardMemory::Complete() {
   if (!IsShared()) return;
-  Head().complete = true;
+  if (first_) Head().used = used_;
+  if (Head().used != used_) wrong_ = "another version of the virtual board made the shared one";
   flock(file_.Get(), LOCK_UN);
+}
+
+void BoardMemory::Renew() {
+  if (!IsShared()) return;
+  const PrivateDescriptor renewed = OpenAgain(file_);
+  // The same number, which the seats know.
+  if (renewed.Get() >= 0) real::Dup3(renewed.Get(), lock_file_.Get(), O_CLOEXEC);
 }
 
 void* BoardMemory::Next(std::size_t bytes, std::size_t alignment) {

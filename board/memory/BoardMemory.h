@@ -64,8 +64,11 @@ class BoardMemory {
   // All parts have their places. Until then no other process gets further than Join().
   void Complete();
 
+  // For the child of a fork: its locks are not its parent's.
+  void Renew();
+
   // The file, for locks that the kernel keeps; negative: the board is not shared.
-  int File() const { return file_.Get(); }
+  int LockFile() const { return lock_file_.Get(); }
 
  private:
   struct Header;
@@ -76,6 +79,8 @@ class BoardMemory {
   Header& Head() const;
 
   const PrivateDescriptor file_;
+  // Opened a second time: a mapping keeps an open file, and its locks, in a child that lives on.
+  PrivateDescriptor lock_file_;
   std::byte* const memory_;
   bool first_ = true;
   std::size_t used_ = 0;

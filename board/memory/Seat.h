@@ -13,7 +13,7 @@ class Seat {
  public:
   // What there is one user of.
   enum Number : unsigned { kImages, kStrips, kWatchdog, kSpi };
-  Seat(const BoardMemory& memory, unsigned number) : file_(memory.File()), number_(number) {}
+  Seat(const BoardMemory& memory, unsigned number) : file_(memory.LockFile()), number_(number) {}
 
   // False: another process has it.
   bool Take();

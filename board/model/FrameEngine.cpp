@@ -171,7 +171,11 @@ bool FrameEngine::IsOurs() {
   for (const CaptureQueue* const queue : {first, second}) {
     if (queue->StreamsElsewhere()) return false;
     if (!queue->Streaming()) continue;
-    state_.worker = getpid();
+    if (const pid_t self = getpid(); state_.worker.exchange(self) != self) {
+      // Triggers that came while nobody took frames are gone.
+      state_.software_triggers = 0;
+      state_.external_edges = 0;
+    }
     return true;
   }
   return state_.worker == getpid();

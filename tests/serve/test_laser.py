@@ -49,8 +49,6 @@ def test_a_signal_that_asks_for_the_end_switches_it_off(lit, number):
     assert not lit.socket.exists()
 
 
-@pytest.mark.xfail(strict=True, reason="the virtual board takes a SIGSEGV that another process has "
-                   "sent for a fault of its own, and the daemon goes on")
 def test_a_segmentation_fault_ends_the_daemon(lit):
     assert lit.end(signal.SIGSEGV, seconds=2) == -signal.SIGSEGV
 

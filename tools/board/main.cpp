@@ -6,8 +6,10 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <cstdint>
 #include <cstdlib>
 #include <filesystem>
+#include <random>
 #include <string>
 
 #include "BoardLibrary.h"
@@ -29,7 +31,12 @@ void Set(const char* variable, const std::string& value) {
 }
 
 fs::path AbsolutePath(const std::string& path) {
-  return path.empty() ? fs::path() : fs::absolute(path).lexically_normal();
+  if (path.empty()) return {};
+  std::error_code error;
+  const fs::path absolute = fs::absolute(path, error);
+  if (!error) return absolute.lexically_normal();
+  throw Failure(ExitCode::kUsage,
+                fmt::format("{}: the working folder is gone: {}", path, error.message()));
 }
 
 // Makes the folder if there is none.
@@ -60,12 +67,17 @@ Descriptor SharedMemory() {
   return memory;
 }
 
-// Empty folders for programs whose working folder is one that only the board has.
+// Empty folders for programs whose working folder is one that only the board has. The first of them
+// makes the folder.
 class EmptyFolders {
  public:
   EmptyFolders() {
-    std::string name = (fs::temp_directory_path() / "tessaline-board-XXXXXX").native();
-    if (mkdtemp(name.data()) != nullptr) folder_ = name;
+    std::error_code error;
+    const fs::path temporary = fs::temp_directory_path(error);
+    if (error) return;
+    std::random_device random;
+    const std::uint64_t number = std::uint64_t{random()} << 32 | random();
+    folder_ = (temporary / fmt::format("tessaline-board-{:016x}", number)).native();
   }
   ~EmptyFolders() {
     std::error_code ignored;
