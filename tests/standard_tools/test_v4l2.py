@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import re
 import shutil
+import struct
 
 import pytest
 
@@ -174,6 +175,19 @@ def test_gstreamer_captures(streaming, tmp_path, node, mode):
                   "num-buffers=5", "!", f"video/x-raw,format=GRAY8,width={width},height={height}",
                   "!", "filesink", f"location={file}")
     assert file.stat().st_size == 5 * frame_bytes(shared, node)
+
+
+@nodes
+def test_gstreamer_makes_a_picture(streaming, tmp_path, node):
+    shared = streaming("K3610", node)
+    width, height = frame_size(shared, node)
+    file = tmp_path / "frame.png"
+    shared.output(needs("gst-launch-1.0"), "-q", "v4l2src", f"device={node}", "num-buffers=1", "!",
+                  "pngenc", "!", "filesink", f"location={file}")
+    picture = file.read_bytes()
+    assert picture[:8] == b"\x89PNG\r\n\x1a\n" and picture.endswith(b"IEND\xaeB`\x82")
+    # Size, bits a sample, kind: grey.
+    assert struct.unpack(">IIBB", picture[16:26]) == (int(width), int(height), 8, 0)
 
 
 @nodes
