@@ -19,6 +19,12 @@
  *   TESSALINE_BOARD_FAULTS      faults planted at power-up: "call video1 VIDIOC_DQBUF EIO; absent
  *                               eeprom", or "@FILE"; see docs/virtual-board.md
  *   TESSALINE_BOARD_REPLAY      set by "tessaline replay": where recorded frames come from
+ *   TESSALINE_BOARD_SHARED      set by "tessaline-board run": the memory of the board that its
+ *                               programs share
+ *   TESSALINE_BOARD_STATE       folder for what the board keeps without power: EEPROM and
+ *                               potentiometer
+ *   TESSALINE_BOARD_FOLDERS     set by "tessaline-board run": where the working folders are that
+ *                               only the board has
  *   TESSALINE_BOARD_TRANSCRIPT  file that receives the transcript at process exit;
  *                               JSON lines when its name ends in ".json"; other processes that
  *                               inherit it write files beside it, "log.NAME-PID.txt"
@@ -45,7 +51,8 @@ extern "C" {
 
 /**
  * Plugs in the board of a product and powers it up: registers, chips, counters
- * and frame streams at their reset values, faults and transcript empty.
+ * and frame streams at their reset values, faults and transcript empty. It is this
+ * process's own, also where programs share another one.
  *
  * @param model  model code; its first three characters choose the board, the rest
  *               may choose a variant ("K3810", "...arm_rebuild", "...ch16...")
