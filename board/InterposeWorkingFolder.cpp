@@ -1,5 +1,5 @@
 // The working folder. The kernel cannot go into a folder that only the board has, so it goes into
-// an empty one of the same name, below a folder that `tessaline-board run` has made. So programs
+// an empty one of the same name, below a folder that `tessaline-board run` has named. So programs
 // that are started there are there, too.
 
 #include <errno.h>
