@@ -95,6 +95,12 @@ void Acquisition::SetUp(const Session& session, bool images) const {
 
 std::vector<Step> Acquisition::Settings(const Model& model, bool images) const {
   std::vector<Step> steps = StepsAfterStart(recipe_, model, images);
+  for (Step& step : Collect(images)) steps.push_back(std::move(step));
+  return steps;
+}
+
+std::vector<Step> Acquisition::Collect(bool images) {
+  std::vector<Step> steps;
   const unsigned mode = images ? 1 : 0;
   steps.push_back(
       {fmt::format("SetCollectMode({})", mode), "", [mode] { return SetCollectMode(mode) == 0; }});

@@ -28,6 +28,8 @@ class Acquisition {
 
   // Sets up a started device for images or strips.
   std::vector<Step> Settings(const Model& model, bool images) const;
+  // The part of these that is about frames and counters, not settings.
+  static std::vector<Step> Collect(bool images);
 
   // Makes them on the sensor that was started; where a daemon has it, only what was asked for, and
   // throws a Failure unless it takes such frames now.

@@ -89,6 +89,16 @@ void AddTo(Json& json, const Failure& failure) {
   json["status"] = static_cast<int>(failure.code());
 }
 
+Failure FailureIn(const Json& json) {
+  const auto text = [&](const char* key) {
+    return json.contains(key) && json[key].is_string() ? json[key].get<std::string>() : "";
+  };
+  const bool has_status = json.contains("status") && json["status"].is_number_integer();
+  const int status =
+      has_status ? json["status"].get<int>() : static_cast<int>(ExitCode::kUnreachable);
+  return {static_cast<ExitCode>(status), text("error"), text("advice")};
+}
+
 std::string Session::BoardLine() const {
   if (on_virtual_board()) return fmt::format("# virtual board of a {}\n", Board());
   if (!live_) return {};

@@ -16,6 +16,8 @@ namespace tool {
 
 // Adds what went wrong and what to do next: `error`, `advice`, `status`.
 void AddTo(Json& json, const Failure& failure);
+// The other way round; what is missing stays empty.
+Failure FailureIn(const Json& json);
 
 // The options of every sub-command.
 struct CommonOptions {

@@ -1,27 +1,18 @@
-#include <signal.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <filesystem>
-#include <fstream>
 #include <optional>
 
-#include "Acquisition.h"
-#include "ChildProcess.h"
 #include "Counted.h"
-#include "Device.h"
 #include "EepromStore.h"
 #include "Failure.h"
-#include "Interrupt.h"
-#include "Preload.h"
 #include "RecipeText.h"
-#include "VirtualBoard.h"
 #include "capture/BagMeasuring.h"
+#include "capture/RecordSource.h"
 #include "commands/Commands.h"
 #include "record/RingRecorder.h"
-#include "record/front/Variables.h"
 #include "watch/Terminal.h"
 
 namespace tool {
@@ -50,8 +41,6 @@ constexpr About kRecordAbout{
 constexpr std::chrono::milliseconds kSlice{5};
 constexpr std::chrono::milliseconds kShowEvery{500};
 constexpr double kMostRingSeconds = 3600;
-constexpr unsigned kLeastMegabytes = 16;
-constexpr unsigned kMostMegabytes = 1 << 20;
 
 // "30", "30s" and "2.5s" are seconds, "2m" minutes; negative if it is none of these.
 double SecondsIn(const std::string& text) {
@@ -77,19 +66,14 @@ CLI::Validator DurationUpTo(double most) {
       "TIME");
 }
 
-class RecordCommand : public Command {
+class RecordCommand : public Command, private RecordTaker {
  public:
   void Describe(CLI::App& parent, CommonOptions& common) override {
     app_ = &AddCommand(parent, kRecordAbout, common);
     app_->add_option("-o,--output", path_, "File to write; it must not exist")
         ->type_name("FILE")
         ->required();
-    app_->add_option("-t,--time", seconds_, "Seconds to record; an application is then interrupted")
-        ->check(NumberIn(0.001, kMostSeconds))
-        ->type_name("SECONDS");
-    app_->add_flag("--strips", strips_, "Only strips, and what else is named here");
-    app_->add_flag("--images", images_, "Only images, and what else is named here");
-    app_->add_flag("--registers", registers_, "Only registers, and what else is named here");
+    app_->add_flag("--registers", source_.registers, "Only registers, and what else is named here");
     app_->add_flag("--points", points_,
                    "Also as messages that viewers of bags show: point clouds and pictures");
     app_->add_option("--ring", ring_, "Flight recorder: how long before an incident")
@@ -98,27 +82,20 @@ class RecordCommand : public Command {
         ->check(DurationUpTo(kMostRingSeconds));
     app_->add_flag("--on-error", on_error_, "Flight recorder: errors, losses, crashes");
     app_->add_flag("--on-trigger", on_trigger_, "Flight recorder: edges of the trigger input");
-    app_->add_option("--memory", megabytes_, "Megabytes that hold what waits for the disk (256)")
-        ->check(CLI::Range(kLeastMegabytes, kMostMegabytes))
-        ->type_name("MB");
-    acquisition_.Describe(*app_);
-    app_->add_option("application", application_, "The application and its arguments, behind --")
-        ->type_name("-- APPLICATION ...");
+    source_.Describe(*app_, "record");
   }
   bool Asked() const override { return app_->parsed(); }
 
   ExitCode Run(Session& session) override {
     // A recorder in front of us takes what is wanted; or it is our own, which has started us.
-    const bool recorded = !Environment(kRingVariable).empty() && application_.empty();
-    if (recorded && !session.options().dry_run) return TakeFrames(session);
-    Check(session);
+    if (source_.TakesFrames(session)) return source_.TakeFrames(session);
+    if (ring_.empty() && (on_error_ || on_trigger_ || !after_.empty())) {
+      throw Failure(ExitCode::kUsage, "--on-error, --on-trigger and --after go with --ring",
+                    "add --ring 30s");
+    }
+    source_.Check(session);
     if (session.options().dry_run) {
-      if (application_.empty()) {
-        acquisition_.Rehearse(session, "record", images_only(), {}, path_);
-      } else {
-        session.Print("would start {} and write {}\n", application_.front(), path_);
-        session.Emit({{"would_start", application_}, {"would_write", path_}});
-      }
+      source_.Rehearse(session, "record", path_);
       return ExitCode::kOk;
     }
     return Record(session);
@@ -127,44 +104,11 @@ class RecordCommand : public Command {
  private:
   using Clock = std::chrono::steady_clock;
 
-  bool everything() const { return !strips_ && !images_ && !registers_; }
-  bool images_only() const { return images_ && !strips_; }
-
-  void Check(Session& session) {
-    if (!application_.empty() && acquisition_.AskedFor()) {
-      throw Failure(ExitCode::kUsage,
-                    "an application makes its settings itself, so none may be given here",
-                    "leave out the settings, or the application");
-    }
-    if (ring_.empty() && (on_error_ || on_trigger_ || !after_.empty())) {
-      throw Failure(ExitCode::kUsage, "--on-error, --on-trigger and --after go with --ring",
-                    "add --ring 30s");
-    }
-    if (!application_.empty()) return;
-    const Model& model = session.model();
-    acquisition_.Settle(session, &model);
-  }
-
-  // The process that takes the frames: it is started below, behind the library in front.
-  ExitCode TakeFrames(Session& session) {
-    const Model& model = session.model();
-    acquisition_.Settle(session, &model);
-    Device device(session);
-    const auto ignore = [](unsigned, unsigned, void*) {};
-    device.Start(ignore, ignore);
-    tool::Run(acquisition_.Settings(model, images_only()));
-    tool::Run(device.Begin(acquisition_.laser()));
-    const auto end = Clock::now() + Nanoseconds(seconds_ == 0 ? kMostSeconds : seconds_);
-    while (Clock::now() < end && !Interrupted()) PauseFor(std::chrono::milliseconds(50));
-    tool::Run(device.End(acquisition_.laser()));
-    return ExitCode::kOk;
-  }
-
   // What the library in front does not know.
   std::string DeviceFacts(const Session& session) const {
     Json json{{"recorder", "tessaline"}};
     session.MarkVirtual(json);
-    if (application_.empty()) json["recipe"] = Json::parse(AsText(acquisition_.recipe()));
+    if (!source_.has_application()) json["recipe"] = Json::parse(AsText(source_.recipe()));
     try {
       const eeprom::Content content = eeprom::Read();
       std::string hex;
@@ -188,110 +132,33 @@ class RecordCommand : public Command {
     return settings;
   }
 
-  std::vector<std::string> Words() const {
-    if (!application_.empty()) return application_;
-    std::ifstream file("/proc/self/cmdline");
-    std::vector<std::string> words;
-    for (std::string word; std::getline(file, word, '\0');) words.push_back(word);
-    words.front() = std::filesystem::read_symlink("/proc/self/exe");
-    return words;
-  }
-
   ExitCode Record(Session& session) {
-    RingRecorder::Settings settings;
-    settings.path = path_;
-    settings.device = DeviceFacts(session);
-    if (!ring_.empty()) settings.before = Nanoseconds(SecondsIn(ring_));
-    settings.after = Nanoseconds(after_.empty() ? 5 : SecondsIn(after_));
-    if (points_) settings.standard = Standard(session, settings.device);
-    settings.on_error = on_error_;
-    settings.on_trigger = on_trigger_;
+    settings_.path = path_;
+    settings_.device = DeviceFacts(session);
+    if (!ring_.empty()) settings_.before = Nanoseconds(SecondsIn(ring_));
+    settings_.after = Nanoseconds(after_.empty() ? 5 : SecondsIn(after_));
+    if (points_) settings_.standard = Standard(session, settings_.device);
+    settings_.on_error = on_error_;
+    settings_.on_trigger = on_trigger_;
     RequireNew();
-    if (application_.empty() && session.live() != nullptr) return RecordLive(session, settings);
-    const std::string front = FindLibrary(kRecorderLibrary);
-    auto ring = ring::RecordRing::Create(std::size_t{megabytes_} << 20);
-    if (!ring) {
-      throw Failure(ExitCode::kFile, fmt::format("there is no memory for {} MB", megabytes_),
-                    "give less with --memory");
-    }
-    RingRecorder recorder(*ring, settings);
-    const ChildProcess::Variables variables{
-        {kRingVariable, ring->Path()}, {kWhatVariable, What()}, {"LD_PRELOAD", InFrontOf(front)}};
-    ChildProcess child = [&] {
-      try {
-        return ChildProcess(Words(), variables);
-      } catch (const Failure&) {
-        recorder.Finish(/*crashed=*/false);
-        for (const std::string& file : recorder.totals().files) std::filesystem::remove(file);
-        throw;
-      }
-    }();
-    signal(SIGXFSZ, SIG_IGN);  // a file-size limit is a full disk; not so for the application
-    std::optional<Failure> failure;
-    const auto guarded = [&failure](auto work) {
-      try {
-        if (!failure) work();
-      } catch (const Failure& now) {
-        failure = now;
-      }
-    };
     start_ = Clock::now();
-    bool interrupted = false;
-    for (auto news = ChildProcess::News::kNone; news != ChildProcess::News::kEnded;) {
-      news = child.Wait(kSlice);
-      if (news == ChildProcess::News::kAsked) guarded([&] { recorder.Incident("SIGUSR1"); });
-      const bool failed = failure.has_value();
-      guarded([&] { recorder.Work(); });
-      if (failure && !failed) {
-        session.Note("{}; the application runs on, and nothing more is recorded", failure->what());
-      }
-      if (IsOver() && !application_.empty() && !std::exchange(interrupted, true)) {
-        child.Signal(SIGINT);
-      }
-      ShowProgress(recorder.totals(), false);
-    }
-    guarded([&] { recorder.Finish(child.crashed()); });
-    ShowProgress(recorder.totals(), true);
-    return Report(session, recorder.totals(failure.has_value()), child.Status(), failure);
+    const RecordSource::End end = source_.Run(session, *this, kSlice);
+    const RingRecorder::Totals totals = recorder_->totals(end.failure.has_value());
+    ShowProgress(totals, true);
+    return Report(session, totals, end);
   }
 
-  // What is to be recorded, as the library in front reads it.
-  std::string What() const {
-    return fmt::format("{}{}{}", strips_ || everything() ? "strips " : "",
-                       images_ || everything() ? "images " : "",
-                       registers_ || everything() ? "registers" : "");
+  void Begin(ring::RecordRing& ring) override { recorder_.emplace(ring, settings_); }
+  void Cancel() override {
+    recorder_->Finish(/*crashed=*/false);
+    for (const std::string& file : recorder_->totals().files) std::filesystem::remove(file);
   }
-
-  // The frames of a sensor that a daemon has. Nobody but the disk and the daemon's end can stop us.
-  ExitCode RecordLive(Session& session, const RingRecorder::Settings& settings) {
-    const live::LiveSensor& sensor = *session.live();
-    sensor.Change(acquisition_.recipe());
-    CatchInterrupts([] {});
-    signal(SIGXFSZ, SIG_IGN);
-    live::LiveSensor::Frames frames = sensor.TakeFrames(What(), megabytes_);
-    RingRecorder recorder(frames.ring, settings);
-    std::optional<Failure> failure;
-    start_ = Clock::now();
-    bool ended = false;
-    try {
-      while (!ended && !Interrupted() && !IsOver()) {
-        ended = frames.ring.Ended() || live::HasEnded(frames.connection);
-        recorder.Work();
-        ShowProgress(recorder.totals(), false);
-        PauseFor(kSlice);
-      }
-      // The daemon puts no more into the ring, so a slow disk comes to an end with it.
-      const bool crashed = ended && !frames.ring.Ended();
-      close(frames.connection);
-      recorder.Finish(crashed);
-    } catch (const Failure& now) {
-      failure = now;
-    }
-    ShowProgress(recorder.totals(), true);
-    const RingRecorder::Totals totals = recorder.totals(failure.has_value());
-    if (ended && !failure) failure = sensor.Gone();  // the file is whole nevertheless
-    return Report(session, totals, /*status=*/0, failure);
+  void Work() override {
+    recorder_->Work();
+    ShowProgress(recorder_->totals(), false);
   }
+  void OnRequest() override { recorder_->Incident("SIGUSR1"); }
+  void Finish(bool crashed) override { recorder_->Finish(crashed); }
 
   // Before the device is started or the memory of a flight recorder fills.
   void RequireNew() const {
@@ -301,8 +168,6 @@ class RecordCommand : public Command {
                     "a recording is never overwritten; choose another name");
     }
   }
-
-  bool IsOver() const { return seconds_ != 0 && Clock::now() - start_ >= Nanoseconds(seconds_); }
 
   void ShowProgress(const RingRecorder::Totals& totals, bool last) {
     if (!IsScreen(STDERR_FILENO)) return;
@@ -318,8 +183,8 @@ class RecordCommand : public Command {
     fflush(stderr);
   }
 
-  ExitCode Report(const Session& session, const RingRecorder::Totals& totals, int status,
-                  const std::optional<Failure>& failure) const {
+  ExitCode Report(const Session& session, const RingRecorder::Totals& totals,
+                  const RecordSource::End& end) const {
     const double seconds = std::chrono::duration<double>(Clock::now() - start_).count();
     const RecordingFile::Counts& written = totals.written;
     Json json{{"files", totals.files},
@@ -331,7 +196,7 @@ class RecordCommand : public Command {
               {"lost_by_device", totals.lost_by_device},
               {"dropped_frames", totals.dropped_frames},
               {"dropped_messages", totals.dropped_others},
-              {"application_status", status}};
+              {"application_status", end.status}};
     std::string warning;
     if (totals.files.empty()) {
       session.Print("nothing happened that the flight recorder was to write\n");
@@ -343,8 +208,8 @@ class RecordCommand : public Command {
       if (!totals.first_incident.empty()) session.Print("because: {}\n", totals.first_incident);
       session.Print("lost by the device {}, dropped by this tool {}\n", totals.lost_by_device,
                     totals.dropped_frames);
-      if (written.strips + written.images == 0 && !failure) {
-        warning = application_.empty()
+      if (written.strips + written.images == 0 && !end.failure) {
+        warning = !source_.has_application()
                       ? "no frames came"
                       : "the application was handed no frames, or uses the library "
                         "in a way that cannot be recorded (linked statically, or "
@@ -357,27 +222,23 @@ class RecordCommand : public Command {
                             totals.incidents_without_file, totals.files.size());
     }
     if (!warning.empty()) json["warning"] = warning;
-    if (failure) AddTo(json, *failure);
+    if (end.failure) AddTo(json, *end.failure);
     session.Emit(json);
     if (!warning.empty() && !session.json()) session.Note("{}", warning);
-    if (failure) throw *failure;
-    return static_cast<ExitCode>(status);
+    if (end.failure) throw *end.failure;
+    return static_cast<ExitCode>(end.status);
   }
 
   CLI::App* app_ = nullptr;
   std::string path_;
-  double seconds_ = 0;
-  bool strips_ = false;
-  bool images_ = false;
-  bool registers_ = false;
   bool points_ = false;
   std::string ring_;
   std::string after_;
   bool on_error_ = false;
   bool on_trigger_ = false;
-  unsigned megabytes_ = 256;
-  Acquisition acquisition_;
-  std::vector<std::string> application_;
+  RecordSource source_;
+  RingRecorder::Settings settings_;
+  std::optional<RingRecorder> recorder_;
   Clock::time_point start_;
   Clock::time_point shown_;
 };

@@ -15,6 +15,7 @@
 #include <utility>
 
 #include "RecipeText.h"
+#include "Session.h"
 #include "live/LiveSocket.h"
 
 namespace tool::live {
@@ -109,14 +110,6 @@ Json BodyOf(const std::string& answer) {
   return json;
 }
 
-[[noreturn]] void Refuse(const Json& json) {
-  const auto text = [&](const char* key) {
-    return json.contains(key) && json[key].is_string() ? json[key].get<std::string>() : "";
-  };
-  const int status = json.value("status", static_cast<int>(ExitCode::kUnreachable));
-  throw Failure(static_cast<ExitCode>(status), text("error"), text("advice"));
-}
-
 }  // namespace
 
 bool HasEnded(int connection) {
@@ -187,7 +180,7 @@ Json LiveSensor::Send(const std::string& method, const std::string& path, const 
     while (connection.Read(answer)) {
     }
     Json json = BodyOf(answer);
-    if (StatusOf(answer) / 100 != kGood / 100) Refuse(json);
+    if (StatusOf(answer) / 100 != kGood / 100) throw FailureIn(json);
     return json;
   });
 }
@@ -234,7 +227,7 @@ LiveSensor::Frames LiveSensor::TakeFrames(const std::string& what, unsigned mega
     if (StatusOf(answer) != kUpgraded && StatusOf(answer) != 0) {
       while (connection.Read(answer)) {
       }
-      Refuse(BodyOf(answer));
+      throw FailureIn(BodyOf(answer));
     }
     if (descriptor < 0) {
       throw Failure(ExitCode::kFile, fmt::format("{} gives no frames", Name()),

@@ -46,21 +46,17 @@ ServedSensor::ServedSensor(Session& session, const MeasuringOptions& measuring,
       measuring_options_(measuring),
       on_laser_(std::move(on_laser)),
       on_view_(std::move(on_view)),
-      device_(session) {}
+      device_(session),
+      settings_(session.model()) {}
 
 void ServedSensor::Start(const Recipe& recipe) {
   Require(recipe, model());
   device_.Start(Feed::OnImage, Feed::OnStrips);
-  asked_ = recipe;
-  const Registers registers(model());
-  const std::uint32_t trigger = registers.Read(fpga::kReg.TRIGGER_CTRL);
-  at_start_.door = setting::kStates[fpga::kField.door_control.Of(trigger)];
-  if (fpga::kField.trigger_delay_enable.Of(trigger) == 0) at_start_.delay = 0;
-  Run(StepsAfterStart(asked_, model(), /*images=*/false));
+  settings_.Start(recipe, /*images=*/false);
   RunStep("SetCollectMode(0)", SetCollectMode(0) == 0);
   {
     const std::lock_guard lock(mutex_);
-    state_.settings = InForce(/*images=*/false);
+    state_.settings = settings_.All(/*images=*/false);
   }
   UseView();
   ResetCallbackLostNum();
@@ -72,13 +68,6 @@ void ServedSensor::Start(const Recipe& recipe) {
   Look();
 }
 
-// All that is set. The laser has a switch of its own.
-Recipe ServedSensor::InForce(bool images) const {
-  Recipe all = Over(WithDefaults(asked_, model(), images), at_start_);
-  all.laser.reset();
-  return all;
-}
-
 void ServedSensor::Stop() {
   CountLaserTime();
   device_.LaserOff();
@@ -86,27 +75,10 @@ void ServedSensor::Stop() {
 }
 
 void ServedSensor::Change(const Recipe& recipe, unsigned off_orders) {
-  Require(recipe, model());
-  // A spacing in pulses is none in microseconds, so another trigger brings its own.
-  const Recipe wanted = Over(recipe, asked_);
-  const Recipe full = WithDefaults(wanted, model(), state().images);
-  Recipe steps = recipe;
-  if (steps.trigger) steps.spacing = full.spacing;
-  const Recipe before = state().settings;
-  try {
-    Run(StepsOf(steps, model()));
-  } catch (const Failure&) {
-    Recipe back;
-    ForEachSetting([&](const Setting&, auto member) {
-      if (steps.*member) back.*member = before.*member;
-    });
-    Run(StepsOf(back, model()));
-    throw;
-  }
-  asked_ = wanted;
+  settings_.Change(recipe, state().images);
   {
     const std::lock_guard lock(mutex_);
-    state_.settings = InForce(state_.images);
+    state_.settings = settings_.All(state_.images);
   }
   UseView();
   if (recipe.laser == "on") SwitchLaserOn(off_orders);
@@ -184,15 +156,11 @@ void ServedSensor::SwitchMode(bool images) {
   SwitchAcquisition(false);
   const unsigned mode = images ? 1 : 0;
   RunStep("SetCollectMode()", SetCollectMode(mode) == 0);
-  const Recipe full = WithDefaults(asked_, model(), images);
-  Recipe spacing;
-  spacing.trigger = full.trigger;
-  spacing.spacing = full.spacing;
-  Run(StepsOf(spacing, model()));
+  settings_.SwitchMode(images);
   {
     const std::lock_guard lock(mutex_);
     state_.images = images;
-    state_.settings = InForce(images);
+    state_.settings = settings_.All(images);
   }
   UseView();
   if (now.acquiring) SwitchAcquisition(true);

@@ -10,6 +10,7 @@
 #include "Device.h"
 #include "Measuring.h"
 #include "Recipe.h"
+#include "SettingsInForce.h"
 #include "serve/Feed.h"
 #include "serve/SensorState.h"
 #include "serve/View.h"
@@ -63,7 +64,6 @@ class ServedSensor {
   using Clock = std::chrono::steady_clock;
   void UseView();
   void TellRegisters() const;
-  Recipe InForce(bool images) const;
   void RequireNoOrderSince(unsigned off_orders) const;
   void SetLaser(bool on);
   void CountLaserTime();
@@ -74,8 +74,7 @@ class ServedSensor {
   std::function<void(bool)> on_laser_;
   std::function<void(const View&)> on_view_;
   Device device_;
-  Recipe asked_;     // by users, without defaults
-  Recipe at_start_;  // what a start leaves, as far as registers tell
+  SettingsInForce settings_;
   View view_;
   std::uint32_t generation_ = 0;
   std::optional<Clock::time_point> laser_since_;
