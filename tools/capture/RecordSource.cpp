@@ -125,14 +125,15 @@ RecordSource::End RecordSource::Run(Session& session, RecordTaker& taker,
                                     std::chrono::milliseconds slice) {
   if (application_.empty() && session.live() != nullptr) return RunLive(session, taker, slice);
   const std::string front = FindLibrary(kRecorderLibrary);
-  auto ring = ring::RecordRing::Create(std::size_t{megabytes_} << 20);
-  if (!ring) {
+  if (auto ring = ring::RecordRing::Create(std::size_t{megabytes_} << 20)) {
+    ring_.emplace(std::move(*ring));
+  } else {
     throw Failure(ExitCode::kFile, fmt::format("there is no memory for {} MB", megabytes_),
                   "give less with --memory");
   }
-  taker.Begin(*ring);
+  taker.Begin(*ring_);
   ChildProcess::Variables variables{
-      {kRingVariable, ring->Path()}, {kWhatVariable, What()}, {"LD_PRELOAD", InFrontOf(front)}};
+      {kRingVariable, ring_->Path()}, {kWhatVariable, What()}, {"LD_PRELOAD", InFrontOf(front)}};
   if (application_.empty()) {
     link_.emplace();
     variables.emplace_back(SettingsLink::kVariable, link_->Variable());
@@ -181,18 +182,19 @@ RecordSource::End RecordSource::RunLive(Session& session, RecordTaker& taker,
   CatchInterrupts([] {});
   signal(SIGXFSZ, SIG_IGN);
   live::LiveSensor::Frames frames = sensor.TakeFrames(What(), megabytes_);
-  taker.Begin(frames.ring);
+  ring_.emplace(std::move(frames.ring));
+  taker.Begin(*ring_);
   start_ = Clock::now();
   bool ended = false;
   End end;
   try {
     while (!ended && !Interrupted() && !IsOver()) {
-      ended = frames.ring.Ended() || live::HasEnded(frames.connection);
+      ended = ring_->Ended() || live::HasEnded(frames.connection);
       taker.Work();
       PauseFor(slice);
     }
     // The daemon puts no more into the ring, so a slow taker comes to an end with it.
-    const bool crashed = ended && !frames.ring.Ended();
+    const bool crashed = ended && !ring_->Ended();
     close(frames.connection);
     taker.Finish(crashed);
   } catch (const Failure& now) {

@@ -21,7 +21,7 @@ class RecordTaker {
  public:
   virtual ~RecordTaker() = default;
 
-  // The first call; nothing is in the ring yet.
+  // The first call; nothing is in the ring yet. The ring lives as long as the source.
   virtual void Begin(ring::RecordRing& ring) = 0;
   // The application did not start after all, so nothing will come.
   virtual void Cancel() {}
@@ -62,7 +62,6 @@ class RecordSource {
   Recipe Change(const Session& session, const Recipe& recipe) const;
 
   bool registers = false;  // wanted, too; and frames only where they are asked for
-  // What happens to records; for failures.
   bool has_application() const { return !application_.empty(); }
   const std::string& application() const { return application_.front(); }
   const Recipe& recipe() const { return acquisition_.recipe(); }
@@ -81,6 +80,7 @@ class RecordSource {
   unsigned megabytes_ = 256;
   Acquisition acquisition_;
   std::vector<std::string> application_;
+  std::optional<ring::RecordRing> ring_;
   std::optional<SettingsLink> link_;  // to the process that takes the frames
   Clock::time_point start_;
 };
