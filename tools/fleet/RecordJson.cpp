@@ -1,0 +1,96 @@
+#include "fleet/RecordJson.h"
+
+#include <span>
+
+#include "Failure.h"
+#include "record/Messages.h"
+
+namespace tool::fleet {
+namespace {
+
+std::string_view TextOf(std::span<const std::byte> bytes) {
+  return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+}
+
+}  // namespace
+
+std::optional<Kind> JsonKindOf(ring::Kind kind) {
+  switch (kind) {
+    case ring::Kind::kTrigger:
+    case ring::Kind::kDaArrived:
+      return Kind::kEvents;
+    case ring::Kind::kClock:
+      return Kind::kClock;
+    case ring::Kind::kLost:
+      return Kind::kLosses;
+    case ring::Kind::kLog:
+      return Kind::kLog;
+    case ring::Kind::kDevice:
+      return Kind::kDevice;
+    default:
+      return std::nullopt;
+  }
+}
+
+Json ToJson(const ring::Record& record) {
+  switch (record.kind) {
+    case ring::Kind::kTrigger:
+      return {{"name", kTriggerEvent}, {"value", record.first}};
+    case ring::Kind::kDaArrived:
+      return {{"name", kDaArrivedEvent}, {"value", 0}};
+    case ring::Kind::kClock:
+      return {{"ticks", record.first}, {"uncertainty_ns", record.second}};
+    case ring::Kind::kLost:
+      return {{"frames_by_device", record.first}};
+    case ring::Kind::kLog: {
+      const std::string_view text = TextOf(record.payload);
+      const std::size_t end = text.find('\0');
+      return {{"level", record.first},
+              {"line", record.second},
+              {"file", text.substr(0, end)},
+              {"message", end == text.npos ? "" : text.substr(end + 1)}};
+    }
+    default: {
+      Json json = Json::parse(TextOf(record.payload), nullptr, false);
+      return json.is_object() ? json : Json::object();
+    }
+  }
+}
+
+ring::Record RecordIn(Kind kind, std::int64_t stamp_ns, const Json& json, std::string& payload) {
+  ring::Record record;
+  record.stamp_ns = stamp_ns;
+  try {
+    switch (kind) {
+      case Kind::kEvents:
+        record.kind = json.at("name") == kDaArrivedEvent ? ring::Kind::kDaArrived
+                                                         : ring::Kind::kTrigger;
+        record.first = json.at("value");
+        break;
+      case Kind::kClock:
+        record.kind = ring::Kind::kClock;
+        record.first = json.at("ticks");
+        record.second = json.at("uncertainty_ns");
+        break;
+      case Kind::kLosses:
+        record.kind = ring::Kind::kLost;
+        record.first = json.at("frames_by_device");
+        break;
+      case Kind::kLog:
+        record.kind = ring::Kind::kLog;
+        record.first = json.at("level");
+        record.second = json.at("line");
+        payload = json.at("file").get<std::string>() + '\0' + json.at("message").get<std::string>();
+        break;
+      default:
+        record.kind = ring::Kind::kDevice;
+        payload = json.dump(-1, ' ', false, Json::error_handler_t::replace);
+    }
+  } catch (const Json::exception&) {
+    throw Failure(ExitCode::kFile, "a message does not say what its kind has to");
+  }
+  record.payload = std::as_bytes(std::span(payload.data(), payload.size()));
+  return record;
+}
+
+}  // namespace tool::fleet

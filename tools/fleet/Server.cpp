@@ -1,0 +1,190 @@
+#include "fleet/Server.h"
+
+#include <fmt/core.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <sstream>
+
+#include "fleet/NKey.h"
+
+namespace tool::fleet {
+namespace {
+
+constexpr int kConnectMs = 3000;
+constexpr int kReconnectMs = 500;
+constexpr int kJitterMs = 200;
+// A server that is cut off is noticed after two of these without an answer.
+constexpr int kPingMs = 3000;
+constexpr int kMostPings = 2;
+constexpr int kWriteMs = 5000;
+
+void RequireFile(const std::string& path) {
+  std::error_code ignored;
+  if (path.empty() || std::filesystem::is_regular_file(path, ignored)) return;
+  throw Failure(ExitCode::kFile, fmt::format("cannot read {}", path));
+}
+
+std::vector<std::string> Split(const std::string& urls) {
+  std::vector<std::string> all;
+  std::istringstream list(urls);
+  for (std::string url; std::getline(list, url, ',');) all.push_back(url);
+  return all;
+}
+
+// A user and password in a URL are nobody else's business.
+std::string WithoutSecret(const std::string& urls) {
+  std::string text;
+  for (const std::string& url : Split(urls)) {
+    const std::size_t at = url.find('@');
+    text += (text.empty() ? "" : ",") + (at == url.npos ? url : url.substr(at + 1));
+  }
+  return text;
+}
+
+}  // namespace
+
+std::string TextOf(natsStatus status, jsErrCode code) {
+  const char* const last = nats_GetLastError(nullptr);
+  const std::string text = last != nullptr && *last != '\0' ? last : natsStatus_GetText(status);
+  return code == 0 ? text : fmt::format("{} ({})", text, static_cast<int>(code));
+}
+
+void Check(natsStatus status, const std::string& what) {
+  if (status == NATS_OK) return;
+  throw Failure(ExitCode::kUnreachable, fmt::format("{}: {}", what, natsStatus_GetText(status)));
+}
+
+Server::Server(const ServerOptions& options, const std::string& name, Absent absent) {
+  const std::string urls = options.Urls();
+  natsOptions* made = nullptr;
+  Check(natsOptions_Create(&made), "the client library does not start");
+  options_.reset(made);
+  const std::vector<std::string> list = Split(urls);
+  std::vector<const char*> servers;
+  for (const std::string& url : list) servers.push_back(url.c_str());
+  Check(natsOptions_SetServers(made, servers.data(), static_cast<int>(servers.size())), urls);
+  natsOptions_SetName(made, name.c_str());
+  natsOptions_SetTimeout(made, kConnectMs);
+  natsOptions_SetMaxReconnect(made, -1);
+  natsOptions_SetReconnectWait(made, kReconnectMs);
+  natsOptions_SetReconnectJitter(made, kJitterMs, kJitterMs);
+  natsOptions_SetPingInterval(made, kPingMs);
+  natsOptions_SetMaxPingsOut(made, kMostPings);
+  natsOptions_SetWriteDeadline(made, kWriteMs);
+  for (const std::string* file : {&options.credentials, &options.key, &options.authority,
+                                  &options.certificate, &options.certificate_key}) {
+    RequireFile(*file);
+  }
+  if (!options.credentials.empty()) {
+    Check(natsOptions_SetUserCredentialsFromFiles(made, options.credentials.c_str(), nullptr),
+          options.credentials);
+  }
+  if (!options.key.empty()) {
+    Check(natsOptions_SetNKeyFromSeed(made, PublicKeyOf(options.key).c_str(), options.key.c_str()),
+          options.key);
+  }
+  if (!options.authority.empty()) {
+    Check(natsOptions_LoadCATrustedCertificates(made, options.authority.c_str()),
+          options.authority);
+  }
+  if (!options.certificate.empty()) {
+    Check(natsOptions_LoadCertificatesChain(made, options.certificate.c_str(),
+                                            options.certificate_key.c_str()),
+          options.certificate);
+  }
+  if (absent == Absent::kWait) {
+    // Null: nobody is told, IsConnected() says it.
+    natsOptions_SetRetryOnFailedConnect(made, true, [](natsConnection*, void*) {}, nullptr);
+  }
+  natsConnection* connection = nullptr;
+  const natsStatus status = natsConnection_Connect(&connection, made);
+  connection_.reset(connection);
+  if (status == NATS_OK || (status == NATS_NOT_YET_CONNECTED && absent == Absent::kWait)) return;
+  const std::string where = WithoutSecret(urls);
+  if (status == NATS_CONNECTION_AUTH_FAILED || status == NATS_NOT_PERMITTED) {
+    throw Failure(ExitCode::kNoPermission, fmt::format("{} does not let us in", where),
+                  "give the right --creds, --nkey or --certificate");
+  }
+  throw Failure(ExitCode::kUnreachable,
+                fmt::format("no server answers at {}: {}", where, TextOf(status, {})),
+                "start one (nats-server -js), or name another with --server");
+}
+
+Server::~Server() {
+  if (connection_) natsConnection_Close(connection_.get());
+}
+
+bool Server::IsConnected() const {
+  return natsConnection_Status(connection_.get()) == NATS_CONN_STATUS_CONNECTED;
+}
+
+std::string Server::Url() const {
+  char url[512] = "";
+  if (!IsConnected()) return {};
+  natsConnection_GetConnectedUrl(connection_.get(), url, sizeof url);
+  return WithoutSecret(url);
+}
+
+std::size_t Server::MostBytes() const {
+  return static_cast<std::size_t>(
+      std::max<std::int64_t>(natsConnection_GetMaxPayload(connection_.get()), 0));
+}
+
+std::string Server::LastError() const {
+  const char* text = nullptr;
+  natsConnection_GetLastError(connection_.get(), &text);
+  return text == nullptr ? "" : text;
+}
+
+Server::Stream Server::NewStreamContext(const jsOptions* options) const {
+  jsOptions usual;
+  jsOptions_Init(&usual);
+  jsCtx* context = nullptr;
+  jsOptions copy = options == nullptr ? usual : *options;
+  Check(natsConnection_JetStream(&context, connection_.get(), &copy), "streams");
+  return Stream(context);
+}
+
+void Server::Publish(const std::string& subject, const Json& json) const {
+  const std::string text = json.dump(-1, ' ', false, Json::error_handler_t::replace);
+  natsConnection_Publish(connection_.get(), subject.c_str(), text.data(),
+                         static_cast<int>(text.size()));
+}
+
+std::vector<Json> Server::Ask(const std::string& subject, const Json& json,
+                              std::chrono::milliseconds patience, std::size_t enough) const {
+  natsInbox* inbox = nullptr;
+  Check(natsInbox_Create(&inbox), "no inbox");
+  const std::unique_ptr<natsInbox, Destroyer<natsInbox_Destroy>> owned(inbox);
+  natsSubscription* made = nullptr;
+  Check(natsConnection_SubscribeSync(&made, connection_.get(), inbox), subject);
+  const Subscription answers(made);
+  const std::string text = json.dump(-1, ' ', false, Json::error_handler_t::replace);
+  Check(natsConnection_PublishRequest(connection_.get(), subject.c_str(), inbox, text.data(),
+                                      static_cast<int>(text.size())),
+        subject);
+  std::vector<Json> all;
+  const auto end = std::chrono::steady_clock::now() + patience;
+  while (all.size() < enough) {
+    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+        end - std::chrono::steady_clock::now());
+    natsMsg* message = nullptr;
+    if (left.count() <= 0 ||
+        natsSubscription_NextMsg(&message, answers.get(), left.count()) != NATS_OK) {
+      break;
+    }
+    const Message owner(message);
+    if (natsMsg_IsNoResponders(message)) break;
+    if (Json answer = JsonOf(message); answer.is_object()) all.push_back(std::move(answer));
+  }
+  return all;
+}
+
+Json JsonOf(natsMsg* message) {
+  const char* const data = natsMsg_GetData(message);
+  Json json = Json::parse(data, data + natsMsg_GetDataLength(message), nullptr, false);
+  return json.is_discarded() ? Json() : json;
+}
+
+}  // namespace tool::fleet

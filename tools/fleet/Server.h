@@ -1,0 +1,70 @@
+#pragma once
+
+#include <nats/nats.h>
+
+#include <chrono>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "Failure.h"
+#include "Json.h"
+#include "fleet/ServerOptions.h"
+
+namespace tool::fleet {
+
+// What belongs to the client library, and is given back with its own function.
+template <auto Destroy>
+struct Destroyer {
+  template <typename T>
+  void operator()(T* object) const {
+    Destroy(object);
+  }
+};
+using Message = std::unique_ptr<natsMsg, Destroyer<natsMsg_Destroy>>;
+using Subscription = std::unique_ptr<natsSubscription, Destroyer<natsSubscription_Destroy>>;
+
+// Throws a Failure that says what could not be done, unless `status` is NATS_OK.
+void Check(natsStatus status, const std::string& what);
+
+// "jetstream not enabled (10076)", or the client library's own text.
+std::string TextOf(natsStatus status, jsErrCode code);
+
+// A connection to the servers, which is made again whenever it breaks.
+class Server {
+ public:
+  enum class Absent { kFail, kWait };  // a server that cannot be reached now
+
+  // `name`: who we are, in the server's reports. Throws a Failure if the server refuses us, or, with
+  // kFail, cannot be reached.
+  Server(const ServerOptions& options, const std::string& name, Absent absent);
+  ~Server();
+  Server(const Server&) = delete;
+  Server& operator=(const Server&) = delete;
+
+  bool IsConnected() const;
+  // The server that it is connected to; empty: none.
+  std::string Url() const;
+  // Bytes that a message may have, headers included; 0: not known yet.
+  std::size_t MostBytes() const;
+  // Why the last attempt failed; empty: none did.
+  std::string LastError() const;
+
+  natsConnection* connection() const { return connection_.get(); }
+  // With these options; null: the usual ones.
+  using Stream = std::unique_ptr<jsCtx, Destroyer<jsCtx_Destroy>>;
+  Stream NewStreamContext(const jsOptions* options = nullptr) const;
+
+  void Publish(const std::string& subject, const Json& json) const;
+  // All answers that come within a time, or the first `enough`.
+  std::vector<Json> Ask(const std::string& subject, const Json& json,
+                        std::chrono::milliseconds patience, std::size_t enough) const;
+
+ private:
+  std::unique_ptr<natsOptions, Destroyer<natsOptions_Destroy>> options_;
+  std::unique_ptr<natsConnection, Destroyer<natsConnection_Destroy>> connection_;
+};
+
+Json JsonOf(natsMsg* message);
+
+}  // namespace tool::fleet

@@ -1,0 +1,149 @@
+#include "fleet/SpillFile.h"
+
+#include <fmt/core.h>
+
+#include <map>
+
+#include "Failure.h"
+
+namespace tool::fleet {
+namespace {
+
+constexpr std::chrono::milliseconds kSyncPeriod{200};
+// Rows of "packets": the headers as they go over the network, a line each.
+constexpr const char* kTables =
+    "CREATE TABLE IF NOT EXISTS packets(id INTEGER PRIMARY KEY AUTOINCREMENT,"
+    " headers TEXT NOT NULL, payload BLOB NOT NULL)";
+
+Database Opened(const std::string& path) {
+  Database database(path, Database::Mode::kContinue);
+  database.Run(kTables);
+  database.KeepFile();
+  return database;
+}
+
+std::string TextOf(const PacketHeader& header) {
+  std::string text;
+  ForEachHeader(header, [&](const char* name, const std::string& value) {
+    text += fmt::format("{}: {}\n", name, value);
+  });
+  return text;
+}
+
+PacketHeader HeaderIn(const std::string& text, const std::string& path) {
+  std::map<std::string, std::string, std::less<>> lines;
+  for (std::size_t at = 0; at < text.size();) {
+    const std::size_t end = std::min(text.find('\n', at), text.size());
+    const std::size_t colon = text.find(": ", at);
+    if (colon < end) lines[text.substr(at, colon - at)] = text.substr(colon + 2, end - colon - 2);
+    at = end + 1;
+  }
+  const auto header = ReadHeaders([&](const char* name) {
+    const auto found = lines.find(name);
+    return found == lines.end() ? std::string() : found->second;
+  });
+  if (!header) {
+    throw Failure(ExitCode::kFile, fmt::format("{}: this is no store of a publisher", path),
+                  "give another file with --store");
+  }
+  return *header;
+}
+
+}  // namespace
+
+SpillFile::SpillFile(const std::string& path)
+    : database_(Opened(path)),
+      insert_(database_, "INSERT INTO packets(headers, payload) VALUES(?, ?)"),
+      next_(database_, "SELECT id, headers, payload FROM packets WHERE id > ? ORDER BY id LIMIT 1"),
+      remove_(database_, "DELETE FROM packets WHERE id > ? AND id <= ?") {
+  Statement count(database_, "SELECT count(*), total(length(payload)), min(id) FROM packets");
+  if (count.Next()) {
+    waiting_ = static_cast<std::uint64_t>(count.Number(0));
+    bytes_ = static_cast<std::uint64_t>(count.Number(1));
+    if (waiting_ > 0) taken_ = removed_ = count.Number(2) - 1;
+  }
+  count.Reset();
+  next_sync_ = Clock::now() + kSyncPeriod;
+}
+
+void SpillFile::Append(const std::vector<Packet>& record) {
+  for (const Packet& packet : record) {
+    const std::string headers = TextOf(packet.header);
+    insert_.Bind(0, std::string_view(headers));
+    insert_.Bind(1, std::span<const std::byte>(packet.payload));
+    changed_ = true;
+    insert_.Run();
+    ++waiting_;
+    bytes_ += packet.payload.size();
+  }
+}
+
+std::vector<SpillFile::Row> SpillFile::Next() {
+  std::vector<Row> rows;
+  std::int64_t after = taken_;
+  for (std::uint64_t wanted = 1; wanted > 0; --wanted) {
+    next_.Bind(0, after);
+    if (!next_.Next()) break;
+    Row row;
+    row.number = after = next_.Number(0);
+    row.packet.header = HeaderIn(next_.Text(1), database_.path());
+    const auto payload = next_.Blob(2);
+    row.packet.payload.assign(payload.begin(), payload.end());
+    next_.Reset();
+    if (rows.empty()) wanted = row.packet.header.parts - row.packet.header.part + 1;
+    rows.push_back(std::move(row));
+  }
+  if (rows.empty()) waiting_ = 0;
+  return rows;
+}
+
+std::vector<SpillFile::Row> SpillFile::Take() {
+  std::vector<Row> rows = Next();
+  if (rows.empty()) return rows;
+  taken_ = rows.back().number;
+  waiting_ -= std::min<std::uint64_t>(waiting_, rows.size());
+  return rows;
+}
+
+std::vector<SpillFile::Row> SpillFile::Drop() {
+  std::vector<Row> rows = Next();
+  for (const Row& row : rows) {
+    remove_.Bind(0, row.number - 1);
+    remove_.Bind(1, row.number);
+    changed_ = true;
+    remove_.Run();
+    bytes_ -= std::min<std::uint64_t>(bytes_, row.packet.payload.size());
+  }
+  if (!rows.empty()) {
+    taken_ = rows.back().number;
+    waiting_ -= std::min<std::uint64_t>(waiting_, rows.size());
+  }
+  return rows;
+}
+
+void SpillFile::RemoveBefore(std::int64_t number) {
+  const std::int64_t last = std::min(number - 1, taken_);
+  if (last <= removed_) return;
+  Statement sum(database_,
+                "SELECT total(length(payload)) FROM packets WHERE id > ? AND id <= ?");
+  sum.Bind(0, removed_);
+  sum.Bind(1, last);
+  const auto gone = static_cast<std::uint64_t>(sum.Next() ? sum.Number(0) : 0);
+  sum.Reset();
+  remove_.Bind(0, removed_);
+  remove_.Bind(1, last);
+  changed_ = true;
+  remove_.Run();
+  removed_ = last;
+  bytes_ -= std::min(bytes_, gone);
+}
+
+void SpillFile::SyncIfDue(bool now) {
+  const auto time = Clock::now();
+  if (!changed_ || (!now && time < next_sync_)) return;
+  next_sync_ = time + kSyncPeriod;
+  database_.Run("COMMIT; BEGIN");
+  changed_ = false;
+}
+
+}  // namespace tool::fleet

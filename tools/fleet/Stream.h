@@ -1,0 +1,35 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "fleet/Server.h"
+
+namespace tool::fleet {
+
+// The subscriber for whom everything is kept from the first message on.
+inline constexpr const char* kArchive = "archive";
+
+// How the server stores a sensor's messages.
+struct StreamSettings {
+  std::string sensor;
+  unsigned replicas = 0;         // 0: three, or as many as there are servers for
+  std::uint64_t most_bytes = 0;  // 0: as many as the server has room for
+};
+
+// Makes sure that there is the sensor's stream, and the archive's place in it. What is there stays
+// as it is. Throws a Failure.
+void RequireStream(const Server& server, const StreamSettings& settings);
+
+// Makes sure that messages are kept for a subscriber, from the oldest on that is still there.
+void RequireSubscriber(const Server& server, const std::string& sensor,
+                       const std::string& subscriber);
+
+// The sensors whose names match and that have a stream, in order.
+std::vector<std::string> SensorsWithStreams(const Server& server, const std::string& pattern);
+
+// How long the server waits before it sends again what a subscriber has not acknowledged.
+inline constexpr std::int64_t kAckWaitNs = 10'000'000'000;
+
+}  // namespace tool::fleet
