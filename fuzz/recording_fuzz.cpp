@@ -72,6 +72,7 @@ struct Kinds {
   static std::size_t Bytes(const PictureMessage& m) {
     return m.frame_id.size() + m.encoding.size() + m.data.size();
   }
+  static std::size_t Bytes(const GapMessage& m) { return m.reason.size() + m.run.size(); }
   template <typename Message>
   static std::size_t Bytes(const Message&) {
     return 0;
@@ -94,8 +95,9 @@ struct Kinds {
   }
 };
 
-using AllKinds = Kinds<StripsMessage, ImageMessage, RegisterMessage, EventMessage, LossesMessage,
-                       ClockMessage, LogMessage, DeviceMessage, PointsMessage, PictureMessage>;
+using AllKinds =
+    Kinds<StripsMessage, ImageMessage, RegisterMessage, EventMessage, LossesMessage, ClockMessage,
+          LogMessage, DeviceMessage, PointsMessage, PictureMessage, GapMessage>;
 
 // The recording with a message of these bytes more, on any topic.
 void AddMessage(FuzzedDataProvider& input) {

@@ -16,7 +16,7 @@ namespace python {
 using AnyMessage =
     std::variant<tool::StripsMessage, tool::ImageMessage, tool::RegisterMessage, tool::EventMessage,
                  tool::LossesMessage, tool::ClockMessage, tool::LogMessage, tool::DeviceMessage,
-                 tool::PointsMessage, tool::PictureMessage>;
+                 tool::PointsMessage, tool::PictureMessage, tool::GapMessage>;
 
 // Raises an IndexError unless there is such a topic.
 tool::Topic TopicOf(std::size_t number);

@@ -181,9 +181,9 @@ TEST_F(Bag, OfOthersIsRefused) {
 
 TEST_F(Bag, OfTheFutureIsRefused) {
   Write(1);
-  Sql("UPDATE tessaline SET value = '2' WHERE key = 'version'");
+  Sql("UPDATE tessaline SET value = '3' WHERE key = 'version'");
   EXPECT_THAT(TextOf([&] { BagReader reader(path_); }),
-              HasSubstr("a recording of version 2, this program reads 1"));
+              HasSubstr("a recording of version 3, this program reads 1 and 2"));
 }
 
 TEST_F(Bag, ThatWouldRunSomethingIsRefused) {

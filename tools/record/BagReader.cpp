@@ -2,10 +2,8 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
-#include <charconv>
-
 #include "Failure.h"
+#include "record/BagTables.h"
 #include "record/Schema.h"
 
 namespace tool {
@@ -24,18 +22,18 @@ void RequireTables(const Database& database) {
                 "a recording is made with \"tessaline record\"");
 }
 
-// Ours are there once. More only come from a file that wants our memory.
-constexpr std::size_t kMostTopics = 64;
-
-std::int64_t NumberIn(const std::string& text) {
-  std::int64_t number = 0;
-  std::from_chars(text.data(), text.data() + text.size(), number);
-  return number;
+// Whether it was made as a file of several sensors.
+bool HasPositions(const Database& database) {
+  Statement found(database,
+                  "SELECT count(*) FROM sqlite_schema WHERE name = 'tessaline_positions'");
+  found.Next();
+  return found.Number(0) > 0;
 }
 
 }  // namespace
 
-BagReader::BagReader(const std::string& path, Database::Mode mode) : database_(path, mode) {
+BagReader::BagReader(const std::string& path, Database::Mode mode, const std::string& sensor)
+    : database_(path, mode) {
   RequireTables(database_);
   const auto read = [&](auto part, auto instead) {
     try {
@@ -47,10 +45,12 @@ BagReader::BagReader(const std::string& path, Database::Mode mode) : database_(p
     }
   };
   read([this] { ReadKeys(); }, [] {});
-  read([this] { ReadTopics(); },
-       [this] {  // as BagWriter numbers them
+  read([&] { ReadTopics(sensor); },
+       [&] {
+         // Which number is whose nobody knows then.
+         if (!sensor.empty() || HasPositions(database_)) throw;
          for (const TopicEntry& entry : kTopics) {
-           topics_[static_cast<std::int64_t>(entry.topic) + 1] = entry.topic;
+           topics_[BagWriter::kPlainNumbers[static_cast<std::size_t>(entry.topic)]] = entry.topic;
          }
        });
   messages_.emplace(database_,
@@ -59,30 +59,22 @@ BagReader::BagReader(const std::string& path, Database::Mode mode) : database_(p
 }
 
 void BagReader::ReadKeys() {
-  const std::int64_t version = NumberIn(Key(kVersionKey));
-  if (version != kRecordingVersion) {
+  const std::int64_t version = NumberIn(ReadKey(database_, kVersionKey));
+  if (version != kRecordingVersion && version != kFleetVersion) {
     throw Failure(ExitCode::kFile,
-                  fmt::format("{}: a recording of version {}, this program reads {}",
-                              database_.path(), version, kRecordingVersion),
+                  fmt::format("{}: a recording of version {}, this program reads {} and {}",
+                              database_.path(), version, kRecordingVersion, kFleetVersion),
                   "use the program that wrote it, or a newer one");
   }
-  closed_ = Key(kClosedKey) == "yes";
-  synced_ns_ = NumberIn(Key(kSyncedKey));
+  version_ = static_cast<int>(version);
+  closed_ = ReadKey(database_, kClosedKey) == "yes";
+  synced_ns_ = NumberIn(ReadKey(database_, kSyncedKey));
 }
 
-void BagReader::ReadTopics() {
-  // A file that was made to be read for ever has more of them than anyone needs.
-  Statement topics(database_, "SELECT id, name FROM topics LIMIT 1000");
-  while (topics.Next()) {
-    const std::string name = topics.Text(1);
-    const auto* entry = std::find_if(kTopics.begin(), kTopics.end(),
-                                     [&](const TopicEntry& topic) { return topic.name == name; });
-    if (entry != kTopics.end()) topics_[topics.Number(0)] = entry->topic;
-    if (topics_.size() > kMostTopics) {
-      throw Failure(ExitCode::kFile,
-                    fmt::format("{}: it is damaged: topics repeat", database_.path()));
-    }
-  }
+void BagReader::ReadTopics(const std::string& sensor) {
+  const BagTopics topics(database_);
+  sensor_ = topics.Choose(sensor);
+  topics_ = topics.Of(sensor_);
 }
 
 void BagReader::SkipTo(std::int64_t id) {
@@ -109,10 +101,10 @@ std::optional<StoredMessage> BagReader::Next() {
   return std::nullopt;
 }
 
-std::string BagReader::Key(const char* key) {
-  Statement value(database_, "SELECT value FROM tessaline WHERE key = ?");
-  value.Bind(0, std::string_view(key));
-  return value.Next() ? value.Text(0) : std::string();
+std::vector<std::string> SensorsOf(const std::string& path) {
+  const Database database(path, Database::Mode::kSalvage);
+  RequireTables(database);
+  return BagTopics(database).sensors();
 }
 
 }  // namespace tool

@@ -2,11 +2,12 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <map>
 #include <optional>
 #include <span>
 #include <string>
+#include <vector>
 
+#include "record/BagTopics.h"
 #include "record/Database.h"
 #include "record/Messages.h"
 #include "record/Topics.h"
@@ -50,6 +51,8 @@ void VisitMessage(const StoredMessage& message, Use use) {
       return use(message.As<PointsMessage>());
     case Topic::kPicture:
       return use(message.As<PictureMessage>());
+    case Topic::kGaps:
+      return use(message.As<GapMessage>());
   }
 }
 
@@ -57,9 +60,11 @@ void VisitMessage(const StoredMessage& message, Use use) {
 class BagReader {
  public:
   // Throws Failure if `path` is no recording or a newer one. Messages on topics that are not ours
-  // are left out. `mode`: kRead; with kSalvage, damage of what
-  // is no message counts as if it was not closed.
-  explicit BagReader(const std::string& path, Database::Mode mode = Database::Mode::kRead);
+  // are left out, and so are those of other sensors than `sensor`. It may be empty: then the
+  // recording is of one sensor, with a name or without; else it throws Failure and names them.
+  // `mode`: kRead; with kSalvage, damage of what is no message counts as if it was not closed.
+  explicit BagReader(const std::string& path, Database::Mode mode = Database::Mode::kRead,
+                     const std::string& sensor = {});
 
   // The next message in the order of arrival; none at the end. Throws Damaged where the file is:
   // SkipTo() may get past it.
@@ -70,25 +75,34 @@ class BagReader {
   // Up to which id everything has been read or skipped, foreign messages included.
   std::int64_t position() const { return position_; }
 
+  // The sensor whose messages these are; empty in a recording of one without a name.
+  const std::string& sensor() const { return sensor_; }
+  // Of the file.
+  int version() const { return version_; }
   // Whether it was closed properly.
   bool closed() const { return closed_; }
   // Messages later than this may be missing in a recording that was not closed.
   std::int64_t synced_ns() const { return synced_ns_; }
   const Database& database() const { return database_; }
   // By the file's number.
-  const std::map<std::int64_t, Topic>& topics() const { return topics_; }
+  const BagTopics::Numbers& topics() const { return topics_; }
 
  private:
   void ReadKeys();
-  void ReadTopics();
-  std::string Key(const char* key);
+  void ReadTopics(const std::string& sensor);
 
   Database database_;
-  std::map<std::int64_t, Topic> topics_;
+  BagTopics::Numbers topics_;
+  std::string sensor_;
   std::optional<Statement> messages_;
   std::int64_t position_ = 0;  // SQLite numbers rows from 1
+  int version_ = 0;
   bool closed_ = false;
   std::int64_t synced_ns_ = 0;
 };
+
+// The sensors of a file, by name; none if it is of one without a name. Throws Failure as a
+// BagReader does.
+std::vector<std::string> SensorsOf(const std::string& path);
 
 }  // namespace tool

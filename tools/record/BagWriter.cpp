@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "Failure.h"
+#include "record/BagTables.h"
 #include "record/Schema.h"
 
 namespace tool {
@@ -12,21 +13,9 @@ namespace {
 
 Database NewRecording(const std::string& path) {
   Database database(path, Database::Mode::kCreate);
-  database.Run(std::string("BEGIN;") + kSchemaSql);
-  Statement topic(database, "INSERT INTO topics VALUES(?, ?, ?, 'cdr', '', '')");
-  Statement definition(database, "INSERT INTO message_definitions VALUES(?, ?, 'ros2msg', ?, '')");
-  for (const TopicEntry& entry : kTopics) {
-    const auto id = static_cast<std::int64_t>(entry.topic) + 1;
-    topic.Bind(0, id);
-    topic.Bind(1, entry.name);
-    topic.Bind(2, entry.type);
-    topic.Run();
-    definition.Bind(0, id);
-    definition.Bind(1, entry.type);
-    const std::string whole = WholeDefinition(entry);
-    definition.Bind(2, std::string_view(whole));
-    definition.Run();
-  }
+  database.Run("BEGIN");
+  MakeTables(database);
+  AddTopics(database, "");
   database.Run("COMMIT");
   database.KeepJournal();
   database.Run("BEGIN");
@@ -35,12 +24,15 @@ Database NewRecording(const std::string& path) {
 
 }  // namespace
 
-BagWriter::BagWriter(const std::string& path)
-    : database_(NewRecording(path)),
+BagWriter::BagWriter(const std::string& path) : BagWriter(NewRecording(path), kRecordingVersion) {}
+
+BagWriter::BagWriter(Database database, int version)
+    : database_(std::move(database)),
       insert_(std::in_place, *database_,
-              "INSERT INTO messages(topic_id, timestamp, data) VALUES(?, ?, ?)") {
-  SetKey(kVersionKey, std::to_string(kRecordingVersion));
-  SetKey(kClosedKey, "no");
+              "INSERT INTO messages(topic_id, timestamp, data) VALUES(?, ?, ?)"),
+      last_stamp_ns_(NumberIn(ReadKey(*database_, kSyncedKey))) {
+  SetKey(*database_, kVersionKey, std::to_string(version));
+  SetKey(*database_, kClosedKey, "no");
   Sync();
   database_->KeepFile();
 }
@@ -57,14 +49,18 @@ void BagWriter::Attempt(const Call& call) {
   failed_ = false;
 }
 
-void BagWriter::Write(Topic topic, std::int64_t stamp_ns, std::span<const std::byte> cdr) {
+void BagWriter::Write(std::int64_t number, std::int64_t stamp_ns, std::span<const std::byte> cdr) {
   Attempt([&] {
-    insert_->Bind(0, static_cast<std::int64_t>(topic) + 1);
+    insert_->Bind(0, number);
     insert_->Bind(1, stamp_ns);
     insert_->Bind(2, cdr);
     insert_->Run();
     last_stamp_ns_ = stamp_ns;
   });
+}
+
+void BagWriter::Change(const std::function<void(Database&)>& change) {
+  Attempt([&] { change(*database_); });
 }
 
 void BagWriter::Sync() {
@@ -73,7 +69,7 @@ void BagWriter::Sync() {
 
 void BagWriter::Close() {
   Attempt([&] {
-    SetKey(kClosedKey, "yes");
+    SetKey(*database_, kClosedKey, "yes");
     Commit();
     // Without its journal, the file stands by itself.
     database_->Run("COMMIT; PRAGMA journal_mode = DELETE");
@@ -83,17 +79,9 @@ void BagWriter::Close() {
 }
 
 void BagWriter::Commit() {
-  SetKey(kSyncedKey, std::to_string(last_stamp_ns_));
+  SetKey(*database_, kSyncedKey, std::to_string(last_stamp_ns_));
   database_->Run("COMMIT; BEGIN");
   ++syncs_;
-}
-
-void BagWriter::SetKey(const char* key, const std::string& value) {
-  // An INSERT OR REPLACE would need room for a temporary file in another folder.
-  Statement set(*database_, "UPDATE tessaline SET value = ? WHERE key = ?");
-  set.Bind(0, std::string_view(value));
-  set.Bind(1, std::string_view(key));
-  set.Run();
 }
 
 }  // namespace tool

@@ -17,6 +17,7 @@ namespace tool {
 namespace {
 
 constexpr int kCacheKb = 512;
+constexpr int kWaitForReadersMs = 2000;
 
 struct Explanation {
   int result;  // of any detail, or a detailed one
@@ -43,20 +44,30 @@ constexpr std::array kExplanations{
     Explanation{SQLITE_TOOBIG, ExitCode::kFile, "it has a message of more than 64 MiB", ""},
 };
 
-// SQLite's calls do not create a file that must not exist yet.
-void CreateNew(const std::string& path) {
+// SQLite's calls do not create a file that must not exist yet. False: there is such a file.
+bool CreateNew(const std::string& path) {
   const int descriptor = open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
   if (descriptor >= 0) {
     close(descriptor);
-    return;
+    return true;
   }
-  if (errno == EEXIST) {
-    throw SystemFailure(ExitCode::kExists, EEXIST, fmt::format("{} already exists", path),
-                        "a recording is never overwritten; choose another name");
-  }
+  if (errno == EEXIST) return false;
   const int error = errno;
   throw SystemFailure(ExitCode::kFile, error,
                       fmt::format("cannot create {}: {}", path, strerror(error)));
+}
+
+bool MayWrite(const std::string& path) {
+  return faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS) == 0;
+}
+
+// What is more than the cache holds goes to the file at once, while it is still in the processor's
+// cache, and not all at the next sync.
+std::string WritingPragmas() {
+  return fmt::format(
+      "PRAGMA page_size = {}; PRAGMA cache_size = -{}; PRAGMA locking_mode = EXCLUSIVE;"
+      "PRAGMA synchronous = FULL;",
+      Database::kPageBytes, kCacheKb);
 }
 
 // What another row may not have.
@@ -64,6 +75,7 @@ void CreateNew(const std::string& path) {
   if (kind == SQLITE_CORRUPT || kind == SQLITE_IOERR || kind == SQLITE_TOOBIG) {
     throw Damaged(failure);
   }
+  if (kind == SQLITE_NOTADB) throw NoDatabase(failure);
   throw failure;
 }
 
@@ -95,14 +107,19 @@ void Database::Close::operator()(sqlite3* handle) const {
 }
 
 Database::Database(std::string path, Mode mode) : path_(std::move(path)) {
-  const bool create = mode == Mode::kCreate;
-  if (create) {
-    CreateNew(path_);
-    handle_.get_deleter().remove = path_;
+  if (mode == Mode::kCreate) {
+    Create();
+  } else if (mode == Mode::kContinue) {
+    Continue();
   } else {
     RequireReadable(path_);
+    Open(MayWrite(path_));
+    Distrust(mode == Mode::kSalvage);
+    Run("PRAGMA query_only = ON");
   }
-  const bool writable = faccessat(AT_FDCWD, path_.c_str(), W_OK, AT_EACCESS) == 0;
+}
+
+void Database::Open(bool writable) {
   sqlite3* handle = nullptr;
   const int result = sqlite3_open_v2(path_.c_str(), &handle,
                                      (writable ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY) |
@@ -111,25 +128,46 @@ Database::Database(std::string path, Mode mode) : path_(std::move(path)) {
   handle_.reset(handle);
   Check(result);
   sqlite3_limit(handle, SQLITE_LIMIT_LENGTH, kMostBytes);
-  if (create) {
-    // With a journal in a file, SQLite would need a temporary one in another folder to make tables.
-    // What is more than the cache holds goes to the file at once, while it is still in the
-    // processor's cache, and not all at the next sync.
-    Run(
-        fmt::format("PRAGMA page_size = {}; PRAGMA cache_size = -{};"
-                    "PRAGMA locking_mode = EXCLUSIVE; PRAGMA journal_mode = MEMORY;"
-                    "PRAGMA synchronous = FULL",
-                    kPageBytes, kCacheKb));
-    return;
+}
+
+void Database::Create() {
+  if (!CreateNew(path_)) {
+    throw SystemFailure(ExitCode::kExists, EEXIST, fmt::format("{} already exists", path_),
+                        "a recording is never overwritten; choose another name");
   }
-  // SQLite refuses a file with a missing end, unless one that would repair it is asking.
-  const bool salvage = mode == Mode::kSalvage;
-  Check(sqlite3_db_config(handle, SQLITE_DBCONFIG_DEFENSIVE, salvage ? 0 : 1, nullptr));
-  Check(sqlite3_db_config(handle, SQLITE_DBCONFIG_WRITABLE_SCHEMA, salvage ? 1 : 0, nullptr));
-  Check(sqlite3_db_config(handle, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr));
-  Check(sqlite3_db_config(handle, SQLITE_DBCONFIG_ENABLE_TRIGGER, 0, nullptr));
-  Check(sqlite3_db_config(handle, SQLITE_DBCONFIG_ENABLE_VIEW, 0, nullptr));
-  Run("PRAGMA cell_size_check = ON; PRAGMA mmap_size = 0; PRAGMA query_only = ON");
+  handle_.get_deleter().remove = path_;
+  Open(MayWrite(path_));
+  // With a journal in a file, SQLite would need a temporary one in another folder to make tables.
+  Run(WritingPragmas() + "PRAGMA journal_mode = MEMORY");
+}
+
+void Database::Continue() {
+  if (!CreateNew(path_)) RequireReadable(path_);
+  if (!MayWrite(path_)) {
+    throw SystemFailure(ExitCode::kFile, errno,
+                        fmt::format("cannot write {}: {}", path_, strerror(errno)));
+  }
+  Open(true);
+  Distrust(false);
+  sqlite3_busy_timeout(handle(), kWaitForReadersMs);
+  Run(WritingPragmas());
+  if ((sqlite3_exec(handle(), "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr) & 0xFF) ==
+      SQLITE_BUSY) {
+    throw Failure(ExitCode::kExists, fmt::format("{}: another program writes or reads it", path_),
+                  "wait until it has ended");
+  }
+  Check(sqlite3_extended_errcode(handle()));
+}
+
+// SQLite refuses a file with a missing end, unless one that would repair it is asking.
+void Database::Distrust(bool salvage) {
+  sqlite3* const file = handle();
+  Check(sqlite3_db_config(file, SQLITE_DBCONFIG_DEFENSIVE, salvage ? 0 : 1, nullptr));
+  Check(sqlite3_db_config(file, SQLITE_DBCONFIG_WRITABLE_SCHEMA, salvage ? 1 : 0, nullptr));
+  Check(sqlite3_db_config(file, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr));
+  Check(sqlite3_db_config(file, SQLITE_DBCONFIG_ENABLE_TRIGGER, 0, nullptr));
+  Check(sqlite3_db_config(file, SQLITE_DBCONFIG_ENABLE_VIEW, 0, nullptr));
+  Run("PRAGMA cell_size_check = ON; PRAGMA mmap_size = 0");
 }
 
 void Database::Run(const std::string& sql) {
@@ -139,6 +177,8 @@ void Database::Run(const std::string& sql) {
 // The rollback journal, and not the write-ahead log: frames go to the file once, and between two
 // runs the file stands by itself. With the first journal, SQLite syncs the folder, too.
 void Database::KeepJournal() { Run("PRAGMA journal_mode = TRUNCATE"); }
+
+std::int64_t Database::LastRow() const { return sqlite3_last_insert_rowid(handle()); }
 
 void Database::Check(int result) const {
   const int kind = result & 0xFF;

@@ -33,10 +33,16 @@ class Damaged : public Failure {
   explicit Damaged(const Failure& failure) : Failure(failure) {}
 };
 
+// The file is none of SQLite.
+class NoDatabase : public Failure {
+ public:
+  explicit NoDatabase(const Failure& failure) : Failure(failure) {}
+};
+
 // A file of SQLite. Every failure is a Failure that names the file and says what to do.
 class Database {
  public:
-  enum class Mode { kCreate, kRead, kSalvage };
+  enum class Mode { kCreate, kContinue, kRead, kSalvage };
 
   // The largest message: an image of the largest sensor, with room to spare. A hostile file cannot
   // make us allocate more at once.
@@ -49,7 +55,9 @@ class Database {
   // unless KeepFile() was called. kRead: a file that may be
   // hostile: nothing in it is executed. What an interrupted writer left half done is taken back
   // first, which needs permission to write. kSalvage: the same, and a file whose end is missing is
-  // read up to there.
+  // read up to there. kContinue: a file to add to, hostile or empty, or a new one, in a transaction
+  // that has begun. It belongs to this process until it is closed, and every transaction, the first
+  // too, is taken back if it is interrupted.
   Database(std::string path, Mode mode);
 
   const std::string& path() const { return path_; }
@@ -60,11 +68,20 @@ class Database {
   // Of a new file: from now on, it has something that is not to be lost.
   void KeepFile() { handle_.get_deleter().remove.clear(); }
 
+  // The number of the row that was inserted last.
+  std::int64_t LastRow() const;
+
   // Throws Failure if `result` is one of an error; Damaged if it is this part of the file only.
   void Check(int result) const;
   sqlite3* handle() const { return handle_.get(); }
 
  private:
+  void Open(bool writable);
+  void Create();
+  void Continue();
+  // Makes a hostile file harmless.
+  void Distrust(bool salvage);
+
   struct Close {
     std::string remove;  // path of a new file that is nothing yet
     void operator()(sqlite3* handle) const;

@@ -31,6 +31,9 @@ auto Fields(M& m) {
                     m.row_step, m.data, m.is_dense);
   } else if constexpr (std::is_same_v<Plain, PictureMessage>) {
     return std::tie(m.frame_id, m.height, m.width, m.encoding, m.is_bigendian, m.step, m.data);
+  } else if constexpr (std::is_same_v<Plain, GapMessage>) {
+    return std::tie(m.reason, m.run, m.end_known, m.strips_first, m.strips_last, m.strips_count,
+                    m.images_first, m.images_last, m.images_count, m.others);
   } else if constexpr (std::is_same_v<Plain, PointsMessage::Field>) {
     return std::tie(m.name, m.offset, m.datatype, m.count);
   } else {

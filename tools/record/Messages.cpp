@@ -163,5 +163,7 @@ template void EncodeInto(const PointsMessage&, Cdr&);
 template PointsMessage Decode(std::span<const std::byte>);
 template void EncodeInto(const PictureMessage&, Cdr&);
 template PictureMessage Decode(std::span<const std::byte>);
+template void EncodeInto(const GapMessage&, Cdr&);
+template GapMessage Decode(std::span<const std::byte>);
 
 }  // namespace tool

@@ -111,6 +111,21 @@ struct PictureMessage {
   std::span<const std::byte> data;
 };
 
+struct GapMessage {
+  static constexpr Topic kTopic = Topic::kGaps;
+  std::int64_t stamp_ns = 0;
+  std::string reason;
+  std::string run;
+  bool end_known = true;
+  std::uint64_t strips_first = 0;
+  std::uint64_t strips_last = 0;
+  std::uint64_t strips_count = 0;
+  std::uint64_t images_first = 0;
+  std::uint64_t images_last = 0;
+  std::uint64_t images_count = 0;
+  std::uint64_t others = 0;
+};
+
 using Cdr = std::vector<std::byte>;
 
 // Puts a message in CDR, little-endian, with its encapsulation in front, into `bytes`. Copies

@@ -4,6 +4,8 @@ namespace tool {
 
 // Rises when a reader of before would misunderstand.
 inline constexpr int kRecordingVersion = 1;
+// Of a file of several sensors: a reader of before finds no topic that it knows.
+inline constexpr int kFleetVersion = 2;
 
 // The tables of a rosbag2 bag, as its SQLite storage version 4 has them, and one of ours. Times:
 // nanoseconds since 1970, host clock. Rows of messages are in the order of their arrival.
@@ -24,6 +26,15 @@ CREATE TABLE tessaline(key TEXT PRIMARY KEY, value TEXT NOT NULL) WITHOUT ROWID;
 INSERT INTO schema VALUES(4, 'jazzy');
 INSERT INTO tessaline VALUES('version', ''), ('synced_ns', ''), ('closed', '');
 )sql";
+
+// In a file of several sensors, also how far a publisher's packets have come: all up to this one
+// are in the file, or known to be lost.
+inline constexpr const char* kPositionsSql = R"sql(
+CREATE TABLE tessaline_positions(sensor TEXT NOT NULL, run TEXT NOT NULL,
+  sequence INTEGER NOT NULL, PRIMARY KEY(sensor, run)) WITHOUT ROWID;
+)sql";
+// Tables and indexes of such a file.
+inline constexpr int kFleetObjects = 8;
 
 // Keys of the table tessaline, each of which has a row from the start.
 inline constexpr const char* kVersionKey = "version";

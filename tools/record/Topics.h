@@ -18,15 +18,16 @@ enum class Topic : std::size_t {
   kLog,
   kDevice,
   kPoints,
-  kPicture
+  kPicture,
+  kGaps
 };
 
 struct TopicEntry {
   Topic topic;
   std::string_view name;
   std::string_view type;
-  // In the notation of ROS 2 messages, so that any reader of bags can decode ours. The last two
-  // are standard messages, made of ours for viewers.
+  // In the notation of ROS 2 messages, so that any reader of bags can decode ours. Points and
+  // picture are standard messages, made of ours for viewers.
   std::string_view definition;
 };
 
@@ -93,6 +94,22 @@ inline constexpr std::array kTopics{
                "uint8 is_bigendian\n"
                "uint32 step\n"
                "uint8[] data\n"},
+    TopicEntry{
+        Topic::kGaps, "/tessaline/gaps", "tessaline_msgs/msg/Gap",
+        "# Something that is missing here, and why. Ids are those of frames.\n"
+        "builtin_interfaces/Time stamp\n"
+        "string reason                  # where it was lost: \"device\", \"ring\", \"store\"\n"
+        "                               # or \"publisher\"\n"
+        "string run                     # of the publisher that sent the rest\n"
+        "bool end_known                 # else all from the first ids on to the run's end may\n"
+        "                               # be missing, and the last ids and counts say nothing\n"
+        "uint64 strips_first\n"
+        "uint64 strips_last\n"
+        "uint64 strips_count            # 0: none, whatever the ids are\n"
+        "uint64 images_first\n"
+        "uint64 images_last\n"
+        "uint64 images_count\n"
+        "uint64 others                  # messages without frames\n"},
 };
 
 // The types that others are made of; one that uses another stands before it.
