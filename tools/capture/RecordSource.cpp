@@ -39,16 +39,18 @@ std::vector<std::string> OwnWords() {
 
 }  // namespace
 
-void RecordSource::Describe(CLI::App& app, const std::string& verb) {
+void RecordSource::Describe(CLI::App& app, const std::string& verb, unsigned megabytes) {
+  megabytes_ = megabytes;
   app.add_option("-t,--time", seconds_,
                  fmt::format("Seconds to {}; an application is then interrupted", verb))
       ->check(NumberIn(0.001, kMostSeconds))
       ->type_name("SECONDS");
   app.add_flag("--strips", strips_, "Only strips, and what else is named here");
   app.add_flag("--images", images_, "Only images, and what else is named here");
-  app.add_option("--memory", megabytes_, "Megabytes that hold what waits for this command (256)")
+  app.add_option("--memory", megabytes_, "Megabytes that hold what waits for this command")
       ->check(CLI::Range(kLeastMegabytes, kMostMegabytes))
-      ->type_name("MB");
+      ->type_name("MB")
+      ->capture_default_str();
   acquisition_.Describe(app);
   app.add_option("application", application_, "The application and its arguments, behind --")
       ->type_name("-- APPLICATION ...");
@@ -204,14 +206,17 @@ RecordSource::End RecordSource::RunLive(Session& session, RecordTaker& taker,
   return end;
 }
 
+void RecordSource::RequireSettings() const {
+  if (application_.empty()) return;
+  throw Failure(ExitCode::kNegative,
+                fmt::format("{} makes its settings itself", application_.front()));
+}
+
 Recipe RecordSource::Change(const Session& session, const Recipe& recipe) const {
   const Json wanted = Json::parse(AsText(recipe));
   const auto read = [](const Json& json) { return ParseRecipe(json.dump(), {}); };
   if (link_) return read(link_->Ask({{"recipe", wanted}}).at("before"));
-  if (!application_.empty()) {
-    throw Failure(ExitCode::kNegative,
-                  fmt::format("{} makes its settings itself", application_.front()));
-  }
+  RequireSettings();
   const Recipe before = read(session.live()->Get("/api/v1/settings"));
   session.live()->Change(recipe);
   return before;

@@ -37,8 +37,8 @@ class RecordTaker {
 // daemon that has it.
 class RecordSource {
  public:
-  // The options; `verb`: "record".
-  void Describe(CLI::App& app, const std::string& verb);
+  // The options; `verb`: "record". `megabytes`: the usual memory.
+  void Describe(CLI::App& app, const std::string& verb, unsigned megabytes);
 
   // Whether this process is the one that takes the frames, behind the library that passes them on.
   bool TakesFrames(const Session& session) const;
@@ -61,6 +61,10 @@ class RecordSource {
   // a Failure, and then nothing has changed.
   Recipe Change(const Session& session, const Recipe& recipe) const;
 
+  // Throws a Failure if nobody can make settings from here.
+  void RequireSettings() const;
+
+  unsigned megabytes() const { return megabytes_; }
   bool registers = false;  // wanted, too; and frames only where they are asked for
   bool has_application() const { return !application_.empty(); }
   const std::string& application() const { return application_.front(); }
@@ -77,7 +81,7 @@ class RecordSource {
   double seconds_ = 0;
   bool strips_ = false;
   bool images_ = false;
-  unsigned megabytes_ = 256;
+  unsigned megabytes_ = 0;
   Acquisition acquisition_;
   std::vector<std::string> application_;
   std::optional<ring::RecordRing> ring_;

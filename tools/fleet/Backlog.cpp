@@ -64,14 +64,14 @@ void Backlog::Note(const std::vector<Packet>& dropped, std::deque<Dropped>& gaps
 
 bool Backlog::DropOldest() {
   std::vector<Packet> record;
-  if (!memory_.empty()) {
-    record = std::move(memory_.front());
-    memory_.pop_front();
-    memory_bytes_ -= Bytes(record);
-  } else if (InFile()) {
+  if (InFile()) {
     WithFile([&] {
       for (SpillFile::Row& row : file_->Drop()) record.push_back(std::move(row.packet));
     });
+  } else if (!memory_.empty()) {
+    record = std::move(memory_.front());
+    memory_.pop_front();
+    memory_bytes_ -= Bytes(record);
   }
   Note(record, oldest_);
   return !record.empty();
@@ -123,25 +123,20 @@ void Backlog::Append(std::vector<Packet> record) {
   if (!append(record)) DropNewest(record);
 }
 
-void Backlog::SyncIfDue() {
-  const std::lock_guard lock(mutex_);
-  if (file_) WithFile([&] { file_->SyncIfDue(); });
-}
-
 void Backlog::FillHands() {
   if (!oldest_.empty()) {
     hands_.push_back({oldest_.front().ToPacket(), 0});
     oldest_.pop_front();
-  } else if (!memory_.empty()) {
-    memory_bytes_ -= Bytes(memory_.front());
-    for (Packet& packet : memory_.front()) hands_.push_back({std::move(packet), 0});
-    memory_.pop_front();
-  } else if (InFile()) {
+  } else if (InFile()) {  // older than what is in memory: a full disk has stopped a move
     WithFile([&] {
       for (SpillFile::Row& row : file_->Take()) {
         hands_.push_back({std::move(row.packet), row.number});
       }
     });
+  } else if (!memory_.empty()) {
+    memory_bytes_ -= Bytes(memory_.front());
+    for (Packet& packet : memory_.front()) hands_.push_back({std::move(packet), 0});
+    memory_.pop_front();
   }
   if (hands_.empty() && !InFile() && !newest_.empty()) {
     hands_.push_back({newest_.front().ToPacket(), 0});
@@ -202,7 +197,7 @@ bool Backlog::SaveAll() {
   memory_ = std::move(front);
   memory_bytes_ = 0;
   for (const auto& record : memory_) memory_bytes_ += Bytes(record);
-  return MoveToFile() && WithFile([&] { file_->SyncIfDue(/*now=*/true); });
+  return MoveToFile();
 }
 
 }  // namespace tool::fleet

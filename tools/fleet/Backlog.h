@@ -33,9 +33,6 @@ class Backlog {
 
   // All messages of one record: they stay or go together.
   void Put(std::vector<Packet> record);
-  // Call often: what is in the file survives the process soon.
-  void SyncIfDue();
-
   struct Taken {
     Packet packet;
     std::int64_t row = 0;  // of the file, where it still is; 0: it was in memory

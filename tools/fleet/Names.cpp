@@ -4,17 +4,12 @@
 
 #include <algorithm>
 
+#include "record/SensorName.h"
+
 namespace tool::fleet {
 namespace {
 
 constexpr std::string_view kStreamStart = "tessaline:";
-
-bool IsWord(std::string_view word) {
-  return !word.empty() && std::all_of(word.begin(), word.end(), [](unsigned char c) {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
-           c == '-' || c == '_';
-  });
-}
 
 // Takes the first word off.
 std::string_view NextWord(std::string_view& text) {
@@ -24,26 +19,16 @@ std::string_view NextWord(std::string_view& text) {
   return word;
 }
 
-template <typename Accepts>
-bool ConsistsOf(std::string_view text, Accepts accepts) {
-  if (text.empty() || text.size() > kMostNameBytes || text.back() == '.') return false;
-  while (!text.empty()) {
-    const std::string_view word = NextWord(text);
-    if (!accepts(word, /*last=*/text.empty())) return false;
-  }
-  return true;
-}
-
 }  // namespace
 
-bool IsName(std::string_view text) {
-  return ConsistsOf(text, [](std::string_view word, bool) { return IsWord(word); });
-}
-
 bool IsPattern(std::string_view text) {
-  return ConsistsOf(text, [](std::string_view word, bool last) {
-    return IsWord(word) || word == "*" || (word == ">" && last);
-  });
+  if (text.empty() || text.size() > kMostSensorName || text.back() == '.') return false;
+  while (!text.empty()) {
+    const std::string_view word = NextWord(text);
+    const bool rest = word == ">" && text.empty();
+    if (!rest && word != "*" && !IsSensorName(word)) return false;
+  }
+  return true;
 }
 
 bool Matches(std::string_view pattern, std::string_view name) {
@@ -82,7 +67,7 @@ std::optional<std::string> SensorOfStream(std::string_view stream) {
   if (!stream.starts_with(kStreamStart)) return std::nullopt;
   std::string name(stream.substr(kStreamStart.size()));
   std::replace(name.begin(), name.end(), ':', '.');
-  if (!IsName(name)) return std::nullopt;
+  if (!IsSensorName(name)) return std::nullopt;
   return name;
 }
 

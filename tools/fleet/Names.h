@@ -6,14 +6,8 @@
 
 namespace tool::fleet {
 
-// Names of sensors, such as "line3.left": words of letters, digits, - and _ with dots between.
-// In a pattern, * stands for one word, and > for all that follow.
-
-inline constexpr std::size_t kMostNameBytes = 100;
-inline constexpr const char* kNameAdvice =
-    "a name has words of letters, digits, - and _ with dots between, such as line3.left";
-
-bool IsName(std::string_view text);
+// Several sensors at once: their names (see SensorName.h), in which * stands for one word, and >
+// for all that follow.
 bool IsPattern(std::string_view text);
 bool Matches(std::string_view pattern, std::string_view name);
 

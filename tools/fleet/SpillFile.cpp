@@ -1,7 +1,9 @@
 #include "fleet/SpillFile.h"
 
 #include <fmt/core.h>
+#include <sqlite3.h>
 
+#include <algorithm>
 #include <map>
 
 #include "Failure.h"
@@ -9,7 +11,6 @@
 namespace tool::fleet {
 namespace {
 
-constexpr std::chrono::milliseconds kSyncPeriod{200};
 // Rows of "packets": the headers as they go over the network, a line each.
 constexpr const char* kTables =
     "CREATE TABLE IF NOT EXISTS packets(id INTEGER PRIMARY KEY AUTOINCREMENT,"
@@ -17,8 +18,9 @@ constexpr const char* kTables =
 
 Database Opened(const std::string& path) {
   Database database(path, Database::Mode::kContinue);
-  database.Run(kTables);
-  database.KeepFile();
+  // A rollback journal would sync the disk for every record.
+  database.Run(fmt::format("{}; COMMIT; PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL",
+                           kTables));
   return database;
 }
 
@@ -63,19 +65,27 @@ SpillFile::SpillFile(const std::string& path)
     if (waiting_ > 0) taken_ = removed_ = count.Number(2) - 1;
   }
   count.Reset();
-  next_sync_ = Clock::now() + kSyncPeriod;
 }
 
 void SpillFile::Append(const std::vector<Packet>& record) {
-  for (const Packet& packet : record) {
-    const std::string headers = TextOf(packet.header);
-    insert_.Bind(0, std::string_view(headers));
-    insert_.Bind(1, std::span<const std::byte>(packet.payload));
-    changed_ = true;
-    insert_.Run();
-    ++waiting_;
-    bytes_ += packet.payload.size();
+  std::uint64_t bytes = 0;
+  database_.Run("BEGIN");
+  try {
+    for (const Packet& packet : record) {
+      const std::string headers = TextOf(packet.header);
+      insert_.Bind(0, std::string_view(headers));
+      insert_.Bind(1, std::span<const std::byte>(packet.payload));
+      insert_.Run();
+      bytes += packet.payload.size();
+    }
+    database_.Run("COMMIT");
+  } catch (const Failure&) {
+    // Some errors have taken it back already.
+    if (sqlite3_get_autocommit(database_.handle()) == 0) database_.Run("ROLLBACK");
+    throw;
   }
+  waiting_ += record.size();
+  bytes_ += bytes;
 }
 
 std::vector<SpillFile::Row> SpillFile::Next() {
@@ -110,7 +120,6 @@ std::vector<SpillFile::Row> SpillFile::Drop() {
   for (const Row& row : rows) {
     remove_.Bind(0, row.number - 1);
     remove_.Bind(1, row.number);
-    changed_ = true;
     remove_.Run();
     bytes_ -= std::min<std::uint64_t>(bytes_, row.packet.payload.size());
   }
@@ -132,18 +141,9 @@ void SpillFile::RemoveBefore(std::int64_t number) {
   sum.Reset();
   remove_.Bind(0, removed_);
   remove_.Bind(1, last);
-  changed_ = true;
   remove_.Run();
   removed_ = last;
   bytes_ -= std::min(bytes_, gone);
-}
-
-void SpillFile::SyncIfDue(bool now) {
-  const auto time = Clock::now();
-  if (!changed_ || (!now && time < next_sync_)) return;
-  next_sync_ = time + kSyncPeriod;
-  database_.Run("COMMIT; BEGIN");
-  changed_ = false;
 }
 
 }  // namespace tool::fleet

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <chrono>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -17,6 +16,7 @@ class SpillFile {
   // Continues a file, or makes it.
   explicit SpillFile(const std::string& path);
 
+  // All of them or, after a Failure, none. They survive the process at once.
   void Append(const std::vector<Packet>& record);
 
   struct Row {
@@ -35,11 +35,8 @@ class SpillFile {
   bool Empty() const { return waiting_ == 0; }
   std::uint64_t waiting() const { return waiting_; }  // packets
   std::uint64_t bytes() const { return bytes_; }      // of payloads, taken ones included
-  // Makes what was done survive the process; call it often.
-  void SyncIfDue(bool now = false);
 
  private:
-  using Clock = std::chrono::steady_clock;
   std::vector<Row> Next();
 
   Database database_;
@@ -48,8 +45,6 @@ class SpillFile {
   std::int64_t removed_ = 0;  // the last one that may be gone
   std::uint64_t waiting_ = 0;
   std::uint64_t bytes_ = 0;
-  bool changed_ = false;
-  Clock::time_point next_sync_;
 };
 
 }  // namespace tool::fleet

@@ -1,0 +1,24 @@
+#include "fleet/Arrival.h"
+
+#include <cstdlib>
+
+namespace tool::fleet {
+
+std::optional<Arrival> ArrivalIn(Message& message) {
+  const auto get = [&](const char* name) -> std::string {
+    const char* value = nullptr;
+    return natsMsgHeader_Get(message.get(), name, &value) == NATS_OK ? value : "";
+  };
+  auto header = ReadHeaders(get);
+  if (!header) return std::nullopt;
+  Arrival arrival{nullptr, std::move(*header),
+                  std::strtoull(get(kAcknowledgedHeader).c_str(), nullptr, 10)};
+  if (Crc(natsMsg_GetData(message.get()),
+          static_cast<std::size_t>(natsMsg_GetDataLength(message.get()))) != arrival.header.crc) {
+    return std::nullopt;
+  }
+  arrival.message = std::move(message);
+  return arrival;
+}
+
+}  // namespace tool::fleet

@@ -1,0 +1,123 @@
+#include "fleet/Assembler.h"
+
+#include <cstring>
+#include <utility>
+
+#include "Failure.h"
+#include "fleet/RecordJson.h"
+
+namespace tool::fleet {
+namespace {
+
+Json JsonOf(const Arrival& arrival) {
+  const auto payload = arrival.payload();
+  const auto* const text = reinterpret_cast<const char*>(payload.data());
+  return Json::parse(text, text + payload.size(), nullptr, false);
+}
+
+}  // namespace
+
+Delivery Assembler::NewDelivery(const std::string& run, std::uint64_t sequence,
+                                std::int64_t stamp_ns) const {
+  Delivery delivery;
+  delivery.sensor = sensor_;
+  delivery.run = run;
+  delivery.sequence = sequence;
+  delivery.stamp_ns = stamp_ns;
+  return delivery;
+}
+
+Delivery Assembler::GapOf(Gap gap, std::uint64_t sequence, std::int64_t stamp_ns) const {
+  Delivery delivery = NewDelivery(gap.run, sequence, stamp_ns);
+  delivery.gap = std::move(gap);
+  return delivery;
+}
+
+// The frames behind the last ones that came, however many there were.
+Gap Assembler::NewGap(const char* reason, const std::string& run) const {
+  Gap gap{.reason = reason, .run = run};
+  gap.strips = {Range{last_strip_ + 1, last_strip_ + 1}, 1, true};
+  gap.images = {Range{last_image_ + 1, last_image_ + 1}, 1, true};
+  return gap;
+}
+
+void Assembler::GiveUp(std::vector<Delivery>& whole) {
+  if (parts_.empty()) return;
+  Gap gap{.reason = Gap::kUnknown, .run = parts_.front().header.run};
+  for (const Arrival& part : parts_) gap.Add(part.header);
+  if (parts_.front().header.kind == Kind::kImages) gap.images.count = 1;
+  Delivery delivery =
+      GapOf(std::move(gap), parts_.back().header.sequence, parts_.back().header.stamp_ns);
+  for (Arrival& part : parts_) delivery.messages.push_back(std::move(part.message));
+  parts_.clear();
+  whole.push_back(std::move(delivery));
+}
+
+void Assembler::AddPart(Arrival arrival, std::vector<Delivery>& whole) {
+  if (arrival.header.part != parts_.size() + 1) GiveUp(whole);
+  if (arrival.header.part != parts_.size() + 1) {  // its beginning is in a hole
+    parts_.push_back(std::move(arrival));
+    GiveUp(whole);
+    return;
+  }
+  parts_.push_back(std::move(arrival));
+  const PacketHeader& last = parts_.back().header;
+  if (last.part != last.parts) return;
+  Delivery delivery = NewDelivery(last.run, last.sequence, last.stamp_ns);
+  std::size_t size = 0;
+  for (const Arrival& part : parts_) size += part.payload().size();
+  delivery.bytes.reserve(size);
+  for (Arrival& part : parts_) {
+    const auto payload = part.payload();
+    delivery.bytes.insert(delivery.bytes.end(), payload.begin(), payload.end());
+    delivery.strips += part.header.strips;
+    if (part.header.frames) {
+      (last.kind == Kind::kImages ? last_image_ : last_strip_) = part.header.frames->last;
+    }
+  }
+  delivery.record.stamp_ns = last.stamp_ns;
+  if (last.kind == Kind::kStrips) {
+    delivery.record.kind = ring::Kind::kStrips;
+    delivery.record.first = delivery.strips;
+    delivery.record.second = last.point_bytes;
+  } else {
+    delivery.record.kind = ring::Kind::kImage;
+    delivery.record.first = last.width;
+    delivery.record.second = last.height;
+    delivery.images = 1;
+  }
+  for (Arrival& part : parts_) delivery.messages.push_back(std::move(part.message));
+  parts_.clear();
+  whole.push_back(std::move(delivery));
+}
+
+std::vector<Delivery> Assembler::Add(RunOrder::Step step) {
+  std::vector<Delivery> whole;
+  if (!step.arrival) {
+    GiveUp(whole);
+    const char* const reason = step.run_is_over ? Gap::kByPublisher : Gap::kUnknown;
+    whole.push_back(GapOf(NewGap(reason, step.run), step.hole.last, stamp_ns_));
+    if (step.run_is_over) last_strip_ = last_image_ = 0;
+    return whole;
+  }
+  Arrival& arrival = *step.arrival;
+  const PacketHeader& header = arrival.header;
+  stamp_ns_ = header.stamp_ns;
+  if (header.kind == Kind::kStrips || header.kind == Kind::kImages) {
+    AddPart(std::move(arrival), whole);
+    return whole;
+  }
+  GiveUp(whole);
+  Delivery delivery = NewDelivery(header.run, header.sequence, header.stamp_ns);
+  if (header.kind == Kind::kGap) {
+    delivery.gap = GapIn(JsonOf(arrival));
+  } else {
+    delivery.record = RecordIn(header.kind, header.stamp_ns, JsonOf(arrival), delivery.text);
+  }
+  if (header.kind == Kind::kEnd) last_strip_ = last_image_ = 0;
+  delivery.messages.push_back(std::move(arrival.message));
+  whole.push_back(std::move(delivery));
+  return whole;
+}
+
+}  // namespace tool::fleet

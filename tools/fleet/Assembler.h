@@ -1,0 +1,52 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "fleet/Arrival.h"
+#include "fleet/Gap.h"
+#include "fleet/RunOrder.h"
+#include "ring/RecordRing.h"
+
+namespace tool::fleet {
+
+// What a subscriber writes down: a record or a gap, whole.
+struct Delivery {
+  std::string sensor;
+  std::string run;
+  std::uint64_t sequence = 0;  // of its last message
+  std::optional<Gap> gap{};
+  ring::Record record{};          // points into the next two
+  std::vector<std::byte> bytes{};
+  std::string text{};
+  std::int64_t stamp_ns = 0;
+  std::uint64_t strips = 0, images = 0;
+  std::vector<Message> messages{};  // to acknowledge once it is stored
+};
+
+// Joins the parts of buffers and images of one sensor, and says which frames are missing where
+// messages are.
+class Assembler {
+ public:
+  explicit Assembler(std::string sensor) : sensor_(std::move(sensor)) {}
+
+  // What is whole with this step.
+  std::vector<Delivery> Add(RunOrder::Step step);
+
+ private:
+  Delivery NewDelivery(const std::string& run, std::uint64_t sequence, std::int64_t stamp_ns) const;
+  void AddPart(Arrival arrival, std::vector<Delivery>& whole);
+  // The rest of what was begun does not come.
+  void GiveUp(std::vector<Delivery>& whole);
+  Delivery GapOf(Gap gap, std::uint64_t sequence, std::int64_t stamp_ns) const;
+  Gap NewGap(const char* reason, const std::string& run) const;
+
+  const std::string sensor_;
+  std::vector<Arrival> parts_;
+  std::int64_t stamp_ns_ = 0;  // of the last message
+  std::uint64_t last_strip_ = 0, last_image_ = 0;  // ids, of the run
+};
+
+}  // namespace tool::fleet

@@ -1,0 +1,90 @@
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <mutex>
+#include <set>
+#include <string>
+#include <thread>
+
+#include "fleet/Backlog.h"
+#include "fleet/Server.h"
+#include "fleet/Stream.h"
+
+namespace tool::fleet {
+
+// Sends what waits, oldest first, and keeps each message until the server has acknowledged it. Some
+// are on their way at a time; one that is not acknowledged is sent again, under the same name, so
+// that the server stores it once. Has a thread of its own.
+class Sender {
+ public:
+  Sender(const Server& server, Backlog& backlog, StreamSettings stream);
+  // Ends without waiting for anybody.
+  ~Sender();
+  Sender(const Sender&) = delete;
+  Sender& operator=(const Sender&) = delete;
+
+  // Waits until all has been acknowledged. False: the time is over.
+  bool Drain(std::chrono::milliseconds patience);
+  // Ends the thread, and gives back to the backlog what was not acknowledged.
+  void Stop();
+
+  struct Counts {
+    std::uint64_t acknowledged = 0;  // messages
+    std::uint64_t bytes = 0;
+    std::uint64_t sent_again = 0;
+    std::uint64_t on_the_way = 0;
+    std::string trouble;  // why nothing moves; empty: it does
+  };
+  Counts counts() const;
+
+ private:
+  using Clock = std::chrono::steady_clock;
+  using Position = std::uint64_t;  // in the order of sending
+
+  void Run();
+  bool HasRoom() const;
+  // Makes sure that the server has a place for the messages. False: not now.
+  bool Prepare();
+  bool Send(Position position);
+  std::uint64_t AcknowledgedIn(const std::string& run, std::uint64_t next) const;
+  // Uses the answers that have come.
+  void Collect();
+  void Trouble(const std::string& text);
+  static void OnAnswer(jsCtx* context, natsMsg* message, jsPubAck* good, jsPubAckErr* bad,
+                       void* self);
+
+  const Server& server_;
+  Backlog& backlog_;
+  const StreamSettings stream_;
+  Server::Stream context_;
+  bool prepared_ = false;
+
+  // The thread's own.
+  std::map<Position, Backlog::Taken> on_the_way_;
+  std::map<std::string, Position> by_name_;  // of these
+  std::set<Position> again_;                 // likewise
+  Position next_ = 1;
+  std::uint64_t bytes_on_the_way_ = 0;
+  Clock::time_point not_before_;  // after trouble
+  std::int64_t last_row_ = 0;     // of the file, that was taken
+  unsigned troubles_ = 0;         // one behind the other
+
+  struct Answer {
+    std::string name;     // of the message
+    std::string trouble;  // empty: acknowledged
+  };
+  mutable std::mutex mutex_;
+  std::condition_variable answered_;
+  std::deque<Answer> answers_;
+  Counts counts_;
+
+  std::atomic<bool> stop_{false};
+  std::thread thread_;
+};
+
+}  // namespace tool::fleet

@@ -1,0 +1,98 @@
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "fleet/Assembler.h"
+#include "fleet/DeliveryOrder.h"
+#include "fleet/RunOrder.h"
+#include "fleet/Server.h"
+#include "fleet/StreamOrder.h"
+#include "record/FleetFile.h"
+
+namespace tool::fleet {
+
+// Stores what the server keeps for a subscriber, of all sensors that match a pattern, also of those
+// that come later. A message is acknowledged once the file has it for certain, so it is stored once
+// whatever ends in between. Lives to the end of the process.
+class Subscriber {
+ public:
+  struct Settings {
+    std::string pattern;
+    std::string name;  // of the subscriber
+    DeliveryOrder::Settings order;
+  };
+  // Throws a Failure if the file cannot be used.
+  Subscriber(const Server& server, Settings settings, const std::string& path);
+
+  // Takes what has come, and stores it. Throws a Failure if it cannot be stored, or if somebody
+  // else has the name.
+  void Work(std::chrono::milliseconds patience);
+  // Stores what has been held back for others, and completes the file.
+  void Finish();
+
+  // Of one sensor.
+  struct Counts {
+    std::uint64_t strips = 0, images = 0, bytes = 0;  // stored
+    std::uint64_t named = 0;       // frames missing that a gap names by number
+    std::uint64_t open_gaps = 0;   // gaps whose end nobody knows
+    std::uint64_t unknown = 0;     // holes that nobody explains
+    std::uint64_t duplicates = 0;  // messages that came again
+    std::uint64_t damaged = 0;     // messages that were none, or whose bytes had changed
+    std::int64_t newest_ns = 0;    // host time of the sensor's last message
+  };
+  std::map<std::string, Counts> counts() const;
+  const DeliveryOrder& order() const { return order_; }
+  // Whether everything that was stored on the servers when asked has been taken.
+  bool HasAll() const;
+
+ private:
+  using Clock = std::chrono::steady_clock;
+  struct Came {
+    Message message;
+    std::string sensor;
+  };
+  struct Input {
+    Subscription subscription;
+    std::unique_ptr<StreamOrder<std::optional<Arrival>>> stream;
+    std::unique_ptr<RunOrder> runs;
+    std::unique_ptr<Assembler> assembler;
+    Counts counts;
+  };
+  // The client library's closure of one subscription.
+  struct Origin {
+    Subscriber* subscriber;
+    std::string sensor;
+  };
+  void LookForSensors();
+  void Open(const std::string& sensor);
+  static void OnMessage(natsConnection* connection, natsSubscription* subscription,
+                        natsMsg* message, void* origin);
+  void Use(Came came);
+  void Advance(Input& input);
+  void Store(Delivery delivery);
+  void CommitIfDue(bool now = false);
+
+  const Server& server_;
+  const Settings settings_;
+  FleetFile file_;
+  DeliveryOrder order_;
+  std::map<std::string, Input> inputs_;
+  std::vector<Message> stored_;  // to be acknowledged after the next sync
+  std::uint64_t unsynced_bytes_ = 0;
+  Clock::time_point next_look_, sync_at_;
+
+  std::mutex mutex_;
+  std::condition_variable arrived_;
+  std::deque<Came> came_;
+};
+
+}  // namespace tool::fleet
