@@ -15,6 +15,9 @@ std::unique_ptr<Command> MakeWatchCommand();
 std::unique_ptr<Command> MakeRecordCommand();
 std::unique_ptr<Command> MakeReplayCommand();
 std::unique_ptr<Command> MakeServeCommand();
+std::unique_ptr<Command> MakePublishCommand();
+std::unique_ptr<Command> MakeSubscribeCommand();
+std::unique_ptr<Command> MakeFleetCommand();
 std::unique_ptr<Command> MakeRegCommand();
 std::unique_ptr<Command> MakeLaserCommand();
 std::unique_ptr<Command> MakeLedCommand();
@@ -31,12 +34,13 @@ std::unique_ptr<Command> MakeTraceCommand();
 std::unique_ptr<Command> MakeBagCommand();
 
 inline constexpr std::array kCommandMakers{
-    MakeCheckCommand,     MakeCaptureCommand,     MakeWatchCommand,   MakeRecordCommand,
-    MakeReplayCommand,    MakeServeCommand,       MakeInfoCommand,    MakeModelsCommand,
-    MakeRegCommand,       MakeLaserCommand,       MakeLedCommand,     MakePowerCommand,
-    MakeExposureCommand,  MakeRoiCommand,         MakeTriggerCommand, MakeRecipeCommand,
-    MakeCalibrateCommand, MakeCalibrationCommand, MakeEepromCommand,  MakeSensorCommand,
-    MakeTraceCommand,     MakeBagCommand,
+    MakeCheckCommand,       MakeCaptureCommand, MakeWatchCommand,   MakeRecordCommand,
+    MakeReplayCommand,      MakeServeCommand,   MakePublishCommand, MakeSubscribeCommand,
+    MakeFleetCommand,       MakeInfoCommand,    MakeModelsCommand,  MakeRegCommand,
+    MakeLaserCommand,       MakeLedCommand,     MakePowerCommand,   MakeExposureCommand,
+    MakeRoiCommand,         MakeTriggerCommand, MakeRecipeCommand,  MakeCalibrateCommand,
+    MakeCalibrationCommand, MakeEepromCommand,  MakeSensorCommand,  MakeTraceCommand,
+    MakeBagCommand,
 };
 
 }  // namespace tool

@@ -18,7 +18,7 @@ struct Delivery {
   std::string run;
   std::uint64_t sequence = 0;  // of its last message
   std::optional<Gap> gap{};
-  ring::Record record{};          // points into the next two
+  ring::Record record{};  // points into the next two
   std::vector<std::byte> bytes{};
   std::string text{};
   std::int64_t stamp_ns = 0;
@@ -45,7 +45,7 @@ class Assembler {
 
   const std::string sensor_;
   std::vector<Arrival> parts_;
-  std::int64_t stamp_ns_ = 0;  // of the last message
+  std::int64_t stamp_ns_ = 0;                      // of the last message
   std::uint64_t last_strip_ = 0, last_image_ = 0;  // ids, of the run
 };
 

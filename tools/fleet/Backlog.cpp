@@ -8,7 +8,7 @@
 namespace tool::fleet {
 namespace {
 
-std::uint64_t Bytes(const std::vector<Packet>& record) {
+std::uint64_t BytesOf(const std::vector<Packet>& record) {
   return std::accumulate(
       record.begin(), record.end(), std::uint64_t{0},
       [](std::uint64_t sum, const Packet& packet) { return sum + packet.payload.size(); });
@@ -26,7 +26,7 @@ Backlog::Backlog(Settings settings) : settings_(std::move(settings)) {
 }
 
 bool Backlog::FitsInMemory(const std::vector<Packet>& record) const {
-  return memory_.empty() || memory_bytes_ + Bytes(record) <= settings_.memory;
+  return memory_.empty() || memory_bytes_ + BytesOf(record) <= settings_.memory;
 }
 
 bool Backlog::WithFile(const std::function<void()>& work) {
@@ -45,7 +45,7 @@ bool Backlog::MoveToFile() {
   return WithFile([&] {
     for (; !memory_.empty(); memory_.pop_front()) {
       file_->Append(memory_.front());
-      memory_bytes_ -= Bytes(memory_.front());
+      memory_bytes_ -= BytesOf(memory_.front());
     }
   });
 }
@@ -71,7 +71,7 @@ bool Backlog::DropOldest() {
   } else if (!memory_.empty()) {
     record = std::move(memory_.front());
     memory_.pop_front();
-    memory_bytes_ -= Bytes(record);
+    memory_bytes_ -= BytesOf(record);
   }
   Note(record, oldest_);
   return !record.empty();
@@ -93,7 +93,7 @@ void Backlog::Put(std::vector<Packet> record) {
       DropNewest(record);
     }
   } else {
-    const std::uint64_t bytes = Bytes(record);
+    const std::uint64_t bytes = BytesOf(record);
     const auto fits = [&] { return file_->bytes() + bytes <= settings_.file_bytes; };
     const bool moved = MoveToFile();
     while (settings_.drop_oldest && moved && !fits() && DropOldest()) {
@@ -113,7 +113,7 @@ void Backlog::Append(std::vector<Packet> record) {
     if (InFile() || (file_ && !FitsInMemory(packets))) {
       return WithFile([&] { file_->Append(packets); });
     }
-    memory_bytes_ += Bytes(packets);
+    memory_bytes_ += BytesOf(packets);
     memory_.push_back(std::move(packets));
     return true;
   };
@@ -134,7 +134,7 @@ void Backlog::FillHands() {
       }
     });
   } else if (!memory_.empty()) {
-    memory_bytes_ -= Bytes(memory_.front());
+    memory_bytes_ -= BytesOf(memory_.front());
     for (Packet& packet : memory_.front()) hands_.push_back({std::move(packet), 0});
     memory_.pop_front();
   }
@@ -196,7 +196,7 @@ bool Backlog::SaveAll() {
   newest_.clear();
   memory_ = std::move(front);
   memory_bytes_ = 0;
-  for (const auto& record : memory_) memory_bytes_ += Bytes(record);
+  for (const auto& record : memory_) memory_bytes_ += BytesOf(record);
   return MoveToFile();
 }
 

@@ -73,8 +73,8 @@ class Backlog {
   const Settings settings_;
   mutable std::mutex mutex_;
   std::condition_variable arrived_;
-  std::deque<Taken> hands_;       // the record that is being sent
-  std::deque<Dropped> oldest_;    // stand in front of all that waits
+  std::deque<Taken> hands_;     // the record that is being sent
+  std::deque<Dropped> oldest_;  // stand in front of all that waits
   std::deque<std::vector<Packet>> memory_;
   std::uint64_t memory_bytes_ = 0;
   std::unique_ptr<SpillFile> file_;

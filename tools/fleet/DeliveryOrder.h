@@ -30,8 +30,6 @@ class DeliveryOrder {
 
   bool Merges() const { return settings_.by != By::kArrival; }
   const Merger<Delivery>::Counters& counters() const { return merger_.counters(); }
-  // By how much the times of this sensor's frames may be wrong, 2 sigma; none: nobody knows.
-  std::optional<double> UncertaintyNs(const std::string& sensor) const;
 
  private:
   struct Sensor {

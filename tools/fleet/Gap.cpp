@@ -20,7 +20,8 @@ MissingFrames MissingIn(const Json& json) {
   missing.to_end = json.at("to_end");
   if (json.at("first").is_number()) {
     const std::uint64_t first = json.at("first");
-    missing.ids = {first, json.at("last").is_number() ? json.at("last").get<std::uint64_t>() : first};
+    missing.ids = {first,
+                   json.at("last").is_number() ? json.at("last").get<std::uint64_t>() : first};
   }
   return missing;
 }

@@ -27,9 +27,9 @@ struct Gap {
   static constexpr const char* kByPublisher = "publisher";  // it ended without sending everything
   static constexpr const char* kUnknown = "unknown";        // a subscriber missed it
 
-  std::string reason;
-  std::string run;  // the missing frames'
-  MissingFrames strips, images;
+  std::string reason{};
+  std::string run{};  // the missing frames'
+  MissingFrames strips{}, images{};
   std::uint64_t others = 0;  // messages
 
   // Counts what a packet has.

@@ -28,19 +28,20 @@ constexpr unsigned kUser = 20 << 3;
 constexpr std::size_t kKeyBytes = 32;
 constexpr std::string_view kDigits = "ABCDEFGHIJKLMNOPQRSTUVWXYZ234567";
 
-using Bytes = std::vector<std::uint8_t>;
+using KeyBytes = std::vector<std::uint8_t>;
 
 // CRC-16 as in XMODEM: polynomial 0x1021, begins with 0.
-unsigned Checksum(const Bytes& bytes) {
+unsigned Checksum(const KeyBytes& bytes) {
   unsigned crc = 0;
   for (const std::uint8_t byte : bytes) {
     crc ^= static_cast<unsigned>(byte) << 8;
-    for (int bit = 0; bit < 8; ++bit) crc = ((crc << 1) ^ ((crc & 0x8000) != 0 ? 0x1021 : 0)) & 0xFFFF;
+    for (int bit = 0; bit < 8; ++bit)
+      crc = ((crc << 1) ^ ((crc & 0x8000) != 0 ? 0x1021 : 0)) & 0xFFFF;
   }
   return crc;
 }
 
-std::string Written(Bytes bytes) {
+std::string Written(KeyBytes bytes) {
   const unsigned crc = Checksum(bytes);
   bytes.push_back(crc & 0xFF);
   bytes.push_back(crc >> 8);
@@ -55,8 +56,8 @@ std::string Written(Bytes bytes) {
 }
 
 // Without its checksum; none: it is wrong.
-std::optional<Bytes> Read(std::string_view text) {
-  Bytes bytes;
+std::optional<KeyBytes> Read(std::string_view text) {
+  KeyBytes bytes;
   unsigned bits = 0, count = 0;
   for (const char digit : text) {
     const std::size_t value = kDigits.find(digit);
@@ -76,7 +77,7 @@ std::string PublicHalf(const std::uint8_t* secret) {
   using Key = std::unique_ptr<EVP_PKEY, decltype(&EVP_PKEY_free)>;
   const Key key(EVP_PKEY_new_raw_private_key(EVP_PKEY_ED25519, nullptr, secret, kKeyBytes),
                 EVP_PKEY_free);
-  Bytes bytes(1 + kKeyBytes, kUser);
+  KeyBytes bytes(1 + kKeyBytes, kUser);
   std::size_t size = kKeyBytes;
   if (!key || EVP_PKEY_get_raw_public_key(key.get(), bytes.data() + 1, &size) != 1) {
     throw Failure(ExitCode::kFile, "OpenSSL has no Ed25519 keys");
@@ -102,7 +103,7 @@ std::string PublicKeyOf(const std::string& path) {
 }
 
 std::string MakeKey(const std::string& path) {
-  Bytes seed(2 + kKeyBytes);
+  KeyBytes seed(2 + kKeyBytes);
   seed[0] = kSeed | (kUser >> 5);
   seed[1] = (kUser & 31) << 3;
   if (RAND_bytes(seed.data() + 2, kKeyBytes) != 1) {
@@ -116,8 +117,7 @@ std::string MakeKey(const std::string& path) {
                   exists ? "a key is never overwritten; choose another name" : "");
   }
   const std::string line = Written(seed) + '\n';
-  const bool written =
-      write(file, line.data(), line.size()) == static_cast<ssize_t>(line.size());
+  const bool written = write(file, line.data(), line.size()) == static_cast<ssize_t>(line.size());
   close(file);
   if (!written) throw Failure(ExitCode::kFile, fmt::format("cannot write {}", path));
   return PublicHalf(seed.data() + 2);

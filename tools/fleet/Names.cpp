@@ -50,8 +50,10 @@ std::string PresenceSubject(std::string_view sensor) {
 }
 
 std::string ControlSubject(std::string_view verb, std::string_view sensor) {
-  return fmt::format("tessaline.control.{}.{}", verb, sensor);
+  return fmt::format("tessaline.control.{}{}{}", verb, sensor.empty() ? "" : ".", sensor);
 }
+
+std::string InboxPrefix(std::string_view name) { return fmt::format("_INBOX.{}", name); }
 
 std::string DeliverySubject(std::string_view subscriber, std::string_view sensor) {
   return fmt::format("tessaline.delivery.{}.{}", subscriber, sensor);

@@ -16,10 +16,13 @@ bool Matches(std::string_view pattern, std::string_view name);
 std::string DataSubject(std::string_view kind, std::string_view sensor);
 // That it is there, and how it is, each second. Not stored.
 std::string PresenceSubject(std::string_view sensor);
-// Questions and orders to it.
+// Questions and orders to it. Without a sensor: to all.
 std::string ControlSubject(std::string_view verb, std::string_view sensor);
 // Where the server sends what a subscriber is to store.
 std::string DeliverySubject(std::string_view subscriber, std::string_view sensor);
+
+// Where answers come to somebody of this name.
+std::string InboxPrefix(std::string_view name);
 
 // The stream in which the server stores its messages. Dots are not allowed in there.
 std::string StreamName(std::string_view sensor);

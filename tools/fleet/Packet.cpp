@@ -21,15 +21,15 @@ constexpr const char* kStamp = "Tessaline-Stamp";
 constexpr const char* kCrc = "Tessaline-Crc32";
 
 // Numbers that are left out when they are 0.
-struct Number {
+struct NumberHeader {
   const char* name;
   std::uint64_t PacketHeader::*value;
 };
 constexpr std::array kNumbers{
-    Number{"Tessaline-Sequence", &PacketHeader::sequence},
-    Number{"Tessaline-First-Sequence", &PacketHeader::first_sequence},
-    Number{"Tessaline-Count", &PacketHeader::strips},
-    Number{"Tessaline-Point-Bytes", &PacketHeader::point_bytes},
+    NumberHeader{"Tessaline-Sequence", &PacketHeader::sequence},
+    NumberHeader{"Tessaline-First-Sequence", &PacketHeader::first_sequence},
+    NumberHeader{"Tessaline-Count", &PacketHeader::strips},
+    NumberHeader{"Tessaline-Point-Bytes", &PacketHeader::point_bytes},
 };
 
 template <typename Value>
@@ -51,7 +51,7 @@ bool ReadRange(const std::string& text, std::optional<Range>& range) {
   return ReadPair(text, '-', range->first, range->last) && range->first <= range->last;
 }
 
-std::string Text(const Range& range) { return fmt::format("{}-{}", range.first, range.last); }
+std::string RangeText(const Range& range) { return fmt::format("{}-{}", range.first, range.last); }
 
 std::optional<Kind> KindNamed(std::string_view name) {
   const auto found = std::find(kKindNames.begin(), kKindNames.end(), name);
@@ -71,13 +71,13 @@ void ForEachHeader(const PacketHeader& header, const PutHeader& put) {
   put(kKind, std::string(NameOf(header.kind)));
   put(kRun, header.run);
   put(kStamp, std::to_string(header.stamp_ns));
-  for (const Number& number : kNumbers) {
+  for (const NumberHeader& number : kNumbers) {
     if (header.*number.value != 0) put(number.name, std::to_string(header.*number.value));
   }
   if (header.parts > 1) put(kPart, fmt::format("{}/{}", header.part, header.parts));
-  if (header.frames) put(kFrames, Text(*header.frames));
+  if (header.frames) put(kFrames, RangeText(*header.frames));
   if (header.width != 0) put(kSize, fmt::format("{}x{}", header.width, header.height));
-  if (header.rows) put(kRows, Text(*header.rows));
+  if (header.rows) put(kRows, RangeText(*header.rows));
   put(kCrc, fmt::format("{:08x}", header.crc));
 }
 
@@ -92,7 +92,7 @@ std::optional<PacketHeader> ReadHeaders(const GetHeader& get) {
   header.run = get(kRun);
   bool good = IsRun(header.run) && ReadNumber(get(kStamp), header.stamp_ns) &&
               ReadNumber(get(kCrc), header.crc, 16);
-  for (const Number& number : kNumbers) {
+  for (const NumberHeader& number : kNumbers) {
     const std::string text = get(number.name);
     if (!text.empty()) good = good && ReadNumber(text, header.*number.value);
   }

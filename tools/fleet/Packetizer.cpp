@@ -126,8 +126,7 @@ void Packetizer::MakeImage(const ring::Record& record, std::vector<Packet>& pack
     const std::size_t first = (whole.part - 1) * rows_each;
     const std::size_t last = std::min(first + rows_each, rows) - 1;
     const std::size_t from = std::min(first * width, record.payload.size());
-    const std::size_t to =
-        whole.part == whole.parts ? record.payload.size() : (last + 1) * width;
+    const std::size_t to = whole.part == whole.parts ? record.payload.size() : (last + 1) * width;
     PacketHeader header = whole;
     if (whole.parts > 1) header.rows = {first, last};
     packets.push_back(Numbered(std::move(header), record.payload.data() + from, to - from));
@@ -141,7 +140,7 @@ std::vector<Packet> Packetizer::Finish(std::int64_t stamp_ns, std::uint64_t drop
     Gap gap{.reason = Gap::kByMemory, .run = run_};
     const std::uint64_t after = last_strip_.value_or(last_image_.value_or(0)) + 1;
     (last_strip_ || !last_image_ ? gap.strips : gap.images) = {Range{after, after},
-                                                              dropped - told_dropped_, true};
+                                                               dropped - told_dropped_, true};
     packets.push_back(Make(gap, stamp_ns));
   }
   packets.push_back(Make(Kind::kEnd, stamp_ns, {{"frames", frames_}, {"missing", missing_}}));

@@ -37,8 +37,7 @@ class PublishCommand : public Command, private RecordTaker {
       return ExitCode::kOk;
     }
     // Both live to the end of the process, as the client library's threads do.
-    server_ = new Server(options_.server, "tessaline publish " + options_.name,
-                         Server::Absent::kWait);
+    server_ = new Server(options_.server, options_.name, Server::Absent::kWait);
     if (!server_->IsConnected()) {
       session.Note("{} cannot be reached yet; frames wait until it can", options_.server.Urls());
     }
@@ -59,8 +58,7 @@ class PublishCommand : public Command, private RecordTaker {
     settings.backlog = {std::uint64_t{options_.source.megabytes()} << 20, options_.store,
                         static_cast<std::uint64_t>(options_.store_megabytes * kMegabyte),
                         options_.drop == "oldest"};
-    settings.drain =
-        std::chrono::milliseconds(std::llround(options_.drain_seconds * 1e3));
+    settings.drain = std::chrono::milliseconds(std::llround(options_.drain_seconds * 1e3));
     settings.facts = {{"publisher", "tessaline " TESSALINE_VERSION}};
     if (session.has_model() || !options_.source.has_application()) {
       settings.facts["model"] = session.model().code();
@@ -104,10 +102,11 @@ class PublishCommand : public Command, private RecordTaker {
     if (!last && now - shown_ < kShowEvery) return;
     shown_ = now;
     const Publisher::Totals totals = publisher_->totals();
-    fmt::print(stderr, "\r{} profiles, {} images, {:.1f} MB, waiting {}, missing {}, dropped {}{}{}{}",
-               totals.strips, totals.images, static_cast<double>(totals.bytes) / kMegabyte,
-               totals.waiting, totals.missing, totals.dropped, totals.sent.trouble.empty() ? "" : ": ",
-               totals.sent.trouble, last ? "\033[K\n" : "\033[K");
+    fmt::print(
+        stderr, "\r{} profiles, {} images, {:.1f} MB, waiting {}, missing {}, dropped {}{}{}{}",
+        totals.strips, totals.images, static_cast<double>(totals.bytes) / kMegabyte, totals.waiting,
+        totals.missing, totals.dropped, totals.sent.trouble.empty() ? "" : ": ",
+        totals.sent.trouble, last ? "\033[K\n" : "\033[K");
     fflush(stderr);
   }
 

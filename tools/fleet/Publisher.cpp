@@ -56,13 +56,13 @@ Publisher::Publisher(const Server& server, Settings settings)
     to.reset(made);
   };
   listen(ControlSubject("*", settings_.stream.sensor), own_questions_);
-  listen("tessaline.control.status", common_questions_);
+  listen(ControlSubject("status", ""), common_questions_);
 }
 
 void Publisher::RequireName() const {
   const std::string& name = settings_.stream.sensor;
-  const auto answers = server_.Ask(ControlSubject("status", name), Json::object(),
-                                   kOtherPublisher, 1);
+  const auto answers =
+      server_.Ask({ControlSubject("status", name)}, Json::object(), kOtherPublisher, 1);
   if (answers.empty()) return;
   throw Failure(ExitCode::kExists,
                 fmt::format("{} is published already, by {} (process {})", name,

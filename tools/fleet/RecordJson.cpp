@@ -8,7 +8,7 @@
 namespace tool::fleet {
 namespace {
 
-std::string_view TextOf(std::span<const std::byte> bytes) {
+std::string_view PayloadText(std::span<const std::byte> bytes) {
   return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
 }
 
@@ -43,7 +43,7 @@ Json ToJson(const ring::Record& record) {
     case ring::Kind::kLost:
       return {{"frames_by_device", record.first}};
     case ring::Kind::kLog: {
-      const std::string_view text = TextOf(record.payload);
+      const std::string_view text = PayloadText(record.payload);
       const std::size_t end = text.find('\0');
       return {{"level", record.first},
               {"line", record.second},
@@ -51,7 +51,7 @@ Json ToJson(const ring::Record& record) {
               {"message", end == text.npos ? "" : text.substr(end + 1)}};
     }
     default: {
-      Json json = Json::parse(TextOf(record.payload), nullptr, false);
+      Json json = Json::parse(PayloadText(record.payload), nullptr, false);
       return json.is_object() ? json : Json::object();
     }
   }
@@ -63,8 +63,8 @@ ring::Record RecordIn(Kind kind, std::int64_t stamp_ns, const Json& json, std::s
   try {
     switch (kind) {
       case Kind::kEvents:
-        record.kind = json.at("name") == kDaArrivedEvent ? ring::Kind::kDaArrived
-                                                         : ring::Kind::kTrigger;
+        record.kind =
+            json.at("name") == kDaArrivedEvent ? ring::Kind::kDaArrived : ring::Kind::kTrigger;
         record.first = json.at("value");
         break;
       case Kind::kClock:

@@ -26,12 +26,10 @@ void RunOrder::Drain(const std::string& name, Run& run, std::vector<Step>& steps
 }
 
 // Nothing comes any more up to `to`: what is there comes out, and holes in between.
-void RunOrder::Skip(const std::string& name, Run& run, std::uint64_t to,
-                    std::vector<Step>& steps) {
+void RunOrder::Skip(const std::string& name, Run& run, std::uint64_t to, std::vector<Step>& steps) {
   Drain(name, run, steps);
   while (run.next <= to) {
-    const std::uint64_t last =
-        run.early.empty() ? to : std::min(to, run.early.begin()->first - 1);
+    const std::uint64_t last = run.early.empty() ? to : std::min(to, run.early.begin()->first - 1);
     if (!run.joined) steps.push_back({std::nullopt, name, {run.next, last}});
     run.next = last + 1;
     Drain(name, run, steps);
@@ -63,8 +61,7 @@ std::vector<RunOrder::Step> RunOrder::Add(Arrival arrival, std::optional<Arrival
     current_ = name;
   }
   Run& run = runs_[name];
-  const std::uint64_t acknowledged =
-      std::min(arrival.acknowledged, arrival.header.first() - 1);
+  const std::uint64_t acknowledged = std::min(arrival.acknowledged, arrival.header.first() - 1);
   if (!known) {
     run.next = acknowledged + 1;
     run.joined = acknowledged > 0;

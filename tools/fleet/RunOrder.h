@@ -23,7 +23,7 @@ class RunOrder {
   struct Step {
     std::optional<Arrival> arrival;
     std::string run;
-    Range hole{};          // the numbers, without a message
+    Range hole{};              // the numbers, without a message
     bool run_is_over = false;  // nobody sends the rest of this run
   };
   // Adds a message. Returns what is in order now; nothing if it was there before: then `duplicate`

@@ -10,6 +10,7 @@ namespace tool::fleet {
 namespace {
 
 // Enough to keep a network and three disks busy.
+constexpr const char* kMessageId = "Nats-Msg-Id";
 constexpr std::size_t kMostOnTheWay = 64;
 constexpr std::uint64_t kMostBytesOnTheWay = 16 << 20;
 constexpr std::int64_t kAnswerMs = 4000;
@@ -91,7 +92,7 @@ void Sender::OnAnswer(jsCtx*, natsMsg* message, jsPubAck*, jsPubAckErr* bad, voi
   const Message owner(message);
   auto& sender = *static_cast<Sender*>(self);
   const char* name = nullptr;
-  natsMsgHeader_Get(message, JSMsgID, &name);
+  natsMsgHeader_Get(message, kMessageId, &name);
   Answer answer{name == nullptr ? "" : name, ""};
   if (bad != nullptr) {
     const char* const text = bad->ErrText != nullptr ? bad->ErrText : natsStatus_GetText(bad->Err);
@@ -151,10 +152,9 @@ bool Sender::Send(Position position) {
   const Packet& packet = on_the_way_.at(position).packet;
   const std::string subject = DataSubject(fleet::NameOf(packet.header.kind), stream_.sensor);
   natsMsg* made = nullptr;
-  natsStatus status =
-      natsMsg_Create(&made, subject.c_str(), nullptr,
-                     reinterpret_cast<const char*>(packet.payload.data()),
-                     static_cast<int>(packet.payload.size()));
+  natsStatus status = natsMsg_Create(&made, subject.c_str(), nullptr,
+                                     reinterpret_cast<const char*>(packet.payload.data()),
+                                     static_cast<int>(packet.payload.size()));
   Message message(made);
   const auto put = [&](const char* name, const std::string& value) {
     if (status == NATS_OK) status = natsMsgHeader_Set(made, name, value.c_str());

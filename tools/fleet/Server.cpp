@@ -3,10 +3,12 @@
 #include <fmt/core.h>
 
 #include <algorithm>
+#include <cstring>
 #include <filesystem>
 #include <sstream>
 
 #include "fleet/NKey.h"
+#include "fleet/Names.h"
 
 namespace tool::fleet {
 namespace {
@@ -55,7 +57,7 @@ void Check(natsStatus status, const std::string& what) {
   throw Failure(ExitCode::kUnreachable, fmt::format("{}: {}", what, natsStatus_GetText(status)));
 }
 
-Server::Server(const ServerOptions& options, const std::string& name, Absent absent) {
+Server::Server(const ServerOptions& options, const std::string& name, Absent absent) : name_(name) {
   const std::string urls = options.Urls();
   natsOptions* made = nullptr;
   Check(natsOptions_Create(&made), "the client library does not start");
@@ -64,7 +66,8 @@ Server::Server(const ServerOptions& options, const std::string& name, Absent abs
   std::vector<const char*> servers;
   for (const std::string& url : list) servers.push_back(url.c_str());
   Check(natsOptions_SetServers(made, servers.data(), static_cast<int>(servers.size())), urls);
-  natsOptions_SetName(made, name.c_str());
+  natsOptions_SetName(made, ("tessaline " + name).c_str());
+  Check(natsOptions_SetCustomInboxPrefix(made, InboxPrefix(name).c_str()), name);
   natsOptions_SetTimeout(made, kConnectMs);
   natsOptions_SetMaxReconnect(made, -1);
   natsOptions_SetReconnectWait(made, kReconnectMs);
@@ -95,7 +98,8 @@ Server::Server(const ServerOptions& options, const std::string& name, Absent abs
   }
   if (absent == Absent::kWait) {
     // Null: nobody is told, IsConnected() says it.
-    natsOptions_SetRetryOnFailedConnect(made, true, [](natsConnection*, void*) {}, nullptr);
+    natsOptions_SetRetryOnFailedConnect(
+        made, true, [](natsConnection*, void*) {}, nullptr);
   }
   natsConnection* connection = nullptr;
   const natsStatus status = natsConnection_Connect(&connection, made);
@@ -152,18 +156,22 @@ void Server::Publish(const std::string& subject, const Json& json) const {
                          static_cast<int>(text.size()));
 }
 
-std::vector<Json> Server::Ask(const std::string& subject, const Json& json,
+std::vector<Json> Server::Ask(const std::vector<std::string>& subjects, const Json& json,
                               std::chrono::milliseconds patience, std::size_t enough) const {
   natsInbox* inbox = nullptr;
   Check(natsInbox_Create(&inbox), "no inbox");
-  const std::unique_ptr<natsInbox, Destroyer<natsInbox_Destroy>> owned(inbox);
+  // The client library's own function leaves the prefix out.
+  const std::string to = InboxPrefix(name_) + std::strrchr(inbox, '.');
+  natsInbox_Destroy(inbox);
   natsSubscription* made = nullptr;
-  Check(natsConnection_SubscribeSync(&made, connection_.get(), inbox), subject);
+  Check(natsConnection_SubscribeSync(&made, connection_.get(), to.c_str()), to);
   const Subscription answers(made);
   const std::string text = json.dump(-1, ' ', false, Json::error_handler_t::replace);
-  Check(natsConnection_PublishRequest(connection_.get(), subject.c_str(), inbox, text.data(),
-                                      static_cast<int>(text.size())),
-        subject);
+  for (const std::string& subject : subjects) {
+    Check(natsConnection_PublishRequest(connection_.get(), subject.c_str(), to.c_str(), text.data(),
+                                        static_cast<int>(text.size())),
+          subject);
+  }
   std::vector<Json> all;
   const auto end = std::chrono::steady_clock::now() + patience;
   while (all.size() < enough) {
@@ -175,7 +183,10 @@ std::vector<Json> Server::Ask(const std::string& subject, const Json& json,
       break;
     }
     const Message owner(message);
-    if (natsMsg_IsNoResponders(message)) break;
+    if (natsMsg_IsNoResponders(message)) {
+      if (subjects.size() == 1) break;
+      continue;
+    }
     if (Json answer = JsonOf(message); answer.is_object()) all.push_back(std::move(answer));
   }
   return all;

@@ -35,7 +35,8 @@ class Server {
  public:
   enum class Absent { kFail, kWait };  // a server that cannot be reached now
 
-  // `name`: who we are, in the server's reports. Throws a Failure if the server refuses us, or, with
+  // `name`: who we are, a sensor's name or the like. Answers come to subjects with that name, so
+  // that the server can keep them from others. Throws a Failure if the server refuses us, or, with
   // kFail, cannot be reached.
   Server(const ServerOptions& options, const std::string& name, Absent absent);
   ~Server();
@@ -56,11 +57,13 @@ class Server {
   Stream NewStreamContext(const jsOptions* options = nullptr) const;
 
   void Publish(const std::string& subject, const Json& json) const;
-  // All answers that come within a time, or the first `enough`.
-  std::vector<Json> Ask(const std::string& subject, const Json& json,
+  // Asks on all these subjects at once. Returns the answers that come within a time, or the first
+  // `enough`.
+  std::vector<Json> Ask(const std::vector<std::string>& subjects, const Json& json,
                         std::chrono::milliseconds patience, std::size_t enough) const;
 
  private:
+  const std::string name_;
   std::unique_ptr<natsOptions, Destroyer<natsOptions_Destroy>> options_;
   std::unique_ptr<natsConnection, Destroyer<natsConnection_Destroy>> connection_;
 };

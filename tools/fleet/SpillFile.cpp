@@ -19,12 +19,12 @@ constexpr const char* kTables =
 Database Opened(const std::string& path) {
   Database database(path, Database::Mode::kContinue);
   // A rollback journal would sync the disk for every record.
-  database.Run(fmt::format("{}; COMMIT; PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL",
-                           kTables));
+  database.Run(
+      fmt::format("{}; COMMIT; PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL", kTables));
   return database;
 }
 
-std::string TextOf(const PacketHeader& header) {
+std::string HeaderLines(const PacketHeader& header) {
   std::string text;
   ForEachHeader(header, [&](const char* name, const std::string& value) {
     text += fmt::format("{}: {}\n", name, value);
@@ -72,7 +72,7 @@ void SpillFile::Append(const std::vector<Packet>& record) {
   database_.Run("BEGIN");
   try {
     for (const Packet& packet : record) {
-      const std::string headers = TextOf(packet.header);
+      const std::string headers = HeaderLines(packet.header);
       insert_.Bind(0, std::string_view(headers));
       insert_.Bind(1, std::span<const std::byte>(packet.payload));
       insert_.Run();
@@ -133,8 +133,7 @@ std::vector<SpillFile::Row> SpillFile::Drop() {
 void SpillFile::RemoveBefore(std::int64_t number) {
   const std::int64_t last = std::min(number - 1, taken_);
   if (last <= removed_) return;
-  Statement sum(database_,
-                "SELECT total(length(payload)) FROM packets WHERE id > ? AND id <= ?");
+  Statement sum(database_, "SELECT total(length(payload)) FROM packets WHERE id > ? AND id <= ?");
   sum.Bind(0, removed_);
   sum.Bind(1, last);
   const auto gone = static_cast<std::uint64_t>(sum.Next() ? sum.Number(0) : 0);

@@ -68,8 +68,8 @@ void RequireSubscriber(const Server& server, const std::string& sensor,
   const std::string deliver = DeliverySubject(subscriber, sensor);
   jsErrCode code{};
   jsConsumerInfo* found = nullptr;
-  natsStatus status = js_GetConsumerInfo(&found, context.get(), stream.c_str(),
-                                         subscriber.c_str(), nullptr, &code);
+  natsStatus status =
+      js_GetConsumerInfo(&found, context.get(), stream.c_str(), subscriber.c_str(), nullptr, &code);
   jsConsumerInfo_Destroy(found);
   if (status == NATS_NOT_FOUND || code == JSConsumerNotFoundErr) {
     jsConsumerConfig config;

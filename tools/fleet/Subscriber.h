@@ -42,12 +42,12 @@ class Subscriber {
   // Of one sensor.
   struct Counts {
     std::uint64_t strips = 0, images = 0, bytes = 0;  // stored
-    std::uint64_t named = 0;       // frames missing that a gap names by number
-    std::uint64_t open_gaps = 0;   // gaps whose end nobody knows
-    std::uint64_t unknown = 0;     // holes that nobody explains
-    std::uint64_t duplicates = 0;  // messages that came again
-    std::uint64_t damaged = 0;     // messages that were none, or whose bytes had changed
-    std::int64_t newest_ns = 0;    // host time of the sensor's last message
+    std::uint64_t named = 0;                          // frames missing that a gap names by number
+    std::uint64_t open_gaps = 0;                      // gaps whose end nobody knows
+    std::uint64_t unknown = 0;                        // holes that nobody explains
+    std::uint64_t duplicates = 0;                     // messages that came again
+    std::uint64_t damaged = 0;   // messages that were none, or whose bytes had changed
+    std::int64_t newest_ns = 0;  // host time of the sensor's last message
   };
   std::map<std::string, Counts> counts() const;
   const DeliveryOrder& order() const { return order_; }

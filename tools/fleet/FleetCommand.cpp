@@ -1,0 +1,228 @@
+#include <chrono>
+#include <cmath>
+#include <map>
+#include <set>
+
+#include "Counted.h"
+#include "Failure.h"
+#include "RecipeFile.h"
+#include "RecipeText.h"
+#include "fleet/Commands.h"
+#include "fleet/FleetOptions.h"
+#include "fleet/NKey.h"
+#include "fleet/Names.h"
+#include "fleet/Rights.h"
+#include "fleet/Server.h"
+#include "fleet/Stream.h"
+#include "record/SensorName.h"
+
+namespace tool::fleet {
+namespace {
+
+constexpr const char* kOperator = "operator";
+// A sensor's region is set in some hundred milliseconds.
+constexpr std::chrono::seconds kSetPatience{25};
+constexpr std::size_t kAll = 100'000;
+
+class FleetCommand : public Command {
+ public:
+  void Describe(CLI::App& parent, CommonOptions& common) override {
+    app_ = &options_.Describe(parent, common);
+  }
+  bool Asked() const override { return app_->parsed(); }
+
+  ExitCode Run(Session& session) override {
+    Session::LeaveOutBoard();
+    if (options_.make_key->parsed()) return MakeKeyFile(session);
+    if (options_.rights->parsed()) return ShowRights(session);
+    if (!IsPattern(options_.pattern)) {
+      throw Failure(
+          ExitCode::kUsage, fmt::format("\"{}\" names no sensors", options_.pattern),
+          "words with dots between, such as line3.left; * is one word, > all that follow");
+    }
+    if (options_.set->parsed()) return Set(session);
+    return ShowStatus(session);
+  }
+
+ private:
+  using Answers = std::map<std::string, Json>;  // by sensor
+
+  Answers Collect(const Server& server, const std::vector<std::string>& subjects,
+                  const Json& question, std::chrono::milliseconds patience,
+                  std::size_t enough) const {
+    Answers answers;
+    for (Json& answer : server.Ask(subjects, question, patience, enough)) {
+      if (!answer.contains("sensor") || !answer["sensor"].is_string()) continue;
+      const std::string sensor = answer["sensor"];
+      if (Matches(options_.pattern, sensor)) answers[sensor] = std::move(answer);
+    }
+    return answers;
+  }
+
+  Answers Present(const Server& server) const {
+    const auto patience = std::chrono::milliseconds(std::llround(options_.patience * 1e3));
+    return Collect(server, {ControlSubject("status", "")}, Json::object(), patience, kAll);
+  }
+
+  // What the server keeps; empty if it keeps nothing at all.
+  std::map<std::string, Json> Kept(const Server& server) const {
+    std::map<std::string, Json> kept;
+    const auto context = server.NewStreamContext();
+    std::vector<std::string> sensors;
+    try {
+      sensors = SensorsWithStreams(server, options_.pattern);
+    } catch (const Failure&) {  // it stores nothing; sensors may be there all the same
+    }
+    for (const std::string& sensor : sensors) {
+      jsStreamInfo* about = nullptr;
+      jsErrCode code{};
+      const std::string stream = StreamName(sensor);
+      if (js_GetStreamInfo(&about, context.get(), stream.c_str(), nullptr, &code) != NATS_OK) {
+        kept[sensor] = nullptr;
+        continue;
+      }
+      kept[sensor] = {{"messages", about->State.Msgs},
+                      {"bytes", about->State.Bytes},
+                      {"replicas", about->Config->Replicas},
+                      {"leader", about->Cluster != nullptr && about->Cluster->Leader != nullptr
+                                     ? Json(about->Cluster->Leader)
+                                     : Json()}};
+      jsStreamInfo_Destroy(about);
+    }
+    return kept;
+  }
+
+  static std::uint64_t NumberIn(const Json& json, const char* key) {
+    return json.contains(key) && json[key].is_number_unsigned() ? json[key].get<std::uint64_t>()
+                                                                : 0;
+  }
+  static std::string TextIn(const Json& json, const char* key) {
+    return json.contains(key) && json[key].is_string() ? json[key].get<std::string>() : "";
+  }
+
+  ExitCode ShowStatus(Session& session) const {
+    const Server server(options_.server, kOperator, Server::Absent::kFail);
+    Answers present = Present(server);
+    const auto kept = Kept(server);
+    for (const auto& [sensor, about] : kept) {
+      if (!present.contains(sensor)) present[sensor] = {{"sensor", sensor}, {"present", false}};
+    }
+    Json list = Json::array();
+    if (!present.empty()) {
+      session.Print("{:<20} {:<8} {:>9} {:>9} {:>9} {:>9} {:>9}  {}\n", "sensor", "model",
+                    "frames/s", "missing", "dropped", "waiting", "kept MB", "state");
+    }
+    std::size_t absent = 0;
+    for (auto& [sensor, about] : present) {
+      const bool here = !about.contains("present");
+      about["present"] = here;
+      absent += here ? 0 : 1;
+      const auto place = kept.find(sensor);
+      about["kept"] = place == kept.end() ? Json() : place->second;
+      const std::string trouble = TextIn(about, "trouble");
+      session.Print("{:<20} {:<8} {:>9.1f} {:>9} {:>9} {:>9} {:>9.1f}  {}\n", sensor,
+                    TextIn(about, "model"), about.value("frames_per_second", 0.0),
+                    NumberIn(about, "missing_frames"), NumberIn(about, "dropped_frames"),
+                    NumberIn(about, "waiting"),
+                    static_cast<double>(NumberIn(about["kept"], "bytes")) / 1e6,
+                    !here             ? "not there"
+                    : trouble.empty() ? "well"
+                                      : trouble);
+      list.push_back(about);
+    }
+    if (present.empty()) session.Print("no sensor matches {}\n", options_.pattern);
+    session.Emit({{"server", server.Url()}, {"sensors", list}});
+    return absent > 0 || present.empty() ? ExitCode::kNegative : ExitCode::kOk;
+  }
+
+  // Asks all sensors to do something; throws a Failure that names those that cannot.
+  Answers Order(const Server& server, const std::string& verb, const Json& request,
+                const std::set<std::string>& sensors) const {
+    std::vector<std::string> subjects;
+    for (const std::string& sensor : sensors) subjects.push_back(ControlSubject(verb, sensor));
+    return Collect(server, subjects, request, kSetPatience, sensors.size());
+  }
+
+  static std::string Troubles(const Answers& answers, const std::set<std::string>& sensors) {
+    std::string text;
+    for (const std::string& sensor : sensors) {
+      const auto answer = answers.find(sensor);
+      const std::string error =
+          answer == answers.end() ? "no answer" : TextIn(answer->second, "error");
+      if (!error.empty()) text += fmt::format("{}{}: {}", text.empty() ? "" : "; ", sensor, error);
+    }
+    return text;
+  }
+
+  ExitCode Set(Session& session) const {
+    const Recipe recipe = ReadRecipe(options_.recipe);
+    RequireItself(recipe);
+    const Json request{{"recipe", Json::parse(AsText(recipe))}};
+    const Server server(options_.server, kOperator, Server::Absent::kFail);
+    std::set<std::string> sensors;
+    for (const auto& [sensor, about] : Present(server)) sensors.insert(sensor);
+    for (const auto& [sensor, about] : Kept(server)) sensors.insert(sensor);
+    if (sensors.empty()) {
+      throw Failure(ExitCode::kUnreachable, fmt::format("no sensor matches {}", options_.pattern),
+                    "\"tessaline fleet status\" lists them");
+    }
+    if (const std::string troubles = Troubles(Order(server, "check", request, sensors), sensors);
+        !troubles.empty()) {
+      throw Failure(ExitCode::kNegative, fmt::format("nothing was changed; {}", troubles),
+                    "change the recipe or the pattern");
+    }
+    if (session.options().dry_run) {
+      session.Print("would set {}. Nothing was changed (--dry-run).\n",
+                    Counted(sensors.size(), "sensor"));
+      session.Emit({{"dry_run", true}, {"sensors", sensors}});
+      return ExitCode::kOk;
+    }
+    const Answers done = Order(server, "set", request, sensors);
+    if (const std::string troubles = Troubles(done, sensors); !troubles.empty()) {
+      throw Failure(ExitCode::kNegative, fmt::format("{}; {}", troubles, PutBack(server, done)),
+                    "look at the sensor's log");
+    }
+    session.Print("set {}\n", Counted(sensors.size(), "sensor"));
+    session.Emit({{"sensors", sensors}, {"recipe", request["recipe"]}});
+    return ExitCode::kOk;
+  }
+
+  // Gives the sensors that were set the settings from before.
+  std::string PutBack(const Server& server, const Answers& done) const {
+    std::size_t good = 0;
+    std::string bad;
+    for (const auto& [sensor, answer] : done) {
+      if (!answer.contains("before")) continue;
+      const std::set<std::string> one{sensor};
+      const std::string trouble =
+          Troubles(Order(server, "set", {{"recipe", answer["before"]}}, one), one);
+      good += trouble.empty() ? 1 : 0;
+      if (!trouble.empty()) bad += "; not put back: " + trouble;
+    }
+    return fmt::format("{} put back to the settings from before{}", Counted(good, "sensor"), bad);
+  }
+
+  ExitCode MakeKeyFile(const Session& session) const {
+    const std::string key = MakeKey(options_.output);
+    session.Print("{}\n", key);
+    session.Emit({{"public_key", key}, {"file", options_.output}});
+    return ExitCode::kOk;
+  }
+
+  ExitCode ShowRights(const Session& session) const {
+    RequireSensorName(options_.name);
+    const std::string text = RightsOf(options_.role, options_.name, options_.key);
+    session.Print("{}", text);
+    session.Emit({{"configuration", text}});
+    return ExitCode::kOk;
+  }
+
+  CLI::App* app_ = nullptr;
+  FleetOptions options_;
+};
+
+}  // namespace
+
+std::unique_ptr<Command> MakeFleetCommand() { return std::make_unique<FleetCommand>(); }
+
+}  // namespace tool::fleet

@@ -1,0 +1,73 @@
+#include "fleet/FleetOptions.h"
+
+namespace tool::fleet {
+namespace {
+
+constexpr About kFleetAbout{
+    "fleet", "Shows and sets the sensors that publish", Touches::kNothing,
+    "The sensors are those that \"tessaline publish\" has joined to the server.",
+    "  tessaline fleet status\n"
+    "  tessaline fleet set 'line3.*' --recipe belt.json"};
+constexpr About kStatusAbout{"status",
+                             "Lists the sensors, how they are, and what the server keeps of them",
+                             Touches::kNothing, "", "  tessaline fleet status 'line3.*' --json"};
+constexpr About kSetAbout{
+    "set", "Makes settings on several sensors, or on none", Touches::kLight,
+    "Asks all of them first. If one does not answer, or cannot do what the recipe says, nothing is "
+    "changed. If one fails while it is set, the others get back the settings from before.",
+    "  tessaline fleet set 'line3.*' --recipe belt.json"};
+constexpr About kKeyAbout{
+    "key", "Makes a key by which a server knows a user", Touches::kNothing,
+    "Writes the secret half to a file for --nkey, and shows the public half for the server.",
+    "  tessaline fleet key -o left.nk"};
+constexpr About kRightsAbout{
+    "rights", "Shows what a server has to allow a user, for its configuration", Touches::kNothing,
+    "A sensor may write its own messages and nothing else, a subscriber read all sensors' and "
+    "write "
+    "nothing, an operator ask and set all sensors.",
+    "  tessaline fleet rights --role sensor --name line3.left --public-key U..."};
+
+}  // namespace
+
+CLI::App& FleetOptions::Describe(CLI::App& parent, CommonOptions& common) {
+  CLI::App& group = AddGroup(parent, kFleetAbout);
+  const auto add = [&](const About& about, bool asks) {
+    CLI::App& app = AddCommand(group, about, common);
+    if (asks) {
+      app.add_option("--patience", patience, "Seconds to wait for answers")
+          ->check(NumberIn(0.05, 60))
+          ->type_name("SECONDS")
+          ->capture_default_str();
+      server.Describe(app);
+    }
+    return &app;
+  };
+  status = add(kStatusAbout, true);
+  status->add_option("pattern", pattern, "Which sensors, such as 'line3.*' (default: all)")
+      ->type_name("PATTERN");
+  set = add(kSetAbout, true);
+  set->add_option("pattern", pattern, "Which sensors, such as 'line3.*'")
+      ->type_name("PATTERN")
+      ->required();
+  set->add_option("--recipe", recipe, "File with settings (tessaline recipe)")
+      ->type_name("FILE")
+      ->required();
+  make_key = add(kKeyAbout, false);
+  make_key->add_option("-o,--output", output, "File for the secret half; it must not exist")
+      ->type_name("FILE")
+      ->required();
+  rights = add(kRightsAbout, false);
+  rights->add_option("--role", role, "sensor, subscriber or operator")
+      ->check(CLI::IsMember({"sensor", "subscriber", "operator"}))
+      ->type_name("ROLE")
+      ->capture_default_str();
+  rights->add_option("--name", name, "The sensor's or the subscriber's name")
+      ->type_name("NAME")
+      ->required();
+  rights->add_option("--public-key", key, "What \"tessaline fleet key\" has shown")
+      ->type_name("KEY")
+      ->required();
+  return group;
+}
+
+}  // namespace tool::fleet

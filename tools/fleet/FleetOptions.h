@@ -1,0 +1,30 @@
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <string>
+
+#include "Command.h"
+#include "fleet/ServerOptions.h"
+
+namespace tool::fleet {
+
+// The command line of "tessaline fleet".
+struct FleetOptions {
+  ServerOptions server;
+  std::string pattern = ">";
+  std::string recipe;
+  std::string output;
+  std::string name;
+  std::string key;
+  double patience = 1;
+
+  CLI::App* status = nullptr;
+  CLI::App* set = nullptr;
+  CLI::App* make_key = nullptr;
+  CLI::App* rights = nullptr;
+  std::string role = "sensor";
+
+  CLI::App& Describe(CLI::App& parent, CommonOptions& common);
+};
+
+}  // namespace tool::fleet

@@ -1,0 +1,237 @@
+#include "fleet/Subscriber.h"
+
+#include <fmt/core.h>
+
+#include <algorithm>
+#include <utility>
+
+#include "fleet/Names.h"
+#include "fleet/Stream.h"
+
+namespace tool::fleet {
+namespace {
+
+constexpr std::chrono::seconds kLookPeriod{2};
+constexpr std::chrono::milliseconds kSyncPeriod{200};
+constexpr std::uint64_t kMostUnsynced = 32 << 20;
+// The server sends again what it has, after its own patience, more than once in this time.
+constexpr std::chrono::seconds kHolePatience{30};
+
+std::uint64_t StreamNumber(natsMsg* message) {
+  jsMsgMetaData* about = nullptr;
+  if (natsMsg_GetMetaData(&about, message) != NATS_OK) return 0;
+  const std::uint64_t number = about->Sequence.Stream;
+  jsMsgMetaData_Destroy(about);
+  return number;
+}
+
+GapMessage MessageOf(const Gap& gap, std::int64_t stamp_ns) {
+  GapMessage message;
+  message.stamp_ns = stamp_ns;
+  message.reason = gap.reason;
+  message.run = gap.run;
+  message.end_known = !gap.strips.to_end && !gap.images.to_end;
+  const auto set = [](const MissingFrames& missing, std::uint64_t& first, std::uint64_t& last,
+                      std::uint64_t& count) {
+    const Range ids = missing.ids.value_or(Range{});
+    first = ids.first;
+    last = ids.last;
+    count = missing.count;
+  };
+  set(gap.strips, message.strips_first, message.strips_last, message.strips_count);
+  set(gap.images, message.images_first, message.images_last, message.images_count);
+  message.others = gap.others;
+  return message;
+}
+
+}  // namespace
+
+Subscriber::Subscriber(const Server& server, Settings settings, const std::string& path)
+    : server_(server), settings_(std::move(settings)), file_(path), order_(settings_.order) {}
+
+void Subscriber::LookForSensors() {
+  next_look_ = Clock::now() + kLookPeriod;
+  if (!server_.IsConnected()) return;
+  std::vector<std::string> sensors;
+  try {
+    sensors = SensorsWithStreams(server_, settings_.pattern);
+  } catch (const Failure&) {
+    if (inputs_.empty()) throw;
+    return;  // the cluster is choosing a leader
+  }
+  for (const std::string& sensor : sensors) {
+    if (!inputs_.contains(sensor)) Open(sensor);
+  }
+}
+
+void Subscriber::Open(const std::string& sensor) {
+  const std::string stream = StreamName(sensor);
+  RequireSubscriber(server_, sensor, settings_.name);
+  const auto context = server_.NewStreamContext();
+  jsErrCode code{};
+  jsConsumerInfo* about = nullptr;
+  Check(js_GetConsumerInfo(&about, context.get(), stream.c_str(), settings_.name.c_str(), nullptr,
+                           &code),
+        stream);
+  const std::uint64_t used = about->AckFloor.Stream;
+  jsConsumerInfo_Destroy(about);
+  jsStreamInfo* place = nullptr;
+  Check(js_GetStreamInfo(&place, context.get(), stream.c_str(), nullptr, &code), stream);
+  const std::uint64_t gone = std::max<std::uint64_t>(place->State.FirstSeq, 1) - 1;
+  jsStreamInfo_Destroy(place);
+
+  std::map<std::string, std::uint64_t> known;
+  for (const auto& [key, sequence] : file_.positions()) {
+    if (key.sensor == sensor) known[key.run] = sequence;
+  }
+  Input input;
+  input.stream = std::make_unique<StreamOrder<std::optional<Arrival>>>(std::max(used, gone));
+  input.runs = std::make_unique<RunOrder>(std::move(known));
+  input.assembler = std::make_unique<Assembler>(sensor);
+  order_.Join(sensor);
+  Input& kept = inputs_.emplace(sensor, std::move(input)).first->second;
+
+  jsSubOptions options;
+  jsSubOptions_Init(&options);
+  options.Stream = stream.c_str();
+  options.Consumer = settings_.name.c_str();
+  options.ManualAck = true;
+  natsSubscription* made = nullptr;
+  auto* const origin = new Origin{this, sensor};  // as long as the process
+  const natsStatus status = js_Subscribe(&made, context.get(), DataSubject("*", sensor).c_str(),
+                                         OnMessage, origin, nullptr, &options, &code);
+  if (status != NATS_OK) {
+    inputs_.erase(sensor);
+    const std::string text = TextOf(status, code);
+    throw Failure(
+        ExitCode::kExists,
+        fmt::format("cannot take what is kept of {} for {}: {}", sensor, settings_.name, text),
+        "another subscriber may have this name; choose one with --as");
+  }
+  kept.subscription.reset(made);
+  natsSubscription_SetPendingLimits(made, -1, -1);
+}
+
+void Subscriber::OnMessage(natsConnection*, natsSubscription*, natsMsg* message, void* origin) {
+  const auto& from = *static_cast<Origin*>(origin);
+  const std::lock_guard lock(from.subscriber->mutex_);
+  from.subscriber->came_.push_back({Message(message), from.sensor});
+  from.subscriber->arrived_.notify_one();
+}
+
+void Subscriber::Work(std::chrono::milliseconds patience) {
+  if (Clock::now() >= next_look_) LookForSensors();
+  std::deque<Came> came;
+  {
+    std::unique_lock lock(mutex_);
+    arrived_.wait_for(lock, patience, [this] { return !came_.empty(); });
+    came.swap(came_);
+  }
+  for (Came& one : came) Use(std::move(one));
+  for (auto& [sensor, input] : inputs_) Advance(input);
+  while (auto delivery = order_.Take()) Store(std::move(*delivery));
+  CommitIfDue();
+}
+
+void Subscriber::Use(Came came) {
+  Input& input = inputs_.at(came.sensor);
+  const std::uint64_t number = StreamNumber(came.message.get());
+  auto arrival = ArrivalIn(came.message);
+  if (!arrival) {
+    ++input.counts.damaged;
+    natsMsg_Ack(came.message.get(), nullptr);
+  } else {
+    input.counts.newest_ns = std::max(input.counts.newest_ns, arrival->header.stamp_ns);
+  }
+  natsMsg* const message = arrival ? arrival->message.get() : nullptr;
+  // What came before and is not stored yet is acknowledged when it is; the rest, now.
+  if (!input.stream->Add(number, std::move(arrival)) && message != nullptr) {
+    ++input.counts.duplicates;
+  }
+}
+
+void Subscriber::Advance(Input& input) {
+  while (auto next = input.stream->Next(Clock::now(), kHolePatience)) {
+    if (!*next) continue;
+    std::optional<Arrival> duplicate;
+    for (RunOrder::Step& step : input.runs->Add(std::move(**next), duplicate)) {
+      if (!step.arrival && !step.run_is_over) ++input.counts.unknown;
+      for (Delivery& whole : input.assembler->Add(std::move(step))) {
+        order_.Add(std::move(whole));
+      }
+    }
+    if (duplicate) {
+      ++input.counts.duplicates;
+      stored_.push_back(std::move(duplicate->message));
+    }
+  }
+}
+
+void Subscriber::Store(Delivery delivery) {
+  Counts& counts = inputs_.at(delivery.sensor).counts;
+  if (delivery.gap) {
+    const Gap& gap = *delivery.gap;
+    file_.Write(delivery.sensor, MessageOf(gap, delivery.stamp_ns));
+    if (gap.strips.to_end || gap.images.to_end) {
+      ++counts.open_gaps;
+    } else {
+      counts.named += gap.strips.count + gap.images.count;
+    }
+  } else if (!delivery.bytes.empty() || !delivery.text.empty() ||
+             delivery.record.kind != ring::Kind::kDevice) {
+    const bool frames = !delivery.bytes.empty();
+    delivery.record.payload =
+        frames ? std::span<const std::byte>(delivery.bytes)
+               : std::as_bytes(std::span(delivery.text.data(), delivery.text.size()));
+    file_.Write(delivery.sensor, delivery.record);
+    counts.strips += delivery.strips;
+    counts.images += delivery.images;
+    counts.bytes += delivery.bytes.size();
+    unsynced_bytes_ += delivery.bytes.size();
+  }
+  if (delivery.sequence > 0) {
+    file_.SetPosition(delivery.sensor, delivery.run, delivery.sequence);
+  }
+  std::move(delivery.messages.begin(), delivery.messages.end(), std::back_inserter(stored_));
+}
+
+void Subscriber::CommitIfDue(bool now) {
+  const auto time = Clock::now();
+  if (!now && time < sync_at_ && unsynced_bytes_ < kMostUnsynced) return;
+  sync_at_ = time + kSyncPeriod;
+  file_.Sync();
+  unsynced_bytes_ = 0;
+  for (const Message& message : stored_) natsMsg_Ack(message.get(), nullptr);
+  stored_.clear();
+}
+
+void Subscriber::Finish() {
+  // What waits for messages in front of it is not acknowledged, and comes again the next time.
+  while (auto delivery = order_.Take(/*all=*/true)) Store(std::move(*delivery));
+  CommitIfDue(/*now=*/true);
+  natsConnection_FlushTimeout(server_.connection(), 2000);
+  file_.Close();
+}
+
+bool Subscriber::HasAll() const {
+  const auto context = server_.NewStreamContext();
+  for (const std::string& sensor : SensorsWithStreams(server_, settings_.pattern)) {
+    jsErrCode code{};
+    jsConsumerInfo* about = nullptr;
+    const natsStatus status = js_GetConsumerInfo(&about, context.get(), StreamName(sensor).c_str(),
+                                                 settings_.name.c_str(), nullptr, &code);
+    if (status != NATS_OK) return false;
+    const bool all = about->NumPending == 0 && about->NumAckPending == 0;
+    jsConsumerInfo_Destroy(about);
+    if (!all) return false;
+  }
+  return true;
+}
+
+std::map<std::string, Subscriber::Counts> Subscriber::counts() const {
+  std::map<std::string, Counts> all;
+  for (const auto& [sensor, input] : inputs_) all[sensor] = input.counts;
+  return all;
+}
+
+}  // namespace tool::fleet
