@@ -75,15 +75,10 @@ void Assembler::AddPart(Arrival arrival, std::vector<Delivery>& whole) {
       (last.kind == Kind::kImages ? last_image_ : last_strip_) = part.header.frames->last;
     }
   }
-  delivery.record.stamp_ns = last.stamp_ns;
   if (last.kind == Kind::kStrips) {
-    delivery.record.kind = ring::Kind::kStrips;
-    delivery.record.first = delivery.strips;
-    delivery.record.second = last.point_bytes;
+    delivery.record = {ring::Kind::kStrips, last.stamp_ns, delivery.strips, last.point_bytes, {}};
   } else {
-    delivery.record.kind = ring::Kind::kImage;
-    delivery.record.first = last.width;
-    delivery.record.second = last.height;
+    delivery.record = {ring::Kind::kImage, last.stamp_ns, last.width, last.height, {}};
     delivery.images = 1;
   }
   for (Arrival& part : parts_) delivery.messages.push_back(std::move(part.message));
@@ -111,7 +106,7 @@ std::vector<Delivery> Assembler::Add(RunOrder::Step step) {
   Delivery delivery = NewDelivery(header.run, header.sequence, header.stamp_ns);
   if (header.kind == Kind::kGap) {
     delivery.gap = GapIn(JsonOf(arrival));
-  } else {
+  } else if (header.kind != Kind::kStatistics && header.kind != Kind::kEnd) {
     delivery.record = RecordIn(header.kind, header.stamp_ns, JsonOf(arrival), delivery.text);
   }
   if (header.kind == Kind::kEnd) last_strip_ = last_image_ = 0;

@@ -12,13 +12,14 @@
 
 namespace tool::fleet {
 
-// What a subscriber writes down: a record or a gap, whole.
+// What a subscriber writes down: a record or a gap, whole; neither, of a message that is for
+// others.
 struct Delivery {
   std::string sensor;
   std::string run;
   std::uint64_t sequence = 0;  // of its last message
   std::optional<Gap> gap{};
-  ring::Record record{};  // points into the next two
+  std::optional<ring::Record> record{};  // its payload is one of the next two
   std::vector<std::byte> bytes{};
   std::string text{};
   std::int64_t stamp_ns = 0;

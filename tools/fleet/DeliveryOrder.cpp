@@ -37,9 +37,8 @@ void DeliveryOrder::Join(const std::string& sensor) {
 }
 
 std::int64_t DeliveryOrder::KeyOf(const Delivery& delivery, Sensor& sensor) const {
-  if (delivery.record.kind == ring::Kind::kClock) {
-    sensor.clock.Add({delivery.stamp_ns, delivery.record.first,
-                      static_cast<std::uint32_t>(delivery.record.second)});
+  if (delivery.record && delivery.record->kind == ring::Kind::kClock) {
+    sensor.clock.Add({delivery.stamp_ns, delivery.record->first, delivery.record->second});
   }
   const auto stamps = StampsOf(delivery);
   if (!stamps) return sensor.key;

@@ -1,3 +1,5 @@
+#include <fmt/ranges.h>
+
 #include <chrono>
 #include <cmath>
 #include <map>
@@ -41,6 +43,7 @@ class FleetCommand : public Command {
           "words with dots between, such as line3.left; * is one word, > all that follow");
     }
     if (options_.set->parsed()) return Set(session);
+    if (options_.forget->parsed()) return Forget(session);
     return ShowStatus(session);
   }
 
@@ -159,9 +162,16 @@ class FleetCommand : public Command {
     RequireItself(recipe);
     const Json request{{"recipe", Json::parse(AsText(recipe))}};
     const Server server(options_.server, kOperator, Server::Absent::kFail);
-    std::set<std::string> sensors;
+    std::set<std::string> sensors, absent;
     for (const auto& [sensor, about] : Present(server)) sensors.insert(sensor);
-    for (const auto& [sensor, about] : Kept(server)) sensors.insert(sensor);
+    for (const auto& [sensor, about] : Kept(server)) {
+      if (!sensors.contains(sensor)) absent.insert(sensor);
+    }
+    if (!absent.empty()) {
+      throw Failure(ExitCode::kUnreachable,
+                    fmt::format("nothing was changed; not there: {}", fmt::join(absent, ", ")),
+                    "start it, or \"tessaline fleet forget\" it");
+    }
     if (sensors.empty()) {
       throw Failure(ExitCode::kUnreachable, fmt::format("no sensor matches {}", options_.pattern),
                     "\"tessaline fleet status\" lists them");
@@ -200,6 +210,36 @@ class FleetCommand : public Command {
       if (!trouble.empty()) bad += "; not put back: " + trouble;
     }
     return fmt::format("{} put back to the settings from before{}", Counted(good, "sensor"), bad);
+  }
+
+  // For a sensor that does not come back. What is kept of it is lost, so it must be asked for.
+  ExitCode Forget(const Session& session) const {
+    const Server server(options_.server, kOperator, Server::Absent::kFail);
+    if (const Answers present = Present(server); !present.empty()) {
+      throw Failure(ExitCode::kNegative,
+                    fmt::format("{} is there, and would begin anew", present.begin()->first),
+                    "stop its publisher first");
+    }
+    const auto kept = Kept(server);
+    if (kept.empty()) {
+      throw Failure(ExitCode::kNegative, fmt::format("nothing is kept of {}", options_.pattern),
+                    "\"tessaline fleet status\" lists the sensors");
+    }
+    std::uint64_t bytes = 0;
+    for (const auto& [sensor, about] : kept) bytes += NumberIn(about, "bytes");
+    if (bytes > 0 && !options_.discard) {
+      throw Failure(ExitCode::kNegative,
+                    fmt::format("{:.1f} MB are kept that nobody has stored yet",
+                                static_cast<double>(bytes) / 1e6),
+                    "store them with \"tessaline subscribe --once\", or give --discard");
+    }
+    if (!session.options().dry_run) {
+      for (const auto& [sensor, about] : kept) ForgetStream(server, sensor);
+    }
+    session.Print("{} {}\n", session.options().dry_run ? "would forget" : "forgot",
+                  Counted(kept.size(), "sensor"));
+    session.Emit({{"sensors", kept}, {"dry_run", session.options().dry_run}});
+    return ExitCode::kOk;
   }
 
   ExitCode MakeKeyFile(const Session& session) const {

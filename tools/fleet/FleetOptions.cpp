@@ -16,6 +16,10 @@ constexpr About kSetAbout{
     "Asks all of them first. If one does not answer, or cannot do what the recipe says, nothing is "
     "changed. If one fails while it is set, the others get back the settings from before.",
     "  tessaline fleet set 'line3.*' --recipe belt.json"};
+constexpr About kForgetAbout{
+    "forget", "Removes sensors that do not come back from the server", Touches::kSets,
+    "What the server keeps of them goes, too, if there is anything only with --discard.",
+    "  tessaline fleet forget line3.left"};
 constexpr About kKeyAbout{
     "key", "Makes a key by which a server knows a user", Touches::kNothing,
     "Writes the secret half to a file for --nkey, and shows the public half for the server.",
@@ -52,6 +56,11 @@ CLI::App& FleetOptions::Describe(CLI::App& parent, CommonOptions& common) {
   set->add_option("--recipe", recipe, "File with settings (tessaline recipe)")
       ->type_name("FILE")
       ->required();
+  forget = add(kForgetAbout, true);
+  forget->add_option("pattern", pattern, "Which sensors, such as line3.left")
+      ->type_name("PATTERN")
+      ->required();
+  forget->add_flag("--discard", discard, "Even if frames are kept that nobody has stored");
   make_key = add(kKeyAbout, false);
   make_key->add_option("-o,--output", output, "File for the secret half; it must not exist")
       ->type_name("FILE")

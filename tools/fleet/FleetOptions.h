@@ -17,9 +17,11 @@ struct FleetOptions {
   std::string name;
   std::string key;
   double patience = 1;
+  bool discard = false;
 
   CLI::App* status = nullptr;
   CLI::App* set = nullptr;
+  CLI::App* forget = nullptr;
   CLI::App* make_key = nullptr;
   CLI::App* rights = nullptr;
   std::string role = "sensor";

@@ -173,21 +173,22 @@ std::vector<Json> Server::Ask(const std::vector<std::string>& subjects, const Js
           subject);
   }
   std::vector<Json> all;
+  std::size_t nobody = 0;  // listens on so many of the subjects
   const auto end = std::chrono::steady_clock::now() + patience;
-  while (all.size() < enough) {
+  while (all.size() < enough && nobody < subjects.size()) {
     const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
         end - std::chrono::steady_clock::now());
     natsMsg* message = nullptr;
-    if (left.count() <= 0 ||
-        natsSubscription_NextMsg(&message, answers.get(), left.count()) != NATS_OK) {
-      break;
-    }
+    const natsStatus status =
+        natsSubscription_NextMsg(&message, answers.get(), std::max<std::int64_t>(left.count(), 1));
     const Message owner(message);
-    if (natsMsg_IsNoResponders(message)) {
-      if (subjects.size() == 1) break;
-      continue;
+    if (status == NATS_NO_RESPONDERS || (message != nullptr && natsMsg_IsNoResponders(message))) {
+      ++nobody;
+    } else if (status != NATS_OK) {
+      break;
+    } else if (Json answer = JsonOf(message); answer.is_object()) {
+      all.push_back(std::move(answer));
     }
-    if (Json answer = JsonOf(message); answer.is_object()) all.push_back(std::move(answer));
   }
   return all;
 }

@@ -89,6 +89,14 @@ void RequireSubscriber(const Server& server, const std::string& sensor,
   }
 }
 
+void ForgetStream(const Server& server, const std::string& sensor) {
+  jsErrCode code{};
+  const auto context = server.NewStreamContext();
+  const natsStatus status =
+      js_DeleteStream(context.get(), StreamName(sensor).c_str(), nullptr, &code);
+  if (status != NATS_OK) Fail(status, code, fmt::format("cannot forget {}", sensor));
+}
+
 std::vector<std::string> SensorsWithStreams(const Server& server, const std::string& pattern) {
   const auto context = server.NewStreamContext();
   jsStreamNamesList* list = nullptr;

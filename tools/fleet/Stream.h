@@ -26,6 +26,9 @@ void RequireStream(const Server& server, const StreamSettings& settings);
 void RequireSubscriber(const Server& server, const std::string& sensor,
                        const std::string& subscriber);
 
+// Removes a sensor's stream, and what is in it. Throws a Failure.
+void ForgetStream(const Server& server, const std::string& sensor);
+
 // The sensors whose names match and that have a stream, in order.
 std::vector<std::string> SensorsWithStreams(const Server& server, const std::string& pattern);
 

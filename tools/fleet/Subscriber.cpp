@@ -177,13 +177,12 @@ void Subscriber::Store(Delivery delivery) {
     } else {
       counts.named += gap.strips.count + gap.images.count;
     }
-  } else if (!delivery.bytes.empty() || !delivery.text.empty() ||
-             delivery.record.kind != ring::Kind::kDevice) {
+  } else if (delivery.record) {
     const bool frames = !delivery.bytes.empty();
-    delivery.record.payload =
+    delivery.record->payload =
         frames ? std::span<const std::byte>(delivery.bytes)
                : std::as_bytes(std::span(delivery.text.data(), delivery.text.size()));
-    file_.Write(delivery.sensor, delivery.record);
+    file_.Write(delivery.sensor, *delivery.record);
     counts.strips += delivery.strips;
     counts.images += delivery.images;
     counts.bytes += delivery.bytes.size();
