@@ -46,6 +46,7 @@ class FieldToPython {
     }
     return list;
   }
+  py::object operator()(bool flag) const { return py::bool_(flag); }
   template <typename Number>
   py::object operator()(Number number) const {
     return py::int_(number);

@@ -28,9 +28,10 @@ std::int64_t Now() {
 
 }  // namespace
 
-RecordingCursor::RecordingCursor(const std::string& path) : owner_(getpid()) {
+RecordingCursor::RecordingCursor(const std::string& path, const std::string& sensor)
+    : owner_(getpid()) {
   const WithoutGil release;
-  reader_ = std::make_unique<tool::BagReader>(path);
+  reader_ = std::make_unique<tool::BagReader>(path, tool::Database::Mode::kRead, sensor);
   sqlite3_progress_handler(reader_->database().handle(), kStepsBetweenLooks, &OnProgress, this);
 }
 
@@ -107,6 +108,11 @@ py::object RecordingCursor::Next() {
     if (!message->cdr.empty()) std::memcpy(copy, message->cdr.data(), message->cdr.size());
     return row;
   });
+}
+
+std::vector<std::string> SensorsOfRecording(const std::string& path) {
+  const WithoutGil release;
+  return tool::SensorsOf(path);
 }
 
 }  // namespace python

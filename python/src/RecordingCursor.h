@@ -15,12 +15,13 @@ namespace python {
 // An open recording, and how far one loop has come in it. Any thread; Ctrl-C ends what takes long.
 class RecordingCursor {
  public:
-  // Opens the file, without the GIL. Throws tool::Failure.
-  explicit RecordingCursor(const std::string& path);
+  // Opens the file, without the GIL; `sensor` as of tool::BagReader. Throws tool::Failure.
+  RecordingCursor(const std::string& path, const std::string& sensor);
   ~RecordingCursor();
   RecordingCursor(const RecordingCursor&) = delete;
   RecordingCursor& operator=(const RecordingCursor&) = delete;
 
+  const std::string& sensor() const { return reader_->sensor(); }
   bool closed() const { return reader_->closed(); }
   std::int64_t synced_ns() const { return reader_->synced_ns(); }
 
@@ -49,5 +50,8 @@ class RecordingCursor {
   std::int64_t next_look_ns_ = 0;
   bool interrupted_ = false;
 };
+
+// The sensors in a file, by name. Without the GIL while it is read. Throws tool::Failure.
+std::vector<std::string> SensorsOfRecording(const std::string& path);
 
 }  // namespace python

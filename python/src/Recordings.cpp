@@ -57,7 +57,8 @@ PYBIND11_MODULE(_recordings, module) {
   using python::StripTable;
   python::TranslateRecordingFailures();
   py::class_<RecordingCursor>(module, "Cursor")
-      .def(py::init<const std::string&>(), py::arg("path"))
+      .def(py::init<const std::string&, const std::string&>(), py::arg("path"), py::arg("sensor"))
+      .def_property_readonly("sensor", &RecordingCursor::sensor)
       .def_property_readonly("closed", &RecordingCursor::closed)
       .def_property_readonly("synced_ns", &RecordingCursor::synced_ns)
       .def("stamps", &RecordingCursor::Stamps)
@@ -79,6 +80,7 @@ PYBIND11_MODULE(_recordings, module) {
                           point_bytes);
       }),
       py::arg("count"), py::arg("data"), py::arg("point_bytes"));
+  module.def("sensors", &python::SensorsOfRecording, py::arg("path"));
   module.def("decode", &python::DecodeFields, py::arg("topic"), py::arg("cdr"));
   module.attr("MOST_BYTES") = tool::Database::kMostBytes;
 }

@@ -20,6 +20,7 @@ __all__ = [
     "RecordedClock",
     "RecordedDevice",
     "RecordedEvent",
+    "RecordedGap",
     "RecordedImage",
     "RecordedLog",
     "RecordedLosses",
@@ -32,12 +33,12 @@ __all__ = [
 
 Kind = Literal[
     "strips", "images", "registers", "events", "losses", "clock", "log", "device", "points",
-    "pictures",
+    "pictures", "gaps",
 ]
 #: What a recording can hold, in the order of its topics.
 KINDS: tuple[Kind, ...] = (
     "strips", "images", "registers", "events", "losses", "clock", "log", "device", "points",
-    "pictures",
+    "pictures", "gaps",
 )
 
 _IMAGE_HEADER_BYTES = 32
@@ -119,6 +120,8 @@ class _Small:
     _topic: ClassVar[int]
     #: The largest of each field that is a number.
     _most: ClassVar[dict[str, int]] = {}
+    #: Fields that are true or false.
+    _flags: ClassVar[tuple[str, ...]] = ()
 
     def _fields(self) -> tuple[Any, ...]:
         """All behind the stamp, checked."""
@@ -129,6 +132,9 @@ class _Small:
                 continue
             if name in self._most:
                 value = number(name, value, 0, self._most[name])
+            elif name in self._flags:
+                if not isinstance(value, bool):
+                    raise TypeError(f"{name} must be a bool, not {type(value).__name__}")
             elif not isinstance(value, str):
                 raise TypeError(f"{name} must be a str, not {type(value).__name__}")
             elif "\0" in value:
@@ -259,6 +265,46 @@ class RecordedDevice(_Small):
         return values
 
 
+@dataclass(frozen=True)
+class RecordedGap(_Small):
+    """Something that is missing in a file of several sensors, and why. Ids are those of frames.
+
+    Attributes:
+        stamp_ns: nanoseconds since 1970.
+        reason: where it was lost: "device", "ring", "store" or "publisher".
+        run: of the publisher that sent the rest.
+        end_known: else all from the first ids on to the end of the run may be missing, and the last
+            ids and counts say nothing.
+        strips_first: id of the first strip.
+        strips_last: id of the last one.
+        strips_count: how many strips; 0: none, whatever their ids are.
+        images_first: likewise for images.
+        images_last: likewise.
+        images_count: likewise.
+        others: messages without frames.
+    """
+
+    reason: str
+    run: str
+    end_known: bool
+    strips_first: int = 0
+    strips_last: int = 0
+    strips_count: int = 0
+    images_first: int = 0
+    images_last: int = 0
+    images_count: int = 0
+    others: int = 0
+    _topic = 10
+    _flags = ("end_known",)
+    _most = dict.fromkeys(
+        (
+            "strips_first", "strips_last", "strips_count",
+            "images_first", "images_last", "images_count", "others",
+        ),
+        ALL_ONES_64,
+    )
+
+
 class RecordedPoints:
     """A point cloud that was made of strips for viewers (sensor_msgs/PointCloud2).
 
@@ -331,10 +377,13 @@ RecordedMessage = (
     | RecordedDevice
     | RecordedPoints
     | RecordedPicture
+    | RecordedGap
 )
-_SMALL: tuple[type[_Small], ...] = (
-    RecordedRegister, RecordedEvent, RecordedLosses, RecordedClock, RecordedLog, RecordedDevice
+_KINDS_OF_SMALL: tuple[type[_Small], ...] = (
+    RecordedRegister, RecordedEvent, RecordedLosses, RecordedClock, RecordedLog, RecordedDevice,
+    RecordedGap,
 )
+_SMALL = {kind._topic: kind for kind in _KINDS_OF_SMALL}
 
 
 def read(topic: int, stamp_ns: int, cdr: bytes) -> Any:
@@ -352,6 +401,6 @@ def read(topic: int, stamp_ns: int, cdr: bytes) -> Any:
         return RecordedPoints(cdr, stamp_ns, fields)
     if topic == RecordedPicture._topic:
         return RecordedPicture(cdr, stamp_ns, fields)
-    message = _SMALL[topic - RecordedRegister._topic](stamp_ns, *fields)
+    message = _SMALL[topic](stamp_ns, *fields)
     object.__setattr__(message, "_cdr", cdr)
     return message

@@ -17,6 +17,7 @@ from .recorded import (
     RecordedClock,
     RecordedDevice,
     RecordedEvent,
+    RecordedGap,
     RecordedImage,
     RecordedLog,
     RecordedLosses,
@@ -41,9 +42,11 @@ _MOST_DEVICE = 8 << 20
 class _Messages(Iterator[_M], Generic[_M]):
     """The messages of some kinds. It has the file open for itself."""
 
-    def __init__(self, path: str, kinds: tuple[Kind, ...], first_ns: int, last_ns: int) -> None:
+    def __init__(
+        self, path: str, sensor: str, kinds: tuple[Kind, ...], first_ns: int, last_ns: int
+    ) -> None:
         self._path = path
-        self._cursor: _recordings.Cursor | None = _recordings.Cursor(os.fsencode(path))
+        self._cursor: _recordings.Cursor | None = _recordings.Cursor(os.fsencode(path), sensor)
         self._cursor.select([KINDS.index(kind) for kind in kinds], first_ns, last_ns)
 
     def __next__(self) -> _M:
@@ -87,18 +90,24 @@ class Recording:
     Args:
         path: of the file. A recording whose writer was interrupted is tidied up first, which needs
             the right to write.
+        sensor: whose messages are read, in a file of several sensors, such as "line3.left"; see
+            ``Recording.sensors()``. None: the only one.
 
     Raises:
         OSError: the file cannot be read; FileNotFoundError, PermissionError and so on.
-        RecordingError: it is no recording, damaged, of a newer version, or being written.
+        RecordingError: it is no recording, damaged, of a newer version, or being written; there is
+            no such sensor in it, or there are several and none is named.
 
     Threads: any. Loops run beside each other; calls of one wait for each other. A forked child
     opens the file anew.
     """
 
-    def __init__(self, path: str | os.PathLike[str]) -> None:
+    def __init__(self, path: str | os.PathLike[str], sensor: str | None = None) -> None:
         self._path = os.path.abspath(path)
-        self._cursor: _recordings.Cursor | None = _recordings.Cursor(os.fsencode(path))
+        self._cursor: _recordings.Cursor | None = _recordings.Cursor(
+            os.fsencode(path), sensor or ""
+        )
+        self._sensor = self._cursor.sensor
         self._loops: weakref.WeakSet[_Messages[Any]] = weakref.WeakSet()
         self._closed_properly = self._cursor.closed
         self._synced_ns = self._cursor.synced_ns
@@ -131,12 +140,32 @@ class Recording:
         """
         return RecordingWriter(path, model=model, device=device)
 
+    @staticmethod
+    def sensors(path: str | os.PathLike[str]) -> list[str]:
+        """Names of the sensors in a file; none if it is of one sensor without a name.
+
+        Raises:
+            OSError: the file cannot be read.
+            RecordingError: it is no recording, damaged, or being written.
+
+        Example::
+
+            for name in tessaline.Recording.sensors("all.db3"):
+                print(name, tessaline.Recording("all.db3", name).counts["strips"])
+        """
+        return _recordings.sensors(os.fsencode(path))
+
     # --- About it ----------------------------------------------------------------------------
 
     @property
     def path(self) -> str:
         """Of the file, absolute."""
         return self._path
+
+    @property
+    def sensor(self) -> str | None:
+        """Whose messages these are, in a file of several sensors; None: it has no name."""
+        return self._sensor or None
 
     @property
     def model(self) -> str:
@@ -296,6 +325,12 @@ class Recording:
         """Images for viewers. Arguments and errors as of ``messages()``."""
         return self._messages("pictures", start=start, end=end)
 
+    def gaps(
+        self, *, start: float | None = None, end: float | None = None
+    ) -> Iterator[RecordedGap]:
+        """What is missing, and why. Arguments and errors as of ``messages()``."""
+        return self._messages("gaps", start=start, end=end)
+
     def _messages(
         self, *kinds: Kind, start: float | None = None, end: float | None = None
     ) -> _Messages[Any]:
@@ -303,7 +338,9 @@ class Recording:
             raise _closed(self._path)
         first_ns = _LEAST if start is None else self._stamp("start", start)
         last_ns = _MOST if end is None else self._stamp("end", end) - 1
-        loop: _Messages[Any] = _Messages(self._path, kinds, first_ns, last_ns)
+        loop: _Messages[Any] = _Messages(
+            self._path, self._sensor, kinds, first_ns, last_ns
+        )
         self._loops.add(loop)
         return loop
 

@@ -19,6 +19,7 @@ TOPICS = (
     ("/tessaline/device", "tessaline_msgs/msg/Device"),
     ("/tessaline/points", "sensor_msgs/msg/PointCloud2"),
     ("/tessaline/picture", "sensor_msgs/msg/Image"),
+    ("/tessaline/gaps", "tessaline_msgs/msg/Gap"),
 )
 NUMBER = {name.rpartition("/")[2]: i for i, (name, _) in enumerate(TOPICS, 1)}
 NUMBER["log"] = NUMBER.pop("rosout")
@@ -46,7 +47,7 @@ def cdr(kind: str, stamp_ns: int, *fields: Any, order: str = "<") -> bytes:
     sizes = {
         "strips": "IBd", "images": "IId", "registers": "QI", "events": "sQ", "losses": "QQQ",
         "clock": "QI", "log": "BssssI", "device": "s",
-        "points": "sIIaBIIdB", "pictures": "sIIsBId",
+        "points": "sIIaBIIdB", "pictures": "sIIsBId", "gaps": "ssBQQQQQQQ",
     }
     out = bytearray()
 
@@ -86,6 +87,28 @@ def make(path: pathlib.Path, rows: list[tuple[str, int, bytes]], sql: str = "") 
         [(NUMBER[kind], stamp, data) for kind, stamp, data in rows],
     )
     database.executescript(sql)
+    database.commit()
+    database.close()
+    return path
+
+
+def make_fleet(
+    path: pathlib.Path, sensors: dict[str, list[tuple[str, int, bytes]]]
+) -> pathlib.Path:
+    """A file of several sensors: of each, topics of its own, and its messages."""
+    make(path, [], "DELETE FROM topics; UPDATE tessaline SET value = '2' WHERE key = 'version';")
+    database = sqlite3.connect(path)
+    for count, (sensor, messages) in enumerate(sensors.items()):
+        first = count * len(TOPICS)
+        prefix = "/" + sensor.replace(".", "/")
+        database.executemany(
+            "INSERT INTO topics VALUES(?, ?, ?, 'cdr', '', '')",
+            [(first + i, prefix + name, kind) for i, (name, kind) in enumerate(TOPICS, 1)],
+        )
+        database.executemany(
+            "INSERT INTO messages(topic_id, timestamp, data) VALUES(?, ?, ?)",
+            [(first + NUMBER[kind], stamp, data) for kind, stamp, data in messages],
+        )
     database.commit()
     database.close()
     return path

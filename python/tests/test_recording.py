@@ -80,7 +80,7 @@ def test_what_is_said_about_the_whole(run: pathlib.Path) -> None:
         assert recording.model == "K3710"
         assert recording.device == {"model": "K3710", "firmware": "newer", "gain": 3}
         assert recording.counts == {
-            **dict.fromkeys(KINDS, 1), "device": 2, "points": 0, "pictures": 0
+            **dict.fromkeys(KINDS, 1), "device": 2, "points": 0, "pictures": 0, "gaps": 0
         }
         assert (recording.start_ns, recording.start) == (T, T / S)
         assert (recording.end, recording.duration) == (T / S + 8, 8)
@@ -145,7 +145,7 @@ def test_kinds_and_times(run: pathlib.Path) -> None:
     assert at(start=-1e300, end=1e300) == list(range(9)) and at(start=9) == []
     for kind in KINDS:
         loop = getattr(recording, "device" if kind == "device" else kind)
-        if kind in ("points", "pictures"):
+        if kind in ("points", "pictures", "gaps"):
             assert list(loop()) == []
         elif kind != "device":
             (message,) = loop()

@@ -91,7 +91,7 @@ def test_other_files_are_refused(content: bytes, tmp_path: pathlib.Path) -> None
 @pytest.mark.parametrize(
     ("sql", "words"),
     [
-        ("UPDATE tessaline SET value = '2' WHERE key = 'version'", "of version 2, this program"),
+        ("UPDATE tessaline SET value = '3' WHERE key = 'version'", "of version 3, this program"),
         ("DROP TABLE topics", "this is no recording"),
         ("ALTER TABLE messages RENAME TO m; CREATE VIEW messages AS SELECT * FROM m",
          "this is no recording"),

@@ -26,6 +26,7 @@ class BagCheck : public BagFolderTest {
     for (unsigned i = 0; i < count; ++i) PutStrips(writer, i * 10, i * 10 + 1, 10, points);
     writer.Close();
   }
+  BagFindings Check() const { return CheckBags(path_, Never).at(0); }
   // The first page in which the bytes are.
   std::size_t PageWith(const std::string& bytes) const {
     return Bytes().find(bytes) / kPage * kPage;
@@ -48,7 +49,7 @@ class BagCheck : public BagFolderTest {
 
 TEST_F(BagCheck, FindsNothingInAWholeOne) {
   Write(20);
-  const BagFindings findings = CheckBag(path_, Never);
+  const BagFindings findings = Check();
   EXPECT_FALSE(findings.damaged());
   EXPECT_TRUE(findings.closed);
   EXPECT_THAT(findings.integrity, IsEmpty());
@@ -67,7 +68,7 @@ TEST_F(BagCheck, SaysThatOneWasNotClosedAndIsWhole) {
       if (i == 1) writer.Sync();
     }
   }
-  const BagFindings findings = CheckBag(path_, Never);
+  const BagFindings findings = Check();
   EXPECT_FALSE(findings.closed);
   EXPECT_FALSE(findings.damaged());
   EXPECT_EQ(findings.synced_ns, kStart + 10 * kMs);
@@ -79,7 +80,7 @@ TEST_F(BagCheck, CountsTheRowsAroundADamagedOne) {
   Write(20);
   // Strip 85 is in the 9th buffer, behind its first page.
   Zero(PageWith(HeaderOf(85, 2000)), 4);
-  const BagFindings findings = CheckBag(path_, Never);
+  const BagFindings findings = Check();
   EXPECT_TRUE(findings.damaged());
   EXPECT_FALSE(findings.integrity.empty());
   ASSERT_EQ(findings.places.size(), 1u);
@@ -96,7 +97,7 @@ TEST_F(BagCheck, CountsTheRowsAroundADamagedPage) {
   Write(400, 50);  // several in a page
   const std::size_t page = PageWith(HeaderOf(2001, 50));
   Zero(page, kPage);
-  const BagFindings findings = CheckBag(path_, Never);
+  const BagFindings findings = Check();
   ASSERT_EQ(findings.places.size(), 1u);
   const DamagedPlace& place = findings.places[0];
   const auto lost = static_cast<std::uint64_t>(place.last_id - place.first_id + 1);
@@ -112,7 +113,7 @@ TEST_F(BagCheck, CountsTheRowsAroundADamagedPage) {
 TEST_F(BagCheck, SaysWhereTheRestIsMissing) {
   Write(20);
   SetBytes(Bytes().substr(0, Bytes().size() / 2));
-  const BagFindings findings = CheckBag(path_, Never);
+  const BagFindings findings = Check();
   EXPECT_TRUE(findings.damaged());
   ASSERT_FALSE(findings.whole.empty());
   EXPECT_EQ(findings.whole[0].first_id, 1);
@@ -127,7 +128,7 @@ TEST_F(BagCheck, ReadsMessagesWithoutWhatIsBesideThem) {
   for (const std::size_t page : {1, 2, 3, 4, 6, 7}) {
     SetBytes(whole);
     Zero(page * kPage, kPage);
-    const BagFindings findings = CheckBag(path_, Never);
+    const BagFindings findings = Check();
     EXPECT_FALSE(findings.integrity.empty()) << page;
     EXPECT_EQ(findings.contents.strips().frames(), 200u) << page;
   }
@@ -136,7 +137,7 @@ TEST_F(BagCheck, ReadsMessagesWithoutWhatIsBesideThem) {
 TEST_F(BagCheck, OfNothingReadableIsRefused) {
   Write(2);
   Zero(100, 1000);
-  EXPECT_THROW(CheckBag(path_, Never), Damaged);
+  EXPECT_THROW(Check(), Damaged);
 }
 
 struct BadMessage {
@@ -148,7 +149,7 @@ class BadMessages : public BagCheck, public testing::WithParamInterface<BadMessa
 TEST_P(BadMessages, AreFound) {
   Write(5);
   Sql(GetParam().sql);
-  const BagFindings findings = CheckBag(path_, Never);
+  const BagFindings findings = Check();
   EXPECT_TRUE(findings.damaged());
   EXPECT_THAT(findings.integrity, IsEmpty());
   ASSERT_EQ(findings.bad_count, 1u);
@@ -186,7 +187,7 @@ TEST_F(BagCheck, ReadsNoPageTwice) {
   ASSERT_GT(cells, 10);
   for (int cell = 1; cell < cells; ++cell) std::memcpy(child(cell), child(0), 4);
   SetBytes(bytes);
-  const BagFindings findings = CheckBag(path_, Never);
+  const BagFindings findings = Check();
   EXPECT_TRUE(findings.damaged());
   EXPECT_GE(findings.place_count, 1u);
   EXPECT_LT(findings.contents.Of(Topic::kStrips).count, 60u);
@@ -206,7 +207,7 @@ TEST_F(BagCheck, NeverFailsOnRandomDamage) {
     }
     SetBytes(damaged);
     try {
-      const BagFindings findings = CheckBag(path_, Never);
+      const BagFindings findings = Check();
       ++opened;
       found += findings.damaged();
       EXPECT_LE(findings.contents.Of(Topic::kStrips).count, 40u);

@@ -53,8 +53,8 @@ class Exporter {
 
 }  // namespace
 
-BagFramesResult WriteBagFrames(const std::string& recording, bool images,
-                               const Measuring& measuring, unsigned columns, FrameWriter& writer,
+BagFramesResult WriteBagFrames(const BagSource& recording, bool images, const Measuring& measuring,
+                               unsigned columns, FrameWriter& writer,
                                const std::function<bool()>& stop) {
   BagFramesResult result;
   Exporter exporter(measuring, columns, writer, result);

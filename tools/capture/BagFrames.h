@@ -3,11 +3,11 @@
 #include <cstdint>
 #include <functional>
 #include <optional>
-#include <string>
 
 #include "Failure.h"
 #include "Measuring.h"
 #include "capture/FrameWriter.h"
+#include "record/BagSource.h"
 
 namespace tool {
 
@@ -21,8 +21,8 @@ struct BagFramesResult {
 
 // Writes the frames of a recording: images, or else strips measured so. Ends early when `stop`,
 // which is asked often, says so.
-BagFramesResult WriteBagFrames(const std::string& recording, bool images,
-                               const Measuring& measuring, unsigned columns, FrameWriter& writer,
+BagFramesResult WriteBagFrames(const BagSource& recording, bool images, const Measuring& measuring,
+                               unsigned columns, FrameWriter& writer,
                                const std::function<bool()>& stop);
 
 }  // namespace tool

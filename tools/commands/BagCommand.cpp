@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <filesystem>
 #include <optional>
 
@@ -10,6 +11,7 @@
 #include "capture/HeightMapWriter.h"
 #include "commands/BagReports.h"
 #include "commands/Commands.h"
+#include "commands/RecordingOption.h"
 #include "record/BagCut.h"
 #include "record/BagFolder.h"
 #include "record/BagTime.h"
@@ -94,29 +96,37 @@ class BagCommand : public Command {
  private:
   CLI::App& AddOne(const About& about, CommonOptions& common) {
     CLI::App& one = AddCommand(*app_, about, common);
-    one.add_option("recording", path_, "The recording")->type_name("RECORDING")->required();
+    recording_.Describe(one);
     return one;
   }
 
   ExitCode Info(Session& session) const {
-    const BagFindings findings = ReadBag(path_, Interrupted);
-    ReportContents(session, path_, findings);
-    if (!findings.damaged()) return ExitCode::kOk;
-    session.Note("{} is damaged: \"tessaline bag check\" says what is whole", path_);
+    const std::vector<BagFindings> findings = ReadBags(recording_.source(), Interrupted);
+    if (findings.size() > 1) {
+      ReportSensors(session, recording_.path(), findings);
+    } else {
+      ReportContents(session, recording_.path(), findings.front());
+    }
+    if (std::ranges::none_of(findings, &BagFindings::damaged)) return ExitCode::kOk;
+    session.Note("{} is damaged: \"tessaline bag check\" says what is whole", recording_.path());
     return ExitCode::kNegative;
   }
 
   ExitCode Check(Session& session) const {
-    const BagFindings findings = Checked();
-    ReportCheck(session, path_, findings);
-    return findings.damaged() ? ExitCode::kNegative : ExitCode::kOk;
+    const std::vector<BagFindings> findings = Checked();
+    ReportCheck(session, recording_.path(), findings);
+    const bool good = std::ranges::none_of(findings, [](const BagFindings& sensor) {
+      return sensor.damaged() || sensor.Unexplained() > 0;
+    });
+    return good ? ExitCode::kOk : ExitCode::kNegative;
   }
-  BagFindings Checked() const {
+  std::vector<BagFindings> Checked() const {
     try {
-      return CheckBag(path_, Interrupted);
+      return CheckBags(recording_.source(), Interrupted);
     } catch (const Damaged&) {
-      throw Failure(ExitCode::kNegative, fmt::format("{}: DAMAGED, nothing of it is whole", path_),
-                    "not even its list of tables can be read");
+      throw Failure(ExitCode::kNegative,
+                    fmt::format("{}: DAMAGED, nothing of it is whole", recording_.path()),
+                    "its list of tables or of sensors cannot be read");
     }
   }
 
@@ -125,10 +135,10 @@ class BagCommand : public Command {
       throw Failure(ExitCode::kUsage, "no part is given",
                     "give --from, --to, --first-id or --last-id");
     }
-    const std::int64_t start = StartOf(path_);
+    const std::int64_t start = StartOf(recording_.source());
     if (!from_.empty()) range_.from_ns = MomentOf(from_, start);
     if (!to_.empty()) range_.to_ns = MomentOf(to_, start);
-    const BagCutResult result = CutBag(path_, output_, range_, Interrupted);
+    const BagCutResult result = CutBag(recording_.source(), output_, range_, Interrupted);
     const Contents& part = result.contents;
     session.Print("{}, {}, {:.3f} s: {}\n", Counted(part.strips().frames(), "profile"),
                   Counted(part.images().frames(), "image"), part.span().Seconds(), output_);
@@ -149,10 +159,10 @@ class BagCommand : public Command {
       if (format_.empty()) {
         throw Failure(ExitCode::kUsage, "no format is given", "give --format or -o FILE");
       }
-      const std::string stem = std::filesystem::path(path_).stem().string();
+      const std::string stem = std::filesystem::path(recording_.path()).stem().string();
       output_ = format_ == kBagFormat ? stem : stem + "." + format_;
     }
-    const BagFindings findings = ReadBag(path_, Interrupted);
+    const BagFindings findings = ReadBag(recording_.source(), Interrupted);
     return format_ == kBagFormat ? ExportBag(session, findings.contents)
                                  : ExportFrames(session, findings.contents);
   }
@@ -167,7 +177,7 @@ class BagCommand : public Command {
       session.Note("the recording does not name its model: points are columns and rows");
     }
     const BagFolderResult result =
-        ExportBagFolder(path_, output_, StandardMessages(settings), Interrupted);
+        ExportBagFolder(recording_.source(), output_, StandardMessages(settings), Interrupted);
     const auto count = [&](Topic topic) { return result.contents.Of(topic).count; };
     session.Print("{} and {} beside the recording's messages: {}\n",
                   Counted(count(Topic::kPoints), "point cloud"),
@@ -181,7 +191,7 @@ class BagCommand : public Command {
 
   ExitCode ExportFrames(Session& session, const Contents& contents) {
     if (contents.strips().frames() + contents.images().frames() == 0) {
-      throw Failure(ExitCode::kNegative, fmt::format("{} has no frames", path_),
+      throw Failure(ExitCode::kNegative, fmt::format("{} has no frames", recording_.path()),
                     "\"tessaline bag info\" shows what it has");
     }
     const bool images = what_.empty() ? contents.strips().frames() == 0 : what_ == "images";
@@ -189,7 +199,7 @@ class BagCommand : public Command {
     const FrameCount& frames = images ? contents.images() : contents.strips();
     if (frames.frames() == 0) {
       throw Failure(ExitCode::kNegative,
-                    fmt::format("{} has no {}", path_, images ? "images" : "strips"),
+                    fmt::format("{} has no {}", recording_.path(), images ? "images" : "strips"),
                     "\"tessaline bag info\" shows what it has");
     }
     if (format == Format::kPng && !images && frames.frames() > HeightMapWriter::kMostProfiles) {
@@ -210,7 +220,8 @@ class BagCommand : public Command {
     if (points) {
       const auto chosen = measuring_.Choose(session, contents.device());
       if (!chosen) {
-        throw Failure(ExitCode::kUsage, fmt::format("{} does not name its model", path_),
+        throw Failure(ExitCode::kUsage,
+                      fmt::format("{} does not name its model", recording_.path()),
                       "give --model CODE, or write raw");
       }
       settings.measuring = chosen->measuring;
@@ -224,8 +235,8 @@ class BagCommand : public Command {
       settings.force |= MayOverwrite(file, force_);
     }
     const auto writer = MakeWriter(format, settings);
-    const BagFramesResult result =
-        WriteBagFrames(path_, images, settings.measuring, settings.width, *writer, Interrupted);
+    const BagFramesResult result = WriteBagFrames(recording_.source(), images, settings.measuring,
+                                                  settings.width, *writer, Interrupted);
     const auto files = writer->Files();
     const std::string several =
         files.size() < 2 ? ""
@@ -269,7 +280,8 @@ class BagCommand : public Command {
 
   CLI::App *app_ = nullptr, *info_ = nullptr, *check_ = nullptr, *cut_ = nullptr,
            *export_ = nullptr;
-  std::string path_, output_, from_, to_, what_, format_;
+  RecordingOption recording_;
+  std::string output_, from_, to_, what_, format_;
   BagRange range_;
   bool force_ = false;
   BagMeasuringOptions measuring_;

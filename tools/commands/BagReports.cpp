@@ -3,8 +3,8 @@
 #include <algorithm>
 
 #include "Counted.h"
+#include "record/BagSource.h"
 #include "record/BagTime.h"
-#include "record/Schema.h"
 
 namespace tool {
 namespace {
@@ -26,20 +26,37 @@ std::string StateText(const BagFindings& findings) {
 
 Json StateJson(const BagFindings& findings) {
   return {
-      {"version", kRecordingVersion},
+      {"version", findings.version},
+      {"sensor", findings.sensor.empty() ? Json() : Json(findings.sensor)},
       {"closed", findings.closed},
       {"synced_ns", findings.synced_ns},
       {"synced_seconds",
        findings.synced_ns == 0 ? Json() : Json(Seconds(findings.synced_ns, findings.contents))}};
 }
 
-std::string GapsText(const FrameCount& frames) {
+std::string IdsText(const IdRange& ids) {
+  return ids.first == ids.last ? fmt::format("{}", ids.first)
+                               : fmt::format("{}-{}", ids.first, ids.last);
+}
+
+std::string IdsText(const std::vector<IdRange>& ranges, bool more) {
   std::string text;
-  for (const auto& [first, last] : frames.first_gaps()) {
-    text += text.empty() ? "" : ", ";
-    text += first == last ? fmt::format("{}", first) : fmt::format("{}-{}", first, last);
-  }
-  return text + (frames.gaps() > frames.first_gaps().size() ? ", ..." : "");
+  for (const IdRange& ids : ranges) text += (text.empty() ? "" : ", ") + IdsText(ids);
+  return text + (more ? ", ..." : "");
+}
+
+// Those that no gap message names.
+std::string UnexplainedText(const FrameCount& frames) {
+  const std::vector<IdRange> first = frames.FirstUnexplained();
+  return IdsText(first, first.size() >= GapMatch::kMostTold);
+}
+
+std::string MissingText(const FrameCount& frames) {
+  const std::uint64_t named = frames.missing() - frames.unexplained();
+  const std::string all = IdsText(frames.first_gaps(), frames.gaps() > frames.first_gaps().size());
+  if (named == 0) return all;
+  if (frames.unexplained() == 0) return all + ", named by gap messages";
+  return fmt::format("{}; named by gap messages but for {}", all, UnexplainedText(frames));
 }
 
 void PrintFrames(const Session& session, const char* name, const FrameCount& frames) {
@@ -47,7 +64,7 @@ void PrintFrames(const Session& session, const char* name, const FrameCount& fra
   std::string rest;
   if (frames.Rate() > 0) rest += fmt::format(", {:.1f}/s", frames.Rate());
   if (frames.missing() > 0) {
-    rest += fmt::format("; {} missing: {}", Counted(frames.missing(), "id"), GapsText(frames));
+    rest += fmt::format("; {} missing: {}", Counted(frames.missing(), "id"), MissingText(frames));
   }
   if (frames.restarts() > 0) {
     rest += fmt::format("; the count began anew {}", Counted(frames.restarts(), "time"));
@@ -56,16 +73,61 @@ void PrintFrames(const Session& session, const char* name, const FrameCount& fra
                 frames.highest(), rest);
 }
 
+// What a gap message says of frames of one kind, with a comma in front.
+std::string LostText(const char* name, bool end_known, std::uint64_t first, std::uint64_t last,
+                     std::uint64_t count) {
+  if (!end_known) return first == 0 ? "" : fmt::format(", {}s from {} on", name, first);
+  return count == 0 ? "" : fmt::format(", {} {}", Counted(count, name), IdsText({first, last}));
+}
+
+void PrintGaps(const Session& session, const Contents& contents) {
+  for (const GapMessage& gap : contents.first_gaps()) {
+    std::string text =
+        LostText("profile", gap.end_known, gap.strips_first, gap.strips_last, gap.strips_count) +
+        LostText("image", gap.end_known, gap.images_first, gap.images_last, gap.images_count);
+    if (gap.others > 0) text += ", " + Counted(gap.others, "other message");
+    session.Print("{:<11}{}{}, in run {}\n", "gap", gap.reason, text, gap.run);
+  }
+  const std::uint64_t all = contents.Of(Topic::kGaps).count;
+  if (all > contents.first_gaps().size()) {
+    session.Print("{:<11}{} more\n", "gap", all - contents.first_gaps().size());
+  }
+}
+
+Json RangesJson(const std::vector<IdRange>& ranges) {
+  Json json = Json::array();
+  for (const auto& [first, last] : ranges) json.push_back({first, last});
+  return json;
+}
+
+Json GapsJson(const Contents& contents) {
+  Json json = Json::array();
+  for (const GapMessage& gap : contents.first_gaps()) {
+    const auto ids = [&](std::uint64_t first, std::uint64_t last, std::uint64_t count) -> Json {
+      return {{"first", first},
+              {"last", gap.end_known ? Json(last) : Json()},
+              {"count", gap.end_known ? Json(count) : Json()}};
+    };
+    json.push_back({{"reason", gap.reason},
+                    {"run", gap.run},
+                    {"stamp_ns", gap.stamp_ns},
+                    {"profiles", ids(gap.strips_first, gap.strips_last, gap.strips_count)},
+                    {"images", ids(gap.images_first, gap.images_last, gap.images_count)},
+                    {"others", gap.others}});
+  }
+  return json;
+}
+
 Json FramesJson(const FrameCount& frames) {
-  Json gaps = Json::array();
-  for (const auto& [first, last] : frames.first_gaps()) gaps.push_back({first, last});
   return {{"frames", frames.frames()},
           {"first_id", frames.frames() == 0 ? Json() : Json(frames.lowest())},
           {"last_id", frames.frames() == 0 ? Json() : Json(frames.highest())},
           {"rate", frames.Rate()},
           {"missing_ids", frames.missing()},
           {"gaps", frames.gaps()},
-          {"first_gaps", gaps},
+          {"first_gaps", RangesJson(frames.first_gaps())},
+          {"unexplained_ids", frames.unexplained()},
+          {"first_unexplained", RangesJson(frames.FirstUnexplained())},
           {"restarts", frames.restarts()},
           {"clock_steps", frames.clock_steps()}};
 }
@@ -145,8 +207,15 @@ Json CheckJson(const std::string& path, const BagFindings& findings) {
   json["bad_message_count"] = findings.bad_count;
   json["profiles"] = FramesJson(contents.strips());
   json["images"] = FramesJson(contents.images());
+  json["gap_messages"] = contents.Of(Topic::kGaps).count;
+  json["first_gap_messages"] = GapsJson(contents);
+  json["unexplained_ids"] = findings.Unexplained();
   json["host_clock_steps"] = HostClockSteps(contents);
   return json;
+}
+
+std::string NameOf(const std::string& path, const BagFindings& findings) {
+  return BagSource(path, findings.sensor).Name();
 }
 
 template <typename List>
@@ -154,11 +223,61 @@ void PrintRest(const Session& session, const List& shown, std::uint64_t count) {
   if (count > shown.size()) session.Print("  and {} more\n", count - shown.size());
 }
 
+// Frames that are missing and should have been named.
+void PrintUnexplained(const Session& session, const char* name, const FrameCount& frames) {
+  if (frames.unexplained() == 0) return;
+  session.Print("  MISSING  {}, and no gap message names them: {}\n",
+                Counted(frames.unexplained(), name), UnexplainedText(frames));
+}
+
+const char* Verdict(const BagFindings& findings) {
+  if (findings.damaged()) return "DAMAGED";
+  return findings.Unexplained() > 0 ? "INCOMPLETE" : "whole";
+}
+
+void PrintCheck(const Session& session, const std::string& path, const BagFindings& findings) {
+  const Contents& contents = findings.contents;
+  session.Print("{}: {}; {}\n", NameOf(path, findings), Verdict(findings), StateText(findings));
+  for (const auto& stretch : findings.whole) {
+    session.Print("  whole    {:.3f} s to {:.3f} s: {}, {}, {}\n",
+                  Seconds(*stretch.span.from_ns, contents), Seconds(stretch.span.to_ns, contents),
+                  Counted(stretch.strips, "profile"), Counted(stretch.images, "image"),
+                  Counted(stretch.messages, "message"));
+  }
+  PrintRest(session, findings.whole, findings.whole_count);
+  for (const DamagedPlace& place : findings.places) {
+    session.Print("  DAMAGED  {} cannot be read\n", Ids(place));
+  }
+  PrintRest(session, findings.places, findings.place_count);
+  for (const auto& [id, what] : findings.bad) session.Print("  DAMAGED  row {}: {}\n", id, what);
+  PrintRest(session, findings.bad, findings.bad_count);
+  for (const std::string& line : findings.integrity) session.Print("  DAMAGED  SQLite: {}\n", line);
+  if (findings.Unexplained() > 0) {
+    PrintUnexplained(session, "profile", contents.strips());
+    PrintUnexplained(session, "image", contents.images());
+  }
+  const std::uint64_t named = contents.strips().missing() + contents.images().missing() -
+                              contents.strips().unexplained() - contents.images().unexplained();
+  if (contents.Of(Topic::kGaps).count > 0) {
+    session.Print("  {} on what was lost, with {} that {} missing\n",
+                  Counted(contents.Of(Topic::kGaps).count, "gap message"), Counted(named, "id"),
+                  named == 1 ? "is" : "are");
+  }
+  const std::uint64_t steps = HostClockSteps(contents);
+  if (steps > 0) session.Print("  the host's clock went back {}\n", Counted(steps, "time"));
+  const std::uint64_t ticks = contents.strips().clock_steps() + contents.images().clock_steps();
+  if (ticks > 0) session.Print("  the device's clock went back {}\n", Counted(ticks, "time"));
+  if (findings.damaged() && findings.whole_count > 0) {
+    session.Print("\"tessaline bag cut\" copies what is whole into a new recording.\n");
+  }
+}
+
 }  // namespace
 
 void ReportContents(const Session& session, const std::string& path, const BagFindings& findings) {
   const Contents& contents = findings.contents;
-  session.Print("{}: version {}, {}\n", path, kRecordingVersion, StateText(findings));
+  session.Print("{}: version {}, {}\n", NameOf(path, findings), findings.version,
+                StateText(findings));
   for (const auto& [key, value] : contents.device().all().items()) {
     session.Print("{:<11}{}\n", key.substr(0, kLongestText), NoteText(value));
   }
@@ -171,6 +290,7 @@ void ReportContents(const Session& session, const std::string& path, const BagFi
   PrintTopics(session, contents);
   PrintFrames(session, "profiles", contents.strips());
   PrintFrames(session, "images", contents.images());
+  PrintGaps(session, contents);
   const LossesMessage& losses = contents.losses();
   session.Print("{:<11}{} by the device, {} by the recorder, which also lost {}\n", "lost",
                 Counted(losses.frames_by_device, "frame"), losses.frames_by_recorder,
@@ -188,6 +308,8 @@ void ReportContents(const Session& session, const std::string& path, const BagFi
   json["topics"] = TopicsJson(contents);
   json["profiles"] = FramesJson(contents.strips());
   json["images"] = FramesJson(contents.images());
+  json["gap_messages"] = contents.Of(Topic::kGaps).count;
+  json["first_gap_messages"] = GapsJson(contents);
   json["lost"] = {{"frames_by_device", losses.frames_by_device},
                   {"frames_by_recorder", losses.frames_by_recorder},
                   {"messages_by_recorder", losses.messages_by_recorder}};
@@ -197,32 +319,50 @@ void ReportContents(const Session& session, const std::string& path, const BagFi
   session.Emit(json);
 }
 
-void ReportCheck(const Session& session, const std::string& path, const BagFindings& findings) {
-  const Contents& contents = findings.contents;
-  session.Emit(CheckJson(path, findings));
-  session.Print("{}: {}; {}\n", path, findings.damaged() ? "DAMAGED" : "whole",
-                StateText(findings));
-  for (const auto& stretch : findings.whole) {
-    session.Print("  whole    {:.3f} s to {:.3f} s: {}, {}, {}\n",
-                  Seconds(*stretch.span.from_ns, contents), Seconds(stretch.span.to_ns, contents),
-                  Counted(stretch.strips, "profile"), Counted(stretch.images, "image"),
-                  Counted(stretch.messages, "message"));
+void ReportSensors(const Session& session, const std::string& path,
+                   const std::vector<BagFindings>& sensors) {
+  Json json{{"file", path}, {"version", sensors.front().version}};
+  json["closed"] = sensors.front().closed;
+  json["synced_ns"] = sensors.front().synced_ns;
+  session.Print("{}: version {}, {}, {}\n", path, sensors.front().version,
+                Counted(sensors.size(), "sensor"),
+                sensors.front().closed ? "closed properly" : "not closed");
+  Json& list = json["sensors"] = Json::array();
+  for (const BagFindings& findings : sensors) {
+    const Contents& contents = findings.contents;
+    session.Print("\n{:<11}{} {}, {:.3f} s long\n", "sensor", findings.sensor,
+                  contents.device().Text("model").value_or(""), contents.span().Seconds());
+    PrintFrames(session, "profiles", contents.strips());
+    PrintFrames(session, "images", contents.images());
+    PrintGaps(session, contents);
+    list.push_back({{"sensor", findings.sensor},
+                    {"model", contents.device().Text("model").value_or("")},
+                    {"seconds", contents.span().Seconds()},
+                    {"profiles", FramesJson(contents.strips())},
+                    {"images", FramesJson(contents.images())},
+                    {"gap_messages", contents.Of(Topic::kGaps).count},
+                    {"first_gap_messages", GapsJson(contents)},
+                    {"damaged", findings.damaged()}});
   }
-  PrintRest(session, findings.whole, findings.whole_count);
-  for (const DamagedPlace& place : findings.places) {
-    session.Print("  DAMAGED  {} cannot be read\n", Ids(place));
+  session.Emit(json);
+}
+
+void ReportCheck(const Session& session, const std::string& path,
+                 const std::vector<BagFindings>& findings) {
+  for (const BagFindings& sensor : findings) PrintCheck(session, path, sensor);
+  if (findings.size() == 1) return session.Emit(CheckJson(path, findings.front()));
+  Json json{{"file", path}, {"damaged", false}, {"unexplained_ids", 0}};
+  Json& list = json["sensors"] = Json::array();
+  std::uint64_t unexplained = 0;
+  bool damaged = false;
+  for (const BagFindings& sensor : findings) {
+    damaged |= sensor.damaged();
+    unexplained += sensor.Unexplained();
+    list.push_back(CheckJson(path, sensor));
   }
-  PrintRest(session, findings.places, findings.place_count);
-  for (const auto& [id, what] : findings.bad) session.Print("  DAMAGED  row {}: {}\n", id, what);
-  PrintRest(session, findings.bad, findings.bad_count);
-  for (const std::string& line : findings.integrity) session.Print("  DAMAGED  SQLite: {}\n", line);
-  const std::uint64_t steps = HostClockSteps(contents);
-  if (steps > 0) session.Print("  the host's clock went back {}\n", Counted(steps, "time"));
-  const std::uint64_t ticks = contents.strips().clock_steps() + contents.images().clock_steps();
-  if (ticks > 0) session.Print("  the device's clock went back {}\n", Counted(ticks, "time"));
-  if (findings.damaged() && findings.whole_count > 0) {
-    session.Print("\"tessaline bag cut\" copies what is whole into a new recording.\n");
-  }
+  json["damaged"] = damaged;
+  json["unexplained_ids"] = unexplained;
+  session.Emit(json);
 }
 
 }  // namespace tool

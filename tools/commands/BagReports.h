@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "Session.h"
 #include "record/BagCheck.h"
@@ -11,7 +12,13 @@ namespace tool {
 // What is in a recording, for people or programs.
 void ReportContents(const Session& session, const std::string& path, const BagFindings& findings);
 
-// What of a recording is whole and what is not, likewise.
-void ReportCheck(const Session& session, const std::string& path, const BagFindings& findings);
+// The same in short of each sensor of a file of several.
+void ReportSensors(const Session& session, const std::string& path,
+                   const std::vector<BagFindings>& sensors);
+
+// What of a recording is whole and what is not, likewise; of one sensor, or of each in a file of
+// several.
+void ReportCheck(const Session& session, const std::string& path,
+                 const std::vector<BagFindings>& findings);
 
 }  // namespace tool

@@ -9,6 +9,7 @@
 #include "Preload.h"
 #include "VirtualBoard.h"
 #include "commands/Commands.h"
+#include "commands/RecordingOption.h"
 #include "record/BagTime.h"
 #include "record/ReplayFeed.h"
 
@@ -41,7 +42,7 @@ class ReplayCommand : public Command {
  public:
   void Describe(CLI::App& parent, CommonOptions& common) override {
     app_ = &AddCommand(parent, kReplayAbout, common);
-    app_->add_option("recording", path_, "File to play")->type_name("FILE")->required();
+    recording_.Describe(*app_);
     app_->add_option("--from", from_, "Where to begin: seconds from the start, or a date and time")
         ->type_name("TIME");
     app_->add_option("--to", to_, "Where to end")->type_name("TIME");
@@ -68,11 +69,12 @@ class ReplayCommand : public Command {
     std::optional<ReplayFeed> opened;
     {
       const SignalsBlocked inherited;  // they are for the thread that waits for the application
-      opened.emplace(ReplayFeed::Settings{path_, Range(), times_});
+      opened.emplace(ReplayFeed::Settings{recording_.source(), Range(), times_});
     }
     ReplayFeed& feed = *opened;
     if (!Model(feed.model()).known()) {
-      throw Failure(ExitCode::kFile, fmt::format("{} does not say which product it is of", path_),
+      throw Failure(ExitCode::kFile,
+                    fmt::format("{} does not say which product it is of", recording_.path()),
                     "it was recorded before the application had told the library");
     }
     Session::LeaveOutBoard();
@@ -97,7 +99,7 @@ class ReplayCommand : public Command {
     feed.Check();
     const ReplayFeed::Counts played = feed.Played();
     session.Print("{} and {} of {} played{}\n", Counted(played.strips, "profile"),
-                  Counted(played.images, "image"), path_,
+                  Counted(played.images, "image"), recording_.source().Name(),
                   feed.Over() ? "" : "; the application did not take the rest");
     session.Emit({{"strips", played.strips},
                   {"images", played.images},
@@ -120,7 +122,8 @@ class ReplayCommand : public Command {
   StampRange Range() const {
     StampRange range;
     if (from_.empty() && to_.empty()) return range;
-    const BagReader reader(path_);
+    const BagSource source = recording_.source();
+    const BagReader reader(source.path, Database::Mode::kRead, source.sensor);
     const auto stamps = StampsOf(reader);
     if (!stamps) return range;
     if (!from_.empty()) range.first = MomentOf(from_, stamps->first);
@@ -129,7 +132,7 @@ class ReplayCommand : public Command {
   }
 
   CLI::App* app_ = nullptr;
-  std::string path_;
+  RecordingOption recording_;
   std::string from_;
   std::string to_;
   double speed_ = 1;

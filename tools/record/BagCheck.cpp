@@ -63,16 +63,18 @@ class Stretches {
 
 }  // namespace
 
-BagFindings ReadBag(const std::string& path, const std::function<bool()>& stop) {
-  SalvageReader reader(path);
+BagFindings ReadBag(const BagSource& source, const std::function<bool()>& stop) {
+  SalvageReader reader(source);
   BagFindings findings;
+  findings.sensor = reader.reader().sensor();
+  findings.version = reader.reader().version();
   findings.closed = reader.reader().closed();
   findings.synced_ns = reader.reader().synced_ns();
   Stretches stretches(findings);
   std::uint64_t damaged = 0;
   while (const auto message = reader.Next()) {
     if (stop()) {
-      throw Failure(ExitCode::kInterrupted, fmt::format("{}: not read to the end", path));
+      throw Failure(ExitCode::kInterrupted, fmt::format("{}: not read to the end", source.path));
     }
     if (reader.damaged() != damaged) stretches.End();
     damaged = reader.damaged();
@@ -92,9 +94,20 @@ BagFindings ReadBag(const std::string& path, const std::function<bool()>& stop) 
   return findings;
 }
 
-BagFindings CheckBag(const std::string& path, const std::function<bool()>& stop) {
-  BagFindings findings = ReadBag(path, stop);
-  findings.integrity = Integrity(path);
+std::vector<BagFindings> ReadBags(const BagSource& source, const std::function<bool()>& stop) {
+  std::vector<BagFindings> findings;
+  if (source.sensor.empty()) {
+    for (const std::string& sensor : SensorsOf(source.path)) {
+      findings.push_back(ReadBag({source.path, sensor}, stop));
+    }
+  }
+  if (findings.empty()) findings.push_back(ReadBag(source, stop));
+  return findings;
+}
+
+std::vector<BagFindings> CheckBags(const BagSource& source, const std::function<bool()>& stop) {
+  std::vector<BagFindings> findings = ReadBags(source, stop);
+  findings.front().integrity = Integrity(source.path);
   return findings;
 }
 

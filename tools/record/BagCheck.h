@@ -30,6 +30,8 @@ struct BagFindings {
     std::string what;
   };
 
+  std::string sensor;  // of a file of several; else empty
+  int version = 0;
   bool closed = false;
   std::int64_t synced_ns = 0;
   std::vector<std::string> integrity;  // SQLite's complaints
@@ -42,13 +44,21 @@ struct BagFindings {
   Contents contents;  // of all that is whole
 
   bool damaged() const { return !integrity.empty() || place_count > 0 || bad_count > 0; }
+  // Missing frames that a gap message should have named: one is written for all that publishers and
+  // the way from them lose. In a recording of one sensor nobody writes them.
+  std::uint64_t Unexplained() const {
+    return sensor.empty() ? 0 : contents.strips().unexplained() + contents.images().unexplained();
+  }
 };
 
 // Reads all of a recording and says what is whole; a damaged one never stops it halfway. In memory
-// that does not grow with the file. Throws Failure if `path` cannot be read at all, is no recording
+// that does not grow with the file. Throws Failure if it cannot be read at all, is no recording
 // or a newer one. Ends early, with Failure, when `stop` says so; it is asked often.
-BagFindings ReadBag(const std::string& path, const std::function<bool()>& stop);
-// The same, and lets SQLite check the file itself: reads it twice.
-BagFindings CheckBag(const std::string& path, const std::function<bool()>& stop);
+BagFindings ReadBag(const BagSource& source, const std::function<bool()>& stop);
+// The same of each sensor in a file of several, unless one of them is asked for. At least one.
+std::vector<BagFindings> ReadBags(const BagSource& source, const std::function<bool()>& stop);
+// The same, and lets SQLite check the file itself: reads it once more. Its complaints are in the
+// first findings.
+std::vector<BagFindings> CheckBags(const BagSource& source, const std::function<bool()>& stop);
 
 }  // namespace tool

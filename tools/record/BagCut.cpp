@@ -21,8 +21,8 @@ bool IsMadeOfFrames(Topic topic) { return topic == Topic::kPoints || topic == To
 
 class Cutter {
  public:
-  Cutter(const std::string& from, const BagRange& range, const std::function<bool()>& stop)
-      : from_(from), range_(range), stop_(stop), registers_(from) {}
+  Cutter(const BagSource& from, const BagRange& range, const std::function<bool()>& stop)
+      : from_(from), range_(range), stop_(stop), registers_(from.path) {}
 
   // Where the wanted part begins and ends.
   Span Find() {
@@ -70,7 +70,7 @@ class Cutter {
   void ForEach(Use use) {
     SalvageReader reader(from_);
     while (const auto message = reader.Next()) {
-      if (stop_()) throw Failure(ExitCode::kInterrupted, fmt::format("{}: not cut", from_));
+      if (stop_()) throw Failure(ExitCode::kInterrupted, fmt::format("{}: not cut", from_.path));
       if (!IsWhole(*message)) {
         ++damaged_;
         continue;
@@ -156,7 +156,7 @@ class Cutter {
     for (const char* end : {"", "-journal"}) std::filesystem::remove(path + end, ignored);
   }
 
-  const std::string from_;
+  const BagSource from_;
   const BagRange range_;
   const std::function<bool()>& stop_;
   RegisterValues registers_;
@@ -168,18 +168,18 @@ class Cutter {
 
 }  // namespace
 
-std::int64_t StartOf(const std::string& path) {
-  SalvageReader reader(path);
+std::int64_t StartOf(const BagSource& source) {
+  SalvageReader reader(source);
   const auto first = reader.Next();
   return first ? first->stamp_ns : 0;
 }
 
-BagCutResult CutBag(const std::string& from, const std::string& to, const BagRange& range,
+BagCutResult CutBag(const BagSource& from, const std::string& to, const BagRange& range,
                     const std::function<bool()>& stop) {
   Cutter cutter(from, range, stop);
   const Span part = cutter.Find();
   if (!part.from_ns) {
-    throw Failure(ExitCode::kNegative, fmt::format("{}: nothing of it is in this range", from),
+    throw Failure(ExitCode::kNegative, fmt::format("{}: nothing of it is in this range", from.path),
                   "\"tessaline bag info\" shows its times and frame ids");
   }
   return cutter.Write(to, part);

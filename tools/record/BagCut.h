@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "record/BagSource.h"
 #include "record/Contents.h"
 
 namespace tool {
@@ -23,17 +24,17 @@ struct BagCutResult {
   std::uint64_t damaged = 0;  // messages and places that could not be copied
 };
 
-// Copies a part of a recording into a new one, which stands by itself: the values of all registers,
-// what is known about the device, and the counts of losses at its begin stand in front. Buffers of
-// strips are cut to the strips in the range. With a limit by ids, whatever is no frame is copied
-// from the first such frame to the last.
+// Copies a part of a recording into a new one of one sensor, which stands by itself: the values of
+// all registers, what is known about the device, and the counts of losses at its begin stand in
+// front. Buffers of strips are cut to the strips in the range. With a limit by ids, whatever is no
+// frame is copied from the first such frame to the last.
 //
 // Throws Failure if nothing is in the range, `to` exists or cannot be written; there is no new
 // recording then. The same when `stop`, which is asked often, says so.
-BagCutResult CutBag(const std::string& from, const std::string& to, const BagRange& range,
+BagCutResult CutBag(const BagSource& from, const std::string& to, const BagRange& range,
                     const std::function<bool()>& stop);
 
 // When the first message came, nanoseconds since 1970; 0 without one.
-std::int64_t StartOf(const std::string& path);
+std::int64_t StartOf(const BagSource& source);
 
 }  // namespace tool

@@ -115,7 +115,7 @@ std::string BagMetadata(const Contents& contents, const std::string& file) {
       kMetadataVersion, duration, start, messages, topics, name, name, start, duration, messages);
 }
 
-BagFolderResult ExportBagFolder(const std::string& recording, const std::string& folder,
+BagFolderResult ExportBagFolder(const BagSource& recording, const std::string& folder,
                                 StandardMessages standard, const std::function<bool()>& stop) {
   SalvageReader reader(recording);
   MakeFolder(folder);

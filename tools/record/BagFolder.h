@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "record/BagSource.h"
 #include "record/Contents.h"
 #include "record/Standard.h"
 
@@ -19,7 +20,7 @@ struct BagFolderResult {
 // Writes a recording as a rosbag2 folder: its messages, standard messages made of its frames, and
 // metadata.yaml. Throws Failure if `folder` exists or cannot be written; nothing is left of it
 // then. The same when `stop`, which is asked often, says so.
-BagFolderResult ExportBagFolder(const std::string& recording, const std::string& folder,
+BagFolderResult ExportBagFolder(const BagSource& recording, const std::string& folder,
                                 StandardMessages standard, const std::function<bool()>& stop);
 
 // The text of metadata.yaml of a bag with one file of this name.

@@ -19,6 +19,12 @@ std::string NumbersOf(const BagReader& reader, const std::vector<Topic>& topics)
   return fmt::format("({})", fmt::join(numbers, ","));
 }
 
+std::vector<Topic> AllTopics() {
+  std::vector<Topic> topics;
+  for (const TopicEntry& entry : kTopics) topics.push_back(entry.topic);
+  return topics;
+}
+
 // Where messages of these stamps begin and end. The index knows it, so that nothing before is read.
 // Others may lie between them, because stamps are not quite in the order of arrival.
 std::pair<std::int64_t, std::int64_t> IdsOf(const BagReader& reader, const StampRange& stamps) {
@@ -67,13 +73,20 @@ std::optional<StoredMessage> BagQuery::Next() {
 }
 
 std::optional<StampRange> StampsOf(const BagReader& reader) {
-  // Apart, each is one look into the index.
-  Statement stamps(reader.database(),
-                   "SELECT (SELECT min(timestamp) FROM messages), "
-                   "(SELECT max(timestamp) FROM messages), EXISTS(SELECT 1 FROM messages)");
-  stamps.Next();
-  if (stamps.Number(2) == 0) return std::nullopt;
-  return StampRange{stamps.Number(0), stamps.Number(1)};
+  // Each is a look into the index, and at those of other sensors that are still earlier or later.
+  const std::string of_sensor =
+      reader.sensor().empty() ? "" : "WHERE topic_id IN " + NumbersOf(reader, AllTopics());
+  const auto end = [&](const char* order) -> std::optional<std::int64_t> {
+    Statement stamp(reader.database(),
+                    fmt::format("SELECT timestamp FROM messages {} ORDER BY timestamp {} LIMIT 1",
+                                of_sensor, order));
+    if (!stamp.Next()) return std::nullopt;
+    return stamp.Number(0);
+  };
+  const auto first = end("ASC");
+  const auto last = end("DESC");
+  if (!first || !last) return std::nullopt;
+  return StampRange{*first, *last};
 }
 
 std::array<std::int64_t, kTopics.size()> CountMessages(const BagReader& reader) {

@@ -59,7 +59,7 @@ BagReader::BagReader(const std::string& path, Database::Mode mode, const std::st
 }
 
 void BagReader::ReadKeys() {
-  const std::int64_t version = NumberIn(ReadKey(database_, kVersionKey));
+  const std::int64_t version = WholeNumberIn(ReadKey(database_, kVersionKey));
   if (version != kRecordingVersion && version != kFleetVersion) {
     throw Failure(ExitCode::kFile,
                   fmt::format("{}: a recording of version {}, this program reads {} and {}",
@@ -68,7 +68,7 @@ void BagReader::ReadKeys() {
   }
   version_ = static_cast<int>(version);
   closed_ = ReadKey(database_, kClosedKey) == "yes";
-  synced_ns_ = NumberIn(ReadKey(database_, kSyncedKey));
+  synced_ns_ = WholeNumberIn(ReadKey(database_, kSyncedKey));
 }
 
 void BagReader::ReadTopics(const std::string& sensor) {
@@ -104,7 +104,12 @@ std::optional<StoredMessage> BagReader::Next() {
 std::vector<std::string> SensorsOf(const std::string& path) {
   const Database database(path, Database::Mode::kSalvage);
   RequireTables(database);
-  return BagTopics(database).sensors();
+  try {
+    return BagTopics(database).sensors();
+  } catch (const Damaged&) {
+    if (HasPositions(database)) throw;
+    return {};
+  }
 }
 
 }  // namespace tool

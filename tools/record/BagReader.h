@@ -10,6 +10,7 @@
 #include "record/BagTopics.h"
 #include "record/Database.h"
 #include "record/Messages.h"
+#include "record/Schema.h"
 #include "record/Topics.h"
 
 namespace tool {
@@ -96,7 +97,7 @@ class BagReader {
   std::string sensor_;
   std::optional<Statement> messages_;
   std::int64_t position_ = 0;  // SQLite numbers rows from 1
-  int version_ = 0;
+  int version_ = kRecordingVersion;
   bool closed_ = false;
   std::int64_t synced_ns_ = 0;
 };

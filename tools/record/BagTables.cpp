@@ -30,7 +30,7 @@ bool IsFleetFile(const Database& database) {
   const std::int64_t objects = schema.Number(0);
   const std::int64_t known = schema.Number(1);
   return objects == kFleetObjects && known == kFleetObjects &&
-         NumberIn(ReadKey(database, kVersionKey)) == kFleetVersion;
+         WholeNumberIn(ReadKey(database, kVersionKey)) == kFleetVersion;
 }
 
 // A new file, or one whose writer was interrupted before its first sync.
@@ -104,7 +104,7 @@ void SetKey(const Database& database, const char* key, const std::string& value)
   set.Run();
 }
 
-std::int64_t NumberIn(const std::string& text) {
+std::int64_t WholeNumberIn(const std::string& text) {
   std::int64_t number = 0;
   std::from_chars(text.data(), text.data() + text.size(), number);
   return number;

@@ -24,6 +24,6 @@ Database OpenFleetTables(const std::string& path);
 std::string ReadKey(const Database& database, const char* key);
 void SetKey(const Database& database, const char* key, const std::string& value);
 // 0 unless the text begins with a number.
-std::int64_t NumberIn(const std::string& text);
+std::int64_t WholeNumberIn(const std::string& text);
 
 }  // namespace tool

@@ -30,7 +30,7 @@ BagWriter::BagWriter(Database database, int version)
     : database_(std::move(database)),
       insert_(std::in_place, *database_,
               "INSERT INTO messages(topic_id, timestamp, data) VALUES(?, ?, ?)"),
-      last_stamp_ns_(NumberIn(ReadKey(*database_, kSyncedKey))) {
+      last_stamp_ns_(WholeNumberIn(ReadKey(*database_, kSyncedKey))) {
   SetKey(*database_, kVersionKey, std::to_string(version));
   SetKey(*database_, kClosedKey, "no");
   Sync();

@@ -12,7 +12,7 @@ namespace {
 
 constexpr double kTicksPerSecond = 1e9 / int{TESSALINE_NANOSECONDS_PER_TICK};
 constexpr std::uint8_t kErrorLevel = 40;
-constexpr std::size_t kLongestEventName = 64;
+constexpr std::size_t kLongestName = 64;
 
 [[noreturn]] void ThrowDamaged(Topic topic, const std::string& what) {
   throw Failure(ExitCode::kFile,
@@ -38,11 +38,13 @@ void FrameCount::Add(std::uint64_t id, std::uint64_t ticks) {
     lowest_ = highest_ = id;
   } else if (id <= last_id_) {
     ++restarts_;
+    match_.AddRestart(last_id_);
   } else {
     const std::uint64_t between = id - last_id_ - 1;
     if (between > 0) {
       ++gaps_;
       missing_ += std::min(between, UINT64_MAX - missing_);
+      match_.AddHole({last_id_ + 1, id - 1});
       if (first_gaps_.size() < kMostGaps) first_gaps_.push_back({last_id_ + 1, id - 1});
     }
     if (ticks < last_ticks_) {
@@ -111,9 +113,24 @@ void Contents::Take(const ImageMessage& message) {
 }
 
 void Contents::Take(const EventMessage& message) {
-  const std::string name = message.name.substr(0, kLongestEventName);
+  const std::string name = message.name.substr(0, kLongestName);
   const bool room = events_.contains(name) || events_.size() < kMostEventNames;
   ++events_[room ? name : "others"];
+}
+
+void Contents::Take(const GapMessage& message) {
+  const auto add = [&](FrameCount& frames, std::uint64_t first, std::uint64_t last,
+                       std::uint64_t count) {
+    if (message.end_known && count > 0) frames.AddNamed(first, last);
+    if (!message.end_known && first > 0) frames.AddNamed(first, std::nullopt);
+  };
+  add(strips_, message.strips_first, message.strips_last, message.strips_count);
+  add(images_, message.images_first, message.images_last, message.images_count);
+  if (first_gaps_.size() >= kMostGaps) return;
+  GapMessage kept = message;
+  kept.reason.resize(std::min(kept.reason.size(), kLongestName));
+  kept.run.resize(std::min(kept.run.size(), kLongestName));
+  first_gaps_.push_back(std::move(kept));
 }
 
 void Contents::Take(const LogMessage& message) { log_errors_ += message.level >= kErrorLevel; }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -10,6 +11,7 @@
 
 #include "record/BagReader.h"
 #include "record/DeviceNotes.h"
+#include "record/GapMatch.h"
 
 namespace tool {
 
@@ -28,20 +30,23 @@ struct Span {
 // The frames of one kind, by what the FPGA counted.
 class FrameCount {
  public:
-  struct Gap {  // ids that are missing
-    std::uint64_t first;
-    std::uint64_t last;
-  };
   static constexpr std::size_t kMostGaps = 10;
 
   void Add(std::uint64_t id, std::uint64_t ticks);
+  // A gap message names ids that are missing; see GapMatch.
+  void AddNamed(std::uint64_t first, std::optional<std::uint64_t> last) {
+    match_.AddNamed(first, last);
+  }
 
   std::uint64_t frames() const { return frames_; }
   std::uint64_t lowest() const { return lowest_; }
   std::uint64_t highest() const { return highest_; }
   std::uint64_t missing() const { return missing_; }
   std::uint64_t gaps() const { return gaps_; }
-  const std::vector<Gap>& first_gaps() const { return first_gaps_; }
+  // Of the missing ids, those that no gap message names, and the first of them.
+  std::uint64_t unexplained() const { return missing_ - std::min(missing_, match_.named()); }
+  std::vector<IdRange> FirstUnexplained() const { return match_.FirstUnexplained(); }
+  const std::vector<IdRange>& first_gaps() const { return first_gaps_; }
   // How often an id was not above the one before: the count began anew.
   std::uint64_t restarts() const { return restarts_; }
   // How often the device's clock went back while the ids went on.
@@ -54,7 +59,8 @@ class FrameCount {
   std::uint64_t frames_ = 0, lowest_ = 0, highest_ = 0, missing_ = 0, gaps_ = 0;
   std::uint64_t last_id_ = 0, last_ticks_ = 0, restarts_ = 0, clock_steps_ = 0;
   double ids_passed_ = 0, ticks_passed_ = 0;
-  std::vector<Gap> first_gaps_;
+  std::vector<IdRange> first_gaps_;
+  GapMatch match_;
 };
 
 // Whether the message can be decoded, its time is that of its row, and frames fit their bytes.
@@ -70,6 +76,7 @@ class Contents {
     std::uint64_t clock_steps = 0;  // how often the host clock went back
   };
   static constexpr std::size_t kMostEventNames = 32;
+  static constexpr std::size_t kMostGaps = 10;
 
   // Counts a message. Throws Failure, and counts nothing, if it is not whole.
   void Add(const StoredMessage& message);
@@ -88,12 +95,15 @@ class Contents {
   // How many of each name; those beyond kMostEventNames are under "others".
   const std::map<std::string, std::uint64_t>& events() const { return events_; }
   const DeviceNotes& device() const { return device_; }
+  // The first gap messages.
+  const std::vector<GapMessage>& first_gaps() const { return first_gaps_; }
 
  private:
   void Take(const StripsMessage& message);
   void Take(const ImageMessage& message);
   void Take(const EventMessage& message);
   void Take(const LogMessage& message);
+  void Take(const GapMessage& message);
   void Take(const LossesMessage& message) { losses_ = message; }
   void Take(const DeviceMessage& message) { device_.Add(message.json); }
   // Of the others nothing but the number is of interest.
@@ -109,6 +119,7 @@ class Contents {
   std::uint64_t log_errors_ = 0;
   std::map<std::string, std::uint64_t> events_;
   DeviceNotes device_;
+  std::vector<GapMessage> first_gaps_;
 };
 
 }  // namespace tool

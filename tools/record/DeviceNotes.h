@@ -13,7 +13,7 @@ namespace tool {
 class DeviceNotes {
  public:
   // Anything more is no note of a device.
-  static constexpr std::size_t kMostBytes = 256 << 10;  // of all messages
+  static constexpr std::size_t kMostBytes = 256 << 10;  // of all that holds
   static constexpr int kMostDepth = 16;
 
   // Throws Failure, and takes nothing, if `text` is no JSON object or breaks these limits.
@@ -28,7 +28,7 @@ class DeviceNotes {
   std::optional<nlohmann::json> Object(const char* key) const;
 
  private:
-  std::size_t bytes_ = 0;
+  std::size_t bytes_ = 0;  // of all_ as a text, at most
   nlohmann::json all_ = nlohmann::json::object();
 };
 

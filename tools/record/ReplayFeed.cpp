@@ -26,6 +26,10 @@ ring::RecordRing MakeRing(std::size_t bytes) {
   throw Failure(ExitCode::kFile, "there is no memory for the frames that are read ahead");
 }
 
+BagReader Read(const BagSource& source) {
+  return BagReader(source.path, Database::Mode::kRead, source.sensor);
+}
+
 }  // namespace
 
 ReplayFeed::ReplayFeed(const Settings& settings)
@@ -34,11 +38,11 @@ ReplayFeed::ReplayFeed(const Settings& settings)
       strips_(MakeRing(kFrameBytes), {Topic::kStrips}),
       events_(MakeRing(kEventBytes), {Topic::kEvents, Topic::kRegisters}),
       state_(MakeRing(kEventBytes)) {
-  const BagReader reader(settings_.path);
+  const BagReader reader = Read(settings_.source);
   BagQuery frames(reader, {Topic::kImages, Topic::kStrips}, settings_.range);
   const auto first = frames.Next();
   if (!first) {
-    throw Failure(ExitCode::kUsage, fmt::format("{} has no frames there", settings_.path),
+    throw Failure(ExitCode::kUsage, fmt::format("{} has no frames there", settings_.source.path),
                   "\"tessaline bag info\" shows what it holds");
   }
   first_ns_ = first->stamp_ns;
@@ -68,7 +72,7 @@ void ReplayFeed::ReadState(const BagReader& reader) {
   while (const auto message = device.Next()) notes.Add(message->As<DeviceMessage>().json);
   model_ = notes.Text("model").value_or("");
 
-  RegisterValues values(settings_.path);
+  RegisterValues values(settings_.source.path);
   BagQuery registers(reader, {Topic::kRegisters}, {.last = first_ns_});
   while (const auto message = registers.Next()) values.Set(message->As<RegisterMessage>());
   for (const auto& [address, last] : values.all()) {
@@ -98,7 +102,7 @@ void ReplayFeed::Feed(Lane& lane) {
   for (unsigned round = 0; (settings_.times == 0 || round < settings_.times) && !stop_; ++round) {
     if (!FeedOnce(lane, round * later_ns)) return;
     if (round > 0) continue;
-    const BagReader reader(settings_.path);
+    const BagReader reader = Read(settings_.source);
     const auto stamps = StampsOf(reader);
     later_ns = std::min(stamps->last, settings_.range.last) - first_ns_ + kRoundGapNs;
   }
@@ -106,7 +110,7 @@ void ReplayFeed::Feed(Lane& lane) {
 
 bool ReplayFeed::FeedOnce(Lane& lane, std::int64_t later_ns) {
   bool any = false;
-  const BagReader reader(settings_.path);
+  const BagReader reader = Read(settings_.source);
   BagQuery messages(reader, lane.topics, settings_.range);
   while (const auto message = messages.Next()) {
     const std::int64_t stamp = message->stamp_ns + later_ns;
@@ -133,7 +137,7 @@ bool ReplayFeed::FeedOnce(Lane& lane, std::int64_t later_ns) {
     }
     if (record.payload.size() > lane.ring.Bytes() / 2) {
       throw Failure(ExitCode::kFile, fmt::format("{}: a frame of {} bytes is none of a sensor",
-                                                 settings_.path, record.payload.size()));
+                                                 settings_.source.path, record.payload.size()));
     }
     if (!Put(lane, record)) return false;
     lane.frames += frames;

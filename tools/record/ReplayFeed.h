@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "record/BagQuery.h"
+#include "record/BagSource.h"
 #include "record/Messages.h"
 #include "ring/RecordRing.h"
 
@@ -19,7 +20,7 @@ namespace tool {
 class ReplayFeed {
  public:
   struct Settings {
-    std::string path;
+    BagSource source;
     StampRange range;    // what to play
     unsigned times = 1;  // 0: for ever
   };

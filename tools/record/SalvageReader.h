@@ -2,10 +2,10 @@
 
 #include <cstdint>
 #include <optional>
-#include <string>
 #include <vector>
 
 #include "record/BagReader.h"
+#include "record/BagSource.h"
 
 namespace tool {
 
@@ -20,7 +20,8 @@ struct DamagedPlace {
 class SalvageReader {
  public:
   // As BagReader.
-  explicit SalvageReader(const std::string& path) : reader_(path, Database::Mode::kSalvage) {}
+  explicit SalvageReader(const BagSource& source)
+      : reader_(source.path, Database::Mode::kSalvage, source.sensor) {}
 
   // The next message in the order of arrival that can be read; none at the end. Its id is larger
   // than all before. Throws Failure for what is no damage of the file.
