@@ -9,6 +9,7 @@ from __future__ import annotations
 
 import collections
 import dataclasses
+import json
 import sys
 from collections.abc import Iterable
 from pathlib import Path
@@ -48,7 +49,7 @@ class Account:
 class Run:
     """What is stored of one publisher's life."""
     id: str
-    program: str = ""
+    notes: str = ""  # about its application
     frames: list[Frame] = dataclasses.field(default_factory=list)
 
 
@@ -70,8 +71,8 @@ class Stored:
         elif isinstance(found, Note):
             if "run" in found.facts:
                 self._current = self._run(found.facts["run"])
-            if self._current is not None and "program" in found.facts:
-                self._current.program = found.facts["program"]
+            if self._current is not None:
+                self._current.notes += json.dumps(found.facts, ensure_ascii=False)
         elif self._current is None:
             raise ValueError("a frame in front of the note that begins its run")
         else:
@@ -86,7 +87,7 @@ def match(stored: Stored, truths: list[Truth]) -> list[tuple[Run | None, Truth |
     runs = []
     left = list(truths)
     for run in stored.runs.values():
-        log = next((truth for truth in left if truth.path in run.program.split()), None)
+        log = next((truth for truth in left if truth.path in run.notes), None)
         if log is not None:
             left.remove(log)
             pairs.append((run, log))
