@@ -27,6 +27,7 @@ std::unique_ptr<Command> MakeEepromCommand();
 std::unique_ptr<Command> MakeCalibrateCommand();
 std::unique_ptr<Command> MakeCalibrationCommand();
 std::unique_ptr<Command> MakeSensorCommand();
+std::unique_ptr<Command> MakeTimeCommand();
 std::unique_ptr<Command> MakeTraceCommand();
 std::unique_ptr<Command> MakeBagCommand();
 
@@ -36,7 +37,7 @@ inline constexpr std::array kCommandMakers{
     MakeRegCommand,       MakeLaserCommand,       MakeLedCommand,     MakePowerCommand,
     MakeExposureCommand,  MakeRoiCommand,         MakeTriggerCommand, MakeRecipeCommand,
     MakeCalibrateCommand, MakeCalibrationCommand, MakeEepromCommand,  MakeSensorCommand,
-    MakeTraceCommand,     MakeBagCommand,
+    MakeTimeCommand,      MakeTraceCommand,       MakeBagCommand,
 };
 
 }  // namespace tool
