@@ -28,6 +28,7 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples DESTINATION .
 file(GLOB kit_pages ${PROJECT_SOURCE_DIR}/docs/on-a-board.md ${PROJECT_SOURCE_DIR}/docs/*-format.md
   ${PROJECT_SOURCE_DIR}/docs/bring-up.md ${PROJECT_SOURCE_DIR}/docs/tool.md
   ${PROJECT_SOURCE_DIR}/docs/recordings.md ${PROJECT_SOURCE_DIR}/docs/what-to-send.md
+  ${PROJECT_SOURCE_DIR}/docs/time.md
   ${PROJECT_SOURCE_DIR}/docs/sensor-tables.md ${PROJECT_SOURCE_DIR}/docs/profile.md)
 install(FILES ${kit_pages} DESTINATION docs COMPONENT board-kit EXCLUDE_FROM_ALL)
 install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION . COMPONENT board-kit EXCLUDE_FROM_ALL)

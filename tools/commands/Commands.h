@@ -30,6 +30,7 @@ std::unique_ptr<Command> MakeEepromCommand();
 std::unique_ptr<Command> MakeCalibrateCommand();
 std::unique_ptr<Command> MakeCalibrationCommand();
 std::unique_ptr<Command> MakeSensorCommand();
+std::unique_ptr<Command> MakeTimeCommand();
 std::unique_ptr<Command> MakeTraceCommand();
 std::unique_ptr<Command> MakeBagCommand();
 
@@ -40,7 +41,7 @@ inline constexpr std::array kCommandMakers{
     MakeLaserCommand,       MakeLedCommand,     MakePowerCommand,   MakeExposureCommand,
     MakeRoiCommand,         MakeTriggerCommand, MakeRecipeCommand,  MakeCalibrateCommand,
     MakeCalibrationCommand, MakeEepromCommand,  MakeSensorCommand,  MakeTraceCommand,
-    MakeBagCommand,
+    MakeBagCommand,         MakeTimeCommand,
 };
 
 }  // namespace tool
