@@ -6,6 +6,7 @@
 #include <array>
 
 #include "fleet/Names.h"
+#include "fleet/RecordJson.h"
 
 namespace tool::fleet {
 namespace {
@@ -17,6 +18,7 @@ constexpr std::chrono::milliseconds kOtherPublisher{300};
 constexpr std::size_t kUsualMessage = 1 << 20;
 // The headers count, too.
 constexpr std::size_t kHeaders = 1024;
+constexpr std::array kDeviceFacts{"model", "library", "fpga"};
 constexpr std::size_t kLeastMessage = 64 << 10;
 
 std::int64_t NowNs() {
@@ -79,12 +81,20 @@ void Publisher::Begin(ring::RecordRing& ring) {
   backlog_.Put({packetizer_.Make(Kind::kDevice, NowNs(), facts)});
 }
 
+void Publisher::Learn(const ring::Record& record) {
+  const Json facts = ToJson(record);
+  for (const char* const key : kDeviceFacts) {
+    if (facts.contains(key)) device_[key] = facts[key];
+  }
+}
+
 void Publisher::Take(bool written_off) {
   const auto enough = Clock::now() + kMostAtOnce;
   while (const auto found = ring_->At(ring_->First(), written_off)) {
     const ring::Record& record = found->record;
     if (record.kind == ring::Kind::kStrips) totals_.strips += record.first;
     if (record.kind == ring::Kind::kImage) ++totals_.images;
+    if (record.kind == ring::Kind::kDevice) Learn(record);
     totals_.bytes += record.payload.size();
     backlog_.Put(packetizer_.Make(record, ring_->DroppedFrames()));
     ring_->Release(found->next);
@@ -124,6 +134,7 @@ Publisher::Totals Publisher::totals() const {
 Json Publisher::Status() const {
   const Totals now = totals();
   Json json = settings_.facts;
+  json.update(device_);
   json.update({{"sensor", settings_.stream.sensor},
                {"run", run()},
                {"host", HostName()},
