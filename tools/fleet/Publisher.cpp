@@ -5,6 +5,7 @@
 
 #include <array>
 
+#include "HostClock.h"
 #include "fleet/Names.h"
 #include "fleet/RecordJson.h"
 
@@ -20,10 +21,6 @@ constexpr std::size_t kUsualMessage = 1 << 20;
 constexpr std::size_t kHeaders = 1024;
 constexpr std::array kDeviceFacts{"model", "library", "fpga"};
 constexpr std::size_t kLeastMessage = 64 << 10;
-
-std::int64_t NowNs() {
-  return std::chrono::nanoseconds(std::chrono::system_clock::now().time_since_epoch()).count();
-}
 
 std::string HostName() {
   std::array<char, 256> name{};
@@ -49,7 +46,7 @@ Publisher::Publisher(const Server& server, Settings settings)
       backlog_(settings_.backlog),
       sender_(server, backlog_, settings_.stream),
       packetizer_(NewRun(), PayloadOf(server)),
-      started_ns_(NowNs()) {
+      started_ns_(HostNs()) {
   RequireName();
   const auto listen = [this](const std::string& subject, Subscription& to) {
     natsSubscription* made = nullptr;
@@ -78,7 +75,7 @@ void Publisher::Begin(ring::RecordRing& ring) {
   Json facts = settings_.facts;
   facts["host"] = HostName();
   facts["run"] = run();
-  backlog_.Put({packetizer_.Make(Kind::kDevice, NowNs(), facts)});
+  backlog_.Put({packetizer_.Make(Kind::kDevice, HostNs(), facts)});
 }
 
 void Publisher::Learn(const ring::Record& record) {
@@ -118,7 +115,7 @@ void Publisher::TellStatus() {
   then_ = now;
   const Json status = Status();
   if (server_.IsConnected()) server_.Publish(PresenceSubject(settings_.stream.sensor), status);
-  backlog_.Put({packetizer_.Make(Kind::kStatistics, NowNs(), status)});
+  backlog_.Put({packetizer_.Make(Kind::kStatistics, HostNs(), status)});
 }
 
 Publisher::Totals Publisher::totals() const {
@@ -196,7 +193,7 @@ Json Publisher::Answer(const std::string& verb, const Json& request) {
 
 void Publisher::Finish(bool) {
   Take(/*written_off=*/true);
-  backlog_.Put(packetizer_.Finish(NowNs(), ring_->DroppedFrames()));
+  backlog_.Put(packetizer_.Finish(HostNs(), ring_->DroppedFrames()));
   sender_.Drain(settings_.drain);
   sender_.Stop();
   if (backlog_.counts().packets > 0) totals_.saved = backlog_.SaveAll();
