@@ -86,7 +86,7 @@ class Server:
 
     def streams(self) -> list[dict]:
         """What it knows about each."""
-        accounts = self.ask("jsz?streams=1").get("account_details", [])
+        accounts = self.ask("jsz?consumers=1").get("account_details", [])
         return [detail for account in accounts for detail in account.get("stream_detail", [])]
 
     def fill(self) -> int:
