@@ -3,6 +3,7 @@
 
 #include "Counted.h"
 #include "Failure.h"
+#include "Interrupt.h"
 #include "RecipeText.h"
 #include "Temperature.h"
 #include "fleet/Commands.h"
@@ -36,12 +37,7 @@ class PublishCommand : public Command, private RecordTaker {
       source.Rehearse(session, "publish", {});
       return ExitCode::kOk;
     }
-    // Both live to the end of the process, as the client library's threads do.
-    server_ = new Server(options_.server, options_.name, Server::Absent::kWait);
-    if (!server_->IsConnected()) {
-      session.Note("{} cannot be reached yet; frames wait until it can", options_.server.Urls());
-    }
-    publisher_ = new Publisher(*server_, SettingsFor(session));
+    Connect(session);
     start_ = Clock::now();
     const RecordSource::End end = source.Run(session, *this, kSlice);
     Show(/*last=*/true);
@@ -50,6 +46,16 @@ class PublishCommand : public Command, private RecordTaker {
 
  private:
   using Clock = std::chrono::steady_clock;
+
+  // Server and publisher live to the end of the process, as the client library's threads do.
+  void Connect(Session& session) {
+    const SignalsBlocked inherited;  // they are for the thread that waits for the application
+    server_ = new Server(options_.server, options_.name, Server::Absent::kWait);
+    if (!server_->IsConnected()) {
+      session.Note("{} cannot be reached yet; frames wait until it can", options_.server.Urls());
+    }
+    publisher_ = new Publisher(*server_, SettingsFor(session));
+  }
 
   Publisher::Settings SettingsFor(Session& session) {
     Publisher::Settings settings;

@@ -18,9 +18,9 @@ class StreamOrder {
   // All up to `before` have been used, or are none of ours.
   explicit StreamOrder(std::uint64_t before) : used_(before) {}
 
-  // False: this one has come before.
-  bool Add(std::uint64_t number, Item item) {
-    return number > used_ && waiting_.emplace(number, std::move(item)).second;
+  // False: this one has come before, and `item` is as it was.
+  bool Add(std::uint64_t number, Item&& item) {
+    return number > used_ && waiting_.try_emplace(number, std::move(item)).second;
   }
 
   // The next in order. After `patience` without it, the one behind the hole: the server has no such

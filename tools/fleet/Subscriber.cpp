@@ -139,21 +139,26 @@ void Subscriber::Use(Came came) {
   const std::uint64_t number = StreamNumber(came.message.get());
   auto arrival = ArrivalIn(came.message);
   if (!arrival) {
-    ++input.counts.damaged;
-    natsMsg_Ack(came.message.get(), nullptr);
-    input.stream->Add(number, std::nullopt);
+    if (input.stream->Add(number, std::nullopt)) ++input.counts.damaged;
+    Acknowledge(input, came.message.get());
     return;
   }
   const PacketHeader& header = arrival->header;
   input.counts.newest_ns = std::max(input.counts.newest_ns, header.stamp_ns);
   const std::int64_t under_way = came.at_ns - header.stamp_ns;
   const bool frames = header.kind == Kind::kStrips || header.kind == Kind::kImages;
-  // What came before and is not stored yet is acknowledged when it is.
-  if (!input.stream->Add(number, std::move(arrival))) {
+  if (input.open.contains(number)) {  // it is acknowledged when it is stored
     ++input.counts.duplicates;
-  } else if (frames) {
-    latency_.Add(under_way);
+    return;
   }
+  if (!input.stream->Add(number, std::move(arrival))) {
+    // It is stored, but the server does not know: the acknowledgement was lost.
+    ++input.counts.duplicates;
+    Acknowledge(input, arrival->message.get());
+    return;
+  }
+  input.open.insert(number);
+  if (frames) latency_.Add(under_way);
 }
 
 void Subscriber::Advance(Input& input) {
@@ -168,13 +173,14 @@ void Subscriber::Advance(Input& input) {
     }
     if (duplicate) {
       ++input.counts.duplicates;
-      stored_.push_back(std::move(duplicate->message));
+      stored_.push_back({input, std::move(duplicate->message)});
     }
   }
 }
 
 void Subscriber::Store(Delivery delivery) {
-  Counts& counts = inputs_.at(delivery.sensor).counts;
+  Input& input = inputs_.at(delivery.sensor);
+  Counts& counts = input.counts;
   if (delivery.gap) {
     const Gap& gap = *delivery.gap;
     file_.Write(delivery.sensor, MessageOf(gap, delivery.stamp_ns));
@@ -197,7 +203,7 @@ void Subscriber::Store(Delivery delivery) {
   if (delivery.sequence > 0) {
     file_.SetPosition(delivery.sensor, delivery.run, delivery.sequence);
   }
-  std::move(delivery.messages.begin(), delivery.messages.end(), std::back_inserter(stored_));
+  for (Message& message : delivery.messages) stored_.push_back({input, std::move(message)});
 }
 
 void Subscriber::CommitIfDue(bool now) {
@@ -206,8 +212,13 @@ void Subscriber::CommitIfDue(bool now) {
   sync_at_ = time + kSyncPeriod;
   file_.Sync();
   unsynced_bytes_ = 0;
-  for (const Message& message : stored_) natsMsg_Ack(message.get(), nullptr);
+  for (const Stored& stored : stored_) Acknowledge(stored.input, stored.message.get());
   stored_.clear();
+}
+
+void Subscriber::Acknowledge(Input& input, natsMsg* message) {
+  input.open.erase(StreamNumber(message));
+  natsMsg_Ack(message, nullptr);
 }
 
 void Subscriber::Finish() {
