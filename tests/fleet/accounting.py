@@ -164,10 +164,9 @@ def account(recordings: Iterable[Path],
     for path in recordings:
         for sensor, found in recording.read(path):
             stored[sensor].take(found)
-    return {
-        sensor: account_sensor(stored[sensor], [truth_log.read(log) for log in logs.get(sensor, [])])
-        for sensor in sorted(set(logs) | set(stored))
-    }
+    truths = {sensor: [truth_log.read(log) for log in paths] for sensor, paths in logs.items()}
+    return {sensor: account_sensor(stored[sensor], truths.get(sensor, []))
+            for sensor in sorted(set(logs) | set(stored))}
 
 
 COLUMNS = ("truth", "delivered", "named", "unwitnessed", "duplicates", "unaccounted",

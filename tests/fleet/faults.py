@@ -19,12 +19,14 @@ from members import Sensor, Subscriber
 class Lane(threading.Thread):
     """Faults one after the other, each healed before the next."""
 
-    def __init__(self, name: str, faults: dict[str, Callable[[], None]], seed: int,
-                 deadline: float, pause: tuple[float, float]):
+    def __init__(self, name: str, faults: dict[str, Callable[[], None]],
+                 check: Callable[[], None], seed: int, deadline: float,
+                 pause: tuple[float, float]):
         super().__init__(name=name, daemon=True)
         self.done: collections.Counter[str] = collections.Counter()
         self.error: BaseException | None = None
         self._faults = faults
+        self._check = check
         self._random = random.Random(f"{seed} {name}")
         self._deadline = deadline
         self._pause = pause
@@ -38,6 +40,7 @@ class Lane(threading.Thread):
                     if time.monotonic() > self._deadline and self.done[kind] > 0:
                         continue
                     time.sleep(self._random.uniform(*self._pause))
+                    self._check()
                     self._faults[kind]()
                     self.done[kind] += 1
         except BaseException as error:  # pylint: disable=broad-except
@@ -70,8 +73,8 @@ class Faults:
         }
         pause = (0.5, 2.0) if short else (2.0, 10.0)
         deadline = self._start + seconds
-        self._lanes = [Lane("servers", of_servers, seed, deadline, pause),
-                       Lane("programs", of_programs, seed, deadline, pause)]
+        self._lanes = [Lane(name, faults, subscriber.require_life, seed, deadline, pause)
+                       for name, faults in (("servers", of_servers), ("programs", of_programs))]
 
     def run(self) -> dict[str, int]:
         """How often each kind happened. Raises what went wrong with a fault itself."""

@@ -135,6 +135,10 @@ class Subscriber:
     def wait_for_start(self) -> None:
         wait_until(lambda: self.recording.exists() or self._process.poll() is not None, 30,
                    "the subscriber's recording")
+        self.require_life()
+
+    def require_life(self) -> None:
+        """It has to outlive all that befalls the others."""
         if self._process.poll() is not None:
             raise RuntimeError(f"the subscriber has ended: {self._log.read_text()}")
 

@@ -105,7 +105,8 @@ class Proof:
             if (status := sensor.end()) != 0:
                 self._complaints.append(f"the publisher of {sensor.name} ended with {status}")
         try:
-            wait_until(lambda: not any(waiting(cluster).values()), DRAIN_SECONDS, "everything stored")
+            wait_until(lambda: not any(waiting(cluster).values()), DRAIN_SECONDS,
+                       "everything stored")
         except TimeoutError:
             left = {name: count for name, count in waiting(cluster).items() if count}
             self._complaints.append(f"the subscriber has not acknowledged {left}")
