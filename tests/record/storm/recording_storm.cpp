@@ -11,6 +11,7 @@
 #include <random>
 #include <string>
 
+#include "record/storm/FleetRounds.h"
 #include "record/storm/Rounds.h"
 
 namespace {
@@ -67,7 +68,8 @@ int main(int argc, char** argv) {
   };
   std::array kinds{Kind{"kill -9", simple(storm::Kill)}, Kind{"power cut", simple(storm::PowerCut)},
                    Kind{"full disk, simulated", simple(storm::FullDisk)},
-                   Kind{"full disk", storm::SmallDisk}};
+                   Kind{"full disk", storm::SmallDisk},
+                   Kind{"sensors, power cut", simple(storm::FleetPowerCut)}};
   fmt::print("{} rounds, --seed {}\n", rounds, seed);
   fflush(stdout);
   for (unsigned i = 0; i < rounds; ++i) {
