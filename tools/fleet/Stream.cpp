@@ -24,7 +24,7 @@ bool WantsFewer(jsErrCode code) {
   const std::string text = fmt::format("{}: {}", what, TextOf(status, code));
   if (code == JSNotEnabledErr || code == JSNotEnabledForAccountErr ||
       status == NATS_NO_RESPONDERS) {
-    throw Failure(ExitCode::kUnreachable, text,
+    throw Failure(ExitCode::kNegative, text,
                   "it stores nothing: start it with JetStream (nats-server -js)");
   }
   throw Failure(ExitCode::kUnreachable, text, "the server's log may say more");

@@ -18,15 +18,17 @@ struct StreamSettings {
   std::uint64_t most_bytes = 0;  // 0: as many as the server has room for
 };
 
+// All of these throw a Failure: ExitCode::kNegative if the server stores nothing at all.
+
 // Makes sure that there is the sensor's stream, and the archive's place in it. What is there stays
-// as it is. Throws a Failure.
+// as it is.
 void RequireStream(const Server& server, const StreamSettings& settings);
 
 // Makes sure that messages are kept for a subscriber, from the oldest on that is still there.
 void RequireSubscriber(const Server& server, const std::string& sensor,
                        const std::string& subscriber);
 
-// Removes a sensor's stream, and what is in it. Throws a Failure.
+// Removes a sensor's stream, and what is in it.
 void ForgetStream(const Server& server, const std::string& sensor);
 
 // The sensors whose names match and that have a stream, in order.

@@ -51,6 +51,7 @@ class SubscribeCommand : public Command {
     try {
       while (!Interrupted() && !IsOver()) {
         subscriber_->Work(kStoreSlice);
+        TellTrouble(session);
         Show(/*last=*/false);
       }
       subscriber_->Finish();
@@ -89,6 +90,12 @@ class SubscribeCommand : public Command {
     if (!options_.once || now < ask_at_) return false;
     ask_at_ = now + kAskEvery;
     return now - start_ > kAskEvery && subscriber_->HasAll();
+  }
+
+  void TellTrouble(const Session& session) {
+    if (subscriber_->trouble() == told_) return;
+    told_ = subscriber_->trouble();
+    if (!told_.empty()) session.Note("{}; trying again", told_);
   }
 
   void Show(bool last) {
@@ -155,6 +162,7 @@ class SubscribeCommand : public Command {
   CLI::App* app_ = nullptr;
   SubscribeOptions options_;
   Subscriber* subscriber_ = nullptr;
+  std::string told_;
   Clock::time_point start_, shown_, ask_at_;
 };
 

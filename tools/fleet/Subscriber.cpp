@@ -17,6 +17,7 @@ constexpr std::chrono::milliseconds kSyncPeriod{200};
 constexpr std::uint64_t kMostUnsynced = 32 << 20;
 // The server sends again what it has, after its own patience, more than once in this time.
 constexpr std::chrono::seconds kHolePatience{30};
+constexpr std::chrono::seconds kBoundPatience{10};
 
 std::uint64_t StreamNumber(natsMsg* message) {
   jsMsgMetaData* about = nullptr;
@@ -53,15 +54,28 @@ Subscriber::Subscriber(const Server& server, Settings settings, const std::strin
 void Subscriber::LookForSensors() {
   next_look_ = Clock::now() + kLookPeriod;
   if (!server_.IsConnected()) return;
-  std::vector<std::string> sensors;
-  try {
-    sensors = SensorsWithStreams(server_, settings_.pattern);
-  } catch (const Failure&) {
-    if (inputs_.empty()) throw;
-    return;  // the cluster is choosing a leader
+  trouble_.clear();
+  for (const std::string& sensor : SensorsNow()) {
+    if (inputs_.contains(sensor)) continue;
+    try {
+      Open(sensor);
+      if (inputs_.contains(sensor)) bound_since_.erase(sensor);
+    } catch (const Failure& failure) {
+      if (failure.code() == ExitCode::kExists) throw;
+      trouble_ = failure.what();  // the cluster is choosing a leader: it will do later
+    }
   }
-  for (const std::string& sensor : sensors) {
-    if (!inputs_.contains(sensor)) Open(sensor);
+}
+
+std::vector<std::string> Subscriber::SensorsNow() {
+  try {
+    std::vector<std::string> sensors = SensorsWithStreams(server_, settings_.pattern);
+    has_streams_ = true;
+    return sensors;
+  } catch (const Failure& failure) {
+    if (failure.code() == ExitCode::kNegative && !has_streams_) throw;
+    trouble_ = failure.what();
+    return {};
   }
 }
 
@@ -75,7 +89,9 @@ void Subscriber::Open(const std::string& sensor) {
                            &code),
         stream);
   const std::uint64_t used = about->AckFloor.Stream;
+  const bool bound = about->PushBound;
   jsConsumerInfo_Destroy(about);
+  if (bound) return RequireUnbound(sensor);
   jsStreamInfo* place = nullptr;
   Check(js_GetStreamInfo(&place, context.get(), stream.c_str(), nullptr, &code), stream);
   const std::uint64_t gone = std::max<std::uint64_t>(place->State.FirstSeq, 1) - 1;
@@ -103,14 +119,25 @@ void Subscriber::Open(const std::string& sensor) {
                                          OnMessage, origin, nullptr, &options, &code);
   if (status != NATS_OK) {
     inputs_.erase(sensor);
-    const std::string text = TextOf(status, code);
-    throw Failure(
-        ExitCode::kExists,
-        fmt::format("cannot take what is kept of {} for {}: {}", sensor, settings_.name, text),
-        "another subscriber may have this name; choose one with --as");
+    throw Failure(ExitCode::kUnreachable,
+                  fmt::format("cannot take what is kept of {} for {}: {}", sensor, settings_.name,
+                              TextOf(status, code)));
   }
   kept.subscription.reset(made);
   natsSubscription_SetPendingLimits(made, -1, -1);
+}
+
+// The server notices only after a while that a subscriber has gone, perhaps an earlier one of ours.
+void Subscriber::RequireUnbound(const std::string& sensor) {
+  const auto now = Clock::now();
+  const auto since = bound_since_.try_emplace(sensor, now).first->second;
+  if (now - since < kBoundPatience) {
+    trouble_ = fmt::format("{} still has a subscriber with the name {}", sensor, settings_.name);
+    return;
+  }
+  throw Failure(ExitCode::kExists,
+                fmt::format("{} has another subscriber with the name {}", sensor, settings_.name),
+                "choose a name of your own with --as");
 }
 
 void Subscriber::OnMessage(natsConnection*, natsSubscription*, natsMsg* message, void* origin) {

@@ -55,6 +55,8 @@ class Subscriber {
   const DeliveryOrder& order() const { return order_; }
   // From the sensor's handler to here, of frames that came once. As good as both clocks are.
   const Latency& latency() const { return latency_; }
+  // Why some sensor cannot be taken now; empty: all can.
+  const std::string& trouble() const { return trouble_; }
   // Whether everything that was stored on the servers when asked has been taken.
   bool HasAll() const;
 
@@ -79,7 +81,9 @@ class Subscriber {
     std::string sensor;
   };
   void LookForSensors();
+  std::vector<std::string> SensorsNow();
   void Open(const std::string& sensor);
+  void RequireUnbound(const std::string& sensor);
   static void OnMessage(natsConnection* connection, natsSubscription* subscription,
                         natsMsg* message, void* origin);
   void Use(Came came);
@@ -101,6 +105,9 @@ class Subscriber {
   std::vector<Stored> stored_;  // to be acknowledged after the next sync
   std::uint64_t unsynced_bytes_ = 0;
   Clock::time_point next_look_, sync_at_;
+  std::map<std::string, Clock::time_point> bound_since_;  // sensors that seem to be taken
+  bool has_streams_ = false;                              // the server has told them once
+  std::string trouble_;
 
   std::mutex mutex_;
   std::condition_variable arrived_;
