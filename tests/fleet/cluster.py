@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import time
 from pathlib import Path
 
 import network
@@ -10,6 +11,7 @@ from server import Server, wait_until
 SERVERS = 3
 START_SECONDS = 60
 HEALTH_SECONDS = 120
+SETTLED_SECONDS = 2  # what they know of each other is that old at most
 
 
 class Cluster:
@@ -90,8 +92,9 @@ class Cluster:
         return streams == whole
 
     def wait_for_health(self) -> None:
-        """Until every server has everything again."""
-        wait_until(self.healthy, HEALTH_SECONDS, "three servers that have the same")
+        """Until every server has everything again, and not only for a moment."""
+        wait_until(lambda: self.healthy() and not time.sleep(SETTLED_SECONDS) and self.healthy(),
+                   HEALTH_SECONDS, "three servers that have the same")
 
     def cut(self, server: Server) -> None:
         self._network.cut(server.place)

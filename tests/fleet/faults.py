@@ -97,7 +97,7 @@ class Faults:
     def kill_leader(self) -> None:
         stream = None
         if self._random.random() < 0.5:
-            stream = "tessaline:" + self._random.choice(self._sensors).name.replace(".", ":")
+            stream = self._random.choice(self._sensors).stream
         leader = self._cluster.wait_for_leader(stream)
         leader.end()
         self._say(f"{leader.name}, which leads {stream or 'the cluster'}, is killed")
@@ -117,7 +117,10 @@ class Faults:
         server = self._random.choice(self._cluster.servers)
         free = server.fill()
         self._say(f"the disk of {server.name} is full; {free >> 20} MB were free")
-        self._last()
+        end = time.monotonic() + self._random.uniform(*self._lasts)
+        while time.monotonic() < end:
+            time.sleep(0.5)
+            server.fill()
         if self._cluster.free_disk(server):
             self._say(f"  {server.name} had stopped to store, and is started again")
         self._heal_servers()

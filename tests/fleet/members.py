@@ -68,6 +68,10 @@ class Sensor:
         self._process: subprocess.Popen | None = None
         self._orphans: list[int] = []
 
+    @property
+    def stream(self) -> str:
+        return "tessaline:" + self.name.replace(".", ":")
+
     def start(self) -> None:
         log = self._folder / f"{self.name}.{len(self.logs) + 1}.truth"
         self.logs.append(log)
@@ -111,16 +115,17 @@ class Sensor:
     def abandon(self) -> None:
         if self._process is not None:
             self.kill(application_too=True)
+            self._process = None
         self.kill_orphans()
 
 
 class Subscriber:
     """Stores what all sensors send."""
 
-    def __init__(self, programs: Programs, urls: str, folder: Path):
+    def __init__(self, programs: Programs, urls: str, folder: Path, pattern: str = ">"):
         self.recording = folder / "all.db3"
         self._log = folder / "subscriber.log"
-        self._command = [programs.tessaline, "subscribe", ">", "-o", str(self.recording),
+        self._command = [programs.tessaline, "subscribe", pattern, "-o", str(self.recording),
                          "--server", urls]
         self._process: subprocess.Popen | None = None
 

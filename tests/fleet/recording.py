@@ -61,7 +61,7 @@ def missing_in(message: dict) -> Iterator[Missing]:
     known = message["end_known"]
     for kind in ("strips", "images"):
         first, last, count = (message[f"{kind}_{what}"] for what in ("first", "last", "count"))
-        if count or not known:
+        if count if known else first:
             yield Missing(kind, message["reason"], message["run"], first,
                           last if known else None, count)
 

@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import contextlib
+import errno
 import json
 import os
 import subprocess
@@ -85,17 +86,26 @@ class Server:
 
     def streams(self) -> list[dict]:
         """What it knows about each."""
-        accounts = self.ask("jsz?streams=1").get("account_details", [])
+        accounts = self.ask("jsz?consumers=1").get("account_details", [])
         return [detail for account in accounts for detail in account.get("stream_detail", [])]
 
     def fill(self) -> int:
-        """Leaves nothing free on its disk; returns how much was."""
-        filler = self.place.store / FILLER
-        with filler.open("wb") as file:
-            free = os.statvfs(self.place.store)
-            file_bytes = free.f_bavail * free.f_frsize
-            os.posix_fallocate(file.fileno(), 0, file_bytes)
-        return file_bytes
+        """Leaves no page free on its disk; returns how many bytes were. It goes on to write and to
+        remove, so this is to be repeated."""
+        filled = 0
+        with (self.place.store / FILLER).open("ab") as file:
+            disk = os.statvfs(self.place.store)
+            step = disk.f_bavail * disk.f_frsize
+            while step >= disk.f_frsize:
+                try:
+                    os.posix_fallocate(file.fileno(), file.tell(), step)
+                    file.seek(step, os.SEEK_CUR)
+                    filled += step
+                except OSError as error:
+                    if error.errno != errno.ENOSPC:
+                        raise
+                    step //= 2
+        return filled
 
     def free(self) -> None:
         (self.place.store / FILLER).unlink(missing_ok=True)

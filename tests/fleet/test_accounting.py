@@ -156,7 +156,7 @@ def test_ids_that_start_again_are_another_run():
 def test_a_run_of_which_only_a_gap_is_known_has_the_log_that_is_left():
     second = "/logs/line1.left.2.truth"
     truths = [truth([1, 2]), truth([1, 2], path=second)]
-    found = [gap(0, None, run="a", reason="publisher"), *begin("b", second), *strips(1, 2)]
+    found = [gap(1, None, run="a", reason="publisher"), *begin("b", second), *strips(1, 2)]
     result = account(*found, truths=truths)
     assert (result.named, result.unaccounted) == (2, 0)
     # With two logs left it is not clear which; nothing is excused then.

@@ -63,6 +63,16 @@ TEST(DeviceNotes, AddUp) {
   EXPECT_EQ(notes.Object("calibration"), std::nullopt);
 }
 
+// A sensor that has started often has said it often.
+TEST(DeviceNotes, CountByWhatIsKeptOfThem) {
+  DeviceNotes notes;
+  for (int run = 0; run < 1000; ++run) {
+    notes.Add("{\"eeprom\": \"" + std::string(1000, 'f') + "\", \"pid\": " + std::to_string(run) +
+              "}");
+  }
+  EXPECT_EQ(notes.all()["pid"], 999);
+}
+
 TEST(DeviceNotes, ThatAreHostileAreRefused) {
   DeviceNotes notes;
   notes.Add(R"({"model": "K3610"})");
@@ -71,12 +81,13 @@ TEST(DeviceNotes, ThatAreHostileAreRefused) {
   }
   EXPECT_THAT(TextOf([&] { notes.Add("{\"a\":" + std::string(200'000, '[')); }),
               HasSubstr("nested too deeply"));
-  EXPECT_THAT(TextOf([&] {
-                for (int i = 0; i < 3; ++i) {
-                  notes.Add("{\"a\": \"" + std::string(100'000, 'x') + "\"}");
-                }
-              }),
-              HasSubstr("more than 256 KiB"));
+  EXPECT_THAT(
+      TextOf([&] {
+        for (int i = 0; i < 3; ++i) {
+          notes.Add("{\"" + std::to_string(i) + "\": \"" + std::string(100'000, 'x') + "\"}");
+        }
+      }),
+      HasSubstr("more than 256 KiB"));
   EXPECT_EQ(notes.Text("model"), "K3610");
 }
 

@@ -226,8 +226,9 @@ void PrintRest(const Session& session, const List& shown, std::uint64_t count) {
 // Frames that are missing and should have been named.
 void PrintUnexplained(const Session& session, const char* name, const FrameCount& frames) {
   if (frames.unexplained() == 0) return;
-  session.Print("  MISSING  {}, and no gap message names them: {}\n",
-                Counted(frames.unexplained(), name), UnexplainedText(frames));
+  session.Print("  MISSING  {}, and no gap message names {}: {}\n",
+                Counted(frames.unexplained(), name), frames.unexplained() == 1 ? "it" : "them",
+                UnexplainedText(frames));
 }
 
 const char* Verdict(const BagFindings& findings) {
@@ -259,9 +260,8 @@ void PrintCheck(const Session& session, const std::string& path, const BagFindin
   const std::uint64_t named = contents.strips().missing() + contents.images().missing() -
                               contents.strips().unexplained() - contents.images().unexplained();
   if (contents.Of(Topic::kGaps).count > 0) {
-    session.Print("  {} on what was lost, with {} that {} missing\n",
-                  Counted(contents.Of(Topic::kGaps).count, "gap message"), Counted(named, "id"),
-                  named == 1 ? "is" : "are");
+    session.Print("  {}, which name {}\n", Counted(contents.Of(Topic::kGaps).count, "gap message"),
+                  Counted(named, "missing id"));
   }
   const std::uint64_t steps = HostClockSteps(contents);
   if (steps > 0) session.Print("  the host's clock went back {}\n", Counted(steps, "time"));

@@ -78,10 +78,10 @@ class ReplayCommand : public Command {
                     "it was recorded before the application had told the library");
     }
     Session::LeaveOutBoard();
-    const std::string replay = fmt::format("{} {}", feed.Paths(), fast_ ? 0.0 : speed_);
-    ChildProcess child(application_, {{"TESSALINE_BOARD", feed.model()},
-                                      {"TESSALINE_BOARD_REPLAY", replay},
-                                      {"LD_PRELOAD", Behind(FindLibrary(kBoardLibrary))}});
+    ChildProcess::Variables variables =
+        feed.rings().VariablesFor(feed.model(), fast_ ? 0.0 : speed_);
+    variables.emplace_back("LD_PRELOAD", Behind(FindLibrary(kBoardLibrary)));
+    ChildProcess child(application_, variables);
     std::optional<Clock::time_point> begun;
     std::optional<Clock::time_point> over;
     Clock::time_point idle = Clock::time_point::max();  // since when

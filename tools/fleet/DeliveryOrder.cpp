@@ -9,7 +9,7 @@
 namespace tool::fleet {
 namespace {
 
-std::int64_t NowNs() {
+std::int64_t SteadyNs() {
   return std::chrono::nanoseconds(std::chrono::steady_clock::now().time_since_epoch()).count();
 }
 
@@ -53,7 +53,7 @@ void DeliveryOrder::Add(Delivery delivery) {
   sensor.key = KeyOf(delivery, sensor);
   const std::string name = delivery.sensor;
   const std::size_t bytes = delivery.bytes.size();
-  merger_.Add(name, sensor.key, std::move(delivery), bytes, NowNs());
+  merger_.Add(name, sensor.key, std::move(delivery), bytes, SteadyNs());
 }
 
 std::optional<Delivery> DeliveryOrder::Take(bool all) {
@@ -63,7 +63,7 @@ std::optional<Delivery> DeliveryOrder::Take(bool all) {
     arrived_.pop_front();
     return first;
   }
-  auto given = all ? merger_.TakeAnyway() : merger_.Take(NowNs());
+  auto given = all ? merger_.TakeAnyway() : merger_.Take(SteadyNs());
   if (!given) return std::nullopt;
   return std::move(given->item);
 }

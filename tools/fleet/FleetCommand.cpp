@@ -2,15 +2,20 @@
 
 #include <chrono>
 #include <cmath>
+#include <filesystem>
 #include <map>
 #include <set>
 
+#include "ChildProcess.h"
 #include "Counted.h"
 #include "Failure.h"
+#include "Interrupt.h"
+#include "Preload.h"
 #include "RecipeFile.h"
 #include "RecipeText.h"
 #include "fleet/Commands.h"
 #include "fleet/FleetOptions.h"
+#include "fleet/LiveFeed.h"
 #include "fleet/NKey.h"
 #include "fleet/Names.h"
 #include "fleet/Rights.h"
@@ -25,6 +30,7 @@ constexpr const char* kOperator = "operator";
 // A sensor's region is set in some hundred milliseconds.
 constexpr std::chrono::seconds kSetPatience{25};
 constexpr std::size_t kAll = 100'000;
+constexpr std::chrono::milliseconds kChildSlice{50};
 
 class FleetCommand : public Command {
  public:
@@ -44,6 +50,7 @@ class FleetCommand : public Command {
     }
     if (options_.set->parsed()) return Set(session);
     if (options_.forget->parsed()) return Forget(session);
+    if (options_.show->parsed()) return ShowSensor(session);
     return ShowStatus(session);
   }
 
@@ -210,6 +217,47 @@ class FleetCommand : public Command {
       if (!trouble.empty()) bad += "; not put back: " + trouble;
     }
     return fmt::format("{} put back to the settings from before{}", Counted(good, "sensor"), bad);
+  }
+
+  ExitCode ShowSensor(const Session& session) const {
+    RequireSensorName(options_.pattern);
+    // Both live to the end of the process, as the client library's threads do.
+    const SignalsBlocked inherited;  // they are for the thread that waits for the application
+    const auto& server = *new Server(options_.server, kOperator, Server::Absent::kFail);
+    const Answers present = Present(server);
+    const auto found = present.find(options_.pattern);
+    const std::string model = found == present.end() ? "" : TextIn(found->second, "model");
+    if (found == present.end()) {
+      throw Failure(ExitCode::kUnreachable, fmt::format("{} is not there", options_.pattern),
+                    "\"tessaline fleet status\" lists the sensors");
+    }
+    if (!Model(model).known()) {
+      throw Failure(ExitCode::kUnreachable,
+                    fmt::format("{} does not say which product it is", options_.pattern),
+                    "give its publisher --model");
+    }
+    const auto& feed = *new LiveFeed(server, options_.pattern);
+    std::vector<std::string> words = options_.application;
+    if (words.empty()) words = {ProgramBeside("tessaline"), "serve"};
+    ChildProcess::Variables variables = feed.rings().VariablesFor(model, /*speed=*/0);
+    variables.emplace_back("LD_PRELOAD", Behind(FindLibrary(kBoardLibrary)));
+    ChildProcess child(words, variables);
+    while (child.Wait(kChildSlice) != ChildProcess::News::kEnded) {
+    }
+    const LiveFeed::Counts counts = feed.counts();
+    session.Print("{} and {} of {} handed over, {} left out\n", Counted(counts.strips, "profile"),
+                  Counted(counts.images, "image"), options_.pattern,
+                  Counted(counts.left_out, "frame"));
+    session.Emit({{"strips", counts.strips},
+                  {"images", counts.images},
+                  {"left_out", counts.left_out},
+                  {"application_status", child.Status()}});
+    return static_cast<ExitCode>(child.Status());
+  }
+
+  static std::string ProgramBeside(const char* name) {
+    std::error_code error;
+    return std::filesystem::read_symlink("/proc/self/exe", error).parent_path() / name;
   }
 
   // For a sensor that does not come back. What is kept of it is lost, so it must be asked for.

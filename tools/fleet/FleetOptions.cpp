@@ -16,6 +16,17 @@ constexpr About kSetAbout{
     "Asks all of them first. If one does not answer, or cannot do what the recipe says, nothing is "
     "changed. If one fails while it is set, the others get back the settings from before.",
     "  tessaline fleet set 'line3.*' --recipe belt.json"};
+constexpr About kShowAbout{
+    "show", "Hands a sensor's frames, as they are published, to an application on this machine",
+    Touches::kNothing,
+    "Starts the application with the virtual board of the sensor's product, which hands it the "
+    "frames; without an application, \"tessaline serve\", which shows them in a browser. What the "
+    "application sets stays on this machine: \"tessaline fleet set\" sets the sensor. Frames that "
+    "the application does not take in time are left out; the server keeps them for subscribers all "
+    "the same.",
+    "  tessaline fleet show line3.left\n"
+    "  tessaline fleet show line3.left -- tessaline serve --port 9000\n"
+    "  tessaline fleet show line3.left -- ./my_application"};
 constexpr About kForgetAbout{
     "forget", "Removes sensors that do not come back from the server", Touches::kSets,
     "What the server keeps of them goes, too, if there is anything only with --discard.",
@@ -56,6 +67,10 @@ CLI::App& FleetOptions::Describe(CLI::App& parent, CommonOptions& common) {
   set->add_option("--recipe", recipe, "File with settings (tessaline recipe)")
       ->type_name("FILE")
       ->required();
+  show = add(kShowAbout, true);
+  show->add_option("sensor", pattern, "The sensor's name")->type_name("NAME")->required();
+  show->add_option("application", application, "The application and its arguments, behind --")
+      ->type_name("-- APPLICATION ...");
   forget = add(kForgetAbout, true);
   forget->add_option("pattern", pattern, "Which sensors, such as line3.left")
       ->type_name("PATTERN")

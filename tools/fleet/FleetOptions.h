@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 #include <string>
+#include <vector>
 
 #include "Command.h"
 #include "fleet/ServerOptions.h"
@@ -18,10 +19,12 @@ struct FleetOptions {
   std::string key;
   double patience = 1;
   bool discard = false;
+  std::vector<std::string> application;
 
   CLI::App* status = nullptr;
   CLI::App* set = nullptr;
   CLI::App* forget = nullptr;
+  CLI::App* show = nullptr;
   CLI::App* make_key = nullptr;
   CLI::App* rights = nullptr;
   std::string role = "sensor";

@@ -5,7 +5,9 @@
 
 #include <array>
 
+#include "HostClock.h"
 #include "fleet/Names.h"
+#include "fleet/RecordJson.h"
 
 namespace tool::fleet {
 namespace {
@@ -17,11 +19,8 @@ constexpr std::chrono::milliseconds kOtherPublisher{300};
 constexpr std::size_t kUsualMessage = 1 << 20;
 // The headers count, too.
 constexpr std::size_t kHeaders = 1024;
+constexpr std::array kDeviceFacts{"model", "library", "fpga"};
 constexpr std::size_t kLeastMessage = 64 << 10;
-
-std::int64_t NowNs() {
-  return std::chrono::nanoseconds(std::chrono::system_clock::now().time_since_epoch()).count();
-}
 
 std::string HostName() {
   std::array<char, 256> name{};
@@ -47,7 +46,7 @@ Publisher::Publisher(const Server& server, Settings settings)
       backlog_(settings_.backlog),
       sender_(server, backlog_, settings_.stream),
       packetizer_(NewRun(), PayloadOf(server)),
-      started_ns_(NowNs()) {
+      started_ns_(HostNs()) {
   RequireName();
   const auto listen = [this](const std::string& subject, Subscription& to) {
     natsSubscription* made = nullptr;
@@ -76,7 +75,14 @@ void Publisher::Begin(ring::RecordRing& ring) {
   Json facts = settings_.facts;
   facts["host"] = HostName();
   facts["run"] = run();
-  backlog_.Put({packetizer_.Make(Kind::kDevice, NowNs(), facts)});
+  backlog_.Put({packetizer_.Make(Kind::kDevice, HostNs(), facts)});
+}
+
+void Publisher::Learn(const ring::Record& record) {
+  const Json facts = ToJson(record);
+  for (const char* const key : kDeviceFacts) {
+    if (facts.contains(key)) device_[key] = facts[key];
+  }
 }
 
 void Publisher::Take(bool written_off) {
@@ -85,6 +91,7 @@ void Publisher::Take(bool written_off) {
     const ring::Record& record = found->record;
     if (record.kind == ring::Kind::kStrips) totals_.strips += record.first;
     if (record.kind == ring::Kind::kImage) ++totals_.images;
+    if (record.kind == ring::Kind::kDevice) Learn(record);
     totals_.bytes += record.payload.size();
     backlog_.Put(packetizer_.Make(record, ring_->DroppedFrames()));
     ring_->Release(found->next);
@@ -108,7 +115,7 @@ void Publisher::TellStatus() {
   then_ = now;
   const Json status = Status();
   if (server_.IsConnected()) server_.Publish(PresenceSubject(settings_.stream.sensor), status);
-  backlog_.Put({packetizer_.Make(Kind::kStatistics, NowNs(), status)});
+  backlog_.Put({packetizer_.Make(Kind::kStatistics, HostNs(), status)});
 }
 
 Publisher::Totals Publisher::totals() const {
@@ -124,6 +131,7 @@ Publisher::Totals Publisher::totals() const {
 Json Publisher::Status() const {
   const Totals now = totals();
   Json json = settings_.facts;
+  json.update(device_);
   json.update({{"sensor", settings_.stream.sensor},
                {"run", run()},
                {"host", HostName()},
@@ -185,7 +193,7 @@ Json Publisher::Answer(const std::string& verb, const Json& request) {
 
 void Publisher::Finish(bool) {
   Take(/*written_off=*/true);
-  backlog_.Put(packetizer_.Finish(NowNs(), ring_->DroppedFrames()));
+  backlog_.Put(packetizer_.Finish(HostNs(), ring_->DroppedFrames()));
   sender_.Drain(settings_.drain);
   sender_.Stop();
   if (backlog_.counts().packets > 0) totals_.saved = backlog_.SaveAll();

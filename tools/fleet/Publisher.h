@@ -53,6 +53,7 @@ class Publisher : public RecordTaker {
   using Clock = std::chrono::steady_clock;
   void RequireName() const;
   void Take(bool written_off);
+  void Learn(const ring::Record& record);
   void TellStatus();
   void AnswerQuestions();
   Json Answer(const std::string& verb, const Json& request);
@@ -68,6 +69,7 @@ class Publisher : public RecordTaker {
   Totals totals_;
   std::uint64_t ring_dropped_ = 0;
   const std::int64_t started_ns_;
+  Json device_ = Json::object();  // what it says about itself
   Clock::time_point next_status_;
   double rate_ = 0;  // frames a second
   std::uint64_t frames_then_ = 0;

@@ -125,6 +125,15 @@ class SubscribeCommand : public Command {
     json["file"] = options_.output;
     json["sensors"] = Json::object();
     for (const auto& [sensor, counts] : all) json["sensors"][sensor] = JsonOf(counts);
+    const Latency& latency = subscriber_->latency();
+    if (latency.count() > 0) {
+      const auto ms = [](std::uint64_t ns) { return static_cast<double>(ns) / 1e6; };
+      const double half = ms(latency.Quantile(0.5));
+      const double most = ms(latency.Quantile(0.99));
+      session.Print("from the handler to here: half within {:.1f} ms, 99 % within {:.1f} ms\n",
+                    half, most);
+      json["latency_ms"] = {{"p50", half}, {"p99", most}, {"most", ms(latency.most_ns())}};
+    }
     if (subscriber_->order().Merges()) {
       const auto& merged = subscriber_->order().counters();
       session.Print("merged by {}: late {}, not waited for {}\n", options_.merge, merged.late,

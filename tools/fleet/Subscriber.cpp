@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "HostClock.h"
 #include "fleet/Names.h"
 #include "fleet/Stream.h"
 
@@ -115,7 +116,7 @@ void Subscriber::Open(const std::string& sensor) {
 void Subscriber::OnMessage(natsConnection*, natsSubscription*, natsMsg* message, void* origin) {
   const auto& from = *static_cast<Origin*>(origin);
   const std::lock_guard lock(from.subscriber->mutex_);
-  from.subscriber->came_.push_back({Message(message), from.sensor});
+  from.subscriber->came_.push_back({Message(message), from.sensor, HostNs()});
   from.subscriber->arrived_.notify_one();
 }
 
@@ -140,13 +141,18 @@ void Subscriber::Use(Came came) {
   if (!arrival) {
     ++input.counts.damaged;
     natsMsg_Ack(came.message.get(), nullptr);
-  } else {
-    input.counts.newest_ns = std::max(input.counts.newest_ns, arrival->header.stamp_ns);
+    input.stream->Add(number, std::nullopt);
+    return;
   }
-  natsMsg* const message = arrival ? arrival->message.get() : nullptr;
-  // What came before and is not stored yet is acknowledged when it is; the rest, now.
-  if (!input.stream->Add(number, std::move(arrival)) && message != nullptr) {
+  const PacketHeader& header = arrival->header;
+  input.counts.newest_ns = std::max(input.counts.newest_ns, header.stamp_ns);
+  const std::int64_t under_way = came.at_ns - header.stamp_ns;
+  const bool frames = header.kind == Kind::kStrips || header.kind == Kind::kImages;
+  // What came before and is not stored yet is acknowledged when it is.
+  if (!input.stream->Add(number, std::move(arrival))) {
     ++input.counts.duplicates;
+  } else if (frames) {
+    latency_.Add(under_way);
   }
 }
 

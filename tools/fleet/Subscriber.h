@@ -13,6 +13,7 @@
 
 #include "fleet/Assembler.h"
 #include "fleet/DeliveryOrder.h"
+#include "fleet/Latency.h"
 #include "fleet/RunOrder.h"
 #include "fleet/Server.h"
 #include "fleet/StreamOrder.h"
@@ -51,6 +52,8 @@ class Subscriber {
   };
   std::map<std::string, Counts> counts() const;
   const DeliveryOrder& order() const { return order_; }
+  // From the sensor's handler to here, of frames that came once. As good as both clocks are.
+  const Latency& latency() const { return latency_; }
   // Whether everything that was stored on the servers when asked has been taken.
   bool HasAll() const;
 
@@ -59,6 +62,7 @@ class Subscriber {
   struct Came {
     Message message;
     std::string sensor;
+    std::int64_t at_ns = 0;  // host clock
   };
   struct Input {
     Subscription subscription;
@@ -85,6 +89,7 @@ class Subscriber {
   const Settings settings_;
   FleetFile file_;
   DeliveryOrder order_;
+  Latency latency_;
   std::map<std::string, Input> inputs_;
   std::vector<Message> stored_;  // to be acknowledged after the next sync
   std::uint64_t unsynced_bytes_ = 0;

@@ -54,6 +54,8 @@ Database OpenFleetTables(const std::string& path) {
   if (IsEmpty(path)) {
     MakeTables(database);
     database.Run(kPositionsSql);
+    // With the tables, or a kill before the first sync would leave a file that nobody continues.
+    SetKey(database, kVersionKey, std::to_string(kFleetVersion));
   } else if (!IsFleetFile(database)) {
     RefuseExisting(path);
   }

@@ -12,12 +12,6 @@ namespace tool {
 
 using nlohmann::json;
 
-namespace {
-
-constexpr auto kReplace = json::error_handler_t::replace;
-
-}  // namespace
-
 void DeviceNotes::Add(std::string_view text) {
   const auto refuse = [](const char* what) {
     throw Failure(ExitCode::kFile, fmt::format("a message of /tessaline/device {}", what));
@@ -25,7 +19,7 @@ void DeviceNotes::Add(std::string_view text) {
   if (text.size() > kMostBytes) refuse("has more than 256 KiB");
   // What was replaced takes no memory: a sensor that has started often says the same again.
   if (text.size() > kMostBytes - bytes_) {
-    bytes_ = std::min(kMostBytes, all_.dump(-1, ' ', false, kReplace).size());
+    bytes_ = std::min(kMostBytes, all_.dump().size());
   }
   if (text.size() > kMostBytes - bytes_) refuse("and those before it have more than 256 KiB");
   bool deep = false;

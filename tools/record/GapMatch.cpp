@@ -31,9 +31,12 @@ std::vector<IdRange> TakeOut(std::deque<IdRange>& all, const IdRange& ids) {
   std::vector<IdRange> left{ids};
   for (std::size_t i = all.size(); i-- > 0 && !left.empty();) {
     const IdRange entry = all[i];
+    const auto meets = [&](const IdRange& part) {
+      return part.first <= entry.last && part.last >= entry.first;
+    };
+    if (std::none_of(left.begin(), left.end(), meets)) continue;
     std::vector<IdRange> rest{entry};
     for (const IdRange& part : left) rest = Without(rest, part);
-    if (Count(rest) == Count({entry})) continue;
     left = Without(left, entry);
     const auto at = all.erase(all.begin() + static_cast<std::ptrdiff_t>(i));
     all.insert(at, rest.begin(), rest.end());

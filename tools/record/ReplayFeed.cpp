@@ -14,17 +14,9 @@ namespace {
 using ring::Kind;
 using ring::Record;
 
-constexpr std::size_t kFrameBytes = std::size_t{48} << 20;
-constexpr std::size_t kEventBytes = std::size_t{2} << 20;
 constexpr std::chrono::milliseconds kLookAgain{2};
 // Between the end of one round and the beginning of the next.
 constexpr std::int64_t kRoundGapNs = 10'000'000;
-
-ring::RecordRing MakeRing(std::size_t bytes) {
-  auto ring = ring::RecordRing::Create(bytes);
-  if (ring) return std::move(*ring);
-  throw Failure(ExitCode::kFile, "there is no memory for the frames that are read ahead");
-}
 
 BagReader Read(const BagSource& source) {
   return BagReader(source.path, Database::Mode::kRead, source.sensor);
@@ -34,10 +26,9 @@ BagReader Read(const BagSource& source) {
 
 ReplayFeed::ReplayFeed(const Settings& settings)
     : settings_(settings),
-      images_(MakeRing(kFrameBytes), {Topic::kImages}),
-      strips_(MakeRing(kFrameBytes), {Topic::kStrips}),
-      events_(MakeRing(kEventBytes), {Topic::kEvents, Topic::kRegisters}),
-      state_(MakeRing(kEventBytes)) {
+      images_(rings_.images, {Topic::kImages}),
+      strips_(rings_.strips, {Topic::kStrips}),
+      events_(rings_.events, {Topic::kEvents, Topic::kRegisters}) {
   const BagReader reader = Read(settings_.source);
   BagQuery frames(reader, {Topic::kImages, Topic::kStrips}, settings_.range);
   const auto first = frames.Next();
@@ -76,17 +67,12 @@ void ReplayFeed::ReadState(const BagReader& reader) {
   BagQuery registers(reader, {Topic::kRegisters}, {.last = first_ns_});
   while (const auto message = registers.Next()) values.Set(message->As<RegisterMessage>());
   for (const auto& [address, last] : values.all()) {
-    state_.Put({Kind::kRegister, first_ns_, address, last.value, {}});
+    rings_.state.Put({Kind::kRegister, first_ns_, address, last.value, {}});
   }
   const std::vector<std::uint8_t> eeprom = notes.Eeprom();
   if (!eeprom.empty()) {
-    state_.Put({Kind::kDevice, first_ns_, 0, 0, std::as_bytes(std::span(eeprom))});
+    rings_.state.Put({Kind::kDevice, first_ns_, 0, 0, std::as_bytes(std::span(eeprom))});
   }
-}
-
-std::string ReplayFeed::Paths() const {
-  return fmt::format("{} {} {} {}", images_.ring.Path(), strips_.ring.Path(), events_.ring.Path(),
-                     state_.Path());
 }
 
 bool ReplayFeed::Put(Lane& lane, const Record& record) {

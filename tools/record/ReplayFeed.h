@@ -11,7 +11,7 @@
 #include "record/BagQuery.h"
 #include "record/BagSource.h"
 #include "record/Messages.h"
-#include "ring/RecordRing.h"
+#include "record/ReplayRings.h"
 
 namespace tool {
 
@@ -34,9 +34,7 @@ class ReplayFeed {
 
   // Of the recording; empty if it does not say.
   const std::string& model() const { return model_; }
-  // The rings, as the board wants them: of images, of strips, of events, of the state at the
-  // beginning.
-  std::string Paths() const;
+  const ReplayRings& rings() const { return rings_; }
 
   struct Counts {
     std::uint64_t strips = 0;  // profiles, in all rounds
@@ -55,9 +53,8 @@ class ReplayFeed {
 
  private:
   struct Lane {
-    Lane(ring::RecordRing&& made, std::vector<Topic> read)
-        : ring(std::move(made)), topics(std::move(read)) {}
-    ring::RecordRing ring;
+    Lane(ring::RecordRing& to, std::vector<Topic> read) : ring(to), topics(std::move(read)) {}
+    ring::RecordRing& ring;
     const std::vector<Topic> topics;
     std::atomic<std::uint64_t> frames{0};  // put into it
     std::exception_ptr failure;
@@ -77,10 +74,10 @@ class ReplayFeed {
   std::string model_;
   std::int64_t first_ns_ = 0;  // stamp of the first frame
   std::atomic<bool> stop_{false};
+  ReplayRings rings_;
   Lane images_;
   Lane strips_;
   Lane events_;
-  ring::RecordRing state_;
 };
 
 }  // namespace tool

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "Failure.h"
+#include "HostClock.h"
 #include "tessaline/log.h"
 
 namespace tool {
@@ -23,8 +24,7 @@ RingRecorder::RingRecorder(ring::RecordRing& ring, Settings settings)
     : ring_(ring), settings_(std::move(settings)), seen_(ring.First()) {
   if (!settings_.device.empty()) {
     const auto bytes = std::as_bytes(std::span(settings_.device.data(), settings_.device.size()));
-    const std::int64_t now =
-        std::chrono::nanoseconds(std::chrono::system_clock::now().time_since_epoch()).count();
+    const std::int64_t now = HostNs();
     state_.Learn({Kind::kDevice, now, 0, 0, bytes});
     newest_ns_ = now;
   }

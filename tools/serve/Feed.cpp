@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <chrono>
 
-#include "serve/HostClock.h"
+#include "HostClock.h"
 #include "tessaline/frames.h"
 
 namespace tool::serve {

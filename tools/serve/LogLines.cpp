@@ -5,8 +5,8 @@
 #include <cstdio>
 #include <string_view>
 
+#include "HostClock.h"
 #include "serve/Feed.h"
-#include "serve/HostClock.h"
 
 namespace tool::serve {
 namespace {

@@ -185,6 +185,33 @@ void AddTexts(Sample& sample) {
   }
 }
 
+// The number behind two texts and a flag is aligned anew for each length of the texts.
+void AddGaps(Sample& sample) {
+  for (std::uint64_t number = 0; number < 9; ++number) {
+    GapMessage gap;
+    gap.reason = std::string(number, 'r');
+    gap.run = std::string(number / 2, '6');
+    gap.end_known = number % 2 == 0;
+    gap.strips_first = number << 40;
+    gap.strips_last = number + 1;
+    gap.strips_count = number + 2;
+    gap.images_first = number + 3;
+    gap.images_last = number + 4;
+    gap.images_count = number + 5;
+    gap.others = number + 6;
+    sample.Add(gap, {{"reason", gap.reason},
+                     {"run", gap.run},
+                     {"end_known", gap.end_known},
+                     {"strips_first", Text(gap.strips_first)},
+                     {"strips_last", Text(gap.strips_last)},
+                     {"strips_count", Text(gap.strips_count)},
+                     {"images_first", Text(gap.images_first)},
+                     {"images_last", Text(gap.images_last)},
+                     {"images_count", Text(gap.images_count)},
+                     {"others", Text(gap.others)}});
+  }
+}
+
 // Standard messages, with names and data of every length that alignment can make a difference to.
 void AddStandard(Sample& sample) {
   for (const std::size_t size : {0, 1, 2, 3, 40'000}) {
@@ -288,6 +315,7 @@ int main(int argc, char** argv) {
     AddNumbers(sample);
     AddTexts(sample);
     AddStandard(sample);
+    AddGaps(sample);
     sample.Close().Save(folder + "run.json");
     WriteBag(folder + "frames.db3", folder + "bag").Save(folder + "bag.json");
   } catch (const Failure& failure) {
