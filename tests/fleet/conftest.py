@@ -46,10 +46,10 @@ class Fleet:
         return self.start("subscribe", pattern, "-o", self.recording, *options, url=url)
 
     def store(self, url: str, *options: object, file: Path | None = None,
-              pattern: str = ">") -> dict:
+              pattern: str = ">", status: int = 0) -> dict:
         """All that the server has."""
         return json_of("subscribe", pattern, "-o", file or self.recording, "--once", *options,
-                       url=url)
+                       url=url, status=status)
 
     def account(self, *recordings: Path) -> dict[str, accounting.Account]:
         logs: dict[str, list[Path]] = {}

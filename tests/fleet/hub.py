@@ -8,6 +8,7 @@ import socket
 import subprocess
 from pathlib import Path
 
+from nats_client import NatsClient
 from server import wait_until
 
 START_SECONDS = 10
@@ -64,8 +65,6 @@ class Hub:
 
     def messages(self, sensor: str) -> int:
         """How many it keeps of a sensor."""
-        from nats_client import NatsClient  # only here: it needs no server of ours
-
         with NatsClient(self.port) as client:
             answer = client.request(f"$JS.API.STREAM.INFO.tessaline:{sensor.replace('.', ':')}")
         return json.loads(answer).get("state", {}).get("messages", 0)

@@ -3,6 +3,7 @@
 
 #include "Counted.h"
 #include "Failure.h"
+#include "Interrupt.h"
 #include "RecipeText.h"
 #include "Temperature.h"
 #include "fleet/Commands.h"
@@ -36,12 +37,7 @@ class PublishCommand : public Command, private RecordTaker {
       source.Rehearse(session, "publish", {});
       return ExitCode::kOk;
     }
-    // Both live to the end of the process, as the client library's threads do.
-    server_ = new Server(options_.server, options_.name, Server::Absent::kWait);
-    if (!server_->IsConnected()) {
-      session.Note("{} cannot be reached yet; frames wait until it can", options_.server.Urls());
-    }
-    publisher_ = new Publisher(*server_, SettingsFor(session));
+    Connect(session);
     start_ = Clock::now();
     const RecordSource::End end = source.Run(session, *this, kSlice);
     Show(/*last=*/true);
@@ -51,10 +47,20 @@ class PublishCommand : public Command, private RecordTaker {
  private:
   using Clock = std::chrono::steady_clock;
 
+  void Connect(Session& session) {
+    // The threads that begin here would end the process by a signal that is the application's.
+    const SignalsBlocked blocked;
+    // Both live to the end of the process, as the client library's threads do.
+    server_ = new Server(options_.server, Role::kSensor, options_.name, Server::Absent::kWait);
+    if (!server_->IsConnected()) {
+      session.Note("{} cannot be reached yet; frames wait until it can", server_->Where());
+    }
+    publisher_ = new Publisher(*server_, SettingsFor(session));
+  }
+
   Publisher::Settings SettingsFor(Session& session) {
     Publisher::Settings settings;
-    settings.stream = {options_.name, options_.replicas,
-                       static_cast<std::uint64_t>(options_.server_megabytes * kMegabyte)};
+    settings.stream = {options_.name, options_.place.replicas, options_.place.MostBytes()};
     settings.backlog = {std::uint64_t{options_.source.megabytes()} << 20, options_.store,
                         static_cast<std::uint64_t>(options_.store_megabytes * kMegabyte),
                         options_.drop == "oldest"};

@@ -137,7 +137,7 @@ void Subscriber::Work(std::chrono::milliseconds patience) {
 void Subscriber::Use(Came came) {
   Input& input = inputs_.at(came.sensor);
   const std::uint64_t number = StreamNumber(came.message.get());
-  auto arrival = ArrivalIn(came.message);
+  auto arrival = ArrivalIn(came.message, came.sensor);
   if (!arrival) {
     ++input.counts.damaged;
     natsMsg_Ack(came.message.get(), nullptr);
@@ -175,6 +175,7 @@ void Subscriber::Advance(Input& input) {
 
 void Subscriber::Store(Delivery delivery) {
   Counts& counts = inputs_.at(delivery.sensor).counts;
+  counts.damaged += delivery.damaged ? 1 : 0;
   if (delivery.gap) {
     const Gap& gap = *delivery.gap;
     file_.Write(delivery.sensor, MessageOf(gap, delivery.stamp_ns));
