@@ -2,11 +2,12 @@
 
 from __future__ import annotations
 
+import shutil
 from pathlib import Path
 
 import accounting
 import pytest
-from commands import Publisher, Running, json_of
+from commands import TESSALINE, TRUTH, Publisher, Running, json_of
 from hub import Hub
 
 
@@ -78,6 +79,9 @@ class Fleet:
 
 @pytest.fixture
 def fleet(tmp_path):
+    for program in ("nats-server", TRUTH, f"{TESSALINE}-fleet"):
+        if shutil.which(program) is None:
+            pytest.skip(f"there is no {program}")
     fleet = Fleet(tmp_path)
     yield fleet
     fleet.end()

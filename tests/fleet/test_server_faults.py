@@ -44,6 +44,15 @@ def test_a_server_that_comes_later(fleet):
     assert fleet.require_all().delivered == said["strips"]
 
 
+def test_a_server_that_comes_later_and_takes_small_messages_only(fleet):
+    hub = fleet.adopt(Hub(fleet.folder, "max_payload: 65536"))
+    publisher = fleet.publish("line3", hub.url, images=True, spacing=50000).wait_for_frames(200)
+    hub.start()
+    said = publisher.stop()
+    fleet.store(hub.url)
+    assert fleet.require_all().delivered == said["images"]
+
+
 def test_a_server_that_stores_nothing(fleet):
     hub = fleet.hub(streams=False)
     publisher = fleet.publish("line3", hub.url, "--drain", "0.5").wait_for_frames()
