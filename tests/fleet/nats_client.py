@@ -103,8 +103,15 @@ class NatsClient:
     def flush(self) -> None:
         """Until the server has seen everything; raises Refused if it did not like something."""
         self._socket.sendall(b"PING\r\n")
-        while self._next() is not None:
-            pass
+        refused = None
+        while True:
+            try:
+                if self._next() is None:
+                    break
+            except Refused as now:
+                refused = now
+        if refused is not None:
+            raise refused
 
     def publish(self, subject: str, data: bytes = b"", headers: dict[str, str] | None = None,
                 reply: str = "") -> None:

@@ -99,7 +99,7 @@ def test_a_server_that_wants_certificates(fleet, secure):
 
 
 def test_files_that_are_not_there(fleet):
-    for option in ("--ca", "--certificate", "--nkey", "--creds"):
+    for option in ("--ca", "--nkey", "--creds"):
         done = tool("fleet", "status", option, "/nonexistent.pem", url="nats://127.0.0.1:1")
         assert done.returncode == 6
         assert "/nonexistent.pem" in done.stderr

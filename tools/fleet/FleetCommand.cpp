@@ -65,7 +65,8 @@ class FleetCommand : public Command {
     for (Json& answer : server.Ask(subjects, question, patience, enough)) {
       if (!answer.contains("sensor") || !answer["sensor"].is_string()) continue;
       const std::string sensor = answer["sensor"];
-      if (Matches(options_.pattern, sensor)) answers[sensor] = std::move(answer);
+      if (IsSensorName(sensor) && Matches(options_.pattern, sensor))
+        answers[sensor] = std::move(answer);
     }
     return answers;
   }

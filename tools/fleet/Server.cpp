@@ -133,7 +133,18 @@ std::string Server::Url() const {
   return WithoutSecret(url);
 }
 
+std::uint64_t Server::Reconnects() const {
+  natsStatistics* made = nullptr;
+  if (natsStatistics_Create(&made) != NATS_OK) return 0;
+  const std::unique_ptr<natsStatistics, Destroyer<natsStatistics_Destroy>> statistics(made);
+  std::uint64_t reconnects = 0;
+  natsConnection_GetStats(connection_.get(), made);
+  natsStatistics_GetCounts(made, nullptr, nullptr, nullptr, nullptr, &reconnects);
+  return reconnects;
+}
+
 std::size_t Server::MostBytes() const {
+  if (!IsConnected()) return 0;
   return static_cast<std::size_t>(
       std::max<std::int64_t>(natsConnection_GetMaxPayload(connection_.get()), 0));
 }

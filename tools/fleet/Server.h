@@ -48,6 +48,8 @@ class Server {
   const std::string& Where() const { return where_; }
   // The server that it is connected to; empty: none.
   std::string Url() const;
+  // How often it has been made again.
+  std::uint64_t Reconnects() const;
   // Bytes that a message may have, headers included; 0: not known yet.
   std::size_t MostBytes() const;
   // Why the last attempt failed; empty: none did.

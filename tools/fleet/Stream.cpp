@@ -33,8 +33,10 @@ void RequireAllowed(const Server& server, const std::string& sensor) {
   const std::string text = fmt::format("{}: {}", what, TextOf(status, code));
   if (code == JSNotEnabledErr || code == JSNotEnabledForAccountErr ||
       status == NATS_NO_RESPONDERS) {
-    throw Failure(ExitCode::kUnreachable, text,
-                  "it stores nothing: start it with JetStream (nats-server -js)");
+    throw Failure(ExitCode::kUnreachable,
+                  fmt::format("{}: the server stores nothing, start it with JetStream "
+                              "(nats-server -js)",
+                              what));
   }
   throw Failure(ExitCode::kUnreachable, text, "the server's log may say more");
 }
