@@ -23,6 +23,6 @@ struct Arrival {
 };
 
 // None: it is not one of ours, or its bytes are not what was sent.
-std::optional<Arrival> ArrivalIn(Message& message);
+std::optional<Arrival> ArrivalIn(Message& message, std::string_view sensor);
 
 }  // namespace tool::fleet

@@ -53,6 +53,15 @@ void Assembler::GiveUp(std::vector<Delivery>& whole) {
   whole.push_back(std::move(delivery));
 }
 
+void Assembler::Read(const Arrival& arrival, Delivery& delivery) {
+  const PacketHeader& header = arrival.header;
+  if (header.kind == Kind::kGap) {
+    delivery.gap = GapIn(JsonOf(arrival));
+  } else if (header.kind != Kind::kStatistics && header.kind != Kind::kEnd) {
+    delivery.record = RecordIn(header.kind, header.stamp_ns, JsonOf(arrival), delivery.text);
+  }
+}
+
 void Assembler::AddPart(Arrival arrival, std::vector<Delivery>& whole) {
   if (arrival.header.part != parts_.size() + 1) GiveUp(whole);
   if (arrival.header.part != parts_.size() + 1) {  // its beginning is in a hole
@@ -104,10 +113,10 @@ std::vector<Delivery> Assembler::Add(RunOrder::Step step) {
   }
   GiveUp(whole);
   Delivery delivery = NewDelivery(header.run, header.sequence, header.stamp_ns);
-  if (header.kind == Kind::kGap) {
-    delivery.gap = GapIn(JsonOf(arrival));
-  } else if (header.kind != Kind::kStatistics && header.kind != Kind::kEnd) {
-    delivery.record = RecordIn(header.kind, header.stamp_ns, JsonOf(arrival), delivery.text);
+  try {
+    Read(arrival, delivery);
+  } catch (const Failure&) {  // one sensor's nonsense must not keep the others' frames
+    delivery.damaged = true;
   }
   if (header.kind == Kind::kEnd) last_strip_ = last_image_ = 0;
   delivery.messages.push_back(std::move(arrival.message));

@@ -24,6 +24,7 @@ struct Delivery {
   std::string text{};
   std::int64_t stamp_ns = 0;
   std::uint64_t strips = 0, images = 0;
+  bool damaged = false;             // it did not say what its kind has to
   std::vector<Message> messages{};  // to acknowledge once it is stored
 };
 
@@ -38,6 +39,7 @@ class Assembler {
 
  private:
   Delivery NewDelivery(const std::string& run, std::uint64_t sequence, std::int64_t stamp_ns) const;
+  static void Read(const Arrival& arrival, Delivery& delivery);
   void AddPart(Arrival arrival, std::vector<Delivery>& whole);
   // The rest of what was begun does not come.
   void GiveUp(std::vector<Delivery>& whole);

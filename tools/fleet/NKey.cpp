@@ -102,6 +102,13 @@ std::string PublicKeyOf(const std::string& path) {
                 "\"tessaline fleet key\" makes one; its line begins with SU");
 }
 
+void RequirePublicKey(const std::string& key) {
+  const auto bytes = Read(key);
+  if (bytes && bytes->size() == 1 + kKeyBytes && bytes->front() == kUser) return;
+  throw Failure(ExitCode::kUsage, fmt::format("\"{}\" is no user's public key", key),
+                "\"tessaline fleet key\" shows it; it begins with U");
+}
+
 std::string MakeKey(const std::string& path) {
   KeyBytes seed(2 + kKeyBytes);
   seed[0] = kSeed | (kUser >> 5);

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <limits>
 #include <random>
 
 namespace tool::fleet {
@@ -19,6 +20,9 @@ constexpr const char* kRows = "Tessaline-Rows";
 constexpr const char* kPart = "Tessaline-Part";
 constexpr const char* kStamp = "Tessaline-Stamp";
 constexpr const char* kCrc = "Tessaline-Crc32";
+
+// As a file can note it.
+constexpr std::uint64_t kMostSequence = std::numeric_limits<std::int64_t>::max();
 
 // Numbers that are left out when they are 0.
 struct NumberHeader {
@@ -103,8 +107,8 @@ std::optional<PacketHeader> ReadHeaders(const GetHeader& get) {
     good = good && ReadPair(size, 'x', header.width, header.height);
   }
   good = good && ReadRange(get(kFrames), header.frames) && ReadRange(get(kRows), header.rows);
-  good = good && header.sequence >= 1 && header.first() <= header.sequence && header.part >= 1 &&
-         header.part <= header.parts;
+  good = good && header.sequence >= 1 && header.sequence <= kMostSequence &&
+         header.first() <= header.sequence && header.part >= 1 && header.part <= header.parts;
   if (!good) return std::nullopt;
   return header;
 }

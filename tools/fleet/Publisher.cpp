@@ -15,11 +15,10 @@ namespace {
 constexpr std::chrono::seconds kStatusPeriod{1};
 constexpr std::chrono::milliseconds kMostAtOnce{50};
 constexpr std::chrono::milliseconds kOtherPublisher{300};
-// Of a server that we have not met yet.
-constexpr std::size_t kUsualMessage = 1 << 20;
 // The headers count, too.
 constexpr std::size_t kHeaders = 1024;
 constexpr std::array kDeviceFacts{"model", "library", "fpga"};
+// Also of a server that we have not met yet: what is too long for it would be in the way for ever.
 constexpr std::size_t kLeastMessage = 64 << 10;
 
 std::string HostName() {
@@ -29,7 +28,7 @@ std::string HostName() {
 }
 
 std::size_t PayloadOf(const Server& server) {
-  const std::size_t most = server.MostBytes() == 0 ? kUsualMessage : server.MostBytes();
+  const std::size_t most = server.MostBytes() == 0 ? kLeastMessage : server.MostBytes();
   if (most < kLeastMessage) {
     throw Failure(ExitCode::kUnreachable,
                   fmt::format("the server takes messages of {} bytes only", most),

@@ -13,6 +13,9 @@ namespace {
 constexpr const char* kMessageId = "Nats-Msg-Id";
 constexpr std::size_t kMostOnTheWay = 64;
 constexpr std::uint64_t kMostBytesOnTheWay = 16 << 20;
+// What is kept of late, in case that it was acknowledged in vain.
+constexpr std::size_t kMostDone = 4 * kMostOnTheWay;
+constexpr std::chrono::seconds kDoubtful{3};
 constexpr std::int64_t kAnswerMs = 4000;
 constexpr std::chrono::milliseconds kSlice{5};
 constexpr std::chrono::milliseconds kFirstPause{100};
@@ -122,6 +125,7 @@ void Sender::Collect() {
     bytes_on_the_way_ -= bytes;
     const bool from_file = found->second.row != 0;
     again_.erase(named->second);
+    Remember(found->first, std::move(found->second));
     on_the_way_.erase(found);
     by_name_.erase(named);
     troubles_ = 0;
@@ -137,6 +141,39 @@ void Sender::Collect() {
     counts_.trouble.clear();
   }
   const std::lock_guard lock(mutex_);
+  counts_.on_the_way = on_the_way_.size();
+}
+
+void Sender::Remember(Position position, Backlog::Taken taken) {
+  const auto now = Clock::now();
+  taken.row = 0;
+  bytes_done_ += taken.packet.payload.size();
+  done_.push_back({position, std::move(taken), now});
+  while (done_.size() > kMostDone || bytes_done_ > kMostBytesOnTheWay ||
+         now - done_.front().at > kDoubtful) {
+    bytes_done_ -= done_.front().taken.packet.payload.size();
+    done_.pop_front();
+  }
+}
+
+// While it is being stopped, nats-server acknowledges messages that it does not store any more: the
+// consumers of a stream end first, and without them nobody is interested. Whatever it did store it
+// knows by name, and readers know by number.
+void Sender::Doubt() {
+  const auto now = Clock::now();
+  const std::lock_guard lock(mutex_);
+  for (Done& done : done_) {
+    if (now - done.at > kDoubtful) continue;
+    const std::uint64_t bytes = done.taken.packet.payload.size();
+    bytes_on_the_way_ += bytes;
+    --counts_.acknowledged;
+    counts_.bytes -= bytes;
+    by_name_[NameOf(done.taken.packet.header)] = done.position;
+    again_.insert(done.position);
+    on_the_way_.emplace(done.position, std::move(done.taken));
+  }
+  done_.clear();
+  bytes_done_ = 0;
   counts_.on_the_way = on_the_way_.size();
 }
 
@@ -181,7 +218,11 @@ bool Sender::Send(Position position) {
 void Sender::Run() {
   while (!stop_) {
     Collect();
-    if (!server_.IsConnected()) {
+    const bool connected = server_.IsConnected();
+    const std::uint64_t reconnects = server_.Reconnects();
+    if (!connected || reconnects != reconnects_) Doubt();
+    reconnects_ = reconnects;
+    if (!connected) {
       const std::string error = server_.LastError();
       Trouble(error.empty() ? "no server can be reached"
                             : fmt::format("no server can be reached ({})", error));

@@ -51,6 +51,9 @@ class Sender {
   // Makes sure that the server has a place for the messages. False: not now.
   bool Prepare();
   bool Send(Position position);
+  // Takes back what was acknowledged just before the connection broke.
+  void Doubt();
+  void Remember(Position position, Backlog::Taken taken);
   std::uint64_t AcknowledgedIn(const std::string& run, std::uint64_t next) const;
   // Uses the answers that have come.
   void Collect();
@@ -69,6 +72,14 @@ class Sender {
   std::map<std::string, Position> by_name_;  // of these
   std::set<Position> again_;                 // likewise
   Position next_ = 1;
+  struct Done {
+    Position position;
+    Backlog::Taken taken;
+    Clock::time_point at;
+  };
+  std::deque<Done> done_;  // of late
+  std::uint64_t bytes_done_ = 0;
+  std::uint64_t reconnects_ = 0;
   std::uint64_t bytes_on_the_way_ = 0;
   Clock::time_point not_before_;  // after trouble
   std::int64_t last_row_ = 0;     // of the file, that was taken

@@ -38,8 +38,11 @@ std::vector<std::string> Split(const std::string& urls) {
 std::string WithoutSecret(const std::string& urls) {
   std::string text;
   for (const std::string& url : Split(urls)) {
-    const std::size_t at = url.find('@');
-    text += (text.empty() ? "" : ",") + (at == url.npos ? url : url.substr(at + 1));
+    const std::size_t scheme = url.find("://");
+    const std::size_t from = scheme == url.npos ? 0 : scheme + 3;
+    const std::size_t at = url.rfind('@');
+    text += text.empty() ? "" : ",";
+    text += at == url.npos ? url : url.substr(0, from) + url.substr(at + 1);
   }
   return text;
 }
@@ -57,7 +60,8 @@ void Check(natsStatus status, const std::string& what) {
   throw Failure(ExitCode::kUnreachable, fmt::format("{}: {}", what, natsStatus_GetText(status)));
 }
 
-Server::Server(const ServerOptions& options, const std::string& name, Absent absent) : name_(name) {
+Server::Server(const ServerOptions& options, Role role, const std::string& name, Absent absent)
+    : inbox_(InboxPrefix(role, name)), where_(WithoutSecret(options.Urls())) {
   const std::string urls = options.Urls();
   natsOptions* made = nullptr;
   Check(natsOptions_Create(&made), "the client library does not start");
@@ -65,9 +69,9 @@ Server::Server(const ServerOptions& options, const std::string& name, Absent abs
   const std::vector<std::string> list = Split(urls);
   std::vector<const char*> servers;
   for (const std::string& url : list) servers.push_back(url.c_str());
-  Check(natsOptions_SetServers(made, servers.data(), static_cast<int>(servers.size())), urls);
+  Check(natsOptions_SetServers(made, servers.data(), static_cast<int>(servers.size())), where_);
   natsOptions_SetName(made, ("tessaline " + name).c_str());
-  Check(natsOptions_SetCustomInboxPrefix(made, InboxPrefix(name).c_str()), name);
+  Check(natsOptions_SetCustomInboxPrefix(made, inbox_.c_str()), name);
   natsOptions_SetTimeout(made, kConnectMs);
   natsOptions_SetMaxReconnect(made, -1);
   natsOptions_SetReconnectWait(made, kReconnectMs);
@@ -105,13 +109,12 @@ Server::Server(const ServerOptions& options, const std::string& name, Absent abs
   const natsStatus status = natsConnection_Connect(&connection, made);
   connection_.reset(connection);
   if (status == NATS_OK || (status == NATS_NOT_YET_CONNECTED && absent == Absent::kWait)) return;
-  const std::string where = WithoutSecret(urls);
   if (status == NATS_CONNECTION_AUTH_FAILED || status == NATS_NOT_PERMITTED) {
-    throw Failure(ExitCode::kNoPermission, fmt::format("{} does not let us in", where),
+    throw Failure(ExitCode::kNoPermission, fmt::format("{} does not let us in", where_),
                   "give the right --creds, --nkey or --certificate");
   }
   throw Failure(ExitCode::kUnreachable,
-                fmt::format("no server answers at {}: {}", where, TextOf(status, {})),
+                fmt::format("no server answers at {}: {}", where_, TextOf(status, {})),
                 "start one (nats-server -js), or name another with --server");
 }
 
@@ -130,7 +133,18 @@ std::string Server::Url() const {
   return WithoutSecret(url);
 }
 
+std::uint64_t Server::Reconnects() const {
+  natsStatistics* made = nullptr;
+  if (natsStatistics_Create(&made) != NATS_OK) return 0;
+  const std::unique_ptr<natsStatistics, Destroyer<natsStatistics_Destroy>> statistics(made);
+  std::uint64_t reconnects = 0;
+  natsConnection_GetStats(connection_.get(), made);
+  natsStatistics_GetCounts(made, nullptr, nullptr, nullptr, nullptr, &reconnects);
+  return reconnects;
+}
+
 std::size_t Server::MostBytes() const {
+  if (!IsConnected()) return 0;
   return static_cast<std::size_t>(
       std::max<std::int64_t>(natsConnection_GetMaxPayload(connection_.get()), 0));
 }
@@ -161,7 +175,7 @@ std::vector<Json> Server::Ask(const std::vector<std::string>& subjects, const Js
   natsInbox* inbox = nullptr;
   Check(natsInbox_Create(&inbox), "no inbox");
   // The client library's own function leaves the prefix out.
-  const std::string to = InboxPrefix(name_) + std::strrchr(inbox, '.');
+  const std::string to = inbox_ + std::strrchr(inbox, '.');
   natsInbox_Destroy(inbox);
   natsSubscription* made = nullptr;
   Check(natsConnection_SubscribeSync(&made, connection_.get(), to.c_str()), to);

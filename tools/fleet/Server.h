@@ -9,6 +9,7 @@
 
 #include "Failure.h"
 #include "Json.h"
+#include "fleet/Names.h"
 #include "fleet/ServerOptions.h"
 
 namespace tool::fleet {
@@ -35,17 +36,20 @@ class Server {
  public:
   enum class Absent { kFail, kWait };  // a server that cannot be reached now
 
-  // `name`: who we are, a sensor's name or the like. Answers come to subjects with that name, so
-  // that the server can keep them from others. Throws a Failure if the server refuses us, or, with
-  // kFail, cannot be reached.
-  Server(const ServerOptions& options, const std::string& name, Absent absent);
+  // `name`: who we are, a sensor's name or the like. Throws a Failure if the server refuses us, or,
+  // with kFail, cannot be reached.
+  Server(const ServerOptions& options, Role role, const std::string& name, Absent absent);
   ~Server();
   Server(const Server&) = delete;
   Server& operator=(const Server&) = delete;
 
   bool IsConnected() const;
+  // What was given, without the secrets in it.
+  const std::string& Where() const { return where_; }
   // The server that it is connected to; empty: none.
   std::string Url() const;
+  // How often it has been made again.
+  std::uint64_t Reconnects() const;
   // Bytes that a message may have, headers included; 0: not known yet.
   std::size_t MostBytes() const;
   // Why the last attempt failed; empty: none did.
@@ -63,7 +67,8 @@ class Server {
                         std::chrono::milliseconds patience, std::size_t enough) const;
 
  private:
-  const std::string name_;
+  const std::string inbox_;
+  const std::string where_;
   std::unique_ptr<natsOptions, Destroyer<natsOptions_Destroy>> options_;
   std::unique_ptr<natsConnection, Destroyer<natsConnection_Destroy>> connection_;
 };

@@ -164,7 +164,7 @@ void Subscriber::Work(std::chrono::milliseconds patience) {
 void Subscriber::Use(Came came) {
   Input& input = inputs_.at(came.sensor);
   const std::uint64_t number = StreamNumber(came.message.get());
-  auto arrival = ArrivalIn(came.message);
+  auto arrival = ArrivalIn(came.message, came.sensor);
   if (!arrival) {
     if (input.stream->Add(number, std::nullopt)) ++input.counts.damaged;
     Acknowledge(input, came.message.get());
@@ -208,6 +208,7 @@ void Subscriber::Advance(Input& input) {
 void Subscriber::Store(Delivery delivery) {
   Input& input = inputs_.at(delivery.sensor);
   Counts& counts = input.counts;
+  counts.damaged += delivery.damaged ? 1 : 0;
   if (delivery.gap) {
     const Gap& gap = *delivery.gap;
     file_.Write(delivery.sensor, MessageOf(gap, delivery.stamp_ns));
