@@ -19,6 +19,12 @@ std::string_view NextWord(std::string_view& text) {
   return word;
 }
 
+std::string OneWord(std::string_view name) {
+  std::string word(name);
+  std::replace(word.begin(), word.end(), '.', ':');
+  return word;
+}
+
 }  // namespace
 
 bool IsPattern(std::string_view text) {
@@ -53,16 +59,15 @@ std::string ControlSubject(std::string_view verb, std::string_view sensor) {
   return fmt::format("tessaline.control.{}{}{}", verb, sensor.empty() ? "" : ".", sensor);
 }
 
-std::string InboxPrefix(std::string_view name) { return fmt::format("_INBOX.{}", name); }
+// One word: that of "line3" would have that of "line3.left" in it.
+std::string InboxPrefix(std::string_view name) { return fmt::format("_INBOX.{}", OneWord(name)); }
 
 std::string DeliverySubject(std::string_view subscriber, std::string_view sensor) {
   return fmt::format("tessaline.delivery.{}.{}", subscriber, sensor);
 }
 
 std::string StreamName(std::string_view sensor) {
-  std::string name(sensor);
-  std::replace(name.begin(), name.end(), '.', ':');
-  return std::string(kStreamStart) + name;
+  return std::string(kStreamStart) + OneWord(sensor);
 }
 
 std::optional<std::string> SensorOfStream(std::string_view stream) {

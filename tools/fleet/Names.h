@@ -21,6 +21,9 @@ std::string ControlSubject(std::string_view verb, std::string_view sensor);
 // Where the server sends what a subscriber is to store.
 std::string DeliverySubject(std::string_view subscriber, std::string_view sensor);
 
+// The subscriber for whom everything is kept from the first message on.
+inline constexpr const char* kArchive = "archive";
+
 // Where answers come to somebody of this name.
 std::string InboxPrefix(std::string_view name);
 
