@@ -8,6 +8,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -69,6 +70,7 @@ class Subscriber {
     std::unique_ptr<StreamOrder<std::optional<Arrival>>> stream;
     std::unique_ptr<RunOrder> runs;
     std::unique_ptr<Assembler> assembler;
+    std::set<std::uint64_t> open;  // numbers that came and are not acknowledged
     Counts counts;
   };
   // The client library's closure of one subscription.
@@ -81,7 +83,8 @@ class Subscriber {
   static void OnMessage(natsConnection* connection, natsSubscription* subscription,
                         natsMsg* message, void* origin);
   void Use(Came came);
-  void Advance(Input& input);
+  void Advance(const std::string& sensor, Input& input);
+  bool HasAllDelivered(const std::string& sensor, const Input& input) const;
   void Store(Delivery delivery);
   void CommitIfDue(bool now = false);
 
@@ -91,7 +94,11 @@ class Subscriber {
   DeliveryOrder order_;
   Latency latency_;
   std::map<std::string, Input> inputs_;
-  std::vector<Message> stored_;  // to be acknowledged after the next sync
+  struct Stored {
+    Input* input;
+    Message message;
+  };
+  std::vector<Stored> stored_;  // to be acknowledged after the next sync
   std::uint64_t unsynced_bytes_ = 0;
   Clock::time_point next_look_, sync_at_;
 
