@@ -11,7 +11,7 @@ namespace {
 
 constexpr const char* kMessageId = "Nats-Msg-Id";
 constexpr std::int64_t kAnswerMs = 4000;
-constexpr std::chrono::milliseconds kSlice{5};
+constexpr std::chrono::milliseconds kSendSlice{5};
 constexpr std::chrono::milliseconds kFirstPause{100};
 constexpr unsigned kMostDoublings = 4;  // of that
 constexpr unsigned kTroublesBeforeLook = 3;
@@ -44,10 +44,10 @@ bool Sender::Drain(std::chrono::milliseconds patience) {
   while (Clock::now() < end) {
     // In this order: what is taken out of the backlog is on its way a moment later.
     if (backlog_.counts().packets == 0 && counts().on_the_way == 0) {
-      std::this_thread::sleep_for(2 * kSlice);
+      std::this_thread::sleep_for(2 * kSendSlice);
       if (backlog_.counts().packets == 0 && counts().on_the_way == 0) return true;
     }
-    std::this_thread::sleep_for(kSlice);
+    std::this_thread::sleep_for(kSendSlice);
   }
   return false;
 }
@@ -144,7 +144,7 @@ bool Sender::Send(SendWindow::Position position) {
 
 void Sender::WaitForAnswers() {
   std::unique_lock lock(mutex_);
-  answered_.wait_for(lock, kSlice, [this] { return !answers_.empty(); });
+  answered_.wait_for(lock, kSendSlice, [this] { return !answers_.empty(); });
 }
 
 void Sender::Run() {
@@ -154,11 +154,11 @@ void Sender::Run() {
       const std::string error = server_.LastError();
       Trouble(error.empty() ? "no server can be reached"
                             : fmt::format("no server can be reached ({})", error));
-      std::this_thread::sleep_for(kSlice);
+      std::this_thread::sleep_for(kSendSlice);
       continue;
     }
     if (Clock::now() < not_before_ || (!prepared_ && !Prepare())) {
-      std::this_thread::sleep_for(kSlice);
+      std::this_thread::sleep_for(kSendSlice);
       continue;
     }
     auto again = window_.NextAgain();
@@ -172,7 +172,7 @@ void Sender::Run() {
       WaitForAnswers();
       continue;
     }
-    if (auto taken = backlog_.Take(kSlice)) {
+    if (auto taken = backlog_.Take(kSendSlice)) {
       if (!window_.Admits(taken->packet.header)) {
         backlog_.PutBack(std::move(*taken));
         WaitForAnswers();
