@@ -5,8 +5,8 @@
 #include <optional>
 #include <span>
 
+#include "fleet/Nats.h"
 #include "fleet/Packet.h"
-#include "fleet/Server.h"
 
 namespace tool::fleet {
 

@@ -18,13 +18,14 @@ struct Delivery {
   std::string sensor;
   std::string run;
   std::uint64_t sequence = 0;  // of its last message
+  bool run_is_over = false;    // nothing follows in this run
+  bool damaged = false;        // its message did not say what its kind has to
   std::optional<Gap> gap{};
   std::optional<ring::Record> record{};  // its payload is one of the next two
   std::vector<std::byte> bytes{};
   std::string text{};
   std::int64_t stamp_ns = 0;
   std::uint64_t strips = 0, images = 0;
-  bool damaged = false;             // it did not say what its kind has to
   std::vector<Message> messages{};  // to acknowledge once it is stored
 };
 
@@ -39,12 +40,13 @@ class Assembler {
 
  private:
   Delivery NewDelivery(const std::string& run, std::uint64_t sequence, std::int64_t stamp_ns) const;
-  static void Read(const Arrival& arrival, Delivery& delivery);
   void AddPart(Arrival arrival, std::vector<Delivery>& whole);
   // The rest of what was begun does not come.
   void GiveUp(std::vector<Delivery>& whole);
   Delivery GapOf(Gap gap, std::uint64_t sequence, std::int64_t stamp_ns) const;
   Gap NewGap(const char* reason, const std::string& run) const;
+  // What a message without frames says. Throws a Failure if it says nothing.
+  static void Read(const Arrival& arrival, Delivery& delivery);
 
   const std::string sensor_;
   std::vector<Arrival> parts_;

@@ -20,10 +20,10 @@ std::string_view NextWord(std::string_view& text) {
   return word;
 }
 
-std::string WithColons(std::string_view name) {
-  std::string text(name);
-  std::replace(text.begin(), text.end(), '.', ':');
-  return text;
+std::string OneWord(std::string_view name) {
+  std::string word(name);
+  std::replace(word.begin(), word.end(), '.', ':');
+  return word;
 }
 
 }  // namespace
@@ -71,7 +71,7 @@ std::string InboxPrefix(Role role, std::string_view name) {
   if (role == Role::kOperator) return "_INBOX.operator";
   // One word: what "line3" may read does not begin what is for "line3.left".
   return fmt::format("_INBOX.{}.{}", role == Role::kSensor ? "sensor" : "subscriber",
-                     WithColons(name));
+                     OneWord(name));
 }
 
 std::string DeliverySubject(std::string_view subscriber, std::string_view sensor) {
@@ -79,7 +79,7 @@ std::string DeliverySubject(std::string_view subscriber, std::string_view sensor
 }
 
 std::string StreamName(std::string_view sensor) {
-  return std::string(kStreamStart) + WithColons(sensor);
+  return std::string(kStreamStart) + OneWord(sensor);
 }
 
 std::optional<std::string> SensorOfStream(std::string_view stream) {

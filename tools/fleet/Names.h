@@ -24,6 +24,9 @@ std::string ControlSubject(std::string_view verb, std::string_view sensor);
 // Where the server sends what a subscriber is to store.
 std::string DeliverySubject(std::string_view subscriber, std::string_view sensor);
 
+// The subscriber for whom everything is kept from the first message on.
+inline constexpr const char* kArchive = "archive";
+
 enum class Role { kSensor, kSubscriber, kOperator };
 
 // Where answers come to somebody, so that the server can keep them from others. All operators are

@@ -21,9 +21,6 @@ constexpr const char* kPart = "Tessaline-Part";
 constexpr const char* kStamp = "Tessaline-Stamp";
 constexpr const char* kCrc = "Tessaline-Crc32";
 
-// As a file can note it.
-constexpr std::uint64_t kMostSequence = std::numeric_limits<std::int64_t>::max();
-
 // Numbers that are left out when they are 0.
 struct NumberHeader {
   const char* name;
@@ -62,6 +59,9 @@ std::optional<Kind> KindNamed(std::string_view name) {
   if (found == kKindNames.end()) return std::nullopt;
   return static_cast<Kind>(found - kKindNames.begin());
 }
+
+// Not higher than a file's numbers go.
+constexpr auto kMostSequence = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
 
 bool IsRun(std::string_view text) {
   std::uint64_t number = 0;
@@ -107,8 +107,11 @@ std::optional<PacketHeader> ReadHeaders(const GetHeader& get) {
     good = good && ReadPair(size, 'x', header.width, header.height);
   }
   good = good && ReadRange(get(kFrames), header.frames) && ReadRange(get(kRows), header.rows);
-  good = good && header.sequence >= 1 && header.sequence <= kMostSequence &&
-         header.first() <= header.sequence && header.part >= 1 && header.part <= header.parts;
+  good = good && header.sequence >= 1 && header.sequence < kMostSequence && header.part >= 1 &&
+         header.part <= header.parts;
+  // Nothing else stands for several.
+  good = good && header.first() <= header.sequence &&
+         (header.first() == header.sequence || header.kind == Kind::kGap);
   if (!good) return std::nullopt;
   return header;
 }

@@ -5,7 +5,6 @@
 #include <vector>
 
 #include "fleet/Names.h"
-#include "fleet/Stream.h"
 
 namespace tool::fleet {
 namespace {

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <nats/nats.h>
-
 #include <chrono>
 #include <memory>
 #include <string>
@@ -10,20 +8,10 @@
 #include "Failure.h"
 #include "Json.h"
 #include "fleet/Names.h"
+#include "fleet/Nats.h"
 #include "fleet/ServerOptions.h"
 
 namespace tool::fleet {
-
-// What belongs to the client library, and is given back with its own function.
-template <auto Destroy>
-struct Destroyer {
-  template <typename T>
-  void operator()(T* object) const {
-    Destroy(object);
-  }
-};
-using Message = std::unique_ptr<natsMsg, Destroyer<natsMsg_Destroy>>;
-using Subscription = std::unique_ptr<natsSubscription, Destroyer<natsSubscription_Destroy>>;
 
 // Throws a Failure that says what could not be done, unless `status` is NATS_OK.
 void Check(natsStatus status, const std::string& what);

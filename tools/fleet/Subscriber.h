@@ -72,7 +72,7 @@ class Subscriber {
     std::unique_ptr<StreamOrder<std::optional<Arrival>>> stream;
     std::unique_ptr<RunOrder> runs;
     std::unique_ptr<Assembler> assembler;
-    std::set<std::uint64_t> open;  // numbers in the stream that came, and are not acknowledged
+    std::set<std::uint64_t> open;  // numbers that came and are not acknowledged
     Counts counts;
   };
   // The client library's closure of one subscription.
@@ -87,9 +87,9 @@ class Subscriber {
   static void OnMessage(natsConnection* connection, natsSubscription* subscription,
                         natsMsg* message, void* origin);
   void Use(Came came);
-  void Advance(Input& input);
+  void Advance(const std::string& sensor, Input& input);
+  bool HasAllDelivered(const std::string& sensor, const Input& input) const;
   void Store(Delivery delivery);
-  static void Acknowledge(Input& input, natsMsg* message);
   void CommitIfDue(bool now = false);
 
   const Server& server_;
@@ -99,7 +99,7 @@ class Subscriber {
   Latency latency_;
   std::map<std::string, Input> inputs_;
   struct Stored {
-    Input& input;
+    Input* input;
     Message message;
   };
   std::vector<Stored> stored_;  // to be acknowledged after the next sync
