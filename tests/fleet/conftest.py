@@ -7,6 +7,8 @@ from pathlib import Path
 
 import accounting
 import pytest
+import recording
+import truth_log
 from commands import TESSALINE, TRUTH, Publisher, Running, json_of
 from hub import Hub
 
@@ -69,6 +71,23 @@ class Fleet:
         assert total.faults() == 0, accounting.table(accounts)
         assert named or total.named == 0, accounting.table(accounts)
         return total
+
+    def require_every_image(self, publisher: Publisher) -> int:
+        """Each is stored once or named by a gap, also without the note about the run, which is
+        among the oldest. Returns how many are named."""
+        handed = truth_log.read(publisher.truth).frames["images"]
+        stored, named = [], []
+        for _, found in recording.read(self.recording):
+            if isinstance(found, recording.Frame):
+                stored.append(found.id)
+                assert handed.get(found.id, found.crc) == found.crc
+            elif isinstance(found, recording.Missing) and found.kind == "images":
+                named += range(found.first, found.last + 1)
+                assert found.count == found.last - found.first + 1
+        assert stored and sorted(stored) == stored
+        assert sorted(stored + named) == list(range(1, len(stored) + len(named) + 1))
+        assert set(handed) <= {*stored, *named}
+        return len(named)
 
     def end(self) -> None:
         for one in self._running:

@@ -23,17 +23,18 @@ def test_what_has_no_room_is_named(fleet, drop, store):
     if store:
         options += ["--store", fleet.folder / "store", "--store-size", "5"]
     publisher = fleet.publish("line3", hub.url, *options, images=True, spacing=SPACING)
-    wait_for_images(publisher, 40)
+    wait_for_images(publisher, 30)
     hub.start()
     during = wait_until(lambda: status_of(hub), 10, "the publisher's answer")
     assert during["dropped_frames"] > 5
     kept = wait_until(lambda: caught_up(hub), 20, "all sent")
     said = publisher.stop()
     stored = fleet.store(hub.url)
-    total = fleet.require_all(named=True)
-    assert total.named == said["dropped_frames"] == stored["missing_named"]
+    named = fleet.require_every_image(publisher)
+    # Also those that a busy machine lost in front of the publisher.
+    assert named == said["dropped_frames"] + said["missing_frames"] == stored["missing_named"]
     assert kept["dropped_frames"] == said["dropped_frames"]  # no more since there is a server
-    assert total.delivered == said["images"] - total.named
+    assert stored["images"] == said["images"] - said["dropped_frames"]
     assert stored["unexplained"] == 0
 
 

@@ -14,6 +14,8 @@ namespace tool::fleet {
 namespace {
 
 constexpr int kConnectMs = 3000;
+// One of some 300 signatures of the client library is refused although the key is right (3.4.1).
+constexpr int kAttempts = 3;
 constexpr int kReconnectMs = 500;
 constexpr int kJitterMs = 200;
 // A server that is cut off is noticed after two of these without an answer.
@@ -106,7 +108,11 @@ Server::Server(const ServerOptions& options, Role role, const std::string& name,
         made, true, [](natsConnection*, void*) {}, nullptr);
   }
   natsConnection* connection = nullptr;
-  const natsStatus status = natsConnection_Connect(&connection, made);
+  natsStatus status = NATS_OK;
+  for (int attempt = 0; attempt < kAttempts; ++attempt) {
+    status = natsConnection_Connect(&connection, made);
+    if (status != NATS_CONNECTION_AUTH_FAILED || options.key.empty()) break;
+  }
   connection_.reset(connection);
   if (status == NATS_OK || (status == NATS_NOT_YET_CONNECTED && absent == Absent::kWait)) return;
   if (status == NATS_CONNECTION_AUTH_FAILED || status == NATS_NOT_PERMITTED) {
