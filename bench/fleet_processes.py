@@ -18,7 +18,7 @@ from network import Place  # noqa: E402
 from server import Server, wait_until  # noqa: E402
 
 TICKS = os.sysconf("SC_CLK_TCK")
-POLL_SECONDS = 0.02
+POLL_SECONDS = 0.05
 LONGEST_SECONDS = 300
 
 # What a program is asked to hold in memory, beyond what a measurement makes.
