@@ -33,6 +33,20 @@ bool Backlog::FitsInMemory(const std::vector<Packet>& record) const {
   return memory_.empty() || memory_bytes_ + BytesOf(record) <= settings_.memory;
 }
 
+void Backlog::PutInMemory(std::vector<Packet> record) {
+  memory_bytes_ += BytesOf(record);
+  memory_packets_ += record.size();
+  memory_.push_back(std::move(record));
+}
+
+std::vector<Packet> Backlog::TakeFromMemory() {
+  std::vector<Packet> record = std::move(memory_.front());
+  memory_.pop_front();
+  memory_bytes_ -= BytesOf(record);
+  memory_packets_ -= record.size();
+  return record;
+}
+
 bool Backlog::WithFile(const std::function<void()>& work) {
   try {
     work();
@@ -47,9 +61,9 @@ bool Backlog::WithFile(const std::function<void()>& work) {
 // Record by record: what the file has taken is not in memory any more, whatever happens next.
 bool Backlog::MoveToFile() {
   return WithFile([&] {
-    for (; !memory_.empty(); memory_.pop_front()) {
+    while (!memory_.empty()) {
       file_->Append(memory_.front());
-      memory_bytes_ -= BytesOf(memory_.front());
+      TakeFromMemory();
     }
   });
 }
@@ -73,9 +87,7 @@ bool Backlog::DropOldest() {
       for (SpillFile::Row& row : file_->Drop()) record.push_back(std::move(row.packet));
     });
   } else if (!memory_.empty()) {
-    record = std::move(memory_.front());
-    memory_.pop_front();
-    memory_bytes_ -= BytesOf(record);
+    record = TakeFromMemory();
   }
   Note(record, oldest_);
   return !record.empty();
@@ -117,8 +129,7 @@ void Backlog::Append(std::vector<Packet> record) {
     if (InFile() || (file_ && !FitsInMemory(packets))) {
       return MoveToFile() && WithFile([&] { file_->Append(packets); });
     }
-    memory_bytes_ += BytesOf(packets);
-    memory_.push_back(std::move(packets));
+    PutInMemory(std::move(packets));
     return true;
   };
   for (; !newest_.empty(); newest_.pop_front()) {
@@ -138,9 +149,7 @@ void Backlog::FillHands() {
       }
     });
   } else if (!memory_.empty()) {
-    memory_bytes_ -= BytesOf(memory_.front());
-    for (Packet& packet : memory_.front()) hands_.push_back({std::move(packet), 0});
-    memory_.pop_front();
+    for (Packet& packet : TakeFromMemory()) hands_.push_back({std::move(packet), 0});
   }
   if (hands_.empty() && !InFile() && !newest_.empty()) {
     hands_.push_back({newest_.front().ToPacket(), 0});
@@ -175,8 +184,7 @@ Backlog::Counts Backlog::counts() const {
   const std::lock_guard lock(mutex_);
   Counts counts = counts_;
   counts.memory_bytes = memory_bytes_;
-  counts.packets = hands_.size() + oldest_.size() + newest_.size();
-  for (const auto& record : memory_) counts.packets += record.size();
+  counts.packets = hands_.size() + oldest_.size() + newest_.size() + memory_packets_;
   if (file_) {
     counts.file_bytes = file_->bytes();
     counts.packets += file_->waiting();

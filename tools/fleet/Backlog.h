@@ -61,6 +61,8 @@ class Backlog {
  private:
   bool InFile() const { return file_ && !file_->Empty(); }
   bool FitsInMemory(const std::vector<Packet>& record) const;
+  void PutInMemory(std::vector<Packet> record);
+  std::vector<Packet> TakeFromMemory();
   void Append(std::vector<Packet> record);
   // Runs work with the file. False: it could not be done.
   bool WithFile(const std::function<void()>& work);
@@ -77,6 +79,7 @@ class Backlog {
   std::deque<Dropped> oldest_;  // stand in front of all that waits
   std::deque<std::vector<Packet>> memory_;
   std::uint64_t memory_bytes_ = 0;
+  std::uint64_t memory_packets_ = 0;
   std::unique_ptr<SpillFile> file_;
   std::deque<Dropped> newest_;  // stand behind all that waits, until there is room for more
   Counts counts_;

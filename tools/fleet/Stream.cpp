@@ -10,8 +10,6 @@ namespace tool::fleet {
 namespace {
 
 constexpr unsigned kUsualReplicas = 3;
-// What a subscriber may have and not have stored yet. It holds that much in memory.
-constexpr std::int64_t kMostUnstored = 128;
 constexpr std::int64_t kHeartbeatNs = 5'000'000'000;
 
 // The server cannot keep that many copies: it stands alone, or the cluster is smaller.

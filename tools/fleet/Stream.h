@@ -35,4 +35,8 @@ std::vector<std::string> SensorsWithStreams(const Server& server, const std::str
 // How long the server waits before it sends again what a subscriber has not acknowledged.
 inline constexpr std::int64_t kAckWaitNs = 10'000'000'000;
 
+// Messages of a sensor that a subscriber may have and not have stored yet. It holds that much in
+// memory, and gets no more.
+inline constexpr std::int64_t kMostUnstored = 128;
+
 }  // namespace tool::fleet

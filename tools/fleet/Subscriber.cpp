@@ -15,6 +15,8 @@ namespace {
 constexpr std::chrono::seconds kLookPeriod{2};
 constexpr std::chrono::milliseconds kSyncPeriod{200};
 constexpr std::uint64_t kMostUnsynced = 32 << 20;
+// Of one sensor: the server sends on while the disk works.
+constexpr std::int64_t kMostWritten = kMostUnstored / 4;
 // The server sends again what it has, after its own patience, more than once in this time.
 constexpr std::chrono::seconds kHolePatience{30};
 constexpr std::chrono::seconds kBoundPatience{10};
@@ -224,7 +226,7 @@ void Subscriber::Advance(const std::string& sensor, Input& input) {
     }
     for (Arrival& duplicate : duplicates) {
       ++input.counts.duplicates;
-      stored_.push_back({&input, std::move(duplicate.message)});
+      AcknowledgeAfterSync(input, std::move(duplicate.message));
     }
   }
 }
@@ -258,20 +260,28 @@ void Subscriber::Store(Delivery delivery) {
   if (delivery.run_is_over) {
     file_.SetPosition(delivery.sensor, fmt::format("{}{}", delivery.run, kOver), 1);
   }
-  for (Message& message : delivery.messages) stored_.push_back({&input, std::move(message)});
+  for (Message& message : delivery.messages) AcknowledgeAfterSync(input, std::move(message));
 }
 
 void Subscriber::CommitIfDue(bool now) {
   const auto time = Clock::now();
-  if (!now && time < sync_at_ && unsynced_bytes_ < kMostUnsynced) return;
+  const bool full = unsynced_bytes_ >= kMostUnsynced || most_written_ >= kMostWritten;
+  if (!now && !full && time < sync_at_) return;
   sync_at_ = time + kSyncPeriod;
   file_.Sync();
   unsynced_bytes_ = 0;
   for (const auto& [input, message] : stored_) {
     natsMsg_Ack(message.get(), nullptr);
     input->open.erase(StreamNumber(message.get()));
+    input->written = 0;
   }
   stored_.clear();
+  most_written_ = 0;
+}
+
+void Subscriber::AcknowledgeAfterSync(Input& input, Message message) {
+  stored_.push_back({&input, std::move(message)});
+  most_written_ = std::max(most_written_, ++input.written);
 }
 
 void Subscriber::Finish() {

@@ -72,7 +72,8 @@ class Subscriber {
     std::unique_ptr<StreamOrder<std::optional<Arrival>>> stream;
     std::unique_ptr<RunOrder> runs;
     std::unique_ptr<Assembler> assembler;
-    std::set<std::uint64_t> open;  // numbers that came and are not acknowledged
+    std::set<std::uint64_t> open;  // numbers in the stream that came, and are not acknowledged
+    std::int64_t written = 0;      // messages of these
     Counts counts;
   };
   // The client library's closure of one subscription.
@@ -90,6 +91,7 @@ class Subscriber {
   void Advance(const std::string& sensor, Input& input);
   bool HasAllDelivered(const std::string& sensor, const Input& input) const;
   void Store(Delivery delivery);
+  void AcknowledgeAfterSync(Input& input, Message message);
   void CommitIfDue(bool now = false);
 
   const Server& server_;
@@ -104,6 +106,7 @@ class Subscriber {
   };
   std::vector<Stored> stored_;  // to be acknowledged after the next sync
   std::uint64_t unsynced_bytes_ = 0;
+  std::int64_t most_written_ = 0;  // messages of one sensor among them
   Clock::time_point next_look_, sync_at_;
   std::map<std::string, Clock::time_point> bound_since_;  // sensors that seem to be taken
   bool has_streams_ = false;                              // the server has told them once
