@@ -28,7 +28,8 @@ class Hub:
         self.url = f"nats://127.0.0.1:{self.port}"
         self.log = folder / "hub.log"
         self._configuration = folder / "hub.conf"
-        self._streams = f'jetstream {{ store_dir: "{store or folder / "hub"}" }}\n' if streams else ""
+        place = store or folder / "hub"
+        self._streams = f'jetstream {{ store_dir: "{place}" }}\n' if streams else ""
         self._process: subprocess.Popen | None = None
         self.configure(more)
 
