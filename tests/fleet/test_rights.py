@@ -84,8 +84,6 @@ def test_a_sensor_that_was_not_added_says_so(fleet, guarded):
     assert "fleet add line3.left" in publisher.log.read_text()
 
 
-@pytest.mark.xfail(strict=True, reason="the client library closes a connection for good that was "
-                                       "refused twice")
 def test_a_server_that_knew_nobody_for_a_while(fleet, guarded):
     """Its configuration was wrong, and is right again."""
     guarded.add("line3.left")

@@ -39,7 +39,7 @@ std::size_t PayloadOf(const Server& server) {
 
 }  // namespace
 
-Publisher::Publisher(const Server& server, Settings settings)
+Publisher::Publisher(Server& server, Settings settings)
     : server_(server),
       settings_(std::move(settings)),
       backlog_(settings_.backlog),
@@ -47,6 +47,10 @@ Publisher::Publisher(const Server& server, Settings settings)
       packetizer_(NewRun(), PayloadOf(server)),
       started_ns_(HostNs()) {
   RequireName();
+  Listen();
+}
+
+void Publisher::Listen() {
   const auto listen = [this](const std::string& subject, Subscription& to) {
     natsSubscription* made = nullptr;
     Check(natsConnection_Subscribe(&made, server_.connection(), subject.c_str(), OnQuestion, this),
@@ -101,6 +105,10 @@ void Publisher::Take(bool written_off) {
 void Publisher::Work() {
   Take(/*written_off=*/false);
   AnswerQuestions();
+  if (listens_on_ != server_.generation()) {
+    listens_on_ = server_.generation();
+    Listen();
+  }
   if (Clock::now() >= next_status_) TellStatus();
 }
 

@@ -99,6 +99,10 @@ bool SendWindow::Refuse(const std::string& name) {
   return true;
 }
 
+void SendWindow::RefuseAll() {
+  for (const auto& [position, taken] : sent_) SendAgain(position);
+}
+
 std::optional<SendWindow::Position> SendWindow::NextAgain() const {
   if (again_.empty()) return std::nullopt;
   return *again_.begin();

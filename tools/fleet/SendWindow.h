@@ -54,6 +54,8 @@ class SendWindow {
   Doubted Doubt(Clock::time_point now);
   // It has not arrived. False: it is not on its way any more.
   bool Refuse(const std::string& name);
+  // None of them is answered any more.
+  void RefuseAll();
   void SendAgain(Position position) { again_.insert(position); }
   void SentAgain(Position position) { again_.erase(position); }
   // The oldest one to be sent again.

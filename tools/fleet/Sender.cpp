@@ -18,15 +18,19 @@ constexpr unsigned kTroublesBeforeLook = 3;
 
 }  // namespace
 
-Sender::Sender(const Server& server, Backlog& backlog, StreamSettings stream)
+Sender::Sender(Server& server, Backlog& backlog, StreamSettings stream)
     : server_(server), backlog_(backlog), stream_(std::move(stream)) {
+  Connect();
+  thread_ = std::thread([this] { Run(); });
+}
+
+void Sender::Connect() {
   jsOptions options;
   jsOptions_Init(&options);
   options.PublishAsync.MaxPending = static_cast<int64_t>(2 * SendWindow::kMost);
   options.PublishAsync.AckHandler = OnAnswer;
   options.PublishAsync.AckHandlerClosure = this;
   context_ = server_.NewStreamContext(&options);
-  thread_ = std::thread([this] { Run(); });
 }
 
 Sender::~Sender() { Stop(); }
@@ -162,6 +166,10 @@ void Sender::Run() {
     const std::uint64_t reconnects = server_.Reconnects();
     if (!connected || reconnects != reconnects_) Doubt();
     reconnects_ = reconnects;
+    if (!connected && server_.ReviveIfClosed()) {
+      Connect();
+      window_.RefuseAll();
+    }
     if (!connected) {
       const std::string error = server_.LastError();
       Trouble(error.empty() ? "no server can be reached"

@@ -21,7 +21,7 @@ namespace tool::fleet {
 // that the server stores it once. Has a thread of its own.
 class Sender {
  public:
-  Sender(const Server& server, Backlog& backlog, StreamSettings stream);
+  Sender(Server& server, Backlog& backlog, StreamSettings stream);
   // Ends without waiting for anybody.
   ~Sender();
   Sender(const Sender&) = delete;
@@ -45,6 +45,7 @@ class Sender {
   using Clock = std::chrono::steady_clock;
 
   void Run();
+  void Connect();
   // Makes sure that the server has a place for the messages. False: not now.
   bool Prepare();
   bool Send(SendWindow::Position position);
@@ -57,7 +58,7 @@ class Sender {
   static void OnAnswer(jsCtx* context, natsMsg* message, jsPubAck* good, jsPubAckErr* bad,
                        void* self);
 
-  const Server& server_;
+  Server& server_;
   Backlog& backlog_;
   const StreamSettings stream_;
   Server::Stream context_;

@@ -22,6 +22,7 @@ constexpr int kJitterMs = 200;
 constexpr int kPingMs = 3000;
 constexpr int kMostPings = 2;
 constexpr int kWriteMs = 5000;
+constexpr std::chrono::seconds kRevivalPeriod{1};
 
 void RequireFile(const std::string& path) {
   std::error_code ignored;
@@ -113,7 +114,8 @@ Server::Server(const ServerOptions& options, Role role, const std::string& name,
     status = natsConnection_Connect(&connection, made);
     if (status != NATS_CONNECTION_AUTH_FAILED || options.key.empty()) break;
   }
-  connection_.reset(connection);
+  connections_.emplace_back(connection);
+  connection_ = connection;
   if (status == NATS_OK || (status == NATS_NOT_YET_CONNECTED && absent == Absent::kWait)) return;
   if (status == NATS_CONNECTION_AUTH_FAILED || status == NATS_NOT_PERMITTED) {
     throw Failure(ExitCode::kNoPermission, fmt::format("{} does not let us in", where_),
@@ -125,17 +127,32 @@ Server::Server(const ServerOptions& options, Role role, const std::string& name,
 }
 
 Server::~Server() {
-  if (connection_) natsConnection_Close(connection_.get());
+  for (const Connection& connection : connections_) natsConnection_Close(connection.get());
 }
 
 bool Server::IsConnected() const {
-  return natsConnection_Status(connection_.get()) == NATS_CONN_STATUS_CONNECTED;
+  return natsConnection_Status(connection_) == NATS_CONN_STATUS_CONNECTED;
+}
+
+bool Server::ReviveIfClosed() {
+  const auto now = std::chrono::steady_clock::now();
+  if (natsConnection_Status(connection_) != NATS_CONN_STATUS_CLOSED || now < next_revival_) {
+    return false;
+  }
+  next_revival_ = now + kRevivalPeriod;
+  natsConnection* connection = nullptr;
+  const natsStatus status = natsConnection_Connect(&connection, options_.get());
+  if (status != NATS_OK && status != NATS_NOT_YET_CONNECTED) return false;
+  connections_.emplace_back(connection);
+  connection_ = connection;
+  ++generation_;
+  return true;
 }
 
 std::string Server::Url() const {
   char url[512] = "";
   if (!IsConnected()) return {};
-  natsConnection_GetConnectedUrl(connection_.get(), url, sizeof url);
+  natsConnection_GetConnectedUrl(connection_, url, sizeof url);
   return WithoutSecret(url);
 }
 
@@ -144,7 +161,7 @@ std::uint64_t Server::Reconnects() const {
   if (natsStatistics_Create(&made) != NATS_OK) return 0;
   const std::unique_ptr<natsStatistics, Destroyer<natsStatistics_Destroy>> statistics(made);
   std::uint64_t reconnects = 0;
-  natsConnection_GetStats(connection_.get(), made);
+  natsConnection_GetStats(connection_, made);
   natsStatistics_GetCounts(made, nullptr, nullptr, nullptr, nullptr, &reconnects);
   return reconnects;
 }
@@ -152,12 +169,12 @@ std::uint64_t Server::Reconnects() const {
 std::size_t Server::MostBytes() const {
   if (!IsConnected()) return 0;
   return static_cast<std::size_t>(
-      std::max<std::int64_t>(natsConnection_GetMaxPayload(connection_.get()), 0));
+      std::max<std::int64_t>(natsConnection_GetMaxPayload(connection_), 0));
 }
 
 std::string Server::LastError() const {
   const char* text = nullptr;
-  natsConnection_GetLastError(connection_.get(), &text);
+  natsConnection_GetLastError(connection_, &text);
   return text == nullptr ? "" : text;
 }
 
@@ -166,14 +183,13 @@ Server::Stream Server::NewStreamContext(const jsOptions* options) const {
   jsOptions_Init(&usual);
   jsCtx* context = nullptr;
   jsOptions copy = options == nullptr ? usual : *options;
-  Check(natsConnection_JetStream(&context, connection_.get(), &copy), "streams");
+  Check(natsConnection_JetStream(&context, connection_, &copy), "streams");
   return Stream(context);
 }
 
 void Server::Publish(const std::string& subject, const Json& json) const {
   const std::string text = json.dump(-1, ' ', false, Json::error_handler_t::replace);
-  natsConnection_Publish(connection_.get(), subject.c_str(), text.data(),
-                         static_cast<int>(text.size()));
+  natsConnection_Publish(connection_, subject.c_str(), text.data(), static_cast<int>(text.size()));
 }
 
 std::vector<Json> Server::Ask(const std::vector<std::string>& subjects, const Json& json,
@@ -184,11 +200,11 @@ std::vector<Json> Server::Ask(const std::vector<std::string>& subjects, const Js
   const std::string to = inbox_ + std::strrchr(inbox, '.');
   natsInbox_Destroy(inbox);
   natsSubscription* made = nullptr;
-  Check(natsConnection_SubscribeSync(&made, connection_.get(), to.c_str()), to);
+  Check(natsConnection_SubscribeSync(&made, connection_, to.c_str()), to);
   const Subscription answers(made);
   const std::string text = json.dump(-1, ' ', false, Json::error_handler_t::replace);
   for (const std::string& subject : subjects) {
-    Check(natsConnection_PublishRequest(connection_.get(), subject.c_str(), to.c_str(), text.data(),
+    Check(natsConnection_PublishRequest(connection_, subject.c_str(), to.c_str(), text.data(),
                                         static_cast<int>(text.size())),
           subject);
   }

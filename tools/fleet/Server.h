@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <memory>
 #include <string>
@@ -38,12 +39,18 @@ class Server {
   std::string Url() const;
   // How often it has been made again.
   std::uint64_t Reconnects() const;
+  // The client library gives up for good when a server has refused us twice, which a wrong
+  // configuration of the server is enough for. Then this tries to make another connection, not more
+  // often than once a second. True: there is one, which has no subscriptions yet.
+  bool ReviveIfClosed();
+  // How often there was another one.
+  std::uint64_t generation() const { return generation_; }
   // Bytes that a message may have, headers included; 0: not known yet.
   std::size_t MostBytes() const;
   // Why the last attempt failed; empty: none did.
   std::string LastError() const;
 
-  natsConnection* connection() const { return connection_.get(); }
+  natsConnection* connection() const { return connection_; }
   // With these options; null: the usual ones.
   using Stream = std::unique_ptr<jsCtx, Destroyer<jsCtx_Destroy>>;
   Stream NewStreamContext(const jsOptions* options = nullptr) const;
@@ -58,7 +65,11 @@ class Server {
   const std::string inbox_;
   const std::string where_;
   std::unique_ptr<natsOptions, Destroyer<natsOptions_Destroy>> options_;
-  std::unique_ptr<natsConnection, Destroyer<natsConnection_Destroy>> connection_;
+  using Connection = std::unique_ptr<natsConnection, Destroyer<natsConnection_Destroy>>;
+  std::vector<Connection> connections_;  // the old ones, too: other threads may still use them
+  std::atomic<natsConnection*> connection_ = nullptr;
+  std::atomic<std::uint64_t> generation_ = 0;
+  std::chrono::steady_clock::time_point next_revival_;
 };
 
 Json JsonOf(natsMsg* message);
