@@ -11,6 +11,7 @@
 
 #include "Failure.h"
 #include "fleet/Arrival.h"
+#include "fleet/Names.h"
 #include "fleet/Packet.h"
 #include "tessaline/frames.h"
 
@@ -79,12 +80,16 @@ inline tool::fleet::Packet TextPacket(const std::string& run, std::uint64_t sequ
 }
 
 // The message as the server would deliver it.
+inline constexpr const char* kSensor = "line3.left";
+
 inline tool::fleet::Message MessageOf(const tool::fleet::Packet& packet,
                                       std::uint64_t acknowledged = 0) {
   static const natsStatus kOpened = nats_Open(-1);  // messages are given back to its collector
   EXPECT_EQ(kOpened, NATS_OK);
   natsMsg* made = nullptr;
-  EXPECT_EQ(natsMsg_Create(&made, "tessaline.data.any", nullptr,
+  const std::string subject =
+      tool::fleet::DataSubject(tool::fleet::NameOf(packet.header.kind), kSensor);
+  EXPECT_EQ(natsMsg_Create(&made, subject.c_str(), nullptr,
                            reinterpret_cast<const char*>(packet.payload.data()),
                            static_cast<int>(packet.payload.size())),
             NATS_OK);
@@ -99,7 +104,7 @@ inline tool::fleet::Message MessageOf(const tool::fleet::Packet& packet,
 inline tool::fleet::Arrival ArrivalOf(const tool::fleet::Packet& packet,
                                       std::uint64_t acknowledged = 0) {
   tool::fleet::Message message = MessageOf(packet, acknowledged);
-  auto arrival = tool::fleet::ArrivalIn(message);
+  auto arrival = tool::fleet::ArrivalIn(message, kSensor);
   EXPECT_TRUE(arrival);
   return std::move(*arrival);
 }

@@ -92,7 +92,8 @@ class SimulatedPublisher {
         ++answer;
         continue;
       }
-      answer->good ? void(window_.Acknowledge(answer->name)) : void(window_.Refuse(answer->name));
+      answer->good ? void(window_.Acknowledge(answer->name, {}))
+                   : void(window_.Refuse(answer->name));
       answer = answers_.erase(answer);
     }
     while (const auto again = window_.NextAgain()) {

@@ -203,12 +203,12 @@ TEST(SendWindows, DoNotRunAwayFromTheOldest) {
   while (window.HasRoom()) {
     const auto next = add();
     EXPECT_EQ(window.AcknowledgedBefore(next), 0U);
-    window.Acknowledge(SendWindow::NameOf(window.At(next).header));
+    window.Acknowledge(SendWindow::NameOf(window.At(next).header), {});
     ASSERT_LE(sequence, SendWindow::kMost);
   }
   EXPECT_EQ(sequence, SendWindow::kMost);
   EXPECT_EQ(window.size(), 1U);
-  window.Acknowledge(SendWindow::NameOf(window.At(oldest).header));
+  window.Acknowledge(SendWindow::NameOf(window.At(oldest).header), {});
   EXPECT_TRUE(window.HasRoom());
   EXPECT_EQ(window.AcknowledgedBefore(add()), SendWindow::kMost);
 }
@@ -219,7 +219,7 @@ TEST(SendWindows, TellWhichRowsHaveArrived) {
     window.Add({StripsPacket(kRun, sequence, 1, 1), row});
   };
   const auto arrived = [&](std::uint64_t sequence) {
-    const auto done = window.Acknowledge(std::string(kRun) + "." + std::to_string(sequence));
+    const auto done = window.Acknowledge(std::string(kRun) + "." + std::to_string(sequence), {});
     return done ? done->rows_before : -1;
   };
   add(1, 0);
@@ -235,6 +235,27 @@ TEST(SendWindows, TellWhichRowsHaveArrived) {
   EXPECT_EQ(arrived(4), 0);
 }
 
+// A server that ends acknowledges what it does not store any more.
+TEST(SendWindows, SendAgainWhatWasAcknowledgedJustBeforeTheConnectionBroke) {
+  using namespace std::chrono_literals;
+  SendWindow window;
+  const SendWindow::Clock::time_point begin{};
+  const auto name = [](int sequence) { return std::string(kRun) + "." + std::to_string(sequence); };
+  for (const int sequence : {1, 2, 3}) window.Add({StripsPacket(kRun, sequence, 1, 1), 7});
+  EXPECT_TRUE(window.Acknowledge(name(1), begin));
+  EXPECT_TRUE(window.Acknowledge(name(2), begin + 3s));
+  const auto doubted = window.Doubt(begin + 4s);
+  EXPECT_EQ(doubted.messages, 1U);
+  ASSERT_TRUE(window.NextAgain());
+  EXPECT_EQ(window.At(*window.NextAgain()).header.sequence, 2U);
+  EXPECT_EQ(window.size(), 2U);
+  EXPECT_EQ(window.Doubt(begin + 4s).messages, 0U);
+  EXPECT_TRUE(window.Acknowledge(name(2), begin + 5s));
+  EXPECT_FALSE(window.NextAgain());
+  window.RefuseAll();
+  EXPECT_EQ(window.At(*window.NextAgain()).header.sequence, 3U);
+}
+
 TEST(SendWindows, LetARunFollowWhenTheOneBeforeIsStored) {
   SendWindow window;
   window.Add({StripsPacket(kRun, 1, 1, 1), 0});
@@ -242,7 +263,7 @@ TEST(SendWindows, LetARunFollowWhenTheOneBeforeIsStored) {
   EXPECT_FALSE(window.Admits(StripsPacket(kOtherRun, 1, 1, 1).header));
   EXPECT_TRUE(window.Refuse(std::string(kRun) + ".1"));
   EXPECT_TRUE(window.NextAgain());
-  EXPECT_TRUE(window.Acknowledge(std::string(kRun) + ".1"));
+  EXPECT_TRUE(window.Acknowledge(std::string(kRun) + ".1", {}));
   EXPECT_FALSE(window.NextAgain());
   EXPECT_FALSE(window.Refuse(std::string(kRun) + ".1"));
   EXPECT_TRUE(window.Admits(StripsPacket(kOtherRun, 1, 1, 1).header));

@@ -133,7 +133,7 @@ TEST(Arrivals, WithOtherBytesAreNone) {
   Packet packet = StripsPacket(kRun, 17, 101, 110);
   packet.payload[50] ^= std::byte{1};
   Message message = MessageOf(packet);
-  EXPECT_FALSE(ArrivalIn(message));
+  EXPECT_FALSE(ArrivalIn(message, kSensor));
   EXPECT_NE(message, nullptr);  // to be acknowledged
 }
 
