@@ -128,7 +128,7 @@ def main() -> None:
         if "transfer" in wanted:
             place = folder / "transfer"
             place.mkdir()
-            fleet_transfer.measure(build, place, shared, 1 if quick else 5, loops, seconds)
+            fleet_transfer.measure(build, place, shared, 1 if quick else 3, loops, seconds)
             print()
             place = folder / "replicas"
             place.mkdir()

@@ -23,8 +23,8 @@ TICKS = os.sysconf("SC_CLK_TCK")
 POLL_SECONDS = 0.05
 LONGEST_SECONDS = 300
 
-# What a program is asked to hold in memory, beyond what a measurement makes.
-MEMORY_MB = 4000
+# More than a measurement makes.
+MEMORY_MB = 1500
 
 CONFIGURATION = """\
 server_name: {name}
@@ -201,6 +201,9 @@ class Progress:
     def end(self) -> None:
         self._stop.set()
         self._thread.join()
+
+    def begun(self) -> bool:
+        return bool(self.seen) and self.seen[-1][1] > self.seen[0][1]
 
     def first(self) -> float:
         """When the first message came."""

@@ -82,12 +82,14 @@ class Transfer:
         Command(self._build, "subscribe", SENSOR, "-o", self._folder / "first.db3", "--server",
                 server.urls, "--once", "--json").answer()
 
-    def _end(self, publisher: Command, subscriber: Command, progress: Progress, start: float | None,
-             file: pathlib.Path, programs: dict[str, list[int]], what: str) -> float:
+    def _end(self, publisher: Command, subscriber: Command, progress: Progress,
+             from_backlog: bool, file: pathlib.Path, programs: dict[str, list[int]],
+             what: str) -> float:
         """The rate until all was stored, in MB/s. Nothing may be missing."""
         def used() -> dict[str, float]:
             return {name: sum(map(processor_seconds, pids)) for name, pids in programs.items()}
 
+        wait_until(progress.begun, LONGEST_SECONDS, "a message")
         before = used()
         busy, all_time = machine_seconds()
         last = before
@@ -100,8 +102,7 @@ class Transfer:
         last = {name: max(now, last[name]) for name, now in used().items()}
         progress.end()
         stored = subscriber.interrupt()
-        if start is None:
-            start = first_stamp(file)
+        start = progress.first() if from_backlog else first_stamp(file)
         file.unlink()
         lost = sent["dropped_frames"] + sent["missing_frames"] + stored["unexplained"]
         if lost or sent["strips"] != stored["strips"]:
@@ -122,7 +123,7 @@ class Transfer:
         publisher = self._publish(server)
         programs = {"publish": [publisher.pid], "subscribe": [subscriber.pid],
                     "server": [pid_of(each) for each in server.servers]}
-        return self._end(publisher, subscriber, progress, None, file, programs, what)
+        return self._end(publisher, subscriber, progress, False, file, programs, what)
 
     def drain(self, server: Alone, on_tmpfs: bool, what: str) -> float:
         """What a publisher has held while the server was down: the application has ended."""
@@ -141,8 +142,7 @@ class Transfer:
         progress = Progress(server.servers, LINE)
         wait_until(lambda: progress.seen, 20, "the stream")
         publisher.signal(signal.SIGCONT)
-        wait_until(lambda: progress.seen[-1][1] > progress.seen[0][1], 30, "a message")
-        return self._end(publisher, subscriber, progress, progress.first(), file, programs, what)
+        return self._end(publisher, subscriber, progress, True, file, programs, what)
 
     def plain(self, server: Alone) -> float:
         """Messages of the same size and number, with the client library alone."""
