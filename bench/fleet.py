@@ -136,14 +136,14 @@ def main() -> None:
                 replicas(build, place, shared, three, loops, seconds)
             print()
         if "cost" in wanted:
-            cost(build, folder, 1 if quick else 3, 2 if quick else 10)
+            cost(build, folder, 1 if quick else 3, 2 if quick else 8)
             print()
         if "heads" in wanted:
             heads(build, folder, 0.5 if quick else 2)
             print()
         if "growth" in wanted:
             with three:
-                fleet_growth.measure(build, folder, three, 2 * ORDINARY_US, 3 if quick else 20)
+                fleet_growth.measure(build, folder, three, 2 * ORDINARY_US, 3 if quick else 12)
     print(f"\nload at the end: {load()}")
 
 
