@@ -4,6 +4,7 @@ server's makers' own tool."""
 from __future__ import annotations
 
 import pathlib
+import resource
 import signal
 import sqlite3
 import statistics
@@ -12,10 +13,11 @@ import sys
 import time
 
 from fleet_processes import (FLEET_TESTS, LONGEST_SECONDS, MEMORY_MB, Alone, Command, Progress,
-                             children, consumer, machine_seconds, pid_of, processor_seconds)
-from server import wait_until
+                             children, kept, machine_seconds, pid_of, processor_seconds,
+                             wait_until)
 
-SENSOR = "line1.head1"
+LINE = "transfer"
+SENSOR = f"{LINE}.head1"
 STRIP_BUFFER = 116_800  # bytes: ten strips of 1456 points
 TOOL_MESSAGES = 5000
 
@@ -49,9 +51,10 @@ class Transfer:
 
     def replay_alone(self) -> float:
         """How fast the frames come, in MB/s."""
-        played = Command(self._build, *self.application()[1:4], "--stop", "--json",
-                         *self.application()[-3:]).answer()
-        return self._bytes / played["seconds"] / 1e6
+        words = self.application()
+        words.insert(words.index("--"), "--json")
+        played = Command(self._build, *words[1:]).answer()
+        return self._bytes * self._loops / played["seconds"] / 1e6
 
     def _publish(self, server: Alone) -> Command:
         return Command(self._build, "publish", "--name", SENSOR, "--server", server.urls,
@@ -69,8 +72,9 @@ class Transfer:
     @staticmethod
     def _wait_for(server: Alone) -> None:
         """For the subscriber."""
-        wait_until(lambda: any(consumer(each, SENSOR)[1].get("push_bound", False)
-                               for each in server.servers), 30, "the subscriber")
+        wait_until(lambda: any(sensor.subscribed
+                               for sensor in kept(server.servers, LINE).values()),
+                   30, "the subscriber")
 
     def make_place(self, server: Alone) -> None:
         Command(self._build, "publish", "--name", SENSOR, "--server", server.urls, "--virtual",
@@ -78,12 +82,14 @@ class Transfer:
         Command(self._build, "subscribe", SENSOR, "-o", self._folder / "first.db3", "--server",
                 server.urls, "--once", "--json").answer()
 
-    def _end(self, publisher: Command, subscriber: Command, progress: Progress, start: float | None,
-             file: pathlib.Path, programs: dict[str, list[int]], what: str) -> float:
+    def _end(self, publisher: Command, subscriber: Command, progress: Progress,
+             from_backlog: bool, file: pathlib.Path, programs: dict[str, list[int]],
+             what: str) -> float:
         """The rate until all was stored, in MB/s. Nothing may be missing."""
         def used() -> dict[str, float]:
             return {name: sum(map(processor_seconds, pids)) for name, pids in programs.items()}
 
+        wait_until(progress.begun, LONGEST_SECONDS, "a message")
         before = used()
         busy, all_time = machine_seconds()
         last = before
@@ -96,8 +102,7 @@ class Transfer:
         last = {name: max(now, last[name]) for name, now in used().items()}
         progress.end()
         stored = subscriber.interrupt()
-        if start is None:
-            start = first_stamp(file)
+        start = progress.first() if from_backlog else first_stamp(file)
         file.unlink()
         lost = sent["dropped_frames"] + sent["missing_frames"] + stored["unexplained"]
         if lost or sent["strips"] != stored["strips"]:
@@ -114,11 +119,11 @@ class Transfer:
         """From the first frame that the application has to the last one stored."""
         file = (self._shared if on_tmpfs else self._folder) / "stored.db3"
         subscriber = self._subscribe(server, file)
-        progress = Progress(server.servers, SENSOR)
+        progress = Progress(server.servers, LINE)
         publisher = self._publish(server)
         programs = {"publish": [publisher.pid], "subscribe": [subscriber.pid],
                     "server": [pid_of(each) for each in server.servers]}
-        return self._end(publisher, subscriber, progress, None, file, programs, what)
+        return self._end(publisher, subscriber, progress, False, file, programs, what)
 
     def drain(self, server: Alone, on_tmpfs: bool, what: str) -> float:
         """What a publisher has held while the server was down: the application has ended."""
@@ -134,19 +139,23 @@ class Transfer:
         self._wait_for(server)
         programs = {"publish": [publisher.pid], "subscribe": [subscriber.pid],
                     "server": [pid_of(server)]}
-        progress = Progress(server.servers, SENSOR)
+        progress = Progress(server.servers, LINE)
         wait_until(lambda: progress.seen, 20, "the stream")
         publisher.signal(signal.SIGCONT)
-        wait_until(lambda: progress.seen[-1][1] > progress.seen[0][1], 30, "a message")
-        return self._end(publisher, subscriber, progress, progress.first(), file, programs, what)
+        return self._end(publisher, subscriber, progress, True, file, programs, what)
 
     def plain(self, server: Alone) -> float:
         """Messages of the same size and number, with the client library alone."""
         count = self._bytes * self._loops // STRIP_BUFFER
+        megabytes = count * STRIP_BUFFER / 1e6
+        server_before, own_before = processor_seconds(pid_of(server)), own_children()
         done = subprocess.run(
             [self._build / "bench_nats_plain", server.urls, str(STRIP_BUFFER), str(count)],
             capture_output=True, text=True, check=True, timeout=LONGEST_SECONDS)
-        return count * STRIP_BUFFER / 1e6 / float(done.stdout)
+        for name, seconds in (("both clients", own_children() - own_before),
+                              ("server", processor_seconds(pid_of(server)) - server_before)):
+            self.used.setdefault(f"client library alone: {name}", []).append(seconds / megabytes)
+        return megabytes / float(done.stdout)
 
     def makers(self) -> float:
         done = subprocess.run(
@@ -155,6 +164,12 @@ class Transfer:
             capture_output=True, text=True, check=True, timeout=LONGEST_SECONDS)
         line = next(line for line in done.stdout.splitlines() if line.startswith(" Sub"))
         return float(line.split()[2].replace(",", "")) * STRIP_BUFFER / 1e6
+
+
+def own_children() -> float:
+    """Processor seconds of programs that have ended."""
+    used = resource.getrusage(resource.RUSAGE_CHILDREN)
+    return used.ru_utime + used.ru_stime
 
 
 def first_stamp(file: pathlib.Path) -> float:

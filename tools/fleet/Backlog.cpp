@@ -125,7 +125,8 @@ void Backlog::Put(std::vector<Packet> record) {
 
 // There is room, so what was dropped in front of the record is told first.
 void Backlog::Append(std::vector<Packet> record) {
-  const auto append = [&](std::vector<Packet> packets) {
+  // False: the packets are as they were.
+  const auto append = [&](std::vector<Packet>& packets) {
     if (InFile() || (file_ && !FitsInMemory(packets))) {
       return MoveToFile() && WithFile([&] { file_->Append(packets); });
     }
@@ -133,7 +134,8 @@ void Backlog::Append(std::vector<Packet> record) {
     return true;
   };
   for (; !newest_.empty(); newest_.pop_front()) {
-    if (!append({newest_.front().ToPacket()})) return DropNewest(record);
+    std::vector<Packet> gap{newest_.front().ToPacket()};
+    if (!append(gap)) return DropNewest(record);
   }
   if (!append(record)) DropNewest(record);
 }
