@@ -42,6 +42,15 @@ def test_images(fleet, most):
     assert fleet.require_all().delivered == stored["images"]
 
 
+def test_the_largest_images_in_the_smallest_messages(fleet):
+    """An image is stored when its last part is there, and the server must send that many."""
+    url = fleet.hub("max_payload: 65536").url
+    said = json_of("publish", "--name", "line3", "--virtual", "K3820", "--images", "-t", "0.1",
+                   "--spacing", "500000", url=url)
+    stored = fleet.store(url)
+    assert stored["images"] == said["images"] >= 1
+
+
 def test_strips_in_parts(fleet):
     url = fleet.hub("max_payload: 65536").url
     fleet.publish("line3.left", url, "-t", "1", spacing=2000).result()

@@ -36,7 +36,8 @@ std::vector<std::string> SensorsWithStreams(const Server& server, const std::str
 inline constexpr std::int64_t kAckWaitNs = 10'000'000'000;
 
 // Messages of a sensor that a subscriber may have and not have stored yet. It holds that much in
-// memory, and gets no more.
-inline constexpr std::int64_t kMostUnstored = 128;
+// memory, and gets no more. The largest image in the smallest messages is 138, and is stored when
+// the last of them is there.
+inline constexpr std::int64_t kMostUnstored = 256;
 
 }  // namespace tool::fleet
