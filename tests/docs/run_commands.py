@@ -10,6 +10,7 @@ are written to that file first. Blocks marked "sh by-hand REASON" are not run.
 import os
 import pathlib
 import re
+import signal
 import subprocess
 import sys
 import tempfile
@@ -23,6 +24,18 @@ def checkout_lookalike(folder: pathlib.Path, sources: pathlib.Path, build: pathl
             (folder / entry.name).symlink_to(entry)
     (folder / "build").mkdir()
     (folder / "build" / "dev").symlink_to(build)
+
+
+def wait(block: subprocess.Popen) -> object:
+    """0, or what went wrong; then nothing is left of what the block has started."""
+    try:
+        status = block.wait(110)
+        status = status and f"exit status {status}"
+    except subprocess.TimeoutExpired:
+        status = "no end after 110 s"
+    if status != 0:
+        os.killpg(block.pid, signal.SIGKILL)
+    return status
 
 
 def main() -> int:
@@ -44,11 +57,13 @@ def main() -> int:
                 print(f"not run ({rest.removeprefix('by-hand').strip()}):\n{text}")
                 continue
             print(f"+ {text}", end="", flush=True)
-            done = subprocess.run(["bash", "-eu", "-o", "pipefail", "-c", text], cwd=folder,
-                                  env=environment, stdin=subprocess.DEVNULL, timeout=110)
-            commands += 1
-            if done.returncode != 0:
-                print(f"{page}: exit status {done.returncode} from\n{text}", file=sys.stderr)
+            with subprocess.Popen(["bash", "-eu", "-o", "pipefail", "-c", text], cwd=folder,
+                                  env=environment, stdin=subprocess.DEVNULL,
+                                  start_new_session=True) as block:
+                commands += 1
+                status = wait(block)
+            if status != 0:
+                print(f"{page}: {status} from\n{text}", file=sys.stderr)
                 return 1
     print(f"{commands} blocks run")
     return 0

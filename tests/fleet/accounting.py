@@ -164,7 +164,9 @@ def account(recordings: Iterable[Path],
     for path in recordings:
         for sensor, found in recording.read(path):
             stored[sensor].take(found)
-    truths = {sensor: [truth_log.read(log) for log in paths] for sensor, paths in logs.items()}
+    # An application that was killed before it began has no log.
+    truths = {sensor: [truth_log.read(log) for log in paths if log.exists()]
+              for sensor, paths in logs.items()}
     return {sensor: account_sensor(stored[sensor], truths.get(sensor, []))
             for sensor in sorted(set(logs) | set(stored))}
 

@@ -40,7 +40,7 @@ def _start(command: list[str], output: Path) -> subprocess.Popen:
                                 env=_clean_environment(), start_new_session=True)
 
 
-def _session(number: int) -> list[int]:
+def session(number: int) -> list[int]:
     """The processes that a process started in its session, and itself."""
     found = []
     for entry in Path("/proc").iterdir():
@@ -88,7 +88,7 @@ class Sensor:
         return False
 
     def kill(self, application_too: bool) -> None:
-        members = _session(self._process.pid)
+        members = session(self._process.pid)
         for process in members if application_too else [self._process.pid]:
             with contextlib.suppress(ProcessLookupError):
                 os.kill(process, signal.SIGKILL)

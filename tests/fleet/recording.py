@@ -79,16 +79,16 @@ def sensor_of(topic: str) -> str:
     return ".".join(topic.strip("/").split("/")[:-2])
 
 
-def read(path: Path) -> Iterator[tuple[str, Frame | Note | Missing]]:
+def read(path: Path, readers: dict = READERS) -> Iterator[tuple[str, Frame | Note | Missing]]:
     """Sensors, and what was stored of them."""
     database = sqlite3.connect(f"{path.absolute().as_uri()}?mode=ro", uri=True)
     try:
         definitions = dict(database.execute(
             "SELECT topic_type, encoded_message_definition FROM message_definitions"))
         topics = {
-            number: (sensor_of(name), READERS[kind], Decoder(definitions[kind]))
+            number: (sensor_of(name), readers[kind], Decoder(definitions[kind]))
             for number, name, kind in database.execute("SELECT id, name, type FROM topics")
-            if kind in READERS
+            if kind in readers
         }
         wanted = ",".join(map(str, topics)) or "NULL"
         for topic, data in database.execute(

@@ -2,15 +2,21 @@
 
 #include <cstdlib>
 
+#include "fleet/Names.h"
+
 namespace tool::fleet {
 
-std::optional<Arrival> ArrivalIn(Message& message) {
+std::optional<Arrival> ArrivalIn(Message& message, std::string_view sensor) {
   const auto get = [&](const char* name) -> std::string {
     const char* value = nullptr;
     return natsMsgHeader_Get(message.get(), name, &value) == NATS_OK ? value : "";
   };
   auto header = ReadHeaders(get);
   if (!header) return std::nullopt;
+  // Only this sensor may write there; what is under another subject has been led astray.
+  if (natsMsg_GetSubject(message.get()) != DataSubject(NameOf(header->kind), sensor)) {
+    return std::nullopt;
+  }
   Arrival arrival{nullptr, std::move(*header),
                   std::strtoull(get(kAcknowledgedHeader).c_str(), nullptr, 10)};
   if (Crc(natsMsg_GetData(message.get()),

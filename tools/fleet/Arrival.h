@@ -5,8 +5,8 @@
 #include <optional>
 #include <span>
 
+#include "fleet/Nats.h"
 #include "fleet/Packet.h"
-#include "fleet/Server.h"
 
 namespace tool::fleet {
 
@@ -23,6 +23,6 @@ struct Arrival {
 };
 
 // None: it is not one of ours, or its bytes are not what was sent.
-std::optional<Arrival> ArrivalIn(Message& message);
+std::optional<Arrival> ArrivalIn(Message& message, std::string_view sensor);
 
 }  // namespace tool::fleet

@@ -9,10 +9,22 @@
 namespace tool::fleet {
 namespace {
 
-Json JsonOf(const Arrival& arrival) {
+constexpr int kMostDepth = 100;
+
+Json JsonIn(const Arrival& arrival) {
   const auto payload = arrival.payload();
   const auto* const text = reinterpret_cast<const char*>(payload.data());
-  return Json::parse(text, text + payload.size(), nullptr, false);
+  // What is deeper would take more of the stack than there is.
+  const auto shallow = [](int depth, Json::parse_event_t, const Json&) {
+    return depth <= kMostDepth;
+  };
+  return Json::parse(text, text + payload.size(), shallow, false);
+}
+
+// Whether a part of a buffer or an image is the one behind another.
+bool Continues(const PacketHeader& before, const PacketHeader& part) {
+  return part.part == before.part + 1 && part.parts == before.parts && part.kind == before.kind &&
+         part.run == before.run;
 }
 
 }  // namespace
@@ -54,7 +66,7 @@ void Assembler::GiveUp(std::vector<Delivery>& whole) {
 }
 
 void Assembler::AddPart(Arrival arrival, std::vector<Delivery>& whole) {
-  if (arrival.header.part != parts_.size() + 1) GiveUp(whole);
+  if (!parts_.empty() && !Continues(parts_.back().header, arrival.header)) GiveUp(whole);
   if (arrival.header.part != parts_.size() + 1) {  // its beginning is in a hole
     parts_.push_back(std::move(arrival));
     GiveUp(whole);
@@ -86,12 +98,22 @@ void Assembler::AddPart(Arrival arrival, std::vector<Delivery>& whole) {
   whole.push_back(std::move(delivery));
 }
 
+void Assembler::Read(const Arrival& arrival, Delivery& delivery) {
+  const PacketHeader& header = arrival.header;
+  if (header.kind == Kind::kGap) {
+    delivery.gap = GapIn(JsonIn(arrival));
+  } else if (header.kind != Kind::kStatistics && header.kind != Kind::kEnd) {
+    delivery.record = RecordIn(header.kind, header.stamp_ns, JsonIn(arrival), delivery.text);
+  }
+}
+
 std::vector<Delivery> Assembler::Add(RunOrder::Step step) {
   std::vector<Delivery> whole;
   if (!step.arrival) {
     GiveUp(whole);
     const char* const reason = step.run_is_over ? Gap::kByPublisher : Gap::kUnknown;
     whole.push_back(GapOf(NewGap(reason, step.run), step.hole.last, stamp_ns_));
+    whole.back().run_is_over = step.run_is_over;
     if (step.run_is_over) last_strip_ = last_image_ = 0;
     return whole;
   }
@@ -104,12 +126,14 @@ std::vector<Delivery> Assembler::Add(RunOrder::Step step) {
   }
   GiveUp(whole);
   Delivery delivery = NewDelivery(header.run, header.sequence, header.stamp_ns);
-  if (header.kind == Kind::kGap) {
-    delivery.gap = GapIn(JsonOf(arrival));
-  } else if (header.kind != Kind::kStatistics && header.kind != Kind::kEnd) {
-    delivery.record = RecordIn(header.kind, header.stamp_ns, JsonOf(arrival), delivery.text);
+  try {
+    Read(arrival, delivery);
+  } catch (const Failure&) {  // one sensor's nonsense must not keep the others' frames
+    delivery.damaged = true;
+    delivery.gap = Gap{.reason = Gap::kUnknown, .run = header.run, .others = 1};
   }
-  if (header.kind == Kind::kEnd) last_strip_ = last_image_ = 0;
+  delivery.run_is_over = header.kind == Kind::kEnd;
+  if (delivery.run_is_over) last_strip_ = last_image_ = 0;
   delivery.messages.push_back(std::move(arrival.message));
   whole.push_back(std::move(delivery));
   return whole;

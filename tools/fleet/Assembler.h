@@ -18,6 +18,8 @@ struct Delivery {
   std::string sensor;
   std::string run;
   std::uint64_t sequence = 0;  // of its last message
+  bool run_is_over = false;    // nothing follows in this run
+  bool damaged = false;        // its message did not say what its kind has to
   std::optional<Gap> gap{};
   std::optional<ring::Record> record{};  // its payload is one of the next two
   std::vector<std::byte> bytes{};
@@ -43,6 +45,8 @@ class Assembler {
   void GiveUp(std::vector<Delivery>& whole);
   Delivery GapOf(Gap gap, std::uint64_t sequence, std::int64_t stamp_ns) const;
   Gap NewGap(const char* reason, const std::string& run) const;
+  // What a message without frames says. Throws a Failure if it says nothing.
+  static void Read(const Arrival& arrival, Delivery& delivery);
 
   const std::string sensor_;
   std::vector<Arrival> parts_;

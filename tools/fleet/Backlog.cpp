@@ -8,10 +8,14 @@
 namespace tool::fleet {
 namespace {
 
+// What a message takes besides its payload: in memory, or as text in the file.
+constexpr std::uint64_t kBytesBeside = sizeof(Packet) + 64;
+
 std::uint64_t BytesOf(const std::vector<Packet>& record) {
-  return std::accumulate(
-      record.begin(), record.end(), std::uint64_t{0},
-      [](std::uint64_t sum, const Packet& packet) { return sum + packet.payload.size(); });
+  return std::accumulate(record.begin(), record.end(), std::uint64_t{0},
+                         [](std::uint64_t sum, const Packet& packet) {
+                           return sum + packet.payload.size() + kBytesBeside;
+                         });
 }
 
 std::uint64_t Frames(const PacketHeader& header) {
@@ -124,7 +128,7 @@ void Backlog::Append(std::vector<Packet> record) {
   // False: the packets are as they were.
   const auto append = [&](std::vector<Packet>& packets) {
     if (InFile() || (file_ && !FitsInMemory(packets))) {
-      return WithFile([&] { file_->Append(packets); });
+      return MoveToFile() && WithFile([&] { file_->Append(packets); });
     }
     PutInMemory(std::move(packets));
     return true;
@@ -193,19 +197,17 @@ Backlog::Counts Backlog::counts() const {
 bool Backlog::SaveAll() {
   const std::lock_guard lock(mutex_);
   if (!file_) return false;
-  // What was in our hands was in front of the rest. Rows that were taken are in the file anyway.
-  std::deque<std::vector<Packet>> front;
-  for (Taken& taken : hands_) {
-    if (taken.row == 0) front.push_back({std::move(taken.packet)});
-  }
+  // In front of what waits in the file is what was in our hands, and what was dropped there.
+  std::vector<Packet> front;
+  for (const Taken& taken : hands_) front.push_back(taken.packet);
+  for (const Dropped& gap : oldest_) front.push_back(gap.ToPacket());
+  if (!WithFile([&] { file_->PutInFront(front); })) return false;
   hands_.clear();
-  for (const Dropped& gap : oldest_) front.push_back({gap.ToPacket()});
   oldest_.clear();
-  while (!memory_.empty()) front.push_back(TakeFromMemory());
-  for (const Dropped& gap : newest_) front.push_back({gap.ToPacket()});
-  newest_.clear();
-  for (auto& record : front) PutInMemory(std::move(record));
-  return MoveToFile();
+  if (!MoveToFile()) return false;
+  return WithFile([&] {
+    for (; !newest_.empty(); newest_.pop_front()) file_->Append({newest_.front().ToPacket()});
+  });
 }
 
 }  // namespace tool::fleet

@@ -54,8 +54,8 @@ class Backlog {
   };
   Counts counts() const;
 
-  // At the end: moves what waits in memory to the file, where the next publisher finds it. True if
-  // there is one, and it took everything.
+  // At the end, when what was taken has arrived or was put back: moves all that waits to the file,
+  // where the next publisher finds it. True if there is one, and it took everything.
   bool SaveAll();
 
  private:

@@ -48,6 +48,7 @@ class FleetCommand : public Command {
           ExitCode::kUsage, fmt::format("\"{}\" names no sensors", options_.pattern),
           "words with dots between, such as line3.left; * is one word, > all that follow");
     }
+    if (options_.add->parsed()) return Join(session);
     if (options_.set->parsed()) return Set(session);
     if (options_.forget->parsed()) return Forget(session);
     if (options_.show->parsed()) return ShowSensor(session);
@@ -64,7 +65,8 @@ class FleetCommand : public Command {
     for (Json& answer : server.Ask(subjects, question, patience, enough)) {
       if (!answer.contains("sensor") || !answer["sensor"].is_string()) continue;
       const std::string sensor = answer["sensor"];
-      if (Matches(options_.pattern, sensor)) answers[sensor] = std::move(answer);
+      if (IsSensorName(sensor) && Matches(options_.pattern, sensor))
+        answers[sensor] = std::move(answer);
     }
     return answers;
   }
@@ -110,8 +112,13 @@ class FleetCommand : public Command {
     return json.contains(key) && json[key].is_string() ? json[key].get<std::string>() : "";
   }
 
+  static double RateIn(const Json& json) {
+    const auto found = json.find("frames_per_second");
+    return found != json.end() && found->is_number() ? found->get<double>() : 0;
+  }
+
   ExitCode ShowStatus(Session& session) const {
-    const Server server(options_.server, kOperator, Server::Absent::kFail);
+    const Server server(options_.server, Role::kOperator, kOperator, Server::Absent::kFail);
     Answers present = Present(server);
     const auto kept = Kept(server);
     for (const auto& [sensor, about] : kept) {
@@ -131,9 +138,8 @@ class FleetCommand : public Command {
       about["kept"] = place == kept.end() ? Json() : place->second;
       const std::string trouble = TextIn(about, "trouble");
       session.Print("{:<20} {:<8} {:>9.1f} {:>9} {:>9} {:>9} {:>9.1f}  {}\n", sensor,
-                    TextIn(about, "model"), about.value("frames_per_second", 0.0),
-                    NumberIn(about, "missing_frames"), NumberIn(about, "dropped_frames"),
-                    NumberIn(about, "waiting"),
+                    TextIn(about, "model"), RateIn(about), NumberIn(about, "missing_frames"),
+                    NumberIn(about, "dropped_frames"), NumberIn(about, "waiting"),
                     static_cast<double>(NumberIn(about["kept"], "bytes")) / 1e6,
                     !here             ? "not there"
                     : trouble.empty() ? "well"
@@ -168,7 +174,7 @@ class FleetCommand : public Command {
     const Recipe recipe = ReadRecipe(options_.recipe);
     RequireItself(recipe);
     const Json request{{"recipe", Json::parse(AsText(recipe))}};
-    const Server server(options_.server, kOperator, Server::Absent::kFail);
+    const Server server(options_.server, Role::kOperator, kOperator, Server::Absent::kFail);
     std::set<std::string> sensors, absent;
     for (const auto& [sensor, about] : Present(server)) sensors.insert(sensor);
     for (const auto& [sensor, about] : Kept(server)) {
@@ -223,7 +229,8 @@ class FleetCommand : public Command {
     RequireSensorName(options_.pattern);
     // Both live to the end of the process, as the client library's threads do.
     const SignalsBlocked inherited;  // they are for the thread that waits for the application
-    const auto& server = *new Server(options_.server, kOperator, Server::Absent::kFail);
+    const auto& server =
+        *new Server(options_.server, Role::kOperator, kOperator, Server::Absent::kFail);
     const Answers present = Present(server);
     const auto found = present.find(options_.pattern);
     const std::string model = found == present.end() ? "" : TextIn(found->second, "model");
@@ -260,9 +267,23 @@ class FleetCommand : public Command {
     return std::filesystem::read_symlink("/proc/self/exe", error).parent_path() / name;
   }
 
+  // A sensor's key does not suffice for it: who may make places may also make one that has what
+  // others send.
+  ExitCode Join(const Session& session) const {
+    RequireSensorName(options_.pattern);
+    const Server server(options_.server, Role::kOperator, kOperator, Server::Absent::kFail);
+    if (!session.options().dry_run) {
+      RequireStream(server,
+                    {options_.pattern, options_.place.replicas, options_.place.MostBytes()});
+    }
+    session.Print("{} {}\n", session.options().dry_run ? "would add" : "added", options_.pattern);
+    session.Emit({{"sensor", options_.pattern}, {"dry_run", session.options().dry_run}});
+    return ExitCode::kOk;
+  }
+
   // For a sensor that does not come back. What is kept of it is lost, so it must be asked for.
   ExitCode Forget(const Session& session) const {
-    const Server server(options_.server, kOperator, Server::Absent::kFail);
+    const Server server(options_.server, Role::kOperator, kOperator, Server::Absent::kFail);
     if (const Answers present = Present(server); !present.empty()) {
       throw Failure(ExitCode::kNegative,
                     fmt::format("{} is there, and would begin anew", present.begin()->first),
@@ -299,6 +320,8 @@ class FleetCommand : public Command {
 
   ExitCode ShowRights(const Session& session) const {
     RequireSensorName(options_.name);
+    if (options_.role == "subscriber") RequireSubscriberName(options_.name);
+    RequirePublicKey(options_.key);
     const std::string text = RightsOf(options_.role, options_.name, options_.key);
     session.Print("{}", text);
     session.Emit({{"configuration", text}});

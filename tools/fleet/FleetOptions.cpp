@@ -27,6 +27,11 @@ constexpr About kShowAbout{
     "  tessaline fleet show line3.left\n"
     "  tessaline fleet show line3.left -- tessaline serve --port 9000\n"
     "  tessaline fleet show line3.left -- ./my_application"};
+constexpr About kAddAbout{
+    "add", "Makes the place on the server where a sensor's frames are kept", Touches::kNothing,
+    "Wherever everybody may do everything, publishers do it themselves. A sensor with a key of its "
+    "own may not, lest it reads what others send: an operator does it once for each.",
+    "  tessaline fleet add line3.left --nkey operator.nk"};
 constexpr About kForgetAbout{
     "forget", "Removes sensors that do not come back from the server", Touches::kSets,
     "What the server keeps of them goes, too, if there is anything only with --discard.",
@@ -46,7 +51,7 @@ constexpr About kRightsAbout{
 
 CLI::App& FleetOptions::Describe(CLI::App& parent, CommonOptions& common) {
   CLI::App& group = AddGroup(parent, kFleetAbout);
-  const auto add = [&](const About& about, bool asks) {
+  const auto command = [&](const About& about, bool asks) {
     CLI::App& app = AddCommand(group, about, common);
     if (asks) {
       app.add_option("--patience", patience, "Seconds to wait for answers")
@@ -57,30 +62,33 @@ CLI::App& FleetOptions::Describe(CLI::App& parent, CommonOptions& common) {
     }
     return &app;
   };
-  status = add(kStatusAbout, true);
+  status = command(kStatusAbout, true);
   status->add_option("pattern", pattern, "Which sensors, such as 'line3.*' (default: all)")
       ->type_name("PATTERN");
-  set = add(kSetAbout, true);
+  set = command(kSetAbout, true);
   set->add_option("pattern", pattern, "Which sensors, such as 'line3.*'")
       ->type_name("PATTERN")
       ->required();
   set->add_option("--recipe", recipe, "File with settings (tessaline recipe)")
       ->type_name("FILE")
       ->required();
-  show = add(kShowAbout, true);
+  show = command(kShowAbout, true);
   show->add_option("sensor", pattern, "The sensor's name")->type_name("NAME")->required();
   show->add_option("application", application, "The application and its arguments, behind --")
       ->type_name("-- APPLICATION ...");
-  forget = add(kForgetAbout, true);
+  add = command(kAddAbout, true);
+  add->add_option("sensor", pattern, "The sensor's name")->type_name("NAME")->required();
+  place.Describe(*add);
+  forget = command(kForgetAbout, true);
   forget->add_option("pattern", pattern, "Which sensors, such as line3.left")
       ->type_name("PATTERN")
       ->required();
   forget->add_flag("--discard", discard, "Even if frames are kept that nobody has stored");
-  make_key = add(kKeyAbout, false);
+  make_key = command(kKeyAbout, false);
   make_key->add_option("-o,--output", output, "File for the secret half; it must not exist")
       ->type_name("FILE")
       ->required();
-  rights = add(kRightsAbout, false);
+  rights = command(kRightsAbout, false);
   rights->add_option("--role", role, "sensor, subscriber or operator")
       ->check(CLI::IsMember({"sensor", "subscriber", "operator"}))
       ->type_name("ROLE")

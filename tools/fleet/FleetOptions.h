@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "Command.h"
+#include "fleet/PlaceOptions.h"
 #include "fleet/ServerOptions.h"
 
 namespace tool::fleet {
@@ -19,10 +20,12 @@ struct FleetOptions {
   std::string key;
   double patience = 1;
   bool discard = false;
+  PlaceOptions place;
   std::vector<std::string> application;
 
   CLI::App* status = nullptr;
   CLI::App* set = nullptr;
+  CLI::App* add = nullptr;
   CLI::App* forget = nullptr;
   CLI::App* show = nullptr;
   CLI::App* make_key = nullptr;

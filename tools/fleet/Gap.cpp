@@ -14,14 +14,21 @@ Json ToJson(const MissingFrames& missing) {
           {"to_end", missing.to_end}};
 }
 
+// A negative number is converted to some other one without a word.
+std::uint64_t NumberIn(const Json& json) {
+  if (!json.is_number_unsigned()) throw Failure(ExitCode::kFile, "this is no gap");
+  return json;
+}
+
 MissingFrames MissingIn(const Json& json) {
   MissingFrames missing;
-  missing.count = json.at("count");
+  missing.count = NumberIn(json.at("count"));
   missing.to_end = json.at("to_end");
-  if (json.at("first").is_number()) {
-    const std::uint64_t first = json.at("first");
-    missing.ids = {first,
-                   json.at("last").is_number() ? json.at("last").get<std::uint64_t>() : first};
+  if (!json.at("first").is_null()) {
+    const std::uint64_t first = NumberIn(json.at("first"));
+    const std::uint64_t last = json.at("last").is_null() ? first : NumberIn(json.at("last"));
+    if (last < first) throw Failure(ExitCode::kFile, "this is no gap");
+    missing.ids = {first, last};
   }
   return missing;
 }
@@ -69,7 +76,7 @@ Json ToJson(const Gap& gap) {
 Gap GapIn(const Json& json) {
   try {
     return {json.at("reason"), json.at("run"), MissingIn(json.at("strips")),
-            MissingIn(json.at("images")), json.at("others")};
+            MissingIn(json.at("images")), NumberIn(json.at("others"))};
   } catch (const Json::exception&) {
     throw Failure(ExitCode::kFile, "this is no gap");
   }

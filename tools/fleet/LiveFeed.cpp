@@ -6,7 +6,8 @@
 
 namespace tool::fleet {
 
-LiveFeed::LiveFeed(const Server& server, const std::string& sensor) : assembler_(sensor) {
+LiveFeed::LiveFeed(const Server& server, const std::string& sensor)
+    : sensor_(sensor), assembler_(sensor) {
   natsSubscription* made = nullptr;
   const std::string subject = DataSubject("*", sensor);
   Check(natsConnection_Subscribe(&made, server.connection(), subject.c_str(), OnMessage, this),
@@ -21,9 +22,9 @@ LiveFeed::Counts LiveFeed::counts() const {
 
 void LiveFeed::OnMessage(natsConnection*, natsSubscription*, natsMsg* message, void* self) {
   Message owner(message);
-  auto arrival = ArrivalIn(owner);
-  if (!arrival) return;
   auto& feed = *static_cast<LiveFeed*>(self);
+  auto arrival = ArrivalIn(owner, feed.sensor_);
+  if (!arrival) return;
   const std::lock_guard lock(feed.mutex_);
   feed.Use(std::move(*arrival));
 }

@@ -32,6 +32,7 @@ class LiveFeed {
   void Use(Arrival arrival);
   void Put(Delivery delivery);
 
+  const std::string sensor_;
   ReplayRings rings_;
   Subscription subscription_;
   mutable std::mutex mutex_;

@@ -66,7 +66,8 @@ std::optional<KeyBytes> Read(std::string_view text) {
     count += 5;
     if (count >= 8) bytes.push_back((bits >> (count -= 8)) & 0xFF);
   }
-  if (bytes.size() < 3) return std::nullopt;
+  const bool rest = count >= 5 || (bits & ((1U << count) - 1)) != 0;
+  if (rest || bytes.size() < 3) return std::nullopt;
   const unsigned crc = bytes[bytes.size() - 2] | (static_cast<unsigned>(bytes.back()) << 8);
   bytes.resize(bytes.size() - 2);
   if (Checksum(bytes) != crc) return std::nullopt;
@@ -90,8 +91,8 @@ std::string PublicHalf(const std::uint8_t* secret) {
 std::string PublicKeyOf(const std::string& path) {
   const std::vector<std::uint8_t> file = ReadWholeFile(path, 1 << 16, "give a file with an NKey");
   const std::string_view text(reinterpret_cast<const char*>(file.data()), file.size());
-  const std::size_t from = text.find("SU");
-  if (from != text.npos) {
+  // Other lines may have these letters, too.
+  for (std::size_t from = text.find("SU"); from != text.npos; from = text.find("SU", from + 1)) {
     const auto seed = Read(text.substr(from, text.find_first_not_of(kDigits, from) - from));
     // Two bytes say what it is: 5 bits "seed", 5 bits of the user's letter.
     if (seed && seed->size() == 2 + kKeyBytes && ((*seed)[0] & 0xF8) == kSeed) {
@@ -100,6 +101,13 @@ std::string PublicKeyOf(const std::string& path) {
   }
   throw Failure(ExitCode::kFile, fmt::format("{} has no user's NKey", path),
                 "\"tessaline fleet key\" makes one; its line begins with SU");
+}
+
+void RequirePublicKey(const std::string& key) {
+  const auto bytes = Read(key);
+  if (bytes && bytes->size() == 1 + kKeyBytes && bytes->front() == kUser) return;
+  throw Failure(ExitCode::kUsage, fmt::format("\"{}\" is no user's public key", key),
+                "\"tessaline fleet key\" shows it; it begins with U");
 }
 
 std::string MakeKey(const std::string& path) {
@@ -119,7 +127,10 @@ std::string MakeKey(const std::string& path) {
   const std::string line = Written(seed) + '\n';
   const bool written = write(file, line.data(), line.size()) == static_cast<ssize_t>(line.size());
   close(file);
-  if (!written) throw Failure(ExitCode::kFile, fmt::format("cannot write {}", path));
+  if (!written) {
+    unlink(path.c_str());
+    throw Failure(ExitCode::kFile, fmt::format("cannot write {}", path));
+  }
   return PublicHalf(seed.data() + 2);
 }
 

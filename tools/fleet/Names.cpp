@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "Failure.h"
 #include "record/SensorName.h"
 
 namespace tool::fleet {
@@ -19,6 +20,12 @@ std::string_view NextWord(std::string_view& text) {
   return word;
 }
 
+std::string OneWord(std::string_view name) {
+  std::string word(name);
+  std::replace(word.begin(), word.end(), '.', ':');
+  return word;
+}
+
 }  // namespace
 
 bool IsPattern(std::string_view text) {
@@ -29,6 +36,13 @@ bool IsPattern(std::string_view text) {
     if (!rest && word != "*" && !IsSensorName(word)) return false;
   }
   return true;
+}
+
+void RequireSubscriberName(std::string_view name) {
+  if (name.find('.') == name.npos && IsSensorName(name)) return;
+  throw Failure(ExitCode::kUsage,
+                fmt::format("\"{}\" is no subscriber's name", name.substr(0, kMostSensorName)),
+                "a name has letters, digits, - and _");
 }
 
 bool Matches(std::string_view pattern, std::string_view name) {
@@ -53,16 +67,19 @@ std::string ControlSubject(std::string_view verb, std::string_view sensor) {
   return fmt::format("tessaline.control.{}{}{}", verb, sensor.empty() ? "" : ".", sensor);
 }
 
-std::string InboxPrefix(std::string_view name) { return fmt::format("_INBOX.{}", name); }
+std::string InboxPrefix(Role role, std::string_view name) {
+  if (role == Role::kOperator) return "_INBOX.operator";
+  // One word: what "line3" may read does not begin what is for "line3.left".
+  return fmt::format("_INBOX.{}.{}", role == Role::kSensor ? "sensor" : "subscriber",
+                     OneWord(name));
+}
 
 std::string DeliverySubject(std::string_view subscriber, std::string_view sensor) {
   return fmt::format("tessaline.delivery.{}.{}", subscriber, sensor);
 }
 
 std::string StreamName(std::string_view sensor) {
-  std::string name(sensor);
-  std::replace(name.begin(), name.end(), '.', ':');
-  return std::string(kStreamStart) + name;
+  return std::string(kStreamStart) + OneWord(sensor);
 }
 
 std::optional<std::string> SensorOfStream(std::string_view stream) {

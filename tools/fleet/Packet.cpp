@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <limits>
 #include <random>
 
 namespace tool::fleet {
@@ -59,6 +60,9 @@ std::optional<Kind> KindNamed(std::string_view name) {
   return static_cast<Kind>(found - kKindNames.begin());
 }
 
+// Not higher than a file's numbers go.
+constexpr auto kMostSequence = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
+
 bool IsRun(std::string_view text) {
   std::uint64_t number = 0;
   return text.size() == 16 && ReadNumber(text, number, 16);
@@ -103,8 +107,11 @@ std::optional<PacketHeader> ReadHeaders(const GetHeader& get) {
     good = good && ReadPair(size, 'x', header.width, header.height);
   }
   good = good && ReadRange(get(kFrames), header.frames) && ReadRange(get(kRows), header.rows);
-  good = good && header.sequence >= 1 && header.first() <= header.sequence && header.part >= 1 &&
+  good = good && header.sequence >= 1 && header.sequence < kMostSequence && header.part >= 1 &&
          header.part <= header.parts;
+  // Nothing else stands for several.
+  good = good && header.first() <= header.sequence &&
+         (header.first() == header.sequence || header.kind == Kind::kGap);
   if (!good) return std::nullopt;
   return header;
 }

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -35,6 +36,12 @@ class Packetizer {
 
  private:
   Packet Numbered(PacketHeader header, const void* payload, std::size_t size);
+  struct Part {
+    PacketHeader header{};
+    std::span<const std::byte> bytes{};
+  };
+  void AddParts(const PacketHeader& whole, std::vector<Part> parts, std::vector<Packet>& packets);
+  std::vector<Part> CutAnywhere(std::span<const std::byte> bytes) const;
   void MakeStrips(const ring::Record& record, std::vector<Packet>& packets);
   void MakeImage(const ring::Record& record, std::vector<Packet>& packets);
   // Notes an id; says what is missing in front of it.

@@ -47,20 +47,20 @@ class PublishCommand : public Command, private RecordTaker {
  private:
   using Clock = std::chrono::steady_clock;
 
-  // Server and publisher live to the end of the process, as the client library's threads do.
   void Connect(Session& session) {
-    const SignalsBlocked inherited;  // they are for the thread that waits for the application
-    server_ = new Server(options_.server, options_.name, Server::Absent::kWait);
+    // The threads that begin here would end the process by a signal that is the application's.
+    const SignalsBlocked blocked;
+    // Both live to the end of the process, as the client library's threads do.
+    server_ = new Server(options_.server, Role::kSensor, options_.name, Server::Absent::kWait);
     if (!server_->IsConnected()) {
-      session.Note("{} cannot be reached yet; frames wait until it can", options_.server.Urls());
+      session.Note("{} cannot be reached yet; frames wait until it can", server_->Where());
     }
     publisher_ = new Publisher(*server_, SettingsFor(session));
   }
 
   Publisher::Settings SettingsFor(Session& session) {
     Publisher::Settings settings;
-    settings.stream = {options_.name, options_.replicas,
-                       static_cast<std::uint64_t>(options_.server_megabytes * kMegabyte)};
+    settings.stream = {options_.name, options_.place.replicas, options_.place.MostBytes()};
     settings.backlog = {std::uint64_t{options_.source.megabytes()} << 20, options_.store,
                         static_cast<std::uint64_t>(options_.store_megabytes * kMegabyte),
                         options_.drop == "oldest"};

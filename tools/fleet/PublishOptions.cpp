@@ -18,7 +18,6 @@ constexpr About kPublishAbout{
     "  tessaline publish nats://hub:4222 --name line3.left -- ./my_application"};
 
 constexpr double kMostMegabytes = 1 << 20;
-constexpr unsigned kMostReplicas = 5;
 constexpr double kMostDrain = 3600;
 
 }  // namespace
@@ -48,14 +47,7 @@ CLI::App& PublishOptions::Describe(CLI::App& parent, CommonOptions& common) {
       ->check(CLI::IsMember({"newest", "oldest"}))
       ->type_name("WHICH")
       ->capture_default_str();
-  app.add_option("--replicas", replicas,
-                 "On how many servers frames are kept (default: 3, or as many as there are)")
-      ->check(CLI::Range(1U, kMostReplicas))
-      ->type_name("COUNT");
-  app.add_option("--keep", server_megabytes,
-                 "Megabytes that a new place on the server may take (default: all it has)")
-      ->check(NumberIn(1, kMostMegabytes))
-      ->type_name("MB");
+  place.Describe(app);
   app.add_option("--drain", drain_seconds, "Seconds at the end to send what still waits")
       ->check(NumberIn(0, kMostDrain))
       ->type_name("SECONDS")

@@ -5,6 +5,7 @@
 
 #include "Command.h"
 #include "capture/RecordSource.h"
+#include "fleet/PlaceOptions.h"
 #include "fleet/ServerOptions.h"
 
 namespace tool::fleet {
@@ -18,8 +19,7 @@ struct PublishOptions {
   std::string store;
   double store_megabytes = 1024;
   std::string drop = "newest";
-  unsigned replicas = 0;
-  double server_megabytes = 0;
+  PlaceOptions place;
   double drain_seconds = 10;
   RecordSource source;
 

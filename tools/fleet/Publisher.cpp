@@ -15,11 +15,10 @@ namespace {
 constexpr std::chrono::seconds kStatusPeriod{1};
 constexpr std::chrono::milliseconds kMostAtOnce{50};
 constexpr std::chrono::milliseconds kOtherPublisher{300};
-// Of a server that we have not met yet.
-constexpr std::size_t kUsualMessage = 1 << 20;
 // The headers count, too.
 constexpr std::size_t kHeaders = 1024;
 constexpr std::array kDeviceFacts{"model", "library", "fpga"};
+// Also of a server that we have not met yet: what is too long for it would be in the way for ever.
 constexpr std::size_t kLeastMessage = 64 << 10;
 
 std::string HostName() {
@@ -29,7 +28,7 @@ std::string HostName() {
 }
 
 std::size_t PayloadOf(const Server& server) {
-  const std::size_t most = server.MostBytes() == 0 ? kUsualMessage : server.MostBytes();
+  const std::size_t most = server.MostBytes() == 0 ? kLeastMessage : server.MostBytes();
   if (most < kLeastMessage) {
     throw Failure(ExitCode::kUnreachable,
                   fmt::format("the server takes messages of {} bytes only", most),
@@ -40,7 +39,7 @@ std::size_t PayloadOf(const Server& server) {
 
 }  // namespace
 
-Publisher::Publisher(const Server& server, Settings settings)
+Publisher::Publisher(Server& server, Settings settings)
     : server_(server),
       settings_(std::move(settings)),
       backlog_(settings_.backlog),
@@ -48,6 +47,10 @@ Publisher::Publisher(const Server& server, Settings settings)
       packetizer_(NewRun(), PayloadOf(server)),
       started_ns_(HostNs()) {
   RequireName();
+  Listen();
+}
+
+void Publisher::Listen() {
   const auto listen = [this](const std::string& subject, Subscription& to) {
     natsSubscription* made = nullptr;
     Check(natsConnection_Subscribe(&made, server_.connection(), subject.c_str(), OnQuestion, this),
@@ -102,6 +105,10 @@ void Publisher::Take(bool written_off) {
 void Publisher::Work() {
   Take(/*written_off=*/false);
   AnswerQuestions();
+  if (listens_on_ != server_.generation()) {
+    listens_on_ = server_.generation();
+    Listen();
+  }
   if (Clock::now() >= next_status_) TellStatus();
 }
 

@@ -29,7 +29,7 @@ class Publisher : public RecordTaker {
     std::function<Json(const std::string& verb, const Json& request)> order;
   };
   // Throws a Failure if the store cannot be used, or another publisher has the name.
-  Publisher(const Server& server, Settings settings);
+  Publisher(Server& server, Settings settings);
 
   void Begin(ring::RecordRing& ring) override;
   void Work() override;
@@ -52,6 +52,7 @@ class Publisher : public RecordTaker {
  private:
   using Clock = std::chrono::steady_clock;
   void RequireName() const;
+  void Listen();
   void Take(bool written_off);
   void Learn(const ring::Record& record);
   void TellStatus();
@@ -78,6 +79,7 @@ class Publisher : public RecordTaker {
   std::mutex mutex_;
   std::deque<Message> questions_;
   Subscription own_questions_, common_questions_;
+  std::uint64_t listens_on_ = 0;  // which connection
 };
 
 }  // namespace tool::fleet

@@ -8,8 +8,16 @@
 namespace tool::fleet {
 namespace {
 
+constexpr const char* kNothing = "a message does not say what its kind has to";
+
 std::string_view PayloadText(std::span<const std::byte> bytes) {
   return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+}
+
+std::uint64_t NumberAt(const Json& json, const char* key) {
+  const Json& number = json.at(key);
+  if (!number.is_number_unsigned()) throw Failure(ExitCode::kFile, kNothing);
+  return number;
 }
 
 }  // namespace
@@ -65,29 +73,30 @@ ring::Record RecordIn(Kind kind, std::int64_t stamp_ns, const Json& json, std::s
       case Kind::kEvents:
         record.kind =
             json.at("name") == kDaArrivedEvent ? ring::Kind::kDaArrived : ring::Kind::kTrigger;
-        record.first = json.at("value");
+        record.first = NumberAt(json, "value");
         break;
       case Kind::kClock:
         record.kind = ring::Kind::kClock;
-        record.first = json.at("ticks");
-        record.second = json.at("uncertainty_ns");
+        record.first = NumberAt(json, "ticks");
+        record.second = NumberAt(json, "uncertainty_ns");
         break;
       case Kind::kLosses:
         record.kind = ring::Kind::kLost;
-        record.first = json.at("frames_by_device");
+        record.first = NumberAt(json, "frames_by_device");
         break;
       case Kind::kLog:
         record.kind = ring::Kind::kLog;
-        record.first = json.at("level");
-        record.second = json.at("line");
+        record.first = NumberAt(json, "level");
+        record.second = NumberAt(json, "line");
         payload = json.at("file").get<std::string>() + '\0' + json.at("message").get<std::string>();
         break;
       default:
+        if (!json.is_object()) throw Failure(ExitCode::kFile, kNothing);
         record.kind = ring::Kind::kDevice;
         payload = json.dump(-1, ' ', false, Json::error_handler_t::replace);
     }
   } catch (const Json::exception&) {
-    throw Failure(ExitCode::kFile, "a message does not say what its kind has to");
+    throw Failure(ExitCode::kFile, kNothing);
   }
   record.payload = std::as_bytes(std::span(payload.data(), payload.size()));
   return record;

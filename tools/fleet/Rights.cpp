@@ -5,7 +5,6 @@
 #include <vector>
 
 #include "fleet/Names.h"
-#include "fleet/Stream.h"
 
 namespace tool::fleet {
 namespace {
@@ -15,13 +14,14 @@ struct Subjects {
   std::vector<std::string> subscribe;
 };
 
+// Not to make its stream: with a configuration of its choice it would have what others send.
 Subjects OfSensor(const std::string& name) {
   const std::string stream = StreamName(name);
   return {{DataSubject("*", name), PresenceSubject(name), ControlSubject("status", name),
-           "$JS.API.STREAM.INFO." + stream, "$JS.API.STREAM.CREATE." + stream,
-           fmt::format("$JS.API.CONSUMER.INFO.{}.{}", stream, kArchive),
-           fmt::format("$JS.API.CONSUMER.DURABLE.CREATE.{}.{}", stream, kArchive)},
-          {ControlSubject("*", name), ControlSubject("status", ""), InboxPrefix(name) + ".>"}};
+           "$JS.API.STREAM.INFO." + stream,
+           fmt::format("$JS.API.CONSUMER.INFO.{}.{}", stream, kArchive)},
+          {ControlSubject("*", name), ControlSubject("status", ""),
+           InboxPrefix(Role::kSensor, name) + ".>"}};
 }
 
 // Streams are named by the server, and a wildcard stands for a whole word only.
@@ -30,12 +30,15 @@ Subjects OfSubscriber(const std::string& name) {
            fmt::format("$JS.API.CONSUMER.INFO.*.{}", name),
            fmt::format("$JS.API.CONSUMER.DURABLE.CREATE.*.{}", name),
            fmt::format("$JS.ACK.*.{}.>", name)},
-          {DeliverySubject(name, ">"), InboxPrefix(name) + ".>"}};
+          {DeliverySubject(name, ">"), InboxPrefix(Role::kSubscriber, name) + ".>"}};
 }
 
-Subjects OfOperator(const std::string& name) {
-  return {{"tessaline.control.>", "$JS.API.STREAM.NAMES", "$JS.API.STREAM.INFO.*"},
-          {"tessaline.presence.>", "tessaline.data.>", InboxPrefix(name) + ".>"}};
+Subjects OfOperator() {
+  return {{"tessaline.control.>", "$JS.API.STREAM.NAMES", "$JS.API.STREAM.INFO.*",
+           "$JS.API.STREAM.CREATE.*", "$JS.API.STREAM.DELETE.*",
+           fmt::format("$JS.API.CONSUMER.INFO.*.{}", kArchive),
+           fmt::format("$JS.API.CONSUMER.DURABLE.CREATE.*.{}", kArchive)},
+          {"tessaline.presence.>", "tessaline.data.>", InboxPrefix(Role::kOperator, "") + ".>"}};
 }
 
 std::string List(const std::vector<std::string>& subjects) {
@@ -49,7 +52,7 @@ std::string List(const std::vector<std::string>& subjects) {
 std::string RightsOf(const std::string& role, const std::string& name, const std::string& key) {
   const Subjects subjects = role == "sensor"       ? OfSensor(name)
                             : role == "subscriber" ? OfSubscriber(name)
-                                                   : OfOperator(name);
+                                                   : OfOperator();
   return fmt::format(
       "{{ # {} {}\n"
       "  nkey: {}\n"

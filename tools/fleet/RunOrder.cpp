@@ -5,8 +5,12 @@
 
 namespace tool::fleet {
 
-RunOrder::RunOrder(std::map<std::string, std::uint64_t> used) {
-  for (const auto& [run, last] : used) runs_[run].next = last + 1;
+RunOrder::RunOrder(const std::map<std::string, Used>& used) {
+  for (const auto& [name, known] : used) {
+    Run& run = runs_[name];
+    run.next = known.last + 1;
+    run.over = known.over;
+  }
 }
 
 bool RunOrder::Waits() const {
@@ -14,67 +18,74 @@ bool RunOrder::Waits() const {
                      [](const auto& named) { return !named.second.early.empty(); });
 }
 
-void RunOrder::Drain(const std::string& name, Run& run, std::vector<Step>& steps) {
+void RunOrder::Drain(const std::string& name, Run& run, Result& result) {
   while (!run.early.empty() && run.early.begin()->first <= run.next) {
     auto first = run.early.extract(run.early.begin());
     Arrival& arrival = first.mapped();
+    if (arrival.header.sequence < run.next) {
+      result.duplicates.push_back(std::move(arrival));
+      continue;
+    }
     run.next = arrival.header.sequence + 1;
     run.joined = false;
-    run.ended |= arrival.header.kind == Kind::kEnd;
-    steps.push_back({std::move(arrival), name});
+    run.over |= arrival.header.kind == Kind::kEnd;
+    result.steps.push_back({std::move(arrival), name});
   }
 }
 
 // Nothing comes any more up to `to`: what is there comes out, and holes in between.
-void RunOrder::Skip(const std::string& name, Run& run, std::uint64_t to, std::vector<Step>& steps) {
-  Drain(name, run, steps);
+void RunOrder::Skip(const std::string& name, Run& run, std::uint64_t to, Result& result) {
+  Drain(name, run, result);
   while (run.next <= to) {
     const std::uint64_t last = run.early.empty() ? to : std::min(to, run.early.begin()->first - 1);
-    if (!run.joined) steps.push_back({std::nullopt, name, {run.next, last}});
+    if (!run.joined) result.steps.push_back({std::nullopt, name, {run.next, last}});
     run.next = last + 1;
-    Drain(name, run, steps);
+    Drain(name, run, result);
   }
 }
 
-// Another run has begun. Everything that the server has of the one before has come, because it
-// stands in front of this one in the stream.
-void RunOrder::Leave(std::vector<Step>& steps) {
-  const auto found = runs_.find(current_);
-  if (found == runs_.end()) return;
-  Run& run = found->second;
+// Another run has begun. Everything that the server has of this one has come, because it stands in
+// front of the other in the stream.
+void RunOrder::Leave(const std::string& name, Run& run, Result& result) {
   if (!run.early.empty()) {
-    Skip(current_, run, run.early.rbegin()->second.header.sequence, steps);
+    Skip(name, run, run.early.rbegin()->second.header.sequence, result);
   }
-  if (run.ended) return;
-  run.ended = true;
-  Step over{std::nullopt, current_};
+  if (run.over) return;
+  run.over = true;
+  Step over{std::nullopt, name};
   over.run_is_over = true;
-  steps.push_back(std::move(over));
+  result.steps.push_back(std::move(over));
 }
 
-std::vector<RunOrder::Step> RunOrder::Add(Arrival arrival, std::optional<Arrival>& duplicate) {
-  std::vector<Step> steps;
+std::vector<RunOrder::Step> RunOrder::Add(Arrival arrival, std::vector<Arrival>& duplicates) {
+  Result result{{}, duplicates};
   const std::string name = arrival.header.run;
-  const bool known = runs_.contains(name);
+  const std::uint64_t first = arrival.header.first();
+  const std::uint64_t acknowledged = std::min(arrival.acknowledged, first - 1);
+  auto known = runs_.find(name);
+  // What comes again says nothing about which run is sent now.
+  if (known != runs_.end() &&
+      (arrival.header.sequence < known->second.next || known->second.early.contains(first))) {
+    duplicates.push_back(std::move(arrival));
+    return {};
+  }
   if (name != current_) {
-    Leave(steps);
+    for (auto& [other, run] : runs_) {
+      if (other != name) Leave(other, run, result);
+    }
     current_ = name;
   }
-  Run& run = runs_[name];
-  const std::uint64_t acknowledged = std::min(arrival.acknowledged, arrival.header.first() - 1);
-  if (!known) {
-    run.next = acknowledged + 1;
-    run.joined = acknowledged > 0;
+  if (known == runs_.end()) {
+    known = runs_.try_emplace(name).first;
+    known->second.next = acknowledged + 1;
+    known->second.joined = acknowledged > 0;
   }
-  const bool late = arrival.header.sequence < run.next;
-  if (late || run.early.contains(arrival.header.first())) {
-    duplicate = std::move(arrival);
-    return steps;
-  }
-  run.early.emplace(arrival.header.first(), std::move(arrival));
+  Run& run = known->second;
+  run.early.emplace(first, std::move(arrival));
   // What was acknowledged before this one was sent stands in front of it in the stream.
-  Skip(name, run, acknowledged, steps);
-  return steps;
+  Skip(name, run, acknowledged, result);
+  Drain(name, run, result);
+  return std::move(result.steps);
 }
 
 }  // namespace tool::fleet

@@ -16,19 +16,22 @@ namespace tool::fleet {
 // another one where a publisher had to send again.
 class RunOrder {
  public:
-  // What has been used of earlier runs: the last message of each.
-  explicit RunOrder(std::map<std::string, std::uint64_t> used);
+  // What is known of a run from earlier.
+  struct Used {
+    std::uint64_t last = 0;  // message
+    bool over = false;       // it has ended, or it has been told that it did not
+  };
+  explicit RunOrder(const std::map<std::string, Used>& used);
 
   // One thing that comes out: a message, or a hole where nothing comes any more.
   struct Step {
     std::optional<Arrival> arrival;
     std::string run;
     Range hole{};              // the numbers, without a message
-    bool run_is_over = false;  // nobody sends the rest of this run
+    bool run_is_over = false;  // without its end: nobody sends the rest
   };
-  // Adds a message. Returns what is in order now; nothing if it was there before: then `duplicate`
-  // has it.
-  std::vector<Step> Add(Arrival arrival, std::optional<Arrival>& duplicate);
+  // Adds a message. Returns what is in order now. `duplicates` gets what was there before.
+  std::vector<Step> Add(Arrival arrival, std::vector<Arrival>& duplicates);
   // Whether something waits for a message in front of it.
   bool Waits() const;
 
@@ -37,12 +40,16 @@ class RunOrder {
     std::uint64_t next = 1;
     // Messages before the first one may have gone to somebody else.
     bool joined = false;
-    bool ended = false;
+    bool over = false;
     std::map<std::uint64_t, Arrival> early;  // by their first number
   };
-  void Drain(const std::string& name, Run& run, std::vector<Step>& steps);
-  void Skip(const std::string& name, Run& run, std::uint64_t to, std::vector<Step>& steps);
-  void Leave(std::vector<Step>& steps);
+  struct Result {
+    std::vector<Step> steps;
+    std::vector<Arrival>& duplicates;
+  };
+  static void Drain(const std::string& name, Run& run, Result& result);
+  static void Skip(const std::string& name, Run& run, std::uint64_t to, Result& result);
+  static void Leave(const std::string& name, Run& run, Result& result);
 
   std::map<std::string, Run> runs_;
   std::string current_;

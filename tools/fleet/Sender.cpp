@@ -9,31 +9,28 @@
 namespace tool::fleet {
 namespace {
 
-// Enough to keep a network and three disks busy.
 constexpr const char* kMessageId = "Nats-Msg-Id";
-constexpr std::size_t kMostOnTheWay = 64;
-constexpr std::uint64_t kMostBytesOnTheWay = 16 << 20;
 constexpr std::int64_t kAnswerMs = 4000;
-constexpr std::chrono::milliseconds kSlice{5};
+constexpr std::chrono::milliseconds kSendSlice{5};
 constexpr std::chrono::milliseconds kFirstPause{100};
 constexpr unsigned kMostDoublings = 4;  // of that
 constexpr unsigned kTroublesBeforeLook = 3;
 
-std::string NameOf(const PacketHeader& header) {
-  return fmt::format("{}.{}", header.run, header.sequence);
-}
-
 }  // namespace
 
-Sender::Sender(const Server& server, Backlog& backlog, StreamSettings stream)
+Sender::Sender(Server& server, Backlog& backlog, StreamSettings stream)
     : server_(server), backlog_(backlog), stream_(std::move(stream)) {
+  Connect();
+  thread_ = std::thread([this] { Run(); });
+}
+
+void Sender::Connect() {
   jsOptions options;
   jsOptions_Init(&options);
-  options.PublishAsync.MaxPending = 2 * kMostOnTheWay;
+  options.PublishAsync.MaxPending = static_cast<int64_t>(2 * SendWindow::kMost);
   options.PublishAsync.AckHandler = OnAnswer;
   options.PublishAsync.AckHandlerClosure = this;
   context_ = server_.NewStreamContext(&options);
-  thread_ = std::thread([this] { Run(); });
 }
 
 Sender::~Sender() { Stop(); }
@@ -42,10 +39,7 @@ void Sender::Stop() {
   stop_ = true;
   if (thread_.joinable()) thread_.join();
   Collect();
-  for (auto oldest = on_the_way_.rbegin(); oldest != on_the_way_.rend(); ++oldest) {
-    backlog_.PutBack(std::move(oldest->second));
-  }
-  on_the_way_.clear();
+  for (Backlog::Taken& taken : window_.Clear()) backlog_.PutBack(std::move(taken));
   context_.reset();
 }
 
@@ -54,10 +48,10 @@ bool Sender::Drain(std::chrono::milliseconds patience) {
   while (Clock::now() < end) {
     // In this order: what is taken out of the backlog is on its way a moment later.
     if (backlog_.counts().packets == 0 && counts().on_the_way == 0) {
-      std::this_thread::sleep_for(2 * kSlice);
+      std::this_thread::sleep_for(2 * kSendSlice);
       if (backlog_.counts().packets == 0 && counts().on_the_way == 0) return true;
     }
-    std::this_thread::sleep_for(kSlice);
+    std::this_thread::sleep_for(kSendSlice);
   }
   return false;
 }
@@ -65,10 +59,6 @@ bool Sender::Drain(std::chrono::milliseconds patience) {
 Sender::Counts Sender::counts() const {
   const std::lock_guard lock(mutex_);
   return counts_;
-}
-
-bool Sender::HasRoom() const {
-  return on_the_way_.size() < kMostOnTheWay && bytes_on_the_way_ < kMostBytesOnTheWay;
 }
 
 void Sender::Trouble(const std::string& text) {
@@ -110,46 +100,33 @@ void Sender::Collect() {
     answers.swap(answers_);
   }
   for (const Answer& answer : answers) {
-    const auto named = by_name_.find(answer.name);
-    if (named == by_name_.end()) continue;  // acknowledged before
     if (!answer.trouble.empty()) {
-      again_.insert(named->second);
-      Trouble(answer.trouble);
+      if (window_.Refuse(answer.name)) Trouble(answer.trouble);
       continue;
     }
-    const auto found = on_the_way_.find(named->second);
-    const std::uint64_t bytes = found->second.packet.payload.size();
-    bytes_on_the_way_ -= bytes;
-    const bool from_file = found->second.row != 0;
-    again_.erase(named->second);
-    on_the_way_.erase(found);
-    by_name_.erase(named);
+    const auto acknowledged = window_.Acknowledge(answer.name, Clock::now());
+    if (!acknowledged) continue;  // acknowledged before
     troubles_ = 0;
-    // All rows in front of the oldest one that is still on its way.
-    if (from_file) {
-      const auto next = std::find_if(on_the_way_.begin(), on_the_way_.end(),
-                                     [](const auto& entry) { return entry.second.row != 0; });
-      backlog_.DoneBefore(next == on_the_way_.end() ? last_row_ + 1 : next->second.row);
-    }
+    if (acknowledged->rows_before != 0) backlog_.DoneBefore(acknowledged->rows_before);
     const std::lock_guard lock(mutex_);
     ++counts_.acknowledged;
-    counts_.bytes += bytes;
+    counts_.bytes += acknowledged->bytes;
     counts_.trouble.clear();
   }
   const std::lock_guard lock(mutex_);
-  counts_.on_the_way = on_the_way_.size();
+  counts_.on_the_way = window_.size();
 }
 
-// Up to which message of a run, whose next one is to be sent, everything is acknowledged.
-std::uint64_t Sender::AcknowledgedIn(const std::string& run, std::uint64_t next) const {
-  for (const auto& [position, taken] : on_the_way_) {
-    if (taken.packet.header.run == run) return std::min(taken.packet.header.first(), next) - 1;
-  }
-  return next - 1;
+void Sender::Doubt() {
+  const SendWindow::Doubted doubted = window_.Doubt(Clock::now());
+  const std::lock_guard lock(mutex_);
+  counts_.acknowledged -= doubted.messages;
+  counts_.bytes -= doubted.bytes;
+  counts_.on_the_way = window_.size();
 }
 
-bool Sender::Send(Position position) {
-  const Packet& packet = on_the_way_.at(position).packet;
+bool Sender::Send(SendWindow::Position position) {
+  const Packet& packet = window_.At(position);
   const std::string subject = DataSubject(fleet::NameOf(packet.header.kind), stream_.sensor);
   natsMsg* made = nullptr;
   natsStatus status = natsMsg_Create(&made, subject.c_str(), nullptr,
@@ -161,9 +138,8 @@ bool Sender::Send(Position position) {
   };
   ForEachHeader(packet.header, put);
   put(kSensorHeader, stream_.sensor);
-  put(kAcknowledgedHeader,
-      std::to_string(AcknowledgedIn(packet.header.run, packet.header.first())));
-  const std::string name = NameOf(packet.header);
+  put(kAcknowledgedHeader, std::to_string(window_.AcknowledgedBefore(position)));
+  const std::string name = SendWindow::NameOf(packet.header);
   jsPubOptions options;
   jsPubOptions_Init(&options);
   options.MsgId = name.c_str();
@@ -178,42 +154,56 @@ bool Sender::Send(Position position) {
   return false;
 }
 
+void Sender::WaitForAnswers() {
+  std::unique_lock lock(mutex_);
+  answered_.wait_for(lock, kSendSlice, [this] { return !answers_.empty(); });
+}
+
 void Sender::Run() {
   while (!stop_) {
     Collect();
-    if (!server_.IsConnected()) {
+    const bool connected = server_.IsConnected();
+    const std::uint64_t reconnects = server_.Reconnects();
+    if (!connected || reconnects != reconnects_) Doubt();
+    reconnects_ = reconnects;
+    if (!connected && server_.ReviveIfClosed()) {
+      Connect();
+      window_.RefuseAll();
+    }
+    if (!connected) {
       const std::string error = server_.LastError();
       Trouble(error.empty() ? "no server can be reached"
                             : fmt::format("no server can be reached ({})", error));
-      std::this_thread::sleep_for(kSlice);
+      std::this_thread::sleep_for(kSendSlice);
       continue;
     }
     if (Clock::now() < not_before_ || (!prepared_ && !Prepare())) {
-      std::this_thread::sleep_for(kSlice);
+      std::this_thread::sleep_for(kSendSlice);
       continue;
     }
-    while (!again_.empty() && Send(*again_.begin())) {
-      again_.erase(again_.begin());
+    auto again = window_.NextAgain();
+    for (; again && Send(*again); again = window_.NextAgain()) {
+      window_.SentAgain(*again);
       const std::lock_guard lock(mutex_);
       ++counts_.sent_again;
     }
-    if (!again_.empty()) continue;
-    if (!HasRoom()) {
-      std::unique_lock lock(mutex_);
-      answered_.wait_for(lock, kSlice, [this] { return !answers_.empty(); });
+    if (again) continue;
+    if (!window_.HasRoom()) {
+      WaitForAnswers();
       continue;
     }
-    if (auto taken = backlog_.Take(kSlice)) {
-      const Position position = next_++;
-      bytes_on_the_way_ += taken->packet.payload.size();
-      if (taken->row != 0) last_row_ = taken->row;
-      by_name_[NameOf(taken->packet.header)] = position;
-      on_the_way_.emplace(position, std::move(*taken));
+    if (auto taken = backlog_.Take(kSendSlice)) {
+      if (!window_.Admits(taken->packet.header)) {
+        backlog_.PutBack(std::move(*taken));
+        WaitForAnswers();
+        continue;
+      }
+      const SendWindow::Position position = window_.Add(std::move(*taken));
       {
         const std::lock_guard lock(mutex_);
-        counts_.on_the_way = on_the_way_.size();
+        counts_.on_the_way = window_.size();
       }
-      if (!Send(position)) again_.insert(position);
+      if (!Send(position)) window_.SendAgain(position);
     }
   }
 }

@@ -5,13 +5,12 @@
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
-#include <map>
 #include <mutex>
-#include <set>
 #include <string>
 #include <thread>
 
 #include "fleet/Backlog.h"
+#include "fleet/SendWindow.h"
 #include "fleet/Server.h"
 #include "fleet/Stream.h"
 
@@ -22,7 +21,7 @@ namespace tool::fleet {
 // that the server stores it once. Has a thread of its own.
 class Sender {
  public:
-  Sender(const Server& server, Backlog& backlog, StreamSettings stream);
+  Sender(Server& server, Backlog& backlog, StreamSettings stream);
   // Ends without waiting for anybody.
   ~Sender();
   Sender(const Sender&) = delete;
@@ -44,34 +43,31 @@ class Sender {
 
  private:
   using Clock = std::chrono::steady_clock;
-  using Position = std::uint64_t;  // in the order of sending
 
   void Run();
-  bool HasRoom() const;
+  void Connect();
   // Makes sure that the server has a place for the messages. False: not now.
   bool Prepare();
-  bool Send(Position position);
-  std::uint64_t AcknowledgedIn(const std::string& run, std::uint64_t next) const;
+  bool Send(SendWindow::Position position);
+  void WaitForAnswers();
+  // Takes back what was acknowledged just before the connection broke.
+  void Doubt();
   // Uses the answers that have come.
   void Collect();
   void Trouble(const std::string& text);
   static void OnAnswer(jsCtx* context, natsMsg* message, jsPubAck* good, jsPubAckErr* bad,
                        void* self);
 
-  const Server& server_;
+  Server& server_;
   Backlog& backlog_;
   const StreamSettings stream_;
   Server::Stream context_;
   bool prepared_ = false;
 
   // The thread's own.
-  std::map<Position, Backlog::Taken> on_the_way_;
-  std::map<std::string, Position> by_name_;  // of these
-  std::set<Position> again_;                 // likewise
-  Position next_ = 1;
-  std::uint64_t bytes_on_the_way_ = 0;
+  SendWindow window_;
+  std::uint64_t reconnects_ = 0;  // that we know of
   Clock::time_point not_before_;  // after trouble
-  std::int64_t last_row_ = 0;     // of the file, that was taken
   unsigned troubles_ = 0;         // one behind the other
 
   struct Answer {

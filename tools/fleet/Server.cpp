@@ -14,12 +14,15 @@ namespace tool::fleet {
 namespace {
 
 constexpr int kConnectMs = 3000;
+// One of some 300 signatures of the client library is refused although the key is right (3.4.1).
+constexpr int kAttempts = 3;
 constexpr int kReconnectMs = 500;
 constexpr int kJitterMs = 200;
 // A server that is cut off is noticed after two of these without an answer.
 constexpr int kPingMs = 3000;
 constexpr int kMostPings = 2;
 constexpr int kWriteMs = 5000;
+constexpr std::chrono::seconds kRevivalPeriod{1};
 
 void RequireFile(const std::string& path) {
   std::error_code ignored;
@@ -38,8 +41,11 @@ std::vector<std::string> Split(const std::string& urls) {
 std::string WithoutSecret(const std::string& urls) {
   std::string text;
   for (const std::string& url : Split(urls)) {
-    const std::size_t at = url.find('@');
-    text += (text.empty() ? "" : ",") + (at == url.npos ? url : url.substr(at + 1));
+    const std::size_t scheme = url.find("://");
+    const std::size_t from = scheme == url.npos ? 0 : scheme + 3;
+    const std::size_t at = url.rfind('@');
+    text += text.empty() ? "" : ",";
+    text += at == url.npos ? url : url.substr(0, from) + url.substr(at + 1);
   }
   return text;
 }
@@ -57,7 +63,8 @@ void Check(natsStatus status, const std::string& what) {
   throw Failure(ExitCode::kUnreachable, fmt::format("{}: {}", what, natsStatus_GetText(status)));
 }
 
-Server::Server(const ServerOptions& options, const std::string& name, Absent absent) : name_(name) {
+Server::Server(const ServerOptions& options, Role role, const std::string& name, Absent absent)
+    : inbox_(InboxPrefix(role, name)), where_(WithoutSecret(options.Urls())) {
   const std::string urls = options.Urls();
   natsOptions* made = nullptr;
   Check(natsOptions_Create(&made), "the client library does not start");
@@ -65,9 +72,9 @@ Server::Server(const ServerOptions& options, const std::string& name, Absent abs
   const std::vector<std::string> list = Split(urls);
   std::vector<const char*> servers;
   for (const std::string& url : list) servers.push_back(url.c_str());
-  Check(natsOptions_SetServers(made, servers.data(), static_cast<int>(servers.size())), urls);
+  Check(natsOptions_SetServers(made, servers.data(), static_cast<int>(servers.size())), where_);
   natsOptions_SetName(made, ("tessaline " + name).c_str());
-  Check(natsOptions_SetCustomInboxPrefix(made, InboxPrefix(name).c_str()), name);
+  Check(natsOptions_SetCustomInboxPrefix(made, inbox_.c_str()), name);
   natsOptions_SetTimeout(made, kConnectMs);
   natsOptions_SetMaxReconnect(made, -1);
   natsOptions_SetReconnectWait(made, kReconnectMs);
@@ -102,42 +109,72 @@ Server::Server(const ServerOptions& options, const std::string& name, Absent abs
         made, true, [](natsConnection*, void*) {}, nullptr);
   }
   natsConnection* connection = nullptr;
-  const natsStatus status = natsConnection_Connect(&connection, made);
-  connection_.reset(connection);
+  natsStatus status = NATS_OK;
+  for (int attempt = 0; attempt < kAttempts; ++attempt) {
+    status = natsConnection_Connect(&connection, made);
+    if (status != NATS_CONNECTION_AUTH_FAILED || options.key.empty()) break;
+  }
+  connections_.emplace_back(connection);
+  connection_ = connection;
   if (status == NATS_OK || (status == NATS_NOT_YET_CONNECTED && absent == Absent::kWait)) return;
-  const std::string where = WithoutSecret(urls);
   if (status == NATS_CONNECTION_AUTH_FAILED || status == NATS_NOT_PERMITTED) {
-    throw Failure(ExitCode::kNoPermission, fmt::format("{} does not let us in", where),
+    throw Failure(ExitCode::kNoPermission, fmt::format("{} does not let us in", where_),
                   "give the right --creds, --nkey or --certificate");
   }
   throw Failure(ExitCode::kUnreachable,
-                fmt::format("no server answers at {}: {}", where, TextOf(status, {})),
+                fmt::format("no server answers at {}: {}", where_, TextOf(status, {})),
                 "start one (nats-server -js), or name another with --server");
 }
 
 Server::~Server() {
-  if (connection_) natsConnection_Close(connection_.get());
+  for (const Connection& connection : connections_) natsConnection_Close(connection.get());
 }
 
 bool Server::IsConnected() const {
-  return natsConnection_Status(connection_.get()) == NATS_CONN_STATUS_CONNECTED;
+  return natsConnection_Status(connection_) == NATS_CONN_STATUS_CONNECTED;
+}
+
+bool Server::ReviveIfClosed() {
+  const auto now = std::chrono::steady_clock::now();
+  if (natsConnection_Status(connection_) != NATS_CONN_STATUS_CLOSED || now < next_revival_) {
+    return false;
+  }
+  next_revival_ = now + kRevivalPeriod;
+  natsConnection* connection = nullptr;
+  const natsStatus status = natsConnection_Connect(&connection, options_.get());
+  if (status != NATS_OK && status != NATS_NOT_YET_CONNECTED) return false;
+  connections_.emplace_back(connection);
+  connection_ = connection;
+  ++generation_;
+  return true;
 }
 
 std::string Server::Url() const {
   char url[512] = "";
   if (!IsConnected()) return {};
-  natsConnection_GetConnectedUrl(connection_.get(), url, sizeof url);
+  natsConnection_GetConnectedUrl(connection_, url, sizeof url);
   return WithoutSecret(url);
 }
 
+std::uint64_t Server::Reconnects() const {
+  natsStatistics* made = nullptr;
+  if (natsStatistics_Create(&made) != NATS_OK) return 0;
+  const std::unique_ptr<natsStatistics, Destroyer<natsStatistics_Destroy>> statistics(made);
+  std::uint64_t reconnects = 0;
+  natsConnection_GetStats(connection_, made);
+  natsStatistics_GetCounts(made, nullptr, nullptr, nullptr, nullptr, &reconnects);
+  return reconnects;
+}
+
 std::size_t Server::MostBytes() const {
+  if (!IsConnected()) return 0;
   return static_cast<std::size_t>(
-      std::max<std::int64_t>(natsConnection_GetMaxPayload(connection_.get()), 0));
+      std::max<std::int64_t>(natsConnection_GetMaxPayload(connection_), 0));
 }
 
 std::string Server::LastError() const {
   const char* text = nullptr;
-  natsConnection_GetLastError(connection_.get(), &text);
+  natsConnection_GetLastError(connection_, &text);
   return text == nullptr ? "" : text;
 }
 
@@ -146,14 +183,13 @@ Server::Stream Server::NewStreamContext(const jsOptions* options) const {
   jsOptions_Init(&usual);
   jsCtx* context = nullptr;
   jsOptions copy = options == nullptr ? usual : *options;
-  Check(natsConnection_JetStream(&context, connection_.get(), &copy), "streams");
+  Check(natsConnection_JetStream(&context, connection_, &copy), "streams");
   return Stream(context);
 }
 
 void Server::Publish(const std::string& subject, const Json& json) const {
   const std::string text = json.dump(-1, ' ', false, Json::error_handler_t::replace);
-  natsConnection_Publish(connection_.get(), subject.c_str(), text.data(),
-                         static_cast<int>(text.size()));
+  natsConnection_Publish(connection_, subject.c_str(), text.data(), static_cast<int>(text.size()));
 }
 
 std::vector<Json> Server::Ask(const std::vector<std::string>& subjects, const Json& json,
@@ -161,14 +197,14 @@ std::vector<Json> Server::Ask(const std::vector<std::string>& subjects, const Js
   natsInbox* inbox = nullptr;
   Check(natsInbox_Create(&inbox), "no inbox");
   // The client library's own function leaves the prefix out.
-  const std::string to = InboxPrefix(name_) + std::strrchr(inbox, '.');
+  const std::string to = inbox_ + std::strrchr(inbox, '.');
   natsInbox_Destroy(inbox);
   natsSubscription* made = nullptr;
-  Check(natsConnection_SubscribeSync(&made, connection_.get(), to.c_str()), to);
+  Check(natsConnection_SubscribeSync(&made, connection_, to.c_str()), to);
   const Subscription answers(made);
   const std::string text = json.dump(-1, ' ', false, Json::error_handler_t::replace);
   for (const std::string& subject : subjects) {
-    Check(natsConnection_PublishRequest(connection_.get(), subject.c_str(), to.c_str(), text.data(),
+    Check(natsConnection_PublishRequest(connection_, subject.c_str(), to.c_str(), text.data(),
                                         static_cast<int>(text.size())),
           subject);
   }

@@ -1,7 +1,6 @@
 #pragma once
 
-#include <nats/nats.h>
-
+#include <atomic>
 #include <chrono>
 #include <memory>
 #include <string>
@@ -9,20 +8,11 @@
 
 #include "Failure.h"
 #include "Json.h"
+#include "fleet/Names.h"
+#include "fleet/Nats.h"
 #include "fleet/ServerOptions.h"
 
 namespace tool::fleet {
-
-// What belongs to the client library, and is given back with its own function.
-template <auto Destroy>
-struct Destroyer {
-  template <typename T>
-  void operator()(T* object) const {
-    Destroy(object);
-  }
-};
-using Message = std::unique_ptr<natsMsg, Destroyer<natsMsg_Destroy>>;
-using Subscription = std::unique_ptr<natsSubscription, Destroyer<natsSubscription_Destroy>>;
 
 // Throws a Failure that says what could not be done, unless `status` is NATS_OK.
 void Check(natsStatus status, const std::string& what);
@@ -35,23 +25,32 @@ class Server {
  public:
   enum class Absent { kFail, kWait };  // a server that cannot be reached now
 
-  // `name`: who we are, a sensor's name or the like. Answers come to subjects with that name, so
-  // that the server can keep them from others. Throws a Failure if the server refuses us, or, with
-  // kFail, cannot be reached.
-  Server(const ServerOptions& options, const std::string& name, Absent absent);
+  // `name`: who we are, a sensor's name or the like. Throws a Failure if the server refuses us, or,
+  // with kFail, cannot be reached.
+  Server(const ServerOptions& options, Role role, const std::string& name, Absent absent);
   ~Server();
   Server(const Server&) = delete;
   Server& operator=(const Server&) = delete;
 
   bool IsConnected() const;
+  // What was given, without the secrets in it.
+  const std::string& Where() const { return where_; }
   // The server that it is connected to; empty: none.
   std::string Url() const;
+  // How often it has been made again.
+  std::uint64_t Reconnects() const;
+  // The client library gives up for good when a server has refused us twice, which a wrong
+  // configuration of the server is enough for. Then this tries to make another connection, not more
+  // often than once a second. True: there is one, which has no subscriptions yet.
+  bool ReviveIfClosed();
+  // How often there was another one.
+  std::uint64_t generation() const { return generation_; }
   // Bytes that a message may have, headers included; 0: not known yet.
   std::size_t MostBytes() const;
   // Why the last attempt failed; empty: none did.
   std::string LastError() const;
 
-  natsConnection* connection() const { return connection_.get(); }
+  natsConnection* connection() const { return connection_; }
   // With these options; null: the usual ones.
   using Stream = std::unique_ptr<jsCtx, Destroyer<jsCtx_Destroy>>;
   Stream NewStreamContext(const jsOptions* options = nullptr) const;
@@ -63,9 +62,14 @@ class Server {
                         std::chrono::milliseconds patience, std::size_t enough) const;
 
  private:
-  const std::string name_;
+  const std::string inbox_;
+  const std::string where_;
   std::unique_ptr<natsOptions, Destroyer<natsOptions_Destroy>> options_;
-  std::unique_ptr<natsConnection, Destroyer<natsConnection_Destroy>> connection_;
+  using Connection = std::unique_ptr<natsConnection, Destroyer<natsConnection_Destroy>>;
+  std::vector<Connection> connections_;  // the old ones, too: other threads may still use them
+  std::atomic<natsConnection*> connection_ = nullptr;
+  std::atomic<std::uint64_t> generation_ = 0;
+  std::chrono::steady_clock::time_point next_revival_;
 };
 
 Json JsonOf(natsMsg* message);

@@ -26,10 +26,14 @@ void ServerOptions::Describe(CLI::App& app) {
       ->type_name("FILE");
   app.add_option("--ca", authority, "Certificates that the server's has to come from, a PEM file")
       ->type_name("FILE");
-  app.add_option("--certificate", certificate, "Our own certificate, a PEM file")
-      ->type_name("FILE");
-  app.add_option("--certificate-key", certificate_key, "Its private key, a PEM file")
-      ->type_name("FILE");
+  CLI::Option* const own =
+      app.add_option("--certificate", certificate, "Our own certificate, a PEM file")
+          ->type_name("FILE");
+  CLI::Option* const key_of_it =
+      app.add_option("--certificate-key", certificate_key, "Its private key, a PEM file")
+          ->type_name("FILE");
+  own->needs(key_of_it);
+  key_of_it->needs(own);
 }
 
 std::string ServerOptions::Urls() const {

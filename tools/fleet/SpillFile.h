@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -13,14 +14,16 @@ namespace tool::fleet {
 // the next one finds. For one thread at a time; throws Failure.
 class SpillFile {
  public:
-  // Continues a file, or makes it.
+  // Continues a file, or makes it. Any other program's file stays as it is.
   explicit SpillFile(const std::string& path);
 
   // All of them or, after a Failure, none. They survive the process at once.
   void Append(const std::vector<Packet>& record);
+  // The same, but they replace all that was taken, and are the next.
+  void PutInFront(const std::vector<Packet>& packets);
 
   struct Row {
-    std::int64_t number = 0;
+    std::int64_t number = 0;  // never 0
     Packet packet;
   };
   // The messages of the next record that has not been taken; they stay in the file. Empty: there is
@@ -33,16 +36,22 @@ class SpillFile {
 
   // Whether all has been taken.
   bool Empty() const { return waiting_ == 0; }
-  std::uint64_t waiting() const { return waiting_; }  // packets
-  std::uint64_t bytes() const { return bytes_; }      // of payloads, taken ones included
+  // Packets; at most so many, until what an earlier process left has been taken.
+  std::uint64_t waiting() const { return waiting_; }
+  std::uint64_t bytes() const { return bytes_; }  // that rows take in the file, taken ones, too
 
  private:
   std::vector<Row> Next();
+  void InTransaction(const std::function<void()>& work);
+  void Insert(std::int64_t number, const Packet& packet);
+  void Remove(std::int64_t after, std::int64_t last);
+  void Measure();
 
   Database database_;
-  Statement insert_, next_, remove_;
+  Statement insert_, next_, remove_, pages_, free_pages_;
   std::int64_t taken_ = 0;    // the last row that was taken
   std::int64_t removed_ = 0;  // the last one that may be gone
+  std::int64_t last_ = 0;     // number that was used
   std::uint64_t waiting_ = 0;
   std::uint64_t bytes_ = 0;
 };

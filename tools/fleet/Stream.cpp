@@ -18,12 +18,23 @@ bool WantsFewer(jsErrCode code) {
          code == JSInsufficientResourcesErr;
 }
 
+// The server does not answer a request that it forbids; the connection knows more.
+void RequireAllowed(const Server& server, const std::string& sensor) {
+  if (server.LastError().find("ermissions") == std::string::npos) return;
+  throw Failure(ExitCode::kNoPermission,
+                fmt::format("{} has no place on the server and may not make one: "
+                            "\"tessaline fleet add {}\" does, by an operator",
+                            sensor, sensor));
+}
+
 [[noreturn]] void Fail(natsStatus status, jsErrCode code, const std::string& what) {
   const std::string text = fmt::format("{}: {}", what, TextOf(status, code));
   if (code == JSNotEnabledErr || code == JSNotEnabledForAccountErr ||
       status == NATS_NO_RESPONDERS) {
-    throw Failure(ExitCode::kNegative, text,
-                  "it stores nothing: start it with JetStream (nats-server -js)");
+    throw Failure(ExitCode::kNegative,
+                  fmt::format("{}: the server stores nothing, start it with JetStream "
+                              "(nats-server -js)",
+                              what));
   }
   throw Failure(ExitCode::kUnreachable, text, "the server's log may say more");
 }
@@ -55,6 +66,7 @@ void RequireStream(const Server& server, const StreamSettings& settings) {
     } while (status != NATS_OK && settings.replicas == 0 && WantsFewer(code) &&
              --config.Replicas > 0);
   }
+  if (status == NATS_TIMEOUT) RequireAllowed(server, settings.sensor);
   if (status != NATS_OK) Fail(status, code, fmt::format("no place for {}", settings.sensor));
   RequireSubscriber(server, settings.sensor, kArchive);
 }

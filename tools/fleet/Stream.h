@@ -4,12 +4,10 @@
 #include <string>
 #include <vector>
 
+#include "fleet/Names.h"
 #include "fleet/Server.h"
 
 namespace tool::fleet {
-
-// The subscriber for whom everything is kept from the first message on.
-inline constexpr const char* kArchive = "archive";
 
 // How the server stores a sensor's messages.
 struct StreamSettings {

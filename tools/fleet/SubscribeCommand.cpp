@@ -8,7 +8,6 @@
 #include "fleet/Names.h"
 #include "fleet/SubscribeOptions.h"
 #include "fleet/Subscriber.h"
-#include "record/SensorName.h"
 #include "watch/Terminal.h"
 
 namespace tool::fleet {
@@ -32,13 +31,11 @@ class SubscribeCommand : public Command {
           ExitCode::kUsage, fmt::format("\"{}\" names no sensors", options_.pattern),
           "words with dots between, such as line3.left; * is one word, > all that follow");
     }
-    if (options_.name.find('.') != std::string::npos || !IsSensorName(options_.name)) {
-      throw Failure(ExitCode::kUsage, fmt::format("\"{}\" is no subscriber's name", options_.name),
-                    "a name has letters, digits, - and _");
-    }
+    RequireSubscriberName(options_.name);
     CatchInterrupts([] {});
     // Both live to the end of the process, as the client library's threads do.
-    const auto* const server = new Server(options_.server, options_.name, Server::Absent::kFail);
+    const auto* const server =
+        new Server(options_.server, Role::kSubscriber, options_.name, Server::Absent::kFail);
     Subscriber::Settings settings{options_.pattern, options_.name, {}};
     if (!options_.merge.empty()) {
       settings.order.by =

@@ -20,6 +20,8 @@ constexpr std::int64_t kMostWritten = kMostUnstored / 4;
 // The server sends again what it has, after its own patience, more than once in this time.
 constexpr std::chrono::seconds kHolePatience{30};
 constexpr std::chrono::seconds kBoundPatience{10};
+// Behind the name of a run in the file: nothing more is to come of it.
+constexpr std::string_view kOver = "over";
 
 std::uint64_t StreamNumber(natsMsg* message) {
   jsMsgMetaData* about = nullptr;
@@ -99,13 +101,18 @@ void Subscriber::Open(const std::string& sensor) {
   const std::uint64_t gone = std::max<std::uint64_t>(place->State.FirstSeq, 1) - 1;
   jsStreamInfo_Destroy(place);
 
-  std::map<std::string, std::uint64_t> known;
+  std::map<std::string, RunOrder::Used> known;
   for (const auto& [key, sequence] : file_.positions()) {
-    if (key.sensor == sensor) known[key.run] = sequence;
+    if (key.sensor != sensor) continue;
+    if (key.run.ends_with(kOver)) {
+      known[key.run.substr(0, key.run.size() - kOver.size())].over = true;
+    } else {
+      known[key.run].last = sequence;
+    }
   }
   Input input;
   input.stream = std::make_unique<StreamOrder<std::optional<Arrival>>>(std::max(used, gone));
-  input.runs = std::make_unique<RunOrder>(std::move(known));
+  input.runs = std::make_unique<RunOrder>(known);
   input.assembler = std::make_unique<Assembler>(sensor);
   order_.Join(sensor);
   Input& kept = inputs_.emplace(sensor, std::move(input)).first->second;
@@ -158,7 +165,11 @@ void Subscriber::Work(std::chrono::milliseconds patience) {
     came.swap(came_);
   }
   for (Came& one : came) Use(std::move(one));
-  for (auto& [sensor, input] : inputs_) Advance(input);
+  const bool interrupted = !server_.IsConnected();
+  for (auto& [sensor, input] : inputs_) {
+    if (interrupted) input.stream->Interrupted(Clock::now());
+    Advance(sensor, input);
+  }
   while (auto delivery = order_.Take()) Store(std::move(*delivery));
   CommitIfDue();
 }
@@ -166,43 +177,56 @@ void Subscriber::Work(std::chrono::milliseconds patience) {
 void Subscriber::Use(Came came) {
   Input& input = inputs_.at(came.sensor);
   const std::uint64_t number = StreamNumber(came.message.get());
-  auto arrival = ArrivalIn(came.message);
+  if (input.stream->Has(number)) {
+    ++input.counts.duplicates;
+    // What is not stored yet is acknowledged when it is; of the rest, the answer was lost.
+    if (!input.open.contains(number)) natsMsg_Ack(came.message.get(), nullptr);
+    return;
+  }
+  auto arrival = ArrivalIn(came.message, came.sensor);
   if (!arrival) {
-    if (input.stream->Add(number, std::nullopt)) ++input.counts.damaged;
-    Acknowledge(input, came.message.get());
+    ++input.counts.damaged;
+    natsMsg_Ack(came.message.get(), nullptr);
+    input.stream->Add(number, std::nullopt, Clock::now());
     return;
   }
   const PacketHeader& header = arrival->header;
   input.counts.newest_ns = std::max(input.counts.newest_ns, header.stamp_ns);
   const std::int64_t under_way = came.at_ns - header.stamp_ns;
   const bool frames = header.kind == Kind::kStrips || header.kind == Kind::kImages;
-  if (input.open.contains(number)) {  // it is acknowledged when it is stored
-    ++input.counts.duplicates;
-    return;
-  }
-  if (!input.stream->Add(number, std::move(arrival))) {
-    // It is stored, but the server does not know: the acknowledgement was lost.
-    ++input.counts.duplicates;
-    Acknowledge(input, arrival->message.get());
-    return;
-  }
   input.open.insert(number);
+  input.stream->Add(number, std::move(arrival), Clock::now());
   if (frames) latency_.Add(under_way);
 }
 
-void Subscriber::Advance(Input& input) {
-  while (auto next = input.stream->Next(Clock::now(), kHolePatience)) {
+// Whether the server waits for no answer but to what has come.
+bool Subscriber::HasAllDelivered(const std::string& sensor, const Input& input) const {
+  const auto context = server_.NewStreamContext();
+  jsErrCode code{};
+  jsConsumerInfo* about = nullptr;
+  if (js_GetConsumerInfo(&about, context.get(), StreamName(sensor).c_str(), settings_.name.c_str(),
+                         nullptr, &code) != NATS_OK) {
+    return false;
+  }
+  const std::int64_t pending = about->NumAckPending;
+  jsConsumerInfo_Destroy(about);
+  return pending <= static_cast<std::int64_t>(input.open.size());
+}
+
+void Subscriber::Advance(const std::string& sensor, Input& input) {
+  const auto gone = [&] { return HasAllDelivered(sensor, input); };
+  while (auto next = input.stream->Next(Clock::now(), kHolePatience, gone)) {
     if (!*next) continue;
-    std::optional<Arrival> duplicate;
-    for (RunOrder::Step& step : input.runs->Add(std::move(**next), duplicate)) {
+    std::vector<Arrival> duplicates;
+    for (RunOrder::Step& step : input.runs->Add(std::move(**next), duplicates)) {
       if (!step.arrival && !step.run_is_over) ++input.counts.unknown;
       for (Delivery& whole : input.assembler->Add(std::move(step))) {
         order_.Add(std::move(whole));
       }
     }
-    if (duplicate) {
+    for (Arrival& duplicate : duplicates) {
       ++input.counts.duplicates;
-      AcknowledgeAfterSync(input, std::move(duplicate->message));
+      AcknowledgeAfterSync(input, std::move(duplicate.message));
     }
   }
 }
@@ -210,6 +234,7 @@ void Subscriber::Advance(Input& input) {
 void Subscriber::Store(Delivery delivery) {
   Input& input = inputs_.at(delivery.sensor);
   Counts& counts = input.counts;
+  if (delivery.damaged) ++counts.damaged;
   if (delivery.gap) {
     const Gap& gap = *delivery.gap;
     file_.Write(delivery.sensor, MessageOf(gap, delivery.stamp_ns));
@@ -232,6 +257,9 @@ void Subscriber::Store(Delivery delivery) {
   if (delivery.sequence > 0) {
     file_.SetPosition(delivery.sensor, delivery.run, delivery.sequence);
   }
+  if (delivery.run_is_over) {
+    file_.SetPosition(delivery.sensor, fmt::format("{}{}", delivery.run, kOver), 1);
+  }
   for (Message& message : delivery.messages) AcknowledgeAfterSync(input, std::move(message));
 }
 
@@ -242,22 +270,18 @@ void Subscriber::CommitIfDue(bool now) {
   sync_at_ = time + kSyncPeriod;
   file_.Sync();
   unsynced_bytes_ = 0;
-  for (const Stored& stored : stored_) {
-    Acknowledge(stored.input, stored.message.get());
-    stored.input.written = 0;
+  for (const auto& [input, message] : stored_) {
+    natsMsg_Ack(message.get(), nullptr);
+    input->open.erase(StreamNumber(message.get()));
+    input->written = 0;
   }
   stored_.clear();
   most_written_ = 0;
 }
 
 void Subscriber::AcknowledgeAfterSync(Input& input, Message message) {
-  stored_.push_back({input, std::move(message)});
+  stored_.push_back({&input, std::move(message)});
   most_written_ = std::max(most_written_, ++input.written);
-}
-
-void Subscriber::Acknowledge(Input& input, natsMsg* message) {
-  input.open.erase(StreamNumber(message));
-  natsMsg_Ack(message, nullptr);
 }
 
 void Subscriber::Finish() {

@@ -88,9 +88,9 @@ class Subscriber {
   static void OnMessage(natsConnection* connection, natsSubscription* subscription,
                         natsMsg* message, void* origin);
   void Use(Came came);
-  void Advance(Input& input);
+  void Advance(const std::string& sensor, Input& input);
+  bool HasAllDelivered(const std::string& sensor, const Input& input) const;
   void Store(Delivery delivery);
-  static void Acknowledge(Input& input, natsMsg* message);
   void AcknowledgeAfterSync(Input& input, Message message);
   void CommitIfDue(bool now = false);
 
@@ -101,7 +101,7 @@ class Subscriber {
   Latency latency_;
   std::map<std::string, Input> inputs_;
   struct Stored {
-    Input& input;
+    Input* input;
     Message message;
   };
   std::vector<Stored> stored_;  // to be acknowledged after the next sync

@@ -1,0 +1,78 @@
+"""One nats-server, as a small fleet has it."""
+
+from __future__ import annotations
+
+import json
+import os
+import socket
+import subprocess
+from pathlib import Path
+
+from nats_client import NatsClient
+from server import wait_until
+
+START_SECONDS = 10
+
+
+def free_port() -> int:
+    with socket.create_server(("127.0.0.1", 0)) as one:
+        return one.getsockname()[1]
+
+
+class Hub:
+    """`more` goes into the configuration. `store`: where it keeps messages; none: nowhere."""
+
+    def __init__(self, folder: Path, more: str = "", *, store: Path | None = None,
+                 streams: bool = True):
+        self.port = free_port()
+        self.url = f"nats://127.0.0.1:{self.port}"
+        self.log = folder / "hub.log"
+        self._configuration = folder / "hub.conf"
+        place = store or folder / "hub"
+        self._streams = f'jetstream {{ store_dir: "{place}" }}\n' if streams else ""
+        self._process: subprocess.Popen | None = None
+        self.configure(more)
+
+    def configure(self, more: str) -> None:
+        """For the next start."""
+        self._configuration.write_text(
+            f'listen: "127.0.0.1:{self.port}"\n{self._streams}{more}\n')
+
+    def start(self) -> "Hub":
+        with self.log.open("ab") as log:
+            self._process = subprocess.Popen(
+                ["nats-server", "-c", str(self._configuration)],
+                stdin=subprocess.DEVNULL, stdout=log, stderr=log)
+        wait_until(self._answers, START_SECONDS, "the server's first word")
+        return self
+
+    def _answers(self) -> bool:
+        assert self._process.poll() is None, self.log.read_text()
+        try:
+            with socket.create_connection(("127.0.0.1", self.port), timeout=1) as one:
+                return one.recv(5) == b"INFO "
+        except OSError:
+            return False
+
+    def kill(self) -> None:
+        if self._process is not None:
+            self._process.kill()
+            self._process.wait()
+
+    def stop(self) -> None:
+        """In order."""
+        self._process.terminate()
+        self._process.wait()
+
+    def messages(self, sensor: str) -> int:
+        """How many it keeps of a sensor."""
+        with NatsClient(self.port) as client:
+            answer = client.request(f"$JS.API.STREAM.INFO.tessaline:{sensor.replace('.', ':')}")
+        return json.loads(answer).get("state", {}).get("messages", 0)
+
+
+def clean_environment(**variables: str) -> dict[str, str]:
+    """Ours without what would change the programs."""
+    usual = {name: value for name, value in os.environ.items()
+             if not name.startswith(("TESSALINE_", "NATS_"))}
+    return usual | variables
