@@ -34,8 +34,8 @@ class Fleet:
         self._servers = servers
         self._line = f"line{count}"
         self._publishers = [
-            Command(build, "publish", "--name", f"{self._line}.head{number}", "--server", servers.urls,
-                    "--virtual", "K3610", "--strips", "--spacing", spacing_us, "--json")
+            Command(build, "publish", "--name", f"{self._line}.head{number}", "--server",
+                    servers.urls, "--virtual", "K3610", "--strips", "--spacing", spacing_us, "--json")
             for number in range(1, count + 1)]
         wait_until(lambda: len(self._known()) == count, START_SECONDS, "all publishers")
         self._subscriber = Command(build, "subscribe", f"{self._line}.*", "-o", file, "--server",
@@ -99,8 +99,8 @@ def run(build: pathlib.Path, folder: pathlib.Path, servers: Alone | Cluster, cou
 
 
 HEAD = """\
-| sensors | servers | every us | strips /s | MB/s stored | not stored yet | dropped, lost | p50, p99 ms | \
-boards | publishers | servers | subscriber | machine |
+| sensors | servers | every us | strips /s | MB/s stored | not stored yet | dropped, lost | \
+p50, p99 ms | boards | publishers | servers | subscriber | machine |
 |---|---|---|---|---|---|---|---|---|---|---|---|---|"""
 
 
@@ -129,8 +129,8 @@ def measure(build: pathlib.Path, folder: pathlib.Path, three: Cluster, spacing_u
         figures = run(build, folder, three, count, 2 * spacing_us, seconds)
         memories[f"{count}, three servers"] = figures.megabytes
         print(row(count, 3, 2 * spacing_us, figures), flush=True)
-    print("\n| sensors; resident memory of each in MB | server | publish | its application | subscribe |\n"
-          "|---|---|---|---|---|")
+    print("\n| sensors; resident memory of each in MB | server | publish | its application | "
+          "subscribe |\n|---|---|---|---|---|")
     for name, each in memories.items():
         print(f"| {name} | {each['servers']:.0f} | {each['publishers']:.0f} | "
               f"{each['boards']:.0f} | {each['subscriber']:.0f} |")
