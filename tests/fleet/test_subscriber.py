@@ -59,7 +59,7 @@ def test_the_result_as_text(fleet, kept):
 def test_frames_of_different_sensors_in_one_order(fleet, by):
     hub = fleet.hub()
     subscriber = fleet.subscribe(hub.url, "--merge", by, "--patience", "0.5")
-    both = [fleet.publish(f"line3.{side}", hub.url, "-t", "1.5", spacing=10000)
+    both = [fleet.publish(f"line3.{side}", hub.url, "-t", "4", spacing=10000)
             for side in ("left", "right")]
     strips = sum(each.result()["strips"] for each in both)
     time.sleep(0.8)

@@ -130,7 +130,7 @@ class PublishCommand : public Command, private RecordTaker {
                       fmt::format("{} were not sent and are lost: {}",
                                   Counted(totals.waiting, "message"), totals.sent.trouble),
                       "give them a place with --store, or more time with --drain");
-    } else if (totals.waiting > 0) {
+    } else if (totals.waiting > 0 && totals.saved) {
       session.Note("{} wait in {} for the next publisher", Counted(totals.waiting, "message"),
                    options_.store);
     }

@@ -61,6 +61,15 @@ void Publisher::Listen() {
   listen(ControlSubject("status", ""), common_questions_);
 }
 
+void Publisher::ListenAgain() {
+  const std::uint64_t generation = server_.generation();
+  try {
+    Listen();
+    listens_on_ = generation;
+  } catch (const Failure&) {  // that connection has broken, too
+  }
+}
+
 void Publisher::RequireName() const {
   const std::string& name = settings_.stream.sensor;
   const auto answers =
@@ -105,10 +114,7 @@ void Publisher::Take(bool written_off) {
 void Publisher::Work() {
   Take(/*written_off=*/false);
   AnswerQuestions();
-  if (listens_on_ != server_.generation()) {
-    listens_on_ = server_.generation();
-    Listen();
-  }
+  if (listens_on_ != server_.generation() && server_.IsConnected()) ListenAgain();
   if (Clock::now() >= next_status_) TellStatus();
 }
 

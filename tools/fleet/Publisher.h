@@ -53,6 +53,7 @@ class Publisher : public RecordTaker {
   using Clock = std::chrono::steady_clock;
   void RequireName() const;
   void Listen();
+  void ListenAgain();
   void Take(bool written_off);
   void Learn(const ring::Record& record);
   void TellStatus();
