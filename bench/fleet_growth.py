@@ -35,7 +35,8 @@ class Fleet:
         self._line = f"line{count}"
         self._publishers = [
             Command(build, "publish", "--name", f"{self._line}.head{number}", "--server",
-                    servers.urls, "--virtual", "K3610", "--strips", "--spacing", spacing_us, "--json")
+                    servers.urls, "--virtual", "K3610", "--strips", "--spacing", spacing_us,
+                    "--json")
             for number in range(1, count + 1)]
         wait_until(lambda: len(self._known()) == count, START_SECONDS, "all publishers")
         self._subscriber = Command(build, "subscribe", f"{self._line}.*", "-o", file, "--server",
