@@ -119,8 +119,8 @@ class Kept:
 
 
 def kept(servers: list[Server], line: str) -> dict[str, Kept]:
-    """By stream, of all sensors of a line. A stream and its consumer may have different leaders, and
-    only these know everything."""
+    """By stream, of all sensors of a line. A stream and its consumer may have different leaders,
+    and only these know everything."""
     found: dict[str, Kept] = {}
 
     def leads(server: Server, detail: dict) -> bool:
