@@ -88,7 +88,7 @@ def test_a_server_that_knew_nobody_for_a_while(fleet, guarded):
     """Its configuration was wrong, and is right again."""
     guarded.add("line3.left")
     publisher = fleet.publish("line3.left", guarded.url, "--nkey", guarded.key("line3.left"),
-                              "--drain", "2")
+                              "--drain", "15")
     publisher.wait_for_frames()
     right = guarded.users
     guarded.hub.kill()

@@ -75,6 +75,8 @@ struct HostileRow {
   const char* name;
   const char* value;
 };
+void PrintTo(const HostileRow& row, std::ostream* out) { *out << row.name << '=' << row.value; }
+
 class Hostile : public testing::TestWithParam<HostileRow> {};
 
 TEST_P(Hostile, IsRefused) {
