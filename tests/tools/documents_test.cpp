@@ -34,9 +34,10 @@ std::set<std::string> Commands() {
 }
 
 const std::set<std::string> kCommands{
-    "bag",   "calibrate", "calibration", "capture", "check",  "eeprom",  "exposure", "info",
-    "laser", "led",       "models",      "power",   "recipe", "record",  "reg",      "replay",
-    "roi",   "sensor",    "serve",       "time",    "trace",  "trigger", "watch"};
+    "bag",       "calibrate", "calibration", "capture", "check",  "eeprom", "exposure",
+    "fleet",     "info",      "laser",       "led",     "models", "power",  "publish",
+    "recipe",    "record",    "reg",         "replay",  "roi",    "sensor", "serve",
+    "subscribe", "time",      "trace",       "trigger", "watch"};
 
 TEST(Help, ListsEverySubCommand) { EXPECT_EQ(Commands(), kCommands); }
 

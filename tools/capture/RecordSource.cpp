@@ -39,10 +39,11 @@ std::vector<std::string> OwnWords() {
 
 }  // namespace
 
-void RecordSource::Describe(CLI::App& app, const std::string& verb, unsigned megabytes) {
+void RecordSource::Describe(CLI::App& app, const Verb& verb, unsigned megabytes) {
+  verb_ = verb;
   megabytes_ = megabytes;
   app.add_option("-t,--time", seconds_,
-                 fmt::format("Seconds to {}; an application is then interrupted", verb))
+                 fmt::format("Seconds to {}; an application is then interrupted", verb.infinitive))
       ->check(NumberIn(0.001, kMostSeconds))
       ->type_name("SECONDS");
   app.add_flag("--strips", strips_, "Only strips, and what else is named here");
@@ -166,7 +167,8 @@ RecordSource::End RecordSource::Run(Session& session, RecordTaker& taker,
     const bool failed = failure.has_value();
     guarded([&] { taker.Work(); });
     if (failure && !failed) {
-      session.Note("{}; the application runs on, and nothing more is taken", failure->what());
+      session.Note("{}; the application runs on, and nothing more is {}", failure->what(),
+                   verb_.participle);
     }
     if (IsOver() && !application_.empty() && !std::exchange(interrupted, true)) {
       child.Signal(SIGINT);

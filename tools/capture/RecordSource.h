@@ -37,8 +37,13 @@ class RecordTaker {
 // daemon that has it.
 class RecordSource {
  public:
-  // The options; `verb`: "record". `megabytes`: the usual memory.
-  void Describe(CLI::App& app, const std::string& verb, unsigned megabytes);
+  // What becomes of records: "record", "recorded".
+  struct Verb {
+    const char* infinitive;
+    const char* participle;
+  };
+  // The options. `megabytes`: the usual memory.
+  void Describe(CLI::App& app, const Verb& verb, unsigned megabytes);
 
   // Whether this process is the one that takes the frames, behind the library that passes them on.
   bool TakesFrames(const Session& session) const;
@@ -78,6 +83,7 @@ class RecordSource {
   std::string What() const;
   End RunLive(Session& session, RecordTaker& taker, std::chrono::milliseconds slice);
 
+  Verb verb_{};
   double seconds_ = 0;
   bool strips_ = false;
   bool images_ = false;

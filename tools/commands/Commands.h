@@ -40,8 +40,8 @@ inline constexpr std::array kCommandMakers{
     MakeFleetCommand,       MakeInfoCommand,    MakeModelsCommand,  MakeRegCommand,
     MakeLaserCommand,       MakeLedCommand,     MakePowerCommand,   MakeExposureCommand,
     MakeRoiCommand,         MakeTriggerCommand, MakeRecipeCommand,  MakeCalibrateCommand,
-    MakeCalibrationCommand, MakeEepromCommand,  MakeSensorCommand,  MakeTraceCommand,
-    MakeBagCommand,         MakeTimeCommand,
+    MakeCalibrationCommand, MakeEepromCommand,  MakeSensorCommand,  MakeTimeCommand,
+    MakeTraceCommand,       MakeBagCommand,
 };
 
 }  // namespace tool

@@ -82,7 +82,7 @@ class RecordCommand : public Command, private RecordTaker {
         ->check(DurationUpTo(kMostRingSeconds));
     app_->add_flag("--on-error", on_error_, "Flight recorder: errors, losses, crashes");
     app_->add_flag("--on-trigger", on_trigger_, "Flight recorder: edges of the trigger input");
-    source_.Describe(*app_, "record", /*megabytes=*/256);
+    source_.Describe(*app_, {"record", "recorded"}, /*megabytes=*/256);
   }
   bool Asked() const override { return app_->parsed(); }
 

@@ -52,7 +52,7 @@ CLI::App& PublishOptions::Describe(CLI::App& parent, CommonOptions& common) {
       ->check(NumberIn(0, kMostDrain))
       ->type_name("SECONDS")
       ->capture_default_str();
-  source.Describe(app, "publish", /*megabytes=*/64);
+  source.Describe(app, {"publish", "published"}, /*megabytes=*/64);
   return app;
 }
 
