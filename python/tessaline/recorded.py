@@ -271,7 +271,7 @@ class RecordedGap(_Small):
 
     Attributes:
         stamp_ns: nanoseconds since 1970.
-        reason: where it was lost: "device", "ring", "store" or "publisher".
+        reason: where it was lost: "device", "memory", "store", "publisher" or "unknown".
         run: of the publisher that sent the rest.
         end_known: else all from the first ids on to the end of the run may be missing, and the last
             ids and counts say nothing.

@@ -98,8 +98,8 @@ inline constexpr std::array kTopics{
         Topic::kGaps, "/tessaline/gaps", "tessaline_msgs/msg/Gap",
         "# Something that is missing here, and why. Ids are those of frames.\n"
         "builtin_interfaces/Time stamp\n"
-        "string reason                  # where it was lost: \"device\", \"ring\", \"store\"\n"
-        "                               # or \"publisher\"\n"
+        "string reason                  # where it was lost: \"device\", \"memory\", \"store\",\n"
+        "                               # \"publisher\" or \"unknown\"\n"
         "string run                     # of the publisher that sent the rest\n"
         "bool end_known                 # else all from the first ids on to the run's end may\n"
         "                               # be missing, and the last ids and counts say nothing\n"
