@@ -19,6 +19,10 @@ def free_port() -> int:
         return one.getsockname()[1]
 
 
+def stream_of(sensor: str) -> str:
+    return f"tessaline:{sensor.replace('.', ':')}"
+
+
 class Hub:
     """`more` goes into the configuration. `store`: where it keeps messages; none: nowhere."""
 
@@ -67,8 +71,24 @@ class Hub:
     def messages(self, sensor: str) -> int:
         """How many it keeps of a sensor."""
         with NatsClient(self.port) as client:
-            answer = client.request(f"$JS.API.STREAM.INFO.tessaline:{sensor.replace('.', ':')}")
+            answer = client.request(f"$JS.API.STREAM.INFO.{stream_of(sensor)}")
         return json.loads(answer).get("state", {}).get("messages", 0)
+
+    def pass_over(self, sensor: str, subscriber: str) -> None:
+        """Lets a subscriber's place begin behind what is kept now."""
+        stream = stream_of(sensor)
+        with NatsClient(self.port) as client:
+            def ask(request: str, data: dict) -> dict:
+                answer = json.loads(client.request(f"$JS.API.{request}", json.dumps(data).encode()))
+                assert "error" not in answer, answer
+                return answer
+
+            last = ask(f"STREAM.INFO.{stream}", {})["state"]["last_seq"]
+            place = ask(f"CONSUMER.INFO.{stream}.{subscriber}", {})["config"]
+            ask(f"CONSUMER.DELETE.{stream}.{subscriber}", {})
+            place |= {"deliver_policy": "by_start_sequence", "opt_start_seq": last + 1}
+            ask(f"CONSUMER.DURABLE.CREATE.{stream}.{subscriber}",
+                {"stream_name": stream, "config": place})
 
 
 def clean_environment(**variables: str) -> dict[str, str]:

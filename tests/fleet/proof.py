@@ -27,6 +27,7 @@ IMAGES_EVERY = 8        # sensors; one of so many sends images
 IMAGE_SPACING = 20      # times that of strips
 START_SECONDS = 60
 DRAIN_SECONDS = 120
+PASSED_OVER_SECONDS = 20  # after which a subscriber has looked for what is not delivered
 
 
 def names(count: int) -> list[str]:
@@ -110,6 +111,8 @@ class Proof:
         except TimeoutError:
             left = {name: count for name, count in waiting(cluster).items() if count}
             self._complaints.append(f"the subscriber has not acknowledged {left}")
+        if left_over(cluster):
+            time.sleep(PASSED_OVER_SECONDS)
         if (status := subscriber.end()) != 0:
             self._complaints.append(f"the subscriber ended with {status}")
         # It costs room, not frames: after a change of leaders they may forget to remove some.

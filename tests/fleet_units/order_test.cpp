@@ -193,6 +193,37 @@ TEST_F(Runs, OfAYearKeepTheirNumbers) {
             std::to_string(far + 1) + ' ' + std::to_string(far + 2) + ' ');
 }
 
+TEST_F(Runs, AreMissedBeforeTheyAreGivenUp) {
+  const auto misses = [&](const Packet& packet, std::uint64_t acknowledged) {
+    return order_.Misses(ArrivalOf(packet, acknowledged));
+  };
+  EXPECT_FALSE(misses(Numbered(kRun, 9), 8)) << "those in front may have gone to somebody else";
+  EXPECT_EQ(Add(Numbered(kRun, 1)), "1 ");
+  EXPECT_FALSE(misses(Numbered(kRun, 5), 1)) << "the others are on their way";
+  EXPECT_TRUE(misses(Numbered(kRun, 5), 2));
+  EXPECT_FALSE(misses(Numbered(kRun, 1), 0));
+  EXPECT_EQ(Add(Numbered(kRun, 2, 4)), "2-4 ");
+  EXPECT_FALSE(misses(Numbered(kRun, 5), 4));
+  EXPECT_TRUE(misses(Numbered(kOtherRun, 1), 0)) << "the end of the one before";
+  EXPECT_EQ(Add(End(kRun, 5)), "5 ");
+  EXPECT_FALSE(misses(Numbered(kOtherRun, 1), 0));
+}
+
+TEST_F(Runs, TakeLateOnesWithoutGivingUpOthers) {
+  const auto add_late = [&](const Packet& packet, std::uint64_t acknowledged) {
+    std::vector<Arrival> duplicates;
+    const auto steps = order_.AddLate(ArrivalOf(packet, acknowledged), duplicates);
+    return std::pair(steps.size(), duplicates.size());
+  };
+  EXPECT_EQ(Add(Numbered(kOtherRun, 1)), "aa 1 ");
+  EXPECT_EQ(add_late(Numbered(kRun, 1), 0), std::pair(1UL, 0UL));
+  EXPECT_EQ(add_late(Numbered(kRun, 1), 0), std::pair(0UL, 1UL));
+  EXPECT_EQ(add_late(Numbered(kRun, 4), 3), std::pair(0UL, 0UL)) << "2 and 3 may come yet";
+  EXPECT_EQ(add_late(Numbered(kRun, 2, 3), 1), std::pair(2UL, 0UL));
+  EXPECT_EQ(add_late(End(kRun, 5), 4), std::pair(1UL, 0UL));
+  EXPECT_EQ(Add(Numbered(kOtherRun, 2), 1), "aa 2 ") << "it is still the one that is sent";
+}
+
 // --- The whole way.
 
 TEST(SendWindows, DoNotRunAwayFromTheOldest) {

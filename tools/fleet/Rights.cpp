@@ -26,7 +26,7 @@ Subjects OfSensor(const std::string& name) {
 
 // Streams are named by the server, and a wildcard stands for a whole word only.
 Subjects OfSubscriber(const std::string& name) {
-  return {{"$JS.API.STREAM.NAMES", "$JS.API.STREAM.INFO.*",
+  return {{"$JS.API.STREAM.NAMES", "$JS.API.STREAM.INFO.*", "$JS.API.STREAM.MSG.GET.*",
            fmt::format("$JS.API.CONSUMER.INFO.*.{}", name),
            fmt::format("$JS.API.CONSUMER.DURABLE.CREATE.*.{}", name),
            fmt::format("$JS.ACK.*.{}.>", name)},

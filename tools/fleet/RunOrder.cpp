@@ -57,34 +57,71 @@ void RunOrder::Leave(const std::string& name, Run& run, Result& result) {
   result.steps.push_back(std::move(over));
 }
 
-std::vector<RunOrder::Step> RunOrder::Add(Arrival arrival, std::vector<Arrival>& duplicates) {
-  Result result{{}, duplicates};
-  const std::string name = arrival.header.run;
+bool RunOrder::Has(const PacketHeader& header) const {
+  const auto known = runs_.find(header.run);
+  return known != runs_.end() &&
+         (header.sequence < known->second.next || known->second.early.contains(header.first()));
+}
+
+bool RunOrder::Misses(const Arrival& arrival) const {
+  const std::string& name = arrival.header.run;
+  if (Has(arrival.header)) return false;
+  const bool leaves = std::any_of(runs_.begin(), runs_.end(), [&](const auto& named) {
+    return named.first != name && (!named.second.over || !named.second.early.empty());
+  });
+  if (leaves && name != current_) return true;
+  const auto known = runs_.find(name);
+  if (known == runs_.end() || known->second.joined) return false;
+  std::uint64_t next = known->second.next;
+  for (const auto& [first, early] : known->second.early) {
+    if (first > next) break;
+    next = early.header.sequence + 1;
+  }
+  return next <= std::min(arrival.acknowledged, arrival.header.first() - 1);
+}
+
+RunOrder::Run& RunOrder::Insert(Arrival arrival) {
   const std::uint64_t first = arrival.header.first();
-  const std::uint64_t acknowledged = std::min(arrival.acknowledged, first - 1);
-  auto known = runs_.find(name);
+  const auto [known, added] = runs_.try_emplace(arrival.header.run);
+  Run& run = known->second;
+  if (added) {
+    run.next = std::min(arrival.acknowledged, first - 1) + 1;
+    run.joined = run.next > 1;
+  }
+  run.early.emplace(first, std::move(arrival));
+  return run;
+}
+
+std::vector<RunOrder::Step> RunOrder::Add(Arrival arrival, std::vector<Arrival>& duplicates) {
   // What comes again says nothing about which run is sent now.
-  if (known != runs_.end() &&
-      (arrival.header.sequence < known->second.next || known->second.early.contains(first))) {
+  if (Has(arrival.header)) {
     duplicates.push_back(std::move(arrival));
     return {};
   }
+  Result result{{}, duplicates};
+  const std::string name = arrival.header.run;
+  const std::uint64_t acknowledged = std::min(arrival.acknowledged, arrival.header.first() - 1);
   if (name != current_) {
     for (auto& [other, run] : runs_) {
       if (other != name) Leave(other, run, result);
     }
     current_ = name;
   }
-  if (known == runs_.end()) {
-    known = runs_.try_emplace(name).first;
-    known->second.next = acknowledged + 1;
-    known->second.joined = acknowledged > 0;
-  }
-  Run& run = known->second;
-  run.early.emplace(first, std::move(arrival));
+  Run& run = Insert(std::move(arrival));
   // What was acknowledged before this one was sent stands in front of it in the stream.
   Skip(name, run, acknowledged, result);
   Drain(name, run, result);
+  return std::move(result.steps);
+}
+
+std::vector<RunOrder::Step> RunOrder::AddLate(Arrival arrival, std::vector<Arrival>& duplicates) {
+  if (Has(arrival.header)) {
+    duplicates.push_back(std::move(arrival));
+    return {};
+  }
+  Result result{{}, duplicates};
+  const std::string name = arrival.header.run;
+  Drain(name, Insert(std::move(arrival)), result);
   return std::move(result.steps);
 }
 

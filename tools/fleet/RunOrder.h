@@ -32,6 +32,13 @@ class RunOrder {
   };
   // Adds a message. Returns what is in order now. `duplicates` gets what was there before.
   std::vector<Step> Add(Arrival arrival, std::vector<Arrival>& duplicates);
+  // Whether adding it would give up something that has not come.
+  bool Misses(const Arrival& arrival) const;
+  // Adds one that is out of the stream's order, so that it says nothing about others.
+  std::vector<Step> AddLate(Arrival arrival, std::vector<Arrival>& duplicates);
+  // Whether it was there before.
+  bool Has(const PacketHeader& header) const;
+  bool Knows(const std::string& run) const { return runs_.contains(run); }
   // Whether something waits for a message in front of it.
   bool Waits() const;
 
@@ -47,6 +54,7 @@ class RunOrder {
     std::vector<Step> steps;
     std::vector<Arrival>& duplicates;
   };
+  Run& Insert(Arrival arrival);
   static void Drain(const std::string& name, Run& run, Result& result);
   static void Skip(const std::string& name, Run& run, std::uint64_t to, Result& result);
   static void Leave(const std::string& name, Run& run, Result& result);

@@ -9,7 +9,6 @@
 namespace tool::fleet {
 namespace {
 
-constexpr const char* kMessageId = "Nats-Msg-Id";
 constexpr std::int64_t kAnswerMs = 4000;
 constexpr std::chrono::milliseconds kSendSlice{5};
 constexpr std::chrono::milliseconds kFirstPause{100};

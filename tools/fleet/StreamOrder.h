@@ -57,6 +57,11 @@ class StreamOrder {
     used_ = std::max(used_, number);
     return std::move(first.mapped().item);
   }
+  // What waits, in order, without waiting.
+  std::optional<Item> Take() {
+    if (waiting_.empty()) return std::nullopt;
+    return std::move(waiting_.extract(waiting_.begin()).mapped().item);
+  }
   // Nothing could come since the last call: that time does not count.
   void Interrupted(Clock::time_point now) { seen_ = now; }
 

@@ -72,6 +72,7 @@ class SubscribeCommand : public Command {
       sum.open_gaps += counts.open_gaps;
       sum.unknown += counts.unknown;
       sum.duplicates += counts.duplicates;
+      sum.passed_over += counts.passed_over;
       sum.damaged += counts.damaged;
     }
     return sum;
@@ -112,7 +113,8 @@ class SubscribeCommand : public Command {
     return {{"strips", counts.strips},         {"images", counts.images},
             {"bytes", counts.bytes},           {"missing_named", counts.named},
             {"open_gaps", counts.open_gaps},   {"unexplained", counts.unknown},
-            {"duplicates", counts.duplicates}, {"damaged", counts.damaged}};
+            {"duplicates", counts.duplicates}, {"passed_over", counts.passed_over},
+            {"damaged", counts.damaged}};
   }
 
   ExitCode Report(const Session& session, const std::optional<Failure>& failure) const {
@@ -148,6 +150,10 @@ class SubscribeCommand : public Command {
     if (failure) AddTo(json, *failure);
     session.Emit(json);
     if (failure) throw *failure;
+    if (sum.passed_over > 0) {
+      session.Note("{} had to be fetched, because the server passed over them: see its log",
+                   Counted(sum.passed_over, "message"));
+    }
     if (sum.damaged > 0) {
       session.Note("{} came that no publisher of this version sends",
                    Counted(sum.damaged, "message"));

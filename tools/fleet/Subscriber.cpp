@@ -7,6 +7,7 @@
 
 #include "HostClock.h"
 #include "fleet/Names.h"
+#include "fleet/SendWindow.h"
 #include "fleet/Stream.h"
 
 namespace tool::fleet {
@@ -20,6 +21,11 @@ constexpr std::int64_t kMostWritten = kMostUnstored / 4;
 // The server sends again what it has, after its own patience, more than once in this time.
 constexpr std::chrono::seconds kHolePatience{30};
 constexpr std::chrono::seconds kBoundPatience{10};
+// A sensor that sends says something each second.
+constexpr std::chrono::seconds kSilence{5};
+constexpr std::chrono::seconds kLookOverPeriod{10};
+constexpr std::chrono::seconds kFetchPause{2};
+constexpr int kFetchedAtOnce = 64;
 // Behind the name of a run in the file: nothing more is to come of it.
 constexpr std::string_view kOver = "over";
 
@@ -29,6 +35,13 @@ std::uint64_t StreamNumber(natsMsg* message) {
   const std::uint64_t number = about->Sequence.Stream;
   jsMsgMetaData_Destroy(about);
   return number;
+}
+
+// The publisher's name for it, under which the server stores it once.
+std::string NameIn(natsMsg* message) {
+  const char* name = nullptr;
+  natsMsgHeader_Get(message, kMessageId, &name);
+  return name == nullptr ? "" : name;
 }
 
 GapMessage MessageOf(const Gap& gap, std::int64_t stamp_ns) {
@@ -99,6 +112,7 @@ void Subscriber::Open(const std::string& sensor) {
   jsStreamInfo* place = nullptr;
   Check(js_GetStreamInfo(&place, context.get(), stream.c_str(), nullptr, &code), stream);
   const std::uint64_t gone = std::max<std::uint64_t>(place->State.FirstSeq, 1) - 1;
+  const bool went_back = used > place->State.LastSeq;
   jsStreamInfo_Destroy(place);
 
   std::map<std::string, RunOrder::Used> known;
@@ -114,6 +128,9 @@ void Subscriber::Open(const std::string& sensor) {
   input.stream = std::make_unique<StreamOrder<std::optional<Arrival>>>(std::max(used, gone));
   input.runs = std::make_unique<RunOrder>(known);
   input.assembler = std::make_unique<Assembler>(sensor);
+  input.passed_over = std::make_unique<PassedOver>(server_, sensor, settings_.name);
+  input.before = went_back ? 0 : std::max(used, gone);
+  input.came_at = Clock::now();
   order_.Join(sensor);
   Input& kept = inputs_.emplace(sensor, std::move(input)).first->second;
 
@@ -170,33 +187,69 @@ void Subscriber::Work(std::chrono::milliseconds patience) {
     if (interrupted) input.stream->Interrupted(Clock::now());
     Advance(sensor, input);
   }
+  if (!interrupted) LookForPassedOver();
   while (auto delivery = order_.Take()) Store(std::move(*delivery));
   CommitIfDue();
 }
 
 void Subscriber::Use(Came came) {
   Input& input = inputs_.at(came.sensor);
+  input.came_at = Clock::now();
   const std::uint64_t number = StreamNumber(came.message.get());
-  if (input.stream->Has(number)) {
-    ++input.counts.duplicates;
-    // What is not stored yet is acknowledged when it is; of the rest, the answer was lost.
-    if (!input.open.contains(number)) natsMsg_Ack(came.message.get(), nullptr);
-    return;
-  }
+  const bool had = input.stream->Has(number);
   auto arrival = ArrivalIn(came.message, came.sensor);
   if (!arrival) {
-    ++input.counts.damaged;
+    ++(had ? input.counts.duplicates : input.counts.damaged);
     natsMsg_Ack(came.message.get(), nullptr);
-    input.stream->Add(number, std::nullopt, Clock::now());
+    if (!had) input.stream->Add(number, std::nullopt, Clock::now());
     return;
   }
+  if (had && (IsAgain(input, number, *arrival) || !BeginAgain(came.sensor, input, number))) return;
   const PacketHeader& header = arrival->header;
   input.counts.newest_ns = std::max(input.counts.newest_ns, header.stamp_ns);
   const std::int64_t under_way = came.at_ns - header.stamp_ns;
   const bool frames = header.kind == Kind::kStrips || header.kind == Kind::kImages;
-  input.open.insert(number);
+  input.open[number] = SendWindow::NameOf(header);
   input.stream->Add(number, std::move(arrival), Clock::now());
   if (frames) latency_.Add(under_way);
+}
+
+// Whether a message with a number that was there is the one that was there.
+bool Subscriber::IsAgain(Input& input, std::uint64_t number, Arrival& arrival) {
+  const std::string name = SendWindow::NameOf(arrival.header);
+  const auto open = input.open.find(number);
+  if (open != input.open.end() && open->second == name) {
+    ++input.counts.duplicates;  // it is acknowledged when it is stored
+    return true;
+  }
+  if (!input.runs->Has(arrival.header)) return false;
+  ++input.counts.duplicates;
+  // What has been fetched and is not stored yet has to come once more.
+  if (input.fetched.contains(name)) return true;
+  input.open[number] = name;  // the answer was lost
+  AcknowledgeAfterSync(input, std::move(arrival.message));
+  return true;
+}
+
+// The stream has begun again, or lost its end: its numbers stand for other messages now. False: not
+// now; the message comes again.
+bool Subscriber::BeginAgain(const std::string& sensor, Input& input, std::uint64_t number) {
+  const auto context = server_.NewStreamContext();
+  jsErrCode code{};
+  jsConsumerInfo* about = nullptr;
+  if (js_GetConsumerInfo(&about, context.get(), StreamName(sensor).c_str(), settings_.name.c_str(),
+                         nullptr, &code) != NATS_OK) {
+    return false;
+  }
+  input.before = std::min(about->AckFloor.Stream, number - 1);
+  jsConsumerInfo_Destroy(about);
+  while (auto waiting = input.stream->Take()) {
+    std::vector<Arrival> duplicates;
+    if (*waiting) Take(input, input.runs->AddLate(std::move(**waiting), duplicates), {});
+  }
+  input.stream = std::make_unique<StreamOrder<std::optional<Arrival>>>(input.before);
+  input.open.clear();  // an answer to one of these would be one to another message now
+  return true;
 }
 
 // Whether the server waits for no answer but to what has come.
@@ -215,19 +268,91 @@ bool Subscriber::HasAllDelivered(const std::string& sensor, const Input& input) 
 
 void Subscriber::Advance(const std::string& sensor, Input& input) {
   const auto gone = [&] { return HasAllDelivered(sensor, input); };
-  while (auto next = input.stream->Next(Clock::now(), kHolePatience, gone)) {
-    if (!*next) continue;
-    std::vector<Arrival> duplicates;
-    for (RunOrder::Step& step : input.runs->Add(std::move(**next), duplicates)) {
-      if (!step.arrival && !step.run_is_over) ++input.counts.unknown;
-      for (Delivery& whole : input.assembler->Add(std::move(step))) {
-        order_.Add(std::move(whole));
-      }
+  while (true) {
+    if (!input.next) {
+      auto next = input.stream->Next(Clock::now(), kHolePatience, gone);
+      if (!next) return;
+      if (!*next) continue;
+      input.next = std::move(**next);
     }
-    for (Arrival& duplicate : duplicates) {
-      ++input.counts.duplicates;
+    if (input.runs->Misses(*input.next) && !FetchPassedOver(sensor, input)) return;
+    std::vector<Arrival> duplicates;
+    auto steps = input.runs->Add(std::move(*input.next), duplicates);
+    input.next.reset();
+    Take(input, std::move(steps), std::move(duplicates));
+  }
+}
+
+void Subscriber::Take(Input& input, std::vector<RunOrder::Step> steps,
+                      std::vector<Arrival> duplicates) {
+  for (RunOrder::Step& step : steps) {
+    if (!step.arrival && !step.run_is_over) ++input.counts.unknown;
+    for (Delivery& whole : input.assembler->Add(std::move(step))) order_.Add(std::move(whole));
+  }
+  for (Arrival& duplicate : duplicates) {
+    ++input.counts.duplicates;
+    if (input.fetched.contains(NameIn(duplicate.message.get()))) {
+      input.open.erase(StreamNumber(duplicate.message.get()));
+    } else {
       AcknowledgeAfterSync(input, std::move(duplicate.message));
     }
+  }
+}
+
+// True: the server keeps nothing more that it has passed over. False: not all has been read yet.
+bool Subscriber::FetchPassedOver(const std::string& sensor, Input& input) {
+  const auto now = Clock::now();
+  if (now < input.fetch_at || !server_.IsConnected()) return false;
+  try {
+    if (!input.fetching) {
+      // What is behind comes later, or has come and waits.
+      std::optional<std::uint64_t> before;
+      if (input.next) before = StreamNumber(input.next->message.get());
+      input.passed_over->Begin(before);
+      input.round_at = now;
+      input.found = 0;
+      input.fetching = true;
+    }
+    for (int i = 0; i < kFetchedAtOnce; ++i) {
+      auto kept = input.passed_over->Unchanged() ? std::nullopt : input.passed_over->Next();
+      if (!kept) {
+        input.fetching = false;
+        input.fetch_at = now + kFetchPause;
+        input.look_at = now + kLookOverPeriod;
+        if (input.found == 0) input.had_all_at = input.round_at;
+        return true;
+      }
+      auto arrival = ArrivalIn(kept->message, sensor);
+      if (!arrival || input.runs->Has(arrival->header)) continue;
+      if (kept->number <= input.before && !input.runs->Knows(arrival->header.run) &&
+          !input.passed_over->WentBack()) {
+        continue;
+      }
+      ++input.found;
+      ++input.counts.passed_over;
+      input.fetched.insert(SendWindow::NameOf(arrival->header));
+      std::vector<Arrival> duplicates;
+      auto steps = input.runs->AddLate(std::move(*arrival), duplicates);
+      Take(input, std::move(steps), std::move(duplicates));
+    }
+  } catch (const Failure& failure) {
+    input.fetching = false;
+    input.fetch_at = now + kFetchPause;
+    trouble_ = failure.what();
+  }
+  return false;
+}
+
+// One sensor at a time, so that the others need not wait.
+void Subscriber::LookForPassedOver() {
+  const auto now = Clock::now();
+  for (auto& [sensor, input] : inputs_) {
+    if (input.next || !input.stream->Empty()) continue;
+    const bool silent = now - input.came_at > kSilence && now >= input.look_at;
+    const bool asked = delivered_at_ && input.had_all_at < *delivered_at_;
+    if (now < input.fetch_at || !(silent || asked || input.fetching)) continue;
+    FetchPassedOver(sensor, input);
+    return;
   }
 }
 
@@ -271,8 +396,13 @@ void Subscriber::CommitIfDue(bool now) {
   file_.Sync();
   unsynced_bytes_ = 0;
   for (const auto& [input, message] : stored_) {
-    natsMsg_Ack(message.get(), nullptr);
-    input->open.erase(StreamNumber(message.get()));
+    const std::string name = NameIn(message.get());
+    const auto open = input->open.find(StreamNumber(message.get()));
+    if (open != input->open.end() && open->second == name) {
+      natsMsg_Ack(message.get(), nullptr);
+      input->open.erase(open);
+    }
+    input->fetched.erase(name);
     input->written = 0;
   }
   stored_.clear();
@@ -292,15 +422,35 @@ void Subscriber::Finish() {
   file_.Close();
 }
 
-bool Subscriber::HasAll() const {
+bool Subscriber::HasAll() {
+  if (!delivered_at_ && HasDeliveredAll()) delivered_at_ = Clock::now();
+  if (!delivered_at_) return false;
+  return std::all_of(inputs_.begin(), inputs_.end(), [this](const auto& named) {
+    return named.second.had_all_at >= *delivered_at_;
+  });
+}
+
+// Up to what was the last message of each sensor when this was asked first.
+bool Subscriber::HasDeliveredAll() {
   const auto context = server_.NewStreamContext();
   for (const std::string& sensor : SensorsWithStreams(server_, settings_.pattern)) {
+    const std::string name = StreamName(sensor);
     jsErrCode code{};
+    if (!wanted_.contains(sensor)) {
+      jsStreamInfo* kept = nullptr;
+      if (js_GetStreamInfo(&kept, context.get(), name.c_str(), nullptr, &code) != NATS_OK) {
+        return false;
+      }
+      wanted_[sensor] = kept->State.LastSeq;
+      jsStreamInfo_Destroy(kept);
+    }
     jsConsumerInfo* about = nullptr;
-    const natsStatus status = js_GetConsumerInfo(&about, context.get(), StreamName(sensor).c_str(),
-                                                 settings_.name.c_str(), nullptr, &code);
-    if (status != NATS_OK) return false;
-    const bool all = about->NumPending == 0 && about->NumAckPending == 0;
+    if (js_GetConsumerInfo(&about, context.get(), name.c_str(), settings_.name.c_str(), nullptr,
+                           &code) != NATS_OK) {
+      return false;
+    }
+    const bool all = (about->NumPending == 0 && about->NumAckPending == 0) ||
+                     about->AckFloor.Stream >= wanted_[sensor];
     jsConsumerInfo_Destroy(about);
     if (!all) return false;
   }

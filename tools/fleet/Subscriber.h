@@ -15,6 +15,7 @@
 #include "fleet/Assembler.h"
 #include "fleet/DeliveryOrder.h"
 #include "fleet/Latency.h"
+#include "fleet/PassedOver.h"
 #include "fleet/RunOrder.h"
 #include "fleet/Server.h"
 #include "fleet/StreamOrder.h"
@@ -48,8 +49,9 @@ class Subscriber {
     std::uint64_t open_gaps = 0;                      // gaps whose end nobody knows
     std::uint64_t unknown = 0;                        // holes that nobody explains
     std::uint64_t duplicates = 0;                     // messages that came again
-    std::uint64_t damaged = 0;   // messages that were none, or whose bytes had changed
-    std::int64_t newest_ns = 0;  // host time of the sensor's last message
+    std::uint64_t passed_over = 0;  // messages that the server kept and did not deliver
+    std::uint64_t damaged = 0;      // messages that were none, or whose bytes had changed
+    std::int64_t newest_ns = 0;     // host time of the sensor's last message
   };
   std::map<std::string, Counts> counts() const;
   const DeliveryOrder& order() const { return order_; }
@@ -57,8 +59,9 @@ class Subscriber {
   const Latency& latency() const { return latency_; }
   // Why some sensor cannot be taken now; empty: all can.
   const std::string& trouble() const { return trouble_; }
-  // Whether everything that was stored on the servers when asked has been taken.
-  bool HasAll() const;
+  // Whether everything has been taken that was stored on the servers when this was asked first. To
+  // be asked again and again.
+  bool HasAll();
 
  private:
   using Clock = std::chrono::steady_clock;
@@ -72,8 +75,21 @@ class Subscriber {
     std::unique_ptr<StreamOrder<std::optional<Arrival>>> stream;
     std::unique_ptr<RunOrder> runs;
     std::unique_ptr<Assembler> assembler;
-    std::set<std::uint64_t> open;  // numbers in the stream that came, and are not acknowledged
-    std::int64_t written = 0;      // messages of these
+    std::optional<Arrival> next;  // taken out of the stream's order
+    std::unique_ptr<PassedOver> passed_over;
+    bool fetching = false;           // what that finds
+    std::uint64_t found = 0;         // in this round
+    Clock::time_point fetch_at{};    // not before
+    Clock::time_point look_at{};     // likewise, without a reason
+    Clock::time_point came_at{};     // the last message
+    Clock::time_point round_at{};    // began
+    Clock::time_point had_all_at{};  // then nothing was passed over
+    // In the stream: up to here everything is in this file or in another one of our name.
+    std::uint64_t before = 0;
+    std::set<std::string> fetched;  // and not synced: the publisher's names
+    // What came, and is not acknowledged: by number in the stream, and the publisher's name for it.
+    std::map<std::uint64_t, std::string> open;
+    std::int64_t written = 0;  // messages of these
     Counts counts;
   };
   // The client library's closure of one subscription.
@@ -88,7 +104,13 @@ class Subscriber {
   static void OnMessage(natsConnection* connection, natsSubscription* subscription,
                         natsMsg* message, void* origin);
   void Use(Came came);
+  bool IsAgain(Input& input, std::uint64_t number, Arrival& arrival);
+  bool BeginAgain(const std::string& sensor, Input& input, std::uint64_t number);
   void Advance(const std::string& sensor, Input& input);
+  void Take(Input& input, std::vector<RunOrder::Step> steps, std::vector<Arrival> duplicates);
+  bool FetchPassedOver(const std::string& sensor, Input& input);
+  void LookForPassedOver();
+  bool HasDeliveredAll();
   bool HasAllDelivered(const std::string& sensor, const Input& input) const;
   void Store(Delivery delivery);
   void AcknowledgeAfterSync(Input& input, Message message);
@@ -108,6 +130,8 @@ class Subscriber {
   std::uint64_t unsynced_bytes_ = 0;
   std::int64_t most_written_ = 0;  // messages of one sensor among them
   Clock::time_point next_look_, sync_at_;
+  std::map<std::string, std::uint64_t> wanted_;           // number in the stream, of each sensor
+  std::optional<Clock::time_point> delivered_at_;         // since then the servers deliver nothing
   std::map<std::string, Clock::time_point> bound_since_;  // sensors that seem to be taken
   bool has_streams_ = false;                              // the server has told them once
   std::string trouble_;
