@@ -103,7 +103,7 @@ class PublishCommand : public Command, private RecordTaker {
   void Finish(bool crashed) override { publisher_->Finish(crashed); }
 
   void Show(bool last) {
-    if (!IsScreen(STDERR_FILENO)) return;
+    if (!on_screen_) return;
     const auto now = Clock::now();
     if (!last && now - shown_ < kShowEvery) return;
     shown_ = now;
@@ -147,6 +147,7 @@ class PublishCommand : public Command, private RecordTaker {
   PublishOptions options_;
   Server* server_ = nullptr;
   Publisher* publisher_ = nullptr;
+  const bool on_screen_ = IsScreen(STDERR_FILENO);
   Clock::time_point start_;
   Clock::time_point shown_;
 };

@@ -11,6 +11,8 @@ namespace {
 
 constexpr std::int64_t kAnswerMs = 4000;
 constexpr std::chrono::milliseconds kSendSlice{5};
+// While no answer is awaited.
+constexpr std::chrono::milliseconds kIdleSlice{50};
 constexpr std::chrono::milliseconds kFirstPause{100};
 constexpr unsigned kMostDoublings = 4;  // of that
 constexpr unsigned kTroublesBeforeLook = 3;
@@ -191,7 +193,7 @@ void Sender::Run() {
       WaitForAnswers();
       continue;
     }
-    if (auto taken = backlog_.Take(kSendSlice)) {
+    if (auto taken = backlog_.Take(window_.size() == 0 ? kIdleSlice : kSendSlice)) {
       if (!window_.Admits(taken->packet.header)) {
         backlog_.PutBack(std::move(*taken));
         WaitForAnswers();

@@ -62,8 +62,8 @@ class SubscribeCommand : public Command {
  private:
   using Clock = std::chrono::steady_clock;
 
-  Subscriber::Counts Sum() const {
-    Subscriber::Counts sum;
+  Intake::Counts Sum() const {
+    Intake::Counts sum;
     for (const auto& [sensor, counts] : subscriber_->counts()) {
       sum.strips += counts.strips;
       sum.images += counts.images;
@@ -83,7 +83,7 @@ class SubscribeCommand : public Command {
     if (options_.seconds != 0 && now - start_ >= std::chrono::duration<double>(options_.seconds)) {
       return true;
     }
-    const Subscriber::Counts sum = Sum();
+    const Intake::Counts sum = Sum();
     if (options_.frames != 0 && sum.strips + sum.images >= options_.frames) return true;
     if (!options_.once || now < ask_at_) return false;
     ask_at_ = now + kAskEvery;
@@ -91,17 +91,17 @@ class SubscribeCommand : public Command {
   }
 
   void TellTrouble(const Session& session) {
-    if (subscriber_->trouble() == told_) return;
-    told_ = subscriber_->trouble();
+    const std::string trouble = subscriber_->trouble();
+    if (trouble == std::exchange(told_, trouble)) return;
     if (!told_.empty()) session.Note("{}; trying again", told_);
   }
 
   void Show(bool last) {
-    if (!IsScreen(STDERR_FILENO)) return;
+    if (!on_screen_) return;
     const auto now = Clock::now();
     if (!last && now - shown_ < kTellEvery) return;
     shown_ = now;
-    const Subscriber::Counts sum = Sum();
+    const Intake::Counts sum = Sum();
     fmt::print(stderr, "\r{}: {} profiles, {} images, {:.1f} MB, missing {}, unexplained {}{}",
                Counted(subscriber_->counts().size(), "sensor"), sum.strips, sum.images,
                static_cast<double>(sum.bytes) / 1e6, sum.named, sum.unknown,
@@ -109,7 +109,7 @@ class SubscribeCommand : public Command {
     fflush(stderr);
   }
 
-  static Json JsonOf(const Subscriber::Counts& counts) {
+  static Json JsonOf(const Intake::Counts& counts) {
     return {{"strips", counts.strips},         {"images", counts.images},
             {"bytes", counts.bytes},           {"missing_named", counts.named},
             {"open_gaps", counts.open_gaps},   {"unexplained", counts.unknown},
@@ -118,7 +118,7 @@ class SubscribeCommand : public Command {
   }
 
   ExitCode Report(const Session& session, const std::optional<Failure>& failure) const {
-    const Subscriber::Counts sum = Sum();
+    const Intake::Counts sum = Sum();
     const double seconds = std::chrono::duration<double>(Clock::now() - start_).count();
     const auto all = subscriber_->counts();
     session.Print("{}, {}, {:.1f} MB of {} in {:.1f} s: {}\n", Counted(sum.strips, "profile"),
@@ -165,6 +165,7 @@ class SubscribeCommand : public Command {
   CLI::App* app_ = nullptr;
   SubscribeOptions options_;
   Subscriber* subscriber_ = nullptr;
+  const bool on_screen_ = IsScreen(STDERR_FILENO);
   std::string told_;
   Clock::time_point start_, shown_, ask_at_;
 };

@@ -7,7 +7,6 @@
 
 #include "HostClock.h"
 #include "fleet/Names.h"
-#include "fleet/SendWindow.h"
 #include "fleet/Stream.h"
 
 namespace tool::fleet {
@@ -18,31 +17,9 @@ constexpr std::chrono::milliseconds kSyncPeriod{200};
 constexpr std::uint64_t kMostUnsynced = 32 << 20;
 // Of one sensor: the server sends on while the disk works.
 constexpr std::int64_t kMostWritten = kMostUnstored / 4;
-// The server sends again what it has, after its own patience, more than once in this time.
-constexpr std::chrono::seconds kHolePatience{30};
 constexpr std::chrono::seconds kBoundPatience{10};
-// A sensor that sends says something each second.
-constexpr std::chrono::seconds kSilence{5};
-constexpr std::chrono::seconds kLookOverPeriod{10};
-constexpr std::chrono::seconds kFetchPause{2};
-constexpr int kFetchedAtOnce = 64;
 // Behind the name of a run in the file: nothing more is to come of it.
 constexpr std::string_view kOver = "over";
-
-std::uint64_t StreamNumber(natsMsg* message) {
-  jsMsgMetaData* about = nullptr;
-  if (natsMsg_GetMetaData(&about, message) != NATS_OK) return 0;
-  const std::uint64_t number = about->Sequence.Stream;
-  jsMsgMetaData_Destroy(about);
-  return number;
-}
-
-// The publisher's name for it, under which the server stores it once.
-std::string NameIn(natsMsg* message) {
-  const char* name = nullptr;
-  natsMsgHeader_Get(message, kMessageId, &name);
-  return name == nullptr ? "" : name;
-}
 
 GapMessage MessageOf(const Gap& gap, std::int64_t stamp_ns) {
   GapMessage message;
@@ -105,34 +82,18 @@ void Subscriber::Open(const std::string& sensor) {
   Check(js_GetConsumerInfo(&about, context.get(), stream.c_str(), settings_.name.c_str(), nullptr,
                            &code),
         stream);
-  const std::uint64_t used = about->AckFloor.Stream;
+  Intake::Place place{about->AckFloor.Stream};
   const bool bound = about->PushBound;
   jsConsumerInfo_Destroy(about);
   if (bound) return RequireUnbound(sensor);
-  jsStreamInfo* place = nullptr;
-  Check(js_GetStreamInfo(&place, context.get(), stream.c_str(), nullptr, &code), stream);
-  const std::uint64_t gone = std::max<std::uint64_t>(place->State.FirstSeq, 1) - 1;
-  const bool went_back = used > place->State.LastSeq;
-  jsStreamInfo_Destroy(place);
-
-  std::map<std::string, RunOrder::Used> known;
-  for (const auto& [key, sequence] : file_.positions()) {
-    if (key.sensor != sensor) continue;
-    if (key.run.ends_with(kOver)) {
-      known[key.run.substr(0, key.run.size() - kOver.size())].over = true;
-    } else {
-      known[key.run].last = sequence;
-    }
-  }
-  Input input;
-  input.stream = std::make_unique<StreamOrder<std::optional<Arrival>>>(std::max(used, gone));
-  input.runs = std::make_unique<RunOrder>(known);
-  input.assembler = std::make_unique<Assembler>(sensor);
-  input.passed_over = std::make_unique<PassedOver>(server_, sensor, settings_.name);
-  input.before = went_back ? 0 : std::max(used, gone);
-  input.came_at = Clock::now();
+  jsStreamInfo* kept = nullptr;
+  Check(js_GetStreamInfo(&kept, context.get(), stream.c_str(), nullptr, &code), stream);
+  place.ahead = place.used > kept->State.LastSeq;
+  place.used = std::max(place.used, std::max<std::uint64_t>(kept->State.FirstSeq, 1) - 1);
+  jsStreamInfo_Destroy(kept);
   order_.Join(sensor);
-  Input& kept = inputs_.emplace(sensor, std::move(input)).first->second;
+  Intake intake(server_, sensor, settings_.name, place, RunsOf(sensor));
+  Input& input = inputs_.emplace(sensor, Input{nullptr, std::move(intake)}).first->second;
 
   jsSubOptions options;
   jsSubOptions_Init(&options);
@@ -149,8 +110,22 @@ void Subscriber::Open(const std::string& sensor) {
                   fmt::format("cannot take what is kept of {} for {}: {}", sensor, settings_.name,
                               TextOf(status, code)));
   }
-  kept.subscription.reset(made);
+  input.subscription.reset(made);
   natsSubscription_SetPendingLimits(made, -1, -1);
+}
+
+// What the file has.
+std::map<std::string, RunOrder::Used> Subscriber::RunsOf(const std::string& sensor) const {
+  std::map<std::string, RunOrder::Used> runs;
+  for (const auto& [key, sequence] : file_.positions()) {
+    if (key.sensor != sensor) continue;
+    if (key.run.ends_with(kOver)) {
+      runs[key.run.substr(0, key.run.size() - kOver.size())].over = true;
+    } else {
+      runs[key.run].last = sequence;
+    }
+  }
+  return runs;
 }
 
 // The server notices only after a while that a subscriber has gone, perhaps an earlier one of ours.
@@ -181,184 +156,28 @@ void Subscriber::Work(std::chrono::milliseconds patience) {
     arrived_.wait_for(lock, patience, [this] { return !came_.empty(); });
     came.swap(came_);
   }
-  for (Came& one : came) Use(std::move(one));
+  for (Came& one : came) {
+    inputs_.at(one.sensor).intake.Take(std::move(one.message), one.at_ns, latency_);
+  }
   const bool interrupted = !server_.IsConnected();
   for (auto& [sensor, input] : inputs_) {
-    if (interrupted) input.stream->Interrupted(Clock::now());
-    Advance(sensor, input);
+    if (interrupted) input.intake.Interrupted();
+    for (Delivery& delivery : input.intake.Advance()) order_.Add(std::move(delivery));
+    for (Message& message : input.intake.TakeDuplicates()) {
+      AcknowledgeAfterSync(input, std::move(message));
+    }
   }
-  if (!interrupted) LookForPassedOver();
+  for (auto& [sensor, input] : inputs_) {
+    // One at a time, so that the others need not wait.
+    if (interrupted || input.intake.Look(delivered_at_)) break;
+  }
   while (auto delivery = order_.Take()) Store(std::move(*delivery));
   CommitIfDue();
 }
 
-void Subscriber::Use(Came came) {
-  Input& input = inputs_.at(came.sensor);
-  input.came_at = Clock::now();
-  const std::uint64_t number = StreamNumber(came.message.get());
-  const bool had = input.stream->Has(number);
-  auto arrival = ArrivalIn(came.message, came.sensor);
-  if (!arrival) {
-    ++(had ? input.counts.duplicates : input.counts.damaged);
-    natsMsg_Ack(came.message.get(), nullptr);
-    if (!had) input.stream->Add(number, std::nullopt, Clock::now());
-    return;
-  }
-  if (had && (IsAgain(input, number, *arrival) || !BeginAgain(came.sensor, input, number))) return;
-  const PacketHeader& header = arrival->header;
-  input.counts.newest_ns = std::max(input.counts.newest_ns, header.stamp_ns);
-  const std::int64_t under_way = came.at_ns - header.stamp_ns;
-  const bool frames = header.kind == Kind::kStrips || header.kind == Kind::kImages;
-  input.open[number] = SendWindow::NameOf(header);
-  input.stream->Add(number, std::move(arrival), Clock::now());
-  if (frames) latency_.Add(under_way);
-}
-
-// Whether a message with a number that was there is the one that was there.
-bool Subscriber::IsAgain(Input& input, std::uint64_t number, Arrival& arrival) {
-  const std::string name = SendWindow::NameOf(arrival.header);
-  const auto open = input.open.find(number);
-  if (open != input.open.end() && open->second == name) {
-    ++input.counts.duplicates;  // it is acknowledged when it is stored
-    return true;
-  }
-  if (!input.runs->Has(arrival.header)) return false;
-  ++input.counts.duplicates;
-  // What has been fetched and is not stored yet has to come once more.
-  if (input.fetched.contains(name)) return true;
-  input.open[number] = name;  // the answer was lost
-  AcknowledgeAfterSync(input, std::move(arrival.message));
-  return true;
-}
-
-// The stream has begun again, or lost its end: its numbers stand for other messages now. False: not
-// now; the message comes again.
-bool Subscriber::BeginAgain(const std::string& sensor, Input& input, std::uint64_t number) {
-  const auto context = server_.NewStreamContext();
-  jsErrCode code{};
-  jsConsumerInfo* about = nullptr;
-  if (js_GetConsumerInfo(&about, context.get(), StreamName(sensor).c_str(), settings_.name.c_str(),
-                         nullptr, &code) != NATS_OK) {
-    return false;
-  }
-  input.before = std::min(about->AckFloor.Stream, number - 1);
-  jsConsumerInfo_Destroy(about);
-  while (auto waiting = input.stream->Take()) {
-    std::vector<Arrival> duplicates;
-    if (*waiting) Take(input, input.runs->AddLate(std::move(**waiting), duplicates), {});
-  }
-  input.stream = std::make_unique<StreamOrder<std::optional<Arrival>>>(input.before);
-  input.open.clear();  // an answer to one of these would be one to another message now
-  return true;
-}
-
-// Whether the server waits for no answer but to what has come.
-bool Subscriber::HasAllDelivered(const std::string& sensor, const Input& input) const {
-  const auto context = server_.NewStreamContext();
-  jsErrCode code{};
-  jsConsumerInfo* about = nullptr;
-  if (js_GetConsumerInfo(&about, context.get(), StreamName(sensor).c_str(), settings_.name.c_str(),
-                         nullptr, &code) != NATS_OK) {
-    return false;
-  }
-  const std::int64_t pending = about->NumAckPending;
-  jsConsumerInfo_Destroy(about);
-  return pending <= static_cast<std::int64_t>(input.open.size());
-}
-
-void Subscriber::Advance(const std::string& sensor, Input& input) {
-  const auto gone = [&] { return HasAllDelivered(sensor, input); };
-  while (true) {
-    if (!input.next) {
-      auto next = input.stream->Next(Clock::now(), kHolePatience, gone);
-      if (!next) return;
-      if (!*next) continue;
-      input.next = std::move(**next);
-    }
-    if (input.runs->Misses(*input.next) && !FetchPassedOver(sensor, input)) return;
-    std::vector<Arrival> duplicates;
-    auto steps = input.runs->Add(std::move(*input.next), duplicates);
-    input.next.reset();
-    Take(input, std::move(steps), std::move(duplicates));
-  }
-}
-
-void Subscriber::Take(Input& input, std::vector<RunOrder::Step> steps,
-                      std::vector<Arrival> duplicates) {
-  for (RunOrder::Step& step : steps) {
-    if (!step.arrival && !step.run_is_over) ++input.counts.unknown;
-    for (Delivery& whole : input.assembler->Add(std::move(step))) order_.Add(std::move(whole));
-  }
-  for (Arrival& duplicate : duplicates) {
-    ++input.counts.duplicates;
-    if (input.fetched.contains(NameIn(duplicate.message.get()))) {
-      input.open.erase(StreamNumber(duplicate.message.get()));
-    } else {
-      AcknowledgeAfterSync(input, std::move(duplicate.message));
-    }
-  }
-}
-
-// True: the server keeps nothing more that it has passed over. False: not all has been read yet.
-bool Subscriber::FetchPassedOver(const std::string& sensor, Input& input) {
-  const auto now = Clock::now();
-  if (now < input.fetch_at || !server_.IsConnected()) return false;
-  try {
-    if (!input.fetching) {
-      // What is behind comes later, or has come and waits.
-      std::optional<std::uint64_t> before;
-      if (input.next) before = StreamNumber(input.next->message.get());
-      input.passed_over->Begin(before);
-      input.round_at = now;
-      input.found = 0;
-      input.fetching = true;
-    }
-    for (int i = 0; i < kFetchedAtOnce; ++i) {
-      auto kept = input.passed_over->Unchanged() ? std::nullopt : input.passed_over->Next();
-      if (!kept) {
-        input.fetching = false;
-        input.fetch_at = now + kFetchPause;
-        input.look_at = now + kLookOverPeriod;
-        if (input.found == 0) input.had_all_at = input.round_at;
-        return true;
-      }
-      auto arrival = ArrivalIn(kept->message, sensor);
-      if (!arrival || input.runs->Has(arrival->header)) continue;
-      if (kept->number <= input.before && !input.runs->Knows(arrival->header.run) &&
-          !input.passed_over->WentBack()) {
-        continue;
-      }
-      ++input.found;
-      ++input.counts.passed_over;
-      input.fetched.insert(SendWindow::NameOf(arrival->header));
-      std::vector<Arrival> duplicates;
-      auto steps = input.runs->AddLate(std::move(*arrival), duplicates);
-      Take(input, std::move(steps), std::move(duplicates));
-    }
-  } catch (const Failure& failure) {
-    input.fetching = false;
-    input.fetch_at = now + kFetchPause;
-    trouble_ = failure.what();
-  }
-  return false;
-}
-
-// One sensor at a time, so that the others need not wait.
-void Subscriber::LookForPassedOver() {
-  const auto now = Clock::now();
-  for (auto& [sensor, input] : inputs_) {
-    if (input.next || !input.stream->Empty()) continue;
-    const bool silent = now - input.came_at > kSilence && now >= input.look_at;
-    const bool asked = delivered_at_ && input.had_all_at < *delivered_at_;
-    if (now < input.fetch_at || !(silent || asked || input.fetching)) continue;
-    FetchPassedOver(sensor, input);
-    return;
-  }
-}
-
 void Subscriber::Store(Delivery delivery) {
   Input& input = inputs_.at(delivery.sensor);
-  Counts& counts = input.counts;
+  Intake::Counts& counts = input.intake.counts();
   if (delivery.damaged) ++counts.damaged;
   if (delivery.gap) {
     const Gap& gap = *delivery.gap;
@@ -396,13 +215,7 @@ void Subscriber::CommitIfDue(bool now) {
   file_.Sync();
   unsynced_bytes_ = 0;
   for (const auto& [input, message] : stored_) {
-    const std::string name = NameIn(message.get());
-    const auto open = input->open.find(StreamNumber(message.get()));
-    if (open != input->open.end() && open->second == name) {
-      natsMsg_Ack(message.get(), nullptr);
-      input->open.erase(open);
-    }
-    input->fetched.erase(name);
+    input->intake.Acknowledge(message.get());
     input->written = 0;
   }
   stored_.clear();
@@ -426,7 +239,7 @@ bool Subscriber::HasAll() {
   if (!delivered_at_ && HasDeliveredAll()) delivered_at_ = Clock::now();
   if (!delivered_at_) return false;
   return std::all_of(inputs_.begin(), inputs_.end(), [this](const auto& named) {
-    return named.second.had_all_at >= *delivered_at_;
+    return named.second.intake.HadAllSince(*delivered_at_);
   });
 }
 
@@ -457,10 +270,18 @@ bool Subscriber::HasDeliveredAll() {
   return true;
 }
 
-std::map<std::string, Subscriber::Counts> Subscriber::counts() const {
-  std::map<std::string, Counts> all;
-  for (const auto& [sensor, input] : inputs_) all[sensor] = input.counts;
+std::map<std::string, Intake::Counts> Subscriber::counts() const {
+  std::map<std::string, Intake::Counts> all;
+  for (const auto& [sensor, input] : inputs_) all[sensor] = input.intake.counts();
   return all;
+}
+
+std::string Subscriber::trouble() const {
+  if (!trouble_.empty()) return trouble_;
+  for (const auto& [sensor, input] : inputs_) {
+    if (!input.intake.trouble().empty()) return input.intake.trouble();
+  }
+  return {};
 }
 
 }  // namespace tool::fleet

@@ -8,17 +8,13 @@
 #include <memory>
 #include <mutex>
 #include <optional>
-#include <set>
 #include <string>
 #include <vector>
 
-#include "fleet/Assembler.h"
 #include "fleet/DeliveryOrder.h"
+#include "fleet/Intake.h"
 #include "fleet/Latency.h"
-#include "fleet/PassedOver.h"
-#include "fleet/RunOrder.h"
 #include "fleet/Server.h"
-#include "fleet/StreamOrder.h"
 #include "record/FleetFile.h"
 
 namespace tool::fleet {
@@ -42,23 +38,12 @@ class Subscriber {
   // Stores what has been held back for others, and completes the file.
   void Finish();
 
-  // Of one sensor.
-  struct Counts {
-    std::uint64_t strips = 0, images = 0, bytes = 0;  // stored
-    std::uint64_t named = 0;                          // frames missing that a gap names by number
-    std::uint64_t open_gaps = 0;                      // gaps whose end nobody knows
-    std::uint64_t unknown = 0;                        // holes that nobody explains
-    std::uint64_t duplicates = 0;                     // messages that came again
-    std::uint64_t passed_over = 0;  // messages that the server kept and did not deliver
-    std::uint64_t damaged = 0;      // messages that were none, or whose bytes had changed
-    std::int64_t newest_ns = 0;     // host time of the sensor's last message
-  };
-  std::map<std::string, Counts> counts() const;
+  std::map<std::string, Intake::Counts> counts() const;
   const DeliveryOrder& order() const { return order_; }
   // From the sensor's handler to here, of frames that came once. As good as both clocks are.
   const Latency& latency() const { return latency_; }
   // Why some sensor cannot be taken now; empty: all can.
-  const std::string& trouble() const { return trouble_; }
+  std::string trouble() const;
   // Whether everything has been taken that was stored on the servers when this was asked first. To
   // be asked again and again.
   bool HasAll();
@@ -72,25 +57,8 @@ class Subscriber {
   };
   struct Input {
     Subscription subscription;
-    std::unique_ptr<StreamOrder<std::optional<Arrival>>> stream;
-    std::unique_ptr<RunOrder> runs;
-    std::unique_ptr<Assembler> assembler;
-    std::optional<Arrival> next;  // taken out of the stream's order
-    std::unique_ptr<PassedOver> passed_over;
-    bool fetching = false;           // what that finds
-    std::uint64_t found = 0;         // in this round
-    Clock::time_point fetch_at{};    // not before
-    Clock::time_point look_at{};     // likewise, without a reason
-    Clock::time_point came_at{};     // the last message
-    Clock::time_point round_at{};    // began
-    Clock::time_point had_all_at{};  // then nothing was passed over
-    // In the stream: up to here everything is in this file or in another one of our name.
-    std::uint64_t before = 0;
-    std::set<std::string> fetched;  // and not synced: the publisher's names
-    // What came, and is not acknowledged: by number in the stream, and the publisher's name for it.
-    std::map<std::uint64_t, std::string> open;
-    std::int64_t written = 0;  // messages of these
-    Counts counts;
+    Intake intake;
+    std::int64_t written = 0;  // messages that are not synced
   };
   // The client library's closure of one subscription.
   struct Origin {
@@ -103,15 +71,8 @@ class Subscriber {
   void RequireUnbound(const std::string& sensor);
   static void OnMessage(natsConnection* connection, natsSubscription* subscription,
                         natsMsg* message, void* origin);
-  void Use(Came came);
-  bool IsAgain(Input& input, std::uint64_t number, Arrival& arrival);
-  bool BeginAgain(const std::string& sensor, Input& input, std::uint64_t number);
-  void Advance(const std::string& sensor, Input& input);
-  void Take(Input& input, std::vector<RunOrder::Step> steps, std::vector<Arrival> duplicates);
-  bool FetchPassedOver(const std::string& sensor, Input& input);
-  void LookForPassedOver();
+  std::map<std::string, RunOrder::Used> RunsOf(const std::string& sensor) const;
   bool HasDeliveredAll();
-  bool HasAllDelivered(const std::string& sensor, const Input& input) const;
   void Store(Delivery delivery);
   void AcknowledgeAfterSync(Input& input, Message message);
   void CommitIfDue(bool now = false);
