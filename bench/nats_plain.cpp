@@ -88,7 +88,7 @@ void MakeStream(jsCtx* context) {
   stream.Name = kStream;
   stream.Subjects = subjects;
   stream.SubjectsLen = 1;
-  stream.Retention = js_InterestPolicy;
+  stream.Retention = js_LimitsPolicy;
   stream.Discard = js_DiscardNew;
   Check(js_AddStream(nullptr, context, &stream, nullptr, nullptr), kStream);
   jsConsumerConfig consumer;

@@ -68,11 +68,12 @@ class Hub:
         self._process.terminate()
         self._process.wait()
 
-    def messages(self, sensor: str) -> int:
-        """How many it keeps of a sensor."""
+    def unstored(self, sensor: str, subscriber: str = "archive") -> int:
+        """How many messages a subscriber has not stored yet."""
         with NatsClient(self.port) as client:
-            answer = client.request(f"$JS.API.STREAM.INFO.{stream_of(sensor)}")
-        return json.loads(answer).get("state", {}).get("messages", 0)
+            answer = client.request(f"$JS.API.CONSUMER.INFO.{stream_of(sensor)}.{subscriber}")
+        place = json.loads(answer)
+        return place.get("num_pending", 0) + place.get("num_ack_pending", 0)
 
     def pass_over(self, sensor: str, subscriber: str) -> None:
         """Lets a subscriber's place begin behind what is kept now."""

@@ -59,7 +59,7 @@ def test_the_daemon_ends(fleet, daemon):
     hub = fleet.hub()
     publisher = fleet.start("publish", "--name", "line3", url=hub.url,
                             TESSALINE_SOCKET=str(daemon))
-    wait_until(lambda: hub.messages("line3") > 5, 10, "messages")
+    wait_until(lambda: hub.unstored("line3") > 5, 10, "messages")
     pid = json.loads((fleet.folder / "serve.log").read_text().splitlines()[0])["pid"]
     subprocess.run(["kill", "-9", str(pid)], check=True)
     said = publisher.result()

@@ -51,7 +51,7 @@ def test_garbage_keeps_nobodys_frames(fleet):
     said.result()
     stored = fleet.store(hub.url)
     assert stored["damaged"] == len(sent)
-    assert hub.messages("line3") == 0  # none of them comes again
+    assert hub.unstored("line3") == 0  # none of them comes again
     accounts = fleet.account()
     assert accounts["line3"].faults() == 0, accounts
 

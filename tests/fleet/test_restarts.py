@@ -33,7 +33,7 @@ def test_a_killed_publisher_begins_again_with_its_file(fleet):
 def test_a_killed_publisher_without_a_file_is_named(fleet):
     hub = fleet.hub()
     first = fleet.publish("line3", hub.url).wait_for_frames()
-    wait_until(lambda: hub.messages("line3") > 10, 10, "messages")
+    wait_until(lambda: hub.unstored("line3") > 10, 10, "messages")
     hub.kill()
     time.sleep(0.5)
     first.kill()

@@ -133,6 +133,7 @@ def test_a_sensor_cannot_touch_another(guarded, attacker):
         # It is a client that may do what is its own.
         assert b"config" in client.request(f"$JS.API.STREAM.INFO.{own}")
         assert not forbidden(client, f"tessaline.data.strips.{attacker}", b"x")
+        assert b"purged" in client.request(f"$JS.API.STREAM.PURGE.{own}", b'{"seq": 1}')
         for subject in (
                 f"tessaline.data.strips.{other}", f"tessaline.data.gap.{other}",
                 f"tessaline.presence.{other}", f"tessaline.control.set.{other}",
@@ -142,10 +143,11 @@ def test_a_sensor_cannot_touch_another(guarded, attacker):
                 "$JS.API.STREAM.NAMES", "$JS.API.STREAM.LIST", "$JS.API.INFO",
                 f"_INBOX.sensor.line3:right.x", "_INBOX.operator.x", "$SYS.REQ.SERVER.PING",
                 *(f"$JS.API.{verb}.{name}" for name in (stream, own)
-                  for verb in ("STREAM.CREATE", "STREAM.UPDATE", "STREAM.DELETE", "STREAM.PURGE",
+                  for verb in ("STREAM.CREATE", "STREAM.UPDATE", "STREAM.DELETE",
                                "STREAM.MSG.GET", "STREAM.MSG.DELETE", "STREAM.SNAPSHOT",
                                "STREAM.RESTORE", "DIRECT.GET", "CONSUMER.CREATE")),
-                f"$JS.API.STREAM.INFO.{stream}",
+                f"$JS.API.STREAM.INFO.{stream}", f"$JS.API.STREAM.PURGE.{stream}",
+                f"$JS.API.CONSUMER.LIST.{stream}",
                 *(f"$JS.API.CONSUMER.{verb}.{name}.archive" for name in (stream, own)
                   for verb in ("DURABLE.CREATE", "CREATE", "DELETE", "MSG.NEXT"))):
             assert forbidden(client, subject, b"{}"), subject

@@ -38,7 +38,7 @@ def test_a_server_that_comes_later(fleet):
     assert "no server answers" in refused.stderr
     assert not fleet.recording.exists()
     fleet.adopt(hub).start()
-    wait_until(lambda: hub.messages("line3") > 0, 10, "messages")
+    wait_until(lambda: hub.unstored("line3") > 0, 10, "messages")
     said = publisher.stop()
     fleet.store(hub.url)
     assert fleet.require_all().delivered == said["strips"]

@@ -76,6 +76,27 @@ class FleetCommand : public Command {
     return Collect(server, {ControlSubject("status", "")}, Json::object(), patience, kAll);
   }
 
+  // How many messages each subscriber has not stored yet.
+  static std::map<std::string, std::uint64_t> Unstored(jsCtx* context, const std::string& stream) {
+    std::map<std::string, std::uint64_t> unstored;
+    jsConsumerInfoList* places = nullptr;
+    jsErrCode code{};
+    if (js_Consumers(&places, context, stream.c_str(), nullptr, &code) != NATS_OK) return unstored;
+    for (int i = 0; i < places->Count; ++i) {
+      const jsConsumerInfo& place = *places->List[i];
+      unstored[place.Name] = place.NumPending + static_cast<std::uint64_t>(place.NumAckPending);
+    }
+    jsConsumerInfoList_Destroy(places);
+    return unstored;
+  }
+  static std::uint64_t MostUnstored(const Json& kept) {
+    std::uint64_t most = 0;
+    if (!kept.contains("unstored")) return most;
+    for (const Json& messages : kept["unstored"])
+      most = std::max(most, messages.get<std::uint64_t>());
+    return most;
+  }
+
   // What the server keeps; empty if it keeps nothing at all.
   std::map<std::string, Json> Kept(const Server& server) const {
     std::map<std::string, Json> kept;
@@ -93,8 +114,13 @@ class FleetCommand : public Command {
         kept[sensor] = nullptr;
         continue;
       }
+      Json unstored = Json::object();
+      for (const auto& [subscriber, messages] : Unstored(context.get(), stream)) {
+        unstored[subscriber] = messages;
+      }
       kept[sensor] = {{"messages", about->State.Msgs},
                       {"bytes", about->State.Bytes},
+                      {"unstored", unstored},
                       {"replicas", about->Config->Replicas},
                       {"leader", about->Cluster != nullptr && about->Cluster->Leader != nullptr
                                      ? Json(about->Cluster->Leader)
@@ -127,7 +153,7 @@ class FleetCommand : public Command {
     Json list = Json::array();
     if (!present.empty()) {
       session.Print("{:<20} {:<8} {:>9} {:>9} {:>9} {:>9} {:>9}  {}\n", "sensor", "model",
-                    "frames/s", "missing", "dropped", "waiting", "kept MB", "state");
+                    "frames/s", "missing", "dropped", "waiting", "unstored", "state");
     }
     std::size_t absent = 0;
     for (auto& [sensor, about] : present) {
@@ -137,10 +163,10 @@ class FleetCommand : public Command {
       const auto place = kept.find(sensor);
       about["kept"] = place == kept.end() ? Json() : place->second;
       const std::string trouble = TextIn(about, "trouble");
-      session.Print("{:<20} {:<8} {:>9.1f} {:>9} {:>9} {:>9} {:>9.1f}  {}\n", sensor,
+      session.Print("{:<20} {:<8} {:>9.1f} {:>9} {:>9} {:>9} {:>9}  {}\n", sensor,
                     TextIn(about, "model"), RateIn(about), NumberIn(about, "missing_frames"),
                     NumberIn(about, "dropped_frames"), NumberIn(about, "waiting"),
-                    static_cast<double>(NumberIn(about["kept"], "bytes")) / 1e6,
+                    MostUnstored(about["kept"]),
                     !here             ? "not there"
                     : trouble.empty() ? "well"
                                       : trouble);
@@ -294,12 +320,11 @@ class FleetCommand : public Command {
       throw Failure(ExitCode::kNegative, fmt::format("nothing is kept of {}", options_.pattern),
                     "\"tessaline fleet status\" lists the sensors");
     }
-    std::uint64_t bytes = 0;
-    for (const auto& [sensor, about] : kept) bytes += NumberIn(about, "bytes");
-    if (bytes > 0 && !options_.discard) {
+    std::uint64_t unstored = 0;
+    for (const auto& [sensor, about] : kept) unstored += MostUnstored(about);
+    if (unstored > 0 && !options_.discard) {
       throw Failure(ExitCode::kNegative,
-                    fmt::format("{:.1f} MB are kept that nobody has stored yet",
-                                static_cast<double>(bytes) / 1e6),
+                    fmt::format("a subscriber has not stored {} yet", Counted(unstored, "message")),
                     "store them with \"tessaline subscribe --once\", or give --discard");
     }
     if (!session.options().dry_run) {

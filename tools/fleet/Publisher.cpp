@@ -44,6 +44,7 @@ Publisher::Publisher(Server& server, Settings settings)
       settings_(std::move(settings)),
       backlog_(settings_.backlog),
       sender_(server, backlog_, settings_.stream),
+      tidier_(server, settings_.stream.sensor),
       packetizer_(NewRun(), PayloadOf(server)),
       started_ns_(HostNs()) {
   RequireName();
@@ -209,6 +210,7 @@ void Publisher::Finish(bool) {
   backlog_.Put(packetizer_.Finish(HostNs(), ring_->DroppedFrames()));
   sender_.Drain(settings_.drain);
   sender_.Stop();
+  tidier_.Stop();
   if (backlog_.counts().packets > 0) totals_.saved = backlog_.SaveAll();
 }
 

@@ -11,6 +11,7 @@
 #include "fleet/Packetizer.h"
 #include "fleet/Sender.h"
 #include "fleet/Server.h"
+#include "fleet/Tidier.h"
 
 namespace tool::fleet {
 
@@ -66,6 +67,7 @@ class Publisher : public RecordTaker {
   const Settings settings_;
   Backlog backlog_;
   Sender sender_;
+  Tidier tidier_;
   Packetizer packetizer_;
   ring::RecordRing* ring_ = nullptr;
   Totals totals_;

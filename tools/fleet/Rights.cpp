@@ -18,7 +18,8 @@ struct Subjects {
 Subjects OfSensor(const std::string& name) {
   const std::string stream = StreamName(name);
   return {{DataSubject("*", name), PresenceSubject(name), ControlSubject("status", name),
-           "$JS.API.STREAM.INFO." + stream,
+           "$JS.API.STREAM.INFO." + stream, "$JS.API.STREAM.PURGE." + stream,
+           "$JS.API.CONSUMER.LIST." + stream,
            fmt::format("$JS.API.CONSUMER.INFO.{}.{}", stream, kArchive)},
           {ControlSubject("*", name), ControlSubject("status", ""),
            InboxPrefix(Role::kSensor, name) + ".>"}};
@@ -35,7 +36,7 @@ Subjects OfSubscriber(const std::string& name) {
 
 Subjects OfOperator() {
   return {{"tessaline.control.>", "$JS.API.STREAM.NAMES", "$JS.API.STREAM.INFO.*",
-           "$JS.API.STREAM.CREATE.*", "$JS.API.STREAM.DELETE.*",
+           "$JS.API.STREAM.CREATE.*", "$JS.API.STREAM.DELETE.*", "$JS.API.CONSUMER.LIST.*",
            fmt::format("$JS.API.CONSUMER.INFO.*.{}", kArchive),
            fmt::format("$JS.API.CONSUMER.DURABLE.CREATE.*.{}", kArchive)},
           {"tessaline.presence.>", "tessaline.data.>", InboxPrefix(Role::kOperator, "") + ".>"}};

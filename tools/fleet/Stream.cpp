@@ -56,7 +56,7 @@ void RequireStream(const Server& server, const StreamSettings& settings) {
     config.Name = name.c_str();
     config.Subjects = subjects;
     config.SubjectsLen = 1;
-    config.Retention = js_InterestPolicy;
+    config.Retention = js_LimitsPolicy;
     config.Discard = js_DiscardNew;
     if (settings.most_bytes != 0) config.MaxBytes = static_cast<std::int64_t>(settings.most_bytes);
     config.Replicas = settings.replicas == 0 ? kUsualReplicas : settings.replicas;
