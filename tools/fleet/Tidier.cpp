@@ -7,7 +7,7 @@
 namespace tool::fleet {
 namespace {
 
-constexpr std::chrono::seconds kPeriod{5};
+constexpr std::chrono::seconds kPeriod{2};
 // What a server believes to be stored may be wrong: see PassedOver. A subscriber notices it in this
 // time.
 constexpr std::chrono::seconds kGrace{60};
@@ -52,6 +52,7 @@ void Tidier::Tidy() {
   for (; !stored_.empty() && now - stored_.front().at >= kGrace; stored_.pop_front()) {
     to = stored_.front().number;
   }
+  if (kept->half_full) to = kept->stored;
   // The last one stays: an empty stream may forget its numbers.
   to = std::min(to, kept->last);
   if (to <= kept->first) return;
@@ -65,7 +66,7 @@ std::optional<Tidier::Kept> Tidier::KeptOn(jsCtx* context) const {
   // In this order: what comes in between has not been stored by anybody yet.
   jsConsumerInfoList* places = nullptr;
   if (js_Consumers(&places, context, stream_.c_str(), nullptr, &code) != NATS_OK) return {};
-  Kept kept{0, 0, UINT64_MAX};
+  Kept kept{0, 0, UINT64_MAX, false};
   for (int i = 0; i < places->Count; ++i) {
     kept.stored = std::min<std::uint64_t>(kept.stored, places->List[i]->AckFloor.Stream);
   }
@@ -75,6 +76,8 @@ std::optional<Tidier::Kept> Tidier::KeptOn(jsCtx* context) const {
   if (js_GetStreamInfo(&stream, context, stream_.c_str(), nullptr, &code) != NATS_OK) return {};
   kept.first = stream->State.FirstSeq;
   kept.last = stream->State.LastSeq;
+  const std::int64_t most = stream->Config->MaxBytes;
+  kept.half_full = most > 0 && stream->State.Bytes > static_cast<std::uint64_t>(most) / 2;
   const bool all = count > 0 && count == stream->State.Consumers;  // not those without a leader
   jsStreamInfo_Destroy(stream);
   // A place ahead of its stream has not seen what the stream has.

@@ -13,8 +13,9 @@
 
 namespace tool::fleet {
 
-// Removes from a sensor's stream what every subscriber by name has stored. Has a thread of its own,
-// because a server may let it wait for seconds.
+// Removes from a sensor's stream what every subscriber by name has stored, some time later, or at
+// once when the stream gets full. Has a thread of its own, because a server may let it wait for
+// seconds.
 class Tidier {
  public:
   Tidier(const Server& server, const std::string& sensor);
@@ -29,6 +30,7 @@ class Tidier {
   struct Kept {
     std::uint64_t first, last;  // numbers in the stream
     std::uint64_t stored;       // up to this one, everybody has all
+    bool half_full;             // of what the stream may take
   };
   void Run();
   void Tidy();
