@@ -35,10 +35,12 @@ class Account:
     invented: int = 0     # stored, and no application was handed them
     both: int = 0         # stored, and also named as missing
     unwitnessed: int = 0  # stored; the application was killed before it could note them
+    open_ended: int = 0   # not stored, and behind the last one of a publisher that was killed
+    unexplained: int = 0  # gaps that a subscriber cannot explain
 
     def faults(self) -> int:
         return (self.duplicates + self.unaccounted + self.disordered + self.changed +
-                self.invented + self.both)
+                self.invented + self.both + self.unexplained)
 
     def add(self, other: "Account") -> None:
         for field in dataclasses.fields(self):
@@ -99,7 +101,7 @@ def match(stored: Stored, truths: list[Truth]) -> list[tuple[Run | None, Truth |
 
 
 def _account_kind(kind: str, run: Run | None, truth: Truth | None,
-                  gaps: list[Missing]) -> Account:
+                  gaps: list[Missing], killed: bool) -> Account:
     account = Account()
     handed = truth.frames[kind] if truth else {}
     account.truth = len(handed)
@@ -127,39 +129,57 @@ def _account_kind(kind: str, run: Run | None, truth: Truth | None,
             account.invented += 1
 
     lost = sorted(set(handed) - stored)
+    # Ids that nobody was handed have to be named, too.
+    there = set(handed) | stored
+    jumped = set(range(min(there, default=1), max(there, default=0))) - there
     for gap in sorted(gaps, key=lambda gap: (gap.last is None, gap.first == 0)):
-        if gap.kind != kind or gap.reason == UNEXPLAINED:
+        if gap.kind != kind:
+            continue
+        if gap.reason == UNEXPLAINED:
+            account.unexplained += 1
             continue
         if gap.last is None:
-            named = [number for number in lost if number >= gap.first]
-        else:
-            # One without ids has a count only.
-            inside = range(gap.first, gap.last + 1) if gap.first else range(1 << 63)
-            named = [number for number in lost if number in inside][:gap.count]
-            # The application never had what the device lost.
-            if gap.reason != "device":
-                unseen = sum(number in inside and number not in stored for number in unnoted)
-                account.both += max(0, gap.count - len(named) - unseen)
+            # Nothing of that run may come behind it.
+            if not killed or newest >= gap.first:
+                account.both += 1
+                continue
+            behind = {number for number in lost if number >= gap.first}
+            account.open_ended += len(behind)
+            lost = sorted(set(lost) - behind)
+            continue
+        if gap.reason == "device":
+            jumped -= set(range(gap.first, gap.last + 1))
+            continue  # the application never had them
+        # One without ids has a count only.
+        inside = range(gap.first, gap.last + 1) if gap.first else range(1 << 63)
+        named = [number for number in lost if number in inside][:gap.count]
+        unseen = sum(number in inside and number not in stored for number in unnoted)
+        fell = [number for number in sorted(jumped) if number in inside]
+        jumped -= set(fell[:gap.count - len(named)])
+        account.both += max(0, gap.count - len(named) - unseen - len(fell))
         account.named += len(named)
         lost = sorted(set(lost) - set(named))
-    account.unaccounted = len(lost)
+    account.unaccounted = len(lost) + len(jumped)
     return account
 
 
-def account_sensor(stored: Stored, truths: list[Truth]) -> Account:
+def account_sensor(stored: Stored, truths: list[Truth],
+                   killed: set[Path] | None = None) -> Account:
     total = Account()
     for run, truth in match(stored, truths):
         gaps = [gap for gap in stored.missing if run is not None and gap.run == run.id]
         for kind in truth_log.KINDS.values():
-            total.add(_account_kind(kind, run, truth, gaps))
+            ended = killed is None or truth is None or Path(truth.path) in killed
+            total.add(_account_kind(kind, run, truth, gaps, ended))
         if truth is not None and truth.disordered:
             raise ValueError(f"{truth.path}: the application itself got frames in disorder")
     return total
 
 
-def account(recordings: Iterable[Path],
-            logs: dict[str, list[Path]]) -> dict[str, Account]:
-    """By sensor. `logs`: of each sensor's applications, in the order of their starts."""
+def account(recordings: Iterable[Path], logs: dict[str, list[Path]],
+            killed: set[Path] | None = None) -> dict[str, Account]:
+    """By sensor. `logs`: of each sensor's applications, in the order of their starts. `killed`:
+    those whose publisher was killed; none: all may have been."""
     stored: dict[str, Stored] = collections.defaultdict(Stored)
     for path in recordings:
         for sensor, found in recording.read(path):
@@ -167,12 +187,12 @@ def account(recordings: Iterable[Path],
     # An application that was killed before it began has no log.
     truths = {sensor: [truth_log.read(log) for log in paths if log.exists()]
               for sensor, paths in logs.items()}
-    return {sensor: account_sensor(stored[sensor], truths.get(sensor, []))
+    return {sensor: account_sensor(stored[sensor], truths.get(sensor, []), killed)
             for sensor in sorted(set(logs) | set(stored))}
 
 
-COLUMNS = ("truth", "delivered", "named", "unwitnessed", "duplicates", "unaccounted",
-           "disordered", "changed", "invented", "both")
+COLUMNS = ("truth", "delivered", "named", "open_ended", "unwitnessed", "duplicates",
+           "unaccounted", "disordered", "changed", "invented", "both", "unexplained")
 
 
 def table(accounts: dict[str, Account]) -> str:

@@ -42,6 +42,7 @@ class Cluster:
     def end(self) -> None:
         for server in self.servers:
             server.end()
+        self._network.end()
 
     @property
     def urls(self) -> str:
@@ -102,11 +103,14 @@ class Cluster:
     def join(self, server: Server) -> None:
         self._network.join(server.place)
 
-    def free_disk(self, server: Server) -> bool:
-        """Also starts it again if it had given up storing; returns whether it had."""
-        server.free()
+    def replace(self, server: Server) -> bool:
+        """Starts it again with an empty store; returns whether it had given up storing.
+
+        What it wrote to a full disk may be torn. With a torn copy of what the cluster knows it may
+        become the leader, and then knows only some of the streams.
+        """
         gave_up = not server.stores()
-        if gave_up:
-            server.end(gently=True)
-            server.start()
+        server.end(gently=True)
+        server.empty()
+        server.start()
         return gave_up

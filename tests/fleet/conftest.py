@@ -69,7 +69,7 @@ class Fleet:
             total.add(each)
         assert total.truth > 0
         assert total.faults() == 0, accounting.table(accounts)
-        assert named or total.named == 0, accounting.table(accounts)
+        assert named or total.named + total.open_ended == 0, accounting.table(accounts)
         return total
 
     def require_every_image(self, publisher: Publisher) -> int:

@@ -134,8 +134,9 @@ class Faults:
         while time.monotonic() < end:
             time.sleep(0.5)
             server.fill()
-        if self._cluster.free_disk(server):
-            self._say(f"  {server.name} had stopped to store, and is started again")
+        gave_up = self._cluster.replace(server)
+        self._say(f"  {server.name} {'had stopped to store, and ' if gave_up else ''}is started "
+                  "again with an empty store")
         self._heal_servers()
 
     def stop_consumer(self) -> None:

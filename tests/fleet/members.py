@@ -58,6 +58,7 @@ class Sensor:
                  spacing_us: int, images: bool, store: bool):
         self.name = name
         self.logs: list[Path] = []
+        self.killed: set[Path] = set()  # of the logs: with their publisher
         self._folder = folder
         self._publish = [programs.tessaline, "publish", "--server", urls, "--name", name,
                          "--virtual", "K3610", "--drain", str(END_SECONDS // 2)]
@@ -88,11 +89,16 @@ class Sensor:
         return False
 
     def kill(self, application_too: bool) -> None:
+        if not self.running():
+            raise RuntimeError(f"the publisher of {self.name} has ended by itself")
+        self.killed.add(self.logs[-1])
         members = session(self._process.pid)
         for process in members if application_too else [self._process.pid]:
             with contextlib.suppress(ProcessLookupError):
                 os.kill(process, signal.SIGKILL)
-        self._process.wait()
+        status = self._process.wait()
+        if status != -signal.SIGKILL:
+            raise RuntimeError(f"the publisher of {self.name} has ended with {status}")
         self._orphans = [] if application_too else members
 
     def kill_orphans(self) -> None:
@@ -113,9 +119,9 @@ class Sensor:
             self.abandon()
 
     def abandon(self) -> None:
-        if self._process is not None:
+        if self._process is not None and self.running():
             self.kill(application_too=True)
-            self._process = None
+        self._process = None
         self.kill_orphans()
 
 

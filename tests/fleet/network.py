@@ -40,6 +40,7 @@ class Bridge:
     def __init__(self, folder: Path, store_bytes: int):
         self._folder = folder
         self._store_bytes = store_bytes
+        self._places: list[Place] = []
         run("ip", "link", "add", "fleet", "type", "bridge")
         run("ip", "address", "add", self.ADDRESS.format(1) + "/24", "dev", "fleet")
         run("ip", "link", "set", "fleet", "up")
@@ -56,7 +57,16 @@ class Bridge:
         store = self._folder / name
         store.mkdir()
         run("mount", "-t", "tmpfs", "-o", f"size={self._store_bytes}", "none", store)
-        return Place(name, address, (4222, 6222, 8222), ("ip", "netns", "exec", name), store)
+        place = Place(name, address, (4222, 6222, 8222), ("ip", "netns", "exec", name), store)
+        self._places.append(place)
+        return place
+
+    def end(self) -> None:
+        """When no server runs any more."""
+        for place in self._places:
+            run("ip", "netns", "delete", place.name)
+            run("umount", "--lazy", place.store)
+        run("ip", "link", "delete", "fleet")
 
     # As if its cable hung between two switches: nobody is told, packets just do not arrive.
     def cut(self, place: Place) -> None:
@@ -79,6 +89,9 @@ class Loopback:
         store = self._folder / name
         store.mkdir()
         return Place(name, "127.0.0.1", _free_ports(), (), store)
+
+    def end(self) -> None:
+        """Nothing is left of it."""
 
 
 def _free_ports() -> tuple[int, int, int]:

@@ -6,6 +6,7 @@ import contextlib
 import errno
 import json
 import os
+import shutil
 import subprocess
 import time
 import urllib.request
@@ -107,5 +108,7 @@ class Server:
                     step //= 2
         return filled
 
-    def free(self) -> None:
-        (self.place.store / FILLER).unlink(missing_ok=True)
+    def empty(self) -> None:
+        """Removes all that it has stored. It gets everything from the others."""
+        for entry in self.place.store.iterdir():
+            shutil.rmtree(entry) if entry.is_dir() else entry.unlink()

@@ -6,6 +6,7 @@ import json
 import sqlite3
 import struct
 import zlib
+from pathlib import Path
 
 import accounting
 import pytest
@@ -40,11 +41,12 @@ def gap(first, last, count=None, run="a", reason="store"):
                    (last - first + 1 if last else 0) if count is None else count)
 
 
-def account(*found, truths=None):
+def account(*found, truths=None, killed=None):
     stored = Stored()
     for each in found:
         stored.take(each)
-    return account_sensor(stored, [truth([1, 2, 3], [4, 5, 6])] if truths is None else truths)
+    return account_sensor(stored, [truth([1, 2, 3], [4, 5, 6])] if truths is None else truths,
+                          killed)
 
 
 def only(result, **wanted):
@@ -90,8 +92,7 @@ def test_changed_bytes():
 
 def test_a_frame_that_nobody_was_handed():
     result = account(*begin(), *strips(1, 2, 3, 4, 5, 6, 10))
-    only(result, delivered=7, invented=1)
-    assert result.faults() == 1
+    only(result, delivered=7, invented=1, unaccounted=3)
 
 
 def test_a_delivery_that_the_application_could_not_note():
@@ -131,19 +132,43 @@ def test_what_the_device_lost_was_never_handed_over():
     assert result.faults() == 0
 
 
+def test_what_the_application_had_was_not_lost_by_the_device():
+    result = account(*begin(), *strips(1, 2, 5, 6), gap(3, 4, reason="device"))
+    only(result, delivered=4, unaccounted=2)
+
+
+@pytest.mark.parametrize("reason", [None, "device", "memory"])
+def test_ids_that_nobody_had_are_named_too(reason):
+    named = [gap(3, 4, reason=reason)] if reason else []
+    result = account(*begin(), *strips(1, 2, 5, 6), *named, truths=[truth([1, 2, 5, 6])])
+    assert result.unaccounted == (0 if reason else 2)
+
+
 def test_what_only_the_subscriber_misses_is_not_named():
     result = account(*begin(), *strips(1, 2, 5, 6), gap(3, 4, reason="unknown"))
-    only(result, delivered=4, unaccounted=2)
+    only(result, delivered=4, unaccounted=2, unexplained=1)
 
 
 def test_a_gap_to_the_end_of_a_run():
     result = account(*begin(), *strips(1, 2, 3), gap(4, None, reason="publisher"))
-    only(result, delivered=3, named=3)
+    only(result, delivered=3, open_ended=3)
+    assert result.faults() == 0
+
+
+def test_a_gap_to_the_end_in_front_of_others():
+    result = account(*begin(), *strips(1, 2, 3, 6), gap(4, None, reason="publisher"))
+    only(result, delivered=4, both=1, unaccounted=2)
+
+
+def test_only_who_was_killed_has_a_gap_to_the_end():
+    found = [*begin(), *strips(1, 2, 3), gap(4, None, reason="publisher")]
+    only(account(*found, killed={Path(LOG)}), delivered=3, open_ended=3)
+    only(account(*found, killed=set()), delivered=3, both=1, unaccounted=3)
 
 
 def test_a_hole_in_front_of_a_gap_to_the_end():
     result = account(*begin(), *strips(1, 3), gap(4, None, reason="publisher"))
-    only(result, delivered=2, named=3, unaccounted=1)
+    only(result, delivered=2, open_ended=3, unaccounted=1)
 
 
 def test_ids_that_start_again_are_another_run():
@@ -158,7 +183,7 @@ def test_a_run_of_which_only_a_gap_is_known_has_the_log_that_is_left():
     truths = [truth([1, 2]), truth([1, 2], path=second)]
     found = [gap(1, None, run="a", reason="publisher"), *begin("b", second), *strips(1, 2)]
     result = account(*found, truths=truths)
-    assert (result.named, result.unaccounted) == (2, 0)
+    assert (result.open_ended, result.unaccounted) == (2, 0)
     # With two logs left it is not clear which; nothing is excused then.
     third = truth([1, 2], path="/logs/line1.left.3.truth")
     assert account(*found, truths=[*truths, third]).unaccounted == 4

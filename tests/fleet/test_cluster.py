@@ -36,13 +36,13 @@ def test_a_server_behind_a_cut_cable_is_not_reached_and_comes_back(cluster):
     cluster.wait_for_health()
 
 
-def test_a_full_disk_has_no_room_until_it_is_freed(cluster):
+def test_a_full_disk_has_no_room_until_it_is_emptied(cluster):
     faults_possible(cluster)
     follower = cluster.followers()[0]
     assert follower.fill() > 0
     with pytest.raises(OSError, match="No space left"):
         (follower.place.store / "more").write_bytes(b"1")
     (follower.place.store / "more").unlink()
-    assert not cluster.free_disk(follower)  # nothing was stored, so it did not notice
+    assert not cluster.replace(follower)  # nothing was stored, so it did not notice
     (follower.place.store / "more").write_bytes(b"1")
     cluster.wait_for_health()

@@ -23,7 +23,7 @@ def messages():
     """Kinds, headers and payloads; all of them are damaged."""
     yield "strips", None, b"no headers at all"
     yield "strips", {}, b""
-    yield "strips", headers("strips", b"x") | {"Tessaline-Version": "2"}, b"x"
+    yield "strips", headers("strips", b"x") | {"Tessaline-Version": "0"}, b"x"
     yield "strips", headers("strips", b"x", Crc32="00000000"), b"x"
     yield "strips", headers("strips", b"x", Run="../../etc"), b"x"
     yield "strips", headers("strips", b"x") | {"Tessaline-Sequence": "0"}, b"x"
@@ -97,3 +97,20 @@ def test_nonsense_of_presence(fleet):
         client.flush()
         said = status.result()
     assert [sensor["sensor"] for sensor in said["sensors"]] in ([], ["line9"])
+
+
+def test_newer_messages_wait_for_a_newer_program(fleet):
+    """Those of other sensors are stored."""
+    hub = fleet.hub()
+    for name in ("line3", "line4"):
+        fleet.publish(name, hub.url, "-t", "0.7").result()
+    before = hub.unstored("line3")
+    with NatsClient(hub.port) as client:
+        head = headers("strips", b"x") | {"Tessaline-Version": "2"}
+        client.publish("tessaline.data.strips.line3", b"x", head)
+        client.flush()
+    said = json_of("subscribe", ">", "-o", fleet.recording, "-t", "4", url=hub.url)
+    assert hub.unstored("line3") == 1 < before
+    assert hub.unstored("line4") == 0
+    assert said["damaged"] == 0
+    fleet.require_all()

@@ -41,7 +41,7 @@ def test_a_killed_publisher_without_a_file_is_named(fleet):
     second = fleet.publish("line3", hub.url).wait_for_frames()
     second.stop()
     fleet.store(hub.url)
-    assert fleet.require_all(named=True).named > 0
+    assert fleet.require_all(named=True).open_ended > 0
 
 
 def test_the_application_survives_its_publisher_and_ends(fleet):

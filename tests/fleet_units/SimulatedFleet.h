@@ -199,7 +199,7 @@ class SimulatedSubscriber {
     stored_.clear();
     open_.clear();
     stream_ = std::make_unique<Stream>(server_.Floor());
-    runs_ = std::make_unique<tool::fleet::RunOrder>(file_.used);
+    runs_ = std::make_unique<tool::fleet::RunOrder>(file_.used, false);
   }
   void Use(std::uint64_t number, Stream::Clock::time_point time) {
     if (stream_->Has(number)) {

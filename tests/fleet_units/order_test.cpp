@@ -111,7 +111,7 @@ class Runs : public testing::Test {
     }
     return text;
   }
-  RunOrder order_{{}};
+  RunOrder order_{{}, /*joins=*/true};
 };
 
 TEST_F(Runs, ComeInOrderAndOnce) {
@@ -150,8 +150,16 @@ TEST_F(Runs, JoinedInTheMiddleMissNothingInFront) {
   EXPECT_EQ(Add(Numbered(kRun, 13), 12), "hole 12 13 ");
 }
 
+// Only the run in which a subscriber comes may have begun without it.
+TEST_F(Runs, ThatFollowBeginAtTheirBeginning) {
+  Add(Numbered(kRun, 10), 9);
+  EXPECT_EQ(Add(End(kRun, 11)), "11 ");
+  EXPECT_TRUE(order_.Misses(ArrivalOf(Numbered(kOtherRun, 3), 2)));
+  EXPECT_EQ(Add(Numbered(kOtherRun, 3), 2), "aa hole 1-2 aa 3 ");
+}
+
 TEST_F(Runs, FollowWhatAFileHas) {
-  order_ = RunOrder({{kRun, {20, false}}});
+  order_ = RunOrder({{kRun, {20, false}}}, false);
   EXPECT_EQ(Add(Numbered(kRun, 20), 15), "again 20 ");
   EXPECT_EQ(Add(Numbered(kRun, 23), 22), "hole 21-22 23 ");
 }
@@ -173,21 +181,21 @@ TEST_F(Runs, WithAnEndAreNotMissed) {
 }
 
 TEST_F(Runs, OfAFileAreOverOnce) {
-  order_ = RunOrder({{kRun, {20, false}}, {"00000000000000bb", {5, true}}});
+  order_ = RunOrder({{kRun, {20, false}}, {"00000000000000bb", {5, true}}}, false);
   EXPECT_EQ(Add(Numbered(kOtherRun, 1)), "over aa 1 ");
   EXPECT_EQ(Add(Numbered(kOtherRun, 2)), "aa 2 ");
 }
 
 // What comes again after a subscriber began anew is of the past.
 TEST_F(Runs, AreNotOverBecauseSomethingCameAgain) {
-  order_ = RunOrder({{kRun, {20, true}}, {kOtherRun, {5, false}}});
+  order_ = RunOrder({{kRun, {20, true}}, {kOtherRun, {5, false}}}, false);
   EXPECT_EQ(Add(Numbered(kRun, 19)), "again 19 ");
   EXPECT_EQ(Add(Numbered(kOtherRun, 6)), "aa 6 ");
 }
 
 TEST_F(Runs, OfAYearKeepTheirNumbers) {
   const std::uint64_t far = std::uint64_t{1} << 62;
-  order_ = RunOrder({{kRun, {far, false}}});
+  order_ = RunOrder({{kRun, {far, false}}}, false);
   EXPECT_EQ(Add(Numbered(kRun, far + 2), far), "");
   EXPECT_EQ(Add(Numbered(kRun, far + 1), far),
             std::to_string(far + 1) + ' ' + std::to_string(far + 2) + ' ');

@@ -5,12 +5,21 @@
 #include "fleet/Names.h"
 
 namespace tool::fleet {
+namespace {
+
+GetHeader HeadersOf(natsMsg* message) {
+  return [message](const char* name) -> std::string {
+    const char* value = nullptr;
+    return natsMsgHeader_Get(message, name, &value) == NATS_OK ? value : "";
+  };
+}
+
+}  // namespace
+
+bool IsNewer(natsMsg* message) { return IsNewer(HeadersOf(message)); }
 
 std::optional<Arrival> ArrivalIn(Message& message, std::string_view sensor) {
-  const auto get = [&](const char* name) -> std::string {
-    const char* value = nullptr;
-    return natsMsgHeader_Get(message.get(), name, &value) == NATS_OK ? value : "";
-  };
+  const GetHeader get = HeadersOf(message.get());
   auto header = ReadHeaders(get);
   if (!header) return std::nullopt;
   // Only this sensor may write there; what is under another subject has been led astray.

@@ -24,5 +24,7 @@ struct Arrival {
 
 // None: it is not one of ours, or its bytes are not what was sent.
 std::optional<Arrival> ArrivalIn(Message& message, std::string_view sensor);
+// Whether a newer program could read it.
+bool IsNewer(natsMsg* message);
 
 }  // namespace tool::fleet

@@ -53,7 +53,9 @@ void DeliveryOrder::Add(Delivery delivery) {
   sensor.key = KeyOf(delivery, sensor);
   const std::string name = delivery.sensor;
   const std::size_t bytes = delivery.bytes.size();
+  const bool leaves = delivery.run_is_over;
   merger_.Add(name, sensor.key, std::move(delivery), bytes, SteadyNs());
+  if (leaves) merger_.Leave(name);  // until it sends again
 }
 
 std::optional<Delivery> DeliveryOrder::Take(bool all) {

@@ -15,6 +15,7 @@
 #include "RecipeText.h"
 #include "fleet/Commands.h"
 #include "fleet/FleetOptions.h"
+#include "fleet/Kept.h"
 #include "fleet/LiveFeed.h"
 #include "fleet/NKey.h"
 #include "fleet/Names.h"
@@ -76,59 +77,14 @@ class FleetCommand : public Command {
     return Collect(server, {ControlSubject("status", "")}, Json::object(), patience, kAll);
   }
 
-  // How many messages each subscriber has not stored yet.
-  static std::map<std::string, std::uint64_t> Unstored(jsCtx* context, const std::string& stream) {
-    std::map<std::string, std::uint64_t> unstored;
-    jsConsumerInfoList* places = nullptr;
-    jsErrCode code{};
-    if (js_Consumers(&places, context, stream.c_str(), nullptr, &code) != NATS_OK) return unstored;
-    for (int i = 0; i < places->Count; ++i) {
-      const jsConsumerInfo& place = *places->List[i];
-      unstored[place.Name] = place.NumPending + static_cast<std::uint64_t>(place.NumAckPending);
-    }
-    jsConsumerInfoList_Destroy(places);
-    return unstored;
-  }
-  static std::uint64_t MostUnstored(const Json& kept) {
-    std::uint64_t most = 0;
-    if (!kept.contains("unstored")) return most;
-    for (const Json& messages : kept["unstored"])
-      most = std::max(most, messages.get<std::uint64_t>());
-    return most;
-  }
-
-  // What the server keeps; empty if it keeps nothing at all.
-  std::map<std::string, Json> Kept(const Server& server) const {
-    std::map<std::string, Json> kept;
-    const auto context = server.NewStreamContext();
-    std::vector<std::string> sensors;
+  std::map<std::string, std::optional<Kept>> KeptNow(const Server& server) const {
     try {
-      sensors = SensorsWithStreams(server, options_.pattern);
+      return AllKept(server, options_.pattern);
     } catch (const Failure&) {  // it stores nothing; sensors may be there all the same
+      return {};
     }
-    for (const std::string& sensor : sensors) {
-      jsStreamInfo* about = nullptr;
-      jsErrCode code{};
-      const std::string stream = StreamName(sensor);
-      if (js_GetStreamInfo(&about, context.get(), stream.c_str(), nullptr, &code) != NATS_OK) {
-        kept[sensor] = nullptr;
-        continue;
-      }
-      Json unstored = Json::object();
-      for (const auto& [subscriber, messages] : Unstored(context.get(), stream)) {
-        unstored[subscriber] = messages;
-      }
-      kept[sensor] = {{"messages", about->State.Msgs},
-                      {"bytes", about->State.Bytes},
-                      {"unstored", unstored},
-                      {"replicas", about->Config->Replicas},
-                      {"leader", about->Cluster != nullptr && about->Cluster->Leader != nullptr
-                                     ? Json(about->Cluster->Leader)
-                                     : Json()}};
-      jsStreamInfo_Destroy(about);
-    }
-    return kept;
   }
+  static Json JsonOf(const std::optional<Kept>& kept) { return kept ? ToJson(*kept) : Json(); }
 
   static std::uint64_t NumberIn(const Json& json, const char* key) {
     return json.contains(key) && json[key].is_number_unsigned() ? json[key].get<std::uint64_t>()
@@ -146,7 +102,7 @@ class FleetCommand : public Command {
   ExitCode ShowStatus(Session& session) const {
     const Server server(options_.server, Role::kOperator, kOperator, Server::Absent::kFail);
     Answers present = Present(server);
-    const auto kept = Kept(server);
+    const auto kept = KeptNow(server);
     for (const auto& [sensor, about] : kept) {
       if (!present.contains(sensor)) present[sensor] = {{"sensor", sensor}, {"present", false}};
     }
@@ -161,12 +117,14 @@ class FleetCommand : public Command {
       about["present"] = here;
       absent += here ? 0 : 1;
       const auto place = kept.find(sensor);
-      about["kept"] = place == kept.end() ? Json() : place->second;
+      const std::optional<Kept> stored = place == kept.end() ? std::nullopt : place->second;
+      about["kept"] = JsonOf(stored);
+      const auto unstored = stored ? stored->MostUnstored() : std::nullopt;
       const std::string trouble = TextIn(about, "trouble");
       session.Print("{:<20} {:<8} {:>9.1f} {:>9} {:>9} {:>9} {:>9}  {}\n", sensor,
                     TextIn(about, "model"), RateIn(about), NumberIn(about, "missing_frames"),
                     NumberIn(about, "dropped_frames"), NumberIn(about, "waiting"),
-                    MostUnstored(about["kept"]),
+                    unstored ? std::to_string(*unstored) : "?",
                     !here             ? "not there"
                     : trouble.empty() ? "well"
                                       : trouble);
@@ -203,7 +161,7 @@ class FleetCommand : public Command {
     const Server server(options_.server, Role::kOperator, kOperator, Server::Absent::kFail);
     std::set<std::string> sensors, absent;
     for (const auto& [sensor, about] : Present(server)) sensors.insert(sensor);
-    for (const auto& [sensor, about] : Kept(server)) {
+    for (const auto& [sensor, about] : KeptNow(server)) {
       if (!sensors.contains(sensor)) absent.insert(sensor);
     }
     if (!absent.empty()) {
@@ -307,33 +265,54 @@ class FleetCommand : public Command {
     return ExitCode::kOk;
   }
 
-  // For a sensor that does not come back. What is kept of it is lost, so it must be asked for.
+  // For a sensor that does not come back, or a subscriber. What is kept is lost, so it must be
+  // asked for.
   ExitCode Forget(const Session& session) const {
     const Server server(options_.server, Role::kOperator, kOperator, Server::Absent::kFail);
-    if (const Answers present = Present(server); !present.empty()) {
+    const Answers present = options_.subscriber.empty() ? Present(server) : Answers{};
+    if (!present.empty()) {
       throw Failure(ExitCode::kNegative,
                     fmt::format("{} is there, and would begin anew", present.begin()->first),
                     "stop its publisher first");
     }
-    const auto kept = Kept(server);
+    const auto kept = AllKept(server, options_.pattern);
     if (kept.empty()) {
       throw Failure(ExitCode::kNegative, fmt::format("nothing is kept of {}", options_.pattern),
                     "\"tessaline fleet status\" lists the sensors");
     }
-    std::uint64_t unstored = 0;
-    for (const auto& [sensor, about] : kept) unstored += MostUnstored(about);
-    if (unstored > 0 && !options_.discard) {
-      throw Failure(ExitCode::kNegative,
-                    fmt::format("a subscriber has not stored {} yet", Counted(unstored, "message")),
-                    "store them with \"tessaline subscribe --once\", or give --discard");
+    if (!options_.discard) RequireStored(kept);
+    Json sensors = Json::object();
+    for (const auto& [sensor, about] : kept) {
+      sensors[sensor] = JsonOf(about);
+      if (session.options().dry_run) continue;
+      options_.subscriber.empty() ? ForgetStream(server, sensor)
+                                  : ForgetSubscriber(server, sensor, options_.subscriber);
     }
-    if (!session.options().dry_run) {
-      for (const auto& [sensor, about] : kept) ForgetStream(server, sensor);
-    }
-    session.Print("{} {}\n", session.options().dry_run ? "would forget" : "forgot",
+    session.Print("{} {}{}\n", session.options().dry_run ? "would forget" : "forgot",
+                  options_.subscriber.empty() ? "" : options_.subscriber + " at ",
                   Counted(kept.size(), "sensor"));
-    session.Emit({{"sensors", kept}, {"dry_run", session.options().dry_run}});
+    session.Emit({{"sensors", sensors}, {"dry_run", session.options().dry_run}});
     return ExitCode::kOk;
+  }
+
+  // What is forgotten has been stored by those whom it concerns.
+  void RequireStored(const std::map<std::string, std::optional<Kept>>& kept) const {
+    std::uint64_t unstored = 0;
+    for (const auto& [sensor, about] : kept) {
+      if (!about || !about->unstored) {
+        throw Failure(ExitCode::kUnreachable,
+                      fmt::format("the servers do not say what is stored of {}", sensor),
+                      "try again, or give --discard");
+      }
+      for (const auto& [subscriber, messages] : *about->unstored) {
+        const bool concerned = options_.subscriber.empty() || subscriber == options_.subscriber;
+        if (concerned) unstored = std::max(unstored, messages);
+      }
+    }
+    if (unstored == 0) return;
+    throw Failure(ExitCode::kNegative,
+                  fmt::format("a subscriber has not stored {} yet", Counted(unstored, "message")),
+                  "store them with \"tessaline subscribe --once\", or give --discard");
   }
 
   ExitCode MakeKeyFile(const Session& session) const {

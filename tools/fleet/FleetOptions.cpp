@@ -8,9 +8,9 @@ constexpr About kFleetAbout{
     "The sensors are those that \"tessaline publish\" has joined to the server.",
     "  tessaline fleet status\n"
     "  tessaline fleet set 'line3.*' --recipe belt.json"};
-constexpr About kStatusAbout{"status",
-                             "Lists the sensors, how they are, and what the server keeps of them",
-                             Touches::kNothing, "", "  tessaline fleet status 'line3.*' --json"};
+constexpr About kStatusAbout{
+    "status", "Lists the sensors, how they are, and how many messages are not stored yet",
+    Touches::kNothing, "", "  tessaline fleet status 'line3.*' --json"};
 constexpr About kSetAbout{
     "set", "Makes settings on several sensors, or on none", Touches::kLight,
     "Asks all of them first. If one does not answer, or cannot do what the recipe says, nothing is "
@@ -33,18 +33,21 @@ constexpr About kAddAbout{
     "own may not, lest it reads what others send: an operator does it once for each.",
     "  tessaline fleet add line3.left --nkey operator.nk"};
 constexpr About kForgetAbout{
-    "forget", "Removes sensors that do not come back from the server", Touches::kSets,
-    "What the server keeps of them goes, too, if there is anything only with --discard.",
-    "  tessaline fleet forget line3.left"};
+    "forget", "Removes sensors or a subscriber that do not come back from the server",
+    Touches::kSets,
+    "What is kept of a sensor goes, too, what a subscriber has not stored only with --discard. A "
+    "subscriber that does not come back (--as) must be forgotten, because everything is kept for "
+    "it.",
+    "  tessaline fleet forget line3.left\n"
+    "  tessaline fleet forget 'line3.*' --as quality"};
 constexpr About kKeyAbout{
     "key", "Makes a key by which a server knows a user", Touches::kNothing,
     "Writes the secret half to a file for --nkey, and shows the public half for the server.",
     "  tessaline fleet key -o left.nk"};
 constexpr About kRightsAbout{
     "rights", "Shows what a server has to allow a user, for its configuration", Touches::kNothing,
-    "A sensor may write its own messages and nothing else, a subscriber read all sensors' and "
-    "write "
-    "nothing, an operator ask and set all sensors.",
+    "A sensor may write its own messages, remove them, and answer questions; a subscriber may read "
+    "those of all sensors; an operator may ask and set all sensors, and make and remove places.",
     "  tessaline fleet rights --role sensor --name line3.left --public-key U..."};
 
 }  // namespace
@@ -83,7 +86,9 @@ CLI::App& FleetOptions::Describe(CLI::App& parent, CommonOptions& common) {
   forget->add_option("pattern", pattern, "Which sensors, such as line3.left")
       ->type_name("PATTERN")
       ->required();
-  forget->add_flag("--discard", discard, "Even if frames are kept that nobody has stored");
+  forget->add_option("--as", subscriber, "Only this subscriber's place, not the sensors")
+      ->type_name("NAME");
+  forget->add_flag("--discard", discard, "Even if something is not stored yet");
   make_key = command(kKeyAbout, false);
   make_key->add_option("-o,--output", output, "File for the secret half; it must not exist")
       ->type_name("FILE")

@@ -18,6 +18,7 @@ struct FleetOptions {
   std::string output;
   std::string name;
   std::string key;
+  std::string subscriber;
   double patience = 1;
   bool discard = false;
   PlaceOptions place;

@@ -6,6 +6,7 @@
 
 #include "Json.h"
 #include "fleet/Packet.h"
+#include "record/Messages.h"
 
 namespace tool::fleet {
 
@@ -25,7 +26,7 @@ struct Gap {
   static constexpr const char* kByMemory = "memory";        // the publisher did not keep up
   static constexpr const char* kByStore = "store";          // no room was left for what waited
   static constexpr const char* kByPublisher = "publisher";  // it ended without sending everything
-  static constexpr const char* kUnknown = "unknown";        // a subscriber missed it
+  static constexpr const char* kUnknown = GapMessage::kUnknown;  // a subscriber missed it
 
   std::string reason{};
   std::string run{};  // the missing frames'

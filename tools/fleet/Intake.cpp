@@ -1,5 +1,7 @@
 #include "fleet/Intake.h"
 
+#include <fmt/core.h>
+
 #include <algorithm>
 #include <utility>
 
@@ -40,7 +42,7 @@ Intake::Intake(const Server& server, const std::string& sensor, const std::strin
       sensor_(sensor),
       subscriber_(subscriber),
       stream_(std::make_unique<Stream>(place.used)),
-      runs_(known),
+      runs_(known, place.used > 0),
       assembler_(sensor),
       before_(place.ahead ? 0 : place.used),
       passed_over_(server, sensor, subscriber),
@@ -51,6 +53,11 @@ void Intake::Take(Message message, std::int64_t at_ns, Latency& latency) {
   const std::uint64_t number = StreamNumber(message.get());
   const bool had = stream_->Has(number);
   auto arrival = ArrivalIn(message, sensor_);
+  if (!arrival && IsNewer(message.get())) {
+    newer_ = fmt::format("{} sends messages of a newer version, which a newer program can store",
+                         sensor_);
+    return;
+  }
   if (!arrival) {
     ++(had ? counts_.duplicates : counts_.damaged);
     natsMsg_Ack(message.get(), nullptr);

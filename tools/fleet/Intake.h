@@ -60,7 +60,7 @@ class Intake {
   bool HadAllSince(Clock::time_point time) const { return had_all_at_ >= time; }
 
   // Why something has to wait; empty: nothing has.
-  const std::string& trouble() const { return trouble_; }
+  const std::string& trouble() const { return newer_.empty() ? trouble_ : newer_; }
   Counts& counts() { return counts_; }
   const Counts& counts() const { return counts_; }
 
@@ -96,6 +96,7 @@ class Intake {
   Clock::time_point look_at_;     // likewise, while the sensor is silent
   Clock::time_point came_at_;     // the last message
   std::string trouble_;
+  std::string newer_;  // likewise, for good
   Counts counts_;
 };
 

@@ -116,6 +116,11 @@ std::optional<PacketHeader> ReadHeaders(const GetHeader& get) {
   return header;
 }
 
+bool IsNewer(const GetHeader& get) {
+  unsigned version = 0;
+  return ReadNumber(get(kVersion), version) && version > kMessageVersion;
+}
+
 std::uint32_t Crc(const void* bytes, std::size_t size) {
   return static_cast<std::uint32_t>(crc32_z(0, static_cast<const Bytef*>(bytes), size));
 }

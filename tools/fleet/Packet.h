@@ -71,6 +71,8 @@ void ForEachHeader(const PacketHeader& header, const PutHeader& put);
 // ours, or one of a newer version.
 using GetHeader = std::function<std::string(const char* name)>;
 std::optional<PacketHeader> ReadHeaders(const GetHeader& get);
+// Whether this is a message of ours that only a newer program can read.
+bool IsNewer(const GetHeader& get);
 
 // zlib's CRC-32.
 std::uint32_t Crc(const void* bytes, std::size_t size);

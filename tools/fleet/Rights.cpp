@@ -37,7 +37,7 @@ Subjects OfSubscriber(const std::string& name) {
 Subjects OfOperator() {
   return {{"tessaline.control.>", "$JS.API.STREAM.NAMES", "$JS.API.STREAM.INFO.*",
            "$JS.API.STREAM.CREATE.*", "$JS.API.STREAM.DELETE.*", "$JS.API.CONSUMER.LIST.*",
-           fmt::format("$JS.API.CONSUMER.INFO.*.{}", kArchive),
+           "$JS.API.CONSUMER.DELETE.*.*", fmt::format("$JS.API.CONSUMER.INFO.*.{}", kArchive),
            fmt::format("$JS.API.CONSUMER.DURABLE.CREATE.*.{}", kArchive)},
           {"tessaline.presence.>", "tessaline.data.>", InboxPrefix(Role::kOperator, "") + ".>"}};
 }

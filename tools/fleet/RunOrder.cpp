@@ -5,7 +5,7 @@
 
 namespace tool::fleet {
 
-RunOrder::RunOrder(const std::map<std::string, Used>& used) {
+RunOrder::RunOrder(const std::map<std::string, Used>& used, bool joins) : joins_(joins) {
   for (const auto& [name, known] : used) {
     Run& run = runs_[name];
     run.next = known.last + 1;
@@ -71,11 +71,16 @@ bool RunOrder::Misses(const Arrival& arrival) const {
   });
   if (leaves && name != current_) return true;
   const auto known = runs_.find(name);
-  if (known == runs_.end() || known->second.joined) return false;
-  std::uint64_t next = known->second.next;
-  for (const auto& [first, early] : known->second.early) {
-    if (first > next) break;
-    next = early.header.sequence + 1;
+  std::uint64_t next = 1;
+  if (known == runs_.end()) {
+    if (joins_) return false;
+  } else {
+    if (known->second.joined) return false;
+    next = known->second.next;
+    for (const auto& [first, early] : known->second.early) {
+      if (first > next) break;
+      next = early.header.sequence + 1;
+    }
   }
   return next <= std::min(arrival.acknowledged, arrival.header.first() - 1);
 }
@@ -84,7 +89,7 @@ RunOrder::Run& RunOrder::Insert(Arrival arrival) {
   const std::uint64_t first = arrival.header.first();
   const auto [known, added] = runs_.try_emplace(arrival.header.run);
   Run& run = known->second;
-  if (added) {
+  if (added && std::exchange(joins_, false)) {
     run.next = std::min(arrival.acknowledged, first - 1) + 1;
     run.joined = run.next > 1;
   }

@@ -21,7 +21,9 @@ class RunOrder {
     std::uint64_t last = 0;  // message
     bool over = false;       // it has ended, or it has been told that it did not
   };
-  explicit RunOrder(const std::map<std::string, Used>& used);
+  // `joins`: the messages in front of the first run that is not known may have gone to somebody
+  // else.
+  RunOrder(const std::map<std::string, Used>& used, bool joins);
 
   // One thing that comes out: a message, or a hole where nothing comes any more.
   struct Step {
@@ -61,6 +63,7 @@ class RunOrder {
 
   std::map<std::string, Run> runs_;
   std::string current_;
+  bool joins_;
 };
 
 }  // namespace tool::fleet

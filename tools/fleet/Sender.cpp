@@ -16,6 +16,9 @@ constexpr std::chrono::milliseconds kIdleSlice{50};
 constexpr std::chrono::milliseconds kFirstPause{100};
 constexpr unsigned kMostDoublings = 4;  // of that
 constexpr unsigned kTroublesBeforeLook = 3;
+// A server that comes back with an older state does not know streams that the others keep. A second
+// one of the same name would ruin the first.
+constexpr std::chrono::seconds kMissingPatience{60};
 
 }  // namespace
 
@@ -71,8 +74,14 @@ void Sender::Trouble(const std::string& text) {
 
 bool Sender::Prepare() {
   try {
+    if (had_stream_ && !HasStream(server_, stream_.sensor)) {
+      const auto now = Clock::now();
+      missing_since_ = missing_since_.value_or(now);
+      if (now - *missing_since_ < kMissingPatience) return prepared_ = true;
+    }
     RequireStream(server_, stream_);
-    return prepared_ = true;
+    missing_since_.reset();
+    return prepared_ = had_stream_ = true;
   } catch (const Failure& failure) {
     Trouble(failure.what());
     return false;
@@ -108,6 +117,7 @@ void Sender::Collect() {
     const auto acknowledged = window_.Acknowledge(answer.name, Clock::now());
     if (!acknowledged) continue;  // acknowledged before
     troubles_ = 0;
+    missing_since_.reset();
     if (acknowledged->rows_before != 0) backlog_.DoneBefore(acknowledged->rows_before);
     const std::lock_guard lock(mutex_);
     ++counts_.acknowledged;

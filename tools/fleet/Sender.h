@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <deque>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 
@@ -63,6 +64,8 @@ class Sender {
   const StreamSettings stream_;
   Server::Stream context_;
   bool prepared_ = false;
+  bool had_stream_ = false;
+  std::optional<Clock::time_point> missing_since_;  // as the servers say
 
   // The thread's own.
   SendWindow window_;

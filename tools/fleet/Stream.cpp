@@ -71,6 +71,20 @@ void RequireStream(const Server& server, const StreamSettings& settings) {
   RequireSubscriber(server, settings.sensor, kArchive);
 }
 
+bool HasStream(const Server& server, const std::string& sensor) {
+  const auto context = server.NewStreamContext();
+  jsErrCode code{};
+  jsConsumerInfo* place = nullptr;
+  const natsStatus status = js_GetConsumerInfo(&place, context.get(), StreamName(sensor).c_str(),
+                                               kArchive, nullptr, &code);
+  jsConsumerInfo_Destroy(place);
+  if (status == NATS_NOT_FOUND || code == JSStreamNotFoundErr || code == JSConsumerNotFoundErr) {
+    return false;
+  }
+  if (status != NATS_OK) Fail(status, code, sensor);
+  return true;
+}
+
 void RequireSubscriber(const Server& server, const std::string& sensor,
                        const std::string& subscriber) {
   const auto context = server.NewStreamContext();
@@ -105,6 +119,16 @@ void ForgetStream(const Server& server, const std::string& sensor) {
   const natsStatus status =
       js_DeleteStream(context.get(), StreamName(sensor).c_str(), nullptr, &code);
   if (status != NATS_OK) Fail(status, code, fmt::format("cannot forget {}", sensor));
+}
+
+void ForgetSubscriber(const Server& server, const std::string& sensor,
+                      const std::string& subscriber) {
+  jsErrCode code{};
+  const auto context = server.NewStreamContext();
+  const natsStatus status = js_DeleteConsumer(context.get(), StreamName(sensor).c_str(),
+                                              subscriber.c_str(), nullptr, &code);
+  if (status == NATS_NOT_FOUND || code == JSConsumerNotFoundErr) return;
+  if (status != NATS_OK) Fail(status, code, fmt::format("cannot forget {}", subscriber));
 }
 
 std::vector<std::string> SensorsWithStreams(const Server& server, const std::string& pattern) {

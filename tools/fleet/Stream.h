@@ -22,12 +22,19 @@ struct StreamSettings {
 // as it is.
 void RequireStream(const Server& server, const StreamSettings& settings);
 
+// Whether the server knows the sensor's stream, and the archive's place in it.
+bool HasStream(const Server& server, const std::string& sensor);
+
 // Makes sure that messages are kept for a subscriber, from the oldest on that is still there.
 void RequireSubscriber(const Server& server, const std::string& sensor,
                        const std::string& subscriber);
 
 // Removes a sensor's stream, and what is in it.
 void ForgetStream(const Server& server, const std::string& sensor);
+
+// Removes a subscriber's place there: nothing is kept for it any more.
+void ForgetSubscriber(const Server& server, const std::string& sensor,
+                      const std::string& subscriber);
 
 // The sensors whose names match and that have a stream, in order.
 std::vector<std::string> SensorsWithStreams(const Server& server, const std::string& pattern);

@@ -119,8 +119,10 @@ void Contents::Take(const EventMessage& message) {
 }
 
 void Contents::Take(const GapMessage& message) {
+  const bool explained = message.reason != GapMessage::kUnknown;
   const auto add = [&](FrameCount& frames, std::uint64_t first, std::uint64_t last,
                        std::uint64_t count) {
+    if (!explained) return;
     if (message.end_known && count > 0) frames.AddNamed(first, last);
     if (!message.end_known && first > 0) frames.AddNamed(first, std::nullopt);
   };

@@ -113,6 +113,8 @@ struct PictureMessage {
 
 struct GapMessage {
   static constexpr Topic kTopic = Topic::kGaps;
+  // The reason of a loss that nobody can explain.
+  static constexpr const char* kUnknown = "unknown";
   std::int64_t stamp_ns = 0;
   std::string reason;
   std::string run;
