@@ -42,7 +42,7 @@ def test_what_somebody_has_not_stored_stays(fleet):
     first = fleet.folder / "first.db3"
     begun = fleet.store(hub.url, "--as", "late", file=first)["strips"]
     archive = fleet.subscribe(hub.url)
-    wait_until(lambda: "maximum bytes" in trouble(hub), 20, "a place that is full")
+    wait_until(lambda: "is full" in trouble(hub), 20, "a place that is full")
     late = fleet.start("subscribe", ">", "-o", first, "--as", "late", url=hub.url)
     said = publisher.stop()
     late.end()

@@ -3,6 +3,7 @@
 #include <cstdlib>
 
 #include "fleet/Names.h"
+#include "fleet/SendWindow.h"
 
 namespace tool::fleet {
 namespace {
@@ -15,6 +16,11 @@ GetHeader HeadersOf(natsMsg* message) {
 }
 
 }  // namespace
+
+std::string NameIn(natsMsg* message) {
+  const auto header = ReadHeaders(HeadersOf(message));
+  return header ? SendWindow::NameOf(*header) : "";
+}
 
 bool IsNewer(natsMsg* message) { return IsNewer(HeadersOf(message)); }
 

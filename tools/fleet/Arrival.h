@@ -24,6 +24,8 @@ struct Arrival {
 
 // None: it is not one of ours, or its bytes are not what was sent.
 std::optional<Arrival> ArrivalIn(Message& message, std::string_view sensor);
+// The publisher's name for it, as SendWindow::NameOf() has it; empty: it is not one of ours.
+std::string NameIn(natsMsg* message);
 // Whether a newer program could read it.
 bool IsNewer(natsMsg* message);
 

@@ -10,6 +10,8 @@ namespace tool::fleet {
 namespace {
 
 constexpr int kMostDepth = 100;
+// More than any sensor's image; a file takes a message of some hundred megabytes at most.
+constexpr std::size_t kMostBytes = 64 << 20;
 
 Json JsonIn(const Arrival& arrival) {
   const auto payload = arrival.payload();
@@ -61,18 +63,26 @@ void Assembler::GiveUp(std::vector<Delivery>& whole) {
   Delivery delivery =
       GapOf(std::move(gap), parts_.back().header.sequence, parts_.back().header.stamp_ns);
   for (Arrival& part : parts_) delivery.messages.push_back(std::move(part.message));
-  parts_.clear();
+  Clear();
   whole.push_back(std::move(delivery));
+}
+
+void Assembler::Clear() {
+  parts_.clear();
+  bytes_ = 0;
 }
 
 void Assembler::AddPart(Arrival arrival, std::vector<Delivery>& whole) {
   if (!parts_.empty() && !Continues(parts_.back().header, arrival.header)) GiveUp(whole);
-  if (arrival.header.part != parts_.size() + 1) {  // its beginning is in a hole
+  // Its beginning is in a hole.
+  if (arrival.header.part != parts_.size() + 1) {
     parts_.push_back(std::move(arrival));
     GiveUp(whole);
     return;
   }
+  bytes_ += arrival.payload().size();
   parts_.push_back(std::move(arrival));
+  if (bytes_ > kMostBytes) return GiveUp(whole);
   const PacketHeader& last = parts_.back().header;
   if (last.part != last.parts) return;
   Delivery delivery = NewDelivery(last.run, last.sequence, last.stamp_ns);
@@ -94,7 +104,7 @@ void Assembler::AddPart(Arrival arrival, std::vector<Delivery>& whole) {
     delivery.images = 1;
   }
   for (Arrival& part : parts_) delivery.messages.push_back(std::move(part.message));
-  parts_.clear();
+  Clear();
   whole.push_back(std::move(delivery));
 }
 

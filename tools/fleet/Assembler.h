@@ -43,6 +43,7 @@ class Assembler {
   void AddPart(Arrival arrival, std::vector<Delivery>& whole);
   // The rest of what was begun does not come.
   void GiveUp(std::vector<Delivery>& whole);
+  void Clear();
   Delivery GapOf(Gap gap, std::uint64_t sequence, std::int64_t stamp_ns) const;
   Gap NewGap(const char* reason, const std::string& run) const;
   // What a message without frames says. Throws a Failure if it says nothing.
@@ -50,6 +51,7 @@ class Assembler {
 
   const std::string sensor_;
   std::vector<Arrival> parts_;
+  std::size_t bytes_ = 0;                          // of these
   std::int64_t stamp_ns_ = 0;                      // of the last message
   std::uint64_t last_strip_ = 0, last_image_ = 0;  // ids, of the run
 };

@@ -27,13 +27,6 @@ std::uint64_t StreamNumber(natsMsg* message) {
   return number;
 }
 
-// The publisher's name for it, under which the server stores it once.
-std::string NameIn(natsMsg* message) {
-  const char* name = nullptr;
-  natsMsgHeader_Get(message, kMessageId, &name);
-  return name == nullptr ? "" : name;
-}
-
 }  // namespace
 
 Intake::Intake(const Server& server, const std::string& sensor, const std::string& subscriber,
@@ -42,7 +35,7 @@ Intake::Intake(const Server& server, const std::string& sensor, const std::strin
       sensor_(sensor),
       subscriber_(subscriber),
       stream_(std::make_unique<Stream>(place.used)),
-      runs_(known, place.used > 0),
+      runs_(known, known.empty() && place.used > 0),
       assembler_(sensor),
       before_(place.ahead ? 0 : place.used),
       passed_over_(server, sensor, subscriber),
@@ -51,6 +44,7 @@ Intake::Intake(const Server& server, const std::string& sensor, const std::strin
 void Intake::Take(Message message, std::int64_t at_ns, Latency& latency) {
   came_at_ = Clock::now();
   const std::uint64_t number = StreamNumber(message.get());
+  if (number == 0) return;  // no server has delivered it
   const bool had = stream_->Has(number);
   auto arrival = ArrivalIn(message, sensor_);
   if (!arrival && IsNewer(message.get())) {
@@ -68,7 +62,7 @@ void Intake::Take(Message message, std::int64_t at_ns, Latency& latency) {
   const PacketHeader& header = arrival->header;
   counts_.newest_ns = std::max(counts_.newest_ns, header.stamp_ns);
   const bool frames = header.kind == Kind::kStrips || header.kind == Kind::kImages;
-  if (frames) latency.Add(at_ns - header.stamp_ns);
+  if (frames && header.stamp_ns > 0) latency.Add(at_ns - header.stamp_ns);
   open_[number] = SendWindow::NameOf(header);
   stream_->Add(number, std::move(arrival), came_at_);
 }
@@ -109,7 +103,9 @@ bool Intake::BeginAgain(std::uint64_t number) {
     Use(std::move(steps), std::move(duplicates));
   }
   stream_ = std::make_unique<Stream>(before_);
-  open_.clear();  // an answer to one of these would be one to another message now
+  // An answer to one of these would be one to another message now. They are not stored yet.
+  for (const auto& [old, name] : open_) fetched_.insert(name);
+  open_.clear();
   return true;
 }
 
@@ -170,6 +166,11 @@ void Intake::Acknowledge(natsMsg* message) {
   open_.erase(open);
 }
 
+std::optional<std::size_t> Intake::Held() const {
+  if (next_ || !stream_->Empty()) return std::nullopt;
+  return open_.size();
+}
+
 bool Intake::Look(std::optional<Clock::time_point> asked) {
   const auto now = Clock::now();
   if (now < fetch_at_ || next_ || !stream_->Empty()) return false;
@@ -181,15 +182,15 @@ bool Intake::Look(std::optional<Clock::time_point> asked) {
 
 // True: the server keeps nothing more that it has passed over. False: not all has been read yet.
 bool Intake::FetchPassedOver() {
-  const auto now = Clock::now();
-  if (now < fetch_at_ || !server_.IsConnected()) return false;
+  if (Clock::now() < fetch_at_ || !server_.IsConnected()) return false;
+  // What is behind comes later, or has come and waits.
+  std::optional<std::uint64_t> before;
+  if (next_) before = StreamNumber(next_->message.get());
   try {
-    if (!fetching_) {
-      // What is behind comes later, or has come and waits.
-      std::optional<std::uint64_t> before;
-      if (next_) before = StreamNumber(next_->message.get());
+    if (!fetching_ || before != before_round_) {
+      round_at_ = Clock::now();
       passed_over_.Begin(before);
-      round_at_ = now;
+      before_round_ = before;
       found_ = 0;
       fetching_ = true;
     }
@@ -200,14 +201,14 @@ bool Intake::FetchPassedOver() {
     }
   } catch (const Failure& failure) {  // the cluster is choosing a leader: it will do later
     fetching_ = false;
-    fetch_at_ = now + kFetchPause;
+    fetch_at_ = Clock::now() + kFetchPause;
     trouble_ = failure.what();
     return false;
   }
   if (fetching_) return false;
   trouble_.clear();
-  fetch_at_ = now + kFetchPause;
-  look_at_ = now + kLookPeriod;
+  fetch_at_ = Clock::now() + kFetchPause;
+  look_at_ = Clock::now() + kLookPeriod;
   if (found_ == 0) had_all_at_ = round_at_;
   return true;
 }

@@ -61,6 +61,8 @@ class Intake {
 
   // Why something has to wait; empty: nothing has.
   const std::string& trouble() const { return newer_.empty() ? trouble_ : newer_; }
+  // Messages that wait for others, which may never come; none while something else is to be done.
+  std::optional<std::size_t> Held() const;
   Counts& counts() { return counts_; }
   const Counts& counts() const { return counts_; }
 
@@ -89,12 +91,13 @@ class Intake {
   PassedOver passed_over_;
   std::set<std::string> fetched_;  // of it, and not in the file: the publisher's names
   bool fetching_ = false;
-  std::uint64_t found_ = 0;       // in this round
-  Clock::time_point round_at_;    // began
-  Clock::time_point had_all_at_;  // nothing was found
-  Clock::time_point fetch_at_;    // not before
-  Clock::time_point look_at_;     // likewise, while the sensor is silent
-  Clock::time_point came_at_;     // the last message
+  std::uint64_t found_ = 0;                    // in this round
+  std::optional<std::uint64_t> before_round_;  // in front of what it looks
+  Clock::time_point round_at_;                 // began
+  Clock::time_point had_all_at_;               // nothing was found
+  Clock::time_point fetch_at_;                 // not before
+  Clock::time_point look_at_;                  // likewise, while the sensor is silent
+  Clock::time_point came_at_;                  // the last message
   std::string trouble_;
   std::string newer_;  // likewise, for good
   Counts counts_;

@@ -24,7 +24,7 @@ std::optional<Kept> KeptOn(jsCtx* context, const std::string& stream) {
   const natsStatus status = js_Consumers(&places, context, stream.c_str(), nullptr, &code);
   if (status != NATS_OK && status != NATS_NOT_FOUND) return kept;
   const std::int64_t count = status == NATS_OK ? places->Count : 0;
-  if (count == subscribers) kept.unstored.emplace();
+  if (count == subscribers && (count > 0 || kept.messages == 0)) kept.unstored.emplace();
   for (std::int64_t i = 0; i < count && kept.unstored; ++i) {
     const jsConsumerInfo& place = *places->List[i];
     (*kept.unstored)[place.Name] =

@@ -80,7 +80,6 @@ std::uint32_t Crc(const void* bytes, std::size_t size);
 // "6f1c0a...": 16 hexadecimal digits that nobody else has.
 std::string NewRun();
 
-inline constexpr const char* kMessageId = "Nats-Msg-Id";
 inline constexpr const char* kSensorHeader = "Tessaline-Sensor";
 inline constexpr const char* kAcknowledgedHeader = "Tessaline-Acknowledged";
 

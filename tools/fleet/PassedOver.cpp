@@ -6,13 +6,18 @@
 #include <utility>
 
 #include "fleet/Names.h"
+#include "fleet/Stream.h"
 
 namespace tool::fleet {
 
 PassedOver::PassedOver(const Server& server, const std::string& sensor, std::string subscriber)
-    : server_(server), stream_(StreamName(sensor)), subscriber_(std::move(subscriber)) {}
+    : server_(server),
+      sensor_(sensor),
+      stream_(StreamName(sensor)),
+      subscriber_(std::move(subscriber)) {}
 
 void PassedOver::Begin(std::optional<std::uint64_t> before) {
+  RequireSubscriber(server_, sensor_, subscriber_);
   const auto context = server_.NewStreamContext();
   jsErrCode code{};
   // In this order: what comes in between is not past the place.

@@ -18,7 +18,8 @@ class PassedOver {
 
   PassedOver(const Server& server, const std::string& sensor, std::string subscriber);
 
-  // Begins with the oldest one of those in front of `before`, a number in the stream, up to which
+  // Makes the subscriber's place if there is none, as in a stream that has been made again. Begins
+  // with the oldest one of those in front of `before`, a number in the stream, up to which
   // all that was delivered has come; none: of those that are not on their way. What is kept for
   // other subscribers is among them, too.
   void Begin(std::optional<std::uint64_t> before);
@@ -41,6 +42,7 @@ class PassedOver {
   };
 
   const Server& server_;
+  const std::string sensor_;
   const std::string stream_;
   const std::string subscriber_;
   State state_;

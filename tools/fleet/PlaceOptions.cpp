@@ -16,7 +16,7 @@ void PlaceOptions::Describe(CLI::App& app) {
       ->check(CLI::Range(1U, kMostReplicas))
       ->type_name("COUNT");
   app.add_option("--keep", megabytes,
-                 "Megabytes that a new place on the server may take (default: all it has)")
+                 "Megabytes that a new place on the server holds at most (default: all it has)")
       ->check(NumberIn(1, kMostPlaceMegabytes))
       ->type_name("MB");
 }

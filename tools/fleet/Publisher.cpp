@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <string_view>
 
 #include "HostClock.h"
 #include "fleet/Names.h"
@@ -44,11 +45,11 @@ Publisher::Publisher(Server& server, Settings settings)
       settings_(std::move(settings)),
       backlog_(settings_.backlog),
       sender_(server, backlog_, settings_.stream),
-      tidier_(server, settings_.stream.sensor),
       packetizer_(NewRun(), PayloadOf(server)),
       started_ns_(HostNs()) {
   RequireName();
   Listen();
+  sender_.Start();
 }
 
 void Publisher::Listen() {
@@ -183,7 +184,8 @@ void Publisher::AnswerQuestions() {
   }
   for (const Message& question : questions) {
     const char* const reply = natsMsg_GetReply(question.get());
-    if (reply == nullptr) continue;
+    // What a server delivers from a stream asks for nothing: its answer would acknowledge.
+    if (reply == nullptr || std::string_view(reply).starts_with("$JS.")) continue;
     // tessaline.control.VERB.NAME
     const std::string subject = natsMsg_GetSubject(question.get());
     const std::size_t from = subject.find('.', subject.find('.') + 1) + 1;
@@ -210,7 +212,6 @@ void Publisher::Finish(bool) {
   backlog_.Put(packetizer_.Finish(HostNs(), ring_->DroppedFrames()));
   sender_.Drain(settings_.drain);
   sender_.Stop();
-  tidier_.Stop();
   if (backlog_.counts().packets > 0) totals_.saved = backlog_.SaveAll();
 }
 

@@ -11,7 +11,6 @@
 #include "fleet/Packetizer.h"
 #include "fleet/Sender.h"
 #include "fleet/Server.h"
-#include "fleet/Tidier.h"
 
 namespace tool::fleet {
 
@@ -67,7 +66,6 @@ class Publisher : public RecordTaker {
   const Settings settings_;
   Backlog backlog_;
   Sender sender_;
-  Tidier tidier_;
   Packetizer packetizer_;
   ring::RecordRing* ring_ = nullptr;
   Totals totals_;

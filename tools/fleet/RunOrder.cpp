@@ -66,15 +66,15 @@ bool RunOrder::Has(const PacketHeader& header) const {
 bool RunOrder::Misses(const Arrival& arrival) const {
   const std::string& name = arrival.header.run;
   if (Has(arrival.header)) return false;
-  const bool leaves = std::any_of(runs_.begin(), runs_.end(), [&](const auto& named) {
-    return named.first != name && (!named.second.over || !named.second.early.empty());
-  });
-  if (leaves && name != current_) return true;
+  const auto leaves = [&] {
+    return std::any_of(runs_.begin(), runs_.end(), [&](const auto& named) {
+      return named.first != name && (!named.second.over || !named.second.early.empty());
+    });
+  };
+  if (name != current_ && leaves()) return true;
   const auto known = runs_.find(name);
   std::uint64_t next = 1;
-  if (known == runs_.end()) {
-    if (joins_) return false;
-  } else {
+  if (known != runs_.end()) {
     if (known->second.joined) return false;
     next = known->second.next;
     for (const auto& [first, early] : known->second.early) {

@@ -16,7 +16,7 @@ namespace tool::fleet {
 // server stores them within what a subscriber can put right again. Not thread-safe.
 class SendWindow {
  public:
-  // Enough to keep a network and three disks busy; a subscriber holds twice as many.
+  // Enough to keep a network and three disks busy; a subscriber holds four times as many.
   static constexpr std::uint64_t kMost = 64;
   static constexpr std::uint64_t kMostBytes = 16 << 20;
 
@@ -44,9 +44,8 @@ class SendWindow {
   };
   // None: it is not on its way any more.
   std::optional<Acknowledged> Acknowledge(const std::string& name, Clock::time_point now);
-  // The connection has broken. While nats-server is being stopped, it acknowledges messages that it
-  // does not store any more: the consumers of a stream end first, and without them nobody is
-  // interested. So what was acknowledged last is to be sent again. What the server did store it
+  // The connection has broken. A server that is being stopped may have acknowledged what it did not
+  // store any more, so what was acknowledged last is to be sent again. What the server did store it
   // knows by name. Returns how many bytes of how many messages.
   struct Doubted {
     std::uint64_t messages = 0, bytes = 0;
@@ -64,6 +63,7 @@ class SendWindow {
   // Everything, the newest first.
   std::deque<Backlog::Taken> Clear();
   std::size_t size() const { return sent_.size(); }
+  std::size_t refused() const { return again_.size(); }  // of them
 
  private:
   std::map<Position, Backlog::Taken> sent_;

@@ -9,6 +9,7 @@
 namespace tool::fleet {
 namespace {
 
+constexpr const char* kMessageId = "Nats-Msg-Id";
 constexpr std::int64_t kAnswerMs = 4000;
 constexpr std::chrono::milliseconds kSendSlice{5};
 // While no answer is awaited.
@@ -16,6 +17,9 @@ constexpr std::chrono::milliseconds kIdleSlice{50};
 constexpr std::chrono::milliseconds kFirstPause{100};
 constexpr unsigned kMostDoublings = 4;  // of that
 constexpr unsigned kTroublesBeforeLook = 3;
+constexpr std::chrono::seconds kTidyPeriod{60};
+// For which nothing is sent, at most.
+constexpr std::chrono::seconds kTidyPause{2};
 // A server that comes back with an older state does not know streams that the others keep. A second
 // one of the same name would ruin the first.
 constexpr std::chrono::seconds kMissingPatience{60};
@@ -23,8 +27,16 @@ constexpr std::chrono::seconds kMissingPatience{60};
 }  // namespace
 
 Sender::Sender(Server& server, Backlog& backlog, StreamSettings stream)
-    : server_(server), backlog_(backlog), stream_(std::move(stream)) {
+    : server_(server),
+      backlog_(backlog),
+      stream_(std::move(stream)),
+      trouble_at_(Clock::now()),
+      tidier_(server, stream_.sensor),
+      tidy_at_(trouble_at_ + kTidyPeriod) {
   Connect();
+}
+
+void Sender::Start() {
   thread_ = std::thread([this] { Run(); });
 }
 
@@ -68,6 +80,7 @@ Sender::Counts Sender::counts() const {
 void Sender::Trouble(const std::string& text) {
   not_before_ = Clock::now() + kFirstPause * (1 << std::min(troubles_, kMostDoublings));
   if (++troubles_ % kTroublesBeforeLook == 0) prepared_ = false;
+  trouble_at_ = Clock::now();
   const std::lock_guard lock(mutex_);
   counts_.trouble = text;
 }
@@ -81,6 +94,7 @@ bool Sender::Prepare() {
     }
     RequireStream(server_, stream_);
     missing_since_.reset();
+    room_ = RoomOf(server_, stream_.sensor);
     return prepared_ = had_stream_ = true;
   } catch (const Failure& failure) {
     Trouble(failure.what());
@@ -116,6 +130,7 @@ void Sender::Collect() {
     }
     const auto acknowledged = window_.Acknowledge(answer.name, Clock::now());
     if (!acknowledged) continue;  // acknowledged before
+    room_.used += acknowledged->bytes;
     troubles_ = 0;
     missing_since_.reset();
     if (acknowledged->rows_before != 0) backlog_.DoneBefore(acknowledged->rows_before);
@@ -134,6 +149,31 @@ void Sender::Doubt() {
   counts_.acknowledged -= doubted.messages;
   counts_.bytes -= doubted.bytes;
   counts_.on_the_way = window_.size();
+}
+
+bool Sender::Tidies() {
+  const auto now = Clock::now();
+  const bool full = room_.used >= room_.limit;
+  if (!tidying_since_) {
+    // Only after a quiet minute: while servers change, they may believe to be stored what is not.
+    if (!full && (now < tidy_at_ || now - trouble_at_ < kTidyPeriod)) return false;
+    tidy_at_ = now + kTidyPeriod;
+    if (!full && !tidier_.IsNear()) return false;
+    tidying_since_ = now;
+  }
+  if (window_.size() > window_.refused()) {
+    WaitForAnswers();
+  } else if (tidier_.RemoveIfStored()) {
+    room_.used = 0;
+    tidying_since_.reset();
+  } else if (!full && Clock::now() - *tidying_since_ > kTidyPause) {
+    tidying_since_.reset();
+  } else {
+    std::this_thread::sleep_for(kIdleSlice);
+    const std::lock_guard lock(mutex_);
+    if (full) counts_.trouble = "the place on the server is full";
+  }
+  return tidying_since_.has_value();
 }
 
 bool Sender::Send(SendWindow::Position position) {
@@ -188,6 +228,7 @@ void Sender::Run() {
       std::this_thread::sleep_for(kSendSlice);
       continue;
     }
+    if (Tidies()) continue;
     if (Clock::now() < not_before_ || (!prepared_ && !Prepare())) {
       std::this_thread::sleep_for(kSendSlice);
       continue;

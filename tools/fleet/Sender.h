@@ -14,6 +14,7 @@
 #include "fleet/SendWindow.h"
 #include "fleet/Server.h"
 #include "fleet/Stream.h"
+#include "fleet/Tidier.h"
 
 namespace tool::fleet {
 
@@ -23,6 +24,7 @@ namespace tool::fleet {
 class Sender {
  public:
   Sender(Server& server, Backlog& backlog, StreamSettings stream);
+  void Start();
   // Ends without waiting for anybody.
   ~Sender();
   Sender(const Sender&) = delete;
@@ -53,6 +55,8 @@ class Sender {
   void WaitForAnswers();
   // Takes back what was acknowledged just before the connection broke.
   void Doubt();
+  // Whether nothing is sent now, so that what everybody has stored can be removed.
+  bool Tidies();
   // Uses the answers that have come.
   void Collect();
   void Trouble(const std::string& text);
@@ -72,6 +76,11 @@ class Sender {
   std::uint64_t reconnects_ = 0;  // that we know of
   Clock::time_point not_before_;  // after trouble
   unsigned troubles_ = 0;         // one behind the other
+  Clock::time_point trouble_at_;  // the last one
+  Room room_;
+  Tidier tidier_;
+  Clock::time_point tidy_at_;  // not before
+  std::optional<Clock::time_point> tidying_since_;
 
   struct Answer {
     std::string name;     // of the message

@@ -134,6 +134,10 @@ bool Server::IsConnected() const {
   return natsConnection_Status(connection_) == NATS_CONN_STATUS_CONNECTED;
 }
 
+bool Server::IsClosed() const {
+  return natsConnection_Status(connection_) == NATS_CONN_STATUS_CLOSED;
+}
+
 bool Server::ReviveIfClosed() {
   const auto now = std::chrono::steady_clock::now();
   if (natsConnection_Status(connection_) != NATS_CONN_STATUS_CLOSED || now < next_revival_) {

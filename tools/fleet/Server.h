@@ -33,6 +33,8 @@ class Server {
   Server& operator=(const Server&) = delete;
 
   bool IsConnected() const;
+  // The client library has given up; see ReviveIfClosed().
+  bool IsClosed() const;
   // What was given, without the secrets in it.
   const std::string& Where() const { return where_; }
   // The server that it is connected to; empty: none.

@@ -11,6 +11,8 @@ namespace {
 
 constexpr unsigned kUsualReplicas = 3;
 constexpr std::int64_t kHeartbeatNs = 5'000'000'000;
+// For what is on its way.
+constexpr std::uint64_t kHeadroom = 16 << 20;
 
 // The server cannot keep that many copies: it stands alone, or the cluster is smaller.
 bool WantsFewer(jsErrCode code) {
@@ -58,7 +60,9 @@ void RequireStream(const Server& server, const StreamSettings& settings) {
     config.SubjectsLen = 1;
     config.Retention = js_LimitsPolicy;
     config.Discard = js_DiscardNew;
-    if (settings.most_bytes != 0) config.MaxBytes = static_cast<std::int64_t>(settings.most_bytes);
+    if (settings.most_bytes != 0) {
+      config.MaxBytes = static_cast<std::int64_t>(2 * settings.most_bytes + kHeadroom);
+    }
     config.Replicas = settings.replicas == 0 ? kUsualReplicas : settings.replicas;
     do {
       code = {};
@@ -69,6 +73,21 @@ void RequireStream(const Server& server, const StreamSettings& settings) {
   if (status == NATS_TIMEOUT) RequireAllowed(server, settings.sensor);
   if (status != NATS_OK) Fail(status, code, fmt::format("no place for {}", settings.sensor));
   RequireSubscriber(server, settings.sensor, kArchive);
+}
+
+Room RoomOf(const Server& server, const std::string& sensor) {
+  const auto context = server.NewStreamContext();
+  jsErrCode code{};
+  jsStreamInfo* about = nullptr;
+  Check(js_GetStreamInfo(&about, context.get(), StreamName(sensor).c_str(), nullptr, &code),
+        sensor);
+  Room room{.used = about->State.Bytes};
+  if (about->Config->MaxBytes > 0) {
+    const auto most = static_cast<std::uint64_t>(about->Config->MaxBytes);
+    room.limit = most > kHeadroom ? (most - kHeadroom) / 2 : most / 4;
+  }
+  jsStreamInfo_Destroy(about);
+  return room;
 }
 
 bool HasStream(const Server& server, const std::string& sensor) {

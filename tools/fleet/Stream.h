@@ -22,6 +22,14 @@ struct StreamSettings {
 // as it is.
 void RequireStream(const Server& server, const StreamSettings& settings);
 
+// How much of what its stream may take a sensor uses. It stops short of it: a server that is full
+// takes small messages, and refuses larger ones in front of them.
+struct Room {
+  std::uint64_t used = 0;
+  std::uint64_t limit = UINT64_MAX;
+};
+Room RoomOf(const Server& server, const std::string& sensor);
+
 // Whether the server knows the sensor's stream, and the archive's place in it.
 bool HasStream(const Server& server, const std::string& sensor);
 

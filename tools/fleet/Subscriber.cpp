@@ -15,6 +15,7 @@ namespace {
 constexpr std::chrono::seconds kLookPeriod{2};
 constexpr std::chrono::milliseconds kSyncPeriod{200};
 constexpr std::uint64_t kMostUnsynced = 32 << 20;
+constexpr std::uint64_t kMostWaiting = 512 << 20;
 // Of one sensor: the server sends on while the disk works.
 constexpr std::int64_t kMostWritten = kMostUnstored / 4;
 constexpr std::chrono::seconds kBoundPatience{10};
@@ -46,7 +47,6 @@ Subscriber::Subscriber(const Server& server, Settings settings, const std::strin
     : server_(server), settings_(std::move(settings)), file_(path), order_(settings_.order) {}
 
 void Subscriber::LookForSensors() {
-  next_look_ = Clock::now() + kLookPeriod;
   if (!server_.IsConnected()) return;
   trouble_.clear();
   for (const std::string& sensor : SensorsNow()) {
@@ -57,8 +57,10 @@ void Subscriber::LookForSensors() {
     } catch (const Failure& failure) {
       if (failure.code() == ExitCode::kExists) throw;
       trouble_ = failure.what();  // the cluster is choosing a leader: it will do later
+      break;                      // those that are there need not wait for it
     }
   }
+  next_look_ = Clock::now() + kLookPeriod;
 }
 
 std::vector<std::string> Subscriber::SensorsNow() {
@@ -143,8 +145,13 @@ void Subscriber::RequireUnbound(const std::string& sensor) {
 
 void Subscriber::OnMessage(natsConnection*, natsSubscription*, natsMsg* message, void* origin) {
   const auto& from = *static_cast<Origin*>(origin);
+  Message owner(message);
+  const auto bytes = static_cast<std::uint64_t>(natsMsg_GetDataLength(message));
   const std::lock_guard lock(from.subscriber->mutex_);
-  from.subscriber->came_.push_back({Message(message), from.sensor, HostNs()});
+  // While a disk hangs, the server sends the same again and again.
+  if (from.subscriber->came_bytes_ + bytes > kMostWaiting) return;
+  from.subscriber->came_bytes_ += bytes;
+  from.subscriber->came_.push_back({std::move(owner), from.sensor, HostNs()});
   from.subscriber->arrived_.notify_one();
 }
 
@@ -155,9 +162,15 @@ void Subscriber::Work(std::chrono::milliseconds patience) {
     std::unique_lock lock(mutex_);
     arrived_.wait_for(lock, patience, [this] { return !came_.empty(); });
     came.swap(came_);
+    came_bytes_ = 0;
   }
   for (Came& one : came) {
     inputs_.at(one.sensor).intake.Take(std::move(one.message), one.at_ns, latency_);
+  }
+  if (server_.IsClosed()) {
+    throw Failure(ExitCode::kUnreachable,
+                  fmt::format("{} does not let us in any more", server_.Where()),
+                  "start again when it does: the file is continued");
   }
   const bool interrupted = !server_.IsConnected();
   for (auto& [sensor, input] : inputs_) {
@@ -246,7 +259,7 @@ bool Subscriber::HasAll() {
 // Up to what was the last message of each sensor when this was asked first.
 bool Subscriber::HasDeliveredAll() {
   const auto context = server_.NewStreamContext();
-  for (const std::string& sensor : SensorsWithStreams(server_, settings_.pattern)) {
+  for (const std::string& sensor : SensorsNow()) {
     const std::string name = StreamName(sensor);
     jsErrCode code{};
     if (!wanted_.contains(sensor)) {
@@ -262,8 +275,11 @@ bool Subscriber::HasDeliveredAll() {
                            &code) != NATS_OK) {
       return false;
     }
-    const bool all = (about->NumPending == 0 && about->NumAckPending == 0) ||
-                     about->AckFloor.Stream >= wanted_[sensor];
+    const auto input = inputs_.find(sensor);
+    const auto held = input == inputs_.end() ? std::nullopt : input->second.intake.Held();
+    const bool all = about->AckFloor.Stream >= wanted_[sensor] ||
+                     (about->NumPending == 0 &&
+                      about->NumAckPending <= static_cast<std::int64_t>(held.value_or(0)));
     jsConsumerInfo_Destroy(about);
     if (!all) return false;
   }

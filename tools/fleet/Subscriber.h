@@ -100,6 +100,7 @@ class Subscriber {
   std::mutex mutex_;
   std::condition_variable arrived_;
   std::deque<Came> came_;
+  std::uint64_t came_bytes_ = 0;
 };
 
 }  // namespace tool::fleet

@@ -7,81 +7,61 @@
 namespace tool::fleet {
 namespace {
 
-constexpr std::chrono::seconds kPeriod{2};
-// What a server believes to be stored may be wrong: see PassedOver. A subscriber notices it in this
-// time.
-constexpr std::chrono::seconds kGrace{60};
-
 constexpr std::int64_t kAnswerMs = 1000;
+constexpr std::uint64_t kNear = 500;  // messages
+
+jsOptions Impatient() {
+  jsOptions options;
+  jsOptions_Init(&options);
+  options.Wait = kAnswerMs;
+  return options;
+}
 
 }  // namespace
 
 Tidier::Tidier(const Server& server, const std::string& sensor)
-    : server_(server), stream_(StreamName(sensor)), thread_([this] { Run(); }) {}
+    : server_(server), stream_(StreamName(sensor)) {}
 
-Tidier::~Tidier() { Stop(); }
-
-void Tidier::Stop() {
-  {
-    const std::lock_guard lock(mutex_);
-    stop_ = true;
-    stopped_.notify_one();
-  }
-  if (thread_.joinable()) thread_.join();
+bool Tidier::IsNear() const {
+  const jsOptions options = Impatient();
+  const auto kept = KeptNow(server_.NewStreamContext(&options).get());
+  return kept && kept->messages > 0 && kept->unstored <= kNear && !kept->ahead;
 }
 
-void Tidier::Run() {
-  std::unique_lock lock(mutex_);
-  while (!stopped_.wait_for(lock, kPeriod, [this] { return stop_; })) {
-    lock.unlock();
-    if (server_.IsConnected()) Tidy();
-    lock.lock();
-  }
-}
-
-void Tidier::Tidy() {
-  jsOptions options;
-  jsOptions_Init(&options);
-  options.Wait = kAnswerMs;
+bool Tidier::RemoveIfStored() const {
+  jsOptions options = Impatient();
   const auto context = server_.NewStreamContext(&options);
-  const auto now = Clock::now();
-  const auto kept = KeptOn(context.get());
-  if (!kept) return;
-  stored_.push_back({now, kept->stored});
-  std::uint64_t to = 0;
-  for (; !stored_.empty() && now - stored_.front().at >= kGrace; stored_.pop_front()) {
-    to = stored_.front().number;
-  }
-  if (kept->half_full) to = kept->stored;
-  // The last one stays: an empty stream may forget its numbers.
-  to = std::min(to, kept->last);
-  if (to <= kept->first) return;
-  options.Stream.Purge.Sequence = to;
+  const auto kept = KeptNow(context.get());
+  if (!kept || kept->unstored > 0 || kept->ahead) return false;
+  options.Stream.Purge.Sequence = kept->last + 1;
   jsErrCode code{};
-  js_PurgeStream(context.get(), stream_.c_str(), &options, &code);
+  return js_PurgeStream(context.get(), stream_.c_str(), &options, &code) == NATS_OK;
 }
 
-std::optional<Tidier::Kept> Tidier::KeptOn(jsCtx* context) const {
+std::optional<Tidier::Kept> Tidier::KeptNow(jsCtx* context) const {
   jsErrCode code{};
-  // In this order: what comes in between has not been stored by anybody yet.
-  jsConsumerInfoList* places = nullptr;
-  if (js_Consumers(&places, context, stream_.c_str(), nullptr, &code) != NATS_OK) return {};
-  Kept kept{0, 0, UINT64_MAX, false};
-  for (int i = 0; i < places->Count; ++i) {
-    kept.stored = std::min<std::uint64_t>(kept.stored, places->List[i]->AckFloor.Stream);
-  }
-  const std::int64_t count = places->Count;
-  jsConsumerInfoList_Destroy(places);
   jsStreamInfo* stream = nullptr;
   if (js_GetStreamInfo(&stream, context, stream_.c_str(), nullptr, &code) != NATS_OK) return {};
-  kept.first = stream->State.FirstSeq;
-  kept.last = stream->State.LastSeq;
-  const std::int64_t most = stream->Config->MaxBytes;
-  kept.half_full = most > 0 && stream->State.Bytes > static_cast<std::uint64_t>(most) / 2;
-  const bool all = count > 0 && count == stream->State.Consumers;  // not those without a leader
+  Kept kept{.last = stream->State.LastSeq, .messages = stream->State.Msgs};
+  const std::int64_t count = stream->State.Consumers;
   jsStreamInfo_Destroy(stream);
-  // A place ahead of its stream has not seen what the stream has.
-  if (!all || kept.stored > kept.last) return {};
+  jsConsumerInfoList* places = nullptr;
+  if (js_Consumers(&places, context, stream_.c_str(), nullptr, &code) != NATS_OK) return {};
+  // Those without a leader are left out. Without the archive, somebody has removed it.
+  const bool all = places->Count == count;
+  bool archive = false;
+  for (int i = 0; i < places->Count; ++i) {
+    const jsConsumerInfo& place = *places->List[i];
+    archive |= place.Name == std::string(kArchive);
+    const std::uint64_t stored = place.AckFloor.Stream;
+    kept.ahead |= stored > kept.last;
+    kept.unstored =
+        std::max({kept.unstored, place.NumPending,
+                  static_cast<std::uint64_t>(std::max<std::int64_t>(place.NumAckPending, 0)),
+                  kept.last - std::min(stored, kept.last)});
+  }
+  jsConsumerInfoList_Destroy(places);
+  if (!all || !archive) return {};
   return kept;
 }
 

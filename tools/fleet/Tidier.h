@@ -1,54 +1,38 @@
 #pragma once
 
-#include <chrono>
-#include <condition_variable>
 #include <cstdint>
-#include <deque>
-#include <mutex>
 #include <optional>
 #include <string>
-#include <thread>
 
 #include "fleet/Server.h"
 
 namespace tool::fleet {
 
-// Removes from a sensor's stream what every subscriber by name has stored, some time later, or at
-// once when the stream gets full. Has a thread of its own, because a server may let it wait for
-// seconds.
+// Removes from a sensor's stream what every subscriber has stored: all, or nothing. nats-server
+// 2.9.10 does not survive anything else: when it removes a part, it forgets what was delivered and
+// not acknowledged; and when it starts again within two minutes, it removes everything up to the
+// end that the stream had then. Nothing may be sent meanwhile. For one thread.
 class Tidier {
  public:
   Tidier(const Server& server, const std::string& sensor);
-  ~Tidier();
-  Tidier(const Tidier&) = delete;
-  Tidier& operator=(const Tidier&) = delete;
 
-  void Stop();
+  // Whether all subscribers will have everything within a moment, once nothing more is sent.
+  bool IsNear() const;
+  // True: the stream is empty now. False: somebody has not stored all, or the servers do not say.
+  bool RemoveIfStored() const;
 
  private:
-  using Clock = std::chrono::steady_clock;
   struct Kept {
-    std::uint64_t first, last;  // numbers in the stream
-    std::uint64_t stored;       // up to this one, everybody has all
-    bool half_full;             // of what the stream may take
+    std::uint64_t last = 0;      // in the stream
+    std::uint64_t messages = 0;  // there
+    std::uint64_t unstored = 0;  // of them, by the slowest subscriber
+    bool ahead = false;          // somebody's place is: it has not seen what the stream has
   };
-  void Run();
-  void Tidy();
-  // None: the server does not say for certain.
-  std::optional<Kept> KeptOn(jsCtx* context) const;
+  // None: the servers do not say for certain.
+  std::optional<Kept> KeptNow(jsCtx* context) const;
 
   const Server& server_;
   const std::string stream_;
-  struct Stored {
-    Clock::time_point at;
-    std::uint64_t number;  // in the stream: up to this one
-  };
-  std::deque<Stored> stored_;
-
-  std::mutex mutex_;
-  std::condition_variable stopped_;
-  bool stop_ = false;
-  std::thread thread_;
 };
 
 }  // namespace tool::fleet
