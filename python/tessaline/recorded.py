@@ -272,9 +272,9 @@ class RecordedGap(_Small):
     Attributes:
         stamp_ns: nanoseconds since 1970.
         reason: where it was lost: "device", "memory", "store", "publisher" or "unknown".
-        run: of the publisher that sent the rest.
-        end_known: else all from the first ids on to the end of the run may be missing, and the last
-            ids and counts say nothing.
+        run: of the publisher whose frames these are.
+        end_known: else all from the first ids on may be missing, up to the next frame that is there
+            or to the end of the run, and the last ids and counts say nothing.
         strips_first: id of the first strip.
         strips_last: id of the last one.
         strips_count: how many strips; 0: none, whatever their ids are.

@@ -162,3 +162,21 @@ def test_a_sensor_is_forgotten(fleet, sensors):
     assert tool("fleet", "forget", "line3.left", url=sensors.url).returncode == 0
     again = tool("fleet", "forget", "line3.left", url=sensors.url)
     assert (again.returncode, "nothing is kept" in again.stderr) == (1, True)
+
+
+def test_a_subscriber_that_does_not_come_back_is_forgotten(fleet):
+    hub = fleet.hub()
+    fleet.publish("line3", hub.url, "-t", "1").result()
+    other = fleet.folder / "other.db3"
+    fleet.store(hub.url, "--as", "quality", file=other)
+    fleet.publish("line3", hub.url, "-t", "1").result()
+    fleet.store(hub.url)
+    sensor = json_of("fleet", "status", url=hub.url, status=1)["sensors"][0]
+    assert sensor["kept"]["unstored"]["archive"] == 0 < sensor["kept"]["unstored"]["quality"]
+    forget = ("fleet", "forget", ">", "--as", "quality")
+    refused = tool(*forget, url=hub.url)
+    assert (refused.returncode, "has not stored" in refused.stderr) == (1, True)
+    assert json_of(*forget, "--discard", "--dry-run", url=hub.url)["dry_run"]
+    assert tool(*forget, "--discard", url=hub.url).returncode == 0
+    sensor = json_of("fleet", "status", url=hub.url, status=1)["sensors"][0]
+    assert sensor["kept"]["unstored"] == {"archive": 0}

@@ -91,11 +91,29 @@ TEST_F(Sensors, AreToldOfOneByOne) {
   EXPECT_EQ(json["device"]["model"], "K3610");
 }
 
+TEST_F(Sensors, AreIncompleteIfNobodyCanExplainWhatIsMissing) {
+  {
+    tool::FleetFile file(directory_ / "all.db3");
+    tool::GapMessage gap;
+    gap.stamp_ns = record_test::kStart + 15 * record_test::kMs;
+    gap.reason = tool::GapMessage::kUnknown;
+    gap.run = "6f1c000000000002";
+    gap.strips_first = gap.strips_last = 15;
+    gap.strips_count = 1;
+    file.Write("line3.right", gap);
+    file.Close();
+  }
+  const ToolResult right = Run("bag check all.db3 --sensor line3.right --json");
+  EXPECT_EQ(right.status, kNegative) << right.out;
+  EXPECT_EQ(right.Json()["gap_messages"], 1);
+  EXPECT_EQ(right.Json()["unexplained_ids"], 1);
+}
+
 TEST_F(Sensors, AreIncompleteIfNothingNamesWhatIsMissing) {
   const ToolResult all = Run("bag check all.db3");
   EXPECT_EQ(all.status, kNegative);
   EXPECT_THAT(all.out, AllOf(HasSubstr("all.db3 (line3.left): whole; closed properly"),
-                             HasSubstr("1 gap message, which name 3 missing ids"),
+                             HasSubstr("1 gap message, naming 3 missing ids"),
                              HasSubstr("all.db3 (line3.right): INCOMPLETE; closed properly"),
                              HasSubstr("MISSING  1 profile, and no gap message names it: 15\n")));
   const auto json = Run("bag check all.db3 --json").Json();

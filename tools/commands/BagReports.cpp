@@ -260,7 +260,7 @@ void PrintCheck(const Session& session, const std::string& path, const BagFindin
   const std::uint64_t named = contents.strips().missing() + contents.images().missing() -
                               contents.strips().unexplained() - contents.images().unexplained();
   if (contents.Of(Topic::kGaps).count > 0) {
-    session.Print("  {}, which name {}\n", Counted(contents.Of(Topic::kGaps).count, "gap message"),
+    session.Print("  {}, naming {}\n", Counted(contents.Of(Topic::kGaps).count, "gap message"),
                   Counted(named, "missing id"));
   }
   const std::uint64_t steps = HostClockSteps(contents);

@@ -92,8 +92,8 @@ function imageIn(data, [width, height]) {
   };
 }
 
-// One life of the sensor's publisher. The servers remove what a subscriber has stored, so the first
-// packets may be gone; what follows them has no holes.
+// One life of the sensor's publisher. The publisher removes what all subscribers have stored, so the
+// first messages may be gone; what follows them has no holes.
 class Run {
   constructor(id) {
     this.id = id;
