@@ -47,7 +47,7 @@ def test_a_subscriber_that_runs_finds_them(fleet, kept):
     said = publisher.stop()
     hub.pass_over("line3", "archive")
     archive = fleet.subscribe(hub.url)
-    time.sleep(10)
+    time.sleep(15)
     archive.end()
     assert fleet.require_all().delivered == said["strips"]
 

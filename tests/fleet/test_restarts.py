@@ -6,6 +6,7 @@ import signal
 import time
 
 import pytest
+import recording
 from commands import json_of, tool
 from hub import Hub
 from server import wait_until
@@ -99,6 +100,21 @@ def test_a_killed_subscriber_goes_on_with_its_file(fleet):
     said = publisher.stop()
     fleet.store(hub.url, "--strict")
     assert fleet.require_all().delivered == said["strips"]
+
+
+def test_a_gap_begins_where_the_file_ended(fleet):
+    """Also if another process of the subscriber has stored what is in front of it."""
+    hub = fleet.hub()
+    first = fleet.publish("line3", hub.url).wait_for_frames()
+    fleet.store(hub.url)
+    first.kill()
+    fleet.publish("line3", hub.url, "-t", "0.5").result()
+    fleet.store(hub.url)
+    gaps = [found for _, found in recording.read(fleet.recording)
+            if isinstance(found, recording.Missing) and found.kind == "strips"]
+    assert [gap.reason for gap in gaps] == ["publisher"]
+    assert gaps[0].first > 10
+    fleet.require_all(named=True)
 
 
 def test_the_next_file_has_the_rest(fleet):

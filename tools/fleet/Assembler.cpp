@@ -94,7 +94,8 @@ void Assembler::AddPart(Arrival arrival, std::vector<Delivery>& whole) {
     delivery.bytes.insert(delivery.bytes.end(), payload.begin(), payload.end());
     delivery.strips += part.header.strips;
     if (part.header.frames) {
-      (last.kind == Kind::kImages ? last_image_ : last_strip_) = part.header.frames->last;
+      delivery.last_id = part.header.frames->last;
+      (last.kind == Kind::kImages ? last_image_ : last_strip_) = delivery.last_id;
     }
   }
   if (last.kind == Kind::kStrips) {

@@ -26,6 +26,7 @@ struct Delivery {
   std::string text{};
   std::int64_t stamp_ns = 0;
   std::uint64_t strips = 0, images = 0;
+  std::uint64_t last_id = 0;        // of these; 0: not known
   std::vector<Message> messages{};  // to acknowledge once it is stored
 };
 
@@ -33,7 +34,9 @@ struct Delivery {
 // messages are.
 class Assembler {
  public:
-  explicit Assembler(std::string sensor) : sensor_(std::move(sensor)) {}
+  // The ids: of the last frames of the run that goes on, if one does.
+  explicit Assembler(std::string sensor, std::uint64_t last_strip = 0, std::uint64_t last_image = 0)
+      : sensor_(std::move(sensor)), last_strip_(last_strip), last_image_(last_image) {}
 
   // What is whole with this step.
   std::vector<Delivery> Add(RunOrder::Step step);
@@ -51,9 +54,9 @@ class Assembler {
 
   const std::string sensor_;
   std::vector<Arrival> parts_;
-  std::size_t bytes_ = 0;                          // of these
-  std::int64_t stamp_ns_ = 0;                      // of the last message
-  std::uint64_t last_strip_ = 0, last_image_ = 0;  // ids, of the run
+  std::size_t bytes_ = 0;                  // of these
+  std::int64_t stamp_ns_ = 0;              // of the last message
+  std::uint64_t last_strip_, last_image_;  // ids, of the run
 };
 
 }  // namespace tool::fleet

@@ -27,6 +27,13 @@ std::uint64_t StreamNumber(natsMsg* message) {
   return number;
 }
 
+// The run that goes on; an empty one if none does.
+RunOrder::Used Current(const std::map<std::string, RunOrder::Used>& known) {
+  const auto current = std::find_if(known.begin(), known.end(),
+                                    [](const auto& named) { return !named.second.over; });
+  return current == known.end() ? RunOrder::Used{} : current->second;
+}
+
 }  // namespace
 
 Intake::Intake(const Server& server, const std::string& sensor, const std::string& subscriber,
@@ -36,7 +43,7 @@ Intake::Intake(const Server& server, const std::string& sensor, const std::strin
       subscriber_(subscriber),
       stream_(std::make_unique<Stream>(place.used)),
       runs_(known, known.empty() && place.used > 0),
-      assembler_(sensor),
+      assembler_(sensor, Current(known).last_strip, Current(known).last_image),
       before_(place.ahead ? 0 : place.used),
       passed_over_(server, sensor, subscriber),
       came_at_(Clock::now()) {}

@@ -20,6 +20,7 @@ class RunOrder {
   struct Used {
     std::uint64_t last = 0;  // message
     bool over = false;       // it has ended, or it has been told that it did not
+    std::uint64_t last_strip = 0, last_image = 0;  // ids
   };
   // `joins`: the messages in front of the first run that is not known may have gone to somebody
   // else.

@@ -63,7 +63,6 @@ class SendWindow {
   // Everything, the newest first.
   std::deque<Backlog::Taken> Clear();
   std::size_t size() const { return sent_.size(); }
-  std::size_t refused() const { return again_.size(); }  // of them
 
  private:
   std::map<Position, Backlog::Taken> sent_;

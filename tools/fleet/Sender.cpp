@@ -161,17 +161,17 @@ bool Sender::Tidies() {
     if (!full && !tidier_.IsNear()) return false;
     tidying_since_ = now;
   }
-  if (window_.size() > window_.refused()) {
-    WaitForAnswers();
-  } else if (tidier_.RemoveIfStored()) {
+  // What was refused has to be stored first: subscribers wait for it.
+  if (window_.size() > 0 || now < ask_at_) return true;
+  ask_at_ = now + kIdleSlice;
+  if (tidier_.RemoveIfStored()) {
     room_.used = 0;
     tidying_since_.reset();
   } else if (!full && Clock::now() - *tidying_since_ > kTidyPause) {
     tidying_since_.reset();
-  } else {
-    std::this_thread::sleep_for(kIdleSlice);
+  } else if (full) {
     const std::lock_guard lock(mutex_);
-    if (full) counts_.trouble = "the place on the server is full";
+    counts_.trouble = "the place on the server is full";
   }
   return tidying_since_.has_value();
 }
@@ -228,7 +228,6 @@ void Sender::Run() {
       std::this_thread::sleep_for(kSendSlice);
       continue;
     }
-    if (Tidies()) continue;
     if (Clock::now() < not_before_ || (!prepared_ && !Prepare())) {
       std::this_thread::sleep_for(kSendSlice);
       continue;
@@ -240,7 +239,7 @@ void Sender::Run() {
       ++counts_.sent_again;
     }
     if (again) continue;
-    if (!window_.HasRoom()) {
+    if (Tidies() || !window_.HasRoom()) {
       WaitForAnswers();
       continue;
     }

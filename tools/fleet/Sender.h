@@ -55,7 +55,7 @@ class Sender {
   void WaitForAnswers();
   // Takes back what was acknowledged just before the connection broke.
   void Doubt();
-  // Whether nothing is sent now, so that what everybody has stored can be removed.
+  // Whether nothing new is sent now, so that what everybody has stored can be removed.
   bool Tidies();
   // Uses the answers that have come.
   void Collect();
@@ -79,7 +79,7 @@ class Sender {
   Clock::time_point trouble_at_;  // the last one
   Room room_;
   Tidier tidier_;
-  Clock::time_point tidy_at_;  // not before
+  Clock::time_point tidy_at_, ask_at_;  // not before
   std::optional<Clock::time_point> tidying_since_;
 
   struct Answer {

@@ -21,6 +21,9 @@ constexpr std::int64_t kMostWritten = kMostUnstored / 4;
 constexpr std::chrono::seconds kBoundPatience{10};
 // Behind the name of a run in the file: nothing more is to come of it.
 constexpr std::string_view kOver = "over";
+// Likewise: its last frame.
+constexpr std::string_view kStrip = "strip";
+constexpr std::string_view kImage = "image";
 
 GapMessage MessageOf(const Gap& gap, std::int64_t stamp_ns) {
   GapMessage message;
@@ -121,8 +124,16 @@ std::map<std::string, RunOrder::Used> Subscriber::RunsOf(const std::string& sens
   std::map<std::string, RunOrder::Used> runs;
   for (const auto& [key, sequence] : file_.positions()) {
     if (key.sensor != sensor) continue;
-    if (key.run.ends_with(kOver)) {
-      runs[key.run.substr(0, key.run.size() - kOver.size())].over = true;
+    const auto named = [&, run = std::string_view(key.run)](std::string_view what) {
+      return run.ends_with(what) ? &runs[std::string(run.substr(0, run.size() - what.size()))]
+                                 : nullptr;
+    };
+    if (auto* const over = named(kOver)) {
+      over->over = true;
+    } else if (auto* const strip = named(kStrip)) {
+      strip->last_strip = sequence;
+    } else if (auto* const image = named(kImage)) {
+      image->last_image = sequence;
     } else {
       runs[key.run].last = sequence;
     }
@@ -214,9 +225,11 @@ void Subscriber::Store(Delivery delivery) {
   if (delivery.sequence > 0) {
     file_.SetPosition(delivery.sensor, delivery.run, delivery.sequence);
   }
-  if (delivery.run_is_over) {
-    file_.SetPosition(delivery.sensor, fmt::format("{}{}", delivery.run, kOver), 1);
-  }
+  const auto note = [&](std::string_view what, std::uint64_t number) {
+    file_.SetPosition(delivery.sensor, fmt::format("{}{}", delivery.run, what), number);
+  };
+  if (delivery.run_is_over) note(kOver, 1);
+  if (delivery.last_id > 0) note(delivery.images > 0 ? kImage : kStrip, delivery.last_id);
   for (Message& message : delivery.messages) AcknowledgeAfterSync(input, std::move(message));
 }
 
