@@ -94,15 +94,9 @@ bool Intake::IsAgain(std::uint64_t number, Arrival& arrival) {
 // The stream has begun again, or lost its end: its numbers stand for other messages now. False: not
 // now; the message comes again.
 bool Intake::BeginAgain(std::uint64_t number) {
-  const auto context = server_.NewStreamContext();
-  jsErrCode code{};
-  jsConsumerInfo* about = nullptr;
-  if (js_GetConsumerInfo(&about, context.get(), StreamName(sensor_).c_str(), subscriber_.c_str(),
-                         nullptr, &code) != NATS_OK) {
-    return false;
-  }
-  before_ = std::min(about->AckFloor.Stream, number - 1);
-  jsConsumerInfo_Destroy(about);
+  const auto place = PlaceNow();
+  if (!place) return false;
+  before_ = std::min(place->stored, number - 1);
   while (auto waiting = stream_->Take()) {
     std::vector<Arrival> duplicates;
     if (!*waiting) continue;
@@ -116,18 +110,23 @@ bool Intake::BeginAgain(std::uint64_t number) {
   return true;
 }
 
-// Whether the server waits for no answer but to what has come.
-bool Intake::HasAllDelivered() const {
+std::optional<Intake::Acknowledgements> Intake::PlaceNow() const {
   const auto context = server_.NewStreamContext();
   jsErrCode code{};
   jsConsumerInfo* about = nullptr;
   if (js_GetConsumerInfo(&about, context.get(), StreamName(sensor_).c_str(), subscriber_.c_str(),
                          nullptr, &code) != NATS_OK) {
-    return false;
+    return std::nullopt;
   }
-  const std::int64_t pending = about->NumAckPending;
+  const Acknowledgements place{about->AckFloor.Stream, about->NumAckPending};
   jsConsumerInfo_Destroy(about);
-  return pending <= static_cast<std::int64_t>(open_.size());
+  return place;
+}
+
+// Whether the server waits for no answer but to what has come.
+bool Intake::HasAllDelivered() const {
+  const auto place = PlaceNow();
+  return place && place->awaited <= static_cast<std::int64_t>(open_.size());
 }
 
 std::vector<Delivery> Intake::Advance() {

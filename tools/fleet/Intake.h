@@ -70,6 +70,12 @@ class Intake {
   using Stream = StreamOrder<std::optional<Arrival>>;
   bool IsAgain(std::uint64_t number, Arrival& arrival);
   bool BeginAgain(std::uint64_t number);
+  // What the server says of this subscriber.
+  struct Acknowledgements {
+    std::uint64_t stored;  // all of the stream up to here
+    std::int64_t awaited;  // messages that it has delivered
+  };
+  std::optional<Acknowledgements> PlaceNow() const;
   bool HasAllDelivered() const;
   void Use(std::vector<RunOrder::Step> steps, std::vector<Arrival> duplicates);
   bool FetchPassedOver();
